@@ -1,0 +1,12 @@
+# TUZUTIL_SANITIZE: a sanitizer list as the compiler takes it ("address,undefined", "thread"); empty for none.
+set(TUZUTIL_SANITIZE "" CACHE STRING "Sanitizers to build everything with")
+if(TUZUTIL_SANITIZE)
+    add_compile_options(-fsanitize=${TUZUTIL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${TUZUTIL_SANITIZE})
+endif()
+
+option(TUZUTIL_COVERAGE "Build with coverage counters" OFF)
+if(TUZUTIL_COVERAGE)
+    add_compile_options(--coverage -O0)
+    add_link_options(--coverage)
+endif()

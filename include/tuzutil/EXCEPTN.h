@@ -1,0 +1,141 @@
+#ifndef TUZUTIL_EXCEPTN_H
+#define TUZUTIL_EXCEPTN_H
+
+// TException: the root of everything that the library throws: texts, an ID, a severity, a group and locations.
+//
+// Example:
+//     try {
+//         text.subString(0);
+//     } catch (TException &problem) {
+//         std::cerr << problem.name() << ": " << problem.text(0) << '\n';
+//         problem.addLocation(TExceptionLocation(__FILE__, __func__, __LINE__));
+//         problem.Throw(); // as the class that it is
+//     }
+//
+// Ownership:  thrown by value. Texts are TStrings; the group and the texts of locations are borrowed and must be
+//             static.
+// Threads:    an exception belongs to the thread that threw it; pass its texts to another thread, not the object.
+// Failures:   members never throw, but for Throw(): indexes out of range answer null, a text for which there is no
+//             memory becomes null.
+// Surprises:  text(0) is the newest text, locationAtIndex(0) the oldest location. A sixth text or location does not
+//             shift the whole list: see appendText(). There is no std::exception base.
+
+#include "tuzutil/EXPORT.h"
+#include "tuzutil/TRACE.h"
+#include "tuzutil/TSTRING.h"
+
+#include <cstdint>
+
+class TUZUTIL_API TExceptionLocation {
+public:
+    TExceptionLocation() noexcept = default;
+    TExceptionLocation(char const *fileName, char const *functionName, unsigned long lineNumber) noexcept
+        : fFileName(fileName), fFunctionName(functionName), fLineNumber(static_cast<std::uint32_t>(lineNumber)) {}
+
+    char const *fileName() const noexcept { return fFileName; }         // null by default
+    char const *functionName() const noexcept { return fFunctionName; } // null by default
+    unsigned long lineNumber() const noexcept { return fLineNumber; }
+
+private:
+    char const *fFileName = nullptr;
+    char const *fFunctionName = nullptr;
+    std::uint32_t fLineNumber = 0;
+};
+
+class TUZUTIL_API TException {
+public:
+    enum Severity { unrecoverable, recoverable };
+
+    TException(char const *text, unsigned long errorId, Severity severity) noexcept;
+    TException(TException const &other) noexcept;
+    TException &operator=(TException const &other) noexcept;
+
+    virtual ~TException();
+    [[noreturn]] virtual void Throw(); // throws a copy, of the object's own class
+    virtual int isRecoverable() const noexcept;
+    virtual TException &addLocation(TExceptionLocation const &location) noexcept; // at five: as appendText()
+    virtual char const *name() const noexcept;                                    // the name of the class
+    virtual TException &logExceptionData();                                       // does nothing; for subclasses
+    virtual void terminate();                                                     // does nothing; for subclasses
+
+    TException &setSeverity(Severity severity) noexcept;
+    TException &setErrorId(unsigned long errorId) noexcept;
+    TException &setErrorCodeGroup(char const *group) noexcept; // borrowed; null means "unknown"
+    unsigned long errorId() const noexcept { return fErrorId; }
+    char const *errorCodeGroup() const noexcept { return fGroup; }
+
+    TException &setText(char const *text) noexcept; // the only text from now on
+    // Adds a text. With five present, the first three take their successors' values, the fourth stays (and so stands
+    // twice), and the fifth becomes the new text.
+    TException &appendText(char const *text) noexcept;
+    unsigned long textCount() const noexcept { return fTextCount; }
+    char const *text(unsigned long index) const noexcept; // 0 is the newest; null beyond textCount()-1
+
+    unsigned long locationCount() const noexcept { return fLocationCount; }
+    TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0 is the oldest; null beyond
+
+    // Tests whether level "xc" is traced in the category and fetches the text if so; writes no record.
+    TException &Trace(TTrace::Category const &category) noexcept;
+    TException &TraceRethrow(TTrace::Category const &category) noexcept { return Trace(category); }
+
+    static void assertParameter(char const *, TExceptionLocation) noexcept {}
+
+private:
+    static constexpr std::uint32_t fsMaximum = 5;
+
+    Severity fSeverity;
+    std::uint32_t fErrorId;
+    TExceptionLocation fLocations[fsMaximum];
+    std::uint32_t fLocationCount = 0;
+    std::uint32_t fTextCount = 1;
+    TString fTexts[fsMaximum];
+    char const *fGroup = nullptr;
+};
+
+// Declares an exception class of the family: the constructor, Throw() and name(). `api` is the export mark of the
+// library that defines it with TUZUTIL_DEFINE_EXCEPTION.
+#define TUZUTIL_DECLARE_EXCEPTION(api, Class, Parent)                                                                  \
+    class api Class : public Parent {                                                                                  \
+    public:                                                                                                            \
+        Class(char const *text, unsigned long errorId, TException::Severity severity) noexcept                         \
+            : Parent(text, errorId, severity) {}                                                                       \
+        Class(Class const &other) noexcept = default;                                                                  \
+        Class &operator=(Class const &other) noexcept = default;                                                       \
+        ~Class() override;                                                                                             \
+        [[noreturn]] void Throw() override;                                                                            \
+        char const *name() const noexcept override;                                                                    \
+    }
+
+#define TUZUTIL_DEFINE_EXCEPTION(Class)                                                                                \
+    Class::~Class() = default;                                                                                         \
+    void Class::Throw() {                                                                                              \
+        throw Class(*this);                                                                                            \
+    }                                                                                                                  \
+    char const *Class::name() const noexcept {                                                                         \
+        return #Class;                                                                                                 \
+    }
+
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TAccessError, TException);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TAssertionFailure, TException);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDeviceError, TException);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TInvalidParameter, TException);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TInvalidRequest, TException);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TResourceExhausted, TException);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfMemory, TResourceExhausted);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfSystemResource, TResourceExhausted);
+TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfWindowResource, TResourceExhausted);
+
+// TCrtMsg: holds an error number of the run-time library; -1 where none was given.
+class TUZUTIL_API TCrtMsg {
+public:
+    TCrtMsg() noexcept = default;
+    TCrtMsg(int number) noexcept : fNumber(number) {}
+    TCrtMsg(char const *) noexcept {} // the text is ignored
+
+    void Write(char const *) const noexcept {} // does nothing
+
+private:
+    std::int32_t fNumber = -1;
+};
+
+#endif

@@ -1,0 +1,18 @@
+#ifndef TUZUTIL_EXPORT_H
+#define TUZUTIL_EXPORT_H
+
+// EXPORT.h: the mark of everything that the library exports.
+//
+// The build of the library defines `tuzutil_EXPORTS`; a program that uses it defines nothing.
+
+#if defined(_WIN32)
+#if defined(tuzutil_EXPORTS)
+#define TUZUTIL_API __declspec(dllexport)
+#else
+#define TUZUTIL_API __declspec(dllimport)
+#endif
+#else
+#define TUZUTIL_API __attribute__((visibility("default")))
+#endif
+
+#endif

@@ -1,0 +1,324 @@
+#ifndef TUZUTIL_TSTRING_H
+#define TUZUTIL_TSTRING_H
+
+// TString: the library's one text type, a handle on a shared, counted buffer of narrow or 16-bit text.
+//
+// Example:
+//     TString line("RETR 17");
+//     unsigned int blank = line.indexOf(' ');           // 5: positions are 1-based, 0 means "not found"
+//     TString verb = line.subString(1, blank - 1);      // "RETR"
+//     TString number = line.subString(blank + 1);       // "17"
+//     if (verb == "RETR" && number.isDigits())
+//         std::cout << number.asInt() << '\n';          // 17
+//
+// Ownership:  copies share one buffer; the last handle frees it. A pointer from a conversion operator is borrowed and
+//             ends with the buffer.
+// Threads:    none. The count is a plain integer: a string and all that share its buffer belong to one thread at a
+//             time. To hand text to another thread, copy it: TString(s, s.length(), ' ').
+// Failures:   TInvalidRequest (ID 1, recoverable) for a position that is a programming error; TOutOfMemory where no
+//             buffer of the size can be had or a text would reach 0xFFFFFFF0 bytes. Everything else answers 0, a null
+//             string, or leaves the string alone.
+// Surprises:  a null string (no buffer) is not a nil string (empty buffer), and nil.isEqual(null) is true while
+//             null.isEqual(nil) is false. Writing through operator[] within bounds, a pointer or Wipe() changes every
+//             string that shares the buffer: call MakeUnique() first. Lengths and positions count bytes, also of
+//             16-bit text. TString(0) does not compile; write TString(0L) for "0".
+
+#include "tuzutil/EXPORT.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <type_traits>
+
+// A buffer as it stands in memory, one allocation; the data follow the header:
+//
+//   | count | flags | length | capacity | data: length bytes | 0 0 (0) |
+//     4       4       4        4
+//
+// At least two zero bytes always follow the data, three where the length is odd, so that the 16-bit view ends as well.
+struct TStringBuffer {
+    std::uint32_t count;    // handles that share the buffer
+    std::uint32_t flags;    // wipeOnDelete, unicode
+    std::uint32_t length;   // bytes of data
+    std::uint32_t capacity; // bytes of data that there is room for
+
+    enum Flag : std::uint32_t { wipeOnDelete = 1, unicode = 2 };
+
+    char *Data() noexcept { return reinterpret_cast<char *>(this + 1); }
+};
+
+class TUZUTIL_API TString {
+public:
+    static constexpr unsigned int fsToEnd = ~0u; // as count: all of them; as start of lastIndexOf: from the end
+
+    TString() noexcept : fBuffer(nullptr) {}               // null
+    TString(std::nullptr_t) noexcept : fBuffer(nullptr) {} // null
+    TString(char const *text);                             // null for a null pointer, nil for ""
+    TString(unsigned char const *text);
+    TString(unsigned short const *text); // 16-bit text up to the first zero character; sets the Unicode flag
+    TString(char16_t const *text);
+    // Exactly `count` bytes: copied from `bytes` (zero bytes included), or `count` times `fill` when `bytes` is null.
+    TString(void const *bytes, unsigned int count, char fill);
+    TString(long number); // decimal text, independent of the locale
+    TString(unsigned long number);
+    TString(TString const &other) noexcept : fBuffer(other.fBuffer) { Share(); }
+    TString(TString &&other) noexcept : fBuffer(other.fBuffer) { other.fBuffer = nullptr; } // leaves `other` null
+    ~TString() { Release(); }
+    TString &operator=(TString const &other) noexcept;
+    TString &operator=(TString &&other) noexcept;
+
+    // Units before the first zero unit; 0 for a null pointer.
+    static unsigned int lengthOf(char const *text);
+    static unsigned int lengthOf(unsigned char const *text);
+    static unsigned int lengthOf(unsigned short const *text);
+    static unsigned int lengthOf(char16_t const *text);
+
+    unsigned int length() const noexcept { return fBuffer ? fBuffer->length : 0; } // bytes; 0 for a null string
+    unsigned int size() const noexcept { return length(); }
+
+    // The data, null for a null string. Writing through these changes every string that shares the buffer.
+    operator char *() const noexcept { return fBuffer ? fBuffer->Data() : nullptr; }
+    operator unsigned char *() const noexcept { return reinterpret_cast<unsigned char *>(static_cast<char *>(*this)); }
+    operator unsigned short *() const noexcept {
+        return reinterpret_cast<unsigned short *>(static_cast<char *>(*this));
+    }
+    operator void const *() const noexcept { return static_cast<char *>(*this); }
+    explicit operator bool() const noexcept { return fBuffer != nullptr; }
+
+    bool operator!() const noexcept { return IsNull(); }
+    bool IsNull() const noexcept { return fBuffer == nullptr; }
+    bool IsNilString() const noexcept { return fBuffer && fBuffer->length == 0; }
+
+    // Flags live in the buffer: setting one changes all strings that share it, and does nothing on a null string.
+    bool IsUnicode() const noexcept { return HasFlag(TStringBuffer::unicode); }
+    void SetUnicode(int on) noexcept { SetFlag(TStringBuffer::unicode, on); }
+    bool IsWipeOnDelete() const noexcept { return HasFlag(TStringBuffer::wipeOnDelete); }
+    void SetWipeOnDelete(int on) noexcept { SetFlag(TStringBuffer::wipeOnDelete, on); }
+
+    std::ostream &Print(std::ostream &out) const; // the raw bytes, unformatted; "<NULL>" for a null string
+
+    // The byte at a position 1..length(); otherwise "Bad index value for this String".
+    char operator[](unsigned int position) const;
+    // The same for writing, without copying a shared buffer. A position beyond the end grows the string to exactly
+    // that many bytes, the new ones zero; only position 0 throws.
+    char &operator[](unsigned int position);
+    // Any other integer type; a negative position throws.
+    template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
+    char operator[](I position) const {
+        return (*this)[CheckedPosition(position)];
+    }
+    template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
+    char &operator[](I position) {
+        return (*this)[CheckedPosition(position)];
+    }
+
+    // Concatenation. A null char const * counts as empty text. The result of `+ char const *` has no flags; that of
+    // `+ TString` has this string's, or the other's where this one is null.
+    TString operator+(TString const &other) const;
+    TString operator+(char const *text) const;
+    TString &operator+=(char const *text);
+    TString &operator+=(TString const &other);
+
+    // Byte by byte with the other string, over the bytes that both have. Null on either side: no change.
+    TString &operator^=(TString const &other);
+    TString &operator|=(TString const &other);
+    TString &operator&=(TString const &other);
+
+    // From `start` to the end; null where `start` lies beyond it; 0 throws "Bad value to truncate this String".
+    TString subString(unsigned int start) const;
+    // Exactly `count` bytes from `start` on, what is missing padded with `fill`; 0 throws as above.
+    TString subString(unsigned int start, unsigned int count, char fill = ' ') const;
+    // Truncates: keeps the bytes before `start`; beyond the end: no change; 0 throws as above.
+    TString &remove(unsigned int start);
+    // Takes out `count` bytes from `start` on.
+    TString &remove(unsigned int start, unsigned int count);
+    // Replaces up to `count` occurrences of `pattern` found at or after `start`; the result loses all flags when
+    // anything was replaced.
+    TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
+                    unsigned int count = fsToEnd);
+    TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
+    // By the current locale, up to the first zero byte.
+    TString &lowerCase();
+    TString &upperCase();
+
+    // Searches: a 1-based position, or 0 for "not found".
+    unsigned int indexOf(char c, unsigned int start = 1) const;           // start 0 counts as 1
+    unsigned int indexOf(unsigned short c, unsigned int start = 1) const; // positions count 16-bit characters
+    unsigned int indexOf(char16_t c, unsigned int start = 1) const {
+        return indexOf(static_cast<unsigned short>(c), start);
+    }
+    // Start 0 throws "Bad value for the starting position" in these; empty text is found at `start`.
+    unsigned int indexOf(char const *text, unsigned int start = 1) const;
+    unsigned int indexOfAnyOf(char const *set, unsigned int start = 1) const;
+    unsigned int indexOfAnyBut(char const *set, unsigned int start = 1) const;
+    unsigned int lastIndexOf(char c, unsigned int start = fsToEnd) const;
+
+    bool isEqual(TString const &other) const noexcept; // asymmetric for null and nil, see above
+    bool IsEqual(TString const &other) const noexcept { return isEqual(other); }
+    bool isLessThan(TString const &other) const noexcept; // unsigned bytes; null before all, prefix before longer
+    // True when minimum <= length() and this is how `full` begins.
+    bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
+    bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
+    bool isDigits() const noexcept; // null: false; nil: true
+    bool isBinaryDigits() const noexcept;
+    // Leading decimal number, as strtol and strtoul of a 32-bit long give it: out of range gives the nearest value.
+    int asInt() const noexcept;
+    unsigned int asUnsigned() const noexcept;
+    double asDouble() const noexcept; // strtod: the decimal point is the current locale's
+
+    void MakeUnique(); // gives this string a buffer of its own if the present one is shared
+
+private:
+    friend struct TStringAccess;
+
+    explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) { Share(); } // adopts a buffer of count 0
+
+    static TStringBuffer *AllocateBuffer(std::uint64_t length, std::uint32_t count, std::uint32_t flags);
+    static unsigned int CheckedLength(std::uint64_t length);
+    static unsigned int BadIndex();
+    template <typename I>
+    static unsigned int CheckedPosition(I position) {
+        if constexpr (std::is_signed_v<I>) {
+            if (position < 0)
+                return BadIndex();
+        }
+        auto const value = static_cast<std::uint64_t>(position);
+        return value > 0xFFFFFFFFu ? BadIndex() : static_cast<unsigned int>(value);
+    }
+
+    bool HasFlag(std::uint32_t flag) const noexcept { return fBuffer && (fBuffer->flags & flag); }
+    void SetFlag(std::uint32_t flag, int on) noexcept;
+    void Share() noexcept {
+        if (fBuffer)
+            ++fBuffer->count;
+    }
+    void Release() noexcept {
+        if (fBuffer)
+            DecrementAndFree();
+    }
+    void DecrementAndFree() noexcept;
+    void MakeUnique(unsigned int newLength);
+    void TakeBuffer(TStringBuffer *buffer) noexcept;
+    void SetLength(unsigned int length) noexcept;
+    TString &Append(char const *bytes, unsigned int count);
+    TString &Change(char const *pattern, char const *replacement, unsigned int replacementLength, unsigned int start,
+                    unsigned int count);
+    unsigned int Find(char const *text, unsigned int textLength, unsigned int start) const noexcept;
+    template <typename Combine>
+    TString &CombineBytes(TString const &other, Combine combine);
+    template <typename Fold>
+    TString &FoldCase(Fold fold);
+
+    TStringBuffer *fBuffer; // null for a null string
+};
+
+// a == b is a.isEqual(b): the left operand is asked.
+inline bool operator==(TString const &a, TString const &b) noexcept {
+    return a.isEqual(b);
+}
+inline bool operator==(TString const &a, char const *b) {
+    return a.isEqual(TString(b));
+}
+inline bool operator==(char const *a, TString const &b) {
+    return TString(a).isEqual(b);
+}
+inline bool operator!=(TString const &a, TString const &b) noexcept {
+    return !a.isEqual(b);
+}
+inline bool operator!=(TString const &a, char const *b) {
+    return !a.isEqual(TString(b));
+}
+inline bool operator!=(char const *a, TString const &b) {
+    return !TString(a).isEqual(b);
+}
+inline bool operator<(TString const &a, TString const &b) noexcept {
+    return a.isLessThan(b);
+}
+inline bool operator<(TString const &a, char const *b) {
+    return a.isLessThan(TString(b));
+}
+inline bool operator<(char const *a, TString const &b) {
+    return TString(a).isLessThan(b);
+}
+
+TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
+
+// TStringIcmp: a TString whose equality ignores letter case, by the current locale and up to the first zero byte.
+//
+// Example:
+//     TStringIcmp verb("retr");
+//     bool same = verb.isEqual("RETR"); // true
+class TUZUTIL_API TStringIcmp : public TString {
+public:
+    TStringIcmp() noexcept = default;
+    TStringIcmp(char const *text) : TString(text) {}
+    TStringIcmp(TString const &text) noexcept : TString(text) {}
+    TStringIcmp(TStringIcmp const &other) noexcept = default;
+    TStringIcmp &operator=(TStringIcmp const &other) noexcept = default;
+    ~TStringIcmp() = default;
+
+    bool IsEqual(TStringIcmp const &other) const noexcept; // two null strings are equal, null and nil are not
+    bool isEqual(TStringIcmp const &other) const noexcept { return IsEqual(other); }
+    bool isEqual(TString const &other) const noexcept { return IsEqual(TStringIcmp(other)); }
+    bool isEqual(char const *other) const { return IsEqual(TStringIcmp(other)); }
+};
+
+inline bool operator==(TStringIcmp const &a, TStringIcmp const &b) noexcept {
+    return a.IsEqual(b);
+}
+inline bool operator==(TStringIcmp const &a, TString const &b) noexcept {
+    return a.isEqual(b);
+}
+inline bool operator==(TString const &a, TStringIcmp const &b) noexcept {
+    return b.isEqual(a);
+}
+inline bool operator==(TStringIcmp const &a, char const *b) {
+    return a.isEqual(b);
+}
+inline bool operator==(char const *a, TStringIcmp const &b) {
+    return b.isEqual(a);
+}
+inline bool operator!=(TStringIcmp const &a, TStringIcmp const &b) noexcept {
+    return !(a == b);
+}
+inline bool operator!=(TStringIcmp const &a, TString const &b) noexcept {
+    return !(a == b);
+}
+inline bool operator!=(TString const &a, TStringIcmp const &b) noexcept {
+    return !(a == b);
+}
+inline bool operator!=(TStringIcmp const &a, char const *b) {
+    return !(a == b);
+}
+inline bool operator!=(char const *a, TStringIcmp const &b) {
+    return !(a == b);
+}
+
+// TStringAndWipe: a TString for secrets, whose buffer is zeroed when its last holder lets go of it.
+//
+// Example:
+//     TStringAndWipe secret(password);
+//     Login(secret);
+//     secret.Wipe(); // zero now, for every string that shares the buffer
+//
+// Surprises:  the flag lands on the buffer: a TStringAndWipe made from a TString makes that TString's buffer wiped
+//             too. A default-constructed one is null and cannot hold the flag; assigning an unflagged string to it
+//             leaves that string's buffer unflagged. `+ char const *`, change() and fresh texts made from the secret
+//             do not carry the flag.
+class TUZUTIL_API TStringAndWipe : public TString {
+public:
+    TStringAndWipe() noexcept = default;
+    TStringAndWipe(TString const &text) noexcept : TString(text) { SetWipeOnDelete(1); }
+    TStringAndWipe(char const *text) : TString(text) { SetWipeOnDelete(1); }
+    TStringAndWipe(TStringAndWipe const &other) noexcept = default;
+    TStringAndWipe &operator=(TStringAndWipe const &other) noexcept = default;
+    TStringAndWipe &operator=(TString const &other) noexcept {
+        TString::operator=(other);
+        return *this;
+    }
+    ~TStringAndWipe() = default;
+
+    void Wipe() noexcept; // zeroes the data of the current buffer, shared or not; the length stays
+};
+
+#endif

@@ -1,0 +1,46 @@
+#ifndef TUZUTIL_VERSION_H
+#define TUZUTIL_VERSION_H
+
+// TVersion: a version number and its text.
+//
+// Example:
+//     TVersion version(3, 7);
+//     std::cout << version.QueryVersion() << '\n'; // "3.7." and the library's build tag
+//
+// Ownership:  the text of QueryVersion() belongs to the object.
+// Threads:    queries may be called concurrently.
+// Failures:   none; QueryVersion() throws TOutOfMemory where there is no memory for the text.
+// Surprises:  QueryInstance() is null, and so QueryMajorVersion() and QueryMinorVersion() answer 0: it is kept so for
+//             the programs that compare with it.
+
+#include "tuzutil/EXPORT.h"
+
+#include <atomic>
+#include <cstdint>
+
+class TUZUTIL_API TVersion {
+public:
+    TVersion(unsigned short majorNumber, unsigned short minorNumber) noexcept;
+    TVersion(TVersion const &other) noexcept; // copies the numbers; the text is made anew
+    TVersion &operator=(TVersion const &other) noexcept;
+    ~TVersion();
+
+    unsigned short QueryMajor() const noexcept { return fMajor; }
+    unsigned short QueryMinor() const noexcept { return fMinor; }
+    char const *QueryRevision() const noexcept; // the build tag
+    char const *QueryVersion() const;           // "%d.%d.%s"; the same pointer on every call
+
+    static TVersion *QueryInstance() noexcept { return fsOnly; }
+
+private:
+    static TVersion *fsOnly; // never assigned
+
+    std::uint16_t fMajor;
+    std::uint16_t fMinor;
+    mutable std::atomic<char *> fText{nullptr};
+};
+
+extern "C" TUZUTIL_API unsigned short QueryMajorVersion();
+extern "C" TUZUTIL_API unsigned short QueryMinorVersion();
+
+#endif

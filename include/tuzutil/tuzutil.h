@@ -1,0 +1,13 @@
+#ifndef TUZUTIL_TUZUTIL_H
+#define TUZUTIL_TUZUTIL_H
+
+// tuzutil.h: the whole library.
+
+#include "tuzutil/EXCEPTN.h"
+#include "tuzutil/OSTRSTRM.h"
+#include "tuzutil/PURETRAP.h"
+#include "tuzutil/TRACE.h"
+#include "tuzutil/TSTRING.h"
+#include "tuzutil/VERSION.h"
+
+#endif

@@ -1,0 +1,7 @@
+#include "platform/platform.h"
+
+#include <string.h>
+
+void platform::SecureZero(void *memory, std::size_t count) noexcept {
+    explicit_bzero(memory, count);
+}

@@ -1,0 +1,7 @@
+#include "platform/platform.h"
+
+#include <windows.h>
+
+void platform::SecureZero(void *memory, std::size_t count) noexcept {
+    RtlSecureZeroMemory(memory, count);
+}

@@ -1,0 +1,58 @@
+#include "tuzutil/OSTRSTRM.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdlib>
+#include <locale>
+
+oStringStreamBuf::oStringStreamBuf(int step) : fStep(std::max(step, 1)) {}
+
+oStringStreamBuf::~oStringStreamBuf() {
+    if (!fFrozen)
+        std::free(pbase());
+}
+
+char *oStringStreamBuf::str() {
+    // A block even where nothing was written, as the caller may release it.
+    if (!pbase())
+        overflow(traits_type::eof());
+    fFrozen = true;
+    return pbase();
+}
+
+void oStringStreamBuf::freeze(int frozen) {
+    fFrozen = frozen != 0;
+}
+
+int oStringStreamBuf::pcount() const noexcept {
+    return static_cast<int>(pptr() - pbase());
+}
+
+std::streambuf::int_type oStringStreamBuf::overflow(int_type c) {
+    if (fFrozen)
+        return traits_type::eof();
+    if (pptr() == epptr()) {
+        std::size_t const used = static_cast<std::size_t>(pptr() - pbase());
+        std::size_t const size = used + std::max(used, static_cast<std::size_t>(fStep));
+        if (size > INT_MAX)
+            return traits_type::eof();
+        auto *const block = static_cast<char *>(std::realloc(pbase(), size));
+        if (!block)
+            return traits_type::eof();
+        setp(block, block + size);
+        pbump(static_cast<int>(used));
+    }
+    if (traits_type::eq_int_type(c, traits_type::eof()))
+        return traits_type::not_eof(c);
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+    return c;
+}
+
+oStringStream::oStringStream(int step) : std::ostream(nullptr), fBuf(step) {
+    init(&fBuf);
+    imbue(std::locale::classic());
+}
+
+oStringStream::~oStringStream() = default;

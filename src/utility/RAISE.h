@@ -1,0 +1,35 @@
+#ifndef TUZUTIL_RAISE_H
+#define TUZUTIL_RAISE_H
+
+// The one place that builds the library's exceptions: text, ID, severity, group, one location, trace gate.
+
+#include "tuzutil/EXCEPTN.h"
+
+#include <cstdint>
+
+// What an exception says besides its class. `line` is the caller's own unless a fixed one is given.
+struct TFailure {
+    TTrace::Category const &category;
+    char const *file; // "src/utility/NAME"
+    char const *text;
+    char const *function = "";
+    std::uint32_t line = __builtin_LINE();
+    std::uint32_t errorId = 1;
+    TException::Severity severity = TException::recoverable;
+};
+
+template <typename E>
+void Prepare(E &exception, TFailure const &failure) {
+    exception.setErrorCodeGroup("Quendix Library");
+    exception.addLocation(TExceptionLocation(failure.file, failure.function, failure.line));
+    exception.Trace(failure.category);
+}
+
+template <typename E>
+[[noreturn]] void Raise(TFailure const &failure) {
+    E exception(failure.text, failure.errorId, failure.severity);
+    Prepare(exception, failure);
+    throw exception;
+}
+
+#endif

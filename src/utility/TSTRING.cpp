@@ -1,0 +1,633 @@
+#include "tuzutil/TSTRING.h"
+
+#include "platform/platform.h"
+#include "utility/BYTESCAN.h"
+#include "utility/RAISE.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <ostream>
+
+static_assert(sizeof(TString) == sizeof(void *), "a string holds exactly one field");
+static_assert(sizeof(TStringBuffer) == 16, "the data follow the header without a gap");
+
+namespace {
+
+char const fsFile[] = "src/utility/TSTRING";
+char const fsBadIndex[] = "Bad index value for this String";
+char const fsBadTruncate[] = "Bad value to truncate this String";
+char const fsBadStart[] = "Bad value for the starting position";
+
+constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or more is refused
+
+[[noreturn]] void Reject(char const *text, std::uint32_t line = __builtin_LINE()) {
+    Raise<TInvalidRequest>({TUtilityTraceCategory::String, fsFile, text, "", line});
+}
+
+void RequireStart(unsigned int start, char const *text, std::uint32_t line = __builtin_LINE()) {
+    if (start == 0)
+        Reject(text, line);
+}
+
+// memcpy that allows a null source for no bytes.
+void CopyBytes(char *to, void const *from, std::size_t count) noexcept {
+    if (count)
+        std::memcpy(to, from, count);
+}
+
+// Zeroes the two or three bytes behind the data: AllocateBuffer leaves room for them.
+void Terminate(TStringBuffer *buffer) noexcept {
+    std::memset(buffer->Data() + buffer->length, 0, 2 + (buffer->length & 1));
+}
+
+template <typename Unit>
+unsigned int CountUnits(Unit const *text) {
+    if (!text)
+        return 0;
+    std::size_t count = 0;
+    while (text[count])
+        ++count;
+    if (count * sizeof(Unit) >= fsLengthLimit)
+        Raise<TOutOfMemory>({TUtilityTraceCategory::String, fsFile, "Text too long"});
+    return static_cast<unsigned int>(count);
+}
+
+// A set of bytes as 256 flags. A zero byte is in no set.
+class TByteSet {
+public:
+    explicit TByteSet(char const *set) noexcept {
+        for (; set && *set; ++set)
+            fFlags[static_cast<unsigned char>(*set)] = true;
+    }
+    bool Has(char c) const noexcept { return fFlags[static_cast<unsigned char>(c)]; }
+
+private:
+    bool fFlags[256] = {};
+};
+
+unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
+    TByteSet const bytes(set);
+    char const *const data = text;
+    for (unsigned int position = start; position <= text.length(); ++position) {
+        if (bytes.Has(data[position - 1]) == wanted)
+            return position;
+    }
+    return 0;
+}
+
+// The number at the start of a text, as strtol reads it: white space, a sign, decimal digits. The magnitude stops
+// growing beyond 32 bits.
+struct TLeadingNumber {
+    explicit TLeadingNumber(char const *text) noexcept {
+        while (std::isspace(static_cast<unsigned char>(*text)))
+            ++text;
+        if (*text == '+' || *text == '-')
+            negative = *text++ == '-';
+        for (; *text >= '0' && *text <= '9'; ++text) {
+            if (magnitude <= 0xFFFFFFFFu)
+                magnitude = magnitude * 10 + static_cast<unsigned int>(*text - '0');
+        }
+    }
+
+    std::uint64_t magnitude = 0;
+    bool negative = false;
+};
+
+template <typename Number>
+TString DecimalText(Number number) {
+    char digits[24];
+    auto const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    return TString(digits, static_cast<unsigned int>(end - digits), ' ');
+}
+
+} // namespace
+
+// Buffers
+
+TStringBuffer *TString::AllocateBuffer(std::uint64_t length, std::uint32_t count, std::uint32_t flags) {
+    auto const checked = CheckedLength(length);
+    // Two zero bytes, a third for an odd length, rounded to even.
+    std::uint64_t const bytes = (sizeof(TStringBuffer) + std::uint64_t{checked} + 3) & ~std::uint64_t{1};
+    auto *const buffer =
+        bytes > SIZE_MAX ? nullptr : static_cast<TStringBuffer *>(std::malloc(static_cast<std::size_t>(bytes)));
+    if (!buffer)
+        Raise<TOutOfMemory>({TUtilityTraceCategory::String, fsFile, "Out of memory"});
+    *buffer = TStringBuffer{count, flags, checked, checked};
+    Terminate(buffer);
+    return buffer;
+}
+
+unsigned int TString::CheckedLength(std::uint64_t length) {
+    if (length >= fsLengthLimit)
+        Raise<TOutOfMemory>({TUtilityTraceCategory::String, fsFile, "Text too long"});
+    return static_cast<unsigned int>(length);
+}
+
+unsigned int TString::BadIndex() {
+    Reject(fsBadIndex);
+}
+
+void TString::DecrementAndFree() noexcept {
+    if (--fBuffer->count != 0)
+        return;
+    if (fBuffer->flags & TStringBuffer::wipeOnDelete)
+        platform::SecureZero(fBuffer->Data(), fBuffer->length);
+    std::free(fBuffer);
+}
+
+void TString::TakeBuffer(TStringBuffer *buffer) noexcept {
+    Release();
+    fBuffer = buffer;
+}
+
+void TString::SetFlag(std::uint32_t flag, int on) noexcept {
+    if (fBuffer)
+        fBuffer->flags = on ? fBuffer->flags | flag : fBuffer->flags & ~flag;
+}
+
+void TString::MakeUnique() {
+    if (fBuffer && fBuffer->count != 1)
+        MakeUnique(length());
+}
+
+void TString::MakeUnique(unsigned int newLength) {
+    if (!fBuffer)
+        return;
+    TStringBuffer *const fresh = AllocateBuffer(newLength, 1, fBuffer->flags);
+    unsigned int const kept = std::min(newLength, fBuffer->length);
+    CopyBytes(fresh->Data(), fBuffer->Data(), kept);
+    TakeBuffer(fresh);
+}
+
+// Cuts in place. The tail of a secret is zeroed, for it is no longer covered by the length that is wiped at the end.
+void TString::SetLength(unsigned int length) noexcept {
+    if (fBuffer->flags & TStringBuffer::wipeOnDelete)
+        platform::SecureZero(fBuffer->Data() + length, fBuffer->length - length);
+    fBuffer->length = length;
+    Terminate(fBuffer);
+}
+
+// Construction
+
+TString::TString(char const *text) : fBuffer(nullptr) {
+    if (text) {
+        auto const count = std::strlen(text);
+        fBuffer = AllocateBuffer(count, 1, 0);
+        CopyBytes(fBuffer->Data(), text, count);
+    }
+}
+
+TString::TString(unsigned char const *text) : TString(reinterpret_cast<char const *>(text)) {}
+
+TString::TString(unsigned short const *text) : fBuffer(nullptr) {
+    if (text) {
+        auto const bytes = std::uint64_t{lengthOf(text)} * 2;
+        fBuffer = AllocateBuffer(bytes, 1, TStringBuffer::unicode);
+        CopyBytes(fBuffer->Data(), text, static_cast<std::size_t>(bytes));
+    }
+}
+
+TString::TString(char16_t const *text) : fBuffer(nullptr) {
+    if (text) {
+        auto const bytes = std::uint64_t{lengthOf(text)} * 2;
+        fBuffer = AllocateBuffer(bytes, 1, TStringBuffer::unicode);
+        CopyBytes(fBuffer->Data(), text, static_cast<std::size_t>(bytes));
+    }
+}
+
+TString::TString(void const *bytes, unsigned int count, char fill) : fBuffer(AllocateBuffer(count, 1, 0)) {
+    if (bytes)
+        CopyBytes(fBuffer->Data(), bytes, count);
+    else
+        std::memset(fBuffer->Data(), fill, count);
+}
+
+TString::TString(long number) : TString(DecimalText(number)) {}
+
+TString::TString(unsigned long number) : TString(DecimalText(number)) {}
+
+TString &TString::operator=(TString const &other) noexcept {
+    if (this != &other) {
+        // Counted before the old buffer goes: it may be the other's as well.
+        TString copy(other);
+        std::swap(fBuffer, copy.fBuffer);
+    }
+    return *this;
+}
+
+TString &TString::operator=(TString &&other) noexcept {
+    if (this != &other) {
+        TakeBuffer(other.fBuffer);
+        other.fBuffer = nullptr;
+    }
+    return *this;
+}
+
+// Length and output
+
+unsigned int TString::lengthOf(char const *text) {
+    return text ? CheckedLength(std::strlen(text)) : 0;
+}
+
+unsigned int TString::lengthOf(unsigned char const *text) {
+    return lengthOf(reinterpret_cast<char const *>(text));
+}
+
+unsigned int TString::lengthOf(unsigned short const *text) {
+    return CountUnits(text);
+}
+
+unsigned int TString::lengthOf(char16_t const *text) {
+    return CountUnits(text);
+}
+
+std::ostream &TString::Print(std::ostream &out) const {
+    if (IsNull())
+        return out.write("<NULL>", 6);
+    return out.write(fBuffer->Data(), length());
+}
+
+std::ostream &operator<<(std::ostream &out, TString const &text) {
+    return text.Print(out);
+}
+
+// Element access
+
+char TString::operator[](unsigned int position) const {
+    if (position == 0 || position > length())
+        Reject(fsBadIndex);
+    return fBuffer->Data()[position - 1];
+}
+
+char &TString::operator[](unsigned int position) {
+    RequireStart(position, fsBadIndex);
+    if (position > length()) {
+        unsigned int const old = length();
+        TStringBuffer *const fresh = AllocateBuffer(position, 1, fBuffer ? fBuffer->flags : 0);
+        CopyBytes(fresh->Data(), static_cast<char *>(*this), old);
+        std::memset(fresh->Data() + old, 0, position - old);
+        TakeBuffer(fresh);
+    }
+    return fBuffer->Data()[position - 1];
+}
+
+// Concatenation
+
+TString TString::operator+(TString const &other) const {
+    if (IsNull() && other.IsNull())
+        return TString();
+    std::uint32_t const flags = fBuffer ? fBuffer->flags : other.fBuffer->flags;
+    TString result(AllocateBuffer(std::uint64_t{length()} + other.length(), 0, flags));
+    char *const data = result;
+    CopyBytes(data, static_cast<char *>(*this), length());
+    CopyBytes(data + length(), static_cast<char *>(other), other.length());
+    return result;
+}
+
+TString TString::operator+(char const *text) const {
+    unsigned int const count = lengthOf(text);
+    if (IsNull() && count == 0)
+        return TString();
+    TString result(AllocateBuffer(std::uint64_t{length()} + count, 0, 0));
+    char *const data = result;
+    CopyBytes(data, static_cast<char *>(*this), length());
+    CopyBytes(data + length(), text, count);
+    return result;
+}
+
+TString &TString::operator+=(char const *text) {
+    if (IsNull())
+        return *this = TString(text);
+    return Append(text, lengthOf(text));
+}
+
+TString &TString::operator+=(TString const &other) {
+    if (IsNull()) {
+        // A buffer of its own with all bytes of the other, as for text.
+        return other.IsNull() ? *this : *this = TString() + other;
+    }
+    return Append(other, other.length());
+}
+
+// Appends bytes that may lie in this string's own buffer. An unshared buffer with room is extended where it stands;
+// otherwise a new one is made, with room to spare when this string is being built up piece by piece.
+TString &TString::Append(char const *bytes, unsigned int count) {
+    unsigned int const old = length();
+    unsigned int const total = CheckedLength(std::uint64_t{old} + count);
+    if (fBuffer->count == 1 && total <= fBuffer->capacity) {
+        if (count)
+            std::memmove(fBuffer->Data() + old, bytes, count);
+        fBuffer->length = total;
+        Terminate(fBuffer);
+        return *this;
+    }
+    std::uint64_t const roomy = std::min(std::uint64_t{old} * 2 + count, fsLengthLimit - 1);
+    TStringBuffer *const fresh = AllocateBuffer(fBuffer->count == 1 ? roomy : total, 1, fBuffer->flags);
+    CopyBytes(fresh->Data(), fBuffer->Data(), old);
+    CopyBytes(fresh->Data() + old, bytes, count); // before the old buffer goes
+    fresh->length = total;
+    Terminate(fresh);
+    TakeBuffer(fresh);
+    return *this;
+}
+
+// Bytewise operators
+
+template <typename Combine>
+TString &TString::CombineBytes(TString const &other, Combine combine) {
+    if (IsNull())
+        return *this;
+    MakeUnique();
+    char *const data = *this;
+    char const *const right = other;
+    unsigned int const common = std::min(length(), other.length());
+    for (unsigned int i = 0; i < common; ++i)
+        data[i] = static_cast<char>(combine(static_cast<unsigned char>(data[i]), static_cast<unsigned char>(right[i])));
+    return *this;
+}
+
+TString &TString::operator^=(TString const &other) {
+    return CombineBytes(other, [](unsigned int a, unsigned int b) { return a ^ b; });
+}
+
+TString &TString::operator|=(TString const &other) {
+    return CombineBytes(other, [](unsigned int a, unsigned int b) { return a | b; });
+}
+
+TString &TString::operator&=(TString const &other) {
+    return CombineBytes(other, [](unsigned int a, unsigned int b) { return a & b; });
+}
+
+// Substrings and editing
+
+TString TString::subString(unsigned int start) const {
+    RequireStart(start, fsBadTruncate);
+    if (start > length())
+        return TString();
+    unsigned int const count = length() - start + 1;
+    TString result(AllocateBuffer(count, 0, fBuffer->flags));
+    CopyBytes(result, fBuffer->Data() + start - 1, count);
+    return result;
+}
+
+TString TString::subString(unsigned int start, unsigned int count, char fill) const {
+    RequireStart(start, fsBadTruncate);
+    TString result(AllocateBuffer(count, 0, fBuffer ? fBuffer->flags : 0));
+    unsigned int const copied = start > length() ? 0 : std::min(count, length() - start + 1);
+    char *const data = result;
+    if (copied)
+        std::memcpy(data, fBuffer->Data() + start - 1, copied);
+    std::memset(data + copied, fill, count - copied);
+    return result;
+}
+
+TString &TString::remove(unsigned int start) {
+    RequireStart(start, fsBadTruncate);
+    if (start > length())
+        return *this;
+    if (fBuffer->count == 1)
+        SetLength(start - 1);
+    else
+        MakeUnique(start - 1);
+    return *this;
+}
+
+TString &TString::remove(unsigned int start, unsigned int count) {
+    if (start > length())
+        return *this;
+    if (std::uint64_t{length()} + 1 < std::uint64_t{start} + count)
+        return remove(start);
+    RequireStart(start, fsBadTruncate);
+    if (IsNull())
+        return *this;
+    unsigned int const before = start - 1;
+    unsigned int const behind = length() - before - count;
+    if (fBuffer->count == 1) {
+        char *const data = fBuffer->Data();
+        std::memmove(data + before, data + before + count, behind);
+        SetLength(before + behind);
+        return *this;
+    }
+    TStringBuffer *const fresh = AllocateBuffer(std::uint64_t{before} + behind, 1, fBuffer->flags);
+    CopyBytes(fresh->Data(), fBuffer->Data(), before);
+    CopyBytes(fresh->Data() + before, fBuffer->Data() + before + count, behind);
+    TakeBuffer(fresh);
+    return *this;
+}
+
+TString &TString::change(char const *pattern, TString const &replacement, unsigned int start, unsigned int count) {
+    TString const held(replacement); // the replacement may be this string itself
+    return Change(pattern, held, held.length(), start, count);
+}
+
+TString &TString::change(char const *pattern, char const *replacement, unsigned int start, unsigned int count) {
+    return Change(pattern, replacement, lengthOf(replacement), start, count);
+}
+
+TString &TString::Change(char const *pattern, char const *replacement, unsigned int replacementLength,
+                         unsigned int start, unsigned int count) {
+    if (count == 0)
+        return *this;
+    RequireStart(start, fsBadStart);
+    unsigned int const patternLength = lengthOf(pattern);
+
+    // The replacements that will really be made, for the size: matches that do not overlap. Counting, as described to
+    // callers, resumes one byte after each match; for patterns that cannot overlap it comes to the same. An empty
+    // pattern stands at `start` each time, and is counted once for each position that is left.
+    std::uint64_t matches = 0;
+    if (patternLength == 0) {
+        matches = start > length() ? 0 : std::min(count, length() - start + 1);
+    } else {
+        for (unsigned int at = Find(pattern, patternLength, start); at != 0 && matches < count; ++matches)
+            at = Find(pattern, patternLength, at + patternLength);
+    }
+    if (matches == 0)
+        return *this;
+
+    // No more than 2^32 matches of less than 2^32 bytes each: no overflow in 64 bits.
+    std::uint64_t const total = length() - matches * patternLength + matches * replacementLength;
+    TStringBuffer *const fresh = AllocateBuffer(total, 1, 0);
+    char const *const source = fBuffer->Data();
+    char *to = fresh->Data();
+    unsigned int copied = 0; // bytes of the source that are done with
+    for (std::uint64_t i = 0; i < matches; ++i) {
+        unsigned int const at = Find(pattern, patternLength, std::max(start, copied + 1));
+        unsigned int const between = at - 1 - copied;
+        CopyBytes(to, source + copied, between);
+        CopyBytes(to + between, replacement, replacementLength);
+        to += between + replacementLength;
+        copied += between + patternLength;
+    }
+    CopyBytes(to, source + copied, length() - copied);
+    TakeBuffer(fresh);
+    return *this;
+}
+
+template <typename Fold>
+TString &TString::FoldCase(Fold fold) {
+    if (IsNull())
+        return *this;
+    MakeUnique();
+    for (char *at = *this; *at; ++at)
+        *at = static_cast<char>(fold(static_cast<unsigned char>(*at)));
+    return *this;
+}
+
+TString &TString::lowerCase() {
+    return FoldCase([](int c) { return std::tolower(c); });
+}
+
+TString &TString::upperCase() {
+    return FoldCase([](int c) { return std::toupper(c); });
+}
+
+// Searching
+
+unsigned int TString::indexOf(char c, unsigned int start) const {
+    if (start == 0)
+        start = 1;
+    if (start > length())
+        return 0;
+    char const *const data = fBuffer->Data();
+    char const *const found = bytescan::FindByte(data + start - 1, data + length(), c);
+    return found ? static_cast<unsigned int>(found - data) + 1 : 0;
+}
+
+unsigned int TString::indexOf(unsigned short c, unsigned int start) const {
+    if (start == 0)
+        return 0;
+    char const *const data = *this;
+    unsigned int const characters = length() / 2;
+    for (unsigned int position = start; position <= characters; ++position) {
+        unsigned short unit;
+        std::memcpy(&unit, data + (position - 1) * std::size_t{2}, 2);
+        if (unit == c)
+            return position;
+    }
+    return 0;
+}
+
+// `start` is at least 1.
+unsigned int TString::Find(char const *text, unsigned int textLength, unsigned int start) const noexcept {
+    if (start > length() || textLength > length() - start + 1)
+        return 0;
+    if (textLength == 0)
+        return start;
+    char const *const data = fBuffer->Data();
+    char const *const found = bytescan::FindText(data + start - 1, data + length(), text, textLength);
+    return found ? static_cast<unsigned int>(found - data) + 1 : 0;
+}
+
+unsigned int TString::indexOf(char const *text, unsigned int start) const {
+    RequireStart(start, fsBadStart);
+    return Find(text, lengthOf(text), start);
+}
+
+unsigned int TString::indexOfAnyOf(char const *set, unsigned int start) const {
+    RequireStart(start, fsBadStart);
+    return FindInSet(*this, set, start, true);
+}
+
+unsigned int TString::indexOfAnyBut(char const *set, unsigned int start) const {
+    RequireStart(start, fsBadStart);
+    return FindInSet(*this, set, start, false);
+}
+
+unsigned int TString::lastIndexOf(char c, unsigned int start) const {
+    RequireStart(start, fsBadStart);
+    if (start == fsToEnd)
+        start = length();
+    if (start > length())
+        return 0;
+    char const *const data = *this;
+    for (unsigned int position = start; position != 0; --position) {
+        if (data[position - 1] == c)
+            return position;
+    }
+    return 0;
+}
+
+// Comparison and tests
+
+bool TString::isEqual(TString const &other) const noexcept {
+    if (IsNull())
+        return other.IsNull();
+    return length() == other.length() && (fBuffer == other.fBuffer || length() == 0 ||
+                                          std::memcmp(fBuffer->Data(), other.fBuffer->Data(), length()) == 0);
+}
+
+bool TString::isLessThan(TString const &other) const noexcept {
+    if (IsNull())
+        return !other.IsNull();
+    unsigned int const common = std::min(length(), other.length());
+    int const order = common ? std::memcmp(fBuffer->Data(), other.fBuffer->Data(), common) : 0;
+    return order < 0 || (order == 0 && length() < other.length());
+}
+
+bool TString::isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept {
+    return minimum <= length() && length() <= full.length() &&
+           (length() == 0 || std::memcmp(fBuffer->Data(), full.fBuffer->Data(), length()) == 0);
+}
+
+bool TString::isAbbreviationFor(char const *full, unsigned int minimum) const noexcept {
+    return minimum <= length() && (length() == 0 || (full && std::strncmp(full, fBuffer->Data(), length()) == 0 &&
+                                                     std::memchr(fBuffer->Data(), 0, length()) == nullptr));
+}
+
+bool TString::isDigits() const noexcept {
+    char const *const data = *this;
+    return data && std::all_of(data, data + length(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+bool TString::isBinaryDigits() const noexcept {
+    char const *const data = *this;
+    return data && std::all_of(data, data + length(), [](char c) { return c == '0' || c == '1'; });
+}
+
+int TString::asInt() const noexcept {
+    if (IsNull())
+        return 0;
+    TLeadingNumber const number(fBuffer->Data());
+    if (number.negative)
+        return static_cast<int>(-static_cast<std::int64_t>(std::min<std::uint64_t>(number.magnitude, 0x80000000u)));
+    return static_cast<int>(std::min<std::uint64_t>(number.magnitude, 0x7FFFFFFFu));
+}
+
+unsigned int TString::asUnsigned() const noexcept {
+    if (IsNull())
+        return 0;
+    TLeadingNumber const number(fBuffer->Data());
+    if (number.magnitude > 0xFFFFFFFFu)
+        return 0xFFFFFFFFu;
+    auto const value = static_cast<unsigned int>(number.magnitude);
+    return number.negative ? 0u - value : value;
+}
+
+double TString::asDouble() const noexcept {
+    return IsNull() ? 0.0 : std::strtod(fBuffer->Data(), nullptr);
+}
+
+// Companions
+
+bool TStringIcmp::IsEqual(TStringIcmp const &other) const noexcept {
+    char const *a = *this;
+    char const *b = other;
+    if (a == b)
+        return true;
+    if (!a || !b)
+        return false;
+    for (;; ++a, ++b) {
+        if (*a != *b && std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
+            return false;
+        if (*a == 0)
+            return *b == 0;
+    }
+}
+
+void TStringAndWipe::Wipe() noexcept {
+    if (!IsNull())
+        platform::SecureZero(static_cast<char *>(*this), length());
+}

@@ -1,0 +1,18 @@
+#!/bin/sh
+# Runs a Windows program under Wine without a display, for CTest and the scripts.
+#
+# Output goes through a file: the first Wine process starts services that inherit its output, and a reader of the pipe
+# would wait for them. The server stays for 300 s, so that the next program starts warm. The inner timeout keeps the
+# output of a program that hangs (exit status 124); keep it below CTest's own.
+export WINEPREFIX="${TUZ_WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/tuz-wineprefix}"
+export WINEDEBUG="${WINEDEBUG:--all}" LC_ALL="${TUZ_WINE_LC_ALL:-C.UTF-8}"
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe=d}"
+unset DISPLAY WAYLAND_DISPLAY
+mkdir -p "$WINEPREFIX"
+wineserver -p300 </dev/null >/dev/null 2>&1
+out=$(mktemp) || exit 99
+trap 'rm -f "$out"' EXIT
+timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" wine "$@" </dev/null >"$out" 2>&1
+rc=$?
+cat "$out"
+exit $rc
