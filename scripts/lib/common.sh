@@ -1,0 +1,63 @@
+# What the commands of this folder share: messages, and the packages of the distribution that are needed. This is the
+# one place that names packages.
+
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+export DEBIAN_FRONTEND=noninteractive
+
+say() { printf '\n== %s\n' "$*"; }
+die() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+packages_build=(g++ cmake ninja-build googletest binutils python3)
+packages_windows=(g++-mingw-w64-i686-posix)
+packages_wine=(wine wine32:i386)
+packages_clients=(curl python3 mpop coreutils)
+packages_checks=(clang-format clang libclang-rt-14-dev)
+packages_bench=(libbenchmark-dev)
+
+installed() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
+
+# need GROUP...: installs what is missing of the named groups.
+need() {
+    local group package missing=() missing_wine=()
+    for group in "$@"; do
+        local -n list="packages_$group"
+        for package in "${list[@]}"; do
+            installed "$package" && continue
+            if [ "$group" = wine ]; then missing_wine+=("$package"); else missing+=("$package"); fi
+        done
+    done
+    [ ${#missing[@]} -eq 0 ] && [ ${#missing_wine[@]} -eq 0 ] && return 0
+
+    local sudo=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null && sudo -n true 2>/dev/null ||
+            die "these packages are missing, and only root may install them: ${missing[*]} ${missing_wine[*]}"
+        sudo=(sudo)
+    fi
+    say "installing ${missing[*]} ${missing_wine[*]}"
+    if [ ${#missing_wine[@]} -ne 0 ]; then
+        "${sudo[@]}" dpkg --add-architecture i386
+    fi
+    # An index that cannot be fetched is no reason to stop: what is missing is named by the installation itself.
+    "${sudo[@]}" apt-get update -q || printf 'note: not every package index could be fetched\n'
+    if [ ${#missing_wine[@]} -ne 0 ]; then
+        # From the release itself: the updates of the second architecture may not be there in the same version.
+        "${sudo[@]}" apt-get install -q -y -t bookworm --allow-downgrades --no-install-recommends "${missing_wine[@]}"
+    fi
+    if [ ${#missing[@]} -ne 0 ]; then
+        "${sudo[@]}" apt-get install -q -y --no-install-recommends "${missing[@]}"
+    fi
+}
+
+# build PRESET [TARGET...]: configures and builds.
+build() {
+    local preset=$1
+    shift
+    say "building $preset"
+    cmake --preset "$preset" >"/tmp/tuzutil-configure-$preset.log" 2>&1 || {
+        cat "/tmp/tuzutil-configure-$preset.log"
+        die "configuring $preset failed"
+    }
+    cmake --build --preset "$preset" ${1:+--target "$@"}
+}

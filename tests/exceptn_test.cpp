@@ -1,0 +1,261 @@
+#include "tuzutil/EXCEPTN.h"
+
+#include "support/Expect.h"
+
+#include <array>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+TException Sample(char const *text = "A") {
+    return TException(text, 17, TException::recoverable);
+}
+
+std::vector<std::string> TextsOldestFirst(TException const &problem) {
+    std::vector<std::string> texts;
+    for (unsigned long i = problem.textCount(); i-- > 0;)
+        texts.emplace_back(problem.text(i) ? problem.text(i) : "(null)");
+    return texts;
+}
+
+// One row of the family: makes the class, names it, and tells which handlers catch it.
+struct TFamilyRow {
+    char const *name;
+    std::unique_ptr<TException> (*make)();
+    void (*expectCaught)(TException &);
+};
+
+template <typename E>
+std::unique_ptr<TException> Make() {
+    return std::make_unique<E>("text", 3, TException::unrecoverable);
+}
+
+template <typename E, typename Parent>
+void ExpectCaughtBy(TException &problem) {
+    EXPECT_THROW(problem.Throw(), E);
+    EXPECT_THROW(problem.Throw(), Parent);
+    EXPECT_THROW(problem.Throw(), TException);
+    try {
+        problem.Throw();
+    } catch (E &caught) {
+        EXPECT_EQ(typeid(caught), typeid(E));
+        EXPECT_NE(&caught, &problem);
+        EXPECT_STREQ(caught.text(0), "text");
+        EXPECT_EQ(caught.errorId(), 3u);
+        EXPECT_FALSE(caught.isRecoverable());
+    }
+}
+
+template <typename E, typename Parent>
+TFamilyRow Row(char const *name) {
+    return {name, &Make<E>, &ExpectCaughtBy<E, Parent>};
+}
+
+} // namespace
+
+TEST(TException, Example) {
+    std::ostringstream err;
+    TString const text("abc");
+    auto const call = [&] {
+        try {
+            text.subString(0);
+        } catch (TException &problem) {
+            err << problem.name() << ": " << problem.text(0) << '\n';
+            problem.addLocation(TExceptionLocation(__FILE__, __func__, __LINE__));
+            problem.Throw();
+        }
+    };
+    EXPECT_THROW(call(), TInvalidRequest);
+    EXPECT_EQ(err.str(), "TInvalidRequest: Bad value to truncate this String\n");
+}
+
+TEST(TException, IsThrownAsItsOwnClassWhoeverHoldsIt) {
+    TFamilyRow const rows[] = {Row<TException, TException>("TException"),
+                               Row<TAccessError, TException>("TAccessError"),
+                               Row<TAssertionFailure, TException>("TAssertionFailure"),
+                               Row<TDeviceError, TException>("TDeviceError"),
+                               Row<TInvalidParameter, TException>("TInvalidParameter"),
+                               Row<TInvalidRequest, TException>("TInvalidRequest"),
+                               Row<TResourceExhausted, TException>("TResourceExhausted"),
+                               Row<TOutOfMemory, TResourceExhausted>("TOutOfMemory"),
+                               Row<TOutOfSystemResource, TResourceExhausted>("TOutOfSystemResource"),
+                               Row<TOutOfWindowResource, TResourceExhausted>("TOutOfWindowResource")};
+    for (TFamilyRow const &row : rows) {
+        SCOPED_TRACE(row.name);
+        auto const problem = row.make();
+        EXPECT_STREQ(problem->name(), row.name);
+        row.expectCaught(*problem);
+    }
+}
+
+TEST(TException, SiblingsDoNotCatchEachOther) {
+    TDeviceError problem("text", 1, TException::recoverable);
+    try {
+        problem.Throw();
+    } catch (TAccessError &) {
+        ADD_FAILURE() << "caught by a sibling";
+    } catch (TResourceExhausted &) {
+        ADD_FAILURE() << "caught by a sibling";
+    } catch (TException &caught) {
+        EXPECT_STREQ(caught.name(), "TDeviceError");
+    }
+}
+
+TEST(TException, AddsNoFieldsInSubclasses) {
+    EXPECT_EQ(sizeof(TAccessError), sizeof(TException));
+    EXPECT_EQ(sizeof(TOutOfMemory), sizeof(TException));
+}
+
+TEST(TException, StartsWithOneTextAndNoLocation) {
+    TException const problem = Sample();
+    EXPECT_EQ(problem.textCount(), 1u);
+    EXPECT_STREQ(problem.text(0), "A");
+    EXPECT_EQ(problem.text(1), nullptr);
+    EXPECT_EQ(problem.locationCount(), 0u);
+    EXPECT_EQ(problem.locationAtIndex(0), nullptr);
+    EXPECT_EQ(problem.errorId(), 17u);
+    EXPECT_EQ(problem.errorCodeGroup(), nullptr);
+    EXPECT_TRUE(problem.isRecoverable());
+}
+
+TEST(TException, ANullTextIsKeptAsNull) {
+    TException const problem = Sample(nullptr);
+    EXPECT_EQ(problem.textCount(), 1u);
+    EXPECT_EQ(problem.text(0), nullptr);
+}
+
+TEST(TException, SettersChainAndAreReadBack) {
+    static char const group[] = "group";
+    TException problem = Sample();
+    TException &result = problem.setSeverity(TException::unrecoverable)
+                             .setErrorId(0xFFFFFFFFul)
+                             .setErrorCodeGroup(group)
+                             .setText("B")
+                             .appendText("C")
+                             .addLocation(TExceptionLocation("file", "function", 12))
+                             .logExceptionData();
+    EXPECT_EQ(&result, &problem);
+    EXPECT_FALSE(problem.isRecoverable());
+    EXPECT_EQ(problem.errorId(), 0xFFFFFFFFul);
+    EXPECT_EQ(problem.errorCodeGroup(), group);
+    EXPECT_EQ(TextsOldestFirst(problem), (std::vector<std::string>{"B", "C"}));
+    EXPECT_STREQ(problem.locationAtIndex(0)->fileName(), "file");
+    EXPECT_STREQ(problem.locationAtIndex(0)->functionName(), "function");
+    EXPECT_EQ(problem.locationAtIndex(0)->lineNumber(), 12u);
+}
+
+TEST(TException, OnlyTheValueRecoverableIsRecoverable) {
+    TException problem = Sample();
+    EXPECT_EQ(TException::unrecoverable, 0);
+    EXPECT_EQ(TException::recoverable, 1);
+    EXPECT_TRUE(problem.setSeverity(TException::recoverable).isRecoverable());
+    EXPECT_FALSE(problem.setSeverity(TException::unrecoverable).isRecoverable());
+}
+
+TEST(TException, TextsAreReadNewestFirst) {
+    TException problem = Sample();
+    problem.appendText("B").appendText("C").appendText("D").appendText("E");
+    EXPECT_EQ(problem.textCount(), 5u);
+    EXPECT_STREQ(problem.text(0), "E");
+    EXPECT_STREQ(problem.text(4), "A");
+    EXPECT_EQ(problem.text(5), nullptr);
+}
+
+TEST(TException, ASixthTextMovesTheFirstThreeOnly) {
+    TException problem = Sample();
+    problem.appendText("B").appendText("C").appendText("D").appendText("E").appendText("F");
+    EXPECT_EQ(TextsOldestFirst(problem), (std::vector<std::string>{"B", "C", "D", "D", "F"}));
+    problem.appendText("G");
+    EXPECT_EQ(TextsOldestFirst(problem), (std::vector<std::string>{"C", "D", "D", "D", "G"}));
+}
+
+TEST(TException, SetTextLeavesOneText) {
+    TException problem = Sample();
+    problem.appendText("B").appendText("C").setText("X");
+    EXPECT_EQ(TextsOldestFirst(problem), (std::vector<std::string>{"X"}));
+    problem.appendText("Y");
+    EXPECT_EQ(TextsOldestFirst(problem), (std::vector<std::string>{"X", "Y"}));
+}
+
+TEST(TException, ASixthLocationMovesTheFirstThreeOnly) {
+    TException problem = Sample();
+    for (unsigned long line = 1; line <= 6; ++line)
+        problem.addLocation(TExceptionLocation("file", "", line));
+    ASSERT_EQ(problem.locationCount(), 5u);
+    std::vector<unsigned long> lines;
+    for (unsigned long i = 0; i < 5; ++i)
+        lines.push_back(problem.locationAtIndex(i)->lineNumber());
+    EXPECT_EQ(lines, (std::vector<unsigned long>{2, 3, 4, 4, 6}));
+    EXPECT_EQ(problem.locationAtIndex(5), nullptr);
+}
+
+TEST(TException, CopiesCarryTextsLocationsAndGroup) {
+    TException original = Sample();
+    original.setErrorCodeGroup("group").appendText("B").addLocation(TExceptionLocation("file", "", 1));
+    TException const copy(original);
+    original.setText("changed");
+    EXPECT_EQ(TextsOldestFirst(copy), (std::vector<std::string>{"A", "B"}));
+    EXPECT_STREQ(copy.errorCodeGroup(), "group");
+    EXPECT_EQ(copy.locationCount(), 1u);
+    EXPECT_EQ(copy.errorId(), 17u);
+}
+
+TEST(TException, CopiesShareTheBuffersOfTheirTexts) {
+    TException const original = Sample();
+    TException const copy(original);
+    EXPECT_EQ(copy.text(0), original.text(0));
+}
+
+TEST(TException, LocationsByDefaultAreEmpty) {
+    TExceptionLocation location;
+    EXPECT_EQ(location.fileName(), nullptr);
+    EXPECT_EQ(location.functionName(), nullptr);
+    EXPECT_EQ(location.lineNumber(), 0u);
+    location = TExceptionLocation("file", "function", 4294967295ul);
+    EXPECT_STREQ(location.fileName(), "file");
+    EXPECT_EQ(location.lineNumber(), 4294967295ul);
+}
+
+TEST(TException, HooksDoNothing) {
+    TException problem = Sample();
+    EXPECT_EQ(&problem.logExceptionData(), &problem);
+    problem.terminate();
+    TException::assertParameter("text", TExceptionLocation());
+    EXPECT_STREQ(problem.text(0), "A");
+}
+
+TEST(TException, TracingLeavesItAsItIs) {
+    TException problem = Sample();
+    TTrace::Base::fsRuntimeLevel = 0x400;
+    TTrace::Base::fsRuntimeComponent = 1;
+    EXPECT_EQ(&problem.Trace(TUtilityTraceCategory::String), &problem);
+    EXPECT_EQ(&problem.TraceRethrow(TUtilityTraceCategory::String), &problem);
+    TTrace::Base::fsRuntimeLevel = 0;
+    TTrace::Base::fsRuntimeComponent = 0;
+    EXPECT_STREQ(problem.text(0), "A");
+    EXPECT_EQ(problem.textCount(), 1u);
+}
+
+TEST(TException, CrossesTheLibraryBoundaryToEveryHandler) {
+    TString const text("abc");
+    EXPECT_THROW(text.subString(0), TInvalidRequest);
+    EXPECT_THROW(text.subString(0), TException);
+    std::exception_ptr kept;
+    try {
+        text.subString(0);
+    } catch (...) {
+        kept = std::current_exception();
+    }
+    EXPECT_THROW(std::rethrow_exception(kept), TInvalidRequest);
+}
+
+TEST(TCrtMsg, IsOneNumber) {
+    TCrtMsg message;
+    message = TCrtMsg("text");
+    message.Write("text");
+    message = TCrtMsg(0);
+    EXPECT_EQ(sizeof message, 4u);
+}

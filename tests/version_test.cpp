@@ -1,0 +1,53 @@
+#include "tuzutil/VERSION.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+TEST(TVersion, Example) {
+    TVersion version(3, 7);
+    EXPECT_EQ(std::string(version.QueryVersion()), std::string("3.7.") + version.QueryRevision());
+}
+
+TEST(TVersion, TextIsMadeOnce) {
+    TVersion const version(65535, 0);
+    char const *const text = version.QueryVersion();
+    EXPECT_EQ(std::string(text), std::string("65535.0.") + version.QueryRevision());
+    EXPECT_EQ(version.QueryVersion(), text);
+    EXPECT_EQ(version.QueryMajor(), 65535);
+    EXPECT_EQ(version.QueryMinor(), 0);
+}
+
+TEST(TVersion, BuildTagIsTheVersionOfTheProject) {
+    EXPECT_STREQ(TVersion(1, 1).QueryRevision(), "tuzutil-0.1.0");
+}
+
+TEST(TVersion, CopiesHaveATextOfTheirOwn) {
+    TVersion original(1, 2);
+    char const *const text = original.QueryVersion();
+    TVersion copy(original);
+    EXPECT_STREQ(copy.QueryVersion(), text);
+    EXPECT_NE(copy.QueryVersion(), text);
+    copy = TVersion(4, 5);
+    EXPECT_EQ(std::string(copy.QueryVersion()).substr(0, 4), "4.5.");
+}
+
+TEST(TVersion, ThreadsGetOneText) {
+    TVersion const version(1, 2);
+    std::vector<char const *> texts(8);
+    std::vector<std::thread> threads;
+    for (char const *&text : texts)
+        threads.emplace_back([&] { text = version.QueryVersion(); });
+    for (std::thread &thread : threads)
+        thread.join();
+    for (char const *const text : texts)
+        EXPECT_EQ(text, texts[0]);
+}
+
+TEST(TVersion, TheInstanceIsNullAndTheExportedNumbersAreZero) {
+    EXPECT_EQ(TVersion::QueryInstance(), nullptr);
+    EXPECT_EQ(QueryMajorVersion(), 0);
+    EXPECT_EQ(QueryMinorVersion(), 0);
+}
