@@ -214,9 +214,7 @@ TEST(TString, FlagsOfANullStringCannotBeSet) {
     EXPECT_FALSE(text.IsWipeOnDelete());
 }
 
-TEST(TString, ABufferWithTheWipeFlagIsZeroedByItsLastHolder) {
-    // A freed block must not be read: the last holder's release is watched through the shrinking string, whose cut
-    // tail stays inside the buffer, and through Wipe().
+TEST(TString, TheTailThatIsCutFromAFlaggedBufferIsZeroed) {
     TString secret("password");
     secret.SetWipeOnDelete(1);
     char const *const data = Data(secret);

@@ -1,0 +1,58 @@
+#!/usr/bin/env python3
+"""Looks at the generated code of a library or program.
+
+check.py OBJDUMP BINARY calls CALLEE FUNCTION...     each function calls the callee
+check.py OBJDUMP BINARY nocall FUNCTION...           no function calls anything before it returns or jumps out of line
+"""
+
+import re
+import subprocess
+import sys
+
+
+def functions(objdump, binary):
+    listing = subprocess.run([objdump, "-d", "-C", "--no-show-raw-insn", binary], check=True, capture_output=True, text=True).stdout
+    found = {}
+    name = None
+    for line in listing.splitlines():
+        header = re.match(r"^[0-9a-f]+ <(.*)>:$", line)
+        if header:
+            name = header.group(1).lstrip("_") if header.group(1).startswith("_T") else header.group(1)
+            found.setdefault(name, [])
+        elif name and "\t" in line:
+            found[name].append(line.split("\t", 1)[1])
+    return found
+
+
+def matching(found, wanted):
+    bodies = [body for name, body in found.items() if name == wanted or name.startswith(wanted + "(")]
+    if not bodies:
+        sys.exit(f"{wanted}: no such function")
+    return bodies
+
+
+def main():
+    objdump, binary, rule = sys.argv[1:4]
+    found = functions(objdump, binary)
+    failed = False
+    if rule == "calls":
+        callee, names = sys.argv[4], sys.argv[5:]
+        for name in names:
+            # The compiler may have put the unlikely part elsewhere, under the same name with a mark behind it.
+            lines = [line for body in matching(found, name) for line in body]
+            if not any(re.search(r"\b(call|jmp)\b.*" + re.escape(callee), line) for line in lines):
+                print(f"{name} does not call {callee}")
+                failed = True
+    else:
+        for name in sys.argv[4:]:
+            for body in matching(found, name):
+                for line in body:
+                    if re.match(r"call\b", line):
+                        print(f"{name} calls: {line}")
+                        failed = True
+    if failed:
+        sys.exit(1)
+    print("the code is as it has to be")
+
+
+main()
