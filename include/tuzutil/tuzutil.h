@@ -6,6 +6,7 @@
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
+#include "tuzutil/TDATETIM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TSTRING.h"
 #include "tuzutil/VERSION.h"
