@@ -3,6 +3,7 @@
 
 // tuzutil.h: the whole library.
 
+#include "tuzutil/BINSTRM.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"

@@ -1,0 +1,297 @@
+#ifndef TUZUTIL_BINSTRM_H
+#define TUZUTIL_BINSTRM_H
+
+// TiBinaryStream, ToBinaryStream, TBinaryStream: typed values on a byte stream, in host or network byte order.
+//
+// Example:
+//     std::stringstream bytes;
+//     TBinaryStream stream(bytes, 1);                  // 1: network order
+//     stream << 0x01020304 << TString("abc");          // 01 02 03 04, 00 00 00 03 00 00 00 00 'a' 'b' 'c'
+//     int number = 0;
+//     TString text;
+//     stream >> number >> text;
+//     if (!stream)
+//         std::cerr << "too short\n";
+//
+// Ownership:  adaptors without a buffer: the wrapped stream is borrowed and must live longer. A copy is a second
+//             adaptor on the same stream, with the same order.
+// Threads:    one thread at a time, as the wrapped stream.
+// Failures:   nothing is thrown but by the wrapped stream itself (see its exceptions()) and TOutOfMemory where there is
+//             no memory for a TString whose bytes have arrived; everything else shows in the wrapped stream's state.
+//             After a short read of a number the bytes that did not arrive are 0 in network order, unchanged in host
+//             order.
+// Surprises:  `long` is 4 bytes on every target; writing one that does not fit sets the fail bit and writes nothing. A
+//             long double is 8 bytes in host order and 10 in network order, so that both sides must use one order.
+//             Characters and zero-terminated text are *formatted*: width, fill and skipws apply, and text is written
+//             without a length; use put, get, read, write for exact bytes, TString for text that is to be read again.
+//             Reading an empty TString leaves the target as it was. State values are those of the standard library.
+
+#include "tuzutil/EXPORT.h"
+#include "tuzutil/TSTRING.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <iosfwd>
+#include <istream>
+#include <limits>
+#include <ostream>
+#include <type_traits>
+
+// A value that is kept in network byte order, `filler` bytes in front; the streams move it as it is, in either order.
+// A long that 32 bits cannot hold becomes the nearest one that they can.
+template <typename Host, typename Wire, std::size_t filler = 0>
+class TNetworkValue {
+public:
+    TNetworkValue() noexcept = default; // 0
+    explicit TNetworkValue(Host value) noexcept {
+        Wire const wire = Convert(value);
+        Bits bits;
+        std::memcpy(&bits, &wire, sizeof bits);
+        for (std::size_t i = sizeof fBytes; i-- > filler; bits = static_cast<Bits>(bits >> 4 >> 4))
+            fBytes[i] = static_cast<unsigned char>(bits & 0xFF);
+    }
+    operator Host() const noexcept {
+        Bits bits = 0;
+        for (std::size_t i = filler; i < sizeof fBytes; ++i)
+            bits = static_cast<Bits>(bits << 8 | fBytes[i]);
+        Wire wire;
+        std::memcpy(&wire, &bits, sizeof wire);
+        return static_cast<Host>(wire);
+    }
+
+private:
+    using Bits = std::conditional_t<sizeof(Wire) == 2, std::uint16_t,
+                                    std::conditional_t<sizeof(Wire) == 4, std::uint32_t, std::uint64_t>>;
+
+    static Wire Convert(Host value) noexcept {
+        if constexpr (std::is_integral_v<Host> && sizeof(Host) > sizeof(Wire)) {
+            using Limits = std::numeric_limits<Wire>;
+            if (value > static_cast<Host>(Limits::max()))
+                return Limits::max();
+            if (value < static_cast<Host>(Limits::min()))
+                return Limits::min();
+        }
+        return static_cast<Wire>(value);
+    }
+
+    unsigned char fBytes[filler + sizeof(Wire)] = {};
+};
+
+using TNetworkShort = TNetworkValue<short, std::int16_t>;
+using TNetworkUnsignedShort = TNetworkValue<unsigned short, std::uint16_t>;
+using TNetworkInt = TNetworkValue<int, std::int32_t>;
+using TNetworkUnsigned = TNetworkValue<unsigned int, std::uint32_t>;
+using TNetworkLong = TNetworkValue<long, std::int32_t>;
+using TNetworkUnsignedLong = TNetworkValue<unsigned long, std::uint32_t>;
+using TNetworkFloat = TNetworkValue<float, float>;
+using TNetworkDouble = TNetworkValue<double, double>;
+using TNetworkLongDouble = TNetworkValue<long double, double, 2>;
+
+static_assert(sizeof(TNetworkShort) == 2 && sizeof(TNetworkUnsignedShort) == 2);
+static_assert(sizeof(TNetworkInt) == 4 && sizeof(TNetworkUnsigned) == 4 && sizeof(TNetworkLong) == 4);
+static_assert(sizeof(TNetworkUnsignedLong) == 4 && sizeof(TNetworkFloat) == 4);
+static_assert(sizeof(TNetworkDouble) == 8 && sizeof(TNetworkLongDouble) == 10);
+
+// VBinaryStreamBase: the byte order, and the state and format of the wrapped stream.
+class TUZUTIL_API VBinaryStreamBase {
+public:
+    explicit VBinaryStreamBase(std::ios &stream, int networkOrder = 0) noexcept
+        : fIos(&stream), fOrder(networkOrder ? fsNetwork : 0) {}
+
+    // May change between any two values.
+    void NetworkOrder() noexcept { fOrder |= fsNetwork; }
+    void HostOrder() noexcept { fOrder &= ~fsNetwork; }
+    int IsNetworkOrder() const noexcept { return static_cast<int>(fOrder & fsNetwork); }
+    int IsHostOrder() const noexcept { return IsNetworkOrder() ^ 1; }
+
+    // The wrapped stream's own members. `long` and `int` values are the standard library's format and state bits.
+    std::ios_base::fmtflags flags() const { return fIos->flags(); }
+    std::ios_base::fmtflags flags(long value) { return fIos->flags(Format(value)); }
+    std::ios_base::fmtflags setf(long value) { return fIos->setf(Format(value)); }
+    std::ios_base::fmtflags setf(long value, long mask) { return fIos->setf(Format(value), Format(mask)); }
+    void unsetf(long mask) { fIos->unsetf(Format(mask)); }
+    int width() const { return static_cast<int>(fIos->width()); }
+    int width(int value) { return static_cast<int>(fIos->width(value)); }
+    std::ostream *tie() const { return fIos->tie(); }
+    std::ostream *tie(std::ostream *stream) { return fIos->tie(stream); }
+    char fill() const { return fIos->fill(); }
+    char fill(char value) { return fIos->fill(value); }
+    int precision() const { return static_cast<int>(fIos->precision()); }
+    int precision(int value) { return static_cast<int>(fIos->precision(value)); }
+    std::ios_base::iostate rdstate() const { return fIos->rdstate(); }
+    operator void *() const { return fIos->fail() ? nullptr : const_cast<VBinaryStreamBase *>(this); }
+    explicit operator bool() const { return !fIos->fail(); }
+    bool operator!() const { return fIos->fail(); }
+    bool eof() const { return fIos->eof(); }
+    bool fail() const { return fIos->fail(); }
+    bool bad() const { return fIos->bad(); }
+    bool good() const { return fIos->good(); }
+    void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // exactly this state
+
+protected:
+    std::ios &Ios() const noexcept { return *fIos; }
+
+private:
+    static constexpr std::uint32_t fsNetwork = 1;
+
+    static std::ios_base::fmtflags Format(long value) { return static_cast<std::ios_base::fmtflags>(value); }
+
+    std::ios *fIos;
+    std::uint32_t fOrder; // bit 0: network order
+};
+
+// TiBinaryStream: values from an istream.
+class TUZUTIL_API TiBinaryStream : public virtual VBinaryStreamBase {
+public:
+    explicit TiBinaryStream(std::istream &stream, int networkOrder = 0) noexcept
+        : VBinaryStreamBase(stream, networkOrder), fStream(&stream) {}
+
+    TiBinaryStream &operator>>(short &value);
+    TiBinaryStream &operator>>(unsigned short &value);
+    TiBinaryStream &operator>>(int &value);
+    TiBinaryStream &operator>>(unsigned int &value);
+    TiBinaryStream &operator>>(long &value); // sign-extended where a long has more than 4 bytes
+    TiBinaryStream &operator>>(unsigned long &value);
+    TiBinaryStream &operator>>(float &value);
+    TiBinaryStream &operator>>(double &value);
+    TiBinaryStream &operator>>(long double &value);
+    template <typename Host, typename Wire, std::size_t filler>
+    TiBinaryStream &operator>>(TNetworkValue<Host, Wire, filler> &value) {
+        ReadBytes(&value, sizeof value);
+        return *this;
+    }
+
+    // Formatted: leading white space is skipped while skipws is set.
+    TiBinaryStream &operator>>(char &value);
+    TiBinaryStream &operator>>(signed char &value);
+    TiBinaryStream &operator>>(unsigned char &value);
+    // A word: at most width() - 1 characters where a width is set, and never more than an array holds. A bare pointer
+    // without a width has no bound at all: never use it for data from others.
+    template <typename Char, std::size_t size, typename = std::enable_if_t<sizeof(Char) == 1>>
+    TiBinaryStream &operator>>(Char (&text)[size]) {
+        return ReadWord(reinterpret_cast<char *>(text), size);
+    }
+    template <typename Pointer,
+              typename = std::enable_if_t<std::is_same_v<Pointer, char *> || std::is_same_v<Pointer, signed char *> ||
+                                          std::is_same_v<Pointer, unsigned char *>>>
+    TiBinaryStream &operator>>(Pointer const &text) {
+        return ReadWord(reinterpret_cast<char *>(text), static_cast<std::size_t>(-1));
+    }
+
+    TiBinaryStream &operator>>(std::istream &(*manipulator)(std::istream &));
+    TiBinaryStream &operator>>(std::ios &(*manipulator)(std::ios &));
+    TiBinaryStream &operator>>(std::ios_base &(*manipulator)(std::ios_base &));
+    TiBinaryStream &operator>>(TiBinaryStream &(*manipulator)(TiBinaryStream &));
+
+    // The wrapped stream's own members.
+    TiBinaryStream &read(char *bytes, int count);
+    TiBinaryStream &read(signed char *bytes, int count);
+    TiBinaryStream &read(unsigned char *bytes, int count);
+    int ipfx(int keepWhiteSpace = 0); // 1 when the stream is ready for input
+    TiBinaryStream &seekg(std::streamoff position);
+    TiBinaryStream &seekg(std::streamoff offset, std::ios_base::seekdir from);
+    std::streamoff tellg();
+    // Up to `count` - 1 characters before the delimiter, which stays; an empty line is no failure.
+    TiBinaryStream &get(char *text, int count, char delimiter = '\n');
+    TiBinaryStream &getline(char *text, int count, char delimiter = '\n');
+    TiBinaryStream &get(std::streambuf &to, char delimiter = '\n');
+    TiBinaryStream &get(char &c);
+    int get();
+    int peek();
+    TiBinaryStream &ignore(int count = 1, int delimiter = -1);
+    int gcount() const;
+    TiBinaryStream &putback(char c);
+    int sync();
+    TiBinaryStream &operator>>(std::streambuf *to);
+
+private:
+    friend TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
+
+    static constexpr std::streamsize fsAskStream = -1;
+
+    template <typename Wire, typename Value>
+    TiBinaryStream &ReadNumber(Value &value);
+    TiBinaryStream &ReadWord(char *text, std::size_t size);
+    std::size_t ReadBytes(void *bytes, std::size_t count);
+    template <typename Work>
+    void Extract(bool keepWhiteSpace, Work extract);
+    std::istream &Unformatted() noexcept;
+
+    std::istream *fStream;
+    std::streamsize fCount = fsAskStream; // of our own last read, which the wrapped stream's gcount() does not know
+};
+
+// ToBinaryStream: values to an ostream.
+class TUZUTIL_API ToBinaryStream : public virtual VBinaryStreamBase {
+public:
+    explicit ToBinaryStream(std::ostream &stream, int networkOrder = 0) noexcept
+        : VBinaryStreamBase(stream, networkOrder), fStream(&stream) {}
+
+    ToBinaryStream &operator<<(short value);
+    ToBinaryStream &operator<<(unsigned short value);
+    ToBinaryStream &operator<<(int value);
+    ToBinaryStream &operator<<(unsigned int value);
+    ToBinaryStream &operator<<(long value); // 4 bytes; the fail bit and no byte for a value that does not fit
+    ToBinaryStream &operator<<(unsigned long value);
+    ToBinaryStream &operator<<(float value);
+    ToBinaryStream &operator<<(double value);
+    ToBinaryStream &operator<<(long double value); // as a double; in network order two zero bytes in front
+    template <typename Host, typename Wire, std::size_t filler>
+    ToBinaryStream &operator<<(TNetworkValue<Host, Wire, filler> const &value) {
+        WriteBytes(&value, sizeof value);
+        return *this;
+    }
+
+    // Formatted: width and fill apply. Text goes up to its terminating zero; a null pointer writes nothing.
+    ToBinaryStream &operator<<(char value);
+    ToBinaryStream &operator<<(signed char value);
+    ToBinaryStream &operator<<(unsigned char value);
+    ToBinaryStream &operator<<(char const *text);
+    ToBinaryStream &operator<<(signed char const *text);
+    ToBinaryStream &operator<<(unsigned char const *text);
+
+    ToBinaryStream &operator<<(std::ostream &(*manipulator)(std::ostream &));
+    ToBinaryStream &operator<<(std::ios &(*manipulator)(std::ios &));
+    ToBinaryStream &operator<<(std::ios_base &(*manipulator)(std::ios_base &));
+    ToBinaryStream &operator<<(ToBinaryStream &(*manipulator)(ToBinaryStream &));
+
+    // The wrapped stream's own members.
+    ToBinaryStream &write(char const *bytes, int count);
+    ToBinaryStream &write(signed char const *bytes, int count);
+    ToBinaryStream &write(unsigned char const *bytes, int count);
+    int opfx();  // 1 when the stream is ready for output; flushes the tied stream
+    void osfx(); // flushes a stream whose unitbuf is set
+    ToBinaryStream &flush();
+    ToBinaryStream &seekp(std::streamoff position);
+    ToBinaryStream &seekp(std::streamoff offset, std::ios_base::seekdir from);
+    std::streamoff tellp();
+    ToBinaryStream &put(char c);
+    ToBinaryStream &operator<<(void const *pointer);
+    ToBinaryStream &operator<<(std::streambuf *from);
+
+private:
+    friend TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
+
+    template <typename Wire, typename Value>
+    ToBinaryStream &WriteNumber(Value value);
+    void WriteBytes(void const *bytes, std::size_t count);
+
+    std::ostream *fStream;
+};
+
+// TBinaryStream: values to and from an iostream.
+class TUZUTIL_API TBinaryStream : public TiBinaryStream, public ToBinaryStream {
+public:
+    explicit TBinaryStream(std::iostream &stream, int networkOrder = 0) noexcept
+        : VBinaryStreamBase(stream, networkOrder), TiBinaryStream(stream, networkOrder),
+          ToBinaryStream(stream, networkOrder) {}
+};
+
+// A TString: its length in bytes, a reserved 0, both as unsigned long, then the bytes. Flags are not written.
+TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
+// Memory is taken as bytes arrive, whatever length is announced; after a short read the text is what did arrive. The
+// target gets a buffer of its own, without flags; it is left alone where the length is 0 or cannot be read.
+TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
+
+#endif
