@@ -5,8 +5,11 @@
 
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/EXCEPTN.h"
+#include "tuzutil/FILTSTRM.h"
+#include "tuzutil/LINESTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
+#include "tuzutil/STRMCTL.h"
 #include "tuzutil/TDATETIM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TSTRING.h"

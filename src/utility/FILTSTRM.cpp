@@ -1,0 +1,132 @@
+#include "tuzutil/FILTSTRM.h"
+
+#include "utility/STRMFAIL.h"
+
+#include <cstring>
+#include <utility>
+
+TFilterStreamBuf::~TFilterStreamBuf() = default;
+
+std::streambuf::int_type TFilterStreamBuf::underflow() {
+    return Relay(fControl, [this]() -> int_type {
+        BeforeRead();
+        if (gptr() < egptr())
+            return traits_type::to_int_type(*gptr());
+        if (!IsReadable() || doallocate() != 0)
+            return traits_type::eof();
+        // Nothing can be put back into a piece that an exception leaves half read.
+        char *const back = eback();
+        char *const end = egptr();
+        setg(nullptr, nullptr, nullptr);
+        TPiece const piece = ReadPiece();
+        if (piece.begin == piece.end) {
+            setg(back, end, end);
+            return traits_type::eof();
+        }
+        setg(piece.back, piece.begin, piece.end);
+        return traits_type::to_int_type(*gptr());
+    });
+}
+
+std::streambuf::int_type TFilterStreamBuf::PutBack(int_type c) noexcept {
+    if (gptr() == eback() || traits_type::eq_int_type(c, traits_type::eof()))
+        return traits_type::eof();
+    gbump(-1);
+    *gptr() = traits_type::to_char_type(c);
+    return c;
+}
+
+std::streambuf::int_type TFilterStreamBuf::overflow(int_type c) {
+    return Relay(fControl, [this, c]() -> int_type {
+        ThrowKept();
+        if (!FlushPutArea())
+            return traits_type::eof();
+        if (traits_type::eq_int_type(c, traits_type::eof()))
+            return 0;
+        char const byte = traits_type::to_char_type(c);
+        if (pptr() == epptr())
+            WriteThrough(&byte, 1);
+        else
+            Append(&byte, 1);
+        return traits_type::to_int_type(byte);
+    });
+}
+
+std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize count) {
+    if (count <= 0)
+        return 0;
+    auto const given = static_cast<std::size_t>(count);
+    bool const unbuffered = fControl.IsUnitBuffered();
+    if (!unbuffered && !fKept && given <= static_cast<std::size_t>(epptr() - pptr())) {
+        Append(bytes, given);
+        return count;
+    }
+    return Relay(fControl, [this, bytes, given, unbuffered, count]() -> std::streamsize {
+        ThrowKept();
+        auto const waiting = static_cast<std::size_t>(pptr() - pbase());
+        if (!FlushPutArea())
+            return 0;
+        // As many stay as byte-wise writing leaves: there a full area is passed on by the byte that follows it.
+        auto const size = static_cast<std::size_t>(fPutEnd - fPutBegin);
+        std::size_t const stay = unbuffered ? 0 : (waiting + given - 1) % size + 1;
+        if (stay < given)
+            WriteThrough(bytes, given - stay);
+        Append(bytes + (given - stay), stay);
+        return count;
+    });
+}
+
+int TFilterStreamBuf::sync() {
+    if (pptr() == pbase())
+        return 0;
+    if (!fControl.IsUnitBuffered())
+        return overflow(traits_type::eof());
+    // Called perhaps by the destructor of an output sentry, which must not throw, nor report a failure where the stream
+    // throws on one.
+    try {
+        FlushPutArea();
+    } catch (...) {
+        fKept = std::current_exception();
+    }
+    return 0;
+}
+
+// False if this buffer cannot be written to (any more).
+bool TFilterStreamBuf::FlushPutArea() {
+    if (!IsWritable())
+        return false;
+    if (!pbase()) {
+        if (doallocate() != 0)
+            return false;
+        EmptyPutArea();
+        return true;
+    }
+    char const *const waiting = pbase();
+    auto const count = static_cast<std::size_t>(pptr() - pbase());
+    EmptyPutArea(); // first: what fails on its way is not sent twice
+    if (count != 0)
+        WriteThrough(waiting, count);
+    return true;
+}
+
+void TFilterStreamBuf::SetPutArea(char *begin, char *end) noexcept {
+    fPutBegin = begin;
+    fPutEnd = end;
+    setp(begin, end);
+}
+
+// Without room while nothing may wait, so that each single byte comes by overflow().
+void TFilterStreamBuf::EmptyPutArea() noexcept {
+    setp(fPutBegin, fControl.IsUnitBuffered() ? fPutBegin : fPutEnd);
+}
+
+// REQUIRES: there is room.
+void TFilterStreamBuf::Append(char const *bytes, std::size_t count) noexcept {
+    std::memcpy(pptr(), bytes, count);
+    pbump(static_cast<int>(count));
+}
+
+void TFilterStreamBuf::ThrowKept() {
+    if (fKept)
+        std::rethrow_exception(std::exchange(fKept, nullptr));
+}

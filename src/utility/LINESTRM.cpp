@@ -1,0 +1,165 @@
+#include "tuzutil/LINESTRM.h"
+
+#include "tuzutil/EXCEPTN.h"
+
+#include "utility/SINKWR.h"
+#include "utility/SOURCERD.h"
+#include "utility/STRACCES.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+constexpr unsigned long fsDefaultSize = 10240;
+constexpr unsigned long fsMinimumSize = 500;
+constexpr unsigned long fsMaximumSize = 1ul << 30;
+
+} // namespace
+
+TLineStreamBuf::TLineStreamBuf() : TLineStreamBuf(fsDefaultSize) {}
+
+TLineStreamBuf::TLineStreamBuf(unsigned long bufferSize)
+    : fBufferSize(static_cast<std::uint32_t>(std::clamp(bufferSize, fsMinimumSize, fsMaximumSize))) {}
+
+TLineStreamBuf::TLineStreamBuf(std::iostream *stream) : TLineStreamBuf(fsDefaultSize, stream) {}
+
+TLineStreamBuf::TLineStreamBuf(std::istream *source) : TLineStreamBuf(fsDefaultSize, source) {}
+
+TLineStreamBuf::TLineStreamBuf(std::ostream *sink) : TLineStreamBuf(fsDefaultSize, sink) {}
+
+TLineStreamBuf::TLineStreamBuf(unsigned long bufferSize, std::iostream *stream) : TLineStreamBuf(bufferSize) {
+    Init(stream);
+}
+
+TLineStreamBuf::TLineStreamBuf(unsigned long bufferSize, std::istream *source) : TLineStreamBuf(bufferSize) {
+    Init(source);
+}
+
+TLineStreamBuf::TLineStreamBuf(unsigned long bufferSize, std::ostream *sink) : TLineStreamBuf(bufferSize) {
+    Init(sink);
+}
+
+TLineStreamBuf::~TLineStreamBuf() = default;
+
+void TLineStreamBuf::Init(std::iostream *stream) {
+    SetStreams(stream, stream);
+}
+
+void TLineStreamBuf::Init(std::istream *source) {
+    SetStreams(source, nullptr);
+}
+
+void TLineStreamBuf::Init(std::ostream *sink) {
+    SetStreams(nullptr, sink);
+}
+
+// The directions decide how the storage is divided, so it is taken anew.
+void TLineStreamBuf::SetStreams(std::istream *source, std::ostream *sink) {
+    Close();
+    fSource = source;
+    fSink = sink;
+}
+
+void TLineStreamBuf::Close() {
+    setg(nullptr, nullptr, nullptr);
+    ClosePutArea();
+    fGathered = 0;
+    fStorage = TString();
+}
+
+std::uint32_t TLineStreamBuf::ReadAreaSize() const noexcept {
+    if (!fSource)
+        return 0;
+    return fSink ? fBufferSize / 2 : fBufferSize;
+}
+
+int TLineStreamBuf::doallocate() {
+    if (fStorage)
+        return 0;
+    try {
+        fStorage = TStringAccess::Uninitialized(fBufferSize);
+    } catch (TOutOfMemory const &) {
+        return -1;
+    }
+    char *const storage = fStorage;
+    std::memset(storage, 0, fsPutBackRoom); // can be stepped back into before anything was put there
+    if (fSink)
+        SetPutArea(storage + ReadAreaSize(), storage + fBufferSize);
+    return 0;
+}
+
+bool TLineStreamBuf::IsWritable() const noexcept {
+    return fSink != nullptr;
+}
+
+void TLineStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
+    sinkwr::Write(*fSink, bytes, count);
+}
+
+bool TLineStreamBuf::IsReadable() const noexcept {
+    return fSource != nullptr;
+}
+
+TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
+    // Behind the room for putting back; the last two bytes stay free for the line feed and, in memory of the classic
+    // reader, a terminator.
+    char *const back = fStorage;
+    char *const piece = back + fsPutBackRoom;
+    std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;
+
+    sourcerd::Stop const stop = sourcerd::ReadToLineFeed(*fSource, piece, limit, fGathered);
+    bool const lineEnds = sourcerd::TakeLineFeed(*fSource, stop);
+    // Counted before looking at what was read: callers rely on the one line more that the end of the data counts.
+    if (fAtLineStart)
+        ++fLinesRead;
+    fAtLineStart = lineEnds;
+    std::size_t count = std::exchange(fGathered, 0);
+    if (lineEnds)
+        piece[count++] = '\n';
+    return {back, piece, piece + count};
+}
+
+std::streambuf::int_type TLineStreamBuf::pbackfail(int_type c) {
+    return PutBack(c);
+}
+
+TLineStream::TLineStream(std::iostream *stream) : std::iostream(nullptr), fBuf(stream) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+TLineStream::TLineStream(unsigned long bufferSize, std::iostream *stream)
+    : std::iostream(nullptr), fBuf(bufferSize, stream) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+TLineStream::~TLineStream() = default;
+
+TiLineStream::TiLineStream(std::istream *source) : std::istream(nullptr), fBuf(source) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+TiLineStream::TiLineStream(unsigned long bufferSize, std::istream *source)
+    : std::istream(nullptr), fBuf(bufferSize, source) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+TiLineStream::~TiLineStream() = default;
+
+ToLineStream::ToLineStream(std::ostream *sink) : std::ostream(nullptr), fBuf(sink) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+ToLineStream::ToLineStream(unsigned long bufferSize, std::ostream *sink)
+    : std::ostream(nullptr), fBuf(bufferSize, sink) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+ToLineStream::~ToLineStream() = default;

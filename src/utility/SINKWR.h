@@ -1,0 +1,41 @@
+#ifndef TUZUTIL_SINKWR_H
+#define TUZUTIL_SINKWR_H
+
+// Writes to a sink stream that may have std::unitbuf set. A standard stream then flushes in a destructor, where an
+// exception ends the process; here the flush is made after the write, as a call that may throw.
+
+#include <cstddef>
+#include <ios>
+#include <ostream>
+
+namespace sinkwr {
+
+class TUnitBufferPause {
+public:
+    explicit TUnitBufferPause(std::ostream &sink) : fSink(sink) { sink.unsetf(std::ios_base::unitbuf); }
+    ~TUnitBufferPause() { fSink.setf(std::ios_base::unitbuf); }
+    TUnitBufferPause(TUnitBufferPause const &) = delete;
+    TUnitBufferPause &operator=(TUnitBufferPause const &) = delete;
+
+private:
+    std::ostream &fSink;
+};
+
+template <typename F>
+void Through(std::ostream &sink, F write) {
+    if (!(sink.flags() & std::ios_base::unitbuf)) {
+        write(sink);
+        return;
+    }
+    TUnitBufferPause const pause(sink);
+    write(sink);
+    sink.flush();
+}
+
+inline void Write(std::ostream &sink, char const *bytes, std::size_t count) {
+    Through(sink, [=](std::ostream &to) { to.write(bytes, static_cast<std::streamsize>(count)); });
+}
+
+} // namespace sinkwr
+
+#endif

@@ -1,0 +1,104 @@
+#include "utility/SOURCERD.h"
+
+#include "utility/BYTESCAN.h"
+
+#include <algorithm>
+#include <cstring>
+#include <istream>
+#include <streambuf>
+
+namespace {
+
+using traits = std::char_traits<char>;
+
+// The get area of another buffer, reached through pointers to the protected members.
+struct TGetArea : std::streambuf {
+    static char const *Begin(std::streambuf &buffer) { return (buffer.*&TGetArea::gptr)(); }
+    static char const *End(std::streambuf &buffer) { return (buffer.*&TGetArea::egptr)(); }
+    static void Advance(std::streambuf &buffer, std::size_t count) {
+        (buffer.*&TGetArea::gbump)(static_cast<int>(count));
+    }
+};
+
+// Sets a bit without the exception that the source's mask may ask for.
+void Mark(std::istream &source, std::ios_base::iostate bit) {
+    try {
+        source.setstate(bit);
+    } catch (std::ios_base::failure const &) {
+    }
+}
+
+// Runs `read` on the source's buffer; an exception that does not pass counts as the end.
+template <typename F>
+sourcerd::Stop FromBuffer(std::istream &source, F read) {
+    sourcerd::Stop stop = sourcerd::Stop::end;
+    try {
+        stop = read(*source.rdbuf());
+    } catch (...) {
+        Mark(source, std::ios_base::badbit);
+        if (source.exceptions() & std::ios_base::badbit)
+            throw;
+        return sourcerd::Stop::end;
+    }
+    if (stop == sourcerd::Stop::end)
+        Mark(source, std::ios_base::eofbit);
+    return stop;
+}
+
+sourcerd::Stop Gather(std::streambuf &from, char *into, std::size_t limit, std::size_t &count) {
+    while (count < limit) {
+        char const *const begin = TGetArea::Begin(from);
+        char const *const end = TGetArea::End(from);
+        if (begin < end) {
+            std::size_t const size = std::min(static_cast<std::size_t>(end - begin), limit - count);
+            char const *const lineFeed = bytescan::FindByte(begin, begin + size, '\n');
+            std::size_t const taken = lineFeed ? static_cast<std::size_t>(lineFeed - begin) : size;
+            std::memcpy(into + count, begin, taken);
+            TGetArea::Advance(from, taken);
+            count += taken;
+            if (lineFeed)
+                return sourcerd::Stop::lineFeed;
+            continue;
+        }
+        traits::int_type const next = from.sgetc();
+        if (traits::eq_int_type(next, traits::eof()))
+            return sourcerd::Stop::end;
+        if (traits::to_char_type(next) == '\n')
+            return sourcerd::Stop::lineFeed;
+        // A buffer without a get area gives its bytes one at a time.
+        if (TGetArea::Begin(from) == TGetArea::End(from)) {
+            from.sbumpc();
+            into[count++] = traits::to_char_type(next);
+        }
+    }
+    return sourcerd::Stop::limit;
+}
+
+} // namespace
+
+sourcerd::Stop sourcerd::ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count) {
+    if (!source.good())
+        return Stop::end;
+    std::istream::sentry const ready(source, true); // flushes a tied stream
+    if (!ready)
+        return Stop::end;
+    return FromBuffer(source, [&](std::streambuf &from) { return Gather(from, into, limit, count); });
+}
+
+bool sourcerd::TakeLineFeed(std::istream &source, Stop stop) {
+    if (stop == Stop::end || !source.good())
+        return false;
+    Stop const next = stop != Stop::limit ? stop : FromBuffer(source, [](std::streambuf &from) {
+        traits::int_type const c = from.sgetc();
+        if (traits::eq_int_type(c, traits::eof()))
+            return Stop::end;
+        return traits::to_char_type(c) == '\n' ? Stop::lineFeed : Stop::limit;
+    });
+    if (next != Stop::lineFeed)
+        return false;
+    FromBuffer(source, [](std::streambuf &from) {
+        from.sbumpc();
+        return Stop::lineFeed;
+    });
+    return true;
+}

@@ -1,0 +1,71 @@
+#include "utility/STRMFAIL.h"
+
+namespace {
+
+// What a stream sets when its buffer throws: badbit, failbit where it copies to or from another buffer.
+constexpr std::ios_base::iostate fsBits = std::ios_base::badbit | std::ios_base::failbit;
+
+// Changing mask or state can throw where other bits of both meet; the change has taken place then.
+template <typename F>
+void Quietly(F change) noexcept {
+    try {
+        change();
+    } catch (std::ios_base::failure const &) {
+    }
+}
+
+} // namespace
+
+TStreamControl::~TStreamControl() {
+    Attach(nullptr);
+}
+
+void TStreamControl::Attach(std::ios *stream) noexcept {
+    if (fLink) {
+        fLink->Cut();
+        fLink.reset();
+    }
+    fStream = stream;
+}
+
+bool TStreamControl::IsUnitBuffered() const noexcept {
+    return fStream && (fStream->flags() & std::ios_base::unitbuf);
+}
+
+std::shared_ptr<TStreamLink> const &TStreamControl::Link() {
+    if (fStream && !fLink)
+        fLink = std::make_shared<TStreamLink>(fStream);
+    return fLink;
+}
+
+void TStreamLink::Hold() noexcept {
+    if (fHolds++ != 0 || !fStream)
+        return;
+    fMaskBefore = fStream->exceptions() & fsBits;
+    fStateBefore = fStream->rdstate() & fsBits;
+    Quietly([this] { fStream->exceptions(fStream->exceptions() | fsBits); });
+}
+
+void TStreamLink::Release() noexcept {
+    if (--fHolds != 0 || !fStream)
+        return;
+    Quietly([this] { fStream->exceptions(fStream->exceptions() & ~(fsBits & ~fMaskBefore)); });
+    Quietly([this] { fStream->clear(fStream->rdstate() & ~(fsBits & ~fStateBefore)); });
+}
+
+TStreamFailure::TStreamFailure() : fToken(std::make_shared<TToken>()) {}
+
+TStreamFailure::~TStreamFailure() = default;
+
+void TStreamFailure::Reach(TStreamControl &control) {
+    std::shared_ptr<TStreamLink> const &link = control.Link();
+    if (!link)
+        return;
+    fToken->links.push_back(link);
+    link->Hold();
+}
+
+TStreamFailure::TToken::~TToken() {
+    for (std::shared_ptr<TStreamLink> const &link : links)
+        link->Release();
+}
