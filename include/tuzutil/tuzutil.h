@@ -4,6 +4,7 @@
 // tuzutil.h: the whole library.
 
 #include "tuzutil/BINSTRM.h"
+#include "tuzutil/DOTBYTE.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
 #include "tuzutil/LINESTRM.h"

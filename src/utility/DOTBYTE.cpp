@@ -1,0 +1,213 @@
+#include "tuzutil/DOTBYTE.h"
+
+#include "utility/BYTESCAN.h"
+#include "utility/SINKWR.h"
+#include "utility/SOURCERD.h"
+#include "utility/STRMFAIL.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr char const *fsFile = "src/utility/DOTBYTE";
+
+// The lines that the source locations of the failures carry.
+constexpr std::uint32_t fsLimitInBody = 271;
+constexpr std::uint32_t fsLimitAtEmptyLine = 279;
+constexpr std::uint32_t fsCancelled = 298;
+
+constexpr std::uint32_t fsAreaSize = 1024; // of one direction
+
+[[noreturn]] void RaiseCancelled() {
+    RaiseThroughStreams<TDotByteError>({.category = TUtilityTraceCategory::MemStream,
+                                        .file = fsFile,
+                                        .text = "Cancel",
+                                        .function = "TDotByteStreamBuf::underflow()",
+                                        .line = fsCancelled,
+                                        .errorId = 0,
+                                        .severity = TException::unrecoverable});
+}
+
+} // namespace
+
+TUZUTIL_DEFINE_EXCEPTION(TDotByteError)
+TUZUTIL_DEFINE_EXCEPTION(TDotByteLinesException)
+
+TDotByteStreamBuf::TDotByteStreamBuf(std::istream *source, std::ostream *sink, std::uint32_t size)
+    : fSource(source), fSink(sink), fSize(size) {}
+
+TDotByteStreamBuf::TDotByteStreamBuf(std::istream &source) : TDotByteStreamBuf(&source, nullptr, fsAreaSize) {}
+
+TDotByteStreamBuf::TDotByteStreamBuf(std::ostream &sink) : TDotByteStreamBuf(nullptr, &sink, fsAreaSize) {}
+
+TDotByteStreamBuf::TDotByteStreamBuf(std::ostream &sink, unsigned long lines) : TDotByteStreamBuf(sink) {
+    fLinesLimited = true;
+    fLinesLeft = static_cast<std::uint32_t>(std::min(lines, 0xFFFFFFFFul));
+}
+
+TDotByteStreamBuf::TDotByteStreamBuf(std::iostream &stream) : TDotByteStreamBuf(&stream, &stream, 2 * fsAreaSize) {}
+
+TDotByteStreamBuf::~TDotByteStreamBuf() = default;
+
+std::uint32_t TDotByteStreamBuf::ReadAreaSize() const noexcept {
+    return fSource ? fsAreaSize : 0;
+}
+
+int TDotByteStreamBuf::doallocate() {
+    if (fBuffer)
+        return 0;
+    fBuffer.reset(new (std::nothrow) char[fSize]);
+    if (!fBuffer)
+        return -1;
+    if (fSink)
+        SetPutArea(fBuffer.get() + ReadAreaSize(), fBuffer.get() + fSize);
+    return 0;
+}
+
+std::streambuf::pos_type TDotByteStreamBuf::seekoff(off_type, std::ios_base::seekdir, std::ios_base::openmode) {
+    return pos_type(off_type(0));
+}
+
+std::streambuf::pos_type TDotByteStreamBuf::seekpos(pos_type position, std::ios_base::openmode mode) {
+    return seekoff(off_type(position), std::ios_base::beg, mode);
+}
+
+bool TDotByteStreamBuf::IsWritable() const noexcept {
+    return fSink && fWriteState != State::terminated;
+}
+
+// From one place where something must be done to the next.
+void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
+    char const *const end = bytes + count;
+    while (bytes != end) {
+        if (fWriteState == State::atLineStart && *bytes == '.')
+            sinkwr::Write(*fSink, ".", 1);
+        char const *const stop = EndOfRun(bytes, end);
+        auto const length = static_cast<std::size_t>(stop - bytes);
+        sinkwr::Write(*fSink, bytes, length);
+        fWriteState = stop[-1] == '\n' ? State::atLineStart : State::insideLine;
+        fLineLength += length;
+        bytes = stop;
+        if (fWriteState == State::atLineStart)
+            CheckStop();
+    }
+}
+
+// Behind the next line end that matters: every one where lines are counted, otherwise only one before a dot.
+char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end) const noexcept {
+    char const *const lineFeed =
+        fLinesLimited ? bytescan::FindByte(from, end, '\n') : bytescan::FindPair(from, end, '\n', '.');
+    return lineFeed ? lineFeed + 1 : end;
+}
+
+// Called at the end of each line.
+void TDotByteStreamBuf::CheckStop() {
+    if (fLinesLimited && fInBody) {
+        if (fLinesLeft-- == 1)
+            Stop(fsLimitInBody);
+    } else if (fLinesLimited && fLineLength < 3) {
+        fInBody = true;
+        if (fLinesLeft == 0)
+            Stop(fsLimitAtEmptyLine);
+    }
+    fLineLength = 0;
+}
+
+void TDotByteStreamBuf::Stop(std::uint32_t sourceLine) {
+    EndBody();
+    RaiseThroughStreams<TDotByteLinesException>({.category = TUtilityTraceCategory::MemStream,
+                                                 .file = fsFile,
+                                                 .text = "Lines",
+                                                 .function = "TDotByteStreamBuf::CheckStop()",
+                                                 .line = sourceLine,
+                                                 .errorId = 0,
+                                                 .severity = TException::unrecoverable});
+}
+
+void TDotByteStreamBuf::EndBody() {
+    fWriteState = State::terminated;
+    ClosePutArea();
+    sinkwr::Through(*fSink, [](std::ostream &sink) {
+        sink << ".\r\n";
+        sink.flush();
+    });
+}
+
+int TDotByteStreamBuf::WriteTermination() {
+    if (traits_type::eq_int_type(overflow(traits_type::eof()), traits_type::eof()))
+        return -1;
+    EndBody();
+    return fSink->fail() ? -1 : 0;
+}
+
+bool TDotByteStreamBuf::IsReadable() const noexcept {
+    return fSource && fReadState != State::terminated;
+}
+
+void TDotByteStreamBuf::BeforeRead() {
+    // The exchange locks the memory bus, so it is made only when there is something to take.
+    if (fCancel.load(std::memory_order_relaxed) && fCancel.exchange(0))
+        RaiseCancelled();
+}
+
+TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
+    char *begin = fBuffer.get();
+    // A byte of the area stays free, so a full piece is delivered without a look at what follows.
+    sourcerd::Stop const stop = sourcerd::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered);
+    bool const lineFeed = stop == sourcerd::Stop::lineFeed && sourcerd::TakeLineFeed(*fSource, stop);
+    std::size_t const count = std::exchange(fGathered, 0);
+    char *end = begin + count;
+
+    if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {
+        if (count == 2 && begin[1] == '\r' && lineFeed) {
+            fReadState = State::terminated;
+            return {begin, begin, begin};
+        }
+        ++begin;
+    }
+    // A CR that ended the piece before counts only if the line feed follows at once.
+    if (count > 0 && end[-1] == '\r')
+        fReadState = State::afterCr;
+    else if (count > 0 || fReadState != State::afterCr)
+        fReadState = State::insideLine;
+    if (lineFeed) {
+        *end++ = '\n';
+        if (fReadState == State::afterCr)
+            fReadState = State::atLineStart;
+    }
+    return {begin, begin, end};
+}
+
+int TDotByteStreamBuf::ReadToTermination() {
+    while (!traits_type::eq_int_type(underflow(), traits_type::eof()))
+        setg(eback(), egptr(), egptr());
+    return 0;
+}
+
+TDotByteStream::TDotByteStream(std::iostream &stream) : std::iostream(nullptr), fBuf(stream) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+TDotByteStream::~TDotByteStream() = default;
+
+TiDotByteStream::TiDotByteStream(std::istream &source) : std::istream(nullptr), fBuf(source) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+TiDotByteStream::~TiDotByteStream() = default;
+
+ToDotByteStream::ToDotByteStream(std::ostream &sink) : std::ostream(nullptr), fBuf(sink) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+ToDotByteStream::ToDotByteStream(std::ostream &sink, unsigned long lines) : std::ostream(nullptr), fBuf(sink, lines) {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+ToDotByteStream::~ToDotByteStream() = default;
