@@ -4,10 +4,12 @@
 // tuzutil.h: the whole library.
 
 #include "tuzutil/BINSTRM.h"
+#include "tuzutil/CONCSTRM.h"
 #include "tuzutil/DOTBYTE.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
 #include "tuzutil/LINESTRM.h"
+#include "tuzutil/NULSTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/STRMCTL.h"

@@ -1,0 +1,78 @@
+#ifndef TUZUTIL_CONCSTRM_H
+#define TUZUTIL_CONCSTRM_H
+
+// TiConcatStream: reads several streams one after another, line by line, as if they were one, and can turn LF line ends
+// into CR LF.
+//
+// Example:
+//     std::istringstream header("Subject: x\n\n");
+//     std::istringstream body("Hello\n");
+//     TiConcatStream message(1, header, body);
+//     std::ostringstream all;
+//     all << message.rdbuf(); // "Subject: x\r\n" "\n" "Hello\r\n"
+//
+// Ownership:  the list of sources is copied, the sources are borrowed and outlive the stream.
+// Threads:    one thread at a time.
+// Failures:   none thrown; writing meets the end of file. An exception that a source lets through passes on.
+// Surprises:  a last line that a source does not end with LF is dropped. An empty line stays a bare LF, a line that
+// ends
+//             in CR LF is not doubled. A line longer than the buffer size less 13 bytes comes in pieces. Ten
+//             characters, whichever, can be put back before a fresh piece.
+
+#include "tuzutil/FILTSTRM.h"
+#include "tuzutil/TSTRING.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <istream>
+#include <vector>
+
+class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
+public:
+    TConcatStreamBuf(int crLf, std::istream &source);
+    TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source); // at least 14, at most 1 GiB
+    TConcatStreamBuf(int crLf, std::istream &first, std::istream &second);
+    TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &first, std::istream &second);
+    TConcatStreamBuf(int crLf, std::istream **sources, unsigned long count);
+    TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
+    ~TConcatStreamBuf() override;
+
+protected:
+    int doallocate() override; // -1 where no memory can be had
+    int_type pbackfail(int_type c) override;
+
+private:
+    TConcatStreamBuf(int crLf, unsigned long bufferSize, std::vector<std::istream *> sources);
+
+    bool IsWritable() const noexcept override;
+    void WriteThrough(char const *bytes, std::size_t count) override;
+    bool IsReadable() const noexcept override;
+    TPiece ReadPiece() override;
+
+    std::vector<std::istream *> fSources;
+    std::size_t fCurrent = 0;
+    std::uint32_t fBufferSize;
+    TString fStorage;
+    bool fCrLf;
+    std::size_t fGathered = 0; // bytes of a piece that an exception of a source interrupted
+};
+
+class TUZUTIL_API TiConcatStream : public std::istream {
+public:
+    TiConcatStream(int crLf, std::istream &source);
+    TiConcatStream(int crLf, unsigned long bufferSize, std::istream &source);
+    TiConcatStream(int crLf, std::istream &first, std::istream &second);
+    TiConcatStream(int crLf, unsigned long bufferSize, std::istream &first, std::istream &second);
+    TiConcatStream(int crLf, std::istream **sources, unsigned long count);
+    TiConcatStream(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
+    ~TiConcatStream() override;
+
+    TConcatStreamBuf *rdbuf() { return &fBuf; }
+
+private:
+    void Start();
+
+    TConcatStreamBuf fBuf;
+};
+
+#endif

@@ -1,0 +1,68 @@
+#ifndef TUZUTIL_NULSTRM_H
+#define TUZUTIL_NULSTRM_H
+
+// TNulStream: swallows everything written and is always at the end of file.
+//
+// Example:
+//     ToNulStream out;
+//     out << "nobody reads this"; // succeeds
+//     TiNulStream in;
+//     int c = in.get();           // end of file
+//
+// Ownership:  each stream owns its buffer.
+// Threads:    one thread at a time.
+// Failures:   none.
+// Surprises:  the buffer has no storage: every byte goes to overflow(), which accepts it with 0.
+
+#include "tuzutil/EXPORT.h"
+
+#include <istream>
+#include <ostream>
+#include <streambuf>
+
+class TUZUTIL_API TNulStreamBuf : public std::streambuf {
+public:
+    TNulStreamBuf();
+    ~TNulStreamBuf() override;
+
+protected:
+    int sync() override;
+    int_type overflow(int_type c) override;
+    int_type underflow() override;
+    virtual int doallocate(); // 0; allocates nothing
+};
+
+class TUZUTIL_API TNulStream : public std::iostream {
+public:
+    TNulStream();
+    ~TNulStream() override;
+
+    TNulStreamBuf *rdbuf() { return &fBuf; }
+
+private:
+    TNulStreamBuf fBuf;
+};
+
+class TUZUTIL_API TiNulStream : public std::istream {
+public:
+    TiNulStream();
+    ~TiNulStream() override;
+
+    TNulStreamBuf *rdbuf() { return &fBuf; }
+
+private:
+    TNulStreamBuf fBuf;
+};
+
+class TUZUTIL_API ToNulStream : public std::ostream {
+public:
+    ToNulStream();
+    ~ToNulStream() override;
+
+    TNulStreamBuf *rdbuf() { return &fBuf; }
+
+private:
+    TNulStreamBuf fBuf;
+};
+
+#endif

@@ -1,0 +1,127 @@
+#include "tuzutil/CONCSTRM.h"
+
+#include "tuzutil/EXCEPTN.h"
+
+#include "utility/SOURCERD.h"
+#include "utility/STRACCES.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+constexpr unsigned long fsDefaultSize = 1024;
+constexpr unsigned long fsMinimumSize = 14; // one byte a piece
+constexpr unsigned long fsMaximumSize = 1ul << 30;
+
+} // namespace
+
+TConcatStreamBuf::TConcatStreamBuf(int crLf, unsigned long bufferSize, std::vector<std::istream *> sources)
+    : fSources(std::move(sources)),
+      fBufferSize(static_cast<std::uint32_t>(std::clamp(bufferSize, fsMinimumSize, fsMaximumSize))), fCrLf(crLf != 0) {}
+
+TConcatStreamBuf::TConcatStreamBuf(int crLf, std::istream &source) : TConcatStreamBuf(crLf, fsDefaultSize, source) {}
+
+TConcatStreamBuf::TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source)
+    : TConcatStreamBuf(crLf, bufferSize, std::vector<std::istream *>{&source}) {}
+
+TConcatStreamBuf::TConcatStreamBuf(int crLf, std::istream &first, std::istream &second)
+    : TConcatStreamBuf(crLf, fsDefaultSize, first, second) {}
+
+TConcatStreamBuf::TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &first, std::istream &second)
+    : TConcatStreamBuf(crLf, bufferSize, std::vector<std::istream *>{&first, &second}) {}
+
+TConcatStreamBuf::TConcatStreamBuf(int crLf, std::istream **sources, unsigned long count)
+    : TConcatStreamBuf(crLf, fsDefaultSize, sources, count) {}
+
+TConcatStreamBuf::TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count)
+    : TConcatStreamBuf(crLf, bufferSize, std::vector<std::istream *>(sources, sources + count)) {}
+
+TConcatStreamBuf::~TConcatStreamBuf() = default;
+
+int TConcatStreamBuf::doallocate() {
+    if (fStorage)
+        return 0;
+    try {
+        fStorage = TStringAccess::Uninitialized(fBufferSize);
+    } catch (TOutOfMemory const &) {
+        return -1;
+    }
+    char *const storage = fStorage;
+    std::memset(storage, 0, fsPutBackRoom); // can be stepped back into before anything was put there
+    return 0;
+}
+
+bool TConcatStreamBuf::IsWritable() const noexcept {
+    return false;
+}
+
+void TConcatStreamBuf::WriteThrough(char const *, std::size_t) {}
+
+bool TConcatStreamBuf::IsReadable() const noexcept {
+    return fCurrent < fSources.size();
+}
+
+TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
+    char *const back = fStorage;
+    char *const piece = back + fsPutBackRoom;
+    std::size_t const limit =
+        fBufferSize - fsPutBackRoom - 3; // CR, LF and, in memory of the classic reader, a terminator
+
+    sourcerd::Stop stop = sourcerd::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
+    while (fSources[fCurrent]->eof()) {
+        fGathered = 0; // a line without its end does not count
+        if (++fCurrent == fSources.size())
+            return {back, piece, piece};
+        stop = sourcerd::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
+    }
+    bool const lineEnds = sourcerd::TakeLineFeed(*fSources[fCurrent], stop);
+    std::size_t count = std::exchange(fGathered, 0);
+    if (lineEnds) {
+        if (fCrLf && count != 0 && piece[count - 1] != '\r')
+            piece[count++] = '\r';
+        piece[count++] = '\n';
+    }
+    return {back, piece, piece + count};
+}
+
+std::streambuf::int_type TConcatStreamBuf::pbackfail(int_type c) {
+    return PutBack(c);
+}
+
+TiConcatStream::TiConcatStream(int crLf, std::istream &source) : std::istream(nullptr), fBuf(crLf, source) {
+    Start();
+}
+
+TiConcatStream::TiConcatStream(int crLf, unsigned long bufferSize, std::istream &source)
+    : std::istream(nullptr), fBuf(crLf, bufferSize, source) {
+    Start();
+}
+
+TiConcatStream::TiConcatStream(int crLf, std::istream &first, std::istream &second)
+    : std::istream(nullptr), fBuf(crLf, first, second) {
+    Start();
+}
+
+TiConcatStream::TiConcatStream(int crLf, unsigned long bufferSize, std::istream &first, std::istream &second)
+    : std::istream(nullptr), fBuf(crLf, bufferSize, first, second) {
+    Start();
+}
+
+TiConcatStream::TiConcatStream(int crLf, std::istream **sources, unsigned long count)
+    : std::istream(nullptr), fBuf(crLf, sources, count) {
+    Start();
+}
+
+TiConcatStream::TiConcatStream(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count)
+    : std::istream(nullptr), fBuf(crLf, bufferSize, sources, count) {
+    Start();
+}
+
+void TiConcatStream::Start() {
+    init(&fBuf);
+    fBuf.Attach(this);
+}
+
+TiConcatStream::~TiConcatStream() = default;
