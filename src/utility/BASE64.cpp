@@ -1,0 +1,42 @@
+#include "tuzutil/BASE64.h"
+
+#include "utility/BASE64K.h"
+#include "utility/BYTESCAN.h"
+#include "utility/STRACCES.h"
+
+namespace {
+
+char *EncodeBytes(base64::Byte const *from, std::size_t count, char *to) noexcept {
+#if defined(TUZUTIL_BASE64_SHUFFLE)
+    if (base64::HasShuffle())
+        return base64::EncodeShuffle(from, count, to);
+#endif
+    return base64::EncodePortable(from, count, to);
+}
+
+base64::Byte *DecodeText(char const *from, char const *end, base64::Byte *to) noexcept {
+#if defined(TUZUTIL_BASE64_SHUFFLE)
+    if (base64::HasShuffle())
+        return base64::DecodeShuffle(from, end, to);
+#endif
+    return base64::DecodePortable(from, end, to);
+}
+
+} // namespace
+
+TString TBase64::Encode(TString const &bytes) {
+    TString text = TStringAccess::Uninitialized(base64::EncodedLength(bytes.length()));
+    EncodeBytes(bytes, bytes.length(), text);
+    return text;
+}
+
+TString TBase64::Decode(TString const &text) {
+    TString bytes = TStringAccess::Uninitialized(base64::DecodedRoom(text.length()));
+    char const *const from = text;
+    char const *const to = bytes;
+    char const *end = reinterpret_cast<char const *>(DecodeText(from, from + text.length(), bytes));
+    if (char const *const zero = bytescan::FindByte(to, end, '\0'))
+        end = zero;
+    TStringAccess::Truncate(bytes, static_cast<unsigned int>(end - to));
+    return bytes;
+}
