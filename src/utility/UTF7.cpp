@@ -1,0 +1,138 @@
+#include "tuzutil/UTF7.h"
+
+#include "utility/STRACCES.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+constexpr char fsAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+,";
+
+// The six bits that each character stands for inside a run; one outside the alphabet gives its own low bits.
+constexpr auto fsBits = [] {
+    std::array<unsigned char, 256> bits{};
+    for (std::size_t c = 0; c < 256; ++c)
+        bits[c] = c & 63;
+    for (unsigned char value = 0; value < 64; ++value)
+        bits[static_cast<unsigned char>(fsAlphabet[value])] = value;
+    return bits;
+}();
+
+constexpr bool IsDirect(unsigned int unit) {
+    return unit >= 32 && unit <= 126;
+}
+
+// The characters of a string, whether narrow or 16-bit.
+template <typename Unit>
+class TUnits {
+public:
+    explicit TUnits(TString const &text) noexcept
+        : fNext(static_cast<char const *>(text)), fEnd(fNext + text.length() / sizeof(Unit) * sizeof(Unit)) {}
+
+    bool AtEnd() const noexcept { return fNext == fEnd; }
+    void Skip() noexcept { fNext += sizeof(Unit); }
+    unsigned int Current() const noexcept {
+        Unit unit;
+        std::memcpy(&unit, fNext, sizeof unit);
+        return unit;
+    }
+
+private:
+    char const *fNext;
+    char const *fEnd;
+};
+
+// Writes the run at which `units` stands. The bits not yet written are the low `pending` ones of the accumulator.
+template <typename Unit>
+char *EncodeRun(TUnits<Unit> &units, char *to) noexcept {
+    std::uint32_t accumulator = 0;
+    int pending = 0;
+    *to++ = '&';
+    do {
+        accumulator = accumulator << 16 | units.Current();
+        for (pending += 16; pending >= 6; pending -= 6)
+            *to++ = fsAlphabet[accumulator >> (pending - 6) & 63];
+        units.Skip();
+    } while (!units.AtEnd() && !IsDirect(units.Current()));
+    if (pending)
+        *to++ = fsAlphabet[accumulator << (6 - pending) & 63];
+    *to++ = '-';
+    return to;
+}
+
+template <typename Unit>
+char *EncodeUnits(TString const &name, char *to) noexcept {
+    TUnits<Unit> units(name);
+    while (!units.AtEnd()) {
+        unsigned int const unit = units.Current();
+        if (!IsDirect(unit)) {
+            to = EncodeRun(units, to);
+            continue;
+        }
+        *to++ = static_cast<char>(unit);
+        if (unit == '&')
+            *to++ = '-';
+        units.Skip();
+    }
+    return to;
+}
+
+void PutUnit(char *&to, std::uint32_t unit) noexcept {
+    auto const value = static_cast<std::uint16_t>(unit);
+    std::memcpy(to, &value, sizeof value);
+    to += sizeof value;
+}
+
+// Reads a run from behind its "&" up to and with its "-", and returns where the text goes on.
+char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
+    if (from != end && *from == '-') {
+        PutUnit(to, '&');
+        return from + 1;
+    }
+    std::uint32_t accumulator = 0;
+    int pending = 0;
+    for (; from != end && *from != '-'; ++from) {
+        accumulator = accumulator << 6 | fsBits[static_cast<unsigned char>(*from)];
+        pending += 6;
+        if (pending >= 16) {
+            pending -= 16;
+            PutUnit(to, accumulator >> pending);
+        }
+    }
+    if (pending >= 8) // an odd last byte is the high half of a character
+        PutUnit(to, accumulator >> (pending - 8) << 8);
+    return from == end ? end : from + 1;
+}
+
+} // namespace
+
+TString TModifiedUTF7::Encode(TString name) {
+    bool const wide = name.IsUnicode();
+    std::uint64_t const units = wide ? name.length() / 2 : name.length();
+    // The worst is every second character alone in a run, "&AOk-", and each other an ampersand, "&-".
+    TString text = TStringAccess::Uninitialized((units * 7 + 3) / 2);
+    char *const to = text;
+    char *const end = wide ? EncodeUnits<std::uint16_t>(name, to) : EncodeUnits<std::uint8_t>(name, to);
+    TStringAccess::Truncate(text, static_cast<unsigned int>(end - to));
+    return text;
+}
+
+TString TModifiedUTF7::Decode(TString text) {
+    // No character becomes more than one.
+    TString name = TStringAccess::Uninitialized(std::uint64_t{text.length()} * 2, TStringBuffer::unicode);
+    char *to = name;
+    char const *from = text;
+    char const *const end = from + text.length();
+    while (from != end) {
+        char const c = *from++;
+        if (c == '&')
+            from = DecodeRun(from, end, to);
+        else
+            PutUnit(to, static_cast<unsigned char>(c));
+    }
+    TStringAccess::Truncate(name, static_cast<unsigned int>(to - static_cast<char *>(name)));
+    return name;
+}
