@@ -3,12 +3,15 @@
 
 // tuzutil.h: the whole library.
 
+#include "tuzutil/BASE64.h"
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/CONCSTRM.h"
+#include "tuzutil/CRAMMD5.h"
 #include "tuzutil/DOTBYTE.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
 #include "tuzutil/LINESTRM.h"
+#include "tuzutil/MD5.h"
 #include "tuzutil/NULSTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
@@ -16,6 +19,7 @@
 #include "tuzutil/TDATETIM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TSTRING.h"
+#include "tuzutil/UTF7.h"
 #include "tuzutil/VERSION.h"
 
 #endif
