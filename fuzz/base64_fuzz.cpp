@@ -1,0 +1,28 @@
+// Base64 from any bytes: both ways of decoding agree, and what is encoded comes back.
+
+#include "tuzutil/BASE64.h"
+#include "utility/BASE64K.h"
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+    std::vector<char> const text(data, data + size); // ends where a checker sees it
+    std::vector<base64::Byte> plain(static_cast<std::size_t>(base64::DecodedRoom(size)));
+    plain.resize(
+        static_cast<std::size_t>(base64::DecodePortable(text.data(), text.data() + size, plain.data()) - plain.data()));
+#if defined(TUZUTIL_BASE64_SHUFFLE)
+    std::vector<base64::Byte> shuffled(static_cast<std::size_t>(base64::DecodedRoom(size)));
+    shuffled.resize(static_cast<std::size_t>(base64::DecodeShuffle(text.data(), text.data() + size, shuffled.data()) -
+                                             shuffled.data()));
+    if (plain != shuffled)
+        std::abort();
+#endif
+    TString const bytes(data, static_cast<unsigned int>(size), ' ');
+    TString const upToZero(std::string(text.begin(), text.end()).c_str());
+    if (TBase64::Decode(TBase64::Encode(bytes)) != upToZero)
+        std::abort();
+    TBase64::Decode(bytes);
+    return 0;
+}
