@@ -1,0 +1,170 @@
+// Base64, modified UTF-7 and MD5 beside memcpy and memchr of the same bytes.
+
+#include "tuzutil/BASE64.h"
+#include "tuzutil/CRAMMD5.h"
+#include "tuzutil/MD5.h"
+#include "tuzutil/UTF7.h"
+#include "utility/BASE64K.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Bytes without a zero, so that a decoded text is as long as it was.
+std::string Bytes(std::size_t count) {
+    std::mt19937 random(17);
+    std::uniform_int_distribution<int> byte(1, 255);
+    std::string bytes(count, '\0');
+    for (char &c : bytes)
+        c = static_cast<char>(byte(random));
+    return bytes;
+}
+
+TString Text(std::string const &bytes) {
+    return TString(bytes.data(), static_cast<unsigned int>(bytes.size()), ' ');
+}
+
+// A mailbox name of ASCII letters with a short shifted run after every sixteenth.
+TString Name(std::size_t bytes) {
+    std::vector<unsigned short> units;
+    while (units.size() < bytes / 2) {
+        std::size_t const column = units.size() % 18;
+        units.push_back(static_cast<unsigned short>(column < 16 ? 'a' + column : 0x4E00 + column));
+    }
+    units.push_back(0);
+    return TString(units.data());
+}
+
+void Require(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+void Count(benchmark::State &state, std::size_t bytes) {
+    state.SetBytesProcessed(static_cast<std::int64_t>(bytes) * static_cast<std::int64_t>(state.iterations()));
+}
+
+std::size_t Size(benchmark::State const &state) {
+    return static_cast<std::size_t>(state.range(0));
+}
+
+void Memcpy(benchmark::State &state) {
+    std::string const from = Bytes(Size(state));
+    std::string to(from.size(), '\0');
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), from.size());
+        benchmark::DoNotOptimize(to.data());
+        benchmark::ClobberMemory();
+    }
+    Count(state, from.size());
+}
+
+void Memchr(benchmark::State &state) {
+    std::string const from = Bytes(Size(state));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(std::memchr(from.data(), 0, from.size()));
+    Count(state, from.size());
+}
+
+void Base64Encode(benchmark::State &state) {
+    TString const bytes = Text(Bytes(Size(state)));
+    TString text;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(text = TBase64::Encode(bytes));
+    Require(TBase64::Decode(text) == bytes);
+    Count(state, bytes.length());
+}
+
+void Base64Decode(benchmark::State &state) {
+    TString const bytes = Text(Bytes(Size(state)));
+    TString const text = TBase64::Encode(bytes);
+    TString back;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(back = TBase64::Decode(text));
+    Require(back == bytes);
+    Count(state, bytes.length());
+}
+
+void Base64EncodePortable(benchmark::State &state) {
+    std::string const bytes = Bytes(Size(state));
+    std::vector<char> text(base64::EncodedLength(bytes.size()));
+    for (auto _ : state) {
+        base64::EncodePortable(reinterpret_cast<base64::Byte const *>(bytes.data()), bytes.size(), text.data());
+        benchmark::ClobberMemory();
+    }
+    Count(state, bytes.size());
+}
+
+void Base64DecodePortable(benchmark::State &state) {
+    TString const text = TBase64::Encode(Text(Bytes(Size(state))));
+    char const *const from = text;
+    std::vector<base64::Byte> bytes(base64::DecodedRoom(text.length()));
+    for (auto _ : state) {
+        base64::DecodePortable(from, from + text.length(), bytes.data());
+        benchmark::ClobberMemory();
+    }
+    Count(state, Size(state));
+}
+
+void Utf7Encode(benchmark::State &state) {
+    TString const name = Name(Size(state));
+    TString text;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(text = TModifiedUTF7::Encode(name));
+    Require(TModifiedUTF7::Decode(text) == name);
+    Count(state, name.length());
+}
+
+void Utf7Decode(benchmark::State &state) {
+    TString const name = Name(Size(state));
+    TString const text = TModifiedUTF7::Encode(name);
+    TString back;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(back = TModifiedUTF7::Decode(text));
+    Require(back == name);
+    Count(state, name.length());
+}
+
+void Md5(benchmark::State &state) {
+    std::string const bytes = Bytes(Size(state));
+    char digest[16];
+    for (auto _ : state) {
+        CalculateMD5 md5;
+        md5.Write(bytes.data(), static_cast<unsigned long>(bytes.size()));
+        md5.Done(digest);
+        benchmark::DoNotOptimize(digest);
+    }
+    Count(state, bytes.size());
+}
+
+void CramMd5(benchmark::State &state) {
+    TString const secret("tanstaaftanstaaf");
+    TString const challenge("<1896.697170952@postoffice.reston.mci.net>");
+    TString digest;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(digest = CalculateCramMD5::Calc(secret, challenge));
+    Require(digest == "b913a602c7eda7a495b4e6e7334d3890");
+}
+
+void Sizes(benchmark::internal::Benchmark *benchmark) {
+    benchmark->Arg(54)->Arg(4096)->Arg(1 << 20);
+}
+
+BENCHMARK(Memcpy)->Apply(Sizes);
+BENCHMARK(Memchr)->Apply(Sizes);
+BENCHMARK(Base64Encode)->Apply(Sizes);
+BENCHMARK(Base64EncodePortable)->Apply(Sizes);
+BENCHMARK(Base64Decode)->Apply(Sizes);
+BENCHMARK(Base64DecodePortable)->Apply(Sizes);
+BENCHMARK(Utf7Encode)->Apply(Sizes);
+BENCHMARK(Utf7Decode)->Apply(Sizes);
+BENCHMARK(Md5)->Apply(Sizes);
+BENCHMARK(CramMd5);
+
+} // namespace
