@@ -1,0 +1,36 @@
+#ifndef POP3D_OPTIONS_H
+#define POP3D_OPTIONS_H
+
+#include <cstdint>
+#include <string>
+
+namespace pop3d {
+
+// The ways to log in that the server offers.
+struct Logins {
+    bool user = true;
+    bool apop = true;
+    bool cramMd5 = true;
+    bool plain = true; // over loopback only
+
+    bool Parse(std::string const &list); // "user,apop,cram-md5,plain"; false for an unknown or an empty list
+};
+
+struct Options {
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 110;
+    std::string portFile;
+    std::string users;
+    Logins logins;
+    int idleSeconds = 600;
+    bool isHelpWanted = false;
+
+    // False, and one line in `problem`, where the arguments make no sense.
+    bool Parse(int count, char **arguments, std::string &problem);
+};
+
+extern char const fsUsage[];
+
+} // namespace pop3d
+
+#endif

@@ -1,0 +1,67 @@
+#include "Server.h"
+
+#include "Session.h"
+
+#include "tuzutil/EXCEPTN.h"
+
+#include <exception>
+#include <iostream>
+
+namespace pop3d {
+
+Server::Server(net::Handle listener, Users &users, Options const &options)
+    : fListener(listener), fUsers(users), fOptions(options) {}
+
+Server::~Server() {
+    net::Close(fListener);
+}
+
+void Server::Run() {
+    while (!IsStopWanted()) {
+        net::Handle const handle = net::Accept(fListener, 200);
+        Reap(false);
+        if (handle == net::fsNone)
+            continue;
+        if (fClients.size() >= fsMaximum) {
+            static char const full[] = "-ERR [SYS/TEMP] too many sessions\r\n";
+            net::Send(handle, full, sizeof full - 1);
+            net::Close(handle);
+            continue;
+        }
+        net::SetTimeout(handle, fOptions.idleSeconds);
+        Client &client = fClients.emplace_back();
+        client.handle = handle;
+        client.thread = std::thread([this, &client] { Serve(client); });
+    }
+    Reap(true);
+}
+
+void Server::Serve(Client &client) {
+    try {
+        SocketStream connection(client.handle);
+        Session(connection, fUsers, fOptions.logins).Run();
+    } catch (TException &problem) {
+        std::cerr << "pop3d: session ended: " << problem.name() << ": " << problem.text(0) << '\n';
+    } catch (std::exception const &problem) {
+        std::cerr << "pop3d: session ended: " << problem.what() << '\n';
+    }
+    net::Shutdown(client.handle);
+    client.isOver = true;
+}
+
+// Waits for sessions that are over, or, at the end, makes all of them be over.
+void Server::Reap(bool all) {
+    for (auto client = fClients.begin(); client != fClients.end();) {
+        if (all)
+            net::Shutdown(client->handle);
+        if (all || client->isOver) {
+            client->thread.join();
+            net::Close(client->handle);
+            client = fClients.erase(client);
+        } else {
+            ++client;
+        }
+    }
+}
+
+} // namespace pop3d

@@ -1,0 +1,357 @@
+#include "Session.h"
+
+#include "MessageSource.h"
+#include "Sasl.h"
+
+#include "tuzutil/BASE64.h"
+#include "tuzutil/CRAMMD5.h"
+#include "tuzutil/DOTBYTE.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace pop3d {
+
+namespace {
+
+constexpr unsigned long fsLineBuffer = 2048;
+
+// Overwrites a secret in a way that the optimizer keeps: the last reader is volatile.
+void WipeBytes(char *text, std::size_t count) {
+    for (char volatile *at = text; count > 0; --count)
+        *at++ = 0;
+}
+
+char *NextWord(char *&rest) {
+    while (*rest == ' ')
+        ++rest;
+    char *const word = rest;
+    while (*rest && *rest != ' ')
+        ++rest;
+    if (*rest)
+        *rest++ = 0;
+    return word;
+}
+
+bool ParseNumber(char const *text, unsigned long &number) {
+    char const *const end = text + std::strlen(text);
+    auto const result = std::from_chars(text, end, number);
+    return result.ec == std::errc() && result.ptr == end && text != end;
+}
+
+// The text itself, not the handle: strings are not shared between threads.
+TStringAndWipe CopyOf(TString const &secret) {
+    return TStringAndWipe(TString(static_cast<char *>(secret), secret.length(), ' '));
+}
+
+} // namespace
+
+struct Session::Command {
+    char const *verb;
+    State state; // where it is allowed; done: everywhere
+    void (Session::*run)(char *argument);
+};
+
+Session::Command const Session::fsCommands[] = {
+    {"CAPA", State::done, &Session::Capa},          {"QUIT", State::done, &Session::Quit},
+    {"USER", State::authorization, &Session::User}, {"PASS", State::authorization, &Session::Pass},
+    {"APOP", State::authorization, &Session::Apop}, {"AUTH", State::authorization, &Session::Auth},
+    {"STAT", State::transaction, &Session::Stat},   {"LIST", State::transaction, &Session::List},
+    {"UIDL", State::transaction, &Session::Uidl},   {"RETR", State::transaction, &Session::Retr},
+    {"TOP", State::transaction, &Session::Top},     {"DELE", State::transaction, &Session::Dele},
+    {"RSET", State::transaction, &Session::Rset},   {"NOOP", State::transaction, &Session::Noop}};
+
+Session::Line::~Line() {
+    WipeBytes(text, sizeof text);
+}
+
+Session::Session(SocketStream &connection, Users &users, Logins const &logins)
+    : fConnection(connection), fLines(fsLineBuffer, &connection), fUsers(users), fLogins(logins),
+      fTimestamp(NewTimestamp()) {}
+
+Session::~Session() {
+    if (!fLockedMailbox.empty())
+        fUsers.Unlock(fLockedMailbox);
+}
+
+void Session::Run() {
+    // The timestamp is what says that APOP is offered.
+    Ok("tuzutil pop3d ready" + (fLogins.apop ? " " + fTimestamp : std::string()));
+    while (fState != State::done) {
+        Line line;
+        Read const read = ReadLine(line);
+        if (read == Read::end)
+            return;
+        if (read == Read::tooLong)
+            Error("line too long");
+        else
+            Dispatch(line.text);
+    }
+}
+
+// A line that is too long is read to its end and forgotten: the session goes on behind it.
+Session::Read Session::ReadLine(Line &line) {
+    fLines.flush();
+    fLines.getline(line.text, sizeof line.text);
+    std::streamsize const count = fLines.gcount();
+    if (!fLines) {
+        if (count != static_cast<std::streamsize>(sizeof line.text) - 1 || fLines.eof())
+            return Read::end;
+        fLines.clear();
+        fLines.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        return fLines.good() ? Read::tooLong : Read::end;
+    }
+    // A line that the connection's end cut off is no command.
+    if (fLines.eof())
+        return Read::end;
+    if (count >= 2 && line.text[count - 2] == '\r')
+        line.text[count - 2] = 0;
+    return Read::line;
+}
+
+void Session::Dispatch(char *line) {
+    TStringIcmp const verb(NextWord(line));
+    for (Command const &command : fsCommands) {
+        if (!verb.isEqual(command.verb))
+            continue;
+        if (command.state != State::done && command.state != fState)
+            Error(fState == State::authorization ? "log in first" : "already logged in");
+        else
+            (this->*command.run)(line);
+        return;
+    }
+    Error("unknown command");
+}
+
+void Session::Ok(std::string const &text) {
+    fLines << "+OK " << text << "\r\n";
+}
+
+void Session::Error(std::string const &text) {
+    fLines << "-ERR " << text << "\r\n";
+}
+
+void Session::Capa(char *) {
+    Ok("capabilities follow");
+    fLines << "TOP\r\nUIDL\r\nPIPELINING\r\nRESP-CODES\r\n";
+    if (fLogins.user)
+        fLines << "USER\r\n";
+    if (fLogins.cramMd5 || IsPlainOffered())
+        fLines << "SASL" << (fLogins.cramMd5 ? " CRAM-MD5" : "") << (IsPlainOffered() ? " PLAIN" : "") << "\r\n";
+    fLines << "IMPLEMENTATION tuzutil-pop3d\r\n.\r\n";
+}
+
+void Session::User(char *argument) {
+    if (!fLogins.user)
+        return Error("login not offered");
+    fName = NextWord(argument);
+    if (fName.empty())
+        Error("USER needs a name");
+    else
+        Ok("now the password"); // whether the user exists is not told
+}
+
+void Session::Pass(char *argument) {
+    if (fName.empty())
+        return Error("USER comes first");
+    std::string const name = std::exchange(fName, std::string());
+    TStringAndWipe const given(argument); // with its blanks
+    pop3d::User const *const user = fUsers.Find(name);
+    Login(name, user && IsSameSecret(given, user->secret));
+}
+
+void Session::Apop(char *argument) {
+    if (!fLogins.apop)
+        return Error("login not offered");
+    std::string const name = NextWord(argument);
+    TString digest(NextWord(argument));
+    pop3d::User const *const user = fUsers.Find(name);
+    Login(name, user && IsSameSecret(digest.lowerCase(), ApopDigest(fTimestamp, user->secret)));
+}
+
+void Session::Auth(char *argument) {
+    TStringIcmp const mechanism(NextWord(argument));
+    if (mechanism.isEqual("CRAM-MD5") && fLogins.cramMd5)
+        AuthCramMd5();
+    else if (mechanism.isEqual("PLAIN") && IsPlainOffered())
+        AuthPlain(NextWord(argument));
+    else
+        Error("mechanism not offered");
+}
+
+bool Session::ReadResponse(Line &line) {
+    Read const read = ReadLine(line);
+    if (read == Read::line && std::strcmp(line.text, "*") != 0)
+        return true;
+    if (read == Read::end)
+        fState = State::done;
+    else
+        Error("login given up");
+    return false;
+}
+
+void Session::AuthCramMd5() {
+    std::string const challenge = NewTimestamp();
+    fLines << "+ " << EncodeLine(TString(challenge.c_str())) << "\r\n";
+    Line line;
+    if (!ReadResponse(line))
+        return;
+    // "user digest"; the name may hold blanks, the digest does not.
+    TString const response = TBase64::Decode(TString(line.text));
+    unsigned int const blank = response.lastIndexOf(' ');
+    if (blank < 2)
+        return Error("[AUTH] malformed response");
+    TString const name = response.subString(1, blank - 1);
+    pop3d::User const *const user = fUsers.Find(static_cast<char *>(name));
+    TString digest = response.subString(blank + 1);
+    Login(static_cast<char *>(name),
+          user && IsSameSecret(digest.lowerCase(),
+                               CalculateCramMD5::Calc(CopyOf(user->secret), TString(challenge.c_str()))));
+}
+
+void Session::AuthPlain(char const *initial) {
+    Line line;
+    if (!*initial) {
+        fLines << "+ \r\n";
+        if (!ReadResponse(line))
+            return;
+        initial = line.text;
+    }
+    PlainResponse response;
+    if (!response.Parse(initial))
+        return Error("[AUTH] malformed response");
+    pop3d::User const *const user = fUsers.Find(response.user);
+    Login(response.user, user && IsSameSecret(response.secret, user->secret));
+}
+
+void Session::Login(std::string const &name, bool isProven) {
+    if (!isProven)
+        return Error("[AUTH] wrong name or password");
+    std::string const &folder = fUsers.Find(name)->mailbox;
+    if (!Mailbox::Exists(folder))
+        return Error("[SYS/PERM] the mailbox is missing");
+    if (!fUsers.Lock(folder))
+        return Error("[IN-USE] another session has the mailbox");
+    fLockedMailbox = folder;
+    fMailbox = std::make_unique<Mailbox>(folder);
+    fState = State::transaction;
+    Ok(std::to_string(fMailbox->QueryCount()) + " messages");
+}
+
+void Session::Stat(char *) {
+    std::uint64_t count = 0;
+    std::uint64_t size = 0;
+    for (std::size_t number = 1; number <= fMailbox->QueryCount(); ++number) {
+        if (Mailbox::Message *const message = fMailbox->Find(number)) {
+            ++count;
+            size += fMailbox->QuerySize(*message);
+        }
+    }
+    Ok(std::to_string(count) + " " + std::to_string(size));
+}
+
+Mailbox::Message *Session::FindMessage(char const *number) {
+    unsigned long value = 0;
+    Mailbox::Message *const message = ParseNumber(number, value) ? fMailbox->Find(value) : nullptr;
+    if (!message)
+        Error("no such message");
+    return message;
+}
+
+std::string Session::DescribeSize(std::size_t number, Mailbox::Message &message) {
+    return std::to_string(number) + " " + std::to_string(fMailbox->QuerySize(message));
+}
+
+std::string Session::DescribeUid(std::size_t number, Mailbox::Message &message) {
+    return std::to_string(number) + " " + static_cast<char *>(message.uid);
+}
+
+void Session::SendList(char const *argument, std::string (Session::*describe)(std::size_t, Mailbox::Message &)) {
+    if (*argument) {
+        if (Mailbox::Message *const message = FindMessage(argument))
+            Ok((this->*describe)(std::strtoul(argument, nullptr, 10), *message));
+        return;
+    }
+    Ok("listing follows");
+    for (std::size_t number = 1; number <= fMailbox->QueryCount(); ++number) {
+        if (Mailbox::Message *const message = fMailbox->Find(number))
+            fLines << (this->*describe)(number, *message) << "\r\n";
+    }
+    fLines << ".\r\n";
+}
+
+void Session::List(char *argument) {
+    SendList(NextWord(argument), &Session::DescribeSize);
+}
+
+void Session::Uidl(char *argument) {
+    SendList(NextWord(argument), &Session::DescribeUid);
+}
+
+void Session::Retr(char *argument) {
+    if (Mailbox::Message const *const message = FindMessage(NextWord(argument)))
+        SendMessage(*message, nullptr);
+}
+
+void Session::Top(char *argument) {
+    char const *const number = NextWord(argument);
+    unsigned long lines = 0;
+    if (!ParseNumber(NextWord(argument), lines))
+        return Error("TOP needs a message and a number of lines");
+    if (Mailbox::Message const *const message = FindMessage(number))
+        SendMessage(*message, &lines);
+}
+
+// The message goes past the line stream straight to the connection, so what the line stream holds back goes first.
+void Session::SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines) {
+    MessageSource probe(message.path);
+    if (!probe)
+        return Error("[SYS/TEMP] the message cannot be read");
+    Ok("message follows");
+    fLines.flush();
+    if (!bodyLines) {
+        ToDotByteStream out(fConnection);
+        Mailbox::Copy(message, out);
+        out.WriteTermination();
+        return;
+    }
+    ToDotByteStream out(fConnection, *bodyLines);
+    try {
+        Mailbox::Copy(message, out);
+        out.flush();
+        out.WriteTermination();
+    } catch (TDotByteLinesException &) {
+        // The header and the lines asked for are out, and the end line behind them.
+    }
+}
+
+void Session::Dele(char *argument) {
+    if (Mailbox::Message *const message = FindMessage(NextWord(argument))) {
+        message->isDeleted = true;
+        Ok("marked as deleted");
+    }
+}
+
+void Session::Rset(char *) {
+    fMailbox->Reset();
+    Ok("nothing is marked as deleted");
+}
+
+void Session::Noop(char *) {
+    Ok("still here");
+}
+
+void Session::Quit(char *) {
+    bool const done = fState != State::transaction || fMailbox->Commit();
+    if (done)
+        Ok("goodbye");
+    else
+        Error("[SYS/TEMP] some deleted messages not removed");
+    fLines.flush();
+    fState = State::done;
+}
+
+} // namespace pop3d

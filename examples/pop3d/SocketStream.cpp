@@ -1,0 +1,75 @@
+#include "SocketStream.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace pop3d {
+
+SocketStreamBuf::SocketStreamBuf(net::Handle handle) : fHandle(handle) {
+    setp(fOut.data(), fOut.data() + fOut.size());
+}
+
+SocketStreamBuf::~SocketStreamBuf() {
+    SendPending();
+    // A password may have come through.
+    std::memset(fIn.data(), 0, fIn.size());
+}
+
+SocketStreamBuf::int_type SocketStreamBuf::underflow() {
+    if (gptr() != egptr())
+        return traits_type::to_int_type(*gptr());
+    // What the client has to read before it goes on must be on its way before we wait for it.
+    if (!SendPending())
+        return traits_type::eof();
+    long const count = net::Receive(fHandle, fIn.data(), fIn.size());
+    if (count <= 0)
+        return traits_type::eof();
+    setg(fIn.data(), fIn.data(), fIn.data() + count);
+    return traits_type::to_int_type(*gptr());
+}
+
+SocketStreamBuf::int_type SocketStreamBuf::overflow(int_type c) {
+    if (!SendPending())
+        return traits_type::eof();
+    if (!traits_type::eq_int_type(c, traits_type::eof()))
+        sputc(traits_type::to_char_type(c));
+    return traits_type::not_eof(c);
+}
+
+std::streamsize SocketStreamBuf::xsputn(char const *from, std::streamsize count) {
+    if (count <= epptr() - pptr()) {
+        std::copy(from, from + count, pptr());
+        pbump(static_cast<int>(count));
+        return count;
+    }
+    return SendPending() && SendAll(from, static_cast<std::size_t>(count)) ? count : 0;
+}
+
+int SocketStreamBuf::sync() {
+    return SendPending() ? 0 : -1;
+}
+
+bool SocketStreamBuf::SendPending() {
+    bool const sent = SendAll(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+    setp(fOut.data(), fOut.data() + fOut.size());
+    return sent;
+}
+
+bool SocketStreamBuf::SendAll(char const *from, std::size_t count) {
+    while (count > 0) {
+        long const sent = net::Send(fHandle, from, count);
+        if (sent <= 0)
+            return false;
+        from += sent;
+        count -= static_cast<std::size_t>(sent);
+    }
+    return true;
+}
+
+SocketStream::SocketStream(net::Handle handle) : std::iostream(nullptr), fBuf(handle) {
+    init(&fBuf);
+}
+
+SocketStream::~SocketStream() = default;
+
+} // namespace pop3d

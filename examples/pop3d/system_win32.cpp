@@ -1,0 +1,140 @@
+#include "System.h"
+
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <windows.h>
+
+#include <atomic>
+
+namespace pop3d {
+
+namespace {
+
+std::atomic<bool> fsStop{false};
+
+BOOL WINAPI WantStop(DWORD) {
+    fsStop = true;
+    return TRUE;
+}
+
+SOCKET Socket(net::Handle handle) {
+    return static_cast<SOCKET>(handle);
+}
+
+} // namespace
+
+namespace net {
+
+bool StartUp() {
+    WSADATA data;
+    return WSAStartup(MAKEWORD(2, 2), &data) == 0;
+}
+
+Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
+    sockaddr_in at{};
+    at.sin_family = AF_INET;
+    at.sin_port = htons(port);
+    at.sin_addr.s_addr = inet_addr(address);
+    if (at.sin_addr.s_addr == INADDR_NONE) {
+        problem = std::string("\"") + address + "\" is no IPv4 address";
+        return fsNone;
+    }
+    SOCKET const s = socket(AF_INET, SOCK_STREAM, 0);
+    // Without it another process could listen on the same port beside us.
+    BOOL const on = TRUE;
+    if (s != INVALID_SOCKET)
+        setsockopt(s, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<char const *>(&on), sizeof on);
+    if (s == INVALID_SOCKET || bind(s, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 || listen(s, 128) != 0) {
+        int const error = WSAGetLastError();
+        problem = "cannot listen on " + std::string(address) + " port " + std::to_string(port) + ": " +
+                  (error == WSAEADDRINUSE || error == WSAEACCES ? "the port is in use"
+                                                                : "system error " + std::to_string(error));
+        if (s != INVALID_SOCKET)
+            closesocket(s);
+        return fsNone;
+    }
+    return static_cast<Handle>(s);
+}
+
+std::uint16_t QueryPort(Handle listener) {
+    sockaddr_in at{};
+    int size = sizeof at;
+    getsockname(Socket(listener), reinterpret_cast<sockaddr *>(&at), &size);
+    return ntohs(at.sin_port);
+}
+
+Handle Accept(Handle listener, int milliseconds) {
+    fd_set watched;
+    FD_ZERO(&watched);
+    FD_SET(Socket(listener), &watched);
+    timeval time{milliseconds / 1000, (milliseconds % 1000) * 1000};
+    if (select(0, &watched, nullptr, nullptr, &time) <= 0)
+        return fsNone;
+    SOCKET const s = accept(Socket(listener), nullptr, nullptr);
+    if (s == INVALID_SOCKET)
+        return fsNone;
+    BOOL const on = TRUE;
+    setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char const *>(&on), sizeof on);
+    return static_cast<Handle>(s);
+}
+
+bool IsLoopback(Handle client) {
+    sockaddr_in at{};
+    int size = sizeof at;
+    return getpeername(Socket(client), reinterpret_cast<sockaddr *>(&at), &size) == 0 && at.sin_family == AF_INET &&
+           (ntohl(at.sin_addr.s_addr) >> 24) == 127;
+}
+
+void SetTimeout(Handle client, int seconds) {
+    DWORD const time = static_cast<DWORD>(seconds) * 1000;
+    setsockopt(Socket(client), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<char const *>(&time), sizeof time);
+    setsockopt(Socket(client), SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<char const *>(&time), sizeof time);
+}
+
+// A shutdown from another thread does not reach a recv() that waits, so the wait goes in steps.
+long Receive(Handle client, char *to, std::size_t count) {
+    DWORD left = 0;
+    int size = sizeof left;
+    getsockopt(Socket(client), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<char *>(&left), &size);
+    for (constexpr DWORD step = 200;; left -= step) {
+        fd_set watched;
+        FD_ZERO(&watched);
+        FD_SET(Socket(client), &watched);
+        timeval time{0, step * 1000};
+        int const ready = select(0, &watched, nullptr, nullptr, &time);
+        if (ready > 0)
+            break;
+        if (ready < 0 || IsStopWanted() || left <= step)
+            return -1;
+    }
+    return recv(Socket(client), to, static_cast<int>(count), 0);
+}
+
+long Send(Handle client, char const *from, std::size_t count) {
+    return send(Socket(client), from, static_cast<int>(count), 0);
+}
+
+void Shutdown(Handle client) {
+    shutdown(Socket(client), SD_BOTH);
+}
+
+void Close(Handle handle) {
+    closesocket(Socket(handle));
+}
+
+} // namespace net
+
+unsigned long ProcessId() {
+    return GetCurrentProcessId();
+}
+
+void WatchForStop() {
+    SetConsoleCtrlHandler(WantStop, TRUE);
+}
+
+bool IsStopWanted() {
+    return fsStop;
+}
+
+} // namespace pop3d

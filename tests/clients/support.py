@@ -1,0 +1,209 @@
+"""What the client tests share: a server with mailboxes of its own, and what a client must see of a message."""
+
+import argparse
+import os
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+from pathlib import Path
+
+SAMPLES = Path(__file__).resolve().parents[2] / "examples" / "pop3d" / "sample"
+WINERUN = Path(__file__).resolve().parents[2] / "tools" / "winerun.sh"
+
+settings = argparse.Namespace(server=None, emulator=None)
+
+
+def seen_by_client(stored):
+    """The bytes of a stored message as POP3 shows them: CR LF line ends throughout, also behind the last line."""
+    if stored and not stored.endswith(b"\n"):
+        stored += b"\n"
+    return re.sub(rb"(?<!\r)\n", b"\r\n", stored)
+
+
+def big_message(size):
+    """A message of about that size whose lines differ, some of them beginning with a dot."""
+    head = b"From: Anna <anna@example.org>\nSubject: big\n\n"
+    lines = []
+    length = len(head)
+    number = 0
+    while length < size:
+        number += 1
+        line = b"%sline %08d of a message that is long because there are many of these\n" % (b"." * (number % 5 == 0), number)
+        lines.append(line)
+        length += len(line)
+    return head + b"".join(lines)
+
+
+class Server:
+    """pop3d in a process of its own, with mailboxes below a temporary folder."""
+
+    def __init__(self, users=None, options=()):
+        self.root = Path(tempfile.mkdtemp(prefix="pop3d-test-"))
+        self.users = users or {"anna": "secret of anna"}
+        self.process = None
+        self.options = list(options)
+        for user in self.users:
+            (self.mailbox(user) / "new").mkdir(parents=True)
+            (self.mailbox(user) / "cur").mkdir()
+
+    def mailbox(self, user):
+        return self.root / "mail" / user
+
+    def put(self, user, name, content, folder="new"):
+        (self.mailbox(user) / folder / name).write_bytes(content)
+
+    def put_samples(self, user):
+        """Copies the sample mailbox; returns its messages in the order of the server's numbers."""
+        stored = []
+        for number, path in enumerate(sorted(SAMPLES.glob("*.eml"))):
+            content = path.read_bytes()
+            self.put(user, path.stem, content, "cur" if number % 2 else "new")
+            stored.append(content)
+        assert len(stored) == 10, "the sample mailbox is incomplete"
+        return stored
+
+    def names(self, user):
+        return sorted(path.name for folder in ("new", "cur") for path in (self.mailbox(user) / folder).iterdir())
+
+    def native(self, path):
+        return "Z:" + str(path).replace("/", "\\") if settings.emulator else str(path)
+
+    def command(self, arguments):
+        return ([settings.emulator] if settings.emulator else []) + [settings.server, *arguments]
+
+    def write_users(self):
+        path = self.root / "users"
+        path.write_text("".join(f"{name}:{secret}:{self.native(self.mailbox(name))}\n" for name, secret in self.users.items()))
+        return path
+
+    def start(self):
+        port_file = self.root / "port"
+        port_file.unlink(missing_ok=True)
+        self.output = open(self.root / "output", "ab+")
+        arguments = ["--users", self.native(self.write_users()), "--port", "0", "--port-file", self.native(port_file)]
+        self.process = subprocess.Popen(
+            self.command(arguments + self.options),
+            stdin=subprocess.DEVNULL, stdout=self.output, stderr=subprocess.STDOUT,
+            env={**os.environ, "TUZ_WINE_EXEC": "1"}, start_new_session=True)
+        deadline = time.monotonic() + 60
+        while not port_file.exists():
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                raise RuntimeError("the server did not start: " + self.read_output())
+            time.sleep(0.02)
+        self.port = int(port_file.read_text())
+        return self
+
+    def read_output(self):
+        return (self.root / "output").read_bytes().decode(errors="replace").replace("\r\n", "\n")
+
+    def stop(self):
+        """Asks the server to stop as a user would; returns its exit status."""
+        if self.process is None or self.process.poll() is not None:
+            return self.process.returncode if self.process else None
+        self.process.send_signal(signal.SIGINT)
+        try:
+            return self.process.wait(timeout=20)
+        except subprocess.TimeoutExpired:
+            os.killpg(self.process.pid, signal.SIGKILL)
+            self.process.wait()
+            raise RuntimeError("the server did not stop: " + self.read_output()) from None
+
+    def remove(self):
+        try:
+            self.stop()
+        finally:
+            if self.process:
+                self.output.close()
+            shutil.rmtree(self.root, ignore_errors=True)
+
+    def __enter__(self):
+        return self.start()
+
+    def __exit__(self, *_):
+        self.remove()
+
+    def connect(self):
+        return Connection(self.port)
+
+    def login_when_free(self, user="anna"):
+        """Logs in as soon as the session before has noticed that its client is gone."""
+        deadline = time.monotonic() + 30
+        while True:
+            client = self.connect()
+            client.ok(f"USER {user}")
+            answer = client.ask(f"PASS {self.users[user]}")
+            if answer.startswith(b"+OK"):
+                return client
+            client.close()
+            assert b"[IN-USE]" in answer, answer
+            assert time.monotonic() < deadline, "the session before does not end"
+            time.sleep(0.02)
+
+
+class Connection:
+    """A client that speaks the protocol byte for byte."""
+
+    def __init__(self, port):
+        self.socket = socket.create_connection(("127.0.0.1", port), timeout=30)
+        self.file = self.socket.makefile("rb")
+        self.greeting = self.line()
+
+    def line(self):
+        line = self.file.readline()
+        if not line.endswith(b"\r\n"):
+            raise EOFError(f"the connection ended after {line!r}")
+        return line[:-2]
+
+    def send(self, data):
+        self.socket.sendall(data)
+
+    def ask(self, command):
+        self.send(command.encode() + b"\r\n")
+        return self.line()
+
+    def ok(self, command):
+        answer = self.ask(command)
+        assert answer.startswith(b"+OK"), (command, answer)
+        return answer
+
+    def body(self):
+        """The lines up to the end line, as they came."""
+        lines = []
+        while (line := self.line()) != b".":
+            lines.append(line)
+        return lines
+
+    def content(self):
+        """The data that the dot-stuffed lines stand for."""
+        return b"".join((line[1:] if line.startswith(b".") else line) + b"\r\n" for line in self.body())
+
+    def login(self, user="anna", secret="secret of anna"):
+        self.ok(f"USER {user}")
+        self.ok(f"PASS {secret}")
+        return self
+
+    def close(self):
+        self.file.close()
+        self.socket.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--server", required=True)
+    parser.add_argument("--emulator", default=None)
+    known, rest = parser.parse_known_args()
+    settings.server = known.server
+    settings.emulator = known.emulator or None
+    unittest.main(argv=[sys.argv[0], *rest], verbosity=2)
