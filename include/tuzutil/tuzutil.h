@@ -16,6 +16,7 @@
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/STRMCTL.h"
+#include "tuzutil/TAGVAR.h"
 #include "tuzutil/TDATETIM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TSTRING.h"

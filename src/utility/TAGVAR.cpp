@@ -1,0 +1,323 @@
+#include "tuzutil/TAGVAR.h"
+
+#include "tuzutil/BINSTRM.h"
+#include "utility/TAGREPRT.h"
+
+#include <bit>
+#include <charconv>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <utility>
+
+static_assert(sizeof(TagVar) == 16, "the kind, and a cell of 64 bits");
+
+namespace {
+
+// The value in 32 bits, of the same signedness; "type mismatch" where it does not fit.
+template <typename Word, typename Number>
+std::uint32_t Fit(Number value, std::uint32_t line = __builtin_LINE()) {
+    if (!std::in_range<Word>(value))
+        tagvar::ReportMismatch(line);
+    return static_cast<std::uint32_t>(value);
+}
+
+// A heap object, or null where there is no memory for it.
+template <typename T, typename... Arguments>
+T *Make(Arguments &&...arguments) {
+    return new (std::nothrow) T(std::forward<Arguments>(arguments)...);
+}
+
+void Fail(ToBinaryStream &out) {
+    out.clear(out.rdstate() | std::ios_base::failbit);
+}
+
+} // namespace
+
+// The cell
+
+double TagVar::Real() const noexcept {
+    return std::bit_cast<double>(fCell);
+}
+
+void TagVar::SetWord(Type type, std::uint32_t word) noexcept {
+    fType = type;
+    fCell = word;
+}
+
+void TagVar::SetReal(double value) noexcept {
+    fType = real;
+    fCell = std::bit_cast<std::uint64_t>(value);
+}
+
+void TagVar::SetObject(Type type, void const *object) noexcept {
+    fType = type;
+    fCell = reinterpret_cast<std::uintptr_t>(object);
+}
+
+void TagVar::CleanUp() noexcept {
+    switch (fType) {
+    case string:
+    case wideString: delete Object<TString>(); break;
+    case date: delete Object<TDate>(); break;
+    case time: delete Object<TTime>(); break;
+    case dateTime: delete Object<TDateTime>(); break;
+    default: break;
+    }
+    fType = nil;
+    fCell = 0;
+}
+
+// Construction
+
+TagVar::TagVar(long value) : fType(integer), fCell(Fit<std::int32_t>(value)) {}
+TagVar::TagVar(unsigned long value) : fType(unsignedInteger), fCell(Fit<std::uint32_t>(value)) {}
+TagVar::TagVar(long long value) : fType(integer), fCell(Fit<std::int32_t>(value)) {}
+TagVar::TagVar(unsigned long long value) : fType(unsignedInteger), fCell(Fit<std::uint32_t>(value)) {}
+
+TagVar::TagVar(double value) noexcept {
+    SetReal(value);
+}
+
+TagVar::TagVar(TString const &text) {
+    SetObject(text.IsUnicode() ? wideString : string, Make<TString>(text));
+}
+TagVar::TagVar(char const *text) {
+    SetObject(string, Make<TString>(text));
+}
+TagVar::TagVar(unsigned char const *text) {
+    SetObject(string, Make<TString>(text));
+}
+TagVar::TagVar(unsigned short const *text) {
+    SetObject(wideString, Make<TString>(text));
+}
+TagVar::TagVar(char16_t const *text) {
+    SetObject(wideString, Make<TString>(text));
+}
+TagVar::TagVar(TDate) {
+    SetObject(date, Make<TDate>());
+}
+TagVar::TagVar(TTime) {
+    SetObject(time, Make<TTime>());
+}
+TagVar::TagVar(TDateTime const &value) {
+    SetObject(dateTime, Make<TDateTime>(value));
+}
+TagVar::TagVar(TagVarVoidPtr const &value) noexcept {
+    SetObject(voidPtr, value.QueryVoidPtr());
+}
+
+// The kind, and the value or a copy of what is owned. REQUIRES: this owns nothing.
+void TagVar::CopyOwned(TagVar const &other) {
+    fType = other.fType;
+    fCell = 0;
+    if (fType > voidPtr)
+        tagvar::ReportUnknown();
+    fCell = other.fCell;
+    if (fCell == 0)
+        return; // a missing object is missing in the copy, too
+    switch (fType) {
+    case string:
+    case wideString: return SetObject(fType, Make<TString>(*other.Object<TString>()));
+    case date: return SetObject(fType, Make<TDate>());
+    case time: return SetObject(fType, Make<TTime>());
+    case dateTime: return SetObject(fType, Make<TDateTime>(*other.Object<TDateTime>()));
+    default: return;
+    }
+}
+
+TagVar::TagVar(TagVar const &other) {
+    CopyOwned(other);
+}
+
+TagVar::TagVar(TagVar &&other) noexcept
+    : fType(std::exchange(other.fType, nil)), fCell(std::exchange(other.fCell, 0)) {}
+
+TagVar &TagVar::operator=(TagVar const &other) {
+    if (this != &other) {
+        CleanUp();
+        CopyOwned(other);
+    }
+    return *this;
+}
+
+TagVar &TagVar::operator=(TagVar &&other) {
+    if (other.fType > voidPtr)
+        return *this = std::as_const(other);
+    if (this != &other) {
+        CleanUp();
+        fType = std::exchange(other.fType, nil);
+        fCell = std::exchange(other.fCell, 0);
+    }
+    return *this;
+}
+
+// Accessors
+
+TagVar::operator long() const {
+    if (fType != integer)
+        tagvar::ReportMismatch();
+    return static_cast<std::int32_t>(Word());
+}
+
+TagVar::operator unsigned long() const {
+    if (fType != unsignedInteger)
+        tagvar::ReportMismatch();
+    return Word();
+}
+
+TagVar::operator double() const {
+    if (fType != real)
+        tagvar::ReportMismatch();
+    return Real();
+}
+
+void *TagVar::QueryVoidPtr() const {
+    if (fType != voidPtr)
+        tagvar::ReportMismatch();
+    return Object<void>();
+}
+
+TDateTime const *TagVar::QueryDateTime() const {
+    if (fType != dateTime)
+        tagvar::ReportMismatch();
+    return Object<TDateTime>();
+}
+
+TString const *TagVar::QueryString() const {
+    // A test of bits and not of kinds: callers rely on what it lets pass.
+    if ((fType & 7) == 0)
+        tagvar::ReportMismatch();
+    return Object<TString>();
+}
+
+// Text
+
+std::ostream &TagVar::StreamOut(std::ostream &out) const {
+    switch (fType) {
+    case nil: return out << "(nil)";
+    case endOfArgs: return out << "(endOfArgs)";
+    case integer: return out << static_cast<std::int32_t>(Word());
+    case unsignedInteger: return out << Word();
+    case real: return out << Real();
+    case string:
+    case wideString: {
+        auto const *const text = Object<TString>();
+        return text ? text->Print(out) : out << "(null)";
+    }
+    case date:
+    case time: tagvar::ReportNotImplemented();
+    case dateTime: {
+        auto const *const moment = Object<TDateTime>();
+        return moment ? moment->QueryString(nullptr).Print(out) : out << "(null)";
+    }
+    case voidPtr: return out << Object<void const>();
+    }
+    tagvar::ReportUnknown();
+}
+
+std::istream &TagVar::StreamIn(std::istream &) {
+    tagvar::ReportNotImplemented();
+}
+
+std::ostream &TagVar::PrintType(std::ostream &out) const {
+    static constexpr char const *fsNames[] = {"nil",  "endOfArgs", "integer",    "unsignedInteger",
+                                              "real", "string",    "widestring", "date",
+                                              "time", "datetime",  "voidptr"};
+    if (fType < std::size(fsNames))
+        return out << fsNames[fType];
+    char digits[8];
+    auto const end = std::to_chars(digits, digits + sizeof digits, static_cast<std::uint32_t>(fType), 16).ptr;
+    return (out << "unknown(").write(digits, end - digits) << ')';
+}
+
+// Binary form
+
+ToBinaryStream &TagVar::WriteToBinaryStream(ToBinaryStream &out) const {
+    if (fType == voidPtr && fCell > UINT32_MAX) {
+        Fail(out);
+        return out;
+    }
+    if ((out << static_cast<std::uint32_t>(fType)).fail())
+        return out;
+
+    switch (fType) {
+    case nil:
+    case endOfArgs:
+    case date:
+    case time: return out;
+    case integer:
+    case unsignedInteger: return out << Word();
+    case real: return out << Real();
+    case string:
+    case wideString: {
+        auto const *const text = Object<TString>();
+        return (out << (text ? 1u : 0u)).fail() || !text ? out : out << *text;
+    }
+    case dateTime: {
+        auto const *const moment = Object<TDateTime>();
+        return (out << (moment ? 1u : 0u)).fail() || !moment ? out : out << moment->QueryTime();
+    }
+    case voidPtr: {
+        std::uint32_t const address = Word(); // as it lies in memory, whatever the order of the stream
+        return out.write(reinterpret_cast<char const *>(&address), sizeof address);
+    }
+    }
+    tagvar::ReportUnknown();
+}
+
+TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
+    CleanUp();
+    std::uint32_t type = 0;
+    if ((in >> type).fail())
+        return in;
+
+    // The value is complete, with an owner, before this one takes it.
+    TagVar value(static_cast<Type>(type));
+    std::uint32_t word = 0;
+    switch (type) {
+    case nil:
+    case endOfArgs:
+    case date:
+    case time: break;
+    case integer:
+    case unsignedInteger:
+        in >> word;
+        value.fCell = word;
+        break;
+    case real: {
+        double number = 0;
+        in >> number;
+        value.SetReal(number);
+        break;
+    }
+    case string:
+    case wideString:
+        in >> word;
+        if (word != 0 && in.good()) {
+            auto *const text = Make<TString>();
+            value.SetObject(value.fType, text);
+            if (text) {
+                in >> *text;
+                text->SetUnicode(type == wideString);
+            }
+        }
+        break;
+    case dateTime:
+        in >> word;
+        if (word != 0 && in.good()) {
+            long seconds = 0;
+            in >> seconds;
+            value.SetObject(dateTime, Make<TDateTime>(seconds, 0L));
+        }
+        break;
+    case voidPtr:
+        in.read(reinterpret_cast<char *>(&word), sizeof word);
+        value.fCell = word;
+        break;
+    default: tagvar::ReportUnknown();
+    }
+    if (!in.fail())
+        *this = std::move(value);
+    return in;
+}
