@@ -182,6 +182,32 @@ inline std::string ReadRuns(std::streambuf &from, std::size_t size) {
     return all;
 }
 
+// Reads byte by byte, and on after each exception that the source lets through.
+inline std::string ReadThroughExceptions(std::streambuf &from, std::istream &source, int &exceptions) {
+    std::string all;
+    for (;;) {
+        try {
+            for (int c = from.sbumpc(); c != std::char_traits<char>::eof(); c = from.sbumpc())
+                all += static_cast<char>(c);
+            return all;
+        } catch (std::runtime_error const &) {
+            ++exceptions;
+            source.clear();
+        }
+    }
+}
+
+// Writes bytes in runs of `size`.
+inline void Write(std::streambuf &to, std::string_view bytes, std::size_t size) {
+    for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size())))
+        to.sputn(bytes.data(), static_cast<std::streamsize>(std::min(size, bytes.size())));
+}
+
+inline void WriteBytes(std::streambuf &to, std::string_view bytes) {
+    for (char const c : bytes)
+        to.sputc(c);
+}
+
 } // namespace support
 
 #endif
