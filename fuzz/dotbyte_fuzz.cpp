@@ -1,0 +1,72 @@
+// Any bytes, as a wire to read and as a body to write, against the model.
+
+#include "tuzutil/DOTBYTE.h"
+
+#include "support/dotbyte_model.h"
+#include "support/streams.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+namespace {
+
+void Require(bool condition) {
+    if (!condition)
+        std::abort();
+}
+
+// The model knows no pieces, so lines must be shorter than one.
+bool HasLongLine(std::string_view text) {
+    for (std::size_t begin = 0; begin < text.size();) {
+        std::size_t const end = text.find('\n', begin);
+        if (std::min(end, text.size()) - begin >= 1023)
+            return true;
+        begin = end == std::string_view::npos ? text.size() : end + 1;
+    }
+    return false;
+}
+
+void Read(std::string_view wire, std::size_t split) {
+    support::TSplitSource source(wire, split);
+    TDotByteStreamBuf buffer(source);
+    std::string const data = split % 2 ? support::ReadRuns(buffer, split) : support::ReadBytes(buffer);
+    support::TUnstuffed const expected = support::Unstuff(wire);
+    Require(source.Taken() == expected.taken);
+    Require(HasLongLine(wire) || data == expected.data);
+}
+
+void Write(std::string_view body, std::size_t run) {
+    support::TSplitSink sink(run % 5);
+    TDotByteStreamBuf buffer(sink);
+    support::Write(buffer, body, run + 1);
+    Require(buffer.WriteTermination() == 0);
+    Require(sink.Text() == support::Stuff(body) + ".\r\n");
+}
+
+void WriteLimited(std::string_view body, std::size_t lines) {
+    support::TSplitSink sink;
+    TDotByteStreamBuf buffer(sink, static_cast<unsigned long>(lines));
+    std::size_t const end = support::CutAt(body, lines);
+    bool cut = false;
+    try {
+        support::Write(buffer, body, lines + 1);
+        Require(buffer.WriteTermination() == 0);
+    } catch (TDotByteLinesException const &) {
+        cut = true;
+    }
+    Require(cut == (end != std::string_view::npos));
+    Require(sink.Text() == support::Stuff(body.substr(0, end)) + ".\r\n");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
+    if (size == 0)
+        return 0;
+    std::string_view const text(reinterpret_cast<char const *>(data) + 1, size - 1);
+    Read(text, data[0]);
+    Write(text, data[0]);
+    WriteLimited(text, data[0] % 8);
+    return 0;
+}
