@@ -4,10 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <iomanip>
 #include <sstream>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -366,6 +368,40 @@ TEST(DotByteStream, CancelThrowsOnceFromTheNextRead) {
     }
     EXPECT_TRUE(caught);
     EXPECT_EQ(buffer.underflow(), 'a');
+}
+
+TEST(DotByteStream, CancelFromAnotherThreadStopsAReaderThatWouldGoOnForEver) {
+    class TEndlessBuf : public std::streambuf {
+    protected:
+        int_type underflow() override {
+            setg(fLine, fLine, fLine + sizeof fLine);
+            return traits_type::to_int_type(*gptr());
+        }
+
+    private:
+        char fLine[4] = {'a', 'b', '\r', '\n'};
+    };
+    TEndlessBuf endless;
+    std::istream source(&endless);
+    TiDotByteStream in(source);
+    std::string line;
+    std::atomic<bool> reading{false};
+    bool caught = false;
+    std::thread reader([&] {
+        try {
+            while (std::getline(in, line))
+                reading = true;
+        } catch (TDotByteError const &) {
+            caught = true;
+        }
+    });
+    while (!reading)
+        std::this_thread::yield();
+    in.Cancel();
+    reader.join();
+    EXPECT_TRUE(caught);
+    EXPECT_TRUE(std::getline(in, line));
+    EXPECT_EQ(line, "ab\r");
 }
 
 TEST(DotByteStream, CancelLetsUnreadBytesBeRead) {

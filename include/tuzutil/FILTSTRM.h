@@ -4,6 +4,28 @@
 // TFilterStreamBuf: what the buffers that stand in front of another stream share: the put area and how it is passed on,
 // and exceptions that reach the stream's caller. A base for such buffers, not for use by itself.
 //
+// Example:
+//     class TCapitalsBuf : public TFilterStreamBuf {
+//     public:
+//         explicit TCapitalsBuf(std::ostream &sink) : fSink(sink) {}
+//
+//     private:
+//         int doallocate() override {
+//             SetPutArea(fArea, fArea + sizeof fArea);
+//             return 0;
+//         }
+//         bool IsWritable() const noexcept override { return true; }
+//         void WriteThrough(char const *bytes, std::size_t count) override {
+//             for (; count > 0; --count)
+//                 fSink.put(static_cast<char>(std::toupper(static_cast<unsigned char>(*bytes++))));
+//         }
+//         bool IsReadable() const noexcept override { return false; }
+//         TPiece ReadPiece() override { return {}; }
+//
+//         std::ostream &fSink;
+//         char fArea[4];
+//     };
+//
 // Ownership:  the memory of the areas is the subclass's.
 // Threads:    one thread at a time.
 // Failures:   as the subclass says; exceptions pass through the attached stream with their own type (STRMCTL.h).

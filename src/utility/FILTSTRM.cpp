@@ -68,7 +68,7 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
             return 0;
         // As many stay as byte-wise writing leaves: there a full area is passed on by the byte that follows it.
         auto const size = static_cast<std::size_t>(fPutEnd - fPutBegin);
-        std::size_t const stay = unbuffered ? 0 : (waiting + given - 1) % size + 1;
+        std::size_t const stay = unbuffered || size == 0 ? 0 : (waiting + given - 1) % size + 1;
         if (stay < given)
             WriteThrough(bytes, given - stay);
         Append(bytes + (given - stay), stay);
