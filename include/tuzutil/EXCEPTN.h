@@ -135,7 +135,7 @@ public:
     void Write(char const *) const noexcept {} // does nothing
 
 private:
-    std::int32_t fNumber = -1;
+    [[maybe_unused]] std::int32_t fNumber = -1; // held, and read by nobody
 };
 
 #endif
