@@ -1,0 +1,10 @@
+// Sizes and streams do not stand for each other.
+#include "tuzutil/LINESTRM.h"
+
+void Use() {
+#ifdef WRONG
+    TiLineStream lines(10, 20);
+#else
+    TiLineStream lines(10, static_cast<std::istream *>(nullptr));
+#endif
+}

@@ -1,0 +1,10 @@
+// Zero must stay ambiguous: a null string and "0" are both near.
+#include "tuzutil/TSTRING.h"
+
+void Use() {
+#ifdef WRONG
+    TString text(0);
+#else
+    TString text(0L);
+#endif
+}
