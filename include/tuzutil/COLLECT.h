@@ -1,0 +1,234 @@
+#ifndef TUZUTIL_COLLECT_H
+#define TUZUTIL_COLLECT_H
+
+// TSetOf, TKeySetOf, TSetOfCopy, TSparseArrayOf: lists and sparse arrays that own what they hold.
+//
+// Example:
+//     TSetOf<TString> names;
+//     names.Add(new TString("INBOX"));
+//     names.Add(new TString("Drafts"));
+//     TSetOf<TString>::Cursor cursor(names);
+//     for (TString *name = cursor.Element(); name; name = cursor.Next())
+//         std::cout << *name << '\n'; // in the order of insertion
+//
+// Ownership:  a set deletes its elements in its destructor, not in Remove(). A sparse array deletes a value that is
+//             replaced or removed. TElemPointer holds an object without owning it.
+// Threads:    none: the owner of a collection guards it.
+// Failures:   TOutOfMemory where there is no memory for a link or an entry. Unknown elements and positions answer null
+//             or change nothing.
+// Surprises:  positions are 0-based. Add(element, position) is irregular, see there. DeleteSet() leaves the count as it
+//             is. A null value is an entry like any other when it is new, and removes one that is there.
+
+#include "tuzutil/EXPORT.h"
+#include "tuzutil/PURETRAP.h"
+
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+// The list below the typed sets: untyped pointers in the order of insertion.
+class TUZUTIL_API TBaseSetOf {
+public:
+    class Cursor;
+
+    TBaseSetOf(TBaseSetOf const &) = delete;
+    TBaseSetOf &operator=(TBaseSetOf const &) = delete;
+    virtual ~TBaseSetOf(); // deletes the links, not the elements
+
+    void Add(void *element); // at the end; one pointer may be added several times
+    // At or behind the end, and at position 0: appends. At any other position the new link becomes the first, and the
+    // last as well, so that the chain is circular; the count grows by 2. Cursors stop where they would begin again.
+    void Add(void *element, unsigned long position);
+    void Remove(void *element); // the first link that holds the pointer; the element is not destroyed
+    void *Find(unsigned long index) const noexcept;
+    unsigned long GetNumberElements() const noexcept { return fCount; }
+
+protected:
+    TBaseSetOf() noexcept = default;
+
+    // Deletes elements and links. The count stays as it is.
+    void DeleteSet();
+    // Pure: destroys one element.
+    virtual void DeleteElement(void *element);
+
+private:
+    class TElement;
+
+    TElement *GetFirst() const noexcept { return fFirst; }
+    TElement *Following(TElement const *link) const noexcept; // null at the end, also of a circular chain
+    TElement *Preceding(TElement const *link) const noexcept;
+    void Detach() noexcept;
+    void DeleteLinks(TElement *first) noexcept;
+
+    std::uint32_t fCount = 0;
+    TElement *fFirst = nullptr;
+    TElement *fLast = nullptr;
+    TElement *fDetached = nullptr; // links that an insertion into a circular chain has cut off
+};
+
+// A place in a set. The link on which it stands must not be removed.
+class TUZUTIL_API TBaseSetOf::Cursor {
+public:
+    void *Element() const noexcept; // null behind the last
+    void *Next() noexcept;
+
+protected:
+    explicit Cursor(TBaseSetOf const &set) noexcept : fSet(&set), fLink(set.GetFirst()) {}
+
+private:
+    TBaseSetOf const *fSet;
+    TElement *fLink;
+};
+
+// A list that owns elements of one type.
+template <typename T>
+class TSetOf : public TBaseSetOf {
+public:
+    TSetOf() noexcept = default;
+    ~TSetOf() override { DeleteSet(); }
+
+    void Add(T *element) { TBaseSetOf::Add(element); }
+    void Add(T *element, unsigned long position) { TBaseSetOf::Add(element, position); }
+    void Remove(T *element) { TBaseSetOf::Remove(element); }
+    T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSetOf::Find(index)); }
+
+    class Cursor : public TBaseSetOf::Cursor {
+    public:
+        explicit Cursor(TSetOf const &set) noexcept : TBaseSetOf::Cursor(set) {}
+
+        T *Element() const noexcept { return static_cast<T *>(TBaseSetOf::Cursor::Element()); }
+        T *Next() noexcept { return static_cast<T *>(TBaseSetOf::Cursor::Next()); }
+    };
+
+protected:
+    void DeleteElement(void *element) override { delete static_cast<T *>(element); }
+};
+
+// A list whose elements are found by a key: an element offers Key(), keys are compared with IsEqual, or with == where
+// they have no IsEqual.
+template <typename T, typename K>
+class TKeySetOf : public TSetOf<T> {
+public:
+    // The first element with that key in the order of insertion, or null.
+    T *FindKey(K const &key) const {
+        typename TSetOf<T>::Cursor cursor(*this);
+        for (T *element = cursor.Element(); element; element = cursor.Next()) {
+            if (AreEqual(element->Key(), key))
+                return element;
+        }
+        return nullptr;
+    }
+
+private:
+    template <typename Key, typename = void>
+    struct HasIsEqual : std::false_type {};
+    template <typename Key>
+    struct HasIsEqual<Key, std::void_t<decltype(std::declval<Key const &>().IsEqual(std::declval<Key const &>()))>>
+        : std::true_type {};
+
+    static bool AreEqual(K const &a, K const &b) {
+        if constexpr (HasIsEqual<K>::value)
+            return a.IsEqual(b) != 0;
+        else
+            return a == b;
+    }
+};
+
+// A list whose copies hold copies of the elements.
+template <typename T>
+class TSetOfCopy : public TSetOf<T> {
+public:
+    TSetOfCopy() noexcept = default;
+    TSetOfCopy(TSetOfCopy const &other) : TSetOf<T>() { AddCopies(other); }
+    TSetOfCopy &operator=(TSetOfCopy const &other) {
+        if (this != &other) {
+            while (T *const element = this->Find(0)) {
+                this->Remove(element);
+                delete element;
+            }
+            AddCopies(other);
+        }
+        return *this;
+    }
+    ~TSetOfCopy() override = default;
+
+private:
+    void AddCopies(TSetOfCopy const &other) {
+        typename TSetOf<T>::Cursor cursor(other);
+        for (T const *element = cursor.Element(); element; element = cursor.Next())
+            this->Add(new T(*element));
+    }
+};
+
+// An element that stands for an object it does not own.
+template <typename T>
+class TElemPointer {
+public:
+    explicit TElemPointer(T *target) noexcept : fTarget(target) {}
+
+    T *Pointer() const noexcept { return fTarget; }
+    decltype(auto) Key() const { return fTarget->Key(); }
+
+private:
+    T *fTarget;
+};
+
+// The array below the typed sparse arrays: values in the order of their indexes.
+class TUZUTIL_API TBaseSparseArrayOf {
+public:
+    TBaseSparseArrayOf(TBaseSparseArrayOf const &) = delete;
+    TBaseSparseArrayOf &operator=(TBaseSparseArrayOf const &) = delete;
+    virtual ~TBaseSparseArrayOf(); // deletes the entries, not the values
+
+protected:
+    class TSparseArrayElement;
+
+    TBaseSparseArrayOf() noexcept = default;
+
+    void Set(unsigned long index, void *value);
+    void *Find(unsigned long index) const noexcept;
+    void *FindIndex(unsigned long position, unsigned long &index) const noexcept;
+    // The entry and its position; if there is none, null and the position where it would stand.
+    TSparseArrayElement *FindEntry(unsigned long index, unsigned long &position) const noexcept;
+    unsigned long QueryHighestIndex() const noexcept;
+    unsigned long QueryCount() const noexcept { return fCount; }
+    unsigned long QueryCapacity() const noexcept { return fCapacity; }
+    void DeleteArray();
+    // Pure: destroys one value, which may be null.
+    virtual void DeleteElement(void *value);
+
+private:
+    void Remove(unsigned long position);
+    void Insert(unsigned long position, unsigned long index, void *value);
+    void Grow();
+    void DeleteEntries() noexcept;
+
+    std::uint32_t fCount = 0;
+    std::uint32_t fCapacity = 0;
+    TSparseArrayElement **fEntries = nullptr;
+};
+
+// Values of one type by their indexes; the array owns them.
+template <typename T>
+class TSparseArrayOf : public TBaseSparseArrayOf {
+public:
+    TSparseArrayOf() noexcept = default;
+    ~TSparseArrayOf() override { DeleteArray(); }
+
+    // A value replaces another, which is deleted. Null removes the entry that is there, or else makes one.
+    void Set(unsigned long index, T *value) { TBaseSparseArrayOf::Set(index, value); }
+    T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSparseArrayOf::Find(index)); }
+    // By position in the order of indexes: null beyond the last, otherwise the value, and its index is stored.
+    T *FindIndex(unsigned long position, unsigned long &index) const noexcept {
+        return static_cast<T *>(TBaseSparseArrayOf::FindIndex(position, index));
+    }
+    using TBaseSparseArrayOf::DeleteArray;
+    using TBaseSparseArrayOf::QueryCapacity;
+    using TBaseSparseArrayOf::QueryCount;
+    using TBaseSparseArrayOf::QueryHighestIndex; // 0 when empty
+
+protected:
+    void DeleteElement(void *value) override { delete static_cast<T *>(value); }
+};
+
+#endif

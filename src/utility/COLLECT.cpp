@@ -1,0 +1,264 @@
+#include "tuzutil/COLLECT.h"
+
+#include "utility/RAISE.h"
+
+#include <algorithm>
+#include <new>
+
+namespace {
+
+[[noreturn]] void RaiseOutOfMemory(std::uint32_t line = __builtin_LINE()) {
+    Raise<TOutOfMemory>({TUtilityTraceCategory::Utility, "src/utility/COLLECT", "Out of memory", "", line});
+}
+
+template <typename T, typename... Arguments>
+T *New(Arguments... arguments) {
+    auto *const object = new (std::nothrow) T(arguments...);
+    if (!object)
+        RaiseOutOfMemory();
+    return object;
+}
+
+} // namespace
+
+// Sets
+
+class TBaseSetOf::TElement {
+public:
+    explicit TElement(void *value) noexcept : element(value) {}
+    TElement(TElement const &) = delete;
+    TElement &operator=(TElement const &) = delete;
+    virtual ~TElement() = default;
+
+    void *element;
+    TElement *next = nullptr;
+};
+
+TBaseSetOf::~TBaseSetOf() {
+    DeleteLinks(fFirst);
+    DeleteLinks(fDetached);
+}
+
+void TBaseSetOf::Add(void *element) {
+    auto *const link = New<TElement>(element);
+    if (!fFirst) {
+        fFirst = link; // the last link may be a deleted one
+    } else {
+        Detach();
+        fLast->next = link;
+    }
+    fLast = link;
+    ++fCount;
+}
+
+void TBaseSetOf::Add(void *element, unsigned long position) {
+    if (position >= fCount || position == 0 || !fFirst) {
+        Add(element);
+        return;
+    }
+    auto *const link = New<TElement>(element);
+    Detach();
+    link->next = fFirst;
+    fFirst = link;
+    fLast->next = link;
+    fLast = link;
+    fCount += 2;
+}
+
+void TBaseSetOf::Remove(void *element) {
+    for (TElement *link = fFirst; link; link = Following(link)) {
+        if (link->element != element)
+            continue;
+        TElement *const preceding = Preceding(link);
+        TElement *const following = link->next == link ? nullptr : link->next;
+        if (preceding)
+            preceding->next = following;
+        if (link == fFirst)
+            fFirst = following;
+        if (link == fLast)
+            fLast = preceding;
+        --fCount;
+        delete link;
+        return;
+    }
+}
+
+void *TBaseSetOf::Find(unsigned long index) const noexcept {
+    if (index >= fCount)
+        return nullptr;
+    TElement const *link = fFirst;
+    for (; link && index; --index)
+        link = link->next;
+    return link ? link->element : nullptr;
+}
+
+void TBaseSetOf::DeleteSet() {
+    for (TElement *link = fFirst; link; link = Following(link))
+        DeleteElement(link->element);
+    DeleteLinks(fFirst);
+    fFirst = nullptr;
+}
+
+void TBaseSetOf::DeleteElement(void *) {
+    TPureCall::Trap();
+}
+
+TBaseSetOf::TElement *TBaseSetOf::Following(TElement const *link) const noexcept {
+    return link->next == fFirst ? nullptr : link->next;
+}
+
+// The link before one of the chain: null before the first, unless the chain is circular.
+TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept {
+    for (TElement *candidate = fFirst; candidate; candidate = Following(candidate)) {
+        if (candidate->next == link)
+            return candidate == link ? nullptr : candidate;
+    }
+    return nullptr;
+}
+
+// Before the last link gets a new successor: in a circular chain the links that it leads to now become unreachable.
+// They are kept, to be deleted with the set.
+void TBaseSetOf::Detach() noexcept {
+    TElement *const cut = fLast->next;
+    if (!cut || cut == fFirst)
+        return;
+    TElement *last = cut;
+    while (last->next && last->next != fFirst)
+        last = last->next;
+    last->next = fDetached;
+    fDetached = cut;
+    fLast->next = nullptr;
+}
+
+void TBaseSetOf::DeleteLinks(TElement *first) noexcept {
+    TElement *link = first;
+    while (link) {
+        TElement *const next = link->next;
+        delete link;
+        link = next == first ? nullptr : next;
+    }
+}
+
+void *TBaseSetOf::Cursor::Element() const noexcept {
+    return fLink ? fLink->element : nullptr;
+}
+
+void *TBaseSetOf::Cursor::Next() noexcept {
+    if (fLink)
+        fLink = fSet->Following(fLink);
+    return Element();
+}
+
+// Sparse arrays
+
+class TBaseSparseArrayOf::TSparseArrayElement {
+public:
+    TSparseArrayElement(std::uint32_t at, void *what) noexcept : index(at), value(what) {}
+    TSparseArrayElement(TSparseArrayElement const &) = delete;
+    TSparseArrayElement &operator=(TSparseArrayElement const &) = delete;
+    virtual ~TSparseArrayElement() = default;
+
+    std::uint32_t const index;
+    void *value;
+};
+
+TBaseSparseArrayOf::~TBaseSparseArrayOf() {
+    DeleteEntries();
+}
+
+void TBaseSparseArrayOf::Set(unsigned long index, void *value) {
+    unsigned long position;
+    TSparseArrayElement *const entry = FindEntry(index, position);
+    if (!entry) {
+        Insert(position, index, value);
+    } else if (!value) {
+        Remove(position);
+    } else if (value != entry->value) {
+        void *const old = entry->value;
+        entry->value = value;
+        DeleteElement(old);
+    }
+}
+
+void *TBaseSparseArrayOf::Find(unsigned long index) const noexcept {
+    unsigned long position;
+    TSparseArrayElement const *const entry = FindEntry(index, position);
+    return entry ? entry->value : nullptr;
+}
+
+void *TBaseSparseArrayOf::FindIndex(unsigned long position, unsigned long &index) const noexcept {
+    if (position >= fCount)
+        return nullptr;
+    index = fEntries[position]->index;
+    return fEntries[position]->value;
+}
+
+TBaseSparseArrayOf::TSparseArrayElement *TBaseSparseArrayOf::FindEntry(unsigned long index,
+                                                                       unsigned long &position) const noexcept {
+    position = 0;
+    if (fCount == 0 || index < fEntries[0]->index)
+        return nullptr;
+    unsigned long low = 0; // stands at or before the index, `high` behind it
+    unsigned long high = fCount;
+    while (high - low > 1) {
+        unsigned long const middle = low + (high - low) / 2;
+        (fEntries[middle]->index <= index ? low : high) = middle;
+    }
+    bool const found = fEntries[low]->index == index;
+    position = found ? low : low + 1;
+    return found ? fEntries[low] : nullptr;
+}
+
+unsigned long TBaseSparseArrayOf::QueryHighestIndex() const noexcept {
+    return fCount ? fEntries[fCount - 1]->index : 0;
+}
+
+void TBaseSparseArrayOf::DeleteArray() {
+    for (std::uint32_t position = 0; position < fCount; ++position)
+        DeleteElement(fEntries[position]->value);
+    DeleteEntries();
+}
+
+void TBaseSparseArrayOf::DeleteElement(void *) {
+    TPureCall::Trap();
+}
+
+void TBaseSparseArrayOf::Remove(unsigned long position) {
+    TSparseArrayElement *const entry = fEntries[position];
+    std::copy(fEntries + position + 1, fEntries + fCount, fEntries + position);
+    --fCount;
+    void *const value = entry->value;
+    delete entry;
+    DeleteElement(value);
+}
+
+void TBaseSparseArrayOf::Insert(unsigned long position, unsigned long index, void *value) {
+    if (fCount == fCapacity)
+        Grow();
+    auto *const entry = New<TSparseArrayElement>(static_cast<std::uint32_t>(index), value);
+    std::copy_backward(fEntries + position, fEntries + fCount, fEntries + fCount + 1);
+    fEntries[position] = entry;
+    ++fCount;
+}
+
+void TBaseSparseArrayOf::Grow() {
+    std::uint64_t const capacity = fCapacity ? std::uint64_t{fCapacity} * 2 : 10;
+    if (capacity > 0xFFFFFFFFu || capacity > SIZE_MAX / sizeof(void *))
+        RaiseOutOfMemory();
+    auto **const entries = new (std::nothrow) TSparseArrayElement *[static_cast<std::size_t>(capacity)];
+    if (!entries)
+        RaiseOutOfMemory();
+    std::copy(fEntries, fEntries + fCount, entries);
+    delete[] fEntries;
+    fEntries = entries;
+    fCapacity = static_cast<std::uint32_t>(capacity);
+}
+
+void TBaseSparseArrayOf::DeleteEntries() noexcept {
+    for (std::uint32_t position = 0; position < fCount; ++position)
+        delete fEntries[position];
+    delete[] fEntries;
+    fEntries = nullptr;
+    fCount = 0;
+    fCapacity = 0;
+}
