@@ -27,6 +27,34 @@ bool UtcRecord(std::int64_t time, std::tm &record) noexcept;
 // undefined. A conversion that does not exist stands for itself. REQUIRES: size is at least 1.
 std::size_t FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept;
 
+// The system's error code of the call that failed last in this thread.
+std::uint32_t LastError() noexcept;
+
+// Writes the English text of an error code, cut to size - 1 bytes, with a terminating zero and without an end of line.
+// Returns its length. An unknown code gives "Unknown error" and the number. REQUIRES: size is at least 1.
+std::size_t ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept;
+
+enum class WaitResult : std::uint32_t { done = 0, abandoned = 128, timedOut = 258, failed = 0xFFFFFFFF };
+
+constexpr std::uint32_t waitForEver = 0xFFFFFFFF; // as a number of milliseconds
+
+// Recursive locks. A name (neither null nor empty) gives the lock of that name, which all processes of the user's
+// session share. A lock whose owner ended with it goes to the next waiter as `abandoned`. All functions take null for a
+// lock, and fail. Failures leave LastError().
+void *NewMutex(char const *name) noexcept;                              // null on failure; may take locks
+bool DeleteMutex(void *mutex) noexcept;                                 // releases what this thread holds of it
+WaitResult LockMutex(void *mutex, std::uint32_t milliseconds) noexcept; // blocks
+bool UnlockMutex(void *mutex) noexcept;                                 // false if this thread does not hold it
+void *SystemMutex(void *mutex) noexcept;                                // what the system knows it by
+
+// Events that stay posted until they are cleared. All functions take null for an event, and fail, but for DeleteEvent.
+void *NewEvent(bool posted) noexcept;                                   // null on failure
+void *ShareEvent(void *event) noexcept;                                 // one more owner; null for null
+void DeleteEvent(void *event) noexcept;                                 // one owner less
+WaitResult WaitEvent(void *event, std::uint32_t milliseconds) noexcept; // blocks
+bool ClearEvent(void *event) noexcept;
+bool PostEvent(void *event) noexcept; // wakes all that wait
+
 } // namespace platform
 
 #endif

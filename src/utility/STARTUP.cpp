@@ -2,10 +2,12 @@
 // are built in the order of their definitions and destroyed in reverse; no other source has an object that needs code
 // to run at start-up.
 
+#include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/VERSION.h"
 
 #include <ios>
+#include <new>
 
 // 1. The standard streams, which destinations of trace entries write to until the very end.
 static std::ios_base::Init fsStandardStreams;
@@ -31,3 +33,8 @@ TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
 // 4. The version; the pointer to it stays null.
 static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
+
+// 5. The lock of weak references. Objects that end later than the library's own still drop references: it is built in
+// memory that nobody destroys.
+alignas(TMutexSemaphore) static unsigned char fsWeakReferenceMemory[sizeof(TMutexSemaphore)];
+TMutexSemaphore &TWeakReferenceLock::fsSem = *new (fsWeakReferenceMemory) TMutexSemaphore;

@@ -1,0 +1,19 @@
+#include "platform/platform.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+
+std::uint32_t platform::LastError() noexcept {
+    return static_cast<std::uint32_t>(errno);
+}
+
+std::size_t platform::ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept {
+    // Not strerror: that one speaks the language of the locale.
+    char const *const known = ::strerrordesc_np(static_cast<int>(error));
+    if (known)
+        ::snprintf(text, size, "%s", known);
+    else
+        ::snprintf(text, size, "Unknown error %u", static_cast<unsigned int>(error));
+    return ::strlen(text);
+}

@@ -1,0 +1,98 @@
+#include "platform/platform.h"
+
+#include "platform/posix/deadline.h"
+
+#include <atomic>
+#include <climits>
+#include <errno.h>
+#include <linux/futex.h>
+#include <new>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// The state in one word, so that posting touches the event once only: a thread that it wakes may delete it. Bit 0:
+// posted; the rest: the number of waiting threads.
+constexpr std::uint32_t fsPosted = 1;
+constexpr std::uint32_t fsWaiter = 2;
+
+struct Event {
+    std::atomic<std::uint32_t> state;
+    std::atomic<std::uint32_t> owners{1};
+};
+
+long Futex(std::atomic<std::uint32_t> *word, int operation, std::uint32_t value, timespec const *deadline) noexcept {
+    return ::syscall(SYS_futex, word, operation | FUTEX_PRIVATE_FLAG, value, deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
+}
+
+Event *EventAt(void *event) noexcept {
+    if (!event)
+        errno = EBADF;
+    return static_cast<Event *>(event);
+}
+
+} // namespace
+
+void *platform::NewEvent(bool posted) noexcept {
+    auto *const event = new (std::nothrow) Event{{posted ? fsPosted : 0}};
+    if (!event)
+        errno = ENOMEM;
+    return event;
+}
+
+void *platform::ShareEvent(void *event) noexcept {
+    if (event)
+        static_cast<Event *>(event)->owners.fetch_add(1, std::memory_order_relaxed);
+    return event;
+}
+
+void platform::DeleteEvent(void *event) noexcept {
+    if (event && static_cast<Event *>(event)->owners.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        delete static_cast<Event *>(event);
+}
+
+platform::WaitResult platform::WaitEvent(void *handle, std::uint32_t milliseconds) noexcept {
+    Event *const event = EventAt(handle);
+    if (!event)
+        return WaitResult::failed;
+    auto &state = event->state;
+    if (state.load(std::memory_order_acquire) & fsPosted)
+        return WaitResult::done;
+    if (milliseconds == 0)
+        return WaitResult::timedOut;
+
+    bool const limited = milliseconds != waitForEver;
+    timespec const deadline = limited ? DeadlineIn(milliseconds, CLOCK_MONOTONIC) : timespec{};
+    WaitResult result = WaitResult::done;
+    std::uint32_t seen = state.fetch_add(fsWaiter) + fsWaiter;
+    while (!(seen & fsPosted)) {
+        // FUTEX_WAIT_BITSET takes the deadline as a point of the monotonic clock.
+        if (Futex(&state, FUTEX_WAIT_BITSET, seen, limited ? &deadline : nullptr) != 0 && errno != EAGAIN &&
+            errno != EINTR) {
+            result = errno == ETIMEDOUT ? WaitResult::timedOut : WaitResult::failed;
+            break;
+        }
+        seen = state.load();
+    }
+    state.fetch_sub(fsWaiter);
+    return result;
+}
+
+bool platform::ClearEvent(void *handle) noexcept {
+    Event *const event = EventAt(handle);
+    if (event)
+        event->state.fetch_and(~fsPosted);
+    return event != nullptr;
+}
+
+bool platform::PostEvent(void *handle) noexcept {
+    Event *const event = EventAt(handle);
+    if (!event)
+        return false;
+    auto *const word = &event->state;
+    std::uint32_t const before = word->fetch_or(fsPosted);
+    if (!(before & fsPosted) && before / fsWaiter)
+        Futex(word, FUTEX_WAKE, INT_MAX, nullptr); // only the address is used: the event may be gone
+    return true;
+}

@@ -1,0 +1,310 @@
+#include "platform/platform.h"
+
+#include "platform/posix/deadline.h"
+#include "platform/posix/objects.h"
+
+#include <atomic>
+#include <errno.h>
+#include <fcntl.h>
+#include <new>
+#include <pthread.h>
+#include <stdio.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using platform::WaitResult;
+
+namespace {
+
+// A named lock as all processes see it. The kernel releases it when its owner ends, so a file left behind is harmless.
+struct SharedMutex {
+    pthread_mutex_t mutex;
+};
+constexpr int fsLayout = 1;
+
+// A lock as this process sees it. Objects of one name have one of these between them.
+struct Mutex {
+    pthread_mutex_t *system;             // &own, or in a mapped file
+    std::atomic<std::uint64_t> owner{0}; // the thread of this process that holds it, 0 for none
+    std::uint32_t depth = 0;             // how often; the owner's
+    std::uint32_t references = 1;        // guarded by the list's lock, as all below
+    Mutex *previous = nullptr;
+    Mutex *next = nullptr;
+    dev_t device = 0; // of the mapped file
+    ino_t node = 0;
+    pthread_mutex_t own;
+
+    bool IsNamed() const noexcept { return system != &own; }
+};
+
+// Every lock of the process, for those that come back to a name, and for a forked child.
+constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
+constinit Mutex *fsList = nullptr;
+
+struct ListEntry {
+    ListEntry() noexcept { ::pthread_mutex_lock(&fsListLock); }
+    ListEntry(ListEntry const &) = delete;
+    ListEntry &operator=(ListEntry const &) = delete;
+    ~ListEntry() { ::pthread_mutex_unlock(&fsListLock); }
+};
+
+void Link(Mutex *mutex) noexcept {
+    mutex->next = fsList;
+    if (fsList)
+        fsList->previous = mutex;
+    fsList = mutex;
+}
+
+void Unlink(Mutex *mutex) noexcept {
+    (mutex->previous ? mutex->previous->next : fsList) = mutex->next;
+    if (mutex->next)
+        mutex->next->previous = mutex->previous;
+}
+
+// A number of this thread that no other thread of the process has or will have: unlike the system's numbers, which a
+// new thread may get from one that died with a lock.
+std::uint64_t ThisThread() noexcept {
+    static constinit std::atomic<std::uint64_t> last{0};
+    static constinit thread_local std::uint64_t number = 0;
+    if (number == 0)
+        number = ++last;
+    return number;
+}
+
+// Puts an error number where LastError() finds it. False for 0.
+bool Fails(int error) noexcept {
+    errno = error;
+    return error != 0;
+}
+
+// Not of the recursive kind: entering again is settled by `owner` and `depth`.
+int Initialize(pthread_mutex_t *mutex, int sharing) noexcept {
+    pthread_mutexattr_t attributes;
+    ::pthread_mutexattr_init(&attributes);
+    ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    ::pthread_mutexattr_setpshared(&attributes, sharing);
+    int const error = ::pthread_mutex_init(mutex, &attributes);
+    ::pthread_mutexattr_destroy(&attributes);
+    return error;
+}
+
+// A forked child has only the thread that forked. Locks of other threads become free, those of its own stay held. A
+// named lock stays the parent's.
+void RecreateInChild() noexcept {
+    std::uint64_t const self = ThisThread();
+    for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
+        bool const held = !mutex->IsNamed() && mutex->owner.load(std::memory_order_relaxed) == self;
+        if (!mutex->IsNamed())
+            Initialize(mutex->system, PTHREAD_PROCESS_PRIVATE);
+        if (held) {
+            ::pthread_mutex_lock(mutex->system);
+        } else {
+            mutex->owner = 0;
+            mutex->depth = 0;
+        }
+    }
+    ::pthread_mutex_unlock(&fsListLock);
+}
+
+void FollowForks() noexcept {
+    static constinit pthread_once_t once = PTHREAD_ONCE_INIT;
+    ::pthread_once(&once, [] {
+        ::pthread_atfork([] { ::pthread_mutex_lock(&fsListLock); }, [] { ::pthread_mutex_unlock(&fsListLock); },
+                         RecreateInChild);
+    });
+}
+
+void *Map(int file) noexcept {
+    void *const memory = ::mmap(nullptr, sizeof(SharedMutex), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    return memory == MAP_FAILED ? nullptr : memory;
+}
+
+// Makes a shared lock under a name of its own and links it to its place when it is complete. False with errno; EEXIST:
+// another process was first.
+bool MakeShared(int folder, char const *name) noexcept {
+    static constinit std::atomic<unsigned int> count{0};
+    char temporary[64];
+    int file = -1;
+    do {
+        ::snprintf(temporary, sizeof temporary, "new-%ld-%u", static_cast<long>(::getpid()), ++count);
+        file = ::openat(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    } while (file < 0 && errno == EEXIST); // left behind by a process that was killed here
+    if (file < 0)
+        return false;
+    int error = ::posix_fallocate(file, 0, sizeof(SharedMutex));
+    void *const memory = error == 0 ? Map(file) : nullptr;
+    if (memory) {
+        error = Initialize(&static_cast<SharedMutex *>(memory)->mutex, PTHREAD_PROCESS_SHARED);
+        ::munmap(memory, sizeof(SharedMutex));
+        if (error == 0 && ::linkat(folder, temporary, folder, name, 0) != 0)
+            error = errno;
+    } else if (error == 0) {
+        error = errno;
+    }
+    ::unlinkat(folder, temporary, 0);
+    ::close(file);
+    return !Fails(error);
+}
+
+int OpenShared(char const *name) noexcept {
+    char fileName[posix::objectFileSize];
+    if (!posix::ObjectFileName("mutex", fsLayout, name, fileName))
+        return -1;
+    int const folder = posix::OpenObjectFolder();
+    if (folder < 0)
+        return -1;
+    int file = ::openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    if (file < 0 && errno == ENOENT && (MakeShared(folder, fileName) || errno == EEXIST))
+        file = ::openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    int const error = errno;
+    ::close(folder);
+    errno = error;
+    return file;
+}
+
+Mutex *FindOpened(struct stat const &status) noexcept {
+    for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
+        if (mutex->IsNamed() && mutex->device == status.st_dev && mutex->node == status.st_ino)
+            return mutex;
+    }
+    return nullptr;
+}
+
+Mutex *MutexOfFile(int file) noexcept {
+    struct stat status;
+    if (::fstat(file, &status) != 0)
+        return nullptr;
+    if (static_cast<std::size_t>(status.st_size) < sizeof(SharedMutex)) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    if (Mutex *const opened = FindOpened(status)) {
+        ++opened->references;
+        return opened;
+    }
+    void *const memory = Map(file);
+    auto *const mutex = memory ? new (std::nothrow) Mutex : nullptr;
+    if (mutex) {
+        mutex->system = &static_cast<SharedMutex *>(memory)->mutex;
+        mutex->device = status.st_dev;
+        mutex->node = status.st_ino;
+        Link(mutex);
+    } else if (memory) {
+        ::munmap(memory, sizeof(SharedMutex));
+        errno = ENOMEM;
+    }
+    return mutex;
+}
+
+Mutex *NamedMutex(char const *name) noexcept {
+    int const file = OpenShared(name);
+    if (file < 0)
+        return nullptr;
+    Mutex *const mutex = MutexOfFile(file);
+    int const error = errno;
+    ::close(file);
+    errno = error;
+    return mutex;
+}
+
+Mutex *UnnamedMutex() noexcept {
+    auto *const mutex = new (std::nothrow) Mutex;
+    if (!mutex || Fails(Initialize(&mutex->own, PTHREAD_PROCESS_PRIVATE))) {
+        delete mutex;
+        return nullptr;
+    }
+    mutex->system = &mutex->own;
+    Link(mutex);
+    return mutex;
+}
+
+Mutex *MutexAt(void *mutex) noexcept {
+    if (!mutex)
+        errno = EBADF;
+    return static_cast<Mutex *>(mutex);
+}
+
+// Takes the lock from the system. The result is an error number.
+int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
+    if (milliseconds == 0)
+        return ::pthread_mutex_trylock(mutex);
+    if (milliseconds == platform::waitForEver)
+        return ::pthread_mutex_lock(mutex);
+#if defined(__SANITIZE_THREAD__) // which does not know the call below
+    timespec const deadline = DeadlineIn(milliseconds, CLOCK_REALTIME);
+    return ::pthread_mutex_timedlock(mutex, &deadline);
+#else
+    timespec const deadline = DeadlineIn(milliseconds, CLOCK_MONOTONIC);
+    return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &deadline);
+#endif
+}
+
+} // namespace
+
+void *platform::NewMutex(char const *name) noexcept {
+    FollowForks();
+    ListEntry const entry;
+    return name && *name ? NamedMutex(name) : UnnamedMutex();
+}
+
+bool platform::DeleteMutex(void *handle) noexcept {
+    Mutex *const mutex = MutexAt(handle);
+    if (!mutex)
+        return false;
+    ListEntry const entry;
+    if (--mutex->references)
+        return true;
+    while (UnlockMutex(mutex)) {
+    }
+    // While another thread holds it, or died with it, it stands in a list of the system: its memory must stay.
+    if (mutex->owner != 0)
+        return true;
+    Unlink(mutex);
+    if (mutex->IsNamed())
+        ::munmap(mutex->system, sizeof(SharedMutex));
+    else
+        ::pthread_mutex_destroy(mutex->system);
+    delete mutex;
+    return true;
+}
+
+WaitResult platform::LockMutex(void *handle, std::uint32_t milliseconds) noexcept {
+    Mutex *const mutex = MutexAt(handle);
+    if (!mutex)
+        return WaitResult::failed;
+    std::uint64_t const self = ThisThread();
+    if (mutex->owner.load(std::memory_order_relaxed) == self) {
+        ++mutex->depth;
+        return WaitResult::done;
+    }
+    int const error = Acquire(mutex->system, milliseconds);
+    if (error == EBUSY || error == ETIMEDOUT)
+        return WaitResult::timedOut;
+    if (error == EOWNERDEAD)
+        ::pthread_mutex_consistent(mutex->system);
+    else if (Fails(error))
+        return WaitResult::failed;
+    mutex->owner.store(self, std::memory_order_relaxed);
+    mutex->depth = 1;
+    return error == EOWNERDEAD ? WaitResult::abandoned : WaitResult::done;
+}
+
+bool platform::UnlockMutex(void *handle) noexcept {
+    Mutex *const mutex = MutexAt(handle);
+    if (!mutex)
+        return false;
+    if (mutex->owner.load(std::memory_order_relaxed) != ThisThread()) {
+        errno = EPERM;
+        return false;
+    }
+    if (--mutex->depth == 0) {
+        mutex->owner.store(0, std::memory_order_relaxed);
+        ::pthread_mutex_unlock(mutex->system);
+    }
+    return true;
+}
+
+void *platform::SystemMutex(void *mutex) noexcept {
+    return mutex;
+}

@@ -1,0 +1,23 @@
+#include "platform/platform.h"
+
+#include <stdio.h>
+#include <string.h>
+#include <windows.h>
+
+std::uint32_t platform::LastError() noexcept {
+    return GetLastError();
+}
+
+std::size_t platform::ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept {
+    char whole[512];
+    DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error,
+                                  MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), whole, sizeof whole, nullptr);
+    while (length && (whole[length - 1] == '\n' || whole[length - 1] == '\r'))
+        --length;
+    whole[length] = '\0';
+    if (length)
+        snprintf(text, size, "%s", whole);
+    else
+        snprintf(text, size, "Unknown error %u", static_cast<unsigned int>(error));
+    return strlen(text);
+}

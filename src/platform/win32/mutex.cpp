@@ -1,0 +1,78 @@
+#include "platform/platform.h"
+
+#include "platform/win32/fastmutex.h"
+
+#include <new>
+#include <windows.h>
+
+using platform::WaitResult;
+
+namespace {
+
+// A lock with a name is a kernel object, which costs two calls of the system each time; one without is not.
+struct Mutex {
+    HANDLE kernel = nullptr;
+    win32::FastMutex fast;
+};
+
+Mutex *MutexAt(void *mutex) noexcept {
+    if (!mutex)
+        SetLastError(ERROR_INVALID_HANDLE);
+    return static_cast<Mutex *>(mutex);
+}
+
+} // namespace
+
+void *platform::NewMutex(char const *name) noexcept {
+    auto *const mutex = new (std::nothrow) Mutex;
+    if (!mutex) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    if (name && *name) {
+        mutex->kernel = CreateMutexA(nullptr, FALSE, name);
+        if (!mutex->kernel) {
+            DWORD const error = GetLastError();
+            delete mutex;
+            SetLastError(error);
+            return nullptr;
+        }
+    }
+    return mutex;
+}
+
+bool platform::DeleteMutex(void *handle) noexcept {
+    Mutex *const mutex = MutexAt(handle);
+    if (!mutex)
+        return false;
+    if (mutex->kernel) {
+        bool const closed = CloseHandle(mutex->kernel) != FALSE;
+        delete mutex;
+        return closed;
+    }
+    while (mutex->fast.Unlock()) {
+    }
+    if (!mutex->fast.IsHeld()) // another thread that holds it has it in its chain: then it must stay
+        delete mutex;
+    return true;
+}
+
+WaitResult platform::LockMutex(void *handle, std::uint32_t milliseconds) noexcept {
+    Mutex *const mutex = MutexAt(handle);
+    if (!mutex)
+        return WaitResult::failed;
+    return mutex->kernel ? static_cast<WaitResult>(WaitForSingleObject(mutex->kernel, milliseconds))
+                         : mutex->fast.Lock(milliseconds);
+}
+
+bool platform::UnlockMutex(void *handle) noexcept {
+    Mutex *const mutex = MutexAt(handle);
+    if (!mutex)
+        return false;
+    return mutex->kernel ? ReleaseMutex(mutex->kernel) != FALSE : mutex->fast.Unlock();
+}
+
+void *platform::SystemMutex(void *handle) noexcept {
+    auto *const mutex = static_cast<Mutex *>(handle);
+    return mutex && mutex->kernel ? mutex->kernel : handle;
+}

@@ -1,0 +1,136 @@
+#include "tuzutil/MUTEXSEM.h"
+
+#include "platform/platform.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+using platform::WaitResult;
+
+// Milliseconds as the system takes them: 32 bits, all set for ever. What does not fit is the longest time that ends.
+std::uint32_t Milliseconds(long timeout) noexcept {
+    if constexpr (sizeof(long) > sizeof(std::int32_t)) {
+        if (timeout > 0xFFFFFFFE || timeout < INT32_MIN)
+            return platform::waitForEver - 1;
+    }
+    return static_cast<std::uint32_t>(timeout);
+}
+
+char *CopyOf(char const *name) noexcept {
+    if (!name)
+        return nullptr;
+    std::size_t const size = std::strlen(name) + 1;
+    auto *const copy = static_cast<char *>(std::malloc(size));
+    return copy ? static_cast<char *>(std::memcpy(copy, name, size)) : nullptr;
+}
+
+} // namespace
+
+// Events
+
+TSemaphore::TSemaphore(int posted) : fHandle(platform::NewEvent(posted != 0)) {}
+
+TSemaphore::TSemaphore(TSemaphore const &other) : TRefCounted(other), fHandle(platform::ShareEvent(other.fHandle)) {}
+
+TSemaphore &TSemaphore::operator=(TSemaphore const &other) {
+    TRefCounted::operator=(other);
+    void *const old = fHandle;
+    fHandle = platform::ShareEvent(other.fHandle);
+    platform::DeleteEvent(old);
+    return *this;
+}
+
+TSemaphore::~TSemaphore() {
+    platform::DeleteEvent(fHandle);
+}
+
+int TSemaphore::Wait(long timeout) {
+    switch (platform::WaitEvent(fHandle, Milliseconds(timeout))) {
+    case WaitResult::done: return 0;
+    case WaitResult::timedOut: return 1;
+    case WaitResult::abandoned: return -1;
+    default: return -1;
+    }
+}
+
+int TSemaphore::Clear() {
+    return platform::ClearEvent(fHandle) ? 0 : 1;
+}
+
+int TSemaphore::Post() {
+    return platform::PostEvent(fHandle) ? 0 : 1;
+}
+
+int TSemaphore::ClearAndWait() {
+    Clear();
+    return Wait(TMutexSemaphore::fsInfinite);
+}
+
+// Locks
+
+TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(CopyOf(name)) {}
+
+TMutexSemaphore::~TMutexSemaphore() {
+    platform::DeleteMutex(fHandle);
+    std::free(fName);
+}
+
+void *TMutexSemaphore::GetHandle() const noexcept {
+    return platform::SystemMutex(fHandle);
+}
+
+TMutexSemaphore::EState TMutexSemaphore::Lock(long timeout) {
+    switch (platform::LockMutex(fHandle, Milliseconds(timeout))) {
+    case WaitResult::done:
+    case WaitResult::abandoned: return Locked;
+    case WaitResult::timedOut: return TimedOut;
+    default: return Error;
+    }
+}
+
+void TMutexSemaphore::Unlock() {
+    platform::UnlockMutex(fHandle);
+}
+
+TMutexSemaphoreWithEvent::TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name)
+    : TMutexSemaphore(name), fEvent(event) {}
+
+TMutexSemaphoreWithEvent::~TMutexSemaphoreWithEvent() = default;
+
+// Guards
+
+TMutexSemaphoreEntry::TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout)
+    : fState(mutex.Lock(timeout)), fMutex(mutex) {}
+
+TMutexSemaphoreEntry::~TMutexSemaphoreEntry() {
+    if (fState == TMutexSemaphore::Locked)
+        fMutex.Unlock();
+}
+
+TMutexSemaphoreWithEventEntry::TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, long timeout)
+    : fState(static_cast<TMutexSemaphore &>(mutex).Lock(timeout)), fMutex(mutex), fOwner(mutex) {}
+
+TMutexSemaphoreWithEventEntry::~TMutexSemaphoreWithEventEntry() {
+    if (fState == TMutexSemaphore::Locked)
+        fMutex.Unlock();
+}
+
+int TMutexSemaphoreWithEventEntry::Clear() {
+    return fOwner.fEvent->Clear();
+}
+
+int TMutexSemaphoreWithEventEntry::Post() {
+    return fOwner.fEvent->Post();
+}
+
+int TMutexSemaphoreWithEventEntry::Wait(long timeout) {
+    if (fState == TMutexSemaphore::Locked) {
+        fMutex.Unlock();
+        fState = TMutexSemaphore::Unlocked;
+    }
+    int const result = fOwner.fEvent->Wait(timeout);
+    fState = fMutex.Lock(TMutexSemaphore::fsInfinite);
+    return result;
+}

@@ -1,0 +1,159 @@
+// Locks and events over a system whose calls fail: this program has its own copy of the classes, above functions that
+// the tests direct.
+
+#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
+#define tuzutil_EXPORTS // the copy is this program's own
+#endif
+
+#include "utility/MUTEXSEM.cpp"
+
+#include <gtest/gtest.h>
+
+#include <new>
+
+namespace {
+
+// What the calls answer, and what they were asked.
+struct System {
+    WaitResult wait = WaitResult::done;
+    bool success = true;
+    std::uint32_t milliseconds = 0;
+    int unlocked = 0;
+    int deleted = 0;
+};
+
+System fsSystem;
+
+class LockFailure : public testing::Test {
+protected:
+    LockFailure() { fsSystem = System(); }
+};
+
+int fsObject;
+
+} // namespace
+
+void *platform::NewMutex(char const *) noexcept {
+    return fsSystem.success ? &fsObject : nullptr;
+}
+bool platform::DeleteMutex(void *) noexcept {
+    ++fsSystem.deleted;
+    return fsSystem.success;
+}
+WaitResult platform::LockMutex(void *, std::uint32_t milliseconds) noexcept {
+    fsSystem.milliseconds = milliseconds;
+    return fsSystem.wait;
+}
+bool platform::UnlockMutex(void *) noexcept {
+    ++fsSystem.unlocked;
+    return fsSystem.success;
+}
+void *platform::SystemMutex(void *mutex) noexcept {
+    return mutex;
+}
+void *platform::NewEvent(bool) noexcept {
+    return fsSystem.success ? &fsObject : nullptr;
+}
+void *platform::ShareEvent(void *event) noexcept {
+    return event;
+}
+void platform::DeleteEvent(void *) noexcept {
+    ++fsSystem.deleted;
+}
+WaitResult platform::WaitEvent(void *, std::uint32_t milliseconds) noexcept {
+    fsSystem.milliseconds = milliseconds;
+    return fsSystem.wait;
+}
+bool platform::ClearEvent(void *) noexcept {
+    return fsSystem.success;
+}
+bool platform::PostEvent(void *) noexcept {
+    return fsSystem.success;
+}
+
+TEST_F(LockFailure, ResultsOfTheSystemMapToStates) {
+    struct Row {
+        WaitResult result;
+        TMutexSemaphore::EState state;
+        int event;
+    };
+    Row const rows[] = {
+        {WaitResult::done, TMutexSemaphore::Locked, 0},
+        {WaitResult::abandoned, TMutexSemaphore::Locked, -1},
+        {WaitResult::timedOut, TMutexSemaphore::TimedOut, 1},
+        {WaitResult::failed, TMutexSemaphore::Error, -1},
+        {static_cast<WaitResult>(1), TMutexSemaphore::Error, -1},
+        {static_cast<WaitResult>(0xC0), TMutexSemaphore::Error, -1},
+    };
+    for (Row const &row : rows) {
+        fsSystem = System();
+        fsSystem.wait = row.result;
+        TMutexSemaphore mutex;
+        {
+            TMutexSemaphoreEntry const entry(mutex, 7);
+            EXPECT_EQ(entry.State(), row.state);
+        }
+        EXPECT_EQ(fsSystem.unlocked, row.state == TMutexSemaphore::Locked ? 1 : 0);
+        TSemaphore event;
+        EXPECT_EQ(event.Wait(7), row.event);
+    }
+}
+
+TEST_F(LockFailure, EventThatCannotBeMadeIsStillAnObject) {
+    fsSystem.success = false;
+    fsSystem.wait = WaitResult::failed;
+    TSemaphore event(1);
+    EXPECT_EQ(event.Wait(0), -1);
+    EXPECT_EQ(event.Clear(), 1);
+    EXPECT_EQ(event.Post(), 1);
+    EXPECT_EQ(event.ClearAndWait(), -1);
+}
+
+TEST_F(LockFailure, MutexThatCannotBeMadeIsStillAnObject) {
+    fsSystem.success = false;
+    fsSystem.wait = WaitResult::failed;
+    {
+        TMutexSemaphore mutex("name");
+        EXPECT_EQ(mutex.GetHandle(), nullptr);
+        EXPECT_EQ(TMutexSemaphoreEntry(mutex, -1).State(), TMutexSemaphore::Error);
+    }
+    EXPECT_EQ(fsSystem.unlocked, 0);
+    EXPECT_EQ(fsSystem.deleted, 1);
+}
+
+TEST_F(LockFailure, ClearAndWaitWaitsAlsoAfterClearFailed) {
+    TSemaphore event;
+    fsSystem.success = false;
+    EXPECT_EQ(event.ClearAndWait(), 0);
+    EXPECT_EQ(fsSystem.milliseconds, 0xFFFFFFFFu);
+}
+
+TEST_F(LockFailure, WaitOfTheGuardTakesTheLockAgainWhateverTheEventDid) {
+    TMutexSemaphoreWithEvent monitor(new TSemaphore);
+    TMutexSemaphoreWithEventEntry entry(monitor, 5);
+    fsSystem.wait = WaitResult::failed;
+    EXPECT_EQ(entry.Wait(3), -1);
+    EXPECT_EQ(entry.State(), TMutexSemaphore::Error);
+    EXPECT_EQ(fsSystem.unlocked, 1);
+    EXPECT_EQ(fsSystem.milliseconds, 0xFFFFFFFFu);
+}
+
+TEST_F(LockFailure, TimesAreUnsignedMillisecondsAndMinusOneIsForEver) {
+    TMutexSemaphore mutex;
+    struct Row {
+        long timeout;
+        std::uint32_t milliseconds;
+    };
+    Row const rows[] = {{0, 0},           {1, 1},           {2147483647, 2147483647},
+                        {-1, 0xFFFFFFFF}, {-2, 0xFFFFFFFE}, {-2147483647, 0x80000001}};
+    for (Row const &row : rows) {
+        TMutexSemaphoreEntry const entry(mutex, row.timeout);
+        EXPECT_EQ(fsSystem.milliseconds, row.milliseconds) << row.timeout;
+    }
+    if constexpr (sizeof(long) == 8) {
+        for (long long const timeout : {0x100000000LL, 0xFFFFFFFFLL, -0x100000000LL}) {
+            TMutexSemaphoreEntry const entry(mutex, static_cast<long>(timeout));
+            EXPECT_EQ(fsSystem.milliseconds, 0xFFFFFFFEu) << timeout;
+        }
+    }
+}

@@ -1,0 +1,515 @@
+#include "tuzutil/MUTEXSEM.h"
+
+#include "support/Expect.h"
+#include "support/Process.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using State = TMutexSemaphore::EState;
+
+// The state that another thread gets, which releases at once.
+State StateElsewhere(TMutexSemaphore &mutex, long timeout = 0) {
+    State state = TMutexSemaphore::Unlocked;
+    std::thread([&] { state = TMutexSemaphoreEntry(mutex, timeout).State(); }).join();
+    return state;
+}
+
+// Until something is so that another thread or process brings about.
+template <typename Condition>
+void Await(Condition condition) {
+    while (!condition())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// A name that is this test's in this folder, the same in every run; and the files of a helper that holds that lock.
+std::string TestName(std::string const &test) {
+    std::size_t const folder = std::hash<std::string>()(std::filesystem::current_path().string());
+    return "tuzutil." + test + "." + std::to_string(folder);
+}
+
+class NamedMutex : public testing::Test {
+protected:
+    NamedMutex()
+        : name(TestName(testing::UnitTest::GetInstance()->current_test_info()->name())), held(name + ".held"),
+          release(name + ".release") {
+        RemoveFiles();
+    }
+    ~NamedMutex() override { RemoveFiles(); }
+
+    void RemoveFiles() {
+        std::remove(held.c_str());
+        std::remove(release.c_str());
+    }
+
+    void StartHolder() {
+        holder.emplace("mutex_holder", std::vector<std::string>{name, held, release});
+        Await([&] { return std::ifstream(held).good(); });
+    }
+    int ReleaseHolder() {
+        std::ofstream(release).put('x');
+        return holder->Wait();
+    }
+
+    std::string name;
+    std::string held;
+    std::string release;
+    std::optional<TProcess> holder;
+};
+
+} // namespace
+
+TEST(Mutex, Example) {
+    static TMutexSemaphore lock;
+    {
+        TMutexSemaphoreEntry entry(lock, 500);
+        ASSERT_EQ(entry.State(), TMutexSemaphore::Locked);
+        EXPECT_EQ(StateElsewhere(lock), TMutexSemaphore::TimedOut);
+    }
+    EXPECT_EQ(StateElsewhere(lock), TMutexSemaphore::Locked);
+}
+
+TEST(Mutex, StatesAndTheInfiniteTimeHaveTheirValues) {
+    EXPECT_EQ(int{TMutexSemaphore::Unlocked}, 0);
+    EXPECT_EQ(int{TMutexSemaphore::Locked}, 1);
+    EXPECT_EQ(int{TMutexSemaphore::TimedOut}, 2);
+    EXPECT_EQ(int{TMutexSemaphore::Error}, 3);
+    EXPECT_EQ(long{TMutexSemaphore::fsInfinite}, -1);
+}
+
+TEST(Mutex, HandleIsThere) {
+    TMutexSemaphore mutex;
+    EXPECT_NE(mutex.GetHandle(), nullptr);
+}
+
+TEST(Mutex, IsRecursiveAndFreeAfterTheLastGuard) {
+    TMutexSemaphore mutex;
+    {
+        TMutexSemaphoreEntry const outer(mutex, 0);
+        {
+            TMutexSemaphoreEntry const middle(mutex, 0);
+            TMutexSemaphoreEntry const inner(mutex, TMutexSemaphore::fsInfinite);
+            EXPECT_EQ(middle.State(), TMutexSemaphore::Locked);
+            EXPECT_EQ(inner.State(), TMutexSemaphore::Locked);
+        }
+        EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::TimedOut);
+    }
+    EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::Locked);
+}
+
+TEST(Mutex, GuardThatTimedOutDoesNotReleaseWhatIsNotItsOwn) {
+    TMutexSemaphore mutex;
+    TMutexSemaphoreEntry const entry(mutex, 0);
+    for (long timeout : {0L, 1L, 20L})
+        EXPECT_EQ(StateElsewhere(mutex, timeout), TMutexSemaphore::TimedOut) << timeout;
+    EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::TimedOut);
+}
+
+TEST(Mutex, AWaiterGetsTheLockWhenItIsReleased) {
+    for (long timeout : {TMutexSemaphore::fsInfinite, 20000L, -2L, 2147483647L}) {
+        TMutexSemaphore mutex;
+        std::atomic<bool> waiting{false};
+        State state = TMutexSemaphore::Unlocked;
+        std::thread waiter;
+        {
+            TMutexSemaphoreEntry const entry(mutex, 0);
+            waiter = std::thread([&] {
+                waiting = true;
+                state = TMutexSemaphoreEntry(mutex, timeout).State();
+            });
+            Await([&] { return waiting.load(); });
+        }
+        waiter.join();
+        EXPECT_EQ(state, TMutexSemaphore::Locked) << timeout;
+    }
+}
+
+TEST(Mutex, OneThreadAtATime) {
+    TMutexSemaphore mutex;
+    long count = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 5000; ++round) {
+                TMutexSemaphoreEntry const entry(mutex, round % 2 ? TMutexSemaphore::fsInfinite : 20000);
+                TMutexSemaphoreEntry const again(mutex, 0);
+                ++count;
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(count, 20000);
+}
+
+TEST(Mutex, LockOfADeadThreadIsAcquired) {
+    TMutexSemaphore mutex;
+    for (int round = 0; round < 3; ++round) {
+        // The guards are never destroyed: the thread dies with two levels.
+        RunThreadThatEnds(
+            [](void *lock) {
+                auto &held = *static_cast<TMutexSemaphore *>(lock);
+                alignas(TMutexSemaphoreEntry) static char memory[2][sizeof(TMutexSemaphoreEntry)];
+                new (memory[0]) TMutexSemaphoreEntry(held, 0);
+                new (memory[1]) TMutexSemaphoreEntry(held, 0);
+            },
+            &mutex);
+        EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::Locked);
+        TMutexSemaphoreEntry const entry(mutex, 0);
+        EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+        EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::TimedOut);
+    }
+}
+
+TEST(Mutex, AWaiterGetsTheLockOfAThreadThatDies) {
+    TMutexSemaphore mutex;
+    struct Shared {
+        TMutexSemaphore &mutex;
+        std::atomic<bool> held{false};
+        std::atomic<bool> waiting{false};
+    } shared{mutex, {}, {}};
+    State state = TMutexSemaphore::Unlocked;
+    std::thread waiter([&] {
+        Await([&] { return shared.held.load(); });
+        shared.waiting = true;
+        state = TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite).State();
+    });
+    RunThreadThatEnds(
+        [](void *argument) {
+            auto &what = *static_cast<Shared *>(argument);
+            alignas(TMutexSemaphoreEntry) static char memory[sizeof(TMutexSemaphoreEntry)];
+            new (memory) TMutexSemaphoreEntry(what.mutex, 0);
+            what.held = true;
+            Await([&] { return what.waiting.load(); });
+        },
+        &shared);
+    waiter.join();
+    EXPECT_EQ(state, TMutexSemaphore::Locked);
+}
+
+TEST(Mutex, MayEndWhileItIsHeld) {
+    auto *const mutex = new TMutexSemaphore;
+    alignas(TMutexSemaphoreEntry) char memory[sizeof(TMutexSemaphoreEntry)];
+    new (memory) TMutexSemaphoreEntry(*mutex, 0);
+    delete mutex;
+    TMutexSemaphore other;
+    EXPECT_EQ(TMutexSemaphoreEntry(other, 0).State(), TMutexSemaphore::Locked);
+}
+
+TEST(Mutex, UnnamedOnesAreIndependent) {
+    TMutexSemaphore a;
+    TMutexSemaphore b(nullptr);
+    TMutexSemaphore c("");
+    TMutexSemaphore d("");
+    TMutexSemaphoreEntry const entry(a, 0);
+    TMutexSemaphoreEntry const other(c, 0);
+    EXPECT_EQ(StateElsewhere(b), TMutexSemaphore::Locked);
+    EXPECT_EQ(StateElsewhere(d), TMutexSemaphore::Locked);
+}
+
+TEST_F(NamedMutex, ObjectsOfOneNameAreOneLock) {
+    TMutexSemaphore a(name.c_str());
+    TMutexSemaphore b(name.c_str());
+    TMutexSemaphore other((name + "x").c_str());
+    {
+        TMutexSemaphoreEntry const entry(a, 0);
+        TMutexSemaphoreEntry const again(b, 0); // the same thread
+        EXPECT_EQ(again.State(), TMutexSemaphore::Locked);
+        EXPECT_EQ(StateElsewhere(b), TMutexSemaphore::TimedOut);
+        EXPECT_EQ(StateElsewhere(other), TMutexSemaphore::Locked);
+    }
+    EXPECT_EQ(StateElsewhere(b), TMutexSemaphore::Locked);
+}
+
+TEST_F(NamedMutex, OutlivesTheObjectThatMadeIt) {
+    std::optional<TMutexSemaphore> a(std::in_place, name.c_str());
+    TMutexSemaphore b(name.c_str());
+    TMutexSemaphoreEntry const entry(b, 0);
+    a.reset();
+    TMutexSemaphore c(name.c_str());
+    EXPECT_EQ(StateElsewhere(c), TMutexSemaphore::TimedOut);
+}
+
+TEST_F(NamedMutex, NamesDifferByCaseAndTakeAnyOtherCharacter) {
+    TMutexSemaphore lower((name + "a").c_str());
+    TMutexSemaphore upper((name + "A").c_str());
+    TMutexSemaphore odd((name + "/../ \"*?\xE9").c_str());
+    TMutexSemaphoreEntry const entry(lower, 0);
+    EXPECT_EQ(StateElsewhere(upper), TMutexSemaphore::Locked);
+    EXPECT_EQ(StateElsewhere(odd), TMutexSemaphore::Locked);
+}
+
+TEST_F(NamedMutex, LocalIsTheSameNameAndGlobalIsAnother) {
+    TMutexSemaphore plain(name.c_str());
+    TMutexSemaphore local(("Local\\" + name).c_str());
+    TMutexSemaphore global(("Global\\" + name).c_str());
+    TMutexSemaphoreEntry const entry(plain, 0);
+    EXPECT_EQ(StateElsewhere(local), TMutexSemaphore::TimedOut);
+    EXPECT_NE(global.GetHandle(), nullptr);
+}
+
+TEST_F(NamedMutex, NamesThatTheSystemRefusesGiveALockThatFails) {
+    for (std::string const &bad : {"folder\\" + name, std::string(400, 'n')}) {
+        TMutexSemaphore mutex(bad.c_str());
+        EXPECT_EQ(mutex.GetHandle(), nullptr) << bad;
+        for (long timeout : {0L, 1L, TMutexSemaphore::fsInfinite})
+            EXPECT_EQ(TMutexSemaphoreEntry(mutex, timeout).State(), TMutexSemaphore::Error) << bad;
+    }
+}
+
+TEST_F(NamedMutex, ExcludesOtherProcesses) {
+    StartHolder();
+    TMutexSemaphore mutex(name.c_str());
+    EXPECT_EQ(TMutexSemaphoreEntry(mutex, 0).State(), TMutexSemaphore::TimedOut);
+    EXPECT_EQ(TMutexSemaphoreEntry(mutex, 10).State(), TMutexSemaphore::TimedOut);
+    EXPECT_EQ(ReleaseHolder(), 0);
+    EXPECT_EQ(TMutexSemaphoreEntry(mutex, 0).State(), TMutexSemaphore::Locked);
+}
+
+TEST_F(NamedMutex, LockOfAKilledProcessIsAcquired) {
+    TMutexSemaphore mutex(name.c_str());
+    StartHolder();
+    EXPECT_EQ(TMutexSemaphoreEntry(mutex, 0).State(), TMutexSemaphore::TimedOut);
+    holder->Kill();
+    {
+        TMutexSemaphoreEntry const entry(mutex, TMutexSemaphore::fsInfinite);
+        EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+        EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::TimedOut);
+    }
+    EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::Locked);
+}
+
+TEST_F(NamedMutex, AWaiterGetsTheLockOfAProcessThatIsKilled) {
+    TMutexSemaphore mutex(name.c_str());
+    StartHolder();
+    std::atomic<bool> waiting{false};
+    State state = TMutexSemaphore::Unlocked;
+    std::thread waiter([&] {
+        waiting = true;
+        state = TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite).State();
+    });
+    Await([&] { return waiting.load(); });
+    holder->Kill();
+    waiter.join();
+    EXPECT_EQ(state, TMutexSemaphore::Locked);
+}
+
+TEST_F(NamedMutex, NothingIsLeftOfAKilledProcessThatALaterOneTripsOver) {
+    for (int round = 0; round < 3; ++round) {
+        std::remove(held.c_str());
+        StartHolder();
+        holder->Kill();
+    }
+    TMutexSemaphore mutex(name.c_str());
+    EXPECT_EQ(TMutexSemaphoreEntry(mutex, 0).State(), TMutexSemaphore::Locked);
+}
+
+TEST_F(NamedMutex, ManyProcessesCountTogether) {
+    TMutexSemaphore mutex(name.c_str());
+    std::ofstream(held) << 0;
+    {
+        std::vector<std::unique_ptr<TProcess>> processes;
+        for (int process = 0; process < 3; ++process)
+            processes.push_back(
+                std::make_unique<TProcess>("mutex_counter", std::vector<std::string>{name, held, "100"}));
+        for (auto const &process : processes)
+            EXPECT_EQ(process->Wait(), 0);
+    }
+    long number = 0;
+    std::ifstream(held) >> number;
+    EXPECT_EQ(number, 300);
+}
+
+TEST(Event, StartsAsItsArgumentSays) {
+    TSemaphore clear;
+    EXPECT_EQ(clear.Wait(0), 1);
+    EXPECT_EQ(clear.Wait(5), 1);
+    TSemaphore posted(1);
+    EXPECT_EQ(posted.Wait(0), 0);
+    EXPECT_EQ(posted.Wait(TMutexSemaphore::fsInfinite), 0);
+}
+
+TEST(Event, StaysPostedUntilItIsCleared) {
+    TSemaphore event;
+    EXPECT_EQ(event.Post(), 0);
+    EXPECT_EQ(event.Post(), 0);
+    EXPECT_EQ(event.Wait(0), 0);
+    EXPECT_EQ(event.Wait(0), 0);
+    EXPECT_EQ(event.Clear(), 0);
+    EXPECT_EQ(event.Wait(0), 1);
+    EXPECT_EQ(event.Clear(), 0);
+}
+
+TEST(Event, PostWakesEverybody) {
+    TReference<TSemaphore> const event(new TSemaphore);
+    TReference<TSemaphore> const started(new TSemaphore);
+    std::atomic<int> waiting{0};
+    std::vector<std::thread> threads;
+    int results[4] = {-9, -9, -9, -9};
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&, thread] {
+            if (++waiting == 4)
+                started->Post();
+            results[thread] = event->Wait(thread % 2 ? 20000 : -1);
+        });
+    }
+    EXPECT_EQ(started->Wait(-1), 0);
+    EXPECT_EQ(event->Post(), 0);
+    for (std::thread &thread : threads)
+        thread.join();
+    for (int const result : results)
+        EXPECT_EQ(result, 0);
+}
+
+TEST(Event, ClearAndWaitForgetsAnEarlierPost) {
+    TReference<TSemaphore> const event(new TSemaphore(1));
+    std::atomic<bool> ended{false};
+    int result = -9;
+    std::thread waiter([&] {
+        result = event->ClearAndWait();
+        ended = true;
+    });
+    Await([&] { return event->Wait(0) == 1; });
+    EXPECT_FALSE(ended);
+    EXPECT_EQ(event->Post(), 0);
+    waiter.join();
+    EXPECT_EQ(result, 0);
+}
+
+TEST(Event, TwoThreadsCanTakeTurns) {
+    TSemaphore ping;
+    TSemaphore pong;
+    int value = 0;
+    std::thread other([&] {
+        for (int round = 0; round < 2000; ++round) {
+            ping.Wait(-1);
+            ping.Clear();
+            ++value;
+            pong.Post();
+        }
+    });
+    for (int round = 0; round < 2000; ++round) {
+        ping.Post();
+        pong.Wait(-1);
+        pong.Clear();
+        EXPECT_EQ(value, round + 1);
+    }
+    other.join();
+}
+
+TEST(Event, WhoIsWokenMayDeleteIt) {
+    for (int round = 0; round < 2000; ++round) {
+        auto *const event = new TSemaphore;
+        std::thread poster([event] { event->Post(); });
+        event->Wait(-1);
+        delete event;
+        poster.join();
+    }
+}
+
+TEST(Event, CopiesShareOneEventAndTheLastOneClosesIt) {
+    auto *const original = new TSemaphore;
+    TSemaphore copy(*original);
+    TSemaphore assigned(1);
+    assigned = copy;
+    TSemaphore const &same = assigned;
+    assigned = same;
+    original->Post();
+    EXPECT_EQ(copy.Wait(0), 0);
+    EXPECT_EQ(assigned.Wait(0), 0);
+    delete original;
+    TSemaphore another;
+    copy.Clear();
+    EXPECT_EQ(assigned.Wait(0), 1);
+    EXPECT_EQ(another.Wait(0), 1);
+}
+
+TEST(Event, ACopyStartsWithTheCountOfTheOriginal) {
+    TReference<TSemaphore> const event(new TSemaphore);
+    TSemaphore const copy(*event);
+    EXPECT_EQ(copy.QueryReferenceCount(), 1u);
+}
+
+TEST(MutexWithEvent, WaitReleasesTheLockAndTakesItAgain) {
+    TMutexSemaphoreWithEvent monitor(new TSemaphore);
+    bool ready = false;
+    std::thread other;
+    {
+        TMutexSemaphoreWithEventEntry entry(monitor, TMutexSemaphore::fsInfinite);
+        ASSERT_EQ(entry.State(), TMutexSemaphore::Locked);
+        other = std::thread([&] {
+            TMutexSemaphoreWithEventEntry poster(monitor, TMutexSemaphore::fsInfinite);
+            ready = true;
+            EXPECT_EQ(poster.Post(), 0);
+        });
+        EXPECT_FALSE(ready);
+        while (!ready)
+            EXPECT_EQ(entry.Wait(TMutexSemaphore::fsInfinite), 0);
+        EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+        EXPECT_EQ(StateElsewhere(monitor), TMutexSemaphore::TimedOut);
+        EXPECT_EQ(entry.Clear(), 0);
+        EXPECT_EQ(entry.Wait(0), 1);
+    }
+    other.join();
+    EXPECT_EQ(StateElsewhere(monitor), TMutexSemaphore::Locked);
+}
+
+TEST(MutexWithEvent, WaitWhoseTimeIsOverHoldsTheLockAgain) {
+    TMutexSemaphoreWithEvent monitor(new TSemaphore);
+    TMutexSemaphoreWithEventEntry entry(monitor, 0);
+    EXPECT_EQ(entry.Wait(5), 1);
+    EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+    EXPECT_EQ(StateElsewhere(monitor), TMutexSemaphore::TimedOut);
+}
+
+TEST(MutexWithEvent, WaitOfAGuardWithoutTheLockTakesIt) {
+    TMutexSemaphoreWithEvent monitor(new TSemaphore(1));
+    TReference<TSemaphore> const held(new TSemaphore);
+    TReference<TSemaphore> const done(new TSemaphore);
+    std::thread holder([&] {
+        TMutexSemaphoreEntry const entry(monitor, 0);
+        held->Post();
+        done->Wait(-1);
+    });
+    held->Wait(-1);
+    TMutexSemaphoreWithEventEntry entry(monitor, 0);
+    EXPECT_EQ(entry.State(), TMutexSemaphore::TimedOut);
+    done->Post();
+    EXPECT_EQ(entry.Wait(0), 0);
+    EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+    holder.join();
+}
+
+TEST(MutexWithEvent, WithoutItsEventTheGuardsOperationsThrow) {
+    TMutexSemaphoreWithEvent monitor{TReference<TSemaphore>()};
+    TExpectedFailure const expected = {"TReference null", "src/utility/TREFCNT", 1, 1, "", 203};
+    TMutexSemaphoreWithEventEntry entry(monitor, 0);
+    ExpectThrows<TInvalidRequest>(expected, [&] { entry.Clear(); });
+    ExpectThrows<TInvalidRequest>(expected, [&] { entry.Post(); });
+    EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+    ExpectThrows<TInvalidRequest>(expected, [&] { entry.Wait(0); });
+    EXPECT_EQ(entry.State(), TMutexSemaphore::Unlocked);
+    EXPECT_EQ(StateElsewhere(monitor), TMutexSemaphore::Locked);
+}
+
+TEST(MutexWithEvent, MayHaveAName) {
+    std::string const name = TestName("MutexWithEventMayHaveAName");
+    TMutexSemaphoreWithEvent monitor(new TSemaphore, name.c_str());
+    TMutexSemaphore same(name.c_str());
+    TMutexSemaphoreWithEventEntry const entry(monitor, 0);
+    EXPECT_EQ(StateElsewhere(same), TMutexSemaphore::TimedOut);
+}
