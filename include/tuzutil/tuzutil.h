@@ -5,6 +5,7 @@
 
 #include "tuzutil/BASE64.h"
 #include "tuzutil/BINSTRM.h"
+#include "tuzutil/COLLECT.h"
 #include "tuzutil/CONCSTRM.h"
 #include "tuzutil/CRAMMD5.h"
 #include "tuzutil/DOTBYTE.h"
@@ -12,6 +13,7 @@
 #include "tuzutil/FILTSTRM.h"
 #include "tuzutil/LINESTRM.h"
 #include "tuzutil/MD5.h"
+#include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/NULSTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
@@ -19,6 +21,7 @@
 #include "tuzutil/TAGVAR.h"
 #include "tuzutil/TDATETIM.h"
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TREFCNT.h"
 #include "tuzutil/TSTRING.h"
 #include "tuzutil/UTF7.h"
 #include "tuzutil/VERSION.h"
