@@ -59,9 +59,60 @@ void ExpectLines(TDotByteLinesException const &problem, unsigned long line) {
     EXPECT_STREQ(problem.locationAtIndex(0)->fileName(), "src/utility/DOTBYTE");
     EXPECT_STREQ(problem.locationAtIndex(0)->functionName(), "TDotByteStreamBuf::CheckStop()");
     EXPECT_EQ(problem.locationAtIndex(0)->lineNumber(), line);
+    EXPECT_EQ(problem.errorId(), 0u);
+    EXPECT_FALSE(problem.isRecoverable());
 }
 
 } // namespace
+
+TEST(DotByteStream, TerminationFailsOnAConnectionThatIsNoLongerGood) {
+    std::stringstream connection;
+    TDotByteStream stream(connection);
+    EXPECT_EQ(stream.get(), EOF); // the connection's reading side has met its end
+    ASSERT_TRUE(connection.eof());
+    stream.clear();
+    stream << "abc\r\n";
+    EXPECT_EQ(stream.WriteTermination(), -1);
+    EXPECT_EQ(connection.str(), "");
+}
+
+TEST(DotByteStream, CarriesABodyEachWayThroughOneConnection) {
+    std::stringstream connection;
+    {
+        TDotByteStream out(connection);
+        out << "a\r\n.b\r\n";
+        EXPECT_EQ(out.WriteTermination(), 0);
+    }
+    connection << "NEXT";
+    TDotByteStream in(connection);
+    EXPECT_EQ(in.get(), 'a');
+    EXPECT_EQ(in.ReadToTermination(), 0);
+    EXPECT_EQ(connection.get(), 'N');
+}
+
+TEST(DotByteStream, NothingThatWasNotDeliveredCanBePutBack) {
+    std::istringstream connection("ab\r\n.\r\n");
+    TiDotByteStream in(connection);
+    std::string line;
+    std::getline(in, line);
+    EXPECT_EQ(in.get(), EOF);
+    in.clear();
+    in.unget();
+    EXPECT_TRUE(in.bad());
+}
+
+TEST(DotByteStream, ASourceThatGoesOnAfterItsEndGoesOnInsideTheLine) {
+    std::stringstream connection;
+    connection << "a\r\n";
+    TiDotByteStream in(connection);
+    std::string text(3, ' ');
+    in.read(text.data(), 3);
+    EXPECT_EQ(in.get(), EOF);
+    in.clear();
+    connection.clear();
+    connection << ".\r\n";
+    EXPECT_EQ(in.get(), '.');
+}
 
 TEST(DotByteStream, Example) {
     std::ostringstream connection;

@@ -192,11 +192,24 @@ TEST(TException, ASixthLocationMovesTheFirstThreeOnly) {
     EXPECT_EQ(problem.locationAtIndex(5), nullptr);
 }
 
+TEST(TException, ALocationOfItsOwnCanBeAddedAgain) {
+    TException problem = Sample();
+    for (unsigned long line = 1; line <= 5; ++line)
+        problem.addLocation(TExceptionLocation("file", "", line));
+    problem.addLocation(*problem.locationAtIndex(1));
+    EXPECT_EQ(problem.locationAtIndex(4)->lineNumber(), 2u);
+    problem.appendText(problem.text(0));
+    EXPECT_STREQ(problem.text(0), "A");
+}
+
 TEST(TException, CopiesCarryTextsLocationsAndGroup) {
     TException original = Sample();
     original.setErrorCodeGroup("group").appendText("B").addLocation(TExceptionLocation("file", "", 1));
+    original.setSeverity(TException::unrecoverable);
     TException const copy(original);
     original.setText("changed");
+    EXPECT_FALSE(copy.isRecoverable());
+    EXPECT_EQ(TextsOldestFirst(TException(original)), (std::vector<std::string>{"changed"}));
     EXPECT_EQ(TextsOldestFirst(copy), (std::vector<std::string>{"A", "B"}));
     EXPECT_STREQ(copy.errorCodeGroup(), "group");
     EXPECT_EQ(copy.locationCount(), 1u);

@@ -45,6 +45,21 @@ TEST(OStringStream, AFrozenBlockBelongsToTheCaller) {
     std::free(block);
 }
 
+TEST(OStringStream, AFrozenBlockWithRoomTakesNothing) {
+    oStringStream out(100);
+    out << "abc" << std::ends;
+    char *const block = out.str();
+    out << "x";
+    EXPECT_TRUE(out.bad());
+    EXPECT_STREQ(block, "abc");
+    EXPECT_EQ(out.pcount(), 4);
+    out.clear();
+    out.freeze(0);
+    out << "x";
+    EXPECT_EQ(std::string(out.str(), 5), std::string("abc\0x", 5));
+    out.freeze(0);
+}
+
 TEST(OStringStream, AnEmptyStreamHasABlock) {
     oStringStream out;
     EXPECT_NE(out.str(), nullptr);

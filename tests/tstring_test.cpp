@@ -273,6 +273,8 @@ TEST(TString, IndexTakesAnyIntegerType) {
     EXPECT_EQ(text[2UL], 'b');
     EXPECT_EQ(text[2ULL], 'b');
     EXPECT_EQ(text[static_cast<unsigned char>(2)], 'b');
+    enum TPosition { second = 2 };
+    EXPECT_EQ(text[second], 'b');
 }
 
 TEST(TString, IndexBeyondTheEndGrowsToExactlyThatManyBytes) {
@@ -411,6 +413,13 @@ TEST(TString, BuildingUpPieceByPieceGivesTheWholeText) {
     EXPECT_EQ(Bytes(text), expected);
 }
 
+TEST(TString, AppendingAStringToNullKeepsItsFlags) {
+    TString text;
+    text += TString(u"ab");
+    EXPECT_TRUE(text.IsUnicode());
+    EXPECT_EQ(text.length(), 4u);
+}
+
 // Bytewise operators
 
 TEST(TString, BytewiseOperatorsCombineEachByte) {
@@ -423,8 +432,10 @@ TEST(TString, BytewiseOperatorsCombineEachByte) {
     text = copy;
     text |= other;
     EXPECT_EQ(Bytes(text), "\xFF\xFC\x5F");
+    EXPECT_EQ(Bytes(copy), "\x0F\xF0\x55");
     text = copy;
     text &= other;
+    EXPECT_EQ(Bytes(copy), "\x0F\xF0\x55");
     EXPECT_EQ(Bytes(text), "\x0F\x30\x05");
     EXPECT_EQ(Bytes(other), "\xFF\x3C\x0F");
 }
@@ -621,6 +632,31 @@ TEST(TString, CaseFoldingStopsAtTheFirstZeroByte) {
     EXPECT_TRUE(none.upperCase().IsNull());
 }
 
+TEST(TString, ChangingASharedStringKeepsTheFlagsOfBoth) {
+    void (*const changes[])(TString &) = {
+        [](TString &text) { text.remove(2, 1); }, [](TString &text) { text.remove(2); },
+        [](TString &text) { text.lowerCase(); }, [](TString &text) { text.upperCase(); },
+        [](TString &text) { text |= TString("abc"); }};
+    for (auto const change : changes) {
+        TString text("aBc");
+        text.SetUnicode(1);
+        text.SetWipeOnDelete(1);
+        TString const copy(text);
+        change(text);
+        EXPECT_NE(Data(text), Data(copy));
+        EXPECT_TRUE(text.IsUnicode());
+        EXPECT_TRUE(text.IsWipeOnDelete());
+        EXPECT_TRUE(copy.IsUnicode());
+        EXPECT_EQ(Bytes(copy), "aBc");
+    }
+}
+
+TEST(TString, CaseIsThatOfTheCurrentLocale) {
+    // In the "C" locale letters above 127 have no case.
+    EXPECT_EQ(Bytes(TString("\xC9").lowerCase()), "\xC9");
+    EXPECT_FALSE(TStringIcmp("\xC9").isEqual("\xE9"));
+}
+
 // Searching
 
 TEST(TString, IndexOfByte) {
@@ -748,6 +784,33 @@ TEST(TString, OperatorsCompareContentsWithTextOnEitherSide) {
     EXPECT_TRUE(text != TString("abcd"));
 }
 
+TEST(TString, EveryFormOfTextIsComparedByContents) {
+    TString const text("abc");
+    char buffer[] = "abc";
+    char *const plain = buffer;
+    unsigned char const *const bytes = reinterpret_cast<unsigned char const *>(buffer);
+    EXPECT_TRUE(text == plain);
+    EXPECT_TRUE(plain == text);
+    EXPECT_TRUE(text == buffer);
+    EXPECT_TRUE(text == bytes);
+    EXPECT_FALSE(text != plain);
+    EXPECT_FALSE(text < plain);
+    EXPECT_TRUE(TString(u"abc") == u"abc");
+    EXPECT_TRUE(text != nullptr);
+    EXPECT_TRUE(TString() == nullptr);
+    EXPECT_TRUE(TStringIcmp("ABC") == plain);
+    EXPECT_TRUE(plain == TStringIcmp("ABC"));
+    EXPECT_FALSE(TStringIcmp("ABC") != "abc");
+}
+
+TEST(TString, AllSixRelationsCompareContents) {
+    TString const a("abc"), b("abd");
+    EXPECT_TRUE(a <= b && a <= a && b > a && b >= a && b >= b);
+    EXPECT_FALSE(b <= a || a > b || a > a || a >= b);
+    EXPECT_TRUE(a <= "abd" && a > "abb" && a >= "abc" && "abd" > a && "abb" <= a && "abd" >= a);
+    EXPECT_TRUE(TString("") > nullptr);
+}
+
 TEST(TString, OrderIsByUnsignedBytesThenLength) {
     EXPECT_TRUE(fsNull.isLessThan(TString("")));
     EXPECT_FALSE(TString("").isLessThan(fsNull));
@@ -854,6 +917,17 @@ TEST(TStringIcmp, ComparesPointersBeforeText) {
     EXPECT_EQ(Data(TStringIcmp(shared)), Data(shared));
 }
 
+TEST(TStringIcmp, CopiesShareTheBuffer) {
+    TStringIcmp const original("abc");
+    TStringIcmp copy(original);
+    EXPECT_EQ(Data(copy), Data(original));
+    copy = TStringIcmp("other");
+    copy = original;
+    EXPECT_EQ(Data(copy), Data(original));
+    EXPECT_FALSE(copy.isEqual(static_cast<char const *>(nullptr)));
+    EXPECT_TRUE(TStringIcmp().isEqual(static_cast<char const *>(nullptr)));
+}
+
 TEST(TStringIcmp, ComparisonStopsAtTheFirstZeroByte) {
     EXPECT_TRUE(TStringIcmp(Text(std::string("a\0b", 3))).isEqual("A"));
 }
@@ -876,6 +950,11 @@ TEST(TStringAndWipe, DefaultConstructedCannotHoldTheFlag) {
     EXPECT_FALSE(secret.IsWipeOnDelete());
     secret = TStringAndWipe("flagged");
     EXPECT_TRUE(secret.IsWipeOnDelete());
+    secret = "also flagged";
+    EXPECT_TRUE(secret.IsWipeOnDelete());
+    EXPECT_EQ(Bytes(secret), "also flagged");
+    secret = nullptr;
+    EXPECT_TRUE(secret.IsNull());
 }
 
 TEST(TStringAndWipe, WipeZeroesTheSharedBufferAndKeepsTheLength) {

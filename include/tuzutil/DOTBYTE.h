@@ -20,13 +20,16 @@
 // Ownership:  source and sink are borrowed and outlive the stream.
 // Threads:    one reader or writer at a time; Cancel() from any thread.
 // Failures:   TDotByteError "Cancel" from the next read after Cancel(); TDotByteLinesException "Lines" from the write
-// or
-//             flush that passes the last allowed line on, after the end line was sent. Both reach the caller of the
-//             stream with their own type. A failing source or sink shows in its own state.
+//             or flush that passes the last allowed line on, after the end line was sent. Both reach the caller of
+//             this stream with their own type; where another stream does the reading or writing (out << in.rdbuf(), a
+//             stream that is tied to this one) it is that stream which goes bad. A failing source or sink shows in
+//             its own state; one that is no longer good gets the fail bit instead of bytes.
 // Surprises:  reading ends a line at CR LF only, writing at any LF, so that no other end-of-data is ever taken or made
 //             by mistake: "a\n.b" comes back as "a\n..b". The caller ends the last line before WriteTermination(), and
 //             gives a sink that changes no line ends (std::ios::binary). The destructor neither flushes nor ends the
-//             body. An empty line for the lines limit is one below 3 bytes: "x\n" also counts.
+//             body. An empty line for the lines limit is one below 3 bytes: "x\n" also counts. A source that ended
+//             at the start of a line, and goes on after a clear(), goes on inside that line. With std::unitbuf set
+//             while bytes wait, "Lines" comes with the next write.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"

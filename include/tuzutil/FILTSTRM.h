@@ -73,7 +73,8 @@ private:
     virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; count is at least 1
     virtual bool IsReadable() const noexcept = 0;
     virtual void BeforeRead() {} // called first by underflow(), also while unread bytes remain; may throw
-    // The next bytes of the source, none at its end. Where it throws, what it has gathered must be kept for the next
+    // The next bytes of the source, none at its end: null pointers if the area was written to all the same. Where it
+    // throws, what it has gathered must be kept for the next
     // call.
     virtual TPiece ReadPiece() = 0;
 

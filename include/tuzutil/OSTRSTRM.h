@@ -35,6 +35,7 @@ protected:
 
 private:
     int fStep;
+    int fSize = 0; // of the block
     bool fFrozen = false;
 };
 

@@ -48,6 +48,9 @@ struct TStringBuffer {
 };
 
 class TUZUTIL_API TString {
+    template <typename I>
+    using IfPosition = std::enable_if_t<std::is_integral_v<I> || (std::is_enum_v<I> && std::is_convertible_v<I, int>)>;
+
 public:
     static constexpr unsigned int fsToEnd = ~0u; // as count: all of them; as start of lastIndexOf: from the end
 
@@ -57,13 +60,22 @@ public:
     TString(unsigned char const *text);
     TString(unsigned short const *text); // 16-bit text up to the first zero character; sets the Unicode flag
     TString(char16_t const *text);
+#if defined(__cpp_char8_t)
+    TString(char8_t const *text) : TString(reinterpret_cast<char const *>(text)) {}
+#endif
     // Exactly `count` bytes: copied from `bytes` (zero bytes included), or `count` times `fill` when `bytes` is null.
     TString(void const *bytes, unsigned int count, char fill);
     TString(long number); // decimal text, independent of the locale
     TString(unsigned long number);
-    TString(TString const &other) noexcept : fBuffer(other.fBuffer) { Share(); }
-    TString(TString &&other) noexcept : fBuffer(other.fBuffer) { other.fBuffer = nullptr; } // leaves `other` null
-    ~TString() { Release(); }
+    TString(TString const &other) noexcept : fBuffer(other.fBuffer) {
+        Share();
+    }
+    TString(TString &&other) noexcept : fBuffer(other.fBuffer) {
+        other.fBuffer = nullptr;
+    } // leaves `other` null
+    ~TString() {
+        Release();
+    }
     TString &operator=(TString const &other) noexcept;
     TString &operator=(TString &&other) noexcept;
 
@@ -73,27 +85,53 @@ public:
     static unsigned int lengthOf(unsigned short const *text);
     static unsigned int lengthOf(char16_t const *text);
 
-    unsigned int length() const noexcept { return fBuffer ? fBuffer->length : 0; } // bytes; 0 for a null string
-    unsigned int size() const noexcept { return length(); }
+    unsigned int length() const noexcept {
+        return fBuffer ? fBuffer->length : 0;
+    } // bytes; 0 for a null string
+    unsigned int size() const noexcept {
+        return length();
+    }
 
     // The data, null for a null string. Writing through these changes every string that shares the buffer.
-    operator char *() const noexcept { return fBuffer ? fBuffer->Data() : nullptr; }
-    operator unsigned char *() const noexcept { return reinterpret_cast<unsigned char *>(static_cast<char *>(*this)); }
+    operator char *() const noexcept {
+        return fBuffer ? fBuffer->Data() : nullptr;
+    }
+    operator unsigned char *() const noexcept {
+        return reinterpret_cast<unsigned char *>(static_cast<char *>(*this));
+    }
     operator unsigned short *() const noexcept {
         return reinterpret_cast<unsigned short *>(static_cast<char *>(*this));
     }
-    operator void const *() const noexcept { return static_cast<char *>(*this); }
-    explicit operator bool() const noexcept { return fBuffer != nullptr; }
+    operator void const *() const noexcept {
+        return static_cast<char *>(*this);
+    }
+    explicit operator bool() const noexcept {
+        return fBuffer != nullptr;
+    }
 
-    bool operator!() const noexcept { return IsNull(); }
-    bool IsNull() const noexcept { return fBuffer == nullptr; }
-    bool IsNilString() const noexcept { return fBuffer && fBuffer->length == 0; }
+    bool operator!() const noexcept {
+        return IsNull();
+    }
+    bool IsNull() const noexcept {
+        return fBuffer == nullptr;
+    }
+    bool IsNilString() const noexcept {
+        return fBuffer && fBuffer->length == 0;
+    }
 
     // Flags live in the buffer: setting one changes all strings that share it, and does nothing on a null string.
-    bool IsUnicode() const noexcept { return HasFlag(TStringBuffer::unicode); }
-    void SetUnicode(int on) noexcept { SetFlag(TStringBuffer::unicode, on); }
-    bool IsWipeOnDelete() const noexcept { return HasFlag(TStringBuffer::wipeOnDelete); }
-    void SetWipeOnDelete(int on) noexcept { SetFlag(TStringBuffer::wipeOnDelete, on); }
+    bool IsUnicode() const noexcept {
+        return HasFlag(TStringBuffer::unicode);
+    }
+    void SetUnicode(int on) noexcept {
+        SetFlag(TStringBuffer::unicode, on);
+    }
+    bool IsWipeOnDelete() const noexcept {
+        return HasFlag(TStringBuffer::wipeOnDelete);
+    }
+    void SetWipeOnDelete(int on) noexcept {
+        SetFlag(TStringBuffer::wipeOnDelete, on);
+    }
 
     std::ostream &Print(std::ostream &out) const; // the raw bytes, unformatted; "<NULL>" for a null string
 
@@ -102,18 +140,18 @@ public:
     // The same for writing, without copying a shared buffer. A position beyond the end grows the string to exactly
     // that many bytes, the new ones zero; only position 0 throws.
     char &operator[](unsigned int position);
-    // Any other integer type; a negative position throws.
-    template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
+    // Any other integer or enumeration; a negative position throws.
+    template <typename I, typename = IfPosition<I>>
     char operator[](I position) const {
         return (*this)[CheckedPosition(position)];
     }
-    template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
+    template <typename I, typename = IfPosition<I>>
     char &operator[](I position) {
         return (*this)[CheckedPosition(position)];
     }
 
     // Concatenation. A null char const * counts as empty text. The result of `+ char const *` has no flags; that of
-    // `+ TString` has this string's, or the other's where this one is null.
+    // `+ TString`, and that of `+= TString` on a null string, has this string's, or the other's where this one is null.
     TString operator+(TString const &other) const;
     TString operator+(char const *text) const;
     TString &operator+=(char const *text);
@@ -154,7 +192,9 @@ public:
     unsigned int lastIndexOf(char c, unsigned int start = fsToEnd) const;
 
     bool isEqual(TString const &other) const noexcept; // asymmetric for null and nil, see above
-    bool IsEqual(TString const &other) const noexcept { return isEqual(other); }
+    bool IsEqual(TString const &other) const noexcept {
+        return isEqual(other);
+    }
     bool isLessThan(TString const &other) const noexcept; // unsigned bytes; null before all, prefix before longer
     // True when minimum <= length() and this is how `full` begins.
     bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
@@ -171,22 +211,26 @@ public:
 private:
     friend struct TStringAccess;
 
-    explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) { Share(); } // adopts a buffer of count 0
+    explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) {
+        Share();
+    } // adopts a buffer of count 0
 
     static TStringBuffer *AllocateBuffer(std::uint64_t length, std::uint32_t count, std::uint32_t flags);
     static unsigned int CheckedLength(std::uint64_t length);
     static unsigned int BadIndex();
     template <typename I>
     static unsigned int CheckedPosition(I position) {
-        if constexpr (std::is_signed_v<I>) {
-            if (position < 0)
+        if constexpr (std::is_enum_v<I> || std::is_signed_v<I>) {
+            if (static_cast<std::int64_t>(position) < 0)
                 return BadIndex();
         }
         auto const value = static_cast<std::uint64_t>(position);
         return value > 0xFFFFFFFFu ? BadIndex() : static_cast<unsigned int>(value);
     }
 
-    bool HasFlag(std::uint32_t flag) const noexcept { return fBuffer && (fBuffer->flags & flag); }
+    bool HasFlag(std::uint32_t flag) const noexcept {
+        return fBuffer && (fBuffer->flags & flag);
+    }
     void SetFlag(std::uint32_t flag, int on) noexcept;
     void Share() noexcept {
         if (fBuffer)
@@ -212,34 +256,60 @@ private:
     TStringBuffer *fBuffer; // null for a null string
 };
 
+// What a string is compared with besides strings: text as it stands in a program, narrow or 16-bit. Each form is named,
+// or the conversions above would compare addresses.
+namespace tuzutil {
+
+template <typename T>
+inline constexpr bool isText =
+    std::is_same_v<T, char const *> || std::is_same_v<T, char *> || std::is_same_v<T, unsigned char const *> ||
+    std::is_same_v<T, unsigned char *> || std::is_same_v<T, unsigned short const *> ||
+    std::is_same_v<T, unsigned short *> || std::is_same_v<T, char16_t const *> || std::is_same_v<T, char16_t *> ||
+    std::is_same_v<T, std::nullptr_t>;
+
+template <typename T>
+using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
+
+} // namespace tuzutil
+
 // a == b is a.isEqual(b): the left operand is asked.
 inline bool operator==(TString const &a, TString const &b) noexcept {
     return a.isEqual(b);
 }
-inline bool operator==(TString const &a, char const *b) {
-    return a.isEqual(TString(b));
-}
-inline bool operator==(char const *a, TString const &b) {
-    return TString(a).isEqual(b);
-}
 inline bool operator!=(TString const &a, TString const &b) noexcept {
     return !a.isEqual(b);
-}
-inline bool operator!=(TString const &a, char const *b) {
-    return !a.isEqual(TString(b));
-}
-inline bool operator!=(char const *a, TString const &b) {
-    return !TString(a).isEqual(b);
 }
 inline bool operator<(TString const &a, TString const &b) noexcept {
     return a.isLessThan(b);
 }
-inline bool operator<(TString const &a, char const *b) {
-    return a.isLessThan(TString(b));
+inline bool operator>(TString const &a, TString const &b) noexcept {
+    return b.isLessThan(a);
 }
-inline bool operator<(char const *a, TString const &b) {
-    return TString(a).isLessThan(b);
+inline bool operator<=(TString const &a, TString const &b) noexcept {
+    return !b.isLessThan(a);
 }
+inline bool operator>=(TString const &a, TString const &b) noexcept {
+    return !a.isLessThan(b);
+}
+
+#define TUZUTIL_COMPARE_WITH_TEXT(Class, op)                                                                           \
+    template <typename T>                                                                                              \
+    tuzutil::IfText<T> operator op(Class const &a, T const &b) {                                                       \
+        return a op Class(b);                                                                                          \
+    }                                                                                                                  \
+    template <typename T>                                                                                              \
+    tuzutil::IfText<T> operator op(T const &a, Class const &b) {                                                       \
+        return Class(a) op b;                                                                                          \
+    }
+TUZUTIL_COMPARE_WITH_TEXT(TString, ==)
+TUZUTIL_COMPARE_WITH_TEXT(TString, !=)
+TUZUTIL_COMPARE_WITH_TEXT(TString, <)
+TUZUTIL_COMPARE_WITH_TEXT(TString, >)
+TUZUTIL_COMPARE_WITH_TEXT(TString, <=)
+TUZUTIL_COMPARE_WITH_TEXT(TString, >=)
+
+// A string cannot be extracted into: an extraction into its characters would not know where they end.
+std::istream &operator>>(std::istream &in, TString const &text) = delete;
 
 TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
 
@@ -252,6 +322,8 @@ class TUZUTIL_API TStringIcmp : public TString {
 public:
     TStringIcmp() noexcept = default;
     TStringIcmp(char const *text) : TString(text) {}
+    template <typename T, typename = tuzutil::IfText<T>>
+    TStringIcmp(T const &text) : TString(text) {}
     TStringIcmp(TString const &text) noexcept : TString(text) {}
     TStringIcmp(TStringIcmp const &other) noexcept = default;
     TStringIcmp &operator=(TStringIcmp const &other) noexcept = default;
@@ -272,12 +344,6 @@ inline bool operator==(TStringIcmp const &a, TString const &b) noexcept {
 inline bool operator==(TString const &a, TStringIcmp const &b) noexcept {
     return b.isEqual(a);
 }
-inline bool operator==(TStringIcmp const &a, char const *b) {
-    return a.isEqual(b);
-}
-inline bool operator==(char const *a, TStringIcmp const &b) {
-    return b.isEqual(a);
-}
 inline bool operator!=(TStringIcmp const &a, TStringIcmp const &b) noexcept {
     return !(a == b);
 }
@@ -287,12 +353,9 @@ inline bool operator!=(TStringIcmp const &a, TString const &b) noexcept {
 inline bool operator!=(TString const &a, TStringIcmp const &b) noexcept {
     return !(a == b);
 }
-inline bool operator!=(TStringIcmp const &a, char const *b) {
-    return !(a == b);
-}
-inline bool operator!=(char const *a, TStringIcmp const &b) {
-    return !(a == b);
-}
+TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, ==)
+TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, !=)
+#undef TUZUTIL_COMPARE_WITH_TEXT
 
 // TStringAndWipe: a TString for secrets, whose buffer is zeroed when its last holder lets go of it.
 //
@@ -316,6 +379,8 @@ public:
         TString::operator=(other);
         return *this;
     }
+    TStringAndWipe &operator=(char const *text) { return *this = TStringAndWipe(text); } // flagged, as constructed
+    TStringAndWipe &operator=(std::nullptr_t) noexcept { return *this = TString(); }
     ~TStringAndWipe() = default;
 
     void Wipe() noexcept; // zeroes the data of the current buffer, shared or not; the length stays

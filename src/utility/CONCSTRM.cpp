@@ -73,7 +73,7 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
     while (fSources[fCurrent]->eof()) {
         fGathered = 0; // a line without its end does not count
         if (++fCurrent == fSources.size())
-            return {back, piece, piece};
+            return {nullptr, nullptr, nullptr}; // a line that does not count may stand where the last piece stood
         stop = sourcerd::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
     bool const lineEnds = sourcerd::TakeLineFeed(*fSources[fCurrent], stop);

@@ -163,7 +163,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {
         if (count == 2 && begin[1] == '\r' && lineFeed) {
             fReadState = State::terminated;
-            return {begin, begin, begin};
+            return {nullptr, nullptr, nullptr}; // the end line stands where the last piece stood
         }
         ++begin;
     }

@@ -14,7 +14,7 @@ TString TextOrNull(char const *text) noexcept {
 
 // The rule for a list of five: a sixth entry moves the first three only, and replaces the last.
 template <typename Entry>
-void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry const &entry) {
+void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be one of the list
     if (count < 5) {
         list[count++] = entry;
         return;

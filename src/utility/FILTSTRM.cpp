@@ -20,7 +20,9 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         setg(nullptr, nullptr, nullptr);
         TPiece const piece = ReadPiece();
         if (piece.begin == piece.end) {
-            setg(back, end, end);
+            // What was read before can be put back as long as nothing took its place.
+            if (piece.begin)
+                setg(back, end, end);
             return traits_type::eof();
         }
         setg(piece.back, piece.begin, piece.end);

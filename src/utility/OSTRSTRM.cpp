@@ -17,12 +17,16 @@ char *oStringStreamBuf::str() {
     // A block even where nothing was written, as the caller may release it.
     if (!pbase())
         overflow(traits_type::eof());
-    fFrozen = true;
+    freeze(1);
     return pbase();
 }
 
+// A frozen block has no room: every write comes to overflow(), which refuses it.
 void oStringStreamBuf::freeze(int frozen) {
     fFrozen = frozen != 0;
+    int const used = pcount();
+    setp(pbase(), pbase() + (fFrozen ? used : fSize));
+    pbump(used);
 }
 
 int oStringStreamBuf::pcount() const noexcept {
@@ -40,6 +44,7 @@ std::streambuf::int_type oStringStreamBuf::overflow(int_type c) {
         auto *const block = static_cast<char *>(std::realloc(pbase(), size));
         if (!block)
             return traits_type::eof();
+        fSize = static_cast<int>(size);
         setp(block, block + size);
         pbump(static_cast<int>(used));
     }

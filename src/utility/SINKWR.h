@@ -21,8 +21,16 @@ private:
     std::ostream &fSink;
 };
 
+// A sink that is at the end of what it reads, and so writes nothing, gets the fail bit: what is not sent shows.
 template <typename F>
 void Through(std::ostream &sink, F write) {
+    if (!sink.good()) {
+        try {
+            sink.setstate(std::ios_base::failbit);
+        } catch (std::ios_base::failure const &) {
+        }
+        return;
+    }
     if (!(sink.flags() & std::ios_base::unitbuf)) {
         write(sink);
         return;

@@ -325,7 +325,16 @@ TString &TString::Append(char const *bytes, unsigned int count) {
         return *this;
     }
     std::uint64_t const roomy = std::min(std::uint64_t{old} * 2 + count, fsLengthLimit - 1);
-    TStringBuffer *const fresh = AllocateBuffer(fBuffer->count == 1 ? roomy : total, 1, fBuffer->flags);
+    TStringBuffer *fresh = nullptr;
+    if (fBuffer->count == 1 && roomy > total) {
+        try {
+            fresh = AllocateBuffer(roomy, 1, fBuffer->flags);
+        } catch (TOutOfMemory const &) {
+            // The room is a wish, the text a need.
+        }
+    }
+    if (!fresh)
+        fresh = AllocateBuffer(total, 1, fBuffer->flags);
     CopyBytes(fresh->Data(), fBuffer->Data(), old);
     CopyBytes(fresh->Data() + old, bytes, count); // before the old buffer goes
     fresh->length = total;
