@@ -160,6 +160,7 @@ public:
     TagVar operator--(int);
 
 private:
+    friend struct TagVarAccess;
     struct TOperators;
 
     std::uint32_t Word() const noexcept { return static_cast<std::uint32_t>(fCell); }

@@ -23,6 +23,7 @@
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/TSTRING.h"
+#include "tuzutil/TXTMSG.h"
 #include "tuzutil/UTF7.h"
 #include "tuzutil/VERSION.h"
 

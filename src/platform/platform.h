@@ -55,6 +55,20 @@ WaitResult WaitEvent(void *event, std::uint32_t milliseconds) noexcept; // block
 bool ClearEvent(void *event) noexcept;
 bool PostEvent(void *event) noexcept; // wakes all that wait
 
+// Where the runtimes' printf families differ.
+struct TPrintfHabits {
+    bool keepsUnknown; // an unknown conversion prints with all its parts, and not just with its character
+    bool cutsNullText; // "(null)" is cut by a precision, and not left out where it would be
+    bool knowsUpperF;  // the conversion F exists
+};
+extern TPrintfHabits const printfHabits;
+
+// Writes a real as the runtime's printf does, in the current locale, by a format of one conversion that takes a width,
+// a precision and the value. Returns the bytes, without a terminating zero; 0 where the runtime refuses.
+// REQUIRES: size exceeds what the width, the precision and 330 digits need.
+std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
+                       double value) noexcept;
+
 } // namespace platform
 
 #endif

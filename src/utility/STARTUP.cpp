@@ -4,6 +4,7 @@
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TXTMSG.h"
 #include "tuzutil/VERSION.h"
 
 #include <ios>
@@ -38,3 +39,8 @@ constinit TVersion *TVersion::fsOnly = nullptr;
 // memory that nobody destroys.
 alignas(TMutexSemaphore) static unsigned char fsWeakReferenceMemory[sizeof(TMutexSemaphore)];
 TMutexSemaphore &TWeakReferenceLock::fsSem = *new (fsWeakReferenceMemory) TMutexSemaphore;
+
+// 5. Messages: the mark that ends their argument lists, which needs nothing; and where they look for translated texts,
+// null until an archive is built.
+TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
+constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;

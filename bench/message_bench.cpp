@@ -1,0 +1,80 @@
+// Formatting a message with numbered arguments, beside snprintf. A message formats once, so that each round formats a
+// copy; what the copy alone costs stands beside it.
+
+#include "tuzutil/TXTMSG.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+char const fsExpected[] = "message inbox has 1234 items, 0000BEEF";
+
+void Message(benchmark::State &state) {
+    TTextMessage const message("message %2$s has %1$d items, %3$08X", 1234, "inbox", 0xBEEFu);
+    for (auto step : state) {
+        TTextMessage const copy(message);
+        benchmark::DoNotOptimize(static_cast<char const *>(copy.QueryMessage()));
+    }
+    if (message.QueryMessage() != fsExpected)
+        std::abort();
+}
+
+void CopyAlone(benchmark::State &state) {
+    TTextMessage const message("message %2$s has %1$d items, %3$08X", 1234, "inbox", 0xBEEFu);
+    for (auto step : state) {
+        TTextMessage const copy(message);
+        benchmark::DoNotOptimize(copy.QueryNumberArgs());
+    }
+}
+
+void Literal(benchmark::State &state) {
+    TTextMessage const message("message inbox has 1234 items, 0000BEEF");
+    for (auto step : state) {
+        TTextMessage const copy(message);
+        benchmark::DoNotOptimize(static_cast<char const *>(copy.QueryMessage()));
+    }
+}
+
+void MadeAndFormatted(benchmark::State &state) {
+    TString const name("inbox");
+    for (auto step : state) {
+        TTextMessage const message("message %2$s has %1$d items, %3$08X", 1234, name, 0xBEEFu);
+        benchmark::DoNotOptimize(static_cast<char const *>(message.QueryMessage()));
+    }
+}
+
+template <typename Format>
+void Snprintf(benchmark::State &state, Format format) {
+    char buffer[200];
+    for (auto step : state) {
+        format(buffer, sizeof buffer);
+        benchmark::DoNotOptimize(buffer);
+    }
+    if (std::strcmp(buffer, fsExpected) != 0)
+        std::abort();
+}
+
+void SnprintfNumbered(benchmark::State &state) {
+    Snprintf(state, [](char *buffer, std::size_t size) {
+        std::snprintf(buffer, size, "message %2$s has %1$d items, %3$08X", 1234, "inbox", 0xBEEFu);
+    });
+}
+
+void SnprintfInOrder(benchmark::State &state) {
+    Snprintf(state, [](char *buffer, std::size_t size) {
+        std::snprintf(buffer, size, "message %s has %d items, %08X", "inbox", 1234, 0xBEEFu);
+    });
+}
+
+} // namespace
+
+BENCHMARK(Message);
+BENCHMARK(CopyAlone);
+BENCHMARK(Literal);
+BENCHMARK(MadeAndFormatted);
+BENCHMARK(SnprintfNumbered);
+BENCHMARK(SnprintfInOrder);

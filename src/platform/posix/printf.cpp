@@ -1,0 +1,11 @@
+#include "platform/platform.h"
+
+#include <cstdio>
+
+platform::TPrintfHabits const platform::printfHabits = {true, false, true};
+
+std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
+                                 double value) noexcept {
+    int const count = std::snprintf(buffer, size, format, width, precision, value);
+    return count > 0 && static_cast<std::size_t>(count) < size ? static_cast<std::size_t>(count) : 0;
+}

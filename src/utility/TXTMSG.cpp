@@ -1,0 +1,202 @@
+#include "tuzutil/TXTMSG.h"
+
+#include "tuzutil/BINSTRM.h"
+#include "tuzutil/PURETRAP.h"
+#include "utility/MSGFORM.h"
+#include "utility/RAISE.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+char const fsFile[] = "src/utility/TXTMSG";
+
+constexpr std::uint32_t fsFirstSlots = 16; // for arguments that a stream announces; more as they arrive
+
+std::int32_t Clamp(long value) noexcept {
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
+}
+
+// Reads a value, and stores it only where the stream had it.
+template <typename Wire, typename Value>
+bool ReadInto(TiBinaryStream &in, Value &value) {
+    Wire wire{};
+    if ((in >> wire).fail())
+        return false;
+    value = static_cast<Value>(wire);
+    return true;
+}
+
+std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t count) {
+    std::unique_ptr<TagVar[]> copy(count ? new TagVar[count] : nullptr);
+    std::copy_n(arguments, count, copy.get());
+    return copy;
+}
+
+bool IsTracing() noexcept {
+    return TTrace::IsGlobalTracing(TTrace::warning, TUtilityTraceCategory::Message.QueryComponent());
+}
+
+// An entry of level "warning" in the category Message: fetches its text.
+void Trace(TTextMessage entry, std::uint32_t line = __builtin_LINE()) {
+    entry.SetDebugging(fsFile, line);
+    entry.QueryMessage();
+}
+
+} // namespace
+
+// Construction
+
+TTextMessage::TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept
+    : fStore(store), fSet(Clamp(set)), fNumber(Clamp(number)), fDefaultText(text) {}
+
+TTextMessage::TTextMessage(TTextMessage const &other) {
+    *this = other;
+}
+
+TTextMessage &TTextMessage::operator=(TTextMessage const &other) {
+    if (this == &other)
+        return *this;
+    auto fresh = CopyArguments(other.fArguments.get(), other.fCount);
+    if (fArguments)
+        fFormerArguments.push_back(std::move(fArguments));
+    fArguments = std::move(fresh);
+    fCount = fCapacity = other.fCount;
+    fStore = other.fStore;
+    fSet = other.fSet;
+    fNumber = other.fNumber;
+    fDefaultText = other.fDefaultText;
+    fFormatted = TString();
+    fFile = other.fFile;
+    fLine = other.fLine;
+    return *this;
+}
+
+// Arguments
+
+std::size_t TTextMessage::CountList(TagVar const *const *pointers, std::size_t limit) noexcept {
+    std::size_t count = 0;
+    while (count != limit && pointers[count] && !pointers[count]->IsNil() && !pointers[count]->IsEndOfArgs())
+        ++count;
+    return count;
+}
+
+void TTextMessage::SetArgs(TagVar const *const *array) {
+    TakeArguments(array, array ? CountList(array, SIZE_MAX) : 0);
+}
+
+// Copies before it frees: the new arguments may be the old ones.
+void TTextMessage::TakeArguments(TagVar const *const *pointers, std::size_t count) {
+    std::unique_ptr<TagVar[]> fresh(count ? new TagVar[count] : nullptr);
+    for (std::size_t i = 0; i < count; ++i)
+        fresh[i] = *pointers[i];
+    fArguments = std::move(fresh);
+    fCount = fCapacity = static_cast<std::uint32_t>(count);
+}
+
+void TTextMessage::Reserve(std::uint32_t capacity) {
+    std::unique_ptr<TagVar[]> fresh(new TagVar[capacity]);
+    std::move(fArguments.get(), fArguments.get() + fCount, fresh.get());
+    fArguments = std::move(fresh);
+    fCapacity = capacity;
+}
+
+std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
+    if (index < fCount)
+        return index;
+    if (fFile.length() != 0 && IsTracing())
+        Trace(TTextMessage("Reqested argument %u in message from %s[%u]", index, fFile, fLine));
+    Raise<TInvalidParameter>({TUtilityTraceCategory::Message, fsFile, "Out of Range"});
+}
+
+// The text
+
+TString const &TTextMessage::QueryMessage() const {
+    if (fFormatted.length() != 0)
+        return fFormatted;
+    TString text;
+    if (fStore.length() != 0 && TTextMessageArchive::fsArchive)
+        text = TTextMessageArchive::fsArchive->GetMsg(fStore, fSet, fNumber, 0);
+    if (text.length() == 0)
+        text = fDefaultText;
+    fFormatted = PrintMessage(text, {fArguments.get(), fCount, TMessageFaults(*this)});
+    return fFormatted;
+}
+
+unsigned long TTextMessage::ValidateArgs(TString const &format, TString &out, CharP &block) const {
+    return RewriteNarrow(format, {fArguments.get(), fCount, TMessageFaults(*this)}, out, block);
+}
+
+unsigned long TTextMessage::ValidateArgsW(TString const &format, TString &out, CharP &block) const {
+    return RewriteWide(format, {fArguments.get(), fCount, TMessageFaults(*this)}, out, block);
+}
+
+void TTextMessage::SetDebugging(char const *file, unsigned long line) {
+    fFile = TString(file);
+    fLine = static_cast<std::uint32_t>(line);
+}
+
+void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
+    if (!IsTracing())
+        return;
+    TagVar const store(fMessage.fStore);
+    TagVar const set(fMessage.fSet);
+    TagVar const number(fMessage.fNumber);
+    TagVar const file(fMessage.fFile);
+    TagVar const line(fMessage.fLine);
+    switch (fault) {
+    case storesCount:
+        return Trace(TTextMessage("%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
+                                  file, line));
+    case badWidth:
+        return Trace(TTextMessage("Type mismatch in message(%s,%u,%u), expecting width for argument %d from %s[%u]",
+                                  store, set, number, argument, file, line));
+    case badPrecision:
+        return Trace(TTextMessage("Type mismatch in message(%s,%u,%u) expecting precision for argument %d from %s[%u]",
+                                  store, set, number, argument, file, line));
+    case badValue:
+        return Trace(TTextMessage("Type mismatch in message(%s,%u,%u) expecting %c for argument %d from %s[%u]", store,
+                                  set, number, static_cast<int>(conversion), argument, file, line));
+    }
+}
+
+// Binary form
+
+ToBinaryStream &TTextMessage::WriteToBinaryStream(ToBinaryStream &out) const {
+    out << fStore << fSet << fNumber << fDefaultText << fCount;
+    for (std::uint32_t i = 0; i < fCount && !out.fail(); ++i)
+        fArguments[i].WriteToBinaryStream(out);
+    return out << TString() << 0u; // where it was raised is nobody else's business
+}
+
+TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
+    fFormatted = TString();
+    fArguments.reset();
+    fCount = fCapacity = 0;
+
+    std::uint32_t announced = 0;
+    if ((in >> fStore).fail() || !ReadInto<std::int32_t>(in, fSet) || !ReadInto<std::int32_t>(in, fNumber) ||
+        (in >> fDefaultText).fail() || !ReadInto<std::uint32_t>(in, announced))
+        return in;
+
+    // Room for as many again as have arrived, whatever number is announced.
+    while (fCount != announced) {
+        TagVar value;
+        if (value.ReadFromBinaryStream(in).fail())
+            return in;
+        if (fCount == fCapacity)
+            Reserve(std::min(announced, std::max(fsFirstSlots, fCapacity * 2)));
+        fArguments[fCount++] = std::move(value);
+    }
+    if (!(in >> fFile).fail())
+        ReadInto<std::uint32_t>(in, fLine);
+    return in;
+}
+
+TTextMessageArchive::~TTextMessageArchive() = default;
+
+TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &, long, long, int) {
+    TPureCall::Trap();
+    return TString();
+}
