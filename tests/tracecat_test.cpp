@@ -1,60 +1,64 @@
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TRACESET.h"
 
 #include <gtest/gtest.h>
 
-TEST(TTrace, Example) {
-    static TTrace::Category const fsSession(8, "Session");
-    EXPECT_FALSE(TTrace::IsGlobalTracing(TTrace::warning, fsSession.QueryComponent()));
-    TTrace::Base::fsRuntimeLevel = 0x8;
-    TTrace::Base::fsRuntimeComponent = 0x8;
-    EXPECT_TRUE(TTrace::IsGlobalTracing(TTrace::warning, fsSession.QueryComponent()));
-    TTrace::Base::fsRuntimeLevel = 0;
-    TTrace::Base::fsRuntimeComponent = 0;
+#include <algorithm>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::vector<TTrace::Category const *> Registered() {
+    std::vector<TTrace::Category const *> categories;
+    std::unique_ptr<TTraceSetKnownCursor> const cursor(TTrace::ListClasses());
+    for (TTrace::Category const *category = cursor->Element(); category; category = cursor->Next())
+        categories.push_back(category);
+    EXPECT_EQ(cursor->Element(), nullptr);
+    EXPECT_EQ(cursor->Next(), nullptr);
+    return categories;
 }
 
-TEST(TTrace, BothWordsMustAgree) {
-    struct TRow {
-        std::uint32_t levels, components, level, component;
-        bool result;
-    };
-    TRow const rows[] = {{0, 0, 4, 1, false},      {4, 1, 4, 1, true},
-                         {4, 0, 4, 1, false},      {0, 1, 4, 1, false},
-                         {0xC, 9, 4, 8, true},     {0xC, 9, 4, 2, false},
-                         {0xC, 9, 0x10, 8, false}, {0xFFFFFFFF, 0xFFFFFFFF, 0x80000000, 0x80000000, true}};
-    for (TRow const &row : rows) {
-        TTrace::Base::fsRuntimeLevel = row.levels;
-        TTrace::Base::fsRuntimeComponent = row.components;
-        EXPECT_EQ(TTrace::Base::IsGlobalTracing(row.level, row.component), row.result);
-        EXPECT_EQ(TTrace::IsGlobalTracing(row.level, row.component), row.result);
-    }
-    TTrace::Base::fsRuntimeLevel = 0;
-    TTrace::Base::fsRuntimeComponent = 0;
-}
+} // namespace
 
 TEST(TTraceCategory, IsEqualByComponentAndName) {
-    TTrace::Category const a(1, "Name");
-    EXPECT_TRUE(a == TTrace::Category(1, TString("Name")));
-    EXPECT_TRUE(a.IsEqual(TTrace::Category(1, "Name")));
-    EXPECT_FALSE(a == TTrace::Category(2, "Name"));
-    EXPECT_FALSE(a == TTrace::Category(1, "name"));
+    static TTrace::Category const a(1, "Equal"), same(1, TString("Equal")), component(2, "Equal"), name(1, "equal");
+    EXPECT_TRUE(a == same);
+    EXPECT_TRUE(a.IsEqual(same));
+    EXPECT_FALSE(a == component);
+    EXPECT_FALSE(a == name);
 }
 
 TEST(TTraceCategory, IsOrderedByComponentThenName) {
-    EXPECT_TRUE(TTrace::Category(1, "b") < TTrace::Category(2, "a"));
-    EXPECT_FALSE(TTrace::Category(2, "a") < TTrace::Category(1, "b"));
-    EXPECT_TRUE(TTrace::Category(1, "a") < TTrace::Category(1, "b"));
-    EXPECT_FALSE(TTrace::Category(1, "a") < TTrace::Category(1, "a"));
-    EXPECT_TRUE(TTrace::Category(1, "a") < TTrace::Category(0x80000000ul, "a"));
+    static TTrace::Category const a1(1, "a"), b1(1, "b"), a2(2, "a"), a32(0x80000000ul, "a");
+    EXPECT_TRUE(b1 < a2);
+    EXPECT_FALSE(a2 < b1);
+    EXPECT_TRUE(a1 < b1);
+    EXPECT_FALSE(a1 < a1);
+    EXPECT_TRUE(a1 < a32);
 }
 
-TEST(TTraceCategory, CopiesAreEqual) {
+TEST(TTraceCategory, CopiesAreEqualAndDoNotRegister) {
+    auto const before = Registered().size();
     TTrace::Category copy(TUtilityTraceCategory::String);
     EXPECT_TRUE(copy == TUtilityTraceCategory::String);
     copy = TUtilityTraceCategory::Queue;
     EXPECT_TRUE(copy.QueryString() == "Queue");
+    EXPECT_EQ(Registered().size(), before);
 }
 
-TEST(TUtilityTraceCategory, HoldsTheTwelveCategoriesOfTheLibrary) {
+TEST(TTraceCategory, JoinsTheRegistryWhenConstructedAndStays) {
+    static TTrace::Category const category(8, "Joins");
+    EXPECT_EQ(Registered().back(), &category);
+    EXPECT_EQ(TTrace::FindCategory("joins"), &category);
+    auto const before = Registered().size();
+    TTrace::Register(category);
+    EXPECT_EQ(Registered().size(), before + 1);
+    EXPECT_EQ(TTrace::Base::fsKnownCategories.GetNumberElements(), before + 1);
+}
+
+TEST(TUtilityTraceCategory, RegistersTheTwelveCategoriesInOrder) {
     struct TRow {
         TTrace::Category const &category;
         char const *name;
@@ -66,8 +70,82 @@ TEST(TUtilityTraceCategory, HoldsTheTwelveCategoriesOfTheLibrary) {
         {TUtilityTraceCategory::String, "String"},       {TUtilityTraceCategory::Factory, "Factory"},
         {TUtilityTraceCategory::CrtMsg, "CRTmsg"},       {TUtilityTraceCategory::MemStream, "MemStream"},
         {TUtilityTraceCategory::OleStream, "OleStream"}, {TUtilityTraceCategory::Directory, "Directory"}};
-    for (TRow const &row : rows) {
-        EXPECT_STREQ(static_cast<char *>(row.category.QueryString()), row.name);
-        EXPECT_EQ(row.category.QueryComponent(), 1u);
+    auto const registered = Registered();
+    ASSERT_GE(registered.size(), 12u);
+    for (std::size_t i = 0; i < 12; ++i) {
+        EXPECT_STREQ(static_cast<char *>(rows[i].category.QueryString()), rows[i].name);
+        EXPECT_EQ(rows[i].category.QueryComponent(), 1u);
+        EXPECT_EQ(registered[i], &rows[i].category);
     }
+}
+
+TEST(TTraceFindCategory, IgnoresCaseAndComponent) {
+    EXPECT_EQ(TTrace::FindCategory("tagvar"), &TUtilityTraceCategory::TagVar);
+    EXPECT_EQ(TTrace::FindCategory("CrtMsg"), &TUtilityTraceCategory::CrtMsg);
+    EXPECT_EQ(TTrace::FindCategory("no such category"), nullptr);
+    static TTrace::Category const twin(4, "Queue");
+    EXPECT_FALSE(twin == TUtilityTraceCategory::Queue);
+    EXPECT_EQ(TTrace::FindCategory("QUEUE"), &TUtilityTraceCategory::Queue);
+}
+
+TEST(TTraceComponents, NamesOfMasks) {
+    struct TRow {
+        unsigned long mask;
+        char const *name;
+    };
+    TRow const rows[] = {{0, ""},
+                         {1, "Utility"},
+                         {2, "MMToolkits"},
+                         {4, "Game"},
+                         {8, "Protocol"},
+                         {0x10, "Reserved5"},
+                         {6, "MMToolkits"},
+                         {0x80000000ul, "Reserved32"},
+                         {0xFFFFFFFFul, "Utility"}};
+    for (TRow const &row : rows)
+        EXPECT_TRUE(TTrace::QueryComponentName(row.mask) == row.name) << row.mask;
+    for (unsigned int index = 4; index < 32; ++index)
+        EXPECT_TRUE(TTrace::QueryComponentName(1ul << index) == TString("Reserved") + TString(index + 1ul)) << index;
+}
+
+TEST(TTraceComponents, MasksOfNames) {
+    struct TRow {
+        char const *name;
+        unsigned long mask;
+    };
+    TRow const rows[] = {{"protocol", 8},
+                         {"Utility", 1},
+                         {"RESERVED32", 0x80000000ul},
+                         {"1", 1},
+                         {"4", 8},
+                         {"32", 0x80000000ul},
+                         {"0", 0x80000000ul},
+                         {"33", 1},
+                         {"4294967295", 0x40000000ul},
+                         {"99999999999", 0x40000000ul},
+                         {"no such component", 0},
+                         {"", 0},
+                         {nullptr, 0},
+                         {"-1", 0}};
+    for (TRow const &row : rows)
+        EXPECT_EQ(TTrace::QueryComponentFromName(row.name), row.mask) << (row.name ? row.name : "null");
+}
+
+TEST(TTraceSetKnown, MayGrowInManyThreadsWhileItIsWalked) {
+    static TTraceSetKnown set;
+    constexpr int fsThreads = 4;
+    constexpr int fsEach = 500;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < fsThreads; ++i) {
+        threads.emplace_back([] {
+            for (int k = 0; k < fsEach; ++k) {
+                set.Add(&TUtilityTraceCategory::Queue);
+                for (TTraceSetKnownCursor cursor(set); cursor.Element(); cursor.Next())
+                    ASSERT_EQ(cursor.Element(), &TUtilityTraceCategory::Queue);
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(set.GetNumberElements(), static_cast<unsigned long>(fsThreads * fsEach));
 }

@@ -1,24 +1,42 @@
 #ifndef TUZUTIL_TRACE_H
 #define TUZUTIL_TRACE_H
 
-// TTrace: categories and levels of diagnostic tracing, and the two words that say whether anybody listens.
+// TTrace: diagnostic tracing: levels, categories, destinations, and the two words that say whether anybody listens.
 //
 // Example:
+//     class TCounter : public TTrace::Base { // a destination: records go where Write() puts them
+//     public:
+//         void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { ++count; }
+//         int count = 0;
+//     };
 //     static TTrace::Category const fsSession(8, "Session"); // component "Protocol", category "Session"
-//     ...
-//     if (TTrace::IsGlobalTracing(TTrace::warning, fsSession.QueryComponent()))
-//         ...                                                // build the entry
+//     TTrace trace;
+//     trace.QueryPointer() = TTrace::Pointer(new TCounter);  // levels "np", all components, all categories
+//     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
-// Ownership:  a category is a value; categories used for tracing are static objects.
-// Threads:    the two global words may be read and written by any thread; a reader may see a change late.
-// Failures:   none.
-// Surprises:  a level is one bit, a component is one bit: masks combine them.
+// Ownership:  handles share their destination by counted references; the last one deletes it. Categories used for
+//             tracing are static objects that live until the process ends: they stay in the registry.
+// Threads:    destinations may come, go and be changed while entries are written. All of that, and every Write(), runs
+//             under the trace lock (fsMutex, recursive); the two global words are read without it, and a reader may see
+//             a change late. A handle, and a SaveState, belong to one thread at a time.
+// Failures:   none; an exception out of a destination's Write() is dropped.
+// Surprises:  a level is one bit, a component is one bit, masks combine them. UsesDefault() answers 1 where the
+//             category has an entry of its own. A Write() must not load a library or write an entry of its own. A
+//             destination that can be reached before it is whole, or while it goes, gets no harm: Write() of this class
+//             does nothing then; a subclass whose members die before its base calls Unlink() in its destructor.
 
 #include "tuzutil/EXPORT.h"
+#include "tuzutil/TREFCNT.h"
 #include "tuzutil/TSTRING.h"
 
 #include <atomic>
 #include <cstdint>
+
+class TMutexSemaphore;
+class TTextMessage;
+class TTraceSet;
+class TTraceSetKnown;
+class TTraceSetKnownCursor;
 
 // A 32-bit word that a trace point reads without a lock: a plain load, yet no data race.
 class TTraceWord {
@@ -38,21 +56,25 @@ private:
 
 class TUZUTIL_API TTrace {
 public:
-    // Levels with a fixed use.
+    // Levels that have a fixed use; the other bits belong to the components that use them.
     enum Level : std::uint32_t {
+        severe = 0x2,
         error = 0x4,
         warning = 0x8,
+        information = 0x10,
         exception = 0x400,
         functionEntry = 0x1000,
-        functionExit = 0x2000
+        functionExit = 0x2000,
+        trap = 0x100000
     };
 
     class TUZUTIL_API Category {
     public:
-        Category(unsigned long component, TString const &name);
+        Category(unsigned long component, TString const &name); // joins the registry
         Category(unsigned long component, char const *name);
-        Category(Category const &) = default;
-        Category &operator=(Category const &) = default;
+        // Copies do not join, and have a text of their own: a category is used by many threads, a string by one.
+        Category(Category const &other);
+        Category &operator=(Category const &other);
         ~Category() = default;
 
         unsigned long QueryComponent() const noexcept { return fComponent; } // one bit
@@ -66,23 +88,159 @@ public:
         TString fName;
     };
 
-    // What all open destinations together listen to; both words are 0 while there is none.
-    class TUZUTIL_API Base {
+    // A destination. Counted; use through Pointer.
+    class TUZUTIL_API Base : public TRefCounted {
     public:
-        static TTraceWord fsRuntimeLevel;
-        static TTraceWord fsRuntimeComponent;
+        ~Base() override;
+        Base(Base const &) = delete;
+        Base &operator=(Base const &) = delete;
 
+        // "Pure": takes one entry that this destination accepts. Runs under the trace lock.
+        virtual void Write(unsigned long level, Category const &category, TTextMessage const &message);
+        virtual void Change(); // after each change of the settings
+
+        unsigned long QueryLevel() const noexcept { return fLevel; }
+        void SetLevel(unsigned long level); // ignored once stopped, as SetComponent()
+        unsigned long QueryComponent() const noexcept { return fComponent; }
+        void SetComponent(unsigned long component);
+        int QueryDefaultTracing() const noexcept { return Int(fDefaultTracing); } // for categories without an entry
+        void SetDefaultTracing(int on);
+        int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1: the long prefix of a record
+        void SetDisplayPrefix(int longForm) noexcept;                           // the one setter without Change()
+        unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; }
+        int QueryDisableRestore() const noexcept { return Int(fDisableRestore); }
+        void SetDisableRestore(int disable);
+        void StopTracing(); // for good
+        int StillTracing() const noexcept { return !fStopped; }
+
+        int IsTracing(unsigned long level, unsigned long component) const noexcept {
+            return (fLevel & level) != 0 && (fComponent & component) != 0;
+        }
+        int IsTracing(unsigned long level, unsigned long component, Category const &category) const;
+
+        void AddCategory(Category const &category, int on);
+        void RemoveCategory(Category const &category);
+        int QueryCategory(Category const &category) const; // the entry's flag, or the default
+        int UsesDefault(Category const &category) const;   // 1 where there is an entry, 0 where there is none
+
+        static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
+        static void SetGlobalTracing(); // makes the global words what the destinations listen to
+        static void SetGlobalLevel(unsigned long level);
+        static void SetGlobalComponent(unsigned long component);
+        static unsigned long QueryGlobalLevel() noexcept { return fsRuntimeLevel; }
+        static unsigned long QueryGlobalComponent() noexcept { return fsRuntimeComponent; }
         static int IsGlobalTracing(unsigned long level, unsigned long component) noexcept {
             return (fsRuntimeLevel & level) != 0 && (fsRuntimeComponent & component) != 0;
         }
+        // The same, and some destination accepts the entry.
+        static int IsGlobalTracing(unsigned long level, unsigned long component, Category const &category);
+
+        static void Register(Category const &category);
+        static TTraceSetKnownCursor *ListClasses();               // at the first; the caller deletes it
+        static Category const *FindCategory(TString const &name); // whatever the case and the component; null if none
+        static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0
+        static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0 if none
+
+        static Base *fsAnchor; // the newest destination
+        static TMutexSemaphore &fsMutex;
+        static TTraceWord fsRuntimeLevel; // what all destinations together listen to; 0 while there is none
+        static TTraceWord fsRuntimeComponent;
+        static TTraceSetKnown fsKnownCategories;
+
+    protected:
+        Base();
+        Base(unsigned long level, unsigned long component);
+
+        void Unlink() noexcept; // leaves the chain; may be called again
 
     private:
-        Base() = delete;
+        friend class TTrace;
+        class Walk;
+
+        static int Int(TTraceWord const &word) noexcept { return static_cast<int>(static_cast<std::uint32_t>(word)); }
+
+        TTraceWord fDisplayPrefix{1};
+        Base *fNext = nullptr;
+        TTraceWord fLevel;
+        TTraceWord fComponent;
+        TTraceWord fDefaultTracing{1};
+        TTraceWord fDisableRestore{0};
+        TTraceWord fStopped{0};
+        std::atomic<TTraceSet *> fCategories{nullptr};
+        std::atomic<std::uint32_t> fCountSaveState{0};
     };
 
+    using Pointer = TReference<Base>;
+
+    // Remembers the settings of a handle's destination and puts them back when it ends.
+    class TUZUTIL_API SaveState {
+    public:
+        explicit SaveState(TTrace &trace);
+        SaveState(TTrace &trace, unsigned long level, Category const &category); // only this level, this one also on
+        SaveState(SaveState const &) = default;
+        SaveState &operator=(SaveState const &) = default;
+        ~SaveState();
+
+    private:
+        Pointer fDestination;
+        std::uint32_t fLevel = 0;
+        std::uint32_t fComponent = 0;
+        std::int32_t fDefaultTracing = 0;
+        TTraceSet *fCategories = nullptr; // the table itself: what is changed in it meanwhile stays changed
+    };
+
+    TTrace() noexcept = default; // no destination
+    TTrace(TTrace const &) = default;
+    TTrace &operator=(TTrace const &) = default;
+    virtual ~TTrace();
+
+    // Of the destination. Without one queries answer 0, but for QueryDisableRestore() and UsesDefault(), which answer
+    // 1, and nothing is set.
+    unsigned long QueryLevel() const noexcept;
+    void SetLevel(unsigned long level);
+    unsigned long QueryComponent() const noexcept;
+    void SetComponent(unsigned long component);
+    int QueryDefaultTracing() const noexcept;
+    void SetDefaultTracing(int on);
+    int QueryDisplayPrefix() const noexcept;
+    void SetDisplayPrefix(int longForm) noexcept;
+    unsigned long QueryCountSaveState() const noexcept;
+    int QueryDisableRestore() const noexcept;
+    void SetDisableRestore(int disable);
+    void StopTracing();
+    int StillTracing() const noexcept;
+    int IsTracing(unsigned long level, unsigned long component) const noexcept;
+    int IsTracing(unsigned long level, unsigned long component, Category const &category) const;
+    void AddCategory(Category const &category, int on);
+    void RemoveCategory(Category const &category);
+    int QueryCategory(Category const &category) const;
+    int UsesDefault(Category const &category) const;
+
+    Pointer &QueryPointer() noexcept { return fDestination; }
+
+    // As in Base.
+    static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {
+        Base::WriteEntry(level, category, message);
+    }
+    static void SetGlobalTracing() { Base::SetGlobalTracing(); }
+    static void SetGlobalLevel(unsigned long level) { Base::SetGlobalLevel(level); }
+    static void SetGlobalComponent(unsigned long component) { Base::SetGlobalComponent(component); }
+    static unsigned long QueryGlobalLevel() noexcept { return Base::QueryGlobalLevel(); }
+    static unsigned long QueryGlobalComponent() noexcept { return Base::QueryGlobalComponent(); }
     static int IsGlobalTracing(unsigned long level, unsigned long component) noexcept {
         return Base::IsGlobalTracing(level, component);
     }
+    static int IsGlobalTracing(unsigned long level, unsigned long component, Category const &category) {
+        return Base::IsGlobalTracing(level, component, category);
+    }
+    static void Register(Category const &category) { Base::Register(category); }
+    static TTraceSetKnownCursor *ListClasses() { return Base::ListClasses(); }
+    static Category const *FindCategory(TString const &name) { return Base::FindCategory(name); }
+    static TString QueryComponentName(unsigned long mask) { return Base::QueryComponentName(mask); }
+    static unsigned long QueryComponentFromName(TString const &name) { return Base::QueryComponentFromName(name); }
+
+private:
+    Pointer fDestination;
 };
 
 // The library's own categories, all of component "Utility" (bit 1).

@@ -1,5 +1,6 @@
 #include "tuzutil/DOTBYTE.h"
 
+#include "tuzutil/TRACEP.h"
 #include "utility/BYTESCAN.h"
 #include "utility/SINKWR.h"
 #include "utility/SOURCERD.h"
@@ -16,11 +17,14 @@ constexpr char const *fsFile = "src/utility/DOTBYTE";
 // The lines that the source locations of the failures carry.
 constexpr std::uint32_t fsLimitInBody = 271;
 constexpr std::uint32_t fsLimitAtEmptyLine = 279;
+constexpr std::uint32_t fsCancelling = 297;
 constexpr std::uint32_t fsCancelled = 298;
 
 constexpr std::uint32_t fsAreaSize = 1024; // of one direction
 
 [[noreturn]] void RaiseCancelled() {
+    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::MemStream, {fsFile, fsCancelling},
+                       "Cancelling download");
     RaiseThroughStreams<TDotByteError>({.category = TUtilityTraceCategory::MemStream,
                                         .file = fsFile,
                                         .text = "Cancel",

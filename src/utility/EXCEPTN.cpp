@@ -96,7 +96,7 @@ TExceptionLocation const *TException::locationAtIndex(unsigned long index) const
 }
 
 TException &TException::Trace(TTrace::Category const &category) noexcept {
-    if (TTrace::IsGlobalTracing(TTrace::exception, category.QueryComponent()))
+    if (TTrace::IsGlobalTracing(TTrace::exception, category.QueryComponent(), category))
         static_cast<void>(text(0));
     return *this;
 }

@@ -1,6 +1,7 @@
 #include "tuzutil/MUTEXSEM.h"
 
 #include "platform/platform.h"
+#include "tuzutil/TRACEP.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -26,11 +27,26 @@ char *CopyOf(char const *name) noexcept {
     return copy ? static_cast<char *>(std::memcpy(copy, name, size)) : nullptr;
 }
 
+char const fsEventFile[] = "src/utility/THREAD";
+char const fsMutexFile[] = "src/utility/MUTEXSEM";
+// The lines that the entries of failed creations carry.
+constexpr unsigned long fsEventCreated = 89;
+constexpr unsigned long fsMutexCreated = 100;
+
+// A call of the system that failed. Errors are read before anything else is called.
+template <typename... Arguments>
+void TraceFailure(TTracePlace place, char const *format, Arguments const &...arguments) noexcept {
+    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, place, format, arguments...);
+}
+
 } // namespace
 
 // Events
 
-TSemaphore::TSemaphore(int posted) : fHandle(platform::NewEvent(posted != 0)) {}
+TSemaphore::TSemaphore(int posted) : fHandle(platform::NewEvent(posted != 0)) {
+    if (!fHandle)
+        TraceFailure({fsEventFile, fsEventCreated}, "Unable to create semaphore, error=x%08X", platform::LastError());
+}
 
 TSemaphore::TSemaphore(TSemaphore const &other) : TRefCounted(other), fHandle(platform::ShareEvent(other.fHandle)) {}
 
@@ -47,20 +63,30 @@ TSemaphore::~TSemaphore() {
 }
 
 int TSemaphore::Wait(long timeout) {
-    switch (platform::WaitEvent(fHandle, Milliseconds(timeout))) {
+    WaitResult const result = platform::WaitEvent(fHandle, Milliseconds(timeout));
+    switch (result) {
     case WaitResult::done: return 0;
     case WaitResult::timedOut: return 1;
-    case WaitResult::abandoned: return -1;
-    default: return -1;
+    case WaitResult::abandoned: TraceFailure(fsEventFile, "Wait for semaphore abandoned"); return -1;
+    default:
+        TraceFailure(fsEventFile, "Unable to wait for semaphore, return=x%08X, error=x%08X",
+                     static_cast<std::uint32_t>(result), platform::LastError());
+        return -1;
     }
 }
 
 int TSemaphore::Clear() {
-    return platform::ClearEvent(fHandle) ? 0 : 1;
+    if (platform::ClearEvent(fHandle))
+        return 0;
+    TraceFailure(fsEventFile, "Unable to reset semaphore, error=x%08X", platform::LastError());
+    return 1;
 }
 
 int TSemaphore::Post() {
-    return platform::PostEvent(fHandle) ? 0 : 1;
+    if (platform::PostEvent(fHandle))
+        return 0;
+    TraceFailure(fsEventFile, "Unable to post semaphore, error=x%08X", platform::LastError());
+    return 1;
 }
 
 int TSemaphore::ClearAndWait() {
@@ -70,10 +96,17 @@ int TSemaphore::ClearAndWait() {
 
 // Locks
 
-TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(CopyOf(name)) {}
+TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(nullptr) {
+    if (!fHandle)
+        TraceFailure({fsMutexFile, fsMutexCreated}, "Error %d from CreateMutex(%s)",
+                     static_cast<int>(platform::LastError()), name ? name : "unnamed");
+    fName = CopyOf(name);
+}
 
 TMutexSemaphore::~TMutexSemaphore() {
-    platform::DeleteMutex(fHandle);
+    if (!platform::DeleteMutex(fHandle))
+        TraceFailure(fsMutexFile, "Error %d from CloseHandle(%s)", static_cast<int>(platform::LastError()),
+                     fName ? fName : "unnamed");
     std::free(fName);
 }
 

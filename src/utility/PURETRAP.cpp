@@ -1,15 +1,25 @@
 #include "tuzutil/PURETRAP.h"
 
-#include "tuzutil/TRACE.h"
+#include "tuzutil/TRACEP.h"
 
 namespace {
 
-constexpr unsigned long fsTrap = 0x100000;
+// The line that the entry's source location carries.
+constexpr unsigned long fsLine = 40;
+
+// Set while a trap's own entry is written: a destination that traps itself would come back here for ever.
+thread_local bool fsIsTrapped = false;
 
 } // namespace
 
 int TPureCall::Trap() {
-    if (TTrace::IsGlobalTracing(fsTrap, 1)) {
+    if (fsIsTrapped)
+        return 0;
+    fsIsTrapped = true;
+    TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Trace, {"src/utility/PURETRAP", fsLine},
+                       "Pure virtual function called");
+    fsIsTrapped = false;
+    if (TTrace::IsGlobalTracing(TTrace::trap, 1)) {
         // A store to address 0 is what a debugger shows best; the compiler may drop it, so the trap follows.
         int volatile *volatile const nowhere = nullptr;
         *nowhere = 0;

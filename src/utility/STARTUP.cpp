@@ -1,23 +1,40 @@
 // Every global object of the library, in the order of construction, and nothing else. Within one source file objects
 // are built in the order of their definitions and destroyed in reverse; no other source has an object that needs code
-// to run at start-up.
+// to run at start-up. What objects of other libraries may still use at their own end is immortal.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TRACESET.h"
+#include "tuzutil/TREFCNT.h"
 #include "tuzutil/TXTMSG.h"
 #include "tuzutil/VERSION.h"
+#include "utility/IMMORTAL.h"
+#include "utility/TRACEOBS.h"
 
 #include <ios>
-#include <new>
 
 // 1. The standard streams, which destinations of trace entries write to until the very end.
 static std::ios_base::Init fsStandardStreams;
 
-// 2. The words that every trace point tests. Constants until a destination opens: usable before anything is built.
+// 2. The words that every trace point tests, the chain of destinations and the registry of categories. Constants:
+// usable before anything is built and after everything is gone.
 constinit TTraceWord TTrace::Base::fsRuntimeLevel;
 constinit TTraceWord TTrace::Base::fsRuntimeComponent;
+constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
+constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
-// 3. The library's categories. Every failure that is thrown names one.
+// 3. The locks: that of weak references, the trace lock, and that of the observers with their set. Needed by every
+// destination and every counted object, whoever's static object it is.
+static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
+TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
+static TImmortal<TMutexSemaphore> fsTraceLock;
+TMutexSemaphore &TTrace::Base::fsMutex = fsTraceLock.Get();
+static TImmortal<TMutexSemaphore> fsObserversLock;
+TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
+static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
+TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet = fsObservers.Get();
+
+// 4. The library's categories. Every failure that is thrown names one.
 TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");
 TTrace::Category const TUtilityTraceCategory::NLSResource(1, "NLSResource");
 TTrace::Category const TUtilityTraceCategory::Message(1, "Message");
@@ -31,16 +48,11 @@ TTrace::Category const TUtilityTraceCategory::MemStream(1, "MemStream");
 TTrace::Category const TUtilityTraceCategory::OleStream(1, "OleStream");
 TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
 
-// 4. The version; the pointer to it stays null.
+// 5. The version; the pointer to it stays null.
 static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
 
-// 5. The lock of weak references. Objects that end later than the library's own still drop references: it is built in
-// memory that nobody destroys.
-alignas(TMutexSemaphore) static unsigned char fsWeakReferenceMemory[sizeof(TMutexSemaphore)];
-TMutexSemaphore &TWeakReferenceLock::fsSem = *new (fsWeakReferenceMemory) TMutexSemaphore;
-
-// 5. Messages: the mark that ends their argument lists, which needs nothing; and where they look for translated texts,
+// 6. Messages: the mark that ends their argument lists, which needs nothing; and where they look for translated texts,
 // null until an archive is built.
 TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;

@@ -1,9 +1,30 @@
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TRACESET.h"
+
+#include "utility/ASCIICMP.h"
+
+#include <algorithm>
+
+// Categories
 
 TTrace::Category::Category(unsigned long component, TString const &name)
-    : fComponent(static_cast<std::uint32_t>(component)), fName(name) {}
+    : fComponent(static_cast<std::uint32_t>(component)), fName(name) {
+    TTrace::Register(*this);
+}
 
 TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
+
+TTrace::Category::Category(Category const &other) {
+    *this = other;
+}
+
+TTrace::Category &TTrace::Category::operator=(Category const &other) {
+    if (this != &other) {
+        fComponent = other.fComponent;
+        fName = other.fName.IsNull() ? TString() : TString(static_cast<char *>(other.fName), other.fName.length(), ' ');
+    }
+    return *this;
+}
 
 int TTrace::Category::operator<(Category const &other) const noexcept {
     return fComponent != other.fComponent ? fComponent < other.fComponent : fName.isLessThan(other.fName);
@@ -11,4 +32,86 @@ int TTrace::Category::operator<(Category const &other) const noexcept {
 
 int TTrace::Category::operator==(Category const &other) const noexcept {
     return fComponent == other.fComponent && fName.isEqual(other.fName);
+}
+
+// The registry. Registration takes no lock: a library registers while the system's loader holds its own, and an entry
+// that is being written may be waiting for that one.
+
+void TTraceSetKnown::Add(TTrace::Category const *category) {
+    auto *const entry = new TEntry;
+    entry->category = category;
+    TEntry *at = fNearEnd.load(std::memory_order_acquire);
+    if (!at)
+        at = &fHead;
+    TEntry *next = nullptr;
+    while (!at->next.compare_exchange_weak(next, entry, std::memory_order_release, std::memory_order_acquire)) {
+        if (next)
+            at = std::exchange(next, nullptr);
+    }
+    fNearEnd.store(entry, std::memory_order_release);
+}
+
+unsigned long TTraceSetKnown::GetNumberElements() const noexcept {
+    unsigned long count = 0;
+    for (TTraceSetKnownCursor cursor(*this); cursor.Element(); cursor.Next())
+        ++count;
+    return count;
+}
+
+TTraceSetKnownCursor::TTraceSetKnownCursor(TTraceSetKnown const &set) noexcept : fEntry(&set.fHead) {
+    Next();
+}
+
+TTrace::Category const *TTraceSetKnownCursor::Element() const noexcept {
+    return fEntry ? fEntry->category : nullptr;
+}
+
+TTrace::Category const *TTraceSetKnownCursor::Next() noexcept {
+    if (fEntry)
+        fEntry = fEntry->next.load(std::memory_order_acquire);
+    return Element();
+}
+
+void TTrace::Base::Register(Category const &category) {
+    fsKnownCategories.Add(&category);
+}
+
+TTraceSetKnownCursor *TTrace::Base::ListClasses() {
+    return new TTraceSetKnownCursor(fsKnownCategories);
+}
+
+TTrace::Category const *TTrace::Base::FindCategory(TString const &name) {
+    for (TTraceSetKnownCursor cursor(fsKnownCategories); Category const *const category = cursor.Element();
+         cursor.Next()) {
+        if (asciicmp::IsEqual(category->QueryString(), name))
+            return category;
+    }
+    return nullptr;
+}
+
+// Components
+
+namespace {
+
+char const *const fsComponents[32] = {
+    "Utility",    "MMToolkits", "Game",       "Protocol",   "Reserved5",  "Reserved6",  "Reserved7",  "Reserved8",
+    "Reserved9",  "Reserved10", "Reserved11", "Reserved12", "Reserved13", "Reserved14", "Reserved15", "Reserved16",
+    "Reserved17", "Reserved18", "Reserved19", "Reserved20", "Reserved21", "Reserved22", "Reserved23", "Reserved24",
+    "Reserved25", "Reserved26", "Reserved27", "Reserved28", "Reserved29", "Reserved30", "Reserved31", "Reserved32"};
+
+} // namespace
+
+TString TTrace::Base::QueryComponentName(unsigned long mask) {
+    auto const bits = static_cast<std::uint32_t>(mask);
+    return TString(bits ? fsComponents[__builtin_ctz(bits)] : "");
+}
+
+unsigned long TTrace::Base::QueryComponentFromName(TString const &name) {
+    if (name.length() == 0)
+        return 0;
+    if (name.isDigits())
+        return 1ul << ((name.asUnsigned() - 1) & 31);
+    auto const found = std::find_if(std::begin(fsComponents), std::end(fsComponents),
+                                    [&](char const *component) { return asciicmp::IsEqual(TString(component), name); });
+    return found == std::end(fsComponents) ? 0 : 1ul << (found - fsComponents);
 }

@@ -2,6 +2,7 @@
 
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/PURETRAP.h"
+#include "tuzutil/TRACEP.h"
 #include "utility/MSGFORM.h"
 #include "utility/RAISE.h"
 
@@ -34,14 +35,10 @@ std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t c
     return copy;
 }
 
-bool IsTracing() noexcept {
-    return TTrace::IsGlobalTracing(TTrace::warning, TUtilityTraceCategory::Message.QueryComponent());
-}
-
-// An entry of level "warning" in the category Message: fetches its text.
-void Trace(TTextMessage entry, std::uint32_t line = __builtin_LINE()) {
-    entry.SetDebugging(fsFile, line);
-    entry.QueryMessage();
+// Faults of formats and arguments: for those who follow the trace, never for the caller.
+template <typename... Arguments>
+void TraceFault(TTracePlace place, char const *format, Arguments const &...arguments) noexcept {
+    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Message, place, format, arguments...);
 }
 
 } // namespace
@@ -105,8 +102,8 @@ void TTextMessage::Reserve(std::uint32_t capacity) {
 std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
     if (index < fCount)
         return index;
-    if (fFile.length() != 0 && IsTracing())
-        Trace(TTextMessage("Reqested argument %u in message from %s[%u]", index, fFile, fLine));
+    if (fFile.length() != 0)
+        TraceFault(fsFile, "Reqested argument %u in message from %s[%u]", index, fFile, fLine);
     Raise<TInvalidParameter>({TUtilityTraceCategory::Message, fsFile, "Out of Range"});
 }
 
@@ -138,26 +135,24 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
 }
 
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
-    if (!IsTracing())
-        return;
-    TagVar const store(fMessage.fStore);
-    TagVar const set(fMessage.fSet);
-    TagVar const number(fMessage.fNumber);
-    TagVar const file(fMessage.fFile);
-    TagVar const line(fMessage.fLine);
+    TString const &store = fMessage.fStore;
+    auto const set = fMessage.fSet;
+    auto const number = fMessage.fNumber;
+    TString const &file = fMessage.fFile;
+    auto const line = fMessage.fLine;
     switch (fault) {
     case storesCount:
-        return Trace(TTextMessage("%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
-                                  file, line));
+        return TraceFault(fsFile, "%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
+                          file, line);
     case badWidth:
-        return Trace(TTextMessage("Type mismatch in message(%s,%u,%u), expecting width for argument %d from %s[%u]",
-                                  store, set, number, argument, file, line));
+        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u), expecting width for argument %d from %s[%u]",
+                          store, set, number, argument, file, line);
     case badPrecision:
-        return Trace(TTextMessage("Type mismatch in message(%s,%u,%u) expecting precision for argument %d from %s[%u]",
-                                  store, set, number, argument, file, line));
+        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u) expecting precision for argument %d from %s[%u]",
+                          store, set, number, argument, file, line);
     case badValue:
-        return Trace(TTextMessage("Type mismatch in message(%s,%u,%u) expecting %c for argument %d from %s[%u]", store,
-                                  set, number, static_cast<int>(conversion), argument, file, line));
+        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u) expecting %c for argument %d from %s[%u]", store,
+                          set, number, static_cast<int>(conversion), argument, file, line);
     }
 }
 

@@ -1,0 +1,35 @@
+#ifndef TUZUTIL_ASCIICMP_H
+#define TUZUTIL_ASCIICMP_H
+
+// Names of our own vocabulary, compared whatever their letter case and whatever the locale.
+
+#include "tuzutil/TSTRING.h"
+
+namespace asciicmp {
+
+inline char Fold(char c) noexcept {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+inline bool IsEqual(char const *a, char const *b) noexcept {
+    while (*a && Fold(*a) == Fold(*b))
+        ++a, ++b;
+    return Fold(*a) == Fold(*b);
+}
+
+// Null and nil count as the same.
+inline bool IsEqual(TString const &a, TString const &b) noexcept {
+    char const *const left = a;
+    char const *const right = b;
+    if (a.length() != b.length())
+        return false;
+    for (unsigned int i = 0; i < a.length(); ++i) {
+        if (Fold(left[i]) != Fold(right[i]))
+            return false;
+    }
+    return true;
+}
+
+} // namespace asciicmp
+
+#endif

@@ -1,0 +1,57 @@
+#include "tuzutil/TRACEP.h"
+
+void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
+                           TagVar const *values, unsigned long count) {
+    std::vector<TagVar const *> list;
+    for (unsigned long i = 0; i <= count; ++i)
+        list.push_back(values + i);
+    list.push_back(nullptr);
+    TTextMessage message(format, list.data());
+    message.SetDebugging(place.file, place.line);
+    TTrace::Base::WriteEntry(level, category, message);
+}
+
+TTraceExit::TTraceExit(TTrace::Category const &category) : fCategory(category) {}
+
+TTraceExit::~TTraceExit() {
+    if (!fMessage || !TTrace::IsGlobalTracing(TTrace::functionExit, fCategory.QueryComponent()))
+        return;
+    try {
+        TTrace::Base::WriteEntry(TTrace::functionExit, fCategory, fMessage->text);
+    } catch (...) {
+        // As at every trace point: the entry is lost, the scope ends as it would have.
+    }
+}
+
+void TTraceExit::SetFormatMsg(char const *format) {
+    fMessage = std::make_shared<TMessage>(format, std::move(fMessage));
+}
+
+void TTraceExit::SetRC(TagVar const &value) {
+    if (TTextMessage *const message = Message())
+        (*message)[0] = value;
+}
+
+TagVar &TTraceExit::operator[](unsigned int index) {
+    if (TTextMessage *const message = Message())
+        return (*message)[index];
+    return fNoArgument = TagVar();
+}
+
+void TTraceExit::SetDebugging(char const *file, unsigned long line) {
+    if (TTextMessage *const message = Message())
+        message->SetDebugging(file, line);
+}
+
+unsigned int TTraceObjects::Add(char const *, int, char *) {
+    return 0xFFFFFFFF;
+}
+
+TTrace TTraceObjects::operator[](unsigned int index) const {
+    return index < fEntries.size() ? fEntries[index] : TTrace();
+}
+
+void TTraceObjects::Remove(unsigned int index) {
+    if (index < fEntries.size())
+        fEntries[index] = TTrace();
+}

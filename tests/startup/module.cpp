@@ -1,0 +1,3 @@
+#include "startup/objects.h"
+
+static TStaticUser fsUser("module");
