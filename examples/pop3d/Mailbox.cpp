@@ -1,6 +1,7 @@
 #include "Mailbox.h"
 
 #include "MessageSource.h"
+#include "Tracing.h"
 
 #include "tuzutil/CONCSTRM.h"
 #include "tuzutil/MD5.h"
@@ -126,8 +127,11 @@ bool Mailbox::Commit() {
     bool done = true;
     for (Message const &message : fMessages) {
         std::error_code problem;
-        if (message.isDeleted && !fs::remove(message.path, problem))
-            done = false;
+        if (!message.isDeleted || fs::remove(message.path, problem))
+            continue;
+        TTracePoint::Write(TTrace::error, TraceCategory::mailbox, "Mailbox.cpp", "cannot remove %s: %s",
+                           message.path.c_str(), problem.message().c_str());
+        done = false;
     }
     return done;
 }

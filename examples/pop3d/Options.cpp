@@ -15,6 +15,7 @@ char const fsUsage[] =
     "  --port-file FILE     writes the port to this file once the server listens\n"
     "  --logins LIST        ways to log in, of user,apop,cram-md5,plain (all; plain over loopback only)\n"
     "  --idle-seconds N     ends a session after this time without a command (600)\n"
+    "  --trace              writes trace entries to standard error\n"
     "  --help               shows this\n";
 
 namespace {
@@ -58,6 +59,10 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
         if (name == "--help") {
             isHelpWanted = true;
             return true;
+        }
+        if (name == "--trace") {
+            isTraceWanted = true;
+            continue;
         }
         auto const option = known.find(name);
         if (option == known.end()) {

@@ -1,11 +1,11 @@
 #include "Server.h"
 
 #include "Session.h"
+#include "Tracing.h"
 
 #include "tuzutil/EXCEPTN.h"
 
 #include <exception>
-#include <iostream>
 
 namespace pop3d {
 
@@ -23,8 +23,9 @@ void Server::Run() {
         if (handle == net::fsNone)
             continue;
         if (fClients.size() >= fsMaximum) {
-            static char const full[] = "-ERR [SYS/TEMP] too many sessions\r\n";
-            net::Send(handle, full, sizeof full - 1);
+            TTracePoint::Write(TTrace::warning, TraceCategory::server, "Server.cpp", "client refused: %u sessions",
+                               static_cast<unsigned int>(fClients.size()));
+            SocketStream(handle) << "-ERR " << MakeMessage(text::tooManySessions).QueryMessage() << "\r\n";
             net::Close(handle);
             continue;
         }
@@ -41,9 +42,9 @@ void Server::Serve(Client &client) {
         SocketStream connection(client.handle);
         Session(connection, fUsers, fOptions.logins).Run();
     } catch (TException &problem) {
-        std::cerr << "pop3d: session ended: " << problem.name() << ": " << problem.text(0) << '\n';
+        TraceException(TraceCategory::session, "Server.cpp", problem);
     } catch (std::exception const &problem) {
-        std::cerr << "pop3d: session ended: " << problem.what() << '\n';
+        TTracePoint::Write(TTrace::error, TraceCategory::session, "Server.cpp", "%s", problem.what());
     }
     net::Shutdown(client.handle);
     client.isOver = true;

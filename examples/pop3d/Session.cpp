@@ -2,6 +2,7 @@
 
 #include "MessageSource.h"
 #include "Sasl.h"
+#include "Tracing.h"
 
 #include "tuzutil/BASE64.h"
 #include "tuzutil/CRAMMD5.h"
@@ -78,15 +79,22 @@ Session::~Session() {
 }
 
 void Session::Run() {
+    TTracePoint::Write(TTrace::functionEntry, TraceCategory::session, "Session.cpp", "session begins");
+    TTraceExit exit(TraceCategory::session);
+    exit.SetFormatMsg("session ends");
+    exit.SetDebugging("Session.cpp", __LINE__);
     // The timestamp is what says that APOP is offered.
-    Ok("tuzutil pop3d ready" + (fLogins.apop ? " " + fTimestamp : std::string()));
+    if (fLogins.apop)
+        Ok(text::readyWithTimestamp, fTimestamp.c_str());
+    else
+        Ok(text::ready);
     while (fState != State::done) {
         Line line;
         Read const read = ReadLine(line);
         if (read == Read::end)
             return;
         if (read == Read::tooLong)
-            Error("line too long");
+            Error(text::lineTooLong);
         else
             Dispatch(line.text);
     }
@@ -117,25 +125,29 @@ void Session::Dispatch(char *line) {
     for (Command const &command : fsCommands) {
         if (!verb.isEqual(command.verb))
             continue;
+        // The verb alone: what stands behind it may be a secret.
+        TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "C: %s", command.verb);
         if (command.state != State::done && command.state != fState)
-            Error(fState == State::authorization ? "log in first" : "already logged in");
+            Error(fState == State::authorization ? text::logInFirst : text::alreadyLoggedIn);
         else
             (this->*command.run)(line);
         return;
     }
-    Error("unknown command");
+    Error(text::unknownCommand);
 }
 
-void Session::Ok(std::string const &text) {
-    fLines << "+OK " << text << "\r\n";
+void Session::Say(char const *indicator, TTextMessage const &message) {
+    TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "S: %s %s", indicator,
+                       message.QueryMessage());
+    fLines << indicator << ' ' << message.QueryMessage() << "\r\n";
 }
 
-void Session::Error(std::string const &text) {
-    fLines << "-ERR " << text << "\r\n";
+void Session::OkLine(std::string const &data) {
+    fLines << "+OK " << data << "\r\n";
 }
 
 void Session::Capa(char *) {
-    Ok("capabilities follow");
+    Ok(text::capabilities);
     fLines << "TOP\r\nUIDL\r\nPIPELINING\r\nRESP-CODES\r\n";
     if (fLogins.user)
         fLines << "USER\r\n";
@@ -146,17 +158,17 @@ void Session::Capa(char *) {
 
 void Session::User(char *argument) {
     if (!fLogins.user)
-        return Error("login not offered");
+        return Error(text::loginNotOffered);
     fName = NextWord(argument);
     if (fName.empty())
-        Error("USER needs a name");
+        Error(text::nameMissing);
     else
-        Ok("now the password"); // whether the user exists is not told
+        Ok(text::nowThePassword); // whether the user exists is not told
 }
 
 void Session::Pass(char *argument) {
     if (fName.empty())
-        return Error("USER comes first");
+        return Error(text::userFirst);
     std::string const name = std::exchange(fName, std::string());
     TStringAndWipe const given(argument); // with its blanks
     pop3d::User const *const user = fUsers.Find(name);
@@ -165,7 +177,7 @@ void Session::Pass(char *argument) {
 
 void Session::Apop(char *argument) {
     if (!fLogins.apop)
-        return Error("login not offered");
+        return Error(text::loginNotOffered);
     std::string const name = NextWord(argument);
     TString digest(NextWord(argument));
     pop3d::User const *const user = fUsers.Find(name);
@@ -179,7 +191,7 @@ void Session::Auth(char *argument) {
     else if (mechanism.isEqual("PLAIN") && IsPlainOffered())
         AuthPlain(NextWord(argument));
     else
-        Error("mechanism not offered");
+        Error(text::mechanismNotOffered);
 }
 
 bool Session::ReadResponse(Line &line) {
@@ -189,7 +201,7 @@ bool Session::ReadResponse(Line &line) {
     if (read == Read::end)
         fState = State::done;
     else
-        Error("login given up");
+        Error(text::loginGivenUp);
     return false;
 }
 
@@ -203,7 +215,7 @@ void Session::AuthCramMd5() {
     TString const response = TBase64::Decode(TString(line.text));
     unsigned int const blank = response.lastIndexOf(' ');
     if (blank < 2)
-        return Error("[AUTH] malformed response");
+        return Error(text::malformedResponse);
     TString const name = response.subString(1, blank - 1);
     pop3d::User const *const user = fUsers.Find(static_cast<char *>(name));
     TString digest = response.subString(blank + 1);
@@ -222,23 +234,25 @@ void Session::AuthPlain(char const *initial) {
     }
     PlainResponse response;
     if (!response.Parse(initial))
-        return Error("[AUTH] malformed response");
+        return Error(text::malformedResponse);
     pop3d::User const *const user = fUsers.Find(response.user);
     Login(response.user, user && IsSameSecret(response.secret, user->secret));
 }
 
 void Session::Login(std::string const &name, bool isProven) {
     if (!isProven)
-        return Error("[AUTH] wrong name or password");
+        return Error(text::wrongNameOrPassword);
     std::string const &folder = fUsers.Find(name)->mailbox;
     if (!Mailbox::Exists(folder))
-        return Error("[SYS/PERM] the mailbox is missing");
+        return Error(text::mailboxMissing);
     if (!fUsers.Lock(folder))
-        return Error("[IN-USE] another session has the mailbox");
+        return Error(text::mailboxInUse);
     fLockedMailbox = folder;
     fMailbox = std::make_unique<Mailbox>(folder);
     fState = State::transaction;
-    Ok(std::to_string(fMailbox->QueryCount()) + " messages");
+    TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "%s logged in, %u messages",
+                       name.c_str(), static_cast<unsigned int>(fMailbox->QueryCount()));
+    Ok(text::messageCount, static_cast<unsigned int>(fMailbox->QueryCount()));
 }
 
 void Session::Stat(char *) {
@@ -250,14 +264,14 @@ void Session::Stat(char *) {
             size += fMailbox->QuerySize(*message);
         }
     }
-    Ok(std::to_string(count) + " " + std::to_string(size));
+    OkLine(std::to_string(count) + " " + std::to_string(size));
 }
 
 Mailbox::Message *Session::FindMessage(char const *number) {
     unsigned long value = 0;
     Mailbox::Message *const message = ParseNumber(number, value) ? fMailbox->Find(value) : nullptr;
     if (!message)
-        Error("no such message");
+        Error(text::noSuchMessage);
     return message;
 }
 
@@ -272,10 +286,10 @@ std::string Session::DescribeUid(std::size_t number, Mailbox::Message &message) 
 void Session::SendList(char const *argument, std::string (Session::*describe)(std::size_t, Mailbox::Message &)) {
     if (*argument) {
         if (Mailbox::Message *const message = FindMessage(argument))
-            Ok((this->*describe)(std::strtoul(argument, nullptr, 10), *message));
+            OkLine((this->*describe)(std::strtoul(argument, nullptr, 10), *message));
         return;
     }
-    Ok("listing follows");
+    Ok(text::listing);
     for (std::size_t number = 1; number <= fMailbox->QueryCount(); ++number) {
         if (Mailbox::Message *const message = fMailbox->Find(number))
             fLines << (this->*describe)(number, *message) << "\r\n";
@@ -300,7 +314,7 @@ void Session::Top(char *argument) {
     char const *const number = NextWord(argument);
     unsigned long lines = 0;
     if (!ParseNumber(NextWord(argument), lines))
-        return Error("TOP needs a message and a number of lines");
+        return Error(text::topNeedsNumbers);
     if (Mailbox::Message const *const message = FindMessage(number))
         SendMessage(*message, &lines);
 }
@@ -309,8 +323,8 @@ void Session::Top(char *argument) {
 void Session::SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines) {
     MessageSource probe(message.path);
     if (!probe)
-        return Error("[SYS/TEMP] the message cannot be read");
-    Ok("message follows");
+        return Error(text::messageUnreadable);
+    Ok(text::messageFollows);
     fLines.flush();
     if (!bodyLines) {
         ToDotByteStream out(fConnection);
@@ -331,25 +345,25 @@ void Session::SendMessage(Mailbox::Message const &message, unsigned long const *
 void Session::Dele(char *argument) {
     if (Mailbox::Message *const message = FindMessage(NextWord(argument))) {
         message->isDeleted = true;
-        Ok("marked as deleted");
+        Ok(text::marked);
     }
 }
 
 void Session::Rset(char *) {
     fMailbox->Reset();
-    Ok("nothing is marked as deleted");
+    Ok(text::nothingMarked);
 }
 
 void Session::Noop(char *) {
-    Ok("still here");
+    Ok(text::stillHere);
 }
 
 void Session::Quit(char *) {
     bool const done = fState != State::transaction || fMailbox->Commit();
     if (done)
-        Ok("goodbye");
+        Ok(text::goodbye);
     else
-        Error("[SYS/TEMP] some deleted messages not removed");
+        Error(text::notRemoved);
     fLines.flush();
     fState = State::done;
 }

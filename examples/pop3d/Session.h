@@ -6,6 +6,7 @@
 #include "Mailbox.h"
 #include "Options.h"
 #include "SocketStream.h"
+#include "Texts.h"
 #include "Users.h"
 
 #include "tuzutil/LINESTRM.h"
@@ -42,8 +43,16 @@ private:
     bool IsPlainOffered() const { return fLogins.plain && fConnection.IsLoopback(); }
     Read ReadLine(Line &line);
     void Dispatch(char *line);
-    void Ok(std::string const &text);
-    void Error(std::string const &text);
+    void Say(char const *indicator, TTextMessage const &message);
+    template <typename... Arguments>
+    void Ok(Text const &text, Arguments const &...arguments) {
+        Say("+OK", MakeMessage(text, arguments...));
+    }
+    template <typename... Arguments>
+    void Error(Text const &text, Arguments const &...arguments) {
+        Say("-ERR", MakeMessage(text, arguments...));
+    }
+    void OkLine(std::string const &data); // an answer that is data, not text
 
     void Capa(char *argument);
     void User(char *argument);

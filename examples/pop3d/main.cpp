@@ -3,6 +3,7 @@
 #include "Options.h"
 #include "Server.h"
 #include "System.h"
+#include "Tracing.h"
 #include "Users.h"
 
 #include <cstdio>
@@ -37,6 +38,7 @@ int main(int count, char **arguments) {
         std::cout << pop3d::fsUsage;
         return 0;
     }
+    TTrace const trace = options.isTraceWanted ? pop3d::OpenTraceToStandardError() : TTrace();
     if (!users.Load(options.users, problem))
         return Fail(problem);
     if (!pop3d::net::StartUp())

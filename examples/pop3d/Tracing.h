@@ -1,0 +1,29 @@
+#ifndef POP3D_TRACING_H
+#define POP3D_TRACING_H
+
+// Trace points of the server: component "Protocol", one category a part.
+
+#include "tuzutil/EXCEPTN.h"
+#include "tuzutil/TRACEP.h"
+
+#include <string>
+
+namespace pop3d {
+
+struct TraceCategory {
+    static TTrace::Category const server;
+    static TTrace::Category const session;
+    static TTrace::Category const mailbox;
+};
+
+// An error and the exception that it was.
+inline void TraceException(TTrace::Category const &category, TTracePlace place, TException const &problem) {
+    TTracePoint::Write(TTrace::error, category, place, "%s: %s", problem.name(), problem.text(0));
+}
+
+// Where entries go as long as a handle to it stands: one line each on standard error.
+TTrace OpenTraceToStandardError();
+
+} // namespace pop3d
+
+#endif
