@@ -7,7 +7,7 @@
 
 #include "utility/MUTEXSEM.cpp"
 
-#include <gtest/gtest.h>
+#include "support/CaptureTrace.h"
 
 #include <new>
 
@@ -33,6 +33,9 @@ int fsObject;
 
 } // namespace
 
+std::uint32_t platform::LastError() noexcept {
+    return 5;
+}
 void *platform::NewMutex(char const *) noexcept {
     return fsSystem.success ? &fsObject : nullptr;
 }
@@ -156,4 +159,56 @@ TEST_F(LockFailure, TimesAreUnsignedMillisecondsAndMinusOneIsForEver) {
             EXPECT_EQ(fsSystem.milliseconds, 0xFFFFFFFEu) << timeout;
         }
     }
+}
+
+TEST_F(LockFailure, FailuresOfEventsAreTraced) {
+    TCapture capture(TTrace::error, 1);
+    char const *const file = "src/utility/THREAD";
+    fsSystem.success = false;
+    TSemaphore event;
+    ASSERT_EQ(capture.Entries().size(), 1u);
+    EXPECT_EQ(capture.Entries()[0].line, 89u);
+    capture.ExpectOne(4, "Utility", "Unable to create semaphore, error=x00000005", file);
+    event.Clear();
+    capture.ExpectOne(4, "Utility", "Unable to reset semaphore, error=x00000005", file);
+    event.Post();
+    capture.ExpectOne(4, "Utility", "Unable to post semaphore, error=x00000005", file);
+    fsSystem.wait = WaitResult::abandoned;
+    event.Wait(1);
+    capture.ExpectOne(4, "Utility", "Wait for semaphore abandoned", file);
+    fsSystem.wait = WaitResult::failed;
+    event.Wait(1);
+    capture.ExpectOne(4, "Utility", "Unable to wait for semaphore, return=xFFFFFFFF, error=x00000005", file);
+    fsSystem.wait = WaitResult::timedOut;
+    event.Wait(1);
+    capture.ExpectNone();
+}
+
+TEST_F(LockFailure, FailuresOfLocksAreTraced) {
+    TCapture capture(TTrace::error, 1);
+    char const *const file = "src/utility/MUTEXSEM";
+    fsSystem.success = false;
+    {
+        TMutexSemaphore mutex("name");
+        ASSERT_EQ(capture.Entries().size(), 1u);
+        EXPECT_EQ(capture.Entries()[0].line, 100u);
+        capture.ExpectOne(4, "Utility", "Error 5 from CreateMutex(name)", file);
+        fsSystem.wait = WaitResult::failed;
+        EXPECT_EQ(TMutexSemaphoreEntry(mutex, 1).State(), TMutexSemaphore::Error);
+        capture.ExpectNone();
+    }
+    capture.ExpectOne(4, "Utility", "Error 5 from CloseHandle(name)", file);
+    { TMutexSemaphore mutex; }
+    ASSERT_EQ(capture.Entries().size(), 2u);
+    EXPECT_EQ(capture.Entries()[0].text, "Error 5 from CreateMutex(unnamed)");
+    EXPECT_EQ(capture.Entries()[1].text, "Error 5 from CloseHandle(unnamed)");
+}
+
+TEST_F(LockFailure, FailuresThatNobodyListensToAreNotFormatted) {
+    TCapture capture(TTrace::warning, 1);
+    fsSystem.success = false;
+    TSemaphore event;
+    event.Post();
+    TMutexSemaphore mutex;
+    capture.ExpectNone();
 }
