@@ -8,9 +8,11 @@
 #include "utility/BYTESCAN.h"
 #include "utility/TAGACCES.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdint>
+#include <iterator>
 #include <string_view>
 #include <type_traits>
 
@@ -94,8 +96,8 @@ struct TDirective {
     std::uint32_t argument = 0; // the number of its value
 
     // The places between which the text is kept when the numbers of arguments are taken out.
-    Char const *kept[6] = {};
-    Char const *end = nullptr; // behind the conversion, or at an unknown one: there the literal text goes on
+    Char const *kept[6]; // set by the parser, as the next
+    Char const *end;     // behind the conversion, or at an unknown one: there the literal text goes on
 };
 
 template <typename Char>
@@ -109,7 +111,30 @@ public:
         TDirective<Char> result;
         std::uint32_t const before = fRunning;
         bool const isExplicit = TakeArgumentNumber(result.argument);
-        result.kept[0] = fAt;
+        std::fill(std::begin(result.kept), std::end(result.kept), fAt);
+        if (Conversion() == TConversion::unknown)
+            TakeField(result);
+        if (!isExplicit)
+            result.argument = fRunning++;
+        result.character = fAt == fEnd ? Char{0} : *fAt;
+        result.conversion = Conversion();
+        if (result.conversion == TConversion::unknown)
+            fRunning = before;
+        else
+            ++fAt;
+        result.end = fAt;
+        return result;
+    }
+
+private:
+    // What the character at hand converts.
+    TConversion Conversion() const noexcept {
+        auto const code = static_cast<std::make_unsigned_t<Char>>(fAt == fEnd ? Char{0} : *fAt);
+        return code < fsConversions.size() ? fsConversions[code] : TConversion::unknown;
+    }
+
+    // Flags, width, precision and size modifier.
+    void TakeField(TDirective<Char> &result) noexcept {
         result.flags = TakeFlags();
         TakeCount(result.width, result.kept + 1);
         result.kept[3] = result.kept[4] = fAt;
@@ -122,30 +147,21 @@ public:
         result.kept[5] = fAt;
         if (Is('L') || Is('h') || Is('l'))
             result.modifier = *fAt++;
-        if (!isExplicit)
-            result.argument = fRunning++;
-        result.character = fAt == fEnd ? Char{0} : *fAt;
-        if (auto const code = static_cast<std::make_unsigned_t<Char>>(result.character); code < fsConversions.size())
-            result.conversion = fsConversions[code];
-        if (result.conversion == TConversion::unknown)
-            fRunning = before;
-        else
-            ++fAt;
-        result.end = fAt;
-        return result;
     }
 
-private:
     bool Is(char c) const noexcept { return fAt != fEnd && *fAt == static_cast<Char>(c); }
+
+    bool IsDigit() const noexcept { return fAt != fEnd && *fAt >= '0' && *fAt <= '9'; }
 
     // Decimal digits, at most INT_MAX; false where there are none.
     bool TakeNumber(std::uint32_t &number) noexcept {
-        Char const *const from = fAt;
+        if (!IsDigit())
+            return false;
         std::uint64_t value = 0;
-        for (; fAt != fEnd && *fAt >= '0' && *fAt <= '9'; ++fAt)
+        for (; IsDigit(); ++fAt)
             value = value > INT_MAX ? value : value * 10 + static_cast<std::uint32_t>(*fAt - '0');
         number = static_cast<std::uint32_t>(value > INT_MAX ? INT_MAX : value);
-        return fAt != from;
+        return true;
     }
 
     // A number with a "$" behind it; otherwise nothing is taken.
@@ -194,35 +210,35 @@ private:
     std::uint32_t &fRunning;
 };
 
-// The format as printf sees it: up to its first zero.
+// The format's characters. It ends at its first zero, as for every printf.
 template <typename Char>
 struct TFormatText {
     explicit TFormatText(TString const &format) noexcept
-        : begin(reinterpret_cast<Char const *>(static_cast<char const *>(format))), end(begin) {
-        std::size_t const length = format.length() / sizeof(Char);
-        if constexpr (sizeof(Char) == 1) {
-            char const *const zero = bytescan::FindByte(begin, begin + length, '\0');
-            end = zero ? zero : begin + length;
-        } else {
-            while (end != begin + length && *end)
-                ++end;
-        }
-    }
+        : begin(reinterpret_cast<Char const *>(static_cast<char const *>(format))),
+          end(begin + format.length() / sizeof(Char)) {}
 
     Char const *begin;
     Char const *end;
 };
 
+// The first percent sign or zero, or `end`.
 template <typename Char>
-Char const *FindPercent(Char const *from, Char const *end) noexcept {
+Char const *FindSpecial(Char const *from, Char const *end) noexcept {
+#if defined(__SSE2__)
     if constexpr (sizeof(Char) == 1) {
-        char const *const found = bytescan::FindByte(from, end, '%');
-        return found ? found : end;
-    } else {
-        while (from != end && *from != '%')
-            ++from;
-        return from;
+        __m128i const percent = _mm_set1_epi8('%');
+        for (; end - from >= 16; from += 16) {
+            __m128i const bytes = bytescan::Load(from);
+            __m128i const special =
+                _mm_or_si128(_mm_cmpeq_epi8(bytes, percent), _mm_cmpeq_epi8(bytes, _mm_setzero_si128()));
+            if (unsigned int const hits = bytescan::Mask(special))
+                return from + __builtin_ctz(hits);
+        }
     }
+#endif
+    while (from != end && *from != '%' && *from != 0)
+        ++from;
+    return from;
 }
 
 // Hands a format's pieces in order to `user`: Literal(begin, end), Percent() for a doubled one, Convert(directive).
@@ -230,10 +246,10 @@ template <typename Char, typename User>
 void WalkFormat(TFormatText<Char> const &format, User &user) {
     std::uint32_t running = 1;
     for (Char const *at = format.begin;;) {
-        Char const *const percent = FindPercent(at, format.end);
+        Char const *const percent = FindSpecial(at, format.end);
         if (percent != at)
             user.Literal(at, percent);
-        if (percent == format.end)
+        if (percent == format.end || *percent == 0)
             return;
         at = percent + 1;
         if (at != format.end && *at == '%') {

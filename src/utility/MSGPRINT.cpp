@@ -5,6 +5,7 @@
 #include "utility/STRACCES.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <climits>
 #include <cstring>
@@ -42,8 +43,7 @@ public:
     void Widen(Byte const *bytes, std::size_t count) {
         count = Room(count);
         for (std::size_t i = 0; i < count; ++i)
-            fAt[i] = static_cast<Char>(bytes[i]);
-        fAt += count;
+            *fAt++ = static_cast<Char>(bytes[i]);
     }
     void Fill(char c, std::size_t count) {
         count = Room(count);
@@ -95,6 +95,16 @@ private:
     TString fHeap;
     Char fLocal[512];
 };
+
+// 00 to 99
+constexpr auto fsTwoDigits = [] {
+    std::array<char, 200> digits{};
+    for (std::size_t i = 0; i < 100; ++i) {
+        digits[i * 2] = static_cast<char>('0' + i / 10);
+        digits[i * 2 + 1] = static_cast<char>('0' + i % 10);
+    }
+    return digits;
+}();
 
 // Characters between the encodings, by the current locale; what has no counterpart becomes "?".
 
@@ -252,8 +262,12 @@ private:
                 *--first = alphabet[rest & 15];
             break;
         default:
-            for (; rest; rest /= 10)
-                *--first = static_cast<char>('0' + rest % 10);
+            for (; rest >= 10; rest /= 100) { // two digits at a time
+                *--first = fsTwoDigits[rest % 100 * 2 + 1];
+                *--first = fsTwoDigits[rest % 100 * 2];
+            }
+            if (rest)
+                *--first = static_cast<char>('0' + rest);
         }
         auto const count = static_cast<std::size_t>(digits + sizeof digits - first);
 
