@@ -26,8 +26,15 @@ void ExpectRead(support::TSplitSource const &source, std::string const &data, st
     ASSERT_EQ(source.rdstate(), expected.terminated ? std::ios::goodbit : atEnd) << wire;
 }
 
-class DotByteReading : public testing::TestWithParam<std::size_t> {};
-class DotByteWriting : public testing::TestWithParam<int> {};
+// Where exceptions are thrown by the hundred thousand, some of the parameters do with shorter texts.
+class DotByteReading : public testing::TestWithParam<std::size_t> {
+protected:
+    static std::size_t LengthWithFailures() { return GetParam() == 1 || GetParam() == support::fsAll ? 8 : 6; }
+};
+class DotByteWriting : public testing::TestWithParam<int> {
+protected:
+    static std::size_t LengthWithFailures() { return GetParam() == -1 || GetParam() == 1 ? 8 : 6; }
+};
 
 } // namespace
 
@@ -47,7 +54,7 @@ TEST_P(DotByteReading, EveryShortTextIsReadAsTheModelSays) {
 }
 
 TEST_P(DotByteReading, SourceThatFailsAtAnyByteIsReadUpToThere) {
-    support::ForEveryText(8, [](std::string const &wire) {
+    support::ForEveryText(LengthWithFailures(), [](std::string const &wire) {
         for (std::size_t failAt = 0; failAt <= wire.size(); ++failAt) {
             std::string_view const seen = std::string_view(wire).substr(0, failAt);
             support::TSplitSource ending(wire, GetParam(), support::Failing::end, failAt);
@@ -61,7 +68,7 @@ TEST_P(DotByteReading, SourceThatFailsAtAnyByteIsReadUpToThere) {
 }
 
 TEST_P(DotByteReading, ExceptionThatTheSourceLetsThroughLosesNothing) {
-    support::ForEveryText(8, [](std::string const &wire) {
+    support::ForEveryText(LengthWithFailures(), [](std::string const &wire) {
         for (std::size_t failAt = 0; failAt <= wire.size(); ++failAt) {
             support::TSplitSource source(wire, GetParam(), support::Failing::throws, failAt);
             source.exceptions(std::ios::badbit);
@@ -224,7 +231,7 @@ TEST_P(DotByteWriting, EveryShortTextIsWrittenAsTheModelSays) {
 
 TEST_P(DotByteWriting, SinkThatFailsAtAnyByteHasWhatCameBefore) {
     std::array<std::size_t, 5> const pieces{0, 1, 2, 3, 7};
-    support::ForEveryText(8, [&](std::string const &body) {
+    support::ForEveryText(LengthWithFailures(), [&](std::string const &body) {
         TWritten const expected = Expected(body, GetParam());
         for (std::size_t failAt = 0; failAt < expected.wire.size(); ++failAt) {
             std::size_t const piece = pieces[(failAt + body.size()) % pieces.size()];
