@@ -26,15 +26,11 @@ void ExpectRead(support::TSplitSource const &source, std::string const &data, st
     ASSERT_EQ(source.rdstate(), expected.terminated ? std::ios::goodbit : atEnd) << wire;
 }
 
-// Where exceptions are thrown by the hundred thousand, some of the parameters do with shorter texts.
-class DotByteReading : public testing::TestWithParam<std::size_t> {
-protected:
-    static std::size_t LengthWithFailures() { return GetParam() == 1 || GetParam() == support::fsAll ? 8 : 6; }
-};
-class DotByteWriting : public testing::TestWithParam<int> {
-protected:
-    static std::size_t LengthWithFailures() { return GetParam() == -1 || GetParam() == 1 ? 8 : 6; }
-};
+// An exception costs a thousand times what a short text costs, so texts that throw are a little shorter.
+constexpr std::size_t fsThrowingLength = 6;
+
+class DotByteReading : public testing::TestWithParam<std::size_t> {};
+class DotByteWriting : public testing::TestWithParam<int> {};
 
 } // namespace
 
@@ -53,22 +49,28 @@ TEST_P(DotByteReading, EveryShortTextIsReadAsTheModelSays) {
     });
 }
 
-TEST_P(DotByteReading, SourceThatFailsAtAnyByteIsReadUpToThere) {
-    support::ForEveryText(LengthWithFailures(), [](std::string const &wire) {
+TEST_P(DotByteReading, SourceThatEndsAtAnyByteIsReadUpToThere) {
+    support::ForEveryText(8, [](std::string const &wire) {
         for (std::size_t failAt = 0; failAt <= wire.size(); ++failAt) {
-            std::string_view const seen = std::string_view(wire).substr(0, failAt);
-            support::TSplitSource ending(wire, GetParam(), support::Failing::end, failAt);
-            TDotByteStreamBuf fromEnding(ending);
-            ExpectRead(ending, support::ReadBytes(fromEnding), seen);
-            support::TSplitSource throwing(wire, GetParam(), support::Failing::throws, failAt);
-            TDotByteStreamBuf fromThrowing(throwing);
-            ExpectRead(throwing, support::ReadBytes(fromThrowing), seen, std::ios::badbit);
+            support::TSplitSource source(wire, GetParam(), support::Failing::end, failAt);
+            TDotByteStreamBuf buffer(source);
+            ExpectRead(source, support::ReadBytes(buffer), std::string_view(wire).substr(0, failAt));
+        }
+    });
+}
+
+TEST_P(DotByteReading, SourceThatThrowsAtAnyByteIsReadUpToThere) {
+    support::ForEveryText(fsThrowingLength, [](std::string const &wire) {
+        for (std::size_t failAt = 0; failAt <= wire.size(); ++failAt) {
+            support::TSplitSource source(wire, GetParam(), support::Failing::throws, failAt);
+            TDotByteStreamBuf buffer(source);
+            ExpectRead(source, support::ReadBytes(buffer), std::string_view(wire).substr(0, failAt), std::ios::badbit);
         }
     });
 }
 
 TEST_P(DotByteReading, ExceptionThatTheSourceLetsThroughLosesNothing) {
-    support::ForEveryText(LengthWithFailures(), [](std::string const &wire) {
+    support::ForEveryText(fsThrowingLength, [](std::string const &wire) {
         for (std::size_t failAt = 0; failAt <= wire.size(); ++failAt) {
             support::TSplitSource source(wire, GetParam(), support::Failing::throws, failAt);
             source.exceptions(std::ios::badbit);
@@ -229,21 +231,31 @@ TEST_P(DotByteWriting, EveryShortTextIsWrittenAsTheModelSays) {
     });
 }
 
-TEST_P(DotByteWriting, SinkThatFailsAtAnyByteHasWhatCameBefore) {
+namespace {
+
+void ExpectFailingSink(std::string const &body, int lines, support::Failing failing) {
     std::array<std::size_t, 5> const pieces{0, 1, 2, 3, 7};
-    support::ForEveryText(LengthWithFailures(), [&](std::string const &body) {
-        TWritten const expected = Expected(body, GetParam());
-        for (std::size_t failAt = 0; failAt < expected.wire.size(); ++failAt) {
-            std::size_t const piece = pieces[(failAt + body.size()) % pieces.size()];
-            for (support::Failing const failing : {support::Failing::end, support::Failing::throws}) {
-                TWriter writer(GetParam(), piece, failing, failAt);
-                bool const cut = Body(
-                    writer, [&] { support::Write(writer.buffer, body, support::fsAll); }, -1);
-                ASSERT_EQ(cut, expected.cut) << body;
-                ASSERT_EQ(writer.sink.Text(), expected.wire.substr(0, failAt)) << body;
-                ASSERT_TRUE(writer.sink.bad());
-            }
-        }
+    TWritten const expected = Expected(body, lines);
+    for (std::size_t failAt = 0; failAt < expected.wire.size(); ++failAt) {
+        TWriter writer(lines, pieces[(failAt + body.size()) % pieces.size()], failing, failAt);
+        bool const cut = Body(
+            writer, [&] { support::Write(writer.buffer, body, support::fsAll); }, -1);
+        ASSERT_EQ(cut, expected.cut) << body;
+        ASSERT_EQ(writer.sink.Text(), expected.wire.substr(0, failAt)) << body;
+        ASSERT_TRUE(writer.sink.bad());
+    }
+}
+
+} // namespace
+
+TEST_P(DotByteWriting, SinkThatRefusesAnyByteHasWhatCameBefore) {
+    support::ForEveryText(GetParam() < 0 ? 8 : fsThrowingLength,
+                          [](std::string const &body) { ExpectFailingSink(body, GetParam(), support::Failing::end); });
+}
+
+TEST_P(DotByteWriting, SinkThatThrowsAtAnyByteHasWhatCameBefore) {
+    support::ForEveryText(fsThrowingLength, [](std::string const &body) {
+        ExpectFailingSink(body, GetParam(), support::Failing::throws);
     });
 }
 
