@@ -69,6 +69,31 @@ extern TPrintfHabits const printfHabits;
 std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                        double value) noexcept;
 
+// Names of files have backslashes between their parts, as everywhere in the library. ToNativeName() makes such a name
+// the system's own, in place; FromNativeName() goes back. All other functions take the library's form. None takes
+// locks.
+void ToNativeName(char *name, std::size_t length) noexcept;
+void FromNativeName(char *name, std::size_t length) noexcept;
+extern bool const hasWideNames; // 16-bit names mean something to the system
+
+// Makes a directory; may block. 0, or an error number of the run-time library: 17 where something of that name exists.
+int MakeDirectory(char const *name) noexcept;
+
+// The English text of an error number of the run-time library. Never null; static.
+char const *RuntimeErrorText(int error) noexcept;
+
+// A search through the entries of a directory, in the system's order.
+struct TDirectoryEntry {
+    char name[260]; // without its path
+    bool isDirectory;
+};
+
+// Begins a search and gives the first entry; null where there is none. `pattern` is a directory's name, a separator and
+// "*.*", for all entries. Whatever it returns is closed by CloseSearch(). May block.
+void *OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept;
+bool NextEntry(void *search, TDirectoryEntry &entry) noexcept; // false at the end
+bool CloseSearch(void *search) noexcept;
+
 } // namespace platform
 
 #endif

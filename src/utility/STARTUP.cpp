@@ -2,12 +2,15 @@
 // are built in the order of their definitions and destroyed in reverse; no other source has an object that needs code
 // to run at start-up. What objects of other libraries may still use at their own end is immortal.
 
+#include "tuzutil/DIRECTRY.h"
+#include "tuzutil/FILENAME.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/TXTMSG.h"
 #include "tuzutil/VERSION.h"
+#include "utility/FINDTAB.h"
 #include "utility/IMMORTAL.h"
 #include "utility/TRACEOBS.h"
 
@@ -56,3 +59,10 @@ constinit TVersion *TVersion::fsOnly = nullptr;
 // null until an archive is built.
 TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
+
+// 7. File names: what stands between their parts; and the directory searches that are open.
+TString const TFileName::fsDelimLocal("\\");
+TString const TFileName::fsDelimUnicode(u"\\");
+TString const TDirectory::fsSeparator("\\");
+static TImmortal<TFindTable> fsFindTable;
+TFindTable &TFindTable::fsOnly = fsFindTable.Get();

@@ -1,0 +1,66 @@
+#include "platform/platform.h"
+
+#include "names.h"
+
+#include <algorithm>
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+
+bool const platform::hasWideNames = false;
+
+void platform::ToNativeName(char *name, std::size_t length) noexcept {
+    std::replace(name, name + length, '\\', '/');
+}
+
+void platform::FromNativeName(char *name, std::size_t length) noexcept {
+    std::replace(name, name + length, '/', '\\');
+}
+
+int platform::MakeDirectory(char const *name) noexcept {
+    return ::mkdir(TNativeName(name), 0777) == 0 ? 0 : errno;
+}
+
+char const *platform::RuntimeErrorText(int error) noexcept {
+    char const *const text = ::strerrordesc_np(error);
+    return text ? text : "Unknown error";
+}
+
+namespace {
+
+bool IsDirectory(DIR *directory, dirent const &entry) noexcept {
+    if (entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK)
+        return entry.d_type == DT_DIR;
+    struct stat status;
+    return ::fstatat(::dirfd(directory), entry.d_name, &status, 0) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept {
+    std::size_t const tail = sizeof "*.*" - 1;
+    DIR *const directory = ::opendir(TNativeName(pattern, ::strnlen(pattern, PATH_MAX + tail) - tail));
+    if (directory && !NextEntry(directory, entry)) {
+        ::closedir(directory);
+        return nullptr;
+    }
+    return directory;
+}
+
+bool platform::NextEntry(void *search, TDirectoryEntry &entry) noexcept {
+    auto *const directory = static_cast<DIR *>(search);
+    dirent const *const next = ::readdir(directory);
+    if (!next)
+        return false;
+    static_assert(sizeof next->d_name <= sizeof entry.name);
+    ::memcpy(entry.name, next->d_name, ::strlen(next->d_name) + 1);
+    entry.isDirectory = IsDirectory(directory, *next);
+    return true;
+}
+
+bool platform::CloseSearch(void *search) noexcept {
+    return ::closedir(static_cast<DIR *>(search)) == 0;
+}

@@ -1,0 +1,148 @@
+#include "tuzutil/DIRECTRY.h"
+
+#include "platform/platform.h"
+#include "tuzutil/OSTRSTRM.h"
+#include "tuzutil/TRACEP.h"
+#include "utility/FINDTAB.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+char const fsFile[] = "src/utility/DIRECTRY";
+constexpr char separator = '\\';
+
+TString Join(TString const &first, TString const &second) {
+    oStringStream out;
+    out << first << TDirectory::fsSeparator << second;
+    TString const result(out.str(), static_cast<unsigned int>(out.pcount()), ' ');
+    out.freeze(0);
+    return result;
+}
+
+bool IsSelfOrParent(char const *name) noexcept {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+// Where nobody asks which entries are directories, only files are wanted.
+bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
+    return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
+}
+
+// 0, or 1 after an entry that says why.
+int Make(char const *path) noexcept {
+    int const error = platform::MakeDirectory(path ? path : "");
+    if (error == 0 || error == EEXIST)
+        return 0;
+    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Directory, fsFile,
+                       "Unable to create directory %s: errno=%d", path, error);
+    return 1;
+}
+
+void TraceCreated(char const *path) noexcept {
+    TTracePoint::Write(TTrace::information, TUtilityTraceCategory::Directory, fsFile, "Created directory %s", path);
+}
+
+} // namespace
+
+// Enumeration
+
+TDirectory &TDirectory::operator=(TDirectory const &other) {
+    if (this == &other)
+        return *this;
+    if (fHandle != other.fHandle)
+        TFindTable::fsOnly.Close(fHandle);
+    fPath = other.fPath;
+    fHandle = other.fHandle;
+    return *this;
+}
+
+TDirectory::~TDirectory() {
+    if (fHandle == TFindTable::fsNone || TFindTable::fsOnly.Close(fHandle))
+        return;
+    int const error = EINVAL; // the handle was closed by a copy
+    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Directory, fsFile,
+                       "TDirectory::~TDirectory(): _findclose(%s) error %d: %s", fPath, error,
+                       platform::RuntimeErrorText(error));
+}
+
+TString TDirectory::FindFirst(int *isDirectory, TString *name) {
+    TFindTable::fsOnly.Close(std::exchange(fHandle, TFindTable::fsNone));
+    platform::TDirectoryEntry entry;
+    if (void *const search = platform::OpenSearch(Join(fPath, "*.*"), entry))
+        fHandle = TFindTable::fsOnly.Add(search);
+    if (fHandle != TFindTable::fsNone && IsWanted(entry, isDirectory))
+        return Report(entry.name, entry.isDirectory, isDirectory, name);
+    return FindNext(isDirectory, name);
+}
+
+TString TDirectory::FindNext(int *isDirectory, TString *name) {
+    void *const search = TFindTable::fsOnly.Find(fHandle);
+    platform::TDirectoryEntry entry;
+    while (search && platform::NextEntry(search, entry)) {
+        if (IsWanted(entry, isDirectory))
+            return Report(entry.name, entry.isDirectory, isDirectory, name);
+    }
+    return Report(nullptr, false, isDirectory, name);
+}
+
+TString TDirectory::Report(char const *entry, bool entryIsDirectory, int *isDirectory, TString *name) const {
+    if (isDirectory)
+        *isDirectory = entryIsDirectory ? 1 : 0;
+    if (name)
+        *name = TString(entry);
+    return entry ? ReturnFile(entry) : TString();
+}
+
+TString TDirectory::ReturnFile(char const *name) const {
+    return Join(fPath, name);
+}
+
+// Making directories
+
+TString TDirectory::Combine(TString const &first, TString const &second) {
+    return Join(first, second);
+}
+
+int TDirectory::MakeDir(TString const &path) {
+    return Make(path);
+}
+
+// Up to the first directory that can be made, then down again. The levels stand in one text, in which each separator at
+// which it is cut is a zero: a path from outside may have any number of them.
+int TDirectory::MakeTree(TString const &path) {
+    TString levels = path ? path : TString("");
+    levels.MakeUnique();
+    char *const text = levels;
+    std::string_view const whole(text);
+    std::size_t const first = whole.find(separator);
+    std::size_t length = whole.size();
+
+    int result = Make(text);
+    while (result == 1) {
+        std::size_t const last = length ? whole.rfind(separator, length - 1) : whole.npos;
+        if (last == whole.npos || last == first) {
+            TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Directory, {fsFile, 457},
+                               "Unable to create directory %s", text);
+            result = 2;
+        } else {
+            length = last;
+            text[length] = '\0';
+            result = Make(text);
+        }
+    }
+    if (result == 0)
+        TraceCreated(text);
+    while (length != whole.size()) {
+        text[length] = separator;
+        length = std::min(whole.find('\0', length), whole.size());
+        if (result == 0)
+            result = Make(text);
+        TraceCreated(text);
+    }
+    return result;
+}

@@ -1,0 +1,47 @@
+#ifndef TUZUTIL_TESTS_TEMPFOLDER_H
+#define TUZUTIL_TESTS_TEMPFOLDER_H
+
+// A directory of the test's own that goes away with it; names are in the library's form.
+
+#include "tuzutil/FILENAME.h"
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+
+class TTempFolder {
+public:
+    TTempFolder() {
+        std::random_device random;
+        do
+            fNative = std::filesystem::temp_directory_path() / ("tuzutil_" + std::to_string(random()));
+        while (!std::filesystem::create_directory(fNative));
+    }
+    TTempFolder(TTempFolder const &) = delete;
+    TTempFolder &operator=(TTempFolder const &) = delete;
+    ~TTempFolder() { std::filesystem::remove_all(fNative); }
+
+    std::string Name() const { return FromNative(fNative); }
+    std::string Name(std::string const &relative) const { return Name() + "\\" + relative; }
+
+    // What the system calls it.
+    std::filesystem::path Native(std::string const &relative) const {
+        return fNative / static_cast<char const *>(TFileName(relative.c_str()).QueryNative());
+    }
+    void AddFolder(std::string const &relative) const { std::filesystem::create_directories(Native(relative)); }
+    void AddFile(std::string const &relative, std::string const &content = "") const {
+        std::filesystem::create_directories(Native(relative).parent_path());
+        std::ofstream(Native(relative), std::ios::binary) << content;
+    }
+    bool HasFolder(std::string const &relative) const { return std::filesystem::is_directory(Native(relative)); }
+
+    static std::string FromNative(std::filesystem::path const &path) {
+        return static_cast<char const *>(TFileName::FromNative(path.string().c_str()));
+    }
+
+private:
+    std::filesystem::path fNative;
+};
+
+#endif
