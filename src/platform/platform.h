@@ -94,6 +94,21 @@ void *OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept;
 bool NextEntry(void *search, TDirectoryEntry &entry) noexcept; // false at the end
 bool CloseSearch(void *search) noexcept;
 
+// Loads a library by its name, where the system looks for one; without a "." in its last part, the name is one of
+// ".dll". The program itself is a library as well. Null on failure, see LastError(). It stays loaded. Takes the
+// system's loader lock and runs the library's initialisers.
+void *OpenLibrary(char const *name) noexcept;
+
+// The full name of a loaded library, of the program for null, cut to size - 1 bytes; its length. 0 where the system
+// does not know it. REQUIRES: size is at least 1.
+std::size_t LibraryName(void *library, char *name, std::size_t size) noexcept;
+
+// Copies the text of that number that a library holds, cut to size - 1 characters of 16 bits, or bytes in the process's
+// encoding, with a terminating zero. Its length; 0 where there is none, or an empty one, see LastError().
+// REQUIRES: size is at least 1.
+std::uint32_t LoadText(void *library, std::uint64_t number, unsigned short *text, std::uint32_t size) noexcept;
+std::uint32_t LoadText(void *library, std::uint64_t number, char *text, std::uint32_t size) noexcept;
+
 } // namespace platform
 
 #endif

@@ -1,0 +1,174 @@
+#include "platform/platform.h"
+
+#include "names.h"
+#include "strtable.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include <dlfcn.h>
+#include <errno.h>
+#include <link.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+char const fsProgram[] = "/proc/self/exe";
+
+bool IsProgram(char const *name) noexcept {
+    struct stat file, program;
+    return ::stat(name, &file) == 0 && ::stat(fsProgram, &program) == 0 && file.st_dev == program.st_dev &&
+           file.st_ino == program.st_ino;
+}
+
+void *Open(char const *name) noexcept {
+    return ::dlopen(IsProgram(name) ? nullptr : name, RTLD_NOW | RTLD_LOCAL);
+}
+
+// The loader says why it failed in words; the nearest error number.
+int ReasonFor(char const *name) noexcept {
+    return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
+}
+
+// A name in the program's own directory; empty where it does not fit.
+struct TBesideProgram {
+    explicit TBesideProgram(char const *name) noexcept {
+        ssize_t const length = ::readlink(fsProgram, path, sizeof path);
+        char *const end = path + std::max<ssize_t>(length, 0);
+        char *const slash = static_cast<char *>(::memrchr(path, '/', static_cast<std::size_t>(end - path)));
+        std::size_t const size = ::strlen(name) + 1;
+        if (slash && size < static_cast<std::size_t>(path + sizeof path - slash))
+            ::memcpy(slash + 1, name, size);
+        else
+            path[0] = '\0';
+    }
+
+    char path[PATH_MAX];
+};
+
+// UTF-8, cut between characters; half a surrogate pair becomes "?".
+class TUtf8Writer {
+public:
+    TUtf8Writer(char *text, std::uint32_t size) noexcept : fBegin(text), fAt(text), fEnd(text + size - 1) {}
+
+    bool Put(std::uint32_t code) noexcept {
+        if (code < 0x80)
+            return PutBytes(code, 0, 0);
+        if (code < 0x800)
+            return PutBytes(0xC0 | code >> 6, code, 1);
+        if (code < 0x10000)
+            return PutBytes(0xE0 | code >> 12, code, 2);
+        return PutBytes(0xF0 | code >> 18, code, 3);
+    }
+    std::uint32_t Finish() noexcept {
+        *fAt = '\0';
+        return static_cast<std::uint32_t>(fAt - fBegin);
+    }
+
+private:
+    bool PutBytes(std::uint32_t lead, std::uint32_t code, int following) noexcept {
+        if (fEnd - fAt <= following)
+            return false;
+        *fAt++ = static_cast<char>(lead);
+        while (following-- > 0)
+            *fAt++ = static_cast<char>(0x80 | (code >> 6 * following & 0x3F));
+        return true;
+    }
+
+    char *fBegin;
+    char *fAt;
+    char *fEnd;
+};
+
+using platform::TStringTable;
+
+struct TText {
+    std::uint16_t const *begin = nullptr;
+    std::uint16_t const *end = nullptr;
+};
+
+TText FindText(void *library, std::uint64_t number) noexcept {
+    errno = ENOEXEC;
+    auto const *const table =
+        library ? static_cast<TStringTable const *>(::dlsym(library, TStringTable::fsSymbol)) : nullptr;
+    if (!table || table->version != TStringTable::fsVersion)
+        return {};
+    errno = ENOENT;
+    auto const *const end = table->entries + table->count;
+    auto const *const entry =
+        std::lower_bound(table->entries, end, number,
+                         [](TStringTable::TEntry const &each, std::uint64_t wanted) { return each.number < wanted; });
+    if (entry == end || entry->number != number)
+        return {};
+    std::uint16_t const *const begin = table->characters + entry->first;
+    return {begin, begin + entry->length};
+}
+
+} // namespace
+
+void *platform::OpenLibrary(char const *name) noexcept {
+    char withEnding[PATH_MAX + 1];
+    TNativeName const given(name ? name : "");
+    char const *const slash = ::strrchr(given, '/');
+    char const *const last = slash ? slash + 1 : given;
+    bool const fits = ::strlen(given) + sizeof ".dll" <= sizeof withEnding;
+    if (!*last || !fits) {
+        errno = *last ? ENAMETOOLONG : EINVAL;
+        return nullptr;
+    }
+    ::strcpy(withEnding, given);
+    if (!::strchr(last, '.'))
+        ::strcat(withEnding, ".dll");
+
+    void *library = nullptr;
+    if (!slash)
+        library = Open(TBesideProgram(withEnding).path);
+    if (!library)
+        library = Open(withEnding);
+    if (!library)
+        errno = ReasonFor(withEnding);
+    return library;
+}
+
+std::size_t platform::LibraryName(void *library, char *name, std::size_t size) noexcept {
+    char path[PATH_MAX] = "";
+    link_map const *map = nullptr;
+    bool const isKnown = library && ::dlinfo(library, RTLD_DI_LINKMAP, &map) == 0;
+    if (library && !isKnown)
+        return 0;
+    // The program is the map without a name.
+    if (!::realpath(map && *map->l_name ? map->l_name : fsProgram, path))
+        return 0;
+    std::size_t const length = std::min(::strlen(path), size - 1);
+    ::memcpy(name, path, length);
+    name[length] = '\0';
+    FromNativeName(name, length);
+    return length;
+}
+
+std::uint32_t platform::LoadText(void *library, std::uint64_t number, unsigned short *text,
+                                 std::uint32_t size) noexcept {
+    TText const found = FindText(library, number);
+    auto const length = std::min(static_cast<std::uint32_t>(found.end - found.begin), size - 1);
+    std::copy_n(found.begin, length, text);
+    text[length] = 0;
+    return length;
+}
+
+std::uint32_t platform::LoadText(void *library, std::uint64_t number, char *text, std::uint32_t size) noexcept {
+    TText const found = FindText(library, number);
+    TUtf8Writer out(text, size);
+    for (std::uint16_t const *at = found.begin; at != found.end;) {
+        std::uint32_t code = *at++;
+        bool const isPair = code >> 10 == 0xD800 >> 10 && at != found.end && *at >> 10 == 0xDC00 >> 10;
+        if (isPair)
+            code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
+        else if (code >> 11 == 0xD800 >> 11)
+            code = '?';
+        if (!out.Put(code))
+            break;
+    }
+    return out.Finish();
+}

@@ -1,0 +1,49 @@
+#include "tuzutil/TDLL.h"
+
+#include "platform/platform.h"
+#include "tuzutil/TRACEP.h"
+#include "tuzutil/TXTMSG.h"
+#include "utility/RAISE.h"
+
+namespace {
+
+char const fsFile[] = "src/utility/TDLL";
+
+constexpr std::uint32_t fsCapacity = 257; // characters that a text is read into, with its terminator
+
+[[noreturn]] void Fail(char const *text, std::uint32_t errorId = 1, std::uint32_t line = __builtin_LINE()) {
+    Raise<TAccessError>({TUtilityTraceCategory::String, fsFile, text, "", line, errorId});
+}
+
+// Null where there is no text of that number.
+template <typename Character>
+TString Load(void *library, unsigned long id) {
+    Character text[fsCapacity];
+    auto const length = platform::LoadText(library, id, text, fsCapacity);
+    return length ? TString(text, static_cast<unsigned int>(length * sizeof(Character)), ' ') : TString();
+}
+
+} // namespace
+
+TDll::TDll(char const *name) : fHandle(platform::OpenLibrary(name)), fName(name) {
+    if (!fHandle) {
+        std::uint32_t const error = platform::LastError();
+        Fail(TTextMessage("Unable to find or open %s, GetLastError=%u(x%2$08X)", fName, error));
+    }
+    fOpen = 1;
+}
+
+TString TDll::loadMessage(unsigned long id, int wide) const {
+    if (!fOpen)
+        Fail("Dll not loaded");
+    TString text = wide ? Load<unsigned short>(fHandle, id) : Load<char>(fHandle, id);
+    if (text.IsNull()) {
+        std::uint32_t const error = platform::LastError();
+        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::String, fsFile,
+                           "LoadString Error %d getting message %d from file %s", error, static_cast<std::uint32_t>(id),
+                           fName);
+        Fail("Error getting message", 2);
+    }
+    text.SetUnicode(wide);
+    return text;
+}
