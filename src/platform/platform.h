@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <ctime>
 
+struct TThreadRecord;
+
 namespace platform {
 
 // Zeroes memory in a way that the compiler cannot remove. Never fails, never blocks.
@@ -46,6 +48,10 @@ bool DeleteMutex(void *mutex) noexcept;                                 // relea
 WaitResult LockMutex(void *mutex, std::uint32_t milliseconds) noexcept; // blocks
 bool UnlockMutex(void *mutex) noexcept;                                 // false if this thread does not hold it
 void *SystemMutex(void *mutex) noexcept;                                // what the system knows it by
+
+// The record of this thread, made on first use; null with LastError() where there is no memory. The platform deletes it
+// when the thread ends, after a call of its AbandonAll().
+TThreadRecord *ThisThread() noexcept;
 
 // Events that stay posted until they are cleared. All functions take null for an event, and fail, but for DeleteEvent.
 void *NewEvent(bool posted) noexcept;                                   // null on failure

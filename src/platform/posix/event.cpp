@@ -1,14 +1,9 @@
 #include "platform/platform.h"
 
 #include "platform/posix/deadline.h"
+#include "platform/posix/futex.h"
 
-#include <atomic>
-#include <climits>
-#include <errno.h>
-#include <linux/futex.h>
 #include <new>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace {
 
@@ -21,10 +16,6 @@ struct Event {
     std::atomic<std::uint32_t> state;
     std::atomic<std::uint32_t> owners{1};
 };
-
-long Futex(std::atomic<std::uint32_t> *word, int operation, std::uint32_t value, timespec const *deadline) noexcept {
-    return ::syscall(SYS_futex, word, operation | FUTEX_PRIVATE_FLAG, value, deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
-}
 
 Event *EventAt(void *event) noexcept {
     if (!event)
@@ -67,10 +58,9 @@ platform::WaitResult platform::WaitEvent(void *handle, std::uint32_t millisecond
     WaitResult result = WaitResult::done;
     std::uint32_t seen = state.fetch_add(fsWaiter) + fsWaiter;
     while (!(seen & fsPosted)) {
-        // FUTEX_WAIT_BITSET takes the deadline as a point of the monotonic clock.
-        if (Futex(&state, FUTEX_WAIT_BITSET, seen, limited ? &deadline : nullptr) != 0 && errno != EAGAIN &&
-            errno != EINTR) {
-            result = errno == ETIMEDOUT ? WaitResult::timedOut : WaitResult::failed;
+        if (int const error = posix::WaitForWord(state, seen, limited ? &deadline : nullptr)) {
+            errno = error;
+            result = error == ETIMEDOUT ? WaitResult::timedOut : WaitResult::failed;
             break;
         }
         seen = state.load();
@@ -93,6 +83,6 @@ bool platform::PostEvent(void *handle) noexcept {
     auto *const word = &event->state;
     std::uint32_t const before = word->fetch_or(fsPosted);
     if (!(before & fsPosted) && before / fsWaiter)
-        Futex(word, FUTEX_WAKE, INT_MAX, nullptr); // only the address is used: the event may be gone
+        posix::WakeWord(word, INT_MAX);
     return true;
 }

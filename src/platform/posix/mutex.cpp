@@ -2,6 +2,7 @@
 
 #include "platform/posix/deadline.h"
 #include "platform/posix/objects.h"
+#include "utility/FASTMUTX.h"
 
 #include <atomic>
 #include <errno.h>
@@ -25,17 +26,15 @@ constexpr int fsLayout = 1;
 
 // A lock as this process sees it. Objects of one name have one of these between them.
 struct Mutex {
-    pthread_mutex_t *system;             // &own, or in a mapped file
-    std::atomic<std::uint64_t> owner{0}; // the thread of this process that holds it, 0 for none
+    TFastMutex fast;                     // where there is no name
+    pthread_mutex_t *shared = nullptr;   // where there is one: in a mapped file
+    std::atomic<std::uint32_t> owner{0}; // of `shared`: the thread of this process that holds it, 0 for none
     std::uint32_t depth = 0;             // how often; the owner's
     std::uint32_t references = 1;        // guarded by the list's lock, as all below
     Mutex *previous = nullptr;
     Mutex *next = nullptr;
     dev_t device = 0; // of the mapped file
     ino_t node = 0;
-    pthread_mutex_t own;
-
-    bool IsNamed() const noexcept { return system != &own; }
 };
 
 // Every lock of the process, for those that come back to a name, and for a forked child.
@@ -62,16 +61,6 @@ void Unlink(Mutex *mutex) noexcept {
         mutex->next->previous = mutex->previous;
 }
 
-// A number of this thread that no other thread of the process has or will have: unlike the system's numbers, which a
-// new thread may get from one that died with a lock.
-std::uint64_t ThisThread() noexcept {
-    static constinit std::atomic<std::uint64_t> last{0};
-    static constinit thread_local std::uint64_t number = 0;
-    if (number == 0)
-        number = ++last;
-    return number;
-}
-
 // Puts an error number where LastError() finds it. False for 0.
 bool Fails(int error) noexcept {
     errno = error;
@@ -79,11 +68,11 @@ bool Fails(int error) noexcept {
 }
 
 // Not of the recursive kind: entering again is settled by `owner` and `depth`.
-int Initialize(pthread_mutex_t *mutex, int sharing) noexcept {
+int Initialize(pthread_mutex_t *mutex) noexcept {
     pthread_mutexattr_t attributes;
     ::pthread_mutexattr_init(&attributes);
     ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    ::pthread_mutexattr_setpshared(&attributes, sharing);
+    ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
     int const error = ::pthread_mutex_init(mutex, &attributes);
     ::pthread_mutexattr_destroy(&attributes);
     return error;
@@ -91,18 +80,13 @@ int Initialize(pthread_mutex_t *mutex, int sharing) noexcept {
 
 // A forked child has only the thread that forked. Locks of other threads become free, those of its own stay held. A
 // named lock stays the parent's.
-void RecreateInChild() noexcept {
-    std::uint64_t const self = ThisThread();
+void SettleInChild() noexcept {
+    TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
-        bool const held = !mutex->IsNamed() && mutex->owner.load(std::memory_order_relaxed) == self;
-        if (!mutex->IsNamed())
-            Initialize(mutex->system, PTHREAD_PROCESS_PRIVATE);
-        if (held) {
-            ::pthread_mutex_lock(mutex->system);
-        } else {
-            mutex->owner = 0;
-            mutex->depth = 0;
-        }
+        mutex->owner = 0;
+        mutex->depth = 0;
+        if (self)
+            mutex->fast.ForgetOtherThreads(*self);
     }
     ::pthread_mutex_unlock(&fsListLock);
 }
@@ -111,7 +95,7 @@ void FollowForks() noexcept {
     static constinit pthread_once_t once = PTHREAD_ONCE_INIT;
     ::pthread_once(&once, [] {
         ::pthread_atfork([] { ::pthread_mutex_lock(&fsListLock); }, [] { ::pthread_mutex_unlock(&fsListLock); },
-                         RecreateInChild);
+                         SettleInChild);
     });
 }
 
@@ -135,7 +119,7 @@ bool MakeShared(int folder, char const *name) noexcept {
     int error = ::posix_fallocate(file, 0, sizeof(SharedMutex));
     void *const memory = error == 0 ? Map(file) : nullptr;
     if (memory) {
-        error = Initialize(&static_cast<SharedMutex *>(memory)->mutex, PTHREAD_PROCESS_SHARED);
+        error = Initialize(&static_cast<SharedMutex *>(memory)->mutex);
         ::munmap(memory, sizeof(SharedMutex));
         if (error == 0 && ::linkat(folder, temporary, folder, name, 0) != 0)
             error = errno;
@@ -165,7 +149,7 @@ int OpenShared(char const *name) noexcept {
 
 Mutex *FindOpened(struct stat const &status) noexcept {
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
-        if (mutex->IsNamed() && mutex->device == status.st_dev && mutex->node == status.st_ino)
+        if (mutex->shared && mutex->device == status.st_dev && mutex->node == status.st_ino)
             return mutex;
     }
     return nullptr;
@@ -186,7 +170,7 @@ Mutex *MutexOfFile(int file) noexcept {
     void *const memory = Map(file);
     auto *const mutex = memory ? new (std::nothrow) Mutex : nullptr;
     if (mutex) {
-        mutex->system = &static_cast<SharedMutex *>(memory)->mutex;
+        mutex->shared = &static_cast<SharedMutex *>(memory)->mutex;
         mutex->device = status.st_dev;
         mutex->node = status.st_ino;
         Link(mutex);
@@ -210,12 +194,10 @@ Mutex *NamedMutex(char const *name) noexcept {
 
 Mutex *UnnamedMutex() noexcept {
     auto *const mutex = new (std::nothrow) Mutex;
-    if (!mutex || Fails(Initialize(&mutex->own, PTHREAD_PROCESS_PRIVATE))) {
-        delete mutex;
-        return nullptr;
-    }
-    mutex->system = &mutex->own;
-    Link(mutex);
+    if (mutex)
+        Link(mutex);
+    else
+        errno = ENOMEM;
     return mutex;
 }
 
@@ -240,6 +222,38 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 #endif
 }
 
+// Apart, to keep the way of locks without a name short.
+[[gnu::noinline]] WaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
+    TThreadRecord const *const self = platform::ThisThread();
+    if (!self)
+        return WaitResult::failed;
+    if (mutex.owner.load(std::memory_order_relaxed) == self->number) {
+        ++mutex.depth;
+        return WaitResult::done;
+    }
+    int const error = Acquire(mutex.shared, milliseconds);
+    if (error == EBUSY || error == ETIMEDOUT)
+        return WaitResult::timedOut;
+    if (error == EOWNERDEAD)
+        ::pthread_mutex_consistent(mutex.shared);
+    else if (Fails(error))
+        return WaitResult::failed;
+    mutex.owner.store(self->number, std::memory_order_relaxed);
+    mutex.depth = 1;
+    return error == EOWNERDEAD ? WaitResult::abandoned : WaitResult::done;
+}
+
+[[gnu::noinline]] bool UnlockShared(Mutex &mutex) noexcept {
+    TThreadRecord const *const self = platform::ThisThread();
+    if (!self || mutex.owner.load(std::memory_order_relaxed) != self->number)
+        return false;
+    if (--mutex.depth == 0) {
+        mutex.owner.store(0, std::memory_order_relaxed);
+        ::pthread_mutex_unlock(mutex.shared);
+    }
+    return true;
+}
+
 } // namespace
 
 void *platform::NewMutex(char const *name) noexcept {
@@ -257,14 +271,12 @@ bool platform::DeleteMutex(void *handle) noexcept {
         return true;
     while (UnlockMutex(mutex)) {
     }
-    // While another thread holds it, or died with it, it stands in a list of the system: its memory must stay.
-    if (mutex->owner != 0)
+    // While another thread holds it, it stands in a list of that thread: its memory must stay.
+    if (mutex->owner != 0 || mutex->fast.IsHeld())
         return true;
     Unlink(mutex);
-    if (mutex->IsNamed())
-        ::munmap(mutex->system, sizeof(SharedMutex));
-    else
-        ::pthread_mutex_destroy(mutex->system);
+    if (mutex->shared)
+        ::munmap(mutex->shared, sizeof(SharedMutex));
     delete mutex;
     return true;
 }
@@ -273,36 +285,17 @@ WaitResult platform::LockMutex(void *handle, std::uint32_t milliseconds) noexcep
     Mutex *const mutex = MutexAt(handle);
     if (!mutex)
         return WaitResult::failed;
-    std::uint64_t const self = ThisThread();
-    if (mutex->owner.load(std::memory_order_relaxed) == self) {
-        ++mutex->depth;
-        return WaitResult::done;
-    }
-    int const error = Acquire(mutex->system, milliseconds);
-    if (error == EBUSY || error == ETIMEDOUT)
-        return WaitResult::timedOut;
-    if (error == EOWNERDEAD)
-        ::pthread_mutex_consistent(mutex->system);
-    else if (Fails(error))
-        return WaitResult::failed;
-    mutex->owner.store(self, std::memory_order_relaxed);
-    mutex->depth = 1;
-    return error == EOWNERDEAD ? WaitResult::abandoned : WaitResult::done;
+    return mutex->shared ? LockShared(*mutex, milliseconds) : mutex->fast.Lock(milliseconds);
 }
 
 bool platform::UnlockMutex(void *handle) noexcept {
     Mutex *const mutex = MutexAt(handle);
     if (!mutex)
         return false;
-    if (mutex->owner.load(std::memory_order_relaxed) != ThisThread()) {
+    bool const released = mutex->shared ? UnlockShared(*mutex) : mutex->fast.Unlock();
+    if (!released)
         errno = EPERM;
-        return false;
-    }
-    if (--mutex->depth == 0) {
-        mutex->owner.store(0, std::memory_order_relaxed);
-        ::pthread_mutex_unlock(mutex->system);
-    }
-    return true;
+    return released;
 }
 
 void *platform::SystemMutex(void *mutex) noexcept {

@@ -1,6 +1,6 @@
 #include "platform/platform.h"
 
-#include "platform/win32/fastmutex.h"
+#include "utility/FASTMUTX.h"
 
 #include <new>
 #include <windows.h>
@@ -12,7 +12,7 @@ namespace {
 // A lock with a name is a kernel object, which costs two calls of the system each time; one without is not.
 struct Mutex {
     HANDLE kernel = nullptr;
-    win32::FastMutex fast;
+    TFastMutex fast;
 };
 
 Mutex *MutexAt(void *mutex) noexcept {
@@ -69,7 +69,12 @@ bool platform::UnlockMutex(void *handle) noexcept {
     Mutex *const mutex = MutexAt(handle);
     if (!mutex)
         return false;
-    return mutex->kernel ? ReleaseMutex(mutex->kernel) != FALSE : mutex->fast.Unlock();
+    if (mutex->kernel)
+        return ReleaseMutex(mutex->kernel) != FALSE;
+    bool const released = mutex->fast.Unlock();
+    if (!released)
+        SetLastError(ERROR_NOT_OWNER);
+    return released;
 }
 
 void *platform::SystemMutex(void *handle) noexcept {

@@ -1,6 +1,6 @@
 #include "platform/win32/threads.h"
 
-#include "platform/win32/fastmutex.h"
+#include "utility/FASTMUTX.h"
 
 #include <atomic>
 #include <mutex>
@@ -13,18 +13,27 @@ constinit std::atomic<DWORD> fsIndex{FLS_OUT_OF_INDEXES};
 constinit std::once_flag fsOnce;
 constinit std::atomic<std::uint32_t> fsLast{0};
 constinit std::atomic<bool> fsForgotten{false};
-constinit win32::Thread fsUnloading{0xFFFFFFFF};
+constinit TThreadRecord fsUnloading{0xFFFFFFFF, 0};
 
 void WINAPI EndOfThread(void *record) noexcept {
-    auto *const thread = static_cast<win32::Thread *>(record);
-    while (thread->held)
-        thread->held->Abandon(*thread);
+    auto *const thread = static_cast<TThreadRecord *>(record);
+    thread->AbandonAll();
     delete thread;
+}
+
+TThreadRecord *MakeRecord(DWORD index) noexcept {
+    auto *thread = new (std::nothrow) TThreadRecord{++fsLast, GetCurrentThreadId()};
+    if (!thread || !FlsSetValue(index, thread)) {
+        delete thread;
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    return thread;
 }
 
 } // namespace
 
-win32::Thread *win32::ThisThread() noexcept {
+TThreadRecord *platform::ThisThread() noexcept {
     if (fsForgotten.load(std::memory_order_relaxed))
         return &fsUnloading;
     DWORD index = fsIndex.load(std::memory_order_acquire);
@@ -32,15 +41,8 @@ win32::Thread *win32::ThisThread() noexcept {
         std::call_once(fsOnce, [] { fsIndex = FlsAlloc(EndOfThread); });
         index = fsIndex;
     }
-    auto *thread = static_cast<Thread *>(FlsGetValue(index));
-    if (!thread) {
-        thread = new (std::nothrow) Thread{++fsLast};
-        if (thread && !FlsSetValue(index, thread)) {
-            delete thread;
-            thread = nullptr;
-        }
-    }
-    return thread;
+    auto *const thread = static_cast<TThreadRecord *>(FlsGetValue(index));
+    return thread ? thread : MakeRecord(index);
 }
 
 void win32::ForgetThreads() noexcept {
