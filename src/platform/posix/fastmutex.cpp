@@ -30,7 +30,7 @@ void ThreadKey::EndOfThread(void *record) noexcept {
     delete thread;
 }
 
-TThreadRecord *MakeRecord() noexcept {
+[[gnu::noinline]] TThreadRecord *MakeRecord() noexcept {
     static ThreadKey const key;
     static constinit std::atomic<std::uint32_t> last{0};
     auto *const thread = key.made ? new (std::nothrow) TThreadRecord{++last, 0} : nullptr;
