@@ -513,3 +513,31 @@ TEST(MutexWithEvent, MayHaveAName) {
     TMutexSemaphoreWithEventEntry const entry(monitor, 0);
     EXPECT_EQ(StateElsewhere(same), TMutexSemaphore::TimedOut);
 }
+
+TEST(Semaphore, PostReleasesAllThatWaitThoughItIsClearedAtOnce) {
+    for (int round = 0; round < 50; ++round) {
+        TSemaphore event;
+        std::atomic<int> waiting{0};
+        std::atomic<int> released{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&] {
+                ++waiting;
+                // Who comes after the first post is released by a later one.
+                if (event.Wait(-1) == 0)
+                    ++released;
+            });
+        }
+        while (waiting != 4)
+            std::this_thread::yield();
+        // Posted and cleared until all have been seen to go: without the promise some would wait for ever.
+        while (released != 4) {
+            event.Post();
+            event.Clear();
+            std::this_thread::yield();
+        }
+        for (std::thread &thread : threads)
+            thread.join();
+        EXPECT_EQ(released, 4);
+    }
+}

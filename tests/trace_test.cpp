@@ -126,7 +126,8 @@ TEST(TTrace, CategoriesSwitchSinglePartsOnAndOff) {
     EXPECT_EQ(capture.trace.UsesDefault(TUtilityTraceCategory::TagVar), 1);
     Write(4, TUtilityTraceCategory::TagVar);
     Write(4, TUtilityTraceCategory::Message);
-    Write(4, TTrace::Category(2, "TagVar"));
+    static TTrace::Category const twin(2, "TagVar");
+    Write(4, twin);
     ASSERT_EQ(capture.Entries().size(), 1u);
     EXPECT_EQ(capture.Entries()[0].category, "TagVar");
 

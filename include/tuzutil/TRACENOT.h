@@ -13,7 +13,10 @@
 // Ownership:  observers are borrowed; one leaves the set when it ends.
 // Threads:    Notify() runs under the observers' mutex (recursive), mostly with the trace lock held as well.
 // Failures:   an exception out of Notify() is dropped.
-// Surprises:  a change of the destinations notifies twice: once for the word of levels, once for that of components.
+// Surprises:  an observer may be told until its destructor here has run: one whose members die before that has to
+// expect
+//             it. A change of the destinations notifies twice: once for the word of levels, once for that of
+//             components.
 
 #include "tuzutil/EXPORT.h"
 
@@ -25,7 +28,7 @@ public:
 
     virtual void Notify(); // "pure"
 
-    static void NotifyAll(); // in order of registration
+    static void NotifyAll() noexcept; // in order of registration
 
 protected:
     TTraceNotify();

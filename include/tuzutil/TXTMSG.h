@@ -14,8 +14,8 @@
 //             a bad width prints zero or a null string. Only operator[] throws, TInvalidParameter "Out of Range" (ID 1,
 //             recoverable), and copying an argument of a kind that does not exist.
 // Surprises:  once formatted the text stays, whatever SetArgs() does; a copy formats afresh. A text that comes out
-// empty
-//             is one zero character. Widths and precisions count up to 64 Ki, a text up to 16 MiB. Where an argument
+//             empty is one zero character. A 16-bit default text comes back from a stream as its bytes, for the form
+//             there tells no kind. Widths and precisions count up to 64 Ki, a text up to 16 MiB. Where an argument
 //             list is passed by pointers, nil ends it like fsEndOfArgs. What no printf knows prints as the platform's
 //             own prints it; %n never stores anything; %p is always 8 upper-case digits, 16 where pointers are longer.
 
@@ -146,7 +146,11 @@ private:
         return false;
     }
     static TagVar const *Pointer(TagVar const *value) noexcept { return value; }
-    static TagVar const *Pointer(long) noexcept { return nullptr; } // 0 or NULL ends a list
+    // 0 or NULL ends a list; a value among pointers does not compile.
+    template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
+    static TagVar const *Pointer(I) noexcept {
+        return nullptr;
+    }
 
     template <typename... Values>
     void SetValues(Values const &...values) {

@@ -160,8 +160,8 @@ TiBinaryStream &TiBinaryStream::operator>>(long double &value) {
         value = TEncoding<double>::Take(bytes + 2, true);
         return *this;
     }
-    double number = 0;
-    if (ReadBytes(&number, sizeof number) == sizeof number)
+    double number = static_cast<double>(value); // keeps the bytes that do not arrive
+    if (ReadBytes(&number, sizeof number) != 0)
         value = number;
     return *this;
 }
@@ -422,8 +422,8 @@ int ToBinaryStream::opfx() {
     return ready ? 1 : 0;
 }
 void ToBinaryStream::osfx() {
-    if (fStream->flags() & std::ios_base::unitbuf)
-        std::ostream::sentry const flushesAtItsEnd(*fStream);
+    if ((fStream->flags() & std::ios_base::unitbuf) && fStream->good() && fStream->rdbuf()->pubsync() == -1)
+        fStream->setstate(std::ios_base::badbit);
 }
 ToBinaryStream &ToBinaryStream::flush() {
     fStream->flush();
@@ -484,6 +484,7 @@ TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text) {
         room = std::min(length, room * 2);
         TStringAccess::Resize(arrived, room);
     }
+    stream.fCount = static_cast<std::streamsize>(received);
     if (received != room)
         TStringAccess::Truncate(arrived, static_cast<unsigned int>(received));
     text = std::move(arrived);

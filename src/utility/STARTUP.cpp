@@ -66,3 +66,11 @@ TString const TFileName::fsDelimUnicode(u"\\");
 TString const TDirectory::fsSeparator("\\");
 static TImmortal<TFindTable> fsFindTable;
 TFindTable &TFindTable::fsOnly = fsFindTable.Get();
+
+// 8. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
+static struct TSilence {
+    ~TSilence() {
+        TTrace::Base::fsRuntimeLevel = 0;
+        TTrace::Base::fsRuntimeComponent = 0;
+    }
+} fsSilence;

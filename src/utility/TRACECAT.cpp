@@ -7,8 +7,16 @@
 
 // Categories
 
+namespace {
+
+TString OwnText(TString const &text) {
+    return text.IsNull() ? TString() : TString(static_cast<char *>(text), text.length(), ' ');
+}
+
+} // namespace
+
 TTrace::Category::Category(unsigned long component, TString const &name)
-    : fComponent(static_cast<std::uint32_t>(component)), fName(name) {
+    : fComponent(static_cast<std::uint32_t>(component)), fName(OwnText(name)) {
     TTrace::Register(*this);
 }
 
@@ -21,7 +29,7 @@ TTrace::Category::Category(Category const &other) {
 TTrace::Category &TTrace::Category::operator=(Category const &other) {
     if (this != &other) {
         fComponent = other.fComponent;
-        fName = other.fName.IsNull() ? TString() : TString(static_cast<char *>(other.fName), other.fName.length(), ' ');
+        fName = OwnText(other.fName);
     }
     return *this;
 }

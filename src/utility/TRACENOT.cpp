@@ -1,7 +1,11 @@
 #include "tuzutil/TRACENOT.h"
 
 #include "tuzutil/PURETRAP.h"
+#include "tuzutil/TRACE.h"
 #include "utility/TRACEOBS.h"
+
+#include <new>
+#include <vector>
 
 TTraceNotify::TTraceNotify() {
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
@@ -20,17 +24,23 @@ void TTraceNotify::Notify() {
     TPureCall::Trap();
 }
 
-void TTraceNotify::NotifyAll() {
+void TTraceNotify::NotifyAll() noexcept {
+    // In the order in which destinations take them: an observer may trace, or change what is traced.
+    TMutexSemaphoreEntry const trace(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
     // An observer may end itself or another one, or make a new one: the walk goes over a copy, and only to those that
     // are still there.
-    TSetOfCopy<TElemPointer<TTraceNotify>> const present(TTraceObservers::fsSet);
-    for (unsigned long i = 0; i < present.GetNumberElements(); ++i) {
-        TTraceNotify *const observer = present.Find(i)->Pointer();
-        if (!TTraceObservers::Find(observer))
-            continue;
+    std::vector<TTraceNotify *> present;
+    try {
+        for (unsigned long i = 0; i < TTraceObservers::fsSet.GetNumberElements(); ++i)
+            present.push_back(TTraceObservers::fsSet.Find(i)->Pointer());
+    } catch (std::bad_alloc const &) {
+        // Those for whom there was room are told.
+    }
+    for (TTraceNotify *const observer : present) {
         try {
-            observer->Notify();
+            if (TTraceObservers::Find(observer))
+                observer->Notify();
         } catch (...) {
             // The others are told all the same.
         }

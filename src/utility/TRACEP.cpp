@@ -60,13 +60,13 @@ public:
     }
 
 private:
-    static Walk *fsInnermost; // guarded by the trace lock
+    static thread_local Walk *fsInnermost; // only walks of the thread that holds the trace lock matter
 
     Base *fNext;
     Walk *fOuter;
 };
 
-constinit TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
+thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
 
 // Destinations
 
@@ -107,18 +107,24 @@ void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) 
 void TTrace::Base::Change() {}
 
 void TTrace::Base::SetLevel(unsigned long level) {
-    if (fStopped)
-        return;
-    fLevel = static_cast<std::uint32_t>(level);
-    SetGlobalTracing();
+    {
+        TTraceLock const lock;
+        if (fStopped)
+            return;
+        fLevel = static_cast<std::uint32_t>(level);
+        SetGlobalTracing();
+    }
     Change();
 }
 
 void TTrace::Base::SetComponent(unsigned long component) {
-    if (fStopped)
-        return;
-    fComponent = static_cast<std::uint32_t>(component);
-    SetGlobalTracing();
+    {
+        TTraceLock const lock;
+        if (fStopped)
+            return;
+        fComponent = static_cast<std::uint32_t>(component);
+        SetGlobalTracing();
+    }
     Change();
 }
 
@@ -137,11 +143,14 @@ void TTrace::Base::SetDisableRestore(int disable) {
 }
 
 void TTrace::Base::StopTracing() {
-    fDisableRestore = 1;
-    fStopped = 1;
-    fLevel = 0;
-    fComponent = 0;
-    SetGlobalTracing();
+    {
+        TTraceLock const lock;
+        fDisableRestore = 1;
+        fStopped = 1;
+        fLevel = 0;
+        fComponent = 0;
+        SetGlobalTracing();
+    }
     Change();
 }
 
@@ -340,6 +349,7 @@ TTrace::SaveState::SaveState(TTrace &trace) : fDestination(trace.QueryPointer())
 TTrace::SaveState::SaveState(TTrace &trace, unsigned long level, Category const &category) : SaveState(trace) {
     if (!fDestination)
         return;
+    TTraceLock const lock;
     fDestination->SetLevel(level);
     fDestination->SetComponent(fDestination->QueryComponent() | category.QueryComponent());
     fDestination->AddCategory(category, 1);

@@ -131,7 +131,7 @@ unsigned long TTextMessage::ValidateArgsW(TString const &format, TString &out, C
 
 void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fFile = TString(file);
-    fLine = static_cast<std::uint32_t>(line);
+    fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
@@ -181,7 +181,8 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
         if (value.ReadFromBinaryStream(in).fail())
             return in;
         if (fCount == fCapacity)
-            Reserve(std::min(announced, std::max(fsFirstSlots, fCapacity * 2)));
+            Reserve(static_cast<std::uint32_t>(std::min<std::uint64_t>(
+                announced, std::max<std::uint64_t>(fsFirstSlots, std::uint64_t{fCapacity} * 2))));
         fArguments[fCount++] = std::move(value);
     }
     if (!(in >> fFile).fail())

@@ -1,16 +1,12 @@
 #include "platform/platform.h"
 
+#include "platform/eventword.h"
 #include "platform/posix/deadline.h"
 #include "platform/posix/futex.h"
 
 #include <new>
 
 namespace {
-
-// The state in one word, so that posting touches the event once only: a thread that it wakes may delete it. Bit 0:
-// posted; the rest: the number of waiting threads.
-constexpr std::uint32_t fsPosted = 1;
-constexpr std::uint32_t fsWaiter = 2;
 
 struct Event {
     std::atomic<std::uint32_t> state;
@@ -26,7 +22,7 @@ Event *EventAt(void *event) noexcept {
 } // namespace
 
 void *platform::NewEvent(bool posted) noexcept {
-    auto *const event = new (std::nothrow) Event{{posted ? fsPosted : 0}};
+    auto *const event = new (std::nothrow) Event{{posted ? eventword::posted : 0}};
     if (!event)
         errno = ENOMEM;
     return event;
@@ -48,31 +44,30 @@ platform::WaitResult platform::WaitEvent(void *handle, std::uint32_t millisecond
     if (!event)
         return WaitResult::failed;
     auto &state = event->state;
-    if (state.load(std::memory_order_acquire) & fsPosted)
+    if (state.load(std::memory_order_acquire) & eventword::posted)
         return WaitResult::done;
     if (milliseconds == 0)
         return WaitResult::timedOut;
 
     bool const limited = milliseconds != waitForEver;
     timespec const deadline = limited ? DeadlineIn(milliseconds, CLOCK_MONOTONIC) : timespec{};
-    WaitResult result = WaitResult::done;
-    std::uint32_t seen = state.fetch_add(fsWaiter) + fsWaiter;
-    while (!(seen & fsPosted)) {
-        if (int const error = posix::WaitForWord(state, seen, limited ? &deadline : nullptr)) {
-            errno = error;
-            result = error == ETIMEDOUT ? WaitResult::timedOut : WaitResult::failed;
+    std::uint32_t const begun = eventword::Begin(state);
+    for (std::uint32_t seen = begun; !eventword::IsReleased(begun, seen); seen = state.load()) {
+        int const error = posix::WaitForWord(state, seen, limited ? &deadline : nullptr);
+        if (error == 0)
+            continue;
+        if (eventword::IsReleased(begun, state.load()))
             break;
-        }
-        seen = state.load();
+        errno = error;
+        return error == ETIMEDOUT ? WaitResult::timedOut : WaitResult::failed;
     }
-    state.fetch_sub(fsWaiter);
-    return result;
+    return WaitResult::done;
 }
 
 bool platform::ClearEvent(void *handle) noexcept {
     Event *const event = EventAt(handle);
     if (event)
-        event->state.fetch_and(~fsPosted);
+        event->state.fetch_and(~eventword::posted);
     return event != nullptr;
 }
 
@@ -81,8 +76,7 @@ bool platform::PostEvent(void *handle) noexcept {
     if (!event)
         return false;
     auto *const word = &event->state;
-    std::uint32_t const before = word->fetch_or(fsPosted);
-    if (!(before & fsPosted) && before / fsWaiter)
+    if (eventword::Post(*word))
         posix::WakeWord(word, INT_MAX);
     return true;
 }

@@ -55,7 +55,8 @@ void AppendConversion(std::string &to, char conversion, std::tm const &record) {
     case 'u': return AppendNumber(to, "%d", (record.tm_wday + 6) % 7 + 1);
     case 'V': return AppendNumber(to, "%02d", TIsoWeek(record).week);
     case 'z': to += "+0000"; return;
-    default: to += std::strchr("aAbBcdHIjmMpSUwWxXyYZ%", conversion) ? "%" : "%%"; to += conversion;
+    case 'Z': to += "GMT"; return;
+    default: to += std::strchr("aAbBcdHIjmMpSUwWxXyY%", conversion) ? "%" : "%%"; to += conversion;
     }
 }
 

@@ -1,5 +1,7 @@
 #include "platform/platform.h"
 
+#include "platform/eventword.h"
+
 #include <atomic>
 #include <new>
 #include <windows.h>
@@ -31,11 +33,6 @@ WordWaiting const &Words() noexcept {
     return words;
 }
 
-// The state in one word, so that posting touches the event once only: a thread that it wakes may delete it. Bit 0:
-// posted; the rest: the number of waiting threads.
-constexpr std::uint32_t fsPosted = 1;
-constexpr std::uint32_t fsWaiter = 2;
-
 struct Event {
     std::atomic<std::uint32_t> state;
     std::atomic<std::uint32_t> owners{1};
@@ -49,37 +46,30 @@ Event *EventAt(void *event) noexcept {
 }
 
 WaitResult WaitForWord(std::atomic<std::uint32_t> &state, std::uint32_t milliseconds) noexcept {
-    if (state.load(std::memory_order_acquire) & fsPosted)
+    if (state.load(std::memory_order_acquire) & eventword::posted)
         return WaitResult::done;
     if (milliseconds == 0)
         return WaitResult::timedOut;
     ULONGLONG const end = GetTickCount64() + milliseconds;
-    WaitResult result = WaitResult::done;
-    std::uint32_t seen = state.fetch_add(fsWaiter) + fsWaiter;
-    while (!(seen & fsPosted)) {
+    std::uint32_t const begun = eventword::Begin(state);
+    for (std::uint32_t seen = begun; !eventword::IsReleased(begun, seen); seen = state.load()) {
         DWORD remaining = INFINITE;
         if (milliseconds != platform::waitForEver) {
             ULONGLONG const now = GetTickCount64();
             remaining = now < end ? static_cast<DWORD>(end - now) : 0;
         }
-        if (remaining == 0) {
-            result = WaitResult::timedOut;
-            break;
-        }
-        if (!Words().wait(&state, &seen, sizeof seen, remaining) && GetLastError() != ERROR_TIMEOUT) {
-            result = WaitResult::failed;
-            break;
-        }
-        seen = state.load();
+        if (remaining == 0)
+            return WaitResult::timedOut;
+        if (!Words().wait(&state, &seen, sizeof seen, remaining) && GetLastError() != ERROR_TIMEOUT)
+            return WaitResult::failed;
     }
-    state.fetch_sub(fsWaiter);
-    return result;
+    return WaitResult::done;
 }
 
 } // namespace
 
 void *platform::NewEvent(bool posted) noexcept {
-    auto *const event = new (std::nothrow) Event{{posted ? fsPosted : 0}};
+    auto *const event = new (std::nothrow) Event{{posted ? eventword::posted : 0}};
     if (!event) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
@@ -125,7 +115,7 @@ bool platform::ClearEvent(void *handle) noexcept {
         return false;
     if (event->kernel)
         return ResetEvent(event->kernel) != FALSE;
-    event->state.fetch_and(~fsPosted);
+    event->state.fetch_and(~eventword::posted);
     return true;
 }
 
@@ -136,8 +126,7 @@ bool platform::PostEvent(void *handle) noexcept {
     if (event->kernel)
         return SetEvent(event->kernel) != FALSE;
     auto *const word = &event->state;
-    std::uint32_t const before = word->fetch_or(fsPosted);
-    if (!(before & fsPosted) && before / fsWaiter)
+    if (eventword::Post(*word))
         Words().wakeAll(word); // only the address is used: the event may be gone
     return true;
 }

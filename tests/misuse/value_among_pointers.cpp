@@ -1,0 +1,11 @@
+// A list of pointers to arguments holds pointers only: a value would end it.
+#include "tuzutil/TXTMSG.h"
+
+void Use() {
+    TagVar const one(1), two(2);
+#ifdef WRONG
+    TTextMessage const message("%d %d", &one, two);
+#else
+    TTextMessage const message("%d %d", &one, &two, nullptr);
+#endif
+}
