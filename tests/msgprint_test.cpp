@@ -49,7 +49,7 @@ std::u16string PrintWide(std::u16string const &format, Arguments const &...argum
 }
 
 // Every set of flags out of `flags`, with every width and precision.
-std::vector<std::string> Specifications(std::string const &flags) {
+std::vector<std::string> Prefixes(std::string const &flags) {
     std::vector<std::string> result;
     for (unsigned set = 0; set < 1u << flags.size(); ++set) {
         std::string start = "%";
@@ -71,8 +71,8 @@ bool IsAlternateOctalWithoutDigits(std::string const &format) {
 }
 
 // The text that a runtime leaves of a conversion that it does not know, without its character: "%5" or nothing.
-std::string Inert(std::string const &specification) {
-    std::string text = RuntimePrintf((specification + "?").c_str(), 0);
+std::string Inert(std::string const &prefix) {
+    std::string text = RuntimePrintf((prefix + "?").c_str(), 0);
     text.pop_back();
     return text;
 }
@@ -84,8 +84,8 @@ std::string Inert(std::string const &specification) {
 TEST(MessagePrint, IntegersAsThePlatformsPrintf) {
     for (char const conversion : "diouxX"s) {
         std::string const flags = conversion == 'd' || conversion == 'i' ? "-+ 0" : conversion == 'u' ? "-0" : "-#0";
-        for (std::string const &specification : Specifications(flags)) {
-            std::string const format = '[' + specification + conversion + ']';
+        for (std::string const &prefix : Prefixes(flags)) {
+            std::string const format = '[' + prefix + conversion + ']';
             for (int const value : {0, 1, -1, 7, 8, 42, -1234567, 0xBEEF, INT_MAX, INT_MIN}) {
                 char expected[100];
                 std::snprintf(expected, sizeof expected, format.c_str(), value);
@@ -105,8 +105,8 @@ TEST(MessagePrint, AlternateOctalZeroHasOneDigit) {
 
 TEST(MessagePrint, RealsAsThePlatformsPrintf) {
     for (char const conversion : "eEfgG"s) {
-        for (std::string const &specification : Specifications("-+ #0")) {
-            std::string const format = '[' + specification + conversion + ']';
+        for (std::string const &prefix : Prefixes("-+ #0")) {
+            std::string const format = '[' + prefix + conversion + ']';
             for (double const value : {0.0, -0.0, 1.0, -2.5, 0.5, 1.0 / 3, 12345.678, 1e10, 1e-7, 9.9999999}) {
                 std::string const expected = RuntimePrintf(format.c_str(), value);
                 ASSERT_EQ(Print(format, value), expected) << format;
@@ -124,8 +124,8 @@ TEST(MessagePrint, UpperCaseFIsTheConversionF) {
 }
 
 TEST(MessagePrint, TextsAsThePlatformsPrintf) {
-    for (std::string const &specification : Specifications("-")) {
-        std::string const format = '[' + specification + "s]";
+    for (std::string const &prefix : Prefixes("-")) {
+        std::string const format = '[' + prefix + "s]";
         for (char const *const value : {"", "a", "abc", "a longer text than all widths that are used"}) {
             std::string const expected = RuntimePrintf(format.c_str(), value);
             ASSERT_EQ(Print(format, value), expected) << format;
@@ -137,8 +137,8 @@ TEST(MessagePrint, TextsAsThePlatformsPrintf) {
 }
 
 TEST(MessagePrint, NullTextsAsThePlatformsPrintf) {
-    for (std::string const &specification : Specifications("-")) {
-        std::string const format = '[' + specification + "s]";
+    for (std::string const &prefix : Prefixes("-")) {
+        std::string const format = '[' + prefix + "s]";
         std::string const expected = RuntimePrintf(format.c_str(), static_cast<char const *>(nullptr));
         ASSERT_EQ(Print(format, TagVar(TagVar::string)), expected) << format; // owns no text
         ASSERT_EQ(Print(format, TagVar(nullptr)), expected) << format;        // owns a null string
@@ -183,11 +183,11 @@ TEST(MessagePrint, CountsFromArgumentsAsThePlatformsPrintf) {
 }
 
 TEST(MessagePrint, UnknownConversionsAsThePlatformsPrintf) {
-    for (std::string const &specification : Specifications("-+ #0")) {
-        std::string const expected = RuntimePrintf(('[' + specification + "?]").c_str(), 0);
-        ASSERT_EQ(Print('[' + specification + "?]", 5), expected) << specification;
-        ASSERT_EQ(Print('[' + specification + "n]", 5), expected) << specification; // never executed
-        ASSERT_EQ(PrintWide(Wide('[' + specification + "n]"), 5), Wide(expected)) << specification;
+    for (std::string const &prefix : Prefixes("-+ #0")) {
+        std::string const expected = RuntimePrintf(('[' + prefix + "?]").c_str(), 0);
+        ASSERT_EQ(Print('[' + prefix + "?]", 5), expected) << prefix;
+        ASSERT_EQ(Print('[' + prefix + "n]", 5), expected) << prefix; // never executed
+        ASSERT_EQ(PrintWide(Wide('[' + prefix + "n]"), 5), Wide(expected)) << prefix;
     }
     for (char const *const format : {"%y", "%k", "%\x80"})
         EXPECT_EQ(Print(format, 5), RuntimePrintf(format, 5));
