@@ -1,9 +1,10 @@
-# tuzutil_add_language_library(NAME LANGUAGE language STRINGS file.rc
+# tuzutil_add_language_library(NAME [LANGUAGE language] STRINGS file.rc
 #                              [DEFAULTS file.rc] [OUTPUT_DIRECTORY folder] [ALLOW_LONG_TEXTS])
 #
 # Builds the texts of one language, for TTextMessageStorePM and TNLSResourceDll, from a resource script in UTF-8: the
 # target NAME_language, and below the folder (where programs are built, unless it is given) the file language/NAME.dll.
-# A language with a code page, as "German.1252", has a folder for it: German/1252/NAME.dll.
+# A language with a code page, as "German.1252", has a folder for it: German/1252/NAME.dll. Without a language, the
+# target NAME makes NAME.dll, which is found where there is none for the current one.
 #
 # The build fails, with file and line, where a number is given twice or above 65535; where a text is longer than the 256
 # characters, or bytes in UTF-8, that are loaded, unless ALLOW_LONG_TEXTS is given; and where a text does not fit the
@@ -17,8 +18,8 @@ endforeach()
 
 function(tuzutil_add_language_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "ALLOW_LONG_TEXTS" "LANGUAGE;STRINGS;DEFAULTS;OUTPUT_DIRECTORY" "")
-    if(NOT arg_LANGUAGE OR NOT arg_STRINGS OR arg_UNPARSED_ARGUMENTS)
-        message(FATAL_ERROR "tuzutil_add_language_library(NAME LANGUAGE language STRINGS file.rc ...)")
+    if(NOT arg_STRINGS OR arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "tuzutil_add_language_library(NAME [LANGUAGE language] STRINGS file.rc ...)")
     endif()
     if(NOT arg_OUTPUT_DIRECTORY)
         set(arg_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
@@ -26,8 +27,13 @@ function(tuzutil_add_language_library name)
     if(NOT arg_OUTPUT_DIRECTORY)
         set(arg_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
     endif()
-    string(REGEX REPLACE "[.]" "/" folder ${arg_LANGUAGE})
-    set(target ${name}_${arg_LANGUAGE})
+    set(folder ${arg_OUTPUT_DIRECTORY})
+    set(target ${name})
+    if(arg_LANGUAGE)
+        string(REPLACE "." "/" subfolder ${arg_LANGUAGE})
+        string(APPEND folder /${subfolder})
+        string(APPEND target _${arg_LANGUAGE})
+    endif()
     cmake_path(ABSOLUTE_PATH arg_STRINGS BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
 
     set(options)
@@ -64,5 +70,5 @@ function(tuzutil_add_language_library name)
         add_library(${target} MODULE ${base}.cpp)
     endif()
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX PREFIX "" SUFFIX ".dll" OUTPUT_NAME ${name}
-                          LIBRARY_OUTPUT_DIRECTORY ${arg_OUTPUT_DIRECTORY}/${folder})
+                          LIBRARY_OUTPUT_DIRECTORY ${folder})
 endfunction()

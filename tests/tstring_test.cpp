@@ -653,8 +653,11 @@ TEST(TString, ChangingASharedStringKeepsTheFlagsOfBoth) {
 
 TEST(TString, CaseIsThatOfTheCurrentLocale) {
     // In the "C" locale letters above 127 have no case.
+    std::string const before = std::setlocale(LC_ALL, nullptr);
+    std::setlocale(LC_ALL, "C");
     EXPECT_EQ(Bytes(TString("\xC9").lowerCase()), "\xC9");
     EXPECT_FALSE(TStringIcmp("\xC9").isEqual("\xE9"));
+    std::setlocale(LC_ALL, before.c_str());
 }
 
 // Searching

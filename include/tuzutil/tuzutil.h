@@ -16,6 +16,7 @@
 #include "tuzutil/LINESTRM.h"
 #include "tuzutil/MD5.h"
 #include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/NLSRESRC.h"
 #include "tuzutil/NULSTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"

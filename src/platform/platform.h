@@ -115,6 +115,12 @@ std::size_t LibraryName(void *library, char *name, std::size_t size) noexcept;
 std::uint32_t LoadText(void *library, std::uint64_t number, unsigned short *text, std::uint32_t size) noexcept;
 std::uint32_t LoadText(void *library, std::uint64_t number, char *text, std::uint32_t size) noexcept;
 
+// Whether something exists that is not a directory. May block.
+bool IsFile(char const *name) noexcept;
+
+// How the system's own libraries end where that is not ".dll"; null otherwise.
+extern char const *const nativeLibraryEnding;
+
 } // namespace platform
 
 #endif

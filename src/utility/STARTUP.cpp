@@ -4,6 +4,8 @@
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FILENAME.h"
+#include "tuzutil/NLSRESRC.h"
+
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACESET.h"
@@ -14,6 +16,7 @@
 #include "utility/IMMORTAL.h"
 #include "utility/TRACEOBS.h"
 
+#include <clocale>
 #include <ios>
 
 // 1. The standard streams, which destinations of trace entries write to until the very end.
@@ -67,7 +70,14 @@ TString const TDirectory::fsSeparator("\\");
 static TImmortal<TFindTable> fsFindTable;
 TFindTable &TFindTable::fsOnly = fsFindTable.Get();
 
-// 8. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
+// 8. Languages: the settings of the search for texts; and the locale of the process, once, from the environment.
+TString const TSearchNLSPath::fsLang_C("C");
+TString const TSearchNLSPath::fsDefaultLocale("English");
+TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
+TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
+[[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
+
+// 9. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;

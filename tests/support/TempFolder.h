@@ -9,6 +9,7 @@
 #include <fstream>
 #include <random>
 #include <string>
+#include <system_error>
 
 class TTempFolder {
 public:
@@ -20,7 +21,10 @@ public:
     }
     TTempFolder(TTempFolder const &) = delete;
     TTempFolder &operator=(TTempFolder const &) = delete;
-    ~TTempFolder() { std::filesystem::remove_all(fNative); }
+    ~TTempFolder() {
+        std::error_code ignored; // Windows does not let go of a library that is loaded
+        std::filesystem::remove_all(fNative, ignored);
+    }
 
     std::string Name() const { return FromNative(fNative); }
     std::string Name(std::string const &relative) const { return Name() + "\\" + relative; }

@@ -24,6 +24,11 @@ int platform::MakeDirectory(char const *name) noexcept {
     return ::mkdir(TNativeName(name), 0777) == 0 ? 0 : errno;
 }
 
+bool platform::IsFile(char const *name) noexcept {
+    struct stat status;
+    return ::stat(TNativeName(name), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
 char const *platform::RuntimeErrorText(int error) noexcept {
     char const *const text = ::strerrordesc_np(error);
     return text ? text : "Unknown error";

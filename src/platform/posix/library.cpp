@@ -108,27 +108,31 @@ TText FindText(void *library, std::uint64_t number) noexcept {
 
 } // namespace
 
+char const *const platform::nativeLibraryEnding = ".so";
+
 void *platform::OpenLibrary(char const *name) noexcept {
-    char withEnding[PATH_MAX + 1];
     TNativeName const given(name ? name : "");
     char const *const slash = ::strrchr(given, '/');
     char const *const last = slash ? slash + 1 : given;
-    bool const fits = ::strlen(given) + sizeof ".dll" <= sizeof withEnding;
-    if (!*last || !fits) {
+    char withEnding[PATH_MAX + 1];
+    if (!*last || ::strlen(given) + sizeof ".dll" > sizeof withEnding) {
         errno = *last ? ENAMETOOLONG : EINVAL;
         return nullptr;
     }
-    ::strcpy(withEnding, given);
-    if (!::strchr(last, '.'))
-        ::strcat(withEnding, ".dll");
+    bool const hasEnding = ::strchr(last, '.') != nullptr;
+    ::strcat(::strcpy(withEnding, given), ".dll");
+    char const *const names[] = {hasEnding ? static_cast<char const *>(given) : withEnding,
+                                 given}; // programs have no ending here
 
     void *library = nullptr;
-    if (!slash)
-        library = Open(TBesideProgram(withEnding).path);
+    for (char const *const each : names) {
+        if (!library && !slash)
+            library = Open(TBesideProgram(each).path);
+        if (!library)
+            library = Open(each);
+    }
     if (!library)
-        library = Open(withEnding);
-    if (!library)
-        errno = ReasonFor(withEnding);
+        errno = ReasonFor(names[0]);
     return library;
 }
 

@@ -19,6 +19,11 @@ int platform::MakeDirectory(char const *name) noexcept {
     return _mkdir(name) == 0 ? 0 : errno;
 }
 
+bool platform::IsFile(char const *name) noexcept {
+    DWORD const attributes = GetFileAttributesA(name);
+    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
 char const *platform::RuntimeErrorText(int error) noexcept {
     return strerror(error);
 }

@@ -16,6 +16,8 @@ bool Prepare(std::uint64_t number) noexcept {
 
 } // namespace
 
+char const *const platform::nativeLibraryEnding = nullptr;
+
 void *platform::OpenLibrary(char const *name) noexcept {
     // No dialogue box over a damaged file.
     DWORD previous = 0;

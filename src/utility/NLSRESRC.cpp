@@ -1,0 +1,172 @@
+#include "tuzutil/NLSRESRC.h"
+
+#include "platform/platform.h"
+#include "tuzutil/TXTMSG.h"
+#include "utility/ASCIICMP.h"
+#include "utility/PROGDIR.h"
+#include "utility/RAISE.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+char const fsFile[] = "src/utility/NLSRESRC";
+
+char const *Chars(TString const &text) noexcept {
+    return text;
+}
+
+template <typename... Arguments>
+void TraceSearch(char const *format, Arguments const &...arguments) {
+    TTracePoint::Write(TTrace::information, TUtilityTraceCategory::NLSResource, fsFile, format, arguments...);
+}
+
+[[noreturn]] void Fail(char const *format, TString const &name, std::uint32_t line = __builtin_LINE()) {
+    Raise<TAccessError>({TUtilityTraceCategory::NLSResource, fsFile, TTextMessage(format, name), "", line});
+}
+
+// The full name of a library, of the program for null; null where the system knows none.
+TString LibraryName(void *library) {
+    char name[260 + 1];
+    return platform::LibraryName(library, name, sizeof name) ? TString(name) : TString();
+}
+
+// The first of the template's entries, which it loses.
+TString TakeEntry(std::string_view &entries) {
+    std::size_t const end = std::min(entries.find(';'), entries.size());
+    TString const entry(entries.data(), static_cast<unsigned int>(end), ' ');
+    entries.remove_prefix(std::min(end + 1, entries.size()));
+    return entry;
+}
+
+// What one search looks for.
+class TCandidates {
+public:
+    TCandidates(TString const &name, TString const &lang) : fProgram(ProgramDirectory(LibraryName(nullptr))) {
+        fFiles[0] = TString("") + name;
+        if (name.indexOf('.') == 0) {
+            if (platform::nativeLibraryEnding)
+                fFiles[1] = fFiles[0] + platform::nativeLibraryEnding;
+            fFiles[0] += ".dll";
+        }
+        fLanguages[1] = TString("") + lang;
+        if (unsigned int const dot = lang.indexOf('.')) {
+            fLanguages[0] = lang;
+            fLanguages[0].MakeUnique();
+            fLanguages[0][dot] = '\\';
+        }
+    }
+
+    TString const &File() const noexcept { return fFiles[0]; }
+
+    // The first file that an entry names, or null.
+    TString Find(TString const &entry) const {
+        for (TString const &language : fLanguages) {
+            for (TString const &file : fFiles) {
+                if (!language || !file)
+                    continue;
+                TString const path = Expand(entry, language, file);
+                if (std::strlen(path) == path.length() && platform::IsFile(path))
+                    return path;
+            }
+        }
+        return TString();
+    }
+
+private:
+    TString Expand(TString const &entry, TString const &language, TString const &file) const {
+        TString path(entry);
+        path.change("%E", fProgram).change("%L", language).change("%N", file);
+        path.MakeUnique();
+        platform::FromNativeName(path, path.length());
+        return path;
+    }
+
+    TString fProgram;
+    TString fFiles[2];     // the second, where there is one, as the system's own libraries end
+    TString fLanguages[2]; // the first, where there is one, with its code page as a directory
+};
+
+} // namespace
+
+// Settings
+
+void TSearchNLSPath::SetLang(char const *lang) {
+    fsLang = lang ? TString(lang) : fsLang_C;
+}
+
+// Not a handle on the same buffer: strings are shared by one thread only.
+TString TSearchNLSPath::QueryLang() {
+    return TString(Chars(fsLang));
+}
+
+void TSearchNLSPath::AddNLSpath(char const *entries) {
+    if (entries)
+        fsNLSpath = TString(entries) + ";" + fsNLSpath;
+}
+
+// Searches
+
+TSearchNLSPath::TSearchNLSPath(TSearchNLSPath const &other)
+    : fName(other.fName), fFound(other.fFound ? new TString(*other.fFound) : nullptr) {}
+
+TSearchNLSPath &TSearchNLSPath::operator=(TSearchNLSPath const &other) {
+    fName = other.fName;
+    if (this != &other)
+        fFound.reset(other.fFound ? new TString(*other.fFound) : nullptr);
+    return *this;
+}
+
+char *TSearchNLSPath::Keep(TString const &path) {
+    if (path)
+        fFound = std::make_unique<TString>(path);
+    return Found();
+}
+
+char *TSearchNLSPath::FindFile() {
+    if (fFound || FindFile(fsLang))
+        return Found();
+    if (fsLang == fsLang_C) {
+        TraceSearch("Locale is C, trying locale %s to find file %s", Chars(fsDefaultLocale), fName);
+        if (FindFile(fsDefaultLocale))
+            return Found();
+    }
+    if (!FindInPath())
+        Fail("Unable to find file %s", fName);
+    return Found();
+}
+
+char *TSearchNLSPath::FindFile(TString const &lang) {
+    if (fFound)
+        return Found();
+    TCandidates const candidates(fName, lang);
+    std::string_view entries(Chars(fsNLSpath), fsNLSpath.length());
+    TString path;
+    while (!path && !entries.empty())
+        path = candidates.Find(TakeEntry(entries));
+    if (path)
+        TraceSearch("Found file %s", path);
+    else
+        TraceSearch("Unable to find file %s with LANG %s in path %s", candidates.File(), Chars(lang), Chars(fsNLSpath));
+    return Keep(path);
+}
+
+// Where the library cannot be loaded, the null handle stands for the program, and so the program is what was found:
+// that is how it must be.
+char *TSearchNLSPath::FindInPath() {
+    if (fFound)
+        return Found();
+    unsigned int const dot = fName.length() ? fName.lastIndexOf('.') : 0;
+    bool const isComplete = dot && asciicmp::IsEqual(fName.subString(dot), TString(".dll"));
+    TString const file = isComplete ? fName : TString("") + fName + ".dll";
+    return Keep(LibraryName(platform::OpenLibrary(file)));
+}
+
+TNLSResourceDll::TNLSResourceDll(char const *name) : TDll(TSearchNLSPath(name).FindFile()) {
+    if (isOpen())
+        return;
+    open();
+    if (!isOpen())
+        Fail("Unable to find or open %s", name);
+}
