@@ -1,6 +1,7 @@
 #include "tuzutil/FILENAME.h"
 
 #include "support/Expect.h"
+#include "support/LocaleC.h"
 #include "tuzutil/TXTMSG.h"
 
 #include <gtest/gtest.h>
@@ -10,18 +11,6 @@
 #include <vector>
 
 namespace {
-
-// What has a counterpart in the other encoding depends on the locale.
-class TLocaleC {
-public:
-    TLocaleC() : fBefore(std::setlocale(LC_ALL, nullptr)) { std::setlocale(LC_ALL, "C"); }
-    TLocaleC(TLocaleC const &) = delete;
-    TLocaleC &operator=(TLocaleC const &) = delete;
-    ~TLocaleC() { std::setlocale(LC_ALL, fBefore.c_str()); }
-
-private:
-    std::string fBefore;
-};
 
 // Rows run with both encodings: a name as it is, and as 16-bit text.
 TFileName Wide(TFileName const &name) {

@@ -1,5 +1,6 @@
 // How messages print, against the printf of the platform and against literal texts.
 
+#include "support/LocaleC.h"
 #include "support/Printf.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
@@ -301,6 +302,7 @@ TEST(MessagePrint, TextsEndAtTheirFirstZero) {
 }
 
 TEST(MessagePrint, OddByteOfAWideTextIsNotRead) {
+    TLocaleC const locale;
     TString odd("abc");
     odd.SetUnicode(1);
     EXPECT_EQ(Print("[%.1s]", TagVar(odd)).size(), 3u);
@@ -308,7 +310,8 @@ TEST(MessagePrint, OddByteOfAWideTextIsNotRead) {
 }
 
 TEST(MessagePrint, CharactersWithoutCounterpartAreQuestionMarks) {
-    EXPECT_EQ(Print("%s!", u"a\u4E2Db"), "a?b!"); // in the locale "C"
+    TLocaleC const locale;
+    EXPECT_EQ(Print("%s!", u"a\u4E2Db"), "a?b!");
     EXPECT_EQ(Print("[%5s|%.2s]", u"\u4E2D", u"a\u4E2Db"), "[    ?|a?]");
     EXPECT_EQ(Print("%lc", 0x4E2D), "?");
     EXPECT_EQ(Print("%s", u"\xD800x"), "?x");

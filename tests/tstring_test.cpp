@@ -1,6 +1,7 @@
 #include "tuzutil/TSTRING.h"
 
 #include "support/Expect.h"
+#include "support/LocaleC.h"
 
 #include <clocale>
 #include <limits>
@@ -653,11 +654,9 @@ TEST(TString, ChangingASharedStringKeepsTheFlagsOfBoth) {
 
 TEST(TString, CaseIsThatOfTheCurrentLocale) {
     // In the "C" locale letters above 127 have no case.
-    std::string const before = std::setlocale(LC_ALL, nullptr);
-    std::setlocale(LC_ALL, "C");
+    TLocaleC const locale;
     EXPECT_EQ(Bytes(TString("\xC9").lowerCase()), "\xC9");
     EXPECT_FALSE(TStringIcmp("\xC9").isEqual("\xE9"));
-    std::setlocale(LC_ALL, before.c_str());
 }
 
 // Searching

@@ -1,0 +1,20 @@
+#ifndef TUZUTIL_TESTS_LOCALEC_H
+#define TUZUTIL_TESTS_LOCALEC_H
+
+// The library takes the locale of the process from the environment. For a scope: the locale "C".
+
+#include <clocale>
+#include <string>
+
+class TLocaleC {
+public:
+    TLocaleC() : fBefore(std::setlocale(LC_ALL, nullptr)) { std::setlocale(LC_ALL, "C"); }
+    TLocaleC(TLocaleC const &) = delete;
+    TLocaleC &operator=(TLocaleC const &) = delete;
+    ~TLocaleC() { std::setlocale(LC_ALL, fBefore.c_str()); }
+
+private:
+    std::string fBefore;
+};
+
+#endif
