@@ -123,6 +123,10 @@ public:
         int QueryCategory(Category const &category) const; // the entry's flag, or the default
         int UsesDefault(Category const &category) const;   // 1 where there is an entry, 0 where there is none
 
+        // What a record begins with: the letter of its level; behind date, time and thread where the prefix is long.
+        void FormatPrefix(TString &prefix, unsigned long level) const;
+        static char LevelChar(unsigned long level) noexcept; // '?' for all but a single bit with a letter of its own
+
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
         static void SetGlobalTracing(); // makes the global words what the destinations listen to
         static void SetGlobalLevel(unsigned long level);
@@ -190,9 +194,16 @@ public:
     };
 
     TTrace() noexcept = default; // no destination
+    // Opens the destination that a configuration names: "keyword(argument),levels,components,default,categories", see
+    // docs/tracing.md. Null and "" open none. TInvalidRequest: "Unknown level specified", "Invalid default specified".
+    TTrace(char const *configuration);
     TTrace(TTrace const &) = default;
     TTrace &operator=(TTrace const &) = default;
     virtual ~TTrace();
+
+    // Applies the part of a configuration behind the destination, "levels,components,default,categories". An empty
+    // field leaves its setting; fields before a faulty one are applied. Throws as the constructor does.
+    virtual void ParseTraceString(char const *selection);
 
     // Of the destination. Without one queries answer 0, but for QueryDisableRestore() and UsesDefault(), which answer
     // 1, and nothing is set.
@@ -215,6 +226,7 @@ public:
     void RemoveCategory(Category const &category);
     int QueryCategory(Category const &category) const;
     int UsesDefault(Category const &category) const;
+    void FormatPrefix(TString &prefix, unsigned long level) const;
 
     Pointer &QueryPointer() noexcept { return fDestination; }
 
@@ -238,6 +250,11 @@ public:
     static Category const *FindCategory(TString const &name) { return Base::FindCategory(name); }
     static TString QueryComponentName(unsigned long mask) { return Base::QueryComponentName(mask); }
     static unsigned long QueryComponentFromName(TString const &name) { return Base::QueryComponentFromName(name); }
+
+    static TString QueryExeFileName(); // of the program that runs, with its path, cut to 260 characters
+    static void SetExeFileName(TString, TString) noexcept {} // changes nothing; for programs that call it
+
+    static TString &fsExeFileName; // empty until QueryExeFileName() is called
 
 private:
     Pointer fDestination;

@@ -6,14 +6,19 @@
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/NLSRESRC.h"
 
+#include "tuzutil/FACTORY.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACESET.h"
+#include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/TXTMSG.h"
 #include "tuzutil/VERSION.h"
 #include "utility/FINDTAB.h"
 #include "utility/IMMORTAL.h"
+#include "utility/LIBPATH.h"
+#include "utility/TRACECFG.h"
 #include "utility/TRACEOBS.h"
 
 #include <clocale>
@@ -77,7 +82,23 @@ TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
 TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
 [[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
 
-// 9. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
+// 9. Trace destinations: the lock that keeps lines whole; the directories of factory libraries, with their lock, and
+// the loader of trace factories, which is built when it is asked for; the program's name, from which that of a trace
+// file comes.
+static TImmortal<TMutexSemaphore> fsTraceFileLock;
+TMutexSemaphore &TTraceStreamBase::fsFileMutex = fsTraceFileLock.Get();
+static TImmortal<TString> fsFactoryLibpath;
+TString &TFactoryLoaderBase::fsLibpath = fsFactoryLibpath.Get();
+static TImmortal<TMutexSemaphore> fsLibpathLock;
+TMutexSemaphore &TLibpath::fsMutex = fsLibpathLock.Get();
+constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
+static TImmortal<TString> fsProgramName;
+TString &TTrace::fsExeFileName = fsProgramName.Get();
+
+// 10. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
+static TTrace const fsStartupTrace = OpenStartupTrace();
+
+// 11. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;

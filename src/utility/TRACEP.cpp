@@ -5,6 +5,8 @@
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TXTMSG.h"
+#include "utility/TRACELCK.h"
+#include "utility/TRACEREC.h"
 
 #include <memory>
 
@@ -12,11 +14,6 @@ namespace {
 
 constexpr std::uint32_t fsDefaultLevels = 0x1000F; // "np"
 constexpr std::uint32_t fsAllComponents = 0xFFFFFFFF;
-
-// The trace lock for a scope. Recursive.
-struct TTraceLock : TMutexSemaphoreEntry {
-    TTraceLock() : TMutexSemaphoreEntry(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite) {}
-};
 
 // An entry that is being written may cause further ones (a faulty format is traced while it is formatted), but not
 // without end.
@@ -195,6 +192,12 @@ int TTrace::Base::UsesDefault(Category const &category) const {
     return fCategories.load()->FindKey(category) ? 1 : 0;
 }
 
+// Records
+
+void TTrace::Base::FormatPrefix(TString &prefix, unsigned long level) const {
+    prefix = TTracePrefix(QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter, level).Text();
+}
+
 // All destinations
 
 void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {
@@ -331,6 +334,11 @@ int TTrace::QueryCategory(Category const &category) const {
 
 int TTrace::UsesDefault(Category const &category) const {
     return fDestination ? fDestination->UsesDefault(category) : 1;
+}
+
+void TTrace::FormatPrefix(TString &prefix, unsigned long level) const {
+    if (fDestination)
+        fDestination->FormatPrefix(prefix, level);
 }
 
 // Saved settings

@@ -102,6 +102,12 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
     return converted != nullptr;
 }
 
+platform::TLocalTime platform::LocalTime() noexcept {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    return {now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds};
+}
+
 std::size_t platform::FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept {
     try {
         return std::strftime(buffer, size, ClassicFormat(format, record).c_str(), &record);
