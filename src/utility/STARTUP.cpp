@@ -95,13 +95,13 @@ constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
 static TImmortal<TString> fsProgramName;
 TString &TTrace::fsExeFileName = fsProgramName.Get();
 
-// 10. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
-static TTrace const fsStartupTrace = OpenStartupTrace();
-
-// 11. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
+// 10. From its end on no trace point finds a listener, whatever still runs.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
         TTrace::Base::fsRuntimeComponent = 0;
     }
 } fsSilence;
+
+// 11. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
+static TTrace const fsStartupTrace = OpenStartupTrace();

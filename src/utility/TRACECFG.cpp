@@ -209,6 +209,17 @@ void ApplyStartupSelection(TTrace::Base &destination, std::string const &selecti
                       "\" at character " + std::to_string(fault.position + 1) + " of \"" + Printable(selection) + '"');
 }
 
+void OpenStartupTrace(TTrace &trace, TTraceConfiguration &configuration) {
+    try {
+        trace.QueryPointer() = OpenTraceDestination(configuration);
+    } catch (TException const &problem) {
+        ReportStartup(std::string(problem.text(0) ? problem.text(0) : problem.name()) + ": \"" +
+                      Printable(configuration.keyword) + '"');
+    }
+    if (trace.QueryPointer())
+        ApplyStartupSelection(*trace.QueryPointer(), configuration.selection);
+}
+
 } // namespace
 
 TTraceConfiguration::TTraceConfiguration(std::string_view text) {
@@ -263,17 +274,12 @@ TTrace OpenStartupTrace() noexcept {
     TTrace trace;
     try {
         TTraceConfiguration configuration(std::string("env(") + fsStartupVariable + ")");
-        trace.QueryPointer() = OpenTraceDestination(configuration);
-        if (trace.QueryPointer())
-            ApplyStartupSelection(*trace.QueryPointer(), configuration.selection);
-    } catch (TException const &problem) {
-        ReportStartup(problem.text(0) ? problem.text(0) : problem.name());
+        OpenStartupTrace(trace, configuration);
     } catch (...) {
-        ReportStartup("no trace could be opened");
+        // No memory, and so early: the program goes on without this trace.
     }
     return trace;
 }
-
 TTrace::TTrace(char const *configuration) {
     if (!configuration || !*configuration)
         return;
