@@ -66,6 +66,7 @@ protected:
     friend class TMutexSemaphoreEntry;
     friend class TMutexSemaphoreWithEventEntry;
     friend class TWeakReferenceLock;
+    friend struct TTraceFork;
 
     EState Lock(long timeout);
     void Unlock();

@@ -17,8 +17,9 @@
 // Ownership:  handles share their destination by counted references; the last one deletes it. Categories used for
 //             tracing are static objects that live until the process ends: they stay in the registry.
 // Threads:    destinations may come, go and be changed while entries are written. All of that, and every Write(), runs
-//             under the trace lock (fsMutex, recursive); the two global words are read without it, and a reader may see
-//             a change late. A handle, and a SaveState, belong to one thread at a time.
+//             under the trace lock (fsMutex, recursive), for which a fork waits as well; the two global words are read
+//             without it, and a reader may see a change late. A handle, and a SaveState, belong to one thread at a
+//             time.
 // Failures:   none; an exception out of a destination's Write() is dropped.
 // Surprises:  a level is one bit, a component is one bit, masks combine them. UsesDefault() answers 1 where the
 //             category has an entry of its own. A Write() must not load a library or write an entry of its own. A

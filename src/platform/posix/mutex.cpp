@@ -91,7 +91,7 @@ void SettleInChild() noexcept {
     ::pthread_mutex_unlock(&fsListLock);
 }
 
-void FollowForks() noexcept {
+void SettleForks() noexcept {
     static constinit pthread_once_t once = PTHREAD_ONCE_INIT;
     ::pthread_once(&once, [] {
         ::pthread_atfork([] { ::pthread_mutex_lock(&fsListLock); }, [] { ::pthread_mutex_unlock(&fsListLock); },
@@ -257,7 +257,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 } // namespace
 
 void *platform::NewMutex(char const *name) noexcept {
-    FollowForks();
+    SettleForks();
     ListEntry const entry;
     return name && *name ? NamedMutex(name) : UnnamedMutex();
 }
@@ -296,6 +296,11 @@ bool platform::UnlockMutex(void *handle) noexcept {
     if (!released)
         errno = EPERM;
     return released;
+}
+
+void platform::FollowForks(void (*before)() noexcept, void (*after)() noexcept) noexcept {
+    SettleForks(); // registered first, so that it comes last before a fork, and first after it
+    ::pthread_atfork(before, after, after);
 }
 
 void *platform::SystemMutex(void *mutex) noexcept {

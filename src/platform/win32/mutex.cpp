@@ -81,3 +81,5 @@ void *platform::SystemMutex(void *handle) noexcept {
     auto *const mutex = static_cast<Mutex *>(handle);
     return mutex && mutex->kernel ? mutex->kernel : handle;
 }
+
+void platform::FollowForks(void (*)() noexcept, void (*)() noexcept) noexcept {}
