@@ -53,6 +53,11 @@ void *SystemMutex(void *mutex) noexcept;                                // what 
 // themselves, and `after` when it has forked, in the parent and in the child. Nothing where processes do not fork.
 void FollowForks(void (*before)() noexcept, void (*after)() noexcept) noexcept;
 
+// Keeps this thread from being cancelled, where the system has that, until ReleaseCancellation() gets the result of the
+// call; in pairs that nest. A cancellation that comes meanwhile waits.
+int HoldCancellation() noexcept;
+void ReleaseCancellation(int held) noexcept;
+
 // The record of this thread, made on first use; null with LastError() where there is no memory. The platform deletes it
 // when the thread ends, after a call of its AbandonAll().
 TThreadRecord *ThisThread() noexcept;

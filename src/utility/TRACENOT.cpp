@@ -3,6 +3,7 @@
 #include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACE.h"
+#include "utility/NOCANCEL.h"
 #include "utility/TRACEOBS.h"
 
 #include <new>
@@ -26,6 +27,7 @@ void TTraceNotify::Notify() {
 }
 
 void TTraceNotify::NotifyAll() noexcept {
+    TNoCancel const noCancel;
     // In the order in which destinations take them: an observer may trace, or change what is traced.
     TMutexSemaphoreEntry const trace(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);

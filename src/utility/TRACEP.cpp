@@ -5,6 +5,7 @@
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TXTMSG.h"
+#include "utility/NOCANCEL.h"
 
 #include <memory>
 
@@ -201,6 +202,7 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     TDepth const depth;
     if (depth.IsTooDeep())
         return;
+    TNoCancel const noCancel;
     TTraceLock const lock;
     for (Walk walk; Base *const destination = walk.Next();) {
         try {

@@ -1,5 +1,13 @@
 #include "tuzutil/TRACEP.h"
 
+#include "utility/NOCANCEL.h"
+
+TTracePoint::THold::THold() noexcept : fHeld(platform::HoldCancellation()) {}
+
+TTracePoint::THold::~THold() {
+    platform::ReleaseCancellation(fHeld);
+}
+
 void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
                            TagVar const *values, unsigned long count) {
     std::vector<TagVar const *> list;
@@ -16,6 +24,7 @@ TTraceExit::TTraceExit(TTrace::Category const &category) : fCategory(category) {
 TTraceExit::~TTraceExit() {
     if (!fMessage || !TTrace::IsGlobalTracing(TTrace::functionExit, fCategory.QueryComponent()))
         return;
+    TNoCancel const noCancel;
     try {
         TTrace::Base::WriteEntry(TTrace::functionExit, fCategory, fMessage->text);
     } catch (...) {
