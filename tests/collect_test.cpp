@@ -1,5 +1,6 @@
 #include "tuzutil/COLLECT.h"
 
+#include "support/Expect.h"
 #include "tuzutil/TSTRING.h"
 
 #include <gtest/gtest.h>
@@ -497,6 +498,26 @@ TEST(SparseArray, DeleteArrayDeletesEveryValueAndEverythingElse) {
     EXPECT_EQ(array.QueryCapacity(), 0u);
     array.Set(4, &p);
     EXPECT_EQ(array.QueryHighestIndex(), 4u);
+}
+
+TEST(SparseArray, IndexesBeyond32BitsAreRefused) {
+    TIntArray array;
+    int values[3] = {1, 2, 3};
+    array.Set(0, &values[0]);
+    array.Set(0xFFFFFFFFul, &values[1]);
+    unsigned long const beyond = 0xFFFFFFFFul + 1; // 0 where there is none
+    if (beyond != 0) {
+        TExpectedFailure const expected = {"Index beyond 32 bits", "src/utility/COLLECT"};
+        ExpectThrows<TInvalidParameter>(expected, [&] { array.Set(beyond, &values[2]); });
+        ExpectThrows<TInvalidParameter>(expected, [&] { array.Set(~0ul, nullptr); });
+        EXPECT_EQ(array.Find(beyond), nullptr);
+        EXPECT_EQ(array.Find(~0ul), nullptr);
+    }
+    EXPECT_EQ(array.QueryCount(), 2u);
+    EXPECT_EQ(array.QueryHighestIndex(), 0xFFFFFFFFul);
+    EXPECT_EQ(array.Find(0), &values[0]);
+    EXPECT_EQ(array.Find(0xFFFFFFFFul), &values[1]);
+    EXPECT_TRUE(array.deleted.empty());
 }
 
 TEST(SparseArray, RandomOperationsAgreeWithAMap) {

@@ -14,8 +14,8 @@
 // Ownership:  a set deletes its elements in its destructor, not in Remove(). A sparse array deletes a value that is
 //             replaced or removed. TElemPointer holds an object without owning it.
 // Threads:    none: the owner of a collection guards it.
-// Failures:   TOutOfMemory where there is no memory for a link or an entry. Unknown elements and positions answer null
-//             or change nothing.
+// Failures:   TOutOfMemory where there is no memory for a link or an entry; TInvalidParameter "Index beyond 32 bits"
+//             from Set(), which changes nothing then. Unknown elements and positions answer null or change nothing.
 // Surprises:  positions are 0-based. Add(element, position) is irregular, see there. DeleteSet() leaves the count as it
 //             is. A null value is an entry like any other when it is new, and removes one that is there.
 

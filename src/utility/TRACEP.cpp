@@ -6,6 +6,8 @@
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TXTMSG.h"
 #include "utility/NOCANCEL.h"
+#include "utility/RAISE.h"
+#include "utility/WORD32.h"
 
 #include <memory>
 
@@ -13,6 +15,12 @@ namespace {
 
 constexpr std::uint32_t fsDefaultLevels = 0x1000F; // "np"
 constexpr std::uint32_t fsAllComponents = 0xFFFFFFFF;
+
+std::uint32_t Mask(unsigned long mask) {
+    if (!word32::FitsMask(mask))
+        Raise<TInvalidParameter>({TUtilityTraceCategory::Trace, "src/utility/TRACEP", "Mask beyond 32 bits"});
+    return static_cast<std::uint32_t>(mask);
+}
 
 // The trace lock for a scope. Recursive.
 struct TTraceLock : TMutexSemaphoreEntry {
@@ -73,8 +81,7 @@ thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
 
 TTrace::Base::Base() : Base(fsDefaultLevels, fsAllComponents) {}
 
-TTrace::Base::Base(unsigned long level, unsigned long component)
-    : fLevel(static_cast<std::uint32_t>(level)), fComponent(static_cast<std::uint32_t>(component)) {
+TTrace::Base::Base(unsigned long level, unsigned long component) : fLevel(Mask(level)), fComponent(Mask(component)) {
     auto categories = std::make_unique<TTraceSet>();
     TTraceLock const lock;
     fCategories = categories.release();
@@ -108,22 +115,24 @@ void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) 
 void TTrace::Base::Change() {}
 
 void TTrace::Base::SetLevel(unsigned long level) {
+    std::uint32_t const mask = Mask(level);
     {
         TTraceLock const lock;
         if (fStopped)
             return;
-        fLevel = static_cast<std::uint32_t>(level);
+        fLevel = mask;
         SetGlobalTracing();
     }
     Change();
 }
 
 void TTrace::Base::SetComponent(unsigned long component) {
+    std::uint32_t const mask = Mask(component);
     {
         TTraceLock const lock;
         if (fStopped)
             return;
-        fComponent = static_cast<std::uint32_t>(component);
+        fComponent = mask;
         SetGlobalTracing();
     }
     Change();
@@ -227,12 +236,12 @@ void TTrace::Base::SetGlobalTracing() {
 }
 
 void TTrace::Base::SetGlobalLevel(unsigned long level) {
-    fsRuntimeLevel = static_cast<std::uint32_t>(level);
+    fsRuntimeLevel = Mask(level);
     TTraceNotify::NotifyAll();
 }
 
 void TTrace::Base::SetGlobalComponent(unsigned long component) {
-    fsRuntimeComponent = static_cast<std::uint32_t>(component);
+    fsRuntimeComponent = Mask(component);
     TTraceNotify::NotifyAll();
 }
 
