@@ -6,12 +6,13 @@
 #include "utility/NOCANCEL.h"
 #include "utility/TRACEOBS.h"
 
+#include <memory>
 #include <new>
 #include <vector>
 
 TTraceNotify::TTraceNotify() {
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
-    TTraceObservers::fsSet.Add(new TElemPointer<TTraceNotify>(this));
+    TTraceObservers::fsSet.Add(std::make_unique<TElemPointer<TTraceNotify>>(this));
 }
 
 TTraceNotify::~TTraceNotify() {

@@ -177,7 +177,7 @@ void TTrace::Base::AddCategory(Category const &category, int on) {
         if (TElementCategory *const entry = categories.FindKey(category))
             entry->SetOn(on);
         else
-            categories.Add(new TElementCategory(category, on));
+            categories.Add(std::make_unique<TElementCategory>(category, on));
     }
     Change();
 }
