@@ -106,6 +106,10 @@ private:
     // A message that was set earlier stays until the last owner goes: references to its arguments may be held.
     struct TMessage {
         TMessage(char const *format, std::shared_ptr<TMessage> earlier) : text(format), previous(std::move(earlier)) {}
+        TMessage(TMessage const &) = delete;
+        TMessage &operator=(TMessage const &) = delete;
+        ~TMessage();
+
         TTextMessage text;
         std::shared_ptr<TMessage> previous;
     };

@@ -19,6 +19,13 @@ void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category
     TTrace::Base::WriteEntry(level, category, message);
 }
 
+// One after the other: a destructor inside a destructor would need stack for the whole chain.
+TTraceExit::TMessage::~TMessage() {
+    std::shared_ptr<TMessage> next = std::move(previous);
+    while (next && next.use_count() == 1)
+        next = std::move(next->previous);
+}
+
 TTraceExit::TTraceExit(TTrace::Category const &category) : fCategory(category) {}
 
 TTraceExit::~TTraceExit() {
