@@ -17,9 +17,12 @@
 // Ownership:  handles share their destination by counted references; the last one deletes it. Categories used for
 //             tracing are static objects that live until the process ends: they stay in the registry.
 // Threads:    destinations may come, go and be changed while entries are written. All of that, and every Write(), runs
-//             under the trace lock (fsMutex, recursive); the two global words are read without it, and a reader may see
-//             a change late. A handle, and a SaveState, belong to one thread at a time.
-// Failures:   none; an exception out of a destination's Write() is dropped.
+//             under the trace lock (fsMutex, recursive), for which a fork waits as well; the two global words are read
+//             without it, and a reader may see a change late. A handle, and a SaveState, belong to one thread at a
+//             time.
+// Failures:   a mask of levels or components that 32 bits cannot hold, where one is set, throws TInvalidParameter "Mask
+//             beyond 32 bits" and changes nothing; where one is asked for, its upper bits stand for nothing. The sign
+//             of an int, as in ~0 or 1 << 31, is no upper bit. An exception out of a destination's Write() is dropped.
 // Surprises:  a level is one bit, a component is one bit, masks combine them. UsesDefault() answers 1 where the
 //             category has an entry of its own. A Write() must not load a library or write an entry of its own. A
 //             destination that can be reached before it is whole, or while it goes, gets no harm: Write() of this class
@@ -70,7 +73,8 @@ public:
 
     class TUZUTIL_API Category {
     public:
-        Category(unsigned long component, TString const &name); // joins the registry
+        // Joins the registry. A component beyond 32 bits is none: nobody listens to such a category.
+        Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
         // Copies do not join, and have a text of their own: a category is used by many threads, a string by one.
         Category(Category const &other);
@@ -142,7 +146,7 @@ public:
         static void Register(Category const &category);
         static TTraceSetKnownCursor *ListClasses();               // at the first; the caller deletes it
         static Category const *FindCategory(TString const &name); // whatever the case and the component; null if none
-        static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0
+        static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0 and beyond 32 bits
         static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0 if none
 
         static Base *fsAnchor; // the newest destination

@@ -66,6 +66,15 @@ WaitResult LockMutex(void *mutex, std::uint32_t milliseconds) noexcept; // block
 bool UnlockMutex(void *mutex) noexcept;                                 // false if this thread does not hold it
 void *SystemMutex(void *mutex) noexcept;                                // what the system knows it by
 
+// From now on `before` is called by every thread that is about to fork the process, ahead of what the locks above do by
+// themselves, and `after` when it has forked, in the parent and in the child. Nothing where processes do not fork.
+void FollowForks(void (*before)() noexcept, void (*after)() noexcept) noexcept;
+
+// Keeps this thread from being cancelled, where the system has that, until ReleaseCancellation() gets the result of the
+// call; in pairs that nest. A cancellation that comes meanwhile waits.
+int HoldCancellation() noexcept;
+void ReleaseCancellation(int held) noexcept;
+
 // The record of this thread, made on first use; null with LastError() where there is no memory. The platform deletes it
 // when the thread ends, after a call of its AbandonAll().
 TThreadRecord *ThisThread() noexcept;

@@ -35,7 +35,7 @@ constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
 // 3. The locks: that of weak references, the trace lock, and that of the observers with their set. Needed by every
-// destination and every counted object, whoever's static object it is.
+// destination and every counted object, whoever's static object it is. From then on a fork waits for the latter two.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;
@@ -44,6 +44,7 @@ static TImmortal<TMutexSemaphore> fsObserversLock;
 TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
 static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
 TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet = fsObservers.Get();
+[[maybe_unused]] static bool const fsForksAreFollowed = (TTraceFork::Follow(), true);
 
 // 4. The library's categories. Every failure that is thrown names one.
 TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");

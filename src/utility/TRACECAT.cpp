@@ -2,6 +2,7 @@
 #include "tuzutil/TRACESET.h"
 
 #include "utility/ASCIICMP.h"
+#include "utility/WORD32.h"
 
 #include <algorithm>
 
@@ -16,7 +17,7 @@ TString OwnText(TString const &text) {
 } // namespace
 
 TTrace::Category::Category(unsigned long component, TString const &name)
-    : fComponent(static_cast<std::uint32_t>(component)), fName(OwnText(name)) {
+    : fComponent(word32::FitsMask(component) ? static_cast<std::uint32_t>(component) : 0), fName(OwnText(name)) {
     TTrace::Register(*this);
 }
 
