@@ -3,6 +3,7 @@
 #include "platform/platform.h"
 #include "tuzutil/TXTMSG.h"
 #include "utility/ASCIICMP.h"
+#include "utility/LOADING.h"
 #include "utility/PROGDIR.h"
 #include "utility/RAISE.h"
 
@@ -160,7 +161,10 @@ char *TSearchNLSPath::FindInPath() {
     unsigned int const dot = fName.length() ? fName.lastIndexOf('.') : 0;
     bool const isComplete = dot && asciicmp::IsEqual(fName.subString(dot), TString(".dll"));
     TString const file = isComplete ? fName : TString("") + fName + ".dll";
-    return Keep(LibraryName(platform::OpenLibrary(file)));
+    TLoading loading;
+    void *const library = platform::OpenLibrary(file);
+    loading.Rethrow();
+    return Keep(LibraryName(library));
 }
 
 TNLSResourceDll::TNLSResourceDll(char const *name) : TDll(TSearchNLSPath(name).FindFile()) {

@@ -26,10 +26,15 @@ void Prepare(E &exception, TFailure const &failure) {
 }
 
 template <typename E>
-[[noreturn]] void Raise(TFailure const &failure) {
+E Prepared(TFailure const &failure) {
     E exception(failure.text, failure.errorId, failure.severity);
     Prepare(exception, failure);
-    throw exception;
+    return exception;
+}
+
+template <typename E>
+[[noreturn]] void Raise(TFailure const &failure) {
+    throw Prepared<E>(failure);
 }
 
 #endif

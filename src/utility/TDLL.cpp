@@ -3,6 +3,7 @@
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
 #include "tuzutil/TXTMSG.h"
+#include "utility/LOADING.h"
 #include "utility/RAISE.h"
 
 namespace {
@@ -25,9 +26,12 @@ TString Load(void *library, unsigned long id) {
 
 } // namespace
 
-TDll::TDll(char const *name) : fHandle(platform::OpenLibrary(name)), fName(name) {
+TDll::TDll(char const *name) : fName(name) {
+    TLoading loading;
+    fHandle = platform::OpenLibrary(name);
+    std::uint32_t const error = platform::LastError();
+    loading.Rethrow();
     if (!fHandle) {
-        std::uint32_t const error = platform::LastError();
         Fail(TTextMessage("Unable to find or open %s, GetLastError=%u(x%2$08X)", fName, error));
     }
     fOpen = 1;
