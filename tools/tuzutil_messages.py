@@ -149,7 +149,7 @@ class Source:
         texts[number] = self.unescape(literal, text_line), line
 
 
-INITIALISER = re.compile(r'\{\s*([0-9]+)\s*,\s*((?:"(?:[^"\\\n]|\\.)*"\s*)+)\}')
+INITIALISER = re.compile(r'\{\s*([0-9]+)\s*,\s*((?:"(?:[^"\\\n]|\\.)*"\s*)+)[,}]')
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 SOURCE_LETTERS = {**LETTERS, "a": "\a", "b": "\b", "f": "\f", "v": "\v", "?": "?"}
 
