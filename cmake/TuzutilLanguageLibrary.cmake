@@ -1,5 +1,5 @@
 # tuzutil_add_language_library(NAME [LANGUAGE language] STRINGS file.rc
-#                              [DEFAULTS file.rc] [OUTPUT_DIRECTORY folder] [ALLOW_LONG_TEXTS])
+#                              [DEFAULTS file] [OUTPUT_DIRECTORY folder] [ALLOW_LONG_TEXTS])
 #
 # Builds the texts of one language, for TTextMessageStorePM and TNLSResourceDll, from a resource script in UTF-8: the
 # target NAME_language, and below the folder (where programs are built, unless it is given) the file language/NAME.dll.
@@ -8,8 +8,8 @@
 #
 # The build fails, with file and line, where a number is given twice or above 65535; where a text is longer than the 256
 # characters, or bytes in UTF-8, that are loaded, unless ALLOW_LONG_TEXTS is given; and where a text does not fit the
-# values that the text of the same number in DEFAULTS takes.
-find_package(Python3 REQUIRED COMPONENTS Interpreter)
+# values that the text of the same number in DEFAULTS takes, a script or the C++ source of the program's own texts: each
+# stands behind its number, as in {17, "%2$s has %1$d messages"}.
 foreach(folder ${CMAKE_CURRENT_LIST_DIR} ${CMAKE_CURRENT_LIST_DIR}/../tools)
     if(EXISTS ${folder}/tuzutil_messages.py)
         set(TUZUTIL_MESSAGE_COMPILER ${folder}/tuzutil_messages.py CACHE INTERNAL "")
@@ -50,6 +50,7 @@ function(tuzutil_add_language_library name)
         list(APPEND depends ${arg_DEFAULTS} tuzutil::check_formats)
     endif()
 
+    find_package(Python3 REQUIRED COMPONENTS Interpreter)
     set(base ${CMAKE_CURRENT_BINARY_DIR}/${target})
     set(command ${Python3_EXECUTABLE} ${TUZUTIL_MESSAGE_COMPILER} ${options})
     if(WIN32)

@@ -1,5 +1,6 @@
 #include "support/Expect.h"
 #include "tuzutil/BINSTRM.h"
+#include "tuzutil/MSGSTORE.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
 
@@ -28,14 +29,13 @@ TTextMessage::StoreID Store(char const *name) {
     return TTextMessage::StoreID(TString(name), ExplicitInit);
 }
 
-// Answers with one text, and remembers what it was asked.
-class TArchive : public TTextMessageArchive {
+// The store "Mail": answers with one text, and remembers what it was asked.
+class TMailStore : public TTextMessageStore {
 public:
-    explicit TArchive(TString const &text) : fText(text) { fsArchive = this; }
-    ~TArchive() override { fsArchive = nullptr; }
-    TString GetMsg(TTextMessage::StoreID const &store, long set, long number, int wide) override {
+    explicit TMailStore(TString const &text) : TTextMessageStore(Store("Mail")), fText(text) {}
+    TString GetMsg(long set, long number, int wide) override {
         std::ostringstream question;
-        question << store << ' ' << set << ' ' << number << ' ' << wide;
+        question << set << ' ' << number << ' ' << wide;
         questions.push_back(question.str());
         return fText;
     }
@@ -263,11 +263,11 @@ TEST(TextMessage, TextIsFormattedOnce) {
 }
 
 TEST(TextMessage, EmptyTextIsOneZeroCharacterAndIsFormattedOnce) {
-    TArchive archive("");
+    TMailStore mail("");
     TTextMessage const message(Store("Mail"), 1, 2, "");
     EXPECT_EQ(Text(message), "\0"s);
     EXPECT_EQ(Text(message), "\0"s);
-    EXPECT_EQ(archive.questions.size(), 1u);
+    EXPECT_EQ(mail.questions.size(), 1u);
     EXPECT_EQ(Bytes(TTextMessage(u"").QueryMessage()), "\0\0"s);
 }
 
@@ -296,44 +296,38 @@ TEST(TextMessage, WideTextGivesWideText) {
 // Stores
 
 TEST(TextMessage, TextComesFromTheStore) {
-    TArchive archive("x%2$08X");
+    TMailStore mail("x%2$08X");
     TTextMessage const message(Store("Mail"), 3, 17, "default", 1, 255u);
     EXPECT_EQ(Text(message), "x000000FF");
-    EXPECT_EQ(archive.questions, std::vector<std::string>{"Mail 3 17 0"});
+    EXPECT_EQ(mail.questions, std::vector<std::string>{"3 17 0"});
 }
 
 TEST(TextMessage, StoreIsAskedForNarrowTextAlways) {
-    TArchive archive("narrow %d");
+    TMailStore mail("narrow %d");
     TTextMessage const message(Store("Mail"), 3, 17, u"wide %d", 5);
     EXPECT_EQ(Text(message), "narrow 5");
     EXPECT_FALSE(message.QueryMessage().IsUnicode());
-    EXPECT_EQ(archive.questions, std::vector<std::string>{"Mail 3 17 0"});
+    EXPECT_EQ(mail.questions, std::vector<std::string>{"3 17 0"});
 }
 
 TEST(TextMessage, StoreThatAnswersWithWideTextIsPrintedWide) {
-    TArchive archive(u"wide %d");
+    TMailStore mail(u"wide %d");
     EXPECT_EQ(Text(TTextMessage(Store("Mail"), 3, 17, "narrow", 5)), Units(u"wide 5"));
 }
 
 TEST(TextMessage, DefaultTextStandsInWhereTheStoreHasNone) {
     for (TString const &answer : {TString(), TString("")}) {
-        TArchive archive(answer);
+        TMailStore mail(answer);
         EXPECT_EQ(Text(TTextMessage(Store("Mail"), 3, 17, "default %d", 5)), "default 5");
-        EXPECT_EQ(archive.questions.size(), 1u);
+        EXPECT_EQ(mail.questions.size(), 1u);
     }
-    EXPECT_EQ(Text(TTextMessage(Store("Mail"), 3, 17, "default %d", 5)), "default 5"); // no archive
+    EXPECT_EQ(Text(TTextMessage(Store("Mail"), 3, 17, "default %d", 5)), "default 5"); // no store
 }
 
 TEST(TextMessage, MessageWithoutStoreAsksNobody) {
-    TArchive archive("from the store");
+    TMailStore mail("from the store");
     EXPECT_EQ(Text(TTextMessage("default %d", 5)), "default 5");
-    EXPECT_TRUE(archive.questions.empty());
-}
-
-TEST(TextMessage, ArchiveThatAnswersNothingIsSafe) {
-    struct TSilent : TTextMessageArchive {
-    } silent;
-    EXPECT_TRUE(silent.GetMsg(Store("Mail"), 1, 2, 0).IsNull());
+    EXPECT_TRUE(mail.questions.empty());
 }
 
 // Copies

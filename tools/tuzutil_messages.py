@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compiles the texts of a language library: one resource script for Windows and for Linux.
 
-    tuzutil_messages.py [--defaults FILE.rc --checker COMMAND [--emulator COMMAND]] [--allow-long] (--rc | --cpp) OUT IN.rc
+    tuzutil_messages.py [--defaults FILE --checker COMMAND [--emulator COMMAND]] [--allow-long] (--rc | --cpp) OUT IN.rc
 
 IN is a resource script in UTF-8 that holds string tables and nothing else:
 
@@ -11,9 +11,11 @@ IN is a resource script in UTF-8 that holds string tables and nothing else:
     END
 
 It is refused, with file and line, where a number is given twice or above 65535, where a text is longer than the loader
-reads, and where a text's conversions do not fit those of the same number in the defaults, the texts that the program
-itself holds; COMMAND, installed as tuzutil_check_formats, asks the library about them. --rc writes a script for windres,
---cpp the table that the library reads on Linux. Exit status: 0, 1 for a refused source, 2 for wrong use.
+reads, and where a text's conversions do not fit those of the same number in the defaults, or there is none; COMMAND,
+installed as tuzutil_check_formats, asks the library about them. The defaults are the texts that the program itself
+holds: a script as well, or the C++ source where each stands behind its number, as in {17, "%2$s has %1$d messages"}.
+--rc writes a script for windres, --cpp the table that the library reads on Linux. Exit status: 0, 1 for a refused
+source, 2 for wrong use.
 """
 
 import argparse
@@ -147,6 +149,38 @@ class Source:
         texts[number] = self.unescape(literal, text_line), line
 
 
+INITIALISER = re.compile(r'\{\s*([0-9]+)\s*,\s*((?:"(?:[^"\\\n]|\\.)*"\s*)+)[,}]')
+LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
+SOURCE_LETTERS = {**LETTERS, "a": "\a", "b": "\b", "f": "\f", "v": "\v", "?": "?"}
+
+
+def read_defaults(path):
+    """{number: (text, line)}, of a script or of a C++ source"""
+    if Path(path).suffix.lower() == ".rc":
+        return Source(path).read()
+    try:
+        source = Path(path).read_text(encoding="utf-8")
+    except OSError as problem:
+        raise Refused(f"{path}: {problem.strerror}") from None
+    texts = {}
+    for match in INITIALISER.finditer(source):
+        number = int(match.group(1))
+        line = source.count("\n", 0, match.start()) + 1
+        if number in texts:
+            raise Refused(f"{path}:{line}: message {number} has a text already, in line {texts[number][1]}")
+
+        def replace(escape):
+            if escape.group(1) not in SOURCE_LETTERS:
+                raise Refused(f"{path}:{line}: message {number}: unknown escape {escape.group()}")
+            return SOURCE_LETTERS[escape.group(1)]
+
+        literals = "".join(LITERAL.findall(match.group(2)))
+        texts[number] = re.sub(r"\\(.)", replace, literals), line
+    if not texts:
+        raise Refused(f"{path}: no text stands behind its number")
+    return texts
+
+
 def units(text):
     """The 16-bit characters of a text."""
     raw = text.encode("utf-16-le")
@@ -162,8 +196,11 @@ def check_lengths(path, texts):
 
 def check_formats(path, texts, defaults, command):
     """Asks the library whether the conversions of each text find the values that the default text takes."""
+    for number, (_, line) in texts.items():
+        if number not in defaults:
+            raise Refused(f"{path}:{line}: message {number} has no default text")
     pairs = "".join(f"{number} {defaults[number][0].encode().hex() or '-'} {text.encode().hex() or '-'}\n"
-                    for number, (text, _) in texts.items() if number in defaults)
+                    for number, (text, _) in texts.items())
     with tempfile.TemporaryDirectory() as folder:
         (Path(folder) / "pairs").write_text(pairs, encoding="ascii")
         result = subprocess.run([*command, "pairs"], cwd=folder, capture_output=True, text=True, check=False)
@@ -230,7 +267,7 @@ def main():
             check_lengths(options.source, texts)
         if options.defaults:
             command = [*([options.emulator] if options.emulator else []), options.checker]
-            check_formats(options.source, texts, Source(options.defaults).read(), command)
+            check_formats(options.source, texts, read_defaults(options.defaults), command)
     except Refused as problem:
         print(problem, file=sys.stderr)
         return 1

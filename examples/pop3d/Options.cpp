@@ -1,22 +1,13 @@
 #include "Options.h"
 
+#include "Texts.h"
+
 #include <charconv>
 #include <cstring>
 #include <functional>
 #include <map>
 
 namespace pop3d {
-
-char const fsUsage[] =
-    "usage: pop3d --users FILE [options]\n"
-    "  --users FILE         one line \"name:secret:mailbox\" a user; a mailbox is a Maildir or a folder of messages\n"
-    "  --listen ADDRESS     IPv4 address to listen on (127.0.0.1)\n"
-    "  --port NUMBER        port to listen on (110); 0 takes a free one\n"
-    "  --port-file FILE     writes the port to this file once the server listens\n"
-    "  --logins LIST        ways to log in, of user,apop,cram-md5,plain (all; plain over loopback only)\n"
-    "  --idle-seconds N     ends a session after this time without a command (600)\n"
-    "  --trace              writes trace entries to standard error\n"
-    "  --help               shows this\n";
 
 namespace {
 
@@ -46,6 +37,15 @@ bool Logins::Parse(std::string const &list) {
     }
 }
 
+char const *FindLanguage(int count, char **arguments) {
+    char const *language = nullptr;
+    for (int i = 1; i + 1 < count; ++i) {
+        if (std::strcmp(arguments[i], "--language") == 0)
+            language = arguments[i + 1];
+    }
+    return language;
+}
+
 bool Options::Parse(int count, char **arguments, std::string &problem) {
     std::map<std::string, std::function<bool(char const *)>> const known = {
         {"--users", [this](char const *value) { return !(users = value).empty(); }},
@@ -53,6 +53,7 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
         {"--port", [this](char const *value) { return ParseNumber<std::uint16_t>(value, port, 0, 65535); }},
         {"--port-file", [this](char const *value) { return !(portFile = value).empty(); }},
         {"--logins", [this](char const *value) { return logins.Parse(value); }},
+        {"--language", [](char const *value) { return *value != 0; }}, // taken by FindLanguage()
         {"--idle-seconds", [this](char const *value) { return ParseNumber(value, idleSeconds, 1, 86400); }}};
     for (int i = 1; i < count; ++i) {
         std::string const name = arguments[i];
@@ -66,20 +67,20 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
         }
         auto const option = known.find(name);
         if (option == known.end()) {
-            problem = "unknown option \"" + name + "\" (--help lists them)";
+            problem = Tell(text::unknownOption, name.c_str());
             return false;
         }
         if (++i == count) {
-            problem = name + " needs a value";
+            problem = Tell(text::valueMissing, name.c_str());
             return false;
         }
         if (!option->second(arguments[i])) {
-            problem = name + " cannot be \"" + arguments[i] + "\"";
+            problem = Tell(text::wrongValue, name.c_str(), arguments[i]);
             return false;
         }
     }
     if (users.empty())
-        problem = "--users is missing (--help tells more)";
+        problem = Tell(text::usersMissing);
     return !users.empty();
 }
 

@@ -30,7 +30,9 @@ struct Options {
     bool Parse(int count, char **arguments, std::string &problem);
 };
 
-extern char const fsUsage[];
+// The value of --language, for which the arguments are read before all else: what is wrong with the others is told in
+// it. Null where there is none.
+char const *FindLanguage(int count, char **arguments);
 
 } // namespace pop3d
 

@@ -25,7 +25,8 @@ void Server::Run() {
         if (fClients.size() >= fsMaximum) {
             TTracePoint::Write(TTrace::warning, TraceCategory::server, "Server.cpp", "client refused: %u sessions",
                                static_cast<unsigned int>(fClients.size()));
-            SocketStream(handle) << "-ERR " << MakeMessage(text::tooManySessions).QueryMessage() << "\r\n";
+            Text const &refusal = text::tooManySessions;
+            SocketStream(handle) << "-ERR " << refusal.code << Utf8(MakeMessage(refusal)) << "\r\n";
             net::Close(handle);
             continue;
         }

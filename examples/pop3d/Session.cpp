@@ -2,6 +2,7 @@
 
 #include "MessageSource.h"
 #include "Sasl.h"
+#include "System.h"
 #include "Tracing.h"
 
 #include "tuzutil/BASE64.h"
@@ -136,10 +137,10 @@ void Session::Dispatch(char *line) {
     Error(text::unknownCommand);
 }
 
-void Session::Say(char const *indicator, TTextMessage const &message) {
-    TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "S: %s %s", indicator,
+void Session::Say(char const *indicator, char const *code, TTextMessage const &message) {
+    TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "S: %s %s%s", indicator, code,
                        message.QueryMessage());
-    fLines << indicator << ' ' << message.QueryMessage() << "\r\n";
+    fLines << indicator << ' ' << code << Utf8(message) << "\r\n";
 }
 
 void Session::OkLine(std::string const &data) {

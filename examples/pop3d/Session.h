@@ -43,14 +43,14 @@ private:
     bool IsPlainOffered() const { return fLogins.plain && fConnection.IsLoopback(); }
     Read ReadLine(Line &line);
     void Dispatch(char *line);
-    void Say(char const *indicator, TTextMessage const &message);
+    void Say(char const *indicator, char const *code, TTextMessage const &message);
     template <typename... Arguments>
     void Ok(Text const &text, Arguments const &...arguments) {
-        Say("+OK", MakeMessage(text, arguments...));
+        Say("+OK", text.code, MakeMessage(text, arguments...));
     }
     template <typename... Arguments>
     void Error(Text const &text, Arguments const &...arguments) {
-        Say("-ERR", MakeMessage(text, arguments...));
+        Say("-ERR", text.code, MakeMessage(text, arguments...));
     }
     void OkLine(std::string const &data); // an answer that is data, not text
 

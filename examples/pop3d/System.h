@@ -1,7 +1,7 @@
 #ifndef POP3D_SYSTEM_H
 #define POP3D_SYSTEM_H
 
-// What the server needs of the operating system beyond the standard library: sockets and the wish to stop.
+// What the server needs of the operating system beyond the standard library: sockets, UTF-8 and the wish to stop.
 
 #include <cstddef>
 #include <cstdint>
@@ -38,6 +38,9 @@ void Close(Handle handle);
 namespace pop3d {
 
 unsigned long ProcessId();
+
+// A text in the process's encoding, which that of messages is, in UTF-8: what goes out to people.
+std::string Utf8(char const *text);
 
 // Makes SIGINT, SIGTERM or Ctrl-C set the flag that IsStopWanted() reads.
 void WatchForStop();

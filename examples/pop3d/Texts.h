@@ -1,15 +1,19 @@
 #ifndef POP3D_TEXTS_H
 #define POP3D_TEXTS_H
 
-// All that the server says to people, numbered for translation. Words of the protocol stand elsewhere, and stay.
+// All that the server says to people, numbered for translation. German.rc has the same numbers. Words of the protocol
+// stand elsewhere, and stay: so do response codes (RFC 2449).
 
 #include "tuzutil/TXTMSG.h"
+
+#include <string>
 
 namespace pop3d {
 
 struct Text {
     long number;
     char const *english;
+    char const *code = ""; // before the text in a response
 };
 
 namespace text {
@@ -27,30 +31,71 @@ inline constexpr Text nowThePassword{10, "now the password"};
 inline constexpr Text userFirst{11, "USER comes first"};
 inline constexpr Text mechanismNotOffered{12, "mechanism not offered"};
 inline constexpr Text loginGivenUp{13, "login given up"};
-inline constexpr Text malformedResponse{14, "[AUTH] malformed response"};
-inline constexpr Text wrongNameOrPassword{15, "[AUTH] wrong name or password"};
-inline constexpr Text mailboxMissing{16, "[SYS/PERM] the mailbox is missing"};
-inline constexpr Text mailboxInUse{17, "[IN-USE] another session has the mailbox"};
+inline constexpr Text malformedResponse{14, "malformed response", "[AUTH] "};
+inline constexpr Text wrongNameOrPassword{15, "wrong name or password", "[AUTH] "};
+inline constexpr Text mailboxMissing{16, "the mailbox is missing", "[SYS/PERM] "};
+inline constexpr Text mailboxInUse{17, "another session has the mailbox", "[IN-USE] "};
 inline constexpr Text messageCount{18, "%u messages"};
 inline constexpr Text noSuchMessage{19, "no such message"};
 inline constexpr Text listing{20, "listing follows"};
 inline constexpr Text topNeedsNumbers{21, "TOP needs a message and a number of lines"};
-inline constexpr Text messageUnreadable{22, "[SYS/TEMP] the message cannot be read"};
+inline constexpr Text messageUnreadable{22, "the message cannot be read", "[SYS/TEMP] "};
 inline constexpr Text messageFollows{23, "message follows"};
 inline constexpr Text marked{24, "marked as deleted"};
 inline constexpr Text nothingMarked{25, "nothing is marked as deleted"};
 inline constexpr Text stillHere{26, "still here"};
 inline constexpr Text goodbye{27, "goodbye"};
-inline constexpr Text notRemoved{28, "[SYS/TEMP] some deleted messages not removed"};
-inline constexpr Text tooManySessions{29, "[SYS/TEMP] too many sessions"};
+inline constexpr Text notRemoved{28, "some deleted messages not removed", "[SYS/TEMP] "};
+inline constexpr Text tooManySessions{29, "too many sessions", "[SYS/TEMP] "};
+
+inline constexpr Text unknownOption{30, "unknown option \"%s\" (--help lists them)"};
+inline constexpr Text valueMissing{31, "%s needs a value"};
+inline constexpr Text wrongValue{32, "%s cannot be \"%s\""};
+inline constexpr Text usersMissing{33, "--users is missing (--help tells more)"};
+inline constexpr Text usersUnreadable{34, "cannot read the users file \"%s\""};
+inline constexpr Text usersWrong{35, "users file \"%s\": %s"};
+inline constexpr Text noUser{36, "no user"};
+inline constexpr Text malformedUser{37, "a line is not \"name:secret:mailbox\""};
+inline constexpr Text userWithoutMailbox{38, "user \"%s\" has no mailbox at \"%s\""};
+inline constexpr Text userTwice{39, "user \"%s\" stands there twice"};
+inline constexpr Text noNetwork{40, "the network cannot be used"};
+inline constexpr Text portFileFailed{41, "cannot write the port file \"%s\""};
+inline constexpr Text noAddress{42, "\"%s\" is no IPv4 address"};
+inline constexpr Text cannotListen{43, "cannot listen on %s port %u: %s"};
+inline constexpr Text portInUse{44, "the port is in use"};
+inline constexpr Text systemError{45, "system error %d"};
+inline constexpr Text listening{46, "listening on %s port %u"};
+inline constexpr Text stopped{47, "stopped"};
+
+inline constexpr Text usage[] = {
+    {60, "usage: pop3d --users FILE [options]"},
+    {61,
+     "  --users FILE         one line \"name:secret:mailbox\" a user; a mailbox is a Maildir or a folder of messages"},
+    {62, "  --listen ADDRESS     IPv4 address to listen on (127.0.0.1)"},
+    {63, "  --port NUMBER        port to listen on (110); 0 takes a free one"},
+    {64, "  --port-file FILE     writes the port to this file once the server listens"},
+    {65, "  --logins LIST        ways to log in, of user,apop,cram-md5,plain (all; plain over loopback only)"},
+    {66, "  --idle-seconds N     ends a session after this time without a command (600)"},
+    {67, "  --language NAME      speaks the language for which there is a folder NAME of texts beside the program"},
+    {68, "  --trace              writes trace entries to standard error"},
+    {69, "  --help               shows this"}};
 
 } // namespace text
 
+// Made anew for each message: strings are not shared between threads.
+inline TTextMessage::StoreID Store() {
+    return TTextMessage::StoreID(TString("pop3d"), ExplicitInit);
+}
+
 template <typename... Arguments>
 TTextMessage MakeMessage(Text const &text, Arguments const &...arguments) {
-    // Made for each message: strings are not shared between threads.
-    TTextMessage::StoreID const store(TString("pop3d"), ExplicitInit);
-    return TTextMessage(store, 1, text.number, text.english, TagVar(arguments)...);
+    return TTextMessage(Store(), 1, text.number, text.english, TagVar(arguments)...);
+}
+
+// The text, in the process's encoding.
+template <typename... Arguments>
+std::string Tell(Text const &text, Arguments const &...arguments) {
+    return static_cast<char const *>(MakeMessage(text, arguments...));
 }
 
 } // namespace pop3d

@@ -1,5 +1,7 @@
 #include "Tracing.h"
 
+#include "System.h"
+
 #include <iostream>
 
 namespace pop3d {
@@ -16,7 +18,7 @@ public:
     ~StandardErrorTrace() override { Unlink(); }
 
     void Write(unsigned long, TTrace::Category const &category, TTextMessage const &message) override {
-        std::cerr << category.QueryString() << ": " << message.QueryMessage() << std::endl;
+        std::cerr << category.QueryString() << ": " << Utf8(message) << std::endl;
     }
 };
 

@@ -1,6 +1,7 @@
 #include "Users.h"
 
 #include "Mailbox.h"
+#include "Texts.h"
 
 #include <algorithm>
 #include <fstream>
@@ -10,7 +11,7 @@ namespace pop3d {
 bool Users::Load(std::string const &path, std::string &problem) {
     std::ifstream file(path, std::ios_base::binary | std::ios_base::ate);
     if (!file) {
-        problem = "cannot read the users file \"" + path + "\"";
+        problem = Tell(text::usersUnreadable, path.c_str());
         return false;
     }
     auto const size = static_cast<unsigned int>(std::min<std::streamoff>(file.tellg(), 1 << 20));
@@ -27,13 +28,13 @@ bool Users::Load(std::string const &path, std::string &problem) {
         if (length > 0 && data[end - 2] == '\r')
             --length;
         if (!AddLine(data + from - 1, length, problem)) {
-            problem = "users file \"" + path + "\": " + problem;
+            problem = Tell(text::usersWrong, path.c_str(), problem.c_str());
             return false;
         }
         from = end + 1;
     }
     if (fUsers.empty())
-        problem = "users file \"" + path + "\": no user";
+        problem = Tell(text::usersWrong, path.c_str(), Tell(text::noUser).c_str());
     return !fUsers.empty();
 }
 
@@ -44,7 +45,7 @@ bool Users::AddLine(char const *line, std::size_t length, std::string &problem) 
     char const *const first = std::find(line, end, ':');
     char const *const second = std::find(first == end ? end : first + 1, end, ':');
     if (first == line || second == end || second + 1 == end) {
-        problem = "a line is not \"name:secret:mailbox\"";
+        problem = Tell(text::malformedUser);
         return false;
     }
     std::string const name(line, first);
@@ -52,11 +53,11 @@ bool Users::AddLine(char const *line, std::size_t length, std::string &problem) 
     user.secret = TStringAndWipe(TString(first + 1, static_cast<unsigned int>(second - first - 1), ' '));
     user.mailbox.assign(second + 1, end);
     if (!Mailbox::Exists(user.mailbox)) {
-        problem = "user \"" + name + "\" has no mailbox at \"" + user.mailbox + "\"";
+        problem = Tell(text::userWithoutMailbox, name.c_str(), user.mailbox.c_str());
         return false;
     }
     if (!fUsers.emplace(name, user).second) {
-        problem = "user \"" + name + "\" stands there twice";
+        problem = Tell(text::userTwice, name.c_str());
         return false;
     }
     return true;

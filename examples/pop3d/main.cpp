@@ -3,8 +3,12 @@
 #include "Options.h"
 #include "Server.h"
 #include "System.h"
+#include "Texts.h"
 #include "Tracing.h"
 #include "Users.h"
+
+#include "tuzutil/MSGSTRPM.h"
+#include "tuzutil/NLSRESRC.h"
 
 #include <cstdio>
 #include <fstream>
@@ -13,8 +17,12 @@
 namespace {
 
 int Fail(std::string const &problem) {
-    std::cerr << "pop3d: " << problem << '\n';
+    std::cerr << "pop3d: " << pop3d::Utf8(problem.c_str()) << '\n';
     return 2;
+}
+
+void Report(TTextMessage const &message) {
+    std::cout << "pop3d: " << pop3d::Utf8(message) << std::endl;
 }
 
 // Under a temporary name first: who finds the file finds the whole number in it.
@@ -29,29 +37,32 @@ bool WritePortFile(std::string const &path, std::uint16_t port) {
 } // namespace
 
 int main(int count, char **arguments) {
+    TSearchNLSPath::SetLang(pop3d::FindLanguage(count, arguments));
+    TTextMessageStorePM const texts(pop3d::Store(), "pop3d");
     pop3d::Options options;
     pop3d::Users users;
     std::string problem;
     if (!options.Parse(count, arguments, problem))
         return Fail(problem);
     if (options.isHelpWanted) {
-        std::cout << pop3d::fsUsage;
+        for (pop3d::Text const &line : pop3d::text::usage)
+            std::cout << pop3d::Utf8(pop3d::MakeMessage(line)) << '\n';
         return 0;
     }
     TTrace const trace = options.isTraceWanted ? pop3d::OpenTraceToStandardError() : TTrace();
     if (!users.Load(options.users, problem))
         return Fail(problem);
     if (!pop3d::net::StartUp())
-        return Fail("the network cannot be used");
+        return Fail(pop3d::Tell(pop3d::text::noNetwork));
     pop3d::net::Handle const listener = pop3d::net::Listen(options.address.c_str(), options.port, problem);
     if (listener == pop3d::net::fsNone)
         return Fail(problem);
     pop3d::WatchForStop();
     std::uint16_t const port = pop3d::net::QueryPort(listener);
     if (!options.portFile.empty() && !WritePortFile(options.portFile, port))
-        return Fail("cannot write the port file \"" + options.portFile + "\"");
-    std::cout << "pop3d: listening on " << options.address << " port " << port << std::endl;
+        return Fail(pop3d::Tell(pop3d::text::portFileFailed, options.portFile.c_str()));
+    Report(pop3d::MakeMessage(pop3d::text::listening, options.address.c_str(), port));
     pop3d::Server(listener, users, options).Run();
-    std::cout << "pop3d: stopped" << std::endl;
+    Report(pop3d::MakeMessage(pop3d::text::stopped));
     return 0;
 }

@@ -1,5 +1,7 @@
 #include "System.h"
 
+#include "Texts.h"
+
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
@@ -51,7 +53,7 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
     at.sin_family = AF_INET;
     at.sin_port = htons(port);
     if (inet_pton(AF_INET, address, &at.sin_addr) != 1) {
-        problem = std::string("\"") + address + "\" is no IPv4 address";
+        problem = Tell(text::noAddress, address);
         return fsNone;
     }
     int const fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -59,8 +61,8 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
     if (fd >= 0)
         setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (fd < 0 || bind(fd, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 || listen(fd, 128) != 0) {
-        problem = "cannot listen on " + std::string(address) + " port " + std::to_string(port) + ": " +
-                  (errno == EADDRINUSE ? "the port is in use" : std::strerror(errno));
+        std::string const reason = errno == EADDRINUSE ? Tell(text::portInUse) : std::strerror(errno);
+        problem = Tell(text::cannotListen, address, port, reason.c_str());
         if (fd >= 0)
             close(fd);
         return fsNone;
@@ -120,6 +122,10 @@ void Close(Handle handle) {
 
 unsigned long ProcessId() {
     return static_cast<unsigned long>(getpid());
+}
+
+std::string Utf8(char const *text) {
+    return text;
 }
 
 void WatchForStop() {

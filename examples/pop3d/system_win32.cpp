@@ -1,11 +1,14 @@
 #include "System.h"
 
+#include "Texts.h"
+
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
 #include <windows.h>
 
 #include <atomic>
+#include <cstring>
 
 namespace pop3d {
 
@@ -37,7 +40,7 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
     at.sin_port = htons(port);
     at.sin_addr.s_addr = inet_addr(address);
     if (at.sin_addr.s_addr == INADDR_NONE) {
-        problem = std::string("\"") + address + "\" is no IPv4 address";
+        problem = Tell(text::noAddress, address);
         return fsNone;
     }
     SOCKET const s = socket(AF_INET, SOCK_STREAM, 0);
@@ -47,9 +50,9 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
         setsockopt(s, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<char const *>(&on), sizeof on);
     if (s == INVALID_SOCKET || bind(s, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 || listen(s, 128) != 0) {
         int const error = WSAGetLastError();
-        problem = "cannot listen on " + std::string(address) + " port " + std::to_string(port) + ": " +
-                  (error == WSAEADDRINUSE || error == WSAEACCES ? "the port is in use"
-                                                                : "system error " + std::to_string(error));
+        std::string const reason =
+            error == WSAEADDRINUSE || error == WSAEACCES ? Tell(text::portInUse) : Tell(text::systemError, error);
+        problem = Tell(text::cannotListen, address, port, reason.c_str());
         if (s != INVALID_SOCKET)
             closesocket(s);
         return fsNone;
@@ -127,6 +130,17 @@ void Close(Handle handle) {
 
 unsigned long ProcessId() {
     return GetCurrentProcessId();
+}
+
+std::string Utf8(char const *text) {
+    int const length = static_cast<int>(std::strlen(text));
+    std::wstring wide(static_cast<std::size_t>(length), L'\0');
+    wide.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text, length, wide.data(), length)));
+    int const count = static_cast<int>(wide.size());
+    std::string bytes(wide.size() * 3, '\0');
+    bytes.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, wide.data(), count, bytes.data(),
+                                                              static_cast<int>(bytes.size()), nullptr, nullptr)));
+    return bytes;
 }
 
 void WatchForStop() {

@@ -10,7 +10,8 @@
 //
 // Ownership:  the library stays loaded for the life of the process, whatever becomes of the object. Copies share the
 //             handle.
-// Threads:    as TString, for the name: one thread at a time. Loading takes the system's loader lock.
+// Threads:    loadMessage() may be called by several threads; otherwise as TString, for the name: one thread at a time.
+//             Loading takes the system's loader lock.
 // Failures:   TAccessError, recoverable, traced in the category String: "Unable to find or open NAME,
 //             GetLastError=N(xHHHHHHHH)" (ID 1) from the constructor; "Dll not loaded" (ID 1) and "Error getting
 //             message" (ID 2) from loadMessage(), the latter behind an entry of level 4.
@@ -26,7 +27,7 @@
 class TUZUTIL_API TDll {
 public:
     explicit TDll(char const *name);
-    explicit TDll(void *handle) noexcept : fOpen(1), fHandle(handle) {} // of a loaded library, which is not checked
+    explicit TDll(void *handle) : fOpen(1), fHandle(handle), fName("") {} // of a loaded library, which is not checked
 
     int isOpen() const noexcept { return fOpen != 0; }
     void open() noexcept {} // for a class that can try again

@@ -195,20 +195,4 @@ private:
     std::vector<std::unique_ptr<TagVar[]>> fFormerArguments; // before assignments
 };
 
-// TTextMessageArchive: where messages look for the texts of their stores. While there is none, as in language "C", all
-// messages have their default texts.
-class TUZUTIL_API TTextMessageArchive {
-public:
-    static TTextMessageArchive *fsArchive; // the one of this process, or null
-
-    TTextMessageArchive(TTextMessageArchive const &) = delete;
-    TTextMessageArchive &operator=(TTextMessageArchive const &) = delete;
-    virtual ~TTextMessageArchive();
-    // The text of a message, or an empty text. Pure.
-    virtual TString GetMsg(TTextMessage::StoreID const &store, long set, long number, int wide);
-
-protected:
-    TTextMessageArchive() noexcept = default;
-};
-
 #endif

@@ -15,6 +15,8 @@
 #include "tuzutil/FILTSTRM.h"
 #include "tuzutil/LINESTRM.h"
 #include "tuzutil/MD5.h"
+#include "tuzutil/MSGSTORE.h"
+#include "tuzutil/MSGSTRPM.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/NLSRESRC.h"
 #include "tuzutil/NULSTRM.h"

@@ -3,17 +3,16 @@
 // to run at start-up. What objects of other libraries may still use at their own end is immortal.
 
 #include "tuzutil/DIRECTRY.h"
-#include "tuzutil/FILENAME.h"
-#include "tuzutil/NLSRESRC.h"
-
 #include "tuzutil/FACTORY.h"
+#include "tuzutil/FILENAME.h"
+#include "tuzutil/MSGSTORE.h"
 #include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/NLSRESRC.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
-#include "tuzutil/TXTMSG.h"
 #include "tuzutil/VERSION.h"
 #include "utility/FINDTAB.h"
 #include "utility/IMMORTAL.h"
@@ -64,10 +63,13 @@ TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
 static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
 
-// 6. Messages: the mark that ends their argument lists, which needs nothing; and where they look for translated texts,
-// null until an archive is built.
+// 6. Messages: the mark that ends their argument lists, which needs nothing; and the archive of their stores with its
+// lock. Messages may look for the archive before it is built and when it is gone, and have their default texts then.
 TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
+static TImmortal<TMutexSemaphore> fsArchiveLock;
+TMutexSemaphore &TTextMessageArchive::fsMutex = fsArchiveLock.Get();
+static TTextMessageArchive fsMessageArchive;
 
 // 7. File names: what stands between their parts; and the directory searches that are open.
 TString const TFileName::fsDelimLocal("\\");

@@ -1,10 +1,12 @@
 #include "tuzutil/TXTMSG.h"
 
 #include "tuzutil/BINSTRM.h"
+#include "tuzutil/MSGSTORE.h"
+#include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACEP.h"
+#include "utility/LOADING.h"
 #include "utility/MSGFORM.h"
-#include "utility/RAISE.h"
 
 #include <algorithm>
 #include <utility>
@@ -40,6 +42,10 @@ template <typename... Arguments>
 void TraceFault(TTracePlace place, char const *format, Arguments const &...arguments) noexcept {
     TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Message, place, format, arguments...);
 }
+
+struct TArchiveLock : TMutexSemaphoreEntry {
+    explicit TArchiveLock(TMutexSemaphore &mutex) : TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite) {}
+};
 
 } // namespace
 
@@ -113,8 +119,8 @@ TString const &TTextMessage::QueryMessage() const {
     if (fFormatted.length() != 0)
         return fFormatted;
     TString text;
-    if (fStore.length() != 0 && TTextMessageArchive::fsArchive)
-        text = TTextMessageArchive::fsArchive->GetMsg(fStore, fSet, fNumber, 0);
+    if (fStore.length() != 0)
+        text = TTextMessageStore::GetMsg(fStore, fSet, fNumber, 0);
     if (text.length() == 0)
         text = fDefaultText;
     fFormatted = PrintMessage(text, {fArguments.get(), fCount, TMessageFaults(*this)});
@@ -190,9 +196,78 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
     return in;
 }
 
-TTextMessageArchive::~TTextMessageArchive() = default;
+// Stores
 
-TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &, long, long, int) {
+TTextMessageStore::TTextMessageStore(TTextMessage::StoreID const &id) : fId(id) {
+    if (TTextMessageArchive::fsArchive && !TTextMessageArchive::fsArchive->Register(this))
+        RaiseOrKeep<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Duplicate Message Store"});
+}
+
+TTextMessageStore::~TTextMessageStore() {
+    if (TTextMessageArchive::fsArchive)
+        TTextMessageArchive::fsArchive->Deregister(this);
+}
+
+TString TTextMessageStore::GetMsg(long, long, int) {
     TPureCall::Trap();
     return TString();
+}
+
+int TTextMessageStore::IsCached() const {
+    return 0;
+}
+
+TTextMessageStore *TTextMessageStore::Find(TTextMessage::StoreID const &id) {
+    return TTextMessageArchive::fsArchive ? TTextMessageArchive::fsArchive->FindStore(id) : nullptr;
+}
+
+TString TTextMessageStore::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
+    TTextMessageArchive *const archive = TTextMessageArchive::fsArchive;
+    return archive ? archive->GetMsg(id, set, number, wide) : TString();
+}
+
+TTextMessageArchive::TTextMessageArchive() {
+    if (fsArchive)
+        RaiseOrKeep<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Solitary Object"});
+    else
+        fsArchive = this;
+}
+
+TTextMessageArchive::~TTextMessageArchive() {
+    TArchiveLock const lock(fsMutex);
+    if (fsArchive == this)
+        fsArchive = nullptr;
+    DeleteSet();
+}
+
+// Asks outside the lock: a store may write trace entries, whose messages ask the archive in turn.
+TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
+    TTextMessageStore *const store = FindStore(id);
+    return store ? store->GetMsg(set, number, wide) : TString();
+}
+
+TTextMessageStore *TTextMessageArchive::FindStore(TTextMessage::StoreID const &id) const {
+    TArchiveLock const lock(fsMutex);
+    auto const *const element = FindKey(id);
+    return element ? element->Pointer() : nullptr;
+}
+
+bool TTextMessageArchive::Register(TTextMessageStore *store) {
+    auto element = std::make_unique<TElemPointer<TTextMessageStore>>(store);
+    TArchiveLock const lock(fsMutex);
+    if (FindKey(store->Key()))
+        return false;
+    Add(element.get());
+    element.release();
+    return true;
+}
+
+// Not by its name, which another store may have if this one was not registered.
+void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
+    TArchiveLock const lock(fsMutex);
+    auto *const element = FindKey(store->Key());
+    if (!element || element->Pointer() != store)
+        return;
+    Remove(element);
+    delete element;
 }

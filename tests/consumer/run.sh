@@ -10,10 +10,11 @@ cmake -S "$source" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$work/prefix" 
     ${toolchain:+-DCMAKE_TOOLCHAIN_FILE="$toolchain"} >/dev/null
 cmake --build "$work/build"
 if [ -n "$emulator" ]; then
-    cp "$build"/bin/*.dll "$work/build/"
+    cp "$work"/prefix/bin/*.dll "$work/build/"
     output=$("$emulator" "$work/build/consumer.exe" | tr -d '\r')
 else
     output=$("$work/build/consumer")
 fi
 echo "$output"
-[ "$output" = "TInvalidRequest: Bad value to truncate this String" ]
+[ "$output" = "TInvalidRequest: Bad value to truncate this String
+5 Nachrichten" ]

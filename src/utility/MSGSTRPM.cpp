@@ -1,0 +1,43 @@
+#include "tuzutil/MSGSTRPM.h"
+
+#include "tuzutil/NLSRESRC.h"
+#include "utility/TXTLIB.h"
+
+namespace {
+
+// The characters of a string: messages ask in any thread, and handles on strings are for one.
+char const *Chars(TString const &text) noexcept {
+    return text;
+}
+
+std::unique_ptr<TDll> OpenCurrent(TTextMessage::StoreID const &id, char const *dllName) {
+    if (TSearchNLSPath::QueryLang() == TSearchNLSPath::fsLang_C) {
+        txtlib::Trace(TTrace::information, "LANG is \"C\" using default messages for Message Store %s", Chars(id));
+        return nullptr;
+    }
+    TSearchNLSPath search(dllName);
+    return txtlib::OpenLibrary(
+        Chars(id), dllName, [&] { return search.FindFile(); },
+        [](char const *path) { return std::make_unique<TDll>(path); });
+}
+
+} // namespace
+
+TTextMessageStorePM::TTextMessageStorePM(TTextMessage::StoreID const &id, char const *dllName)
+    : TTextMessageStore(id), fLibraryName(dllName), fLibrary(OpenCurrent(id, dllName)) {}
+
+TTextMessageStorePM::TTextMessageStorePM(TTextMessage::StoreID const &id, TDll const &dll)
+    : TTextMessageStore(id), fLibrary(std::make_unique<TDll>(dll)) {}
+
+TTextMessageStorePM::~TTextMessageStorePM() = default;
+
+TString TTextMessageStorePM::GetMsg(long set, long number, int wide) {
+    if (!fLibrary)
+        return TString();
+    return txtlib::LoadText(Chars(Key()), static_cast<std::uint32_t>(set), static_cast<std::uint32_t>(number),
+                            [&] { return fLibrary->loadMessage(static_cast<unsigned long>(number), wide); });
+}
+
+int TTextMessageStorePM::IsCached() const {
+    return 0;
+}
