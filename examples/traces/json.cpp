@@ -64,9 +64,10 @@ std::string Quoted(char const *text) {
 
 // "2026-07-14T09:05:03.270Z"
 std::string Now() {
-    auto const now = std::chrono::system_clock::now().time_since_epoch();
-    std::time_t const seconds = std::chrono::duration_cast<std::chrono::seconds>(now).count();
-    auto const milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(now).count() % 1000;
+    auto const now = std::chrono::system_clock::now();
+    std::time_t const seconds = std::chrono::system_clock::to_time_t(now);
+    auto const milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
     std::tm const record = *std::gmtime(&seconds); // records come one at a time
     char text[64];
     std::size_t const length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &record);
