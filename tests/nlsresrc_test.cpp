@@ -5,6 +5,7 @@
 #include "support/Languages.h"
 #include "support/TempFolder.h"
 #include "tuzutil/EXCEPTN.h"
+#include "utility/NLSOPEN.h"
 #include "utility/PROGDIR.h"
 
 #include <gtest/gtest.h>
@@ -360,6 +361,26 @@ TEST_F(TSearchTest, AFileThatIsNoLibraryCannotBeOpened) {
         EXPECT_EQ(std::string(problem.text(0)).substr(0, frame.size()), frame);
         EXPECT_STREQ(problem.locationAtIndex(0)->fileName(), "src/utility/TDLL");
     }
+}
+
+TEST(TNLSResourceDll, ALibraryThatIsNotOpenIsTriedOnceMore) {
+    struct TLibrary {
+        int opensAt; // the attempt that succeeds; 0 for none
+        int attempts = 0;
+
+        int isOpen() const { return opensAt != 0 && attempts >= opensAt; }
+        void open() { ++attempts; }
+    };
+    TLibrary open{1, 1};
+    RequireOpen(open, "msgs");
+    EXPECT_EQ(open.attempts, 1);
+    TLibrary late{1};
+    RequireOpen(late, "msgs");
+    EXPECT_EQ(late.attempts, 1);
+    TLibrary never{0};
+    ExpectThrows<TAccessError>({.text = "Unable to find or open msgs", .file = fsFile},
+                               [&] { RequireOpen(never, "msgs"); });
+    EXPECT_EQ(never.attempts, 1);
 }
 
 TEST_F(TSearchTest, EntriesAreWrittenAtTheirLevelsOnly) {

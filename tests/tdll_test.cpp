@@ -42,6 +42,11 @@ public:
     TClosedDll() : TDll(static_cast<void *>(nullptr)) { fOpen = 0; }
 };
 
+class TWideNamedDll : public TDll {
+public:
+    TWideNamedDll() : TDll(static_cast<void *>(nullptr)) { fName = TString(u"wide"); }
+};
+
 void ExpectCannotOpen(char const *name) {
     try {
         TDll dll(name);
@@ -205,6 +210,15 @@ TEST(TDll, FromAHandleItHasNoName) {
     ASSERT_EQ(capture.Entries().size(), 1u);
     std::string const text = capture.Entries()[0].text;
     EXPECT_EQ(text.substr(text.find("getting")), "getting message 30000 from file ");
+}
+
+TEST(TDll, AWideNameIsTracedAsOne) {
+    TWideNamedDll const dll;
+    TCapture capture(4);
+    EXPECT_THROW(dll.loadMessage(17, 0), TAccessError);
+    ASSERT_EQ(capture.Entries().size(), 1u);
+    std::string const text = capture.Entries()[0].text;
+    EXPECT_EQ(text.substr(text.find("getting")), "getting message 17 from file wide");
 }
 
 TEST(TDll, AClosedOneHasNoTexts) {

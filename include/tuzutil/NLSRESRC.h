@@ -15,7 +15,8 @@
 // Threads:    the settings are for start-up: set them while there is one thread. Searches may then run in any thread,
 //             each object in one at a time.
 // Failures:   TAccessError, recoverable, ID 1: "Unable to find file NAME" from FindFile(), "Unable to find or open
-//             NAME", and what TDll says, from TNLSResourceDll. The other searches answer null. What was found or not is
+//             NAME", and what TDll says, from TNLSResourceDll. The other searches answer null, but a static object that
+//             could not register itself in a library that FindInPath() loads makes it throw. What was found or not is
 //             traced in the category NLSResource, level 16.
 // Surprises:  an object that has found a path keeps it, whatever is asked afterwards. Where nothing is found,
 //             FindInPath() and so FindFile() answer with the program itself, which opens as a library: give the texts

@@ -14,7 +14,8 @@
 //             Loading takes the system's loader lock.
 // Failures:   TAccessError, recoverable, traced in the category String: "Unable to find or open NAME,
 //             GetLastError=N(xHHHHHHHH)" (ID 1) from the constructor; "Dll not loaded" (ID 1) and "Error getting
-//             message" (ID 2) from loadMessage(), the latter behind an entry of level 4.
+//             message" (ID 2) from loadMessage(), the latter behind an entry of level 4. Where a static object of the
+//             library could not register itself, the constructor throws what it would have thrown.
 // Surprises:  a text ends after 256 characters, a narrow one after 256 bytes. Numbers above 65535 are absent, and so is
 //             an empty text. Narrow texts are in the system's code page on Windows and in UTF-8 elsewhere. Loading runs
 //             code: a name without a directory is looked for where the system looks for libraries.

@@ -4,8 +4,8 @@
 #include "tuzutil/TXTMSG.h"
 #include "utility/ASCIICMP.h"
 #include "utility/LOADING.h"
+#include "utility/NLSOPEN.h"
 #include "utility/PROGDIR.h"
-#include "utility/RAISE.h"
 
 #include <cstring>
 #include <string_view>
@@ -21,10 +21,6 @@ char const *Chars(TString const &text) noexcept {
 template <typename... Arguments>
 void TraceSearch(char const *format, Arguments const &...arguments) {
     TTracePoint::Write(TTrace::information, TUtilityTraceCategory::NLSResource, fsFile, format, arguments...);
-}
-
-[[noreturn]] void Fail(char const *format, TString const &name, std::uint32_t line = __builtin_LINE()) {
-    Raise<TAccessError>({TUtilityTraceCategory::NLSResource, fsFile, TTextMessage(format, name), "", line});
 }
 
 // The full name of a library, of the program for null; null where the system knows none.
@@ -134,7 +130,8 @@ char *TSearchNLSPath::FindFile() {
             return Found();
     }
     if (!FindInPath())
-        Fail("Unable to find file %s", fName);
+        Raise<TAccessError>(
+            {TUtilityTraceCategory::NLSResource, fsFile, TTextMessage("Unable to find file %s", fName)});
     return Found();
 }
 
@@ -168,9 +165,5 @@ char *TSearchNLSPath::FindInPath() {
 }
 
 TNLSResourceDll::TNLSResourceDll(char const *name) : TDll(TSearchNLSPath(name).FindFile()) {
-    if (isOpen())
-        return;
-    open();
-    if (!isOpen())
-        Fail("Unable to find or open %s", name);
+    RequireOpen(*this, name);
 }

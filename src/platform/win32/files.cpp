@@ -2,6 +2,7 @@
 
 #include <direct.h>
 #include <errno.h>
+#include <io.h>
 #include <string.h>
 #include <windows.h>
 
@@ -30,32 +31,42 @@ char const *platform::RuntimeErrorText(int error) noexcept {
 
 namespace {
 
-void TakeEntry(WIN32_FIND_DATAA const &data, platform::TDirectoryEntry &entry) noexcept {
-    static_assert(sizeof data.cFileName <= sizeof entry.name);
-    memcpy(entry.name, data.cFileName, sizeof data.cFileName);
+using TFound = __finddata64_t; // the plain one refuses large files and late dates
+
+void TakeEntry(TFound const &found, platform::TDirectoryEntry &entry) noexcept {
+    static_assert(sizeof found.name <= sizeof entry.name);
+    memcpy(entry.name, found.name, sizeof found.name);
     entry.name[sizeof entry.name - 1] = '\0';
-    entry.isDirectory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    entry.isDirectory = (found.attrib & _A_SUBDIR) != 0;
+}
+
+// The run-time library's -1 stands for no search, here null does.
+void *FromHandle(intptr_t handle) noexcept {
+    return reinterpret_cast<void *>(handle == -1 ? 0 : handle);
+}
+
+intptr_t ToHandle(void *search) noexcept {
+    return reinterpret_cast<intptr_t>(search);
 }
 
 } // namespace
 
 void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept {
-    WIN32_FIND_DATAA data;
-    HANDLE const search = FindFirstFileA(pattern, &data);
-    if (search == INVALID_HANDLE_VALUE)
-        return nullptr;
-    TakeEntry(data, entry);
+    TFound found;
+    void *const search = FromHandle(_findfirst64(pattern, &found));
+    if (search)
+        TakeEntry(found, entry);
     return search;
 }
 
 bool platform::NextEntry(void *search, TDirectoryEntry &entry) noexcept {
-    WIN32_FIND_DATAA data;
-    if (!FindNextFileA(search, &data))
+    TFound found;
+    if (_findnext64(ToHandle(search), &found) != 0)
         return false;
-    TakeEntry(data, entry);
+    TakeEntry(found, entry);
     return true;
 }
 
 bool platform::CloseSearch(void *search) noexcept {
-    return FindClose(search) != 0;
+    return _findclose(ToHandle(search)) == 0;
 }

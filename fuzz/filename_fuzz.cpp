@@ -1,0 +1,45 @@
+// Names of files from any bytes, narrow and 16-bit: the parts of a name make it up again, and the seam of two joined
+// names has one delimiter.
+
+#include "tuzutil/FILENAME.h"
+
+#include <cstdlib>
+
+namespace {
+
+void Require(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+void Split(TFileName const &name) {
+    TString const &delim = name.IsUnicode() ? TFileName::QueryDelimUnicode() : TFileName::QueryDelimLocal();
+    TString const &whole = name;
+    if (name.QueryFirstRest().IsNull()) {
+        Require(static_cast<TString const &>(name.QueryFirstName()) == whole);
+        Require(static_cast<TString const &>(name.QueryName()) == whole);
+    } else {
+        Require(name.QueryFirstName() + delim + name.QueryFirstRest() == whole);
+        Require(name.QueryPath() + delim + name.QueryName() == whole);
+    }
+    TFileName const joined(name, name);
+    bool const losesOne = name.IsDelimAtEnd() && name.IsDelimAtBegin();
+    bool const needsOne = !name.IsDelimAtEnd() && !name.IsDelimAtBegin();
+    Require(joined.length() + (losesOne ? delim.length() : 0) == 2 * whole.length() + (needsOne ? delim.length() : 0));
+    Require(name.QueryDrive().length() <= whole.length() && name.IsFullPath() <= 1);
+    TFileName fixed(name);
+    Require(fixed.FixDelim().length() == whole.length() && name == TFileName(name));
+    Require(!name.QueryNameLocal().IsUnicode() && name.QueryNameUnicode().IsUnicode());
+    name.QueryNative();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+    TString text(data, static_cast<unsigned int>(size), ' ');
+    Split(text);
+    text.SetUnicode(1);
+    if (size % 2 == 0)
+        Split(text);
+    return 0;
+}

@@ -1,0 +1,36 @@
+// The search for a language library from any bytes: a template, a name and a language with zeros between them. What is
+// found is a file, and is found again.
+
+#include "tuzutil/FILENAME.h"
+#include "tuzutil/NLSRESRC.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+std::string TakeText(std::string &rest) {
+    std::string const text = rest.c_str();
+    rest.erase(0, text.size() + 1);
+    return text;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+    std::string rest(reinterpret_cast<char const *>(data), size);
+    TSearchNLSPath::fsNLSpath = TakeText(rest).c_str();
+    TSearchNLSPath search(TakeText(rest).c_str());
+    TString const lang(rest.data(), static_cast<unsigned int>(rest.size()), ' ');
+    char const *const path = search.FindFile(lang);
+    if (!path)
+        return 0;
+    std::filesystem::path const native = static_cast<char const *>(TFileName(path).QueryNative());
+    std::error_code problem;
+    if (!std::filesystem::exists(native, problem) || std::filesystem::is_directory(native, problem) ||
+        search.FindFile(lang) != path)
+        std::abort();
+    return 0;
+}
