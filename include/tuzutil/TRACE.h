@@ -15,7 +15,8 @@
 //     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
 // Ownership:  handles share their destination by counted references; the last one deletes it. Categories used for
-//             tracing are static objects that live until the process ends: they stay in the registry.
+//             tracing are static objects that live until the process ends: they stay in the registry. A build without
+//             NDEBUG traces others at level "wa".
 // Threads:    destinations may come, go and be changed while entries are written. All of that, and every Write(), runs
 //             under the trace lock (fsMutex, recursive), for which a fork waits as well; the two global words are read
 //             without it, and a reader may see a change late. A handle, and a SaveState, belong to one thread at a

@@ -65,6 +65,7 @@ bool DeleteMutex(void *mutex) noexcept;                                 // relea
 WaitResult LockMutex(void *mutex, std::uint32_t milliseconds) noexcept; // blocks
 bool UnlockMutex(void *mutex) noexcept;                                 // false if this thread does not hold it
 void *SystemMutex(void *mutex) noexcept;                                // what the system knows it by
+bool HoldsMutex(void *mutex) noexcept; // this thread; false as well where only the system knows
 
 // From now on `before` is called by every thread that is about to fork the process, ahead of what the locks above do by
 // themselves, and `after` when it has forked, in the parent and in the child. Nothing where processes do not fork.
@@ -161,6 +162,10 @@ void *OpenTraceFile(char const *name, bool isShared) noexcept;
 // the callers see to it that only one writes at a time.
 bool WriteTraceFile(void *file, char const *text, std::size_t count) noexcept;
 void CloseTraceFile(void *file) noexcept; // null: nothing
+
+// Whether an address lies in the program or in a loaded library, and not in memory that was allocated, or on a stack.
+// Takes the system's loader lock.
+bool IsInImage(void const *address) noexcept;
 
 // How the system's own libraries end where that is not ".dll"; null otherwise.
 extern char const *const nativeLibraryEnding;

@@ -1,7 +1,10 @@
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACESET.h"
 
+#include "platform/platform.h"
+#include "tuzutil/TRACEP.h"
 #include "utility/ASCIICMP.h"
+#include "utility/DEBUGCHK.h"
 #include "utility/WORD32.h"
 
 #include <algorithm>
@@ -82,6 +85,9 @@ TTrace::Category const *TTraceSetKnownCursor::Next() noexcept {
 }
 
 void TTrace::Base::Register(Category const &category) {
+    if (debugcheck::isOn && !platform::IsInImage(&category))
+        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Trace, "src/utility/TRACEP",
+                           "Category %s is not a static object", category.QueryString());
     fsKnownCategories.Add(&category);
 }
 

@@ -308,6 +308,14 @@ void platform::FollowForks(void (*before)() noexcept, void (*after)() noexcept) 
     ::pthread_atfork(before, after, after);
 }
 
+bool platform::HoldsMutex(void *handle) noexcept {
+    auto const *const mutex = static_cast<Mutex const *>(handle);
+    TThreadRecord const *const self = posix::ThisThread();
+    if (!mutex || !self)
+        return false;
+    return mutex->shared ? mutex->owner == self->Number() : mutex->fast.IsHeldBy(*self);
+}
+
 void *platform::SystemMutex(void *mutex) noexcept {
     return mutex;
 }

@@ -82,6 +82,12 @@ bool platform::UnlockMutex(void *handle) noexcept {
     return released;
 }
 
+bool platform::HoldsMutex(void *handle) noexcept {
+    auto const *const mutex = static_cast<Mutex const *>(handle);
+    TThreadRecord const *const self = ThisThread();
+    return mutex && self && !mutex->kernel && mutex->fast.IsHeldBy(*self);
+}
+
 void *platform::SystemMutex(void *handle) noexcept {
     auto *const mutex = static_cast<Mutex *>(handle);
     return mutex && mutex->kernel ? mutex->kernel : handle;
