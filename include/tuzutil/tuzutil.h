@@ -25,6 +25,7 @@
 #include "tuzutil/TDATETIM.h"
 #include "tuzutil/TDLL.h"
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TRACEEXC.h"
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESET.h"
