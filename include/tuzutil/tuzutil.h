@@ -24,6 +24,7 @@
 #include "tuzutil/TAGVAR.h"
 #include "tuzutil/TDATETIM.h"
 #include "tuzutil/TDLL.h"
+#include "tuzutil/THREAD.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACEEXC.h"
 #include "tuzutil/TRACENOT.h"

@@ -53,6 +53,11 @@ void *SystemMutex(void *mutex) noexcept;                                // what 
 // when the thread ends, after a call of its AbandonAll().
 TThreadRecord *ThisThread() noexcept;
 
+// Runs a function on a new thread of the run-time library, with the default size of stack. The library stays loaded
+// until the function has returned. The system's handle, which it closes by itself; all ones, with LastError(), where
+// there is no thread to be had. May take locks; does not wait for the thread.
+std::uintptr_t StartThread(void (*body)(void *), void *argument) noexcept;
+
 // Events that stay posted until they are cleared. All functions take null for an event, and fail, but for DeleteEvent.
 void *NewEvent(bool posted) noexcept;                                   // null on failure
 void *ShareEvent(void *event) noexcept;                                 // one more owner; null for null
