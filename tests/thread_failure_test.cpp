@@ -23,7 +23,7 @@ public:
 
 } // namespace
 
-std::uintptr_t platform::StartThread(void (*body)(void *), void *argument) noexcept {
+std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool) noexcept {
     if (!fsHasThreads)
         return ~std::uintptr_t{0};
     std::thread(body, argument).join();

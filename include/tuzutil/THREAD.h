@@ -57,7 +57,7 @@ private:
     struct TEnding;
 
     int RunBody(void *started);
-    bool Begin(void (*entry)(void *), void *argument);
+    bool Begin(void (*entry)(void *), void *argument, bool takesSignals);
 
     std::uintptr_t fHandle; // as the system answered, all ones for none; it may be closed: nobody waits for it
     std::uint32_t fId = 0;  // its low half, of the last start that succeeded

@@ -25,6 +25,7 @@
 #include "tuzutil/TDATETIM.h"
 #include "tuzutil/TDLL.h"
 #include "tuzutil/THREAD.h"
+#include "tuzutil/TIMER.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACEEXC.h"
 #include "tuzutil/TRACENOT.h"

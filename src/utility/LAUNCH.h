@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_LAUNCH_H
 #define TUZUTIL_LAUNCH_H
 
-// How the library starts threads of its own: without waiting until they run. A thread that is begun while the system
-// loads a library does not run before that is done, so waiting for it would be for ever.
+// How the library starts threads of its own: no signals go there, and nobody waits until they run. A thread that is
+// begun while the system loads a library does not run before that is done, so waiting for it would be for ever.
 
 #include "tuzutil/THREAD.h"
 

@@ -14,6 +14,7 @@
 #include "tuzutil/VERSION.h"
 #include "utility/FINDTAB.h"
 #include "utility/IMMORTAL.h"
+#include "utility/MASTTIMR.h"
 #include "utility/TRACEOBS.h"
 
 #include <clocale>
@@ -77,10 +78,23 @@ TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
 TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
 [[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
 
-// 9. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
+// 9. Timers: their lock, and nothing armed; the thread comes with the first timer, whoever's static object that is.
+static TImmortal<TMasterTimer::TLock> fsTimerLock;
+TMasterTimer::TLock &TMasterTimer::fsLock = fsTimerLock.Get();
+constinit TTimerQueue TMasterTimer::fsArmed;
+constinit std::uint32_t TMasterTimer::fsCount = 0;
+constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
+constinit bool TMasterTimer::fsIsOver = false;
+
+// 10. Built late, so destroyed early: from then on no trace point finds a listener, whatever still runs.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
         TTrace::Base::fsRuntimeComponent = 0;
     }
 } fsSilence;
+
+// 11. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
+static struct TTimersEnd {
+    ~TTimersEnd() { TMasterTimer::Shutdown(); }
+} fsTimersEnd;

@@ -64,7 +64,7 @@ int TThread::Run() {
 int TThread::Start() {
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};
-    if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start)) {
+    if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {
         platform::DeleteEvent(start.started);
         TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, fsFile, "Unable to start thread");
         return 1;
@@ -75,13 +75,13 @@ int TThread::Start() {
     return 0;
 }
 
-bool TThread::Begin(void (*entry)(void *), void *argument) {
+bool TThread::Begin(void (*entry)(void *), void *argument, bool takesSignals) {
     {
         TMutexSemaphoreEntry const end(fEnding, TMutexSemaphore::fsInfinite);
         fFinished.store(0, std::memory_order_release);
         fSignal->Clear();
     }
-    fHandle = platform::StartThread(entry, argument);
+    fHandle = platform::StartThread(entry, argument, takesSignals);
     if (fHandle == fsNoHandle)
         return false;
     fId = static_cast<std::uint32_t>(fHandle);
@@ -148,7 +148,7 @@ void TThreadLaunch::Enter(void *argument) {
 
 bool TThreadLaunch::StartUnannounced(TThread &thread) {
     thread.fRunning = 1;
-    if (thread.Begin(&Enter, &thread))
+    if (thread.Begin(&Enter, &thread, false))
         return true;
     thread.fRunning = 0;
     return false;

@@ -1,8 +1,12 @@
 #include "tuzutil/THREAD.h"
+#include "tuzutil/TIMER.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <pthread.h>
+#include <string>
 
 namespace {
 
@@ -68,6 +72,19 @@ public:
     TSemaphore known;
 };
 
+int ThreadsWithoutSignals() {
+    int threads = 0;
+    for (auto const &task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream status(task.path() / "status");
+        std::string line;
+        while (std::getline(status, line) && line.rfind("SigBlk:", 0) != 0) {
+        }
+        // All but those that cannot be blocked, and two that the C library keeps for itself.
+        threads += line.find("fffffffe7ffbfeff") != std::string::npos;
+    }
+    return threads;
+}
+
 } // namespace
 
 TEST(ThreadSystem, StackHasTheDefaultSizeWhateverWasSet) {
@@ -97,4 +114,13 @@ TEST(ThreadSystem, CancelledThreadEndsInOrder) {
     thread->WaitForTermination(-1);
     EXPECT_EQ(thread->IsRunning(), 0);
     EXPECT_EQ(thread->QueryResult(), -1);
+}
+
+TEST(ThreadSystem, ThreadOfTheTimersTakesNoSignals) {
+    int const before = ThreadsWithoutSignals();
+    TReference<TSemaphore> const event(new TSemaphore);
+    TTimer timer(event);
+    timer.Set(0);
+    event->Wait(-1);
+    EXPECT_EQ(ThreadsWithoutSignals(), before + 1);
 }

@@ -27,7 +27,7 @@ unsigned int WINAPI RunBody(void *given) {
 
 } // namespace
 
-std::uintptr_t platform::StartThread(void (*body)(void *), void *argument) noexcept {
+std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool) noexcept {
     constexpr std::uintptr_t none = ~std::uintptr_t{0};
     HMODULE library;
     if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<char const *>(&RunBody), &library))
@@ -44,3 +44,7 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument) noexc
     CloseHandle(reinterpret_cast<HANDLE>(handle));
     return handle;
 }
+
+void platform::OnFork(void (*)(), void (*)(), void (*)()) noexcept {}
+
+bool const platform::threadsEndFirst = true;
