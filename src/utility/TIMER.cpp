@@ -112,7 +112,7 @@ void TMasterTimer::Remove() noexcept {
 
 // The master need not be woken for a time to come: it looks every second, but for when nothing was armed before.
 bool TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
-    bool const sleeps = fsArmed.First() == nullptr;
+    bool const sleeps = fsArmed.IsEmpty();
     fsArmed.Add(link);
     bool const isServed = Ensure();
     if (fsOnly && (sleeps || link.second <= now))

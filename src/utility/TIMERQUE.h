@@ -15,7 +15,8 @@ class TTimerQueue {
 public:
     void Add(TTimerLink &link) noexcept;    // at `link.second`; REQUIRES: it is not armed
     void Remove(TTimerLink &link) noexcept; // nothing if it is not armed
-    TTimerLink *First() const noexcept;     // null if there is none
+    bool IsEmpty() const noexcept { return !fRoot; }
+    TTimerLink *First() const noexcept; // null if there is none
 
 private:
     TTimerLink **PlaceOf(std::uint32_t second) noexcept;
