@@ -1,7 +1,7 @@
 // Rules of tracing that hold between its parts: levels, stopping, saved settings, observers, threads.
 
 #include "support/CaptureTrace.h"
-#include "support/Library.h"
+#include "support/Module.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACEP.h"
@@ -318,7 +318,7 @@ TEST(TTraceThreads, ALibraryMayRegisterItsCategoriesWhileEntriesAreWritten) {
     while (written < 10)
         std::this_thread::yield();
     EXPECT_EQ(TTrace::FindCategory("Loaded"), nullptr);
-    EXPECT_TRUE(LoadTestLibrary("category_module"));
+    EXPECT_TRUE(TModule("category_module", false).IsLoaded());
     int const before = written;
     while (written < before + 10)
         std::this_thread::yield();

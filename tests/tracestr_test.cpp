@@ -3,7 +3,6 @@
 #include "support/CaptureTrace.h"
 #include "support/Expect.h"
 #include "support/TempFolder.h"
-#include "tuzutil/EXCEPTN.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACEP.h"
 
@@ -502,45 +501,4 @@ TEST(TTraceWindowsDebug, CopiesShareTheDestination) {
     EXPECT_EQ(copy.QueryLevel(), 8u);
     Entry(TTrace::warning, "f", 1, "text");
     EXPECT_EQ(fsOutputs.size(), 1u);
-}
-
-// Exceptions
-
-TEST(FormatException, TellsAllOfIt) {
-    TInvalidRequest problem("the first", 0x1AB, TException::recoverable);
-    problem.setErrorCodeGroup("Quendix Library");
-    problem.appendText("the second");
-    problem.addLocation(TExceptionLocation("src/utility/TRACEP", "Deep()", 17));
-    problem.addLocation(TExceptionLocation("main.cpp", "", 2));
-    EXPECT_EQ(Bytes(TTraceException::FormatException(problem)),
-              "Exception TInvalidRequest, group Quendix Library, error ID: 427 (x1ab), recoverable\n"
-              "with the following text:\n"
-              "  the second\n"
-              "  the first\n"
-              "at location:\n"
-              "  [src/utility/TRACEP, 17] Deep()\n"
-              "  [main.cpp, 2]");
-}
-
-TEST(FormatException, LeavesOutWhatIsMissing) {
-    TException problem(nullptr, 0, TException::unrecoverable);
-    EXPECT_EQ(Bytes(TTraceException::FormatException(problem)),
-              "Exception TException, group unknown, error ID: 0 (x0), unrecoverable\n"
-              "with the following text:\n"
-              "at location:");
-    problem.addLocation(TExceptionLocation());
-    problem.addLocation(TExceptionLocation(nullptr, nullptr, 0xFFFFFFFF));
-    EXPECT_EQ(Bytes(TTraceException::FormatException(problem)),
-              "Exception TException, group unknown, error ID: 0 (x0), unrecoverable\n"
-              "with the following text:\n"
-              "at location:\n"
-              "  [, 0]\n"
-              "  [, 4294967295]");
-}
-
-TEST(FormatException, NumbersAreThoseOfNoLocale) {
-    TException const problem("text", 4294967295ul, TException::recoverable);
-    std::string const text = Bytes(TTraceException::FormatException(problem));
-    EXPECT_EQ(text, "Exception TException, group unknown, error ID: 4294967295 (xffffffff), recoverable\n"
-                    "with the following text:\n  text\nat location:");
 }

@@ -2,7 +2,7 @@
 #define TUZUTIL_TRACESTR_H
 
 // TTraceStream, TTraceWindowsDebug: trace destinations that write one line per entry, to a stream or a file, or to the
-// debugger; TTraceException: the text of an exception.
+// debugger.
 //
 // Example:
 //     std::ostringstream out;
@@ -32,7 +32,6 @@
 #include <cstdint>
 #include <iosfwd>
 
-class TException;
 class TMutexSemaphore;
 struct TTraceLock;
 
@@ -109,16 +108,6 @@ public:
     TTraceWindowsDebug(TTraceWindowsDebug const &) = default;
     TTraceWindowsDebug &operator=(TTraceWindowsDebug const &) = default;
     ~TTraceWindowsDebug() override;
-};
-
-class TUZUTIL_API TTraceException {
-public:
-    // Class, group, ID, severity, texts (the newest first) and locations (the oldest first), on several lines; no line
-    // end behind the last.
-    static TString FormatException(TException const &exception);
-
-private:
-    TTraceException() = delete;
 };
 
 #endif

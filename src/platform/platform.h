@@ -80,6 +80,19 @@ void ReleaseCancellation(int held) noexcept;
 // when the thread ends, after a call of its AbandonAll().
 TThreadRecord *ThisThread() noexcept;
 
+// Runs a function on a new thread of the run-time library, with the default size of stack. The library stays loaded
+// until the function has returned. Where there are signals, the thread takes part in them as the caller does, or not at
+// all. The system's handle, which it closes by itself; all ones, with LastError(), where there is no thread to be had.
+// May take locks; does not wait for the thread.
+std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
+
+// Has functions called around every fork of the process: before, and after in the parent and in the child. Where
+// processes do not fork: nothing.
+void OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept;
+
+// Whether the system ends all other threads, wherever they are, before static objects are destroyed.
+extern bool const threadsEndFirst;
+
 // Events that stay posted until they are cleared. All functions take null for an event, and fail, but for DeleteEvent.
 void *NewEvent(bool posted) noexcept;                                   // null on failure
 void *ShareEvent(void *event) noexcept;                                 // one more owner; null for null

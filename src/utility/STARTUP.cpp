@@ -17,6 +17,7 @@
 #include "utility/FINDTAB.h"
 #include "utility/IMMORTAL.h"
 #include "utility/LIBPATH.h"
+#include "utility/MASTTIMR.h"
 #include "utility/TRACECFG.h"
 #include "utility/TRACEOBS.h"
 
@@ -98,7 +99,15 @@ constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
 static TImmortal<TString> fsProgramName;
 TString &TTrace::fsExeFileName = fsProgramName.Get();
 
-// 10. From its end on no trace point finds a listener, whatever still runs.
+// 10. Timers: their lock, and nothing armed; the thread comes with the first timer, whoever's static object that is.
+static TImmortal<TMasterTimer::TLock> fsTimerLock;
+TMasterTimer::TLock &TMasterTimer::fsLock = fsTimerLock.Get();
+constinit TTimerQueue TMasterTimer::fsArmed;
+constinit std::uint32_t TMasterTimer::fsCount = 0;
+constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
+constinit bool TMasterTimer::fsIsOver = false;
+
+// 11. From its end on no trace point finds a listener, whatever still runs.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
@@ -106,5 +115,10 @@ static struct TSilence {
     }
 } fsSilence;
 
-// 11. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
+// 12. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
 static TTrace const fsStartupTrace = OpenStartupTrace();
+
+// 13. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
+static struct TTimersEnd {
+    ~TTimersEnd() { TMasterTimer::Shutdown(); }
+} fsTimersEnd;

@@ -133,9 +133,9 @@ class Trace(unittest.TestCase):
         for trace, problem in (("stderr,zz", "Unknown level specified"), ("stderr,er,Game,7", "Invalid default specified"),
                                ("kind[]", "No dll name found")):
             environment = {**support.os.environ, "NUV_TRACE": trace}
-            result = subprocess.run(server.command(["--users", users]), capture_output=True, timeout=60, check=False,
-                                    env=environment)
-            self.assertEqual((result.returncode, result.stderr.decode().replace("\r\n", "\n")),
+            result = subprocess.run(server.command(["--users", users]), stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                    timeout=60, check=False, env=environment)
+            self.assertEqual((result.returncode, result.stdout.decode().replace("\r\n", "\n")),
                              (2, f"pop3d: NUV_TRACE: {problem}\n"))
 
 

@@ -1,9 +1,12 @@
 #include "posix/InChild.h"
 #include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/TIMER.h"
 #include "tuzutil/TREFCNT.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -93,4 +96,49 @@ TEST(Fork, NamedLockOfAChildThatDiesIsAcquired) {
     TMutexSemaphore mutex(name.c_str());
     EXPECT_EQ(InChild([&] { return int{(new TMutexSemaphoreEntry(mutex, 0))->State()}; }), TMutexSemaphore::Locked);
     EXPECT_EQ(TMutexSemaphoreEntry(mutex, 0).State(), TMutexSemaphore::Locked);
+}
+
+TEST(Fork, TimersGoOnInTheChildFromItsNextUse) {
+    TReference<TSemaphore> const event(new TSemaphore);
+    TReference<TSemaphore> const other(new TSemaphore);
+    TTimer timer(event);
+    TTimer second(other);
+    std::atomic<bool> stop{false};
+    std::thread busy([&] { // whatever it does when the fork comes
+        while (!stop)
+            second.Set(1000);
+    });
+    for (int i = 0; i < 50; ++i) {
+        timer.Set(100);
+        ASSERT_EQ(InChild([&] {
+                      timer.Set(0);
+                      return event->Wait(15000);
+                  }),
+                  0);
+        EXPECT_GT(timer.QueryTimeLeft(), 50);
+        EXPECT_EQ(event->Wait(0), 1);
+    }
+    stop = true;
+    busy.join();
+    timer.Set(0);
+    EXPECT_EQ(event->Wait(15000), 0);
+}
+
+TEST(Fork, ChildWithTimersEnds) {
+    TReference<TSemaphore> const event(new TSemaphore);
+    static TTimer timer(event);
+    timer.Set(100);
+    for (bool const used : {false, true}) {
+        pid_t const child = ::fork();
+        if (child == 0) {
+            ::alarm(20);
+            if (used)
+                timer.Set(100);
+            std::exit(used ? 3 : 4);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), used ? 3 : 4);
+    }
 }

@@ -13,16 +13,18 @@ emulator = sys.argv[3:4]
 VARIABLE = "NUV_TRACE_STARTUP"
 
 
-def run(value, mode="lines", folder=None):
+def run(value, mode="lines"):
     environment = {key: text for key, text in os.environ.items() if not key.startswith("NUV_TRACE")}
     if value is not None:
         environment[VARIABLE] = value
-    result = subprocess.run([*emulator, program, mode, module], capture_output=True, timeout=60, check=False,
-                            env=environment, cwd=folder)
-    out, err = (text.decode(errors="replace").replace("\r\n", "\n") for text in (result.stdout, result.stderr))
-    assert result.returncode == 0, (value, result.returncode, out, err)
-    assert out == "main ran\n", (value, out)
-    return err.splitlines()
+    # Under the emulator both streams come out of one.
+    result = subprocess.run([*emulator, program, mode, module], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                            timeout=60, check=False, env=environment)
+    lines = result.stdout.decode(errors="replace").replace("\r\n", "\n").splitlines()
+    assert result.returncode == 0, (value, result.returncode, lines)
+    assert lines.count("main ran") == 1, (value, lines)
+    lines.remove("main ran")
+    return lines
 
 
 def entries(*whats):

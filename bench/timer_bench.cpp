@@ -1,0 +1,99 @@
+// Setting one of many armed timers anew, 600 to 3600 seconds ahead, beside an ordered container under a lock that does
+// the same bookkeeping.
+
+#include "tuzutil/TIMER.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <random>
+#include <vector>
+
+namespace {
+
+// Times and timers drawn before the clock runs.
+class TDraw {
+public:
+    explicit TDraw(std::size_t timers) {
+        std::minstd_rand random;
+        for (TPick &pick : fPicks)
+            pick = {random() % timers, 600 + static_cast<long>(random() % 3000)};
+    }
+
+    struct TPick {
+        std::size_t timer;
+        long seconds;
+    };
+    TPick const &Next() { return fPicks[fNext++ % fPicks.size()]; }
+
+private:
+    std::vector<TPick> fPicks = std::vector<TPick>(1 << 16);
+    std::size_t fNext = 0;
+};
+
+std::deque<TTimer> ArmedTimers(std::size_t count, TReference<TSemaphore> const &event) {
+    std::deque<TTimer> timers;
+    TDraw draw(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        timers.emplace_back(event);
+        timers.back().Set(draw.Next().seconds);
+    }
+    return timers;
+}
+
+void SetAgain(benchmark::State &state) {
+    auto const count = static_cast<std::size_t>(state.range(0));
+    TReference<TSemaphore> const event(new TSemaphore);
+    std::deque<TTimer> timers = ArmedTimers(count, event);
+    TDraw draw(count);
+    for (auto _ : state) {
+        TDraw::TPick const &pick = draw.Next();
+        timers[pick.timer].Set(pick.seconds);
+    }
+    for (TTimer const &timer : timers) {
+        if (timer.QueryTimeLeft() < 300)
+            std::abort();
+    }
+}
+
+void CancelAndSet(benchmark::State &state) {
+    auto const count = static_cast<std::size_t>(state.range(0));
+    TReference<TSemaphore> const event(new TSemaphore);
+    std::deque<TTimer> timers = ArmedTimers(count, event);
+    TDraw draw(count);
+    for (auto _ : state) {
+        TDraw::TPick const &pick = draw.Next();
+        timers[pick.timer].Cancel();
+        timers[pick.timer].Set(pick.seconds);
+    }
+}
+
+void StandardMultimap(benchmark::State &state) {
+    auto const count = static_cast<std::size_t>(state.range(0));
+    std::mutex mutex;
+    std::multimap<std::uint32_t, std::size_t> armed;
+    std::vector<std::multimap<std::uint32_t, std::size_t>::iterator> timers;
+    TDraw draw(count);
+    auto const at = [](long seconds) { return static_cast<std::uint32_t>(std::time(nullptr) + seconds); };
+    for (std::size_t i = 0; i < count; ++i)
+        timers.push_back(armed.emplace(at(draw.Next().seconds), i));
+    for (auto _ : state) {
+        TDraw::TPick const &pick = draw.Next();
+        std::lock_guard const guard(mutex);
+        armed.erase(timers[pick.timer]);
+        timers[pick.timer] = armed.emplace(at(pick.seconds), pick.timer);
+    }
+    if (armed.size() != count)
+        std::abort();
+}
+
+BENCHMARK(SetAgain)->Arg(1)->Arg(100)->Arg(10000)->Arg(100000);
+BENCHMARK(CancelAndSet)->Arg(100)->Arg(100000);
+BENCHMARK(StandardMultimap)->Arg(1)->Arg(100)->Arg(10000)->Arg(100000);
+
+} // namespace

@@ -1,0 +1,50 @@
+#include "platform/platform.h"
+
+#include <errno.h>
+#include <new>
+#include <pthread.h>
+#include <signal.h>
+
+namespace {
+
+struct Start {
+    void (*body)(void *);
+    void *argument;
+};
+
+void *RunBody(void *given) {
+    auto *const start = static_cast<Start *>(given);
+    Start const what = *start;
+    delete start;
+    what.body(what.argument);
+    return nullptr;
+}
+
+} // namespace
+
+std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept {
+    auto *const start = new (std::nothrow) Start{body, argument};
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    sigset_t signals;
+    ::sigfillset(&signals);
+    ::pthread_sigmask(takesSignals ? SIG_UNBLOCK : SIG_SETMASK, takesSignals ? nullptr : &signals, &signals);
+    pthread_t thread;
+    int const error = start ? ::pthread_create(&thread, &attributes, RunBody, start) : ENOMEM;
+    ::pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+    ::pthread_attr_destroy(&attributes);
+    if (error != 0) {
+        delete start;
+        errno = error;
+        return ~std::uintptr_t{0};
+    }
+    static_assert(sizeof thread == sizeof(std::uintptr_t));
+    return thread;
+}
+
+void platform::OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {
+    ::pthread_atfork(before, inParent, inChild);
+}
+
+bool const platform::threadsEndFirst = false;

@@ -1,0 +1,27 @@
+#ifndef TUZUTIL_LAUNCH_H
+#define TUZUTIL_LAUNCH_H
+
+// How the library starts threads of its own: no signals go there, and nobody waits until they run. A thread that is
+// begun while the system loads a library does not run before that is done, so waiting for it would be for ever.
+
+#include "tuzutil/THREAD.h"
+
+class TThreadLaunch {
+public:
+    // Starts the thread, which drops one reference to its object at the end: the caller's until then. From now on the
+    // thread counts as running. False: there is none, and the reference is still the caller's.
+    static bool StartUnannounced(TThread &thread);
+
+    // In a forked child: the thread of the object is not there any more.
+    static void ForgetRun(TThread &thread) noexcept { thread.fRunning = 0; }
+
+private:
+    friend class TThread;
+
+    struct THold;
+
+    static void EnterAnnounced(void *start);
+    static void Enter(void *thread);
+};
+
+#endif

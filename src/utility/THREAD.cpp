@@ -1,0 +1,155 @@
+#include "tuzutil/THREAD.h"
+
+#include "platform/platform.h"
+#include "tuzutil/PURETRAP.h"
+#include "tuzutil/TRACEEXC.h"
+#include "tuzutil/TRACEP.h"
+#include "utility/LAUNCH.h"
+
+#include <cassert>
+#include <cxxabi.h>
+
+namespace {
+
+char const fsFile[] = "src/utility/THREAD";
+constexpr std::uintptr_t fsNoHandle = ~std::uintptr_t{0};
+
+// What the starter hands to a thread that it waits for. Lives until `started` was posted.
+struct TStart {
+    TThread &thread;
+    void *started; // an event
+};
+
+// A text that cannot be made is left out: whatever a body threw, its thread ends in order.
+void TraceEscaped(TException const &problem) noexcept {
+    if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
+        return;
+    try {
+        TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Utility, fsFile, "Caught: %s",
+                           TTraceException::FormatException(problem));
+    } catch (...) {
+        TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Utility, fsFile, "Caught: %s", problem.name());
+    }
+}
+
+} // namespace
+
+TThread::TThread() : fHandle(fsNoHandle), fSignal(new TSemaphore) {}
+
+TThread::TThread(TThread const &other) : TRefCounted(other), fSignal(other.fSignal) {
+    *this = other;
+}
+
+TThread &TThread::operator=(TThread const &other) {
+    assert(!other.IsRunning());
+    TRefCounted::operator=(other);
+    fHandle = other.fHandle;
+    fId = other.fId;
+    fSignal = other.fSignal;
+    fFinished = other.fFinished.load();
+    fRunning = other.fRunning.load();
+    fStackSize = other.fStackSize;
+    fResult = other.fResult.load();
+    return *this;
+}
+
+TThread::~TThread() = default;
+
+int TThread::Run() {
+    return TPureCall::Trap();
+}
+
+// The new thread takes two references, its own and the starter's, before it says that it runs: the body may end, and
+// everybody drop the object, while the starter is still waking up.
+int TThread::Start() {
+    assert(QueryReferenceCount() != 0);
+    TStart start{*this, platform::NewEvent(false)};
+    if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {
+        platform::DeleteEvent(start.started);
+        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, fsFile, "Unable to start thread");
+        return 1;
+    }
+    platform::WaitEvent(start.started, platform::waitForEver);
+    platform::DeleteEvent(start.started);
+    RemoveRef();
+    return 0;
+}
+
+bool TThread::Begin(void (*entry)(void *), void *argument, bool takesSignals) {
+    {
+        TMutexSemaphoreEntry const end(fEnding, TMutexSemaphore::fsInfinite);
+        fFinished.store(0, std::memory_order_release);
+        fSignal->Clear();
+    }
+    fHandle = platform::StartThread(entry, argument, takesSignals);
+    if (fHandle == fsNoHandle)
+        return false;
+    fId = static_cast<std::uint32_t>(fHandle);
+    return true;
+}
+
+int TThread::MainThread() {
+    return RunBody(nullptr);
+}
+
+// Tells the end, also when the thread is being cancelled and the body has not returned.
+struct TThread::TEnding {
+    ~TEnding() {
+        TMutexSemaphoreEntry const end(thread.fEnding, TMutexSemaphore::fsInfinite);
+        thread.fFinished.store(1, std::memory_order_release);
+        thread.fRunning.store(0, std::memory_order_release);
+        thread.fSignal->Post();
+    }
+    TThread &thread;
+};
+
+int TThread::RunBody(void *started) {
+    fResult.store(-1, std::memory_order_release);
+    fRunning.store(1, std::memory_order_release);
+    TEnding const ending{*this};
+    if (started)
+        platform::PostEvent(started);
+    try {
+        fResult.store(Run(), std::memory_order_release);
+    } catch (abi::__forced_unwind const &) { // the system's, on its way to end the thread
+        throw;
+    } catch (TException const &problem) {
+        TraceEscaped(problem);
+    } catch (...) {
+        TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Utility, fsFile, "Caught unknown exception");
+    }
+    return QueryResult();
+}
+
+void TThread::WaitForTermination(long timeout) {
+    if (IsRunning())
+        fSignal->Wait(timeout);
+}
+
+// Drops the reference of a thread to its object at the end, also of one that is being cancelled.
+struct TThreadLaunch::THold {
+    ~THold() { thread.RemoveRef(); }
+    TThread &thread;
+};
+
+void TThreadLaunch::EnterAnnounced(void *argument) {
+    auto &start = *static_cast<TStart *>(argument);
+    TThread &thread = start.thread;
+    thread.AddRef();
+    thread.AddRef();
+    THold const hold{thread};
+    thread.RunBody(start.started);
+}
+
+void TThreadLaunch::Enter(void *argument) {
+    THold const hold{*static_cast<TThread *>(argument)};
+    hold.thread.RunBody(nullptr);
+}
+
+bool TThreadLaunch::StartUnannounced(TThread &thread) {
+    thread.fRunning = 1;
+    if (thread.Begin(&Enter, &thread, false))
+        return true;
+    thread.fRunning = 0;
+    return false;
+}

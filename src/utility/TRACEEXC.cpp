@@ -1,0 +1,30 @@
+#include "tuzutil/TRACEEXC.h"
+
+#include <locale>
+#include <sstream>
+
+TString TTraceException::FormatException(TException const &problem) {
+    std::ostringstream out;
+    out.imbue(std::locale::classic()); // no grouping of digits, whatever the program's locale
+    char const *const group = problem.errorCodeGroup();
+    out << "Exception " << problem.name() << ", group " << (group ? group : "unknown")
+        << ", error ID: " << problem.errorId() << " (x" << std::hex << problem.errorId() << std::dec << "), "
+        << (problem.isRecoverable() ? "recoverable" : "unrecoverable");
+
+    out << "\nwith the following text:";
+    for (unsigned long index = 0; index < problem.textCount(); ++index) {
+        if (char const *const text = problem.text(index))
+            out << "\n  " << text;
+    }
+
+    out << "\nat location:";
+    for (unsigned long index = 0; index < problem.locationCount(); ++index) {
+        TExceptionLocation const &location = *problem.locationAtIndex(index);
+        char const *const file = location.fileName();
+        char const *const function = location.functionName();
+        out << "\n  [" << (file ? file : "") << ", " << location.lineNumber() << ']';
+        if (function && *function)
+            out << ' ' << function;
+    }
+    return TString(out.str().c_str());
+}

@@ -1,0 +1,78 @@
+// Threads over a system that has none to give: this program has its own copy of the class, above a function that the
+// tests direct.
+
+#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
+#define tuzutil_EXPORTS // the copy is this program's own
+#endif
+
+#include "utility/THREAD.cpp"
+
+#include "support/CaptureTrace.h"
+
+#include <thread>
+
+namespace {
+
+bool fsHasThreads;
+bool fsHasEvents = true;
+
+class TTask : public TThread {
+public:
+    int Run() override { return 6; }
+};
+
+} // namespace
+
+std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool) noexcept {
+    if (!fsHasThreads)
+        return ~std::uintptr_t{0};
+    std::thread(body, argument).join();
+    return 1;
+}
+
+// An event is a word here: the thread above has ended before anybody waits.
+void *platform::NewEvent(bool posted) noexcept {
+    return fsHasEvents ? new bool(posted) : nullptr;
+}
+void platform::DeleteEvent(void *event) noexcept {
+    delete static_cast<bool *>(event);
+}
+bool platform::PostEvent(void *event) noexcept {
+    *static_cast<bool *>(event) = true;
+    return true;
+}
+platform::WaitResult platform::WaitEvent(void *event, std::uint32_t) noexcept {
+    return *static_cast<bool *>(event) ? WaitResult::done : WaitResult::failed;
+}
+
+TEST(ThreadFailure, IsReportedAndLeavesTheObjectAsItWas) {
+    TReference<TTask> const task(new TTask);
+    TCapture capture(TTrace::error);
+    for (bool const hasEvents : {true, false}) {
+        fsHasThreads = !hasEvents;
+        fsHasEvents = hasEvents;
+        EXPECT_EQ(task->Start(), 1);
+        fsHasEvents = true;
+        capture.ExpectOne(TTrace::error, "Utility", "Unable to start thread", "src/utility/THREAD");
+        EXPECT_EQ(task->IsRunning(), 0);
+        EXPECT_EQ(task->QueryReferenceCount(), 1u);
+        task->WaitForTermination(-1);
+    }
+    fsHasThreads = true;
+    EXPECT_EQ(task->Start(), 0);
+    EXPECT_EQ(task->QueryResult(), 6);
+    EXPECT_EQ(task->QueryReferenceCount(), 1u);
+}
+
+TEST(ThreadFailure, OfTheLibrarysOwnStartLeavesTheReferenceWithTheCaller) {
+    TReference<TTask> const task(new TTask);
+    task->AddRef();
+    fsHasThreads = false;
+    EXPECT_FALSE(TThreadLaunch::StartUnannounced(*task));
+    EXPECT_EQ(task->IsRunning(), 0);
+    EXPECT_EQ(task->QueryReferenceCount(), 2u);
+    fsHasThreads = true;
+    EXPECT_TRUE(TThreadLaunch::StartUnannounced(*task));
+    EXPECT_EQ(task->QueryResult(), 6);
+    EXPECT_EQ(task->QueryReferenceCount(), 1u);
+}

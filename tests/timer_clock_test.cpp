@@ -1,0 +1,314 @@
+// Timers under a clock that the tests set, and without threads where they want: this program has its own copy of them.
+
+#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
+#define tuzutil_EXPORTS // the copy is this program's own
+#endif
+
+#include "utility/THREAD.cpp"
+#include "utility/TIMER.cpp"
+#include "utility/TIMERQUE.cpp"
+
+#include "support/CaptureTrace.h"
+
+#include <algorithm>
+#include <list>
+#include <map>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+// The state of the copy.
+static TMasterTimer::TLock fsTimerLock;
+TMasterTimer::TLock &TMasterTimer::fsLock = fsTimerLock;
+TTimerQueue TMasterTimer::fsArmed;
+std::uint32_t TMasterTimer::fsCount = 0;
+TMasterTimer *TMasterTimer::fsOnly = nullptr;
+bool TMasterTimer::fsIsOver = false;
+
+namespace {
+
+std::atomic<std::int64_t> fsNow{1000000};
+std::atomic<int> fsThreads{0}; // that run
+std::atomic<bool> fsHasThreads{true};
+
+constexpr long fsPatience = 20000;
+
+using TEvent = TReference<TSemaphore>;
+
+TEvent NewEvent() {
+    return TEvent(new TSemaphore);
+}
+
+class TimerClock : public testing::Test {
+protected:
+    TimerClock() { fsNow = 1000000; }
+    ~TimerClock() override {
+        while (fsThreads != 0)
+            std::this_thread::yield();
+    }
+
+    // Returns when the master has served everything due: it does so in one go, the earliest first.
+    static void Serve() {
+        TEvent const event = NewEvent();
+        TTimer last(event);
+        last.Set(0);
+        ASSERT_EQ(event->Wait(fsPatience), 0);
+    }
+};
+
+} // namespace
+
+std::int64_t platform::CurrentTime() noexcept {
+    return fsNow;
+}
+bool const platform::threadsEndFirst = false;
+void platform::OnFork(void (*)(), void (*)(), void (*)()) noexcept {}
+void *platform::NewEvent(bool posted) noexcept {
+    return new TSemaphore(posted);
+}
+void platform::DeleteEvent(void *event) noexcept {
+    delete static_cast<TSemaphore *>(event);
+}
+bool platform::PostEvent(void *event) noexcept {
+    return static_cast<TSemaphore *>(event)->Post() == 0;
+}
+platform::WaitResult platform::WaitEvent(void *event, std::uint32_t) noexcept {
+    return static_cast<TSemaphore *>(event)->Wait(-1) == 0 ? WaitResult::done : WaitResult::failed;
+}
+std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool) noexcept {
+    if (!fsHasThreads)
+        return ~std::uintptr_t{0};
+    ++fsThreads;
+    std::thread([=] {
+        body(argument);
+        --fsThreads;
+    }).detach();
+    return 1;
+}
+
+TEST_F(TimerClock, PostTimeIsCalendarTimeThatFitsItsWord) {
+    TTimer timer(nullptr);
+    timer.Set(60);
+    EXPECT_EQ(timer.QueryPostTime(), 1000060u);
+    EXPECT_EQ(timer.QueryTimeLeft(), 60);
+    fsNow = 0xFFFFFFF0;
+    timer.Set(100);
+    EXPECT_EQ(timer.QueryPostTime(), 0xFFFFFFFFu);
+    EXPECT_EQ(timer.QueryTimeLeft(), 15);
+    fsNow = 0;
+    timer.Set(2147483647);
+    EXPECT_EQ(timer.QueryPostTime(), 0x7FFFFFFFu);
+    EXPECT_EQ(timer.QueryTimeLeft(), 2147483647);
+}
+
+TEST_F(TimerClock, SumsOfZeroAndBelowStillPost) {
+    fsNow = 5;
+    for (long seconds : {-5L, -6L, -1000L}) {
+        TEvent const event = NewEvent();
+        TTimer timer(event);
+        timer.Set(seconds);
+        EXPECT_EQ(event->Wait(fsPatience), 0) << seconds;
+        EXPECT_EQ(timer.QueryPostTime(), 0u);
+    }
+}
+
+TEST_F(TimerClock, NothingIsLeftOfATimeThatHasPassed) {
+    TTimer timer(nullptr);
+    timer.Set(10);
+    fsNow += 9;
+    EXPECT_EQ(timer.QueryTimeLeft(), 1);
+    fsNow += 1;
+    EXPECT_EQ(timer.QueryTimeLeft(), 0);
+    fsNow += 1000;
+    EXPECT_EQ(timer.QueryTimeLeft(), 0);
+}
+
+TEST_F(TimerClock, StepForwardExpiresWithoutAnyCall) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(3600);
+    Serve(); // from now on the master sleeps
+    EXPECT_EQ(event->Wait(0), 1);
+    fsNow += 3600;
+    EXPECT_EQ(event->Wait(fsPatience), 0);
+}
+
+TEST_F(TimerClock, StepBackDefers) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(10);
+    fsNow -= 100;
+    EXPECT_EQ(timer.QueryTimeLeft(), 110);
+    Serve();
+    fsNow += 109;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    fsNow += 1;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 0);
+}
+
+TEST_F(TimerClock, ExpireInTheirOrderAsTheirTimesCome) {
+    std::vector<TEvent> events;
+    std::vector<std::unique_ptr<TTimer>> timers;
+    for (long seconds : {30L, 10L, 20L, 10L, 40L}) {
+        events.push_back(NewEvent());
+        timers.push_back(std::make_unique<TTimer>(events.back()));
+        timers.back()->Set(seconds);
+    }
+    auto const posted = [&] {
+        std::vector<int> which;
+        for (std::size_t i = 0; i < events.size(); ++i) {
+            if (events[i]->Wait(0) == 0)
+                which.push_back(static_cast<int>(i));
+        }
+        return which;
+    };
+    Serve();
+    EXPECT_EQ(posted(), std::vector<int>({}));
+    fsNow += 10;
+    Serve();
+    EXPECT_EQ(posted(), std::vector<int>({1, 3}));
+    fsNow += 15;
+    Serve();
+    EXPECT_EQ(posted(), std::vector<int>({1, 2, 3}));
+    fsNow += 1000;
+    Serve();
+    EXPECT_EQ(posted(), std::vector<int>({0, 1, 2, 3, 4}));
+}
+
+TEST_F(TimerClock, CancelledAndAssignedOverAreNotPosted) {
+    TEvent const cancelled = NewEvent();
+    TEvent const assigned = NewEvent();
+    TTimer first(cancelled);
+    TTimer second(assigned);
+    TTimer source(nullptr);
+    first.Set(10);
+    second.Set(10);
+    source.Set(20);
+    first.Cancel();
+    second = source;
+    EXPECT_EQ(second.QueryPostTime(), 1000020u);
+    fsNow += 100;
+    Serve();
+    EXPECT_EQ(cancelled->Wait(0), 1);
+    EXPECT_EQ(assigned->Wait(0), 1);
+    EXPECT_EQ(source.QueryPostTime(), 0u);
+    EXPECT_EQ(second.QueryPostTime(), 1000020u); // what was copied
+    EXPECT_EQ(second.QueryTimeLeft(), 0);
+}
+
+TEST_F(TimerClock, SetAgainCountsFromThen) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(10);
+    fsNow += 9;
+    timer.Set(10);
+    EXPECT_EQ(timer.QueryTimeLeft(), 10);
+    fsNow += 9;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    timer.Set(2); // to an earlier time
+    fsNow += 2;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 0);
+}
+
+TEST_F(TimerClock, ThreadIsThereWhileThereAreTimers) {
+    EXPECT_EQ(fsThreads, 0);
+    {
+        TTimer const one(nullptr);
+        EXPECT_EQ(fsThreads, 1);
+        TTimer const two(nullptr);
+        EXPECT_EQ(fsThreads, 1);
+    }
+    while (fsThreads != 0)
+        std::this_thread::yield();
+    TTimer const three(nullptr);
+    EXPECT_EQ(fsThreads, 1);
+}
+
+TEST_F(TimerClock, WithoutAThreadWaitsUntilThereIsOne) {
+    TEvent const event = NewEvent();
+    TCapture capture(TTrace::error);
+    fsHasThreads = false;
+    TTimer timer(event);
+    capture.ExpectOne(TTrace::error, "Utility", "Unable to start thread", "src/utility/THREAD");
+    timer.Set(0);
+    capture.ExpectOne(TTrace::error, "Utility", "Unable to start thread", "src/utility/THREAD");
+    timer.Cancel();
+    capture.ExpectNone();
+    timer.Set(0);
+    capture.Entries().clear();
+    EXPECT_EQ(event->Wait(0), 1);
+    fsHasThreads = true;
+    TTimer const other(nullptr);
+    EXPECT_EQ(event->Wait(fsPatience), 0);
+    capture.ExpectNone();
+}
+
+TEST_F(TimerClock, ShutdownEndsTheThreadAndStartsNoOther) {
+    TEvent const event = NewEvent();
+    {
+        TTimer timer(event);
+        timer.Set(10);
+        TMasterTimer::Shutdown();
+        while (fsThreads != 0)
+            std::this_thread::yield();
+        timer.Set(0);
+        TTimer const other(timer);
+        EXPECT_EQ(fsThreads, 0);
+        EXPECT_EQ(event->Wait(0), 1);
+    }
+    TMasterTimer::Shutdown(); // a second time
+    TMasterTimer::fsIsOver = false;
+    Serve();
+}
+
+// The queue against the plain rule: a timer stands before the first whose second is not below its own.
+TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
+    struct Row {
+        std::uint32_t seconds; // how many different ones
+        std::uint32_t distance;
+    };
+    for (Row const row : {Row{3, 1}, Row{40, 1}, Row{200, 1}, Row{2, 0x80000000}, Row{60, 0x04000001}}) {
+        std::minstd_rand random(row.seconds);
+        TTimerQueue queue;
+        std::vector<TTimerLink> links(100, TTimerLink{nullptr});
+        std::list<TTimerLink *> model;
+        for (int step = 0; step < 30000; ++step) {
+            TTimerLink &link = links[random() % links.size()];
+            if (link.isArmed || random() % 8 == 0) {
+                queue.Remove(link);
+                model.remove(&link);
+            } else {
+                link.second = 1 + static_cast<std::uint32_t>(random() % row.seconds) * row.distance;
+                queue.Add(link);
+                model.insert(
+                    std::find_if(model.begin(), model.end(), [&](auto *other) { return other->second >= link.second; }),
+                    &link);
+            }
+            ASSERT_EQ(queue.First(), model.empty() ? nullptr : model.front()) << step;
+        }
+        while (TTimerLink *const first = queue.First()) {
+            ASSERT_EQ(first, model.front());
+            queue.Remove(*first);
+            model.pop_front();
+        }
+        EXPECT_TRUE(model.empty());
+    }
+}
+
+TEST(TimerQueue, HoldsTheFirstAndTheLastSecond) {
+    TTimerQueue queue;
+    TTimerLink links[] = {TTimerLink{nullptr, 0xFFFFFFFF}, TTimerLink{nullptr, 1}, TTimerLink{nullptr, 0xFFFFFFFE},
+                          TTimerLink{nullptr, 0xFFFFFFFF}};
+    for (TTimerLink &link : links)
+        queue.Add(link);
+    for (int which : {1, 2, 3, 0}) {
+        ASSERT_EQ(queue.First(), &links[which]);
+        queue.Remove(links[which]);
+    }
+    EXPECT_EQ(queue.First(), nullptr);
+}
