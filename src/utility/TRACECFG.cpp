@@ -7,6 +7,7 @@
 #include "tuzutil/TRACESTR.h"
 #include "utility/ASCIICMP.h"
 #include "utility/RAISE.h"
+#include "utility/TRACELCK.h"
 #include "utility/TRACELEV.h"
 
 #include <iostream>
@@ -63,8 +64,10 @@ TTrace ConsoleTrace(std::ostream &stream) {
 TTrace FactoryTrace(std::string const &keyword, std::string const &argument) {
     TTraceFactory *const factory =
         keyword.empty() ? nullptr : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(keyword.c_str()));
-    if (factory)
+    if (factory) {
+        TTraceLock const lock; // no other thread reaches the destination before all of it stands
         return factory->CreateTrace(argument.c_str());
+    }
     TraceNote(TTrace::error, "Unable to load trace factory %s", keyword.c_str());
     return TTrace();
 }
