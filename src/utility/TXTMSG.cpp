@@ -4,6 +4,7 @@
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACEP.h"
 #include "utility/MSGFORM.h"
+#include "utility/NOCANCEL.h"
 #include "utility/RAISE.h"
 
 #include <algorithm>
@@ -112,13 +113,23 @@ std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
 TString const &TTextMessage::QueryMessage() const {
     if (fFormatted.length() != 0)
         return fFormatted;
-    TString text;
-    if (fStore.length() != 0 && TTextMessageArchive::fsArchive)
-        text = TTextMessageArchive::fsArchive->GetMsg(fStore, fSet, fNumber, 0);
+    TString text = StoredText();
     if (text.length() == 0)
         text = fDefaultText;
     fFormatted = PrintMessage(text, {fArguments.get(), fCount, TMessageFaults(*this)});
     return fFormatted;
+}
+
+// A text that cannot be looked up is one that is not there.
+TString TTextMessage::StoredText() const noexcept {
+    if (fStore.length() == 0 || !TTextMessageArchive::fsArchive)
+        return TString();
+    TNoCancel const noCancel;
+    try {
+        return TTextMessageArchive::fsArchive->GetMsg(fStore, fSet, fNumber, 0);
+    } catch (...) {
+        return TString();
+    }
 }
 
 unsigned long TTextMessage::ValidateArgs(TString const &format, TString &out, CharP &block) const {
