@@ -381,26 +381,6 @@ TEST(BinaryStreamMembers, CountOfCharactersIsThatOfTheLastCall) {
     EXPECT_EQ(in.gcount(), 0);
 }
 
-TEST(BinaryStreamMembers, PrefixAndSuffixStandAroundRawOutput) {
-    TTaker tiedTaker(10);
-    std::ostream tied(&tiedTaker);
-    TTaker taker(10);
-    std::ostream sink(&taker);
-    sink.tie(&tied);
-    sink.setf(std::ios::unitbuf);
-    ToBinaryStream out(sink);
-    ASSERT_EQ(out.opfx(), 1);
-    EXPECT_EQ(tiedTaker.syncs, 1);
-    int const before = taker.syncs;
-    sink.rdbuf()->sputn("raw", 3);
-    out.osfx();
-    EXPECT_EQ(taker.taken, "raw");
-    EXPECT_EQ(taker.syncs, before + 1);
-    out.clear(std::ios::failbit);
-    EXPECT_EQ(out.opfx(), 0);
-    EXPECT_EQ(tiedTaker.syncs, 1);
-}
-
 TEST(BinaryStreamMembers, GetUpToADelimiterDoesNotFailOnAnEmptyLine) {
     for (std::size_t const piece : {1u, 2u, 3u, 7u, 100u}) {
         TPieces pieces("one\n\ntwo three", piece);
