@@ -193,6 +193,37 @@ TEST(BinaryStream, ShortReadInHostOrderKeepsTheBytesThatDidNotArrive) {
     EXPECT_EQ(real, 5.0L);
 }
 
+// Every cut of a value's bytes: what did not arrive keeps what the target held.
+template <typename Value>
+void ExpectPartialReads(Value value, Value before) {
+    std::string const whole = Written(fsHost, value);
+    std::string const old = Written(fsHost, before);
+    ASSERT_EQ(whole.size(), old.size());
+    for (std::size_t cut = 0; cut < whole.size(); ++cut) {
+        std::istringstream source(whole.substr(0, cut));
+        TiBinaryStream in(source);
+        Value target = before;
+        in >> target;
+        EXPECT_EQ(Written(fsHost, target), whole.substr(0, cut) + old.substr(cut)) << cut;
+        EXPECT_EQ(in.gcount(), static_cast<std::streamsize>(cut));
+        EXPECT_TRUE(in.eof());
+        EXPECT_TRUE(in.fail());
+        EXPECT_FALSE(in.bad());
+    }
+}
+
+TEST(BinaryStream, ShortReadsOfEveryNumberInHostOrderKeepTheBytesThatDidNotArrive) {
+    ExpectPartialReads<short>(0x0102, 0x7172);
+    ExpectPartialReads<unsigned short>(0x0102, 0xF1F2);
+    ExpectPartialReads<int>(0x01020304, -2);
+    ExpectPartialReads<unsigned int>(0x01020304, 0xF1F2F3F4);
+    ExpectPartialReads<long>(0x01020304, 0x71727374);
+    ExpectPartialReads<unsigned long>(0x01020304, 0xF1F2F3F4);
+    ExpectPartialReads<float>(1.5f, -300.25f);
+    ExpectPartialReads<double>(1.5, -300.25e10);
+    ExpectPartialReads<long double>(1.5L, -300.25e10L);
+}
+
 TEST(BinaryStream, NumberWritersDoNothingOnAFailedStream) {
     std::ostringstream bytes;
     ToBinaryStream out(bytes);

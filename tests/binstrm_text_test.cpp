@@ -31,6 +31,44 @@ TEST(BinaryStreamText, ReadingACharacterSkipsWhiteSpaceWhileTheFlagIsSet) {
     EXPECT_EQ(a, ' ');
 }
 
+TEST(BinaryStreamText, SignedAndUnsignedCharactersHonourWidthAndWhiteSpaceAlike) {
+    std::ostringstream bytes;
+    ToBinaryStream out(bytes);
+    out.fill('.');
+    out.width(3);
+    out << static_cast<signed char>('a');
+    EXPECT_EQ(out.width(), 0);
+    out.width(4);
+    out << static_cast<unsigned char>(0xFE);
+    EXPECT_EQ(bytes.str(), "..a...\xFE");
+
+    std::istringstream source(" \t\xFE \xFD");
+    TiBinaryStream in(source);
+    unsigned char first = 0;
+    signed char second = 0;
+    in >> first >> second;
+    EXPECT_EQ(first, 0xFE);
+    EXPECT_EQ(second, static_cast<signed char>(0xFD));
+    source.clear();
+    source.str(" \xFE\t\xFD");
+    in.unsetf(std::ios::skipws);
+    in >> first >> second;
+    EXPECT_EQ(first, ' ');
+    EXPECT_EQ(second, static_cast<signed char>(0xFE));
+    in >> second >> first;
+    EXPECT_EQ(second, '\t');
+    EXPECT_EQ(first, 0xFD);
+}
+
+TEST(BinaryStreamText, CharacterThatIsNotThereLeavesTheTarget) {
+    std::istringstream source("  ");
+    TiBinaryStream in(source);
+    unsigned char value = 7;
+    in >> value;
+    EXPECT_EQ(value, 7);
+    EXPECT_EQ(in.rdstate(), std::ios::eofbit | std::ios::failbit);
+}
+
 TEST(BinaryStreamText, TextIsWrittenUpToItsZeroWithoutLengthOrTerminator) {
     unsigned char const unsignedText[] = "cd";
     signed char const signedText[] = {'e', 'f', 0};
@@ -310,6 +348,37 @@ TEST(BinaryStreamMembers, CountOfCharactersCoversValuesToo) {
     EXPECT_EQ(in.gcount(), 1);
     in >> value;
     EXPECT_EQ(in.gcount(), 2);
+}
+
+TEST(BinaryStreamMembers, CountOfCharactersIsThatOfTheLastCall) {
+    std::istringstream source("\0\0\0\3\0\0\0\0abc"
+                              "\0\0\0\0\0\0\0\0"
+                              "\0\0\0\5\0\0\0\0de"s);
+    TiBinaryStream in(source, fsNetwork);
+    TString text;
+    EXPECT_EQ(in.gcount(), 0);
+    in >> text;
+    EXPECT_EQ(in.gcount(), 3); // its bytes
+    in >> text;
+    EXPECT_EQ(in.gcount(), 4); // the reserved word: there are no bytes
+    in.peek();
+    EXPECT_EQ(in.gcount(), 0);
+    in >> text;
+    EXPECT_EQ(in.gcount(), 2);
+    EXPECT_TRUE(in.fail());
+    EXPECT_EQ(Text(text), "de");
+    int number = 0;
+    in >> number;
+    EXPECT_EQ(in.gcount(), 0);
+    in.clear();
+    in.seekg(0);
+    double real = 0;
+    in >> real;
+    EXPECT_EQ(in.gcount(), 8);
+    in.ignore(2);
+    EXPECT_EQ(in.gcount(), 2);
+    in.putback('b');
+    EXPECT_EQ(in.gcount(), 0);
 }
 
 TEST(BinaryStreamMembers, GetUpToADelimiterDoesNotFailOnAnEmptyLine) {

@@ -187,6 +187,22 @@ TEST_F(LockFailure, FailuresOfEventsAreTraced) {
     capture.ExpectNone();
 }
 
+TEST_F(LockFailure, BothFailuresOfClearAndWaitAreTraced) {
+    TSemaphore event(1);
+    TCapture capture(TTrace::error, 1);
+    fsSystem.success = false;
+    fsSystem.wait = WaitResult::failed;
+    EXPECT_EQ(event.ClearAndWait(), -1);
+    ASSERT_EQ(capture.Entries().size(), 2u);
+    EXPECT_EQ(capture.Entries()[0].text, "Unable to reset semaphore, error=x00000005");
+    EXPECT_EQ(capture.Entries()[1].text, "Unable to wait for semaphore, return=xFFFFFFFF, error=x00000005");
+    for (TSeenEntry const &entry : capture.Entries()) {
+        EXPECT_EQ(entry.level, 4u);
+        EXPECT_EQ(entry.category, "Utility");
+        EXPECT_EQ(entry.file, "src/utility/THREAD");
+    }
+}
+
 TEST_F(LockFailure, FailuresOfLocksAreTraced) {
     TCapture capture(TTrace::error, 1);
     char const *const file = "src/utility/MUTEXSEM";

@@ -429,6 +429,25 @@ TEST(TagVar, CutBinaryFormGivesNil) {
     }
 }
 
+TEST(TagVar, EndOfFileExactlyBeforeTheObjectGivesNil) {
+    for (char const kind : "\5\6\x9"s) {
+        std::string const announced = "\0\0\0"s + kind + "\0\0\0\1"s;
+        std::istringstream source(announced);
+        TiBinaryStream in(source, 1);
+        TagVar value("owned");
+        EXPECT_EQ(&value.ReadFromBinaryStream(in), &in);
+        EXPECT_TRUE(value.IsNil()) << int{kind};
+        EXPECT_EQ(in.rdstate(), std::ios::eofbit | std::ios::failbit);
+
+        std::istringstream none("\0\0\0"s + kind + "\0\0\0\0"s);
+        TiBinaryStream whole(none, 1);
+        value.ReadFromBinaryStream(whole);
+        EXPECT_TRUE(whole.good());
+        EXPECT_TRUE(value.IsType(static_cast<TagVar::Type>(kind)));
+        EXPECT_EQ(whole.peek(), EOF);
+    }
+}
+
 TEST(TagVar, HostileLengthOfATextTakesNoMemory) {
     std::istringstream source("\0\0\0\5\0\0\0\1\xFF\xFF\xFF\xF0\0\0\0\0abc"s);
     TiBinaryStream in(source, 1);

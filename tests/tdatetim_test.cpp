@@ -88,6 +88,16 @@ TEST(TDateTime, StoresTimeAndZone) {
     EXPECT_EQ(assigned.QueryTimeZone(), 18000);
 }
 
+TEST(TDateTime, AssigningGivesTheObject) {
+    TDateTime moment(1, 2);
+    EXPECT_EQ(&(moment = 77L), &moment);
+    EXPECT_EQ(&(moment = Record(1970, 0, 2)), &moment);
+    TDateTime const other(3, 4);
+    EXPECT_EQ(&(moment = other), &moment);
+    EXPECT_EQ(moment.QueryTime(), 3);
+    EXPECT_EQ(moment.QueryTimeZone(), 4);
+}
+
 TEST(TDateTime, AssigningATimeOrARecordKeepsTheZone) {
     TDateTime moment(1, 3600);
     moment = 77L;
@@ -237,11 +247,18 @@ TEST(TDateTime, QueryStringOfAnEmptyExpansionIsNil) {
     EXPECT_TRUE(TDateTime(1, 0).QueryString("").IsNilString());
 }
 
-TEST(TDateTime, QueryStringBeyondItsLimitIsNil) {
-    std::string format;
-    for (int i = 0; i < 20000; ++i)
-        format += "%Y-%m-%d";
-    EXPECT_TRUE(TDateTime(1, 0).QueryString(format.c_str()).IsNilString());
+TEST(TDateTime, QueryStringOfALongFormatIsWhole) {
+    for (std::size_t const length : {0x7FC0u, 0x8000u, 0xA000u, 0xFFD8u, 0xFFD9u, 0x10000u, 0x28000u}) {
+        std::string const plain(length, 'x');
+        EXPECT_EQ(Format(1, plain.c_str()), plain) << length;
+        std::string format;
+        std::string expected;
+        while (format.size() < length) {
+            format += "%d/%b %R ";
+            expected += "01/Jan 00:00 ";
+        }
+        EXPECT_EQ(Format(1, format.c_str()), expected) << length;
+    }
 }
 
 TEST(TDateTime, QueryStringKnowsTheConversionsOfC99) {

@@ -2,6 +2,7 @@
 
 #include "support/CaptureTrace.h"
 
+#include "tuzutil/BINSTRM.h"
 #include "tuzutil/DOTBYTE.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACEP.h"
@@ -14,8 +15,8 @@ namespace {
 constexpr char const *fsMessageFile = "src/utility/TXTMSG";
 
 // The texts of the entries that formatting a message with the arguments writes.
-template <typename... Arguments>
-std::vector<std::string> FaultsOf(char const *format, Arguments const &...arguments) {
+template <typename Char, typename... Arguments>
+std::vector<std::string> FaultsOf(Char const *format, Arguments const &...arguments) {
     TTextMessage::StoreID const store(TString("store"), ExplicitInit);
     TTextMessage message(store, 2, 3, format, TagVar(arguments)...);
     message.SetDebugging("raiser.cpp", 12);
@@ -49,6 +50,99 @@ TEST(TraceEntries, FaultsOfFormatsNameTheMessageAndItsRaiser) {
               TTexts{"Type mismatch in message(store,2,3) expecting precision for argument 1 from raiser.cpp[12]"});
     EXPECT_EQ(FaultsOf("%2$d", 1),
               TTexts{"Type mismatch in message(store,2,3) expecting d for argument 2 from raiser.cpp[12]"});
+}
+
+TEST(TraceEntries, FaultsOfOneDirectiveComeInItsOrder) {
+    EXPECT_EQ(FaultsOf("%*.*d", 0.5, "x", "y"),
+              (TTexts{"Type mismatch in message(store,2,3), expecting width for argument 1 from raiser.cpp[12]",
+                      "Type mismatch in message(store,2,3) expecting precision for argument 2 from raiser.cpp[12]",
+                      "Type mismatch in message(store,2,3) expecting d for argument 3 from raiser.cpp[12]"}));
+    EXPECT_EQ(FaultsOf("%*n", 0.5),
+              (TTexts{"Type mismatch in message(store,2,3), expecting width for argument 1 from raiser.cpp[12]",
+                      "%n found in format string in message(store,2,3) from raiser.cpp[12]"}));
+    EXPECT_EQ(FaultsOf("%n%n"), TTexts(2, "%n found in format string in message(store,2,3) from raiser.cpp[12]"));
+}
+
+TEST(TraceEntries, FaultsNameNumbersThatAreNotThere) {
+    EXPECT_EQ(FaultsOf("%0$d", 1),
+              TTexts{"Type mismatch in message(store,2,3) expecting d for argument 0 from raiser.cpp[12]"});
+    EXPECT_EQ(FaultsOf("%*9$d", 1),
+              TTexts{"Type mismatch in message(store,2,3), expecting width for argument 9 from raiser.cpp[12]"});
+    EXPECT_EQ(FaultsOf("%.*9$d", 1),
+              TTexts{"Type mismatch in message(store,2,3) expecting precision for argument 9 from raiser.cpp[12]"});
+    EXPECT_EQ(FaultsOf("%99999999999$d", 1),
+              TTexts{"Type mismatch in message(store,2,3) expecting d for argument 2147483647 from raiser.cpp[12]"});
+}
+
+TEST(TraceEntries, EveryConversionNamesItself) {
+    for (char const conversion : std::string("EFGefgXdiouxcps")) {
+        std::string const expected = std::string("Type mismatch in message(store,2,3) expecting ") + conversion +
+                                     " for argument 1 from raiser.cpp[12]";
+        std::string const format = std::string("%") + conversion;
+        EXPECT_EQ(FaultsOf(format.c_str(), TDate()), TTexts{expected});
+        EXPECT_EQ(FaultsOf(std::u16string(format.begin(), format.end()).c_str(), TDate()), TTexts{expected});
+    }
+}
+
+TEST(TraceEntries, UpperCaseSIsAFaultInNarrowFormatsOnly) {
+    TTexts const fault{"Type mismatch in message(store,2,3) expecting S for argument 1 from raiser.cpp[12]"};
+    EXPECT_EQ(FaultsOf("%S", "text"), fault);
+    EXPECT_EQ(FaultsOf("%S", u"text"), fault);
+    EXPECT_EQ(FaultsOf(u"%S", "text"), TTexts());
+    EXPECT_EQ(FaultsOf(u"%S", u"text"), TTexts());
+    EXPECT_EQ(FaultsOf(u"%S", 5), fault);
+}
+
+TEST(TraceEntries, FaultsOfWideFormatsAreTheSame) {
+    EXPECT_EQ(FaultsOf(u"%n%*d", 0, 0.5, 1),
+              (TTexts{"%n found in format string in message(store,2,3) from raiser.cpp[12]",
+                      "Type mismatch in message(store,2,3), expecting width for argument 2 from raiser.cpp[12]"}));
+}
+
+TEST(TraceEntries, FaultsAreOfLevel8AndOfTheLibraryOnly) {
+    TTextMessage const message("%d", TagVar("text"));
+    TCapture others(0xFFFFFFF7, 0xFFFFFFFF);
+    EXPECT_STREQ(message, "0");
+    others.ExpectNone();
+    TCapture programs(0xFFFFFFFF, 0xFFFFFFFE);
+    EXPECT_STREQ(TTextMessage(message), "0");
+    EXPECT_THROW(message[7], TInvalidParameter);
+    programs.ExpectNone();
+}
+
+TEST(TraceEntries, RewritingAFormatWritesItsFaultsEachTime) {
+    TTextMessage message("text", TagVar("text"));
+    message.SetDebugging("raiser.cpp", 12);
+    TCapture capture(TTrace::warning, 1);
+    char const *const fault = "Type mismatch in message((null),0,0) expecting d for argument 1 from raiser.cpp[12]";
+    TString out;
+    TTextMessage::CharP block;
+    message.ValidateArgs("%d", out, block);
+    capture.ExpectOne(8, "Message", fault, fsMessageFile);
+    message.ValidateArgsW(u"%d", out, block);
+    capture.ExpectOne(8, "Message", fault, fsMessageFile);
+    message.QueryMessage();
+    capture.ExpectNone();
+}
+
+TEST(TraceEntries, ANegativeIndexIsTracedUnsigned) {
+    TTextMessage message("%d", TagVar(1));
+    message.SetDebugging("raiser.cpp", 12);
+    TTextMessage const &constant = message;
+    TCapture capture(TTrace::warning, 1);
+    EXPECT_THROW(message[-1], TInvalidParameter);
+    capture.ExpectOne(8, "Message", "Reqested argument 4294967295 in message from raiser.cpp[12]", fsMessageFile);
+    EXPECT_THROW(constant[1], TInvalidParameter);
+    capture.ExpectOne(8, "Message", "Reqested argument 1 in message from raiser.cpp[12]", fsMessageFile);
+}
+
+TEST(TraceEntries, AnUnknownKindInAStreamIsReportedAndWritesNoRecord) {
+    TCapture capture;
+    std::istringstream bytes(std::string("\0\0\0\x63", 4));
+    TiBinaryStream in(bytes, 1);
+    TagVar value(5);
+    EXPECT_THROW(value.ReadFromBinaryStream(in), TInvalidRequest);
+    capture.ExpectNone();
 }
 
 TEST(TraceEntries, FaultsAreWrittenOnceAsTheTextIsMadeOnce) {

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -330,6 +331,22 @@ TEST(TextMessage, MessageWithoutStoreAsksNobody) {
     EXPECT_TRUE(mail.questions.empty());
 }
 
+TEST(TextMessage, StoreThatThrowsIsAStoreWithoutTheText) {
+    struct TThrowing : TTextMessageArchive {
+        TThrowing() { fsArchive = this; }
+        ~TThrowing() override { fsArchive = nullptr; }
+        TString GetMsg(TTextMessage::StoreID const &, long set, long, int) override {
+            if (set == 1)
+                throw TInvalidRequest("no such store", 1, TException::recoverable);
+            throw std::bad_alloc();
+        }
+    } const throwing;
+    TTextMessage const first(Store("Mail"), 1, 17, "default %d", 5);
+    EXPECT_EQ(Text(first), "default 5");
+    EXPECT_EQ(Text(first), "default 5");
+    EXPECT_EQ(Text(TTextMessage(Store("Mail"), 2, 17, u"default %d", 5)), Units(u"default 5"));
+}
+
 // Copies
 
 TEST(TextMessage, CopiesHaveAllButTheFormattedText) {
@@ -404,6 +421,20 @@ TEST(TextMessage, BinaryFormIsReadBack) {
     EXPECT_EQ(message.QueryMessageID(), -2);
     EXPECT_EQ(message.QueryNumberArgs(), 2u);
     EXPECT_EQ(Text(message), "a5 x");
+}
+
+TEST(TextMessage, WideTextComesBackAsItsBytes) {
+    TTextMessage const wide(u"a%d", 5);
+    std::stringstream bytes(Written(wide));
+    EXPECT_EQ(bytes.str().substr(8 + 4 + 4, 8 + 6), "\0\0\0\6\0\0\0\0a\0%\0d\0"s);
+    TiBinaryStream in(bytes, 1);
+    TTextMessage message;
+    message.ReadFromBinaryStream(in);
+    EXPECT_TRUE(in.good());
+    EXPECT_EQ(in.peek(), EOF);
+    EXPECT_EQ(Written(message), Written(wide));
+    EXPECT_FALSE(message.QueryMessage().IsUnicode());
+    EXPECT_EQ(Text(message), "a"); // up to its first zero
 }
 
 TEST(TextMessage, EmptyTextsOfTheStreamLeaveTheMessagesOwn) {

@@ -78,8 +78,7 @@ private:
     virtual bool IsReadable() const noexcept = 0;
     virtual void BeforeRead() {} // called first by underflow(), also while unread bytes remain; may throw
     // The next bytes of the source, none at its end: null pointers if the area was written to all the same. Where it
-    // throws, what it has gathered must be kept for the next
-    // call.
+    // throws, what it has gathered must be kept for the next call.
     virtual TPiece ReadPiece() = 0;
 
     bool FlushPutArea();

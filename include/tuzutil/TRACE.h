@@ -25,9 +25,9 @@
 //             beyond 32 bits" and changes nothing; where one is asked for, its upper bits stand for nothing. The sign
 //             of an int, as in ~0 or 1 << 31, is no upper bit. An exception out of a destination's Write() is dropped.
 // Surprises:  a level is one bit, a component is one bit, masks combine them. UsesDefault() answers 1 where the
-//             category has an entry of its own. A Write() must not load a library or write an entry of its own. A
-//             destination that can be reached before it is whole, or while it goes, gets no harm: Write() of this class
-//             does nothing then; a subclass whose members die before its base calls Unlink() in its destructor.
+//             category has an entry of its own. A Write() must not load a library or write an entry of its own. Entries
+//             reach a destination from its base's constructor to its base's destructor. A subclass with members is made
+//             with fsMutex held where other threads trace, and calls Unlink() in its destructor.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"

@@ -11,8 +11,9 @@
 // Ownership:  texts and arguments are copied. A pointer from operator char const * lives as long as the message.
 // Threads:    one thread at a time, also for reading: the first request formats.
 // Failures:   formats and arguments never throw: a conversion over a value of another kind, over a missing one, or with
-//             a bad width prints zero or a null string. Only operator[] throws, TInvalidParameter "Out of Range" (ID 1,
-//             recoverable), and copying an argument of a kind that does not exist.
+//             a bad width prints zero or a null string; a store that throws has no text. Only operator[] throws,
+//             TInvalidParameter "Out of Range" (ID 1, recoverable), and copying an argument of a kind that does not
+//             exist.
 // Surprises:  once formatted the text stays, whatever SetArgs() does; a copy formats afresh. A text that comes out
 //             empty is one zero character. A 16-bit default text comes back from a stream as its bytes, for the form
 //             there tells no kind. Widths and precisions count up to 64 Ki, a text up to 16 MiB. Where an argument
@@ -181,6 +182,7 @@ private:
     void TakeArguments(TagVar const *const *pointers, std::size_t count);
     void Reserve(std::uint32_t capacity);
     std::uint32_t CheckedIndex(unsigned int index) const;
+    TString StoredText() const noexcept;
 
     StoreID fStore;
     std::int32_t fSet = 0;

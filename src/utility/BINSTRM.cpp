@@ -2,6 +2,7 @@
 
 #include "utility/BUFAREA.h"
 #include "utility/STRACCES.h"
+#include "utility/STRMDEV.h"
 
 #include <algorithm>
 #include <bit>
@@ -52,18 +53,6 @@ bool NeedsNoSentry(std::ostream const &stream) {
     return stream.good() && !stream.tie() && !(stream.flags() & std::ios_base::unitbuf);
 }
 
-// What a stream does when its buffer throws: the bad bit, and the exception goes on only where it was asked for.
-// Called from a handler.
-void ReportThrow(std::ios &stream) {
-    try {
-        stream.setstate(std::ios_base::badbit);
-    } catch (std::ios_base::failure const &) {
-        // setstate's own exception; the buffer's says more.
-    }
-    if (stream.exceptions() & std::ios_base::badbit)
-        throw;
-}
-
 } // namespace
 
 // Reading
@@ -77,12 +66,8 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
         return static_cast<std::size_t>(fStream->gcount());
     }
     fCount = 0;
-    try {
-        fCount = fStream->rdbuf()->sgetn(to, wanted);
-    } catch (...) {
-        ReportThrow(*fStream);
+    if (!strmdev::Guard(*fStream, [&] { fCount = fStream->rdbuf()->sgetn(to, wanted); }))
         return 0;
-    }
     auto const got = static_cast<std::size_t>(fCount);
     if (got != count)
         fStream->setstate(std::ios_base::eofbit | std::ios_base::failbit);
@@ -96,12 +81,8 @@ void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     if (!ready)
         return;
     auto state = std::ios_base::goodbit;
-    try {
-        state = extract(*fStream->rdbuf());
-    } catch (...) {
-        ReportThrow(*fStream);
+    if (!strmdev::Guard(*fStream, [&] { state = extract(*fStream->rdbuf()); }))
         return;
-    }
     if (state != std::ios_base::goodbit)
         fStream->setstate(state);
 }
@@ -314,12 +295,8 @@ void ToBinaryStream::WriteBytes(void const *bytes, std::size_t count) {
         return;
     }
     std::streamsize put = 0;
-    try {
-        put = fStream->rdbuf()->sputn(from, size);
-    } catch (...) {
-        ReportThrow(*fStream);
+    if (!strmdev::Guard(*fStream, [&] { put = fStream->rdbuf()->sputn(from, size); }))
         return;
-    }
     if (put != size)
         fStream->setstate(std::ios_base::badbit);
 }

@@ -1,5 +1,6 @@
 #include "tuzutil/FILTSTRM.h"
 
+#include "utility/NOCANCEL.h"
 #include "utility/STRMFAIL.h"
 
 #include <cstring>
@@ -87,6 +88,7 @@ int TFilterStreamBuf::sync() {
         return overflow(traits_type::eof());
     // Called perhaps by the destructor of an output sentry, which must not throw, nor report a failure where the stream
     // throws on one.
+    TNoCancel const noCancel;
     try {
         FlushPutArea();
     } catch (...) {

@@ -4,6 +4,8 @@
 // Writes to a sink stream that may have std::unitbuf set. A standard stream then flushes in a destructor, where an
 // exception ends the process; here the flush is made after the write, as a call that may throw.
 
+#include "utility/STRMDEV.h"
+
 #include <cstddef>
 #include <ios>
 #include <ostream>
@@ -25,10 +27,7 @@ private:
 template <typename F>
 void Through(std::ostream &sink, F write) {
     if (!sink.good()) {
-        try {
-            sink.setstate(std::ios_base::failbit);
-        } catch (std::ios_base::failure const &) {
-        }
+        strmdev::Mark(sink, std::ios_base::failbit);
         return;
     }
     if (!(sink.flags() & std::ios_base::unitbuf)) {

@@ -1,6 +1,7 @@
 #include "utility/SOURCERD.h"
 
 #include "utility/BYTESCAN.h"
+#include "utility/STRMDEV.h"
 
 #include <algorithm>
 #include <cstring>
@@ -20,28 +21,14 @@ struct TGetArea : std::streambuf {
     }
 };
 
-// Sets a bit without the exception that the source's mask may ask for.
-void Mark(std::istream &source, std::ios_base::iostate bit) {
-    try {
-        source.setstate(bit);
-    } catch (std::ios_base::failure const &) {
-    }
-}
-
 // Runs `read` on the source's buffer; an exception that does not pass counts as the end.
 template <typename F>
 sourcerd::Stop FromBuffer(std::istream &source, F read) {
     sourcerd::Stop stop = sourcerd::Stop::end;
-    try {
-        stop = read(*source.rdbuf());
-    } catch (...) {
-        Mark(source, std::ios_base::badbit);
-        if (source.exceptions() & std::ios_base::badbit)
-            throw;
+    if (!strmdev::Guard(source, [&] { stop = read(*source.rdbuf()); }))
         return sourcerd::Stop::end;
-    }
     if (stop == sourcerd::Stop::end)
-        Mark(source, std::ios_base::eofbit);
+        strmdev::Mark(source, std::ios_base::eofbit);
     return stop;
 }
 

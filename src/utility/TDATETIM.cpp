@@ -10,7 +10,10 @@
 namespace {
 
 constexpr int fsSecondsPerDay = 86400;
-constexpr unsigned int fsLongestText = 0x10000; // where the search for a buffer that is large enough ends
+// Where the search for a buffer that is large enough ends: no conversion gives so many bytes for one of the format.
+constexpr std::uint64_t fsMostGrowth = 64;
+constexpr std::uint64_t fsLeastEnd = 0x10000; // bytes
+constexpr std::uint64_t fsLastEnd = 0x10000000;
 
 char const *const fsMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
@@ -105,11 +108,13 @@ TString TDateTime::QueryString(char const *format) const {
         format = "%c";
 
     // A result of 0 means "too small" as well as "empty": the search has to end somewhere.
-    for (std::uint64_t limit = std::uint64_t{TString::lengthOf(format)} + 39;; limit *= 2) {
+    std::uint64_t const first = std::uint64_t{TString::lengthOf(format)} + 39;
+    std::uint64_t const end = std::clamp(first * fsMostGrowth, fsLeastEnd, fsLastEnd);
+    for (std::uint64_t limit = first;; limit *= 2) {
         TString text = TStringAccess::Uninitialized(limit);
         char *const data = text;
         std::size_t const used = platform::FormatTime(data, static_cast<std::size_t>(limit), format, record);
-        if (used != 0 || limit >= fsLongestText) {
+        if (used != 0 || limit >= end) {
             data[used] = 0; // a failed call may have left anything
             TStringAccess::Truncate(text, static_cast<unsigned int>(std::strlen(data)));
             return text;

@@ -7,6 +7,8 @@
 #include "tuzutil/TRACEP.h"
 #include "utility/LOADING.h"
 #include "utility/MSGFORM.h"
+#include "utility/NOCANCEL.h"
+#include "utility/RAISE.h"
 
 #include <algorithm>
 #include <utility>
@@ -118,13 +120,23 @@ std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
 TString const &TTextMessage::QueryMessage() const {
     if (fFormatted.length() != 0)
         return fFormatted;
-    TString text;
-    if (fStore.length() != 0)
-        text = TTextMessageStore::GetMsg(fStore, fSet, fNumber, 0);
+    TString text = StoredText();
     if (text.length() == 0)
         text = fDefaultText;
     fFormatted = PrintMessage(text, {fArguments.get(), fCount, TMessageFaults(*this)});
     return fFormatted;
+}
+
+// A text that cannot be looked up is one that is not there.
+TString TTextMessage::StoredText() const noexcept {
+    if (fStore.length() == 0)
+        return TString();
+    TNoCancel const noCancel;
+    try {
+        return TTextMessageStore::GetMsg(fStore, fSet, fNumber, 0);
+    } catch (...) {
+        return TString();
+    }
 }
 
 unsigned long TTextMessage::ValidateArgs(TString const &format, TString &out, CharP &block) const {

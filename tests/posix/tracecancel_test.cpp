@@ -1,10 +1,9 @@
 // Threads that are cancelled while they trace.
 
+#include "posix/Cancelled.h"
 #include "support/CaptureTrace.h"
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACEP.h"
-
-#include <pthread.h>
 
 namespace {
 
@@ -15,8 +14,7 @@ class TCancelledDestination : public TTrace::Base {
 public:
     ~TCancelledDestination() override { Unlink(); }
     void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
-        ::pthread_cancel(::pthread_self());
-        ::pthread_testcancel();
+        CancelHere();
         ++written;
     }
     int written = 0;
@@ -27,8 +25,7 @@ public:
     void Notify() override {
         if (!isActive)
             return;
-        ::pthread_cancel(::pthread_self());
-        ::pthread_testcancel();
+        CancelHere();
         ++told;
     }
     bool isActive = false;
@@ -38,32 +35,10 @@ public:
 // An argument of an entry that takes its time to be made.
 struct TCancelledArgument {
     operator TagVar() const {
-        ::pthread_cancel(::pthread_self());
-        ::pthread_testcancel();
+        CancelHere();
         return TagVar(17);
     }
 };
-
-// Runs `body` in a thread that passes a point of cancellation afterwards; whether it ended there.
-bool IsCancelledAfter(void (*body)()) {
-    static void (*run)();
-    static bool cameBack;
-    run = body;
-    cameBack = false;
-    pthread_t thread;
-    ::pthread_create(
-        &thread, nullptr,
-        [](void *) -> void * {
-            run();
-            cameBack = true;
-            ::pthread_testcancel();
-            return nullptr;
-        },
-        nullptr);
-    void *result = nullptr;
-    ::pthread_join(thread, &result);
-    return cameBack && result == PTHREAD_CANCELED;
-}
 
 class TraceCancel : public testing::Test {
 protected:

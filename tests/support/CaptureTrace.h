@@ -3,6 +3,7 @@
 
 // A destination that keeps what is written to it, and a handle that listens for as long as it stands.
 
+#include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
 
@@ -49,7 +50,7 @@ public:
 class TCapture {
 public:
     explicit TCapture(unsigned long level = 0xFFFFFFFF, unsigned long component = 0xFFFFFFFF)
-        : fDestination(new TCaptureDestination(level, component)) {
+        : fDestination(Made(level, component)) {
         trace.QueryPointer() = TTrace::Pointer(fDestination);
     }
 
@@ -76,6 +77,12 @@ public:
     TTrace trace;
 
 private:
+    // Other threads may be tracing: the lock keeps them away until the members stand.
+    static TCaptureDestination *Made(unsigned long level, unsigned long component) {
+        TMutexSemaphoreEntry const lock(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
+        return new TCaptureDestination(level, component);
+    }
+
     TCaptureDestination *fDestination;
 };
 

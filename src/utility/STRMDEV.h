@@ -1,0 +1,39 @@
+#ifndef TUZUTIL_STRMDEV_H
+#define TUZUTIL_STRMDEV_H
+
+// What a stream does when its buffer throws.
+
+#include <cxxabi.h>
+#include <ios>
+
+namespace strmdev {
+
+// Sets bits without the exception that the stream's mask may ask for.
+inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
+    try {
+        stream.setstate(bits);
+    } catch (std::ios_base::failure const &) {
+    }
+}
+
+// Runs `work` on the stream's buffer. An exception sets the bad bit, and goes on only where the stream's mask asks for
+// it; false where it does not. What unwinds a thread that is cancelled always goes on.
+template <typename Work>
+bool Guard(std::ios &stream, Work work) {
+    try {
+        work();
+        return true;
+    } catch (abi::__forced_unwind const &) {
+        Mark(stream, std::ios_base::badbit);
+        throw;
+    } catch (...) {
+        Mark(stream, std::ios_base::badbit);
+        if (stream.exceptions() & std::ios_base::badbit)
+            throw;
+        return false;
+    }
+}
+
+} // namespace strmdev
+
+#endif
