@@ -1,5 +1,6 @@
 #include "tuzutil/COLLECT.h"
 
+#include "support/Expect.h"
 #include "tuzutil/TSTRING.h"
 
 #include <gtest/gtest.h>
@@ -365,6 +366,48 @@ TEST(SetOfCopy, CopiesHoldCopiesOfTheElements) {
     EXPECT_EQ(assigned.GetNumberElements(), 2u);
 }
 
+TEST(KeySet, NullElementsHaveNoKey) {
+    TKeySetOf<Value, int> set;
+    set.Add(nullptr);
+    set.Add(new Value(1));
+    set.Add(nullptr);
+    set.Add(new Value(2));
+    EXPECT_EQ(set.FindKey(1), set.Find(1));
+    EXPECT_EQ(set.FindKey(2), set.Find(3));
+    EXPECT_EQ(set.FindKey(3), nullptr);
+}
+
+TEST(SetOfCopy, NullElementsAreCopiedAndGivenUp) {
+    std::vector<int> deleted;
+    TSetOfCopy<Value> set;
+    set.Add(nullptr);
+    set.Add(new Value(1));
+    set.Add(nullptr);
+    TSetOfCopy<Value> const copy(set);
+    ASSERT_EQ(copy.GetNumberElements(), 3u);
+    EXPECT_EQ(copy.Find(0), nullptr);
+    EXPECT_EQ(copy.Find(1)->number, 1);
+    EXPECT_EQ(copy.Find(2), nullptr);
+
+    TSetOfCopy<Value> assigned;
+    assigned.Add(nullptr);
+    assigned.Add(new Value(5, &deleted));
+    assigned = copy;
+    EXPECT_EQ(deleted, std::vector<int>{5});
+    ASSERT_EQ(assigned.GetNumberElements(), 3u);
+    EXPECT_EQ(assigned.Find(1)->number, 1);
+}
+
+TEST(Set, TheEndIsNoNullElement) {
+    TIntSet set;
+    EXPECT_TRUE(TIntSet::Cursor(set).IsAtEnd());
+    set.Add(nullptr);
+    TIntSet::Cursor cursor(set);
+    EXPECT_FALSE(cursor.IsAtEnd());
+    EXPECT_EQ(cursor.Next(), nullptr);
+    EXPECT_TRUE(cursor.IsAtEnd());
+}
+
 TEST(ElemPointer, StandsForAnObjectThatItDoesNotOwn) {
     std::vector<int> deleted;
     Value value(4, &deleted);
@@ -497,6 +540,26 @@ TEST(SparseArray, DeleteArrayDeletesEveryValueAndEverythingElse) {
     EXPECT_EQ(array.QueryCapacity(), 0u);
     array.Set(4, &p);
     EXPECT_EQ(array.QueryHighestIndex(), 4u);
+}
+
+TEST(SparseArray, IndexesBeyond32BitsAreRefused) {
+    TIntArray array;
+    int values[3] = {1, 2, 3};
+    array.Set(0, &values[0]);
+    array.Set(0xFFFFFFFFul, &values[1]);
+    unsigned long const beyond = 0xFFFFFFFFul + 1; // 0 where there is none
+    if (beyond != 0) {
+        TExpectedFailure const expected = {"Index beyond 32 bits", "src/utility/COLLECT"};
+        ExpectThrows<TInvalidParameter>(expected, [&] { array.Set(beyond, &values[2]); });
+        ExpectThrows<TInvalidParameter>(expected, [&] { array.Set(~0ul, nullptr); });
+        EXPECT_EQ(array.Find(beyond), nullptr);
+        EXPECT_EQ(array.Find(~0ul), nullptr);
+    }
+    EXPECT_EQ(array.QueryCount(), 2u);
+    EXPECT_EQ(array.QueryHighestIndex(), 0xFFFFFFFFul);
+    EXPECT_EQ(array.Find(0), &values[0]);
+    EXPECT_EQ(array.Find(0xFFFFFFFFul), &values[1]);
+    EXPECT_TRUE(array.deleted.empty());
 }
 
 TEST(SparseArray, RandomOperationsAgreeWithAMap) {

@@ -51,6 +51,9 @@ bool platform::UnlockMutex(void *) noexcept {
     ++fsSystem.unlocked;
     return fsSystem.success;
 }
+bool platform::HoldsMutex(void *) noexcept {
+    return false;
+}
 void *platform::SystemMutex(void *mutex) noexcept {
     return mutex;
 }

@@ -156,6 +156,76 @@ TEST(Mutex, OneThreadAtATime) {
     EXPECT_EQ(count, 20000);
 }
 
+TEST(Mutex, WhoComesWhenItIsReleasedIsWokenAlsoTheFirstTime) {
+    // A lock makes ready for waiters when the first one comes: each round has a new one.
+    constexpr int fsRounds = 2000;
+    std::vector<std::unique_ptr<TMutexSemaphore>> locks(fsRounds);
+    for (auto &lock : locks)
+        lock = std::make_unique<TMutexSemaphore>();
+    std::atomic<int> arrived{0};
+    std::atomic<int> failed{0};
+    auto const work = [&] {
+        for (int round = 0; round < fsRounds; ++round) {
+            ++arrived;
+            while (arrived < (round + 1) * 2)
+                std::this_thread::yield();
+            if (TMutexSemaphoreEntry(*locks[static_cast<std::size_t>(round)], 20000).State() != TMutexSemaphore::Locked)
+                ++failed;
+        }
+    };
+    std::thread other(work);
+    work();
+    other.join();
+    EXPECT_EQ(failed, 0);
+}
+
+TEST(Mutex, WhoGetsItFromAnotherMayDeleteIt) {
+    for (int round = 0; round < 200; ++round) {
+        auto lock = std::make_unique<TMutexSemaphore>();
+        TSemaphore waits;
+        std::thread other;
+        {
+            auto const entry = std::make_unique<TMutexSemaphoreEntry>(*lock, -1);
+            other = std::thread([&] {
+                waits.Post();
+                { TMutexSemaphoreEntry const own(*lock, -1); }
+                lock.reset();
+            });
+            waits.Wait(-1);
+            std::this_thread::yield();
+        }
+        other.join();
+        EXPECT_FALSE(lock);
+    }
+}
+
+TEST(Mutex, ThreadsThatEndLeaveTheLockToThoseThatLive) {
+    TMutexSemaphore lock;
+    std::atomic<bool> stop{false};
+    std::atomic<int> inside{0};
+    std::atomic<int> clashes{0};
+    auto const enter = [&] {
+        TMutexSemaphoreEntry const entry(lock, -1);
+        if (entry.State() != TMutexSemaphore::Locked || ++inside != 1)
+            ++clashes;
+        std::this_thread::yield();
+        --inside;
+    };
+    std::vector<std::thread> living;
+    for (int i = 0; i < 2; ++i) {
+        living.emplace_back([&] {
+            while (!stop)
+                enter();
+        });
+    }
+    for (int i = 0; i < 300; ++i)
+        std::thread(enter).join();
+    stop = true;
+    for (std::thread &thread : living)
+        thread.join();
+    EXPECT_EQ(clashes, 0);
+}
+
 TEST(Mutex, LockOfADeadThreadIsAcquired) {
     TMutexSemaphore mutex;
     for (int round = 0; round < 3; ++round) {

@@ -264,6 +264,23 @@ TEST(TDateTime, QueryStringKeepsConversionsThatDoNotExist) {
     EXPECT_EQ(Format(0, "%Q%Y"), "%Q1970");
 }
 
+TEST(TDateTime, QueryStringTakesTheFlagOfTheRuntime) {
+    std::time_t const time = 2 * 86400 + 3 * 3600 + 4 * 60 + 5; // 3 January 1970, 03:04:05
+    std::tm const record = *std::gmtime(&time);
+    for (char const conversion : std::string("aAbBcdHIjmMpSUwWxXyY")) {
+        std::string const format = std::string("%#") + conversion + "|";
+        char expected[200];
+        ASSERT_NE(std::strftime(expected, sizeof expected, format.c_str(), &record), 0u);
+        EXPECT_EQ(Format(time, format.c_str()), expected) << format;
+    }
+    EXPECT_TRUE(TStringIcmp(Format(time, "%#Z").c_str()).isEqual(TStringIcmp("GMT"))); // one runtime folds it
+    EXPECT_EQ(Format(time, "%Z"), "GMT");
+    EXPECT_EQ(Format(time, "%z"), "+0000");
+    EXPECT_EQ(Format(time, "%#F"), "1970-01-03");
+    EXPECT_EQ(Format(0, "%#"), "%#");
+    EXPECT_EQ(Format(0, "%#Q"), "%#Q");
+}
+
 TEST(TDateTime, QueryStringEndsAtTheFirstZeroByte) {
     TString const text = TDateTime(0, 0).QueryString("%Y");
     EXPECT_EQ(text.length(), 4u);

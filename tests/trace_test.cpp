@@ -1,9 +1,11 @@
 #include "tuzutil/TRACE.h"
 
 #include "support/CaptureTrace.h"
+#include "support/Expect.h"
 #include "tuzutil/TRACEP.h"
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -185,6 +187,50 @@ TEST(TTrace, EachChangeOfTheSettingsIsToldOnce) {
         row.change(capture.trace);
         EXPECT_EQ(capture->changes, row.changes) << row.what;
     }
+}
+
+TEST(TTrace, MasksBeyond32BitsAreRefused) {
+    TCapture capture(4, 8);
+    struct TRow {
+        char const *what;
+        std::function<void(unsigned long)> set;
+    };
+    TRow const rows[] = {
+        {"SetLevel", [&](unsigned long mask) { capture.trace.SetLevel(mask); }},
+        {"SetComponent", [&](unsigned long mask) { capture.trace.SetComponent(mask); }},
+        {"SetGlobalLevel", [&](unsigned long mask) { TTrace::SetGlobalLevel(mask); }},
+        {"SetGlobalComponent", [&](unsigned long mask) { TTrace::SetGlobalComponent(mask); }},
+        {"levels of a new destination", [&](unsigned long mask) { TCapture const other(mask, 8); }},
+        {"components of a new destination", [&](unsigned long mask) { TCapture const other(4, mask); }},
+        {"SaveState", [&](unsigned long mask) { TTrace::SaveState const saved(capture.trace, mask, fsSession); }},
+    };
+    unsigned long const bit32 = 0xFFFFFFFFul + 1; // 0 where there is no such bit
+    for (TRow const &row : rows) {
+        SCOPED_TRACE(row.what);
+        row.set(~0ul);
+        row.set(static_cast<unsigned long>(INT32_MIN));
+        capture.trace.SetLevel(4);
+        capture.trace.SetComponent(8);
+        if (bit32 != 0) {
+            ExpectThrows<TInvalidParameter>({"Mask beyond 32 bits", "src/utility/TRACEP"}, [&] { row.set(bit32 | 1); });
+        }
+        EXPECT_EQ(capture.trace.QueryLevel(), 4u);
+        EXPECT_EQ(capture.trace.QueryComponent(), 8u);
+        EXPECT_EQ(TTrace::QueryGlobalLevel(), 4u);
+        EXPECT_EQ(TTrace::QueryGlobalComponent(), 8u);
+        EXPECT_EQ(capture.trace.QueryCountSaveState(), 0u);
+    }
+    EXPECT_FALSE(capture.trace.IsTracing(bit32, bit32));
+    EXPECT_TRUE(capture.trace.IsTracing(bit32 | 4, bit32 | 8));
+    EXPECT_FALSE(TTrace::IsGlobalTracing(bit32, bit32));
+}
+
+TEST(TTrace, AllBitsOfAnyWidthAreAll32Bits) {
+    TCapture capture;
+    capture.trace.SetLevel(~0ul);
+    EXPECT_EQ(capture.trace.QueryLevel(), 0xFFFFFFFFu);
+    TTrace::SetGlobalComponent(static_cast<unsigned long>(INT32_MIN));
+    EXPECT_EQ(TTrace::QueryGlobalComponent(), 0x80000000u);
 }
 
 TEST(TTrace, StoppingIsFinal) {

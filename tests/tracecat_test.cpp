@@ -108,6 +108,22 @@ TEST(TTraceComponents, NamesOfMasks) {
         EXPECT_TRUE(TTrace::QueryComponentName(1ul << index) == TString("Reserved") + TString(index + 1ul)) << index;
 }
 
+TEST(TTraceComponents, BitsBeyond32HaveNoName) {
+    unsigned long const bit32 = 0xFFFFFFFFul + 1; // 0 where there is no such bit
+    EXPECT_STREQ(static_cast<char *>(TTrace::QueryComponentName(bit32)), "");
+    EXPECT_STREQ(static_cast<char *>(TTrace::QueryComponentName(bit32 | 6)), "MMToolkits");
+    EXPECT_STREQ(static_cast<char *>(TTrace::QueryComponentName(~0ul)), "Utility");
+}
+
+TEST(TTraceCategory, OfAComponentBeyond32BitsIsOfNone) {
+    unsigned long const bit32 = 0xFFFFFFFFul + 1;
+    static TTrace::Category const beyond(bit32 == 0 ? 0 : bit32 | 1, "Beyond"),
+        sign(static_cast<unsigned long>(1L << 31), "Sign"), all(~0ul, "All");
+    EXPECT_EQ(beyond.QueryComponent(), 0u);
+    EXPECT_EQ(sign.QueryComponent(), 0x80000000u);
+    EXPECT_EQ(all.QueryComponent(), 0xFFFFFFFFu);
+}
+
 TEST(TTraceComponents, MasksOfNames) {
     struct TRow {
         char const *name;

@@ -160,6 +160,23 @@ TEST(TTraceExit, ALaterFormatTakesThePlaceOfTheFirst) {
     capture.ExpectOne(0x2000, "Session", "second", "file");
 }
 
+TEST(TTraceExit, FormatsMayBeSetAnyNumberOfTimes) {
+    TCapture capture(TTrace::functionExit);
+    {
+        TTraceExit exit(fsSession);
+        exit.SetFormatMsg("first %d");
+        exit.SetArgs(TagVar(1));
+        TTraceExit const copy(exit);
+        TagVar &first = exit[0];
+        for (int i = 0; i < 100000; ++i)
+            exit.SetFormatMsg("later");
+        first = TagVar(2); // the message is still there
+    }
+    ASSERT_EQ(capture.Entries().size(), 2u);
+    EXPECT_EQ(capture.Entries()[0].text, "first 2"); // of the copy, which ends before
+    EXPECT_EQ(capture.Entries()[1].text, "later");
+}
+
 TEST(TTraceObjects, NothingCanBeAdded) {
     TTraceObjects objects(5);
     char text[] = "x";

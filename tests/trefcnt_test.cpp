@@ -106,13 +106,6 @@ TEST(RefCounted, UnreachableIsCalledOnceWhenTheCountBecomesZero) {
     EXPECT_EQ(object.unreachable, 1);
 }
 
-TEST(RefCounted, OneReferenceTooManyWrapsTheCountSilently) {
-    Kept object;
-    object.RemoveRef();
-    EXPECT_EQ(object.QueryReferenceCount(), 4294967295u);
-    EXPECT_EQ(object.unreachable, 0);
-}
-
 TEST(RefCounted, CopyAndAssignmentTakeTheCountOfTheSource) {
     Kept source;
     source.AddRef();

@@ -167,6 +167,31 @@ TEST(TextMessage, ArgumentsComeAsAnArrayOfPointers) {
     EXPECT_EQ(TTextMessage("x", static_cast<TagVar const **>(nullptr)).QueryNumberArgs(), 0u);
 }
 
+TEST(TextMessage, DefaultTextMayStandInAString) {
+    TString const narrow("%s has %d");
+    TString const wide(u"%s has %d");
+    TTextMessage::StoreID const store(TString("Mail"), ExplicitInit);
+    EXPECT_STREQ(TTextMessage(narrow, "inbox", 5), "inbox has 5");
+    EXPECT_STREQ(TTextMessage(store, 1, 17, narrow, "inbox", 5), "inbox has 5");
+    EXPECT_EQ(TTextMessage(wide, "inbox", 5).QueryMessage(), TString(u"inbox has 5"));
+    EXPECT_TRUE(TTextMessage(wide, "inbox", 5).QueryMessage().IsUnicode());
+    TagVar const text("inbox"), number(5);
+    EXPECT_STREQ(TTextMessage(narrow, &text, &number, &TTextMessage::fsEndOfArgs), "inbox has 5");
+    TagVar const *const array[] = {&text, &number, nullptr};
+    EXPECT_STREQ(TTextMessage(store, 1, 17, narrow, array), "inbox has 5");
+
+    TTextMessage const bare(TString("text"));
+    EXPECT_STREQ(bare, "text");
+    EXPECT_EQ(bare.UserDisplayable(), 0);
+    TTextMessage const stored(store, 2, 3, TString("text"));
+    EXPECT_STREQ(stored, "text");
+    EXPECT_EQ(stored.QuerySetID(), 2);
+    EXPECT_EQ(stored.QueryMessageID(), 3);
+    EXPECT_TRUE(stored.QueryStoreID() == "Mail");
+    TTextMessage const copy(bare); // still a copy, and not a text made from a message
+    EXPECT_STREQ(copy, "text");
+}
+
 TEST(TextMessage, SetArgsReplacesTheArguments) {
     TTextMessage message("%d %s", 1, "two");
     message.SetArgs(3, "four");

@@ -61,10 +61,6 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
             isHelpWanted = true;
             return true;
         }
-        if (name == "--trace") {
-            isTraceWanted = true;
-            continue;
-        }
         auto const option = known.find(name);
         if (option == known.end()) {
             problem = Tell(text::unknownOption, name.c_str());

@@ -23,7 +23,6 @@ struct Options {
     std::string users;
     Logins logins;
     int idleSeconds = 600;
-    bool isTraceWanted = false;
     bool isHelpWanted = false;
 
     // False, and one line in `problem`, where the arguments make no sense.

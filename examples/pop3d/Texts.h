@@ -77,8 +77,8 @@ inline constexpr Text usage[] = {
     {65, "  --logins LIST        ways to log in, of user,apop,cram-md5,plain (all; plain over loopback only)"},
     {66, "  --idle-seconds N     ends a session after this time without a command (600)"},
     {67, "  --language NAME      speaks the language for which there is a folder NAME of texts beside the program"},
-    {68, "  --trace              writes trace entries to standard error"},
-    {69, "  --help               shows this"}};
+    {68, "  --help               shows this"},
+    {69, "Trace entries go where the environment variable NUV_TRACE says, as in NUV_TRACE=stderr,al,Protocol"}};
 
 } // namespace text
 

@@ -34,6 +34,16 @@ bool WritePortFile(std::string const &path, std::uint16_t port) {
     return out.good() && std::rename(unfinished.c_str(), path.c_str()) == 0;
 }
 
+bool OpenTrace(TTrace &trace, std::string &problem) {
+    try {
+        trace = TTrace("env");
+        return true;
+    } catch (TException const &failure) {
+        problem = std::string("NUV_TRACE: ") + failure.text(0);
+        return false;
+    }
+}
+
 } // namespace
 
 int main(int count, char **arguments) {
@@ -49,7 +59,9 @@ int main(int count, char **arguments) {
             std::cout << pop3d::Utf8(pop3d::MakeMessage(line)) << '\n';
         return 0;
     }
-    TTrace const trace = options.isTraceWanted ? pop3d::OpenTraceToStandardError() : TTrace();
+    TTrace trace; // entries go where NUV_TRACE says, for as long as it stands
+    if (!OpenTrace(trace, problem))
+        return Fail(problem);
     if (!users.Load(options.users, problem))
         return Fail(problem);
     if (!pop3d::net::StartUp())

@@ -14,8 +14,8 @@
 // Ownership:  a set deletes its elements in its destructor, not in Remove(). A sparse array deletes a value that is
 //             replaced or removed. TElemPointer holds an object without owning it.
 // Threads:    none: the owner of a collection guards it.
-// Failures:   TOutOfMemory where there is no memory for a link or an entry. Unknown elements and positions answer null
-//             or change nothing.
+// Failures:   TOutOfMemory where there is no memory for a link or an entry; TInvalidParameter "Index beyond 32 bits"
+//             from Set(), which changes nothing then. Unknown elements and positions answer null or change nothing.
 // Surprises:  positions are 0-based. Add(element, position) is irregular, see there. DeleteSet() leaves the count as it
 //             is. A null value is an entry like any other when it is new, and removes one that is there.
 
@@ -23,6 +23,7 @@
 #include "tuzutil/PURETRAP.h"
 
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 #include <utility>
 
@@ -71,6 +72,7 @@ class TUZUTIL_API TBaseSetOf::Cursor {
 public:
     void *Element() const noexcept; // null behind the last
     void *Next() noexcept;
+    bool IsAtEnd() const noexcept { return !fLink; } // behind the last: tells it from a null element
 
 protected:
     explicit Cursor(TBaseSetOf const &set) noexcept : fSet(&set), fLink(set.GetFirst()) {}
@@ -88,6 +90,11 @@ public:
     ~TSetOf() override { DeleteSet(); }
 
     void Add(T *element) { TBaseSetOf::Add(element); }
+    // Takes the element over once it stands in the set, and deletes it where there is no memory for that.
+    void Add(std::unique_ptr<T> element) {
+        TBaseSetOf::Add(element.get());
+        element.release();
+    }
     void Add(T *element, unsigned long position) { TBaseSetOf::Add(element, position); }
     void Remove(T *element) { TBaseSetOf::Remove(element); }
     T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSetOf::Find(index)); }
@@ -109,11 +116,11 @@ protected:
 template <typename T, typename K>
 class TKeySetOf : public TSetOf<T> {
 public:
-    // The first element with that key in the order of insertion, or null.
+    // The first element with that key in the order of insertion, or null. A null element has no key.
     T *FindKey(K const &key) const {
-        typename TSetOf<T>::Cursor cursor(*this);
-        for (T *element = cursor.Element(); element; element = cursor.Next()) {
-            if (AreEqual(element->Key(), key))
+        for (typename TSetOf<T>::Cursor cursor(*this); !cursor.IsAtEnd(); cursor.Next()) {
+            T *const element = cursor.Element();
+            if (element && AreEqual(element->Key(), key))
                 return element;
         }
         return nullptr;
@@ -142,9 +149,12 @@ public:
     TSetOfCopy(TSetOfCopy const &other) : TSetOf<T>() { AddCopies(other); }
     TSetOfCopy &operator=(TSetOfCopy const &other) {
         if (this != &other) {
-            while (T *const element = this->Find(0)) {
-                this->Remove(element);
-                delete element;
+            for (;;) {
+                typename TSetOf<T>::Cursor const first(*this);
+                if (first.IsAtEnd())
+                    break;
+                std::unique_ptr<T> const element(first.Element());
+                this->Remove(element.get());
             }
             AddCopies(other);
         }
@@ -154,9 +164,10 @@ public:
 
 private:
     void AddCopies(TSetOfCopy const &other) {
-        typename TSetOf<T>::Cursor cursor(other);
-        for (T const *element = cursor.Element(); element; element = cursor.Next())
-            this->Add(new T(*element));
+        for (typename TSetOf<T>::Cursor cursor(other); !cursor.IsAtEnd(); cursor.Next()) {
+            T const *const element = cursor.Element();
+            this->Add(element ? std::make_unique<T>(*element) : nullptr);
+        }
     }
 };
 

@@ -19,11 +19,11 @@
 //             characters, whichever, can be put back before a fresh piece.
 
 #include "tuzutil/FILTSTRM.h"
-#include "tuzutil/TSTRING.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <istream>
+#include <memory>
 #include <vector>
 
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
@@ -51,7 +51,7 @@ private:
     std::vector<std::istream *> fSources;
     std::size_t fCurrent = 0;
     std::uint32_t fBufferSize;
-    TString fStorage;
+    std::unique_ptr<char[]> fStorage;
     bool fCrLf;
     std::size_t fGathered = 0; // bytes of a piece that an exception of a source interrupted
 };

@@ -37,6 +37,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <memory>
 #include <streambuf>
 
 class TUZUTIL_API TFilterStreamBuf : public std::streambuf {
@@ -65,6 +66,9 @@ protected:
     // Called on first use. 0: memory stands, SetPutArea() has been called if this buffer writes; otherwise -1.
     virtual int doallocate() = 0;
 
+    // Memory for the areas; null where there is none. The first bytes are zero: what is stepped back into before
+    // anything was put there. REQUIRES: size is at least fsPutBackRoom.
+    static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
     void SetPutArea(char *begin, char *end) noexcept; // empty, and closed if both are null
     void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
 

@@ -20,11 +20,11 @@
 //             Ten characters, whichever, can be put back before a fresh piece. The destructor does not flush.
 
 #include "tuzutil/FILTSTRM.h"
-#include "tuzutil/TSTRING.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <istream>
+#include <memory>
 #include <ostream>
 
 class TUZUTIL_API TLineStreamBuf : public TFilterStreamBuf {
@@ -63,7 +63,7 @@ private:
     std::istream *fSource = nullptr;
     std::ostream *fSink = nullptr;
     std::uint32_t fBufferSize;
-    TString fStorage;
+    std::unique_ptr<char[]> fStorage;
     std::uint32_t fLinesRead = 0;
     bool fAtLineStart = true;
     std::size_t fGathered = 0; // bytes of a piece that an exception of the source interrupted

@@ -20,9 +20,11 @@
 //             stays posted until it is cleared: it does not count, and wakes everybody. A time limit is in
 //             milliseconds, -1 (fsInfinite) for ever, 0 a poll; other negative values are taken as unsigned, some 49
 //             days. Wait() of a guard releases one level only: where another guard of the same thread holds the lock
-//             too, it is not free while waiting. Names belong to the user's session; "Local\x" is "x"; another "\" but
-//             that of "Global\" fails, and so do names of more than 260 characters. In a forked child the locks of
-//             other threads are free, those of the forking thread stay its own, and named ones stay the parent's.
+//             too, it is not free while waiting, which a build without NDEBUG traces at level "wa". Where the system
+//             has fibers, each is a thread of its own here: a lock without a name belongs to the fiber that took it.
+//             Names belong to the user's session; "Local\x" is "x"; another "\" but that of "Global\" fails, and so do
+//             names of more than 260 characters. In a forked child the locks of other threads are free, those of the
+//             forking thread stay its own, and named ones stay the parent's.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -66,11 +68,14 @@ protected:
     friend class TMutexSemaphoreEntry;
     friend class TMutexSemaphoreWithEventEntry;
     friend class TWeakReferenceLock;
+    friend struct TTraceFork;
 
     EState Lock(long timeout);
     void Unlock();
 
 private:
+    bool IsHeld() const noexcept; // by this thread, as far as is known
+
     void *fHandle;
     char *fName;
 };

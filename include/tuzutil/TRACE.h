@@ -15,11 +15,15 @@
 //     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
 // Ownership:  handles share their destination by counted references; the last one deletes it. Categories used for
-//             tracing are static objects that live until the process ends: they stay in the registry.
+//             tracing are static objects that live until the process ends: they stay in the registry. A build without
+//             NDEBUG traces others at level "wa".
 // Threads:    destinations may come, go and be changed while entries are written. All of that, and every Write(), runs
-//             under the trace lock (fsMutex, recursive); the two global words are read without it, and a reader may see
-//             a change late. A handle, and a SaveState, belong to one thread at a time.
-// Failures:   none; an exception out of a destination's Write() is dropped.
+//             under the trace lock (fsMutex, recursive), for which a fork waits as well; the two global words are read
+//             without it, and a reader may see a change late. A handle, and a SaveState, belong to one thread at a
+//             time.
+// Failures:   a mask of levels or components that 32 bits cannot hold, where one is set, throws TInvalidParameter "Mask
+//             beyond 32 bits" and changes nothing; where one is asked for, its upper bits stand for nothing. The sign
+//             of an int, as in ~0 or 1 << 31, is no upper bit. An exception out of a destination's Write() is dropped.
 // Surprises:  a level is one bit, a component is one bit, masks combine them. UsesDefault() answers 1 where the
 //             category has an entry of its own. A Write() must not load a library or write an entry of its own. A
 //             destination that can be reached before it is whole, or while it goes, gets no harm: Write() of this class
@@ -70,7 +74,8 @@ public:
 
     class TUZUTIL_API Category {
     public:
-        Category(unsigned long component, TString const &name); // joins the registry
+        // Joins the registry. A component beyond 32 bits is none: nobody listens to such a category.
+        Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
         // Copies do not join, and have a text of their own: a category is used by many threads, a string by one.
         Category(Category const &other);
@@ -123,6 +128,10 @@ public:
         int QueryCategory(Category const &category) const; // the entry's flag, or the default
         int UsesDefault(Category const &category) const;   // 1 where there is an entry, 0 where there is none
 
+        // What a record begins with: the letter of its level; behind date, time and thread where the prefix is long.
+        void FormatPrefix(TString &prefix, unsigned long level) const;
+        static char LevelChar(unsigned long level) noexcept; // '?' for all but a single bit with a letter of its own
+
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
         static void SetGlobalTracing(); // makes the global words what the destinations listen to
         static void SetGlobalLevel(unsigned long level);
@@ -138,7 +147,7 @@ public:
         static void Register(Category const &category);
         static TTraceSetKnownCursor *ListClasses();               // at the first; the caller deletes it
         static Category const *FindCategory(TString const &name); // whatever the case and the component; null if none
-        static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0
+        static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0 and beyond 32 bits
         static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0 if none
 
         static Base *fsAnchor; // the newest destination
@@ -190,9 +199,16 @@ public:
     };
 
     TTrace() noexcept = default; // no destination
+    // Opens the destination that a configuration names: "keyword(argument),levels,components,default,categories", see
+    // docs/tracing.md. Null and "" open none. TInvalidRequest: "Unknown level specified", "Invalid default specified".
+    TTrace(char const *configuration);
     TTrace(TTrace const &) = default;
     TTrace &operator=(TTrace const &) = default;
     virtual ~TTrace();
+
+    // Applies the part of a configuration behind the destination, "levels,components,default,categories". An empty
+    // field leaves its setting; fields before a faulty one are applied. Throws as the constructor does.
+    virtual void ParseTraceString(char const *selection);
 
     // Of the destination. Without one queries answer 0, but for QueryDisableRestore() and UsesDefault(), which answer
     // 1, and nothing is set.
@@ -215,6 +231,7 @@ public:
     void RemoveCategory(Category const &category);
     int QueryCategory(Category const &category) const;
     int UsesDefault(Category const &category) const;
+    void FormatPrefix(TString &prefix, unsigned long level) const;
 
     Pointer &QueryPointer() noexcept { return fDestination; }
 
@@ -238,6 +255,11 @@ public:
     static Category const *FindCategory(TString const &name) { return Base::FindCategory(name); }
     static TString QueryComponentName(unsigned long mask) { return Base::QueryComponentName(mask); }
     static unsigned long QueryComponentFromName(TString const &name) { return Base::QueryComponentFromName(name); }
+
+    static TString QueryExeFileName(); // of the program that runs, with its path, cut to 260 characters
+    static void SetExeFileName(TString, TString) noexcept {} // changes nothing; for programs that call it
+
+    static TString &fsExeFileName; // empty until QueryExeFileName() is called
 
 private:
     Pointer fDestination;

@@ -14,8 +14,7 @@
 // Threads:    Notify() runs under the observers' mutex (recursive), mostly with the trace lock held as well.
 // Failures:   an exception out of Notify() is dropped.
 // Surprises:  an observer may be told until its destructor here has run: one whose members die before that has to
-// expect
-//             it. A change of the destinations notifies twice: once for the word of levels, once for that of
+//             expect it. A change of the destinations notifies twice: once for the word of levels, once for that of
 //             components.
 
 #include "tuzutil/EXPORT.h"

@@ -16,7 +16,8 @@
 //     } // "Fetch, rc=17" at level "ex"
 //
 // Ownership:  texts of source files are borrowed and must be static; formats and arguments are copied.
-// Threads:    trace points may be passed by any thread; a TTraceExit belongs to one.
+// Threads:    trace points may be passed by any thread; a TTraceExit belongs to one. A thread that is cancelled while
+//             it writes an entry finishes that first.
 // Failures:   a trace point never throws. SetRC() and operator[] of a message without that argument throw
 //             TInvalidParameter "Out of Range".
 // Surprises:  while nobody listens, a trace point is two loads, two tests and a branch, but its arguments are evaluated
@@ -51,10 +52,23 @@ public:
     }
 
 private:
+    // While it stands this thread is not cancelled: what unwinds it must not be dropped.
+    class TUZUTIL_API THold {
+    public:
+        THold() noexcept;
+        THold(THold const &) = delete;
+        THold &operator=(THold const &) = delete;
+        ~THold();
+
+    private:
+        int fHeld;
+    };
+
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void Collect(std::uint32_t level, TTrace::Category const &category,
                                                         TTracePlace place, char const *format,
                                                         Arguments const &...arguments) noexcept {
+        THold const hold;
         try {
             TagVar const values[] = {TagVar(arguments)..., TagVar(TagVar::endOfArgs)};
             WriteOut(level, category, place, format, values, sizeof...(arguments));
@@ -92,6 +106,10 @@ private:
     // A message that was set earlier stays until the last owner goes: references to its arguments may be held.
     struct TMessage {
         TMessage(char const *format, std::shared_ptr<TMessage> earlier) : text(format), previous(std::move(earlier)) {}
+        TMessage(TMessage const &) = delete;
+        TMessage &operator=(TMessage const &) = delete;
+        ~TMessage();
+
         TTextMessage text;
         std::shared_ptr<TMessage> previous;
     };

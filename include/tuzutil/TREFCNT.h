@@ -16,8 +16,9 @@
 //             did before it dropped its reference is seen by the thread that destroys the object.
 // Failures:   TInvalidRequest "TReference null" from -> and * of a null reference.
 // Surprises:  a copied object starts with the count of the original: copy objects that no reference holds. One
-//             RemoveRef() too many makes the count 4294967295. ZeroWeakReference() must take no other lock of the
-//             library.
+//             RemoveRef() too many makes the count 4294967295. A build without NDEBUG traces the former at level "wa"
+//             and stops at the latter. ZeroWeakReference() must take no other lock of the library. Where the lock of
+//             weak references cannot be had, which is traced at level "er", counts still change atomically.
 
 #include "tuzutil/EXPORT.h"
 

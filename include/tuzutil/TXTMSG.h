@@ -74,6 +74,19 @@ public:
         : TTextMessage(store, set, number, TString(text)) {
         SetArgs(arguments...);
     }
+    // The same with the default text in a string, narrow or 16-bit as its flag says. A StoreID is no such text.
+    template <typename Text, typename... Arguments, std::enable_if_t<std::is_same_v<Text, TString>, int> = 0>
+    TTextMessage(Text const &text, Arguments const &...arguments) : fDefaultText(text) {
+        SetArgs(arguments...);
+    }
+    template <typename Text, typename First, typename... Arguments,
+              std::enable_if_t<std::is_same_v<Text, TString>, int> = 0>
+    TTextMessage(StoreID const &store, long set, long number, Text const &text, First const &first,
+                 Arguments const &...arguments)
+        : TTextMessage(store, set, number, text) {
+        SetArgs(first, arguments...);
+    }
+    TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept;
 
     // Copies take all but the formatted text.
     TTextMessage(TTextMessage const &other);
@@ -133,8 +146,6 @@ public:
 
 private:
     friend class TMessageFaults;
-
-    TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept;
 
     // Whether the first argument begins a list of pointers.
     template <typename First, typename... Rest>

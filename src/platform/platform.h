@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <string>
 
 struct TThreadRecord;
 
@@ -29,8 +30,24 @@ bool UtcRecord(std::int64_t time, std::tm &record) noexcept;
 // undefined. A conversion that does not exist stands for itself. REQUIRES: size is at least 1.
 std::size_t FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept;
 
+// The local time now, as people read it. Never fails; takes a lock of the system's now and then.
+struct TLocalTime {
+    unsigned int month; // 1 to 12
+    unsigned int day;
+    unsigned int hour;
+    unsigned int minute;
+    unsigned int second;
+    unsigned int millisecond;
+};
+TLocalTime LocalTime() noexcept;
+
+// What the system knows this thread, and this process, by. Never fail, never block.
+std::uint32_t ThreadId() noexcept;
+std::uint32_t ProcessId() noexcept;
+
 // The system's error code of the call that failed last in this thread.
 std::uint32_t LastError() noexcept;
+void SetLastError(std::uint32_t error) noexcept;
 
 // Writes the English text of an error code, cut to size - 1 bytes, with a terminating zero and without an end of line.
 // Returns its length. An unknown code gives "Unknown error" and the number. REQUIRES: size is at least 1.
@@ -48,6 +65,16 @@ bool DeleteMutex(void *mutex) noexcept;                                 // relea
 WaitResult LockMutex(void *mutex, std::uint32_t milliseconds) noexcept; // blocks
 bool UnlockMutex(void *mutex) noexcept;                                 // false if this thread does not hold it
 void *SystemMutex(void *mutex) noexcept;                                // what the system knows it by
+bool HoldsMutex(void *mutex) noexcept; // this thread; false as well where only the system knows
+
+// From now on `before` is called by every thread that is about to fork the process, ahead of what the locks above do by
+// themselves, and `after` when it has forked, in the parent and in the child. Nothing where processes do not fork.
+void FollowForks(void (*before)() noexcept, void (*after)() noexcept) noexcept;
+
+// Keeps this thread from being cancelled, where the system has that, until ReleaseCancellation() gets the result of the
+// call; in pairs that nest. A cancellation that comes meanwhile waits.
+int HoldCancellation() noexcept;
+void ReleaseCancellation(int held) noexcept;
 
 // The record of this thread, made on first use; null with LastError() where there is no memory. The platform deletes it
 // when the thread ends, after a call of its AbandonAll().
@@ -117,6 +144,28 @@ std::uint32_t LoadText(void *library, std::uint64_t number, char *text, std::uin
 
 // Whether something exists that is not a directory. May block.
 bool IsFile(char const *name) noexcept;
+
+// Looks up a variable of the environment; false where it is not set. In a program with raised rights, whose environment
+// belongs to somebody with lesser ones, no variable is set.
+bool FindVariable(char const *name, std::string &value);
+
+// Hands a text to the debugger that watches the process, or writes it to the system's log where there is no such thing.
+// May block.
+void DebuggerOutput(char const *text);
+
+// Files that trace records are appended to. Opening empties a file, but a shared one only when nobody, in this or in
+// another process, has it open as a shared one. Null on failure; may block.
+void *OpenTraceFile(char const *name, bool isShared) noexcept;
+// Writes all of a text at the end of the file, in one piece where the system lets it, with line ends as the system's
+// text files have them. Where the file, by a failure or by the end of another writer, stops within a line, that line is
+// ended first. False where something of it could not be written. Null for a file fails. May block. Between processes
+// the callers see to it that only one writes at a time.
+bool WriteTraceFile(void *file, char const *text, std::size_t count) noexcept;
+void CloseTraceFile(void *file) noexcept; // null: nothing
+
+// Whether an address lies in the program or in a loaded library, and not in memory that was allocated, or on a stack.
+// Takes the system's loader lock.
+bool IsInImage(void const *address) noexcept;
 
 // How the system's own libraries end where that is not ".dll"; null otherwise.
 extern char const *const nativeLibraryEnding;

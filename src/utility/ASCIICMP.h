@@ -30,6 +30,18 @@ inline bool IsEqual(TString const &a, TString const &b) noexcept {
     return true;
 }
 
+// Below, at or above 0: by the bytes of the lower case, a shorter name before a longer one that begins with it.
+inline int Compare(TString const &a, TString const &b) noexcept {
+    char const *const left = a;
+    char const *const right = b;
+    for (unsigned int i = 0; i < a.length() && i < b.length(); ++i) {
+        int const difference = static_cast<unsigned char>(Fold(left[i])) - static_cast<unsigned char>(Fold(right[i]));
+        if (difference != 0)
+            return difference;
+    }
+    return a.length() < b.length() ? -1 : a.length() > b.length();
+}
+
 } // namespace asciicmp
 
 #endif

@@ -1,14 +1,17 @@
 #include "tuzutil/COLLECT.h"
 
 #include "utility/RAISE.h"
+#include "utility/WORD32.h"
 
 #include <algorithm>
 #include <new>
 
 namespace {
 
+char const fsFile[] = "src/utility/COLLECT";
+
 [[noreturn]] void RaiseOutOfMemory(std::uint32_t line = __builtin_LINE()) {
-    Raise<TOutOfMemory>({TUtilityTraceCategory::Utility, "src/utility/COLLECT", "Out of memory", "", line});
+    Raise<TOutOfMemory>({TUtilityTraceCategory::Utility, fsFile, "Out of memory", "", line});
 }
 
 template <typename T, typename... Arguments>
@@ -167,6 +170,8 @@ TBaseSparseArrayOf::~TBaseSparseArrayOf() {
 }
 
 void TBaseSparseArrayOf::Set(unsigned long index, void *value) {
+    if (!word32::Fits(index))
+        Raise<TInvalidParameter>({TUtilityTraceCategory::Utility, fsFile, "Index beyond 32 bits"});
     unsigned long position;
     TSparseArrayElement *const entry = FindEntry(index, position);
     if (!entry) {

@@ -1,12 +1,8 @@
 #include "tuzutil/CONCSTRM.h"
 
-#include "tuzutil/EXCEPTN.h"
-
 #include "utility/SOURCERD.h"
-#include "utility/STRACCES.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace {
@@ -41,16 +37,9 @@ TConcatStreamBuf::TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istr
 TConcatStreamBuf::~TConcatStreamBuf() = default;
 
 int TConcatStreamBuf::doallocate() {
-    if (fStorage)
-        return 0;
-    try {
-        fStorage = TStringAccess::Uninitialized(fBufferSize);
-    } catch (TOutOfMemory const &) {
-        return -1;
-    }
-    char *const storage = fStorage;
-    std::memset(storage, 0, fsPutBackRoom); // can be stepped back into before anything was put there
-    return 0;
+    if (!fStorage)
+        fStorage = NewStorage(fBufferSize);
+    return fStorage ? 0 : -1;
 }
 
 bool TConcatStreamBuf::IsWritable() const noexcept {
@@ -64,7 +53,7 @@ bool TConcatStreamBuf::IsReadable() const noexcept {
 }
 
 TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
-    char *const back = fStorage;
+    char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit =
         fBufferSize - fsPutBackRoom - 3; // CR, LF and, in memory of the classic reader, a terminator

@@ -7,7 +7,6 @@
 #include "utility/STRMFAIL.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 namespace {
@@ -62,7 +61,7 @@ std::uint32_t TDotByteStreamBuf::ReadAreaSize() const noexcept {
 int TDotByteStreamBuf::doallocate() {
     if (fBuffer)
         return 0;
-    fBuffer.reset(new (std::nothrow) char[fSize]);
+    fBuffer = NewStorage(fSize);
     if (!fBuffer)
         return -1;
     if (fSink)

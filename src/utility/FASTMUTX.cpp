@@ -6,7 +6,7 @@ void TThreadRecord::AbandonAll() noexcept {
 }
 
 void TFastMutex::ForgetOtherThreads(TThreadRecord const &self) noexcept {
-    if (fOwner == self.number)
+    if (IsHeldBy(self))
         return;
     fState = free;
     fOwner = 0;

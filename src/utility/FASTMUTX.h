@@ -13,8 +13,14 @@ class TFastMutex;
 // What the library knows of a thread that has used a lock. platform::ThisThread() makes it, and calls AbandonAll()
 // before the thread ends.
 struct TThreadRecord {
-    std::uint32_t number;       // no other thread has or will have it, while the system's numbers come again
-    std::uint32_t systemId;     // where the system can tell by a number whether a thread lives
+    constexpr TThreadRecord(std::uint32_t aNumber, std::uint32_t aSystemId) noexcept
+        : identity(std::uint64_t{aSystemId} << 32 | aNumber) {}
+
+    std::uint32_t Number() const noexcept { return static_cast<std::uint32_t>(identity); }
+
+    // Below, a number that no other thread has or will have, never 0; above, the system's, which come again, where it
+    // can tell by that whether a thread lives. In one word, so that the two are read together.
+    std::uint64_t const identity;
     TFastMutex *held = nullptr; // the first of a chain
 
     void AbandonAll() noexcept; // the locks that the thread holds become free
@@ -28,8 +34,12 @@ public:
     TFastMutex &operator=(TFastMutex const &) = delete;
     ~TFastMutex();
 
-    platform::WaitResult Lock(std::uint32_t milliseconds) noexcept; // blocks
-    bool Unlock() noexcept;                                         // false if this thread does not hold it
+    // By the calling thread.
+    platform::WaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // blocks
+    bool Unlock(TThreadRecord &thread) noexcept; // false if the thread does not hold it
+    bool IsHeldBy(TThreadRecord const &thread) const noexcept {
+        return fOwner.load(std::memory_order_relaxed) == thread.identity;
+    }
     bool IsHeld() const noexcept { return fOwner != 0; }
     void ForgetOtherThreads(TThreadRecord const &self) noexcept; // in a forked child, where there are none
 
@@ -49,19 +59,16 @@ private:
     static void WakeOne(void *prepared) noexcept;
 
     std::atomic<std::uint32_t> fState{free};
-    std::atomic<std::uint32_t> fOwner{0};   // number of the thread, 0 for none
-    std::atomic<std::uint32_t> fOwnerId{0}; // the system's number
-    std::uint32_t fDepth = 0;               // from here on: of the owner
-    bool fAbandoned = false;                // the last owner ended with it
-    TFastMutex *fPrevious = nullptr;        // chain of the locks that the owner holds
+    std::atomic<std::uint64_t> fOwner{0}; // the thread's identity, 0 for none
+    std::uint32_t fDepth = 0;             // from here on: of the owner
+    bool fAbandoned = false;              // the last owner ended with it
+    TFastMutex *fPrevious = nullptr;      // chain of the locks that the owner holds
     TFastMutex *fNext = nullptr;
     std::atomic<void *> fEvent{nullptr}; // of the platform
 };
 
-// The number is written last: who reads it before and after the system's number has read two that belong together.
 inline void TFastMutex::Own(TThreadRecord &thread) noexcept {
-    fOwnerId.store(thread.systemId, std::memory_order_relaxed);
-    fOwner.store(thread.number, std::memory_order_release);
+    fOwner.store(thread.identity, std::memory_order_release);
     fDepth = 1;
     fPrevious = nullptr;
     fNext = thread.held;
@@ -75,37 +82,38 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     if (fNext)
         fNext->fPrevious = fPrevious;
     fOwner.store(0, std::memory_order_relaxed);
+    std::uint32_t expected = held;
+    if (fState.compare_exchange_strong(expected, free, std::memory_order_release, std::memory_order_acquire))
+        return;
+    // What a waiter waits for stands ready when it says in the state that it waits, and not before; and the lock may be
+    // deleted as soon as it is free.
     void *const waiting = PrepareWake();
-    if (fState.exchange(free, std::memory_order_acq_rel) == heldAndWaitedFor)
-        WakeOne(waiting);
+    fState.store(free, std::memory_order_release);
+    WakeOne(waiting);
 }
 
-inline platform::WaitResult TFastMutex::Lock(std::uint32_t milliseconds) noexcept {
-    TThreadRecord *const thread = platform::ThisThread();
-    if (!thread)
-        return platform::WaitResult::failed;
-    if (fOwner.load(std::memory_order_relaxed) == thread->number) {
+inline platform::WaitResult TFastMutex::Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
+    if (IsHeldBy(thread)) {
         ++fDepth;
         return platform::WaitResult::done;
     }
     std::uint32_t expected = free;
     if (!fState.compare_exchange_strong(expected, held, std::memory_order_acquire, std::memory_order_relaxed)) {
-        platform::WaitResult const result = Contend(*thread, milliseconds);
+        platform::WaitResult const result = Contend(thread, milliseconds);
         if (result != platform::WaitResult::done)
             return result;
     }
-    Own(*thread);
+    Own(thread);
     platform::WaitResult const result = fAbandoned ? platform::WaitResult::abandoned : platform::WaitResult::done;
     fAbandoned = false;
     return result;
 }
 
-inline bool TFastMutex::Unlock() noexcept {
-    TThreadRecord *const thread = platform::ThisThread();
-    if (!thread || fOwner.load(std::memory_order_relaxed) != thread->number)
+inline bool TFastMutex::Unlock(TThreadRecord &thread) noexcept {
+    if (!IsHeldBy(thread))
         return false;
     if (--fDepth == 0)
-        Release(*thread);
+        Release(thread);
     return true;
 }
 

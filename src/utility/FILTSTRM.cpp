@@ -3,6 +3,7 @@
 #include "utility/STRMFAIL.h"
 
 #include <cstring>
+#include <new>
 #include <utility>
 
 TFilterStreamBuf::~TFilterStreamBuf() = default;
@@ -73,7 +74,8 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
         std::size_t const stay = unbuffered || size == 0 ? 0 : (waiting + given - 1) % size + 1;
         if (stay < given)
             WriteThrough(bytes, given - stay);
-        Append(bytes + (given - stay), stay);
+        if (stay != 0) // else there may be no area at all
+            Append(bytes + (given - stay), stay);
         return count;
     });
 }
@@ -109,6 +111,13 @@ bool TFilterStreamBuf::FlushPutArea() {
     if (count != 0)
         WriteThrough(waiting, count);
     return true;
+}
+
+std::unique_ptr<char[]> TFilterStreamBuf::NewStorage(std::size_t size) noexcept {
+    std::unique_ptr<char[]> storage(new (std::nothrow) char[size]);
+    if (storage)
+        std::memset(storage.get(), 0, fsPutBackRoom);
+    return storage;
 }
 
 void TFilterStreamBuf::SetPutArea(char *begin, char *end) noexcept {

@@ -1,13 +1,9 @@
 #include "tuzutil/LINESTRM.h"
 
-#include "tuzutil/EXCEPTN.h"
-
 #include "utility/SINKWR.h"
 #include "utility/SOURCERD.h"
-#include "utility/STRACCES.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace {
@@ -66,7 +62,7 @@ void TLineStreamBuf::Close() {
     setg(nullptr, nullptr, nullptr);
     ClosePutArea();
     fGathered = 0;
-    fStorage = TString();
+    fStorage.reset();
 }
 
 std::uint32_t TLineStreamBuf::ReadAreaSize() const noexcept {
@@ -78,15 +74,11 @@ std::uint32_t TLineStreamBuf::ReadAreaSize() const noexcept {
 int TLineStreamBuf::doallocate() {
     if (fStorage)
         return 0;
-    try {
-        fStorage = TStringAccess::Uninitialized(fBufferSize);
-    } catch (TOutOfMemory const &) {
+    fStorage = NewStorage(fBufferSize);
+    if (!fStorage)
         return -1;
-    }
-    char *const storage = fStorage;
-    std::memset(storage, 0, fsPutBackRoom); // can be stepped back into before anything was put there
     if (fSink)
-        SetPutArea(storage + ReadAreaSize(), storage + fBufferSize);
+        SetPutArea(fStorage.get() + ReadAreaSize(), fStorage.get() + fBufferSize);
     return 0;
 }
 
@@ -105,7 +97,7 @@ bool TLineStreamBuf::IsReadable() const noexcept {
 TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
     // Behind the room for putting back; the last two bytes stay free for the line feed and, in memory of the classic
     // reader, a terminator.
-    char *const back = fStorage;
+    char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;
 

@@ -326,8 +326,21 @@ private:
         std::unique_ptr<char[]> const heap(size > sizeof local ? new (std::nothrow) char[size] : nullptr);
         char *const buffer = size > sizeof local ? heap.get() : local;
         if (buffer)
-            fOut.Widen(buffer, platform::FormatReal(buffer, size, format, static_cast<int>(field.width),
+            PutEncoded(buffer, platform::FormatReal(buffer, size, format, static_cast<int>(field.width),
                                                     field.precision, value));
+    }
+
+    // Text of the runtime: a decimal point may be more than one byte, and is one column all the same.
+    void PutEncoded(char const *text, std::size_t count) {
+        if constexpr (sizeof(Char) == 1) {
+            fOut.Put(text, count);
+        } else {
+            Char units[MB_LEN_MAX];
+            for (char const *const end = text + count; text != end;) {
+                std::size_t const more = Encode(text, end, units);
+                fOut.Put(units, more);
+            }
+        }
     }
 
     void PrintCharacter(TField const &field, std::uint32_t word, char modifier) {

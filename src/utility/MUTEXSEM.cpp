@@ -2,6 +2,7 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
+#include "utility/DEBUGCHK.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -127,6 +128,10 @@ void TMutexSemaphore::Unlock() {
     platform::UnlockMutex(fHandle);
 }
 
+bool TMutexSemaphore::IsHeld() const noexcept {
+    return platform::HoldsMutex(fHandle);
+}
+
 TMutexSemaphoreWithEvent::TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name)
     : TMutexSemaphore(name), fEvent(event) {}
 
@@ -162,6 +167,9 @@ int TMutexSemaphoreWithEventEntry::Wait(long timeout) {
     if (fState == TMutexSemaphore::Locked) {
         fMutex.Unlock();
         fState = TMutexSemaphore::Unlocked;
+        if (debugcheck::isOn && fMutex.IsHeld())
+            TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Utility, fsMutexFile,
+                               "Wait with a lock that another guard holds too");
     }
     int const result = fOwner.fEvent->Wait(timeout);
     fState = fMutex.Lock(TMutexSemaphore::fsInfinite);

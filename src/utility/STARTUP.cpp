@@ -3,17 +3,21 @@
 // to run at start-up. What objects of other libraries may still use at their own end is immortal.
 
 #include "tuzutil/DIRECTRY.h"
+#include "tuzutil/FACTORY.h"
 #include "tuzutil/FILENAME.h"
-#include "tuzutil/NLSRESRC.h"
-
 #include "tuzutil/MSGSTORE.h"
 #include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/NLSRESRC.h"
 #include "tuzutil/TRACE.h"
+#include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACESET.h"
+#include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/VERSION.h"
 #include "utility/FINDTAB.h"
 #include "utility/IMMORTAL.h"
+#include "utility/LIBPATH.h"
+#include "utility/TRACECFG.h"
 #include "utility/TRACEOBS.h"
 
 #include <clocale>
@@ -30,7 +34,7 @@ constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
 // 3. The locks: that of weak references, the trace lock, and that of the observers with their set. Needed by every
-// destination and every counted object, whoever's static object it is.
+// destination and every counted object, whoever's static object it is. From then on a fork waits for the latter two.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;
@@ -39,6 +43,7 @@ static TImmortal<TMutexSemaphore> fsObserversLock;
 TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
 static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
 TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet = fsObservers.Get();
+[[maybe_unused]] static bool const fsForksAreFollowed = (TTraceFork::Follow(), true);
 
 // 4. The library's categories. Every failure that is thrown names one.
 TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");
@@ -80,10 +85,26 @@ TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
 TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
 [[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
 
-// 9. Built last, so destroyed first: from then on no trace point finds a listener, whatever still runs.
+// 9. Trace destinations: the lock that keeps lines whole; the directories of factory libraries, with their lock, and
+// the loader of trace factories, which is built when it is asked for; the program's name, from which that of a trace
+// file comes.
+static TImmortal<TMutexSemaphore> fsTraceFileLock;
+TMutexSemaphore &TTraceStreamBase::fsFileMutex = fsTraceFileLock.Get();
+static TImmortal<TString> fsFactoryLibpath;
+TString &TFactoryLoaderBase::fsLibpath = fsFactoryLibpath.Get();
+static TImmortal<TMutexSemaphore> fsLibpathLock;
+TMutexSemaphore &TLibpath::fsMutex = fsLibpathLock.Get();
+constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
+static TImmortal<TString> fsProgramName;
+TString &TTrace::fsExeFileName = fsProgramName.Get();
+
+// 10. From its end on no trace point finds a listener, whatever still runs.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
         TTrace::Base::fsRuntimeComponent = 0;
     }
 } fsSilence;
+
+// 11. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
+static TTrace const fsStartupTrace = OpenStartupTrace();

@@ -1,6 +1,7 @@
 #include "tuzutil/TDATETIM.h"
 
 #include "platform/platform.h"
+#include "utility/ASCIICMP.h"
 #include "utility/STRACCES.h"
 
 #include <algorithm>
@@ -38,16 +39,6 @@ std::int32_t TimeFromRecord(std::tm const &record) noexcept {
     std::int64_t const days = DaysToMonth(year, month) + record.tm_mday - 1;
     return Clamp(days * fsSecondsPerDay + std::int64_t{record.tm_hour} * 3600 + std::int64_t{record.tm_min} * 60 +
                  record.tm_sec);
-}
-
-char ToLower(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool IsEqualIgnoringCase(char const *a, char const *b) noexcept {
-    while (*a && ToLower(*a) == ToLower(*b))
-        ++a, ++b;
-    return ToLower(*a) == ToLower(*b);
 }
 
 } // namespace
@@ -128,7 +119,7 @@ TString TDateTime::QueryString(char const *format) const {
 
 int TDateTime::MonthFromName(char const *name) noexcept {
     for (int month = 0; name && month < 12; ++month) {
-        if (IsEqualIgnoringCase(name, fsMonths[month]))
+        if (asciicmp::IsEqual(name, fsMonths[month]))
             return month;
     }
     return -1;

@@ -1,7 +1,11 @@
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACESET.h"
 
+#include "platform/platform.h"
+#include "tuzutil/TRACEP.h"
 #include "utility/ASCIICMP.h"
+#include "utility/DEBUGCHK.h"
+#include "utility/WORD32.h"
 
 #include <algorithm>
 
@@ -16,7 +20,7 @@ TString OwnText(TString const &text) {
 } // namespace
 
 TTrace::Category::Category(unsigned long component, TString const &name)
-    : fComponent(static_cast<std::uint32_t>(component)), fName(OwnText(name)) {
+    : fComponent(word32::FitsMask(component) ? static_cast<std::uint32_t>(component) : 0), fName(OwnText(name)) {
     TTrace::Register(*this);
 }
 
@@ -81,6 +85,9 @@ TTrace::Category const *TTraceSetKnownCursor::Next() noexcept {
 }
 
 void TTrace::Base::Register(Category const &category) {
+    if (debugcheck::isOn && !platform::IsInImage(&category))
+        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Trace, "src/utility/TRACEP",
+                           "Category %s is not a static object", category.QueryString());
     fsKnownCategories.Add(&category);
 }
 

@@ -1,15 +1,18 @@
 #include "tuzutil/TRACENOT.h"
 
+#include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACE.h"
+#include "utility/NOCANCEL.h"
 #include "utility/TRACEOBS.h"
 
+#include <memory>
 #include <new>
 #include <vector>
 
 TTraceNotify::TTraceNotify() {
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
-    TTraceObservers::fsSet.Add(new TElemPointer<TTraceNotify>(this));
+    TTraceObservers::fsSet.Add(std::make_unique<TElemPointer<TTraceNotify>>(this));
 }
 
 TTraceNotify::~TTraceNotify() {
@@ -25,6 +28,7 @@ void TTraceNotify::Notify() {
 }
 
 void TTraceNotify::NotifyAll() noexcept {
+    TNoCancel const noCancel;
     // In the order in which destinations take them: an observer may trace, or change what is traced.
     TMutexSemaphoreEntry const trace(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
@@ -54,4 +58,18 @@ TElemPointer<TTraceNotify> *TTraceObservers::Find(TTraceNotify const *observer) 
             return entry;
     }
     return nullptr;
+}
+
+void TTraceFork::Follow() noexcept {
+    platform::FollowForks(Before, After);
+}
+
+void TTraceFork::Before() noexcept {
+    TTrace::Base::fsMutex.Lock(TMutexSemaphore::fsInfinite);
+    TTraceObservers::fsMutex.Lock(TMutexSemaphore::fsInfinite);
+}
+
+void TTraceFork::After() noexcept {
+    TTraceObservers::fsMutex.Unlock();
+    TTrace::Base::fsMutex.Unlock();
 }

@@ -5,6 +5,11 @@
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TXTMSG.h"
+#include "utility/NOCANCEL.h"
+#include "utility/RAISE.h"
+#include "utility/TRACELCK.h"
+#include "utility/TRACEREC.h"
+#include "utility/WORD32.h"
 
 #include <memory>
 
@@ -13,10 +18,11 @@ namespace {
 constexpr std::uint32_t fsDefaultLevels = 0x1000F; // "np"
 constexpr std::uint32_t fsAllComponents = 0xFFFFFFFF;
 
-// The trace lock for a scope. Recursive.
-struct TTraceLock : TMutexSemaphoreEntry {
-    TTraceLock() : TMutexSemaphoreEntry(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite) {}
-};
+std::uint32_t Mask(unsigned long mask) {
+    if (!word32::FitsMask(mask))
+        Raise<TInvalidParameter>({TUtilityTraceCategory::Trace, "src/utility/TRACEP", "Mask beyond 32 bits"});
+    return static_cast<std::uint32_t>(mask);
+}
 
 // An entry that is being written may cause further ones (a faulty format is traced while it is formatted), but not
 // without end.
@@ -72,8 +78,7 @@ thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
 
 TTrace::Base::Base() : Base(fsDefaultLevels, fsAllComponents) {}
 
-TTrace::Base::Base(unsigned long level, unsigned long component)
-    : fLevel(static_cast<std::uint32_t>(level)), fComponent(static_cast<std::uint32_t>(component)) {
+TTrace::Base::Base(unsigned long level, unsigned long component) : fLevel(Mask(level)), fComponent(Mask(component)) {
     auto categories = std::make_unique<TTraceSet>();
     TTraceLock const lock;
     fCategories = categories.release();
@@ -107,22 +112,24 @@ void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) 
 void TTrace::Base::Change() {}
 
 void TTrace::Base::SetLevel(unsigned long level) {
+    std::uint32_t const mask = Mask(level);
     {
         TTraceLock const lock;
         if (fStopped)
             return;
-        fLevel = static_cast<std::uint32_t>(level);
+        fLevel = mask;
         SetGlobalTracing();
     }
     Change();
 }
 
 void TTrace::Base::SetComponent(unsigned long component) {
+    std::uint32_t const mask = Mask(component);
     {
         TTraceLock const lock;
         if (fStopped)
             return;
-        fComponent = static_cast<std::uint32_t>(component);
+        fComponent = mask;
         SetGlobalTracing();
     }
     Change();
@@ -167,7 +174,7 @@ void TTrace::Base::AddCategory(Category const &category, int on) {
         if (TElementCategory *const entry = categories.FindKey(category))
             entry->SetOn(on);
         else
-            categories.Add(new TElementCategory(category, on));
+            categories.Add(std::make_unique<TElementCategory>(category, on));
     }
     Change();
 }
@@ -195,12 +202,19 @@ int TTrace::Base::UsesDefault(Category const &category) const {
     return fCategories.load()->FindKey(category) ? 1 : 0;
 }
 
+// Records
+
+void TTrace::Base::FormatPrefix(TString &prefix, unsigned long level) const {
+    prefix = TTracePrefix(QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter, level).Text();
+}
+
 // All destinations
 
 void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {
     TDepth const depth;
     if (depth.IsTooDeep())
         return;
+    TNoCancel const noCancel;
     TTraceLock const lock;
     for (Walk walk; Base *const destination = walk.Next();) {
         try {
@@ -225,12 +239,12 @@ void TTrace::Base::SetGlobalTracing() {
 }
 
 void TTrace::Base::SetGlobalLevel(unsigned long level) {
-    fsRuntimeLevel = static_cast<std::uint32_t>(level);
+    fsRuntimeLevel = Mask(level);
     TTraceNotify::NotifyAll();
 }
 
 void TTrace::Base::SetGlobalComponent(unsigned long component) {
-    fsRuntimeComponent = static_cast<std::uint32_t>(component);
+    fsRuntimeComponent = Mask(component);
     TTraceNotify::NotifyAll();
 }
 
@@ -331,6 +345,11 @@ int TTrace::QueryCategory(Category const &category) const {
 
 int TTrace::UsesDefault(Category const &category) const {
     return fDestination ? fDestination->UsesDefault(category) : 1;
+}
+
+void TTrace::FormatPrefix(TString &prefix, unsigned long level) const {
+    if (fDestination)
+        fDestination->FormatPrefix(prefix, level);
 }
 
 // Saved settings

@@ -1,5 +1,13 @@
 #include "tuzutil/TRACEP.h"
 
+#include "utility/NOCANCEL.h"
+
+TTracePoint::THold::THold() noexcept : fHeld(platform::HoldCancellation()) {}
+
+TTracePoint::THold::~THold() {
+    platform::ReleaseCancellation(fHeld);
+}
+
 void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
                            TagVar const *values, unsigned long count) {
     std::vector<TagVar const *> list;
@@ -11,11 +19,19 @@ void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category
     TTrace::Base::WriteEntry(level, category, message);
 }
 
+// One after the other: a destructor inside a destructor would need stack for the whole chain.
+TTraceExit::TMessage::~TMessage() {
+    std::shared_ptr<TMessage> next = std::move(previous);
+    while (next && next.use_count() == 1)
+        next = std::move(next->previous);
+}
+
 TTraceExit::TTraceExit(TTrace::Category const &category) : fCategory(category) {}
 
 TTraceExit::~TTraceExit() {
     if (!fMessage || !TTrace::IsGlobalTracing(TTrace::functionExit, fCategory.QueryComponent()))
         return;
+    TNoCancel const noCancel;
     try {
         TTrace::Base::WriteEntry(TTrace::functionExit, fCategory, fMessage->text);
     } catch (...) {

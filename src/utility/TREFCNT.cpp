@@ -1,20 +1,34 @@
 #include "tuzutil/TREFCNT.h"
 
 #include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/TRACEP.h"
+#include "utility/DEBUGCHK.h"
 #include "utility/RAISE.h"
+
+#include <cassert>
 
 namespace {
 
+char const fsFile[] = "src/utility/TREFCNT";
 constexpr std::uint32_t fsNullReferenceLine = 203;
+
+// The count that a copy starts with. Where it is not 0, nobody will bring it down to 0.
+std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
+    std::uint32_t const count = other;
+    if (debugcheck::isOn && count != 0)
+        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Utility, fsFile,
+                           "Copy of an object that has %u references", count);
+    return count;
+}
 
 } // namespace
 
 TRefCounted::~TRefCounted() = default;
 
-TRefCounted::TRefCounted(TRefCounted const &other) noexcept : fCount(other.fCount.load()) {}
+TRefCounted::TRefCounted(TRefCounted const &other) noexcept : fCount(CopiedCount(other.fCount)) {}
 
 TRefCounted &TRefCounted::operator=(TRefCounted const &other) noexcept {
-    fCount = other.fCount.load();
+    fCount = CopiedCount(other.fCount);
     return *this;
 }
 
@@ -23,7 +37,9 @@ void TRefCounted::AddRef() {
 }
 
 void TRefCounted::RemoveRef() {
-    if (fCount.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    std::uint32_t const before = fCount.fetch_sub(1, std::memory_order_acq_rel);
+    assert(before != 0);
+    if (before == 1)
         Unreachable();
 }
 
@@ -36,16 +52,15 @@ unsigned long TRefCounted::QueryReferenceCount() const {
 }
 
 void TRefCounted::ThrowNullReference() {
-    Raise<TInvalidRequest>(
-        {TUtilityTraceCategory::Utility, "src/utility/TREFCNT", "TReference null", "", fsNullReferenceLine});
+    Raise<TInvalidRequest>({TUtilityTraceCategory::Utility, fsFile, "TReference null", "", fsNullReferenceLine});
 }
 
 TWeakRefCounted::~TWeakRefCounted() = default;
 
-TWeakRefCounted::TWeakRefCounted(TWeakRefCounted const &other) noexcept : fCount(other.fCount.load()) {}
+TWeakRefCounted::TWeakRefCounted(TWeakRefCounted const &other) noexcept : fCount(CopiedCount(other.fCount)) {}
 
 TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexcept {
-    fCount = other.fCount.load();
+    fCount = CopiedCount(other.fCount);
     return *this;
 }
 
@@ -60,7 +75,9 @@ void TWeakRefCounted::RemoveRef() {
     bool last;
     {
         TWeakReferenceLock const lock;
-        last = fCount-- == 1;
+        std::uint32_t const before = fCount--;
+        assert(before != 0);
+        last = before == 1;
         if (last)
             ZeroWeakReference();
     }
@@ -74,7 +91,11 @@ void TWeakRefCounted::Unreachable() {
     delete this;
 }
 
-TWeakReferenceLock::TWeakReferenceLock() : fState(fsSem.Lock(TMutexSemaphore::fsInfinite)), fMutex(&fsSem) {}
+TWeakReferenceLock::TWeakReferenceLock() : fState(fsSem.Lock(TMutexSemaphore::fsInfinite)), fMutex(&fsSem) {
+    if (fState != TMutexSemaphore::Locked)
+        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, fsFile,
+                           "Unable to lock weak references, state=%d", fState);
+}
 
 TWeakReferenceLock::~TWeakReferenceLock() {
     if (fState == TMutexSemaphore::Locked)

@@ -441,6 +441,8 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     if (count == 0)
         return *this;
     RequireStart(start, fsBadStart);
+    if (!fBuffer)
+        return *this; // no position to replace anything at
     unsigned int const patternLength = lengthOf(pattern);
 
     // The replacements that will really be made, for the size: matches that do not overlap. Counting, as described to

@@ -36,7 +36,7 @@ def main():
     support.settings.server = options.server
     support.settings.emulator = options.emulator
 
-    server = support.Server()
+    server = support.Server(trace="file({root}/trace.log),al,Protocol")
     stored = server.put_samples("anna")
     stored.append(support.big_message(5 << 20))
     server.put("anna", "99-five-mebibytes", stored[-1])
@@ -79,6 +79,14 @@ def main():
         if server.stop() != 0:
             wrong.append("the server did not end cleanly")
         print(server.read_output(), end="")
+
+        trace = (server.root / "trace.log").read_text(encoding="utf-8", errors="replace").splitlines()
+        print(f"\nThe server's trace of all this, NUV_TRACE={server.trace}: {len(trace)} lines, which end so:")
+        for line in trace[-12:]:
+            print("  " + line)
+        print()
+        if not any("anna logged in" in line for line in trace) or any("secret" in line for line in trace):
+            wrong.append("the trace does not tell of the sessions, or tells too much")
 
     for problem in wrong:
         print("WRONG:", problem)

@@ -43,11 +43,12 @@ def big_message(size):
 class Server:
     """pop3d in a process of its own, with mailboxes below a temporary folder."""
 
-    def __init__(self, users=None, options=()):
+    def __init__(self, users=None, options=(), trace=None):
         self.root = Path(tempfile.mkdtemp(prefix="pop3d-test-"))
         self.users = users or {"anna": "secret of anna"}
         self.process = None
         self.options = list(options)
+        self.trace = trace  # where trace entries go; "{root}" stands for the temporary folder
         for user in self.users:
             (self.mailbox(user) / "new").mkdir(parents=True)
             (self.mailbox(user) / "cur").mkdir()
@@ -87,10 +88,14 @@ class Server:
         port_file.unlink(missing_ok=True)
         self.output = open(self.root / "output", "ab+")
         arguments = ["--users", self.native(self.write_users()), "--port", "0", "--port-file", self.native(port_file)]
+        environment = {key: value for key, value in os.environ.items() if not key.startswith("NUV_TRACE")}
+        environment["TUZ_WINE_EXEC"] = "1"
+        if self.trace:
+            environment["NUV_TRACE"] = self.trace.format(root=self.native(self.root))
         self.process = subprocess.Popen(
             self.command(arguments + self.options),
             stdin=subprocess.DEVNULL, stdout=self.output, stderr=subprocess.STDOUT,
-            env={**os.environ, "TUZ_WINE_EXEC": "1"}, start_new_session=True)
+            env=environment, start_new_session=True)
         deadline = time.monotonic() + 60
         while not port_file.exists():
             if self.process.poll() is not None or time.monotonic() > deadline:

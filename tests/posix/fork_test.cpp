@@ -1,3 +1,4 @@
+#include "posix/InChild.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TREFCNT.h"
 
@@ -6,24 +7,9 @@
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
-
-// Runs a check in a forked child and returns what it answered; 255 where the child did not come to its end.
-template <typename Check>
-int InChild(Check check) {
-    pid_t const child = ::fork();
-    if (child == 0) {
-        ::alarm(20);
-        ::_exit(check());
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 255;
-}
 
 // A name that is this test's in this folder, the same in every run.
 std::string TestName(std::string const &test) {

@@ -8,6 +8,10 @@ std::uint32_t platform::LastError() noexcept {
     return static_cast<std::uint32_t>(errno);
 }
 
+void platform::SetLastError(std::uint32_t error) noexcept {
+    errno = static_cast<int>(error);
+}
+
 std::size_t platform::ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept {
     // Not strerror: that one speaks the language of the locale.
     char const *const known = ::strerrordesc_np(static_cast<int>(error));

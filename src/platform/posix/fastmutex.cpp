@@ -2,11 +2,15 @@
 
 #include "platform/posix/deadline.h"
 #include "platform/posix/futex.h"
+#include "platform/posix/thisthread.h"
 
 #include <new>
 #include <pthread.h>
 
 using platform::WaitResult;
+using posix::fsThread;
+
+constinit thread_local TThreadRecord *posix::fsThread = nullptr;
 
 namespace {
 
@@ -19,9 +23,6 @@ struct ThreadKey {
     pthread_key_t key;
     bool made;
 };
-
-// Found without a call: eight bytes of the room that the system keeps for libraries loaded later.
-[[gnu::tls_model("initial-exec")]] constinit thread_local TThreadRecord *fsThread = nullptr;
 
 void ThreadKey::EndOfThread(void *record) noexcept {
     auto *const thread = static_cast<TThreadRecord *>(record);

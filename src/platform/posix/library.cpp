@@ -176,3 +176,8 @@ std::uint32_t platform::LoadText(void *library, std::uint64_t number, char *text
     }
     return out.Finish();
 }
+
+bool platform::IsInImage(void const *address) noexcept {
+    Dl_info found;
+    return ::dladdr(address, &found) != 0;
+}

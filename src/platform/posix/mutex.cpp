@@ -2,6 +2,7 @@
 
 #include "platform/posix/deadline.h"
 #include "platform/posix/objects.h"
+#include "platform/posix/thisthread.h"
 #include "utility/FASTMUTX.h"
 
 #include <atomic>
@@ -91,7 +92,7 @@ void SettleInChild() noexcept {
     ::pthread_mutex_unlock(&fsListLock);
 }
 
-void FollowForks() noexcept {
+void SettleForks() noexcept {
     static constinit pthread_once_t once = PTHREAD_ONCE_INIT;
     ::pthread_once(&once, [] {
         ::pthread_atfork([] { ::pthread_mutex_lock(&fsListLock); }, [] { ::pthread_mutex_unlock(&fsListLock); },
@@ -224,10 +225,10 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 
 // Apart, to keep the way of locks without a name short.
 [[gnu::noinline]] WaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
-    TThreadRecord const *const self = platform::ThisThread();
+    TThreadRecord const *const self = posix::ThisThread();
     if (!self)
         return WaitResult::failed;
-    if (mutex.owner.load(std::memory_order_relaxed) == self->number) {
+    if (mutex.owner.load(std::memory_order_relaxed) == self->Number()) {
         ++mutex.depth;
         return WaitResult::done;
     }
@@ -238,14 +239,14 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
         ::pthread_mutex_consistent(mutex.shared);
     else if (Fails(error))
         return WaitResult::failed;
-    mutex.owner.store(self->number, std::memory_order_relaxed);
+    mutex.owner.store(self->Number(), std::memory_order_relaxed);
     mutex.depth = 1;
     return error == EOWNERDEAD ? WaitResult::abandoned : WaitResult::done;
 }
 
 [[gnu::noinline]] bool UnlockShared(Mutex &mutex) noexcept {
-    TThreadRecord const *const self = platform::ThisThread();
-    if (!self || mutex.owner.load(std::memory_order_relaxed) != self->number)
+    TThreadRecord const *const self = posix::ThisThread();
+    if (!self || mutex.owner.load(std::memory_order_relaxed) != self->Number())
         return false;
     if (--mutex.depth == 0) {
         mutex.owner.store(0, std::memory_order_relaxed);
@@ -257,7 +258,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 } // namespace
 
 void *platform::NewMutex(char const *name) noexcept {
-    FollowForks();
+    SettleForks();
     ListEntry const entry;
     return name && *name ? NamedMutex(name) : UnnamedMutex();
 }
@@ -285,17 +286,34 @@ WaitResult platform::LockMutex(void *handle, std::uint32_t milliseconds) noexcep
     Mutex *const mutex = MutexAt(handle);
     if (!mutex)
         return WaitResult::failed;
-    return mutex->shared ? LockShared(*mutex, milliseconds) : mutex->fast.Lock(milliseconds);
+    if (mutex->shared)
+        return LockShared(*mutex, milliseconds);
+    TThreadRecord *const self = posix::ThisThread();
+    return self ? mutex->fast.Lock(*self, milliseconds) : WaitResult::failed;
 }
 
 bool platform::UnlockMutex(void *handle) noexcept {
     Mutex *const mutex = MutexAt(handle);
     if (!mutex)
         return false;
-    bool const released = mutex->shared ? UnlockShared(*mutex) : mutex->fast.Unlock();
+    TThreadRecord *const self = posix::ThisThread();
+    bool const released = mutex->shared ? UnlockShared(*mutex) : self && mutex->fast.Unlock(*self);
     if (!released)
         errno = EPERM;
     return released;
+}
+
+void platform::FollowForks(void (*before)() noexcept, void (*after)() noexcept) noexcept {
+    SettleForks(); // registered first, so that it comes last before a fork, and first after it
+    ::pthread_atfork(before, after, after);
+}
+
+bool platform::HoldsMutex(void *handle) noexcept {
+    auto const *const mutex = static_cast<Mutex const *>(handle);
+    TThreadRecord const *const self = posix::ThisThread();
+    if (!mutex || !self)
+        return false;
+    return mutex->shared ? mutex->owner == self->Number() : mutex->fast.IsHeldBy(*self);
 }
 
 void *platform::SystemMutex(void *mutex) noexcept {

@@ -50,6 +50,7 @@ bool posix::ObjectFileName(char const *kind, int version, char const *name, char
         errno = ENOENT;
         return false;
     }
+    static_assert(noexcept(CalculateMD5::Calc(name, nullptr))); // takes no memory
     char digest[16];
     CalculateMD5::Calc(name, digest);
     int length = ::snprintf(file, sizeof file, "%s-%d-%zu-", kind, version, sizeof(void *) * 8);

@@ -36,6 +36,16 @@ void AppendNumber(std::string &to, char const *format, int number) {
     to += digits;
 }
 
+// What the runtime's own strftime converts.
+bool IsClassic(char conversion) noexcept {
+    return conversion != '\0' && std::strchr("aAbBcdHIjmMpSUwWxXyY%", conversion);
+}
+
+// What C99 has beyond that.
+bool IsNewer(char conversion) noexcept {
+    return conversion != '\0' && std::strchr("CDeFgGhnrRtTuVzZ", conversion);
+}
+
 // Appends what the runtime's own strftime, which is older than C99, understands in place of a conversion.
 // An unknown one, which the runtime would answer by ending the process, becomes literal text.
 void AppendConversion(std::string &to, char conversion, std::tm const &record) {
@@ -56,7 +66,7 @@ void AppendConversion(std::string &to, char conversion, std::tm const &record) {
     case 'V': return AppendNumber(to, "%02d", TIsoWeek(record).week);
     case 'z': to += "+0000"; return;
     case 'Z': to += "GMT"; return;
-    default: to += std::strchr("aAbBcdHIjmMpSUwWxXyY%", conversion) ? "%" : "%%"; to += conversion;
+    default: to += IsClassic(conversion) ? "%" : "%%"; to += conversion;
     }
 }
 
@@ -70,6 +80,14 @@ std::string ClassicFormat(char const *format, std::tm const &record) {
         ++format;
         if ((*format == 'E' || *format == 'O') && format[1])
             ++format; // the alternative forms are those of the locale; the runtime knows none
+        // The runtime's own flag: long forms, and numbers without zeros in front.
+        if (*format == '#' && IsClassic(format[1])) {
+            result.append("%#").push_back(format[1]);
+            format += 2;
+            continue;
+        }
+        if (*format == '#' && IsNewer(format[1]))
+            ++format; // as runtimes do that know the conversion
         if (*format == '\0')
             result += "%%";
         else
@@ -100,6 +118,12 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
     if (converted)
         record = *converted;
     return converted != nullptr;
+}
+
+platform::TLocalTime platform::LocalTime() noexcept {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    return {now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds};
 }
 
 std::size_t platform::FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept {

@@ -8,6 +8,10 @@ std::uint32_t platform::LastError() noexcept {
     return GetLastError();
 }
 
+void platform::SetLastError(std::uint32_t error) noexcept {
+    ::SetLastError(error);
+}
+
 std::size_t platform::ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept {
     char whole[512];
     DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, error,

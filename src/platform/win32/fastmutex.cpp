@@ -1,5 +1,6 @@
 #include "utility/FASTMUTX.h"
 
+#include <new>
 #include <windows.h>
 
 using platform::WaitResult;
@@ -44,39 +45,75 @@ private:
     ULONGLONG fEnd;
 };
 
-// The event of a lock, made when a thread has to wait for the first time; null where there is none to be had.
-HANDLE EventIn(std::atomic<void *> &place) noexcept {
+// What the threads that wait for one lock wait for. Never closed, but kept for other locks: a thread that is about to
+// wake somebody may find the lock deleted, and its event in other use. There it wakes somebody without need, which
+// looks at its lock and goes on waiting.
+struct WaitEvent {
+    HANDLE const handle;
+    WaitEvent *next; // of those in no use
+};
+
+constinit SRWLOCK fsSpareLock = SRWLOCK_INIT;
+constinit WaitEvent *fsSpare = nullptr;
+
+void GiveBack(WaitEvent *event) noexcept {
+    AcquireSRWLockExclusive(&fsSpareLock);
+    event->next = fsSpare;
+    fsSpare = event;
+    ReleaseSRWLockExclusive(&fsSpareLock);
+}
+
+WaitEvent *TakeSpare() noexcept {
+    AcquireSRWLockExclusive(&fsSpareLock);
+    WaitEvent *const event = fsSpare;
+    if (event)
+        fsSpare = event->next;
+    ReleaseSRWLockExclusive(&fsSpareLock);
+    return event;
+}
+
+WaitEvent *NewEvent() noexcept {
+    HANDLE const handle = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    auto *const event = handle ? new (std::nothrow) WaitEvent{handle, nullptr} : nullptr;
+    if (handle && !event) {
+        CloseHandle(handle);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    return event;
+}
+
+// The event of a lock, found when a thread has to wait for the first time; null where there is none to be had.
+WaitEvent *EventIn(std::atomic<void *> &place) noexcept {
     void *present = place.load(std::memory_order_acquire);
     if (present)
-        return present;
-    HANDLE const fresh = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+        return static_cast<WaitEvent *>(present);
+    WaitEvent *fresh = TakeSpare();
     if (!fresh)
-        return nullptr;
-    if (place.compare_exchange_strong(present, fresh, std::memory_order_acq_rel))
+        fresh = NewEvent();
+    if (!fresh || place.compare_exchange_strong(present, fresh, std::memory_order_acq_rel))
         return fresh;
-    CloseHandle(fresh); // another thread was first
-    return present;
+    GiveBack(fresh); // another thread was first
+    return static_cast<WaitEvent *>(present);
 }
 
 } // namespace
 
 TFastMutex::~TFastMutex() {
     if (void *const event = fEvent)
-        CloseHandle(event);
+        GiveBack(static_cast<WaitEvent *>(event));
 }
 
 // The owner's death is noticed here as well: a thread that ends gives up its locks, but not one that is killed.
 WaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
-    HANDLE const event = EventIn(fEvent);
+    WaitEvent const *const event = EventIn(fEvent);
     if (!event)
         return WaitResult::failed;
     TimeLimit const limit(milliseconds);
     while (fState.exchange(heldAndWaitedFor, std::memory_order_acq_rel) != free) {
-        std::uint32_t number = fOwner.load(std::memory_order_acquire);
-        OpenedThread const holder(fOwnerId.load(std::memory_order_relaxed));
-        bool const known = number != 0 && fOwner.load(std::memory_order_acquire) == number;
-        if (known && holder.HasEnded()) {
-            if (fOwner.compare_exchange_strong(number, thread.number, std::memory_order_acq_rel)) {
+        std::uint64_t owner = fOwner.load(std::memory_order_acquire);
+        OpenedThread const holder(static_cast<DWORD>(owner >> 32));
+        if (owner != 0 && holder.HasEnded()) {
+            if (fOwner.compare_exchange_strong(owner, thread.identity, std::memory_order_acq_rel)) {
                 fAbandoned = true;
                 return WaitResult::done;
             }
@@ -85,8 +122,8 @@ WaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds
         DWORD const remaining = limit.Remaining();
         if (remaining == 0)
             return WaitResult::timedOut;
-        HANDLE const handles[] = {event, holder.Handle()};
-        DWORD const count = known && holder.Handle() ? 2 : 1;
+        HANDLE const handles[] = {event->handle, holder.Handle()};
+        DWORD const count = holder.Handle() ? 2 : 1;
         if (WaitForMultipleObjects(count, handles, FALSE, remaining) == WAIT_FAILED)
             return WaitResult::failed;
     }
@@ -98,5 +135,5 @@ void *TFastMutex::PrepareWake() noexcept {
 }
 
 void TFastMutex::WakeOne(void *event) noexcept {
-    SetEvent(event);
+    SetEvent(static_cast<WaitEvent *>(event)->handle);
 }

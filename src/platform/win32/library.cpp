@@ -50,3 +50,9 @@ std::uint32_t platform::LoadText(void *library, std::uint64_t number, char *text
     return static_cast<std::uint32_t>(
         LoadStringA(static_cast<HINSTANCE>(library), static_cast<UINT>(number), text, static_cast<int>(size)));
 }
+
+bool platform::IsInImage(void const *address) noexcept {
+    HMODULE found = nullptr;
+    return GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                              static_cast<char const *>(address), &found) != FALSE;
+}

@@ -50,7 +50,9 @@ bool platform::DeleteMutex(void *handle) noexcept {
         delete mutex;
         return closed;
     }
-    while (mutex->fast.Unlock()) {
+    if (TThreadRecord *const self = ThisThread()) {
+        while (mutex->fast.Unlock(*self)) {
+        }
     }
     if (!mutex->fast.IsHeld()) // another thread that holds it has it in its chain: then it must stay
         delete mutex;
@@ -61,8 +63,10 @@ WaitResult platform::LockMutex(void *handle, std::uint32_t milliseconds) noexcep
     Mutex *const mutex = MutexAt(handle);
     if (!mutex)
         return WaitResult::failed;
-    return mutex->kernel ? static_cast<WaitResult>(WaitForSingleObject(mutex->kernel, milliseconds))
-                         : mutex->fast.Lock(milliseconds);
+    if (mutex->kernel)
+        return static_cast<WaitResult>(WaitForSingleObject(mutex->kernel, milliseconds));
+    TThreadRecord *const self = ThisThread();
+    return self ? mutex->fast.Lock(*self, milliseconds) : WaitResult::failed;
 }
 
 bool platform::UnlockMutex(void *handle) noexcept {
@@ -71,13 +75,22 @@ bool platform::UnlockMutex(void *handle) noexcept {
         return false;
     if (mutex->kernel)
         return ReleaseMutex(mutex->kernel) != FALSE;
-    bool const released = mutex->fast.Unlock();
+    TThreadRecord *const self = ThisThread();
+    bool const released = self && mutex->fast.Unlock(*self);
     if (!released)
         SetLastError(ERROR_NOT_OWNER);
     return released;
+}
+
+bool platform::HoldsMutex(void *handle) noexcept {
+    auto const *const mutex = static_cast<Mutex const *>(handle);
+    TThreadRecord const *const self = ThisThread();
+    return mutex && self && !mutex->kernel && mutex->fast.IsHeldBy(*self);
 }
 
 void *platform::SystemMutex(void *handle) noexcept {
     auto *const mutex = static_cast<Mutex *>(handle);
     return mutex && mutex->kernel ? mutex->kernel : handle;
 }
+
+void platform::FollowForks(void (*)() noexcept, void (*)() noexcept) noexcept {}

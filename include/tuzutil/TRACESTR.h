@@ -1,0 +1,124 @@
+#ifndef TUZUTIL_TRACESTR_H
+#define TUZUTIL_TRACESTR_H
+
+// TTraceStream, TTraceWindowsDebug: trace destinations that write one line per entry, to a stream or a file, or to the
+// debugger; TTraceException: the text of an exception.
+//
+// Example:
+//     std::ostringstream out;
+//     {
+//         TTraceStream trace(out, "erwa,Utility"); // errors and warnings of the component "Utility"
+//         trace.SetDisplayPrefix(0);               // no date, time and thread
+//         TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, {"src/utility/MUTEXSEM", 100},
+//                            "Error %d from CreateMutex(unnamed)", 5);
+//     }
+//     // out.str() == "E [MUTEXSEM:100] Error 5 from CreateMutex(unnamed)\n"
+//
+// Ownership:  a stream given by reference is borrowed, and must outlive all handles to the destination; one given by
+//             pointer is deleted with the destination, or when another takes its place: never give &std::cout. Copies
+//             of a handle share the destination.
+// Threads:    lines of all destinations and threads of a process never interleave: one lock, fsFileMutex, is held for
+//             each. The streams belong to the destination meanwhile: what else writes to them comes between lines.
+// Failures:   none: where a file or its directory cannot be made nothing is written, and a record that a stream refuses
+//             is lost. The next one is tried afresh, on a line of its own. ParseTraceString() throws, see TRACE.h.
+// Surprises:  a file is begun anew, also one that another process writes to: share it by TTraceSharedFile. Only the
+//             text up to its first zero is written; a message with line ends takes several lines. Lines end as the
+//             system's text files do.
+
+#include "tuzutil/EXPORT.h"
+#include "tuzutil/TRACE.h"
+
+#include <atomic>
+#include <cstdint>
+#include <iosfwd>
+
+class TException;
+class TMutexSemaphore;
+struct TTraceLock;
+
+class TUZUTIL_API TTraceStreamBase : public TTrace::Base {
+public:
+    ~TTraceStreamBase() override;
+
+    void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
+
+    static TMutexSemaphore &fsFileMutex;      // lives as long as the process
+    static void InitializeMutex() noexcept {} // it is made at start-up; for programs that call it
+
+protected:
+    friend class TTraceStream;
+
+    TTraceStreamBase(); // without a stream nothing is written
+    TTraceStreamBase(std::ostream &stream);
+    TTraceStreamBase(std::ostream *stream);
+    TTraceStreamBase(char const *fileName); // makes the directories before the last backslash
+
+    void SetStream(std::ostream &stream);
+    void SetStream(std::ostream *stream);
+
+private:
+    TTraceStreamBase(TTraceLock const &, std::ostream *stream, int owned);
+    TTraceStreamBase(TTraceLock const &, char const *fileName);
+
+    void Replace(std::ostream *stream, int owned);
+
+    std::int32_t fOwned = 0;
+    std::atomic<std::ostream *> fStream{nullptr}; // changed under fsFileMutex
+};
+
+class TUZUTIL_API TTraceStream : public TTrace {
+public:
+    TTraceStream();
+    TTraceStream(char const *fileName);
+    TTraceStream(std::ostream &stream, char const *selection = nullptr);
+    TTraceStream(std::ostream *stream, char const *selection = nullptr);
+    TTraceStream(TTraceStream const &) = default;
+    TTraceStream &operator=(TTraceStream const &) = default;
+    ~TTraceStream() override;
+
+    void SetStream(std::ostream &stream);
+    void SetStream(std::ostream *stream);
+
+private:
+    explicit TTraceStream(TTraceStreamBase *destination);
+
+    TTraceStreamBase *Destination();
+};
+
+// Lines for the debugger that watches the process; where the system has no such channel, for its log.
+class TUZUTIL_API TTraceWindowsDebugBase : public TTrace::Base {
+public:
+    ~TTraceWindowsDebugBase() override;
+
+    void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
+
+    // What takes a line, with its line end and a zero, in place of the debugger; null for the debugger. It must neither
+    // throw nor trace. Returns the former one, null for the debugger.
+    using TOutput = void (*)(char const *line);
+    static TOutput SetOutput(TOutput output) noexcept;
+
+protected:
+    friend class TTraceWindowsDebug;
+
+    TTraceWindowsDebugBase() = default;
+};
+
+class TUZUTIL_API TTraceWindowsDebug : public TTrace {
+public:
+    TTraceWindowsDebug();
+    TTraceWindowsDebug(TTraceWindowsDebug const &) = default;
+    TTraceWindowsDebug &operator=(TTraceWindowsDebug const &) = default;
+    ~TTraceWindowsDebug() override;
+};
+
+class TUZUTIL_API TTraceException {
+public:
+    // Class, group, ID, severity, texts (the newest first) and locations (the oldest first), on several lines; no line
+    // end behind the last.
+    static TString FormatException(TException const &exception);
+
+private:
+    TTraceException() = delete;
+};
+
+#endif

@@ -1,0 +1,7 @@
+#include "platform/platform.h"
+
+int platform::HoldCancellation() noexcept {
+    return 0;
+}
+
+void platform::ReleaseCancellation(int) noexcept {}

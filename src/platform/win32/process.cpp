@@ -1,0 +1,45 @@
+#include "platform/platform.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+
+namespace {
+
+constexpr std::size_t fsLongestOutput = 4000; // the channel to the debugger holds little more
+
+} // namespace
+
+std::uint32_t platform::ThreadId() noexcept {
+    return GetCurrentThreadId();
+}
+
+std::uint32_t platform::ProcessId() noexcept {
+    return GetCurrentProcessId();
+}
+
+bool platform::FindVariable(char const *name, std::string &value) {
+    // The runtime's copy first; it has not seen what was set by calls of the system, or by another runtime.
+    if (char const *const found = std::getenv(name)) {
+        value = found;
+        return true;
+    }
+    SetLastError(ERROR_SUCCESS);
+    DWORD size = GetEnvironmentVariableA(name, nullptr, 0);
+    while (size != 0) {
+        value.resize(size);
+        DWORD const length = GetEnvironmentVariableA(name, value.data(), size);
+        if (length < size) {
+            value.resize(length);
+            return length != 0 || GetLastError() != ERROR_ENVVAR_NOT_FOUND;
+        }
+        size = length; // it has grown meanwhile
+    }
+    return false;
+}
+
+void platform::DebuggerOutput(char const *text) {
+    std::string const whole(text);
+    for (std::size_t at = 0; at < whole.size(); at += fsLongestOutput)
+        OutputDebugStringA(whole.substr(at, fsLongestOutput).c_str());
+}

@@ -1,0 +1,228 @@
+#include "tuzutil/FACTORY.h"
+
+#include "platform/platform.h"
+#include "tuzutil/DIRECTRY.h"
+#include "tuzutil/TRACEP.h"
+#include "utility/ASCIICMP.h"
+#include "utility/LIBPATH.h"
+#include "utility/LOADING.h"
+#include "utility/RAISE.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+char const fsFile[] = "src/utility/FACTORY";
+char const fsEnding[] = ".dll";
+constexpr unsigned int fsLongestPath = 259;
+
+struct TLock : TMutexSemaphoreEntry {
+    TLock(TMutexSemaphore &mutex) : TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite) {}
+};
+
+[[noreturn]] void Fail(char const *text, char const *function, std::uint32_t line = __builtin_LINE()) {
+    Raise<TInvalidRequest>({TUtilityTraceCategory::Factory, fsFile, text, function, line});
+}
+
+TString Text(std::string_view text) {
+    return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
+}
+
+std::string_view View(TString const &text) noexcept {
+    char const *const chars = text;
+    return chars ? std::string_view(chars, text.length()) : std::string_view();
+}
+
+std::string_view LastPart(std::string_view name) noexcept {
+    return name.substr(name.rfind('\\') + 1);
+}
+
+// The first of the directories that has the library, with it; null where none has, or where the name gets too long.
+TString Search(TString const &directories, TString const &name) {
+    TString const file = LastPart(View(name)).find('.') == std::string_view::npos ? name + fsEnding : name;
+    std::string_view rest = View(directories);
+    while (!rest.empty()) {
+        std::string_view const directory = rest.substr(0, rest.find(';'));
+        rest.remove_prefix(std::min(directory.size() + 1, rest.size()));
+        if (directory.empty())
+            continue;
+        TString const path = TDirectory::Combine(Text(directory), file);
+        if (path.length() <= fsLongestPath && platform::IsFile(path))
+            return path;
+    }
+    return TString();
+}
+
+void *Open(TString const &name) {
+    TLoading loading;
+    void *const library = platform::OpenLibrary(name);
+    std::uint32_t const error = platform::LastError();
+    loading.Rethrow();
+    platform::SetLastError(error);
+    return library;
+}
+
+// The names that a library may have, one after another.
+void *OpenUnderAnyName(TString const &name) {
+    std::string_view const given = View(name);
+    std::size_t const dot = given.rfind('.');
+    if (dot != std::string_view::npos && asciicmp::IsEqual(Text(given.substr(dot)), TString(fsEnding)))
+        return Open(name);
+    void *library = Open(name + fsEnding);
+    if (library || !platform::nativeLibraryEnding)
+        return library;
+    std::uint32_t const error = platform::LastError();
+    TString const native = name + platform::nativeLibraryEnding;
+    std::size_t const path = given.size() - LastPart(given).size();
+    if ((library = Open(native)) == nullptr)
+        library = Open(Text(given.substr(0, path)) + "lib" + Text(View(native).substr(path)));
+    platform::SetLastError(error); // what is reported is that of the name that was asked for
+    return library;
+}
+
+} // namespace
+
+// Types
+
+TFactoryType::TFactoryType(char const *text) : TFactoryType(TString(text)) {}
+
+TFactoryType::TFactoryType(TString const &text) {
+    std::string_view const whole = View(text);
+    std::size_t const open = whole.find('[');
+    std::size_t const close = open == std::string_view::npos ? open : whole.find(']', open);
+    if (text.IsNull())
+        return;
+    fName = Text(whole.substr(0, open));
+    fDllName = close == std::string_view::npos ? fName : Text(whole.substr(open + 1, close - open - 1));
+}
+
+TFactoryType::TFactoryType(TFactoryType const &other)
+    : fName(Text(View(other.fName))), fDllName(Text(View(other.fDllName))) {}
+
+TFactoryType &TFactoryType::operator=(TFactoryType const &other) {
+    TFactoryType copy(other);
+    std::swap(fName, copy.fName);
+    std::swap(fDllName, copy.fDllName);
+    return *this;
+}
+
+bool TFactoryType::operator==(TFactoryType const &other) const noexcept {
+    return asciicmp::IsEqual(fName, other.fName);
+}
+
+bool TFactoryType::operator<(TFactoryType const &other) const noexcept {
+    return asciicmp::Compare(fName, other.fName) < 0;
+}
+
+// The registry
+
+class TFactoryEntry {
+public:
+    TFactoryEntry(TFactoryType const &type, void *factory) : fType(type), fFactory(factory) {}
+
+    TFactoryType const &Key() const noexcept { return fType; }
+    void *Factory() const noexcept { return fFactory; }
+
+private:
+    TFactoryType fType;
+    void *fFactory;
+};
+
+class TFactoryLoaderSet : public TKeySetOf<TFactoryEntry, TFactoryType> {};
+
+TFactoryLoaderBase::TFactoryLoaderBase()
+    : fMutex(std::make_unique<TMutexSemaphore>()), fRegistryMutex(std::make_unique<TMutexSemaphore>()),
+      fFactories(std::make_unique<TFactoryLoaderSet>()) {}
+
+TFactoryLoaderBase::~TFactoryLoaderBase() = default;
+
+void TFactoryLoaderBase::Add(TFactoryType const &type, void *factory) {
+    TLock const lock(*fRegistryMutex);
+    if (fFactories->FindKey(type))
+        Fail("Already defined", "TFactoryLoaderBase::Add(const TFactoryType&,void*)");
+    auto entry = std::make_unique<TFactoryEntry>(type, factory);
+    fFactories->Add(entry.get());
+    entry.release();
+}
+
+bool TFactoryLoaderBase::Register(TFactoryType const &type, void *factory) {
+    try {
+        Add(type, factory);
+        return true;
+    } catch (...) {
+        if (!TLoading::IsUnderWay())
+            throw;
+        TLoading::Keep(std::current_exception());
+        return false;
+    }
+}
+
+void TFactoryLoaderBase::Remove(TFactoryType const &type) {
+    TLock const lock(*fRegistryMutex);
+    std::unique_ptr<TFactoryEntry> const entry(fFactories->FindKey(type));
+    if (entry)
+        fFactories->Remove(entry.get());
+}
+
+void *TFactoryLoaderBase::Lookup(TFactoryType const &type) {
+    TLock const lock(*fRegistryMutex);
+    TFactoryEntry const *const entry = fFactories->FindKey(type);
+    return entry ? entry->Factory() : nullptr;
+}
+
+void *TFactoryLoaderBase::Find(TFactoryType const &type) {
+    TLock const lock(*fMutex);
+    if (void *const factory = Lookup(type))
+        return factory;
+    LoadDll(type);
+    void *const factory = Lookup(type);
+    if (!factory)
+        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Factory, fsFile, "Unable to find factory type %s",
+                           type.QueryName());
+    return factory;
+}
+
+void *TFactoryLoaderBase::Find(unsigned long index) {
+    TLock const lock(*fRegistryMutex);
+    TFactoryEntry const *const entry = fFactories->Find(index);
+    return entry ? entry->Factory() : nullptr;
+}
+
+// Libraries
+
+int TFactoryLoaderBase::LoadDll(TFactoryType const &type) {
+    TString const &name = type.QueryDllName();
+    if (name.length() == 0)
+        Fail("No dll name found", "TFactoryLoaderBase::LoadDll(const TFactoryType&)");
+    TString const path = Search(TLibpath::Copy(), name);
+    if (!path || LoadDll(static_cast<char const *>(path)) != 0)
+        LoadDll(static_cast<char const *>(name));
+    return 0;
+}
+
+int TFactoryLoaderBase::LoadDll(char const *name) {
+    if (OpenUnderAnyName(TString("") + name))
+        return 0;
+    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Factory, fsFile, "Unable to load Dll %s, rc=x%08X", name,
+                       platform::LastError());
+    return 1;
+}
+
+void TFactoryLoaderBase::AddLibpath(char const *directory) {
+    TLibpath::AddFirst(directory);
+}
+
+TString TLibpath::Copy() {
+    TLock const lock(fsMutex);
+    return Text(View(TFactoryLoaderBase::fsLibpath)); // with bytes of its own: this thread's
+}
+
+void TLibpath::AddFirst(char const *directory) {
+    TLock const lock(fsMutex);
+    TFactoryLoaderBase::fsLibpath = TString("") + directory + ";" + TFactoryLoaderBase::fsLibpath;
+}
+
+void TFactoryLoaderBase::ThrowSingletonException() {
+    Fail("Singleton Object", "TFactoryLoaderBase::ThrowSingletonException()");
+}

@@ -1,0 +1,38 @@
+#ifndef TUZUTIL_TRACECFG_H
+#define TUZUTIL_TRACECFG_H
+
+// What a trace configuration says: "destination,selection", with the destination as "keyword(argument)" and the
+// selection as "levels,components,default,categories".
+
+#include "tuzutil/TRACE.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+struct TTraceConfiguration {
+    explicit TTraceConfiguration(std::string_view text);
+
+    std::string keyword;
+    std::string argument;
+    std::string selection;
+};
+
+// A selection that cannot be applied: why, and which part of it from which character on, counted from 0.
+struct TTraceSelectionFault {
+    char const *text; // null: it was applied
+    std::size_t position;
+    std::size_t length;
+};
+
+// Applies a selection to a destination, up to the first fault.
+TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_view selection);
+
+// Opens what a configuration names, or what the variable of the environment holds that it names. The selection that
+// goes with the destination is left in `configuration`. Null where there is no destination.
+TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration);
+
+// The destination that NUV_TRACE_STARTUP asks for. What is wrong with it is said on standard error, in one line.
+TTrace OpenStartupTrace() noexcept;
+
+#endif

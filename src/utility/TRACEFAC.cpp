@@ -1,0 +1,29 @@
+#include "tuzutil/TRACEFAC.h"
+
+#include "tuzutil/PURETRAP.h"
+
+#include <mutex>
+
+TTraceFactory::TTraceFactory(TFactoryType const &type) : TFactory(type) {}
+
+TTraceFactory::~TTraceFactory() = default;
+
+TTrace TTraceFactory::CreateTrace(char const *) {
+    TPureCall::Trap();
+    return TTrace();
+}
+
+TFactoryLoader<TTraceFactory> *TTraceFactory::GetLoader() {
+    return TTraceFactoryLoader::GetInstance();
+}
+
+TTraceFactoryLoader::TTraceFactoryLoader() = default;
+
+TTraceFactoryLoader::~TTraceFactoryLoader() = default;
+
+TTraceFactoryLoader *TTraceFactoryLoader::GetInstance() {
+    // Never deleted: factories of libraries take leave of it when the process takes them down.
+    static std::once_flag fsOnce;
+    std::call_once(fsOnce, [] { fsOnlyInstance = new TTraceFactoryLoader; });
+    return fsOnlyInstance;
+}

@@ -1,0 +1,46 @@
+#include "tuzutil/TRACESHF.h"
+
+#include "utility/TRACEFIL.h"
+#include "utility/TRACELCK.h"
+#include "utility/TRACEREC.h"
+
+namespace {
+
+// One for all shared trace files of the session: programs of any version take turns by it.
+char const fsMutexName[] = "kelvoTraceFile";
+
+} // namespace
+
+TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName) : TTraceSharedFileBase(TTraceLock(), fileName) {}
+
+TTraceSharedFileBase::TTraceSharedFileBase(TTraceLock const &, char const *fileName) : fFileName(fileName) {
+    // A lock that cannot be made says so in a trace entry, which reaches this destination too: it has no stream yet.
+    auto mutex = std::make_unique<TMutexSemaphore>(fsMutexName);
+    TMutexSemaphoreEntry const entry(*mutex, TMutexSemaphore::fsInfinite); // nobody else may open or empty it now
+    fStream = std::make_unique<TTraceFileStream>(fileName ? fileName : "", TTraceFileStream::shared);
+    fFileMutex = std::move(mutex);
+}
+
+TTraceSharedFileBase::~TTraceSharedFileBase() {
+    Unlink();
+}
+
+void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) const {
+    prefix = TTracePrefix(TTracePrefix::process, level).Text();
+}
+
+void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
+    if (!fStream || !fFileMutex)
+        return;
+    TTraceRecord const record(TTracePrefix::process, level, message);
+    TMutexSemaphoreEntry const entry(*fFileMutex, TMutexSemaphore::fsInfinite);
+    fStream->clear(); // what was wrong with an earlier record may be over
+    fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // at the end of the file, at once
+    fStream->flush();
+}
+
+TTraceSharedFile::TTraceSharedFile(char const *fileName) {
+    QueryPointer() = TTrace::Pointer(new TTraceSharedFileBase(fileName));
+}
+
+TTraceSharedFile::~TTraceSharedFile() = default;

@@ -1,0 +1,144 @@
+#include "tuzutil/TRACESTR.h"
+
+#include "platform/platform.h"
+#include "tuzutil/DIRECTRY.h"
+#include "utility/TRACEFIL.h"
+#include "utility/TRACELCK.h"
+#include "utility/TRACEREC.h"
+
+#include <atomic>
+#include <memory>
+#include <ostream>
+
+namespace {
+
+constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
+
+// The lock that keeps lines whole.
+struct TFileLock : TMutexSemaphoreEntry {
+    TFileLock() : TMutexSemaphoreEntry(TTraceStreamBase::fsFileMutex, TMutexSemaphore::fsInfinite) {}
+};
+
+// The directory of a file is there, or has been made.
+bool HasDirectory(TString const &fileName) {
+    unsigned int const separator = fileName.lastIndexOf('\\');
+    return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
+}
+
+TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
+    return destination.QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter;
+}
+
+} // namespace
+
+// The destination on a stream
+
+TTraceStreamBase::TTraceStreamBase() : TTraceStreamBase(TTraceLock(), nullptr, 0) {}
+
+TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(TTraceLock(), &stream, 0) {}
+
+TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(TTraceLock(), stream, 1) {}
+
+TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(TTraceLock(), fileName) {}
+
+TTraceStreamBase::TTraceStreamBase(TTraceLock const &, std::ostream *stream, int owned)
+    : fOwned(owned), fStream(stream) {}
+
+TTraceStreamBase::TTraceStreamBase(TTraceLock const &lock, char const *fileName) : TTraceStreamBase(lock, nullptr, 1) {
+    // From here on this destination is heard, by what its own directory writes, too: it has no stream yet.
+    if (fileName && HasDirectory(fileName))
+        fStream = new TTraceFileStream(fileName, TTraceFileStream::exclusive);
+}
+
+TTraceStreamBase::~TTraceStreamBase() {
+    TTraceLock const lock;
+    Unlink();
+    Replace(nullptr, 0);
+}
+
+void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
+    std::unique_ptr<std::ostream> former; // a stream may do anything when it goes, but not under the lock
+    TFileLock const lock;
+    if (fOwned)
+        former.reset(fStream);
+    fStream = stream;
+    fOwned = owned;
+}
+
+void TTraceStreamBase::SetStream(std::ostream &stream) {
+    Replace(&stream, 0);
+}
+
+void TTraceStreamBase::SetStream(std::ostream *stream) {
+    Replace(stream, 1);
+}
+
+void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
+    if (!fStream)
+        return;
+    TTraceRecord const record(FormOf(*this), level, message);
+    TFileLock const lock;
+    std::ostream *const stream = fStream; // may have been replaced meanwhile
+    if (!stream)
+        return;
+    stream->clear(); // what was wrong with an earlier record may be over
+    stream->write(record.Text(), static_cast<std::streamsize>(record.Length()));
+    stream->flush();
+}
+
+TTraceStream::TTraceStream(TTraceStreamBase *destination) {
+    QueryPointer() = TTrace::Pointer(destination);
+}
+
+TTraceStream::TTraceStream() : TTraceStream(new TTraceStreamBase) {}
+
+TTraceStream::TTraceStream(char const *fileName) : TTraceStream(new TTraceStreamBase(fileName)) {}
+
+TTraceStream::TTraceStream(std::ostream &stream, char const *selection) : TTraceStream(new TTraceStreamBase(stream)) {
+    TTrace::ParseTraceString(selection);
+}
+
+TTraceStream::TTraceStream(std::ostream *stream, char const *selection) : TTraceStream(new TTraceStreamBase(stream)) {
+    TTrace::ParseTraceString(selection);
+}
+
+TTraceStream::~TTraceStream() = default;
+
+// The handle may have been given another destination.
+TTraceStreamBase *TTraceStream::Destination() {
+    return dynamic_cast<TTraceStreamBase *>(QueryPointer().Pointer());
+}
+
+void TTraceStream::SetStream(std::ostream &stream) {
+    if (TTraceStreamBase *const destination = Destination())
+        destination->SetStream(stream);
+}
+
+void TTraceStream::SetStream(std::ostream *stream) {
+    if (TTraceStreamBase *const destination = Destination())
+        destination->SetStream(stream);
+    else
+        delete stream;
+}
+
+// The debugger
+
+TTraceWindowsDebugBase::~TTraceWindowsDebugBase() {
+    Unlink();
+}
+
+void TTraceWindowsDebugBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
+    TTraceRecord const record(FormOf(*this), level, message);
+    TOutput const output = fsOutput.load(std::memory_order_acquire);
+    (output ? output : platform::DebuggerOutput)(record.Text());
+}
+
+TTraceWindowsDebugBase::TOutput TTraceWindowsDebugBase::SetOutput(TOutput output) noexcept {
+    return fsOutput.exchange(output, std::memory_order_acq_rel);
+}
+
+TTraceWindowsDebug::TTraceWindowsDebug() {
+    QueryPointer() = TTrace::Pointer(new TTraceWindowsDebugBase);
+}
+
+TTraceWindowsDebug::~TTraceWindowsDebug() = default;

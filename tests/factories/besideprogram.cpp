@@ -1,0 +1,3 @@
+#include "counting.h"
+
+static TNumberedFactory fsFactory("besideprogram", 0x10000002);

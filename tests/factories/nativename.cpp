@@ -1,0 +1,3 @@
+#include "counting.h"
+
+static TNumberedFactory fsFactory("nativename", 0x10000004);

@@ -1,0 +1,3 @@
+#include "counting.h"
+
+static TNumberedFactory fsFactory("oddending", 0x10000003);

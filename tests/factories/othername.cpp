@@ -1,0 +1,3 @@
+#include "counting.h"
+
+static TNumberedFactory fsFactory("anothername", 0x10000005);

@@ -1,0 +1,163 @@
+#include "support/TempFolder.h"
+#include "tuzutil/TRACESHF.h"
+#include "tuzutil/TRACESTR.h"
+#include "tuzutil/TXTMSG.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdarg>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+TTrace::Category const fsCategory(1, "TraceFileTest");
+
+void Entry(std::string const &text) {
+    TTextMessage message("%s", TagVar(text.c_str()));
+    message.SetDebugging("f", 1);
+    TTrace::WriteEntry(TTrace::error, fsCategory, message);
+}
+
+std::string Content(std::filesystem::path const &path) {
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// Files may not grow beyond a size, as on a full disk.
+class TSizeLimit {
+public:
+    explicit TSizeLimit(rlim_t size) : fSignal(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &fFormer);
+        rlimit const limit{size, fFormer.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~TSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &fFormer);
+        std::signal(SIGXFSZ, fSignal);
+    }
+
+private:
+    rlimit fFormer;
+    void (*fSignal)(int);
+};
+
+std::vector<std::pair<int, std::string>> fsLogged;
+
+} // namespace
+
+// Takes the place of the system's log.
+extern "C" __attribute__((visibility("default"))) void syslog(int priority, char const *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    char text[1000];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    fsLogged.emplace_back(priority, text);
+}
+
+TEST(TTraceWindowsDebug, WithoutDebuggersWritesToTheSystemsLog) {
+    TTraceWindowsDebug trace;
+    trace.SetDisplayPrefix(0);
+    Entry("100%d of it");
+    ASSERT_EQ(fsLogged.size(), 1u);
+    EXPECT_EQ(fsLogged[0].first, LOG_USER | LOG_DEBUG);
+    EXPECT_EQ(fsLogged[0].second, "E [f:1] 100%d of it\n");
+}
+
+TEST(TraceFile, WithoutRoomLosesTheRecordAndEndsItsLine) {
+    TTempFolder const folder;
+    TTraceStream trace(folder.Name("trace.log").c_str());
+    trace.SetDisplayPrefix(0);
+    Entry("one");
+    {
+        TSizeLimit const limit(20);
+        Entry("this one is cut");
+        Entry("this one does not fit at all");
+    }
+    Entry("two");
+    EXPECT_EQ(Content(folder.Native("trace.log")), "E [f:1] one\nE [f:1] \nE [f:1] two\n");
+}
+
+TEST(TTraceSharedFile, WithoutRoomLosesTheRecordAndEndsItsLine) {
+    TTempFolder const folder;
+    TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+    Entry("one");
+    std::size_t const size = Content(folder.Native("trace.log")).size();
+    {
+        TSizeLimit const limit(size + 5);
+        Entry("this one is cut");
+    }
+    Entry("two");
+    std::string const text = Content(folder.Native("trace.log"));
+    EXPECT_TRUE(std::regex_match(text, std::regex("[^\n]* one\n\\d\\d/\\d\\d\n[^\n]* two\n"))) << text;
+}
+
+TEST(TraceFile, ADeviceThatTakesNothingIsNoError) {
+    TTraceStream const full("\\dev\\full");
+    TTraceSharedFile const shared("\\dev\\full");
+    std::ostringstream out;
+    TTraceStream behind(out);
+    behind.SetDisplayPrefix(0);
+    Entry("text");
+    EXPECT_EQ(out.str(), "E [f:1] text\n");
+}
+
+TEST(TTraceSharedFile, AForkedChildWritesAsItself) {
+    TTempFolder const folder;
+    TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        while (!done)
+            Entry("thread");
+    });
+    constexpr int children = 20, records = 50;
+    std::vector<pid_t> pids;
+    for (int i = 0; i < children; ++i) {
+        pid_t const child = ::fork();
+        if (child == 0) {
+            ::alarm(20);
+            for (int j = 0; j < records; ++j)
+                Entry("child " + std::to_string(i));
+            ::_exit(0);
+        }
+        pids.push_back(child);
+        Entry("parent");
+    }
+    for (pid_t const child : pids) {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    done = true;
+    writer.join();
+
+    std::regex const form("[0-9/:.-]{17} ([0-9A-F]{8}):([0-9A-F]{8}) E \\[f:1\\] (thread|parent|child (\\d+))");
+    std::vector<int> seen(children);
+    int parents = 0;
+    std::istringstream in(Content(folder.Native("trace.log")));
+    for (std::string line; std::getline(in, line);) {
+        std::smatch match;
+        ASSERT_TRUE(std::regex_match(line, match, form)) << line;
+        bool const isChild = match[4].matched;
+        pid_t const expected = isChild ? pids[static_cast<std::size_t>(std::stoi(match[4]))] : ::getpid();
+        EXPECT_EQ(static_cast<pid_t>(std::stoul(match[1], nullptr, 16)), expected);
+        if (isChild) {
+            ++seen[static_cast<std::size_t>(std::stoi(match[4]))];
+            EXPECT_EQ(match[2], match[1]); // its only thread
+        }
+        parents += match[3] == "parent";
+    }
+    EXPECT_EQ(seen, std::vector<int>(children, records));
+    EXPECT_EQ(parents, children);
+}

@@ -1,0 +1,92 @@
+#!/usr/bin/env python3
+"""check_trace.py PROGRAM MODULE [EMULATOR]: runs the program with one NUV_TRACE_STARTUP after another and compares
+what it writes to standard error, or to its trace file, with what it must."""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+program, module = sys.argv[1:3]
+emulator = sys.argv[3:4]
+VARIABLE = "NUV_TRACE_STARTUP"
+
+
+def run(value, mode="lines", folder=None):
+    environment = {key: text for key, text in os.environ.items() if not key.startswith("NUV_TRACE")}
+    if value is not None:
+        environment[VARIABLE] = value
+    result = subprocess.run([*emulator, program, mode, module], capture_output=True, timeout=60, check=False,
+                            env=environment, cwd=folder)
+    out, err = (text.decode(errors="replace").replace("\r\n", "\n") for text in (result.stdout, result.stderr))
+    assert result.returncode == 0, (value, result.returncode, out, err)
+    assert out == "main ran\n", (value, out)
+    return err.splitlines()
+
+
+def entries(*whats):
+    return [f"E [traced.cpp:1] {what} 0" for what in whats]
+
+
+ALL = entries("built", "main", "at exit", "destroyed")
+
+# From the first static object to the last, and not at all.
+assert run(None) == []
+assert run("") == []
+assert run("stderr") == ALL, run("stderr")
+assert run("stderr,er,Protocol") == ALL
+assert run("stderr,er,Protocol,0,Traced") == []  # the program's categories come later
+assert run("stderr,wa") == []
+assert run("stderr,er,Game") == []
+
+# What is wrong is said in one line, and never ends the program.
+for value, line in {
+        "stderr,zz": '{}: Unknown level specified: "zz" at character 1 of "zz"',
+        "stderr,wa+er+e": '{}: Unknown level specified: "e" at character 7 of "wa+er+e"',
+        "stderr,error,Game": '{}: Unknown level specified: "ro" at character 3 of "error,Game"',
+        "stderr,er,Protocol,17": '{}: Invalid default specified: "17" at character 13 of "er,Protocol,17"',
+        "stderr,er,,2,Trace": '{}: Invalid default specified: "2" at character 5 of "er,,2,Trace"',
+        "stderr,\x07\x1b": '{}: Unknown level specified: "??" at character 1 of "??"',
+}.items():
+    assert run(value) == [line.format(VARIABLE), *ALL], (value, run(value))
+for keyword in ("kind[]", "["):
+    assert run(keyword + "(argument),er") == [f'{VARIABLE}: No dll name found: "{keyword}"'], run(keyword)
+for value in ("nosuchkind", "nosuchkind(argument),er", ",er", "(", "win", "env(NOBODY)", f"env({VARIABLE})", ","):
+    assert run(value) == [], (value, run(value))
+run("er" * 10000)
+run("(" * 10000)
+run("stderr," + "+" * 10000)
+
+with tempfile.TemporaryDirectory() as folder:
+    name = os.path.join(folder, "trace.log")
+    native = "Z:" + name.replace("/", "\\") if emulator else name
+
+    def traced():
+        with open(name, encoding="utf-8") as file:
+            lines = file.read().splitlines()
+        os.remove(name)
+        return lines
+
+    for keyword in ("file", "shfile"):
+        assert run(f"{keyword}({native})") == []
+        lines = traced()
+        texts = [re.fullmatch(r"[0-9/:.-]+ [0-9A-F:]+ (.*)", line)[1] for line in lines]
+        assert texts == ALL, lines
+
+        # A library that is loaded later is heard too.
+        assert run(f"{keyword}({native})", mode="module") == []
+        lines = traced()
+        assert any("module built" in line for line in lines), lines
+        assert lines[-1].endswith("destroyed 0") or "module destroyed" in lines[-1], lines
+
+        # Threads that write while the program ends neither hold it up nor bring it down, and leave no half line.
+        for _ in range(10):
+            assert run(f"{keyword}({native})", mode="threads") == []
+            lines = traced()
+            assert len(lines) >= 100, len(lines)
+            for line in lines:
+                assert re.fullmatch(r"[0-9/:.-]+ [0-9A-F:]+ E \[traced.cpp:1\] [a-z ]+ \d", line), line
+
+    # A file that cannot be made is nobody's trouble.
+    assert run(f"file({native}\\below\\trace.log)" if emulator else "file(/proc/none/trace.log)") == []

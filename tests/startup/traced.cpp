@@ -1,0 +1,65 @@
+// traced MODE [MODULE]: a program that traces wherever the environment says. It prints "main ran" last.
+//   lines    one entry each from a static constructor, main(), a function that runs at exit, and a static destructor
+//   module   the same with MODULE loaded, which traces too
+//   threads  threads that still write entries while the program ends
+
+#include "startup/objects.h"
+
+#include "tuzutil/TRACEP.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#if defined(_WIN32)
+#include <windows.h>
+static bool Load(char const *path) {
+    return LoadLibraryA(path) != nullptr;
+}
+#else
+#include <dlfcn.h>
+static bool Load(char const *path) {
+    return dlopen(path, RTLD_NOW) != nullptr;
+}
+#endif
+
+namespace {
+
+// Not destroyed: threads use it to the end.
+TTrace::Category const &fsCategory = *new TTrace::Category(8, "Traced");
+
+void Say(char const *what, int number = 0) {
+    TTracePoint::Write(TTrace::error, fsCategory, {"traced.cpp", 1}, "%s %d", what, number);
+}
+
+struct TFirst {
+    TFirst() { Say("built"); }
+    ~TFirst() { Say("destroyed"); }
+} fsFirst;
+
+void StartThreads() {
+    static std::atomic<int> begun{0};
+    for (int i = 0; i < 4; ++i)
+        std::thread([i] {
+            for (;; ++begun)
+                Say("thread", i);
+        }).detach();
+    while (begun < 100)
+        std::this_thread::yield();
+}
+
+} // namespace
+
+int main(int count, char **arguments) {
+    std::string const mode = count > 1 ? arguments[1] : "";
+    std::atexit([] { Say("at exit"); });
+    Say("main");
+    if (mode == "module" && !Load(arguments[2]))
+        return 1;
+    if (mode == "threads")
+        StartThreads();
+    std::printf("main ran\n");
+    return 0;
+}
