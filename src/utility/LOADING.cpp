@@ -2,7 +2,19 @@
 
 #include <utility>
 
-constinit thread_local TLoading *TLoading::fsInnermost = nullptr;
+static constinit thread_local TLoading *fsInnermost = nullptr; // the load that this thread is in, if any
+
+TLoading::TLoading() noexcept : fOuter(fsInnermost) {
+    fsInnermost = this;
+}
+
+TLoading::~TLoading() {
+    fsInnermost = fOuter;
+}
+
+bool TLoading::IsUnderWay() noexcept {
+    return fsInnermost != nullptr;
+}
 
 void TLoading::Keep(std::exception_ptr failure) noexcept {
     if (!fsInnermost->fFailure)

@@ -16,12 +16,12 @@
 // One load, on this thread, for as long as the object lives. Loads may stand in one another.
 class TLoading {
 public:
-    TLoading() noexcept : fOuter(fsInnermost) { fsInnermost = this; }
+    TLoading() noexcept;
     TLoading(TLoading const &) = delete;
     TLoading &operator=(TLoading const &) = delete;
-    ~TLoading() { fsInnermost = fOuter; }
+    ~TLoading();
 
-    static bool IsUnderWay() noexcept { return fsInnermost != nullptr; }
+    static bool IsUnderWay() noexcept;
     // The first one counts. REQUIRES: a load is under way.
     static void Keep(std::exception_ptr failure) noexcept;
 
@@ -29,8 +29,6 @@ public:
     void Rethrow();
 
 private:
-    static thread_local TLoading *fsInnermost;
-
     TLoading *const fOuter;
     std::exception_ptr fFailure;
 };
