@@ -7,7 +7,7 @@
 #include "utility/LAUNCH.h"
 
 #include <cassert>
-#include <cxxabi.h>
+#include <exception>
 
 namespace {
 
@@ -111,11 +111,11 @@ int TThread::RunBody(void *started) {
         platform::PostEvent(started);
     try {
         fResult.store(Run(), std::memory_order_release);
-    } catch (abi::__forced_unwind const &) { // the system's, on its way to end the thread
-        throw;
     } catch (TException const &problem) {
         TraceEscaped(problem);
     } catch (...) {
+        if (!std::current_exception()) // none of the language's: the system's, on its way to end the thread
+            throw;
         TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Utility, fsFile, "Caught unknown exception");
     }
     return QueryResult();

@@ -1,0 +1,201 @@
+#include "tuzutil/TMPSTRM.h"
+
+#include "platform/platform.h"
+#include "tuzutil/PURETRAP.h"
+#include "tuzutil/TRACEP.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace {
+
+char const fsFile[] = "src/utility/TMPSTRM";
+// The lines that the entries carry.
+constexpr unsigned long fsNotOpened = 246;
+constexpr unsigned long fsOpened = 250;
+
+} // namespace
+
+// The temporary file.
+class TTempStreamBuf::TFile {
+public:
+    explicit TFile(int &error) noexcept : fFile(platform::OpenTempFile(error)) {}
+    TFile(TFile const &) = delete;
+    TFile &operator=(TFile const &) = delete;
+    ~TFile() {
+        if (IsOpen())
+            platform::CloseTempFile(fFile);
+    }
+
+    bool IsOpen() const noexcept { return fFile != platform::noTempFile; }
+    std::size_t Read(char *bytes, std::size_t count) const noexcept {
+        return platform::ReadTempFile(fFile, bytes, count);
+    }
+    std::size_t Write(char const *bytes, std::size_t count) const noexcept {
+        return platform::WriteTempFile(fFile, bytes, count);
+    }
+    std::int64_t Seek(std::int64_t offset, platform::TFileOrigin origin) const noexcept {
+        return platform::SeekTempFile(fFile, offset, origin);
+    }
+
+private:
+    platform::TTempFile fFile;
+};
+
+TTempStreamTest::TTempStreamTest() = default;
+
+TTempStreamTest::~TTempStreamTest() = default;
+
+int TTempStreamTest::Test(TTempStreamBuf *) {
+    return TPureCall::Trap();
+}
+
+TTempStreamBuf::TTempStreamBuf(char const *name, TReference<TTempStreamTest> test)
+    : fTest(std::move(test)), fName(name) {}
+
+TTempStreamBuf::TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test)
+    : TMemStreamBuf(blockSize), fTest(std::move(test)), fName(name) {}
+
+TTempStreamBuf::~TTempStreamBuf() = default;
+
+// Asked before a block is added, when all blocks tell what is in them.
+int TTempStreamBuf::extend() {
+    if (fFile)
+        return 0;
+    if (!NeedsBlock())
+        return TMemStreamBuf::extend();
+    TMemStreamBuf::sync();
+    return fTest && fTest->Test(this) ? MoveToFile() : TMemStreamBuf::extend();
+}
+
+// Until everything stands in the file, the blocks stay as they are; a file that is not used goes at once.
+int TTempStreamBuf::MoveToFile() {
+    int error = 0;
+    std::unique_ptr<TFile> file(new (std::nothrow) TFile(error));
+    if (!file || !file->IsOpen()) {
+        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::MemStream, {fsFile, fsNotOpened},
+                           "Unable to open temp file, error=%d(%s)", error, platform::RuntimeErrorText(error));
+        return traits_type::eof();
+    }
+    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::MemStream, {fsFile, fsOpened}, "Opened temp file");
+    if (!CopyTo(*file))
+        return traits_type::eof();
+    fFileBuffer.reset(new (std::nothrow) char[FileBufferSize()]);
+    if (!fFileBuffer)
+        return traits_type::eof();
+    fFile = std::move(file);
+    DeleteBuffer();
+    ResetAreas();
+    return 0;
+}
+
+bool TTempStreamBuf::CopyTo(TFile const &file) const {
+    for (TMemStreamBuffer const *block = QueryFirstBuffer(); block; block = block->QueryNext()) {
+        if (file.Write(block->QueryData(), block->QueryUsed()) != block->QueryUsed())
+            return false;
+    }
+    return true;
+}
+
+// Two areas at least.
+std::size_t TTempStreamBuf::FileBufferSize() const noexcept {
+    return std::max(QueryAllocSize(), 2ul);
+}
+
+void TTempStreamBuf::ResetAreas() noexcept {
+    char *const buffer = fFileBuffer.get();
+    setg(buffer, buffer, buffer);
+    setp(buffer + FileBufferSize() / 2, buffer + FileBufferSize());
+}
+
+// What the file does not take goes on waiting.
+bool TTempStreamBuf::FlushToFile() noexcept {
+    auto const waiting = static_cast<std::size_t>(pptr() - pbase());
+    std::size_t const written = waiting ? fFile->Write(pbase(), waiting) : 0;
+    std::size_t const left = waiting - written;
+    std::memmove(pbase(), pbase() + written, left);
+    setp(pbase(), epptr());
+    pbump(static_cast<int>(left));
+    return left == 0;
+}
+
+std::streambuf::int_type TTempStreamBuf::overflow(int_type c) {
+    if (!fFile)
+        return TMemStreamBuf::overflow(c);
+    if (!FlushToFile())
+        return traits_type::eof();
+    if (traits_type::eq_int_type(c, traits_type::eof()))
+        return 0;
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+    return c;
+}
+
+std::streambuf::int_type TTempStreamBuf::underflow() {
+    if (!fFile)
+        return TMemStreamBuf::underflow();
+    if (gptr() < egptr())
+        return traits_type::to_int_type(*gptr());
+    char *const buffer = fFileBuffer.get();
+    std::size_t const count = fFile->Read(buffer, FileBufferSize() / 2);
+    if (count == 0)
+        return traits_type::eof();
+    setg(buffer, buffer, buffer + count);
+    return traits_type::to_int_type(*gptr());
+}
+
+int TTempStreamBuf::sync() {
+    if (!fFile)
+        return TMemStreamBuf::sync();
+    if (overflow(traits_type::eof()) == traits_type::eof())
+        return traits_type::eof();
+    ResetAreas();
+    return 0;
+}
+
+std::streambuf::pos_type TTempStreamBuf::seekoff(off_type offset, std::ios_base::seekdir direction,
+                                                 std::ios_base::openmode mode) {
+    if (!fFile)
+        return TMemStreamBuf::seekoff(offset, direction, mode);
+    pos_type const failure(off_type(-1));
+    if (sync() != 0)
+        return failure;
+    switch (direction) {
+    case std::ios_base::beg: return fFile->Seek(offset, platform::TFileOrigin::start);
+    case std::ios_base::cur: return fFile->Seek(offset, platform::TFileOrigin::current);
+    case std::ios_base::end: return fFile->Seek(offset, platform::TFileOrigin::end);
+    default: return failure;
+    }
+}
+
+unsigned long TTempStreamBuf::WriteTo(std::ostream &to) {
+    if (!fFile)
+        return TMemStreamBuf::WriteTo(to);
+    std::int64_t const position = sync() == 0 ? fFile->Seek(0, platform::TFileOrigin::current) : -1;
+    if (position < 0 || to.rdbuf() == this) {
+        to.setstate(std::ios_base::failbit);
+        return 0;
+    }
+    char *const buffer = fFileBuffer.get(); // all of it: both areas are empty
+    std::uint64_t total = 0;
+    while (std::size_t const count = fFile->Read(buffer, FileBufferSize())) {
+        if (!to.write(buffer, static_cast<std::streamsize>(count)))
+            break;
+        total += count;
+    }
+    fFile->Seek(position, platform::TFileOrigin::start);
+    return Told(total);
+}
+
+TTempStream::TTempStream(char const *name, TReference<TTempStreamTest> test) : fTempBuf(name, std::move(test)) {
+    std::ios::rdbuf(&fTempBuf);
+}
+
+TTempStream::TTempStream(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test)
+    : fTempBuf(blockSize, name, std::move(test)) {
+    std::ios::rdbuf(&fTempBuf);
+}
+
+TTempStream::~TTempStream() = default;

@@ -1,0 +1,153 @@
+#ifndef TUZUTIL_TESTS_MEMSTREAM_MODEL_H
+#define TUZUTIL_TESTS_MEMSTREAM_MODEL_H
+
+// What memory and temporary streams do, byte by byte: the plainest way to say their rules.
+
+#include <algorithm>
+#include <cstdint>
+#include <ios>
+#include <string>
+
+// In memory. All blocks but the last are full; a place is a block and an offset in it, which may be the block's end.
+class TMemoryModel {
+public:
+    explicit TMemoryModel(std::size_t blockSize) : fSize(blockSize) {}
+
+    // Whether writing a byte takes a block that is not there.
+    bool NeedsBlock() const { return fBlocks == 0 || (fPut.offset == fSize && fPut.block + 1 == fBlocks); }
+
+    void Write(char byte) {
+        if (NeedsBlock())
+            fPut = {fBlocks++, 0};
+        else if (fPut.offset == fSize)
+            fPut = {fPut.block + 1, 0};
+        std::size_t const at = fPut.block * fSize + fPut.offset++;
+        if (at == data.size())
+            data += byte;
+        else
+            data[at] = byte;
+    }
+
+    int Read() {
+        if (!fHasRead || fGet.offset == Used(fGet.block)) {
+            std::size_t const next = fHasRead ? fGet.block + 1 : 0;
+            if (next >= fBlocks)
+                return -1;
+            fGet = {next, 0};
+            fHasRead = true;
+        }
+        return static_cast<unsigned char>(data[fGet.block * fSize + fGet.offset++]);
+    }
+
+    std::int64_t Seek(std::int64_t offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) {
+        if (fBlocks == 0)
+            return 0;
+        std::uint64_t start = 0;
+        if (direction == std::ios_base::end)
+            start = data.size();
+        else if (direction == std::ios_base::cur && fHasRead && (mode & std::ios_base::in))
+            start = fGet.block * fSize + fGet.offset;
+        else if (direction == std::ios_base::cur && fHasRead && (mode & std::ios_base::out))
+            start = fGet.block * fSize + fPut.offset;
+        else if (direction == std::ios_base::cur && fHasRead)
+            start = fGet.block * fSize;
+        std::uint64_t const amount =
+            offset < 0 ? -static_cast<std::uint64_t>(offset) : static_cast<std::uint64_t>(offset);
+        auto const position = static_cast<std::size_t>(std::min<std::uint64_t>(start + amount, data.size()));
+        TPlace place = {position / fSize, position % fSize};
+        if (place.block == fBlocks)
+            place = {fBlocks - 1, fSize};
+        if (mode & std::ios_base::in) {
+            fGet = place;
+            fHasRead = true;
+        }
+        if (mode & std::ios_base::out)
+            fPut = place;
+        return static_cast<std::int64_t>(position);
+    }
+
+    std::string data;
+
+private:
+    struct TPlace {
+        std::size_t block;
+        std::size_t offset;
+    };
+
+    std::size_t Used(std::size_t block) const { return std::min(fSize, data.size() - block * fSize); }
+
+    std::size_t fSize;
+    std::size_t fBlocks = 0;
+    TPlace fPut = {0, 0};
+    TPlace fGet = {0, 0};
+    bool fHasRead = false;
+};
+
+// In a file: one position, what waits to be written, what was read ahead.
+class TFileModel {
+public:
+    TFileModel(std::size_t bufferSize, std::string content)
+        : fAhead(bufferSize / 2), fBehind(bufferSize - bufferSize / 2), data(std::move(content)), fAt(data.size()) {}
+
+    void Write(char byte) {
+        if (fWaiting.size() == fBehind)
+            Flush();
+        fWaiting += byte;
+    }
+
+    int Read() {
+        if (fUnread.empty()) {
+            fUnread = fAt < data.size() ? data.substr(fAt, fAhead) : "";
+            fAt += fUnread.size();
+        }
+        if (fUnread.empty())
+            return -1;
+        auto const byte = static_cast<unsigned char>(fUnread[0]);
+        fUnread.erase(0, 1);
+        return byte;
+    }
+
+    void Sync() {
+        Flush();
+        fUnread.clear();
+    }
+
+    std::int64_t Seek(std::int64_t offset, std::ios_base::seekdir direction) {
+        Sync();
+        auto const start = static_cast<std::int64_t>(direction == std::ios_base::beg   ? 0
+                                                     : direction == std::ios_base::end ? data.size()
+                                                                                       : fAt);
+        if (start + offset < 0)
+            return -1;
+        fAt = static_cast<std::size_t>(start + offset);
+        return start + offset;
+    }
+
+    std::string Rest() {
+        Sync();
+        return fAt < data.size() ? data.substr(fAt) : "";
+    }
+
+private:
+    void Flush() {
+        if (fWaiting.empty())
+            return;
+        data.resize(std::max(data.size(), fAt + fWaiting.size()));
+        data.replace(fAt, fWaiting.size(), fWaiting);
+        fAt += fWaiting.size();
+        fWaiting.clear();
+    }
+
+    std::size_t fAhead;
+    std::size_t fBehind;
+
+public:
+    std::string data;
+
+private:
+    std::size_t fAt;
+    std::string fWaiting;
+    std::string fUnread;
+};
+
+#endif

@@ -1,0 +1,171 @@
+// Temporary streams over files that fail: this program has its own copy of them, above files that the tests direct.
+
+#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
+#define tuzutil_EXPORTS // the copy is this program's own
+#endif
+
+#include "utility/TMPSTRM.cpp"
+
+#include "support/CaptureTrace.h"
+
+#include <sstream>
+
+namespace {
+
+// The one file, and what it is to do.
+struct File {
+    std::string content;
+    std::size_t position = 0;
+    std::size_t room = 0; // for how many bytes
+    bool canOpen = true;
+    bool canSeek = true;
+    int opened = 0;
+    int closed = 0;
+};
+
+File fsOnly;
+
+class TAtMost : public TTempStreamTest {
+public:
+    explicit TAtMost(int blocks) : fBlocks(blocks) {}
+    int Test(TTempStreamBuf *) override { return fBlocks-- <= 0; }
+
+private:
+    int fBlocks;
+};
+
+class TempFailure : public testing::Test {
+protected:
+    TempFailure() { fsOnly = File(); }
+    ~TempFailure() override { EXPECT_EQ(fsOnly.opened, fsOnly.closed); }
+
+    static std::string All(TTempStream &stream) {
+        stream.clear();
+        std::ostringstream out;
+        if (!stream.rdbuf()->QueryFirstBuffer())
+            stream.seekg(0);
+        stream.rdbuf()->WriteTo(out);
+        return out.str();
+    }
+};
+
+} // namespace
+
+platform::TTempFile platform::OpenTempFile(int &error) noexcept {
+    error = EACCES;
+    if (!fsOnly.canOpen)
+        return noTempFile;
+    ++fsOnly.opened;
+    return 7;
+}
+std::size_t platform::ReadTempFile(TTempFile, char *bytes, std::size_t count) noexcept {
+    count = fsOnly.content.copy(bytes, count, fsOnly.position);
+    fsOnly.position += count;
+    return count;
+}
+std::size_t platform::WriteTempFile(TTempFile, char const *bytes, std::size_t count) noexcept {
+    count = std::min(count, fsOnly.room - fsOnly.content.size());
+    fsOnly.content.append(bytes, count);
+    fsOnly.position += count;
+    return count;
+}
+std::int64_t platform::SeekTempFile(TTempFile, std::int64_t offset, TFileOrigin origin) noexcept {
+    if (!fsOnly.canSeek)
+        return -1;
+    if (origin == TFileOrigin::start)
+        fsOnly.position = static_cast<std::size_t>(offset);
+    return static_cast<std::int64_t>(fsOnly.position);
+}
+void platform::CloseTempFile(TTempFile) noexcept {
+    ++fsOnly.closed;
+    fsOnly.content.clear();
+    fsOnly.position = 0;
+}
+char const *platform::RuntimeErrorText(int error) noexcept {
+    return error == EACCES ? "Permission denied" : "another";
+}
+
+TEST_F(TempFailure, NoFileIsTracedAndLosesNothing) {
+    TCapture capture(TTrace::error);
+    TTempStream stream(4, "x", new TAtMost(2));
+    fsOnly.canOpen = false;
+    stream << "01234567";
+    EXPECT_TRUE(stream.good());
+    capture.ExpectNone();
+    for (int i = 0; i < 3; ++i) {
+        stream.clear();
+        stream << '8';
+        EXPECT_TRUE(stream.bad());
+        ASSERT_EQ(capture.Entries().size(), 1u);
+        EXPECT_EQ(capture.Entries()[0].line, 246u);
+        std::string const text = "Unable to open temp file, error=" + std::to_string(EACCES) + "(Permission denied)";
+        capture.ExpectOne(TTrace::error, "MemStream", text.c_str(), "src/utility/TMPSTRM");
+        EXPECT_EQ(All(stream), "01234567");
+    }
+    fsOnly.canOpen = true;
+    fsOnly.room = 100;
+    stream << "89";
+    EXPECT_TRUE(stream.good());
+    EXPECT_EQ(All(stream), "0123456789");
+}
+
+TEST_F(TempFailure, FileWithoutRoomForWhatIsThereLosesNothingAndIsClosedAtOnce) {
+    for (std::size_t room : {0u, 3u, 4u, 7u}) {
+        fsOnly = File();
+        TTempStream stream(4, "x", new TAtMost(2));
+        stream << "01234567";
+        fsOnly.room = room;
+        stream << '8';
+        EXPECT_TRUE(stream.bad());
+        EXPECT_EQ(fsOnly.opened, 1);
+        EXPECT_EQ(fsOnly.closed, 1);
+        EXPECT_EQ(All(stream), "01234567");
+        std::string word;
+        stream.clear();
+        stream >> word;
+        EXPECT_EQ(word, "01234567");
+    }
+}
+
+TEST_F(TempFailure, FileThatFillsUpKeepsWhatWasAccepted) {
+    for (std::size_t room : {8u, 9u, 10u, 11u, 13u}) {
+        fsOnly = File();
+        fsOnly.room = room;
+        TTempStream stream(4, "x", new TAtMost(2));
+        std::string accepted;
+        for (char c = '0'; c < 'a' && stream.put(c).good(); ++c)
+            accepted += c;
+        EXPECT_TRUE(stream.bad());
+        EXPECT_GE(accepted.size(), room);
+        stream.clear();
+        EXPECT_TRUE(stream.flush().bad()); // says it again: something waits
+        stream.clear();
+        EXPECT_EQ(std::streamoff(stream.seekg(0).tellg()), -1);
+        fsOnly.room = 1000;
+        EXPECT_EQ(All(stream), accepted) << room;
+        EXPECT_TRUE(stream.flush().good());
+    }
+}
+
+TEST_F(TempFailure, CopyOfAStreamThatCannotWriteSaysSo) {
+    fsOnly.room = 9;
+    TTempStream stream(4, "x", new TAtMost(2));
+    stream << "0123456789";
+    std::ostringstream out;
+    EXPECT_EQ(stream.rdbuf()->WriteTo(out), 0u);
+    EXPECT_TRUE(out.fail());
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST_F(TempFailure, FileThatDoesNotSeek) {
+    fsOnly.room = 100;
+    TTempStream stream(4, "x", new TAtMost(0));
+    stream << "0123456789";
+    fsOnly.canSeek = false;
+    EXPECT_TRUE(stream.seekg(0).fail());
+    std::ostringstream out;
+    EXPECT_EQ(stream.rdbuf()->WriteTo(out), 0u);
+    EXPECT_TRUE(out.fail());
+    fsOnly.canSeek = true;
+    EXPECT_EQ(All(stream), "0123456789");
+}
