@@ -332,10 +332,9 @@ TEST(TextMessage, MessageWithoutStoreAsksNobody) {
 }
 
 TEST(TextMessage, StoreThatThrowsIsAStoreWithoutTheText) {
-    struct TThrowing : TTextMessageArchive {
-        TThrowing() { fsArchive = this; }
-        ~TThrowing() override { fsArchive = nullptr; }
-        TString GetMsg(TTextMessage::StoreID const &, long set, long, int) override {
+    struct TThrowing : TTextMessageStore {
+        TThrowing() : TTextMessageStore(Store("Mail")) {}
+        TString GetMsg(long set, long, int) override {
             if (set == 1)
                 throw TInvalidRequest("no such store", 1, TException::recoverable);
             throw std::bad_alloc();

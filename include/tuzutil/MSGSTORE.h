@@ -20,8 +20,8 @@
 //             GetMsg() has to allow.
 // Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" where the name is taken already, "Solitary
 //             Object" from a second archive. In a static object of a library that TDll or a factory loader loads, they
-//             are thrown behind the load, and the object stays unregistered. What a store's own GetMsg() throws reaches
-//             whoever asks for the text.
+//             are thrown behind the load, and the object stays unregistered. To a message a store whose own GetMsg()
+//             throws is one without the text.
 // Surprises:  a store registers itself before its own class is built: a message that asks so early gets its default
 //             text, and TPureCall a trap. When the library is unloaded the archive goes first: stores that are left
 //             find nobody to leave.
