@@ -3,7 +3,7 @@
 
 // What a stream does when its buffer throws.
 
-#include <cxxabi.h>
+#include <exception>
 #include <ios>
 
 namespace strmdev {
@@ -23,12 +23,11 @@ bool Guard(std::ios &stream, Work work) {
     try {
         work();
         return true;
-    } catch (abi::__forced_unwind const &) {
-        Mark(stream, std::ios_base::badbit);
-        throw;
     } catch (...) {
+        // None of the language's exceptions: the system's unwinding.
+        bool const isCancelled = !std::current_exception();
         Mark(stream, std::ios_base::badbit);
-        if (stream.exceptions() & std::ios_base::badbit)
+        if (isCancelled || (stream.exceptions() & std::ios_base::badbit))
             throw;
         return false;
     }
