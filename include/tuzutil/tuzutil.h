@@ -19,6 +19,7 @@
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/NLSRESRC.h"
 #include "tuzutil/NULSTRM.h"
+#include "tuzutil/OLESTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/STRMCTL.h"
