@@ -22,6 +22,7 @@
 #include "tuzutil/OLESTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
+#include "tuzutil/SHAREMEM.h"
 #include "tuzutil/STRMCTL.h"
 #include "tuzutil/TAGVAR.h"
 #include "tuzutil/TDATETIM.h"
