@@ -46,30 +46,20 @@ std::deque<TTimer> ArmedTimers(std::size_t count, TReference<TSemaphore> const &
     return timers;
 }
 
-void SetAgain(benchmark::State &state) {
+void SetAgain(benchmark::State &state, bool cancel) {
     auto const count = static_cast<std::size_t>(state.range(0));
     TReference<TSemaphore> const event(new TSemaphore);
     std::deque<TTimer> timers = ArmedTimers(count, event);
     TDraw draw(count);
     for (auto _ : state) {
         TDraw::TPick const &pick = draw.Next();
+        if (cancel)
+            timers[pick.timer].Cancel();
         timers[pick.timer].Set(pick.seconds);
     }
     for (TTimer const &timer : timers) {
         if (timer.QueryTimeLeft() < 300)
             std::abort();
-    }
-}
-
-void CancelAndSet(benchmark::State &state) {
-    auto const count = static_cast<std::size_t>(state.range(0));
-    TReference<TSemaphore> const event(new TSemaphore);
-    std::deque<TTimer> timers = ArmedTimers(count, event);
-    TDraw draw(count);
-    for (auto _ : state) {
-        TDraw::TPick const &pick = draw.Next();
-        timers[pick.timer].Cancel();
-        timers[pick.timer].Set(pick.seconds);
     }
 }
 
@@ -92,8 +82,8 @@ void StandardMultimap(benchmark::State &state) {
         std::abort();
 }
 
-BENCHMARK(SetAgain)->Arg(1)->Arg(100)->Arg(10000)->Arg(100000);
-BENCHMARK(CancelAndSet)->Arg(100)->Arg(100000);
+BENCHMARK_CAPTURE(SetAgain, Directly, false)->Arg(1)->Arg(100)->Arg(10000)->Arg(100000);
+BENCHMARK_CAPTURE(SetAgain, Cancelled, true)->Arg(100)->Arg(100000);
 BENCHMARK(StandardMultimap)->Arg(1)->Arg(100)->Arg(10000)->Arg(100000);
 
 } // namespace

@@ -1,11 +1,10 @@
 #include "tuzutil/MEMSTRM.h"
 
-#include "support/memstream_model.h"
+#include "support/MemStream.h"
 
 #include <gtest/gtest.h>
 
 #include <new>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,36 +13,11 @@ namespace {
 
 using std::ios_base;
 
-std::string Pattern(std::size_t size) {
-    std::string text(size, ' ');
-    for (std::size_t i = 0; i < size; ++i)
-        text[i] = static_cast<char>(i * 7 + i / 256);
-    return text;
-}
-
 std::vector<unsigned long> UsedSizes(TMemStreamBuf const &buf) {
     std::vector<unsigned long> sizes;
     for (TMemStreamBuffer const *block = buf.QueryFirstBuffer(); block; block = block->QueryNext())
         sizes.push_back(block->QueryUsed());
     return sizes;
-}
-
-std::string All(TMemStreamBuf &buf) {
-    std::ostringstream out;
-    unsigned long const told = buf.WriteTo(out);
-    EXPECT_EQ(told, out.str().size());
-    return out.str();
-}
-
-std::int64_t Seek(std::streambuf &buf, std::int64_t offset, ios_base::seekdir direction, ios_base::openmode mode) {
-    return std::streamoff(buf.pubseekoff(offset, direction, mode));
-}
-
-std::string ReadAll(std::streambuf &buf) {
-    std::string text;
-    for (int c = buf.sbumpc(); c != EOF; c = buf.sbumpc())
-        text += static_cast<char>(c);
-    return text;
 }
 
 // Opens what is protected.
@@ -73,7 +47,7 @@ TEST(MemStream, Example) {
 TEST(MemStream, EmptyOneHasNoBlocksAndNothingToRead) {
     TMemStream stream;
     EXPECT_EQ(stream.rdbuf()->QueryFirstBuffer(), nullptr);
-    EXPECT_EQ(All(*stream.rdbuf()), "");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "");
     for (auto direction : {ios_base::beg, ios_base::cur, ios_base::end})
         EXPECT_EQ(Seek(*stream.rdbuf(), 5, direction, ios_base::in), 0);
     EXPECT_EQ(stream.get(), EOF);
@@ -84,7 +58,7 @@ TEST(MemStream, FillsBlocksOneAfterAnother) {
     TMemStream stream;
     std::string const text = Pattern(25000);
     ASSERT_TRUE(stream.write(text.data(), 25000));
-    EXPECT_EQ(All(*stream.rdbuf()), text);
+    EXPECT_EQ(Copied(*stream.rdbuf()), text);
     EXPECT_EQ(UsedSizes(*stream.rdbuf()), (std::vector<unsigned long>{10000, 10000, 5000}));
     for (TMemStreamBuffer const *block = stream.rdbuf()->QueryFirstBuffer(); block; block = block->QueryNext())
         EXPECT_EQ(block->QueryAllocSize(), 10000u);
@@ -148,7 +122,7 @@ TEST(MemStream, CurrentPositionOfThePutSideIsThatOfTheStartWhereNothingWasRead) 
     stream << "abcdef";
     EXPECT_EQ(stream.tellp(), 0);
     stream << "XY";
-    EXPECT_EQ(All(*stream.rdbuf()), "XYcdef");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "XYcdef");
 }
 
 TEST(MemStream, CurrentPositionOfThePutSideCountsFromTheBlockThatIsRead) {
@@ -166,10 +140,10 @@ TEST(MemStream, WritingInTheMiddleReplacesBytesAndCutsNothingOff) {
     stream << "0123456789abcdefghijKLMNO";
     stream.seekp(8);
     stream << "wxyz";
-    EXPECT_EQ(All(*stream.rdbuf()), "01234567wxyzcdefghijKLMNO");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "01234567wxyzcdefghijKLMNO");
     stream.seekp(18);
     stream << "1234567890";
-    EXPECT_EQ(All(*stream.rdbuf()), "01234567wxyzcdefgh1234567890");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "01234567wxyzcdefgh1234567890");
     EXPECT_EQ(UsedSizes(*stream.rdbuf()), (std::vector<unsigned long>{10, 10, 8}));
     stream.seekp(0, ios_base::end);
     stream << "++" << std::flush;
@@ -196,7 +170,7 @@ TEST(MemStream, SuccessOfASingleByteIsZero) {
     EXPECT_EQ(UsedSizes(buf), (std::vector<unsigned long>{1}));
     EXPECT_EQ(buf.overflow('b'), 0);
     EXPECT_EQ(buf.overflow(0xFF), 0);
-    EXPECT_EQ(All(buf), "ab\xFF");
+    EXPECT_EQ(Copied(buf), "ab\xFF");
 }
 
 TEST(MemStream, ProtectedPartsDoWhatTheySay) {
@@ -224,7 +198,7 @@ TEST(MemStream, BlockSizesHaveTheirLimits) {
     EXPECT_EQ(TOpenBuf(0xFFFFFFFF).QueryAllocSize(), 1073741824u);
     TMemStream stream(0);
     stream << "abc";
-    EXPECT_EQ(All(*stream.rdbuf()), "abc");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "abc");
     EXPECT_EQ(UsedSizes(*stream.rdbuf()), (std::vector<unsigned long>{1, 1, 1}));
 }
 
@@ -240,7 +214,7 @@ TEST(MemStream, SinkThatFailsGetsNoMore) {
     EXPECT_EQ(stream.rdbuf()->WriteTo(out), 10u);
     EXPECT_TRUE(out.bad());
     EXPECT_EQ(sink.str(), "0123456789");
-    EXPECT_EQ(All(*stream.rdbuf()), "0123456789abcdefghij!");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "0123456789abcdefghij!");
 }
 
 TEST(MemStream, IsNotWrittenToItself) {
@@ -248,7 +222,7 @@ TEST(MemStream, IsNotWrittenToItself) {
     stream << "abc";
     EXPECT_EQ(stream.rdbuf()->WriteTo(stream), 0u);
     EXPECT_TRUE(stream.fail());
-    EXPECT_EQ(All(*stream.rdbuf()), "abc");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "abc");
 }
 
 TEST(MemStreamBuffer, OwnsWhatFollows) {
@@ -268,58 +242,19 @@ TEST(MemStreamBuffer, LongChainsAreDestroyedWithoutRecursion) {
     TMemStream stream(1);
     std::string const text = Pattern(300000);
     stream.write(text.data(), 300000);
-    EXPECT_EQ(All(*stream.rdbuf()).size(), 300000u);
+    EXPECT_EQ(Copied(*stream.rdbuf()).size(), 300000u);
 }
 
 TEST(MemStream, DoesWhatTheModelDoes) {
     for (unsigned int seed = 0; seed < 300; ++seed) {
         std::minstd_rand random(seed);
-        std::size_t const sizes[] = {1, 2, 3, 5, 16, 100, 10000, 1 + random() % 10000};
-        std::size_t const blockSize = sizes[seed % 8];
+        std::size_t const blockSize = DrawBlockSize(random);
         TMemStreamBuf buf(blockSize);
         TMemoryModel model(blockSize);
-        auto const amount = [&] { return random() % (random() % 4 ? 9 : 3 * blockSize + 1); };
         for (int step = 0; step < 60; ++step) {
             SCOPED_TRACE(testing::Message() << "seed " << seed << " block " << blockSize << " step " << step);
-            switch (random() % 6) {
-            case 0:
-            case 1: {
-                std::string text = Pattern(amount());
-                for (char &byte : text) {
-                    byte = static_cast<char>(byte + step);
-                    model.Write(byte);
-                }
-                if (text.size() % 2) {
-                    ASSERT_EQ(buf.sputn(text.data(), static_cast<std::streamsize>(text.size())),
-                              static_cast<std::streamsize>(text.size()));
-                } else {
-                    for (char const byte : text)
-                        ASSERT_NE(buf.sputc(byte), EOF);
-                }
-                break;
-            }
-            case 2:
-            case 3:
-                for (std::size_t n = amount(); n > 0; --n)
-                    ASSERT_EQ(buf.sbumpc(), model.Read());
-                break;
-            case 4: {
-                ios_base::seekdir const directions[] = {ios_base::beg, ios_base::cur, ios_base::end};
-                ios_base::openmode const modes[] = {ios_base::in, ios_base::out, ios_base::in | ios_base::out,
-                                                    ios_base::openmode()};
-                ios_base::seekdir const direction = directions[random() % 3];
-                ios_base::openmode const mode = modes[random() % 4];
-                std::int64_t const offset = static_cast<std::int64_t>(amount()) - (random() % 3 ? 0 : 5);
-                ASSERT_EQ(Seek(buf, offset, direction, mode), model.Seek(offset, direction, mode));
-                break;
-            }
-            default:
-                if (random() % 2)
-                    ASSERT_EQ(buf.pubsync(), 0);
-                else
-                    ASSERT_EQ(All(buf), model.data);
-            }
+            ASSERT_NO_FATAL_FAILURE(WorkOnBoth(buf, model, blockSize, random));
         }
-        ASSERT_EQ(All(buf), model.data) << seed;
+        ASSERT_EQ(Copied(buf), model.data) << seed;
     }
 }

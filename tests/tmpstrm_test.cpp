@@ -1,46 +1,17 @@
 #include "tuzutil/TMPSTRM.h"
 
 #include "support/CaptureTrace.h"
-#include "support/memstream_model.h"
+#include "support/MemStream.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
-#include <optional>
-#include <random>
 #include <sstream>
 #include <string>
 
 namespace {
 
 using std::ios_base;
-
-std::string Pattern(std::size_t size) {
-    std::string text(size, ' ');
-    for (std::size_t i = 0; i < size; ++i)
-        text[i] = static_cast<char>(i * 7 + i / 256);
-    return text;
-}
-
-std::int64_t Seek(std::streambuf &buf, std::int64_t offset, ios_base::seekdir direction,
-                  ios_base::openmode mode = ios_base::in | ios_base::out) {
-    return std::streamoff(buf.pubseekoff(offset, direction, mode));
-}
-
-std::string Rest(TMemStreamBuf &buf) {
-    std::ostringstream out;
-    unsigned long const told = buf.WriteTo(out);
-    EXPECT_EQ(told, out.str().size());
-    return out.str();
-}
-
-std::string ReadAll(std::streambuf &buf) {
-    std::string text;
-    for (int c = buf.sbumpc(); c != EOF; c = buf.sbumpc())
-        text += static_cast<char>(c);
-    return text;
-}
 
 // Answers what a function does.
 class TAsk : public TTempStreamTest {
@@ -118,8 +89,8 @@ TEST(TempStream, GoesToTheFileBeforeItsFirstBlock) {
     stream.write(text.data() + 1, 30000);
     EXPECT_EQ(stream.rdbuf()->QueryFirstBuffer(), nullptr);
     stream.seekg(0);
-    EXPECT_EQ(Rest(*stream.rdbuf()), text);
-    EXPECT_EQ(Rest(*stream.rdbuf()), text); // the position is kept
+    EXPECT_EQ(Copied(*stream.rdbuf()), text);
+    EXPECT_EQ(Copied(*stream.rdbuf()), text); // the position is kept
     EXPECT_EQ(ReadAll(*stream.rdbuf()), text);
     capture.ExpectNone();
 }
@@ -136,7 +107,7 @@ TEST(TempStream, WithoutATestStaysInMemory) {
     TTempStream stream(10, nullptr, nullptr);
     stream << "0123456789abc" << std::flush;
     ASSERT_NE(stream.rdbuf()->QueryFirstBuffer(), nullptr);
-    EXPECT_EQ(Rest(*stream.rdbuf()), "0123456789abc");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "0123456789abc");
 }
 
 TEST(TempStream, WithoutAnAnswerTheTestTrapsAsAPureCall) {
@@ -144,7 +115,7 @@ TEST(TempStream, WithoutAnAnswerTheTestTrapsAsAPureCall) {
     TTempStreamBuf buf("x", new TWithoutTest);
     buf.sputc('a');
     capture.ExpectOne(TTrace::severe, "Trace", "Pure virtual function called", "src/utility/PURETRAP");
-    EXPECT_EQ(Rest(buf), "a");
+    EXPECT_EQ(Copied(buf), "a");
 }
 
 TEST(TempStream, KeepsItsTest) {
@@ -190,14 +161,14 @@ TEST(TempStream, WritesWhereItStandsInTheFile) {
     EXPECT_EQ(buf.sputc('x'), 'x');
     EXPECT_EQ(buf.sputc('\xFF'), 0xFF);
     EXPECT_EQ(buf.pubsync(), 0);
-    EXPECT_EQ(Rest(buf), "56789");
+    EXPECT_EQ(Copied(buf), "56789");
     Seek(buf, 0, ios_base::beg);
-    EXPECT_EQ(Rest(buf), "012x\xFF"
-                         "56789");
+    EXPECT_EQ(Copied(buf), "012x\xFF"
+                           "56789");
     Seek(buf, 12, ios_base::beg); // behind the end
     buf.sputc('!');
     Seek(buf, 9, ios_base::beg);
-    EXPECT_EQ(Rest(buf), std::string("9\0\0!", 4));
+    EXPECT_EQ(Copied(buf), std::string("9\0\0!", 4));
 }
 
 TEST(TempStream, FlushesAsAStream) {
@@ -216,7 +187,7 @@ TEST(TempStream, IsNotWrittenToItself) {
     stream.seekg(0);
     EXPECT_EQ(stream.rdbuf()->WriteTo(stream), 0u);
     EXPECT_TRUE(stream.fail());
-    EXPECT_EQ(Rest(*stream.rdbuf()), "abc");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "abc");
 }
 
 TEST(TempStream, AnExceptionOfTheTestLosesNothing) {
@@ -227,86 +198,27 @@ TEST(TempStream, AnExceptionOfTheTestLosesNothing) {
                        }));
     stream << "abcdef";
     EXPECT_TRUE(stream.bad());
-    EXPECT_EQ(Rest(*stream.rdbuf()), "abcd");
+    EXPECT_EQ(Copied(*stream.rdbuf()), "abcd");
 }
 
 // Moves when it has been asked so many times: never, at once, or some time.
 TEST(TempStream, DoesWhatTheModelDoes) {
     for (unsigned int seed = 0; seed < 400; ++seed) {
         std::minstd_rand random(seed);
-        std::size_t const sizes[] = {1, 2, 3, 5, 16, 100, 10000, 1 + random() % 10000};
-        std::size_t const blockSize = sizes[seed % 8];
-        unsigned int const movesAt = seed % 4 == 0   ? 0xFFFFFFFF
-                                     : seed % 4 == 1 ? 1
-                                                     : 1 + static_cast<unsigned int>(random() % 12);
+        std::size_t const blockSize = DrawBlockSize(random);
+        unsigned int const some = 1 + static_cast<unsigned int>(random() % 12);
+        unsigned int const movesAt = seed % 4 == 0 ? 0xFFFFFFFF : seed % 4 == 1 ? 1 : some;
         unsigned int asked = 0;
         TTempStreamBuf buf(blockSize, "x", Ask([&](TTempStreamBuf &) { return ++asked == movesAt; }));
-
-        TMemoryModel memory(blockSize);
-        std::optional<TFileModel> file;
-        unsigned int expectedQuestions = 0;
-        auto const write = [&](char byte) {
-            if (!file && memory.NeedsBlock() && ++expectedQuestions == movesAt)
-                file.emplace(std::max<std::size_t>(blockSize, 2), memory.data);
-            if (file)
-                file->Write(byte);
-            else
-                memory.Write(byte);
-        };
-        auto const amount = [&] { return random() % (random() % 4 ? 9 : 3 * blockSize + 1); };
+        TTempModel model(blockSize, movesAt);
         for (int step = 0; step < 60; ++step) {
             SCOPED_TRACE(testing::Message()
                          << "seed " << seed << " block " << blockSize << " moves " << movesAt << " step " << step);
-            switch (random() % 6) {
-            case 0:
-            case 1: {
-                std::string text = Pattern(amount());
-                for (char &byte : text) {
-                    byte = static_cast<char>(byte + step);
-                    write(byte);
-                }
-                if (text.size() % 2) {
-                    ASSERT_EQ(buf.sputn(text.data(), static_cast<std::streamsize>(text.size())),
-                              static_cast<std::streamsize>(text.size()));
-                } else {
-                    for (char const byte : text)
-                        ASSERT_NE(buf.sputc(byte), EOF);
-                }
-                break;
-            }
-            case 2:
-            case 3:
-                for (std::size_t n = amount(); n > 0; --n)
-                    ASSERT_EQ(buf.sbumpc(), file ? file->Read() : memory.Read());
-                break;
-            case 4: {
-                ios_base::seekdir const directions[] = {ios_base::beg, ios_base::cur, ios_base::end};
-                ios_base::openmode const modes[] = {ios_base::in, ios_base::out, ios_base::in | ios_base::out,
-                                                    ios_base::openmode()};
-                ios_base::seekdir const direction = directions[random() % 3];
-                ios_base::openmode const mode = modes[random() % 4];
-                std::int64_t const offset = static_cast<std::int64_t>(amount()) - (random() % 3 ? 0 : 5);
-                std::int64_t const expected =
-                    file ? file->Seek(offset, direction) : memory.Seek(offset, direction, mode);
-                ASSERT_EQ(Seek(buf, offset, direction, mode), expected);
-                break;
-            }
-            default:
-                if (random() % 2) {
-                    ASSERT_EQ(buf.pubsync(), 0);
-                    if (file)
-                        file->Sync();
-                } else {
-                    ASSERT_EQ(Rest(buf), file ? file->Rest() : memory.data);
-                }
-            }
-            ASSERT_EQ(asked, expectedQuestions);
+            ASSERT_NO_FATAL_FAILURE(WorkOnBoth(buf, model, blockSize, random));
+            ASSERT_EQ(asked, model.questions);
         }
-        if (file) {
-            Seek(buf, 0, ios_base::beg);
-            file->Seek(0, ios_base::beg);
-        }
-        ASSERT_EQ(Rest(buf), file ? file->Rest() : memory.data) << seed;
-        ASSERT_EQ(buf.QueryFirstBuffer() == nullptr, file || memory.data.empty());
+        ASSERT_EQ(buf.QueryFirstBuffer() != nullptr, model.HasBlocks());
+        ASSERT_EQ(Seek(buf, 0, ios_base::beg), model.Seek(0, ios_base::beg, ios_base::in | ios_base::out));
+        ASSERT_EQ(Copied(buf), model.Rest()) << seed;
     }
 }

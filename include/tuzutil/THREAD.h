@@ -23,7 +23,8 @@
 //             the body ends in a trace entry at level "sv" and the result -1.
 // Surprises:  SetStackSize() has no effect: every thread has the default size. WaitForTermination() returns at once
 //             while no body runs, so also before Start(). A body that waits for its own end waits for ever. Copies
-//             share the event that tells the end: copy objects that do not run.
+//             share the event that tells the end: copy objects that do not run. A forked child has the objects of its
+//             parent's threads, but not the threads: there, IsRunning() and a wait for the end mean nothing.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"

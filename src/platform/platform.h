@@ -9,6 +9,7 @@
 #include <ctime>
 #include <string>
 
+struct IStream;
 struct TThreadRecord;
 
 namespace platform {
@@ -166,6 +167,20 @@ std::size_t ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcep
 std::size_t WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept; // fewer: it takes no more
 std::int64_t SeekTempFile(TTempFile file, std::int64_t offset, TFileOrigin origin) noexcept; // where it is; -1
 void CloseTempFile(TTempFile file) noexcept;
+
+// Blocks of memory with names that all processes of the user's session share. A block ends with the last process that
+// has it. The first two give a handle and an address; null, with LastError(), where there is a block of that name
+// already, or none. REQUIRES: the name is neither null nor empty. May block.
+void *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept; // of zeros; at least one byte
+void *OpenSharedMemory(char const *name, void *&view) noexcept;
+void CloseSharedMemory(void *block, void *view) noexcept;
+
+// The component-object interface for streams, the system's or our own. Results are its own; 0 is success. Counts are
+// never more than were asked for, whatever the object says. May block.
+void AddStreamReference(IStream &stream);
+void ReleaseStream(IStream &stream);
+std::int32_t ReadStream(IStream &stream, char *bytes, std::uint32_t count, std::uint32_t &read);
+std::int32_t WriteStream(IStream &stream, char const *bytes, std::uint32_t count, std::uint32_t &written);
 
 // Whether something exists that is not a directory. May block.
 bool IsFile(char const *name) noexcept;

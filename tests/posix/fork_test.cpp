@@ -1,5 +1,6 @@
 #include "posix/InChild.h"
 #include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/SHAREMEM.h"
 #include "tuzutil/TIMER.h"
 #include "tuzutil/TREFCNT.h"
 
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -147,4 +149,18 @@ TEST(Fork, ChildWithTimersEnds) {
         ASSERT_TRUE(WIFEXITED(status));
         EXPECT_EQ(WEXITSTATUS(status), used ? 3 : 4);
     }
+}
+
+TEST(Fork, ChildLeavesItsParentsBlockWhereItIs) {
+    std::string const name = TestName("block");
+    auto memory = std::make_unique<ipcSharedMemory>(name.c_str(), 10);
+    EXPECT_EQ(InChild([&] {
+                  static_cast<char *>(memory->Pointer())[0] = 'x';
+                  memory.reset();
+                  return 6;
+              }),
+              6);
+    ipcSharedMemory const opened(name.c_str());
+    ASSERT_EQ(opened.rdstate(), 0);
+    EXPECT_EQ(static_cast<char *>(opened.Pointer())[0], 'x');
 }

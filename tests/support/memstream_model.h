@@ -6,12 +6,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <ios>
+#include <optional>
 #include <string>
 
 // In memory. All blocks but the last are full; a place is a block and an offset in it, which may be the block's end.
 class TMemoryModel {
 public:
     explicit TMemoryModel(std::size_t blockSize) : fSize(blockSize) {}
+
+    bool NeedsFirst() const { return fBlocks == 0; }
 
     // Whether writing a byte takes a block that is not there.
     bool NeedsBlock() const { return fBlocks == 0 || (fPut.offset == fSize && fPut.block + 1 == fBlocks); }
@@ -65,6 +68,9 @@ public:
             fPut = place;
         return static_cast<std::int64_t>(position);
     }
+
+    void Sync() {}
+    std::string Rest() { return data; }
 
     std::string data;
 
@@ -148,6 +154,39 @@ private:
     std::size_t fAt;
     std::string fWaiting;
     std::string fUnread;
+};
+
+// Both: in memory until a block is asked for so many times.
+class TTempModel {
+public:
+    TTempModel(std::size_t blockSize, unsigned int movesAt) : fSize(blockSize), fMovesAt(movesAt), fMemory(blockSize) {}
+
+    void Write(char byte) {
+        if (!fFile && fMemory.NeedsBlock() && ++questions == fMovesAt)
+            fFile.emplace(std::max<std::size_t>(fSize, 2), fMemory.data);
+        if (fFile)
+            fFile->Write(byte);
+        else
+            fMemory.Write(byte);
+    }
+    int Read() { return fFile ? fFile->Read() : fMemory.Read(); }
+    std::int64_t Seek(std::int64_t offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) {
+        return fFile ? fFile->Seek(offset, direction) : fMemory.Seek(offset, direction, mode);
+    }
+    void Sync() {
+        if (fFile)
+            fFile->Sync();
+    }
+    std::string Rest() { return fFile ? fFile->Rest() : fMemory.Rest(); }
+    bool HasBlocks() const { return !fFile && !fMemory.NeedsFirst(); }
+
+    unsigned int questions = 0;
+
+private:
+    std::size_t fSize;
+    unsigned int fMovesAt;
+    TMemoryModel fMemory;
+    std::optional<TFileModel> fFile;
 };
 
 #endif

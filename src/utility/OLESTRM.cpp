@@ -1,0 +1,163 @@
+#include "tuzutil/OLESTRM.h"
+
+#include "platform/platform.h"
+#include "tuzutil/TRACEP.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr unsigned long fsDefaultSize = 10240;
+constexpr unsigned long fsMinimumSize = 2; // one byte each way
+constexpr unsigned long fsMaximumSize = 1ul << 30;
+
+char const fsFile[] = "src/utility/OLESTRM";
+// The lines that the entries carry.
+constexpr unsigned long fsWriteFailed = 190;
+constexpr unsigned long fsReadFailed = 247;
+
+void TraceFailure(unsigned long line, char const *format, IStream *stream, std::int32_t result) noexcept {
+    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::OleStream, {fsFile, line}, format, TagVarVoidPtr(stream),
+                       int{result});
+}
+
+} // namespace
+
+TOleStreamBuf::TOleStreamBuf(IStream *stream, Type type) : TOleStreamBuf(fsDefaultSize, stream, type) {}
+
+TOleStreamBuf::TOleStreamBuf(unsigned long bufferSize, IStream *stream, Type type) : TOleStreamBuf(bufferSize, type) {
+    Init(stream);
+}
+
+TOleStreamBuf::TOleStreamBuf(Type type) : TOleStreamBuf(fsDefaultSize, type) {}
+
+TOleStreamBuf::TOleStreamBuf(unsigned long bufferSize, Type type)
+    : fType(type), fBufferSize(static_cast<std::uint32_t>(std::clamp(bufferSize, fsMinimumSize, fsMaximumSize))) {}
+
+TOleStreamBuf::~TOleStreamBuf() {
+    Close();
+}
+
+void TOleStreamBuf::Init(IStream *stream) {
+    if (stream == fStream)
+        return;
+    if (stream)
+        platform::AddStreamReference(*stream);
+    if (IStream *const old = std::exchange(fStream, stream))
+        platform::ReleaseStream(*old);
+    fBytesWritten = 0;
+}
+
+void TOleStreamBuf::Close() {
+    if (IStream *const old = std::exchange(fStream, nullptr))
+        platform::ReleaseStream(*old);
+    fBuffer.reset();
+    setg(nullptr, nullptr, nullptr);
+    setp(nullptr, nullptr);
+}
+
+unsigned long TOleStreamBuf::QueryBytesWritten() const noexcept {
+    return fBytesWritten + static_cast<std::uint32_t>(pptr() - pbase());
+}
+
+int TOleStreamBuf::doallocate() {
+    if (fBuffer)
+        return 0;
+    fBuffer.reset(new (std::nothrow) char[fBufferSize]);
+    if (!fBuffer)
+        return traits_type::eof();
+    char *const begin = fBuffer.get();
+    char *const end = begin + fBufferSize;
+    char *const middle = fType == reading ? end : fType == writing ? begin : begin + fBufferSize / 2;
+    setg(begin, middle, middle);
+    setp(middle, end);
+    return 0;
+}
+
+// What the stream does not take goes on waiting.
+bool TOleStreamBuf::WritePending() {
+    auto const pending = static_cast<std::uint32_t>(pptr() - pbase());
+    if (pending == 0)
+        return true;
+    if (!fStream)
+        return false;
+    std::uint32_t written = 0;
+    std::int32_t const result = platform::WriteStream(*fStream, pbase(), pending, written);
+    fBytesWritten += written;
+    std::memmove(pbase(), pbase() + written, pending - written);
+    setp(pbase(), epptr());
+    pbump(static_cast<int>(pending - written));
+    if (result != 0)
+        TraceFailure(fsWriteFailed, "Error writing from IStream interface, fStream=x%p, rc=%d", fStream, result);
+    return result == 0 && written == pending;
+}
+
+std::streambuf::int_type TOleStreamBuf::overflow(int_type c) {
+    if (!WritePending() || doallocate() != 0)
+        return traits_type::eof();
+    if (traits_type::eq_int_type(c, traits_type::eof()))
+        return 0;
+    if (pptr() == epptr()) // it reads only
+        return traits_type::eof();
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+    return traits_type::to_int_type(traits_type::to_char_type(c));
+}
+
+std::streambuf::int_type TOleStreamBuf::underflow() {
+    if (gptr() < egptr())
+        return traits_type::to_int_type(*gptr());
+    if (!fStream || doallocate() != 0)
+        return traits_type::eof();
+    auto const size = static_cast<std::uint32_t>(pbase() - eback()); // where the put area begins, the other ends
+    std::uint32_t read = 0;
+    std::int32_t const result = platform::ReadStream(*fStream, eback(), size, read);
+    if (result != 0) {
+        TraceFailure(fsReadFailed, "error reading from IStream interface, fStream=x%p, rc=%d", fStream, result);
+        return traits_type::eof();
+    }
+    if (read == 0)
+        return traits_type::eof();
+    setg(eback(), eback(), eback() + read);
+    return traits_type::to_int_type(*gptr());
+}
+
+int TOleStreamBuf::sync() {
+    return pptr() != pbase() ? overflow(traits_type::eof()) : 0;
+}
+
+TOleStream::TOleStream(IStream *stream) : std::iostream(nullptr), fBuf(stream, TOleStreamBuf::readingWriting) {
+    init(&fBuf);
+}
+
+TOleStream::TOleStream(unsigned long bufferSize, IStream *stream)
+    : std::iostream(nullptr), fBuf(bufferSize, stream, TOleStreamBuf::readingWriting) {
+    init(&fBuf);
+}
+
+TOleStream::~TOleStream() = default;
+
+TiOleStream::TiOleStream(IStream *stream) : std::istream(nullptr), fBuf(stream, TOleStreamBuf::reading) {
+    init(&fBuf);
+}
+
+TiOleStream::TiOleStream(unsigned long bufferSize, IStream *stream)
+    : std::istream(nullptr), fBuf(bufferSize, stream, TOleStreamBuf::reading) {
+    init(&fBuf);
+}
+
+TiOleStream::~TiOleStream() = default;
+
+ToOleStream::ToOleStream(IStream *stream) : std::ostream(nullptr), fBuf(stream, TOleStreamBuf::writing) {
+    init(&fBuf);
+}
+
+ToOleStream::ToOleStream(unsigned long bufferSize, IStream *stream)
+    : std::ostream(nullptr), fBuf(bufferSize, stream, TOleStreamBuf::writing) {
+    init(&fBuf);
+}
+
+ToOleStream::~ToOleStream() = default;

@@ -1,0 +1,112 @@
+// What shared memory leaves in its folder: nothing that nobody has.
+
+#include "tuzutil/SHAREMEM.h"
+
+#include "platform/posix/objects.cpp"
+#include "support/Process.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <signal.h>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+
+namespace {
+
+class SharedMemoryFile : public testing::Test {
+protected:
+    SharedMemoryFile()
+        : name(std::string("tuzutil.memory.file.") + testing::UnitTest::GetInstance()->current_test_info()->name() +
+               "." + std::to_string(std::hash<std::string>()(std::filesystem::current_path().string()))) {
+        posix::ObjectFileName("memory", 1, name.c_str(), file);
+    }
+    ~SharedMemoryFile() override {
+        ::unlinkat(folder, file, 0);
+        ::close(folder);
+    }
+
+    bool IsThere() const {
+        struct stat status;
+        return ::fstatat(folder, file, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    }
+
+    // By a process that is killed.
+    void LeaveBehind() const {
+        std::string const ready = name + ".ready";
+        TProcess process("memory_user", {"create", name, "100", ready, name + ".release"});
+        while (!std::ifstream(ready))
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        process.Kill();
+        std::remove(ready.c_str());
+    }
+
+    std::string name;
+    char file[posix::objectFileSize];
+    int folder = posix::OpenObjectFolder();
+};
+
+} // namespace
+
+TEST_F(SharedMemoryFile, GoesWithTheLastOneThatHasIt) {
+    {
+        ipcSharedMemory const memory(name.c_str(), 10);
+        EXPECT_TRUE(IsThere());
+    }
+    EXPECT_FALSE(IsThere());
+}
+
+TEST_F(SharedMemoryFile, OfAKilledProcessGoesWhenItIsLookedFor) {
+    LeaveBehind();
+    EXPECT_TRUE(IsThere());
+    EXPECT_EQ(ipcSharedMemory(name.c_str()).rdstate(), 3);
+    EXPECT_FALSE(IsThere());
+}
+
+TEST_F(SharedMemoryFile, OfAKilledProcessGoesWhenAnotherProcessMakesItsFirstBlock) {
+    LeaveBehind();
+    EXPECT_TRUE(IsThere());
+    std::string const ready = name + ".other";
+    TProcess other("memory_user", {"create", name + ".other", "1", ready, "."}); // "." is there: it does not wait
+    while (!std::ifstream(ready))
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_FALSE(IsThere());
+    std::remove(ready.c_str());
+}
+
+TEST_F(SharedMemoryFile, HalfMadeByAKilledProcessIsNoBlock) {
+    ::close(::openat(folder, file, O_CREAT | O_RDWR | O_CLOEXEC, 0600));
+    EXPECT_EQ(ipcSharedMemory(name.c_str()).rdstate(), 3);
+    EXPECT_FALSE(IsThere());
+    ::close(::openat(folder, file, O_CREAT | O_RDWR | O_CLOEXEC, 0600));
+    ipcSharedMemory const memory(name.c_str(), 5);
+    EXPECT_EQ(memory.rdstate(), 0);
+    static_cast<char *>(memory.Pointer())[4] = 'x';
+}
+
+TEST_F(SharedMemoryFile, LinkElsewhereIsNotFollowed) {
+    ASSERT_EQ(::symlinkat("/etc/hostname", folder, file), 0);
+    EXPECT_EQ(ipcSharedMemory(name.c_str()).rdstate(), 3);
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 5).rdstate(), 1);
+}
+
+TEST_F(SharedMemoryFile, WithoutRoomIsNotCreatedAndLeavesNothing) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit before;
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    rlimit const limit = {1000, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    {
+        ipcSharedMemory const memory(name.c_str(), 5000);
+        EXPECT_EQ(memory.rdstate(), 1);
+        EXPECT_EQ(memory.Pointer(), nullptr);
+    }
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_FALSE(IsThere());
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 5000).rdstate(), 0);
+}

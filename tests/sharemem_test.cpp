@@ -1,0 +1,282 @@
+#include "tuzutil/SHAREMEM.h"
+
+#include "support/Process.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// A name that is this test's in this folder, the same in every run.
+class SharedMemory : public testing::Test {
+protected:
+    SharedMemory()
+        : name(std::string("tuzutil.memory.") + testing::UnitTest::GetInstance()->current_test_info()->name() + "." +
+               std::to_string(std::hash<std::string>()(std::filesystem::current_path().string()))) {}
+
+    std::string name;
+};
+
+// Another process that has a block.
+class TUser {
+public:
+    TUser(char const *how, std::string const &name, long size)
+        : fFiles(name + "." + std::to_string(++fsCount)),
+          fProcess("memory_user", {how, name, std::to_string(size), fFiles + ".ready", fFiles + ".release"}) {}
+    ~TUser() {
+        fProcess.Kill();
+        std::remove((fFiles + ".ready").c_str());
+        std::remove((fFiles + ".release").c_str());
+    }
+
+    void AwaitReady() {
+        while (!std::ifstream(fFiles + ".ready"))
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    int Release() {
+        std::ofstream(fFiles + ".release").put('x');
+        return fProcess.Wait();
+    }
+    int Wait() { return fProcess.Wait(); } // of one that gets no block
+    void Kill() { fProcess.Kill(); }
+
+private:
+    static inline int fsCount = 0;
+
+    std::string fFiles;
+    TProcess fProcess;
+};
+
+bool AllAre(ipcSharedMemory const &memory, long size, char value) {
+    auto const *const bytes = static_cast<char const *>(memory.Pointer());
+    return std::all_of(bytes, bytes + size, [=](char byte) { return byte == value; });
+}
+
+int StateOf(std::string const &name) {
+    return ipcSharedMemory(name.c_str()).rdstate();
+}
+
+} // namespace
+
+TEST_F(SharedMemory, Example) {
+    struct TCounters {
+        int sessions;
+    };
+    ipcSharedMemory counters(name.c_str(), sizeof(TCounters));
+    ASSERT_FALSE(!counters);
+    auto *shared = static_cast<TCounters *>(counters.Pointer());
+    shared->sessions = 17;
+    ipcSharedMemory other(name.c_str());
+    ASSERT_FALSE(!other);
+    EXPECT_EQ(static_cast<TCounters *>(other.Pointer())->sessions, 17);
+}
+
+TEST_F(SharedMemory, CreatorAndOpenerTellWhatTheyAre) {
+    char text[300];
+    std::snprintf(text, sizeof text, "%s", name.c_str());
+    ipcSharedMemory const created(text, 5000);
+    text[0] = '!'; // the name was copied
+    EXPECT_EQ(created.rdstate(), 0);
+    EXPECT_EQ(created.Name(), name);
+    EXPECT_EQ(created.Owner(), 1);
+    EXPECT_EQ(created.Size(), 5000);
+    ASSERT_NE(created.Pointer(), nullptr);
+    EXPECT_TRUE(AllAre(created, 5000, 0));
+
+    ipcSharedMemory const opened(name.c_str());
+    EXPECT_EQ(opened.rdstate(), 0);
+    EXPECT_EQ(opened.Name(), name);
+    EXPECT_EQ(opened.Owner(), 0);
+    EXPECT_EQ(opened.Size(), 0);
+    ASSERT_NE(opened.Pointer(), nullptr);
+    EXPECT_NE(opened.Pointer(), created.Pointer());
+    static_cast<char *>(opened.Pointer())[4999] = 'x';
+    EXPECT_EQ(static_cast<char *>(created.Pointer())[4999], 'x');
+}
+
+TEST_F(SharedMemory, WithoutANameIsStateTwo) {
+    for (char const *none : {"", static_cast<char const *>(nullptr)}) {
+        ipcSharedMemory const created(none, 10);
+        ipcSharedMemory const opened(none);
+        for (ipcSharedMemory const *memory : {&created, &opened}) {
+            EXPECT_EQ(memory->rdstate(), 2);
+            EXPECT_NE(!*memory, 0);
+            EXPECT_EQ(memory->Name(), nullptr);
+            EXPECT_EQ(memory->Pointer(), nullptr);
+        }
+        EXPECT_EQ(created.Size(), 10);
+    }
+}
+
+TEST_F(SharedMemory, WithoutASizeIsNotCreated) {
+    for (long size : {0L, -1L, -2147483647L - 1}) {
+        ipcSharedMemory const memory(name.c_str(), size);
+        EXPECT_EQ(memory.rdstate(), 1) << size;
+        EXPECT_EQ(memory.Pointer(), nullptr);
+        EXPECT_EQ(memory.Size(), size);
+        EXPECT_EQ(memory.Name(), name);
+    }
+    EXPECT_EQ(StateOf(name), 3);
+}
+
+TEST_F(SharedMemory, NameInUseIsNotCreatedAgainAndKeepsItsBlock) {
+    ipcSharedMemory const first(name.c_str(), 100);
+    static_cast<char *>(first.Pointer())[0] = 'x';
+    for (long size : {1L, 100L, 100000L}) {
+        ipcSharedMemory const second(name.c_str(), size);
+        EXPECT_EQ(second.rdstate(), 1);
+        EXPECT_NE(!second, 0);
+        EXPECT_EQ(second.Pointer(), nullptr);
+    }
+    EXPECT_EQ(static_cast<char *>(first.Pointer())[0], 'x');
+    EXPECT_EQ(StateOf(name), 0);
+}
+
+TEST_F(SharedMemory, NameThatNobodyCreatedIsStateThree) {
+    ipcSharedMemory const memory(name.c_str());
+    EXPECT_EQ(memory.rdstate(), 3);
+    EXPECT_NE(!memory, 0);
+    EXPECT_EQ(memory.Pointer(), nullptr);
+    EXPECT_EQ(memory.Name(), name);
+    EXPECT_EQ(memory.Owner(), 0);
+}
+
+TEST_F(SharedMemory, NamesThatTheSystemRefuses) {
+    for (std::string const &bad : {std::string("a\\b"), std::string(400, 'n')}) {
+        EXPECT_EQ(ipcSharedMemory(bad.c_str(), 10).rdstate(), 1);
+        EXPECT_EQ(StateOf(bad), 3);
+    }
+}
+
+TEST_F(SharedMemory, LocalNamesAreThePlainOnes) {
+    ipcSharedMemory const memory(("Local\\" + name).c_str(), 10);
+    EXPECT_EQ(memory.rdstate(), 0);
+    EXPECT_EQ(StateOf(name), 0);
+    EXPECT_EQ(StateOf(name + "x"), 3);
+}
+
+TEST_F(SharedMemory, BlockIsThereUntilTheLastOneGoes) {
+    auto created = std::make_unique<ipcSharedMemory>(name.c_str(), 10);
+    static_cast<char *>(created->Pointer())[3] = 'x';
+    auto opened = std::make_unique<ipcSharedMemory>(name.c_str());
+    created.reset();
+    EXPECT_EQ(static_cast<char *>(opened->Pointer())[3], 'x');
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).rdstate(), 1);
+    auto third = std::make_unique<ipcSharedMemory>(name.c_str());
+    EXPECT_EQ(third->rdstate(), 0);
+    opened.reset();
+    EXPECT_EQ(StateOf(name), 0);
+    third.reset();
+    EXPECT_EQ(StateOf(name), 3);
+    ipcSharedMemory const again(name.c_str(), 20);
+    EXPECT_EQ(again.rdstate(), 0);
+    EXPECT_TRUE(AllAre(again, 20, 0));
+}
+
+TEST_F(SharedMemory, ProcessesSeeTheSameBytes) {
+    ipcSharedMemory const memory(name.c_str(), 70000);
+    {
+        TUser user("open", name, 70000);
+        user.AwaitReady();
+        EXPECT_TRUE(AllAre(memory, 70000, 1));
+        EXPECT_EQ(user.Release(), 0);
+    }
+    EXPECT_TRUE(AllAre(memory, 70000, 1));
+    EXPECT_EQ(TUser("create", name, 10).Wait(), 1);
+}
+
+TEST_F(SharedMemory, AnotherProcessCreatesAndLeaves) {
+    TUser user("create", name, 100);
+    user.AwaitReady();
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).rdstate(), 1);
+    {
+        ipcSharedMemory const memory(name.c_str());
+        EXPECT_EQ(memory.rdstate(), 0);
+        EXPECT_TRUE(AllAre(memory, 100, 1));
+        EXPECT_EQ(user.Release(), 0);
+        EXPECT_TRUE(AllAre(memory, 100, 1)); // the creator is gone, the block is not
+        EXPECT_EQ(StateOf(name), 0);
+    }
+    EXPECT_EQ(StateOf(name), 3);
+}
+
+TEST_F(SharedMemory, KilledCreatorLeavesNothing) {
+    for (bool const create : {true, false}) {
+        TUser user("create", name, 100);
+        user.AwaitReady();
+        user.Kill();
+        if (create)
+            EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).rdstate(), 0);
+        else
+            EXPECT_EQ(StateOf(name), 3);
+        EXPECT_EQ(StateOf(name), 3);
+    }
+}
+
+TEST_F(SharedMemory, KilledCreatorLeavesTheBlockToThoseThatHaveIt) {
+    TUser user("create", name, 100);
+    user.AwaitReady();
+    ipcSharedMemory const memory(name.c_str());
+    user.Kill();
+    EXPECT_TRUE(AllAre(memory, 100, 1));
+    EXPECT_EQ(StateOf(name), 0);
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).rdstate(), 1);
+}
+
+TEST_F(SharedMemory, KilledOpenerLeavesNothing) {
+    std::optional<ipcSharedMemory> memory(std::in_place, name.c_str(), 100);
+    TUser user("open", name, 100);
+    user.AwaitReady();
+    memory.reset(); // the opener is the last now
+    EXPECT_EQ(StateOf(name), 0);
+    user.Kill();
+    EXPECT_EQ(StateOf(name), 3);
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).rdstate(), 0);
+}
+
+TEST_F(SharedMemory, ManyAtTheSameNameAgreeOnOneCreator) {
+    for (int round = 0; round < 100; ++round) {
+        std::vector<std::unique_ptr<ipcSharedMemory>> made(4);
+        std::vector<std::thread> threads;
+        for (auto &memory : made)
+            threads.emplace_back([&] { memory = std::make_unique<ipcSharedMemory>(name.c_str(), 100); });
+        for (std::thread &thread : threads)
+            thread.join();
+        EXPECT_EQ(std::count_if(made.begin(), made.end(), [](auto &memory) { return memory->rdstate() == 0; }), 1);
+    }
+    EXPECT_EQ(StateOf(name), 3);
+}
+
+TEST_F(SharedMemory, OpenersNeverMeetABlockHalfMade) {
+    std::thread maker([&] {
+        for (int i = 0; i < 300; ++i) {
+            ipcSharedMemory const memory(name.c_str(), 100000);
+            if (!memory) // an opener still has the one before
+                EXPECT_EQ(memory.rdstate(), 1);
+            else
+                static_cast<char *>(memory.Pointer())[99999] = 'x';
+        }
+    });
+    for (int i = 0; i < 300; ++i) {
+        ipcSharedMemory const memory(name.c_str());
+        if (memory.rdstate() == 0) {
+            char const last = static_cast<char *>(memory.Pointer())[99999];
+            EXPECT_TRUE(last == 0 || last == 'x');
+        } else {
+            EXPECT_EQ(memory.rdstate(), 3);
+        }
+    }
+    maker.join();
+    EXPECT_EQ(StateOf(name), 3);
+}
