@@ -123,12 +123,16 @@ void Mailbox::Reset() {
         message.isDeleted = false;
 }
 
-bool Mailbox::Commit() {
+bool Mailbox::Commit(unsigned int &removed) {
     bool done = true;
     for (Message const &message : fMessages) {
         std::error_code problem;
-        if (!message.isDeleted || fs::remove(message.path, problem))
+        if (!message.isDeleted)
             continue;
+        if (fs::remove(message.path, problem)) {
+            ++removed;
+            continue;
+        }
         TTracePoint::Write(TTrace::error, TraceCategory::mailbox, "Mailbox.cpp", "cannot remove %s: %s",
                            message.path.c_str(), problem.message().c_str());
         done = false;

@@ -37,7 +37,8 @@ public:
     static bool Copy(Message const &message, std::ostream &out);
 
     void Reset();
-    bool Commit(); // removes the deleted messages; false where one could not be removed
+    // Removes the deleted messages, and counts them; false where one could not be removed.
+    bool Commit(unsigned int &removed);
 
 private:
     std::vector<Message> fMessages;

@@ -54,12 +54,17 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
         {"--port-file", [this](char const *value) { return !(portFile = value).empty(); }},
         {"--logins", [this](char const *value) { return logins.Parse(value); }},
         {"--language", [](char const *value) { return *value != 0; }}, // taken by FindLanguage()
-        {"--idle-seconds", [this](char const *value) { return ParseNumber(value, idleSeconds, 1, 86400); }}};
+        {"--idle-seconds", [this](char const *value) { return ParseNumber(value, idleSeconds, 1, 86400); }},
+        {"--spool-bytes", [this](char const *value) { return ParseNumber(value, spoolBytes, 0ul, 1ul << 30); }}};
     for (int i = 1; i < count; ++i) {
         std::string const name = arguments[i];
         if (name == "--help") {
             isHelpWanted = true;
             return true;
+        }
+        if (name == "--status") {
+            isStatusWanted = true;
+            continue;
         }
         auto const option = known.find(name);
         if (option == known.end()) {
@@ -75,9 +80,10 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
             return false;
         }
     }
-    if (users.empty())
-        problem = Tell(text::usersMissing);
-    return !users.empty();
+    if (!users.empty() || isStatusWanted)
+        return true;
+    problem = Tell(text::usersMissing);
+    return false;
 }
 
 } // namespace pop3d

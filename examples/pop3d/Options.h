@@ -23,6 +23,8 @@ struct Options {
     std::string users;
     Logins logins;
     int idleSeconds = 600;
+    unsigned long spoolBytes = 65536;
+    bool isStatusWanted = false;
     bool isHelpWanted = false;
 
     // False, and one line in `problem`, where the arguments make no sense.

@@ -1,16 +1,14 @@
 #include "Server.h"
 
-#include "Session.h"
+#include "Client.h"
+#include "SocketStream.h"
+#include "Texts.h"
 #include "Tracing.h"
-
-#include "tuzutil/EXCEPTN.h"
-
-#include <exception>
 
 namespace pop3d {
 
-Server::Server(net::Handle listener, Users &users, Options const &options)
-    : fListener(listener), fUsers(users), fOptions(options) {}
+Server::Server(net::Handle listener, Users &users, Options const &options, Counters &counters)
+    : fListener(listener), fUsers(users), fOptions(options), fCounters(counters) {}
 
 Server::~Server() {
     net::Close(fListener);
@@ -19,51 +17,48 @@ Server::~Server() {
 void Server::Run() {
     while (!IsStopWanted()) {
         net::Handle const handle = net::Accept(fListener, 200);
-        Reap(false);
-        if (handle == net::fsNone)
-            continue;
-        if (fClients.size() >= fsMaximum) {
-            TTracePoint::Write(TTrace::warning, TraceCategory::server, "Server.cpp", "client refused: %u sessions",
-                               static_cast<unsigned int>(fClients.size()));
-            Text const &refusal = text::tooManySessions;
-            SocketStream(handle) << "-ERR " << refusal.code << Utf8(MakeMessage(refusal)) << "\r\n";
-            net::Close(handle);
-            continue;
-        }
-        net::SetTimeout(handle, fOptions.idleSeconds);
-        Client &client = fClients.emplace_back();
-        client.handle = handle;
-        client.thread = std::thread([this, &client] { Serve(client); });
+        Reap();
+        if (handle != net::fsNone)
+            Admit(handle);
     }
-    Reap(true);
+    EndAll();
 }
 
-void Server::Serve(Client &client) {
-    try {
-        SocketStream connection(client.handle);
-        Session(connection, fUsers, fOptions.logins).Run();
-    } catch (TException &problem) {
-        TraceException(TraceCategory::session, "Server.cpp", problem);
-    } catch (std::exception const &problem) {
-        TTracePoint::Write(TTrace::error, TraceCategory::session, "Server.cpp", "%s", problem.what());
-    }
-    net::Shutdown(client.handle);
-    client.isOver = true;
+void Server::Admit(net::Handle handle) {
+    net::SetSendTimeout(handle, fOptions.idleSeconds);
+    if (fClients.size() >= fsMaximum)
+        return Refuse(handle);
+    TReference<Client> const client(new Client(handle, fUsers, fOptions, fCounters));
+    if (client->Start() == 0)
+        fClients.push_back(client);
+    // Without a thread the connection is closed with the client.
 }
 
-// Waits for sessions that are over, or, at the end, makes all of them be over.
-void Server::Reap(bool all) {
+void Server::Refuse(net::Handle handle) {
+    TTracePoint::Write(TTrace::warning, TraceCategory::server, "Server.cpp", "client refused: %u sessions",
+                       static_cast<unsigned int>(fClients.size()));
+    Text const &refusal = text::tooManySessions;
+    SocketStream(handle) << "-ERR " << refusal.code << Utf8(MakeMessage(refusal)) << "\r\n";
+    net::Close(handle);
+}
+
+// Lets go of sessions that are over, and ends those whose clients keep silent.
+void Server::Reap() {
     for (auto client = fClients.begin(); client != fClients.end();) {
-        if (all)
-            net::Shutdown(client->handle);
-        if (all || client->isOver) {
-            client->thread.join();
-            net::Close(client->handle);
-            client = fClients.erase(client);
-        } else {
+        (*client)->HangUpIfIdle();
+        if ((*client)->IsRunning())
             ++client;
-        }
+        else
+            client = fClients.erase(client);
     }
+}
+
+void Server::EndAll() {
+    for (TReference<Client> const &client : fClients)
+        client->HangUp();
+    for (TReference<Client> const &client : fClients)
+        client->WaitForTermination(-1);
+    fClients.clear();
 }
 
 } // namespace pop3d

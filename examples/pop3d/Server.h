@@ -3,19 +3,22 @@
 
 // Server: accepts clients and gives each a session in a thread of its own, until a stop is wanted.
 
+#include "Counters.h"
 #include "Options.h"
 #include "System.h"
 #include "Users.h"
 
-#include <atomic>
+#include "tuzutil/TREFCNT.h"
+
 #include <list>
-#include <thread>
 
 namespace pop3d {
 
+class Client;
+
 class Server {
 public:
-    Server(net::Handle listener, Users &users, Options const &options);
+    Server(net::Handle listener, Users &users, Options const &options, Counters &counters);
     ~Server();
 
     void Run(); // returns when a stop is wanted and every session has ended
@@ -23,19 +26,16 @@ public:
 private:
     static constexpr std::size_t fsMaximum = 1000; // sessions at once
 
-    struct Client {
-        net::Handle handle; // closed when the thread has ended: until then it can be shut down from outside
-        std::thread thread;
-        std::atomic<bool> isOver{false};
-    };
-
-    void Serve(Client &client);
-    void Reap(bool all);
+    void Admit(net::Handle handle);
+    void Refuse(net::Handle handle);
+    void Reap();
+    void EndAll();
 
     net::Handle fListener;
     Users &fUsers;
     Options const &fOptions;
-    std::list<Client> fClients;
+    Counters &fCounters;
+    std::list<TReference<Client>> fClients;
 };
 
 } // namespace pop3d

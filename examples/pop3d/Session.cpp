@@ -2,6 +2,7 @@
 
 #include "MessageSource.h"
 #include "Sasl.h"
+#include "Spool.h"
 #include "System.h"
 #include "Tracing.h"
 
@@ -70,9 +71,10 @@ Session::Line::~Line() {
     WipeBytes(text, sizeof text);
 }
 
-Session::Session(SocketStream &connection, Users &users, Logins const &logins)
-    : fConnection(connection), fLines(fsLineBuffer, &connection), fUsers(users), fLogins(logins),
-      fTimestamp(NewTimestamp()) {}
+Session::Session(SocketStream &connection, Users &users, Options const &options, Counters &counters,
+                 IdleTimer &idleTimer)
+    : fConnection(connection), fLines(fsLineBuffer, &connection), fUsers(users), fOptions(options),
+      fLogins(options.logins), fCounters(counters), fIdleTimer(idleTimer), fTimestamp(NewTimestamp()) {}
 
 Session::~Session() {
     if (!fLockedMailbox.empty())
@@ -104,13 +106,17 @@ void Session::Run() {
 // A line that is too long is read to its end and forgotten: the session goes on behind it.
 Session::Read Session::ReadLine(Line &line) {
     fLines.flush();
+    fIdleTimer.Start();
     fLines.getline(line.text, sizeof line.text);
     std::streamsize const count = fLines.gcount();
+    fIdleTimer.Stop();
     if (!fLines) {
         if (count != static_cast<std::streamsize>(sizeof line.text) - 1 || fLines.eof())
             return Read::end;
         fLines.clear();
+        fIdleTimer.Start();
         fLines.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        fIdleTimer.Stop();
         return fLines.good() ? Read::tooLong : Read::end;
     }
     // A line that the connection's end cut off is no command.
@@ -241,8 +247,10 @@ void Session::AuthPlain(char const *initial) {
 }
 
 void Session::Login(std::string const &name, bool isProven) {
-    if (!isProven)
+    if (!isProven) {
+        ++fCounters.refusedLogins;
         return Error(text::wrongNameOrPassword);
+    }
     std::string const &folder = fUsers.Find(name)->mailbox;
     if (!Mailbox::Exists(folder))
         return Error(text::mailboxMissing);
@@ -251,6 +259,7 @@ void Session::Login(std::string const &name, bool isProven) {
     fLockedMailbox = folder;
     fMailbox = std::make_unique<Mailbox>(folder);
     fState = State::transaction;
+    ++fCounters.logins;
     TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "%s logged in, %u messages",
                        name.c_str(), static_cast<unsigned int>(fMailbox->QueryCount()));
     Ok(text::messageCount, static_cast<unsigned int>(fMailbox->QueryCount()));
@@ -308,7 +317,7 @@ void Session::Uidl(char *argument) {
 
 void Session::Retr(char *argument) {
     if (Mailbox::Message const *const message = FindMessage(NextWord(argument)))
-        SendMessage(*message, nullptr);
+        SendMessage(*message);
 }
 
 void Session::Top(char *argument) {
@@ -317,23 +326,34 @@ void Session::Top(char *argument) {
     if (!ParseNumber(NextWord(argument), lines))
         return Error(text::topNeedsNumbers);
     if (Mailbox::Message const *const message = FindMessage(number))
-        SendMessage(*message, &lines);
+        SendTop(*message, lines);
 }
 
-// The message goes past the line stream straight to the connection, so what the line stream holds back goes first.
-void Session::SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines) {
+// The message is read before it is promised: what is changed or removed meanwhile, or cannot be read to its end, does
+// not reach the client. It goes past the line stream straight to the connection, so what the line stream holds back
+// goes first.
+void Session::SendMessage(Mailbox::Message const &message) {
+    Spool spool(fOptions.spoolBytes);
+    if (!Mailbox::Copy(message, spool))
+        return Error(text::messageUnreadable);
+    Ok(text::messageFollows);
+    fLines.flush();
+    ToDotByteStream out(fConnection);
+    if (!spool.SendTo(out)) {
+        fState = State::done; // the client must not take what it got for the whole
+        return;
+    }
+    out.WriteTermination();
+    ++fCounters.messagesSent;
+}
+
+void Session::SendTop(Mailbox::Message const &message, unsigned long bodyLines) {
     MessageSource probe(message.path);
     if (!probe)
         return Error(text::messageUnreadable);
     Ok(text::messageFollows);
     fLines.flush();
-    if (!bodyLines) {
-        ToDotByteStream out(fConnection);
-        Mailbox::Copy(message, out);
-        out.WriteTermination();
-        return;
-    }
-    ToDotByteStream out(fConnection, *bodyLines);
+    ToDotByteStream out(fConnection, bodyLines);
     try {
         Mailbox::Copy(message, out);
         out.flush();
@@ -360,7 +380,9 @@ void Session::Noop(char *) {
 }
 
 void Session::Quit(char *) {
-    bool const done = fState != State::transaction || fMailbox->Commit();
+    unsigned int removed = 0;
+    bool const done = fState != State::transaction || fMailbox->Commit(removed);
+    fCounters.messagesRemoved += removed;
     if (done)
         Ok(text::goodbye);
     else

@@ -3,6 +3,8 @@
 
 // Session: one client from greeting to goodbye (RFC 1939, RFC 2449, RFC 5034, RFC 2195). One thread.
 
+#include "Counters.h"
+#include "IdleTimer.h"
 #include "Mailbox.h"
 #include "Options.h"
 #include "SocketStream.h"
@@ -18,7 +20,7 @@ namespace pop3d {
 
 class Session {
 public:
-    Session(SocketStream &connection, Users &users, Logins const &logins);
+    Session(SocketStream &connection, Users &users, Options const &options, Counters &counters, IdleTimer &idleTimer);
     ~Session();
     Session(Session const &) = delete;
     Session &operator=(Session const &) = delete;
@@ -77,12 +79,16 @@ private:
     void SendList(char const *argument, std::string (Session::*describe)(std::size_t, Mailbox::Message &));
     std::string DescribeSize(std::size_t number, Mailbox::Message &message);
     std::string DescribeUid(std::size_t number, Mailbox::Message &message);
-    void SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines);
+    void SendMessage(Mailbox::Message const &message);
+    void SendTop(Mailbox::Message const &message, unsigned long bodyLines);
 
     SocketStream &fConnection;
     TLineStream fLines;
     Users &fUsers;
+    Options const &fOptions;
     Logins const &fLogins;
+    Counters &fCounters;
+    IdleTimer &fIdleTimer;
     State fState = State::authorization;
     std::string fTimestamp;
     std::string fName; // of USER, until PASS

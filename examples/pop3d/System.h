@@ -24,8 +24,8 @@ std::uint16_t QueryPort(Handle listener);
 Handle Accept(Handle listener, int milliseconds);
 bool IsLoopback(Handle client);
 
-// Reading and writing give up after this time without progress.
-void SetTimeout(Handle client, int seconds);
+// Writing gives up after this time without progress.
+void SetSendTimeout(Handle client, int seconds);
 // The bytes moved, 0 at the end of the data, -1 on failure.
 long Receive(Handle client, char *to, std::size_t count);
 long Send(Handle client, char const *from, std::size_t count);

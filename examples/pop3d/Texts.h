@@ -66,6 +66,15 @@ inline constexpr Text portInUse{44, "the port is in use"};
 inline constexpr Text systemError{45, "system error %d"};
 inline constexpr Text listening{46, "listening on %s port %u"};
 inline constexpr Text stopped{47, "stopped"};
+inline constexpr Text noStatus{48, "no server on port %u tells its status"};
+inline constexpr Text statusProcess{49, "process: %u"};
+inline constexpr Text statusSessions{50, "sessions now: %u"};
+inline constexpr Text statusAllSessions{51, "sessions so far: %u"};
+inline constexpr Text statusLogins{52, "logins: %u"};
+inline constexpr Text statusRefusedLogins{53, "refused logins: %u"};
+inline constexpr Text statusMessagesSent{54, "messages sent: %u"};
+inline constexpr Text statusMessagesRemoved{55, "messages removed: %u"};
+inline constexpr Text statusIdleSessions{56, "sessions ended for idleness: %u"};
 
 inline constexpr Text usage[] = {
     {60, "usage: pop3d --users FILE [options]"},
@@ -77,8 +86,10 @@ inline constexpr Text usage[] = {
     {65, "  --logins LIST        ways to log in, of user,apop,cram-md5,plain (all; plain over loopback only)"},
     {66, "  --idle-seconds N     ends a session after this time without a command (600)"},
     {67, "  --language NAME      speaks the language for which there is a folder NAME of texts beside the program"},
-    {68, "  --help               shows this"},
-    {69, "Trace entries go where the environment variable NUV_TRACE says, as in NUV_TRACE=stderr,al,Protocol"}};
+    {68, "  --spool-bytes N      messages beyond this size are not kept in memory while they are sent (65536)"},
+    {69, "  --status             shows what the server on the port has counted"},
+    {70, "  --help               shows this"},
+    {71, "Trace entries go where the environment variable NUV_TRACE says, as in NUV_TRACE=stderr,al,Protocol"}};
 
 } // namespace text
 

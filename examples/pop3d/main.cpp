@@ -1,5 +1,6 @@
 // pop3d: a POP3 server on tuzutil.
 
+#include "Counters.h"
 #include "Options.h"
 #include "Server.h"
 #include "System.h"
@@ -59,6 +60,8 @@ int main(int count, char **arguments) {
             std::cout << pop3d::Utf8(pop3d::MakeMessage(line)) << '\n';
         return 0;
     }
+    if (options.isStatusWanted)
+        return pop3d::ShowStatus(options.port, problem) ? 0 : Fail(problem);
     TTrace trace; // entries go where NUV_TRACE says, for as long as it stands
     if (!OpenTrace(trace, problem))
         return Fail(problem);
@@ -74,7 +77,10 @@ int main(int count, char **arguments) {
     if (!options.portFile.empty() && !WritePortFile(options.portFile, port))
         return Fail(pop3d::Tell(pop3d::text::portFileFailed, options.portFile.c_str()));
     Report(pop3d::MakeMessage(pop3d::text::listening, options.address.c_str(), port));
-    pop3d::Server(listener, users, options).Run();
+    {
+        pop3d::CounterBlock counters(port);
+        pop3d::Server(listener, users, options, *counters).Run();
+    }
     Report(pop3d::MakeMessage(pop3d::text::stopped));
     return 0;
 }

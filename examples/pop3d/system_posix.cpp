@@ -96,9 +96,8 @@ bool IsLoopback(Handle client) {
            (ntohl(at.sin_addr.s_addr) >> 24) == 127;
 }
 
-void SetTimeout(Handle client, int seconds) {
+void SetSendTimeout(Handle client, int seconds) {
     timeval const time{seconds, 0};
-    setsockopt(Fd(client), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
     setsockopt(Fd(client), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
 }
 

@@ -89,26 +89,22 @@ bool IsLoopback(Handle client) {
            (ntohl(at.sin_addr.s_addr) >> 24) == 127;
 }
 
-void SetTimeout(Handle client, int seconds) {
+void SetSendTimeout(Handle client, int seconds) {
     DWORD const time = static_cast<DWORD>(seconds) * 1000;
-    setsockopt(Socket(client), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<char const *>(&time), sizeof time);
     setsockopt(Socket(client), SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<char const *>(&time), sizeof time);
 }
 
 // A shutdown from another thread does not reach a recv() that waits, so the wait goes in steps.
 long Receive(Handle client, char *to, std::size_t count) {
-    DWORD left = 0;
-    int size = sizeof left;
-    getsockopt(Socket(client), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<char *>(&left), &size);
-    for (constexpr DWORD step = 200;; left -= step) {
+    for (;;) {
         fd_set watched;
         FD_ZERO(&watched);
         FD_SET(Socket(client), &watched);
-        timeval time{0, step * 1000};
+        timeval time{0, 200000};
         int const ready = select(0, &watched, nullptr, nullptr, &time);
         if (ready > 0)
             break;
-        if (ready < 0 || IsStopWanted() || left <= step)
+        if (ready < 0 || IsStopWanted())
             return -1;
     }
     return recv(Socket(client), to, static_cast<int>(count), 0);

@@ -1,0 +1,40 @@
+#ifndef POP3D_CLIENT_H
+#define POP3D_CLIENT_H
+
+// Client: a connection and its session, which is the body of a thread. The server and the thread hold it together.
+
+#include "Counters.h"
+#include "IdleTimer.h"
+#include "Options.h"
+#include "System.h"
+#include "Users.h"
+
+#include "tuzutil/THREAD.h"
+
+namespace pop3d {
+
+class Client : public TThread {
+public:
+    // Takes the connection, and closes it when both the server and the thread are done with it.
+    Client(net::Handle handle, Users &users, Options const &options, Counters &counters);
+    Client(Client const &) = delete;
+    Client &operator=(Client const &) = delete;
+    ~Client() override;
+
+    int Run() override;
+
+    void HangUp() { net::Shutdown(fHandle); }
+    void HangUpIfIdle(); // looks whether the client has kept us waiting too long
+
+private:
+    net::Handle fHandle;
+    Users &fUsers;
+    Options const &fOptions;
+    Counters &fCounters;
+    IdleTimer fIdleTimer;
+    bool fIsHungUp = false; // for idleness; the server's own
+};
+
+} // namespace pop3d
+
+#endif

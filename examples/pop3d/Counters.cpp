@@ -1,0 +1,60 @@
+#include "Counters.h"
+
+#include "System.h"
+#include "Texts.h"
+#include "Tracing.h"
+
+#include <iostream>
+#include <new>
+
+namespace pop3d {
+
+namespace {
+
+std::string BlockName(std::uint16_t port) {
+    return "tuzutil-pop3d-" + std::to_string(port);
+}
+
+} // namespace
+
+CounterBlock::CounterBlock(std::uint16_t port) : fMemory(BlockName(port).c_str(), sizeof(Counters)) {
+    if (!fMemory) {
+        TTracePoint::Write(TTrace::warning, TraceCategory::server, "Counters.cpp",
+                           "no shared memory for the counters, state %d", fMemory.rdstate());
+        fPrivate = std::make_unique<Counters>();
+        fCounters = fPrivate.get();
+    } else {
+        fCounters = new (fMemory.Pointer()) Counters;
+    }
+    fCounters->processId = static_cast<std::uint32_t>(ProcessId());
+    fCounters->mark.store(Counters::fsMark, std::memory_order_release);
+}
+
+CounterBlock::~CounterBlock() {
+    fCounters->mark = 0; // who reads on does not take the last numbers for a server's
+}
+
+bool ShowStatus(std::uint16_t port, std::string &problem) {
+    ipcSharedMemory const memory(BlockName(port).c_str());
+    auto const *const counters = static_cast<Counters const *>(memory.Pointer());
+    if (!memory || counters->mark.load(std::memory_order_acquire) != Counters::fsMark) {
+        problem = Tell(text::noStatus, port);
+        return false;
+    }
+    struct {
+        Text const &text;
+        std::atomic<std::uint32_t> const &number;
+    } const lines[] = {{text::statusProcess, counters->processId},
+                       {text::statusSessions, counters->sessions},
+                       {text::statusAllSessions, counters->allSessions},
+                       {text::statusLogins, counters->logins},
+                       {text::statusRefusedLogins, counters->refusedLogins},
+                       {text::statusMessagesSent, counters->messagesSent},
+                       {text::statusMessagesRemoved, counters->messagesRemoved},
+                       {text::statusIdleSessions, counters->idleSessions}};
+    for (auto const &line : lines)
+        std::cout << Utf8(MakeMessage(line.text, line.number.load(std::memory_order_relaxed))) << '\n';
+    return true;
+}
+
+} // namespace pop3d
