@@ -10,17 +10,16 @@
 namespace pop3d {
 
 Client::Client(net::Handle handle, Users &users, Options const &options, Counters &counters)
-    : fHandle(handle), fUsers(users), fOptions(options), fCounters(counters), fIdleTimer(options.idleSeconds) {
-    ++fCounters.sessions;
-    ++fCounters.allSessions;
-}
+    : fHandle(handle), fUsers(users), fOptions(options), fCounters(counters), fIdleTimer(options.idleSeconds) {}
 
+// May run behind the server's own end, when the thread lets go last.
 Client::~Client() {
     net::Close(fHandle);
-    --fCounters.sessions;
 }
 
 int Client::Run() {
+    ++fCounters.sessions;
+    ++fCounters.allSessions;
     try {
         SocketStream connection(fHandle);
         Session(connection, fUsers, fOptions, fCounters, fIdleTimer).Run();
@@ -31,6 +30,7 @@ int Client::Run() {
     }
     fIdleTimer.Stop();
     HangUp();
+    --fCounters.sessions;
     return 0;
 }
 

@@ -28,10 +28,10 @@ public:
     explicit Spool(unsigned long limit) : TTempStream(fsBlockSize, "pop3d", new SpoolLimit(limit)) {}
 
     // Hands everything on; false where it could not be read again, or not be taken.
-    bool SendTo(std::ostream &out) {
+    bool SendTo(std::ostream &to) {
         seekg(0);
-        rdbuf()->WriteTo(out);
-        return good() && out.good();
+        rdbuf()->WriteTo(to);
+        return good() && to.good();
     }
 
 private:
