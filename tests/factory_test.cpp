@@ -2,6 +2,7 @@
 
 #include "support/CaptureTrace.h"
 #include "support/Expect.h"
+#include "support/Module.h"
 #include "support/TempFolder.h"
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACEP.h"
@@ -315,7 +316,71 @@ TEST(FactoryLibrary, NamesGetTheEndingUnlessTheyHaveIt) {
     EXPECT_EQ(loader.LoadDll(folder.Name("capitals.DLL").c_str()), 0);
 }
 
+TEST(TFactoryLoader, NamesThatAreTooLongAreNoLibrary) {
+    TLoader loader;
+    for (std::size_t length : {250u, 255u, 256u, 259u, 260u, 4000u, 4085u, 4090u, 4096u, 100000u}) {
+        std::string const name(length, 'x');
+        TCapture capture;
+        EXPECT_EQ(loader.LoadDll(name.c_str()), 1) << length;
+        EXPECT_EQ(capture.Entries().size(), 1u) << length;
+    }
+}
+
+TEST(FactoryLibrary, IsLookedForInTheNewestDirectoryFirst) {
+    TLibpathScope const path;
+    TTempFolder const older, newer;
+    older.AddFile("twice.dll", "no library");
+    newer.AddFile("twice.dll", "no library");
+    TFactoryLoaderBase::AddLibpath(older.Name().c_str());
+    TFactoryLoaderBase::AddLibpath(newer.Name().c_str());
+    TCapture capture;
+    EXPECT_EQ(TTraceFactory::GetLoader()->Find("twice"), nullptr);
+    ASSERT_EQ(capture.Entries().size(), 3u);
+    ExpectCannotLoad(capture.Entries()[0], newer.Name("twice.dll"));
+    ExpectCannotLoad(capture.Entries()[1], "twice");
+}
+
+// A library that another thread loads looks for a factory while a lookup here waits for the system's loader.
+TEST(FactoryLibrary, NeedsNoLockThatALookupHoldsWhileItLoads) {
+    struct TGate : TTraceFactory {
+        TGate() : TTraceFactory("gatekind") {}
+        TTrace CreateTrace(char const *argument) override {
+            if (*argument == 'w') { // in the static object of the library
+                isLoading.Post();
+                isLooking.Wait(-1);
+                std::this_thread::sleep_for(std::chrono::milliseconds(50)); // let it reach the system's loader
+            } else {
+                ++others;
+            }
+            return TTrace();
+        }
+        TSemaphore isLoading, isLooking;
+        int others = 0;
+    } gate;
+    std::thread loads([] { TModule("looking_module", false); });
+    gate.isLoading.Wait(-1);
+    std::thread looks([&] {
+        gate.isLooking.Post();
+        EXPECT_EQ(TTraceFactory::GetLoader()->Find("missing[nosuchlibrary]"), nullptr);
+    });
+    looks.join();
+    loads.join();
+    EXPECT_EQ(gate.others, 1);
+}
+
 #if !defined(_WIN32)
+TEST(FactoryLibrary, WithTheSystemsKindOfNameIsFoundAlongThePath) {
+    TLibpathScope const path;
+    TCapture capture;
+    EXPECT_NE(TTraceFactory::GetLoader()->Find("nativename"), nullptr);
+    capture.ExpectNone();
+}
+
+TEST(FactoryLibrary, MayBeNamedInTheSystemsFormInAConfiguration) {
+    TTrace const trace("nativename[" TUZUTIL_TEST_FACTORIES "/nativename](x)");
+    EXPECT_EQ(trace.QueryLevel(), 0x10000004u);
+}
+
 TEST(FactoryLibrary, MayHaveTheSystemsKindOfName) {
     TLibpathScope const path;
     TLoader loader;

@@ -2,7 +2,9 @@
 
 #include "support/CaptureTrace.h"
 #include "support/Expect.h"
+#include "support/LocaleC.h"
 #include "support/TempFolder.h"
+#include "tuzutil/MSGSTORE.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACEP.h"
 
@@ -214,6 +216,52 @@ TEST(TraceRecord, NothingOfTheTextIsChanged) {
     EXPECT_EQ(traced.Take(), "E [f:1] one\r\ntwo\ttab \x1B[31m \xC3\xA4 100%d\n");
 }
 
+TEST(TraceRecord, WideTextsAreWrittenInTheEncodingOfTheProcess) {
+    TLocaleC const locale;
+    TTraced traced;
+    TTextMessage message(u"wide %d \u20AC", 5);
+    message.SetDebugging("f", 1);
+    TTrace::WriteEntry(TTrace::error, fsCategory, message);
+    EXPECT_EQ(traced.Take(), "E [f:1] wide 5 ?\n");
+    EXPECT_TRUE(message.QueryMessage().IsUnicode());
+}
+
+TEST(TraceRecord, TextsAreFoundAndMadeOutsideTheTraceLock) {
+    struct TAsking : TTextMessageStore {
+        TAsking() : TTextMessageStore(TTextMessage::StoreID("TraceStreamTest", ExplicitInit)) {}
+        TString GetMsg(long, long, int) override {
+            std::thread([this] {
+                TMutexSemaphoreEntry const entry(TTrace::Base::fsMutex, 10000);
+                isFree = entry.State() == TMutexSemaphore::Locked;
+            }).join();
+            return TString("from the store");
+        }
+        bool isFree = false;
+    } store;
+    TTraced traced;
+    TTextMessage message(TTextMessage::StoreID("TraceStreamTest", ExplicitInit), 1, 2, "default");
+    message.SetDebugging("f", 1);
+    TTrace::WriteEntry(TTrace::error, fsCategory, message);
+    EXPECT_EQ(traced.Take(), "E [f:1] from the store\n");
+    EXPECT_TRUE(store.isFree);
+}
+
+TEST(TraceRecord, TextsThatNobodyWantsAreNotMade) {
+    struct TCounting : TTextMessageStore {
+        TCounting() : TTextMessageStore(TTextMessage::StoreID("TraceStreamTest", ExplicitInit)) {}
+        TString GetMsg(long, long, int) override {
+            ++count;
+            return TString();
+        }
+        int count = 0;
+    } store;
+    TTraced traced;
+    traced.trace.SetLevel(TTrace::warning);
+    TTextMessage const message(TTextMessage::StoreID("TraceStreamTest", ExplicitInit), 1, 2, "default");
+    TTrace::WriteEntry(TTrace::error, fsCategory, message);
+    EXPECT_EQ(store.count, 0);
+}
+
 TEST(TraceRecord, MessageWithoutTextGivesAnEmptyOne) {
     TTraced traced;
     TTrace::WriteEntry(TTrace::error, fsCategory, TTextMessage());
@@ -261,6 +309,55 @@ TEST(TTraceStream, APointedToStreamIsOwned) {
         EXPECT_EQ(destroyed, 3);
     }
     EXPECT_EQ(destroyed, 3);
+}
+
+TEST(TTraceStream, TheSameStreamMayBeGivenAgain) {
+    int destroyed = 0;
+    {
+        TTraceStream trace;
+        auto *const stream = new TMortalStream(destroyed);
+        trace.SetStream(stream);
+        trace.SetStream(stream);
+        EXPECT_EQ(destroyed, 0);
+        Entry(TTrace::error, "f", 1, "text");
+        trace.SetStream(*stream); // from now on it is ours again
+        EXPECT_EQ(destroyed, 0);
+        trace.SetStream(stream);
+    }
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(TTraceStream, AnOwnedStreamEndsOutsideTheLocks) {
+    struct TWaiting : std::ostringstream {
+        ~TWaiting() override {
+            std::thread([] { Entry(TTrace::error, "f", 1, "text"); }).join();
+        }
+    };
+    {
+        TTraceStream trace(new TWaiting);
+        trace.SetStream(new TWaiting);
+    }
+    EXPECT_EQ(TTrace::Base::fsAnchor, nullptr);
+}
+
+TEST(TTraceStream, IsABaseForDestinationsOfOnesOwn) {
+    class TMarking : public TTraceStreamBase {
+    public:
+        void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override {
+            out << '!';
+            TTraceStreamBase::Write(level, category, message);
+        }
+        void Begin() { SetStream(out); }
+        std::ostringstream out;
+        ~TMarking() override { Unlink(); }
+    };
+    auto *const destination = new TMarking;
+    TTrace trace;
+    trace.QueryPointer() = TTrace::Pointer(destination);
+    trace.SetDisplayPrefix(0);
+    destination->Begin();
+    Entry(TTrace::error, "f", 1, "text");
+    EXPECT_EQ(destination->out.str(), "!E [f:1] text\n");
 }
 
 TEST(TTraceStream, SelectionsAreApplied) {

@@ -98,7 +98,7 @@ public:
 
 private:
     std::ofstream fFile;
-    std::ostream *fOut;
+    std::ostream *fOut = nullptr;
 };
 
 class JsonTraceFactory : public TTraceFactory {

@@ -3,7 +3,8 @@
 //     NUV_TRACE="rotate[tracerotate](mail.log;1048576;5),erwa"
 //
 // The argument is the file's name, the size in bytes (one mebibyte if it is left out), and how many older files are
-// kept (3): mail.log.1 is the newest of them. Records look as in other trace files, and none is divided between two.
+// kept (3): mail.log.1 is the newest of them. Records look as in other trace files, with LF behind each line on every
+// system, and none is divided between two.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TRACEFAC.h"
@@ -51,7 +52,7 @@ private:
             std::remove(Numbered(number).c_str()); // some systems do not rename onto a file
             std::rename(Numbered(number - 1).c_str(), Numbered(number).c_str());
         }
-        Open(std::ios_base::trunc);
+        Open(std::ios_base::app); // empty, unless somebody else keeps the file in its place
     }
 
     std::string Numbered(unsigned number) const { return number == 0 ? fName : fName + '.' + std::to_string(number); }

@@ -19,8 +19,10 @@
 //     TFilter *filter = TFilter::GetLoader()->Find("spam[spamlib]"); // loads spamlib.dll; null if there is none
 //
 // Ownership:  a loader borrows its factories; they belong to their libraries, which stay loaded for good.
-// Threads:    a loader may be used by any thread; lookups that load a library take turns. The list of directories has
-//             a lock of its own.
+// Threads:    a loader may be used by any thread. Lookups of types that are not there take turns, as they load; those
+// of
+//             others wait for nobody. A static object of a library that somebody else loads must not look for a type
+//             that is not there. The list of directories has a lock of its own.
 // Failures:   TInvalidRequest: "Already defined", "No dll name found", "Singleton Object". What a factory's constructor
 //             throws while a loader loads its library comes out of Find() or LoadDll() afterwards; the factory is not
 //             registered then. A library that cannot be loaded is traced at level 8, and Find() answers null.
@@ -89,7 +91,8 @@ protected:
     [[noreturn]] void ThrowSingletonException();
 
 private:
-    void *Lookup(TFactoryType const &type);
+    void *Lookup(TFactoryType const &type, bool alsoLoading);
+    void Settle();
 
     std::unique_ptr<TMutexSemaphore> fMutex;         // held while a library is loaded
     std::unique_ptr<TMutexSemaphore> fRegistryMutex; // held for a moment, never while a library is loaded

@@ -166,6 +166,7 @@ public:
         friend class TTrace;
         class Walk;
 
+        static bool IsHeard(unsigned long level, unsigned long component, Category const &category);
         static int Int(TTraceWord const &word) noexcept { return static_cast<int>(static_cast<std::uint32_t>(word)); }
 
         TTraceWord fDisplayPrefix{1};

@@ -20,7 +20,7 @@
 // Ownership:  the loader borrows the factory, a static object of its library. The handle that CreateTrace() returns
 //             shares its destination.
 // Threads:    CreateTrace() may be called by any thread, and runs under the trace lock, as the destination's Write()
-//             does: they must not load libraries. Its destructor calls Unlink() before its members go.
+//             does: they must not load libraries. The destination's destructor calls Unlink() before its members go.
 // Failures:   as FACTORY.h says. A handle without destination means that nothing is traced.
 // Surprises:  the argument is never null. A configuration ends it at the first comma: use other separators.
 

@@ -20,10 +20,11 @@
 // Threads:    lines of all destinations and threads of a process never interleave: one lock, fsFileMutex, is held for
 //             each. The streams belong to the destination meanwhile: what else writes to them comes between lines.
 // Failures:   none: where a file or its directory cannot be made nothing is written, and a record that a stream refuses
-//             is lost. The next one is tried afresh, on a line of its own. ParseTraceString() throws, see TRACE.h.
+//             is lost. The next one is tried afresh, with the state bits of the stream cleared; in a file, on a line
+//             of its own. ParseTraceString() throws, see TRACE.h.
 // Surprises:  a file is begun anew, also one that another process writes to: share it by TTraceSharedFile. Only the
-//             text up to its first zero is written; a message with line ends takes several lines. Lines end as the
-//             system's text files do.
+//             text up to its first zero is written, 16-bit text in the encoding of the process; a message with line
+//             ends takes several lines. Lines end as the system's text files do.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"

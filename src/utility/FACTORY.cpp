@@ -8,6 +8,7 @@
 #include "utility/LOADING.h"
 #include "utility/RAISE.h"
 
+#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -38,18 +39,42 @@ std::string_view LastPart(std::string_view name) noexcept {
     return name.substr(name.rfind('\\') + 1);
 }
 
+// Whether what follows the last dot is that ending, with the dot.
+bool HasEnding(TString const &name, char const *ending) {
+    std::string_view const whole = View(name);
+    std::size_t const dot = whole.rfind('.');
+    return dot != std::string_view::npos && asciicmp::IsEqual(Text(whole.substr(dot)), TString(ending));
+}
+
+// What a library may be called: its name, with ".dll" if it needs an ending, and then as the system names its own.
+struct TNames {
+    TNames(TString const &name, bool needsEnding) {
+        all[0] = needsEnding ? name + fsEnding : name;
+        if (!needsEnding || !platform::nativeLibraryEnding)
+            return;
+        all[1] = HasEnding(name, platform::nativeLibraryEnding) ? name : name + platform::nativeLibraryEnding;
+        std::string_view const native = View(all[1]);
+        std::size_t const path = native.size() - LastPart(native).size();
+        all[2] = Text(native.substr(0, path)) + "lib" + Text(native.substr(path));
+    }
+
+    std::array<TString, 3> all; // null: none
+};
+
 // The first of the directories that has the library, with it; null where none has, or where the name gets too long.
 TString Search(TString const &directories, TString const &name) {
-    TString const file = LastPart(View(name)).find('.') == std::string_view::npos ? name + fsEnding : name;
+    TNames const files(name, LastPart(View(name)).find('.') == std::string_view::npos);
     std::string_view rest = View(directories);
     while (!rest.empty()) {
         std::string_view const directory = rest.substr(0, rest.find(';'));
         rest.remove_prefix(std::min(directory.size() + 1, rest.size()));
         if (directory.empty())
             continue;
-        TString const path = TDirectory::Combine(Text(directory), file);
-        if (path.length() <= fsLongestPath && platform::IsFile(path))
-            return path;
+        for (TString const &file : files.all) {
+            TString const path = TDirectory::Combine(Text(directory), file);
+            if (file && path.length() <= fsLongestPath && platform::IsFile(path))
+                return path;
+        }
     }
     return TString();
 }
@@ -63,21 +88,21 @@ void *Open(TString const &name) {
     return library;
 }
 
-// The names that a library may have, one after another.
+// Under the first of its names that there is a library of. What is reported is the failure of the first.
 void *OpenUnderAnyName(TString const &name) {
     std::string_view const given = View(name);
     std::size_t const dot = given.rfind('.');
-    if (dot != std::string_view::npos && asciicmp::IsEqual(Text(given.substr(dot)), TString(fsEnding)))
-        return Open(name);
-    void *library = Open(name + fsEnding);
-    if (library || !platform::nativeLibraryEnding)
-        return library;
+    bool const hasEnding =
+        dot != std::string_view::npos && asciicmp::IsEqual(Text(given.substr(dot)), TString(fsEnding));
+    TNames const names(name, !hasEnding);
+    void *const library = Open(names.all[0]);
     std::uint32_t const error = platform::LastError();
-    TString const native = name + platform::nativeLibraryEnding;
-    std::size_t const path = given.size() - LastPart(given).size();
-    if ((library = Open(native)) == nullptr)
-        library = Open(Text(given.substr(0, path)) + "lib" + Text(View(native).substr(path)));
-    platform::SetLastError(error); // what is reported is that of the name that was asked for
+    for (std::size_t i = 1; i < names.all.size(); ++i) {
+        void *const other = !library && names.all[i] ? Open(names.all[i]) : nullptr;
+        if (other)
+            return other;
+    }
+    platform::SetLastError(error);
     return library;
 }
 
@@ -119,14 +144,20 @@ bool TFactoryType::operator<(TFactoryType const &other) const noexcept {
 
 class TFactoryEntry {
 public:
-    TFactoryEntry(TFactoryType const &type, void *factory) : fType(type), fFactory(factory) {}
+    TFactoryEntry(TFactoryType const &type, void *factory, bool isLoading)
+        : fType(type), fFactory(factory), fIsLoading(isLoading) {}
 
     TFactoryType const &Key() const noexcept { return fType; }
     void *Factory() const noexcept { return fFactory; }
 
+    // While its library is being loaded a factory may be half built.
+    bool IsLoading() const noexcept { return fIsLoading; }
+    void Settle() noexcept { fIsLoading = false; }
+
 private:
     TFactoryType fType;
     void *fFactory;
+    bool fIsLoading;
 };
 
 class TFactoryLoaderSet : public TKeySetOf<TFactoryEntry, TFactoryType> {};
@@ -141,7 +172,7 @@ void TFactoryLoaderBase::Add(TFactoryType const &type, void *factory) {
     TLock const lock(*fRegistryMutex);
     if (fFactories->FindKey(type))
         Fail("Already defined", "TFactoryLoaderBase::Add(const TFactoryType&,void*)");
-    auto entry = std::make_unique<TFactoryEntry>(type, factory);
+    auto entry = std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay());
     fFactories->Add(entry.get());
     entry.release();
 }
@@ -165,18 +196,31 @@ void TFactoryLoaderBase::Remove(TFactoryType const &type) {
         fFactories->Remove(entry.get());
 }
 
-void *TFactoryLoaderBase::Lookup(TFactoryType const &type) {
+void *TFactoryLoaderBase::Lookup(TFactoryType const &type, bool alsoLoading) {
     TLock const lock(*fRegistryMutex);
     TFactoryEntry const *const entry = fFactories->FindKey(type);
-    return entry ? entry->Factory() : nullptr;
+    return entry && (alsoLoading || !entry->IsLoading()) ? entry->Factory() : nullptr;
 }
 
+void TFactoryLoaderBase::Settle() {
+    TLock const lock(*fRegistryMutex);
+    TFactoryLoaderSet::Cursor cursor(*fFactories);
+    for (TFactoryEntry *entry = cursor.Element(); entry; entry = cursor.Next())
+        entry->Settle();
+}
+
+// A factory that is there is found without waiting for those who load: they may wait for the system's loader, in which
+// another thread's static object may be looking for a factory.
 void *TFactoryLoaderBase::Find(TFactoryType const &type) {
+    if (void *const factory = Lookup(type, false))
+        return factory;
     TLock const lock(*fMutex);
-    if (void *const factory = Lookup(type))
+    if (void *const factory = Lookup(type, true))
         return factory;
     LoadDll(type);
-    void *const factory = Lookup(type);
+    void *const factory = Lookup(type, true);
+    if (!TLoading::IsUnderWay())
+        Settle();
     if (!factory)
         TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Factory, fsFile, "Unable to find factory type %s",
                            type.QueryName());

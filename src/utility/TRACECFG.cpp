@@ -6,16 +6,18 @@
 #include "tuzutil/TRACESHF.h"
 #include "tuzutil/TRACESTR.h"
 #include "utility/ASCIICMP.h"
+#include "utility/NOCANCEL.h"
 #include "utility/RAISE.h"
 #include "utility/TRACELCK.h"
 #include "utility/TRACELEV.h"
 
 #include <iostream>
-#include <mutex>
 
 namespace {
 
 char const fsFile[] = "src/utility/TRACEP";
+char const fsNoFactory[] = "Unable to load trace factory %s";
+char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
 constexpr int fsDeepest = 16; // variables that refer to variables
 
 template <typename... Arguments>
@@ -33,8 +35,8 @@ bool IsSign(char c) noexcept {
 
 // Destinations
 
-// A name of a file in the library's form.
-std::string FileName(std::string name) {
+// A name from outside in the library's form.
+std::string LibraryForm(std::string name) {
     platform::FromNativeName(name.data(), name.size());
     return name;
 }
@@ -52,7 +54,7 @@ std::string DefaultLogName() {
 }
 
 std::string FileNameOrDefault(std::string const &argument) {
-    return argument.empty() ? DefaultLogName() : FileName(argument);
+    return argument.empty() ? DefaultLogName() : LibraryForm(argument);
 }
 
 TTrace ConsoleTrace(std::ostream &stream) {
@@ -61,14 +63,17 @@ TTrace ConsoleTrace(std::ostream &stream) {
     return trace;
 }
 
-TTrace FactoryTrace(std::string const &keyword, std::string const &argument) {
+TTrace FactoryTrace(TTraceConfiguration &configuration) {
+    std::string const &keyword = configuration.keyword;
     TTraceFactory *const factory =
-        keyword.empty() ? nullptr : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(keyword.c_str()));
+        keyword.empty() ? nullptr
+                        : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(LibraryForm(keyword).c_str()));
     if (factory) {
         TTraceLock const lock; // no other thread reaches the destination before all of it stands
-        return factory->CreateTrace(argument.c_str());
+        return factory->CreateTrace(configuration.argument.c_str());
     }
-    TraceNote(TTrace::error, "Unable to load trace factory %s", keyword.c_str());
+    TraceNote(TTrace::error, fsNoFactory, keyword.c_str());
+    configuration.problem = TTextMessage(fsNoFactory, keyword.c_str());
     return TTrace();
 }
 
@@ -87,12 +92,12 @@ constexpr TDestination fsDestinations[] = {
     {"debug", [](std::string const &) -> TTrace { return TTraceWindowsDebug(); }},
 };
 
-TTrace OpenDestination(TTraceConfiguration const &configuration) {
+TTrace OpenDestination(TTraceConfiguration &configuration) {
     for (TDestination const &each : fsDestinations) {
         if (asciicmp::IsEqual(configuration.keyword.c_str(), each.keyword))
             return each.open(configuration.argument);
     }
-    return FactoryTrace(configuration.keyword, configuration.argument);
+    return FactoryTrace(configuration);
 }
 
 // Selections
@@ -205,19 +210,36 @@ void ReportStartup(std::string const &problem) {
     std::cerr << fsStartupVariable + (": " + problem) + "\n" << std::flush;
 }
 
+// A selection that is faulty is not applied in part.
 void ApplyStartupSelection(TTrace::Base &destination, std::string const &selection) {
+    unsigned long const level = destination.QueryLevel();
+    unsigned long const component = destination.QueryComponent();
+    int const defaultTracing = destination.QueryDefaultTracing();
     TTraceSelectionFault const fault = ApplyTraceSelection(destination, selection);
-    if (fault.text)
-        ReportStartup(std::string(fault.text) + ": \"" + Printable(selection.substr(fault.position, fault.length)) +
-                      "\" at character " + std::to_string(fault.position + 1) + " of \"" + Printable(selection) + '"');
+    if (!fault.text)
+        return;
+    destination.SetLevel(level);
+    destination.SetComponent(component);
+    destination.SetDefaultTracing(defaultTracing);
+    ReportStartup(std::string(fault.text) + ": \"" + Printable(selection.substr(fault.position, fault.length)) +
+                  "\" at character " + std::to_string(fault.position + 1) + " of \"" + Printable(selection) + '"');
 }
 
 void OpenStartupTrace(TTrace &trace, TTraceConfiguration &configuration) {
+    auto const report = [&](char const *problem) {
+        ReportStartup(Printable(problem ? problem : "not opened") + ": \"" + Printable(configuration.keyword) + '"');
+    };
+    TNoCancel const noCancel;
     try {
         trace.QueryPointer() = OpenTraceDestination(configuration);
+        if (!configuration.problem.empty())
+            ReportStartup(Printable(configuration.problem));
     } catch (TException const &problem) {
-        ReportStartup(std::string(problem.text(0) ? problem.text(0) : problem.name()) + ": \"" +
-                      Printable(configuration.keyword) + '"');
+        report(problem.text(0));
+    } catch (std::exception const &problem) {
+        report(problem.what());
+    } catch (...) {
+        report(nullptr);
     }
     if (trace.QueryPointer())
         ApplyStartupSelection(*trace.QueryPointer(), configuration.selection);
@@ -239,7 +261,8 @@ TTraceConfiguration::TTraceConfiguration(std::string_view text) {
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration) {
     for (int depth = 0; asciicmp::IsEqual(configuration.keyword.c_str(), "env"); ++depth) {
         if (depth == fsDeepest) {
-            TraceNote(TTrace::warning, "Trace configuration refers to variables more than %d times", fsDeepest);
+            TraceNote(TTrace::warning, fsTooDeep, fsDeepest);
+            configuration.problem = TTextMessage(fsTooDeep, fsDeepest);
             return TTrace::Pointer(nullptr);
         }
         std::string const variable = configuration.argument.empty() ? "NUV_TRACE" : configuration.argument;
@@ -300,11 +323,11 @@ void TTrace::ParseTraceString(char const *selection) {
 }
 
 TString TTrace::QueryExeFileName() {
-    static std::once_flag fsOnce;
-    std::call_once(fsOnce, [] {
+    [[maybe_unused]] static bool const isKnown = [] {
         char name[260 + 1];
         fsExeFileName =
             TString(name, static_cast<unsigned int>(platform::LibraryName(nullptr, name, sizeof name)), ' ');
-    });
+        return true;
+    }();
     return TString(fsExeFileName, fsExeFileName.length(), ' '); // with bytes of its own: the caller's thread's
 }

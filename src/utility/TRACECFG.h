@@ -16,6 +16,7 @@ struct TTraceConfiguration {
     std::string keyword;
     std::string argument;
     std::string selection;
+    std::string problem;
 };
 
 // A selection that cannot be applied: why, and which part of it from which character on, counted from 0.
@@ -28,8 +29,8 @@ struct TTraceSelectionFault {
 // Applies a selection to a destination, up to the first fault.
 TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_view selection);
 
-// Opens what a configuration names, or what the variable of the environment holds that it names. The selection that
-// goes with the destination is left in `configuration`. Null where there is no destination.
+// Opens what a configuration names. Where it names a variable of the environment, the configuration becomes what that
+// variable holds. Null where there is no destination; where that is a fault, `problem` of the configuration says why.
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration);
 
 // The destination that NUV_TRACE_STARTUP asks for. What is wrong with it is said on standard error, in one line.

@@ -2,8 +2,6 @@
 
 #include "tuzutil/PURETRAP.h"
 
-#include <mutex>
-
 TTraceFactory::TTraceFactory(TFactoryType const &type) : TFactory(type) {}
 
 TTraceFactory::~TTraceFactory() = default;
@@ -23,7 +21,6 @@ TTraceFactoryLoader::~TTraceFactoryLoader() = default;
 
 TTraceFactoryLoader *TTraceFactoryLoader::GetInstance() {
     // Never deleted: factories of libraries take leave of it when the process takes them down.
-    static std::once_flag fsOnce;
-    std::call_once(fsOnce, [] { fsOnlyInstance = new TTraceFactoryLoader; });
-    return fsOnlyInstance;
+    static TTraceFactoryLoader *const only = fsOnlyInstance = new TTraceFactoryLoader;
+    return only;
 }

@@ -215,6 +215,15 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     if (depth.IsTooDeep())
         return;
     TNoCancel const noCancel;
+    if (!IsHeard(level, category.QueryComponent(), category))
+        return;
+    try {
+        // Made outside the lock: to find a text or to convert it, libraries may be asked, or loaded, and another
+        // thread's static objects may trace while the system's loader waits for them.
+        static_cast<void>(message.QueryMessage());
+    } catch (...) {
+        return;
+    }
     TTraceLock const lock;
     for (Walk walk; Base *const destination = walk.Next();) {
         try {
@@ -249,14 +258,17 @@ void TTrace::Base::SetGlobalComponent(unsigned long component) {
 }
 
 int TTrace::Base::IsGlobalTracing(unsigned long level, unsigned long component, Category const &category) {
-    if (!IsGlobalTracing(level, component))
-        return 0;
+    return IsGlobalTracing(level, component) && IsHeard(level, component, category);
+}
+
+// Whether some destination takes the entry.
+bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Category const &category) {
     TTraceLock const lock;
     for (Walk walk; Base const *const destination = walk.Next();) {
         if (destination->IsTracing(level, component, category))
-            return 1;
+            return true;
     }
-    return 0;
+    return false;
 }
 
 // Handles

@@ -46,6 +46,12 @@ std::string_view LastPart(char const *file) noexcept {
     return path.substr(path.find_last_of("\\/") + 1);
 }
 
+// 16-bit text in the encoding of the process.
+TString NarrowText(TTextMessage const &message) {
+    TString const &text = message.QueryMessage();
+    return text.IsUnicode() ? TTextMessage("%s", text).QueryMessage() : text;
+}
+
 char *Put(char *at, std::string_view text) noexcept {
     return std::copy(text.begin(), text.end(), at);
 }
@@ -83,7 +89,8 @@ TTraceRecord::TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMe
     char digits[16];
     char *const lineEnd = std::to_chars(digits, digits + sizeof digits, message.QueryLine()).ptr;
     std::string_view const line(digits, static_cast<std::size_t>(lineEnd - digits));
-    char const *const chars = message;
+    TString const narrow = NarrowText(message);
+    char const *const chars = narrow;
     std::string_view const text(chars ? chars : "");
 
     fLength = prefix.Length() + std::strlen(" [:] \n") + file.size() + line.size() + text.size();

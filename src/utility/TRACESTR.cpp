@@ -51,15 +51,14 @@ TTraceStreamBase::TTraceStreamBase(TTraceLock const &lock, char const *fileName)
 }
 
 TTraceStreamBase::~TTraceStreamBase() {
-    TTraceLock const lock;
-    Unlink();
+    Unlink(); // waits for those who write; the stream's own end may wait for others
     Replace(nullptr, 0);
 }
 
 void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
     std::unique_ptr<std::ostream> former; // a stream may do anything when it goes, but not under the lock
     TFileLock const lock;
-    if (fOwned)
+    if (fOwned && fStream != stream)
         former.reset(fStream);
     fStream = stream;
     fOwned = owned;

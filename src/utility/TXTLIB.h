@@ -8,6 +8,7 @@
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TDLL.h"
 #include "tuzutil/TRACEP.h"
+#include "utility/NOCANCEL.h"
 
 #include <cstdint>
 #include <memory>
@@ -31,6 +32,7 @@ void Trace(std::uint32_t level, TFormat format, Arguments const &...arguments) n
 // Runs `act`; false where it throws, and then `known` is told of an exception of the library's, `unknown` of any other.
 template <typename Act, typename Known, typename Unknown>
 bool Attempt(Act act, Known known, Unknown unknown) {
+    TNoCancel const noCancel;
     try {
         act();
         return true;

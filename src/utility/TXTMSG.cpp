@@ -211,8 +211,14 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
 // Stores
 
 TTextMessageStore::TTextMessageStore(TTextMessage::StoreID const &id) : fId(id) {
-    if (TTextMessageArchive::fsArchive && !TTextMessageArchive::fsArchive->Register(this))
-        RaiseOrKeep<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Duplicate Message Store"});
+    try {
+        if (TTextMessageArchive::fsArchive && !TTextMessageArchive::fsArchive->Register(this))
+            Raise<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Duplicate Message Store"});
+    } catch (...) {
+        if (!TLoading::IsUnderWay())
+            throw;
+        TLoading::Keep(std::current_exception());
+    }
 }
 
 TTextMessageStore::~TTextMessageStore() {

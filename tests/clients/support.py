@@ -133,8 +133,8 @@ class Server:
     def __exit__(self, *_):
         self.remove()
 
-    def connect(self):
-        return Connection(self.port)
+    def connect(self, timeout=30):
+        return Connection(self.port, timeout)
 
     def login_when_free(self, user="anna"):
         """Logs in as soon as the session before has noticed that its client is gone."""
@@ -154,8 +154,8 @@ class Server:
 class Connection:
     """A client that speaks the protocol byte for byte."""
 
-    def __init__(self, port):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=30)
+    def __init__(self, port, timeout=30):
+        self.socket = socket.create_connection(("127.0.0.1", port), timeout=timeout)
         self.file = self.socket.makefile("rb")
         self.greeting = self.line()
 

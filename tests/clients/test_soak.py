@@ -16,6 +16,7 @@ import support
 
 SECONDS = float(os.environ.get("TUZUTIL_SOAK_SECONDS", "60"))
 CLIENTS = 200
+PATIENCE = 120  # seconds that a client waits for an answer: the machine may be busy with other things
 USERS = 150  # some clients compete for a mailbox
 SIZES = (0, 1, 500, 40_000, 200_000)  # beyond 65536 bytes messages go through a temporary file
 
@@ -84,7 +85,7 @@ class Soak(unittest.TestCase):
             user = f"user{random_.randrange(USERS)}"
             kind = random_.choices((self.fetch, self.vanish, self.stall, self.abuse), (6, 2, 1, 2))[0]
             try:
-                client = self.server.connect()
+                client = self.server.connect(PATIENCE)
             except (OSError, EOFError) as problem:
                 self.problems.append(f"no connection: {problem!r}")
                 return

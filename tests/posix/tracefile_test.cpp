@@ -8,11 +8,14 @@
 #include <atomic>
 #include <csignal>
 #include <cstdarg>
+#include <fcntl.h>
 #include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <thread>
@@ -101,6 +104,39 @@ TEST(TTraceSharedFile, WithoutRoomLosesTheRecordAndEndsItsLine) {
     Entry("two");
     std::string const text = Content(folder.Native("trace.log"));
     EXPECT_TRUE(std::regex_match(text, std::regex("[^\n]* one\n\\d\\d/\\d\\d\n[^\n]* two\n"))) << text;
+}
+
+TEST(TTraceSharedFile, AnotherProgramsLockHoldsNobodyUp) {
+    TTempFolder const folder;
+    folder.AddFile("trace.log", "old\n");
+    int const other = ::open(folder.Native("trace.log").c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(other, LOCK_EX), 0);
+    {
+        TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+        Entry("text");
+    }
+    ::close(other);
+    EXPECT_TRUE(Content(folder.Native("trace.log")).ends_with(" E [f:1] text\n"));
+}
+
+TEST(TTraceSharedFile, WhatMayOnlyBeWrittenIsWritten) {
+    TTempFolder const folder;
+    folder.AddFile("trace.log");
+    ::chmod(folder.Native("trace.log").c_str(), 0222);
+    int status = -1;
+    pid_t const child = ::fork(); // for whom the permissions count
+    if (child == 0) {
+        ::chmod(folder.Native("").c_str(), 0777);
+        if (::getuid() == 0 && ::setuid(65534) != 0)
+            ::_exit(2);
+        TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+        Entry("text");
+        ::_exit(0);
+    }
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    ::chmod(folder.Native("trace.log").c_str(), 0666);
+    EXPECT_TRUE(Content(folder.Native("trace.log")).ends_with(" E [f:1] text\n"));
 }
 
 TEST(TraceFile, ADeviceThatTakesNothingIsNoError) {

@@ -52,10 +52,14 @@ for value, line in {
         "stderr,\x07\x1b": '{}: Unknown level specified: "??" at character 1 of "??"',
 }.items():
     assert run(value) == [line.format(VARIABLE), *ALL], (value, run(value))
+assert run("stderr,wa,,5") == [f'{VARIABLE}: Invalid default specified: "5" at character 5 of "wa,,5"', *ALL]
 for keyword in ("kind[]", "["):
     assert run(keyword + "(argument),er") == [f'{VARIABLE}: No dll name found: "{keyword}"'], run(keyword)
-for value in ("nosuchkind", "nosuchkind(argument),er", ",er", "(", "win", "env(NOBODY)", f"env({VARIABLE})", ","):
+for value in ("win", "win,zz", "env(NOBODY)"):
     assert run(value) == [], (value, run(value))
+for value, kind in (("nosuchkind", "nosuchkind"), ("fiel(x),er", "fiel"), (",er", ""), ("(", ""), (",", ""), (" file", " file")):
+    assert run(value) == [f"{VARIABLE}: Unable to load trace factory {kind}"], (value, run(value))
+assert run(f"env({VARIABLE})") == [f"{VARIABLE}: Trace configuration refers to variables more than 16 times"]
 run("er" * 10000)
 run("(" * 10000)
 run("stderr," + "+" * 10000)
@@ -89,6 +93,12 @@ with tempfile.TemporaryDirectory() as folder:
             assert len(lines) >= 100, len(lines)
             for line in lines:
                 assert re.fullmatch(r"[0-9/:.-]+ [0-9A-F:]+ E \[traced.cpp:1\] [a-z ]+ \d", line), line
+
+    # A library that supplies the destination is loaded then.
+    assert run(f"json[tracejson]({native}),er") == []
+    lines = traced()
+    assert [line.split('"text":')[1] for line in lines] == [f'"{text} 0"}}' for text in
+                                                           ("built", "main", "at exit", "destroyed")], lines
 
     # A file that cannot be made is nobody's trouble.
     assert run(f"file({native}\\below\\trace.log)" if emulator else "file(/proc/none/trace.log)") == []

@@ -126,8 +126,11 @@ void *platform::OpenLibrary(char const *name) noexcept {
 
     void *library = nullptr;
     for (char const *const each : names) {
-        if (!library && !slash)
-            library = Open(TBesideProgram(each).path);
+        if (!library && !slash) {
+            TBesideProgram const beside(each);
+            if (*beside.path)
+                library = Open(beside.path);
+        }
         if (!library)
             library = Open(each);
     }

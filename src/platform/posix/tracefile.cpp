@@ -7,6 +7,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace {
@@ -42,11 +43,20 @@ public:
     bool Write(char const *text, std::size_t count) noexcept {
         if (fIsShared)
             LookAtOthers();
-        if (fLineIsOpen) {
-            if (!Append("\n", 1))
-                return false;
-        }
-        return Append(text, count);
+        // A missing line end and the record go out together.
+        char lineEnd = '\n';
+        iovec pieces[] = {{&lineEnd, 1}, {const_cast<char *>(text), count}};
+        iovec *const first = fLineIsOpen ? pieces : pieces + 1;
+        ssize_t result;
+        do {
+            result = ::writev(fDescriptor, first, static_cast<int>(pieces + 2 - first));
+        } while (result < 0 && errno == EINTR);
+        if (result <= 0)
+            return false;
+        fEnd += result;
+        auto const done = static_cast<std::size_t>(result) - (fLineIsOpen ? 1 : 0);
+        fLineIsOpen = done != 0 && text[done - 1] != '\n';
+        return done == count || Append(text + done, count - done);
     }
 
 private:
@@ -82,15 +92,20 @@ private:
 void JoinOrBegin(int descriptor) noexcept {
     if (KeepTrying([=] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0)
         static_cast<void>(::ftruncate(descriptor, 0) == 0); // what is no plain file stays as it is
-    KeepTrying([=] { return ::flock(descriptor, LOCK_SH); });
+    // Without waiting: another kind of program may have the file locked, and would hold up everybody who traces.
+    KeepTrying([=] { return ::flock(descriptor, LOCK_SH | LOCK_NB); });
 }
 
 } // namespace
 
 void *platform::OpenTraceFile(char const *name, bool isShared) noexcept {
     TNativeName const native(name);
-    int const flags = O_CREAT | O_APPEND | O_CLOEXEC | (isShared ? O_RDWR : O_WRONLY | O_TRUNC);
-    int const descriptor = KeepTrying([&] { return ::open(native, flags, 0666); });
+    auto const open = [&](int flags) {
+        return KeepTrying([&] { return ::open(native, flags | O_CREAT | O_APPEND | O_CLOEXEC, 0666); });
+    };
+    int descriptor = open(isShared ? O_RDWR : O_WRONLY | O_TRUNC);
+    if (descriptor < 0 && isShared && errno == EACCES)
+        descriptor = open(O_WRONLY); // it may be written but not read: nobody looks at its last line then
     if (descriptor < 0)
         return nullptr;
     if (isShared)

@@ -20,31 +20,30 @@ public:
         SetFilePointerEx(fHandle, LARGE_INTEGER{}, &end, FILE_END);
         if (fIsShared && end.QuadPart != fEnd)
             LookAtOthers(end.QuadPart);
-        if (fLineIsOpen && !Append("\r\n", 2))
-            return false;
-        auto const lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-        if (text.size() + lines > sizeof fBuffer)
-            return WriteLong(text, text.size() + lines);
-        return Append(fBuffer, Expand(text, fBuffer));
+        // A missing line end and the record go out together.
+        std::size_t const size = text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 2;
+        if (size <= sizeof fBuffer)
+            return Append(fBuffer, Expand(text, fBuffer));
+        char *const buffer = new (std::nothrow) char[size];
+        bool const done = buffer && Append(buffer, Expand(text, buffer));
+        delete[] buffer;
+        return done;
     }
 
 private:
-    // Line ends become CR LF.
-    static std::size_t Expand(std::string_view text, char *out) noexcept {
+    // Line ends become CR LF, and one comes first where the file stops within a line.
+    std::size_t Expand(std::string_view text, char *out) const noexcept {
         char *at = out;
+        if (fLineIsOpen) {
+            *at++ = '\r';
+            *at++ = '\n';
+        }
         for (char const c : text) {
             if (c == '\n')
                 *at++ = '\r';
             *at++ = c;
         }
         return static_cast<std::size_t>(at - out);
-    }
-
-    bool WriteLong(std::string_view text, std::size_t size) noexcept {
-        char *const buffer = new (std::nothrow) char[size];
-        bool const done = buffer && Append(buffer, Expand(text, buffer));
-        delete[] buffer;
-        return done;
     }
 
     bool Append(char const *text, std::size_t count) noexcept {
@@ -82,15 +81,32 @@ private:
     char fBuffer[8192];
 };
 
+HANDLE Open(char const *name, DWORD access, DWORD sharing, DWORD disposition) noexcept {
+    return CreateFileA(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// Whoever has the file open writes to it: who gets it with nobody else writing is the first, and empties it.
+void EmptyUnlessInUse(char const *name) noexcept {
+    HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);
+    if (handle != INVALID_HANDLE_VALUE)
+        CloseHandle(handle);
+}
+
+// Appending is the system's doing: also where nobody takes turns, no record falls into another.
+HANDLE OpenShared(char const *name) noexcept {
+    constexpr DWORD append = FILE_APPEND_DATA | SYNCHRONIZE;
+    constexpr DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    EmptyUnlessInUse(name);
+    HANDLE const handle = Open(name, append | FILE_READ_DATA, sharing, OPEN_ALWAYS);
+    // It may be written but not read: nobody looks at its last line then.
+    return handle != INVALID_HANDLE_VALUE ? handle : Open(name, append, sharing, OPEN_ALWAYS);
+}
+
 } // namespace
 
 void *platform::OpenTraceFile(char const *name, bool isShared) noexcept {
-    // A shared file cannot be deleted while somebody has it open: then this one joins.
-    if (isShared)
-        DeleteFileA(name);
     HANDLE const handle =
-        CreateFileA(name, isShared ? GENERIC_READ | GENERIC_WRITE : GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                    nullptr, isShared ? OPEN_ALWAYS : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        isShared ? OpenShared(name) : Open(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS);
     if (handle == INVALID_HANDLE_VALUE)
         return nullptr;
     auto *const file = new (std::nothrow) TTraceFile(handle, isShared);

@@ -1,0 +1,6 @@
+// Looks for factories while it is loaded.
+
+#include "tuzutil/TRACE.h"
+
+static TTrace fsFirst("gatekind(wait)");
+static TTrace fsSecond("gatekind(again)");
