@@ -90,11 +90,7 @@ void *Open(TString const &name) {
 
 // Under the first of its names that there is a library of. What is reported is the failure of the first.
 void *OpenUnderAnyName(TString const &name) {
-    std::string_view const given = View(name);
-    std::size_t const dot = given.rfind('.');
-    bool const hasEnding =
-        dot != std::string_view::npos && asciicmp::IsEqual(Text(given.substr(dot)), TString(fsEnding));
-    TNames const names(name, !hasEnding);
+    TNames const names(name, !HasEnding(name, fsEnding));
     void *const library = Open(names.all[0]);
     std::uint32_t const error = platform::LastError();
     for (std::size_t i = 1; i < names.all.size(); ++i) {

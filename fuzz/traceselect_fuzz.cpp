@@ -1,0 +1,34 @@
+// Selections of traces, which come from the environment, and names of factories.
+
+#include "tuzutil/EXCEPTN.h"
+#include "tuzutil/FACTORY.h"
+#include "tuzutil/TRACE.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace {
+
+class TSilent : public TTrace::Base {
+public:
+    ~TSilent() override { Unlink(); }
+    void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {}
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
+    std::string const text(reinterpret_cast<char const *>(data), size);
+    TTrace trace;
+    trace.QueryPointer() = TTrace::Pointer(new TSilent);
+    try {
+        trace.ParseTraceString(text.c_str());
+    } catch (TInvalidRequest const &) {
+        // Refused.
+    }
+    TFactoryType const type(text.c_str());
+    if (!(type == TFactoryType(type)) || type < type)
+        __builtin_trap();
+    return 0;
+}
