@@ -213,16 +213,25 @@ TEST(Timer, HundredThousandAreAllServed) {
 
 // A static timer of a library: made and set while the system loads the library.
 TEST(Timer, OfALibraryThatIsBeingLoaded) {
-    for (bool const unload : {true, false}) {
-        TModule module("timer_module", unload);
+    {
+        TModule const module("timer_module", true);
         auto const event = reinterpret_cast<TSemaphore *(*)()>(module.Find("ModuleEvent"));
         ASSERT_NE(event, nullptr);
         EXPECT_EQ(event()->Wait(fsPatience), 0);
-        auto const setAgain = reinterpret_cast<void (*)(long)>(module.Find("ModuleSet"));
-        setAgain(unload ? 0 : 1000); // due while it is unloaded; or still armed at the end of the process
+        reinterpret_cast<void (*)(long)>(module.Find("ModuleSet"))(0); // due while it is unloaded
     }
     TEvent const event = NewEvent();
     TTimer timer(event);
     timer.Set(0);
     EXPECT_EQ(event->Wait(fsPatience), 0);
+}
+
+TEST(Timer, OfALibraryThatStaysIsStillArmedAtTheEndOfTheProcess) {
+    TModule const module("timer_module_kept", false);
+    auto const event = reinterpret_cast<TSemaphore *(*)()>(module.Find("ModuleEvent"));
+    auto const set = reinterpret_cast<void (*)(long)>(module.Find("ModuleSet"));
+    ASSERT_NE(event, nullptr);
+    set(0);
+    EXPECT_EQ(event()->Wait(fsPatience), 0);
+    set(1000);
 }
