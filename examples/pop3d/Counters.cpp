@@ -11,13 +11,14 @@ namespace pop3d {
 
 namespace {
 
-std::string BlockName(std::uint16_t port) {
-    return "tuzutil-pop3d-" + std::to_string(port);
+std::string BlockName(std::string const &address, std::uint16_t port) {
+    return "tuzutil-pop3d-" + address + '-' + std::to_string(port);
 }
 
 } // namespace
 
-CounterBlock::CounterBlock(std::uint16_t port) : fMemory(BlockName(port).c_str(), sizeof(Counters)) {
+CounterBlock::CounterBlock(std::string const &address, std::uint16_t port)
+    : fMemory(BlockName(address, port).c_str(), sizeof(Counters)) {
     if (!fMemory) {
         TTracePoint::Write(TTrace::warning, TraceCategory::server, "Counters.cpp",
                            "no shared memory for the counters, state %d", fMemory.rdstate());
@@ -34,8 +35,8 @@ CounterBlock::~CounterBlock() {
     fCounters->mark = 0; // who reads on does not take the last numbers for a server's
 }
 
-bool ShowStatus(std::uint16_t port, std::string &problem) {
-    ipcSharedMemory const memory(BlockName(port).c_str());
+bool ShowStatus(std::string const &address, std::uint16_t port, std::string &problem) {
+    ipcSharedMemory const memory(BlockName(address, port).c_str());
     auto const *const counters = static_cast<Counters const *>(memory.Pointer());
     if (!memory || counters->mark.load(std::memory_order_acquire) != Counters::fsMark) {
         problem = Tell(text::noStatus, port);

@@ -29,10 +29,10 @@ struct Counters {
     static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 };
 
-// The counters of the server on a port. Without shared memory they are counted all the same, for nobody.
+// The counters of the server on an address and port. Without shared memory they are counted all the same, for nobody.
 class CounterBlock {
 public:
-    explicit CounterBlock(std::uint16_t port);
+    CounterBlock(std::string const &address, std::uint16_t port);
     CounterBlock(CounterBlock const &) = delete;
     CounterBlock &operator=(CounterBlock const &) = delete;
     ~CounterBlock();
@@ -45,8 +45,9 @@ private:
     Counters *fCounters;
 };
 
-// Prints the counters of the server on a port. False, and the reason in one line in `problem`, where there is none.
-bool ShowStatus(std::uint16_t port, std::string &problem);
+// Prints the counters of the server on an address and port. False, and the reason in one line in `problem`, where there
+// is none.
+bool ShowStatus(std::string const &address, std::uint16_t port, std::string &problem);
 
 } // namespace pop3d
 

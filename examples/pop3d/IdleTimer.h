@@ -14,9 +14,9 @@ class IdleTimer {
 public:
     explicit IdleTimer(long seconds) : fSeconds(seconds) {}
 
-    void Start() { fTimer.Set(fSeconds); }
+    void Start() { fTimer.Set(fSeconds + 1); } // of whole seconds: the first one may be as good as over
     void Stop() { fTimer.Cancel(); }
-    bool IsOver() const { return fEvent->Wait(0) == 0; } // once it is, for good
+    bool IsOver() const { return fEvent->Wait(0) == 0; } // until it is started again
 
 private:
     long fSeconds;

@@ -115,7 +115,8 @@ bool Mailbox::Copy(Message const &message, std::ostream &out) {
     std::array<char, 16384> block;
     while (lines.read(block.data(), static_cast<std::streamsize>(block.size())), lines.gcount() > 0)
         out.write(block.data(), lines.gcount());
-    return out.good();
+    out.flush();
+    return out.good() && !source.HasFailed();
 }
 
 void Mailbox::Reset() {

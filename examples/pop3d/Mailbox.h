@@ -33,7 +33,8 @@ public:
     // The message of a number 1..QueryCount() that is not deleted, or null.
     Message *Find(std::size_t number);
     std::uint64_t QuerySize(Message &message);
-    // Writes the message with CR LF line ends, without dot-stuffing; false where it cannot be read.
+    // Writes the message with CR LF line ends, without dot-stuffing; false where it cannot be read to its
+    // end, or not be taken.
     static bool Copy(Message const &message, std::ostream &out);
 
     void Reset();

@@ -9,7 +9,12 @@ MessageSourceBuf::MessageSourceBuf(std::string const &path) {
 }
 
 bool MessageSourceBuf::ReadBlock() {
-    std::streamsize const count = fFile.sgetn(fBlock.data(), static_cast<std::streamsize>(fBlock.size()));
+    std::streamsize count = 0;
+    try {
+        count = fFile.sgetn(fBlock.data(), static_cast<std::streamsize>(fBlock.size()));
+    } catch (std::ios_base::failure const &) {
+        fHasFailed = true; // which is not the same as the end
+    }
     fNext = fBlock.data();
     fEnd = fNext + (count > 0 ? count : 0);
     return count > 0;

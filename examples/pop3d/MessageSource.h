@@ -16,6 +16,7 @@ public:
     explicit MessageSourceBuf(std::string const &path);
 
     bool IsOpen() const { return fFile.is_open(); }
+    bool HasFailed() const { return fHasFailed; } // something could not be read
 
 protected:
     int_type underflow() override;
@@ -29,12 +30,15 @@ private:
     char const *fEnd = nullptr;
     char fLast = '\n'; // the byte handed out last; a message starts like a line
     char fMended[2];
+    bool fHasFailed = false;
 };
 
 class MessageSource : public std::istream {
 public:
     explicit MessageSource(std::string const &path);
     ~MessageSource() override;
+
+    bool HasFailed() const { return !fBuf.IsOpen() || fBuf.HasFailed(); }
 
 private:
     MessageSourceBuf fBuf;

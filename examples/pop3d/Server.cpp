@@ -5,6 +5,8 @@
 #include "Texts.h"
 #include "Tracing.h"
 
+#include <new>
+
 namespace pop3d {
 
 Server::Server(net::Handle listener, Users &users, Options const &options, Counters &counters)
@@ -28,9 +30,18 @@ void Server::Admit(net::Handle handle) {
     net::SetSendTimeout(handle, fOptions.idleSeconds);
     if (fClients.size() >= fsMaximum)
         return Refuse(handle);
-    TReference<Client> const client(new Client(handle, fUsers, fOptions, fCounters));
-    if (client->Start() == 0)
+    TReference<Client> client;
+    try {
+        client = TReference<Client>(new Client(handle, fUsers, fOptions, fCounters));
         fClients.push_back(client);
+        if (client->Start() == 0)
+            return;
+        fClients.pop_back();
+    } catch (std::bad_alloc const &) {
+        TTracePoint::Write(TTrace::error, TraceCategory::server, "Server.cpp", "no memory for a client");
+        if (!client)
+            net::Close(handle);
+    }
     // Without a thread the connection is closed with the client.
 }
 

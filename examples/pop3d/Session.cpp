@@ -110,6 +110,9 @@ Session::Read Session::ReadLine(Line &line) {
     fLines.getline(line.text, sizeof line.text);
     std::streamsize const count = fLines.gcount();
     fIdleTimer.Stop();
+    // The server hangs up: what came at the last moment is not begun any more.
+    if (fIdleTimer.IsOver())
+        return Read::end;
     if (!fLines) {
         if (count != static_cast<std::streamsize>(sizeof line.text) - 1 || fLines.eof())
             return Read::end;
@@ -317,7 +320,7 @@ void Session::Uidl(char *argument) {
 
 void Session::Retr(char *argument) {
     if (Mailbox::Message const *const message = FindMessage(NextWord(argument)))
-        SendMessage(*message);
+        SendMessage(*message, nullptr);
 }
 
 void Session::Top(char *argument) {
@@ -326,40 +329,43 @@ void Session::Top(char *argument) {
     if (!ParseNumber(NextWord(argument), lines))
         return Error(text::topNeedsNumbers);
     if (Mailbox::Message const *const message = FindMessage(number))
-        SendTop(*message, lines);
+        SendMessage(*message, &lines);
 }
 
 // The message is read before it is promised: what is changed or removed meanwhile, or cannot be read to its end, does
 // not reach the client. It goes past the line stream straight to the connection, so what the line stream holds back
 // goes first.
-void Session::SendMessage(Mailbox::Message const &message) {
+void Session::SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines) {
     Spool spool(fOptions.spoolBytes);
     if (!Mailbox::Copy(message, spool))
         return Error(text::messageUnreadable);
     Ok(text::messageFollows);
     fLines.flush();
-    ToDotByteStream out(fConnection);
-    if (!spool.SendTo(out)) {
-        fState = State::done; // the client must not take what it got for the whole
-        return;
-    }
-    out.WriteTermination();
-    ++fCounters.messagesSent;
+    bool const isSent = bodyLines ? SendLines(spool, *bodyLines) : SendAll(spool);
+    // The client must not take a part for the whole.
+    if (!isSent)
+        fState = State::done;
 }
 
-void Session::SendTop(Mailbox::Message const &message, unsigned long bodyLines) {
-    MessageSource probe(message.path);
-    if (!probe)
-        return Error(text::messageUnreadable);
-    Ok(text::messageFollows);
-    fLines.flush();
+bool Session::SendAll(Spool &spool) {
+    ToDotByteStream out(fConnection);
+    if (!spool.SendTo(out))
+        return false;
+    out.WriteTermination();
+    ++fCounters.messagesSent;
+    return true;
+}
+
+bool Session::SendLines(Spool &spool, unsigned long bodyLines) {
     ToDotByteStream out(fConnection, bodyLines);
     try {
-        Mailbox::Copy(message, out);
+        bool const isSent = spool.SendTo(out);
         out.flush();
-        out.WriteTermination();
+        if (isSent)
+            out.WriteTermination();
+        return isSent;
     } catch (TDotByteLinesException &) {
-        // The header and the lines asked for are out, and the end line behind them.
+        return true; // the header and the lines asked for are out, and the end line behind them
     }
 }
 

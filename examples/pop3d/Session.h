@@ -18,6 +18,8 @@
 
 namespace pop3d {
 
+class Spool;
+
 class Session {
 public:
     Session(SocketStream &connection, Users &users, Options const &options, Counters &counters, IdleTimer &idleTimer);
@@ -79,8 +81,9 @@ private:
     void SendList(char const *argument, std::string (Session::*describe)(std::size_t, Mailbox::Message &));
     std::string DescribeSize(std::size_t number, Mailbox::Message &message);
     std::string DescribeUid(std::size_t number, Mailbox::Message &message);
-    void SendMessage(Mailbox::Message const &message);
-    void SendTop(Mailbox::Message const &message, unsigned long bodyLines);
+    void SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines);
+    bool SendAll(Spool &spool);                            // false where the client has not got all of it
+    bool SendLines(Spool &spool, unsigned long bodyLines); // the header and so many lines
 
     SocketStream &fConnection;
     TLineStream fLines;

@@ -61,7 +61,7 @@ int main(int count, char **arguments) {
         return 0;
     }
     if (options.isStatusWanted)
-        return pop3d::ShowStatus(options.port, problem) ? 0 : Fail(problem);
+        return pop3d::ShowStatus(options.address, options.port, problem) ? 0 : Fail(problem);
     TTrace trace; // entries go where NUV_TRACE says, for as long as it stands
     if (!OpenTrace(trace, problem))
         return Fail(problem);
@@ -78,7 +78,7 @@ int main(int count, char **arguments) {
         return Fail(pop3d::Tell(pop3d::text::portFileFailed, options.portFile.c_str()));
     Report(pop3d::MakeMessage(pop3d::text::listening, options.address.c_str(), port));
     {
-        pop3d::CounterBlock counters(port);
+        pop3d::CounterBlock counters(options.address, port);
         pop3d::Server(listener, users, options, *counters).Run();
     }
     Report(pop3d::MakeMessage(pop3d::text::stopped));

@@ -10,6 +10,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -44,6 +45,12 @@ long Retried(Call call) {
 namespace net {
 
 bool StartUp() {
+    // Each session has its connection and, while a message is sent, two files.
+    rlimit files;
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < 4096) {
+        files.rlim_cur = files.rlim_max < 4096 ? files.rlim_max : 4096;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
     // A client that is gone shows in the result of send().
     return std::signal(SIGPIPE, SIG_IGN) != SIG_ERR;
 }
@@ -82,8 +89,12 @@ Handle Accept(Handle listener, int milliseconds) {
     if (poll(&watched, 1, milliseconds) <= 0)
         return fsNone;
     int const fd = accept4(Fd(listener), nullptr, nullptr, SOCK_CLOEXEC);
-    if (fd < 0)
+    if (fd < 0) {
+        // Where there is no room for the client it stays in the queue: asked at once again, the answer is the same.
+        if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+            poll(nullptr, 0, milliseconds);
         return fsNone;
+    }
     int const on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return fd;

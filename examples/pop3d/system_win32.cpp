@@ -75,8 +75,12 @@ Handle Accept(Handle listener, int milliseconds) {
     if (select(0, &watched, nullptr, nullptr, &time) <= 0)
         return fsNone;
     SOCKET const s = accept(Socket(listener), nullptr, nullptr);
-    if (s == INVALID_SOCKET)
+    if (s == INVALID_SOCKET) {
+        // Where there is no room for the client it stays in the queue: asked at once again, the answer is the same.
+        if (WSAGetLastError() == WSAEMFILE || WSAGetLastError() == WSAENOBUFS)
+            Sleep(static_cast<DWORD>(milliseconds));
         return fsNone;
+    }
     BOOL const on = TRUE;
     setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char const *>(&on), sizeof on);
     return static_cast<Handle>(s);

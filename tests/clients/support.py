@@ -83,7 +83,7 @@ class Server:
         path.write_text("".join(f"{name}:{secret}:{self.native(self.mailbox(name))}\n" for name, secret in self.users.items()))
         return path
 
-    def start(self):
+    def start(self, **how):
         port_file = self.root / "port"
         port_file.unlink(missing_ok=True)
         self.output = open(self.root / "output", "ab+")
@@ -95,7 +95,7 @@ class Server:
         self.process = subprocess.Popen(
             self.command(arguments + self.options),
             stdin=subprocess.DEVNULL, stdout=self.output, stderr=subprocess.STDOUT,
-            env=environment, start_new_session=True)
+            env=environment, start_new_session=True, **how)
         deadline = time.monotonic() + 60
         while not port_file.exists():
             if self.process.poll() is not None or time.monotonic() > deadline:
