@@ -1,20 +1,9 @@
 // Traces from its first static object to its last, and from those of a library that it loads. Prints what it traced.
 
+#include "startup/load.h"
 #include "startup/objects.h"
 
 #include <cstdio>
-
-#if defined(_WIN32)
-#include <windows.h>
-static bool Load(char const *path) {
-    return LoadLibraryA(path) != nullptr;
-}
-#else
-#include <dlfcn.h>
-static bool Load(char const *path) {
-    return dlopen(path, RTLD_NOW) != nullptr;
-}
-#endif
 
 namespace {
 

@@ -3,7 +3,7 @@
 //   module   the same with MODULE loaded, which traces too
 //   threads  threads that still write entries while the program ends
 
-#include "startup/objects.h"
+#include "startup/load.h"
 
 #include "tuzutil/TRACEP.h"
 
@@ -12,18 +12,6 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
-
-#if defined(_WIN32)
-#include <windows.h>
-static bool Load(char const *path) {
-    return LoadLibraryA(path) != nullptr;
-}
-#else
-#include <dlfcn.h>
-static bool Load(char const *path) {
-    return dlopen(path, RTLD_NOW) != nullptr;
-}
-#endif
 
 namespace {
 
