@@ -4,6 +4,7 @@ what it writes to standard error, or to its trace file, with what it must."""
 
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -13,7 +14,7 @@ emulator = sys.argv[3:4]
 VARIABLE = "NUV_TRACE_STARTUP"
 
 
-def run(value, mode="lines"):
+def run(value, mode="lines", program=program):
     environment = {key: text for key, text in os.environ.items() if not key.startswith("NUV_TRACE")}
     if value is not None:
         environment[VARIABLE] = value
@@ -102,3 +103,17 @@ with tempfile.TemporaryDirectory() as folder:
 
     # A file that cannot be made is nobody's trouble.
     assert run(f"file({native}\\below\\trace.log)" if emulator else "file(/proc/none/trace.log)") == []
+
+# A program with rights that its caller does not have does not do what the caller's environment says. Only root can make
+# one here, and only where the file system honours it; elsewhere the library's imports are looked at, see tests/posix.
+if not emulator and os.geteuid() == 0:
+    with tempfile.TemporaryDirectory() as folder:
+        os.chmod(folder, 0o755)
+        raised = os.path.join(folder, "raised")
+        shutil.copy(program, raised)
+        os.chown(raised, 65534, 65534)
+        os.chmod(raised, 0o4755)
+        if not os.statvfs(folder).f_flag & os.ST_NOSUID:
+            assert run("stderr", program=raised) == [], run("stderr", program=raised)
+        os.chmod(raised, 0o755)
+        assert run("stderr", program=raised) == ALL
