@@ -357,14 +357,17 @@ TEST(FactoryLibrary, NeedsNoLockThatALookupHoldsWhileItLoads) {
         TSemaphore isLoading, isLooking;
         int others = 0;
     } gate;
-    std::thread loads([] { TModule("looking_module", false); });
-    gate.isLoading.Wait(-1);
+    // The first to run: where the system's loader is busy no thread can begin.
+    TSemaphore runs;
     std::thread looks([&] {
+        runs.Post();
+        gate.isLoading.Wait(-1);
         gate.isLooking.Post();
         EXPECT_EQ(TTraceFactory::GetLoader()->Find("missing[nosuchlibrary]"), nullptr);
     });
+    runs.Wait(-1);
+    TModule("looking_module", false);
     looks.join();
-    loads.join();
     EXPECT_EQ(gate.others, 1);
 }
 

@@ -67,7 +67,7 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
     int const on = 1;
     if (fd >= 0)
         setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 || listen(fd, 128) != 0) {
+    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 || listen(fd, SOMAXCONN) != 0) {
         std::string const reason = errno == EADDRINUSE ? Tell(text::portInUse) : std::strerror(errno);
         problem = Tell(text::cannotListen, address, port, reason.c_str());
         if (fd >= 0)

@@ -157,7 +157,11 @@ class Connection:
     def __init__(self, port, timeout=30):
         self.socket = socket.create_connection(("127.0.0.1", port), timeout=timeout)
         self.file = self.socket.makefile("rb")
-        self.greeting = self.line()
+        try:
+            self.greeting = self.line()
+        except BaseException:
+            self.close()
+            raise
 
     def line(self):
         line = self.file.readline()

@@ -118,8 +118,10 @@ class Soak(unittest.TestCase):
     def settle(self, before):
         """Waits until nothing more is open than before; what is, at the end."""
         deadline = time.monotonic() + 30
-        while any(a > b for a, b in zip(now := self.held(), before)) and time.monotonic() < deadline:
+        now = self.held()
+        while (now[0] > before[0] or now[1] > before[1]) and time.monotonic() < deadline:
             time.sleep(0.2)
+            now = self.held()
         return now
 
     def crowd(self, seconds):
