@@ -72,6 +72,9 @@ constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
 static TImmortal<TMutexSemaphore> fsArchiveLock;
 TMutexSemaphore &TTextMessageArchive::fsMutex = fsArchiveLock.Get();
 static TImmortal<TTextMessageArchive> fsMessageArchive;
+static struct TArchiveEnd {
+    ~TArchiveEnd() { TTextMessageArchive::fsArchive = nullptr; }
+} fsArchiveEnd;
 
 // 7. File names: what stands between their parts; and the directory searches that are open.
 TString const TFileName::fsDelimLocal("\\");
