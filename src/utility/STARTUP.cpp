@@ -65,8 +65,8 @@ static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
 
 // 6. Messages: the mark that ends their argument lists, which needs nothing; and the archive of their stores with its
-// lock. Messages may look for the archive before it is built, and have their default texts then; threads may look when
-// all else is gone.
+// lock. Messages may look for the archive before it is built and when it is gone, and have their default texts then; a
+// thread that is just looking finds it whole.
 TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
 static TImmortal<TMutexSemaphore> fsArchiveLock;
