@@ -63,7 +63,6 @@ std::int64_t platform::CurrentTime() noexcept {
     return fsNow;
 }
 bool const platform::threadsEndFirst = false;
-void platform::OnFork(void (*)(), void (*)(), void (*)()) noexcept {}
 void *platform::NewEvent(bool posted) noexcept {
     return new TSemaphore(posted);
 }

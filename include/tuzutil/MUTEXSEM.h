@@ -68,7 +68,7 @@ protected:
     friend class TMutexSemaphoreEntry;
     friend class TMutexSemaphoreWithEventEntry;
     friend class TWeakReferenceLock;
-    friend struct TTraceFork;
+    friend struct TForks;
 
     EState Lock(long timeout);
     void Unlock();

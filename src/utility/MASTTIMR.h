@@ -8,7 +8,7 @@
 
 class TMasterTimer : public TThread {
 public:
-    // A lock that a handler of forks can hold. Guards everything below; taken by every operation of a timer. Under it
+    // Guards everything below; taken by every operation of a timer. Under it
     // nothing else is locked.
     struct TLock : TMutexSemaphore {
         using TMutexSemaphore::Lock;
@@ -27,12 +27,14 @@ public:
     static void Shutdown() noexcept;
     static bool fsIsOver;
 
+    // In a forked child, under the lock: it has the timers, but not the thread. The next use starts one.
+    static void LoseThread() noexcept;
+
     int Run() override;
 
 private:
     static bool Ensure() noexcept;
     static void Stop() noexcept;
-    static void FollowForks() noexcept;
     static bool PostDue();
 
     static TTimerQueue fsArmed;

@@ -125,7 +125,6 @@ bool TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
 bool TMasterTimer::Ensure() noexcept {
     if (fsOnly || fsIsOver)
         return true;
-    FollowForks();
     try {
         TReference<TMasterTimer> const master(new TMasterTimer);
         master->AddRef(); // the thread's
@@ -162,20 +161,12 @@ void TMasterTimer::Shutdown() noexcept {
         master->WaitForTermination(-1);
 }
 
-// A forked child has the timers, but not the thread: the next use starts one.
-void TMasterTimer::FollowForks() noexcept {
-    static constinit bool follows = false;
-    if (std::exchange(follows, true))
-        return;
-    platform::OnFork([] { fsLock.Lock(TMutexSemaphore::fsInfinite); }, [] { fsLock.Unlock(); },
-                     [] {
-                         if (TMasterTimer *const lost = std::exchange(fsOnly, nullptr)) {
-                             TThreadLaunch::ForgetRun(*lost);
-                             lost->RemoveRef(); // the thread's
-                             lost->RemoveRef();
-                         }
-                         fsLock.Unlock();
-                     });
+void TMasterTimer::LoseThread() noexcept {
+    if (TMasterTimer *const lost = std::exchange(fsOnly, nullptr)) {
+        TThreadLaunch::ForgetRun(*lost);
+        lost->RemoveRef(); // the thread's
+        lost->RemoveRef();
+    }
 }
 
 int TMasterTimer::Run() {
