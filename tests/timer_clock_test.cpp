@@ -19,8 +19,8 @@
 #include <vector>
 
 // The state of the copy.
-static TMasterTimer::TLock fsTimerLock;
-TMasterTimer::TLock &TMasterTimer::fsLock = fsTimerLock;
+static TMutexSemaphore fsTimerLock;
+TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock;
 TTimerQueue TMasterTimer::fsArmed;
 std::uint32_t TMasterTimer::fsCount = 0;
 TMasterTimer *TMasterTimer::fsOnly = nullptr;

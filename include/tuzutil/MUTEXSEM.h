@@ -43,6 +43,8 @@ public:
     int ClearAndWait();     // Clear(), then Wait(-1) and its result
 
 private:
+    friend class TTimer;
+
     void *fHandle; // null if the event could not be made
 };
 

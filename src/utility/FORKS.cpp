@@ -2,6 +2,7 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TRACE.h"
+#include "utility/INSIST.h"
 #include "utility/MASTTIMR.h"
 #include "utility/TRACEOBS.h"
 
@@ -10,9 +11,8 @@ bool TForks::Follow() noexcept {
 }
 
 void TForks::Before() noexcept {
-    TTrace::Base::fsMutex.Lock(TMutexSemaphore::fsInfinite);
-    TTraceObservers::fsMutex.Lock(TMutexSemaphore::fsInfinite);
-    TMasterTimer::fsLock.Lock(TMutexSemaphore::fsInfinite);
+    for (TMutexSemaphore *const mutex : {&TTrace::Base::fsMutex, &TTraceObservers::fsMutex, &TMasterTimer::fsLock})
+        Insist(*mutex, [=] { return mutex->Lock(TMutexSemaphore::fsInfinite); });
 }
 
 void TForks::InParent() noexcept {

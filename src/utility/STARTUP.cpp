@@ -102,8 +102,8 @@ static TImmortal<TString> fsProgramName;
 TString &TTrace::fsExeFileName = fsProgramName.Get();
 
 // 10. Timers: their lock, and nothing armed; the thread comes with the first timer, whoever's static object that is.
-static TImmortal<TMasterTimer::TLock> fsTimerLock;
-TMasterTimer::TLock &TMasterTimer::fsLock = fsTimerLock.Get();
+static TImmortal<TMutexSemaphore> fsTimerLock;
+TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock.Get();
 constinit TTimerQueue TMasterTimer::fsArmed;
 constinit std::uint32_t TMasterTimer::fsCount = 0;
 constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
