@@ -153,15 +153,15 @@ std::size_t LibraryName(void *library, char *name, std::size_t size) noexcept;
 std::uint32_t LoadText(void *library, std::uint64_t number, unsigned short *text, std::uint32_t size) noexcept;
 std::uint32_t LoadText(void *library, std::uint64_t number, char *text, std::uint32_t size) noexcept;
 
-// A file without a name that others could open, for as long as it is open; with the process it is gone. None of these
+// A file that nobody else can open, for as long as it is open; with the process it is gone. None of these
 // functions keeps bytes back; all may block. Opening gives noTempFile, with an error number of the run-time library,
 // where no file can be had.
 using TTempFile = std::intptr_t;
 constexpr TTempFile noTempFile = -1;
 enum class TFileOrigin { start, current, end };
 TTempFile OpenTempFile(int &error) noexcept;
-std::size_t ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept;        // 0 at the end and on failure
-std::size_t WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept; // fewer: it takes no more
+std::ptrdiff_t ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept;        // 0 at the end; -1
+std::size_t WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept;    // fewer: it takes no more
 std::int64_t SeekTempFile(TTempFile file, std::int64_t offset, TFileOrigin origin) noexcept; // where it is; -1
 void CloseTempFile(TTempFile file) noexcept;
 
