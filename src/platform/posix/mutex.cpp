@@ -5,6 +5,7 @@
 #include "platform/posix/objects.h"
 #include "platform/posix/thisthread.h"
 #include "utility/FASTMUTX.h"
+#include "utility/NOCANCEL.h"
 
 #include <atomic>
 #include <errno.h>
@@ -259,6 +260,7 @@ void posix::SettleMutexesInChild() noexcept {
 }
 
 void *platform::NewMutex(char const *name) noexcept {
+    TNoCancel const noCancel;
     ListEntry const entry;
     return name && *name ? NamedMutex(name) : UnnamedMutex();
 }
