@@ -41,9 +41,9 @@ TEST(TempFileElsewhere, IsWrittenReadAndGone) {
     EXPECT_EQ(platform::WriteTempFile(file, "0123456789", 10), 10u);
     EXPECT_EQ(platform::SeekTempFile(file, -3, platform::TFileOrigin::end), 7);
     char bytes[10] = {};
-    EXPECT_EQ(platform::ReadTempFile(file, bytes, 10), 3u);
+    EXPECT_EQ(platform::ReadTempFile(file, bytes, 10), 3);
     EXPECT_STREQ(bytes, "789");
-    EXPECT_EQ(platform::ReadTempFile(file, bytes, 10), 0u);
+    EXPECT_EQ(platform::ReadTempFile(file, bytes, 10), 0);
     EXPECT_EQ(platform::SeekTempFile(file, -1, platform::TFileOrigin::start), -1);
     EXPECT_EQ(platform::SeekTempFile(file, 1, platform::TFileOrigin::start), 1);
     EXPECT_EQ(platform::SeekTempFile(file, 1, platform::TFileOrigin::current), 2);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -119,6 +121,31 @@ TEST(Thread, MainThreadRunsTheBodyOnTheCallingThread) {
     EXPECT_EQ(task->QueryResult(), 23);
     task->WaitForTermination(-1);
     EXPECT_EQ(task->QueryReferenceCount(), 1u);
+}
+
+TEST(Thread, MainThreadAgainIsWaitedForUntilItsOwnEnd) {
+    std::atomic<bool> isInside{false};
+    std::atomic<bool> wasInside{true};
+    std::thread waiting;
+    TTaskReference task;
+    task = Task([&] {
+        isInside = true;
+        TSemaphore begun;
+        waiting = std::thread([&] {
+            begun.Post();
+            task->WaitForTermination(-1);
+            wasInside = isInside.load();
+        });
+        begun.Wait(-1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // long enough for a wait that returns at once
+        isInside = false;
+        return 0;
+    });
+    for (int run = 0; run < 2; ++run) {
+        task->MainThread();
+        waiting.join();
+        EXPECT_FALSE(wasInside) << run;
+    }
 }
 
 TEST(Thread, WithoutABodyTrapsAsAPureCall) {

@@ -19,8 +19,8 @@
 #include <vector>
 
 // The state of the copy.
-static TMasterTimer::TLock fsTimerLock;
-TMasterTimer::TLock &TMasterTimer::fsLock = fsTimerLock;
+static TMutexSemaphore fsTimerLock;
+TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock;
 TTimerQueue TMasterTimer::fsArmed;
 std::uint32_t TMasterTimer::fsCount = 0;
 TMasterTimer *TMasterTimer::fsOnly = nullptr;
@@ -63,7 +63,6 @@ std::int64_t platform::CurrentTime() noexcept {
     return fsNow;
 }
 bool const platform::threadsEndFirst = false;
-void platform::OnFork(void (*)(), void (*)(), void (*)()) noexcept {}
 void *platform::NewEvent(bool posted) noexcept {
     return new TSemaphore(posted);
 }

@@ -4,13 +4,17 @@
 #define tuzutil_EXPORTS // the copy is this program's own
 #endif
 
+#include "utility/MEMSTRM.cpp"
 #include "utility/TMPSTRM.cpp"
 
 #include "support/CaptureTrace.h"
 
+#include <cstdlib>
 #include <sstream>
 
 namespace {
+
+int fsBytesForArrays = -1; // that may be taken in one piece; all where it is negative
 
 // The one file, and what it is to do.
 struct File {
@@ -18,6 +22,7 @@ struct File {
     std::size_t position = 0;
     std::size_t room = 0; // for how many bytes
     bool canOpen = true;
+    bool canRead = true;
     bool canSeek = true;
     int opened = 0;
     int closed = 0;
@@ -49,7 +54,32 @@ protected:
     }
 };
 
+// A sink that throws at its second piece.
+class TThrowing : public std::stringbuf {
+    std::streamsize xsputn(char const *bytes, std::streamsize count) override {
+        if (!str().empty())
+            throw 5;
+        return std::stringbuf::xsputn(bytes, count);
+    }
+};
+
 } // namespace
+
+// All arrays of this program.
+void *operator new[](std::size_t size, std::nothrow_t const &) noexcept {
+    return fsBytesForArrays < 0 || size <= static_cast<std::size_t>(fsBytesForArrays) ? std::malloc(size) : nullptr;
+}
+void *operator new[](std::size_t size) {
+    if (void *const memory = ::operator new[](size, std::nothrow))
+        return memory;
+    throw std::bad_alloc();
+}
+void operator delete[](void *memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void *memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 platform::TTempFile platform::OpenTempFile(int &error) noexcept {
     error = EACCES;
@@ -58,10 +88,12 @@ platform::TTempFile platform::OpenTempFile(int &error) noexcept {
     ++fsOnly.opened;
     return 7;
 }
-std::size_t platform::ReadTempFile(TTempFile, char *bytes, std::size_t count) noexcept {
+std::ptrdiff_t platform::ReadTempFile(TTempFile, char *bytes, std::size_t count) noexcept {
+    if (!fsOnly.canRead)
+        return -1;
     count = fsOnly.content.copy(bytes, count, fsOnly.position);
     fsOnly.position += count;
-    return count;
+    return static_cast<std::ptrdiff_t>(count);
 }
 std::size_t platform::WriteTempFile(TTempFile, char const *bytes, std::size_t count) noexcept {
     count = std::min(count, fsOnly.room - fsOnly.content.size());
@@ -168,4 +200,91 @@ TEST_F(TempFailure, FileThatDoesNotSeek) {
     EXPECT_TRUE(out.fail());
     fsOnly.canSeek = true;
     EXPECT_EQ(All(stream), "0123456789");
+}
+
+TEST_F(TempFailure, FileThatCannotBeReadIsNotTakenForItsEndWhereItIsCopied) {
+    fsOnly.room = 100;
+    TTempStream stream(4, "x", new TAtMost(0));
+    stream << "0123456789";
+    stream.seekg(2);
+    fsOnly.canRead = false;
+    std::ostringstream out;
+    EXPECT_EQ(stream.rdbuf()->WriteTo(out), 0u);
+    EXPECT_TRUE(out.fail());
+    EXPECT_FALSE(out.bad());
+    EXPECT_EQ(stream.get(), EOF);
+    fsOnly.canRead = true;
+    out.clear();
+    EXPECT_EQ(stream.rdbuf()->WriteTo(out), 8u); // where it stood
+    EXPECT_TRUE(out.good());
+    EXPECT_EQ(out.str(), "23456789");
+}
+
+TEST_F(TempFailure, PositionIsKeptAlsoWhereTheSinkThrows) {
+    fsOnly.room = 100;
+    TTempStream stream(4, "x", new TAtMost(0));
+    stream << "0123456789";
+    stream.seekg(1);
+    TThrowing sink;
+    std::ostream out(&sink);
+    out.exceptions(std::ios_base::badbit);
+    EXPECT_THROW(stream.rdbuf()->WriteTo(out), int);
+    EXPECT_EQ(sink.str(), "1234");
+    std::ostringstream copy;
+    EXPECT_EQ(stream.rdbuf()->WriteTo(copy), 9u);
+    EXPECT_EQ(copy.str(), "123456789");
+}
+
+TEST_F(TempFailure, MemoryStreamKeepsAllWhereTheSinkThrows) {
+    TTempStream stream(4, "x", nullptr);
+    stream << "0123456789";
+    TThrowing sink;
+    std::ostream out(&sink);
+    out.exceptions(std::ios_base::badbit);
+    EXPECT_THROW(stream.rdbuf()->WriteTo(out), int);
+    EXPECT_EQ(sink.str(), "0123");
+    EXPECT_EQ(All(stream), "0123456789");
+}
+
+TEST_F(TempFailure, NoMemoryForABlockLosesNothing) {
+    for (std::string const &before : {std::string(), std::string("0123")}) {
+        TMemStream stream(4);
+        stream << before;
+        fsBytesForArrays = 3;
+        stream << '4';
+        fsBytesForArrays = -1;
+        EXPECT_TRUE(stream.bad());
+        stream.clear();
+        stream << "56";
+        std::ostringstream out;
+        stream.rdbuf()->WriteTo(out);
+        EXPECT_EQ(out.str(), before + "56");
+    }
+}
+
+TEST_F(TempFailure, NoMemoryForTheFilesBufferLosesNothingAndClosesTheFile) {
+    fsOnly.room = 100;
+    TTempStream stream(4, "x", new TAtMost(1));
+    stream << "0123";
+    fsBytesForArrays = 3;
+    stream << '4';
+    fsBytesForArrays = -1;
+    EXPECT_TRUE(stream.bad());
+    EXPECT_EQ(fsOnly.opened, 1);
+    EXPECT_EQ(fsOnly.closed, 1);
+    EXPECT_EQ(All(stream), "0123");
+    stream << "45";
+    EXPECT_EQ(stream.rdbuf()->QueryFirstBuffer(), nullptr);
+    EXPECT_EQ(All(stream), "012345");
+}
+
+TEST(MemStreamBuffer, OfASizeThatItsWordDoesNotHoldIsNotMade) {
+    if constexpr (sizeof(unsigned long) > 4) {
+        for (unsigned long size : {0x100000000ul, 0x10000000Aul, ~0ul})
+            EXPECT_THROW(TMemStreamBuffer{size}, std::bad_alloc);
+    } else {
+        fsBytesForArrays = 1000;
+        EXPECT_THROW(TMemStreamBuffer{~0ul}, std::bad_alloc);
+        fsBytesForArrays = -1;
+    }
 }

@@ -118,6 +118,54 @@ TEST(TempStream, WithoutAnAnswerTheTestTrapsAsAPureCall) {
     EXPECT_EQ(Copied(buf), "a");
 }
 
+// What the test may do with the stream that it is asked about.
+TEST(TempStream, TestMaySeekAndLosesNothing) {
+    struct Row {
+        std::int64_t offset;
+        ios_base::seekdir direction;
+        char const *content; // of "0123456789" and "ab" where the put side then stands
+    };
+    Row const rows[] = {{0, ios_base::cur, "ab23456789"},
+                        {0, ios_base::beg, "ab23456789"},
+                        {5, ios_base::beg, "01234ab789"},
+                        {0, ios_base::end, "0123456789ab"}};
+    for (Row const &row : rows) {
+        int asked = 0;
+        TTempStreamBuf buf(5, "x", Ask([&](TTempStreamBuf &given) {
+                               if (++asked == 3)
+                                   Seek(given, row.offset, row.direction, ios_base::out);
+                               return 0;
+                           }));
+        buf.sputn("0123456789", 10);
+        EXPECT_EQ(buf.sputn("ab", 2), 2);
+        EXPECT_EQ(Copied(buf), row.content) << row.offset;
+    }
+}
+
+TEST(TempStream, TestThatSeeksAndThenMovesGoesOnBehindAll) {
+    int asked = 0;
+    TTempStreamBuf buf(5, "x", Ask([&](TTempStreamBuf &given) {
+                           Seek(given, 0, ios_base::beg, ios_base::out);
+                           return ++asked == 2;
+                       }));
+    buf.sputn("01234ab", 7);
+    EXPECT_EQ(asked, 2);
+    Seek(buf, 0, ios_base::beg);
+    EXPECT_EQ(Copied(buf), "01234ab");
+}
+
+TEST(TempStream, TestMayWriteAndMovesOnce) {
+    int depth = 0;
+    TTempStreamBuf buf(4, "x", Ask([&](TTempStreamBuf &given) {
+                           if (++depth == 2)
+                               given.sputn("XY", 2); // asked again, and filled
+                           return depth > 1;
+                       }));
+    buf.sputn("0123ab", 6);
+    Seek(buf, 0, ios_base::beg);
+    EXPECT_EQ(Copied(buf), "0123XYab");
+}
+
 TEST(TempStream, KeepsItsTest) {
     TReference<TTempStreamTest> const test = Always();
     {

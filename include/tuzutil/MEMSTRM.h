@@ -33,7 +33,7 @@
 // One block. `data` holds `alloc size` bytes, of which the first `used` count.
 class TUZUTIL_API TMemStreamBuffer {
 public:
-    explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc
+    explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, also beyond 32 bits
     TMemStreamBuffer(TMemStreamBuffer const &) = delete;
     TMemStreamBuffer &operator=(TMemStreamBuffer const &) = delete;
     ~TMemStreamBuffer(); // of the whole chain from here on

@@ -43,6 +43,8 @@ public:
     int ClearAndWait();     // Clear(), then Wait(-1) and its result
 
 private:
+    friend class TTimer;
+
     void *fHandle; // null if the event could not be made
 };
 
@@ -68,7 +70,7 @@ protected:
     friend class TMutexSemaphoreEntry;
     friend class TMutexSemaphoreWithEventEntry;
     friend class TWeakReferenceLock;
-    friend struct TTraceFork;
+    friend struct TForks;
 
     EState Lock(long timeout);
     void Unlock();

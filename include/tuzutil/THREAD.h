@@ -58,6 +58,7 @@ private:
     struct TEnding;
 
     int RunBody(void *started);
+    void ForgetEnd();
     bool Begin(void (*entry)(void *), void *argument, bool takesSignals);
 
     std::uintptr_t fHandle; // as the system answered, all ones for none; it may be closed: nobody waits for it

@@ -56,7 +56,9 @@ public:
 private:
     friend class TMasterTimer;
 
-    void Post();
+    void Post() noexcept;
+    bool HasEvent() const noexcept { return fSemaphore && fSemaphore->fHandle; }
+    bool LacksEvent() const noexcept { return fSemaphore && !fSemaphore->fHandle; } // it could not be made
 
     TReference<TSemaphore> fSemaphore;
     std::atomic<std::uint32_t> fPostTime{0};

@@ -68,9 +68,10 @@ bool UnlockMutex(void *mutex) noexcept;                                 // false
 void *SystemMutex(void *mutex) noexcept;                                // what the system knows it by
 bool HoldsMutex(void *mutex) noexcept; // this thread; false as well where only the system knows
 
-// From now on `before` is called by every thread that is about to fork the process, ahead of what the locks above do by
-// themselves, and `after` when it has forked, in the parent and in the child. Nothing where processes do not fork.
-void FollowForks(void (*before)() noexcept, void (*after)() noexcept) noexcept;
+// From now on every thread that forks the process calls `before`, and one of the others when it has forked. What the
+// platform itself holds meanwhile it takes after `before`, and gives back first. False, with LastError(), where that
+// cannot be had. Nothing, and true, where processes do not fork. REQUIRES: it was not called before.
+bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*inChild)() noexcept) noexcept;
 
 // Keeps this thread from being cancelled, where the system has that, until ReleaseCancellation() gets the result of the
 // call; in pairs that nest. A cancellation that comes meanwhile waits.
@@ -86,10 +87,6 @@ TThreadRecord *ThisThread() noexcept;
 // all. The system's handle, which it closes by itself; all ones, with LastError(), where there is no thread to be had.
 // May take locks; does not wait for the thread.
 std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
-
-// Has functions called around every fork of the process: before, and after in the parent and in the child. Where
-// processes do not fork: nothing.
-void OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept;
 
 // Whether the system ends all other threads, wherever they are, before static objects are destroyed.
 extern bool const threadsEndFirst;
@@ -156,15 +153,15 @@ std::size_t LibraryName(void *library, char *name, std::size_t size) noexcept;
 std::uint32_t LoadText(void *library, std::uint64_t number, unsigned short *text, std::uint32_t size) noexcept;
 std::uint32_t LoadText(void *library, std::uint64_t number, char *text, std::uint32_t size) noexcept;
 
-// A file without a name that others could open, for as long as it is open; with the process it is gone. None of these
+// A file that nobody else can open, for as long as it is open; with the process it is gone. None of these
 // functions keeps bytes back; all may block. Opening gives noTempFile, with an error number of the run-time library,
 // where no file can be had.
 using TTempFile = std::intptr_t;
 constexpr TTempFile noTempFile = -1;
 enum class TFileOrigin { start, current, end };
 TTempFile OpenTempFile(int &error) noexcept;
-std::size_t ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept;        // 0 at the end and on failure
-std::size_t WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept; // fewer: it takes no more
+std::ptrdiff_t ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept;        // 0 at the end; -1
+std::size_t WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept;    // fewer: it takes no more
 std::int64_t SeekTempFile(TTempFile file, std::int64_t offset, TFileOrigin origin) noexcept; // where it is; -1
 void CloseTempFile(TTempFile file) noexcept;
 

@@ -8,6 +8,9 @@
 
 class TThreadLaunch {
 public:
+    // Whether the object has all that it needs, so that starting it traces nothing. Traces what is missing.
+    static bool HasAll(TThread &thread);
+
     // Starts the thread, which drops one reference to its object at the end: the caller's until then. From now on the
     // thread counts as running. False: there is none, and the reference is still the caller's.
     static bool StartUnannounced(TThread &thread);

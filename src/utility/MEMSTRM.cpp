@@ -12,7 +12,8 @@ constexpr unsigned long fsMaximumSize = 1ul << 30; // positions in a block are i
 } // namespace
 
 TMemStreamBuffer::TMemStreamBuffer(unsigned long allocSize)
-    : fAllocSize(static_cast<std::uint32_t>(allocSize)), fData(new char[fAllocSize]) {}
+    : fAllocSize(static_cast<std::uint32_t>(allocSize)),
+      fData(allocSize == fAllocSize ? new char[fAllocSize] : throw std::bad_alloc()) {}
 
 TMemStreamBuffer::~TMemStreamBuffer() {
     SetNext(nullptr);
@@ -58,7 +59,7 @@ void TMemStreamBuf::SetGetPlace(TMemStreamBuffer &block, std::uint32_t offset) n
 
 int TMemStreamBuf::extend() {
     if (!NeedsBlock()) {
-        fWrite->fUsed = PutCount();
+        fWrite->fUsed = std::max(fWrite->fUsed, PutCount());
         SetPutPlace(*fWrite->fNext, 0);
         return 0;
     }
@@ -69,7 +70,7 @@ int TMemStreamBuf::extend() {
         return traits_type::eof();
     }
     if (fFirst) {
-        fLast->fUsed = PutCount();
+        TMemStreamBuf::sync();
         fLast->SetNext(block);
     } else {
         fFirst = block;
@@ -92,6 +93,8 @@ std::streambuf::int_type TMemStreamBuf::overflow(int_type c) {
     }
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return 0;
+    if (pptr() == epptr()) // somebody's own extend() has filled it again
+        return overflow(c);
     *pptr() = traits_type::to_char_type(c);
     pbump(1);
     return 0;

@@ -10,11 +10,13 @@
 #include "tuzutil/NLSRESRC.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACEFAC.h"
+#include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/VERSION.h"
 #include "utility/FINDTAB.h"
+#include "utility/FORKS.h"
 #include "utility/IMMORTAL.h"
 #include "utility/LIBPATH.h"
 #include "utility/MASTTIMR.h"
@@ -35,7 +37,7 @@ constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
 // 3. The locks: that of weak references, the trace lock, and that of the observers with their set. Needed by every
-// destination and every counted object, whoever's static object it is. From then on a fork waits for the latter two.
+// destination and every counted object, whoever's static object it is.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;
@@ -44,7 +46,6 @@ static TImmortal<TMutexSemaphore> fsObserversLock;
 TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
 static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
 TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet = fsObservers.Get();
-[[maybe_unused]] static bool const fsForksAreFollowed = (TTraceFork::Follow(), true);
 
 // 4. The library's categories. Every failure that is thrown names one.
 TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");
@@ -104,14 +105,17 @@ static TImmortal<TString> fsProgramName;
 TString &TTrace::fsExeFileName = fsProgramName.Get();
 
 // 10. Timers: their lock, and nothing armed; the thread comes with the first timer, whoever's static object that is.
-static TImmortal<TMasterTimer::TLock> fsTimerLock;
-TMasterTimer::TLock &TMasterTimer::fsLock = fsTimerLock.Get();
+static TImmortal<TMutexSemaphore> fsTimerLock;
+TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock.Get();
 constinit TTimerQueue TMasterTimer::fsArmed;
 constinit std::uint32_t TMasterTimer::fsCount = 0;
 constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
 
-// 11. From its end on no trace point finds a listener, whatever still runs.
+// 11. Forks, which wait for the locks of 3 and 10 from now on.
+static bool const fsForksAreFollowed = TForks::Follow();
+
+// 12. From its end on no trace point finds a listener, whatever still runs.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
@@ -119,10 +123,14 @@ static struct TSilence {
     }
 } fsSilence;
 
-// 12. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
+// 13. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
 static TTrace const fsStartupTrace = OpenStartupTrace();
+[[maybe_unused]] static bool const fsSaysSo =
+    fsForksAreFollowed ||
+    (TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, "src/utility/STARTUP", "Unable to follow forks"),
+     false);
 
-// 13. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
+// 14. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
 static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }
 } fsTimersEnd;

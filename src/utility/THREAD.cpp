@@ -4,6 +4,7 @@
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACEEXC.h"
 #include "tuzutil/TRACEP.h"
+#include "utility/INSIST.h"
 #include "utility/LAUNCH.h"
 
 #include <cassert>
@@ -76,11 +77,7 @@ int TThread::Start() {
 }
 
 bool TThread::Begin(void (*entry)(void *), void *argument, bool takesSignals) {
-    {
-        TMutexSemaphoreEntry const end(fEnding, TMutexSemaphore::fsInfinite);
-        fFinished.store(0, std::memory_order_release);
-        fSignal->Clear();
-    }
+    ForgetEnd();
     fHandle = platform::StartThread(entry, argument, takesSignals);
     if (fHandle == fsNoHandle)
         return false;
@@ -88,14 +85,22 @@ bool TThread::Begin(void (*entry)(void *), void *argument, bool takesSignals) {
     return true;
 }
 
+// Of the run before.
+void TThread::ForgetEnd() {
+    TInsistentEntry const end(fEnding);
+    fFinished.store(0, std::memory_order_release);
+    fSignal->Clear();
+}
+
 int TThread::MainThread() {
+    ForgetEnd();
     return RunBody(nullptr);
 }
 
 // Tells the end, also when the thread is being cancelled and the body has not returned.
 struct TThread::TEnding {
     ~TEnding() {
-        TMutexSemaphoreEntry const end(thread.fEnding, TMutexSemaphore::fsInfinite);
+        TInsistentEntry const end(thread.fEnding);
         thread.fFinished.store(1, std::memory_order_release);
         thread.fRunning.store(0, std::memory_order_release);
         thread.fSignal->Post();
@@ -144,6 +149,11 @@ void TThreadLaunch::EnterAnnounced(void *argument) {
 void TThreadLaunch::Enter(void *argument) {
     THold const hold{*static_cast<TThread *>(argument)};
     hold.thread.RunBody(nullptr);
+}
+
+bool TThreadLaunch::HasAll(TThread &thread) {
+    return thread.fSignal->Wait(0) >= 0 &&
+           TMutexSemaphoreEntry(thread.fEnding, TMutexSemaphore::fsInfinite).State() == TMutexSemaphore::Locked;
 }
 
 bool TThreadLaunch::StartUnannounced(TThread &thread) {

@@ -2,11 +2,13 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
+#include "utility/INSIST.h"
 #include "utility/LAUNCH.h"
 #include "utility/MASTTIMR.h"
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -25,19 +27,32 @@ std::uint32_t PostTime(std::int64_t now, long seconds) noexcept {
 // Holds the lock; when it is released, reports a thread that was not to be had.
 class TEntry {
 public:
-    TEntry() noexcept { TMasterTimer::fsLock.Lock(TMutexSemaphore::fsInfinite); }
+    TEntry() noexcept : fLock(std::in_place, TMasterTimer::fsLock) {}
     TEntry(TEntry const &) = delete;
     TEntry &operator=(TEntry const &) = delete;
     ~TEntry() {
-        TMasterTimer::fsLock.Unlock();
+        fLock.reset();
         if (!fIsServed)
             TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, "src/utility/THREAD",
                                "Unable to start thread");
     }
 
-    void Expect(bool isServed) noexcept { fIsServed = isServed; }
+    // False where there never was a lock: no timer is armed then, or will be.
+    explicit operator bool() const noexcept { return bool{*fLock}; }
+
+    // Sees to it that there is a thread. Lets the lock go for a while if there is none.
+    void Serve() noexcept {
+        if (!TMasterTimer::IsMissing())
+            return;
+        fLock.reset();
+        fSpare = TMasterTimer::New();
+        fLock.emplace(TMasterTimer::fsLock);
+        fIsServed = !TMasterTimer::IsMissing() || (fSpare && TMasterTimer::Start(*fSpare));
+    }
 
 private:
+    TReference<TMasterTimer> fSpare; // goes after the lock did
+    std::optional<TInsistentEntry> fLock;
     bool fIsServed = true;
 };
 
@@ -45,7 +60,10 @@ private:
 
 TTimer::TTimer(TReference<TSemaphore> semaphore) : fSemaphore(std::move(semaphore)) {
     TEntry entry;
-    entry.Expect(TMasterTimer::Add());
+    if (!entry)
+        return;
+    entry.Serve();
+    TMasterTimer::Add();
 }
 
 TTimer::TTimer(TTimer const &other) : TTimer(other.fSemaphore) {
@@ -65,20 +83,28 @@ TTimer &TTimer::operator=(TTimer const &other) {
 
 TTimer::~TTimer() {
     TEntry const entry;
+    if (!entry)
+        return;
     TMasterTimer::Disarm(fLink);
     fPostTime = 0;
     TMasterTimer::Remove();
 }
 
-// Cleared under the lock: an expiry of the time set before is not taken for one of the new time.
+// Cleared under the lock: an expiry of the time set before is not taken for one of the new time. Not so an event that
+// there is not: that is traced.
 void TTimer::Set(long seconds) {
+    if (LacksEvent())
+        fSemaphore->Clear();
     TEntry entry;
-    if (fSemaphore)
+    if (!entry)
+        return;
+    entry.Serve();
+    if (HasEvent())
         fSemaphore->Clear();
     TMasterTimer::Disarm(fLink);
     std::int64_t const now = platform::CurrentTime();
     fPostTime = fLink.second = PostTime(now, seconds);
-    entry.Expect(TMasterTimer::Arm(fLink, now));
+    TMasterTimer::Arm(fLink, now);
 }
 
 void TTimer::Cancel() {
@@ -94,15 +120,10 @@ long TTimer::QueryTimeLeft() const noexcept {
     return static_cast<long>(std::clamp<std::int64_t>(postTime - platform::CurrentTime(), 0, INT32_MAX));
 }
 
-void TTimer::Post() {
+void TTimer::Post() noexcept {
     fPostTime = 0;
-    if (fSemaphore)
+    if (HasEvent())
         fSemaphore->Post();
-}
-
-bool TMasterTimer::Add() noexcept {
-    ++fsCount;
-    return Ensure();
 }
 
 void TMasterTimer::Remove() noexcept {
@@ -111,34 +132,35 @@ void TMasterTimer::Remove() noexcept {
 }
 
 // The master need not be woken for a time to come: it looks every second, but for when nothing was armed before.
-bool TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
+void TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
     bool const sleeps = fsArmed.IsEmpty();
     fsArmed.Add(link);
-    bool const isServed = Ensure();
     if (fsOnly && (sleeps || link.second <= now))
         fsOnly->fWake.Post();
-    return isServed;
 }
 
-// Started without waiting until it runs: a static timer of a library is made while the system loads that library, and
-// no thread can begin before that is done.
-bool TMasterTimer::Ensure() noexcept {
-    if (fsOnly || fsIsOver)
-        return true;
-    FollowForks();
+TReference<TMasterTimer> TMasterTimer::New() noexcept {
     try {
         TReference<TMasterTimer> const master(new TMasterTimer);
-        master->AddRef(); // the thread's
-        if (master->fWake.Wait(0) < 0 || !TThreadLaunch::StartUnannounced(*master)) {
-            master->RemoveRef();
-            return false;
-        }
-        master->AddRef(); // that of fsOnly
-        fsOnly = master.Pointer();
-        return true;
+        if (master->fWake.Wait(0) >= 0 && TThreadLaunch::HasAll(*master))
+            return master;
     } catch (std::bad_alloc const &) {
+        // As without an event.
+    }
+    return nullptr;
+}
+
+// Without waiting until it runs: a static timer of a library is made while the system loads that library, and no thread
+// can begin before that is done.
+bool TMasterTimer::Start(TMasterTimer &master) noexcept {
+    master.AddRef(); // the thread's
+    if (!TThreadLaunch::StartUnannounced(master)) {
+        master.RemoveRef();
         return false;
     }
+    master.AddRef(); // that of fsOnly
+    fsOnly = &master;
+    return true;
 }
 
 void TMasterTimer::Stop() noexcept {
@@ -153,29 +175,23 @@ void TMasterTimer::Stop() noexcept {
 void TMasterTimer::Shutdown() noexcept {
     if (platform::threadsEndFirst)
         return;
-    fsLock.Lock(TMutexSemaphore::fsInfinite);
-    fsIsOver = true;
-    TReference<TMasterTimer> const master(fsOnly);
-    Stop();
-    fsLock.Unlock();
+    TReference<TMasterTimer> master;
+    {
+        TEntry const entry;
+        fsIsOver = true;
+        master = TReference<TMasterTimer>(fsOnly);
+        Stop();
+    }
     if (master)
         master->WaitForTermination(-1);
 }
 
-// A forked child has the timers, but not the thread: the next use starts one.
-void TMasterTimer::FollowForks() noexcept {
-    static constinit bool follows = false;
-    if (std::exchange(follows, true))
-        return;
-    platform::OnFork([] { fsLock.Lock(TMutexSemaphore::fsInfinite); }, [] { fsLock.Unlock(); },
-                     [] {
-                         if (TMasterTimer *const lost = std::exchange(fsOnly, nullptr)) {
-                             TThreadLaunch::ForgetRun(*lost);
-                             lost->RemoveRef(); // the thread's
-                             lost->RemoveRef();
-                         }
-                         fsLock.Unlock();
-                     });
+void TMasterTimer::LoseThread() noexcept {
+    if (TMasterTimer *const lost = std::exchange(fsOnly, nullptr)) {
+        TThreadLaunch::ForgetRun(*lost);
+        lost->RemoveRef(); // the thread's
+        lost->RemoveRef();
+    }
 }
 
 int TMasterTimer::Run() {
@@ -186,15 +202,25 @@ int TMasterTimer::Run() {
     return 0;
 }
 
-// Whether any timer is left that is armed.
-bool TMasterTimer::PostDue() {
-    TMutexSemaphoreEntry const entry(fsLock, TMutexSemaphore::fsInfinite);
+// Up to a timer whose event could not be made: that event, or null. Whether any timer is left that is armed.
+TReference<TSemaphore> TMasterTimer::PostUntilOneFails(bool &isAnyLeft) noexcept {
+    TEntry const entry;
     std::int64_t const now = platform::CurrentTime();
-    while (TTimerLink *const first = fsArmed.First()) {
-        if (first->second > now)
-            return true;
+    TTimerLink *first;
+    while ((first = fsArmed.First()) && first->second <= now) {
         fsArmed.Remove(*first);
         first->timer->Post();
+        if (first->timer->LacksEvent())
+            return first->timer->fSemaphore;
     }
-    return false;
+    isAnyLeft = first != nullptr;
+    return nullptr;
+}
+
+// Whether any timer is left that is armed.
+bool TMasterTimer::PostDue() {
+    bool isAnyLeft = false;
+    while (TReference<TSemaphore> const missing = PostUntilOneFails(isAnyLeft))
+        missing->Post(); // says so
+    return isAnyLeft;
 }

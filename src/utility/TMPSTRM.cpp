@@ -30,7 +30,7 @@ public:
     }
 
     bool IsOpen() const noexcept { return fFile != platform::noTempFile; }
-    std::size_t Read(char *bytes, std::size_t count) const noexcept {
+    std::ptrdiff_t Read(char *bytes, std::size_t count) const noexcept {
         return platform::ReadTempFile(fFile, bytes, count);
     }
     std::size_t Write(char const *bytes, std::size_t count) const noexcept {
@@ -67,7 +67,13 @@ int TTempStreamBuf::extend() {
     if (!NeedsBlock())
         return TMemStreamBuf::extend();
     TMemStreamBuf::sync();
-    return fTest && fTest->Test(this) ? MoveToFile() : TMemStreamBuf::extend();
+    bool const moves = fTest && fTest->Test(this);
+    if (fFile) // by something that the test has written
+        return 0;
+    if (moves)
+        return MoveToFile();
+    bool const hasRoom = pptr() != epptr(); // the test has gone elsewhere
+    return hasRoom ? 0 : TMemStreamBuf::extend();
 }
 
 // Until everything stands in the file, the blocks stay as they are; a file that is not used goes at once.
@@ -139,8 +145,8 @@ std::streambuf::int_type TTempStreamBuf::underflow() {
     if (gptr() < egptr())
         return traits_type::to_int_type(*gptr());
     char *const buffer = fFileBuffer.get();
-    std::size_t const count = fFile->Read(buffer, FileBufferSize() / 2);
-    if (count == 0)
+    std::ptrdiff_t const count = fFile->Read(buffer, FileBufferSize() / 2);
+    if (count <= 0)
         return traits_type::eof();
     setg(buffer, buffer, buffer + count);
     return traits_type::to_int_type(*gptr());
@@ -178,14 +184,19 @@ unsigned long TTempStreamBuf::WriteTo(std::ostream &to) {
         to.setstate(std::ios_base::failbit);
         return 0;
     }
+    // Also where `to` throws.
+    struct TReturn {
+        ~TReturn() { file.Seek(position, platform::TFileOrigin::start); }
+        TFile const &file;
+        std::int64_t position;
+    } const back{*fFile, position};
     char *const buffer = fFileBuffer.get(); // all of it: both areas are empty
     std::uint64_t total = 0;
-    while (std::size_t const count = fFile->Read(buffer, FileBufferSize())) {
-        if (!to.write(buffer, static_cast<std::streamsize>(count)))
-            break;
-        total += count;
-    }
-    fFile->Seek(position, platform::TFileOrigin::start);
+    std::ptrdiff_t count;
+    while ((count = fFile->Read(buffer, FileBufferSize())) > 0 && to.write(buffer, count))
+        total += static_cast<std::uint64_t>(count);
+    if (count < 0)
+        to.setstate(std::ios_base::failbit);
     return Told(total);
 }
 

@@ -1,6 +1,5 @@
 #include "tuzutil/TRACENOT.h"
 
-#include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACE.h"
 #include "utility/NOCANCEL.h"
@@ -58,18 +57,4 @@ TElemPointer<TTraceNotify> *TTraceObservers::Find(TTraceNotify const *observer) 
             return entry;
     }
     return nullptr;
-}
-
-void TTraceFork::Follow() noexcept {
-    platform::FollowForks(Before, After);
-}
-
-void TTraceFork::Before() noexcept {
-    TTrace::Base::fsMutex.Lock(TMutexSemaphore::fsInfinite);
-    TTraceObservers::fsMutex.Lock(TMutexSemaphore::fsInfinite);
-}
-
-void TTraceFork::After() noexcept {
-    TTraceObservers::fsMutex.Unlock();
-    TTrace::Base::fsMutex.Unlock();
 }

@@ -3,12 +3,16 @@
 #include "tuzutil/SHAREMEM.h"
 
 #include "platform/posix/objects.cpp"
+#include "posix/Cancelled.h"
+#include "posix/InChild.h"
 #include "support/Process.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -16,6 +20,22 @@
 #include <string>
 #include <sys/resource.h>
 #include <thread>
+#include <utility>
+
+namespace {
+
+// What happens in the middle of making a block, while the folder is locked.
+std::function<void()> fsMeanwhile;
+
+} // namespace
+
+// In place of the system's.
+extern "C" __attribute__((visibility("default"))) int posix_fallocate(int file, off_t offset, off_t size) {
+    if (fsMeanwhile)
+        std::exchange(fsMeanwhile, nullptr)();
+    auto const system = reinterpret_cast<int (*)(int, off_t, off_t)>(::dlsym(RTLD_NEXT, "posix_fallocate"));
+    return system(file, offset, size);
+}
 
 namespace {
 
@@ -36,7 +56,7 @@ protected:
         return ::fstatat(folder, file, &status, AT_SYMLINK_NOFOLLOW) == 0;
     }
 
-    // By a process that is killed.
+    // By a process that is killed. Any other that makes a block may remove it from then on.
     void LeaveBehind() const {
         std::string const ready = name + ".ready";
         TProcess process("memory_user", {"create", name, "100", ready, name + ".release"});
@@ -63,20 +83,75 @@ TEST_F(SharedMemoryFile, GoesWithTheLastOneThatHasIt) {
 
 TEST_F(SharedMemoryFile, OfAKilledProcessGoesWhenItIsLookedFor) {
     LeaveBehind();
-    EXPECT_TRUE(IsThere());
     EXPECT_EQ(ipcSharedMemory(name.c_str()).rdstate(), 3);
     EXPECT_FALSE(IsThere());
 }
 
-TEST_F(SharedMemoryFile, OfAKilledProcessGoesWhenAnotherProcessMakesItsFirstBlock) {
+TEST_F(SharedMemoryFile, OfAKilledProcessGoesWhenAnotherProcessMakesABlock) {
     LeaveBehind();
-    EXPECT_TRUE(IsThere());
     std::string const ready = name + ".other";
     TProcess other("memory_user", {"create", name + ".other", "1", ready, "."}); // "." is there: it does not wait
     while (!std::ifstream(ready))
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_FALSE(IsThere());
     std::remove(ready.c_str());
+}
+
+TEST_F(SharedMemoryFile, OfAKilledProcessGoesWhenThisOneMakesAnotherBlock) {
+    ipcSharedMemory const first((name + ".first").c_str(), 1);
+    LeaveBehind();
+    ipcSharedMemory const second((name + ".second").c_str(), 1);
+    EXPECT_FALSE(IsThere());
+}
+
+TEST_F(SharedMemoryFile, FolderIsFreeWhileAChildMadeMeanwhileStillRuns) {
+    pid_t child = 0;
+    fsMeanwhile = [&] {
+        child = ::_Fork(); // without a word to anybody
+        if (child == 0) {
+            ::alarm(60);
+            for (;;)
+                ::pause();
+        }
+    };
+    ipcSharedMemory const memory(name.c_str(), 10);
+    ASSERT_GT(child, 0);
+    EXPECT_EQ(InChild([this] { return ipcSharedMemory(name.c_str()).rdstate(); }), 0);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+}
+
+TEST_F(SharedMemoryFile, ProcessDoesNotForkInTheMiddleOfACall) {
+    std::thread forking;
+    std::atomic<bool> isInside{false};
+    std::atomic<bool> wasInside{true};
+    fsMeanwhile = [&] {
+        isInside = true;
+        std::atomic<bool> begun{false};
+        forking = std::thread([&] {
+            begun = true;
+            InChild([] { return 0; });
+            wasInside = isInside.load();
+        });
+        while (!begun)
+            std::this_thread::yield();
+        ::usleep(50000); // long enough for a fork that does not wait
+        isInside = false;
+    };
+    ipcSharedMemory const memory(name.c_str(), 10);
+    forking.join();
+    EXPECT_FALSE(wasInside);
+}
+
+TEST_F(SharedMemoryFile, ThreadIsCancelledAfterACallAndNotInIt) {
+    EXPECT_TRUE(IsCancelledAfter([this] {
+        fsMeanwhile = CancelHere;
+        ipcSharedMemory const memory(name.c_str(), 10);
+        EXPECT_EQ(memory.rdstate(), 0);
+        EXPECT_TRUE(IsThere());
+        EXPECT_EQ(ipcSharedMemory(name.c_str()).rdstate(), 0);
+    }));
+    EXPECT_FALSE(IsThere());
 }
 
 TEST_F(SharedMemoryFile, HalfMadeByAKilledProcessIsNoBlock) {

@@ -3,6 +3,7 @@
 #include "posix/InChild.h"
 #include "support/CaptureTrace.h"
 #include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/TIMER.h"
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACEP.h"
 
@@ -106,4 +107,32 @@ TEST(TraceFork, ADestinationMayForkWhileItWrites) {
     // The lock is free again: another thread gets it.
     std::thread([&] { trace.SetLevel(2); }).join();
     EXPECT_EQ(trace.QueryLevel(), 2u);
+}
+
+TEST(TraceFork, ADestinationMaySetTimersWhileAnotherThreadForks) {
+    class TArming : public TTrace::Base {
+    public:
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
+            begun.Post();
+            ::usleep(50000); // by then the other one has begun to fork
+            timer.Set(1000);
+        }
+        TSemaphore begun;
+        TTimer timer{TReference<TSemaphore>(new TSemaphore)};
+    };
+    // Where both wait for each other, it is a child that does not end.
+    EXPECT_EQ(InChild([] {
+                  TTrace trace;
+                  auto *const destination = new TArming;
+                  trace.QueryPointer() = TTrace::Pointer(destination);
+                  std::thread writer([] { TTracePoint::Write(TTrace::error, fsSession, "file", "text"); });
+                  destination->begun.Wait(-1);
+                  int const result = InChild([&] {
+                      destination->timer.Set(100);
+                      return destination->timer.QueryTimeLeft() > 50 ? 17 : 18;
+                  });
+                  writer.join();
+                  return result;
+              }),
+              17);
 }

@@ -1,6 +1,7 @@
 #include "platform/platform.h"
 
 #include "names.h"
+#include "utility/NOCANCEL.h"
 
 #include <algorithm>
 
@@ -46,6 +47,7 @@ bool IsDirectory(DIR *directory, dirent const &entry) noexcept {
 } // namespace
 
 void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept {
+    TNoCancel const noCancel;
     std::size_t const tail = sizeof "*.*" - 1;
     DIR *const directory = ::opendir(TNativeName(pattern, ::strnlen(pattern, PATH_MAX + tail) - tail));
     if (directory && !NextEntry(directory, entry)) {
@@ -56,6 +58,7 @@ void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept
 }
 
 bool platform::NextEntry(void *search, TDirectoryEntry &entry) noexcept {
+    TNoCancel const noCancel;
     auto *const directory = static_cast<DIR *>(search);
     dirent const *const next = ::readdir(directory);
     if (!next)
@@ -67,5 +70,6 @@ bool platform::NextEntry(void *search, TDirectoryEntry &entry) noexcept {
 }
 
 bool platform::CloseSearch(void *search) noexcept {
+    TNoCancel const noCancel;
     return ::closedir(static_cast<DIR *>(search)) == 0;
 }

@@ -2,6 +2,7 @@
 
 #include "names.h"
 #include "strtable.h"
+#include "utility/NOCANCEL.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -111,6 +112,7 @@ TText FindText(void *library, std::uint64_t number) noexcept {
 char const *const platform::nativeLibraryEnding = ".so";
 
 void *platform::OpenLibrary(char const *name) noexcept {
+    TNoCancel const noCancel; // the loader cannot be left half way, whatever a library's initialisers do
     TNativeName const given(name ? name : "");
     char const *const slash = ::strrchr(given, '/');
     char const *const last = slash ? slash + 1 : given;

@@ -1,9 +1,11 @@
 #include "platform/platform.h"
 
 #include "platform/posix/deadline.h"
+#include "platform/posix/forks.h"
 #include "platform/posix/objects.h"
 #include "platform/posix/thisthread.h"
 #include "utility/FASTMUTX.h"
+#include "utility/NOCANCEL.h"
 
 #include <atomic>
 #include <errno.h>
@@ -43,10 +45,10 @@ constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
 constinit Mutex *fsList = nullptr;
 
 struct ListEntry {
-    ListEntry() noexcept { ::pthread_mutex_lock(&fsListLock); }
+    ListEntry() noexcept { posix::HoldMutexes(); }
     ListEntry(ListEntry const &) = delete;
     ListEntry &operator=(ListEntry const &) = delete;
-    ~ListEntry() { ::pthread_mutex_unlock(&fsListLock); }
+    ~ListEntry() { posix::ReleaseMutexes(); }
 };
 
 void Link(Mutex *mutex) noexcept {
@@ -77,27 +79,6 @@ int Initialize(pthread_mutex_t *mutex) noexcept {
     int const error = ::pthread_mutex_init(mutex, &attributes);
     ::pthread_mutexattr_destroy(&attributes);
     return error;
-}
-
-// A forked child has only the thread that forked. Locks of other threads become free, those of its own stay held. A
-// named lock stays the parent's.
-void SettleInChild() noexcept {
-    TThreadRecord const *const self = platform::ThisThread();
-    for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
-        mutex->owner = 0;
-        mutex->depth = 0;
-        if (self)
-            mutex->fast.ForgetOtherThreads(*self);
-    }
-    ::pthread_mutex_unlock(&fsListLock);
-}
-
-void SettleForks() noexcept {
-    static constinit pthread_once_t once = PTHREAD_ONCE_INIT;
-    ::pthread_once(&once, [] {
-        ::pthread_atfork([] { ::pthread_mutex_lock(&fsListLock); }, [] { ::pthread_mutex_unlock(&fsListLock); },
-                         SettleInChild);
-    });
 }
 
 void *Map(int file) noexcept {
@@ -257,8 +238,29 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 
 } // namespace
 
+void posix::HoldMutexes() noexcept {
+    ::pthread_mutex_lock(&fsListLock);
+}
+
+void posix::ReleaseMutexes() noexcept {
+    ::pthread_mutex_unlock(&fsListLock);
+}
+
+// A forked child has only the thread that forked. Locks of other threads become free, those of its own stay held. A
+// named lock stays the parent's.
+void posix::SettleMutexesInChild() noexcept {
+    TThreadRecord const *const self = platform::ThisThread();
+    for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
+        mutex->owner = 0;
+        mutex->depth = 0;
+        if (self)
+            mutex->fast.ForgetOtherThreads(*self);
+    }
+    ReleaseMutexes();
+}
+
 void *platform::NewMutex(char const *name) noexcept {
-    SettleForks();
+    TNoCancel const noCancel;
     ListEntry const entry;
     return name && *name ? NamedMutex(name) : UnnamedMutex();
 }
@@ -301,11 +303,6 @@ bool platform::UnlockMutex(void *handle) noexcept {
     if (!released)
         errno = EPERM;
     return released;
-}
-
-void platform::FollowForks(void (*before)() noexcept, void (*after)() noexcept) noexcept {
-    SettleForks(); // registered first, so that it comes last before a fork, and first after it
-    ::pthread_atfork(before, after, after);
 }
 
 bool platform::HoldsMutex(void *handle) noexcept {

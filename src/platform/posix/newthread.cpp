@@ -43,8 +43,4 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool 
     return thread;
 }
 
-void platform::OnFork(void (*before)(), void (*inParent)(), void (*inChild)()) noexcept {
-    ::pthread_atfork(before, inParent, inChild);
-}
-
 bool const platform::threadsEndFirst = false;

@@ -1,5 +1,7 @@
 #include "platform/platform.h"
 
+#include "utility/NOCANCEL.h"
+
 #include <stdlib.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -21,5 +23,6 @@ bool platform::FindVariable(char const *name, std::string &value) {
 }
 
 void platform::DebuggerOutput(char const *text) {
+    TNoCancel const noCancel;
     ::syslog(LOG_USER | LOG_DEBUG, "%s", text);
 }

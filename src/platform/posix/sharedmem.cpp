@@ -1,12 +1,14 @@
 #include "platform/platform.h"
 
+#include "platform/posix/forks.h"
 #include "platform/posix/objects.h"
+#include "utility/NOCANCEL.h"
 
-#include <atomic>
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <new>
+#include <pthread.h>
 #include <string.h>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -21,6 +23,9 @@ namespace {
 
 constexpr char fsKind[] = "memory";
 constexpr int fsLayout = 1;
+
+// Held by the thread that is at work here, and by one that forks: a child would share the lock on the folder.
+constinit pthread_mutex_t fsForkLock = PTHREAD_MUTEX_INITIALIZER;
 
 bool Lock(int file, int how) noexcept {
     int result;
@@ -55,10 +60,28 @@ private:
     int fFile;
 };
 
-// The folder, locked.
-class TFolder : public TFile {
+// While one is there, the process does not fork, and the thread is not cancelled.
+class TSection {
+public:
+    TSection() noexcept { posix::HoldSharedMemory(); }
+    TSection(TSection const &) = delete;
+    TSection &operator=(TSection const &) = delete;
+    ~TSection() { posix::ReleaseSharedMemory(); }
+
+private:
+    TNoCancel const fNoCancel;
+};
+
+// The folder, locked. Unlocked in so many words: a child of somebody who forks past the library has the folder too.
+class TFolder : private TSection, public TFile {
 public:
     TFolder() noexcept : TFile(posix::OpenObjectFolder()), fIsLocked(*this && Lock(Get(), LOCK_EX)) {}
+    ~TFolder() {
+        int const error = errno;
+        if (fIsLocked)
+            Lock(Get(), LOCK_UN);
+        errno = error;
+    }
     bool IsLocked() const noexcept { return fIsLocked; }
 
     int Open(char const *name, int flags) const noexcept {
@@ -124,20 +147,27 @@ Block *NewBlock(TFile &file, std::size_t size, char const *name, void *&view) no
     return nullptr;
 }
 
-// Takes the memory now: later, a lack of it would end the process that touches it.
+// Takes the memory now: later, a lack of it would end the process that touches it. Where signals come faster than
+// memory is taken, each interrupts it, and it begins anew: not for ever.
 bool Reserve(int file, off_t size) noexcept {
-    int error;
-    do
+    int error = EINTR;
+    for (int tries = 0; tries < 100 && error == EINTR; ++tries)
         error = ::posix_fallocate(file, 0, size);
-    while (error == EINTR);
     errno = error;
     return error == 0;
 }
 
 } // namespace
 
+void posix::HoldSharedMemory() noexcept {
+    ::pthread_mutex_lock(&fsForkLock);
+}
+
+void posix::ReleaseSharedMemory() noexcept {
+    ::pthread_mutex_unlock(&fsForkLock);
+}
+
 void *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept {
-    static constinit std::atomic<bool> isClean{false};
     char fileName[posix::objectFileSize];
     if (size < 1) {
         errno = EINVAL;
@@ -148,8 +178,7 @@ void *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&v
     TFolder const folder;
     if (!folder.IsLocked())
         return nullptr;
-    if (!isClean.exchange(true))
-        folder.Clean();
+    folder.Clean();
     if (TFile const living(folder.OpenLiving(fileName)); living) {
         errno = EEXIST;
         return nullptr;

@@ -1,5 +1,7 @@
 #include "platform/platform.h"
 
+#include "utility/NOCANCEL.h"
+
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
@@ -19,6 +21,7 @@ int OpenElsewhere() noexcept {
 } // namespace
 
 platform::TTempFile platform::OpenTempFile(int &error) noexcept {
+    TNoCancel const noCancel;
     FILE *const stream = ::tmpfile();
     int const file = stream ? ::fcntl(::fileno(stream), F_DUPFD_CLOEXEC, 0) : -1;
     error = errno;
@@ -27,15 +30,17 @@ platform::TTempFile platform::OpenTempFile(int &error) noexcept {
     return file >= 0 ? file : OpenElsewhere();
 }
 
-std::size_t platform::ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept {
+std::ptrdiff_t platform::ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept {
+    TNoCancel const noCancel;
     ssize_t result;
     do
         result = ::read(static_cast<int>(file), bytes, count);
     while (result < 0 && errno == EINTR);
-    return result > 0 ? static_cast<std::size_t>(result) : 0;
+    return result;
 }
 
 std::size_t platform::WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept {
+    TNoCancel const noCancel;
     std::size_t written = 0;
     while (written < count) {
         ssize_t const result = ::write(static_cast<int>(file), bytes + written, count - written);
@@ -54,5 +59,6 @@ std::int64_t platform::SeekTempFile(TTempFile file, std::int64_t offset, TFileOr
 }
 
 void platform::CloseTempFile(TTempFile file) noexcept {
+    TNoCancel const noCancel;
     ::close(static_cast<int>(file));
 }

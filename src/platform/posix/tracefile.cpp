@@ -1,6 +1,7 @@
 #include "platform/platform.h"
 
 #include "names.h"
+#include "utility/NOCANCEL.h"
 
 #include <new>
 
@@ -99,6 +100,7 @@ void JoinOrBegin(int descriptor) noexcept {
 } // namespace
 
 void *platform::OpenTraceFile(char const *name, bool isShared) noexcept {
+    TNoCancel const noCancel;
     TNativeName const native(name);
     auto const open = [&](int flags) {
         return KeepTrying([&] { return ::open(native, flags | O_CREAT | O_APPEND | O_CLOEXEC, 0666); });
@@ -117,9 +119,11 @@ void *platform::OpenTraceFile(char const *name, bool isShared) noexcept {
 }
 
 bool platform::WriteTraceFile(void *file, char const *text, std::size_t count) noexcept {
+    TNoCancel const noCancel;
     return file && static_cast<TTraceFile *>(file)->Write(text, count);
 }
 
 void platform::CloseTraceFile(void *file) noexcept {
+    TNoCancel const noCancel;
     delete static_cast<TTraceFile *>(file);
 }

@@ -93,4 +93,6 @@ void *platform::SystemMutex(void *handle) noexcept {
     return mutex && mutex->kernel ? mutex->kernel : handle;
 }
 
-void platform::FollowForks(void (*)() noexcept, void (*)() noexcept) noexcept {}
+bool platform::FollowForks(void (*)() noexcept, void (*)() noexcept, void (*)() noexcept) noexcept {
+    return true;
+}

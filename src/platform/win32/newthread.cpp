@@ -45,6 +45,4 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
     return handle;
 }
 
-void platform::OnFork(void (*)(), void (*)(), void (*)()) noexcept {}
-
 bool const platform::threadsEndFirst = true;

@@ -49,9 +49,11 @@ platform::TTempFile platform::OpenTempFile(int &error) noexcept {
     return reinterpret_cast<TTempFile>(file);
 }
 
-std::size_t platform::ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept {
+std::ptrdiff_t platform::ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept {
     DWORD read = 0;
-    return ReadFile(HandleOf(file), bytes, static_cast<DWORD>(count), &read, nullptr) ? read : 0;
+    return ReadFile(HandleOf(file), bytes, static_cast<DWORD>(count), &read, nullptr)
+               ? static_cast<std::ptrdiff_t>(read)
+               : -1;
 }
 
 std::size_t platform::WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept {
