@@ -99,16 +99,25 @@ private:
     std::unique_ptr<TFactoryLoaderSet> fFactories;
 };
 
+template <typename T>
+class TFactory;
+
 // The loader of factories of class T.
 template <typename T>
 class TFactoryLoader : public TFactoryLoaderBase {
 public:
     TFactoryLoader() = default;
 
-    void Add(TFactoryType const &type, T *factory) { TFactoryLoaderBase::Add(type, factory); }
-    bool Register(TFactoryType const &type, T *factory) { return TFactoryLoaderBase::Register(type, factory); }
-    T *Find(TFactoryType const &type) { return static_cast<T *>(TFactoryLoaderBase::Find(type)); }
-    T *Find(unsigned long index) { return static_cast<T *>(TFactoryLoaderBase::Find(index)); }
+    void Add(TFactoryType const &type, TFactory<T> *factory) { TFactoryLoaderBase::Add(type, factory); }
+    bool Register(TFactoryType const &type, TFactory<T> *factory) {
+        return TFactoryLoaderBase::Register(type, factory);
+    }
+    T *Find(TFactoryType const &type) { return Whole(TFactoryLoaderBase::Find(type)); }
+    T *Find(unsigned long index) { return Whole(TFactoryLoaderBase::Find(index)); }
+
+private:
+    // A factory registers itself by its base, before it is a T.
+    static T *Whole(void *factory) { return static_cast<T *>(static_cast<TFactory<T> *>(factory)); }
 };
 
 // The base of a factory class T, which has a static GetLoader().
@@ -128,7 +137,7 @@ public:
 protected:
     explicit TFactory(TFactoryType const &type) : fType(type) {
         if (TFactoryLoader<T> *const loader = T::GetLoader())
-            fIsRegistered = loader->Register(type, static_cast<T *>(this));
+            fIsRegistered = loader->Register(type, this);
     }
 
 private:

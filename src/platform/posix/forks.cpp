@@ -13,6 +13,8 @@ bool platform::FollowForks(void (*before)() noexcept, void (*inParent)() noexcep
         error = ::pthread_atfork(posix::HoldSharedMemory, posix::ReleaseSharedMemory, posix::ReleaseSharedMemory);
     if (error == 0)
         error = ::pthread_atfork(before, inParent, inChild);
+    if (error == 0)
+        error = ::pthread_atfork(nullptr, nullptr, posix::ForgetThreadIdInChild);
     errno = error;
     return error == 0;
 }

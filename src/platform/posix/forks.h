@@ -9,6 +9,8 @@ void HoldMutexes() noexcept;
 void ReleaseMutexes() noexcept;
 void SettleMutexesInChild() noexcept; // and releases them
 
+void ForgetThreadIdInChild() noexcept;
+
 void HoldSharedMemory() noexcept;
 void ReleaseSharedMemory() noexcept;
 

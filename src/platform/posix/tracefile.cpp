@@ -44,18 +44,19 @@ public:
     bool Write(char const *text, std::size_t count) noexcept {
         if (fIsShared)
             LookAtOthers();
+        if (!fLineIsOpen)
+            return Append(text, count);
         // A missing line end and the record go out together.
         char lineEnd = '\n';
         iovec pieces[] = {{&lineEnd, 1}, {const_cast<char *>(text), count}};
-        iovec *const first = fLineIsOpen ? pieces : pieces + 1;
         ssize_t result;
         do {
-            result = ::writev(fDescriptor, first, static_cast<int>(pieces + 2 - first));
+            result = ::writev(fDescriptor, pieces, 2);
         } while (result < 0 && errno == EINTR);
         if (result <= 0)
             return false;
         fEnd += result;
-        auto const done = static_cast<std::size_t>(result) - (fLineIsOpen ? 1 : 0);
+        auto const done = static_cast<std::size_t>(result) - 1;
         fLineIsOpen = done != 0 && text[done - 1] != '\n';
         return done == count || Append(text + done, count - done);
     }
