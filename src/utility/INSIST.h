@@ -2,21 +2,25 @@
 #define TUZUTIL_INSIST_H
 
 // Locks for what cannot be left undone. The first lock that a thread takes needs a little memory: where there is none,
-// these wait until there is. They give up where the lock itself could not be made, when the program was loaded.
+// these wait until there is. They give up in the end, and at once where the lock itself could not be made.
 
 #include "tuzutil/MUTEXSEM.h"
 
 #include <optional>
 #include <thread>
 
+inline constexpr int fsMostAttempts = 10000; // a system that fails so often fails for good
+
 // Calls `take`, which answers what became of it, until the lock is taken; false if it never will be.
 inline bool Insist(TMutexSemaphore const &mutex, auto take) noexcept {
-    while (take() != TMutexSemaphore::Locked) {
+    for (int i = 0; i < fsMostAttempts; ++i) {
+        if (take() == TMutexSemaphore::Locked)
+            return true;
         if (!mutex.GetHandle())
             return false;
         std::this_thread::yield();
     }
-    return true;
+    return false;
 }
 
 class TInsistentEntry {
