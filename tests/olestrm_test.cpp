@@ -241,6 +241,28 @@ TEST_F(OleStream, InitWithAnotherStreamCountsAnew) {
     EXPECT_EQ(otherBehaviour.references, 0);
 }
 
+TEST_F(OleStream, InitWithAnotherStreamTakesAlongWhatWaits) {
+    behaviour.content = "0123456789";
+    TOleBehaviour otherBehaviour;
+    otherBehaviour.content = "abc";
+    TOleObject const other(otherBehaviour);
+    TOpenBuf buf(8, TOleStreamBuf::readingWriting);
+    buf.Init(object.Stream());
+    EXPECT_EQ(buf.sbumpc(), '0');
+    buf.sputn("xyz", 3);
+    buf.Init(other.Stream());
+    EXPECT_EQ(buf.QueryBytesWritten(), 3u); // those that wait
+    std::string read;
+    for (int c = buf.sbumpc(); c != EOF; c = buf.sbumpc())
+        read += static_cast<char>(c);
+    EXPECT_EQ(read, "123abc");
+    EXPECT_EQ(buf.pubsync(), 0);
+    EXPECT_EQ(buf.QueryBytesWritten(), 3u);
+    EXPECT_EQ(behaviour.content, "0123456789");
+    EXPECT_EQ(otherBehaviour.content, "abcxyz");
+    EXPECT_EQ(behaviour.references, 0);
+}
+
 TEST_F(OleStream, WithoutAStreamMeetsTheEnd) {
     for (auto type : {TOleStreamBuf::reading, TOleStreamBuf::writing, TOleStreamBuf::readingWriting}) {
         TOpenBuf buf(10, type);

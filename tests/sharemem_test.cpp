@@ -1,6 +1,7 @@
 #include "tuzutil/SHAREMEM.h"
 
 #include "support/Process.h"
+#include "tuzutil/MUTEXSEM.h"
 
 #include <gtest/gtest.h>
 
@@ -157,6 +158,53 @@ TEST_F(SharedMemory, NamesThatTheSystemRefuses) {
         EXPECT_EQ(ipcSharedMemory(bad.c_str(), 10).rdstate(), 1);
         EXPECT_EQ(StateOf(bad), 3);
     }
+}
+
+// Whatever stands in front of it counts.
+TEST_F(SharedMemory, NamesHaveALengthThatTheSystemTakes) {
+    for (std::string const &prefix : {std::string(), std::string("Local\\"), std::string("Global\\")}) {
+        std::string const longest = prefix + name + std::string(260 - prefix.size() - name.size(), 'n');
+        ASSERT_EQ(longest.size(), 260u);
+        {
+            ipcSharedMemory const memory(longest.c_str(), 10);
+            EXPECT_EQ(memory.rdstate(), 0) << prefix;
+            EXPECT_EQ(StateOf(longest), 0) << prefix;
+        }
+        EXPECT_EQ(ipcSharedMemory((longest + 'n').c_str(), 10).rdstate(), 1) << prefix;
+        EXPECT_EQ(StateOf(longest + 'n'), 3) << prefix;
+    }
+}
+
+TEST_F(SharedMemory, GlobalNamesAreNotThePlainOnes) {
+    ipcSharedMemory const memory(("Global\\" + name).c_str(), 10);
+    EXPECT_EQ(memory.rdstate(), 0);
+    EXPECT_EQ(StateOf("Global\\" + name), 0);
+    EXPECT_EQ(StateOf(name), 3);
+}
+
+TEST_F(SharedMemory, SizesBeyondTheirWordAreNotCreated) {
+    if constexpr (sizeof(long) > 4) {
+        for (std::int64_t size : {INT64_C(0x80000000), INT64_C(0x100000000), INT64_C(0x10000000A), INT64_MIN}) {
+            ipcSharedMemory const memory(name.c_str(), static_cast<long>(size));
+            EXPECT_EQ(memory.rdstate(), 1) << size;
+            EXPECT_EQ(memory.Size(), 0) << size;
+        }
+        EXPECT_EQ(StateOf(name), 3);
+    }
+}
+
+// Where all kinds of objects share their names, that of a lock is taken.
+TEST_F(SharedMemory, NameOfALockIsTakenWhereNamesAreOfAllKinds) {
+    TMutexSemaphore const mutex(name.c_str());
+    ASSERT_NE(mutex.GetHandle(), nullptr);
+#if defined(_WIN32)
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).rdstate(), 1);
+    EXPECT_EQ(StateOf(name), 3);
+#else
+    ipcSharedMemory const memory(name.c_str(), 10);
+    EXPECT_EQ(memory.rdstate(), 0);
+    EXPECT_EQ(StateOf(name), 0);
+#endif
 }
 
 TEST_F(SharedMemory, LocalNamesAreThePlainOnes) {

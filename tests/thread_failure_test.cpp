@@ -64,6 +64,17 @@ TEST(ThreadFailure, IsReportedAndLeavesTheObjectAsItWas) {
     EXPECT_EQ(task->QueryReferenceCount(), 1u);
 }
 
+TEST(ThreadFailure, IsSilentWhereNobodyListens) {
+    TReference<TTask> const task(new TTask);
+    TCapture capture(TTrace::severe);
+    fsHasThreads = false;
+    EXPECT_EQ(task->Start(), 1);
+    capture.ExpectNone();
+    capture.trace.SetLevel(TTrace::error);
+    EXPECT_EQ(task->Start(), 1);
+    capture.ExpectOne(TTrace::error, "Utility", "Unable to start thread", "src/utility/THREAD");
+}
+
 TEST(ThreadFailure, OfTheLibrarysOwnStartLeavesTheReferenceWithTheCaller) {
     TReference<TTask> const task(new TTask);
     task->AddRef();

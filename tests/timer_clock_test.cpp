@@ -123,6 +123,45 @@ TEST_F(TimerClock, NothingIsLeftOfATimeThatHasPassed) {
     EXPECT_EQ(timer.QueryTimeLeft(), 0);
 }
 
+TEST_F(TimerClock, NothingIsLeftAlsoBeforeThePostWhichThenFollows) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(10);
+    {
+        TMutexSemaphoreEntry const entry(TMasterTimer::fsLock, -1); // the master cannot post meanwhile
+        fsNow += 10;
+        EXPECT_EQ(timer.QueryTimeLeft(), 0);
+        EXPECT_EQ(timer.QueryPostTime(), 1000010u);
+        EXPECT_EQ(event->Wait(0), 1);
+    }
+    EXPECT_EQ(event->Wait(fsPatience), 0);
+    EXPECT_EQ(timer.QueryPostTime(), 0u);
+}
+
+// One event after another, each posted once the one before was: the order in which timers are told.
+TEST_F(TimerClock, OfOneSecondTheOneSetLastIsPostedFirst) {
+    TEvent const events[] = {NewEvent(), NewEvent(), NewEvent()};
+    std::vector<std::unique_ptr<TTimer>> timers;
+    for (TEvent const &event : events)
+        timers.push_back(std::make_unique<TTimer>(event));
+    for (int round = 0; round < 200; ++round) {
+        {
+            TMutexSemaphoreEntry const entry(TMasterTimer::fsLock, -1);
+            for (auto &timer : timers)
+                timer->Set(0);
+        }
+        // Whenever one is seen posted, all that were set after it are.
+        for (bool isDone = false; !isDone;) {
+            std::size_t first = 0;
+            while (first < 3 && timers[first]->QueryPostTime() != 0)
+                ++first;
+            for (std::size_t later = first; later < 3; ++later)
+                ASSERT_EQ(timers[later]->QueryPostTime(), 0u) << first << " " << later;
+            isDone = first == 0;
+        }
+    }
+}
+
 TEST_F(TimerClock, StepForwardExpiresWithoutAnyCall) {
     TEvent const event = NewEvent();
     TTimer timer(event);
@@ -238,6 +277,10 @@ TEST_F(TimerClock, WithoutAThreadWaitsUntilThereIsOne) {
     capture.ExpectOne(TTrace::error, "Utility", "Unable to start thread", "src/utility/THREAD");
     timer.Cancel();
     capture.ExpectNone();
+    capture.trace.SetLevel(TTrace::severe);
+    timer.Set(0);
+    capture.ExpectNone(); // nobody wants to hear it
+    capture.trace.SetLevel(TTrace::error);
     timer.Set(0);
     capture.Entries().clear();
     EXPECT_EQ(event->Wait(0), 1);

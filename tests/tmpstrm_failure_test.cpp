@@ -8,13 +8,11 @@
 #include "utility/TMPSTRM.cpp"
 
 #include "support/CaptureTrace.h"
+#include "support/ScarceArrays.h"
 
-#include <cstdlib>
 #include <sstream>
 
 namespace {
-
-int fsBytesForArrays = -1; // that may be taken in one piece; all where it is negative
 
 // The one file, and what it is to do.
 struct File {
@@ -64,22 +62,6 @@ class TThrowing : public std::stringbuf {
 };
 
 } // namespace
-
-// All arrays of this program.
-void *operator new[](std::size_t size, std::nothrow_t const &) noexcept {
-    return fsBytesForArrays < 0 || size <= static_cast<std::size_t>(fsBytesForArrays) ? std::malloc(size) : nullptr;
-}
-void *operator new[](std::size_t size) {
-    if (void *const memory = ::operator new[](size, std::nothrow))
-        return memory;
-    throw std::bad_alloc();
-}
-void operator delete[](void *memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void *memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 platform::TTempFile platform::OpenTempFile(int &error) noexcept {
     error = EACCES;
@@ -280,8 +262,8 @@ TEST_F(TempFailure, NoMemoryForTheFilesBufferLosesNothingAndClosesTheFile) {
 
 TEST(MemStreamBuffer, OfASizeThatItsWordDoesNotHoldIsNotMade) {
     if constexpr (sizeof(unsigned long) > 4) {
-        for (unsigned long size : {0x100000000ul, 0x10000000Aul, ~0ul})
-            EXPECT_THROW(TMemStreamBuffer{size}, std::bad_alloc);
+        for (std::uint64_t size : {UINT64_C(0x100000000), UINT64_C(0x10000000A), UINT64_MAX})
+            EXPECT_THROW(TMemStreamBuffer{static_cast<unsigned long>(size)}, std::bad_alloc);
     } else {
         fsBytesForArrays = 1000;
         EXPECT_THROW(TMemStreamBuffer{~0ul}, std::bad_alloc);

@@ -13,8 +13,7 @@
 // Ownership:  the buffer holds a counted reference to the IStream until it is closed or destroyed.
 // Threads:    one thread at a time.
 // Failures:   none thrown. A call that answers anything but 0 is traced at level "er" and met as the end of file; so
-// are
-//             short writes. What was not written goes on waiting, and the next flush tries again. An object that
+//             are short writes. What was not written goes on waiting, and the next flush tries again. An object that
 //             throws (which none should) is passed on.
 // Surprises:  results that the platform counts as success with information are failures here too: a last short read
 //             that comes with one loses its bytes. There is no seeking: the position is the object's own and moves with
@@ -60,7 +59,8 @@ protected:
     explicit TOleStreamBuf(Type type); // no stream yet: the end of file
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
-    void Init(IStream *stream); // takes another stream, and counts from 0; nothing if it is the present one
+    void Init(IStream *stream); // another stream, counted from 0; nothing if it is the present one. What waits
+                                // to be written goes to the new one, what was read ahead is still read: flush first
     void Close();               // lets the stream go; what waits or was read ahead is dropped
 
     int sync() override;

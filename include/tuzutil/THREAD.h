@@ -22,9 +22,11 @@
 // Failures:   Start() answers 1, with a trace entry, where the system has no thread to give. An exception that leaves
 //             the body ends in a trace entry at level "sv" and the result -1.
 // Surprises:  SetStackSize() has no effect: every thread has the default size. WaitForTermination() returns at once
-//             while no body runs, so also before Start(). A body that waits for its own end waits for ever. Copies
-//             share the event that tells the end: copy objects that do not run. A forked child has the objects of its
-//             parent's threads, but not the threads: there, IsRunning() and a wait for the end mean nothing.
+//             while no body runs, so also before Start(). MainThread() on an object that runs has two bodies run, with
+//             one result and one end told, whichever comes first: do not. A body that waits for its own end waits for
+//             ever. Copies share the event that tells the end: copy objects that do not run. A forked child has the
+//             objects of its parent's threads, but not the threads: there, IsRunning() and a wait for the end mean
+//             nothing.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"

@@ -15,12 +15,14 @@
 // Threads:    different timers may be used by different threads. One timer belongs to one thread at a time; its event
 //             is posted meanwhile. Once its destructor has returned, a timer posts nothing more.
 // Failures:   none are reported but by a trace entry, "Unable to start thread": armed timers then wait until another
-//             timer is made or set and there is a thread to be had.
-// Surprises:  times are whole seconds of the calendar: a timer may be late by a second, and follows a clock that is
-//             set. A time that has passed already, or is negative, posts at once. Of timers due in the same second, the
-//             one set last is posted first. Cancel() leaves the event as it is, Set() clears it. A copy is not armed,
-//             but tells the time that the original is set for. In a forked child the timers go on from the next one
-//             that is made or set. At the end of the process, timers that still stand are no longer served.
+//             timer is made or set and there is a thread to be had. A thread without memory for its first lock waits
+//             for it.
+// Surprises:  times are whole seconds of the calendar: a timer may be late by a second, or early by less than one, and
+//             follows a clock that is set. A time that has passed already, or is negative, posts at once. Of timers
+//             due in the same second, the one set last is posted first. Cancel() leaves the event as it is, Set()
+//             clears it. A copy is not armed, but tells the time that the original is set for. In a forked child the
+//             timers go on from the next one that is made or set. At the end of the process, timers that still stand
+//             are no longer served.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"

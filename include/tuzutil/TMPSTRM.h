@@ -22,17 +22,20 @@
 //     message.seekg(0);
 //     message.rdbuf()->WriteTo(std::cout);
 //
-// Ownership:  the stream owns its buffer and the file, which has no name and is gone with the stream or the process.
-// The
-//             test is counted; null: everything stays in memory. The name is kept, and names nothing.
+// Ownership:  the stream owns its buffer and the file, which is gone with the stream or the process. On Windows the
+//             file has a name of the system's while it is open; elsewhere it has none. The test is counted; null:
+//             everything stays in memory. The name given is kept, and names nothing.
 // Threads:    one thread at a time.
 // Failures:   none thrown. Where no file can be had, or it takes no more, writing meets the end of file, and what was
 //             written before stays: it can still be read, and the next write tries again. A file that cannot be made is
-//             traced at level "er", and so is one that was.
+//             traced at level "er", and so is one that was. To a reader a file that fails looks like its end;
+//             WriteTo() then sets the fail bit of its target.
 // Surprises:  as TMemStream until the file; from then on reading and writing share one position, which stands at the
 //             end right after the move, and moves on by as much as is read ahead: seek between reading and writing.
 //             Seeking drops what was read ahead, so a position told by tellg() lies behind that. Offsets count both
 //             ways then. WriteTo() copies from the position on: seek to the start first.
+//             The test may look at the blocks and seek: where there is room at the place that it goes to, writing goes
+//             on there, and behind everything after the move. What it writes is asked about in its turn.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MEMSTRM.h"
@@ -63,7 +66,7 @@ public:
     TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStreamBuf() override;
 
-    unsigned long WriteTo(std::ostream &to) override; // 0, and the fail bit for `to`, where the file takes no more
+    unsigned long WriteTo(std::ostream &to) override; // 0 and `to`'s fail bit: the file takes no more
 
 protected:
     int sync() override;

@@ -21,6 +21,7 @@ void *View(HANDLE mapping, void *&view) noexcept {
 void *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept {
     if (size < 1)
         return FailWith(nullptr, ERROR_INVALID_PARAMETER);
+    SetLastError(0); // success leaves what was there before, unless there is such a block
     HANDLE const mapping =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, static_cast<DWORD>(size), name);
     if (GetLastError() == ERROR_ALREADY_EXISTS)
