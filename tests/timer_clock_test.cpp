@@ -11,9 +11,11 @@
 #include "support/CaptureTrace.h"
 
 #include <algorithm>
+#include <chrono>
 #include <list>
 #include <map>
 #include <memory>
+#include <new>
 #include <random>
 #include <thread>
 #include <vector>
@@ -307,6 +309,83 @@ TEST_F(TimerClock, ShutdownEndsTheThreadAndStartsNoOther) {
     TMasterTimer::fsIsOver = false;
     Serve();
 }
+
+#if !defined(_WIN32) // where a program's memory is the library's as well
+
+namespace {
+thread_local int fsRefusals = 0; // of the next requests of this thread that may be refused
+}
+
+__attribute__((visibility("default"))) void *operator new(std::size_t size, std::nothrow_t const &) noexcept {
+    if (fsRefusals > 0) {
+        --fsRefusals;
+        return nullptr;
+    }
+    try {
+        return ::operator new(size);
+    } catch (std::bad_alloc const &) {
+        return nullptr;
+    }
+}
+
+TEST_F(TimerClock, ThreadWithoutMemoryForItsFirstLockWaitsForItAndThenForTheLock) {
+    TTimer timer(nullptr);
+    std::atomic<bool> isSet{false};
+    TSemaphore begun;
+    std::thread other;
+    {
+        TMutexSemaphoreEntry const entry(TMasterTimer::fsLock, -1);
+        other = std::thread([&] {
+            begun.Post();
+            fsRefusals = 5;
+            timer.Set(10);
+            EXPECT_EQ(fsRefusals, 0); // it was asked for
+            isSet = true;
+        });
+        begun.Wait(-1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // long enough for one that does not wait
+        EXPECT_FALSE(isSet);
+        EXPECT_EQ(timer.QueryPostTime(), 0u);
+    }
+    other.join();
+    EXPECT_EQ(timer.QueryPostTime(), 1000010u);
+}
+
+// The event could not be made: posting and clearing it are traced, and what hears of it may set timers itself.
+TEST_F(TimerClock, MissingEventIsTracedWithoutTheLock) {
+    TEvent const marker = NewEvent();
+    TTimer timer([] {
+        fsRefusals = 1;
+        return TEvent(new TSemaphore);
+    }());
+    class TArming : public TTrace::Base {
+    public:
+        ~TArming() override { Unlink(); }
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
+            std::thread([this] { // would wait for ever for the lock of who traces
+                timer.Set(1000);
+            })
+                .join();
+            ++written;
+            told.Post();
+        }
+        TTimer timer{nullptr};
+        std::atomic<int> written{0};
+        TSemaphore told;
+    };
+    TTrace trace;
+    auto *const destination = new TArming;
+    trace.QueryPointer() = TTrace::Pointer(destination);
+    timer.Set(0);
+    EXPECT_EQ(destination->told.Wait(fsPatience), 0);
+    while (destination->written < 2) // "reset", and "post"
+        std::this_thread::yield();
+    Serve();
+    EXPECT_EQ(destination->written, 2);
+    EXPECT_EQ(timer.QueryPostTime(), 0u);
+}
+
+#endif
 
 // The queue against the plain rule: a timer stands before the first whose second is not below its own.
 TEST(TimerQueue, KeepsTheOrderOfAPlainList) {

@@ -15,8 +15,8 @@
 //             locks for it.
 // Failures:   none thrown; rdstate() tells.
 // Surprises:  a new block holds zeros. Its name is the user's session's: "Local\x" is "x"; another "\" but that of
-//             "Global\" fails, and so do names of more than 260 characters. An opener's Size() is 0: how large the
-//             block is, the processes agree upon. A size below 1 is not created, nor is one beyond 32 bits, whose
+//             "Global\" fails, and so do names of more than 259 characters, or 260. An opener's Size() is 0: how large
+//             the block is, the processes agree upon. A size below 1 is not created, nor is one beyond 32 bits, whose
 //             Size() is 0. On Windows, a name that a lock has already fails as well. That the creator goes does not end
 //             the block. A forked child has its parent's objects, but the block is there for as long as the parent has
 //             it. A process forks when no other thread of it is making, opening or leaving a block.
