@@ -7,15 +7,16 @@
 //     class TCache : public TTraceNotify {
 //     public:
 //         void Notify() override { isVerbose = TTrace::IsGlobalTracing(TTrace::functionEntry, 8); }
+//         ~TCache() override { Leave(); }
 //         std::atomic<int> isVerbose{0};
 //     };
 //
 // Ownership:  observers are borrowed; one leaves the set when it ends.
 // Threads:    Notify() runs under the observers' mutex (recursive), mostly with the trace lock held as well.
 // Failures:   an exception out of Notify() is dropped.
-// Surprises:  an observer may be told until its destructor here has run: one whose members die before that has to
-//             expect it. A change of the destinations notifies twice: once for the word of levels, once for that of
-//             components.
+// Surprises:  an observer may be told until it has left: one that other threads' changes reach calls Leave() in its own
+//             destructor, before its members go. A change of the destinations notifies twice: once for the word of
+//             levels, once for that of components.
 
 #include "tuzutil/EXPORT.h"
 
@@ -31,6 +32,8 @@ public:
 
 protected:
     TTraceNotify();
+
+    void Leave() noexcept; // no Notify() from here on; may be called again
 };
 
 #endif

@@ -15,6 +15,10 @@ TTraceNotify::TTraceNotify() {
 }
 
 TTraceNotify::~TTraceNotify() {
+    Leave();
+}
+
+void TTraceNotify::Leave() noexcept {
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
     if (auto *const entry = TTraceObservers::Find(this)) {
         TTraceObservers::fsSet.Remove(entry);

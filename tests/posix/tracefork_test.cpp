@@ -18,6 +18,7 @@ TTrace::Category const fsSession(8, "Session");
 
 class TCountingObserver : public TTraceNotify {
 public:
+    ~TCountingObserver() override { Leave(); }
     void Notify() override { ++count; }
     int count = 0;
 };
