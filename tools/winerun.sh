@@ -9,6 +9,13 @@ export WINEDEBUG="${WINEDEBUG:--all}" LC_ALL="${TUZ_WINE_LC_ALL:-C.UTF-8}"
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe=d}"
 unset DISPLAY WAYLAND_DISPLAY
 mkdir -p "$WINEPREFIX"
+# The first program to come sets the prefix up; others that come meanwhile wait, and see nothing of its chatter.
+if [ ! -e "$WINEPREFIX/ready" ]; then
+    (
+        flock 9
+        [ -e "$WINEPREFIX/ready" ] || { wineboot -i </dev/null >/dev/null 2>&1 && touch "$WINEPREFIX/ready"; }
+    ) 9>"$WINEPREFIX/lock"
+fi
 wineserver -p300 </dev/null >/dev/null 2>&1
 # For a caller that has given the program files for its output, and sends it signals.
 [ -n "${TUZ_WINE_EXEC:-}" ] && exec wine "$@" </dev/null

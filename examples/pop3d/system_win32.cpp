@@ -48,7 +48,8 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
     BOOL const on = TRUE;
     if (s != INVALID_SOCKET)
         setsockopt(s, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<char const *>(&on), sizeof on);
-    if (s == INVALID_SOCKET || bind(s, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 || listen(s, SOMAXCONN) != 0) {
+    if (s == INVALID_SOCKET || bind(s, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 ||
+        listen(s, SOMAXCONN) != 0) {
         int const error = WSAGetLastError();
         std::string const reason =
             error == WSAEADDRINUSE || error == WSAEACCES ? Tell(text::portInUse) : Tell(text::systemError, error);
