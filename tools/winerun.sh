@@ -13,7 +13,7 @@ mkdir -p "$WINEPREFIX"
 if [ ! -e "$WINEPREFIX/ready" ]; then
     (
         flock 9
-        [ -e "$WINEPREFIX/ready" ] || { wineboot -i </dev/null >/dev/null 2>&1 && touch "$WINEPREFIX/ready"; }
+        [ -e "$WINEPREFIX/ready" ] || { wineboot -i </dev/null >/dev/null 2>&1 9>&- && touch "$WINEPREFIX/ready"; }
     ) 9>"$WINEPREFIX/lock"
 fi
 wineserver -p300 </dev/null >/dev/null 2>&1
