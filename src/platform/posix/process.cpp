@@ -1,7 +1,6 @@
 #include "platform/platform.h"
 
 #include "platform/posix/forks.h"
-
 #include "utility/NOCANCEL.h"
 
 #include <stdlib.h>
@@ -22,7 +21,6 @@ std::uint32_t platform::ThreadId() noexcept {
 }
 
 // Asked for each time: a forked child has another.
-
 std::uint32_t platform::ProcessId() noexcept {
     return static_cast<std::uint32_t>(::getpid());
 }
