@@ -15,8 +15,8 @@
 // Ownership:  thrown by value. Texts are TStrings; the group and the texts of locations are borrowed and must be
 //             static.
 // Threads:    an exception belongs to the thread that threw it; pass its texts to another thread, not the object.
-// Failures:   members never throw, but for Throw(): indexes out of range answer null, a text for which there is no
-//             memory becomes null.
+// Failures:   members never throw, except Throw(): an index out of range yields null, and a text for which there is no
+//             memory becomes null. The library's TOutOfMemory takes its text from static memory, so that it always has one.
 // Surprises:  text(0) is the newest text, locationAtIndex(0) the oldest location. A sixth text or location does not
 //             shift the whole list: see appendText(). There is no std::exception base.
 
@@ -81,6 +81,8 @@ public:
     static void assertParameter(char const *, TExceptionLocation) noexcept {}
 
 private:
+    friend struct TExceptionAccess;
+
     static constexpr std::uint32_t fsMaximum = 5;
 
     Severity fSeverity;

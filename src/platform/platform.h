@@ -133,8 +133,9 @@ struct TDirectoryEntry {
 };
 
 // Begins a search and gives the first entry; null where there is none. `pattern` is a directory's name, a separator and
-// "*.*", for all entries. Whatever it returns is closed by CloseSearch(). May block.
-void *OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept;
+// "*.*", for all entries. Whatever it returns is closed by CloseSearch(). Sets `lacksMemory` to whether null means that
+// there is no memory for a search. May block. REQUIRES: the pattern ends so.
+void *OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept;
 bool NextEntry(void *search, TDirectoryEntry &entry) noexcept; // false at the end
 bool CloseSearch(void *search) noexcept;
 

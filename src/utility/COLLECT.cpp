@@ -10,15 +10,15 @@ namespace {
 
 char const fsFile[] = "src/utility/COLLECT";
 
-[[noreturn]] void RaiseOutOfMemory(std::uint32_t line = __builtin_LINE()) {
-    Raise<TOutOfMemory>({TUtilityTraceCategory::Utility, fsFile, "Out of memory", "", line});
+[[noreturn]] void OutOfMemory(std::uint32_t line = __builtin_LINE()) {
+    RaiseOutOfMemory(TUtilityTraceCategory::Utility, fsFile, fsOutOfMemory, line);
 }
 
 template <typename T, typename... Arguments>
 T *New(Arguments... arguments) {
     auto *const object = new (std::nothrow) T(arguments...);
     if (!object)
-        RaiseOutOfMemory();
+        OutOfMemory();
     return object;
 }
 
@@ -249,10 +249,10 @@ void TBaseSparseArrayOf::Insert(unsigned long position, unsigned long index, voi
 void TBaseSparseArrayOf::Grow() {
     std::uint64_t const capacity = fCapacity ? std::uint64_t{fCapacity} * 2 : 10;
     if (capacity > 0xFFFFFFFFu || capacity > SIZE_MAX / sizeof(void *))
-        RaiseOutOfMemory();
+        OutOfMemory();
     auto **const entries = new (std::nothrow) TSparseArrayElement *[static_cast<std::size_t>(capacity)];
     if (!entries)
-        RaiseOutOfMemory();
+        OutOfMemory();
     std::copy(fEntries, fEntries + fCount, entries);
     delete[] fEntries;
     fEntries = entries;

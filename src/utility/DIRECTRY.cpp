@@ -1,9 +1,10 @@
 #include "tuzutil/DIRECTRY.h"
 
 #include "platform/platform.h"
-#include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/TRACEP.h"
 #include "utility/FINDTAB.h"
+#include "utility/RAISE.h"
+#include "utility/STRACCES.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,11 +17,21 @@ namespace {
 char const fsFile[] = "src/utility/DIRECTRY";
 constexpr char separator = '\\';
 
+// The bytes that the text prints as.
+std::string_view Printed(TString const &text) noexcept {
+    return text.IsNull() ? "<NULL>" : std::string_view(text, text.length());
+}
+
+// Not by a stream, which would take a lack of memory for the end of the text.
 TString Join(TString const &first, TString const &second) {
-    oStringStream out;
-    out << first << TDirectory::fsSeparator << second;
-    TString const result(out.str(), static_cast<unsigned int>(out.pcount()), ' ');
-    out.freeze(0);
+    std::string_view const parts[] = {Printed(first), Printed(TDirectory::fsSeparator), Printed(second)};
+    std::uint64_t length = 0;
+    for (std::string_view const part : parts)
+        length += part.size();
+    TString result = TStringAccess::Uninitialized(length);
+    char *at = result;
+    for (std::string_view const part : parts)
+        at = std::copy(part.begin(), part.end(), at);
     return result;
 }
 
@@ -73,7 +84,11 @@ TDirectory::~TDirectory() {
 TString TDirectory::FindFirst(int *isDirectory, TString *name) {
     TFindTable::fsOnly.Close(std::exchange(fHandle, TFindTable::fsNone));
     platform::TDirectoryEntry entry;
-    if (void *const search = platform::OpenSearch(Join(fPath, "*.*"), entry))
+    bool lacksMemory = false;
+    void *const search = platform::OpenSearch(Join(fPath, "*.*"), entry, lacksMemory);
+    if (lacksMemory)
+        RaiseOutOfMemory(TUtilityTraceCategory::Directory, fsFile);
+    if (search)
         fHandle = TFindTable::fsOnly.Add(search);
     if (fHandle != TFindTable::fsNone && IsWanted(entry, isDirectory))
         return Report(entry.name, entry.isDirectory, isDirectory, name);

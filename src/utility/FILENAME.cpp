@@ -2,6 +2,7 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TXTMSG.h"
+#include "utility/RAISE.h"
 
 #include <cctype>
 #include <cstdint>
@@ -152,6 +153,8 @@ TString TFileName::QueryNative() const {
 
 TString TFileName::Convert(TString const &format) const {
     TagVar const name(static_cast<TString const &>(*this));
+    if (!name.QueryString())
+        RaiseOutOfMemory(TUtilityTraceCategory::String, "src/utility/FILENAME");
     if (format.IsUnicode())
         return TTextMessage(static_cast<unsigned short const *>(format), name).QueryMessage();
     return TTextMessage(static_cast<char const *>(format), name).QueryMessage();

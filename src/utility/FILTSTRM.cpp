@@ -14,8 +14,11 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         BeforeRead();
         if (gptr() < egptr())
             return traits_type::to_int_type(*gptr());
-        if (!IsReadable() || doallocate() != 0)
+        if (!IsReadable())
             return traits_type::eof();
+        // An end of file would pass for the end of the data.
+        if (doallocate() != 0)
+            RaiseOutOfMemory(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM");
         // Nothing can be put back into a piece that an exception leaves half read.
         char *const back = eback();
         char *const end = egptr();

@@ -1,6 +1,7 @@
 #include "utility/FINDTAB.h"
 
 #include "platform/platform.h"
+#include "utility/RAISE.h"
 
 #include <algorithm>
 #include <new>
@@ -15,7 +16,7 @@ std::int32_t TFindTable::Add(void *search) {
             slot = fSlots.emplace(fSlots.end());
         } catch (std::bad_alloc const &) {
             platform::CloseSearch(search);
-            return fsNone;
+            RaiseOutOfMemory(TUtilityTraceCategory::Directory, "src/utility/FINDTAB");
         }
     }
     slot->search = search;

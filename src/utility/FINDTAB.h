@@ -14,7 +14,7 @@ public:
     static constexpr std::int32_t fsNone = -1;
     static TFindTable &fsOnly;
 
-    std::int32_t Add(void *search);  // takes it over; fsNone, and it is closed, where there is no room
+    std::int32_t Add(void *search);  // takes it over; TOutOfMemory, and it is closed, if there is no room
     void *Find(std::int32_t handle); // null where it is not open
     bool Close(std::int32_t handle); // false where it is not open
 

@@ -5,7 +5,9 @@
 
 #include "tuzutil/EXCEPTN.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 // What an exception says besides its class. `line` is the caller's own unless a fixed one is given.
 struct TFailure {
@@ -34,7 +36,22 @@ E Prepared(TFailure const &failure) {
 
 template <typename E>
 [[noreturn]] void Raise(TFailure const &failure) {
+    static_assert(!std::is_same_v<E, TOutOfMemory>, "RaiseOutOfMemory() takes no memory");
     throw Prepared<E>(failure);
 }
+
+// A text in static memory that exceptions share without allocating: its count never falls to zero.
+struct TStaticText {
+    TStringBuffer header;
+    char bytes[24];
+};
+
+extern TStaticText fsOutOfMemory; // "Out of memory"
+extern TStaticText fsTextTooLong; // "Text too long"
+
+// The exception for a lack of memory, whose text is not allocated: a failure to make the text would raise the same
+// exception again, without end.
+[[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file,
+                                   TStaticText &text = fsOutOfMemory, std::uint32_t line = __builtin_LINE());
 
 #endif

@@ -13,6 +13,9 @@ struct TStringAccess {
         return TString(TString::AllocateBuffer(length, 0, flags));
     }
 
+    // One more holder of a buffer that somebody else keeps.
+    static TString Shared(TStringBuffer &buffer) noexcept { return TString(&buffer); }
+
     // Cuts an unshared string to `length` bytes, at most its present length, without moving it.
     static void Truncate(TString &text, unsigned int length) noexcept { text.SetLength(length); }
 

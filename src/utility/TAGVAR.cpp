@@ -295,12 +295,11 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     case wideString:
         in >> word;
         if (word != 0 && in.good()) {
-            auto *const text = Make<TString>();
-            value.SetObject(value.fType, text);
-            if (text) {
-                in >> *text;
-                text->SetUnicode(type == wideString);
-            }
+            // Read also if there is no memory for the object: what follows in the stream is another value.
+            TString text;
+            in >> text;
+            text.SetUnicode(type == wideString);
+            value.SetObject(value.fType, Make<TString>(text));
         }
         break;
     case dateTime:

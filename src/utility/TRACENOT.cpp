@@ -6,8 +6,43 @@
 #include "utility/TRACEOBS.h"
 
 #include <memory>
-#include <new>
-#include <vector>
+
+namespace {
+
+// A walk over the observers that were there when it began, under their mutex. It takes no memory: an observer that is
+// not told keeps what is no longer true. Observers may leave meanwhile, and others join behind the last.
+class TObserverWalk {
+public:
+    TObserverWalk() noexcept : fEnd(TTraceObservers::fsSet.GetNumberElements()), fOuter(fsInnermost) {
+        fsInnermost = this;
+    }
+    ~TObserverWalk() { fsInnermost = fOuter; }
+    TObserverWalk(TObserverWalk const &) = delete;
+    TObserverWalk &operator=(TObserverWalk const &) = delete;
+
+    TTraceNotify *Next() noexcept { return fNext < fEnd ? TTraceObservers::fsSet.Find(fNext++)->Pointer() : nullptr; }
+
+    static void Leave(TElemPointer<TTraceNotify> const *gone) noexcept {
+        unsigned long place = 0;
+        while (TTraceObservers::fsSet.Find(place) != gone)
+            ++place;
+        for (TObserverWalk *walk = fsInnermost; walk; walk = walk->fOuter) {
+            walk->fNext -= place < walk->fNext;
+            walk->fEnd -= place < walk->fEnd;
+        }
+    }
+
+private:
+    static TObserverWalk *fsInnermost; // guarded by the mutex
+
+    unsigned long fNext = 0;
+    unsigned long fEnd;
+    TObserverWalk *fOuter;
+};
+
+constinit TObserverWalk *TObserverWalk::fsInnermost = nullptr;
+
+} // namespace
 
 TTraceNotify::TTraceNotify() {
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
@@ -21,6 +56,7 @@ TTraceNotify::~TTraceNotify() {
 void TTraceNotify::Leave() noexcept {
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
     if (auto *const entry = TTraceObservers::Find(this)) {
+        TObserverWalk::Leave(entry);
         TTraceObservers::fsSet.Remove(entry);
         delete entry;
     }
@@ -35,19 +71,10 @@ void TTraceNotify::NotifyAll() noexcept {
     // In the order in which destinations take them: an observer may trace, or change what is traced.
     TMutexSemaphoreEntry const trace(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
-    // An observer may end itself or another one, or make a new one: the walk goes over a copy, and only to those that
-    // are still there.
-    std::vector<TTraceNotify *> present;
-    try {
-        for (unsigned long i = 0; i < TTraceObservers::fsSet.GetNumberElements(); ++i)
-            present.push_back(TTraceObservers::fsSet.Find(i)->Pointer());
-    } catch (std::bad_alloc const &) {
-        // Those for whom there was room are told.
-    }
-    for (TTraceNotify *const observer : present) {
+    TObserverWalk walk;
+    while (TTraceNotify *const observer = walk.Next()) {
         try {
-            if (TTraceObservers::Find(observer))
-                observer->Notify();
+            observer->Notify();
         } catch (...) {
             // The others are told all the same.
         }

@@ -51,7 +51,7 @@ unsigned int CountUnits(Unit const *text) {
     while (text[count])
         ++count;
     if (count * sizeof(Unit) >= fsLengthLimit)
-        Raise<TOutOfMemory>({TUtilityTraceCategory::String, fsFile, "Text too long"});
+        RaiseOutOfMemory(TUtilityTraceCategory::String, fsFile, fsTextTooLong);
     return static_cast<unsigned int>(count);
 }
 
@@ -114,7 +114,7 @@ TStringBuffer *TString::AllocateBuffer(std::uint64_t length, std::uint32_t count
     auto *const buffer =
         bytes > SIZE_MAX ? nullptr : static_cast<TStringBuffer *>(std::malloc(static_cast<std::size_t>(bytes)));
     if (!buffer)
-        Raise<TOutOfMemory>({TUtilityTraceCategory::String, fsFile, "Out of memory"});
+        RaiseOutOfMemory(TUtilityTraceCategory::String, fsFile);
     *buffer = TStringBuffer{count, flags, checked, checked};
     Terminate(buffer);
     return buffer;
@@ -122,7 +122,7 @@ TStringBuffer *TString::AllocateBuffer(std::uint64_t length, std::uint32_t count
 
 unsigned int TString::CheckedLength(std::uint64_t length) {
     if (length >= fsLengthLimit)
-        Raise<TOutOfMemory>({TUtilityTraceCategory::String, fsFile, "Text too long"});
+        RaiseOutOfMemory(TUtilityTraceCategory::String, fsFile, fsTextTooLong);
     return static_cast<unsigned int>(length);
 }
 

@@ -33,9 +33,21 @@ bool ReadInto(TiBinaryStream &in, Value &value) {
     return true;
 }
 
+bool OwnsText(TagVar const &value) {
+    return (value.IsString() || value.IsWideString()) && value.QueryString();
+}
+
+// A value whose copy finds no memory loses its text; a message would then say something else.
+void CopyArgument(TagVar const &from, TagVar &to) {
+    to = from;
+    if (OwnsText(from) && !OwnsText(to))
+        RaiseOutOfMemory(TUtilityTraceCategory::Message, fsFile);
+}
+
 std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t count) {
     std::unique_ptr<TagVar[]> copy(count ? new TagVar[count] : nullptr);
-    std::copy_n(arguments, count, copy.get());
+    for (std::uint32_t i = 0; i != count; ++i)
+        CopyArgument(arguments[i], copy[i]);
     return copy;
 }
 
@@ -95,7 +107,7 @@ void TTextMessage::SetArgs(TagVar const *const *array) {
 void TTextMessage::TakeArguments(TagVar const *const *pointers, std::size_t count) {
     std::unique_ptr<TagVar[]> fresh(count ? new TagVar[count] : nullptr);
     for (std::size_t i = 0; i < count; ++i)
-        fresh[i] = *pointers[i];
+        CopyArgument(*pointers[i], fresh[i]);
     fArguments = std::move(fresh);
     fCount = fCapacity = static_cast<std::uint32_t>(count);
 }

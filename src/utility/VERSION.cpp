@@ -35,7 +35,7 @@ char const *TVersion::QueryVersion() const {
     std::size_t const size = std::strlen(QueryRevision()) + 23;
     char *const fresh = static_cast<char *>(std::malloc(size));
     if (!fresh)
-        Raise<TOutOfMemory>({TUtilityTraceCategory::Utility, "src/utility/VERSION", "Out of memory"});
+        RaiseOutOfMemory(TUtilityTraceCategory::Utility, "src/utility/VERSION");
     std::snprintf(fresh, size, "%d.%d.%s", fMajor, fMinor, QueryRevision());
     char *expected = nullptr;
     if (fText.compare_exchange_strong(expected, fresh))

@@ -46,10 +46,11 @@ bool IsDirectory(DIR *directory, dirent const &entry) noexcept {
 
 } // namespace
 
-void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept {
+void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept {
     TNoCancel const noCancel;
     std::size_t const tail = sizeof "*.*" - 1;
     DIR *const directory = ::opendir(TNativeName(pattern, ::strnlen(pattern, PATH_MAX + tail) - tail));
+    lacksMemory = !directory && errno == ENOMEM;
     if (directory && !NextEntry(directory, entry)) {
         ::closedir(directory);
         return nullptr;

@@ -51,9 +51,10 @@ intptr_t ToHandle(void *search) noexcept {
 
 } // namespace
 
-void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry) noexcept {
+void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept {
     TFound found;
     void *const search = FromHandle(_findfirst64(pattern, &found));
+    lacksMemory = !search && errno == ENOMEM;
     if (search)
         TakeEntry(found, entry);
     return search;

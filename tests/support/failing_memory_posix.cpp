@@ -1,0 +1,71 @@
+// The program's own definitions stand before the C library's, whose implementation they call.
+
+#include "support/FailingMemory.h"
+
+#include <cerrno>
+#include <cstddef>
+
+extern "C" {
+
+void *__libc_malloc(std::size_t) noexcept;
+void *__libc_calloc(std::size_t, std::size_t) noexcept;
+void *__libc_realloc(void *, std::size_t) noexcept;
+void *__libc_memalign(std::size_t, std::size_t) noexcept;
+void __libc_free(void *) noexcept;
+
+} // extern "C"
+
+namespace {
+
+template <typename Allocate>
+void *Allocated(Allocate allocate) noexcept {
+    void *const block = memory::MayAllocate() ? allocate() : nullptr;
+    memory::NoteBlock(block);
+    if (!block)
+        errno = ENOMEM;
+    return block;
+}
+
+} // namespace
+
+extern "C" {
+
+void *malloc(std::size_t size) noexcept {
+    return Allocated([=] { return __libc_malloc(size); });
+}
+
+void *calloc(std::size_t count, std::size_t size) noexcept {
+    return Allocated([=] { return __libc_calloc(count, size); });
+}
+
+void *memalign(std::size_t alignment, std::size_t size) noexcept {
+    return Allocated([=] { return __libc_memalign(alignment, size); });
+}
+
+void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+    return memalign(alignment, size);
+}
+
+int posix_memalign(void **block, std::size_t alignment, std::size_t size) noexcept {
+    void *const got = memalign(alignment, size);
+    if (got)
+        *block = got;
+    return got ? 0 : ENOMEM;
+}
+
+void *realloc(void *block, std::size_t size) noexcept {
+    if (!block)
+        return malloc(size);
+    if (!memory::MayAllocate()) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return __libc_realloc(block, size);
+}
+
+void free(void *block) noexcept {
+    memory::NoteFree(block);
+    __libc_free(block);
+}
+
+} // extern "C"
