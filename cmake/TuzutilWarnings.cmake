@@ -1,7 +1,10 @@
-# One set of warnings for everything that is built here; all of them are errors.
+# One set of warnings for everything that is built here. They are errors in the presets, where the compiler is known;
+# another compiler, or another version, may warn of what is no fault.
+option(TUZUTIL_WARNINGS_AS_ERRORS "Take every warning for an error" OFF)
+
 function(tuzutil_warnings target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
-                                             -Werror)
+                                             $<$<BOOL:${TUZUTIL_WARNINGS_AS_ERRORS}>:-Werror>)
     # Clang counts a name of a class that a function of the C library has as well; TagVar::time is one.
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         target_compile_options(${target} PRIVATE -Wshadow)

@@ -58,8 +58,10 @@ public:
         std::map<std::uint32_t, char> needs;
         for (TFault const &fault : Validate(defaultText, {})) {
             if (fault.argument > fsMostArguments)
-                return "the default text has argument " + std::to_string(fault.argument) + ", the last is " +
-                       std::to_string(fsMostArguments);
+                return std::string("the default text has argument ")
+                    .append(std::to_string(fault.argument))
+                    .append(", the last is ")
+                    .append(std::to_string(fsMostArguments));
             needs.emplace(fault.argument, fault.conversion);
         }
         std::vector<TagVar> const values = Values(needs);
@@ -67,10 +69,14 @@ public:
             return "the default text itself is wrong: " + Describe(fault);
         for (TFault const &fault : Validate(translation, values)) {
             auto const need = needs.find(fault.argument);
-            return Describe(fault) + (fault.conversion == 'n' ? ""
-                                      : need == needs.end()   ? ", which the default text does not have"
-                                      : need->second == '*'   ? ", a width or precision in the default text"
-                                                            : ", in the default text %" + std::string(1, need->second));
+            std::string text = Describe(fault);
+            if (fault.conversion == 'n')
+                return text;
+            if (need == needs.end())
+                return text.append(", which the default text does not have");
+            if (need->second == '*')
+                return text.append(", a width or precision in the default text");
+            return text.append(", in the default text %").append(1, need->second);
         }
         return "";
     }
@@ -113,12 +119,12 @@ private:
     }
 
     static std::string Describe(TFault const &fault) {
-        std::string const argument = " argument " + std::to_string(fault.argument);
         if (fault.conversion == 'n')
             return "%n is never carried out";
-        if (fault.conversion == '*')
-            return "a width or precision is taken from" + argument;
-        return "%" + std::string(1, fault.conversion) + " prints" + argument;
+        std::string text = fault.conversion == '*' ? "a width or precision is taken from" : "%c prints";
+        if (fault.conversion != '*')
+            text[1] = fault.conversion;
+        return text.append(" argument ").append(std::to_string(fault.argument));
     }
 
     TFaultTrace *fTrace; // of the handle

@@ -55,8 +55,9 @@ build() {
     local preset=$1
     shift
     say "building $preset"
-    cmake --preset "$preset" >"/tmp/tuzutil-configure-$preset.log" 2>&1 || {
-        cat "/tmp/tuzutil-configure-$preset.log"
+    mkdir -p "build/$preset"
+    cmake --preset "$preset" >"build/$preset/configure.log" 2>&1 || {
+        cat "build/$preset/configure.log"
         die "configuring $preset failed"
     }
     cmake --build --preset "$preset" ${1:+--target "$@"}

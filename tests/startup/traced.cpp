@@ -10,13 +10,15 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <thread>
 
 namespace {
 
-// Not destroyed: threads use it to the end.
-TTrace::Category const &fsCategory = *new TTrace::Category(8, "Traced");
+// Never destroyed, as threads use it to the end, and in static memory, where categories belong.
+alignas(TTrace::Category) unsigned char fsPlace[sizeof(TTrace::Category)];
+TTrace::Category const &fsCategory = *new (fsPlace) TTrace::Category(8, "Traced");
 
 void Say(char const *what, int number = 0) {
     TTracePoint::Write(TTrace::error, fsCategory, {"traced.cpp", 1}, "%s %d", what, number);
