@@ -13,7 +13,8 @@
 //
 // Ownership:  the list of sources is copied, the sources are borrowed and outlive the stream.
 // Threads:    one thread at a time.
-// Failures:   none thrown; writing meets the end of file. An exception that a source lets through passes on.
+// Failures:   the stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
+//             writing meets the end of file. An exception that a source lets through passes on.
 // Surprises:  a last line that a source does not end with LF is dropped. An empty line stays a bare LF, a line that
 //             ends in CR LF is not doubled. A line longer than the buffer size less 13 bytes comes in pieces. Ten
 //             characters, whichever, can be put back before a fresh piece.

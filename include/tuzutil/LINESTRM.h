@@ -13,8 +13,9 @@
 //
 // Ownership:  source and sink are borrowed and outlive the stream.
 // Threads:    one thread at a time.
-// Failures:   none thrown. Without a source or sink, reading or writing meets the end of file. An exception that the
-//             source or sink lets through passes on, and nothing that was read is lost by it.
+// Failures:   the stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit.
+//             Without a source or sink, reading or writing meets the end of file. An exception that the source or sink
+//             lets through passes on, and nothing that was read is lost by it.
 // Surprises:  CR is data. A piece is at most the reading area less 12 bytes and its LF: 10,229 bytes by default, 5,109
 //             where the stream also writes. Seeing the end of file right after a complete line counts one more line.
 //             Ten characters, whichever, can be put back before a fresh piece. The destructor does not flush.

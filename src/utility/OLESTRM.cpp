@@ -2,7 +2,6 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/RAISE.h"
 
 #include <algorithm>
 #include <cstring>
@@ -111,11 +110,8 @@ std::streambuf::int_type TOleStreamBuf::overflow(int_type c) {
 std::streambuf::int_type TOleStreamBuf::underflow() {
     if (gptr() < egptr())
         return traits_type::to_int_type(*gptr());
-    if (!fStream)
+    if (!fStream || doallocate() != 0)
         return traits_type::eof();
-    // An end of file would pass for the end of the data.
-    if (doallocate() != 0)
-        RaiseOutOfMemory(TUtilityTraceCategory::Utility, "src/utility/OLESTRM");
     auto const size = static_cast<std::uint32_t>(pbase() - eback()); // where the put area begins, the other ends
     std::uint32_t read = 0;
     std::int32_t const result = platform::ReadStream(*fStream, eback(), size, read);
