@@ -17,7 +17,10 @@ TTraceSharedFileBase::TTraceSharedFileBase(TTraceLock const &, char const *fileN
     // A lock that cannot be made says so in a trace entry, which reaches this destination too: it has no stream yet.
     auto mutex = std::make_unique<TMutexSemaphore>(fsMutexName);
     TMutexSemaphoreEntry const entry(*mutex, TMutexSemaphore::fsInfinite); // nobody else may open or empty it now
-    fStream = std::make_unique<TTraceFileStream>(fileName ? fileName : "", TTraceFileStream::shared);
+    // Without the lock others may be about to write what would be emptied.
+    auto const use =
+        entry.State() == TMutexSemaphore::Locked ? TTraceFileStream::Use::joinedOrBegun : TTraceFileStream::Use::joined;
+    fStream = std::make_unique<TTraceFileStream>(fileName ? fileName : "", use);
     fFileMutex = std::move(mutex);
 }
 

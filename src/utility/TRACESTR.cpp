@@ -13,6 +13,7 @@
 namespace {
 
 constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
+constinit std::atomic<unsigned int> fsFileMode{0600};
 
 // The lock that keeps lines whole.
 struct TFileLock : TMutexSemaphoreEntry {
@@ -47,12 +48,20 @@ TTraceStreamBase::TTraceStreamBase(TTraceLock const &, std::ostream *stream, int
 TTraceStreamBase::TTraceStreamBase(TTraceLock const &lock, char const *fileName) : TTraceStreamBase(lock, nullptr, 1) {
     // From here on this destination is heard, by what its own directory writes, too: it has no stream yet.
     if (fileName && HasDirectory(fileName))
-        fStream = new TTraceFileStream(fileName, TTraceFileStream::exclusive);
+        fStream = new TTraceFileStream(fileName, TTraceFileStream::Use::alone);
 }
 
 TTraceStreamBase::~TTraceStreamBase() {
     Unlink(); // waits for those who write; the stream's own end may wait for others
     Replace(nullptr, 0);
+}
+
+unsigned int TTraceStreamBase::SetFileMode(unsigned int mode) noexcept {
+    return fsFileMode.exchange(mode & 0666, std::memory_order_relaxed);
+}
+
+unsigned int TTraceStreamBase::QueryFileMode() noexcept {
+    return fsFileMode.load(std::memory_order_relaxed);
 }
 
 void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
