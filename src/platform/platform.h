@@ -118,6 +118,8 @@ std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int w
 // locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
 void FromNativeName(char *name, std::size_t length) noexcept;
+// FromNativeName() has no form for a name that holds the library's separator where that is none of the system's.
+bool HasLibraryForm(char const *nativeName) noexcept;
 extern bool const hasWideNames; // 16-bit names mean something to the system
 
 // Makes a directory; may block. 0, or an error number of the run-time library: 17 where something of that name exists.
