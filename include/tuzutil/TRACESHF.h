@@ -30,7 +30,6 @@
 #include <memory>
 
 class TMutexSemaphore;
-struct TTraceLock;
 
 class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {
 public:
@@ -45,7 +44,7 @@ protected:
     TTraceSharedFileBase(char const *fileName);
 
 private:
-    TTraceSharedFileBase(TTraceLock const &, char const *fileName);
+    void Open(char const *fileName);
 
     TString fFileName;
     std::unique_ptr<TMutexSemaphore> fFileMutex;

@@ -35,7 +35,6 @@
 #include <iosfwd>
 
 class TMutexSemaphore;
-struct TTraceLock;
 
 class TUZUTIL_API TTraceStreamBase : public TTrace::Base {
 public:
@@ -65,8 +64,7 @@ protected:
     void SetStream(std::ostream *stream);
 
 private:
-    TTraceStreamBase(TTraceLock const &, std::ostream *stream, int owned);
-    TTraceStreamBase(TTraceLock const &, char const *fileName);
+    TTraceStreamBase(std::ostream *stream, int owned);
 
     void Replace(std::ostream *stream, int owned);
 
@@ -108,7 +106,7 @@ public:
 protected:
     friend class TTraceWindowsDebug;
 
-    TTraceWindowsDebugBase() = default;
+    TTraceWindowsDebugBase();
 };
 
 class TUZUTIL_API TTraceWindowsDebug : public TTrace {

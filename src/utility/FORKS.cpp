@@ -5,6 +5,7 @@
 #include "utility/INSIST.h"
 #include "utility/MASTTIMR.h"
 #include "utility/TRACEOBS.h"
+#include "utility/TRACEREG.h"
 
 bool TForks::Follow() noexcept {
     return platform::FollowForks(Before, InParent, InChild);
@@ -13,9 +14,11 @@ bool TForks::Follow() noexcept {
 void TForks::Before() noexcept {
     for (TMutexSemaphore *const mutex : {&TTrace::Base::fsMutex, &TTraceObservers::fsMutex, &TMasterTimer::fsLock})
         Insist(*mutex, [=] { return mutex->Lock(TMutexSemaphore::fsInfinite); });
+    TTraceRegistry::fsReading.lock();
 }
 
 void TForks::InParent() noexcept {
+    TTraceRegistry::fsReading.unlock();
     TMasterTimer::fsLock.Unlock();
     TTraceObservers::fsMutex.Unlock();
     TTrace::Base::fsMutex.Unlock();

@@ -22,6 +22,7 @@
 #include "utility/MASTTIMR.h"
 #include "utility/TRACECFG.h"
 #include "utility/TRACEOBS.h"
+#include "utility/TRACEREG.h"
 
 #include <clocale>
 #include <ios>
@@ -35,6 +36,7 @@ constinit TTraceWord TTrace::Base::fsRuntimeLevel;
 constinit TTraceWord TTrace::Base::fsRuntimeComponent;
 constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
+constinit std::mutex TTraceRegistry::fsReading;
 
 // 3. The locks: that of weak references, the trace lock, and that of the observers with their set. Needed by every
 // destination and every counted object, whoever's static object it is.

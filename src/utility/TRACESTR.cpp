@@ -2,8 +2,8 @@
 
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
+#include "tuzutil/MUTEXSEM.h"
 #include "utility/TRACEFIL.h"
-#include "utility/TRACELCK.h"
 #include "utility/TRACEREC.h"
 
 #include <atomic>
@@ -26,6 +26,11 @@ bool HasDirectory(TString const &fileName) {
     return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
 }
 
+// Null where there is no directory for it.
+std::ostream *OpenFile(char const *name) {
+    return name && HasDirectory(name) ? new TTraceFileStream(name, TTraceFileStream::Use::alone) : nullptr;
+}
+
 TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
     return destination.QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter;
 }
@@ -34,23 +39,17 @@ TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
 
 // The destination on a stream
 
-TTraceStreamBase::TTraceStreamBase() : TTraceStreamBase(TTraceLock(), nullptr, 0) {}
+TTraceStreamBase::TTraceStreamBase() : TTraceStreamBase(nullptr, 0) {}
 
-TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(TTraceLock(), &stream, 0) {}
+TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(&stream, 0) {}
 
-TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(TTraceLock(), stream, 1) {}
+TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(stream, 1) {}
 
-TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(TTraceLock(), fileName) {}
+TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(OpenFile(fileName), 1) {}
 
-TTraceStreamBase::TTraceStreamBase(TTraceLock const &, std::ostream *stream, int owned)
-    : fOwned(owned), fStream(stream) {}
-
-TTraceStreamBase::TTraceStreamBase(TTraceLock const &lock, char const *fileName) : TTraceStreamBase(lock, nullptr, 1) {
-    // From here on this destination is heard, by what its own directory writes, too: it has no stream yet.
-    if (fileName && HasDirectory(fileName))
-        fStream = new TTraceFileStream(fileName, TTraceFileStream::Use::alone);
+TTraceStreamBase::TTraceStreamBase(std::ostream *stream, int owned) : Base(joinsLater), fOwned(owned), fStream(stream) {
+    Join();
 }
-
 TTraceStreamBase::~TTraceStreamBase() {
     Unlink(); // waits for those who write; the stream's own end may wait for others
     Replace(nullptr, 0);
@@ -130,6 +129,10 @@ void TTraceStream::SetStream(std::ostream *stream) {
 }
 
 // The debugger
+
+TTraceWindowsDebugBase::TTraceWindowsDebugBase() : Base(joinsLater) {
+    Join();
+}
 
 TTraceWindowsDebugBase::~TTraceWindowsDebugBase() {
     Unlink();
