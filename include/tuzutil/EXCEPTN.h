@@ -18,7 +18,8 @@
 // Failures:   members never throw, but for Throw(): indexes out of range answer null, a text for which there is no
 //             memory becomes null.
 // Surprises:  text(0) is the newest text, locationAtIndex(0) the oldest location. A sixth text or location does not
-//             shift the whole list: see appendText(). There is no std::exception base.
+//             shift the whole list: see appendText(). There is no std::exception base. A program that catches none of
+//             them ends, after a line on standard error with the name and the text.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"

@@ -18,6 +18,7 @@
 #include "utility/FINDTAB.h"
 #include "utility/FORKS.h"
 #include "utility/IMMORTAL.h"
+#include "utility/LASTWORD.h"
 #include "utility/LIBPATH.h"
 #include "utility/MASTTIMR.h"
 #include "utility/TRACECFG.h"
@@ -132,7 +133,11 @@ static TTrace const fsStartupTrace = OpenStartupTrace();
     (TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, "src/utility/STARTUP", "Unable to follow forks"),
      false);
 
-// 14. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
+// 14. The last words of a program that ends by an exception of the library.
+constinit std::terminate_handler TLastWords::fsFormer = nullptr;
+static TLastWords const fsLastWords;
+
+// 15. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
 static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }
 } fsTimersEnd;
