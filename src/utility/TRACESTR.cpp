@@ -45,7 +45,10 @@ TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(&str
 
 TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(stream, 1) {}
 
-TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(OpenFile(fileName), 1) {}
+TTraceStreamBase::TTraceStreamBase(char const *fileName) : Base(joinsLater), fOwned(1) {
+    fStream = OpenFile(fileName);
+    Join();
+}
 
 TTraceStreamBase::TTraceStreamBase(std::ostream *stream, int owned) : Base(joinsLater), fOwned(owned), fStream(stream) {
     Join();
