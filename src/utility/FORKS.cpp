@@ -12,13 +12,13 @@ bool TForks::Follow() noexcept {
 }
 
 void TForks::Before() noexcept {
-    for (TMutexSemaphore *const mutex : {&TTrace::Base::fsMutex, &TTraceObservers::fsMutex, &TMasterTimer::fsLock})
+    for (TMutexSemaphore *const mutex :
+         {&TTrace::Base::fsMutex, &TTraceObservers::fsMutex, &TMasterTimer::fsLock, &TTraceRegistry::fsMutex})
         Insist(*mutex, [=] { return mutex->Lock(TMutexSemaphore::fsInfinite); });
-    TTraceRegistry::fsReading.lock();
 }
 
 void TForks::InParent() noexcept {
-    TTraceRegistry::fsReading.unlock();
+    TTraceRegistry::fsMutex.Unlock();
     TMasterTimer::fsLock.Unlock();
     TTraceObservers::fsMutex.Unlock();
     TTrace::Base::fsMutex.Unlock();

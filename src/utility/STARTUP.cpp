@@ -37,14 +37,15 @@ constinit TTraceWord TTrace::Base::fsRuntimeLevel;
 constinit TTraceWord TTrace::Base::fsRuntimeComponent;
 constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
-constinit std::mutex TTraceRegistry::fsReading;
 
-// 3. The locks: that of weak references, the trace lock, and that of the observers with their set. Needed by every
-// destination and every counted object, whoever's static object it is.
+// 3. The locks: that of weak references, the trace lock, that of the registry's categories, and that of the observers
+// with their set. Needed by every destination and every counted object, whoever's static object it is.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;
 TMutexSemaphore &TTrace::Base::fsMutex = fsTraceLock.Get();
+static TImmortal<TMutexSemaphore> fsRegistryLock;
+TMutexSemaphore &TTraceRegistry::fsMutex = fsRegistryLock.Get();
 static TImmortal<TMutexSemaphore> fsObserversLock;
 TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
 static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;

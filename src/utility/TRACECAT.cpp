@@ -29,7 +29,7 @@ TTrace::Category::Category(unsigned long component, char const *name) : Category
 
 // A copy is in no registry, unless somebody has put it there.
 TTrace::Category::~Category() {
-    std::scoped_lock const lock(TTraceRegistry::fsReading);
+    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
     TTrace::Base::fsKnownCategories.Remove(this);
 }
 
@@ -135,7 +135,7 @@ TTraceSetKnownCursor *TTrace::Base::ListClasses() {
 }
 
 TTrace::Category const *TTrace::Base::FindCategory(TString const &name) {
-    std::scoped_lock const lock(TTraceRegistry::fsReading);
+    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
     for (TTraceSetKnownCursor cursor(fsKnownCategories); Category const *const category = cursor.Element();
          cursor.Next()) {
         if (asciicmp::IsEqual(category->QueryString(), name))

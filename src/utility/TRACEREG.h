@@ -3,13 +3,12 @@
 
 // The lock of the registry's categories: held by whoever looks into one that the registry has given, and by one that
 // leaves. Nothing else happens under it, so it may be taken under the system's loader lock, and registration, which
-// looks into none, does without. The object is defined in STARTUP.cpp: usable before anything is built and after
-// everything is gone.
+// looks into none, does without. The object is defined in STARTUP.cpp and never destroyed.
 
-#include <mutex>
+#include "tuzutil/MUTEXSEM.h"
 
 struct TTraceRegistry {
-    static std::mutex fsReading;
+    static TMutexSemaphore &fsMutex;
 };
 
 #endif
