@@ -99,7 +99,7 @@ public:
         auto const kept = static_cast<unsigned>(std::min<std::uint64_t>(NumberOr(TakePart(rest), 3), 999));
         TTrace trace;
         trace.QueryPointer() = TTrace::Pointer(
-            new RotatingTrace(std::string(TFileName::FromNative(name.c_str()).QueryNative()), limit, kept));
+            new RotatingTrace(std::string(TFileName(name.c_str()).FixDelim().QueryNative()), limit, kept));
         return trace;
     }
 };
