@@ -277,13 +277,12 @@ TEST(TFileName, BecomesANarrowValue) {
 }
 
 TEST(TFileName, CrossesToTheSystemAndBack) {
-    TFileName const name = TFileName::FromNative("dir/sub\\file");
 #if defined(_WIN32)
-    EXPECT_EQ(Bytes(name), "dir/sub\\file");
+    EXPECT_EQ(Bytes(TFileName::FromNative("dir/sub\\file")), "dir/sub\\file");
     EXPECT_EQ(Bytes(TFileName("a\\b/c").QueryNative()), "a\\b/c");
     EXPECT_TRUE(TFileName(u"a\\b").QueryNative().IsUnicode());
 #else
-    EXPECT_EQ(Bytes(name), "dir\\sub\\file");
+    EXPECT_EQ(Bytes(TFileName::FromNative("dir/sub/file")), "dir\\sub\\file");
     EXPECT_EQ(Bytes(TFileName("a\\b/c").QueryNative()), "a/b/c");
     EXPECT_EQ(Bytes(TFileName(u"a\\b").QueryNative()), "a/b");
 #endif

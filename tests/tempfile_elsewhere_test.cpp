@@ -1,14 +1,16 @@
 // Temporary files where the runtime's own function has none to give: this program has its own copy of the platform's,
-// above a function that always fails.
+// above a function that always fails. On Windows nobody asks that one.
 
 #include <cstdio>
 
-static FILE *NoTempFile() {
+[[maybe_unused]] static FILE *NoTempFile() {
     return nullptr;
 }
 #define tmpfile NoTempFile
 #include TUZUTIL_TEMPFILE_SOURCE
 #undef tmpfile
+
+#include "support/Environment.h"
 
 #include <gtest/gtest.h>
 
@@ -51,7 +53,14 @@ TEST(TempFileElsewhere, IsWrittenReadAndGone) {
     EXPECT_EQ(NamesIn(std::filesystem::temp_directory_path()), before);
 }
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+TEST(TempFileElsewhere, WhereTheUsersFolderIsNotThereTheErrorIsThatOfTheRuntime) {
+    TEnvironment const folder("TMP", "C:\\no\\such\\folder");
+    int error = 0;
+    EXPECT_EQ(platform::OpenTempFile(error), platform::noTempFile);
+    EXPECT_EQ(error, ENOENT);
+}
+#else
 TEST(TempFileElsewhere, WithoutAnyFolderThereIsNone) {
     for (char const *folder : {"/dev/null/none", ""}) {
         ::setenv("TMPDIR", folder, 1);

@@ -21,7 +21,20 @@ wineserver -p300 </dev/null >/dev/null 2>&1
 [ -n "${TUZ_WINE_EXEC:-}" ] && exec wine "$@" </dev/null
 out=$(mktemp) || exit 99
 trap 'rm -f "$out"' EXIT
-timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" wine "$@" </dev/null >"$out" 2>&1
+run() { timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" wine "$@" </dev/null >"$out" 2>&1; }
+# What the program said last stands between it and the emulator: GoogleTest's verdict, or what the caller names.
+succeeded() {
+    grep -Eq "${TUZ_WINE_SUCCESS:-^\[  PASSED  \] [0-9]+ tests?\.}" "$out" && ! grep -q '^\[  FAILED  \]' "$out"
+}
+run "$@"
 rc=$?
+# Under load the emulator itself now and then breaks down while a program ends whose threads still run, also one that
+# knows nothing of the library. Then, and only if the program had reported success, it is run once more. That is
+# counted: a line for each in the file that the caller names.
+if [ $rc -eq 139 ] && succeeded; then
+    [ -n "${TUZ_WINE_TRIES:-}" ] && printf '%s\n' "$*" >>"$TUZ_WINE_TRIES"
+    run "$@"
+    rc=$?
+fi
 cat "$out"
 exit $rc

@@ -75,13 +75,14 @@ std::string Now() {
     return text;
 }
 
-class JsonTrace : public TTrace::Base {
+class JsonTrace final : public TTrace::Base {
 public:
-    explicit JsonTrace(char const *name) {
+    explicit JsonTrace(char const *name) : Base(joinsLater) {
         if (*name)
-            fFile.open(static_cast<char const *>(TFileName::FromNative(name).QueryNative()),
+            fFile.open(static_cast<char const *>(TFileName(name).FixDelim().QueryNative()),
                        std::ios_base::app | std::ios_base::binary);
         fOut = *name ? &fFile : &std::cerr;
+        Join(); // all of it stands
     }
     // Before the members go: from then on no entry arrives.
     ~JsonTrace() override { Unlink(); }

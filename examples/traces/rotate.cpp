@@ -17,11 +17,12 @@
 
 namespace {
 
-class RotatingTrace : public TTrace::Base {
+class RotatingTrace final : public TTrace::Base {
 public:
     RotatingTrace(std::string const &name, std::uint64_t limit, unsigned kept)
-        : fName(name), fLimit(limit), fKept(kept) {
+        : Base(joinsLater), fName(name), fLimit(limit), fKept(kept) {
         Open(std::ios_base::app); // what a former run has written counts
+        Join();                   // all of it stands
     }
     // Before the members go: from then on no entry arrives.
     ~RotatingTrace() override { Unlink(); }
@@ -98,7 +99,7 @@ public:
         auto const kept = static_cast<unsigned>(std::min<std::uint64_t>(NumberOr(TakePart(rest), 3), 999));
         TTrace trace;
         trace.QueryPointer() = TTrace::Pointer(
-            new RotatingTrace(std::string(TFileName::FromNative(name.c_str()).QueryNative()), limit, kept));
+            new RotatingTrace(std::string(TFileName(name.c_str()).FixDelim().QueryNative()), limit, kept));
         return trace;
     }
 };

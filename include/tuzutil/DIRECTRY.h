@@ -16,6 +16,8 @@
 // Failures:   null strings where nothing is found; results other than 0 where no directory was made. Reasons are traced
 //             in the category Directory: level 4, level 8 where the system refuses a directory.
 // Surprises:  without a place for isDirectory only files are listed. A file of the name counts as a directory made.
+//             On Linux, entries with a backslash in their names are left out, and traced at level 8: the name would be
+//             that of another file. The system's own functions reach them.
 //             MakeTree() makes no parent whose only separator is its first one, so "a\b" needs "a"; and it says
 //             "Created directory" also where a parent failed. The order of entries is the system's.
 

@@ -18,7 +18,8 @@
 // Failures:   members never throw, except Throw(): an index out of range yields null, and a text for which there is no
 //             memory becomes null. The library's TOutOfMemory takes its text from static memory, so that it always has one.
 // Surprises:  text(0) is the newest text, locationAtIndex(0) the oldest location. A sixth text or location does not
-//             shift the whole list: see appendText(). There is no std::exception base.
+//             shift the whole list: see appendText(). There is no std::exception base. A program that catches none of
+//             them ends, after a line on standard error with the name and the text.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"

@@ -12,7 +12,8 @@
 //
 // Ownership:  as TString: copies share one buffer.
 // Threads:    as TString: one thread at a time.
-// Failures:   none but TOutOfMemory. What has no counterpart in the other encoding becomes "?".
+// Failures:   TOutOfMemory; TInvalidParameter "Backslash in a native name" from FromNative(), on Linux, where such a
+//             name would become that of another file. What has no counterpart in the other encoding becomes "?".
 // Surprises:  parts are split at backslashes only; FixDelim() turns slashes into them. A byte 0x5C counts as a
 //             delimiter also inside a double-byte character. A colon makes a drive wherever it stands. Converting a
 //             nil name gives one zero character, a null name "(null)". As a value or an argument of a message, pass
@@ -40,7 +41,8 @@ public:
     TFileName &operator=(TFileName const &other) noexcept = default;
     ~TFileName() = default;
 
-    // From a name of the system's own, and back; the narrow name where the system has no other.
+    // From a name of the system's own, and back; the narrow name where the system has no other. A name of Linux that
+    // holds a backslash is refused: it is used as it is, in the system's own functions.
     static TFileName FromNative(char const *name);
     TString QueryNative() const;
 

@@ -23,7 +23,8 @@
 //     message.rdbuf()->WriteTo(std::cout);
 //
 // Ownership:  the stream owns its buffer and the file, which is gone with the stream or the process. On Windows the
-//             file has a name of the system's while it is open; elsewhere it has none. The test is counted; null:
+//             file has a random name in the user's folder for such files while it is open, and nobody else can open
+//             it; elsewhere it has none. The test is counted; null:
 //             everything stays in memory. The name given is kept, and names nothing.
 // Threads:    one thread at a time.
 // Failures:   none thrown. Where no file can be had, or it takes no more, writing meets the end of file, and what was

@@ -4,8 +4,10 @@
 // TTrace: diagnostic tracing: levels, categories, destinations, and the two words that say whether anybody listens.
 //
 // Example:
-//     class TCounter : public TTrace::Base { // a destination: records go where Write() puts them
+//     class TCounter final : public TTrace::Base { // a destination: records go where Write() puts them
 //     public:
+//         TCounter() : Base(joinsLater) { Join(); } // when all of it stands
+//         ~TCounter() override { Unlink(); }        // before its members go
 //         void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { ++count; }
 //         int count = 0;
 //     };
@@ -15,8 +17,8 @@
 //     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
 // Ownership:  handles share their destination by counted references; the last one deletes it. Categories used for
-//             tracing are static objects that live until the process ends: they stay in the registry. A build without
-//             NDEBUG traces others at level "wa".
+//             tracing are static objects, which outlive all that traces by them. A build without NDEBUG traces others
+//             at level "wa". One that is destroyed leaves the registry.
 // Threads:    destinations may come, go and be changed while entries are written. All of that, and every Write(), runs
 //             under the trace lock (fsMutex, recursive), for which a fork waits as well; the two global words are read
 //             without it, and a reader may see a change late. A handle, and a SaveState, belong to one thread at a
@@ -26,8 +28,9 @@
 //             of an int, as in ~0 or 1 << 31, is no upper bit. An exception out of a destination's Write() is dropped.
 // Surprises:  a level is one bit, a component is one bit, masks combine them. UsesDefault() answers 1 where the
 //             category has an entry of its own. A Write() must not load a library or write an entry of its own. Entries
-//             reach a destination from its base's constructor to its base's destructor. A subclass with members is made
-//             with fsMutex held where other threads trace, and calls Unlink() in its destructor.
+//             reach a destination from its base's constructor to its base's destructor, also where the members of a
+//             subclass do not stand yet or have gone: a subclass gives its base `joinsLater`, calls Join() when all of
+//             it stands, and Unlink() in its destructor. The default level of a destination counts from then on.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -80,7 +83,7 @@ public:
         // Copies do not join, and have a text of their own: a category is used by many threads, a string by one.
         Category(Category const &other);
         Category &operator=(Category const &other);
-        ~Category() = default;
+        ~Category(); // leaves the registry
 
         unsigned long QueryComponent() const noexcept { return fComponent; } // one bit
         TString const &QueryString() const noexcept { return fName; }
@@ -116,6 +119,10 @@ public:
         int QueryDisableRestore() const noexcept { return Int(fDisableRestore); }
         void SetDisableRestore(int disable);
         void StopTracing(); // for good
+
+        // Joins the chain at its head: entries reach the destination from here on. Nothing where it has joined before.
+        void Join();
+
         int StillTracing() const noexcept { return !fStopped; }
 
         int IsTracing(unsigned long level, unsigned long component) const noexcept {
@@ -157,8 +164,13 @@ public:
         static TTraceSetKnown fsKnownCategories;
 
     protected:
+        // These join at once, while the subclass is not there yet.
         Base();
         Base(unsigned long level, unsigned long component);
+        // These leave that to Join(): to the end of the subclass's constructor, or to whoever makes the destination.
+        enum Joining { joinsLater };
+        explicit Base(Joining);
+        Base(Joining, unsigned long level, unsigned long component);
 
         void Unlink() noexcept; // leaves the chain; may be called again
 

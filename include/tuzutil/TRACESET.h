@@ -9,17 +9,20 @@
 //         std::cout << category->QueryString() << '\n';
 //     delete cursor;
 //
-// Ownership:  the registry borrows its categories and never lets go of one. A table owns its entries.
-// Threads:    the registry only grows, and may be walked while it does, without a lock: a library may register its
-//             categories while another thread writes entries. A table belongs under the trace lock.
+// Ownership:  the registry borrows its categories; one that is destroyed leaves it. A table owns its entries.
+// Threads:    the registry may be walked while categories come and go, without a lock: a library may register its own
+//             while another thread writes entries. What a cursor has given may be destroyed by another thread right
+//             then: that is the caller's business. A table belongs under the trace lock.
 // Failures:   TOutOfMemory.
-// Surprises:  a category that is registered twice stands there twice.
+// Surprises:  a category that is registered twice stands there twice. Categories stand in the order in which they were
+//             registered, but for those that took the place of one that had gone.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
 
 #include <atomic>
+#include <cstdint>
 
 class TUZUTIL_API TTraceSetKnown {
 public:
@@ -29,19 +32,24 @@ public:
     // No destructor: static objects of other libraries may still ask when this one is taken down.
 
     void Add(TTrace::Category const *category);
+    void Remove(TTrace::Category const *category) noexcept; // all its entries; nothing where it has none
     unsigned long GetNumberElements() const noexcept;
 
 private:
     friend class TTraceSetKnownCursor;
 
-    // Readers follow `next`; an entry is complete before it is linked.
+    // Readers follow `next`; an entry is complete before it is linked, and stays. It has no category after that one has
+    // gone, until another takes its place.
     struct TEntry {
-        TTrace::Category const *category = nullptr;
+        std::atomic<TTrace::Category const *> category{nullptr};
         std::atomic<TEntry *> next{nullptr};
     };
 
+    bool Reuse(TTrace::Category const *category) noexcept;
+
     TEntry fHead; // stands before the first
     std::atomic<TEntry *> fNearEnd{nullptr};
+    std::atomic<std::uint32_t> fFree{0}; // entries without a category, behind the head
 };
 
 class TUZUTIL_API TTraceSetKnownCursor {
@@ -52,7 +60,7 @@ public:
     TTrace::Category const *Next() noexcept;
 
 private:
-    TTraceSetKnown::TEntry const *fEntry;
+    mutable TTraceSetKnown::TEntry const *fEntry; // moves on when its category has gone
 };
 
 // An entry of a table: a category and whether it is on.

@@ -13,10 +13,12 @@
 // Threads:    all processes of a session take turns by the lock "kelvoTraceFile", whatever file they write. It is held
 //             for one record: a process that is suspended just then stops all the others.
 // Failures:   none: where the file cannot be opened nothing is written, and a record that the system refuses is lost.
-//             Without the lock (of another user, say) records are written all the same. A line that a process left
-//             unfinished when it was killed is ended before the next one. Where another program keeps the others
-//             from writing, nothing is written.
+//             Without the lock (of another user, say) records are written all the same, to what the file holds. A line
+//             that a process left unfinished when it was killed is ended before the next one. Where another program
+//             keeps the others from writing, nothing is written.
 // Surprises:  the first process that opens the file discards its content; those that open it while it is in use join.
+//             On Linux only its owner does so, who knows of his own processes; he leaves it as it is where somebody has
+//             locked it. A new file is its owner's only, see TTraceStreamBase::SetFileMode().
 //             Every line has the long prefix, with process and thread, whatever SetDisplayPrefix() says; FormatPrefix()
 //             of the handle gives the one without a process. Directories are not made.
 
@@ -28,7 +30,6 @@
 #include <memory>
 
 class TMutexSemaphore;
-struct TTraceLock;
 
 class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {
 public:
@@ -43,7 +44,7 @@ protected:
     TTraceSharedFileBase(char const *fileName);
 
 private:
-    TTraceSharedFileBase(TTraceLock const &, char const *fileName);
+    void Open(char const *fileName);
 
     TString fFileName;
     std::unique_ptr<TMutexSemaphore> fFileMutex;

@@ -22,7 +22,8 @@
 // Failures:   none: where a file or its directory cannot be made nothing is written, and a record that a stream refuses
 //             is lost. The next one is tried afresh, with the state bits of the stream cleared; in a file, on a line
 //             of its own. ParseTraceString() throws, see TRACE.h.
-// Surprises:  a file is begun anew, also one that another process writes to: share it by TTraceSharedFile. Only the
+// Surprises:  a file is begun anew, also one that another process writes to: share it by TTraceSharedFile. A new one is
+//             its owner's only, see SetFileMode(). Only the
 //             text up to its first zero is written, 16-bit text in the encoding of the process; a message with line
 //             ends takes several lines. Lines end as the system's text files do.
 
@@ -34,7 +35,6 @@
 #include <iosfwd>
 
 class TMutexSemaphore;
-struct TTraceLock;
 
 class TUZUTIL_API TTraceStreamBase : public TTrace::Base {
 public:
@@ -44,6 +44,13 @@ public:
 
     static TMutexSemaphore &fsFileMutex;      // lives as long as the process
     static void InitializeMutex() noexcept {} // it is made at start-up; for programs that call it
+
+    // Who may read and write the files that destinations make from now on, shared ones too, as nine bits of the
+    // system's permissions, less what the process's own mask takes away: 0600, for their owner, unless it is set. Bits
+    // beyond 0666 stand for nothing. Files that are there keep theirs. Returns the former mode. On Windows the folder
+    // decides.
+    static unsigned int SetFileMode(unsigned int mode) noexcept;
+    static unsigned int QueryFileMode() noexcept;
 
 protected:
     friend class TTraceStream;
@@ -57,8 +64,7 @@ protected:
     void SetStream(std::ostream *stream);
 
 private:
-    TTraceStreamBase(TTraceLock const &, std::ostream *stream, int owned);
-    TTraceStreamBase(TTraceLock const &, char const *fileName);
+    TTraceStreamBase(std::ostream *stream, int owned);
 
     void Replace(std::ostream *stream, int owned);
 
@@ -100,7 +106,7 @@ public:
 protected:
     friend class TTraceWindowsDebug;
 
-    TTraceWindowsDebugBase() = default;
+    TTraceWindowsDebugBase();
 };
 
 class TUZUTIL_API TTraceWindowsDebug : public TTrace {

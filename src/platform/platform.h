@@ -118,6 +118,8 @@ std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int w
 // locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
 void FromNativeName(char *name, std::size_t length) noexcept;
+// FromNativeName() has no form for a name that holds the library's separator where that is none of the system's.
+bool HasLibraryForm(char const *nativeName) noexcept;
 extern bool const hasWideNames; // 16-bit names mean something to the system
 
 // Makes a directory; may block. 0, or an error number of the run-time library: 17 where something of that name exists.
@@ -191,9 +193,12 @@ bool FindVariable(char const *name, std::string &value);
 // May block.
 void DebuggerOutput(char const *text);
 
-// Files that trace records are appended to. Opening empties a file, but a shared one only when nobody, in this or in
-// another process, has it open as a shared one. Null on failure; may block.
-void *OpenTraceFile(char const *name, bool isShared) noexcept;
+// Files that trace records are appended to, open to their owner or by `mode` of the system's permissions, where it has
+// them. Opening a file empties it where nobody shares it. One that is shared is joined, and emptied only when nobody,
+// in this or in another process, has it open to share it: for that the caller has to hold the lock by which all
+// processes take turns. Null on failure; may block.
+enum class TTraceFileUse { alone, joined, joinedOrBegun };
+void *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
 // Writes all of a text at the end of the file, in one piece where the system lets it, with line ends as the system's
 // text files have them. Where the file, by a failure or by the end of another writer, stops within a line, that line is
 // ended first. False where something of it could not be written. Null for a file fails. May block. Between processes

@@ -44,6 +44,17 @@ bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) no
     return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
 }
 
+// A name that would be taken for a path, and lead elsewhere, is left out.
+bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
+    if (!IsWanted(entry, isDirectory))
+        return false;
+    if (platform::HasLibraryForm(entry.name))
+        return true;
+    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Directory, fsFile,
+                       "Left out of %s, a backslash in its name: %s", path, static_cast<char const *>(entry.name));
+    return false;
+}
+
 // 0, or 1 after an entry that says why.
 int Make(char const *path) noexcept {
     int const error = platform::MakeDirectory(path ? path : "");
@@ -90,7 +101,7 @@ TString TDirectory::FindFirst(int *isDirectory, TString *name) {
         RaiseOutOfMemory(TUtilityTraceCategory::Directory, fsFile);
     if (search)
         fHandle = TFindTable::fsOnly.Add(search);
-    if (fHandle != TFindTable::fsNone && IsWanted(entry, isDirectory))
+    if (fHandle != TFindTable::fsNone && IsTaken(fPath, entry, isDirectory))
         return Report(entry.name, entry.isDirectory, isDirectory, name);
     return FindNext(isDirectory, name);
 }
@@ -99,7 +110,7 @@ TString TDirectory::FindNext(int *isDirectory, TString *name) {
     void *const search = TFindTable::fsOnly.Find(fHandle);
     platform::TDirectoryEntry entry;
     while (search && platform::NextEntry(search, entry)) {
-        if (IsWanted(entry, isDirectory))
+        if (IsTaken(fPath, entry, isDirectory))
             return Report(entry.name, entry.isDirectory, isDirectory, name);
     }
     return Report(nullptr, false, isDirectory, name);

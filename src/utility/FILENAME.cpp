@@ -1,6 +1,7 @@
 #include "tuzutil/FILENAME.h"
 
 #include "platform/platform.h"
+#include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TXTMSG.h"
 #include "utility/RAISE.h"
 
@@ -134,6 +135,9 @@ TFileName::TFileName(TFileName const &first, TFileName const &second)
                                                       : Joined(first.QueryNameUnicode(), second.QueryNameUnicode())) {}
 
 TFileName TFileName::FromNative(char const *name) {
+    if (name && !platform::HasLibraryForm(name))
+        Raise<TInvalidParameter>(
+            {TUtilityTraceCategory::Directory, "src/utility/FILENAME", "Backslash in a native name"});
     TFileName result(name);
     platform::FromNativeName(result, result.length());
     return result;

@@ -18,10 +18,12 @@
 #include "utility/FINDTAB.h"
 #include "utility/FORKS.h"
 #include "utility/IMMORTAL.h"
+#include "utility/LASTWORD.h"
 #include "utility/LIBPATH.h"
 #include "utility/MASTTIMR.h"
 #include "utility/TRACECFG.h"
 #include "utility/TRACEOBS.h"
+#include "utility/TRACEREG.h"
 
 #include <clocale>
 #include <ios>
@@ -36,12 +38,14 @@ constinit TTraceWord TTrace::Base::fsRuntimeComponent;
 constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
-// 3. The locks: that of weak references, the trace lock, and that of the observers with their set. Needed by every
-// destination and every counted object, whoever's static object it is.
+// 3. The locks: that of weak references, the trace lock, that of the registry's categories, and that of the observers
+// with their set. Needed by every destination and every counted object, whoever's static object it is.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;
 TMutexSemaphore &TTrace::Base::fsMutex = fsTraceLock.Get();
+static TImmortal<TMutexSemaphore> fsRegistryLock;
+TMutexSemaphore &TTraceRegistry::fsMutex = fsRegistryLock.Get();
 static TImmortal<TMutexSemaphore> fsObserversLock;
 TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
 static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
@@ -130,7 +134,11 @@ static TTrace const fsStartupTrace = OpenStartupTrace();
     (TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, "src/utility/STARTUP", "Unable to follow forks"),
      false);
 
-// 14. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
+// 14. The last words of a program that ends by an exception of the library.
+constinit std::terminate_handler TLastWords::fsFormer = nullptr;
+static TLastWords const fsLastWords;
+
+// 15. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
 static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }
 } fsTimersEnd;

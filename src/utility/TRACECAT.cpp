@@ -5,6 +5,7 @@
 #include "tuzutil/TRACEP.h"
 #include "utility/ASCIICMP.h"
 #include "utility/DEBUGCHK.h"
+#include "utility/TRACEREG.h"
 #include "utility/WORD32.h"
 
 #include <algorithm>
@@ -25,6 +26,12 @@ TTrace::Category::Category(unsigned long component, TString const &name)
 }
 
 TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
+
+// A copy is in no registry, unless somebody has put it there.
+TTrace::Category::~Category() {
+    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
+    TTrace::Base::fsKnownCategories.Remove(this);
+}
 
 TTrace::Category::Category(Category const &other) {
     *this = other;
@@ -50,6 +57,8 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
 // that is being written may be waiting for that one.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
+    if (Reuse(category))
+        return;
     auto *const entry = new TEntry;
     entry->category = category;
     TEntry *at = fNearEnd.load(std::memory_order_acquire);
@@ -61,6 +70,32 @@ void TTraceSetKnown::Add(TTrace::Category const *category) {
             at = std::exchange(next, nullptr);
     }
     fNearEnd.store(entry, std::memory_order_release);
+}
+
+// Programs may make and destroy categories for ever.
+bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
+    if (fFree.load(std::memory_order_relaxed) == 0)
+        return false;
+    for (TEntry *entry = fHead.next.load(std::memory_order_acquire); entry;
+         entry = entry->next.load(std::memory_order_acquire)) {
+        TTrace::Category const *none = nullptr;
+        if (entry->category.compare_exchange_strong(none, category, std::memory_order_acq_rel)) {
+            fFree.fetch_sub(1, std::memory_order_relaxed);
+            return true;
+        }
+    }
+    return false;
+}
+
+void TTraceSetKnown::Remove(TTrace::Category const *category) noexcept {
+    for (TEntry *entry = fHead.next.load(std::memory_order_acquire); entry;
+         entry = entry->next.load(std::memory_order_acquire)) {
+        // Only the one that ends takes itself out.
+        if (entry->category.load(std::memory_order_relaxed) != category)
+            continue;
+        entry->category.store(nullptr, std::memory_order_release);
+        fFree.fetch_add(1, std::memory_order_relaxed);
+    }
 }
 
 unsigned long TTraceSetKnown::GetNumberElements() const noexcept {
@@ -75,7 +110,11 @@ TTraceSetKnownCursor::TTraceSetKnownCursor(TTraceSetKnown const &set) noexcept :
 }
 
 TTrace::Category const *TTraceSetKnownCursor::Element() const noexcept {
-    return fEntry ? fEntry->category : nullptr;
+    for (; fEntry; fEntry = fEntry->next.load(std::memory_order_acquire)) {
+        if (TTrace::Category const *const category = fEntry->category.load(std::memory_order_acquire))
+            return category;
+    }
+    return nullptr;
 }
 
 TTrace::Category const *TTraceSetKnownCursor::Next() noexcept {
@@ -96,6 +135,7 @@ TTraceSetKnownCursor *TTrace::Base::ListClasses() {
 }
 
 TTrace::Category const *TTrace::Base::FindCategory(TString const &name) {
+    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
     for (TTraceSetKnownCursor cursor(fsKnownCategories); Category const *const category = cursor.Element();
          cursor.Next()) {
         if (asciicmp::IsEqual(category->QueryString(), name))

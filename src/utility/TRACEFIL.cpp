@@ -1,9 +1,9 @@
 #include "utility/TRACEFIL.h"
 
-#include "platform/platform.h"
+#include "tuzutil/TRACESTR.h"
 
-TTraceFileBuf::TTraceFileBuf(char const *name, Sharing sharing) noexcept
-    : fFile(platform::OpenTraceFile(name, sharing == shared)) {}
+TTraceFileBuf::TTraceFileBuf(char const *name, Use use) noexcept
+    : fFile(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode())) {}
 
 TTraceFileBuf::~TTraceFileBuf() {
     platform::CloseTraceFile(fFile);

@@ -4,14 +4,16 @@
 // TTraceFileStream: an output stream over a trace file. What is inserted in one piece goes to the system in one piece;
 // nothing is held back.
 
+#include "platform/platform.h"
+
 #include <ostream>
 #include <streambuf>
 
 class TTraceFileBuf : public std::streambuf {
 public:
-    enum Sharing { exclusive, shared };
+    using Use = platform::TTraceFileUse;
 
-    TTraceFileBuf(char const *name, Sharing sharing) noexcept;
+    TTraceFileBuf(char const *name, Use use) noexcept;
     ~TTraceFileBuf() override;
 
     bool IsOpen() const noexcept { return fFile != nullptr; }
@@ -27,13 +29,12 @@ private:
 // The buffer stands before the stream that is built over it.
 class TTraceFileStream : private TTraceFileBuf, public std::ostream {
 public:
-    TTraceFileStream(char const *name, Sharing sharing) : TTraceFileBuf(name, sharing), std::ostream(this) {
+    using TTraceFileBuf::Use;
+
+    TTraceFileStream(char const *name, Use use) : TTraceFileBuf(name, use), std::ostream(this) {
         if (!IsOpen())
             setstate(failbit);
     }
-
-    using TTraceFileBuf::exclusive;
-    using TTraceFileBuf::shared;
 };
 
 #endif

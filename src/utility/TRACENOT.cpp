@@ -45,8 +45,13 @@ constinit TObserverWalk *TObserverWalk::fsInnermost = nullptr;
 } // namespace
 
 TTraceNotify::TTraceNotify() {
+    Join();
+}
+
+void TTraceNotify::Join() {
     TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
-    TTraceObservers::fsSet.Add(std::make_unique<TElemPointer<TTraceNotify>>(this));
+    if (!TTraceObservers::Find(this))
+        TTraceObservers::fsSet.Add(std::make_unique<TElemPointer<TTraceNotify>>(this));
 }
 
 TTraceNotify::~TTraceNotify() {

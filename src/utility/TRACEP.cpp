@@ -78,10 +78,21 @@ thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
 
 TTrace::Base::Base() : Base(fsDefaultLevels, fsAllComponents) {}
 
-TTrace::Base::Base(unsigned long level, unsigned long component) : fLevel(Mask(level)), fComponent(Mask(component)) {
-    auto categories = std::make_unique<TTraceSet>();
+TTrace::Base::Base(unsigned long level, unsigned long component) : Base(joinsLater, level, component) {
+    Join();
+}
+
+TTrace::Base::Base(Joining joining) : Base(joining, fsDefaultLevels, fsAllComponents) {}
+
+TTrace::Base::Base(Joining, unsigned long level, unsigned long component)
+    : fLevel(Mask(level)), fComponent(Mask(component)), fCategories(new TTraceSet) {}
+
+void TTrace::Base::Join() {
     TTraceLock const lock;
-    fCategories = categories.release();
+    for (Base const *other = fsAnchor; other; other = other->fNext) {
+        if (other == this)
+            return;
+    }
     fNext = fsAnchor;
     fsAnchor = this;
     SetGlobalTracing();

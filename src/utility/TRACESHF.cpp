@@ -1,7 +1,7 @@
 #include "tuzutil/TRACESHF.h"
 
+#include "tuzutil/MUTEXSEM.h"
 #include "utility/TRACEFIL.h"
-#include "utility/TRACELCK.h"
 #include "utility/TRACEREC.h"
 
 namespace {
@@ -11,14 +11,18 @@ char const fsMutexName[] = "kelvoTraceFile";
 
 } // namespace
 
-TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName) : TTraceSharedFileBase(TTraceLock(), fileName) {}
+TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName)
+    : Base(joinsLater), fFileName(fileName), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)) {
+    Open(fileName ? fileName : "");
+    Join(); // after the file's lock is released: the trace lock comes before it
+}
 
-TTraceSharedFileBase::TTraceSharedFileBase(TTraceLock const &, char const *fileName) : fFileName(fileName) {
-    // A lock that cannot be made says so in a trace entry, which reaches this destination too: it has no stream yet.
-    auto mutex = std::make_unique<TMutexSemaphore>(fsMutexName);
-    TMutexSemaphoreEntry const entry(*mutex, TMutexSemaphore::fsInfinite); // nobody else may open or empty it now
-    fStream = std::make_unique<TTraceFileStream>(fileName ? fileName : "", TTraceFileStream::shared);
-    fFileMutex = std::move(mutex);
+void TTraceSharedFileBase::Open(char const *fileName) {
+    TMutexSemaphoreEntry const entry(*fFileMutex, TMutexSemaphore::fsInfinite); // nobody else may empty it now
+    // Without the lock others may be about to write what would be emptied.
+    auto const use =
+        entry.State() == TMutexSemaphore::Locked ? TTraceFileStream::Use::joinedOrBegun : TTraceFileStream::Use::joined;
+    fStream = std::make_unique<TTraceFileStream>(fileName, use);
 }
 
 TTraceSharedFileBase::~TTraceSharedFileBase() {
@@ -30,8 +34,6 @@ void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) co
 }
 
 void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
-    if (!fStream || !fFileMutex)
-        return;
     TTraceRecord const record(TTracePrefix::process, level, message);
     TMutexSemaphoreEntry const entry(*fFileMutex, TMutexSemaphore::fsInfinite);
     fStream->clear(); // what was wrong with an earlier record may be over

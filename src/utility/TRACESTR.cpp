@@ -2,8 +2,8 @@
 
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
+#include "tuzutil/MUTEXSEM.h"
 #include "utility/TRACEFIL.h"
-#include "utility/TRACELCK.h"
 #include "utility/TRACEREC.h"
 
 #include <atomic>
@@ -13,6 +13,7 @@
 namespace {
 
 constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
+constinit std::atomic<unsigned int> fsFileMode{0600};
 
 // The lock that keeps lines whole.
 struct TFileLock : TMutexSemaphoreEntry {
@@ -25,6 +26,11 @@ bool HasDirectory(TString const &fileName) {
     return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
 }
 
+// Null where there is no directory for it.
+std::ostream *OpenFile(char const *name) {
+    return name && HasDirectory(name) ? new TTraceFileStream(name, TTraceFileStream::Use::alone) : nullptr;
+}
+
 TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
     return destination.QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter;
 }
@@ -33,26 +39,31 @@ TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
 
 // The destination on a stream
 
-TTraceStreamBase::TTraceStreamBase() : TTraceStreamBase(TTraceLock(), nullptr, 0) {}
+TTraceStreamBase::TTraceStreamBase() : TTraceStreamBase(nullptr, 0) {}
 
-TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(TTraceLock(), &stream, 0) {}
+TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(&stream, 0) {}
 
-TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(TTraceLock(), stream, 1) {}
+TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(stream, 1) {}
 
-TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(TTraceLock(), fileName) {}
-
-TTraceStreamBase::TTraceStreamBase(TTraceLock const &, std::ostream *stream, int owned)
-    : fOwned(owned), fStream(stream) {}
-
-TTraceStreamBase::TTraceStreamBase(TTraceLock const &lock, char const *fileName) : TTraceStreamBase(lock, nullptr, 1) {
-    // From here on this destination is heard, by what its own directory writes, too: it has no stream yet.
-    if (fileName && HasDirectory(fileName))
-        fStream = new TTraceFileStream(fileName, TTraceFileStream::exclusive);
+TTraceStreamBase::TTraceStreamBase(char const *fileName) : Base(joinsLater), fOwned(1) {
+    fStream = OpenFile(fileName);
+    Join();
 }
 
+TTraceStreamBase::TTraceStreamBase(std::ostream *stream, int owned) : Base(joinsLater), fOwned(owned), fStream(stream) {
+    Join();
+}
 TTraceStreamBase::~TTraceStreamBase() {
     Unlink(); // waits for those who write; the stream's own end may wait for others
     Replace(nullptr, 0);
+}
+
+unsigned int TTraceStreamBase::SetFileMode(unsigned int mode) noexcept {
+    return fsFileMode.exchange(mode & 0666, std::memory_order_relaxed);
+}
+
+unsigned int TTraceStreamBase::QueryFileMode() noexcept {
+    return fsFileMode.load(std::memory_order_relaxed);
 }
 
 void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
@@ -121,6 +132,10 @@ void TTraceStream::SetStream(std::ostream *stream) {
 }
 
 // The debugger
+
+TTraceWindowsDebugBase::TTraceWindowsDebugBase() : Base(joinsLater) {
+    Join();
+}
 
 TTraceWindowsDebugBase::~TTraceWindowsDebugBase() {
     Unlink();

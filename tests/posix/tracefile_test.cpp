@@ -1,3 +1,4 @@
+#include "support/Environment.h"
 #include "support/TempFolder.h"
 #include "tuzutil/TRACESHF.h"
 #include "tuzutil/TRACESTR.h"
@@ -117,6 +118,79 @@ TEST(TTraceSharedFile, AnotherProgramsLockHoldsNobodyUp) {
     }
     ::close(other);
     EXPECT_TRUE(Content(folder.Native("trace.log")).ends_with(" E [f:1] text\n"));
+}
+
+TEST(TTraceSharedFile, AReadersLocksDoNotHaveAFileEmptiedThatIsInUse) {
+    TTempFolder const folder;
+    folder.AddFile("trace.log");
+    std::string const name = folder.Name("trace.log");
+    for (int const how : {LOCK_EX, LOCK_SH}) {
+        int const reader = ::open(folder.Native("trace.log").c_str(), O_RDONLY);
+        ASSERT_EQ(::flock(reader, how), 0);
+        TTraceSharedFile const first(name.c_str());
+        ASSERT_EQ(::flock(reader, LOCK_UN), 0);
+        Entry("one");
+        std::string const text = Content(folder.Native("trace.log"));
+        EXPECT_TRUE(text.ends_with(" E [f:1] one\n")) << text;
+        {
+            TTraceSharedFile const second(name.c_str());
+            EXPECT_EQ(Content(folder.Native("trace.log")), text);
+        }
+        TTraceSharedFile const third(name.c_str());
+        EXPECT_EQ(Content(folder.Native("trace.log")), text);
+        ::close(reader);
+    }
+}
+
+TEST(TTraceSharedFile, AFileThatSomebodyHasLockedIsKept) {
+    TTempFolder const folder;
+    folder.AddFile("trace.log", "old\n");
+    int const other = ::open(folder.Native("trace.log").c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(other, LOCK_SH), 0);
+    TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+    ::close(other);
+    EXPECT_EQ(Content(folder.Native("trace.log")), "old\n");
+}
+
+// A directory has the name of the lock's file.
+TEST(TTraceSharedFile, WithoutTheLockOfAllProcessesNothingIsEmptied) {
+    TTempFolder const folder;
+    folder.AddFolder("run\\tuzutil\\mutex-1-" + std::to_string(sizeof(void *) * 8) +
+                     "-865e2d7a83bbb4159dbcab0067952248");
+    ::chmod(folder.Native("run").c_str(), 0700);
+    ::chmod(folder.Native("run\\tuzutil").c_str(), 0700);
+    TEnvironment const variable("XDG_RUNTIME_DIR", folder.Native("run").c_str());
+    folder.AddFile("trace.log", "old\n");
+    TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+    Entry("new");
+    std::string const text = Content(folder.Native("trace.log"));
+    EXPECT_TRUE(text.starts_with("old\n")) << text;
+    EXPECT_TRUE(text.ends_with(" E [f:1] new\n")) << text;
+}
+
+TEST(TraceFile, IsItsOwnersOnlyUnlessTheProgramChoosesOtherwise) {
+    TTempFolder const folder;
+    mode_t const mask = ::umask(0);
+    auto const modeOf = [&folder](char const *name) {
+        struct stat status = {};
+        EXPECT_EQ(::stat(folder.Native(name).c_str(), &status), 0);
+        return status.st_mode & 07777;
+    };
+    TTraceStream const one(folder.Name("one.log").c_str());
+    TTraceSharedFile const two(folder.Name("two.log").c_str());
+    EXPECT_EQ(modeOf("one.log"), 0600u);
+    EXPECT_EQ(modeOf("two.log"), 0600u);
+    EXPECT_EQ(TTraceStreamBase::SetFileMode(07644), 0600u);
+    EXPECT_EQ(TTraceStreamBase::QueryFileMode(), 0644u);
+    TTraceStream const three(folder.Name("three.log").c_str());
+    TTraceSharedFile const four(folder.Name("four.log").c_str());
+    EXPECT_EQ(modeOf("three.log"), 0644u);
+    EXPECT_EQ(modeOf("four.log"), 0644u);
+    ::umask(027);
+    TTraceStream const five(folder.Name("five.log").c_str());
+    EXPECT_EQ(modeOf("five.log"), 0640u);
+    EXPECT_EQ(TTraceStreamBase::SetFileMode(0600), 0644u);
+    ::umask(mask);
 }
 
 TEST(TTraceSharedFile, WhatMayOnlyBeWrittenIsWritten) {

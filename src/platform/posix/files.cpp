@@ -21,6 +21,10 @@ void platform::FromNativeName(char *name, std::size_t length) noexcept {
     std::replace(name, name + length, '/', '\\');
 }
 
+bool platform::HasLibraryForm(char const *nativeName) noexcept {
+    return !::strchr(nativeName, '\\');
+}
+
 int platform::MakeDirectory(char const *name) noexcept {
     return ::mkdir(TNativeName(name), 0777) == 0 ? 0 : errno;
 }

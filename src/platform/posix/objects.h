@@ -9,8 +9,9 @@ namespace posix {
 
 constexpr std::size_t objectFileSize = 64; // room for a file name with its terminator
 
-// Opens the user's private folder for shared objects, which it makes if need be. Returns a descriptor, or -1 with
-// errno: EACCES where somebody else has put something in its place.
+// Opens the user's private folder for shared objects, which it makes if need be: "tuzutil" in the user's run-time
+// folder (XDG_RUNTIME_DIR, or else /run/user/UID) where that is the user's and nobody else may write to it; otherwise
+// /dev/shm/tuzutil-UID. Returns a descriptor, or -1 with errno: EACCES where something else has taken its place.
 int OpenObjectFolder() noexcept;
 
 // Writes the file name of an object: kind, layout version, word size and a digest of the name, so that any name fits

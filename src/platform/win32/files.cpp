@@ -12,6 +12,10 @@ void platform::ToNativeName(char *, std::size_t) noexcept {}
 
 void platform::FromNativeName(char *, std::size_t) noexcept {}
 
+bool platform::HasLibraryForm(char const *) noexcept {
+    return true;
+}
+
 int platform::MakeDirectory(char const *name) noexcept {
     // For a drive itself some systems would say "access denied".
     DWORD const attributes = GetFileAttributesA(name);

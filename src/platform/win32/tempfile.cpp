@@ -1,9 +1,12 @@
+#define _CRT_RAND_S // rand_s()
 #include "platform/platform.h"
 
 #include <errno.h>
-#include <io.h>
-#include <stdio.h>
+#include <stdlib.h>
 #include <windows.h>
+
+// The runtime's own tmpfile() makes its file without asking that it be new: two threads at once may get the same one.
+// So the library makes its files itself, each under a name that nobody can guess, in the user's folder for them.
 
 namespace {
 
@@ -11,42 +14,71 @@ HANDLE HandleOf(platform::TTempFile file) noexcept {
     return reinterpret_cast<HANDLE>(file);
 }
 
-// Another handle of a file that goes with its last one.
-HANDLE OwnHandleOf(FILE *stream) noexcept {
-    HANDLE const self = GetCurrentProcess();
-    auto const handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
-    HANDLE copy;
-    return DuplicateHandle(self, handle, self, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS) ? copy : INVALID_HANDLE_VALUE;
+// The runtime's number for the system's.
+int ErrorNumber(DWORD error) noexcept {
+    switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_DRIVE:
+    case ERROR_BAD_NETPATH: return ENOENT;
+    case ERROR_TOO_MANY_OPEN_FILES: return EMFILE;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_WRITE_PROTECT: return EACCES;
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS: return EEXIST;
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_OUTOFMEMORY: return ENOMEM;
+    case ERROR_HANDLE_DISK_FULL:
+    case ERROR_DISK_FULL: return ENOSPC;
+    default: return EINVAL;
+    }
 }
 
-// The runtime makes such files where many users may not: then in the user's folder for them.
-HANDLE OpenElsewhere() noexcept {
-    char folder[MAX_PATH + 1];
-    char name[MAX_PATH + 1];
-    DWORD const length = GetTempPathA(sizeof folder, folder);
-    if (length == 0 || length >= sizeof folder || !GetTempFileNameA(folder, "tuz", 0, name))
-        return INVALID_HANDLE_VALUE;
-    HANDLE const file = CreateFileA(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        DeleteFileA(name);
-    return file;
+// "tuz", 96 random bits, ".tmp"; false where there is nothing random to be had.
+constexpr unsigned int fsNameSize = 3 + 24 + 4 + 1;
+bool MakeName(wchar_t *name) noexcept {
+    wchar_t *at = name;
+    for (wchar_t const *c = L"tuz"; *c; ++c)
+        *at++ = *c;
+    for (int word = 0; word < 3; ++word) {
+        unsigned int bits;
+        if (rand_s(&bits) != 0)
+            return false;
+        for (int digit = 0; digit < 8; ++digit, bits >>= 4)
+            *at++ = L"0123456789abcdef"[bits & 15];
+    }
+    for (wchar_t const *c = L".tmp"; *c; ++c)
+        *at++ = *c;
+    *at = L'\0';
+    return true;
 }
 
 } // namespace
 
 platform::TTempFile platform::OpenTempFile(int &error) noexcept {
-    FILE *const stream = tmpfile();
-    error = errno;
-    HANDLE file = INVALID_HANDLE_VALUE;
-    if (stream) {
-        file = OwnHandleOf(stream);
-        fclose(stream);
-    }
-    if (file == INVALID_HANDLE_VALUE)
-        file = OpenElsewhere();
     static_assert(noTempFile == static_cast<TTempFile>(-1));
-    return reinterpret_cast<TTempFile>(file);
+    wchar_t path[MAX_PATH + 1 + fsNameSize];
+    DWORD const length = GetTempPathW(MAX_PATH + 1, path);
+    if (length == 0 || length > MAX_PATH) {
+        error = ENOENT;
+        return noTempFile;
+    }
+    // What is there already is somebody else's.
+    for (int tries = 0; tries < 10; ++tries) {
+        if (!MakeName(path + length)) {
+            error = EINVAL;
+            return noTempFile;
+        }
+        HANDLE const file = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                        FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+        if (file != INVALID_HANDLE_VALUE)
+            return reinterpret_cast<TTempFile>(file);
+        error = ErrorNumber(GetLastError());
+        if (error != EEXIST)
+            break;
+    }
+    return noTempFile;
 }
 
 std::ptrdiff_t platform::ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept {

@@ -85,7 +85,8 @@ HANDLE Open(char const *name, DWORD access, DWORD sharing, DWORD disposition) no
     return CreateFileA(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Whoever has the file open writes to it: who gets it with nobody else writing is the first, and empties it.
+// Whoever has the file open writes to it: who gets it with nobody else writing is the first, and empties it. The system
+// refuses that as long as anybody has it open to write, whatever readers do.
 void EmptyUnlessInUse(char const *name) noexcept {
     HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);
     if (handle != INVALID_HANDLE_VALUE)
@@ -93,10 +94,11 @@ void EmptyUnlessInUse(char const *name) noexcept {
 }
 
 // Appending is the system's doing: also where nobody takes turns, no record falls into another.
-HANDLE OpenShared(char const *name) noexcept {
+HANDLE OpenShared(char const *name, bool mayBegin) noexcept {
     constexpr DWORD append = FILE_APPEND_DATA | SYNCHRONIZE;
     constexpr DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE;
-    EmptyUnlessInUse(name);
+    if (mayBegin)
+        EmptyUnlessInUse(name);
     HANDLE const handle = Open(name, append | FILE_READ_DATA, sharing, OPEN_ALWAYS);
     // It may be written but not read: nobody looks at its last line then.
     return handle != INVALID_HANDLE_VALUE ? handle : Open(name, append, sharing, OPEN_ALWAYS);
@@ -104,9 +106,10 @@ HANDLE OpenShared(char const *name) noexcept {
 
 } // namespace
 
-void *platform::OpenTraceFile(char const *name, bool isShared) noexcept {
-    HANDLE const handle =
-        isShared ? OpenShared(name) : Open(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS);
+void *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int) noexcept {
+    bool const isShared = use != TTraceFileUse::alone;
+    HANDLE const handle = isShared ? OpenShared(name, use == TTraceFileUse::joinedOrBegun)
+                                   : Open(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS);
     if (handle == INVALID_HANDLE_VALUE)
         return nullptr;
     auto *const file = new (std::nothrow) TTraceFile(handle, isShared);

@@ -1,0 +1,62 @@
+#!/usr/bin/env python3
+"""Runs tools/winerun.sh above an emulator of its own: check_winerun.py WINERUN.
+
+A program is run a second time, once, only where it had reported success before the emulator died by a fault of memory.
+"""
+
+import os
+import subprocess
+import sys
+import tempfile
+
+PASSED = "[  PASSED  ] 3 tests."
+FAILED = "[  FAILED  ] 1 test, listed below:"
+
+# Prints its second argument; dies on its first runs, as many as the first one says, by the signal in the third.
+WINE = """#!/bin/sh
+printf '%s\\n' "$2"
+echo x >>"$RUNS"
+[ "$(wc -l <"$RUNS")" -gt "$1" ] && exit 0
+kill -s "$3" $$
+"""
+
+
+def run(winerun, deaths, text, signal="SEGV", **variables):
+    """The exit status, the output, how often it ran and what was counted."""
+    with tempfile.TemporaryDirectory() as folder:
+        for name, content in (("wine", WINE), ("wineserver", "#!/bin/sh\n")):
+            path = os.path.join(folder, name)
+            with open(path, "w", encoding="ascii") as out:
+                out.write(content)
+            os.chmod(path, 0o700)
+        for name in ("ready", "tries", "runs"):
+            open(os.path.join(folder, name), "w", encoding="ascii").close()
+        environment = {"PATH": folder + ":" + os.environ["PATH"], "HOME": folder, "TUZ_WINEPREFIX": folder,
+                       "TUZ_WINE_TRIES": os.path.join(folder, "tries"), "RUNS": os.path.join(folder, "runs"),
+                       **variables}
+        result = subprocess.run(["sh", winerun, str(deaths), text, signal], env=environment, stdout=subprocess.PIPE,
+                                stderr=subprocess.DEVNULL, timeout=60, check=False, text=True)
+        with open(os.path.join(folder, "runs"), encoding="ascii") as runs:
+            count = len(runs.readlines())
+        with open(os.path.join(folder, "tries"), encoding="ascii") as tries:
+            # The shell says how its command died, among its output.
+            lines = [line for line in result.stdout.splitlines() if line not in ("Segmentation fault", "Aborted")]
+            return result.returncode, lines, count, len(tries.readlines())
+
+
+def main():
+    winerun = sys.argv[1]
+    for arguments, variables, wanted in (
+            ((0, PASSED), {}, (0, [PASSED], 1, 0)),
+            ((1, PASSED), {}, (0, [PASSED], 2, 1)),
+            ((2, PASSED), {}, (139, [PASSED], 2, 1)),
+            ((1, "[ RUN      ] Suite.Test"), {}, (139, ["[ RUN      ] Suite.Test"], 1, 0)),
+            ((1, PASSED + "\n" + FAILED), {}, (139, [PASSED, FAILED], 1, 0)),
+            ((1, PASSED, "ABRT"), {}, (134, [PASSED], 1, 0)),
+            ((1, "main ran"), {}, (139, ["main ran"], 1, 0)),
+            ((1, "main ran"), {"TUZ_WINE_SUCCESS": "^main ran"}, (0, ["main ran"], 2, 1))):
+        found = run(winerun, *arguments, **variables)
+        assert found == wanted, (arguments, variables, found, wanted)
+
+
+main()

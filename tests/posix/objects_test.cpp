@@ -1,0 +1,106 @@
+// Where the objects live that all processes of a user share.
+
+#include "platform/posix/objects.cpp"
+
+#include "support/Environment.h"
+#include "support/Process.h"
+#include "support/TempFolder.h"
+#include "tuzutil/MUTEXSEM.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+
+namespace {
+
+// The native name of the folder that is opened; "" for none.
+std::string Opened() {
+    int const folder = posix::OpenObjectFolder();
+    if (folder < 0)
+        return "";
+    std::error_code error;
+    std::string const name = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), error).string();
+    ::close(folder);
+    return name;
+}
+
+std::string Resolved(TTempFolder const &folder, std::string const &relative) {
+    return (std::filesystem::canonical(folder.Native("")) / relative).string();
+}
+
+class ObjectFolder : public testing::Test {
+protected:
+    ObjectFolder() {
+        fRuntime.AddFolder("run");
+        ::chmod(fRuntime.Native("run").c_str(), 0700);
+    }
+
+    std::string Run() const { return fRuntime.Native("run").string(); }
+
+    TTempFolder fRuntime;
+    TEnvironment const fNone{"XDG_RUNTIME_DIR"};
+};
+
+} // namespace
+
+TEST_F(ObjectFolder, StandsInTheUsersRunTimeFolderForNobodyElse) {
+    TEnvironment const variable("XDG_RUNTIME_DIR", Run().c_str());
+    EXPECT_EQ(Opened(), Resolved(fRuntime, "run/tuzutil"));
+    struct stat status;
+    ASSERT_EQ(::stat((Run() + "/tuzutil").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0700u);
+    EXPECT_EQ(Opened(), Resolved(fRuntime, "run/tuzutil"));
+}
+
+TEST_F(ObjectFolder, StandsElsewhereWhereTheVariableNamesNoPrivateFolder) {
+    std::string const elsewhere = Opened();
+    EXPECT_NE(elsewhere, "");
+    EXPECT_EQ(elsewhere.find(Resolved(fRuntime, "")), std::string::npos);
+    std::filesystem::path const former = std::filesystem::current_path();
+    std::filesystem::current_path(fRuntime.Native(""));
+    for (std::string const &name : {std::string(), std::string("run"), Run() + "/none", std::string("/dev/null")}) {
+        TEnvironment const variable("XDG_RUNTIME_DIR", name.c_str());
+        EXPECT_EQ(Opened(), elsewhere) << name;
+    }
+    std::filesystem::current_path(former);
+    for (mode_t const mode : {0770u, 0707u, 0777u, 01777u}) { // others may put something in its place
+        ::chmod(Run().c_str(), mode);
+        TEnvironment const variable("XDG_RUNTIME_DIR", Run().c_str());
+        EXPECT_EQ(Opened(), elsewhere) << std::oct << mode;
+    }
+    EXPECT_FALSE(std::filesystem::exists(Run() + "/tuzutil"));
+    TEnvironment const variable("XDG_RUNTIME_DIR", ::geteuid() == 0 ? "/proc/self/fdinfo/../.." : "/");
+    EXPECT_EQ(Opened(), elsewhere); // nothing can be made there
+}
+
+TEST_F(ObjectFolder, IsRefusedWhereItIsALinkOrOpenToOthers) {
+    TEnvironment const variable("XDG_RUNTIME_DIR", Run().c_str());
+    std::filesystem::create_directory_symlink(fRuntime.Native(""), Run() + "/tuzutil");
+    EXPECT_EQ(Opened(), "");
+    std::filesystem::remove(Run() + "/tuzutil");
+    std::filesystem::create_directory(Run() + "/tuzutil");
+    ::chmod((Run() + "/tuzutil").c_str(), 0750);
+    EXPECT_EQ(Opened(), "");
+    EXPECT_EQ(errno, EACCES);
+}
+
+TEST_F(ObjectFolder, OfTwoProcessesIsTheSame) {
+    TEnvironment const variable("XDG_RUNTIME_DIR", Run().c_str());
+    std::string const held = fRuntime.Native("held").string();
+    std::string const release = fRuntime.Native("release").string();
+    TProcess holder("mutex_holder", {"objects.lock", held, release});
+    while (!std::filesystem::exists(held))
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    TMutexSemaphore lock("objects.lock");
+    {
+        TMutexSemaphoreEntry const entry(lock, 0);
+        EXPECT_EQ(entry.State(), TMutexSemaphore::TimedOut);
+    }
+    fRuntime.AddFile("release");
+    EXPECT_EQ(holder.Wait(), 0);
+    TMutexSemaphoreEntry const entry(lock, 0);
+    EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+}
