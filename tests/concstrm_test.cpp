@@ -212,6 +212,26 @@ TEST(ConcatStream, TenCharactersCanBePutBackInFrontOfAPiece) {
     EXPECT_EQ(line, "9876543210one");
 }
 
+TEST(ConcatStream, SteppingBackOverAPieceGivesWhatWasRead) {
+    std::istringstream first("To: x\n"), second(" y\nabcdefgh\n");
+    TiConcatStream in(1, first, second);
+    EXPECT_EQ(in.peek(), 'T');
+    EXPECT_FALSE(in.unget());
+    in.clear();
+    std::string line;
+    std::getline(in, line);
+    EXPECT_EQ(in.peek(), ' ');
+    EXPECT_TRUE(in.unget());
+    EXPECT_EQ(in.get(), '\n');
+    std::getline(in, line);
+    EXPECT_EQ(in.peek(), 'a');
+    std::string back; // ten characters of two pieces
+    for (int c = in.rdbuf()->sungetc(); c != fsEnd; c = in.rdbuf()->sungetc())
+        back.insert(back.begin(), static_cast<char>(c));
+    EXPECT_EQ(back, "o: x\r\n y\r\n");
+    EXPECT_EQ(support::ReadBytes(*in.rdbuf()), back + "abcdefgh\r\n");
+}
+
 TEST(ConcatStream, FailedSourceEndsTheWholeWithoutGoingOn) {
     std::istringstream first("a\n"), second("b\n");
     first.setstate(std::ios::failbit);

@@ -16,7 +16,8 @@
 // Failures:   none thrown; writing meets the end of file. An exception that a source lets through passes on.
 // Surprises:  a last line that a source does not end with LF is dropped. An empty line stays a bare LF, a line that
 //             ends in CR LF is not doubled. A line longer than the buffer size less 13 bytes comes in pieces. Ten
-//             characters, whichever, can be put back before a fresh piece.
+//             characters, whichever, can be put back before a fresh piece, and unget() steps back over the last ten
+//             that were read.
 
 #include "tuzutil/FILTSTRM.h"
 

@@ -17,7 +17,8 @@
 //             source or sink lets through passes on, and nothing that was read is lost by it.
 // Surprises:  CR is data. A piece is at most the reading area less 12 bytes and its LF: 10,229 bytes by default, 5,109
 //             where the stream also writes. Seeing the end of file right after a complete line counts one more line.
-//             Ten characters, whichever, can be put back before a fresh piece. The destructor does not flush.
+//             Ten characters, whichever, can be put back before a fresh piece, and unget() steps back over the last ten
+//             that were read. The destructor does not flush.
 
 #include "tuzutil/FILTSTRM.h"
 
