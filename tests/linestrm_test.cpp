@@ -234,6 +234,20 @@ TEST(LineStream, LastByteCanBeTakenBackAfterTheEnd) {
     EXPECT_EQ(in.rdbuf()->sbumpc(), fsEnd);
 }
 
+TEST(LineStream, ArrayBoundsALineThatAStringDoesNot) {
+    std::string const endless(100000, 'x');
+    std::istringstream source(endless);
+    TiLineStream in(&source);
+    char line[512];
+    EXPECT_FALSE(in.getline(line, sizeof line));
+    EXPECT_EQ(in.gcount(), 511);
+    EXPECT_FALSE(in.eof());
+    in.clear();
+    std::string rest;
+    std::getline(in, rest);
+    EXPECT_EQ(rest.size(), endless.size() - 511);
+}
+
 TEST(LineStream, WrittenBytesWaitUntilTheBufferIsFullOrFlushed) {
     support::TSplitSink sink;
     ToLineStream out(500, &sink);

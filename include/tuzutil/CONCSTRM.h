@@ -14,12 +14,13 @@
 // Ownership:  the list of sources is copied, the sources are borrowed and outlive the stream.
 // Threads:    one thread at a time.
 // Failures:   none thrown; writing meets the end of file. An exception that a source lets through passes on.
-// Surprises:  of a last line that a source does not end with LF nothing is delivered; or, if it is longer than a piece,
-//             its whole pieces, with what the next source begins with right behind them. An empty line stays a bare LF,
-//             a line that ends in CR LF is not doubled. SetWholeLines() delivers every line whole, with its line end.
-//             A piece is at most the buffer size less 13 bytes, and its line end. Ten characters, whichever, can be put
-//             back before a fresh piece, and unget() steps back over the last ten that were read. A source that cannot
-//             be read is told by its bad(), and ends the whole: what it gave of its last line is delivered.
+// Surprises:  of a last line that a source does not end with LF nothing is delivered; or, if it is longer than a
+//             piece, its whole pieces, with what the next source begins with right behind them. An empty line stays a
+//             bare LF, a line that ends in CR LF is not doubled. SetWholeLines() delivers every line whole, with its
+//             line end. A piece is at most the buffer size less 13 bytes, and its line end. Ten characters, whichever,
+//             can be put back before a fresh piece, and unget() steps back over the last ten that were read. A source
+//             that cannot be read is told by its bad(), and ends the whole: what it gave of its last line is
+//             delivered.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -60,7 +61,7 @@ private:
     std::unique_ptr<char[]> fStorage;
     bool fCrLf;
     bool fWholeLines = false;
-    char fLast = '\n'; // the byte delivered last
+    char fLast = '\n';         // the byte delivered last
     std::size_t fGathered = 0; // bytes of a piece that an exception of a source interrupted
 };
 

@@ -34,9 +34,8 @@
 //             end right after the move. It is the reader's: what was read ahead is read again after flush(), tellg()
 //             and WriteTo(). Until one of these, or a seek, writing goes on behind what was read ahead: seek between
 //             reading and writing. Offsets count both ways then. WriteTo() copies from the position on: seek to the
-//             start first.
-//             The test may look at the blocks and seek: where there is room at the place that it goes to, writing goes
-//             on there, and behind everything after the move. What it writes is asked about in its turn.
+//             start first. The test may look at the blocks and seek: where there is room at the place that it goes to,
+//             writing goes on there, and behind everything after the move. What it writes is asked about in its turn.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MEMSTRM.h"
