@@ -47,13 +47,25 @@ std::string Expected(std::vector<std::string> const &sources, bool crLf) {
     return all;
 }
 
+// With lines made whole: an unfinished last line gets its end, and every line end is CR LF if one is asked for.
+std::string ExpectedWhole(std::vector<std::string> const &sources, bool crLf) {
+    std::string all;
+    for (std::string const &source : sources) {
+        std::istringstream lines(source);
+        for (std::string line; std::getline(lines, line);)
+            all += line + (crLf && !line.ends_with('\r') ? "\r\n" : "\n");
+    }
+    return all;
+}
+
 std::string Read(std::vector<std::string> const &texts, bool crLf, unsigned long size = 1024,
-                 std::size_t split = support::fsAll) {
+                 std::size_t split = support::fsAll, bool whole = false) {
     std::deque<support::TSplitSource> sources;
     std::vector<std::istream *> pointers;
     for (std::string const &text : texts)
         pointers.push_back(&sources.emplace_back(text, split));
     TConcatStreamBuf buffer(crLf, size, pointers.data(), static_cast<unsigned long>(pointers.size()));
+    buffer.SetWholeLines(whole);
     std::string const all = support::ReadBytes(buffer);
     for (support::TSplitSource const &source : sources) {
         EXPECT_EQ(source.rdstate(), std::ios::eofbit);
@@ -89,6 +101,35 @@ TEST(ConcatStream, LastLineWithoutItsLineFeedIsDropped) {
     EXPECT_EQ(Read({"a\nlost", "b\n"}, true), "a\r\nb\r\n");
     EXPECT_EQ(Read({"lost", "b\n", "lost"}, false), "b\n");
     EXPECT_EQ(Read({"", "", "b\n", ""}, false), "b\n");
+}
+
+TEST(ConcatStream, WholeLinesAreDeliveredWithTheirLineEnds) {
+    std::istringstream header("Subject: x\n\n");
+    std::istringstream body("Hello");
+    std::istringstream rest("\nlast");
+    std::istream *sources[] = {&header, &body, &rest};
+    TiConcatStream message(1, sources, 3);
+    message.SetWholeLines(1);
+    EXPECT_EQ(support::ReadBytes(*message.rdbuf()), "Subject: x\r\n\r\nHello\r\n\r\nlast\r\n");
+    EXPECT_EQ(Read({"a", "", "b\r", "c\n", "\n"}, false, 1024, support::fsAll, true), "a\nb\r\nc\n\n");
+    EXPECT_EQ(Read({"a", "", "b\r", "c\r\n", "\r\n"}, true, 1024, support::fsAll, true), "a\r\nb\r\nc\r\n\r\n");
+}
+
+TEST(ConcatStream, LongLastLineIsWholeTooWhereverItsPiecesEnd) {
+    for (std::size_t length = 1000; length < 1030; ++length) {
+        for (char const *const end : {"", "\r", "\n", "\r\n"}) {
+            std::string const line(length, 'x');
+            EXPECT_EQ(Read({line + end, "b"}, true, 1024, support::fsAll, true), line + "\r\nb\r\n") << length;
+        }
+    }
+}
+
+TEST(ConcatStream, SourceThatCannotBeReadLeavesItsLineUnfinished) {
+    support::TSplitSource source("abc", 1, support::Failing::throws, 2);
+    TConcatStreamBuf buffer(1, source);
+    buffer.SetWholeLines(1);
+    EXPECT_EQ(support::ReadBytes(buffer), "ab");
+    EXPECT_TRUE(source.bad());
 }
 
 TEST(ConcatStream, NoSourcesGiveEndOfFileAtOnce) {
@@ -180,8 +221,13 @@ TEST(ConcatStream, EveryPairOfShortTextsReadsAsDescribedUnderEverySplit) {
     for (std::size_t const split : {std::size_t(0), std::size_t(1), std::size_t(2), std::size_t(3), support::fsAll}) {
         for (std::string const &first : texts) {
             for (std::string const &second : texts) {
-                for (bool const crLf : {false, true})
+                for (bool const crLf : {false, true}) {
                     ASSERT_EQ(Read({first, second}, crLf, 1024, split), Expected({first, second}, crLf));
+                    for (unsigned long const size : {1024ul, 14ul, 15ul}) {
+                        ASSERT_EQ(Read({first, second}, crLf, size, split, true), ExpectedWhole({first, second}, crLf))
+                            << size;
+                    }
+                }
             }
         }
     }
@@ -210,6 +256,26 @@ TEST(ConcatStream, TenCharactersCanBePutBackInFrontOfAPiece) {
     std::string line;
     std::getline(in, line);
     EXPECT_EQ(line, "9876543210one");
+}
+
+TEST(ConcatStream, SteppingBackOverAPieceGivesWhatWasRead) {
+    std::istringstream first("To: x\n"), second(" y\nabcdefgh\n");
+    TiConcatStream in(1, first, second);
+    EXPECT_EQ(in.peek(), 'T');
+    EXPECT_FALSE(in.unget());
+    in.clear();
+    std::string line;
+    std::getline(in, line);
+    EXPECT_EQ(in.peek(), ' ');
+    EXPECT_TRUE(in.unget());
+    EXPECT_EQ(in.get(), '\n');
+    std::getline(in, line);
+    EXPECT_EQ(in.peek(), 'a');
+    std::string back; // ten characters of two pieces
+    for (int c = in.rdbuf()->sungetc(); c != fsEnd; c = in.rdbuf()->sungetc())
+        back.insert(back.begin(), static_cast<char>(c));
+    EXPECT_EQ(back, "o: x\r\n y\r\n");
+    EXPECT_EQ(support::ReadBytes(*in.rdbuf()), back + "abcdefgh\r\n");
 }
 
 TEST(ConcatStream, FailedSourceEndsTheWholeWithoutGoingOn) {

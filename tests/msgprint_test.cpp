@@ -1,5 +1,6 @@
 // How messages print, against the printf of the platform and against literal texts.
 
+#include "support/CaptureTrace.h"
 #include "support/LocaleC.h"
 #include "support/Printf.h"
 #include "tuzutil/TRACE.h"
@@ -15,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -125,7 +127,7 @@ TEST(MessagePrint, UpperCaseFIsTheConversionF) {
 }
 
 TEST(MessagePrint, TextsAsThePlatformsPrintf) {
-    for (std::string const &prefix : Prefixes("-")) {
+    for (std::string const &prefix : Prefixes("-0")) {
         std::string const format = '[' + prefix + "s]";
         for (char const *const value : {"", "a", "abc", "a longer text than all widths that are used"}) {
             std::string const expected = RuntimePrintf(format.c_str(), value);
@@ -138,7 +140,7 @@ TEST(MessagePrint, TextsAsThePlatformsPrintf) {
 }
 
 TEST(MessagePrint, NullTextsAsThePlatformsPrintf) {
-    for (std::string const &prefix : Prefixes("-")) {
+    for (std::string const &prefix : Prefixes("-0")) {
         std::string const format = '[' + prefix + "s]";
         std::string const expected = RuntimePrintf(format.c_str(), static_cast<char const *>(nullptr));
         ASSERT_EQ(Print(format, TagVar(TagVar::string)), expected) << format; // owns no text
@@ -151,7 +153,7 @@ TEST(MessagePrint, NullTextsAsThePlatformsPrintf) {
 }
 
 TEST(MessagePrint, CharactersAsThePlatformsPrintf) {
-    for (char const *const format : {"[%c]", "[%5c]", "[%-5c]", "[%hc]", "[%lc]"}) {
+    for (char const *const format : {"[%c]", "[%5c]", "[%-5c]", "[%05c]", "[%-05c]", "[%hc]", "[%lc]"}) {
         for (int const value : {'a', 'Z', '~', ' '}) {
             std::string const expected = RuntimePrintf(format, value);
             EXPECT_EQ(Print(format, value), expected);
@@ -365,17 +367,87 @@ TEST(MessagePrint, LargestRealsAreWhole) {
     EXPECT_EQ(Print("%+#.100f|", -DBL_MAX), RuntimePrintf("%+#.100f|", -DBL_MAX));
 }
 
-TEST(MessagePrint, TextIsBoundedWhateverTheFormat) {
+// 256 KiB, and 16 bytes for each byte of the format and of the arguments' texts and 32 for each argument.
+TEST(MessagePrint, TextIsBoundedByWhatItIsMadeOf) {
     std::string format;
     for (int i = 0; i < 5000; ++i)
         format += "%1$99999d";
-    EXPECT_EQ(Print(format, 5).size(), 0x1000000u);
-    EXPECT_EQ(PrintWide(Wide(format), 5).size(), 0x800000u);
-    std::string const large(0x100000, 'x');
+    EXPECT_EQ(Print(format, 5).size(), 0x40000u + 16 * (45000 + 32));
     std::string repeated;
     for (int i = 0; i < 100; ++i)
         repeated += "%1$s";
-    EXPECT_EQ(Print(repeated, TString(large.c_str())), std::string(0x1000000, 'x'));
+    EXPECT_EQ(Print(repeated, TString(std::string(10000, 'x').c_str())),
+              std::string(0x40000 + 16 * (400 + 10000 + 32), 'x'));
+    EXPECT_EQ(Print(repeated, TString(std::string(0x100000, 'x').c_str())), std::string(0x1000000, 'x'));
+}
+
+TEST(MessagePrint, LongArgumentsAreWhole) {
+    std::string const large(0x1800000, 'x');
+    EXPECT_EQ(Print("[%s%s]", large.c_str(), large.c_str()), '[' + large + large + ']');
+    EXPECT_EQ(PrintWide(u"[%s]", large.c_str()), Wide('[' + large + ']'));
+}
+
+TEST(MessagePrint, NumbersAsLongAsTheyCanBeAreWhole) {
+    std::string format;
+    std::string expected;
+    std::vector<TagVar> values(2000, TagVar(-DBL_MAX));
+    std::vector<TagVar const *> pointers;
+    for (TagVar const &value : values) {
+        format += "%f";
+        expected += RuntimePrintf("%f", -DBL_MAX);
+        pointers.push_back(&value);
+    }
+    pointers.push_back(nullptr);
+    EXPECT_EQ(Print(format, pointers.data()), expected);
+}
+
+// The conversions behind a full text are looked at no more: the second text is reported as no number, the last is not.
+TEST(MessagePrint, FormattingEndsWhenTheTextIsFull) {
+    std::string format = "%2$d";
+    for (int i = 0; i < 200; ++i)
+        format += "%1$65536d";
+    TCapture capture(TTrace::warning);
+    EXPECT_EQ(Print(format + "%3$d", 5, "x", "y").size(), 0x40000u + 16 * (format.size() + 4 + 3 * 32 + 2));
+    EXPECT_EQ(capture.Entries().size(), 1u);
+}
+
+// Digits that are left out again cost nothing: a million of them for each of these would take minutes.
+TEST(MessagePrint, PrecisionThatShowsNothingCostsNothing) {
+    std::string format;
+    std::string expected;
+    for (int i = 0; i < 20000; ++i) {
+        format += "%1$.65536g ";
+        expected += "0.5 ";
+    }
+    auto const begin = std::clock();
+    EXPECT_EQ(Print(format, 0.5), expected);
+    EXPECT_LT(std::clock() - begin, 5 * CLOCKS_PER_SEC);
+    EXPECT_EQ(Print("%.65536g", 0.1), RuntimePrintf("%.900g", 0.1));
+    EXPECT_EQ(Print("%.65536G", DBL_TRUE_MIN), RuntimePrintf("%.900G", DBL_TRUE_MIN));
+}
+
+// Room for a wide text: that of its format, and of each value as the rewriting reckons it.
+TEST(MessagePrint, WideTextThatDoesNotFitKeepsOneCharacter) {
+    EXPECT_EQ(PrintWide(u"%f", 1e41), u"1");
+    EXPECT_EQ(PrintWide(u"total %f", DBL_MAX), u"t");
+    EXPECT_EQ(PrintWide(u"%.*d", 100, 5), Wide(std::string(99, '0') + '5'));
+    EXPECT_EQ(PrintWide(u"%*d", -100, 5), u"5");
+    EXPECT_EQ(PrintWide(u"%*d", 100, 5), Wide(std::string(99, ' ') + '5'));
+    EXPECT_EQ(PrintWide(u"%s", TagVar(nullptr)), u"("); // "(null)", which is reckoned at nothing
+    EXPECT_EQ(PrintWide(u"%s", 5), u"(null)");
+    EXPECT_EQ(Print("%f", DBL_MAX), RuntimePrintf("%f", DBL_MAX)); // narrow texts are whole
+}
+
+TEST(MessagePrint, WideTextMayFillAllThatIsReckoned) {
+    TString out;
+    TTextMessage::CharP block;
+    for (int const digits : {32, 33, 34, 35, 36, 37}) { // and seven characters for the point and what follows it
+        double const value = std::pow(10, digits);
+        TTextMessage const message(u"%f", value);
+        unsigned long const size = message.ValidateArgsW(TString(u"%f"), out, block);
+        std::string const narrow = RuntimePrintf("%f", value);
+        EXPECT_EQ(PrintWide(u"%f", value), Wide(narrow.size() <= size ? narrow : narrow.substr(0, 1))) << digits;
+    }
 }
 
 TEST(MessagePrint, LongTextsAreWhole) {

@@ -193,8 +193,8 @@ TEST(TempStream, FileOffsetsCountBothWays) {
     buf.sputn("0123456789", 10);
     EXPECT_EQ(Seek(buf, -3, ios_base::end), 7);
     EXPECT_EQ(buf.sbumpc(), '7');
-    EXPECT_EQ(Seek(buf, 0, ios_base::cur), 10); // behind what was read ahead
-    EXPECT_EQ(Seek(buf, -4, ios_base::cur), 6);
+    EXPECT_EQ(Seek(buf, 0, ios_base::cur), 8); // whatever was read ahead
+    EXPECT_EQ(Seek(buf, -2, ios_base::cur), 6);
     EXPECT_EQ(std::streamoff(buf.pubseekpos(2)), 2);
     EXPECT_EQ(buf.sgetc(), '2');
     EXPECT_EQ(Seek(buf, -1, ios_base::beg), -1);
@@ -227,6 +227,56 @@ TEST(TempStream, FlushesAsAStream) {
     stream.seekg(0);
     stream >> text;
     EXPECT_EQ(text, "abcdef");
+}
+
+TEST(TempStream, ReaderInTheFileLosesNothingToWhatEmptiesTheBuffers) {
+    std::string text;
+    for (int i = 0; i < 3000; ++i)
+        text += "line " + std::to_string(i) + '\n';
+    struct Row {
+        char const *name;
+        std::function<void(TTempStream &)> act;
+    };
+    Row const rows[] = {
+        {"flush", [](TTempStream &stream) { stream.flush(); }},
+        {"tellg", [](TTempStream &stream) { stream.tellg(); }},
+        {"seek by nothing", [](TTempStream &stream) { stream.seekg(0, ios_base::cur); }},
+        {"a tied stream's read",
+         [](TTempStream &stream) {
+             std::istringstream other("x");
+             other.tie(&stream);
+             other.get();
+         }},
+        {"WriteTo", [](TTempStream &stream) { Copied(*stream.rdbuf()); }},
+    };
+    for (Row const &row : rows) {
+        TTempStream stream("x", Always());
+        stream << text;
+        stream.seekg(0);
+        std::string read;
+        for (std::string line; std::getline(stream, line);) {
+            read += line + '\n';
+            row.act(stream);
+        }
+        EXPECT_EQ(read, text) << row.name;
+    }
+}
+
+TEST(TempStream, PositionInTheFileIsTheReaders) {
+    TTempStream stream("x", Always());
+    stream << "line 0\nline 1\nline 2\n";
+    stream.seekg(0);
+    std::string line;
+    std::getline(stream, line);
+    EXPECT_EQ(std::streamoff(stream.tellg()), 7);
+    EXPECT_EQ(Copied(*stream.rdbuf()), "line 1\nline 2\n");
+    EXPECT_EQ(std::streamoff(stream.tellg()), 7);
+    std::getline(stream, line);
+    EXPECT_EQ(line, "line 1");
+    stream << std::flush << "LINE" << std::flush; // where the reader stands
+    EXPECT_EQ(std::streamoff(stream.tellg()), 18);
+    stream.seekg(0);
+    EXPECT_EQ(ReadAll(*stream.rdbuf()), "line 0\nline 1\nLINE 2\n");
 }
 
 TEST(TempStream, IsNotWrittenToItself) {

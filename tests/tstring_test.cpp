@@ -43,8 +43,8 @@ TEST(TString, Example) {
     std::ostringstream out;
     TString line("RETR 17");
     unsigned int blank = line.indexOf(' ');
-    TString verb = line.subString(1, blank - 1);
-    TString number = line.subString(blank + 1);
+    TString verb = blank ? line.subString(1, blank - 1) : line;
+    TString number = blank ? line.subString(blank + 1) : TString();
     if (verb == "RETR" && number.isDigits())
         out << number.asInt() << '\n';
     EXPECT_EQ(out.str(), "17\n");
@@ -312,6 +312,24 @@ TEST(TString, AnImpossibleLengthThrowsOutOfMemory) {
     ExpectThrows<TOutOfMemory>(tooLong, [&] { text[0xFFFFFFFFu] = 'x'; });
     ExpectThrows<TOutOfMemory>(tooLong, [&] { text[0xFFFFFFF0u] = 'x'; });
     ExpectThrows<TOutOfMemory>(tooLong, [] { TString(nullptr, 0xFFFFFFFFu, 'x'); });
+    EXPECT_EQ(Bytes(text), "abc");
+}
+
+// Nobody asks for a gibibyte more than there is; what a subtraction made of 0 does.
+TEST(TString, CountThatCannotBeMeantIsRefusedBeforeMemoryIsTaken) {
+    constexpr unsigned int gibibyte = 1u << 30;
+    TString text("abc");
+    unsigned int const blank = text.indexOf(' ');
+    ExpectThrows<TInvalidRequest>(fsBadTruncate, [&] { text.subString(1, blank - 1); });
+    ExpectThrows<TInvalidRequest>(fsBadTruncate, [&] { text.subString(1, gibibyte + 4); });
+    ExpectThrows<TInvalidRequest>(fsBadTruncate, [] { fsNull.subString(1, gibibyte + 1); });
+    ExpectThrows<TInvalidRequest>(fsBadTruncate, [&] { text.subString(0, gibibyte + 4); });
+    TExpectedFailure const badIndex{"Bad index value for this String", fsFile};
+    ExpectThrows<TInvalidRequest>(badIndex, [&] { text[gibibyte + 4] = 'x'; });
+    ExpectThrows<TInvalidRequest>(badIndex, [&] { text[0xFFFFFFEFu] = 'x'; });
+    TExpectedFailure const badCount{"Bad count for this String", fsFile};
+    ExpectThrows<TInvalidRequest>(badCount, [] { TString(nullptr, gibibyte + 1, 'x'); });
+    ExpectThrows<TInvalidRequest>(badCount, [] { TString(nullptr, 0xFFFFFFEFu, 'x'); });
     EXPECT_EQ(Bytes(text), "abc");
 }
 

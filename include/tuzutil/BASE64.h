@@ -10,9 +10,11 @@
 // Ownership:  arguments are only read; results are new strings without flags.
 // Threads:    any; there is no shared state.
 // Failures:   TOutOfMemory where there is no memory for the result. Malformed input gives garbage, never an error.
-// Surprises:  Encode ends a line with LF (no CR) after every 18 groups of four characters, counting a padded last
-//             group: 52, 53 and 54 bytes all give 72 characters and LF. Decode is for text only: its result ends
-//             before the first zero byte. Nothing in gives a nil string out, also for a null string.
+// Surprises:  characters outside the alphabet are not skipped, as RFC 2045 asks, but taken for the value 255: they
+//             give wrong bytes there and shift what follows. Remove them first where they may occur. Encode ends a
+//             line with LF (no CR) after every 18 groups of four characters, counting a padded last group: 52, 53 and
+//             54 bytes all give 72 characters and LF. Decode is for text only: its result ends before the first zero
+//             byte. Nothing in gives a nil string out, also for a null string.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"

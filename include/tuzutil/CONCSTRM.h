@@ -15,9 +15,13 @@
 // Threads:    one thread at a time.
 // Failures:   the stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
 //             writing meets the end of file. An exception that a source lets through passes on.
-// Surprises:  a last line that a source does not end with LF is dropped. An empty line stays a bare LF, a line that
-//             ends in CR LF is not doubled. A line longer than the buffer size less 13 bytes comes in pieces. Ten
-//             characters, whichever, can be put back before a fresh piece.
+// Surprises:  of a last line that a source does not end with LF nothing is delivered; or, if it is longer than a
+//             piece, its whole pieces, with what the next source begins with right behind them. An empty line stays a
+//             bare LF, a line that ends in CR LF is not doubled. SetWholeLines() delivers every line whole, with its
+//             line end. A piece is at most the buffer size less 13 bytes, and its line end. Ten characters, whichever,
+//             can be put back before a fresh piece, and unget() steps back over the last ten that were read. A source
+//             that cannot be read is told by its bad(), and ends the whole: what it gave of its last line is
+//             delivered.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -37,6 +41,9 @@ public:
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TConcatStreamBuf() override;
 
+    // Not 0: a last line that a source does not end gets its line end, and with CR LF an empty line is CR LF too.
+    void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
+
 protected:
     int doallocate() override; // -1 where no memory can be had
     int_type pbackfail(int_type c) override;
@@ -54,6 +61,8 @@ private:
     std::uint32_t fBufferSize;
     std::unique_ptr<char[]> fStorage;
     bool fCrLf;
+    bool fWholeLines = false;
+    char fLast = '\n';         // the byte delivered last
     std::size_t fGathered = 0; // bytes of a piece that an exception of a source interrupted
 };
 
@@ -68,6 +77,7 @@ public:
     ~TiConcatStream() override;
 
     TConcatStreamBuf *rdbuf() { return &fBuf; }
+    void SetWholeLines(int on) noexcept { fBuf.SetWholeLines(on); }
 
 private:
     void Start();

@@ -25,11 +25,15 @@
 //             stream that is tied to this one) it is that stream which goes bad. A failing source or sink shows in
 //             its own state; one that is no longer good gets the fail bit instead of bytes.
 // Surprises:  reading ends a line at CR LF only, writing at any LF, so that no other end-of-data is ever taken or made
-//             by mistake: "a\n.b" comes back as "a\n..b". The caller ends the last line before WriteTermination(), and
-//             gives a sink that changes no line ends (std::ios::binary). The destructor neither flushes nor ends the
-//             body. An empty line for the lines limit is one below 3 bytes: "x\n" also counts. A source that ended
-//             at the start of a line, and goes on after a clear(), goes on inside that line. With std::unitbuf set
-//             while bytes wait, "Lines" comes with the next write.
+//             by mistake: "a\n.b" comes back as "a\n..b". A bare CR passes both ways as it is; a caller whose bodies
+//             are not its own makes line ends of it, for others may take it for one. At the end of a body that was
+//             whole, source.good() is true; false: the body was cut, with whatever was read of it. WriteTermination()
+//             after an unfinished line makes ".\r\n" part of that line, and the other side waits on: the caller ends
+//             the last line, and gives a sink that changes no line ends (std::ios::binary). std::getline() into a
+//             std::string takes a line of any length: where others write them, read with a bound. The destructor
+//             neither flushes nor ends the body. An empty line for the lines limit is one below 3 bytes: "x\n" also
+//             counts. A source that ended at the start of a line, and goes on after a clear(), goes on inside that
+//             line. With std::unitbuf set while bytes wait, "Lines" comes with the next write.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"

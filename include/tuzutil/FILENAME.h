@@ -14,10 +14,12 @@
 // Threads:    as TString: one thread at a time.
 // Failures:   TOutOfMemory; TInvalidParameter "Backslash in a native name" from FromNative(), on Linux, where such a
 //             name would become that of another file. What has no counterpart in the other encoding becomes "?".
-// Surprises:  parts are split at backslashes only; FixDelim() turns slashes into them. A byte 0x5C counts as a
-//             delimiter also inside a double-byte character. A colon makes a drive wherever it stands. Converting a
-//             nil name gives one zero character, a null name "(null)". As a value or an argument of a message, pass
-//             QueryNameLocal(): both its class and its base offer a conversion, and strict compilers warn.
+// Surprises:  an empty folder is none: joined with "inbox" it gives "\inbox", in the root, and not "inbox"; so does a
+//             QueryPath() of a name without a delimiter. Parts are split at backslashes only; FixDelim() turns slashes
+//             into them. A byte 0x5C counts as a delimiter also inside a double-byte character. A colon makes a drive
+//             wherever it stands. Converting a nil name gives one zero character, a null name asked for as 16-bit text
+//             "(", the first character of "(null)". As a value or an argument of a message, pass QueryNameLocal():
+//             both its class and its base offer a conversion, and strict compilers warn.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"

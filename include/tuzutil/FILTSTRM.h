@@ -55,7 +55,8 @@ protected:
     // For pbackfail(): stores any character while there is room, not only the one read last.
     int_type PutBack(int_type c) noexcept;
 
-    // Bytes to be read, with room for putting back from `back` on.
+    // Bytes to be read, with room from `back` on for the bytes read before them, as many as fsPutBackRoom, and for what
+    // is put back.
     struct TPiece {
         char *back;
         char *begin;
@@ -66,8 +67,7 @@ protected:
     // Called on first use. 0: memory stands, SetPutArea() has been called if this buffer writes; otherwise -1.
     virtual int doallocate() = 0;
 
-    // Memory for the areas; null where there is none. The first bytes are zero: what is stepped back into before
-    // anything was put there. REQUIRES: size is at least fsPutBackRoom.
+    // Memory for the areas; null where there is none.
     static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
     void SetPutArea(char *begin, char *end) noexcept; // empty, and closed if both are null
     void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
@@ -88,6 +88,7 @@ private:
 
     TStreamControl fControl;
     std::exception_ptr fKept;
+    char *fBack = nullptr; // how far back characters can be put, while there is a get area
     char *fPutBegin = nullptr;
     char *fPutEnd = nullptr;
 };

@@ -16,9 +16,12 @@
 // Failures:   the stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit.
 //             Without a source or sink, reading or writing meets the end of file. An exception that the source or sink
 //             lets through passes on, and nothing that was read is lost by it.
-// Surprises:  CR is data. A piece is at most the reading area less 12 bytes and its LF: 10,229 bytes by default, 5,109
-//             where the stream also writes. Seeing the end of file right after a complete line counts one more line.
-//             Ten characters, whichever, can be put back before a fresh piece. The destructor does not flush.
+// Surprises:  CR is data. Pieces are bounded, lines are not: std::getline() into a std::string takes as many bytes as
+//             the other side sends before its LF. Where that is a stranger, read with istream::getline(array, size),
+//             which fails on a longer line. A piece is at most the reading area less 12 bytes and its LF: 10,229 bytes
+//             by default, 5,109 where the stream also writes. Seeing the end of file right after a complete line
+//             counts one more line. Ten characters, whichever, can be put back before a fresh piece, and unget() steps
+//             back over the last ten that were read. The destructor does not flush.
 
 #include "tuzutil/FILTSTRM.h"
 

@@ -32,11 +32,11 @@
 //             traced at level "er", and so is one that was. To a reader a file that fails looks like its end;
 //             WriteTo() then sets the fail bit of its target.
 // Surprises:  as TMemStream until the file; from then on reading and writing share one position, which stands at the
-//             end right after the move, and moves on by as much as is read ahead: seek between reading and writing.
-//             Seeking drops what was read ahead, so a position told by tellg() lies behind that. Offsets count both
-//             ways then. WriteTo() copies from the position on: seek to the start first.
-//             The test may look at the blocks and seek: where there is room at the place that it goes to, writing goes
-//             on there, and behind everything after the move. What it writes is asked about in its turn.
+//             end right after the move. It is the reader's: what was read ahead is read again after flush(), tellg()
+//             and WriteTo(). Until one of these, or a seek, writing goes on behind what was read ahead: seek between
+//             reading and writing. Offsets count both ways then. WriteTo() copies from the position on: seek to the
+//             start first. The test may look at the blocks and seek: where there is room at the place that it goes to,
+//             writing goes on there, and behind everything after the move. What it writes is asked about in its turn.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MEMSTRM.h"

@@ -6,8 +6,8 @@
 // Example:
 //     TString line("RETR 17");
 //     unsigned int blank = line.indexOf(' ');           // 5: positions are 1-based, 0 means "not found"
-//     TString verb = line.subString(1, blank - 1);      // "RETR"
-//     TString number = line.subString(blank + 1);       // "17"
+//     TString verb = blank ? line.subString(1, blank - 1) : line;     // "RETR"
+//     TString number = blank ? line.subString(blank + 1) : TString(); // "17"
 //     if (verb == "RETR" && number.isDigits())
 //         std::cout << number.asInt() << '\n';          // 17
 //
@@ -15,9 +15,10 @@
 //             ends with the buffer.
 // Threads:    none. The count is a plain integer: a string and all that share its buffer belong to one thread at a
 //             time. To hand text to another thread, copy it: TString(s, s.length(), ' ').
-// Failures:   TInvalidRequest (ID 1, recoverable) for a position that is a programming error; TOutOfMemory where no
-//             buffer of the size can be had or a text would reach 0xFFFFFFF0 bytes. Everything else answers 0, a null
-//             string, or leaves the string alone.
+// Failures:   TInvalidRequest (ID 1, recoverable) for a position that is a programming error, and for a count that can
+//             only come of one (indexOf() - 1 if nothing was found): more than 1 GiB of bytes that the caller does not
+//             give, refused before memory is taken. TOutOfMemory where no buffer of the size can be had or a text would
+//             reach 0xFFFFFFF0 bytes. Everything else answers 0, a null string, or leaves the string alone.
 // Surprises:  a null string (no buffer) is not a nil string (empty buffer), and nil.isEqual(null) is true while
 //             null.isEqual(nil) is false. Writing through operator[] within bounds, a pointer or Wipe() changes every
 //             string that shares the buffer: call MakeUnique() first. Lengths and positions count bytes, also of
@@ -63,7 +64,8 @@ public:
 #if defined(__cpp_char8_t)
     TString(char8_t const *text) : TString(reinterpret_cast<char const *>(text)) {}
 #endif
-    // Exactly `count` bytes: copied from `bytes` (zero bytes included), or `count` times `fill` when `bytes` is null.
+    // Exactly `count` bytes: copied from `bytes` (zero bytes included), or `count` times `fill` when `bytes` is null;
+    // then more than 1 GiB throws "Bad count for this String".
     TString(void const *bytes, unsigned int count, char fill);
     TString(long number); // decimal text, independent of the locale
     TString(unsigned long number);
@@ -138,7 +140,7 @@ public:
     // The byte at a position 1..length(); otherwise "Bad index value for this String".
     char operator[](unsigned int position) const;
     // The same for writing, without copying a shared buffer. A position beyond the end grows the string to exactly
-    // that many bytes, the new ones zero; only position 0 throws.
+    // that many bytes, the new ones zero; position 0, or one more than 1 GiB beyond the end, throws as above.
     char &operator[](unsigned int position);
     // Any other integer or enumeration; a negative position throws.
     template <typename I, typename = IfPosition<I>>
@@ -164,7 +166,8 @@ public:
 
     // From `start` to the end; null where `start` lies beyond it; 0 throws "Bad value to truncate this String".
     TString subString(unsigned int start) const;
-    // Exactly `count` bytes from `start` on, what is missing padded with `fill`; 0 throws as above.
+    // Exactly `count` bytes from `start` on, what is missing padded with `fill`; 0 throws as above, and so does a
+    // count above length() plus 1 GiB.
     TString subString(unsigned int start, unsigned int count, char fill = ' ') const;
     // Truncates: keeps the bytes before `start`; beyond the end: no change; 0 throws as above.
     TString &remove(unsigned int start);

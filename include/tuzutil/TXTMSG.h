@@ -14,11 +14,20 @@
 //             a bad width prints zero or a null string; a store that throws has no text. Only operator[] throws,
 //             TInvalidParameter "Out of Range" (ID 1, recoverable), and copying an argument of a kind that does not
 //             exist.
+// Formats:    d i o u x X c s S p f F e E g G n, with the flags "-", "+", " ", "#", "0", a width and a precision, of an
+//             argument too ("*", "*2$"), and one of h, l, L. S takes a text in 16-bit formats only. n stores nothing:
+//             it prints as an unknown conversion does, with "?" as its character. Every other conversion is unknown:
+//             its character is literal text and it takes no argument, so that in "%zu %s" and "%lld %s" the %s takes
+//             the first argument, the number, and prints "(null)". Write %u and %d: integers have 32 bits.
+// Bounds:     widths and precisions count up to 64 Ki. What is received is the format, the arguments' texts, and 32
+//             bytes for each argument. The text may have 256 KiB more than 16 times that, up to 16 MiB, or 4 times that
+//             if it is more. What comes after that is dropped, and neither formatted nor reported. A 16-bit text that
+//             needs more characters than ValidateArgsW() returns keeps its first one.
 // Surprises:  once formatted the text stays, whatever SetArgs() does; a copy formats afresh. A text that comes out
 //             empty is one zero character. A 16-bit default text comes back from a stream as its bytes, for the form
-//             there tells no kind. Widths and precisions count up to 64 Ki, a text up to 16 MiB. Where an argument
-//             list is passed by pointers, nil ends it like fsEndOfArgs. What no printf knows prints as the platform's
-//             own prints it; %n never stores anything; %p is always 8 upper-case digits, 16 where pointers are longer.
+//             there tells no kind. Where an argument list is passed by pointers, nil ends it like fsEndOfArgs. An
+//             unknown conversion prints as the platform's own printf prints it; %p is always 8 upper-case digits, 16
+//             where pointers are longer. On Windows the flag "0" fills texts and characters with zeros too.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"

@@ -101,9 +101,10 @@ bool PostEvent(void *event) noexcept; // wakes all that wait
 
 // Where the runtimes' printf families differ.
 struct TPrintfHabits {
-    bool keepsUnknown; // an unknown conversion prints with all its parts, and not just with its character
-    bool cutsNullText; // "(null)" is cut by a precision, and not left out where it would be
-    bool knowsUpperF;  // the conversion F exists
+    bool keepsUnknown;    // an unknown conversion prints with all its parts, and not just with its character
+    bool cutsNullText;    // "(null)" is cut by a precision, and not left out where it would be
+    bool knowsUpperF;     // the conversion F exists
+    bool zerosBeforeText; // flag "0" fills up texts and characters too
 };
 extern TPrintfHabits const printfHabits;
 

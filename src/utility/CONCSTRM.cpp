@@ -59,19 +59,29 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
         fBufferSize - fsPutBackRoom - 3; // CR, LF and, in memory of the classic reader, a terminator
 
     sourcerd::Stop stop = sourcerd::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
+    bool lineEnds = false;
     while (fSources[fCurrent]->eof()) {
+        bool const isUnfinished = fGathered != 0 || fLast != '\n';
+        if (fWholeLines && isUnfinished) {
+            lineEnds = true;
+            break;
+        }
         fGathered = 0; // a line without its end does not count
         if (++fCurrent == fSources.size())
             return {nullptr, nullptr, nullptr}; // a line that does not count may stand where the last piece stood
         stop = sourcerd::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
-    bool const lineEnds = sourcerd::TakeLineFeed(*fSources[fCurrent], stop);
+    if (!lineEnds)
+        lineEnds = sourcerd::TakeLineFeed(*fSources[fCurrent], stop);
     std::size_t count = std::exchange(fGathered, 0);
     if (lineEnds) {
-        if (fCrLf && count != 0 && piece[count - 1] != '\r')
+        bool const lacksCr = count != 0 ? piece[count - 1] != '\r' : fWholeLines && fLast != '\r';
+        if (fCrLf && lacksCr)
             piece[count++] = '\r';
         piece[count++] = '\n';
     }
+    if (count != 0)
+        fLast = piece[count - 1];
     return {back, piece, piece + count};
 }
 

@@ -3,6 +3,7 @@
 #include "utility/NOCANCEL.h"
 #include "utility/STRMFAIL.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -23,6 +24,9 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         char *const back = eback();
         char *const end = egptr();
         setg(nullptr, nullptr, nullptr);
+        char read[fsPutBackRoom];
+        std::size_t const count = std::min(static_cast<std::size_t>(end - back), fsPutBackRoom);
+        std::copy_n(end - count, count, read);
         TPiece const piece = ReadPiece();
         if (piece.begin == piece.end) {
             // What was read before can be put back as long as nothing took its place.
@@ -30,16 +34,21 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
                 setg(back, end, end);
             return traits_type::eof();
         }
-        setg(piece.back, piece.begin, piece.end);
+        // The bytes read last stand in front of the new ones; further room takes only what is put back.
+        std::size_t const kept = std::min(count, static_cast<std::size_t>(piece.begin - piece.back));
+        std::copy_n(read + (count - kept), kept, piece.begin - kept);
+        fBack = piece.back;
+        setg(piece.begin - kept, piece.begin, piece.end);
         return traits_type::to_int_type(*gptr());
     });
 }
 
 std::streambuf::int_type TFilterStreamBuf::PutBack(int_type c) noexcept {
-    if (gptr() == eback() || traits_type::eq_int_type(c, traits_type::eof()))
+    if (!gptr() || gptr() == fBack || traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::eof();
-    gbump(-1);
-    *gptr() = traits_type::to_char_type(c);
+    char *const at = gptr() - 1;
+    *at = traits_type::to_char_type(c);
+    setg(std::min(eback(), at), at, egptr());
     return c;
 }
 
@@ -119,10 +128,7 @@ bool TFilterStreamBuf::FlushPutArea() {
 }
 
 std::unique_ptr<char[]> TFilterStreamBuf::NewStorage(std::size_t size) noexcept {
-    std::unique_ptr<char[]> storage(new (std::nothrow) char[size]);
-    if (storage)
-        std::memset(storage.get(), 0, fsPutBackRoom);
-    return storage;
+    return std::unique_ptr<char[]>(new (std::nothrow) char[size]);
 }
 
 void TFilterStreamBuf::SetPutArea(char *begin, char *end) noexcept {

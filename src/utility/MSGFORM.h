@@ -59,6 +59,8 @@ inline constexpr TConversionRow fsConversionRows[] = {
     {"n", TConversion::storesCount, 0},
 };
 
+inline constexpr std::int64_t fsCountSize = 20; // the least that a width is reckoned at, and a number
+
 inline constexpr auto fsConversions = [] {
     std::array<TConversion, 128> table{};
     for (TConversionRow const &row : fsConversionRows) {
@@ -241,11 +243,12 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
     return from;
 }
 
-// Hands a format's pieces in order to `user`: Literal(begin, end), Percent() for a doubled one, Convert(directive).
+// Hands a format's pieces in order to `user`: Literal(begin, end), Percent() for a doubled one, Convert(directive);
+// until IsFull() says that it takes no more.
 template <typename Char, typename User>
 void WalkFormat(TFormatText<Char> const &format, User &user) {
     std::uint32_t running = 1;
-    for (Char const *at = format.begin;;) {
+    for (Char const *at = format.begin; !user.IsFull();) {
         Char const *const percent = FindSpecial(at, format.end);
         if (percent != at)
             user.Literal(at, percent);
@@ -273,6 +276,15 @@ struct TCount {
     std::int64_t amount = 0;
 
     std::int32_t Int() const noexcept { return static_cast<std::int32_t>(amount); } // as printf takes it
+
+    // The characters that it is reckoned at. A precision from an argument has no least size.
+    std::int64_t Size(bool isWidth) const noexcept {
+        if (isMismatch)
+            return fsCountSize;
+        if (!isPresent)
+            return 0;
+        return isWidth || !isArgument ? std::max(amount, fsCountSize) : amount;
+    }
 };
 
 inline bool IsWord(TagVar const *value) noexcept {
@@ -332,6 +344,18 @@ TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments 
         return value;
     arguments.faults.Report(TMessageFaults::badValue, static_cast<char>(directive.character), directive.argument);
     return nullptr;
+}
+
+// The characters that a conversion is reckoned at, with the value that ResolveValue() found.
+template <typename Char>
+std::int64_t ValueSize(TConversion conversion, TagVar const *value) noexcept {
+    bool const isText = conversion == TConversion::text || (sizeof(Char) != 1 && conversion == TConversion::otherText);
+    if (!isText)
+        return fsConversionSizes[static_cast<std::size_t>(conversion)];
+    if (!value)
+        return fsCountSize;
+    TString const *const text = TagVarAccess::Text(*value);
+    return text ? text->length() / (sizeof(Char) != 1 && IsWide(value) ? 2 : 1) : 0;
 }
 
 #endif

@@ -17,15 +17,39 @@ namespace {
 
 using TWide = unsigned short;
 
-constexpr std::size_t fsLongestField = 0x10000;  // characters of a width or a precision that count
-constexpr std::size_t fsLongestText = 0x1000000; // bytes; what comes later is dropped
-constexpr std::size_t fsRealDigits = 330;        // more than any real has before its point, with sign and exponent
+constexpr std::size_t fsLongestField = 0x10000; // characters of a width or a precision that count
+constexpr std::size_t fsRealDigits = 330;       // more than any real has before its point, with sign and exponent
+constexpr int fsSignificantDigits = 1100;       // more than any real has, before and behind its point
 
-// A text that grows on the stack first. Beyond its limit it takes no more.
+// What a format and its arguments may make, in bytes. Few bytes from another machine must not become many: neither by
+// widths and precisions nor by a long argument that is used again and again.
+constexpr std::uint64_t fsAlwaysRoom = 0x40000;
+constexpr std::uint64_t fsRoomPerByte = 16;
+constexpr std::uint64_t fsManyBytes = 0x1000000; // beyond it, less room per byte
+constexpr std::uint64_t fsRoomPerByteOfMany = 4; // characters may grow when their encoding changes
+constexpr std::uint64_t fsArgumentBytes = 32;    // which any number counts for
+constexpr std::uint64_t fsMostBytes = 0x3FFFFFFE;
+
+std::size_t RoomForText(TString const &format, TMessageArguments const &arguments) noexcept {
+    std::uint64_t given = format.length();
+    for (std::uint32_t i = 0; i < arguments.count; ++i) {
+        given += fsArgumentBytes;
+        if (IsText(&arguments.values[i])) {
+            TString const *const text = TagVarAccess::Text(arguments.values[i]);
+            given += text ? text->length() : 0;
+        }
+    }
+    std::uint64_t const room = std::min(fsAlwaysRoom + given * fsRoomPerByte, //
+                                        std::max(fsManyBytes, given * fsRoomPerByteOfMany));
+    return static_cast<std::size_t>(std::min(room, fsMostBytes));
+}
+
+// A text that grows on the stack first. Beyond its limit it takes no more, and is full.
 template <typename Char>
 class TOutput {
 public:
-    TOutput() noexcept : fBegin(fLocal), fAt(fLocal), fEnd(fLocal + std::size(fLocal)) {}
+    explicit TOutput(std::size_t most) noexcept
+        : fBegin(fLocal), fAt(fLocal), fEnd(fLocal + std::size(fLocal)), fMost(most) {}
     TOutput(TOutput const &) = delete;
     TOutput &operator=(TOutput const &) = delete;
 
@@ -51,6 +75,10 @@ public:
         fAt += count;
     }
 
+    bool IsFull() const noexcept { return fIsFull; }
+    std::size_t Used() const noexcept { return static_cast<std::size_t>(fAt - fBegin); }
+    void Truncate(std::size_t count) noexcept { fAt = fBegin + count; } // REQUIRES: count is at most Used()
+
     // The text; one zero character where nothing was put, so that it differs from a text not made yet.
     TString Take() {
         if (fAt == fBegin)
@@ -69,29 +97,34 @@ private:
     static constexpr std::uint32_t Flags() noexcept {
         return sizeof(Char) == 1 ? 0u : std::uint32_t{TStringBuffer::unicode};
     }
-    std::size_t Used() const noexcept { return static_cast<std::size_t>(fAt - fBegin); }
 
     // How many of `count` characters can be put.
     std::size_t Room(std::size_t count) {
-        if (static_cast<std::size_t>(fEnd - fAt) < count && fHeap.length() != fsLongestText) [[unlikely]]
-            Grow(count);
-        return std::min(count, static_cast<std::size_t>(fEnd - fAt));
+        if (static_cast<std::size_t>(fEnd - fAt) < count) [[unlikely]]
+            return Grow(count);
+        return count;
     }
 
-    void Grow(std::size_t count) {
+    std::size_t Grow(std::size_t count) {
         std::size_t const used = Used();
-        std::size_t const wanted = std::max(used + std::min(count, fsLongestText), used * 2) * sizeof(Char);
-        TString fresh = TStringAccess::Uninitialized(std::min(wanted, fsLongestText), Flags());
+        fIsFull = fMost / sizeof(Char) - used < count;
+        if (fIsFull)
+            count = fMost / sizeof(Char) - used;
+        std::size_t const wanted = std::max(used + count, used * 2) * sizeof(Char);
+        TString fresh = TStringAccess::Uninitialized(std::min(wanted, fMost), Flags());
         std::memcpy(static_cast<char *>(fresh), fBegin, used * sizeof(Char));
         fHeap = std::move(fresh);
         fBegin = reinterpret_cast<Char *>(static_cast<char *>(fHeap));
         fAt = fBegin + used;
         fEnd = fBegin + fHeap.length() / sizeof(Char);
+        return count;
     }
 
     Char *fBegin;
     Char *fAt;
     Char *fEnd;
+    std::size_t const fMost; // bytes
+    bool fIsFull = false;
     TString fHeap;
     Char fLocal[512];
 };
@@ -170,14 +203,18 @@ std::size_t Encode(From const *&at, From const *end, To *to) noexcept {
 template <typename Char>
 class TPrinter {
 public:
-    explicit TPrinter(TMessageArguments const &arguments) noexcept : fArguments(arguments) {}
+    TPrinter(TString const &format, TMessageArguments const &arguments) noexcept
+        : fArguments(arguments), fOut(RoomForText(format, arguments)),
+          fSize(static_cast<std::int64_t>(format.length() / sizeof(Char))) {}
 
     void Literal(Char const *from, Char const *to) { fOut.Put(from, static_cast<std::size_t>(to - from)); }
     void Percent() { fOut.Put('%'); }
+    bool IsFull() const noexcept { return fOut.IsFull(); }
 
     void Convert(TDirective<Char> const &directive) {
         TField const field = Field(directive);
         TagVar const *const value = ResolveValue(directive, fArguments);
+        fSize += ValueSize<Char>(directive.conversion, value);
         switch (directive.conversion) {
         case TConversion::integer:
             return PrintInteger(field, value ? TagVarAccess::Word(*value) : 0, static_cast<char>(directive.character));
@@ -193,7 +230,13 @@ public:
         }
     }
 
-    TString Take() { return fOut.Take(); }
+    // A 16-bit text that is longer than ValidateArgsW() reckons keeps one character; a narrow one is whole.
+    TString Take() {
+        auto const size = static_cast<std::size_t>(std::clamp<std::int64_t>(fSize, 0, 0xFFFFFFFF));
+        if (sizeof(Char) != 1 && fOut.Used() > size)
+            fOut.Truncate(size ? 1 : 0);
+        return fOut.Take();
+    }
 
 private:
     using TFlags = TDirective<Char>;
@@ -217,11 +260,12 @@ private:
         int precision = -1; // none
     };
 
-    TField Field(TDirective<Char> const &directive) const {
+    TField Field(TDirective<Char> const &directive) {
         TField field{directive.flags};
         if (directive.width.kind != TCountSource::absent) {
             TCount const width = ResolveCount(directive.width, fArguments, TMessageFaults::badWidth);
             std::int64_t const columns = width.Int();
+            fSize += width.Size(true);
             if (columns < 0)
                 field.flags |= TFlags::left;
             field.width = std::min(static_cast<std::size_t>(columns < 0 ? -columns : columns), fsLongestField);
@@ -229,19 +273,26 @@ private:
         if (directive.precision.kind != TCountSource::absent) {
             TCount const precision = ResolveCount(directive.precision, fArguments, TMessageFaults::badPrecision);
             field.precision = std::clamp(precision.Int(), -1, static_cast<int>(fsLongestField));
+            fSize += precision.Size(false);
         }
         return field;
     }
 
-    // Blanks in front, `print()`, blanks behind; `count` characters are printed.
+    // Blanks in front, `print()`, blanks behind; `count` characters are printed. In front, `fill` may stand for blanks.
     template <typename Print>
-    void Pad(TField const &field, std::size_t count, Print print) {
+    void Pad(TField const &field, std::size_t count, Print print, char fill = ' ') {
         std::size_t const blanks = field.Missing(count);
         if (blanks && !field.Has(TFlags::left))
-            fOut.Fill(' ', blanks);
+            fOut.Fill(fill, blanks);
         print();
         if (blanks && field.Has(TFlags::left))
             fOut.Fill(' ', blanks);
+    }
+
+    // The same for texts and characters, which some runtimes fill with zeros if the flag asks for them.
+    template <typename Print>
+    void PadText(TField const &field, std::size_t count, Print print) {
+        Pad(field, count, print, platform::printfHabits.zerosBeforeText && field.Has(TFlags::zero) ? '0' : ' ');
     }
 
     void PrintInteger(TField const &field, std::uint32_t word, char conversion) {
@@ -321,13 +372,17 @@ private:
         *at++ = conversion == 'F' && !platform::printfHabits.knowsUpperF ? 'f' : conversion;
         *at = '\0';
 
+        // Digits that %g would make only to leave them out: no time for what is not seen.
+        bool const isShort = (conversion == 'g' || conversion == 'G') && !field.Has(TFlags::alternate);
+        int const precision = isShort ? std::min(field.precision, fsSignificantDigits) : field.precision;
+
         char local[512];
-        std::size_t const size = field.width + field.Precision(0) + fsRealDigits;
+        std::size_t const size = field.width + (precision < 0 ? 0 : static_cast<std::size_t>(precision)) + fsRealDigits;
         std::unique_ptr<char[]> const heap(size > sizeof local ? new (std::nothrow) char[size] : nullptr);
         char *const buffer = size > sizeof local ? heap.get() : local;
         if (buffer)
-            PutEncoded(buffer, platform::FormatReal(buffer, size, format, static_cast<int>(field.width),
-                                                    field.precision, value));
+            PutEncoded(buffer,
+                       platform::FormatReal(buffer, size, format, static_cast<int>(field.width), precision, value));
     }
 
     // Text of the runtime: a decimal point may be more than one byte, and is one column all the same.
@@ -359,7 +414,7 @@ private:
         Char units[MB_LEN_MAX];
         From const *at = &character;
         std::size_t const count = Encode(at, &character + 1, units);
-        Pad(field, count, [&] { fOut.Put(units, count); });
+        PadText(field, count, [&] { fOut.Put(units, count); });
     }
 
     void PrintText(TField const &field, TagVar const *value) {
@@ -379,7 +434,7 @@ private:
         if constexpr (sizeof(From) == sizeof(Char)) {
             std::size_t const end = std::min(length, most);
             auto const count = static_cast<std::size_t>(std::find(text, text + end, From{0}) - text);
-            return Pad(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
+            return PadText(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
         }
 
         // Measured first, since blanks may go before it. A character is never cut.
@@ -394,7 +449,7 @@ private:
             count += more;
             end = next;
         }
-        Pad(field, count, [&] {
+        PadText(field, count, [&] {
             for (From const *at = text; at != end;) {
                 std::size_t const more = Encode(at, end, units);
                 fOut.Put(units, more);
@@ -406,7 +461,7 @@ private:
         constexpr std::size_t length = 6;
         std::size_t const most = field.Precision(length);
         std::size_t const count = most >= length ? length : platform::printfHabits.cutsNullText ? most : 0;
-        Pad(field, count, [&] { fOut.Widen("(null)", count); });
+        PadText(field, count, [&] { fOut.Widen("(null)", count); });
     }
 
     // What the runtime prints of a conversion that it does not know, but for the character.
@@ -436,11 +491,12 @@ private:
 
     TMessageArguments const &fArguments;
     TOutput<Char> fOut;
+    std::int64_t fSize; // that ValidateArgs() and ValidateArgsW() reckon
 };
 
 template <typename Char>
 TString Print(TString const &format, TMessageArguments const &arguments) {
-    TPrinter<Char> printer(arguments);
+    TPrinter<Char> printer(format, arguments);
     WalkFormat(TFormatText<Char>(format), printer);
     return printer.Take();
 }

@@ -29,7 +29,6 @@ private:
 namespace {
 
 constexpr std::size_t fsSpareZeros = 11;
-constexpr std::int64_t fsCountSize = 20; // the least that a width is reckoned at, and a number
 
 template <typename Char>
 class TRewriter {
@@ -38,13 +37,13 @@ public:
 
     void Literal(Char const *from, Char const *to) { fFormat.append(from, to); }
     void Percent() { fFormat.append(2, '%'); }
+    static constexpr bool IsFull() noexcept { return false; }
 
     void Convert(TDirective<Char> const &directive) {
         fFormat += '%';
         for (int i = 0; i < 6; i += 2)
             fFormat.append(directive.kept[i], directive.kept[i + 1]);
 
-        // A precision from an argument has no least size.
         TakeCount(ResolveCount(directive.width, fArguments, TMessageFaults::badWidth), true);
         TakeCount(ResolveCount(directive.precision, fArguments, TMessageFaults::badPrecision), false);
         TagVar const *const value = ResolveValue(directive, fArguments);
@@ -71,10 +70,7 @@ private:
     void TakeCount(TCount const &count, bool isWidth) {
         if (count.isArgument)
             fBlock.Append(count.Int());
-        if (count.isMismatch)
-            fSize += fsCountSize;
-        else if (count.isPresent)
-            fSize += isWidth || !count.isArgument ? std::max(count.amount, fsCountSize) : count.amount;
+        fSize += count.Size(isWidth);
     }
 
     void RewriteCharacter(TDirective<Char> const &directive, TagVar const *value) {
@@ -102,7 +98,7 @@ private:
     }
 
     void TakeValue(TConversion conversion, TagVar const *value) {
-        fSize += fsConversionSizes[static_cast<std::size_t>(conversion)];
+        fSize += ValueSize<Char>(conversion, value);
         switch (conversion) {
         case TConversion::real: return fBlock.Append(value ? TagVarAccess::Real(*value) : 0.0);
         case TConversion::integer:
@@ -121,10 +117,6 @@ private:
     void TakeText(TagVar const *value) {
         TString const *const text = value ? TagVarAccess::Text(*value) : nullptr;
         fBlock.Append(text ? static_cast<char const *>(*text) : nullptr);
-        if (!value)
-            fSize += fsCountSize;
-        else if (text)
-            fSize += text->length() / (sizeof(Char) != 1 && IsWide(value) ? 2 : 1);
     }
 
     TMessageArguments const &fArguments;

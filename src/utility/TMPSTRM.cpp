@@ -157,6 +157,10 @@ int TTempStreamBuf::sync() {
         return TMemStreamBuf::sync();
     if (overflow(traits_type::eof()) == traits_type::eof())
         return traits_type::eof();
+    // What was read ahead is read again.
+    std::ptrdiff_t const ahead = egptr() - gptr();
+    if (ahead != 0 && fFile->Seek(-ahead, platform::TFileOrigin::current) < 0)
+        return traits_type::eof();
     ResetAreas();
     return 0;
 }

@@ -19,9 +19,11 @@ namespace {
 char const fsFile[] = "src/utility/TSTRING";
 char const fsBadIndex[] = "Bad index value for this String";
 char const fsBadTruncate[] = "Bad value to truncate this String";
+char const fsBadCount[] = "Bad count for this String";
 char const fsBadStart[] = "Bad value for the starting position";
 
 constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or more is refused
+constexpr unsigned int fsMostPadding = 1u << 30;     // bytes that a caller can mean to add without giving them
 
 [[noreturn]] void Reject(char const *text, std::uint32_t line = __builtin_LINE()) {
     Raise<TInvalidRequest>({TUtilityTraceCategory::String, fsFile, text, "", line});
@@ -29,6 +31,13 @@ constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or
 
 void RequireStart(unsigned int start, char const *text, std::uint32_t line = __builtin_LINE()) {
     if (start == 0)
+        Reject(text, line);
+}
+
+// Refuses lengths that come of a mistake, such as 0 - 1, before memory is taken.
+void RequirePadding(std::uint64_t wanted, unsigned int length, char const *text,
+                    std::uint32_t line = __builtin_LINE()) {
+    if (wanted > std::uint64_t{length} + fsMostPadding)
         Reject(text, line);
 }
 
@@ -198,7 +207,11 @@ TString::TString(char16_t const *text) : fBuffer(nullptr) {
     }
 }
 
-TString::TString(void const *bytes, unsigned int count, char fill) : fBuffer(AllocateBuffer(count, 1, 0)) {
+TString::TString(void const *bytes, unsigned int count, char fill) : fBuffer(nullptr) {
+    CheckedLength(count);
+    if (!bytes)
+        RequirePadding(count, 0, fsBadCount);
+    fBuffer = AllocateBuffer(count, 1, 0);
     if (bytes)
         CopyBytes(fBuffer->Data(), bytes, count);
     else
@@ -266,6 +279,7 @@ char &TString::operator[](unsigned int position) {
     RequireStart(position, fsBadIndex);
     if (position > length()) {
         unsigned int const old = length();
+        RequirePadding(CheckedLength(position), old, fsBadIndex);
         TStringBuffer *const fresh = AllocateBuffer(position, 1, fBuffer ? fBuffer->flags : 0);
         CopyBytes(fresh->Data(), static_cast<char *>(*this), old);
         std::memset(fresh->Data() + old, 0, position - old);
@@ -384,6 +398,7 @@ TString TString::subString(unsigned int start) const {
 
 TString TString::subString(unsigned int start, unsigned int count, char fill) const {
     RequireStart(start, fsBadTruncate);
+    RequirePadding(count, length(), fsBadTruncate);
     TString result(AllocateBuffer(count, 0, fBuffer ? fBuffer->flags : 0));
     unsigned int const copied = start > length() ? 0 : std::min(count, length() - start + 1);
     char *const data = result;

@@ -115,6 +115,7 @@ public:
 
     void Sync() {
         Flush();
+        fAt -= fUnread.size();
         fUnread.clear();
     }
 

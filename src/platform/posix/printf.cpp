@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-platform::TPrintfHabits const platform::printfHabits = {true, false, true};
+platform::TPrintfHabits const platform::printfHabits = {true, false, true, false};
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {

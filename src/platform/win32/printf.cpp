@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-platform::TPrintfHabits const platform::printfHabits = {false, true, false};
+platform::TPrintfHabits const platform::printfHabits = {false, true, false, true};
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {
