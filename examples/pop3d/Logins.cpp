@@ -135,7 +135,7 @@ void Session::Login(std::string const &name, bool isProven) {
     fLock = file::Lock(folder, isInUse);
     if (fLock == file::fsNone)
         return Error(isInUse ? text::mailboxInUse : text::mailboxNotLocked);
-    fMailbox = std::make_unique<Mailbox>(folder, [this] { return IsWanted(); });
+    fMailbox = std::make_unique<Mailbox>(folder, fOptions.messageBytes, [this] { return IsWanted(); });
     if (!fMailbox->IsComplete()) {
         Unlock();
         return Error(text::mailboxUnreadable);

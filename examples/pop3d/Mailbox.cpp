@@ -65,8 +65,8 @@ bool Mailbox::Exists(std::string const &folder) {
     return fs::is_directory(folder, ignored);
 }
 
-Mailbox::Mailbox(std::string const &folder, std::function<bool()> isWanted)
-    : fPath(folder), fIsWanted(std::move(isWanted)) {
+Mailbox::Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted)
+    : fPath(folder), fMaximum(maximum), fIsWanted(std::move(isWanted)) {
     fs::path const root(folder);
     if (Exists((root / "new").string()) || Exists((root / "cur").string())) {
         AddFolder("new");
@@ -127,6 +127,8 @@ bool Mailbox::FindSize(Message &message) {
 }
 
 bool Mailbox::Copy(Message const &message, std::ostream &out) const {
+    if (message.identity.size > fMaximum)
+        return false;
     MessageSource source(file::Folder(fPath, message.folder), message.name, message.identity);
     if (!source)
         return false;

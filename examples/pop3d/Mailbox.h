@@ -32,8 +32,9 @@ public:
 
     static bool Exists(std::string const &folder);
 
-    // `isWanted` is asked at each block of a message that is read; when it says no, the reading fails.
-    Mailbox(std::string const &folder, std::function<bool()> isWanted);
+    // A file of more than `maximum` bytes cannot be read as a message. `isWanted` is asked at each block of a message
+    // that is read; when it says no, the reading fails.
+    Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted);
 
     bool IsComplete() const { return fIsComplete; }             // false if a folder could not be listed
     std::size_t QueryCount() const { return fMessages.size(); } // deleted ones included
@@ -54,6 +55,7 @@ private:
     void AddUids();
 
     std::string fPath;
+    std::uint64_t fMaximum;
     std::function<bool()> fIsWanted;
     std::vector<Message> fMessages;
     bool fIsComplete = true;

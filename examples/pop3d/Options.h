@@ -29,6 +29,7 @@ struct Options {
     int unauthenticated = 100;
     int perAddress = 64;
     int bytesPerSecond = 1000;
+    std::uint64_t messageBytes = 1 << 30;
     unsigned long spoolBytes = 65536;
     bool isStatusWanted = false;
     bool isHelpWanted = false;

@@ -99,6 +99,7 @@ inline constexpr Text usage[] = {
     {76, "  --per-address N      sessions at once of one address (64)"},
     {77, "  --bytes-per-second N ends a session whose client reads more slowly than this on average (1000); 0 for no "
          "limit"},
+    {78, "  --message-bytes N    takes a file beyond this size for a message that cannot be read (1073741824)"},
     {67, "  --language NAME      speaks the language for which there is a folder NAME of texts beside the program"},
     {68, "  --spool-bytes N      messages beyond this size are not kept in memory while they are sent (65536)"},
     {69, "  --status             shows what the server on the port has counted"},

@@ -205,8 +205,25 @@ class Files(Hostile):
         self.refuses_what_took_the_place_of_a_message(lambda path: path.write_bytes(SECOND))
 
     def put_endless(self):
+        """A message that takes hours to read, for a server that would."""
         with open(self.new / "1", "wb") as file:
             file.truncate(300 << 30)
+        self.box.options = ["--message-bytes", str(1 << 40)]
+
+    def test_a_file_too_large_is_not_read(self):
+        self.put_endless()
+        self.box.options = []
+        self.box.put("anna", "2", FIRST)
+        self.serve(self.box)
+        with self.box.connect() as client:
+            client.login()
+            for command in ("LIST", "STAT", "LIST 1", "RETR 1", "TOP 1 0"):
+                self.assertEqual(client.ask(command), UNREADABLE, command)
+            client.ok("RETR 2")
+            self.assertEqual(client.content(), support.seen_by_client(FIRST))
+            client.ok("DELE 1")
+            client.ok("QUIT")
+        self.assertEqual(self.box.names("anna"), ["2"])
 
     def test_the_reading_of_a_message_ends_when_the_client_has_left(self):
         self.put_endless()

@@ -124,7 +124,7 @@ class Languages(unittest.TestCase):
                  "  --help               zeigt dies")):
             status, text = run(server, *arguments)
             lines = text.splitlines()
-            self.assertEqual((status, lines[0], lines[-2], len(lines)), (0, first, last, 18))
+            self.assertEqual((status, lines[0], lines[-2], len(lines)), (0, first, last, 19))
         server.remove()
 
     def test_every_text_is_translated(self):

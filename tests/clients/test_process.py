@@ -29,6 +29,7 @@ class Process(unittest.TestCase):
             (("--sessions", "0"), '--sessions cannot be "0"'),
             (("--unauthenticated", "0"), '--unauthenticated cannot be "0"'),
             (("--per-address", "-1"), '--per-address cannot be "-1"'),
+            (("--message-bytes", "0"), '--message-bytes cannot be "0"'),
             (("--bytes-per-second", "fast"), '--bytes-per-second cannot be "fast"'),
             (("--users", "missing-file"), 'cannot read the users file "missing-file"'),
         ]
