@@ -17,7 +17,8 @@ Client::Client(net::Handle handle, std::unique_ptr<Visitor> visitor, Users const
 
 // May run behind the server's own end, when the thread lets go last.
 Client::~Client() {
-    net::Close(fHandle);
+    if (fHandle != net::fsNone)
+        net::Close(fHandle);
 }
 
 int Client::Run() {

@@ -13,6 +13,7 @@
 #include "tuzutil/THREAD.h"
 
 #include <memory>
+#include <utility>
 
 namespace pop3d {
 
@@ -27,6 +28,7 @@ public:
 
     int Run() override;
 
+    net::Handle TakeHandle() { return std::exchange(fHandle, net::fsNone); } // from a client that does not run
     void HangUp() { net::Shutdown(fHandle); }
     void HangUpIfIdle(); // looks whether the client has kept us waiting too long, for a command or its login
 

@@ -41,10 +41,9 @@ void Server::Admit(net::Handle handle) {
         fClients.pop_back();
     } catch (std::bad_alloc const &) {
         TTracePoint::Write(TTrace::error, TraceCategory::server, "Server.cpp", "no memory for a client");
-        if (!client)
-            net::Close(handle);
     }
-    // Without a thread the connection is closed with the client.
+    // There is no thread, or no memory, for so many sessions.
+    Refuse(client ? client->TakeHandle() : handle);
 }
 
 void Server::Refuse(net::Handle handle) {

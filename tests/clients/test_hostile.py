@@ -426,6 +426,23 @@ class Guessing(Hostile):
             second.ok("QUIT")
             until(lambda: self.admitted(server), "no room is made")
 
+    def test_a_client_for_whom_there_is_no_thread_is_told_so(self):
+        if support.settings.emulator:
+            return  # the limit is one of the other system
+        server = support.Server()
+        self.addCleanup(server.remove)
+        hard = resource.getrlimit(resource.RLIMIT_STACK)[1]
+        self.assertEqual(hard, resource.RLIM_INFINITY)
+        try:
+            server.start(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_STACK, (1 << 46, hard)))
+        except RuntimeError as problem:
+            if "ThreadSanitizer: unexpected memory mapping" not in str(problem):
+                raise
+            return  # that sanitizer does not run with stacks of such a size
+        for _ in range(3):
+            self.refused(server)
+        self.assertEqual(server.stop(), 0)
+
     def test_strangers_are_limited_in_number(self):
         server = self.serve(support.Server(options=["--unauthenticated", "2"]))
         with server.connect() as first, server.connect():
