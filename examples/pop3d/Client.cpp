@@ -6,23 +6,27 @@
 #include "tuzutil/EXCEPTN.h"
 
 #include <exception>
+#include <utility>
 
 namespace pop3d {
 
-Client::Client(net::Handle handle, Users &users, Options const &options, Counters &counters)
-    : fHandle(handle), fUsers(users), fOptions(options), fCounters(counters), fIdleTimer(options.idleSeconds) {}
+Client::Client(net::Handle handle, std::unique_ptr<Visitor> visitor, Users const &users, Options const &options,
+               Counters &counters)
+    : fHandle(handle), fVisitor(std::move(visitor)), fUsers(users), fOptions(options), fCounters(counters),
+      fIdleTimer(options.idleSeconds) {}
 
 // May run behind the server's own end, when the thread lets go last.
 Client::~Client() {
-    net::Close(fHandle);
+    if (fHandle != net::fsNone)
+        net::Close(fHandle);
 }
 
 int Client::Run() {
     ++fCounters.sessions;
     ++fCounters.allSessions;
     try {
-        SocketStream connection(fHandle);
-        Session(connection, fUsers, fOptions, fCounters, fIdleTimer).Run();
+        SocketStream connection(fHandle, {fOptions.idleSeconds, fOptions.bytesPerSecond});
+        Session(connection, *fVisitor, fUsers, fOptions, fCounters, fIdleTimer).Run();
     } catch (TException &problem) {
         TraceException(TraceCategory::session, "Client.cpp", problem);
     } catch (std::exception const &problem) {
@@ -30,17 +34,19 @@ int Client::Run() {
     }
     fIdleTimer.Stop();
     HangUp();
+    fVisitor->Leave();
     --fCounters.sessions;
     return 0;
 }
 
 void Client::HangUpIfIdle() {
-    if (!IsRunning() || fIsHungUp || !fIdleTimer.IsOver())
+    bool const isLate = fVisitor->IsLate(fOptions.loginSeconds);
+    if (!IsRunning() || fIsHungUp || !(isLate || fIdleTimer.IsOver()))
         return;
     fIsHungUp = true;
     ++fCounters.idleSessions;
-    TTracePoint::Write(TTrace::information, TraceCategory::server, "Client.cpp", "no command for %d seconds",
-                       fOptions.idleSeconds);
+    TTracePoint::Write(TTrace::information, TraceCategory::server, "Client.cpp", "no %s for %d seconds",
+                       isLate ? "login" : "command", isLate ? fOptions.loginSeconds : fOptions.idleSeconds);
     HangUp();
 }
 

@@ -9,8 +9,10 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <map>
 #include <ostream>
 #include <streambuf>
+#include <utility>
 
 namespace pop3d {
 
@@ -38,20 +40,6 @@ TString HexDigest(std::string const &text) {
     return TString(hex.c_str());
 }
 
-void AddFolder(std::vector<Mailbox::Message> &messages, fs::path const &folder) {
-    std::error_code problem;
-    for (fs::directory_iterator entry(folder, problem), end; !problem && entry != end; entry.increment(problem)) {
-        std::string const name = entry->path().filename().string();
-        std::error_code ignored;
-        if (name[0] == '.' || !entry->is_regular_file(ignored))
-            continue;
-        Mailbox::Message message;
-        message.path = entry->path().string();
-        message.uid = HexDigest(StableName(name));
-        messages.push_back(message);
-    }
-}
-
 class CountingBuf : public std::streambuf {
 public:
     std::uint64_t QueryCount() const { return fCount; }
@@ -77,17 +65,47 @@ bool Mailbox::Exists(std::string const &folder) {
     return fs::is_directory(folder, ignored);
 }
 
-Mailbox::Mailbox(std::string const &folder) {
+Mailbox::Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted)
+    : fPath(folder), fMaximum(maximum), fIsWanted(std::move(isWanted)) {
     fs::path const root(folder);
     if (Exists((root / "new").string()) || Exists((root / "cur").string())) {
-        AddFolder(fMessages, root / "new");
-        AddFolder(fMessages, root / "cur");
+        AddFolder("new");
+        AddFolder("cur");
     } else {
-        AddFolder(fMessages, root);
+        AddFolder("");
     }
-    std::sort(fMessages.begin(), fMessages.end(), [](Message const &a, Message const &b) {
-        return fs::path(a.path).filename() < fs::path(b.path).filename();
-    });
+    std::stable_sort(fMessages.begin(), fMessages.end(),
+                     [](Message const &a, Message const &b) { return a.name < b.name; });
+    AddUids();
+}
+
+void Mailbox::AddFolder(std::string const &folder) {
+    file::Folder const files(fPath, folder);
+    if (!files.IsOpen()) {
+        fIsComplete = fIsComplete && !files.HasFailed();
+        return;
+    }
+    std::error_code problem;
+    for (fs::directory_iterator entry(fs::path(fPath) / folder, problem), end; !problem && entry != end;
+         entry.increment(problem)) {
+        Message message;
+        message.folder = folder;
+        message.name = entry->path().filename().string();
+        if (message.name[0] != '.' && files.Identify(message.name, message.identity))
+            fMessages.push_back(message);
+    }
+    fIsComplete = fIsComplete && !problem;
+}
+
+// A UID is that of the name without its flags. If several messages share that name, the first has it, and the others
+// have those of their full names.
+void Mailbox::AddUids() {
+    std::map<std::string, int> seen;
+    for (Message &message : fMessages) {
+        std::string const name = StableName(message.name);
+        bool const isFirst = ++seen[name] == 1;
+        message.uid = HexDigest(isFirst ? name : message.folder + "/" + message.name);
+    }
 }
 
 Mailbox::Message *Mailbox::Find(std::size_t number) {
@@ -96,25 +114,33 @@ Mailbox::Message *Mailbox::Find(std::size_t number) {
     return &fMessages[number - 1];
 }
 
-std::uint64_t Mailbox::QuerySize(Message &message) {
+bool Mailbox::FindSize(Message &message) {
     if (!message.hasSize) {
         CountingBuf counter;
         std::ostream out(&counter);
-        Copy(message, out);
+        if (!Copy(message, out))
+            return false;
         message.size = counter.QueryCount();
         message.hasSize = true;
     }
-    return message.size;
+    return true;
 }
 
-bool Mailbox::Copy(Message const &message, std::ostream &out) {
-    MessageSource source(message.path);
+bool Mailbox::Copy(Message const &message, std::ostream &out) const {
+    if (message.identity.size > fMaximum)
+        return false;
+    MessageSource source(file::Folder(fPath, message.folder), message.name, message.identity);
     if (!source)
         return false;
     TiConcatStream lines(1, 16384, source);
     std::array<char, 16384> block;
-    while (lines.read(block.data(), static_cast<std::streamsize>(block.size())), lines.gcount() > 0)
+    while (lines.read(block.data(), static_cast<std::streamsize>(block.size())), lines.gcount() > 0) {
+        if (!fIsWanted())
+            return false;
         out.write(block.data(), lines.gcount());
+        if (!out)
+            return false;
+    }
     out.flush();
     return out.good() && !source.HasFailed();
 }
@@ -127,15 +153,15 @@ void Mailbox::Reset() {
 bool Mailbox::Commit(unsigned int &removed) {
     bool done = true;
     for (Message const &message : fMessages) {
-        std::error_code problem;
         if (!message.isDeleted)
             continue;
-        if (fs::remove(message.path, problem)) {
+        if (file::Folder const files(fPath, message.folder);
+            files.IsOpen() && files.Remove(message.name, message.identity)) {
             ++removed;
             continue;
         }
-        TTracePoint::Write(TTrace::error, TraceCategory::mailbox, "Mailbox.cpp", "cannot remove %s: %s",
-                           message.path.c_str(), problem.message().c_str());
+        TTracePoint::Write(TTrace::error, TraceCategory::mailbox, "Mailbox.cpp", "cannot remove %s",
+                           message.name.c_str());
         done = false;
     }
     return done;

@@ -4,19 +4,31 @@
 
 namespace pop3d {
 
-MessageSourceBuf::MessageSourceBuf(std::string const &path) {
-    fFile.open(path, std::ios_base::in | std::ios_base::binary);
+MessageSourceBuf::MessageSourceBuf(file::Folder const &folder, std::string const &name, file::Identity const &identity)
+    : fLeft(identity.size) {
+    file::Identity found;
+    if (folder.IsOpen())
+        fFile = folder.Open(name, found);
+    if (fFile == file::fsNone || found == identity)
+        return;
+    file::Close(fFile);
+    fFile = file::fsNone;
 }
 
+MessageSourceBuf::~MessageSourceBuf() {
+    if (fFile != file::fsNone)
+        file::Close(fFile);
+}
+
+// Reads what the file had when it was listed, and no more; less is a failure, which is not the same as the end.
 bool MessageSourceBuf::ReadBlock() {
-    std::streamsize count = 0;
-    try {
-        count = fFile.sgetn(fBlock.data(), static_cast<std::streamsize>(fBlock.size()));
-    } catch (std::ios_base::failure const &) {
-        fHasFailed = true; // which is not the same as the end
-    }
+    std::size_t const wanted = fLeft < fBlock.size() ? static_cast<std::size_t>(fLeft) : fBlock.size();
+    long const count = wanted > 0 ? file::Read(fFile, fBlock.data(), wanted) : 0;
+    if (wanted > 0 && count <= 0)
+        fHasFailed = true;
     fNext = fBlock.data();
     fEnd = fNext + (count > 0 ? count : 0);
+    fLeft -= static_cast<std::uint64_t>(fEnd - fNext);
     return count > 0;
 }
 
@@ -52,7 +64,8 @@ MessageSourceBuf::int_type MessageSourceBuf::underflow() {
     return traits_type::to_int_type(*gptr());
 }
 
-MessageSource::MessageSource(std::string const &path) : std::istream(nullptr), fBuf(path) {
+MessageSource::MessageSource(file::Folder const &folder, std::string const &name, file::Identity const &identity)
+    : std::istream(nullptr), fBuf(folder, name, identity) {
     init(&fBuf);
     if (!fBuf.IsOpen())
         setstate(std::ios_base::failbit);

@@ -4,8 +4,9 @@
 // MessageSource: a stored message, file or text, with the two things mended that TiConcatStream leaves to its
 // sources: the last line gets its line end, and an empty line a CR LF of its own. All other bytes pass unchanged.
 
+#include "Files.h"
+
 #include <array>
-#include <fstream>
 #include <istream>
 #include <string>
 
@@ -13,9 +14,13 @@ namespace pop3d {
 
 class MessageSourceBuf : public std::streambuf {
 public:
-    explicit MessageSourceBuf(std::string const &path);
+    // Opens the file that was listed, and no other one of its name.
+    MessageSourceBuf(file::Folder const &folder, std::string const &name, file::Identity const &identity);
+    MessageSourceBuf(MessageSourceBuf const &) = delete;
+    MessageSourceBuf &operator=(MessageSourceBuf const &) = delete;
+    ~MessageSourceBuf() override;
 
-    bool IsOpen() const { return fFile.is_open(); }
+    bool IsOpen() const { return fFile != file::fsNone; }
     bool HasFailed() const { return fHasFailed; } // something could not be read
 
 protected:
@@ -24,7 +29,8 @@ protected:
 private:
     bool ReadBlock();
 
-    std::filebuf fFile;
+    file::Handle fFile = file::fsNone;
+    std::uint64_t fLeft; // of the size that the file had when it was listed
     std::array<char, 16384> fBlock;
     char const *fNext = nullptr; // what of the block is not handed out yet
     char const *fEnd = nullptr;
@@ -35,7 +41,7 @@ private:
 
 class MessageSource : public std::istream {
 public:
-    explicit MessageSource(std::string const &path);
+    MessageSource(file::Folder const &folder, std::string const &name, file::Identity const &identity);
     ~MessageSource() override;
 
     bool HasFailed() const { return !fBuf.IsOpen() || fBuf.HasFailed(); }

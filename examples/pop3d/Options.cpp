@@ -55,6 +55,15 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
         {"--logins", [this](char const *value) { return logins.Parse(value); }},
         {"--language", [](char const *value) { return *value != 0; }}, // taken by FindLanguage()
         {"--idle-seconds", [this](char const *value) { return ParseNumber(value, idleSeconds, 1, 86400); }},
+        {"--login-seconds", [this](char const *value) { return ParseNumber(value, loginSeconds, 1, 86400); }},
+        {"--failure-milliseconds",
+         [this](char const *value) { return ParseNumber(value, failureMilliseconds, 0, 60000); }},
+        {"--sessions", [this](char const *value) { return ParseNumber(value, sessions, 1, 100000); }},
+        {"--unauthenticated", [this](char const *value) { return ParseNumber(value, unauthenticated, 1, 100000); }},
+        {"--per-address", [this](char const *value) { return ParseNumber(value, perAddress, 1, 100000); }},
+        {"--bytes-per-second", [this](char const *value) { return ParseNumber(value, bytesPerSecond, 0, 1 << 30); }},
+        {"--message-bytes",
+         [this](char const *value) { return ParseNumber<std::uint64_t>(value, messageBytes, 1, 1ull << 50); }},
         {"--spool-bytes", [this](char const *value) { return ParseNumber(value, spoolBytes, 0ul, 1ul << 30); }}};
     for (int i = 1; i < count; ++i) {
         std::string const name = arguments[i];

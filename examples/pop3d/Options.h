@@ -23,6 +23,13 @@ struct Options {
     std::string users;
     Logins logins;
     int idleSeconds = 600;
+    int loginSeconds = 60;
+    int failureMilliseconds = 1000;
+    int sessions = 1000;
+    int unauthenticated = 100;
+    int perAddress = 64;
+    int bytesPerSecond = 1000;
+    std::uint64_t messageBytes = 1 << 30;
     unsigned long spoolBytes = 65536;
     bool isStatusWanted = false;
     bool isHelpWanted = false;

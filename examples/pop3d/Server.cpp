@@ -1,16 +1,17 @@
 #include "Server.h"
 
 #include "Client.h"
-#include "SocketStream.h"
 #include "Texts.h"
 #include "Tracing.h"
 
+#include <memory>
 #include <new>
+#include <utility>
 
 namespace pop3d {
 
-Server::Server(net::Handle listener, Users &users, Options const &options, Counters &counters)
-    : fListener(listener), fUsers(users), fOptions(options), fCounters(counters) {}
+Server::Server(net::Handle listener, Users const &users, Options const &options, Counters &counters)
+    : fListener(listener), fUsers(users), fOptions(options), fCounters(counters), fGate(options) {}
 
 Server::~Server() {
     net::Close(fListener);
@@ -20,6 +21,7 @@ void Server::Run() {
     while (!IsStopWanted()) {
         net::Handle const handle = net::Accept(fListener, 200);
         Reap();
+        fRefusals.Tend();
         if (handle != net::fsNone)
             Admit(handle);
     }
@@ -27,30 +29,28 @@ void Server::Run() {
 }
 
 void Server::Admit(net::Handle handle) {
-    net::SetSendTimeout(handle, fOptions.idleSeconds);
-    if (fClients.size() >= fsMaximum)
+    std::unique_ptr<Visitor> visitor = fGate.Admit(net::QueryAddress(handle));
+    if (!visitor)
         return Refuse(handle);
     TReference<Client> client;
     try {
-        client = TReference<Client>(new Client(handle, fUsers, fOptions, fCounters));
+        client = TReference<Client>(new Client(handle, std::move(visitor), fUsers, fOptions, fCounters));
         fClients.push_back(client);
         if (client->Start() == 0)
             return;
         fClients.pop_back();
     } catch (std::bad_alloc const &) {
         TTracePoint::Write(TTrace::error, TraceCategory::server, "Server.cpp", "no memory for a client");
-        if (!client)
-            net::Close(handle);
     }
-    // Without a thread the connection is closed with the client.
+    // There is no thread, or no memory, for so many sessions.
+    Refuse(client ? client->TakeHandle() : handle);
 }
 
 void Server::Refuse(net::Handle handle) {
     TTracePoint::Write(TTrace::warning, TraceCategory::server, "Server.cpp", "client refused: %u sessions",
                        static_cast<unsigned int>(fClients.size()));
     Text const &refusal = text::tooManySessions;
-    SocketStream(handle) << "-ERR " << refusal.code << Utf8(MakeMessage(refusal)) << "\r\n";
-    net::Close(handle);
+    fRefusals.Add(handle, std::string("-ERR ") + refusal.code + Utf8(MakeMessage(refusal)) + "\r\n");
 }
 
 // Lets go of sessions that are over, and ends those whose clients keep silent.

@@ -4,7 +4,9 @@
 // Server: accepts clients and gives each a session in a thread of its own, until a stop is wanted.
 
 #include "Counters.h"
+#include "Gate.h"
 #include "Options.h"
+#include "Refusals.h"
 #include "System.h"
 #include "Users.h"
 
@@ -18,23 +20,23 @@ class Client;
 
 class Server {
 public:
-    Server(net::Handle listener, Users &users, Options const &options, Counters &counters);
+    Server(net::Handle listener, Users const &users, Options const &options, Counters &counters);
     ~Server();
 
     void Run(); // returns when a stop is wanted and every session has ended
 
 private:
-    static constexpr std::size_t fsMaximum = 1000; // sessions at once
-
     void Admit(net::Handle handle);
     void Refuse(net::Handle handle);
     void Reap();
     void EndAll();
 
     net::Handle fListener;
-    Users &fUsers;
+    Users const &fUsers;
     Options const &fOptions;
     Counters &fCounters;
+    Gate fGate;
+    Refusals fRefusals;
     std::list<TReference<Client>> fClients;
 };
 

@@ -1,20 +1,14 @@
 #include "Session.h"
 
-#include "MessageSource.h"
 #include "Sasl.h"
 #include "Spool.h"
-#include "System.h"
 #include "Tracing.h"
+#include "Words.h"
 
-#include "tuzutil/BASE64.h"
-#include "tuzutil/CRAMMD5.h"
 #include "tuzutil/DOTBYTE.h"
 
-#include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <utility>
 
 namespace pop3d {
 
@@ -22,63 +16,35 @@ namespace {
 
 constexpr unsigned long fsLineBuffer = 2048;
 
-// Overwrites a secret in a way that the optimizer keeps: the last reader is volatile.
-void WipeBytes(char *text, std::size_t count) {
-    for (char volatile *at = text; count > 0; --count)
-        *at++ = 0;
-}
-
-char *NextWord(char *&rest) {
-    while (*rest == ' ')
-        ++rest;
-    char *const word = rest;
-    while (*rest && *rest != ' ')
-        ++rest;
-    if (*rest)
-        *rest++ = 0;
-    return word;
-}
-
-bool ParseNumber(char const *text, unsigned long &number) {
-    char const *const end = text + std::strlen(text);
-    auto const result = std::from_chars(text, end, number);
-    return result.ec == std::errc() && result.ptr == end && text != end;
-}
-
-// The text itself, not the handle: strings are not shared between threads.
-TStringAndWipe CopyOf(TString const &secret) {
-    return TStringAndWipe(TString(static_cast<char *>(secret), secret.length(), ' '));
-}
-
 } // namespace
 
 struct Session::Command {
     char const *verb;
-    State state; // where it is allowed; done: everywhere
+    State state;        // where it is allowed; done: everywhere
+    unsigned int words; // of its argument, at most; not counted in a password
     void (Session::*run)(char *argument);
 };
 
 Session::Command const Session::fsCommands[] = {
-    {"CAPA", State::done, &Session::Capa},          {"QUIT", State::done, &Session::Quit},
-    {"USER", State::authorization, &Session::User}, {"PASS", State::authorization, &Session::Pass},
-    {"APOP", State::authorization, &Session::Apop}, {"AUTH", State::authorization, &Session::Auth},
-    {"STAT", State::transaction, &Session::Stat},   {"LIST", State::transaction, &Session::List},
-    {"UIDL", State::transaction, &Session::Uidl},   {"RETR", State::transaction, &Session::Retr},
-    {"TOP", State::transaction, &Session::Top},     {"DELE", State::transaction, &Session::Dele},
-    {"RSET", State::transaction, &Session::Rset},   {"NOOP", State::transaction, &Session::Noop}};
+    {"CAPA", State::done, 0, &Session::Capa},          {"QUIT", State::done, 0, &Session::Quit},
+    {"USER", State::authorization, 1, &Session::User}, {"PASS", State::authorization, fsLineLimit, &Session::Pass},
+    {"APOP", State::authorization, 2, &Session::Apop}, {"AUTH", State::authorization, 2, &Session::Auth},
+    {"STAT", State::transaction, 0, &Session::Stat},   {"LIST", State::transaction, 1, &Session::List},
+    {"UIDL", State::transaction, 1, &Session::Uidl},   {"RETR", State::transaction, 1, &Session::Retr},
+    {"TOP", State::transaction, 2, &Session::Top},     {"DELE", State::transaction, 1, &Session::Dele},
+    {"RSET", State::transaction, 0, &Session::Rset},   {"NOOP", State::transaction, 0, &Session::Noop}};
 
 Session::Line::~Line() {
     WipeBytes(text, sizeof text);
 }
 
-Session::Session(SocketStream &connection, Users &users, Options const &options, Counters &counters,
-                 IdleTimer &idleTimer)
-    : fConnection(connection), fLines(fsLineBuffer, &connection), fUsers(users), fOptions(options),
+Session::Session(SocketStream &connection, Visitor &visitor, Users const &users, Options const &options,
+                 Counters &counters, IdleTimer &idleTimer)
+    : fConnection(connection), fLines(fsLineBuffer, &connection), fVisitor(visitor), fUsers(users), fOptions(options),
       fLogins(options.logins), fCounters(counters), fIdleTimer(idleTimer), fTimestamp(NewTimestamp()) {}
 
 Session::~Session() {
-    if (!fLockedMailbox.empty())
-        fUsers.Unlock(fLockedMailbox);
+    Unlock();
 }
 
 void Session::Run() {
@@ -98,6 +64,8 @@ void Session::Run() {
             return;
         if (read == Read::tooLong)
             Error(text::lineTooLong);
+        else if (read == Read::zeroByte)
+            Error(text::zeroByte);
         else
             Dispatch(line.text);
     }
@@ -125,6 +93,8 @@ Session::Read Session::ReadLine(Line &line) {
     // A line that the connection's end cut off is no command.
     if (fLines.eof())
         return Read::end;
+    if (std::memchr(line.text, 0, static_cast<std::size_t>(count - 1)))
+        return Read::zeroByte;
     if (count >= 2 && line.text[count - 2] == '\r')
         line.text[count - 2] = 0;
     return Read::line;
@@ -139,6 +109,8 @@ void Session::Dispatch(char *line) {
         TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "C: %s", command.verb);
         if (command.state != State::done && command.state != fState)
             Error(fState == State::authorization ? text::logInFirst : text::alreadyLoggedIn);
+        else if (CountWords(line) > command.words)
+            Error(text::tooManyArguments);
         else
             (this->*command.run)(line);
         return;
@@ -166,152 +138,73 @@ void Session::Capa(char *) {
     fLines << "IMPLEMENTATION tuzutil-pop3d\r\n.\r\n";
 }
 
-void Session::User(char *argument) {
-    if (!fLogins.user)
-        return Error(text::loginNotOffered);
-    fName = NextWord(argument);
-    if (fName.empty())
-        Error(text::nameMissing);
-    else
-        Ok(text::nowThePassword); // whether the user exists is not told
-}
-
-void Session::Pass(char *argument) {
-    if (fName.empty())
-        return Error(text::userFirst);
-    std::string const name = std::exchange(fName, std::string());
-    TStringAndWipe const given(argument); // with its blanks
-    pop3d::User const *const user = fUsers.Find(name);
-    Login(name, user && IsSameSecret(given, user->secret));
-}
-
-void Session::Apop(char *argument) {
-    if (!fLogins.apop)
-        return Error(text::loginNotOffered);
-    std::string const name = NextWord(argument);
-    TString digest(NextWord(argument));
-    pop3d::User const *const user = fUsers.Find(name);
-    Login(name, user && IsSameSecret(digest.lowerCase(), ApopDigest(fTimestamp, user->secret)));
-}
-
-void Session::Auth(char *argument) {
-    TStringIcmp const mechanism(NextWord(argument));
-    if (mechanism.isEqual("CRAM-MD5") && fLogins.cramMd5)
-        AuthCramMd5();
-    else if (mechanism.isEqual("PLAIN") && IsPlainOffered())
-        AuthPlain(NextWord(argument));
-    else
-        Error(text::mechanismNotOffered);
-}
-
-bool Session::ReadResponse(Line &line) {
-    Read const read = ReadLine(line);
-    if (read == Read::line && std::strcmp(line.text, "*") != 0)
-        return true;
-    if (read == Read::end)
-        fState = State::done;
-    else
-        Error(text::loginGivenUp);
-    return false;
-}
-
-void Session::AuthCramMd5() {
-    std::string const challenge = NewTimestamp();
-    fLines << "+ " << EncodeLine(TString(challenge.c_str())) << "\r\n";
-    Line line;
-    if (!ReadResponse(line))
-        return;
-    // "user digest"; the name may hold blanks, the digest does not.
-    TString const response = TBase64::Decode(TString(line.text));
-    unsigned int const blank = response.lastIndexOf(' ');
-    if (blank < 2)
-        return Error(text::malformedResponse);
-    TString const name = response.subString(1, blank - 1);
-    pop3d::User const *const user = fUsers.Find(static_cast<char *>(name));
-    TString digest = response.subString(blank + 1);
-    Login(static_cast<char *>(name),
-          user && IsSameSecret(digest.lowerCase(),
-                               CalculateCramMD5::Calc(CopyOf(user->secret), TString(challenge.c_str()))));
-}
-
-void Session::AuthPlain(char const *initial) {
-    Line line;
-    if (!*initial) {
-        fLines << "+ \r\n";
-        if (!ReadResponse(line))
-            return;
-        initial = line.text;
+// Whether the sizes of all messages are known now.
+bool Session::FindSizes() {
+    for (std::size_t number = 1; number <= fMailbox->QueryCount(); ++number) {
+        Mailbox::Message *const message = fMailbox->Find(number);
+        if (message && !fMailbox->FindSize(*message))
+            return false;
     }
-    PlainResponse response;
-    if (!response.Parse(initial))
-        return Error(text::malformedResponse);
-    pop3d::User const *const user = fUsers.Find(response.user);
-    Login(response.user, user && IsSameSecret(response.secret, user->secret));
-}
-
-void Session::Login(std::string const &name, bool isProven) {
-    if (!isProven) {
-        ++fCounters.refusedLogins;
-        return Error(text::wrongNameOrPassword);
-    }
-    std::string const &folder = fUsers.Find(name)->mailbox;
-    if (!Mailbox::Exists(folder))
-        return Error(text::mailboxMissing);
-    if (!fUsers.Lock(folder))
-        return Error(text::mailboxInUse);
-    fLockedMailbox = folder;
-    fMailbox = std::make_unique<Mailbox>(folder);
-    fState = State::transaction;
-    ++fCounters.logins;
-    TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "%s logged in, %u messages",
-                       name.c_str(), static_cast<unsigned int>(fMailbox->QueryCount()));
-    Ok(text::messageCount, static_cast<unsigned int>(fMailbox->QueryCount()));
+    return true;
 }
 
 void Session::Stat(char *) {
+    if (!FindSizes())
+        return Error(text::messageUnreadable);
     std::uint64_t count = 0;
     std::uint64_t size = 0;
     for (std::size_t number = 1; number <= fMailbox->QueryCount(); ++number) {
-        if (Mailbox::Message *const message = fMailbox->Find(number)) {
+        if (Mailbox::Message const *const message = fMailbox->Find(number)) {
             ++count;
-            size += fMailbox->QuerySize(*message);
+            size += message->size;
         }
     }
     OkLine(std::to_string(count) + " " + std::to_string(size));
 }
 
-Mailbox::Message *Session::FindMessage(char const *number) {
-    unsigned long value = 0;
-    Mailbox::Message *const message = ParseNumber(number, value) ? fMailbox->Find(value) : nullptr;
+Mailbox::Message *Session::FindMessage(char const *text, std::uint32_t &number) {
+    Mailbox::Message *const message = ParseNumber(text, number) ? fMailbox->Find(number) : nullptr;
     if (!message)
         Error(text::noSuchMessage);
     return message;
 }
 
-std::string Session::DescribeSize(std::size_t number, Mailbox::Message &message) {
-    return std::to_string(number) + " " + std::to_string(fMailbox->QuerySize(message));
+Mailbox::Message *Session::FindMessage(char const *text) {
+    std::uint32_t number = 0;
+    return FindMessage(text, number);
 }
 
-std::string Session::DescribeUid(std::size_t number, Mailbox::Message &message) {
-    return std::to_string(number) + " " + static_cast<char *>(message.uid);
+std::string Session::DescribeSize(Mailbox::Message const &message) {
+    return std::to_string(message.size);
 }
 
-void Session::SendList(char const *argument, std::string (Session::*describe)(std::size_t, Mailbox::Message &)) {
+std::string Session::DescribeUid(Mailbox::Message const &message) {
+    return static_cast<char const *>(message.uid);
+}
+
+void Session::SendList(char const *argument, Describe describe) {
     if (*argument) {
-        if (Mailbox::Message *const message = FindMessage(argument))
-            OkLine((this->*describe)(std::strtoul(argument, nullptr, 10), *message));
+        std::uint32_t number = 0;
+        if (Mailbox::Message const *const message = FindMessage(argument, number))
+            OkLine(std::to_string(number) + " " + describe(*message));
         return;
     }
     Ok(text::listing);
     for (std::size_t number = 1; number <= fMailbox->QueryCount(); ++number) {
-        if (Mailbox::Message *const message = fMailbox->Find(number))
-            fLines << (this->*describe)(number, *message) << "\r\n";
+        if (Mailbox::Message const *const message = fMailbox->Find(number))
+            fLines << number << ' ' << describe(*message) << "\r\n";
     }
     fLines << ".\r\n";
 }
 
 void Session::List(char *argument) {
-    SendList(NextWord(argument), &Session::DescribeSize);
+    char const *const number = NextWord(argument);
+    std::uint32_t value = 0;
+    Mailbox::Message *const one = ParseNumber(number, value) ? fMailbox->Find(value) : nullptr;
+    bool const isKnown = one ? fMailbox->FindSize(*one) : *number != 0 || FindSizes();
+    if (!isKnown)
+        return Error(text::messageUnreadable);
+    SendList(number, &Session::DescribeSize);
 }
 
 void Session::Uidl(char *argument) {
@@ -325,7 +218,7 @@ void Session::Retr(char *argument) {
 
 void Session::Top(char *argument) {
     char const *const number = NextWord(argument);
-    unsigned long lines = 0;
+    std::uint32_t lines = 0;
     if (!ParseNumber(NextWord(argument), lines))
         return Error(text::topNeedsNumbers);
     if (Mailbox::Message const *const message = FindMessage(number))
@@ -335,9 +228,9 @@ void Session::Top(char *argument) {
 // The message is read before it is promised: what is changed or removed meanwhile, or cannot be read to its end, does
 // not reach the client. It goes past the line stream straight to the connection, so what the line stream holds back
 // goes first.
-void Session::SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines) {
+void Session::SendMessage(Mailbox::Message const &message, std::uint32_t const *bodyLines) {
     Spool spool(fOptions.spoolBytes);
-    if (!Mailbox::Copy(message, spool))
+    if (!fMailbox->Copy(message, spool))
         return Error(text::messageUnreadable);
     Ok(text::messageFollows);
     fLines.flush();
@@ -356,7 +249,7 @@ bool Session::SendAll(Spool &spool) {
     return true;
 }
 
-bool Session::SendLines(Spool &spool, unsigned long bodyLines) {
+bool Session::SendLines(Spool &spool, std::uint32_t bodyLines) {
     ToDotByteStream out(fConnection, bodyLines);
     try {
         bool const isSent = spool.SendTo(out);

@@ -4,6 +4,8 @@
 // Session: one client from greeting to goodbye (RFC 1939, RFC 2449, RFC 5034, RFC 2195). One thread.
 
 #include "Counters.h"
+#include "Files.h"
+#include "Gate.h"
 #include "IdleTimer.h"
 #include "Mailbox.h"
 #include "Options.h"
@@ -22,7 +24,8 @@ class Spool;
 
 class Session {
 public:
-    Session(SocketStream &connection, Users &users, Options const &options, Counters &counters, IdleTimer &idleTimer);
+    Session(SocketStream &connection, Visitor &visitor, Users const &users, Options const &options, Counters &counters,
+            IdleTimer &idleTimer);
     ~Session();
     Session(Session const &) = delete;
     Session &operator=(Session const &) = delete;
@@ -33,9 +36,10 @@ private:
     struct Command;
     static Command const fsCommands[];
     static constexpr std::size_t fsLineLimit = 1024; // bytes of a command without its line end
+    static constexpr int fsMaxRefusals = 5;          // logins that are refused before the session ends
 
     enum class State { authorization, transaction, done };
-    enum class Read { line, tooLong, end };
+    enum class Read { line, tooLong, zeroByte, end };
 
     // One command line with its argument; zeroed when it is done with, for it may hold a password.
     struct Line {
@@ -77,17 +81,24 @@ private:
     void AuthPlain(char const *initial);
     bool ReadResponse(Line &line); // the client's line after a challenge; false when it gave up or is gone
     void Login(std::string const &name, bool isProven);
-    Mailbox::Message *FindMessage(char const *number); // null after an error reply
-    void SendList(char const *argument, std::string (Session::*describe)(std::size_t, Mailbox::Message &));
-    std::string DescribeSize(std::size_t number, Mailbox::Message &message);
-    std::string DescribeUid(std::size_t number, Mailbox::Message &message);
-    void SendMessage(Mailbox::Message const &message, unsigned long const *bodyLines);
-    bool SendAll(Spool &spool);                            // false where the client has not got all of it
-    bool SendLines(Spool &spool, unsigned long bodyLines); // the header and so many lines
+    void RefuseLogin();
+    void Unlock();   // and forget the mailbox
+    bool IsWanted(); // asked at each block of a message that is read
+    bool FindSizes();
+    Mailbox::Message *FindMessage(char const *text, std::uint32_t &number); // null after an error reply
+    Mailbox::Message *FindMessage(char const *text);
+    using Describe = std::string (*)(Mailbox::Message const &);
+    static std::string DescribeSize(Mailbox::Message const &message);
+    static std::string DescribeUid(Mailbox::Message const &message);
+    void SendList(char const *argument, Describe describe);
+    void SendMessage(Mailbox::Message const &message, std::uint32_t const *bodyLines);
+    bool SendAll(Spool &spool);                            // false if the client has not got all of it
+    bool SendLines(Spool &spool, std::uint32_t bodyLines); // the header and so many lines
 
     SocketStream &fConnection;
     TLineStream fLines;
-    Users &fUsers;
+    Visitor &fVisitor;
+    Users const &fUsers;
     Options const &fOptions;
     Logins const &fLogins;
     Counters &fCounters;
@@ -96,7 +107,9 @@ private:
     std::string fTimestamp;
     std::string fName; // of USER, until PASS
     std::unique_ptr<Mailbox> fMailbox;
-    std::string fLockedMailbox;
+    file::Handle fLock = file::fsNone; // of the mailbox
+    int fRefusals = 0;
+    unsigned int fBlocks = 0; // read of messages
 };
 
 } // namespace pop3d

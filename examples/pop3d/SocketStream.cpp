@@ -1,18 +1,20 @@
 #include "SocketStream.h"
 
+#include "Words.h"
+
 #include <algorithm>
-#include <cstring>
+#include <chrono>
 
 namespace pop3d {
 
-SocketStreamBuf::SocketStreamBuf(net::Handle handle) : fHandle(handle) {
+SocketStreamBuf::SocketStreamBuf(net::Handle handle, Patience const &patience) : fHandle(handle), fPatience(patience) {
     setp(fOut.data(), fOut.data() + fOut.size());
 }
 
 SocketStreamBuf::~SocketStreamBuf() {
     SendPending();
     // A password may have come through.
-    std::memset(fIn.data(), 0, fIn.size());
+    WipeBytes(fIn.data(), fIn.size());
 }
 
 SocketStreamBuf::int_type SocketStreamBuf::underflow() {
@@ -58,15 +60,33 @@ bool SocketStreamBuf::SendPending() {
 bool SocketStreamBuf::SendAll(char const *from, std::size_t count) {
     while (count > 0) {
         long const sent = net::Send(fHandle, from, count);
-        if (sent <= 0)
+        if (sent < 0 || (sent == 0 && !AwaitRoom()))
             return false;
         from += sent;
         count -= static_cast<std::size_t>(sent);
+        fAllowance = std::min(fsAllowance, fAllowance + static_cast<double>(sent));
     }
     return true;
 }
 
-SocketStream::SocketStream(net::Handle handle) : std::iostream(nullptr), fBuf(handle) {
+// Time spent in waiting uses the allowance up, and bytes sent restore it.
+bool SocketStreamBuf::AwaitRoom() {
+    using Clock = std::chrono::steady_clock;
+    auto const begin = Clock::now();
+    double const before = fAllowance;
+    for (;;) {
+        bool const hasRoom = net::AwaitRoom(fHandle, 200);
+        double const seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+        fAllowance = before - seconds * fPatience.bytesPerSecond;
+        if (fAllowance < 0 || seconds > fPatience.idleSeconds || IsStopWanted())
+            return false;
+        if (hasRoom)
+            return true;
+    }
+}
+
+SocketStream::SocketStream(net::Handle handle, Patience const &patience)
+    : std::iostream(nullptr), fBuf(handle, patience) {
     init(&fBuf);
 }
 

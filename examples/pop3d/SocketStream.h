@@ -11,9 +11,15 @@
 
 namespace pop3d {
 
+// How long a client is waited for that does not take what it asked for.
+struct Patience {
+    int idleSeconds;    // without any progress
+    int bytesPerSecond; // on average; 0 for any rate
+};
+
 class SocketStreamBuf : public std::streambuf {
 public:
-    explicit SocketStreamBuf(net::Handle handle);
+    SocketStreamBuf(net::Handle handle, Patience const &patience);
     ~SocketStreamBuf() override;
     SocketStreamBuf(SocketStreamBuf const &) = delete;
     SocketStreamBuf &operator=(SocketStreamBuf const &) = delete;
@@ -29,17 +35,24 @@ protected:
 private:
     bool SendAll(char const *from, std::size_t count);
     bool SendPending();
+    bool AwaitRoom();
+
+    // So many bytes a client may be behind the rate that is asked of it: some seconds of any connection's life.
+    static constexpr double fsAllowance = 131072;
 
     net::Handle fHandle;
+    Patience fPatience;
+    double fAllowance = fsAllowance; // what is left of it
     std::array<char, 4096> fIn;
     std::array<char, 16384> fOut;
 };
 
 class SocketStream : public std::iostream {
 public:
-    explicit SocketStream(net::Handle handle);
+    SocketStream(net::Handle handle, Patience const &patience);
     ~SocketStream() override;
 
+    bool IsThere() const { return net::IsThere(fBuf.QueryHandle()); }
     bool IsLoopback() const { return net::IsLoopback(fBuf.QueryHandle()); }
 
 private:

@@ -22,13 +22,24 @@ std::uint16_t QueryPort(Handle listener);
 
 // The next client, or fsNone when `milliseconds` have passed without one.
 Handle Accept(Handle listener, int milliseconds);
-bool IsLoopback(Handle client);
+// The IPv4 address of a client, as a number; 0 if it is gone.
+std::uint32_t QueryAddress(Handle client);
+inline bool IsLoopback(Handle client) {
+    return QueryAddress(client) >> 24 == 127;
+}
 
-// Writing gives up after this time without progress.
-void SetSendTimeout(Handle client, int seconds);
-// The bytes moved, 0 at the end of the data, -1 on failure.
+// The bytes received, 0 at the end of the data, -1 on failure. Waits.
 long Receive(Handle client, char *to, std::size_t count);
+// The bytes sent, 0 if there is no room at the moment, -1 on failure. Does not wait.
 long Send(Handle client, char const *from, std::size_t count);
+// Whether there is room to send, or a failure to be told of, before `milliseconds` have passed.
+bool AwaitRoom(Handle client, int milliseconds);
+// Whether the client's end is open, as far as is known. Does not wait.
+bool IsThere(Handle client);
+// Ends the sending; what the client still sends can be received.
+void EndSending(Handle client);
+// Drops what has been received; false after the client's end. Does not wait.
+bool Drain(Handle client);
 // Ends all reading and writing, also in another thread that waits; the handle stays valid until Close().
 void Shutdown(Handle client);
 void Close(Handle handle);
@@ -42,7 +53,8 @@ unsigned long ProcessId();
 // A text in the process's encoding, which that of messages is, in UTF-8: what goes out to people.
 std::string Utf8(char const *text);
 
-// Makes SIGINT, SIGTERM or Ctrl-C set the flag that IsStopWanted() reads.
+// Makes SIGINT, SIGTERM or Ctrl-C set the flag that IsStopWanted() reads. Other signals that would end the process, but
+// are no wish to stop, do not: a terminal that is closed, and a file that grows too large.
 void WatchForStop();
 bool IsStopWanted();
 

@@ -47,6 +47,10 @@ inline constexpr Text stillHere{26, "still here"};
 inline constexpr Text goodbye{27, "goodbye"};
 inline constexpr Text notRemoved{28, "some deleted messages not removed", "[SYS/TEMP] "};
 inline constexpr Text tooManySessions{29, "too many sessions", "[SYS/TEMP] "};
+inline constexpr Text zeroByte{80, "the line holds a zero byte"};
+inline constexpr Text tooManyArguments{81, "too many arguments"};
+inline constexpr Text mailboxNotLocked{82, "the mailbox cannot be locked", "[SYS/TEMP] "};
+inline constexpr Text mailboxUnreadable{85, "the mailbox cannot be read", "[SYS/TEMP] "};
 
 inline constexpr Text unknownOption{30, "unknown option \"%s\" (--help lists them)"};
 inline constexpr Text valueMissing{31, "%s needs a value"};
@@ -55,9 +59,11 @@ inline constexpr Text usersMissing{33, "--users is missing (--help tells more)"}
 inline constexpr Text usersUnreadable{34, "cannot read the users file \"%s\""};
 inline constexpr Text usersWrong{35, "users file \"%s\": %s"};
 inline constexpr Text noUser{36, "no user"};
-inline constexpr Text malformedUser{37, "a line is not \"name:secret:mailbox\""};
-inline constexpr Text userWithoutMailbox{38, "user \"%s\" has no mailbox at \"%s\""};
-inline constexpr Text userTwice{39, "user \"%s\" stands there twice"};
+inline constexpr Text malformedUser{37, "line %u is not \"name:secret:mailbox\""};
+inline constexpr Text userWithoutMailbox{38, "line %u: user \"%s\" has no mailbox at \"%s\""};
+inline constexpr Text userTwice{39, "line %u: user \"%s\" stands there twice"};
+inline constexpr Text emptySecret{83, "line %u: user \"%s\" has no secret"};
+inline constexpr Text usersTooLarge{84, "it has more than %u bytes"};
 inline constexpr Text noNetwork{40, "the network cannot be used"};
 inline constexpr Text portFileFailed{41, "cannot write the port file \"%s\""};
 inline constexpr Text noAddress{42, "\"%s\" is no IPv4 address"};
@@ -85,6 +91,15 @@ inline constexpr Text usage[] = {
     {64, "  --port-file FILE     writes the port to this file once the server listens"},
     {65, "  --logins LIST        ways to log in, of user,apop,cram-md5,plain (all; plain over loopback only)"},
     {66, "  --idle-seconds N     ends a session after this time without a command (600)"},
+    {72, "  --login-seconds N    ends a session that has not logged in after this time (60)"},
+    {73, "  --failure-milliseconds N   answers a login that is refused after this time, and each further one of the "
+         "address twice as late, up to 16 times (1000); the fifth ends the session"},
+    {74, "  --sessions N         sessions at once (1000)"},
+    {75, "  --unauthenticated N  sessions at once that have not logged in (100)"},
+    {76, "  --per-address N      sessions at once of one address (64)"},
+    {77, "  --bytes-per-second N ends a session whose client reads more slowly than this on average (1000); 0 for no "
+         "limit"},
+    {78, "  --message-bytes N    takes a file beyond this size for a message that cannot be read (1073741824)"},
     {67, "  --language NAME      speaks the language for which there is a folder NAME of texts beside the program"},
     {68, "  --spool-bytes N      messages beyond this size are not kept in memory while they are sent (65536)"},
     {69, "  --status             shows what the server on the port has counted"},

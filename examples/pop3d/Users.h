@@ -2,14 +2,10 @@
 #define POP3D_USERS_H
 
 // Users: who may fetch what: one line "name:secret:mailbox" a user. Read once at start-up, constant afterwards.
-//
-// The lock of a mailbox is held by one session at a time, in this process.
 
 #include "tuzutil/TSTRING.h"
 
 #include <map>
-#include <mutex>
-#include <set>
 #include <string>
 
 namespace pop3d {
@@ -21,20 +17,17 @@ struct User {
 
 class Users {
 public:
+    static constexpr unsigned int fsMaximum = 16 << 20; // bytes of the file
+
     // False, and one line in `problem`, where the file cannot be used or a mailbox is missing.
     bool Load(std::string const &path, std::string &problem);
 
     User const *Find(std::string const &name) const;
 
-    bool Lock(std::string const &mailbox);
-    void Unlock(std::string const &mailbox);
-
 private:
-    bool AddLine(char const *line, std::size_t length, std::string &problem);
+    bool AddLine(unsigned int number, char const *line, std::size_t length, std::string &problem);
 
     std::map<std::string, User> fUsers;
-    std::mutex fMutex;
-    std::set<std::string> fLocked;
 };
 
 } // namespace pop3d

@@ -1,5 +1,5 @@
+#include "Files.h"
 #include "System.h"
-
 #include "Texts.h"
 
 #include <arpa/inet.h>
@@ -7,12 +7,14 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/time.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace pop3d {
@@ -26,9 +28,12 @@ void WantStop(int) {
     fsStop = true;
 }
 
-int Fd(net::Handle handle) {
+int Fd(std::intptr_t handle) {
     return static_cast<int>(handle);
 }
+
+// Small enough that a slow client shows soon.
+int const fsSendBuffer = 65536;
 
 // Retries a call that a signal interrupted.
 template <typename Call>
@@ -45,10 +50,10 @@ long Retried(Call call) {
 namespace net {
 
 bool StartUp() {
-    // Each session has its connection and, while a message is sent, two files.
+    // Each session has its connection, its lock and, while a message is sent, up to three files.
     rlimit files;
-    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < 4096) {
-        files.rlim_cur = files.rlim_max < 4096 ? files.rlim_max : 4096;
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < 8192) {
+        files.rlim_cur = files.rlim_max < 8192 ? files.rlim_max : 8192;
         setrlimit(RLIMIT_NOFILE, &files);
     }
     // A client that is gone shows in the result of send().
@@ -97,19 +102,15 @@ Handle Accept(Handle listener, int milliseconds) {
     }
     int const on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &fsSendBuffer, sizeof fsSendBuffer);
     return fd;
 }
 
-bool IsLoopback(Handle client) {
+std::uint32_t QueryAddress(Handle client) {
     sockaddr_in at{};
     socklen_t size = sizeof at;
-    return getpeername(Fd(client), reinterpret_cast<sockaddr *>(&at), &size) == 0 && at.sin_family == AF_INET &&
-           (ntohl(at.sin_addr.s_addr) >> 24) == 127;
-}
-
-void SetSendTimeout(Handle client, int seconds) {
-    timeval const time{seconds, 0};
-    setsockopt(Fd(client), SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
+    bool const isKnown = getpeername(Fd(client), reinterpret_cast<sockaddr *>(&at), &size) == 0;
+    return isKnown && at.sin_family == AF_INET ? ntohl(at.sin_addr.s_addr) : 0;
 }
 
 long Receive(Handle client, char *to, std::size_t count) {
@@ -117,7 +118,28 @@ long Receive(Handle client, char *to, std::size_t count) {
 }
 
 long Send(Handle client, char const *from, std::size_t count) {
-    return Retried([&] { return send(Fd(client), from, count, MSG_NOSIGNAL); });
+    long const sent = Retried([&] { return send(Fd(client), from, count, MSG_NOSIGNAL | MSG_DONTWAIT); });
+    return sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) ? 0 : sent;
+}
+
+bool AwaitRoom(Handle client, int milliseconds) {
+    pollfd watched{Fd(client), POLLOUT, 0};
+    return poll(&watched, 1, milliseconds) > 0;
+}
+
+bool IsThere(Handle client) {
+    pollfd watched{Fd(client), POLLRDHUP, 0};
+    return poll(&watched, 1, 0) <= 0;
+}
+
+void EndSending(Handle client) {
+    shutdown(Fd(client), SHUT_WR);
+}
+
+bool Drain(Handle client) {
+    char dropped[4096];
+    long const count = Retried([&] { return recv(Fd(client), dropped, sizeof dropped, MSG_DONTWAIT); });
+    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
 }
 
 void Shutdown(Handle client) {
@@ -129,6 +151,85 @@ void Close(Handle handle) {
 }
 
 } // namespace net
+
+namespace file {
+
+namespace {
+
+bool Describe(struct stat const &status, Identity &identity) {
+    identity.device = status.st_dev;
+    identity.number = status.st_ino;
+    identity.size = static_cast<std::uint64_t>(status.st_size);
+    identity.time = std::int64_t{status.st_mtim.tv_sec} * 1000000000 + status.st_mtim.tv_nsec;
+    return S_ISREG(status.st_mode);
+}
+
+} // namespace
+
+struct Folder::System {
+    int fd;
+};
+
+Folder::Folder(std::string const &mailbox, std::string const &name) {
+    int fd = open(mailbox.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0 && !name.empty()) {
+        int const outer = fd;
+        fd = openat(outer, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        int const problem = errno;
+        close(outer);
+        errno = problem;
+    }
+    if (fd >= 0)
+        fSystem = std::make_unique<System>(System{fd});
+    else
+        fHasFailed = errno != ENOENT && errno != ENOTDIR && errno != ELOOP;
+}
+
+Folder::~Folder() {
+    if (fSystem)
+        close(fSystem->fd);
+}
+
+bool Folder::Identify(std::string const &name, Identity &identity) const {
+    struct stat status;
+    return fstatat(fSystem->fd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && Describe(status, identity);
+}
+
+Handle Folder::Open(std::string const &name, Identity &identity) const {
+    int const how = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    int const fd = openat(fSystem->fd, name.c_str(), how);
+    struct stat status;
+    if (fd < 0 || (fstat(fd, &status) == 0 && Describe(status, identity)))
+        return fd;
+    close(fd);
+    return fsNone;
+}
+
+bool Folder::Remove(std::string const &name, Identity const &identity) const {
+    Identity found;
+    return Identify(name, found) && found == identity && unlinkat(fSystem->fd, name.c_str(), 0) == 0;
+}
+
+long Read(Handle file, char *to, std::size_t count) {
+    return Retried([&] { return read(Fd(file), to, count); });
+}
+
+void Close(Handle file) {
+    close(Fd(file));
+}
+
+// The lock is on the folder itself, whatever it is called.
+Handle Lock(std::string const &mailbox, bool &isInUse) {
+    int const fd = open(mailbox.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    isInUse = false;
+    if (fd < 0 || Retried([&] { return flock(fd, LOCK_EX | LOCK_NB); }) == 0)
+        return fd;
+    isInUse = errno == EWOULDBLOCK;
+    close(fd);
+    return fsNone;
+}
+
+} // namespace file
 
 unsigned long ProcessId() {
     return static_cast<unsigned long>(getpid());
@@ -143,6 +244,8 @@ void WatchForStop() {
     action.sa_handler = WantStop;
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    std::signal(SIGHUP, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool IsStopWanted() {

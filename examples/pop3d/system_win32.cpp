@@ -1,5 +1,5 @@
+#include "Files.h"
 #include "System.h"
-
 #include "Texts.h"
 
 #include <winsock2.h>
@@ -9,12 +9,18 @@
 
 #include <atomic>
 #include <cstring>
+#include <cwchar>
+#include <filesystem>
+#include <utility>
 
 namespace pop3d {
 
 namespace {
 
 std::atomic<bool> fsStop{false};
+
+// Small enough that a slow client shows soon.
+int const fsSendBuffer = 65536;
 
 BOOL WINAPI WantStop(DWORD) {
     fsStop = true;
@@ -23,6 +29,15 @@ BOOL WINAPI WantStop(DWORD) {
 
 SOCKET Socket(net::Handle handle) {
     return static_cast<SOCKET>(handle);
+}
+
+// Whether a socket can be read or written, or has failed, before the time has passed.
+bool Await(net::Handle handle, bool isForWriting, int milliseconds) {
+    fd_set watched;
+    FD_ZERO(&watched);
+    FD_SET(Socket(handle), &watched);
+    timeval time{milliseconds / 1000, (milliseconds % 1000) * 1000};
+    return select(0, isForWriting ? nullptr : &watched, isForWriting ? &watched : nullptr, nullptr, &time) != 0;
 }
 
 } // namespace
@@ -69,11 +84,7 @@ std::uint16_t QueryPort(Handle listener) {
 }
 
 Handle Accept(Handle listener, int milliseconds) {
-    fd_set watched;
-    FD_ZERO(&watched);
-    FD_SET(Socket(listener), &watched);
-    timeval time{milliseconds / 1000, (milliseconds % 1000) * 1000};
-    if (select(0, &watched, nullptr, nullptr, &time) <= 0)
+    if (!Await(listener, false, milliseconds))
         return fsNone;
     SOCKET const s = accept(Socket(listener), nullptr, nullptr);
     if (s == INVALID_SOCKET) {
@@ -84,39 +95,55 @@ Handle Accept(Handle listener, int milliseconds) {
     }
     BOOL const on = TRUE;
     setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char const *>(&on), sizeof on);
+    setsockopt(s, SOL_SOCKET, SO_SNDBUF, reinterpret_cast<char const *>(&fsSendBuffer), sizeof fsSendBuffer);
+    u_long isNonBlocking = 1;
+    ioctlsocket(s, static_cast<long>(FIONBIO), &isNonBlocking);
     return static_cast<Handle>(s);
 }
 
-bool IsLoopback(Handle client) {
+std::uint32_t QueryAddress(Handle client) {
     sockaddr_in at{};
     int size = sizeof at;
-    return getpeername(Socket(client), reinterpret_cast<sockaddr *>(&at), &size) == 0 && at.sin_family == AF_INET &&
-           (ntohl(at.sin_addr.s_addr) >> 24) == 127;
-}
-
-void SetSendTimeout(Handle client, int seconds) {
-    DWORD const time = static_cast<DWORD>(seconds) * 1000;
-    setsockopt(Socket(client), SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<char const *>(&time), sizeof time);
+    bool const isKnown = getpeername(Socket(client), reinterpret_cast<sockaddr *>(&at), &size) == 0;
+    return isKnown && at.sin_family == AF_INET ? ntohl(at.sin_addr.s_addr) : 0;
 }
 
 // A shutdown from another thread does not reach a recv() that waits, so the wait goes in steps.
 long Receive(Handle client, char *to, std::size_t count) {
     for (;;) {
-        fd_set watched;
-        FD_ZERO(&watched);
-        FD_SET(Socket(client), &watched);
-        timeval time{0, 200000};
-        int const ready = select(0, &watched, nullptr, nullptr, &time);
-        if (ready > 0)
-            break;
-        if (ready < 0 || IsStopWanted())
+        if (Await(client, false, 200)) {
+            int const received = recv(Socket(client), to, static_cast<int>(count), 0);
+            if (received >= 0 || WSAGetLastError() != WSAEWOULDBLOCK)
+                return received;
+        }
+        if (IsStopWanted())
             return -1;
     }
-    return recv(Socket(client), to, static_cast<int>(count), 0);
 }
 
 long Send(Handle client, char const *from, std::size_t count) {
-    return send(Socket(client), from, static_cast<int>(count), 0);
+    int const sent = send(Socket(client), from, static_cast<int>(count), 0);
+    return sent < 0 && WSAGetLastError() == WSAEWOULDBLOCK ? 0 : sent;
+}
+
+bool AwaitRoom(Handle client, int milliseconds) {
+    return Await(client, true, milliseconds);
+}
+
+bool IsThere(Handle client) {
+    char next;
+    int const count = recv(Socket(client), &next, 1, MSG_PEEK);
+    return count > 0 || (count < 0 && WSAGetLastError() == WSAEWOULDBLOCK);
+}
+
+void EndSending(Handle client) {
+    shutdown(Socket(client), SD_SEND);
+}
+
+bool Drain(Handle client) {
+    char dropped[4096];
+    int const count = recv(Socket(client), dropped, sizeof dropped, 0);
+    return count > 0 || (count < 0 && WSAGetLastError() == WSAEWOULDBLOCK);
 }
 
 void Shutdown(Handle client) {
@@ -128,6 +155,142 @@ void Close(Handle handle) {
 }
 
 } // namespace net
+
+namespace file {
+
+namespace {
+
+HANDLE File(Handle handle) {
+    return reinterpret_cast<HANDLE>(handle);
+}
+
+// Does not follow a link at the end of the path, and waits for nothing.
+Handle OpenAt(std::wstring const &path, DWORD rights, DWORD flags = 0) {
+    HANDLE const handle = CreateFileW(path.c_str(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, flags | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    return handle == INVALID_HANDLE_VALUE ? fsNone : reinterpret_cast<Handle>(handle);
+}
+
+// Where an open file really is, whatever links led there; empty on failure.
+std::wstring FinalPath(Handle handle) {
+    std::wstring path(512, L'\0');
+    for (;;) {
+        auto const room = static_cast<DWORD>(path.size());
+        DWORD const length = GetFinalPathNameByHandleW(File(handle), path.data(), room, VOLUME_NAME_DOS);
+        path.resize(length);
+        if (length < room)
+            return path;
+    }
+}
+
+// Whether the last call failed for this reason.
+bool IsMissing() {
+    return GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND;
+}
+
+bool Describe(Handle handle, Identity &identity) {
+    BY_HANDLE_FILE_INFORMATION found;
+    DWORD const others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_REPARSE_POINT;
+    if (GetFileType(File(handle)) != FILE_TYPE_DISK || !GetFileInformationByHandle(File(handle), &found) ||
+        (found.dwFileAttributes & others) != 0)
+        return false;
+    auto const join = [](DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; };
+    identity.device = found.dwVolumeSerialNumber;
+    identity.number = join(found.nFileIndexHigh, found.nFileIndexLow);
+    identity.size = join(found.nFileSizeHigh, found.nFileSizeLow);
+    identity.time =
+        static_cast<std::int64_t>(join(found.ftLastWriteTime.dwHighDateTime, found.ftLastWriteTime.dwLowDateTime));
+    return true;
+}
+
+} // namespace
+
+struct Folder::System {
+    std::wstring path; // the final one
+
+    // A regular file that is in this folder, and not somewhere else where a link leads.
+    Handle Open(std::string const &name, DWORD rights, Identity &identity) const {
+        std::wstring const wanted = path + L'\\' + std::filesystem::path(name).wstring();
+        Handle const handle = OpenAt(wanted, rights);
+        if (handle == fsNone ||
+            (Describe(handle, identity) && _wcsicmp(FinalPath(handle).c_str(), wanted.c_str()) == 0))
+            return handle;
+        Close(handle);
+        return fsNone;
+    }
+};
+
+// The folder of which this is the final path; that of the mailbox may be reached over a link, which the owner of the
+// users file names.
+Folder::Folder(std::string const &mailbox, std::string const &name) {
+    std::wstring const given = std::filesystem::path(mailbox).wstring();
+    HANDLE const outer = CreateFileW(given.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    fHasFailed = outer == INVALID_HANDLE_VALUE && !IsMissing();
+    if (outer == INVALID_HANDLE_VALUE)
+        return;
+    std::wstring path = FinalPath(reinterpret_cast<Handle>(outer));
+    CloseHandle(outer);
+    fHasFailed = path.empty();
+    if (!path.empty() && !name.empty()) {
+        path += L'\\' + std::filesystem::path(name).wstring();
+        Handle const inner = OpenAt(path, 0, FILE_FLAG_BACKUP_SEMANTICS);
+        fHasFailed = inner == fsNone && !IsMissing();
+        bool const isInside = inner != fsNone && _wcsicmp(FinalPath(inner).c_str(), path.c_str()) == 0;
+        if (inner != fsNone)
+            Close(inner);
+        if (!isInside)
+            return;
+    }
+    if (!fHasFailed)
+        fSystem = std::make_unique<System>(System{std::move(path)});
+}
+
+Folder::~Folder() = default;
+
+bool Folder::Identify(std::string const &name, Identity &identity) const {
+    Handle const handle = fSystem->Open(name, FILE_READ_ATTRIBUTES, identity);
+    if (handle != fsNone)
+        Close(handle);
+    return handle != fsNone;
+}
+
+Handle Folder::Open(std::string const &name, Identity &identity) const {
+    return fSystem->Open(name, GENERIC_READ, identity);
+}
+
+bool Folder::Remove(std::string const &name, Identity const &identity) const {
+    Identity found;
+    Handle const handle = fSystem->Open(name, DELETE | FILE_READ_ATTRIBUTES, found);
+    if (handle == fsNone)
+        return false;
+    FILE_DISPOSITION_INFO disposition{TRUE};
+    bool const isRemoved = found == identity && SetFileInformationByHandle(File(handle), FileDispositionInfo,
+                                                                           &disposition, sizeof disposition);
+    Close(handle);
+    return isRemoved;
+}
+
+long Read(Handle file, char *to, std::size_t count) {
+    DWORD read = 0;
+    return ReadFile(File(file), to, static_cast<DWORD>(count), &read, nullptr) ? static_cast<long>(read) : -1;
+}
+
+void Close(Handle file) {
+    CloseHandle(File(file));
+}
+
+// A file in the mailbox that one process at a time can have open. It is removed when it is closed, however that comes.
+Handle Lock(std::string const &mailbox, bool &isInUse) {
+    std::wstring const path = (std::filesystem::path(mailbox) / ".pop3d-lock").wstring();
+    HANDLE const handle =
+        CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, OPEN_ALWAYS,
+                    FILE_ATTRIBUTE_HIDDEN | FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    isInUse = handle == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION;
+    return handle == INVALID_HANDLE_VALUE ? fsNone : reinterpret_cast<Handle>(handle);
+}
+
+} // namespace file
 
 unsigned long ProcessId() {
     return GetCurrentProcessId();

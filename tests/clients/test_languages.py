@@ -113,7 +113,7 @@ class Languages(unittest.TestCase):
         path.write_text("anna:secret\n")
         self.assertEqual(
             run(server, "--language", "German", "--users", name),
-            (2, f"pop3d: Benutzerdatei „{name}“: eine Zeile hat nicht die Form „Name:Geheimnis:Postfach“\n"))
+            (2, f"pop3d: Benutzerdatei „{name}“: Zeile 1 hat nicht die Form „Name:Geheimnis:Postfach“\n"))
         server.remove()
 
     def test_help_is_given_in_the_language(self):
@@ -124,7 +124,7 @@ class Languages(unittest.TestCase):
                  "  --help               zeigt dies")):
             status, text = run(server, *arguments)
             lines = text.splitlines()
-            self.assertEqual((status, lines[0], lines[-2], len(lines)), (0, first, last, 12))
+            self.assertEqual((status, lines[0], lines[-2], len(lines)), (0, first, last, 19))
         server.remove()
 
     def test_every_text_is_translated(self):

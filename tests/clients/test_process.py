@@ -24,6 +24,13 @@ class Process(unittest.TestCase):
             (("--logins", "user,x"), '--logins cannot be "user,x"'),
             (("--logins", ""), '--logins cannot be ""'),
             (("--idle-seconds", "0"), '--idle-seconds cannot be "0"'),
+            (("--login-seconds", "0"), '--login-seconds cannot be "0"'),
+            (("--failure-milliseconds", "60001"), '--failure-milliseconds cannot be "60001"'),
+            (("--sessions", "0"), '--sessions cannot be "0"'),
+            (("--unauthenticated", "0"), '--unauthenticated cannot be "0"'),
+            (("--per-address", "-1"), '--per-address cannot be "-1"'),
+            (("--message-bytes", "0"), '--message-bytes cannot be "0"'),
+            (("--bytes-per-second", "fast"), '--bytes-per-second cannot be "fast"'),
             (("--users", "missing-file"), 'cannot read the users file "missing-file"'),
         ]
         for arguments, problem in rows:
@@ -45,10 +52,10 @@ class Process(unittest.TestCase):
         rows = [
             ("", "no user"),
             ("# comment\n\n", "no user"),
-            ("anna:secret\n", 'a line is not "name:secret:mailbox"'),
-            (":secret:mailbox\n", 'a line is not "name:secret:mailbox"'),
-            (f"anna:secret:{missing}\n", f'user "anna" has no mailbox at "{missing}"'),
-            (f"anna:a:{server.native(server.root)}\r\nanna:b:{server.native(server.root)}\n", 'user "anna" stands there twice'),
+            ("anna:secret\n", 'line 1 is not "name:secret:mailbox"'),
+            (":secret:mailbox\n", 'line 1 is not "name:secret:mailbox"'),
+            (f"anna:secret:{missing}\n", f'line 1: user "anna" has no mailbox at "{missing}"'),
+            (f"anna:a:{server.native(server.root)}\r\nanna:b:{server.native(server.root)}\n", 'line 2: user "anna" stands there twice'),
         ]
         for text, problem in rows:
             path.write_text(text, newline="")

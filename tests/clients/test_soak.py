@@ -24,7 +24,9 @@ SIZES = (0, 1, 500, 40_000, 200_000)  # beyond 65536 bytes messages go through a
 class Soak(unittest.TestCase):
     def setUp(self):
         self.users = {f"user{number}": f"secret {number}" for number in range(USERS)}
-        self.server = support.Server(self.users, options=["--idle-seconds", "3"])
+        # All of them come from one address, which is not to be taken for a single attacker here.
+        self.server = support.Server(self.users, options=[
+            "--idle-seconds", "3", "--failure-milliseconds", "10", "--unauthenticated", "1000", "--per-address", "1000"])
         self.messages = {}
         for number, user in enumerate(self.users):
             self.messages[user] = []

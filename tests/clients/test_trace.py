@@ -50,7 +50,7 @@ class Trace(unittest.TestCase):
         server = self.run_session("stderr,al,Protocol,0,Pop3Session")
         lines = [line for line in server.read_output().splitlines() if not line.startswith("pop3d: ")]
         for line in lines:
-            self.assertRegex(line, r"^[A-Za-z0-9*<>?] \[Session\.cpp:\d+\] ")
+            self.assertRegex(line, r"^[A-Za-z0-9*<>?] \[(?:Session|Logins)\.cpp:\d+\] ")
         self.check([line.split("] ", 1)[1] for line in lines])
 
     def test_files_get_records_with_time_and_thread(self):
@@ -58,7 +58,7 @@ class Trace(unittest.TestCase):
             server = self.run_session(keyword + "({root}/trace.log),al,Protocol,0,Pop3Session")
             lines = self.read(server, "trace.log")
             for line in lines:
-                self.assertRegex(line, r"^\d\d/\d\d-\d\d:\d\d:\d\d\.\d\d " + prefix + r" \S \[Session\.cpp:\d+\] ")
+                self.assertRegex(line, r"^\d\d/\d\d-\d\d:\d\d:\d\d\.\d\d " + prefix + r" \S \[(?:Session|Logins)\.cpp:\d+\] ")
             self.check([line.split("] ", 1)[1] for line in lines])
 
     def test_without_selection_sessions_are_quiet(self):
@@ -106,7 +106,7 @@ class Trace(unittest.TestCase):
             self.assertLessEqual(len(data), 1000)
             self.assertTrue(data.endswith(b"\n"))
             lines += data.decode().splitlines()
-        texts = [re.fullmatch(r"[0-9/:.-]+ [0-9A-F]{8} \S \[Session\.cpp:\d+\] (.*)", line)[1] for line in lines]
+        texts = [re.fullmatch(r"[0-9/:.-]+ [0-9A-F]{8} \S \[(?:Session|Logins)\.cpp:\d+\] (.*)", line)[1] for line in lines]
         self.assertEqual(texts.count("session begins"), 30)
         self.assertEqual(texts.count("anna logged in, 0 messages"), 30)
         self.assertEqual(texts.count("session ends"), 30)

@@ -1,0 +1,164 @@
+// The ways to log in, and what follows for those who cannot.
+
+#include "Sasl.h"
+#include "Session.h"
+#include "System.h"
+#include "Tracing.h"
+#include "Words.h"
+
+#include "tuzutil/BASE64.h"
+#include "tuzutil/CRAMMD5.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+namespace pop3d {
+
+namespace {
+
+// The text itself, not the handle: strings are not shared between threads.
+TStringAndWipe CopyOf(TString const &secret) {
+    return TStringAndWipe(TString(static_cast<char *>(secret), secret.length(), ' '));
+}
+
+} // namespace
+
+void Session::User(char *argument) {
+    if (!fLogins.user)
+        return Error(text::loginNotOffered);
+    fName = NextWord(argument);
+    if (fName.empty())
+        Error(text::nameMissing);
+    else
+        Ok(text::nowThePassword); // whether the user exists is not told
+}
+
+void Session::Pass(char *argument) {
+    if (fName.empty())
+        return Error(text::userFirst);
+    std::string const name = std::exchange(fName, std::string());
+    TStringAndWipe const given(argument); // with its blanks
+    pop3d::User const *const user = fUsers.Find(name);
+    Login(name, user && IsSameSecret(given, user->secret));
+}
+
+void Session::Apop(char *argument) {
+    if (!fLogins.apop)
+        return Error(text::loginNotOffered);
+    std::string const name = NextWord(argument);
+    TString digest(NextWord(argument));
+    pop3d::User const *const user = fUsers.Find(name);
+    Login(name, user && IsSameSecret(digest.lowerCase(), ApopDigest(fTimestamp, user->secret)));
+}
+
+void Session::Auth(char *argument) {
+    TStringIcmp const mechanism(NextWord(argument));
+    if (mechanism.isEqual("CRAM-MD5") && fLogins.cramMd5)
+        AuthCramMd5();
+    else if (mechanism.isEqual("PLAIN") && IsPlainOffered())
+        AuthPlain(NextWord(argument));
+    else
+        Error(text::mechanismNotOffered);
+}
+
+bool Session::ReadResponse(Line &line) {
+    Read const read = ReadLine(line);
+    if (read == Read::line && std::strcmp(line.text, "*") != 0)
+        return true;
+    if (read == Read::end)
+        fState = State::done;
+    else
+        Error(read == Read::zeroByte ? text::zeroByte : text::loginGivenUp);
+    return false;
+}
+
+void Session::AuthCramMd5() {
+    std::string const challenge = NewTimestamp();
+    fLines << "+ " << EncodeLine(TString(challenge.c_str())) << "\r\n";
+    Line line;
+    if (!ReadResponse(line))
+        return;
+    // "user digest"; the name may hold blanks, the digest does not.
+    TString const response = TBase64::Decode(TString(line.text));
+    unsigned int const blank = response.lastIndexOf(' ');
+    if (blank < 2)
+        return Error(text::malformedResponse);
+    TString const name = response.subString(1, blank - 1);
+    pop3d::User const *const user = fUsers.Find(static_cast<char *>(name));
+    TString digest = response.subString(blank + 1);
+    Login(static_cast<char *>(name),
+          user && IsSameSecret(digest.lowerCase(),
+                               CalculateCramMD5::Calc(CopyOf(user->secret), TString(challenge.c_str()))));
+}
+
+void Session::AuthPlain(char const *initial) {
+    Line line;
+    if (!*initial) {
+        fLines << "+ \r\n";
+        if (!ReadResponse(line))
+            return;
+        initial = line.text;
+    }
+    PlainResponse response;
+    if (!response.Parse(initial))
+        return Error(text::malformedResponse);
+    pop3d::User const *const user = fUsers.Find(response.user);
+    Login(response.user, user && IsSameSecret(response.secret, user->secret));
+}
+
+// What is refused is answered late. The session keeps its place meanwhile, also after its client has left: whoever
+// does not wait for the answer cannot guess more often for that.
+void Session::RefuseLogin() {
+    ++fCounters.refusedLogins;
+    auto const end = std::chrono::steady_clock::now() + fVisitor.Refuse();
+    fLines.flush();
+    while (std::chrono::steady_clock::now() < end && !IsStopWanted())
+        std::this_thread::sleep_for(
+            std::min<std::chrono::nanoseconds>(end - std::chrono::steady_clock::now(), std::chrono::milliseconds(50)));
+    Error(text::wrongNameOrPassword);
+    if (++fRefusals < fsMaxRefusals)
+        return;
+    fLines.flush();
+    fState = State::done;
+}
+
+void Session::Login(std::string const &name, bool isProven) {
+    if (!isProven)
+        return RefuseLogin();
+    std::string const &folder = fUsers.Find(name)->mailbox;
+    if (!Mailbox::Exists(folder))
+        return Error(text::mailboxMissing);
+    bool isInUse = false;
+    fLock = file::Lock(folder, isInUse);
+    if (fLock == file::fsNone)
+        return Error(isInUse ? text::mailboxInUse : text::mailboxNotLocked);
+    fMailbox = std::make_unique<Mailbox>(folder, fOptions.messageBytes, [this] { return IsWanted(); });
+    if (!fMailbox->IsComplete()) {
+        Unlock();
+        return Error(text::mailboxUnreadable);
+    }
+    fState = State::transaction;
+    fVisitor.LogIn();
+    ++fCounters.logins;
+    TTracePoint::Write(TTrace::information, TraceCategory::session, "Logins.cpp", "%s logged in, %u messages",
+                       name.c_str(), static_cast<unsigned int>(fMailbox->QueryCount()));
+    Ok(text::messageCount, static_cast<unsigned int>(fMailbox->QueryCount()));
+}
+
+void Session::Unlock() {
+    fMailbox.reset();
+    if (fLock != file::fsNone)
+        file::Close(std::exchange(fLock, file::fsNone));
+}
+
+// Whether anybody wants the rest of what is being read. A client that has only ended its sending gets a message of
+// ordinary size; reading more for one that may have left is not worth it.
+bool Session::IsWanted() {
+    constexpr unsigned int blocksBetweenLooks = 64;
+    return !IsStopWanted() && (++fBlocks % blocksBetweenLooks != 0 || fConnection.IsThere());
+}
+
+} // namespace pop3d

@@ -1,0 +1,33 @@
+#include "Refusals.h"
+
+#include <algorithm>
+
+namespace pop3d {
+
+Refusals::~Refusals() {
+    for (Entry const &entry : fEntries)
+        net::Close(entry.handle);
+}
+
+void Refusals::Add(net::Handle handle, std::string const &word) {
+    net::Send(handle, word.data(), word.size()); // of a new connection: there is room
+    net::EndSending(handle);
+    fEntries.push_back({handle, Clock::now()});
+    if (fEntries.size() <= fsMaximum)
+        return;
+    net::Close(fEntries.front().handle);
+    fEntries.pop_front();
+}
+
+void Refusals::Tend() {
+    auto const now = Clock::now();
+    auto const isOver = [now](Entry const &entry) {
+        if (net::Drain(entry.handle) && now - entry.since < std::chrono::seconds(2))
+            return false;
+        net::Close(entry.handle);
+        return true;
+    };
+    fEntries.erase(std::remove_if(fEntries.begin(), fEntries.end(), isOver), fEntries.end());
+}
+
+} // namespace pop3d
