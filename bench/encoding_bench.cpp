@@ -4,7 +4,7 @@
 #include "tuzutil/CRAMMD5.h"
 #include "tuzutil/MD5.h"
 #include "tuzutil/UTF7.h"
-#include "utility/BASE64K.h"
+#include "utility/mail/base64_loops.h"
 
 #include <benchmark/benchmark.h>
 

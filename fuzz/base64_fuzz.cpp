@@ -1,7 +1,7 @@
 // Base64 from any bytes: both ways of decoding agree, and what is encoded comes back.
 
 #include "tuzutil/BASE64.h"
-#include "utility/BASE64K.h"
+#include "utility/mail/base64_loops.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,6 +1,6 @@
 #include "tuzutil/BASE64.h"
 
-#include "utility/BASE64K.h"
+#include "utility/mail/base64_loops.h"
 
 #include <gtest/gtest.h>
 

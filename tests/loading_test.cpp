@@ -1,4 +1,4 @@
-#include "utility/LOADING.h"
+#include "utility/kernel/loading.h"
 
 #include "support/Expect.h"
 

@@ -1,7 +1,7 @@
 // Reals in a locale whose decimal point is no ASCII character: this program has its own copy of the formatter, above a
 // runtime that it directs.
 
-#include "utility/MSGPRINT.cpp"
+#include "utility/kernel/message_print.cpp"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 #include "support/TempFolder.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/NLSRESRC.h"
-#include "utility/TXTLIB.h"
+#include "utility/languages/text_library.h"
 
 #include <gtest/gtest.h>
 
@@ -274,7 +274,7 @@ namespace {
 template <typename Find, typename Open>
 Lines OpenEntries(Find find, Open open) {
     TCapture capture;
-    EXPECT_EQ(txtlib::OpenLibrary("Mail", "msgs", find, open), nullptr);
+    EXPECT_EQ(text_library::OpenLibrary("Mail", "msgs", find, open), nullptr);
     return Entries(capture);
 }
 
@@ -308,11 +308,11 @@ TEST(TLibraryStoreFailures, OfTheLibraryAreTraced) {
 
 TEST(TLibraryStoreFailures, OfATextAreTraced) {
     TCapture capture;
-    EXPECT_EQ(txtlib::LoadText("Mail", 3, 17, []() -> TString { ThrowOurs(); }).length(), 0u);
+    EXPECT_EQ(text_library::LoadText("Mail", 3, 17, []() -> TString { ThrowOurs(); }).length(), 0u);
     EXPECT_EQ(Entries(capture),
               (Lines{"8 Could not find message (Mail,17), TInvalidRequest(second,x000000FF,2), Using default "
                      "message"}));
-    EXPECT_EQ(txtlib::LoadText("Mail", 3, 17, []() -> TString { ThrowForeign(); }).length(), 0u);
+    EXPECT_EQ(text_library::LoadText("Mail", 3, 17, []() -> TString { ThrowForeign(); }).length(), 0u);
     EXPECT_EQ(Entries(capture),
               (Lines{"8 Could not find message (Mail,3,17), unknown exception, Using default message"}));
 }

@@ -5,8 +5,8 @@
 #include "support/Languages.h"
 #include "support/TempFolder.h"
 #include "tuzutil/EXCEPTN.h"
-#include "utility/NLSOPEN.h"
-#include "utility/PROGDIR.h"
+#include "utility/languages/program_directory.h"
+#include "utility/languages/require_open.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 
 #include "utility/THREAD.cpp"
 #include "utility/TIMER.cpp"
-#include "utility/TIMERQUE.cpp"
+#include "utility/threads/timer_queue.cpp"
 
 #include "support/CaptureTrace.h"
 

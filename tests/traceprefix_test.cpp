@@ -1,6 +1,6 @@
 // What records begin with, at a time and in a process of the test's own choice.
 
-#include "utility/TRACEREC.h"
+#include "utility/kernel/trace_record.h"
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
-#ifndef TUZUTIL_PLATFORM_H
-#define TUZUTIL_PLATFORM_H
+#ifndef TUZUTIL_PLATFORM
+#define TUZUTIL_PLATFORM
 
 // platform.h: all that the library needs of an operating system. win32/ and posix/ define it, one subject per file,
 // under the same file names. A port to another system writes these functions.

@@ -1,8 +1,8 @@
 #include "tuzutil/BASE64.h"
 
-#include "utility/BASE64K.h"
-#include "utility/BYTESCAN.h"
-#include "utility/STRACCES.h"
+#include "utility/kernel/byte_search.h"
+#include "utility/kernel/string_access.h"
+#include "utility/mail/base64_loops.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ TString TBase64::Decode(TString const &text) {
     char const *const from = text;
     char const *const to = bytes;
     char const *end = reinterpret_cast<char const *>(DecodeText(from, from + text.length(), bytes));
-    if (char const *const zero = bytescan::FindByte(to, end, '\0'))
+    if (char const *const zero = byte_search::FindByte(to, end, '\0'))
         end = zero;
     TStringAccess::Truncate(bytes, static_cast<unsigned int>(end - to));
     return bytes;

@@ -1,8 +1,8 @@
 #include "tuzutil/BINSTRM.h"
 
-#include "utility/BUFAREA.h"
-#include "utility/STRACCES.h"
-#include "utility/STRMDEV.h"
+#include "utility/kernel/buffer_area.h"
+#include "utility/kernel/stream_guard.h"
+#include "utility/kernel/string_access.h"
 
 #include <algorithm>
 #include <bit>
@@ -66,7 +66,7 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
         return static_cast<std::size_t>(fStream->gcount());
     }
     fCount = 0;
-    if (!strmdev::Guard(*fStream, [&] { fCount = fStream->rdbuf()->sgetn(to, wanted); }))
+    if (!stream_guard::Guard(*fStream, [&] { fCount = fStream->rdbuf()->sgetn(to, wanted); }))
         return 0;
     auto const got = static_cast<std::size_t>(fCount);
     if (got != count)
@@ -81,7 +81,7 @@ void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     if (!ready)
         return;
     auto state = std::ios_base::goodbit;
-    if (!strmdev::Guard(*fStream, [&] { state = extract(*fStream->rdbuf()); }))
+    if (!stream_guard::Guard(*fStream, [&] { state = extract(*fStream->rdbuf()); }))
         return;
     if (state != std::ios_base::goodbit)
         fStream->setstate(state);
@@ -295,7 +295,7 @@ void ToBinaryStream::WriteBytes(void const *bytes, std::size_t count) {
         return;
     }
     std::streamsize put = 0;
-    if (!strmdev::Guard(*fStream, [&] { put = fStream->rdbuf()->sputn(from, size); }))
+    if (!stream_guard::Guard(*fStream, [&] { put = fStream->rdbuf()->sputn(from, size); }))
         return;
     if (put != size)
         fStream->setstate(std::ios_base::badbit);

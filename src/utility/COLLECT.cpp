@@ -1,7 +1,7 @@
 #include "tuzutil/COLLECT.h"
 
-#include "utility/RAISE.h"
-#include "utility/WORD32.h"
+#include "utility/kernel/raise.h"
+#include "utility/kernel/word32.h"
 
 #include <algorithm>
 #include <new>

@@ -1,6 +1,6 @@
 #include "tuzutil/CONCSTRM.h"
 
-#include "utility/SOURCERD.h"
+#include "utility/streams/source_reader.h"
 
 #include <algorithm>
 #include <utility>
@@ -58,7 +58,7 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
     std::size_t const limit =
         fBufferSize - fsPutBackRoom - 3; // CR, LF and, in memory of the classic reader, a terminator
 
-    sourcerd::Stop stop = sourcerd::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
+    source_reader::Stop stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     bool lineEnds = false;
     while (fSources[fCurrent]->eof()) {
         bool const isUnfinished = fGathered != 0 || fLast != '\n';
@@ -69,10 +69,10 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
         fGathered = 0; // a line without its end does not count
         if (++fCurrent == fSources.size())
             return {nullptr, nullptr, nullptr}; // a line that does not count may stand where the last piece stood
-        stop = sourcerd::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
+        stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
     if (!lineEnds)
-        lineEnds = sourcerd::TakeLineFeed(*fSources[fCurrent], stop);
+        lineEnds = source_reader::TakeLineFeed(*fSources[fCurrent], stop);
     std::size_t count = std::exchange(fGathered, 0);
     if (lineEnds) {
         bool const lacksCr = count != 0 ? piece[count - 1] != '\r' : fWholeLines && fLast != '\r';

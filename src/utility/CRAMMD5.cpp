@@ -2,7 +2,7 @@
 
 #include "platform/platform.h"
 #include "tuzutil/MD5.h"
-#include "utility/STRACCES.h"
+#include "utility/kernel/string_access.h"
 
 #include <cstring>
 

@@ -2,9 +2,9 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/FINDTAB.h"
-#include "utility/RAISE.h"
-#include "utility/STRACCES.h"
+#include "utility/files/search_table.h"
+#include "utility/kernel/raise.h"
+#include "utility/kernel/string_access.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,10 +1,10 @@
 #include "tuzutil/DOTBYTE.h"
 
 #include "tuzutil/TRACEP.h"
-#include "utility/BYTESCAN.h"
-#include "utility/SINKWR.h"
-#include "utility/SOURCERD.h"
-#include "utility/STRMFAIL.h"
+#include "utility/kernel/byte_search.h"
+#include "utility/streams/sink_writer.h"
+#include "utility/streams/source_reader.h"
+#include "utility/streams/stream_failure.h"
 
 #include <algorithm>
 #include <utility>
@@ -86,10 +86,10 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
     char const *const end = bytes + count;
     while (bytes != end) {
         if (fWriteState == State::atLineStart && *bytes == '.')
-            sinkwr::Write(*fSink, ".", 1);
+            sink_writer::Write(*fSink, ".", 1);
         char const *const stop = EndOfRun(bytes, end);
         auto const length = static_cast<std::size_t>(stop - bytes);
-        sinkwr::Write(*fSink, bytes, length);
+        sink_writer::Write(*fSink, bytes, length);
         fWriteState = stop[-1] == '\n' ? State::atLineStart : State::insideLine;
         fLineLength += length;
         bytes = stop;
@@ -101,7 +101,7 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
 // Behind the next line end that matters: every one where lines are counted, otherwise only one before a dot.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end) const noexcept {
     char const *const lineFeed =
-        fLinesLimited ? bytescan::FindByte(from, end, '\n') : bytescan::FindPair(from, end, '\n', '.');
+        fLinesLimited ? byte_search::FindByte(from, end, '\n') : byte_search::FindPair(from, end, '\n', '.');
     return lineFeed ? lineFeed + 1 : end;
 }
 
@@ -132,7 +132,7 @@ void TDotByteStreamBuf::Stop(std::uint32_t sourceLine) {
 void TDotByteStreamBuf::EndBody() {
     fWriteState = State::terminated;
     ClosePutArea();
-    sinkwr::Through(*fSink, [](std::ostream &sink) {
+    sink_writer::Through(*fSink, [](std::ostream &sink) {
         sink << ".\r\n";
         sink.flush();
     });
@@ -158,8 +158,8 @@ void TDotByteStreamBuf::BeforeRead() {
 TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     char *begin = fBuffer.get();
     // A byte of the area stays free, so a full piece is delivered without a look at what follows.
-    sourcerd::Stop const stop = sourcerd::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered);
-    bool const lineFeed = stop == sourcerd::Stop::lineFeed && sourcerd::TakeLineFeed(*fSource, stop);
+    source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered);
+    bool const lineFeed = stop == source_reader::Stop::lineFeed && source_reader::TakeLineFeed(*fSource, stop);
     std::size_t const count = std::exchange(fGathered, 0);
     char *end = begin + count;
 

@@ -3,10 +3,10 @@
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/ASCIICMP.h"
-#include "utility/LIBPATH.h"
-#include "utility/LOADING.h"
-#include "utility/RAISE.h"
+#include "utility/factories/library_path.h"
+#include "utility/kernel/ascii_names.h"
+#include "utility/kernel/loading.h"
+#include "utility/kernel/raise.h"
 
 #include <array>
 #include <cstring>
@@ -43,7 +43,7 @@ std::string_view LastPart(std::string_view name) noexcept {
 bool HasEnding(TString const &name, char const *ending) {
     std::string_view const whole = View(name);
     std::size_t const dot = whole.rfind('.');
-    return dot != std::string_view::npos && asciicmp::IsEqual(Text(whole.substr(dot)), TString(ending));
+    return dot != std::string_view::npos && ascii_names::IsEqual(Text(whole.substr(dot)), TString(ending));
 }
 
 // What a library may be called: its name, with ".dll" if it needs an ending, and then as the system names its own.
@@ -129,11 +129,11 @@ TFactoryType &TFactoryType::operator=(TFactoryType const &other) {
 }
 
 bool TFactoryType::operator==(TFactoryType const &other) const noexcept {
-    return asciicmp::IsEqual(fName, other.fName);
+    return ascii_names::IsEqual(fName, other.fName);
 }
 
 bool TFactoryType::operator<(TFactoryType const &other) const noexcept {
-    return asciicmp::Compare(fName, other.fName) < 0;
+    return ascii_names::Compare(fName, other.fName) < 0;
 }
 
 // The registry

@@ -3,7 +3,7 @@
 #include "platform/platform.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TXTMSG.h"
-#include "utility/RAISE.h"
+#include "utility/kernel/raise.h"
 
 #include <cctype>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "tuzutil/FILTSTRM.h"
 
-#include "utility/NOCANCEL.h"
-#include "utility/STRMFAIL.h"
+#include "platform/no_cancel.h"
+#include "utility/streams/stream_failure.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "tuzutil/LINESTRM.h"
 
-#include "utility/SINKWR.h"
-#include "utility/SOURCERD.h"
+#include "utility/streams/sink_writer.h"
+#include "utility/streams/source_reader.h"
 
 #include <algorithm>
 #include <utility>
@@ -87,7 +87,7 @@ bool TLineStreamBuf::IsWritable() const noexcept {
 }
 
 void TLineStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
-    sinkwr::Write(*fSink, bytes, count);
+    sink_writer::Write(*fSink, bytes, count);
 }
 
 bool TLineStreamBuf::IsReadable() const noexcept {
@@ -101,8 +101,8 @@ TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;
 
-    sourcerd::Stop const stop = sourcerd::ReadToLineFeed(*fSource, piece, limit, fGathered);
-    bool const lineEnds = sourcerd::TakeLineFeed(*fSource, stop);
+    source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, piece, limit, fGathered);
+    bool const lineEnds = source_reader::TakeLineFeed(*fSource, stop);
     // Counted before looking at what was read: callers rely on the one line more that the end of the data counts.
     if (fAtLineStart)
         ++fLinesRead;

@@ -1,7 +1,7 @@
 #include "tuzutil/MSGSTRPM.h"
 
 #include "tuzutil/NLSRESRC.h"
-#include "utility/TXTLIB.h"
+#include "utility/languages/text_library.h"
 
 namespace {
 
@@ -12,11 +12,12 @@ char const *Chars(TString const &text) noexcept {
 
 std::unique_ptr<TDll> OpenCurrent(TTextMessage::StoreID const &id, char const *dllName) {
     if (TSearchNLSPath::QueryLang() == TSearchNLSPath::fsLang_C) {
-        txtlib::Trace(TTrace::information, "LANG is \"C\" using default messages for Message Store %s", Chars(id));
+        text_library::Trace(TTrace::information, "LANG is \"C\" using default messages for Message Store %s",
+                            Chars(id));
         return nullptr;
     }
     TSearchNLSPath search(dllName);
-    return txtlib::OpenLibrary(
+    return text_library::OpenLibrary(
         Chars(id), dllName, [&] { return search.FindFile(); },
         [](char const *path) { return std::make_unique<TDll>(path); });
 }
@@ -34,8 +35,8 @@ TTextMessageStorePM::~TTextMessageStorePM() = default;
 TString TTextMessageStorePM::GetMsg(long set, long number, int wide) {
     if (!fLibrary)
         return TString();
-    return txtlib::LoadText(Chars(Key()), static_cast<std::uint32_t>(set), static_cast<std::uint32_t>(number),
-                            [&] { return fLibrary->loadMessage(static_cast<unsigned long>(number), wide); });
+    return text_library::LoadText(Chars(Key()), static_cast<std::uint32_t>(set), static_cast<std::uint32_t>(number),
+                                  [&] { return fLibrary->loadMessage(static_cast<unsigned long>(number), wide); });
 }
 
 int TTextMessageStorePM::IsCached() const {

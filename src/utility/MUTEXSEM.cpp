@@ -2,7 +2,7 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/DEBUGCHK.h"
+#include "utility/kernel/debug_check.h"
 
 #include <cstdlib>
 #include <cstring>

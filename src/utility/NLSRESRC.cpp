@@ -2,10 +2,10 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TXTMSG.h"
-#include "utility/ASCIICMP.h"
-#include "utility/LOADING.h"
-#include "utility/NLSOPEN.h"
-#include "utility/PROGDIR.h"
+#include "utility/kernel/ascii_names.h"
+#include "utility/kernel/loading.h"
+#include "utility/languages/program_directory.h"
+#include "utility/languages/require_open.h"
 
 #include <cstring>
 #include <string_view>
@@ -156,7 +156,7 @@ char *TSearchNLSPath::FindInPath() {
     if (fFound)
         return Found();
     unsigned int const dot = fName.length() ? fName.lastIndexOf('.') : 0;
-    bool const isComplete = dot && asciicmp::IsEqual(fName.subString(dot), TString(".dll"));
+    bool const isComplete = dot && ascii_names::IsEqual(fName.subString(dot), TString(".dll"));
     TString const file = isComplete ? fName : TString("") + fName + ".dll";
     TLoading loading;
     void *const library = platform::OpenLibrary(file);

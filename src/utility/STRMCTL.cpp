@@ -1,4 +1,4 @@
-#include "utility/STRMFAIL.h"
+#include "utility/streams/stream_failure.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "tuzutil/TAGVAR.h"
 
 #include "tuzutil/BINSTRM.h"
-#include "utility/TAGREPRT.h"
+#include "utility/kernel/value_reports.h"
 
 #include <bit>
 #include <charconv>

@@ -1,8 +1,8 @@
 #include "tuzutil/TDATETIM.h"
 
 #include "platform/platform.h"
-#include "utility/ASCIICMP.h"
-#include "utility/STRACCES.h"
+#include "utility/kernel/ascii_names.h"
+#include "utility/kernel/string_access.h"
 
 #include <algorithm>
 #include <cstring>
@@ -124,7 +124,7 @@ TString TDateTime::QueryString(char const *format) const {
 
 int TDateTime::MonthFromName(char const *name) noexcept {
     for (int month = 0; name && month < 12; ++month) {
-        if (asciicmp::IsEqual(name, fsMonths[month]))
+        if (ascii_names::IsEqual(name, fsMonths[month]))
             return month;
     }
     return -1;

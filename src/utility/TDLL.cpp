@@ -3,8 +3,8 @@
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
 #include "tuzutil/TXTMSG.h"
-#include "utility/LOADING.h"
-#include "utility/RAISE.h"
+#include "utility/kernel/loading.h"
+#include "utility/kernel/raise.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACEEXC.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/INSIST.h"
-#include "utility/LAUNCH.h"
+#include "utility/kernel/insistent_lock.h"
+#include "utility/threads/thread_launch.h"
 
 #include <cassert>
 #include <exception>

@@ -2,9 +2,9 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/INSIST.h"
-#include "utility/LAUNCH.h"
-#include "utility/MASTTIMR.h"
+#include "utility/kernel/insistent_lock.h"
+#include "utility/threads/thread_launch.h"
+#include "utility/threads/timer_thread.h"
 
 #include <algorithm>
 #include <new>

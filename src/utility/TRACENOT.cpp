@@ -1,9 +1,9 @@
 #include "tuzutil/TRACENOT.h"
 
+#include "platform/no_cancel.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACE.h"
-#include "utility/NOCANCEL.h"
-#include "utility/TRACEOBS.h"
+#include "utility/kernel/trace_observers.h"
 
 #include <memory>
 

@@ -1,8 +1,8 @@
 #include "tuzutil/TRACESHF.h"
 
 #include "tuzutil/MUTEXSEM.h"
-#include "utility/TRACEFIL.h"
-#include "utility/TRACEREC.h"
+#include "utility/destinations/trace_file_stream.h"
+#include "utility/kernel/trace_record.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/MUTEXSEM.h"
-#include "utility/TRACEFIL.h"
-#include "utility/TRACEREC.h"
+#include "utility/destinations/trace_file_stream.h"
+#include "utility/kernel/trace_record.h"
 
 #include <atomic>
 #include <memory>

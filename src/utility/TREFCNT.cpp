@@ -2,8 +2,8 @@
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/DEBUGCHK.h"
-#include "utility/RAISE.h"
+#include "utility/kernel/debug_check.h"
+#include "utility/kernel/raise.h"
 
 #include <cassert>
 

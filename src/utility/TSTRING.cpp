@@ -1,8 +1,8 @@
 #include "tuzutil/TSTRING.h"
 
 #include "platform/platform.h"
-#include "utility/BYTESCAN.h"
-#include "utility/RAISE.h"
+#include "utility/kernel/byte_search.h"
+#include "utility/kernel/raise.h"
 
 #include <algorithm>
 #include <cctype>
@@ -518,7 +518,7 @@ unsigned int TString::indexOf(char c, unsigned int start) const {
     if (start > length())
         return 0;
     char const *const data = fBuffer->Data();
-    char const *const found = bytescan::FindByte(data + start - 1, data + length(), c);
+    char const *const found = byte_search::FindByte(data + start - 1, data + length(), c);
     return found ? static_cast<unsigned int>(found - data) + 1 : 0;
 }
 
@@ -543,7 +543,7 @@ unsigned int TString::Find(char const *text, unsigned int textLength, unsigned i
     if (textLength == 0)
         return start;
     char const *const data = fBuffer->Data();
-    char const *const found = bytescan::FindText(data + start - 1, data + length(), text, textLength);
+    char const *const found = byte_search::FindText(data + start - 1, data + length(), text, textLength);
     return found ? static_cast<unsigned int>(found - data) + 1 : 0;
 }
 

@@ -1,14 +1,14 @@
 #include "tuzutil/TXTMSG.h"
 
+#include "platform/no_cancel.h"
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/MSGSTORE.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACEP.h"
-#include "utility/LOADING.h"
-#include "utility/MSGFORM.h"
-#include "utility/NOCANCEL.h"
-#include "utility/RAISE.h"
+#include "utility/kernel/loading.h"
+#include "utility/kernel/message_format.h"
+#include "utility/kernel/raise.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,6 +1,6 @@
 #include "tuzutil/UTF7.h"
 
-#include "utility/STRACCES.h"
+#include "utility/kernel/string_access.h"
 
 #include <array>
 #include <cstddef>

@@ -1,7 +1,7 @@
 #include "tuzutil/VERSION.h"
 
 #include "tuzutil/EXCEPTN.h"
-#include "utility/RAISE.h"
+#include "utility/kernel/raise.h"
 
 #include <cstdio>
 #include <cstdlib>

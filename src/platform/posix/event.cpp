@@ -1,6 +1,6 @@
 #include "platform/platform.h"
 
-#include "platform/eventword.h"
+#include "platform/event_word.h"
 #include "platform/posix/deadline.h"
 #include "platform/posix/futex.h"
 
@@ -22,7 +22,7 @@ Event *EventAt(void *event) noexcept {
 } // namespace
 
 void *platform::NewEvent(bool posted) noexcept {
-    auto *const event = new (std::nothrow) Event{{posted ? eventword::posted : 0}};
+    auto *const event = new (std::nothrow) Event{{posted ? event_word::posted : 0}};
     if (!event)
         errno = ENOMEM;
     return event;
@@ -44,19 +44,19 @@ platform::WaitResult platform::WaitEvent(void *handle, std::uint32_t millisecond
     if (!event)
         return WaitResult::failed;
     auto &state = event->state;
-    if (state.load(std::memory_order_acquire) & eventword::posted)
+    if (state.load(std::memory_order_acquire) & event_word::posted)
         return WaitResult::done;
     if (milliseconds == 0)
         return WaitResult::timedOut;
 
     bool const limited = milliseconds != waitForEver;
     timespec const deadline = limited ? DeadlineIn(milliseconds, CLOCK_MONOTONIC) : timespec{};
-    std::uint32_t const begun = eventword::Begin(state);
-    for (std::uint32_t seen = begun; !eventword::IsReleased(begun, seen); seen = state.load()) {
+    std::uint32_t const begun = event_word::Begin(state);
+    for (std::uint32_t seen = begun; !event_word::IsReleased(begun, seen); seen = state.load()) {
         int const error = posix::WaitForWord(state, seen, limited ? &deadline : nullptr);
         if (error == 0)
             continue;
-        if (eventword::IsReleased(begun, state.load()))
+        if (event_word::IsReleased(begun, state.load()))
             break;
         errno = error;
         return error == ETIMEDOUT ? WaitResult::timedOut : WaitResult::failed;
@@ -67,7 +67,7 @@ platform::WaitResult platform::WaitEvent(void *handle, std::uint32_t millisecond
 bool platform::ClearEvent(void *handle) noexcept {
     Event *const event = EventAt(handle);
     if (event)
-        event->state.fetch_and(~eventword::posted);
+        event->state.fetch_and(~event_word::posted);
     return event != nullptr;
 }
 
@@ -76,7 +76,7 @@ bool platform::PostEvent(void *handle) noexcept {
     if (!event)
         return false;
     auto *const word = &event->state;
-    if (eventword::Post(*word))
+    if (event_word::Post(*word))
         posix::WakeWord(word, INT_MAX);
     return true;
 }

@@ -1,8 +1,8 @@
 #include "platform/platform.h"
 
 #include "names.h"
+#include "platform/no_cancel.h"
 #include "strtable.h"
-#include "utility/NOCANCEL.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,11 +1,11 @@
 #include "platform/platform.h"
 
+#include "platform/fast_mutex.h"
+#include "platform/no_cancel.h"
 #include "platform/posix/deadline.h"
 #include "platform/posix/forks.h"
 #include "platform/posix/objects.h"
 #include "platform/posix/thisthread.h"
-#include "utility/FASTMUTX.h"
-#include "utility/NOCANCEL.h"
 
 #include <atomic>
 #include <errno.h>

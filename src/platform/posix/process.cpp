@@ -1,7 +1,7 @@
 #include "platform/platform.h"
 
+#include "platform/no_cancel.h"
 #include "platform/posix/forks.h"
-#include "utility/NOCANCEL.h"
 
 #include <stdlib.h>
 #include <syslog.h>

@@ -1,8 +1,8 @@
 #include "platform/platform.h"
 
+#include "platform/no_cancel.h"
 #include "platform/posix/forks.h"
 #include "platform/posix/objects.h"
-#include "utility/NOCANCEL.h"
 
 #include <dirent.h>
 #include <errno.h>

@@ -1,6 +1,6 @@
 #include "platform/platform.h"
 
-#include "utility/NOCANCEL.h"
+#include "platform/no_cancel.h"
 
 #include <errno.h>
 #include <fcntl.h>

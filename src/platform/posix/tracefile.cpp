@@ -1,7 +1,7 @@
 #include "platform/platform.h"
 
 #include "names.h"
-#include "utility/NOCANCEL.h"
+#include "platform/no_cancel.h"
 
 #include <new>
 

@@ -1,6 +1,6 @@
 #include "platform/platform.h"
 
-#include "platform/eventword.h"
+#include "platform/event_word.h"
 
 #include <atomic>
 #include <new>
@@ -46,13 +46,13 @@ Event *EventAt(void *event) noexcept {
 }
 
 WaitResult WaitForWord(std::atomic<std::uint32_t> &state, std::uint32_t milliseconds) noexcept {
-    if (state.load(std::memory_order_acquire) & eventword::posted)
+    if (state.load(std::memory_order_acquire) & event_word::posted)
         return WaitResult::done;
     if (milliseconds == 0)
         return WaitResult::timedOut;
     ULONGLONG const end = GetTickCount64() + milliseconds;
-    std::uint32_t const begun = eventword::Begin(state);
-    for (std::uint32_t seen = begun; !eventword::IsReleased(begun, seen); seen = state.load()) {
+    std::uint32_t const begun = event_word::Begin(state);
+    for (std::uint32_t seen = begun; !event_word::IsReleased(begun, seen); seen = state.load()) {
         DWORD remaining = INFINITE;
         if (milliseconds != platform::waitForEver) {
             ULONGLONG const now = GetTickCount64();
@@ -69,7 +69,7 @@ WaitResult WaitForWord(std::atomic<std::uint32_t> &state, std::uint32_t millisec
 } // namespace
 
 void *platform::NewEvent(bool posted) noexcept {
-    auto *const event = new (std::nothrow) Event{{posted ? eventword::posted : 0}};
+    auto *const event = new (std::nothrow) Event{{posted ? event_word::posted : 0}};
     if (!event) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
@@ -115,7 +115,7 @@ bool platform::ClearEvent(void *handle) noexcept {
         return false;
     if (event->kernel)
         return ResetEvent(event->kernel) != FALSE;
-    event->state.fetch_and(~eventword::posted);
+    event->state.fetch_and(~event_word::posted);
     return true;
 }
 
@@ -126,7 +126,7 @@ bool platform::PostEvent(void *handle) noexcept {
     if (event->kernel)
         return SetEvent(event->kernel) != FALSE;
     auto *const word = &event->state;
-    if (eventword::Post(*word))
+    if (event_word::Post(*word))
         Words().wakeAll(word); // only the address is used: the event may be gone
     return true;
 }

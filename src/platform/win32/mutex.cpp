@@ -1,6 +1,6 @@
 #include "platform/platform.h"
 
-#include "utility/FASTMUTX.h"
+#include "platform/fast_mutex.h"
 
 #include <new>
 #include <windows.h>

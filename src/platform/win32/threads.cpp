@@ -1,6 +1,6 @@
 #include "platform/win32/threads.h"
 
-#include "utility/FASTMUTX.h"
+#include "platform/fast_mutex.h"
 
 #include <atomic>
 #include <mutex>

@@ -1,0 +1,173 @@
+#include "tuzutil/TRACESET.h"
+#include "tuzutil/TRACE.h"
+
+#include "platform/platform.h"
+#include "tuzutil/TRACEP.h"
+#include "utility/kernel/ascii_names.h"
+#include "utility/kernel/debug_check.h"
+#include "utility/kernel/trace_registry.h"
+#include "utility/kernel/word32.h"
+
+#include <algorithm>
+
+// Categories
+
+namespace {
+
+TString OwnText(TString const &text) {
+    return text.IsNull() ? TString() : TString(static_cast<char *>(text), text.length(), ' ');
+}
+
+} // namespace
+
+TTrace::Category::Category(unsigned long component, TString const &name)
+    : fComponent(word32::FitsMask(component) ? static_cast<std::uint32_t>(component) : 0), fName(OwnText(name)) {
+    TTrace::Register(*this);
+}
+
+TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
+
+// A copy is in no registry, unless somebody has put it there.
+TTrace::Category::~Category() {
+    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
+    TTrace::Base::fsKnownCategories.Remove(this);
+}
+
+TTrace::Category::Category(Category const &other) {
+    *this = other;
+}
+
+TTrace::Category &TTrace::Category::operator=(Category const &other) {
+    if (this != &other) {
+        fComponent = other.fComponent;
+        fName = OwnText(other.fName);
+    }
+    return *this;
+}
+
+int TTrace::Category::operator<(Category const &other) const noexcept {
+    return fComponent != other.fComponent ? fComponent < other.fComponent : fName.isLessThan(other.fName);
+}
+
+int TTrace::Category::operator==(Category const &other) const noexcept {
+    return fComponent == other.fComponent && fName.isEqual(other.fName);
+}
+
+// The registry. Registration takes no lock: a library registers while the system's loader holds its own, and an entry
+// that is being written may be waiting for that one.
+
+void TTraceSetKnown::Add(TTrace::Category const *category) {
+    if (Reuse(category))
+        return;
+    auto *const entry = new TEntry;
+    entry->category = category;
+    TEntry *at = fNearEnd.load(std::memory_order_acquire);
+    if (!at)
+        at = &fHead;
+    TEntry *next = nullptr;
+    while (!at->next.compare_exchange_weak(next, entry, std::memory_order_release, std::memory_order_acquire)) {
+        if (next)
+            at = std::exchange(next, nullptr);
+    }
+    fNearEnd.store(entry, std::memory_order_release);
+}
+
+// Programs may make and destroy categories for ever.
+bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
+    if (fFree.load(std::memory_order_relaxed) == 0)
+        return false;
+    for (TEntry *entry = fHead.next.load(std::memory_order_acquire); entry;
+         entry = entry->next.load(std::memory_order_acquire)) {
+        TTrace::Category const *none = nullptr;
+        if (entry->category.compare_exchange_strong(none, category, std::memory_order_acq_rel)) {
+            fFree.fetch_sub(1, std::memory_order_relaxed);
+            return true;
+        }
+    }
+    return false;
+}
+
+void TTraceSetKnown::Remove(TTrace::Category const *category) noexcept {
+    for (TEntry *entry = fHead.next.load(std::memory_order_acquire); entry;
+         entry = entry->next.load(std::memory_order_acquire)) {
+        // Only the one that ends takes itself out.
+        if (entry->category.load(std::memory_order_relaxed) != category)
+            continue;
+        entry->category.store(nullptr, std::memory_order_release);
+        fFree.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+unsigned long TTraceSetKnown::GetNumberElements() const noexcept {
+    unsigned long count = 0;
+    for (TTraceSetKnownCursor cursor(*this); cursor.Element(); cursor.Next())
+        ++count;
+    return count;
+}
+
+TTraceSetKnownCursor::TTraceSetKnownCursor(TTraceSetKnown const &set) noexcept : fEntry(&set.fHead) {
+    Next();
+}
+
+TTrace::Category const *TTraceSetKnownCursor::Element() const noexcept {
+    for (; fEntry; fEntry = fEntry->next.load(std::memory_order_acquire)) {
+        if (TTrace::Category const *const category = fEntry->category.load(std::memory_order_acquire))
+            return category;
+    }
+    return nullptr;
+}
+
+TTrace::Category const *TTraceSetKnownCursor::Next() noexcept {
+    if (fEntry)
+        fEntry = fEntry->next.load(std::memory_order_acquire);
+    return Element();
+}
+
+void TTrace::Base::Register(Category const &category) {
+    if (debugcheck::isOn && !platform::IsInImage(&category))
+        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Trace, "src/utility/TRACEP",
+                           "Category %s is not a static object", category.QueryString());
+    fsKnownCategories.Add(&category);
+}
+
+TTraceSetKnownCursor *TTrace::Base::ListClasses() {
+    return new TTraceSetKnownCursor(fsKnownCategories);
+}
+
+TTrace::Category const *TTrace::Base::FindCategory(TString const &name) {
+    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
+    for (TTraceSetKnownCursor cursor(fsKnownCategories); Category const *const category = cursor.Element();
+         cursor.Next()) {
+        if (ascii_names::IsEqual(category->QueryString(), name))
+            return category;
+    }
+    return nullptr;
+}
+
+// Components
+
+namespace {
+
+char const *const fsComponents[32] = {
+    "Utility",    "MMToolkits", "Game",       "Protocol",   "Reserved5",  "Reserved6",  "Reserved7",  "Reserved8",
+    "Reserved9",  "Reserved10", "Reserved11", "Reserved12", "Reserved13", "Reserved14", "Reserved15", "Reserved16",
+    "Reserved17", "Reserved18", "Reserved19", "Reserved20", "Reserved21", "Reserved22", "Reserved23", "Reserved24",
+    "Reserved25", "Reserved26", "Reserved27", "Reserved28", "Reserved29", "Reserved30", "Reserved31", "Reserved32"};
+
+} // namespace
+
+TString TTrace::Base::QueryComponentName(unsigned long mask) {
+    auto const bits = static_cast<std::uint32_t>(mask);
+    return TString(bits ? fsComponents[__builtin_ctz(bits)] : "");
+}
+
+unsigned long TTrace::Base::QueryComponentFromName(TString const &name) {
+    if (name.length() == 0)
+        return 0;
+    if (name.isDigits())
+        return 1ul << ((name.asUnsigned() - 1) & 31);
+    auto const found = std::find_if(std::begin(fsComponents), std::end(fsComponents), [&](char const *component) {
+        return ascii_names::IsEqual(TString(component), name);
+    });
+    return found == std::end(fsComponents) ? 0 : 1ul << (found - fsComponents);
+}

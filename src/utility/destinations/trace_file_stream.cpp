@@ -1,0 +1,21 @@
+#include "utility/destinations/trace_file_stream.h"
+
+#include "tuzutil/TRACESTR.h"
+
+TTraceFileBuf::TTraceFileBuf(char const *name, Use use) noexcept
+    : fFile(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode())) {}
+
+TTraceFileBuf::~TTraceFileBuf() {
+    platform::CloseTraceFile(fFile);
+}
+
+std::streamsize TTraceFileBuf::xsputn(char const *text, std::streamsize count) {
+    return platform::WriteTraceFile(fFile, text, static_cast<std::size_t>(count)) ? count : 0;
+}
+
+TTraceFileBuf::int_type TTraceFileBuf::overflow(int_type c) {
+    if (traits_type::eq_int_type(c, traits_type::eof()))
+        return traits_type::not_eof(c);
+    char const character = traits_type::to_char_type(c);
+    return xsputn(&character, 1) == 1 ? c : traits_type::eof();
+}

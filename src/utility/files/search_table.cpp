@@ -1,0 +1,52 @@
+#include "utility/files/search_table.h"
+
+#include "platform/platform.h"
+#include "utility/kernel/raise.h"
+
+#include <algorithm>
+#include <new>
+
+std::int32_t TFindTable::Add(void *search) {
+    TMutexSemaphoreEntry const lock(fMutex, TMutexSemaphore::fsInfinite);
+    auto slot = std::find_if(fSlots.begin(), fSlots.end(), [](TSlot const &each) { return !each.search; });
+    if (slot == fSlots.end()) {
+        try {
+            if (fSlots.size() >> fsSlotBits)
+                throw std::bad_alloc();
+            slot = fSlots.emplace(fSlots.end());
+        } catch (std::bad_alloc const &) {
+            platform::CloseSearch(search);
+            RaiseOutOfMemory(TUtilityTraceCategory::Directory, "src/utility/FINDTAB");
+        }
+    }
+    slot->search = search;
+    slot->generation = (slot->generation + 1) & (INT32_MAX >> fsSlotBits);
+    return static_cast<std::int32_t>(slot->generation << fsSlotBits |
+                                     static_cast<std::uint32_t>(slot - fSlots.begin()));
+}
+
+TFindTable::TSlot *TFindTable::Open(std::int32_t handle) noexcept {
+    auto const bits = static_cast<std::uint32_t>(handle);
+    std::size_t const index = bits & ((1u << fsSlotBits) - 1);
+    if (index >= fSlots.size() || !fSlots[index].search || fSlots[index].generation != bits >> fsSlotBits)
+        return nullptr;
+    return &fSlots[index];
+}
+
+void *TFindTable::Find(std::int32_t handle) {
+    TMutexSemaphoreEntry const lock(fMutex, TMutexSemaphore::fsInfinite);
+    TSlot const *const slot = Open(handle);
+    return slot ? slot->search : nullptr;
+}
+
+bool TFindTable::Close(std::int32_t handle) {
+    void *search = nullptr;
+    {
+        TMutexSemaphoreEntry const lock(fMutex, TMutexSemaphore::fsInfinite);
+        TSlot *const slot = Open(handle);
+        if (!slot)
+            return false;
+        std::swap(search, slot->search);
+    }
+    return platform::CloseSearch(search);
+}

@@ -1,0 +1,361 @@
+#ifndef TUZUTIL_MESSAGE_FORMAT
+#define TUZUTIL_MESSAGE_FORMAT
+
+// Formats of messages: the parser, and what a conversion finds among the arguments. Two users stand on them, the one
+// that prints (MSGPRINT.cpp) and the one that rewrites for another printf (MSGREWRT.cpp).
+
+#include "tuzutil/TXTMSG.h"
+#include "utility/kernel/byte_search.h"
+#include "utility/kernel/value_access.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <iterator>
+#include <string_view>
+#include <type_traits>
+
+// What is said of a format or its arguments, in the trace and never to the caller.
+class TMessageFaults {
+public:
+    enum Fault { storesCount, badWidth, badPrecision, badValue };
+
+    explicit TMessageFaults(TTextMessage const &message) noexcept : fMessage(message) {}
+    void Report(Fault fault, char conversion, std::uint32_t argument) const;
+
+private:
+    TTextMessage const &fMessage;
+};
+
+struct TMessageArguments {
+    TagVar const *values;
+    std::uint32_t count;
+    TMessageFaults faults;
+
+    // By a number counted from 1; null where there is none.
+    TagVar const *Find(std::uint32_t number) const noexcept {
+        return number - 1 < count ? &values[number - 1] : nullptr;
+    }
+};
+
+TString PrintMessage(TString const &format, TMessageArguments const &arguments);
+std::uint32_t RewriteNarrow(TString const &format, TMessageArguments const &, TString &out, TTextMessage::CharP &block);
+std::uint32_t RewriteWide(TString const &format, TMessageArguments const &, TString &out, TTextMessage::CharP &block);
+
+// Conversions
+
+enum class TConversion : std::uint8_t { unknown, real, integer, character, pointer, text, otherText, storesCount };
+
+struct TConversionRow {
+    std::string_view characters;
+    TConversion conversion;
+    std::uint8_t size; // characters that its value may need; a text has its own
+};
+
+inline constexpr TConversionRow fsConversionRows[] = {
+    {"EFGefg", TConversion::real, 40},  {"Xdioux", TConversion::integer, 20}, {"c", TConversion::character, 10},
+    {"p", TConversion::pointer, 20},    {"s", TConversion::text, 0},          {"S", TConversion::otherText, 0},
+    {"n", TConversion::storesCount, 0},
+};
+
+inline constexpr std::int64_t fsCountSize = 20; // the least that a width is reckoned at, and a number
+
+inline constexpr auto fsConversions = [] {
+    std::array<TConversion, 128> table{};
+    for (TConversionRow const &row : fsConversionRows) {
+        for (char const c : row.characters)
+            table[static_cast<unsigned char>(c)] = row.conversion;
+    }
+    return table;
+}();
+
+inline constexpr auto fsConversionSizes = [] {
+    std::array<std::uint8_t, 8> table{};
+    for (TConversionRow const &row : fsConversionRows)
+        table[static_cast<std::size_t>(row.conversion)] = row.size;
+    return table;
+}();
+
+// Directives
+
+// A width or a precision as it stands in the format.
+struct TCountSource {
+    enum Kind : std::uint8_t { absent, literal, argument } kind = absent;
+    std::uint32_t number = 0; // the literal value, at most INT_MAX, or the argument's number
+};
+
+template <typename Char>
+struct TDirective {
+    enum Flag : unsigned { left = 1, plus = 2, blank = 4, alternate = 8, zero = 16 };
+
+    unsigned flags = 0;
+    TCountSource width;
+    TCountSource precision;
+    Char modifier = 0;  // L, h, l, or 0
+    Char character = 0; // the conversion; 0 at the end of the format
+    TConversion conversion = TConversion::unknown;
+    std::uint32_t argument = 0; // the number of its value
+
+    // The places between which the text is kept when the numbers of arguments are taken out.
+    Char const *kept[6]; // set by the parser, as the next
+    Char const *end;     // behind the conversion, or at an unknown one: there the literal text goes on
+};
+
+template <typename Char>
+class TDirectiveParser {
+public:
+    // `at` is behind the percent sign, `running` the number of the next argument.
+    TDirectiveParser(Char const *at, Char const *formatEnd, std::uint32_t &running) noexcept
+        : fAt(at), fEnd(formatEnd), fRunning(running) {}
+
+    TDirective<Char> Parse() noexcept {
+        TDirective<Char> result;
+        std::uint32_t const before = fRunning;
+        bool const isExplicit = TakeArgumentNumber(result.argument);
+        std::fill(std::begin(result.kept), std::end(result.kept), fAt);
+        if (Conversion() == TConversion::unknown)
+            TakeField(result);
+        if (!isExplicit)
+            result.argument = fRunning++;
+        result.character = fAt == fEnd ? Char{0} : *fAt;
+        result.conversion = Conversion();
+        if (result.conversion == TConversion::unknown)
+            fRunning = before;
+        else
+            ++fAt;
+        result.end = fAt;
+        return result;
+    }
+
+private:
+    // What the character at hand converts.
+    TConversion Conversion() const noexcept {
+        auto const code = static_cast<std::make_unsigned_t<Char>>(fAt == fEnd ? Char{0} : *fAt);
+        return code < fsConversions.size() ? fsConversions[code] : TConversion::unknown;
+    }
+
+    // Flags, width, precision and size modifier.
+    void TakeField(TDirective<Char> &result) noexcept {
+        result.flags = TakeFlags();
+        TakeCount(result.width, result.kept + 1);
+        result.kept[3] = result.kept[4] = fAt;
+        if (Is('.')) {
+            ++fAt;
+            TakeCount(result.precision, result.kept + 3);
+            if (result.precision.kind == TCountSource::absent)
+                result.precision.kind = TCountSource::literal; // of 0
+        }
+        result.kept[5] = fAt;
+        if (Is('L') || Is('h') || Is('l'))
+            result.modifier = *fAt++;
+    }
+
+    bool Is(char c) const noexcept { return fAt != fEnd && *fAt == static_cast<Char>(c); }
+
+    bool IsDigit() const noexcept { return fAt != fEnd && *fAt >= '0' && *fAt <= '9'; }
+
+    // Decimal digits, at most INT_MAX; false where there are none.
+    bool TakeNumber(std::uint32_t &number) noexcept {
+        if (!IsDigit())
+            return false;
+        std::uint64_t value = 0;
+        for (; IsDigit(); ++fAt)
+            value = value > INT_MAX ? value : value * 10 + static_cast<std::uint32_t>(*fAt - '0');
+        number = static_cast<std::uint32_t>(value > INT_MAX ? INT_MAX : value);
+        return true;
+    }
+
+    // A number with a "$" behind it; otherwise nothing is taken.
+    bool TakeArgumentNumber(std::uint32_t &number) noexcept {
+        Char const *const from = fAt;
+        if (TakeNumber(number) && Is('$')) {
+            ++fAt;
+            return true;
+        }
+        fAt = from;
+        return false;
+    }
+
+    unsigned TakeFlags() noexcept {
+        using Flags = TDirective<Char>;
+        unsigned flags = 0;
+        for (; fAt != fEnd; ++fAt) {
+            switch (*fAt) {
+            case '-': flags |= Flags::left; break;
+            case '+': flags |= Flags::plus; break;
+            case ' ': flags |= Flags::blank; break;
+            case '#': flags |= Flags::alternate; break;
+            case '0': flags |= Flags::zero; break;
+            default: return flags;
+            }
+        }
+        return flags;
+    }
+
+    // A star with its argument, or digits. The star's number, from `gap[0]` to `gap[1]`, is not kept.
+    void TakeCount(TCountSource &count, Char const **gap) noexcept {
+        gap[0] = gap[1] = fAt;
+        if (Is('*')) {
+            count.kind = TCountSource::argument;
+            gap[0] = ++fAt;
+            if (!TakeArgumentNumber(count.number))
+                count.number = fRunning++;
+            gap[1] = fAt;
+        } else if (TakeNumber(count.number)) {
+            count.kind = TCountSource::literal;
+        }
+    }
+
+    Char const *fAt;
+    Char const *const fEnd;
+    std::uint32_t &fRunning;
+};
+
+// The format's characters. It ends at its first zero, as for every printf.
+template <typename Char>
+struct TFormatText {
+    explicit TFormatText(TString const &format) noexcept
+        : begin(reinterpret_cast<Char const *>(static_cast<char const *>(format))),
+          end(begin + format.length() / sizeof(Char)) {}
+
+    Char const *begin;
+    Char const *end;
+};
+
+// The first percent sign or zero, or `end`.
+template <typename Char>
+Char const *FindSpecial(Char const *from, Char const *end) noexcept {
+#if defined(__SSE2__)
+    if constexpr (sizeof(Char) == 1) {
+        __m128i const percent = _mm_set1_epi8('%');
+        for (; end - from >= 16; from += 16) {
+            __m128i const bytes = byte_search::Load(from);
+            __m128i const special =
+                _mm_or_si128(_mm_cmpeq_epi8(bytes, percent), _mm_cmpeq_epi8(bytes, _mm_setzero_si128()));
+            if (unsigned int const hits = byte_search::Mask(special))
+                return from + __builtin_ctz(hits);
+        }
+    }
+#endif
+    while (from != end && *from != '%' && *from != 0)
+        ++from;
+    return from;
+}
+
+// Hands a format's pieces in order to `user`: Literal(begin, end), Percent() for a doubled one, Convert(directive);
+// until IsFull() says that it takes no more.
+template <typename Char, typename User>
+void WalkFormat(TFormatText<Char> const &format, User &user) {
+    std::uint32_t running = 1;
+    for (Char const *at = format.begin; !user.IsFull();) {
+        Char const *const percent = FindSpecial(at, format.end);
+        if (percent != at)
+            user.Literal(at, percent);
+        if (percent == format.end || *percent == 0)
+            return;
+        at = percent + 1;
+        if (at != format.end && *at == '%') {
+            user.Percent();
+            ++at;
+            continue;
+        }
+        auto const directive = TDirectiveParser<Char>(at, format.end, running).Parse();
+        user.Convert(directive);
+        at = directive.end;
+    }
+}
+
+// Values
+
+// A width or a precision with its value.
+struct TCount {
+    bool isPresent = false;
+    bool isArgument = false;
+    bool isMismatch = false;
+    std::int64_t amount = 0;
+
+    std::int32_t Int() const noexcept { return static_cast<std::int32_t>(amount); } // as printf takes it
+
+    // The characters that it is reckoned at. A precision from an argument has no least size.
+    std::int64_t Size(bool isWidth) const noexcept {
+        if (isMismatch)
+            return fsCountSize;
+        if (!isPresent)
+            return 0;
+        return isWidth || !isArgument ? std::max(amount, fsCountSize) : amount;
+    }
+};
+
+inline bool IsWord(TagVar const *value) noexcept {
+    return value &&
+           (TagVarAccess::Kind(*value) == TagVar::integer || TagVarAccess::Kind(*value) == TagVar::unsignedInteger);
+}
+
+inline bool IsText(TagVar const *value) noexcept {
+    return value && (TagVarAccess::Kind(*value) == TagVar::string || TagVarAccess::Kind(*value) == TagVar::wideString);
+}
+
+inline bool IsWide(TagVar const *value) noexcept {
+    return value && TagVarAccess::Kind(*value) == TagVar::wideString;
+}
+
+inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &arguments,
+                           TMessageFaults::Fault fault) {
+    TCount count;
+    if (source.kind == TCountSource::absent)
+        return count;
+    count.isPresent = true;
+    count.isArgument = source.kind == TCountSource::argument;
+    count.amount = source.number;
+    if (!count.isArgument)
+        return count;
+    TagVar const *const value = arguments.Find(source.number);
+    if (IsWord(value)) {
+        std::uint32_t const word = TagVarAccess::Word(*value);
+        bool const isSigned = TagVarAccess::Kind(*value) == TagVar::integer;
+        count.amount = isSigned ? std::int64_t{static_cast<std::int32_t>(word)} : std::int64_t{word};
+    } else {
+        count.amount = 0;
+        count.isMismatch = true;
+        arguments.faults.Report(fault, 0, source.number);
+    }
+    return count;
+}
+
+// The value of a conversion; null, after a report, where there is none of its kind.
+template <typename Char>
+TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments const &arguments) {
+    TagVar const *const value = arguments.Find(directive.argument);
+    bool fits = true;
+    switch (directive.conversion) {
+    case TConversion::real: fits = value && TagVarAccess::Kind(*value) == TagVar::real; break;
+    case TConversion::integer:
+    case TConversion::character: fits = IsWord(value); break;
+    case TConversion::pointer: fits = value && TagVarAccess::Kind(*value) == TagVar::voidPtr; break;
+    case TConversion::text: fits = IsText(value); break;
+    case TConversion::otherText: fits = sizeof(Char) != 1 && IsText(value); break; // no narrow format has it
+    case TConversion::storesCount:
+        arguments.faults.Report(TMessageFaults::storesCount, 'n', directive.argument);
+        return nullptr;
+    case TConversion::unknown: return nullptr;
+    }
+    if (fits)
+        return value;
+    arguments.faults.Report(TMessageFaults::badValue, static_cast<char>(directive.character), directive.argument);
+    return nullptr;
+}
+
+// The characters that a conversion is reckoned at, with the value that ResolveValue() found.
+template <typename Char>
+std::int64_t ValueSize(TConversion conversion, TagVar const *value) noexcept {
+    bool const isText = conversion == TConversion::text || (sizeof(Char) != 1 && conversion == TConversion::otherText);
+    if (!isText)
+        return fsConversionSizes[static_cast<std::size_t>(conversion)];
+    if (!value)
+        return fsCountSize;
+    TString const *const text = TagVarAccess::Text(*value);
+    return text ? text->length() / (sizeof(Char) != 1 && IsWide(value) ? 2 : 1) : 0;
+}
+
+#endif

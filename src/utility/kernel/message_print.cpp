@@ -1,0 +1,508 @@
+// The formatter of messages: typed values into bounded storage, for narrow and for 16-bit text.
+
+#include "platform/platform.h"
+#include "utility/kernel/message_format.h"
+#include "utility/kernel/string_access.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cstring>
+#include <cwchar>
+#include <memory>
+#include <new>
+
+namespace {
+
+using TWide = unsigned short;
+
+constexpr std::size_t fsLongestField = 0x10000; // characters of a width or a precision that count
+constexpr std::size_t fsRealDigits = 330;       // more than any real has before its point, with sign and exponent
+constexpr int fsSignificantDigits = 1100;       // more than any real has, before and behind its point
+
+// What a format and its arguments may make, in bytes. Few bytes from another machine must not become many: neither by
+// widths and precisions nor by a long argument that is used again and again.
+constexpr std::uint64_t fsAlwaysRoom = 0x40000;
+constexpr std::uint64_t fsRoomPerByte = 16;
+constexpr std::uint64_t fsManyBytes = 0x1000000; // beyond it, less room per byte
+constexpr std::uint64_t fsRoomPerByteOfMany = 4; // characters may grow when their encoding changes
+constexpr std::uint64_t fsArgumentBytes = 32;    // which any number counts for
+constexpr std::uint64_t fsMostBytes = 0x3FFFFFFE;
+
+std::size_t RoomForText(TString const &format, TMessageArguments const &arguments) noexcept {
+    std::uint64_t given = format.length();
+    for (std::uint32_t i = 0; i < arguments.count; ++i) {
+        given += fsArgumentBytes;
+        if (IsText(&arguments.values[i])) {
+            TString const *const text = TagVarAccess::Text(arguments.values[i]);
+            given += text ? text->length() : 0;
+        }
+    }
+    std::uint64_t const room = std::min(fsAlwaysRoom + given * fsRoomPerByte, //
+                                        std::max(fsManyBytes, given * fsRoomPerByteOfMany));
+    return static_cast<std::size_t>(std::min(room, fsMostBytes));
+}
+
+// A text that grows on the stack first. Beyond its limit it takes no more, and is full.
+template <typename Char>
+class TOutput {
+public:
+    explicit TOutput(std::size_t most) noexcept
+        : fBegin(fLocal), fAt(fLocal), fEnd(fLocal + std::size(fLocal)), fMost(most) {}
+    TOutput(TOutput const &) = delete;
+    TOutput &operator=(TOutput const &) = delete;
+
+    void Put(Char c) {
+        if (Room(1))
+            *fAt++ = c;
+    }
+    void Put(Char const *units, std::size_t count) {
+        count = Room(count);
+        std::copy_n(units, count, fAt);
+        fAt += count;
+    }
+    // Plain ASCII, or bytes that both kinds of text hold as they are.
+    template <typename Byte>
+    void Widen(Byte const *bytes, std::size_t count) {
+        count = Room(count);
+        for (std::size_t i = 0; i < count; ++i)
+            *fAt++ = static_cast<Char>(bytes[i]);
+    }
+    void Fill(char c, std::size_t count) {
+        count = Room(count);
+        std::fill_n(fAt, count, static_cast<Char>(c));
+        fAt += count;
+    }
+
+    bool IsFull() const noexcept { return fIsFull; }
+    std::size_t Used() const noexcept { return static_cast<std::size_t>(fAt - fBegin); }
+    void Truncate(std::size_t count) noexcept { fAt = fBegin + count; } // REQUIRES: count is at most Used()
+
+    // The text; one zero character where nothing was put, so that it differs from a text not made yet.
+    TString Take() {
+        if (fAt == fBegin)
+            Put(Char{0});
+        std::size_t const bytes = Used() * sizeof(Char);
+        if (fBegin == fLocal) {
+            fHeap = TStringAccess::Uninitialized(bytes, Flags());
+            std::memcpy(static_cast<char *>(fHeap), fLocal, bytes);
+        } else {
+            TStringAccess::Truncate(fHeap, static_cast<unsigned int>(bytes));
+        }
+        return fHeap;
+    }
+
+private:
+    static constexpr std::uint32_t Flags() noexcept {
+        return sizeof(Char) == 1 ? 0u : std::uint32_t{TStringBuffer::unicode};
+    }
+
+    // How many of `count` characters can be put.
+    std::size_t Room(std::size_t count) {
+        if (static_cast<std::size_t>(fEnd - fAt) < count) [[unlikely]]
+            return Grow(count);
+        return count;
+    }
+
+    std::size_t Grow(std::size_t count) {
+        std::size_t const used = Used();
+        fIsFull = fMost / sizeof(Char) - used < count;
+        if (fIsFull)
+            count = fMost / sizeof(Char) - used;
+        std::size_t const wanted = std::max(used + count, used * 2) * sizeof(Char);
+        TString fresh = TStringAccess::Uninitialized(std::min(wanted, fMost), Flags());
+        std::memcpy(static_cast<char *>(fresh), fBegin, used * sizeof(Char));
+        fHeap = std::move(fresh);
+        fBegin = reinterpret_cast<Char *>(static_cast<char *>(fHeap));
+        fAt = fBegin + used;
+        fEnd = fBegin + fHeap.length() / sizeof(Char);
+        return count;
+    }
+
+    Char *fBegin;
+    Char *fAt;
+    Char *fEnd;
+    std::size_t const fMost; // bytes
+    bool fIsFull = false;
+    TString fHeap;
+    Char fLocal[512];
+};
+
+// 00 to 99
+constexpr auto fsTwoDigits = [] {
+    std::array<char, 200> digits{};
+    for (std::size_t i = 0; i < 100; ++i) {
+        digits[i * 2] = static_cast<char>('0' + i / 10);
+        digits[i * 2 + 1] = static_cast<char>('0' + i % 10);
+    }
+    return digits;
+}();
+
+// Characters between the encodings, by the current locale; what has no counterpart becomes "?".
+
+// Reads one character of 16-bit text, for which `at` has at least one unit, and writes its bytes.
+std::size_t ToNarrow(TWide const *&at, TWide const *end, char *bytes) noexcept {
+    std::uint32_t code = *at++;
+    if (code < 0x80) {
+        *bytes = static_cast<char>(code);
+        return 1;
+    }
+    if constexpr (sizeof(wchar_t) > 2) {
+        bool const isPair = code >> 10 == 0xD800 >> 10 && at != end && *at >> 10 == 0xDC00 >> 10;
+        if (isPair)
+            code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
+    }
+    std::mbstate_t state = {};
+    std::size_t const count = std::wcrtomb(bytes, static_cast<wchar_t>(code), &state);
+    if (count != static_cast<std::size_t>(-1))
+        return count;
+    *bytes = '?';
+    return 1;
+}
+
+// The same for one character of narrow text and its units, at most two.
+std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
+    auto const byte = static_cast<unsigned char>(*at);
+    if (byte < 0x80) {
+        ++at;
+        units[0] = byte;
+        return 1;
+    }
+    std::mbstate_t state = {};
+    wchar_t character = 0;
+    std::size_t const used = std::mbrtowc(&character, at, static_cast<std::size_t>(end - at), &state);
+    if (used == 0 || used > static_cast<std::size_t>(end - at)) { // invalid or cut
+        ++at;
+        units[0] = '?';
+        return 1;
+    }
+    at += used;
+    auto const code = static_cast<std::uint32_t>(character);
+    if (code < 0x10000) {
+        units[0] = static_cast<TWide>(code);
+        return 1;
+    }
+    units[0] = static_cast<TWide>(0xD800 + ((code - 0x10000) >> 10));
+    units[1] = static_cast<TWide>(0xDC00 + (code & 0x3FF));
+    return 2;
+}
+
+template <typename From, typename To>
+std::size_t Encode(From const *&at, From const *end, To *to) noexcept {
+    if constexpr (sizeof(From) == sizeof(To)) {
+        *to = *at++;
+        return 1;
+    } else if constexpr (sizeof(To) == 1) {
+        return ToNarrow(at, end, to);
+    } else {
+        return ToWide(at, end, to);
+    }
+}
+
+template <typename Char>
+class TPrinter {
+public:
+    TPrinter(TString const &format, TMessageArguments const &arguments) noexcept
+        : fArguments(arguments), fOut(RoomForText(format, arguments)),
+          fSize(static_cast<std::int64_t>(format.length() / sizeof(Char))) {}
+
+    void Literal(Char const *from, Char const *to) { fOut.Put(from, static_cast<std::size_t>(to - from)); }
+    void Percent() { fOut.Put('%'); }
+    bool IsFull() const noexcept { return fOut.IsFull(); }
+
+    void Convert(TDirective<Char> const &directive) {
+        TField const field = Field(directive);
+        TagVar const *const value = ResolveValue(directive, fArguments);
+        fSize += ValueSize<Char>(directive.conversion, value);
+        switch (directive.conversion) {
+        case TConversion::integer:
+            return PrintInteger(field, value ? TagVarAccess::Word(*value) : 0, static_cast<char>(directive.character));
+        case TConversion::text:
+        case TConversion::otherText: return PrintText(field, value);
+        case TConversion::real:
+            return PrintReal(field, value ? TagVarAccess::Real(*value) : 0.0, static_cast<char>(directive.character));
+        case TConversion::character:
+            return PrintCharacter(field, value ? TagVarAccess::Word(*value) : 0, static_cast<char>(directive.modifier));
+        case TConversion::pointer: return PrintPointer(field, value ? TagVarAccess::Pointer(*value) : nullptr);
+        case TConversion::storesCount: PrintUnknown(field); return fOut.Put('?');
+        case TConversion::unknown: return PrintUnknown(field); // its character is literal text
+        }
+    }
+
+    // A 16-bit text that is longer than ValidateArgsW() reckons keeps one character; a narrow one is whole.
+    TString Take() {
+        auto const size = static_cast<std::size_t>(std::clamp<std::int64_t>(fSize, 0, 0xFFFFFFFF));
+        if (sizeof(Char) != 1 && fOut.Used() > size)
+            fOut.Truncate(size ? 1 : 0);
+        return fOut.Take();
+    }
+
+private:
+    using TFlags = TDirective<Char>;
+
+    struct TFlagCharacter {
+        unsigned flag;
+        char character;
+    };
+    static constexpr TFlagCharacter fsFlagCharacters[] = {
+        {TFlags::left, '-'}, {TFlags::plus, '+'}, {TFlags::blank, ' '}, {TFlags::alternate, '#'}, {TFlags::zero, '0'}};
+
+    struct TField {
+        bool Has(unsigned flag) const noexcept { return (flags & flag) != 0; }
+        std::size_t Precision(std::size_t standard) const noexcept {
+            return precision < 0 ? standard : static_cast<std::size_t>(precision);
+        }
+        std::size_t Missing(std::size_t count) const noexcept { return count < width ? width - count : 0; }
+
+        unsigned flags;
+        std::size_t width = 0;
+        int precision = -1; // none
+    };
+
+    TField Field(TDirective<Char> const &directive) {
+        TField field{directive.flags};
+        if (directive.width.kind != TCountSource::absent) {
+            TCount const width = ResolveCount(directive.width, fArguments, TMessageFaults::badWidth);
+            std::int64_t const columns = width.Int();
+            fSize += width.Size(true);
+            if (columns < 0)
+                field.flags |= TFlags::left;
+            field.width = std::min(static_cast<std::size_t>(columns < 0 ? -columns : columns), fsLongestField);
+        }
+        if (directive.precision.kind != TCountSource::absent) {
+            TCount const precision = ResolveCount(directive.precision, fArguments, TMessageFaults::badPrecision);
+            field.precision = std::clamp(precision.Int(), -1, static_cast<int>(fsLongestField));
+            fSize += precision.Size(false);
+        }
+        return field;
+    }
+
+    // Blanks in front, `print()`, blanks behind; `count` characters are printed. In front, `fill` may stand for blanks.
+    template <typename Print>
+    void Pad(TField const &field, std::size_t count, Print print, char fill = ' ') {
+        std::size_t const blanks = field.Missing(count);
+        if (blanks && !field.Has(TFlags::left))
+            fOut.Fill(fill, blanks);
+        print();
+        if (blanks && field.Has(TFlags::left))
+            fOut.Fill(' ', blanks);
+    }
+
+    // The same for texts and characters, which some runtimes fill with zeros if the flag asks for them.
+    template <typename Print>
+    void PadText(TField const &field, std::size_t count, Print print) {
+        Pad(field, count, print, platform::printfHabits.zerosBeforeText && field.Has(TFlags::zero) ? '0' : ' ');
+    }
+
+    void PrintInteger(TField const &field, std::uint32_t word, char conversion) {
+        bool const isSigned = conversion == 'd' || conversion == 'i';
+        bool const isNegative = isSigned && static_cast<std::int32_t>(word) < 0;
+        char digits[16];
+        char *first = digits + sizeof digits;
+        std::uint32_t rest = isNegative ? 0u - word : word;
+        switch (conversion) {
+        case 'o':
+            for (; rest; rest >>= 3)
+                *--first = static_cast<char>('0' + (rest & 7));
+            break;
+        case 'x':
+        case 'X':
+            for (char const *const alphabet = conversion == 'x' ? "0123456789abcdef" : "0123456789ABCDEF"; rest;
+                 rest >>= 4)
+                *--first = alphabet[rest & 15];
+            break;
+        default:
+            for (; rest >= 10; rest /= 100) { // two digits at a time
+                *--first = fsTwoDigits[rest % 100 * 2 + 1];
+                *--first = fsTwoDigits[rest % 100 * 2];
+            }
+            if (rest)
+                *--first = static_cast<char>('0' + rest);
+        }
+        auto const count = static_cast<std::size_t>(digits + sizeof digits - first);
+
+        char prefix[2];
+        std::size_t prefixed = 0;
+        if (isNegative)
+            prefix[prefixed++] = '-';
+        else if (isSigned && field.Has(TFlags::plus))
+            prefix[prefixed++] = '+';
+        else if (isSigned && field.Has(TFlags::blank))
+            prefix[prefixed++] = ' ';
+        if (field.Has(TFlags::alternate) && word != 0 && (conversion == 'x' || conversion == 'X')) {
+            prefix[prefixed++] = '0';
+            prefix[prefixed++] = conversion;
+        }
+
+        std::size_t const wanted = field.Precision(1);
+        std::size_t zeros = wanted > count ? wanted - count : 0;
+        if (field.Has(TFlags::alternate) && conversion == 'o' && zeros == 0 && (count != 0 || wanted == 0))
+            zeros = 1;
+        if (field.Has(TFlags::zero) && !field.Has(TFlags::left) && field.precision < 0)
+            zeros += field.Missing(prefixed + zeros + count);
+        Pad(field, prefixed + zeros + count, [&] {
+            fOut.Widen(prefix, prefixed);
+            if (zeros)
+                fOut.Fill('0', zeros);
+            fOut.Widen(first, count);
+        });
+    }
+
+    void PrintPointer(TField const &field, void const *pointer) {
+        constexpr std::size_t count = sizeof pointer * 2;
+        char digits[count];
+        auto rest = reinterpret_cast<std::uintptr_t>(pointer);
+        for (std::size_t i = count; i-- > 0; rest >>= 4)
+            digits[i] = "0123456789ABCDEF"[rest & 15];
+        Pad(field, count, [&] { fOut.Widen(digits, count); });
+    }
+
+    void PrintReal(TField const &field, double value, char conversion) {
+        char format[16];
+        char *at = format;
+        *at++ = '%';
+        for (TFlagCharacter const &flag : fsFlagCharacters) {
+            if (field.Has(flag.flag))
+                *at++ = flag.character;
+        }
+        *at++ = '*';
+        *at++ = '.';
+        *at++ = '*';
+        *at++ = conversion == 'F' && !platform::printfHabits.knowsUpperF ? 'f' : conversion;
+        *at = '\0';
+
+        // Digits that %g would make only to leave them out: no time for what is not seen.
+        bool const isShort = (conversion == 'g' || conversion == 'G') && !field.Has(TFlags::alternate);
+        int const precision = isShort ? std::min(field.precision, fsSignificantDigits) : field.precision;
+
+        char local[512];
+        std::size_t const size = field.width + (precision < 0 ? 0 : static_cast<std::size_t>(precision)) + fsRealDigits;
+        std::unique_ptr<char[]> const heap(size > sizeof local ? new (std::nothrow) char[size] : nullptr);
+        char *const buffer = size > sizeof local ? heap.get() : local;
+        if (buffer)
+            PutEncoded(buffer,
+                       platform::FormatReal(buffer, size, format, static_cast<int>(field.width), precision, value));
+    }
+
+    // Text of the runtime: a decimal point may be more than one byte, and is one column all the same.
+    void PutEncoded(char const *text, std::size_t count) {
+        if constexpr (sizeof(Char) == 1) {
+            fOut.Put(text, count);
+        } else {
+            Char units[MB_LEN_MAX];
+            for (char const *const end = text + count; text != end;) {
+                std::size_t const more = Encode(text, end, units);
+                fOut.Put(units, more);
+            }
+        }
+    }
+
+    void PrintCharacter(TField const &field, std::uint32_t word, char modifier) {
+        constexpr bool isWide = sizeof(Char) != 1;
+        if constexpr (isWide) {
+            if (modifier == 'h')
+                return PrintOne(field, static_cast<char>(word));
+        } else if (modifier == 'l') {
+            return PrintOne(field, static_cast<TWide>(word));
+        }
+        PrintOne(field, static_cast<Char>(word));
+    }
+
+    template <typename From>
+    void PrintOne(TField const &field, From character) {
+        Char units[MB_LEN_MAX];
+        From const *at = &character;
+        std::size_t const count = Encode(at, &character + 1, units);
+        PadText(field, count, [&] { fOut.Put(units, count); });
+    }
+
+    void PrintText(TField const &field, TagVar const *value) {
+        TString const *const text = value ? TagVarAccess::Text(*value) : nullptr;
+        if (!text || text->IsNull())
+            return PrintNullText(field);
+        if (IsWide(value))
+            PrintText(field, reinterpret_cast<TWide const *>(static_cast<char const *>(*text)), text->length() / 2);
+        else
+            PrintText(field, static_cast<char const *>(*text), text->length());
+    }
+
+    // Up to the first zero, and to as many characters as the precision allows.
+    template <typename From>
+    void PrintText(TField const &field, From const *text, std::size_t length) {
+        std::size_t const most = field.Precision(SIZE_MAX);
+        if constexpr (sizeof(From) == sizeof(Char)) {
+            std::size_t const end = std::min(length, most);
+            auto const count = static_cast<std::size_t>(std::find(text, text + end, From{0}) - text);
+            return PadText(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
+        }
+
+        // Measured first, since blanks may go before it. A character is never cut.
+        Char units[MB_LEN_MAX];
+        From const *end = text;
+        std::size_t count = 0;
+        while (end != text + length && *end) {
+            From const *next = end;
+            std::size_t const more = Encode(next, text + length, units);
+            if (more > most - count)
+                break;
+            count += more;
+            end = next;
+        }
+        PadText(field, count, [&] {
+            for (From const *at = text; at != end;) {
+                std::size_t const more = Encode(at, end, units);
+                fOut.Put(units, more);
+            }
+        });
+    }
+
+    void PrintNullText(TField const &field) {
+        constexpr std::size_t length = 6;
+        std::size_t const most = field.Precision(length);
+        std::size_t const count = most >= length ? length : platform::printfHabits.cutsNullText ? most : 0;
+        PadText(field, count, [&] { fOut.Widen("(null)", count); });
+    }
+
+    // What the runtime prints of a conversion that it does not know, but for the character.
+    void PrintUnknown(TField const &field) {
+        if (!platform::printfHabits.keepsUnknown)
+            return;
+        fOut.Put('%');
+        if (field.Has(TFlags::alternate))
+            fOut.Put('#');
+        if (field.Has(TFlags::plus) || field.Has(TFlags::blank))
+            fOut.Put(field.Has(TFlags::plus) ? '+' : ' ');
+        if (field.Has(TFlags::left) || field.Has(TFlags::zero))
+            fOut.Put(field.Has(TFlags::left) ? '-' : '0');
+        if (field.width)
+            PrintDecimal(field.width);
+        if (field.precision >= 0) {
+            fOut.Put('.');
+            PrintDecimal(static_cast<std::size_t>(field.precision));
+        }
+    }
+
+    void PrintDecimal(std::size_t number) {
+        char digits[24] = {};
+        fOut.Widen(digits,
+                   static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits));
+    }
+
+    TMessageArguments const &fArguments;
+    TOutput<Char> fOut;
+    std::int64_t fSize; // that ValidateArgs() and ValidateArgsW() reckon
+};
+
+template <typename Char>
+TString Print(TString const &format, TMessageArguments const &arguments) {
+    TPrinter<Char> printer(format, arguments);
+    WalkFormat(TFormatText<Char>(format), printer);
+    return printer.Take();
+}
+
+} // namespace
+
+TString PrintMessage(TString const &format, TMessageArguments const &arguments) {
+    return format.IsUnicode() ? Print<TWide>(format, arguments) : Print<char>(format, arguments);
+}

@@ -1,0 +1,39 @@
+// The exception for a lack of memory: static texts, and the one function that throws it. It takes no lock and no
+// memory.
+
+#include "utility/kernel/raise.h"
+
+#include "utility/kernel/string_access.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace {
+
+// Far from zero and far from the largest count, whatever threads do with their copies.
+constexpr std::uint32_t fsManyHolders = 0x40000000;
+
+template <std::size_t size>
+constexpr TStaticText StaticText(char const (&text)[size]) {
+    static_assert(size + 1 <= sizeof TStaticText::bytes, "two zero bytes follow the text");
+    TStaticText result{{fsManyHolders, 0, size - 1, size - 1}, {}};
+    std::copy(text, text + size, result.bytes);
+    return result;
+}
+
+} // namespace
+
+static_assert(offsetof(TStaticText, bytes) == sizeof(TStringBuffer), "the text follows its header");
+constinit TStaticText fsOutOfMemory = StaticText("Out of memory");
+constinit TStaticText fsTextTooLong = StaticText("Text too long");
+
+struct TExceptionAccess {
+    static void SetText(TException &exception, TString const &text) noexcept { exception.fTexts[0] = text; }
+};
+
+void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text, std::uint32_t line) {
+    TOutOfMemory exception(nullptr, 1, TException::recoverable);
+    TExceptionAccess::SetText(exception, TStringAccess::Shared(text.header));
+    Prepare(exception, {category, file, nullptr, "", line});
+    throw exception;
+}

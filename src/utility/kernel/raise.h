@@ -1,0 +1,57 @@
+#ifndef TUZUTIL_RAISE
+#define TUZUTIL_RAISE
+
+// The one place that builds the library's exceptions: text, ID, severity, group, one location, trace gate.
+
+#include "tuzutil/EXCEPTN.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+// What an exception says besides its class. `line` is the caller's own unless a fixed one is given.
+struct TFailure {
+    TTrace::Category const &category;
+    char const *file; // "src/utility/NAME"
+    char const *text;
+    char const *function = "";
+    std::uint32_t line = __builtin_LINE();
+    std::uint32_t errorId = 1;
+    TException::Severity severity = TException::recoverable;
+};
+
+template <typename E>
+void Prepare(E &exception, TFailure const &failure) {
+    exception.setErrorCodeGroup("Quendix Library");
+    exception.addLocation(TExceptionLocation(failure.file, failure.function, failure.line));
+    exception.Trace(failure.category);
+}
+
+template <typename E>
+E Prepared(TFailure const &failure) {
+    E exception(failure.text, failure.errorId, failure.severity);
+    Prepare(exception, failure);
+    return exception;
+}
+
+template <typename E>
+[[noreturn]] void Raise(TFailure const &failure) {
+    static_assert(!std::is_same_v<E, TOutOfMemory>, "RaiseOutOfMemory() takes no memory");
+    throw Prepared<E>(failure);
+}
+
+// A text in static memory that exceptions share without allocating: its count never falls to zero.
+struct TStaticText {
+    TStringBuffer header;
+    char bytes[24];
+};
+
+extern TStaticText fsOutOfMemory; // "Out of memory"
+extern TStaticText fsTextTooLong; // "Text too long"
+
+// The exception for a lack of memory, whose text is not allocated: a failure to make the text would raise the same
+// exception again, without end.
+[[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file,
+                                   TStaticText &text = fsOutOfMemory, std::uint32_t line = __builtin_LINE());
+
+#endif

@@ -1,0 +1,26 @@
+#ifndef TUZUTIL_STRING_ACCESS
+#define TUZUTIL_STRING_ACCESS
+
+// What the library's own builders of text may do that callers may not: fill a fresh buffer in place.
+
+#include "tuzutil/TSTRING.h"
+
+#include <cstdint>
+
+struct TStringAccess {
+    // A string of `length` bytes, not yet written; the terminator stands. Throws TOutOfMemory.
+    static TString Uninitialized(std::uint64_t length, std::uint32_t flags = 0) {
+        return TString(TString::AllocateBuffer(length, 0, flags));
+    }
+
+    // One more holder of a buffer that somebody else keeps.
+    static TString Shared(TStringBuffer &buffer) noexcept { return TString(&buffer); }
+
+    // Cuts an unshared string to `length` bytes, at most its present length, without moving it.
+    static void Truncate(TString &text, unsigned int length) noexcept { text.SetLength(length); }
+
+    // Lengthens or shortens a string, keeping its bytes; new bytes are unwritten. The string is unshared afterwards.
+    static void Resize(TString &text, std::uint64_t length) { text.MakeUnique(TString::CheckedLength(length)); }
+};
+
+#endif

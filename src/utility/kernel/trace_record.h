@@ -1,0 +1,46 @@
+#ifndef TUZUTIL_TRACE_RECORD
+#define TUZUTIL_TRACE_RECORD
+
+// One line of a trace, composed in memory, so that a destination can hand it over in one piece.
+
+#include "tuzutil/TXTMSG.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+// What a record begins with.
+class TTracePrefix {
+public:
+    enum Form {
+        letter,  // "E"
+        thread,  // "07/14-09:05:03.27 000000A4 E"
+        process, // "07/14-09:05:03.27 0000013C:000000A4 E"
+    };
+
+    TTracePrefix(Form form, unsigned long level) noexcept;
+
+    char const *Text() const noexcept { return fText; }
+    std::size_t Length() const noexcept { return fLength; }
+
+private:
+    char fText[40];
+    std::size_t fLength;
+};
+
+// "prefix [FILE:line] text", and an end of line. The text is the message's up to its first zero.
+class TTraceRecord {
+public:
+    TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMessage const &message);
+
+    char const *Text() const noexcept { return fText; } // with a terminating zero
+    std::size_t Length() const noexcept { return fLength; }
+
+private:
+    char fShort[512]; // most records need no memory
+    std::unique_ptr<char[]> fLong;
+    char *fText = fShort;
+    std::size_t fLength = 0;
+};
+
+#endif

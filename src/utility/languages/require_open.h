@@ -1,0 +1,19 @@
+#ifndef TUZUTIL_REQUIRE_OPEN
+#define TUZUTIL_REQUIRE_OPEN
+
+// The last word on a language library that is not open: one more attempt, which is for classes that can try again.
+
+#include "tuzutil/TXTMSG.h"
+#include "utility/kernel/raise.h"
+
+template <typename Library>
+void RequireOpen(Library &library, char const *name, std::uint32_t line = __builtin_LINE()) {
+    if (library.isOpen())
+        return;
+    library.open();
+    if (!library.isOpen())
+        Raise<TAccessError>({TUtilityTraceCategory::NLSResource, "src/utility/NLSRESRC",
+                             TTextMessage("Unable to find or open %s", name), "", line});
+}
+
+#endif

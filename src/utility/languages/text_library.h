@@ -1,0 +1,91 @@
+#ifndef TUZUTIL_TEXT_LIBRARY
+#define TUZUTIL_TEXT_LIBRARY
+
+// How a message store reaches its texts in a language library: whatever goes wrong is traced, and the default texts
+// stand in. The search, the library and its texts are the caller's, so that every failure can be had without a system
+// that fails.
+
+#include "platform/no_cancel.h"
+#include "tuzutil/EXCEPTN.h"
+#include "tuzutil/TDLL.h"
+#include "tuzutil/TRACEP.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace text_library {
+
+struct TFormat {
+    TFormat(char const *format, std::uint32_t lineNumber = __builtin_LINE()) noexcept
+        : text(format), line(lineNumber) {}
+
+    char const *text;
+    std::uint32_t line;
+};
+
+template <typename... Arguments>
+void Trace(std::uint32_t level, TFormat format, Arguments const &...arguments) noexcept {
+    TTracePoint::Write(level, TUtilityTraceCategory::Message, {"src/utility/MSGSTRPM", format.line}, format.text,
+                       arguments...);
+}
+
+// Runs `act`; false where it throws, and then `known` is told of an exception of the library's, `unknown` of any other.
+template <typename Act, typename Known, typename Unknown>
+bool Attempt(Act act, Known known, Unknown unknown) {
+    TNoCancel const noCancel;
+    try {
+        act();
+        return true;
+    } catch (TException const &problem) {
+        known(problem.name(), problem.text(0), static_cast<std::uint32_t>(problem.errorId()),
+              static_cast<std::uint32_t>(problem.textCount()));
+    } catch (...) {
+        unknown();
+    }
+    return false;
+}
+
+// The library of a store's texts: `find` answers its path or null, `open` opens it. Null without one.
+template <typename Find, typename Open>
+std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find, Open open) {
+    // Both formats begin with the store and the library.
+    auto const attempt = [&](auto act, char const *known, char const *unknown) {
+        return Attempt(
+            act, [&](auto... problem) { Trace(TTrace::warning, known, store, name, problem...); },
+            [&] { Trace(TTrace::warning, unknown, store, name); });
+    };
+    char const *path = nullptr;
+    if (!attempt([&] { path = find(); }, "For message store %s, could not find DLL %s, %s(%s,%u,%u), Using C locale",
+                 "For message store %s, could not find DLL %s, unknown exception, Using C locale"))
+        return nullptr;
+    if (!path) {
+        Trace(TTrace::warning, "For message store %s, could not find DLL %s. Using C locale", store, name);
+        return nullptr;
+    }
+    std::unique_ptr<TDll> library;
+    if (attempt([&] { library = open(path); },
+                "For message store %s, could not load DLL %s, %s(%s,%u,%u), Using C locale",
+                "For message store %s, could not load DLL %s, unknown exception, Using C locale"))
+        Trace(TTrace::information, "For message store %s, loaded DLL %s", store, path);
+    return library;
+}
+
+// The text that `load` gives for a message, or a null text.
+template <typename Load>
+TString LoadText(char const *store, std::uint32_t set, std::uint32_t number, Load load) {
+    TString text;
+    Attempt([&] { text = load(); },
+            [&](auto... problem) {
+                Trace(TTrace::warning, "Could not find message (%s,%u), %s(%s,x%08X,%u), Using default message", store,
+                      number, problem...);
+            },
+            [&] {
+                Trace(TTrace::warning, "Could not find message (%s,%u,%u), unknown exception, Using default message",
+                      store, set, number);
+            });
+    return text;
+}
+
+} // namespace text_library
+
+#endif

@@ -1,0 +1,317 @@
+#ifndef TUZUTIL_BASE64_LOOPS
+#define TUZUTIL_BASE64_LOOPS
+
+// The inner loops of Base64, each in two forms: portable, and for processors with byte shuffles (SSSE3). Both give the
+// same bytes for every input; the caller chooses, so that tests run either.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__x86_64__) || defined(__i386__)
+#define TUZUTIL_BASE64_SHUFFLE 1
+#include <tmmintrin.h>
+#endif
+
+namespace base64 {
+
+using Byte = unsigned char;
+
+inline constexpr char fsAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+inline constexpr Byte fsOutside = 255;       // the value of a character that is not in the alphabet
+inline constexpr std::size_t fsLine = 54;    // bytes that make a full line
+inline constexpr std::size_t fsColumns = 72; // characters of a full line, without its LF
+inline constexpr std::size_t fsSlack = 4;    // bytes behind its result that Decode may overwrite
+
+// The values of the ASCII characters.
+inline constexpr auto fsValues = [] {
+    std::array<Byte, 128> values{};
+    values.fill(fsOutside);
+    for (Byte value = 0; value < 64; ++value)
+        values[static_cast<Byte>(fsAlphabet[value])] = value;
+    return values;
+}();
+
+// The two characters for each 12 bits.
+inline constexpr auto fsPairs = [] {
+    std::array<std::array<char, 2>, 4096> pairs{};
+    for (std::size_t bits = 0; bits < 4096; ++bits)
+        pairs[bits] = {fsAlphabet[bits >> 6], fsAlphabet[bits & 63]};
+    return pairs;
+}();
+
+inline unsigned int Value(char c) noexcept {
+    auto const code = static_cast<Byte>(c);
+    return code < 128 ? fsValues[code] : fsOutside;
+}
+
+inline bool IsBlank(char c) noexcept {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// Characters and line feeds that `count` bytes become.
+inline std::uint64_t EncodedLength(std::uint64_t count) noexcept {
+    std::uint64_t const groups = (count + 2) / 3;
+    return groups * 4 + groups / 18;
+}
+
+// At least as many bytes as `count` characters decode to, with the slack that Decode needs.
+inline std::uint64_t DecodedRoom(std::uint64_t count) noexcept {
+    return (count + 3) / 4 * 3 + fsSlack;
+}
+
+// Encoding. Every function takes bytes [from, from + count), writes at `to` and returns where it ended.
+
+inline char *EncodeGroups(Byte const *from, std::size_t groups, char *to) noexcept {
+    for (; groups; --groups, from += 3, to += 4) {
+        unsigned int const bits = unsigned{from[0]} << 16 | unsigned{from[1]} << 8 | from[2];
+        std::memcpy(to, fsPairs[bits >> 12].data(), 2);
+        std::memcpy(to + 2, fsPairs[bits & 4095].data(), 2);
+    }
+    return to;
+}
+
+// The last group, of one or two bytes.
+inline char *EncodePadded(Byte const *from, std::size_t count, char *to) noexcept {
+    unsigned int const second = count == 2 ? from[1] : 0;
+    unsigned int const bits = unsigned{from[0]} << 16 | second << 8;
+    std::memcpy(to, fsPairs[bits >> 12].data(), 2);
+    to[2] = count == 2 ? fsAlphabet[bits >> 6 & 63] : '=';
+    to[3] = '=';
+    return to + 4;
+}
+
+inline char *EncodeLinesPortable(Byte const *from, std::size_t lines, char *to) noexcept {
+    for (; lines; --lines, from += fsLine) {
+        to = EncodeGroups(from, fsLine / 3, to);
+        *to++ = '\n';
+    }
+    return to;
+}
+
+// Less than a line.
+inline char *EncodeTail(Byte const *from, std::size_t count, char *to) noexcept {
+    to = EncodeGroups(from, count / 3, to);
+    if (std::size_t const last = count % 3)
+        to = EncodePadded(from + (count - last), last, to);
+    if (count > fsLine - 3) // a padded group filled the line
+        *to++ = '\n';
+    return to;
+}
+
+inline char *EncodePortable(Byte const *from, std::size_t count, char *to) noexcept {
+    to = EncodeLinesPortable(from, count / fsLine, to);
+    return EncodeTail(from + count / fsLine * fsLine, count % fsLine, to);
+}
+
+// Decoding.
+
+struct Position {
+    char const *from;
+    Byte *to;
+};
+
+// Decodes one group, with blanks between its characters. False: that was the last one.
+inline bool DecodeGroup(Position &at, char const *end) noexcept {
+    char group[4];
+    unsigned int count = 0;
+    for (; at.from != end && count < 4; ++at.from) {
+        if (!IsBlank(*at.from))
+            group[count++] = *at.from;
+    }
+    if (count < 2 || group[0] == '=' || group[1] == '=')
+        return false;
+    unsigned int const second = Value(group[1]);
+    *at.to++ = static_cast<Byte>(Value(group[0]) << 2 | (second >> 4 & 3));
+    if (count < 3 || group[2] == '=')
+        return false;
+    unsigned int const third = Value(group[2]);
+    *at.to++ = static_cast<Byte>(second << 4 | (third >> 2 & 15));
+    if (count < 4 || group[3] == '=')
+        return false;
+    *at.to++ = static_cast<Byte>(third << 6 | Value(group[3]));
+    return true;
+}
+
+// The value of a character at each place of a group, shifted to where its bits go; above 24 bits for one outside the
+// alphabet.
+inline constexpr auto fsShifted = [] {
+    std::array<std::array<std::uint32_t, 256>, 4> shifted{};
+    for (std::size_t place = 0; place < 4; ++place) {
+        for (std::size_t c = 0; c < 256; ++c) {
+            bool const valid = c < 128 && fsValues[c] != fsOutside;
+            shifted[place][c] = valid ? std::uint32_t{fsValues[c]} << (18 - 6 * place) : 1u << 24;
+        }
+    }
+    return shifted;
+}();
+
+// Decodes groups of four valid characters in a row for as long as there are any.
+inline void DecodeRun(Position &at, char const *end) noexcept {
+    for (; end - at.from >= 4; at.from += 4, at.to += 3) {
+        auto const *const text = reinterpret_cast<Byte const *>(at.from);
+        std::uint32_t const bits =
+            fsShifted[0][text[0]] | fsShifted[1][text[1]] | fsShifted[2][text[2]] | fsShifted[3][text[3]];
+        if (bits >> 24)
+            return;
+        at.to[0] = static_cast<Byte>(bits >> 16);
+        at.to[1] = static_cast<Byte>(bits >> 8);
+        at.to[2] = static_cast<Byte>(bits);
+    }
+}
+
+inline Byte *DecodePortable(char const *from, char const *end, Byte *to) noexcept {
+    Position at{from, to};
+    for (;;) {
+        DecodeRun(at, end);
+        if (at.from != end && IsBlank(*at.from))
+            ++at.from;
+        else if (!DecodeGroup(at, end))
+            return at.to;
+    }
+}
+
+#if defined(TUZUTIL_BASE64_SHUFFLE)
+#define TUZUTIL_SSSE3 __attribute__((target("ssse3")))
+
+inline bool HasShuffle() noexcept {
+    return __builtin_cpu_supports("ssse3") != 0;
+}
+
+// Sixteen values below 64 become sixteen characters: each run of the alphabet is reached by adding one constant.
+TUZUTIL_SSSE3 inline __m128i CharactersOf(__m128i values) noexcept {
+    // Place 0: small letters, 1 to 10: digits, 11: "+", 12: "/", 13: capital letters.
+    __m128i const added = _mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
+                                        '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
+    __m128i const place = _mm_subs_epu8(values, _mm_set1_epi8(51)); // 0 for all letters
+    __m128i const capital = _mm_and_si128(_mm_cmplt_epi8(values, _mm_set1_epi8(26)), _mm_set1_epi8(13));
+    return _mm_add_epi8(values, _mm_shuffle_epi8(added, _mm_or_si128(place, capital)));
+}
+
+// Twelve bytes, which `spread` has brought into lanes of four as 1 0 2 1, become sixteen characters.
+TUZUTIL_SSSE3 inline __m128i EncodeSpread(__m128i spread) noexcept {
+    // A lane holds, from the top: bbbbcccc ccdddddd aaaaaabb bbbbcccc. Multiplying shifts two fields right, two left.
+    __m128i const high = _mm_mulhi_epu16(_mm_and_si128(spread, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040));
+    __m128i const low = _mm_mullo_epi16(_mm_and_si128(spread, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010));
+    return CharactersOf(_mm_or_si128(high, low));
+}
+
+TUZUTIL_SSSE3 inline __m128i LoadBytes(Byte const *from) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<__m128i const *>(from));
+}
+
+// Twelve of the sixteen bytes at `from` become sixteen characters.
+TUZUTIL_SSSE3 inline void EncodeTwelve(Byte const *from, char *to) noexcept {
+    __m128i const spread = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(to), EncodeSpread(_mm_shuffle_epi8(LoadBytes(from), spread)));
+}
+
+// A line is four times twelve bytes and six: the six are loaded as the end of sixteen, so nothing behind is read.
+TUZUTIL_SSSE3 inline char *EncodeLinesShuffle(Byte const *from, std::size_t lines, char *to) noexcept {
+    __m128i const spreadLast = _mm_setr_epi8(11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1);
+    for (; lines; --lines, from += fsLine, to += fsColumns + 1) {
+        EncodeTwelve(from, to);
+        EncodeTwelve(from + 12, to + 16);
+        EncodeTwelve(from + 24, to + 32);
+        EncodeTwelve(from + 36, to + 48);
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(to + 64),
+                         EncodeSpread(_mm_shuffle_epi8(LoadBytes(from + 38), spreadLast)));
+        to[fsColumns] = '\n';
+    }
+    return to;
+}
+
+inline char *EncodeShuffle(Byte const *from, std::size_t count, char *to) noexcept {
+    to = EncodeLinesShuffle(from, count / fsLine, to);
+    return EncodeTail(from + count / fsLine * fsLine, count % fsLine, to);
+}
+
+// What tells a character of the alphabet by its two half bytes: row says in which columns it may stand.
+struct Classes {
+    std::array<char, 16> rows{};    // by the high half: one bit for each set of columns
+    std::array<char, 16> columns{}; // by the low half: the sets that it is not in
+    std::array<char, 16> added{};   // by the high half: value minus character; "/" has the place of row 1
+};
+
+inline constexpr auto fsClasses = [] {
+    Classes classes;
+    // Rows 4 and 6, 5 and 7 have the same columns; the rows without any share the fifth bit.
+    constexpr int bitOfRow[16] = {4, 4, 0, 1, 2, 3, 2, 3, 4, 4, 4, 4, 4, 4, 4, 4};
+    for (std::size_t row = 0; row < 16; ++row) {
+        classes.rows[row] = static_cast<char>(1 << bitOfRow[row]);
+        for (std::size_t column = 0; column < 16; ++column) {
+            std::size_t const c = row * 16 + column;
+            if (c < 128 && fsValues[c] != fsOutside)
+                classes.added[c == '/' ? 1 : row] = static_cast<char>(fsValues[c] - static_cast<int>(c));
+            else
+                classes.columns[column] = static_cast<char>(classes.columns[column] | 1 << bitOfRow[row]);
+        }
+    }
+    return classes;
+}();
+
+TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<__m128i const *>(table.data()));
+}
+
+// Decodes sixteen characters to twelve bytes (sixteen are written) and returns a bit for each that is not in the
+// alphabet: what stands before the first of them is right.
+TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noexcept {
+    __m128i const text = _mm_loadu_si128(reinterpret_cast<__m128i const *>(from));
+    __m128i const half = _mm_set1_epi8(15);
+    __m128i const row = _mm_and_si128(_mm_srli_epi32(text, 4), half);
+    __m128i const wrong = _mm_and_si128(_mm_shuffle_epi8(LoadTable(fsClasses.rows), row),
+                                        _mm_shuffle_epi8(LoadTable(fsClasses.columns), _mm_and_si128(text, half)));
+    __m128i const place = _mm_add_epi8(row, _mm_cmpeq_epi8(text, _mm_set1_epi8('/'))); // row 2 becomes 1
+    __m128i const values = _mm_add_epi8(text, _mm_shuffle_epi8(LoadTable(fsClasses.added), place));
+    __m128i const twelveBits = _mm_maddubs_epi16(values, _mm_set1_epi16(0x0140));
+    __m128i const groups = _mm_madd_epi16(twelveBits, _mm_set1_epi32(0x00011000));
+    __m128i const order = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm_shuffle_epi8(groups, order));
+    __m128i const right = _mm_cmpeq_epi8(wrong, _mm_setzero_si128());
+    return static_cast<unsigned int>(_mm_movemask_epi8(right)) ^ 0xFFFFu;
+}
+
+// Decodes a full line if it has no other characters than those of the alphabet. The last load takes eight characters a
+// second time, so that none behind the line counts.
+TUZUTIL_SSSE3 inline bool DecodeLine(char const *from, Byte *to) noexcept {
+    return (DecodeSixteen(from, to) | DecodeSixteen(from + 16, to + 12) | DecodeSixteen(from + 32, to + 24) |
+            DecodeSixteen(from + 48, to + 36) | DecodeSixteen(from + 56, to + 42)) == 0;
+}
+
+TUZUTIL_SSSE3 inline Byte *DecodeShuffle(char const *from, char const *end, Byte *to) noexcept {
+    while (end - from >= 16) {
+        if (end - from > static_cast<std::ptrdiff_t>(fsColumns) && from[fsColumns] == '\n' && DecodeLine(from, to)) {
+            from += fsColumns + 1;
+            to += fsLine;
+            continue;
+        }
+        unsigned int const wrong = DecodeSixteen(from, to);
+        if (!wrong) {
+            from += 16;
+            to += 12;
+            continue;
+        }
+        unsigned int const groups = static_cast<unsigned int>(__builtin_ctz(wrong)) / 4;
+        from += groups * 4;
+        to += groups * 3;
+        if (!IsBlank(*from)) {
+            Position at{from, to};
+            if (!DecodeGroup(at, end))
+                return at.to;
+            from = at.from;
+            to = at.to;
+        }
+        while (from != end && IsBlank(*from))
+            ++from;
+    }
+    return DecodePortable(from, end, to);
+}
+
+#undef TUZUTIL_SSSE3
+#endif
+
+} // namespace base64
+
+#endif

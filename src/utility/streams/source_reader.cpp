@@ -1,0 +1,92 @@
+#include "utility/streams/source_reader.h"
+
+#include "utility/kernel/byte_search.h"
+#include "utility/kernel/stream_guard.h"
+
+#include <algorithm>
+#include <cstring>
+#include <istream>
+#include <streambuf>
+
+namespace {
+
+using traits = std::char_traits<char>;
+
+// The get area of another buffer, reached through pointers to the protected members.
+struct TGetArea : std::streambuf {
+    static char const *Begin(std::streambuf &buffer) { return (buffer.*&TGetArea::gptr)(); }
+    static char const *End(std::streambuf &buffer) { return (buffer.*&TGetArea::egptr)(); }
+    static void Advance(std::streambuf &buffer, std::size_t count) {
+        (buffer.*&TGetArea::gbump)(static_cast<int>(count));
+    }
+};
+
+// Runs `read` on the source's buffer; an exception that does not pass counts as the end.
+template <typename F>
+source_reader::Stop FromBuffer(std::istream &source, F read) {
+    source_reader::Stop stop = source_reader::Stop::end;
+    if (!stream_guard::Guard(source, [&] { stop = read(*source.rdbuf()); }))
+        return source_reader::Stop::end;
+    if (stop == source_reader::Stop::end)
+        stream_guard::Mark(source, std::ios_base::eofbit);
+    return stop;
+}
+
+source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, std::size_t &count) {
+    while (count < limit) {
+        char const *const begin = TGetArea::Begin(from);
+        char const *const end = TGetArea::End(from);
+        if (begin < end) {
+            std::size_t const size = std::min(static_cast<std::size_t>(end - begin), limit - count);
+            char const *const lineFeed = byte_search::FindByte(begin, begin + size, '\n');
+            std::size_t const taken = lineFeed ? static_cast<std::size_t>(lineFeed - begin) : size;
+            std::memcpy(into + count, begin, taken);
+            TGetArea::Advance(from, taken);
+            count += taken;
+            if (lineFeed)
+                return source_reader::Stop::lineFeed;
+            continue;
+        }
+        traits::int_type const next = from.sgetc();
+        if (traits::eq_int_type(next, traits::eof()))
+            return source_reader::Stop::end;
+        if (traits::to_char_type(next) == '\n')
+            return source_reader::Stop::lineFeed;
+        // A buffer without a get area gives its bytes one at a time.
+        if (TGetArea::Begin(from) == TGetArea::End(from)) {
+            from.sbumpc();
+            into[count++] = traits::to_char_type(next);
+        }
+    }
+    return source_reader::Stop::limit;
+}
+
+} // namespace
+
+source_reader::Stop source_reader::ReadToLineFeed(std::istream &source, char *into, std::size_t limit,
+                                                  std::size_t &count) {
+    if (!source.good())
+        return Stop::end;
+    std::istream::sentry const ready(source, true); // flushes a tied stream
+    if (!ready)
+        return Stop::end;
+    return FromBuffer(source, [&](std::streambuf &from) { return Gather(from, into, limit, count); });
+}
+
+bool source_reader::TakeLineFeed(std::istream &source, Stop stop) {
+    if (stop == Stop::end || !source.good())
+        return false;
+    Stop const next = stop != Stop::limit ? stop : FromBuffer(source, [](std::streambuf &from) {
+        traits::int_type const c = from.sgetc();
+        if (traits::eq_int_type(c, traits::eof()))
+            return Stop::end;
+        return traits::to_char_type(c) == '\n' ? Stop::lineFeed : Stop::limit;
+    });
+    if (next != Stop::lineFeed)
+        return false;
+    FromBuffer(source, [](std::streambuf &from) {
+        from.sbumpc();
+        return Stop::lineFeed;
+    });
+    return true;
+}

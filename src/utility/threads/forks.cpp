@@ -1,0 +1,30 @@
+#include "utility/threads/forks.h"
+
+#include "platform/platform.h"
+#include "tuzutil/TRACE.h"
+#include "utility/kernel/insistent_lock.h"
+#include "utility/kernel/trace_observers.h"
+#include "utility/kernel/trace_registry.h"
+#include "utility/threads/timer_thread.h"
+
+bool TForks::Follow() noexcept {
+    return platform::FollowForks(Before, InParent, InChild);
+}
+
+void TForks::Before() noexcept {
+    for (TMutexSemaphore *const mutex :
+         {&TTrace::Base::fsMutex, &TTraceObservers::fsMutex, &TMasterTimer::fsLock, &TTraceRegistry::fsMutex})
+        Insist(*mutex, [=] { return mutex->Lock(TMutexSemaphore::fsInfinite); });
+}
+
+void TForks::InParent() noexcept {
+    TTraceRegistry::fsMutex.Unlock();
+    TMasterTimer::fsLock.Unlock();
+    TTraceObservers::fsMutex.Unlock();
+    TTrace::Base::fsMutex.Unlock();
+}
+
+void TForks::InChild() noexcept {
+    TMasterTimer::LoseThread();
+    InParent();
+}

@@ -1,0 +1,30 @@
+#ifndef TUZUTIL_THREAD_LAUNCH
+#define TUZUTIL_THREAD_LAUNCH
+
+// How the library starts threads of its own: no signals go there, and nobody waits until they run. A thread that is
+// begun while the system loads a library does not run before that is done, so waiting for it would be for ever.
+
+#include "tuzutil/THREAD.h"
+
+class TThreadLaunch {
+public:
+    // Whether the object has all that it needs, so that starting it traces nothing. Traces what is missing.
+    static bool HasAll(TThread &thread);
+
+    // Starts the thread, which drops one reference to its object at the end: the caller's until then. From now on the
+    // thread counts as running. False: there is none, and the reference is still the caller's.
+    static bool StartUnannounced(TThread &thread);
+
+    // In a forked child: the thread of the object is not there any more.
+    static void ForgetRun(TThread &thread) noexcept { thread.fRunning = 0; }
+
+private:
+    friend class TThread;
+
+    struct THold;
+
+    static void EnterAnnounced(void *start);
+    static void Enter(void *thread);
+};
+
+#endif

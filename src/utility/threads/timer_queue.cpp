@@ -1,0 +1,66 @@
+#include "utility/threads/timer_queue.h"
+
+namespace {
+
+constexpr std::uint32_t fsHighestBit = 0x80000000;
+
+// `link` takes the place of `other` in the tree.
+void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) noexcept {
+    link.branch[0] = other.branch[0];
+    link.branch[1] = other.branch[1];
+    *place = &link;
+}
+
+} // namespace
+
+// Where the head of a second stands, or is to be put. Ends after 32 steps: by then all bits are the same.
+TTimerLink **TTimerQueue::PlaceOf(std::uint32_t second) noexcept {
+    TTimerLink **place = &fRoot;
+    for (std::uint32_t bit = fsHighestBit; *place && (*place)->second != second; bit >>= 1)
+        place = &(*place)->branch[(second & bit) != 0];
+    return place;
+}
+
+void TTimerQueue::Add(TTimerLink &link) noexcept {
+    TTimerLink **const place = PlaceOf(link.second);
+    TTimerLink *const head = *place;
+    link.isArmed = true;
+    link.previous = nullptr;
+    link.next = head;
+    if (head)
+        head->previous = &link;
+    TakePlace(place, link, head ? *head : TTimerLink{nullptr});
+}
+
+void TTimerQueue::Remove(TTimerLink &link) noexcept {
+    if (!link.isArmed)
+        return;
+    link.isArmed = false;
+    if (link.next)
+        link.next->previous = link.previous;
+    if (link.previous) {
+        link.previous->next = link.next;
+        return;
+    }
+    TTimerLink **const place = PlaceOf(link.second);
+    if (link.next) {
+        TakePlace(place, *link.next, link);
+        return;
+    }
+    TTimerLink **leaf = place;
+    while ((*leaf)->branch[0] || (*leaf)->branch[1])
+        leaf = &(*leaf)->branch[(*leaf)->branch[0] == nullptr];
+    TTimerLink *const last = *leaf;
+    *leaf = nullptr;
+    if (last != &link)
+        TakePlace(place, *last, link);
+}
+
+TTimerLink *TTimerQueue::First() const noexcept {
+    TTimerLink *first = fRoot;
+    for (TTimerLink *link = fRoot; link; link = link->branch[link->branch[0] == nullptr]) {
+        if (link->second < first->second)
+            first = link;
+    }
+    return first;
+}
