@@ -28,7 +28,8 @@
 //
 // Ownership:  the memory of the areas is the subclass's.
 // Threads:    one thread at a time.
-// Failures:   as the subclass says; exceptions pass through the attached stream with their own type (STRMCTL.h).
+// Failures:   as the subclass says; reading throws TOutOfMemory if doallocate() fails. Exceptions pass through the
+//             attached stream with their own type (STRMCTL.h).
 // Surprises:  writing a run of bytes leaves exactly those waiting that writing them one by one leaves. With
 //             std::unitbuf nothing waits. An exception out of the flush that a standard stream makes by itself after a
 //             write would end the process: it is kept, and thrown by the next write.
