@@ -133,6 +133,7 @@ bool Mailbox::Copy(Message const &message, std::ostream &out) const {
     if (!source)
         return false;
     TiConcatStream lines(1, 16384, source);
+    lines.SetWholeLines(1); // clients see every line whole, and each with CR LF
     std::array<char, 16384> block;
     while (lines.read(block.data(), static_cast<std::streamsize>(block.size())), lines.gcount() > 0) {
         if (!fIsWanted())

@@ -1,8 +1,7 @@
 #ifndef POP3D_MESSAGESOURCE_H
 #define POP3D_MESSAGESOURCE_H
 
-// MessageSource: a stored message, file or text, with the two things mended that TiConcatStream leaves to its
-// sources: the last line gets its line end, and an empty line a CR LF of its own. All other bytes pass unchanged.
+// MessageSource: the bytes of a stored message, as they were when the mailbox was listed.
 
 #include "Files.h"
 
@@ -27,15 +26,9 @@ protected:
     int_type underflow() override;
 
 private:
-    bool ReadBlock();
-
     file::Handle fFile = file::fsNone;
     std::uint64_t fLeft; // of the size that the file had when it was listed
     std::array<char, 16384> fBlock;
-    char const *fNext = nullptr; // what of the block is not handed out yet
-    char const *fEnd = nullptr;
-    char fLast = '\n'; // the byte handed out last; a message starts like a line
-    char fMended[2];
     bool fHasFailed = false;
 };
 
