@@ -9,12 +9,65 @@ set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 add_subdirectory(${TUZUTIL_GOOGLETEST} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
 
-# tuzutil_add_suite(NAME SOURCE...): a test program NAME with GoogleTest's main(), linked to the library.
+# tuzutil_add_suite(NAME [SUPPORT name...] [NEEDS target...] [DEFINITIONS name=value...] [LIBRARIES library...]
+#                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED])
+#
+# A test program NAME_test of NAME_test.cpp with GoogleTest's main(), linked to the library.
+#   SUPPORT        files of tests/support, in the form that the target has: NAME_posix.cpp or NAME_win32.cpp
+#   NEEDS          targets that have to be built before the suite runs
+#   SOURCES        further sources, beside the suite
+#   OWN_COPY       sources of the library, named from src/ on, of which the program has a copy of its own
+#   SEAM           the suite itself includes a source of the library and directs the functions below it; so does OWN_COPY
+#   NOT_SANITIZED  the suite takes the place of the allocator, or of a variable that the sanitizers watch
+#
 # Tests are listed when they run, not when they are built: starting Wine takes longer than the build's patience.
 function(tuzutil_add_suite name)
-    add_executable(${name} ${ARGN})
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
-    target_link_libraries(${name} PRIVATE tuzutil::tuzutil gtest_main Threads::Threads)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SEAM;NOT_SANITIZED" "" "SUPPORT;NEEDS;DEFINITIONS;LIBRARIES;SOURCES;OWN_COPY")
+    if(arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "tuzutil_add_suite(${name}): ${arg_UNPARSED_ARGUMENTS}?")
+    endif()
+    if(arg_NOT_SANITIZED AND TUZUTIL_SANITIZE)
+        return()
+    endif()
+    set(suite ${name}_test)
+    set(support ${arg_SUPPORT})
+    list(TRANSFORM support PREPEND ${PROJECT_SOURCE_DIR}/tests/support/)
+    list(TRANSFORM support APPEND _${TUZUTIL_PLATFORM}.cpp)
+    list(TRANSFORM arg_OWN_COPY PREPEND ${PROJECT_SOURCE_DIR}/src/)
+    add_executable(${suite} ${suite}.cpp ${arg_SOURCES} ${support} ${arg_OWN_COPY})
+    target_include_directories(${suite} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${suite} PRIVATE tuzutil::tuzutil gtest_main Threads::Threads ${arg_LIBRARIES})
+    target_compile_definitions(${suite} PRIVATE ${arg_DEFINITIONS})
+    if(arg_SEAM OR arg_OWN_COPY)
+        # The copy is the program's own, and is not looked for in the DLL.
+        target_compile_definitions(${suite} PRIVATE $<$<BOOL:${WIN32}>:tuzutil_EXPORTS>)
+    endif()
+    if(arg_NEEDS)
+        add_dependencies(${suite} ${arg_NEEDS})
+    endif()
+    tuzutil_warnings(${suite})
+    gtest_discover_tests(${suite} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
+endfunction()
+
+# tuzutil_add_suites(NAME...): suites that need nothing else.
+function(tuzutil_add_suites)
+    foreach(name ${ARGN})
+        tuzutil_add_suite(${name})
+    endforeach()
+endfunction()
+
+# tuzutil_add_helper(NAME): a program that tests start.
+function(tuzutil_add_helper name)
+    add_executable(${name} ${name}.cpp)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    target_link_libraries(${name} PRIVATE tuzutil::tuzutil Threads::Threads)
     tuzutil_warnings(${name})
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
+endfunction()
+
+# tuzutil_add_module(NAME SOURCE): a library with static objects that tests load by name, beside the programs.
+function(tuzutil_add_module name source)
+    add_library(${name} MODULE ${source})
+    set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".dll")
+    target_link_libraries(${name} PRIVATE tuzutil::tuzutil)
+    tuzutil_warnings(${name})
 endfunction()

@@ -109,7 +109,7 @@ with tempfile.TemporaryDirectory() as folder:
     assert run(f"file({native}\\below\\trace.log)" if emulator else "file(/proc/none/trace.log)") == []
 
 # A program with rights that its caller does not have does not do what the caller's environment says. Only root can make
-# one here, and only where the file system honours it; elsewhere the library's imports are looked at, see tests/posix.
+# one here, and only where the file system honours it; elsewhere the library's imports are looked at, see tests/platform/posix.
 with open(program, "rb") as file:
     is_sanitized = b"__asan_init" in file.read()  # its search for leaks cannot look into a program of somebody else's
 if not emulator and not is_sanitized and os.geteuid() == 0:

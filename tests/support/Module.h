@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_MODULE_H
 #define TUZUTIL_TESTS_MODULE_H
 
-// A library of tests/modules, loaded as the system does it. Defined for each system in module_posix.cpp and
+// A library of the tests, loaded as the system does it. Defined for each system in module_posix.cpp and
 // module_win32.cpp.
 
 #include <string>

@@ -6,17 +6,26 @@
 
 #include "tuzutil/MUTEXSEM.h"
 
+#include <chrono>
 #include <optional>
 #include <thread>
 
-inline constexpr int fsMostAttempts = 10000; // a system that fails so often fails for good
+// A system that fails so often, or for so long, fails for good. On a busy machine each attempt may take a while.
+inline constexpr int fsMostAttempts = 10000;
+inline constexpr std::chrono::milliseconds fsLongestAttempt{200};
 
 // Calls `take`, which answers what became of it, until the lock is taken; false if it never will be.
 inline bool Insist(TMutexSemaphore const &mutex, auto take) noexcept {
+    std::optional<std::chrono::steady_clock::time_point> end; // from the first failure on
     for (int i = 0; i < fsMostAttempts; ++i) {
         if (take() == TMutexSemaphore::Locked)
             return true;
         if (!mutex.GetHandle())
+            return false;
+        auto const now = std::chrono::steady_clock::now();
+        if (!end)
+            end = now + fsLongestAttempt;
+        else if (now > *end && i >= 10)
             return false;
         std::this_thread::yield();
     }

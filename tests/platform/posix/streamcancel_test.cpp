@@ -1,6 +1,6 @@
 // Threads that are cancelled in the device below a stream of the library.
 
-#include "posix/Cancelled.h"
+#include "platform/posix/Cancelled.h"
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/CONCSTRM.h"
 #include "tuzutil/DOTBYTE.h"

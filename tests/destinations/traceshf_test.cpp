@@ -1,6 +1,6 @@
 #include "tuzutil/TRACESHF.h"
 
-#include "helpers/shared_tracer.h"
+#include "destinations/shared_tracer.h"
 #include "support/CaptureTrace.h"
 #include "support/Expect.h"
 #include "support/Process.h"

@@ -1,9 +1,5 @@
 // Component streams without memory: this program has its own copy of them.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/OLESTRM.cpp"
 
 #include "support/CaptureTrace.h"

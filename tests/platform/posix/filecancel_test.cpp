@@ -1,6 +1,6 @@
 // Threads that are cancelled while the library works with files: it finishes what it does.
 
-#include "posix/Cancelled.h"
+#include "platform/posix/Cancelled.h"
 #include "support/TempFolder.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TMPSTRM.h"

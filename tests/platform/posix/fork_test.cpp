@@ -1,4 +1,4 @@
-#include "posix/InChild.h"
+#include "platform/posix/InChild.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/SHAREMEM.h"
 #include "tuzutil/TIMER.h"

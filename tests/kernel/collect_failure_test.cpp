@@ -1,10 +1,6 @@
 // Sets without memory for their links: this program has its own copy of the classes, above an allocator that it
 // directs.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/COLLECT.cpp"
 
 #include "support/Expect.h"

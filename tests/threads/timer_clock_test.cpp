@@ -1,9 +1,5 @@
 // Timers under a clock that the tests set, and without threads where they want: this program has its own copy of them.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/THREAD.cpp"
 #include "utility/TIMER.cpp"
 #include "utility/threads/timer_queue.cpp"

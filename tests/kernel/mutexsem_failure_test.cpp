@@ -1,10 +1,6 @@
 // Locks and events over a system whose calls fail: this program has its own copy of the classes, above functions that
 // the tests direct.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/MUTEXSEM.cpp"
 
 #include "support/CaptureTrace.h"

@@ -1,9 +1,5 @@
 // Weak references without their lock: this program has its own copy of the classes, above a lock that cannot be had.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/TREFCNT.cpp"
 
 #include "support/CaptureTrace.h"

@@ -1,9 +1,5 @@
 // Temporary streams over files that fail: this program has its own copy of them, above files that the tests direct.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/MEMSTRM.cpp"
 #include "utility/TMPSTRM.cpp"
 

@@ -2,9 +2,9 @@
 
 #include "tuzutil/SHAREMEM.h"
 
+#include "platform/posix/Cancelled.h"
+#include "platform/posix/InChild.h"
 #include "platform/posix/objects.cpp"
-#include "posix/Cancelled.h"
-#include "posix/InChild.h"
 #include "support/Process.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,6 @@
 // How dates look for a buffer that is large enough: this program has its own copy of the class, above a runtime that it
 // directs.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/TDATETIM.cpp"
 
 #include <gtest/gtest.h>

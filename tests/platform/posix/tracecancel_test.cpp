@@ -1,6 +1,6 @@
 // Threads that are cancelled while they trace.
 
-#include "posix/Cancelled.h"
+#include "platform/posix/Cancelled.h"
 #include "support/CaptureTrace.h"
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACEP.h"

@@ -1,6 +1,6 @@
 // A process that forks while its other threads trace.
 
-#include "posix/InChild.h"
+#include "platform/posix/InChild.h"
 #include "support/CaptureTrace.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TIMER.h"

@@ -1,10 +1,6 @@
 // Threads over a system that has none to give: this program has its own copy of the class, above a function that the
 // tests direct.
 
-#if defined(_WIN32) && !defined(tuzutil_EXPORTS)
-#define tuzutil_EXPORTS // the copy is this program's own
-#endif
-
 #include "utility/THREAD.cpp"
 
 #include "support/CaptureTrace.h"
