@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <barrier>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <iterator>
@@ -523,14 +523,15 @@ protected:
     // others wait with. From here on there is enough for some threads at once, as for one that is ending and its
     // successor.
     static void KeepThreadsMemory() {
-        std::barrier together(4);
+        std::atomic<int> missing{4};
         TMutexSemaphore mutexes[4];
         std::vector<std::unique_ptr<TMutexSemaphoreEntry>> held;
         std::vector<std::thread> threads;
         for (TMutexSemaphore &mutex : mutexes) {
             held.push_back(std::make_unique<TMutexSemaphoreEntry>(mutex, TMutexSemaphore::fsInfinite));
-            threads.emplace_back([&together, &mutex] {
-                together.arrive_and_wait();
+            threads.emplace_back([&missing, &mutex] {
+                for (--missing; missing != 0;)
+                    std::this_thread::yield();
                 EXPECT_EQ(TMutexSemaphoreEntry(mutex, 100).State(), TMutexSemaphore::TimedOut);
             });
         }
