@@ -11,7 +11,8 @@ namespace {
 char const fsFile[] = "src/utility/FILE";
 
 void Fail(char const *text) {
-    RaiseOrKeep<TInvalidRequest>({TUtilityTraceCategory::Utility, fsFile, text, "Function()", 17, 2});
+    RaiseOrKeep<TInvalidRequest>(
+        {TUtilityTraceCategory::Utility, fsFile, text, "Function()", 17, 2, TException::recoverable});
 }
 
 template <typename Call>

@@ -2,11 +2,10 @@
 
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/factories/library_path.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/loading.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <array>
 #include <cstring>
@@ -14,17 +13,13 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/FACTORY";
+TReporter const fsReports(TUtilityTraceCategory::Factory, "src/utility/FACTORY");
 char const fsEnding[] = ".dll";
 constexpr unsigned int fsLongestPath = 259;
 
 struct TLock : TMutexSemaphoreEntry {
     TLock(TMutexSemaphore &mutex) : TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite) {}
 };
-
-[[noreturn]] void Fail(char const *text, char const *function, std::uint32_t line = __builtin_LINE()) {
-    Raise<TInvalidRequest>({TUtilityTraceCategory::Factory, fsFile, text, function, line});
-}
 
 TString Text(std::string_view text) {
     return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
@@ -167,7 +162,8 @@ TFactoryLoaderBase::~TFactoryLoaderBase() = default;
 void TFactoryLoaderBase::Add(TFactoryType const &type, void *factory) {
     TLock const lock(*fRegistryMutex);
     if (fFactories->FindKey(type))
-        Fail("Already defined", "TFactoryLoaderBase::Add(const TFactoryType&,void*)");
+        fsReports.Raise<TInvalidRequest>("Already defined",
+                                         {.function = "TFactoryLoaderBase::Add(const TFactoryType&,void*)"});
     auto entry = std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay());
     fFactories->Add(entry.get());
     entry.release();
@@ -218,8 +214,7 @@ void *TFactoryLoaderBase::Find(TFactoryType const &type) {
     if (!TLoading::IsUnderWay())
         Settle();
     if (!factory)
-        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Factory, fsFile, "Unable to find factory type %s",
-                           type.QueryName());
+        fsReports.Warning("Unable to find factory type %s", type.QueryName());
     return factory;
 }
 
@@ -234,7 +229,8 @@ void *TFactoryLoaderBase::Find(unsigned long index) {
 int TFactoryLoaderBase::LoadDll(TFactoryType const &type) {
     TString const &name = type.QueryDllName();
     if (name.length() == 0)
-        Fail("No dll name found", "TFactoryLoaderBase::LoadDll(const TFactoryType&)");
+        fsReports.Raise<TInvalidRequest>("No dll name found",
+                                         {.function = "TFactoryLoaderBase::LoadDll(const TFactoryType&)"});
     TString const path = Search(TLibpath::Copy(), name);
     if (!path || LoadDll(static_cast<char const *>(path)) != 0)
         LoadDll(static_cast<char const *>(name));
@@ -244,8 +240,7 @@ int TFactoryLoaderBase::LoadDll(TFactoryType const &type) {
 int TFactoryLoaderBase::LoadDll(char const *name) {
     if (OpenUnderAnyName(TString("") + name))
         return 0;
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Factory, fsFile, "Unable to load Dll %s, rc=x%08X", name,
-                       platform::LastError());
+    fsReports.Warning("Unable to load Dll %s, rc=x%08X", name, platform::LastError());
     return 1;
 }
 
@@ -264,5 +259,5 @@ void TLibpath::AddFirst(char const *directory) {
 }
 
 void TFactoryLoaderBase::ThrowSingletonException() {
-    Fail("Singleton Object", "TFactoryLoaderBase::ThrowSingletonException()");
+    fsReports.Raise<TInvalidRequest>("Singleton Object", {.function = "TFactoryLoaderBase::ThrowSingletonException()"});
 }

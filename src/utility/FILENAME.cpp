@@ -3,7 +3,7 @@
 #include "platform/platform.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TXTMSG.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <cctype>
 #include <cstdint>
@@ -13,6 +13,9 @@
 #include <utility>
 
 namespace {
+
+TReporter const fsNameReports(TUtilityTraceCategory::Directory, "src/utility/FILENAME");
+TReporter const fsTextReports(TUtilityTraceCategory::String, "src/utility/FILENAME");
 
 constexpr unsigned int fsNowhere = ~0u;
 
@@ -136,8 +139,7 @@ TFileName::TFileName(TFileName const &first, TFileName const &second)
 
 TFileName TFileName::FromNative(char const *name) {
     if (name && !platform::HasLibraryForm(name))
-        Raise<TInvalidParameter>(
-            {TUtilityTraceCategory::Directory, "src/utility/FILENAME", "Backslash in a native name"});
+        fsNameReports.Raise<TInvalidParameter>("Backslash in a native name");
     TFileName result(name);
     platform::FromNativeName(result, result.length());
     return result;
@@ -158,7 +160,7 @@ TString TFileName::QueryNative() const {
 TString TFileName::Convert(TString const &format) const {
     TagVar const name(static_cast<TString const &>(*this));
     if (!name.QueryString())
-        RaiseOutOfMemory(TUtilityTraceCategory::String, "src/utility/FILENAME");
+        fsTextReports.RaiseOutOfMemory();
     if (format.IsUnicode())
         return TTextMessage(static_cast<unsigned short const *>(format), name).QueryMessage();
     return TTextMessage(static_cast<char const *>(format), name).QueryMessage();

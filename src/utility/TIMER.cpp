@@ -1,7 +1,6 @@
 #include "tuzutil/TIMER.h"
 
 #include "platform/platform.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/kernel/insistent_lock.h"
 #include "utility/threads/thread_launch.h"
 #include "utility/threads/timer_thread.h"
@@ -33,8 +32,7 @@ public:
     ~TEntry() {
         fLock.reset();
         if (!fIsServed)
-            TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, "src/utility/THREAD",
-                               "Unable to start thread");
+            TThreadLaunch::ReportNotStarted();
     }
 
     // False where there never was a lock: no timer is armed then, or will be.

@@ -2,7 +2,7 @@
 
 #include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
-#include "tuzutil/TRACEP.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,10 +11,10 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/TMPSTRM";
+TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/TMPSTRM");
 // The lines that the entries carry.
-constexpr unsigned long fsNotOpened = 246;
-constexpr unsigned long fsOpened = 250;
+constexpr std::uint32_t fsNotOpened = 246;
+constexpr std::uint32_t fsOpened = 250;
 
 } // namespace
 
@@ -81,11 +81,11 @@ int TTempStreamBuf::MoveToFile() {
     int error = 0;
     std::unique_ptr<TFile> file(new (std::nothrow) TFile(error));
     if (!file || !file->IsOpen()) {
-        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::MemStream, {fsFile, fsNotOpened},
-                           "Unable to open temp file, error=%d(%s)", error, platform::RuntimeErrorText(error));
+        fsReports.Error({"Unable to open temp file, error=%d(%s)", fsNotOpened}, error,
+                        platform::RuntimeErrorText(error));
         return traits_type::eof();
     }
-    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::MemStream, {fsFile, fsOpened}, "Opened temp file");
+    fsReports.Error({"Opened temp file", fsOpened});
     if (!CopyTo(*file))
         return traits_type::eof();
     fFileBuffer.reset(new (std::nothrow) char[FileBufferSize()]);

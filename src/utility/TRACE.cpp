@@ -6,7 +6,7 @@
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TXTMSG.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/trace_lock.h"
 #include "utility/kernel/trace_record.h"
 #include "utility/kernel/word32.h"
@@ -15,12 +15,14 @@
 
 namespace {
 
+TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
+
 constexpr std::uint32_t fsDefaultLevels = 0x1000F; // "np"
 constexpr std::uint32_t fsAllComponents = 0xFFFFFFFF;
 
 std::uint32_t Mask(unsigned long mask) {
     if (!word32::FitsMask(mask))
-        Raise<TInvalidParameter>({TUtilityTraceCategory::Trace, "src/utility/TRACEP", "Mask beyond 32 bits"});
+        fsReports.Raise<TInvalidParameter>("Mask beyond 32 bits");
     return static_cast<std::uint32_t>(mask);
 }
 

@@ -2,9 +2,9 @@
 #include "tuzutil/TRACE.h"
 
 #include "platform/platform.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/debug_check.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/trace_registry.h"
 #include "utility/kernel/word32.h"
 
@@ -13,6 +13,8 @@
 // Categories
 
 namespace {
+
+TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 
 TString OwnText(TString const &text) {
     return text.IsNull() ? TString() : TString(static_cast<char *>(text), text.length(), ' ');
@@ -125,8 +127,7 @@ TTrace::Category const *TTraceSetKnownCursor::Next() noexcept {
 
 void TTrace::Base::Register(Category const &category) {
     if (debugcheck::isOn && !platform::IsInImage(&category))
-        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Trace, "src/utility/TRACEP",
-                           "Category %s is not a static object", category.QueryString());
+        fsReports.Warning("Category %s is not a static object", category.QueryString());
     fsKnownCategories.Add(&category);
 }
 

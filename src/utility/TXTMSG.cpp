@@ -5,17 +5,16 @@
 #include "tuzutil/MSGSTORE.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/PURETRAP.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/kernel/loading.h"
 #include "utility/kernel/message_format.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace {
 
-char const fsFile[] = "src/utility/TXTMSG";
+TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
 constexpr std::uint32_t fsFirstSlots = 16; // for arguments that a stream announces; more as they arrive
 
@@ -41,7 +40,7 @@ bool OwnsText(TagVar const &value) {
 void CopyArgument(TagVar const &from, TagVar &to) {
     to = from;
     if (OwnsText(from) && !OwnsText(to))
-        RaiseOutOfMemory(TUtilityTraceCategory::Message, fsFile);
+        fsReports.RaiseOutOfMemory();
 }
 
 std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t count) {
@@ -49,12 +48,6 @@ std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t c
     for (std::uint32_t i = 0; i != count; ++i)
         CopyArgument(arguments[i], copy[i]);
     return copy;
-}
-
-// Faults of formats and arguments: for those who follow the trace, never for the caller.
-template <typename... Arguments>
-void TraceFault(TTracePlace place, char const *format, Arguments const &...arguments) noexcept {
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Message, place, format, arguments...);
 }
 
 struct TArchiveLock : TMutexSemaphoreEntry {
@@ -123,8 +116,8 @@ std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
     if (index < fCount)
         return index;
     if (fFile.length() != 0)
-        TraceFault(fsFile, "Reqested argument %u in message from %s[%u]", index, fFile, fLine);
-    Raise<TInvalidParameter>({TUtilityTraceCategory::Message, fsFile, "Out of Range"});
+        fsReports.Warning("Reqested argument %u in message from %s[%u]", index, fFile, fLine);
+    fsReports.Raise<TInvalidParameter>("Out of Range");
 }
 
 // The text
@@ -164,6 +157,7 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
+// Faults of formats and arguments: for those who follow the trace, never for the caller.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
     TString const &store = fMessage.fStore;
     auto const set = fMessage.fSet;
@@ -172,17 +166,17 @@ void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument
     auto const line = fMessage.fLine;
     switch (fault) {
     case storesCount:
-        return TraceFault(fsFile, "%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
-                          file, line);
+        return fsReports.Warning("%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
+                                 file, line);
     case badWidth:
-        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u), expecting width for argument %d from %s[%u]",
-                          store, set, number, argument, file, line);
+        return fsReports.Warning("Type mismatch in message(%s,%u,%u), expecting width for argument %d from %s[%u]",
+                                 store, set, number, argument, file, line);
     case badPrecision:
-        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u) expecting precision for argument %d from %s[%u]",
-                          store, set, number, argument, file, line);
+        return fsReports.Warning("Type mismatch in message(%s,%u,%u) expecting precision for argument %d from %s[%u]",
+                                 store, set, number, argument, file, line);
     case badValue:
-        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u) expecting %c for argument %d from %s[%u]", store,
-                          set, number, static_cast<int>(conversion), argument, file, line);
+        return fsReports.Warning("Type mismatch in message(%s,%u,%u) expecting %c for argument %d from %s[%u]", store,
+                                 set, number, static_cast<int>(conversion), argument, file, line);
     }
 }
 
@@ -225,7 +219,7 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
 TTextMessageStore::TTextMessageStore(TTextMessage::StoreID const &id) : fId(id) {
     try {
         if (TTextMessageArchive::fsArchive && !TTextMessageArchive::fsArchive->Register(this))
-            Raise<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Duplicate Message Store"});
+            fsReports.Raise<TInvalidRequest>("Duplicate Message Store");
     } catch (...) {
         if (!TLoading::IsUnderWay())
             throw;
@@ -258,7 +252,7 @@ TString TTextMessageStore::GetMsg(TTextMessage::StoreID const &id, long set, lon
 
 TTextMessageArchive::TTextMessageArchive() {
     if (fsArchive)
-        RaiseOrKeep<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Solitary Object"});
+        RaiseOrKeep<TInvalidRequest>(fsReports.Failure("Solitary Object"));
     else
         fsArchive = this;
 }

@@ -3,11 +3,10 @@
 #include "platform/no_cancel.h"
 #include "platform/platform.h"
 #include "tuzutil/TRACEFAC.h"
-#include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESHF.h"
 #include "tuzutil/TRACESTR.h"
 #include "utility/kernel/ascii_names.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/trace_levels.h"
 #include "utility/kernel/trace_lock.h"
 
@@ -15,15 +14,10 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/TRACEP";
+TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
 constexpr int fsDeepest = 16; // variables that refer to variables
-
-template <typename... Arguments>
-void TraceNote(std::uint32_t level, char const *format, Arguments const &...arguments) {
-    TTracePoint::Write(level, TUtilityTraceCategory::Trace, fsFile, format, arguments...);
-}
 
 TString Text(std::string_view text) {
     return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
@@ -47,7 +41,7 @@ std::string DefaultLogName() {
     std::string name(static_cast<char const *>(program), program.length());
     std::size_t const dot = name.find_last_of(".\\");
     if (dot == std::string::npos || name[dot] != '.')
-        TraceNote(TTrace::warning, "Unable to find '.', using %s.log for file", program);
+        fsReports.Warning("Unable to find '.', using %s.log for file", program);
     else
         name.resize(dot);
     return name + ".log";
@@ -72,7 +66,7 @@ TTrace FactoryTrace(TTraceConfiguration &configuration) {
         TTraceLock const lock; // no other thread reaches the destination before all of it stands
         return factory->CreateTrace(configuration.argument.c_str());
     }
-    TraceNote(TTrace::error, fsNoFactory, keyword.c_str());
+    fsReports.Error(fsNoFactory, keyword.c_str());
     configuration.problem = TTextMessage(fsNoFactory, keyword.c_str());
     return TTrace();
 }
@@ -189,7 +183,7 @@ void ApplyCategories(TTrace::Base &destination, std::string_view field, std::str
             if (TTrace::Category const *const category = TTrace::FindCategory(Text(name)))
                 destination.AddCategory(*category, isOn);
             else
-                TraceNote(TTrace::warning, "Trace category %s not found", Text(name));
+                fsReports.Warning("Trace category %s not found", Text(name));
         }
         at = end + 1;
     }
@@ -261,7 +255,7 @@ TTraceConfiguration::TTraceConfiguration(std::string_view text) {
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration) {
     for (int depth = 0; ascii_names::IsEqual(configuration.keyword.c_str(), "env"); ++depth) {
         if (depth == fsDeepest) {
-            TraceNote(TTrace::warning, fsTooDeep, fsDeepest);
+            fsReports.Warning(fsTooDeep, fsDeepest);
             configuration.problem = TTextMessage(fsTooDeep, fsDeepest);
             return TTrace::Pointer(nullptr);
         }
@@ -319,7 +313,7 @@ void TTrace::ParseTraceString(char const *selection) {
         return;
     TTraceSelectionFault const fault = ApplyTraceSelection(*fDestination, selection);
     if (fault.text)
-        Raise<TInvalidRequest>({TUtilityTraceCategory::Trace, fsFile, fault.text});
+        fsReports.Raise<TInvalidRequest>(fault.text);
 }
 
 TString TTrace::QueryExeFileName() {

@@ -1,7 +1,7 @@
 #include "utility/files/search_table.h"
 
 #include "platform/platform.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
 #include <new>
@@ -16,7 +16,7 @@ std::int32_t TFindTable::Add(void *search) {
             slot = fSlots.emplace(fSlots.end());
         } catch (std::bad_alloc const &) {
             platform::CloseSearch(search);
-            RaiseOutOfMemory(TUtilityTraceCategory::Directory, "src/utility/FINDTAB");
+            TReporter(TUtilityTraceCategory::Directory, "src/utility/files/search_table").RaiseOutOfMemory();
         }
     }
     slot->search = search;

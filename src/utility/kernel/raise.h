@@ -9,15 +9,15 @@
 #include <cstdint>
 #include <type_traits>
 
-// What an exception says besides its class. `line` is the caller's own unless a fixed one is given.
+// What an exception says besides its class. Reporters build it: see reporter.h.
 struct TFailure {
     TTrace::Category const &category;
     char const *file; // "src/utility/NAME"
     char const *text;
-    char const *function = "";
-    std::uint32_t line = __builtin_LINE();
-    std::uint32_t errorId = 1;
-    TException::Severity severity = TException::recoverable;
+    char const *function;
+    std::uint32_t line;
+    std::uint32_t errorId;
+    TException::Severity severity;
 };
 
 template <typename E>
@@ -51,7 +51,7 @@ extern TStaticText fsTextTooLong; // "Text too long"
 
 // The exception for a lack of memory, whose text is not allocated: a failure to make the text would raise the same
 // exception again, without end.
-[[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file,
-                                   TStaticText &text = fsOutOfMemory, std::uint32_t line = __builtin_LINE());
+[[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text,
+                                   std::uint32_t line);
 
 #endif
