@@ -5,7 +5,9 @@
 #include "utility/factories/library_path.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/loading.h"
+#include "utility/kernel/lock.h"
 #include "utility/kernel/reporter.h"
+#include "utility/kernel/string_access.h"
 
 #include <array>
 #include <cstring>
@@ -16,14 +18,6 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Factory, "src/utility/FACTORY");
 char const fsEnding[] = ".dll";
 constexpr unsigned int fsLongestPath = 259;
-
-struct TLock : TMutexSemaphoreEntry {
-    TLock(TMutexSemaphore &mutex) : TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite) {}
-};
-
-TString Text(std::string_view text) {
-    return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
-}
 
 std::string_view View(TString const &text) noexcept {
     char const *const chars = text;
@@ -38,7 +32,8 @@ std::string_view LastPart(std::string_view name) noexcept {
 bool HasEnding(TString const &name, char const *ending) {
     std::string_view const whole = View(name);
     std::size_t const dot = whole.rfind('.');
-    return dot != std::string_view::npos && ascii_names::IsEqual(Text(whole.substr(dot)), TString(ending));
+    return dot != std::string_view::npos &&
+           ascii_names::IsEqual(TStringAccess::From(whole.substr(dot)), TString(ending));
 }
 
 // What a library may be called: its name, with ".dll" if it needs an ending, and then as the system names its own.
@@ -50,7 +45,7 @@ struct TNames {
         all[1] = HasEnding(name, platform::nativeLibraryEnding) ? name : name + platform::nativeLibraryEnding;
         std::string_view const native = View(all[1]);
         std::size_t const path = native.size() - LastPart(native).size();
-        all[2] = Text(native.substr(0, path)) + "lib" + Text(native.substr(path));
+        all[2] = TStringAccess::From(native.substr(0, path)) + "lib" + TStringAccess::From(native.substr(path));
     }
 
     std::array<TString, 3> all; // null: none
@@ -66,7 +61,7 @@ TString Search(TString const &directories, TString const &name) {
         if (directory.empty())
             continue;
         for (TString const &file : files.all) {
-            TString const path = TDirectory::Combine(Text(directory), file);
+            TString const path = TDirectory::Combine(TStringAccess::From(directory), file);
             if (file && path.length() <= fsLongestPath && platform::IsFile(path))
                 return path;
         }
@@ -109,12 +104,11 @@ TFactoryType::TFactoryType(TString const &text) {
     std::size_t const close = open == std::string_view::npos ? open : whole.find(']', open);
     if (text.IsNull())
         return;
-    fName = Text(whole.substr(0, open));
-    fDllName = close == std::string_view::npos ? fName : Text(whole.substr(open + 1, close - open - 1));
+    fName = TStringAccess::From(whole.substr(0, open));
+    fDllName = close == std::string_view::npos ? fName : TStringAccess::From(whole.substr(open + 1, close - open - 1));
 }
 
-TFactoryType::TFactoryType(TFactoryType const &other)
-    : fName(Text(View(other.fName))), fDllName(Text(View(other.fDllName))) {}
+TFactoryType::TFactoryType(TFactoryType const &other) : fName(other.fName.Copy()), fDllName(other.fDllName.Copy()) {}
 
 TFactoryType &TFactoryType::operator=(TFactoryType const &other) {
     TFactoryType copy(other);
@@ -164,21 +158,11 @@ void TFactoryLoaderBase::Add(TFactoryType const &type, void *factory) {
     if (fFactories->FindKey(type))
         fsReports.Raise<TInvalidRequest>("Already defined",
                                          {.function = "TFactoryLoaderBase::Add(const TFactoryType&,void*)"});
-    auto entry = std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay());
-    fFactories->Add(entry.get());
-    entry.release();
+    fFactories->Add(std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay()));
 }
 
 bool TFactoryLoaderBase::Register(TFactoryType const &type, void *factory) {
-    try {
-        Add(type, factory);
-        return true;
-    } catch (...) {
-        if (!TLoading::IsUnderWay())
-            throw;
-        TLoading::Keep(std::current_exception());
-        return false;
-    }
+    return TLoading::RaiseOrKeep([&] { Add(type, factory); });
 }
 
 void TFactoryLoaderBase::Remove(TFactoryType const &type) {
@@ -250,7 +234,7 @@ void TFactoryLoaderBase::AddLibpath(char const *directory) {
 
 TString TLibpath::Copy() {
     TLock const lock(fsMutex);
-    return Text(View(TFactoryLoaderBase::fsLibpath)); // with bytes of its own: this thread's
+    return TFactoryLoaderBase::fsLibpath.Copy();
 }
 
 void TLibpath::AddFirst(char const *directory) {

@@ -4,6 +4,7 @@
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/reporter.h"
+#include "utility/kernel/utf16.h"
 
 #include <cctype>
 #include <cstdint>
@@ -100,10 +101,10 @@ private:
             return fsUnreadable;
         fPlace += static_cast<unsigned int>(used);
         auto const code = static_cast<std::uint32_t>(character);
-        if (code < 0x10000)
+        if (!utf16::NeedsPair(code))
             return static_cast<std::int32_t>(code);
-        fLowSurrogate = static_cast<std::int32_t>(0xDC00 + (code & 0x3FF));
-        return static_cast<std::int32_t>(0xD7C0 + (code >> 10));
+        fLowSurrogate = utf16::Low(code);
+        return utf16::High(code);
     }
 
     TUnits fUnits;

@@ -5,6 +5,7 @@
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/loading.h"
 #include "utility/kernel/reporter.h"
+#include "utility/kernel/string_access.h"
 #include "utility/languages/program_directory.h"
 #include "utility/languages/require_open.h"
 
@@ -28,7 +29,7 @@ TString LibraryName(void *library) {
 // The first of the template's entries, which it loses.
 TString TakeEntry(std::string_view &entries) {
     std::size_t const end = std::min(entries.find(';'), entries.size());
-    TString const entry(entries.data(), static_cast<unsigned int>(end), ' ');
+    TString const entry = TStringAccess::From(entries.substr(0, end));
     entries.remove_prefix(std::min(end + 1, entries.size()));
     return entry;
 }
@@ -91,7 +92,7 @@ void TSearchNLSPath::SetLang(char const *lang) {
 
 // Not a handle on the same buffer: strings are shared by one thread only.
 TString TSearchNLSPath::QueryLang() {
-    return TString(Chars(fsLang));
+    return fsLang.Copy();
 }
 
 void TSearchNLSPath::AddNLSpath(char const *entries) {

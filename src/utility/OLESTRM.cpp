@@ -1,10 +1,10 @@
 #include "tuzutil/OLESTRM.h"
 
 #include "platform/platform.h"
+#include "utility/kernel/buffer_area.h"
 #include "utility/kernel/reporter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -82,9 +82,7 @@ bool TOleStreamBuf::WritePending() {
     std::uint32_t written = 0;
     std::int32_t const result = platform::WriteStream(*fStream, pbase(), pending, written);
     fBytesWritten += written;
-    std::memmove(pbase(), pbase() + written, pending - written);
-    setp(pbase(), epptr());
-    pbump(static_cast<int>(pending - written));
+    TBufferArea::Drop(*this, written);
     if (result != 0)
         fsReports.Error({"Error writing from IStream interface, fStream=x%p, rc=%d", fsWriteFailed},
                         TagVarVoidPtr(fStream), int{result});

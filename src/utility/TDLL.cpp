@@ -19,13 +19,6 @@ TString Load(void *library, unsigned long id) {
     return length ? TString(text, static_cast<unsigned int>(length * sizeof(Character)), ' ') : TString();
 }
 
-// Not a handle on the same buffer: texts are loaded in several threads, and strings are shared by one only.
-TString CopyOf(TString const &name) {
-    TString copy(static_cast<char const *>(name), name.length(), ' ');
-    copy.SetUnicode(name.IsUnicode());
-    return copy;
-}
-
 } // namespace
 
 TDll::TDll(char const *name) : fName(name) {
@@ -46,7 +39,7 @@ TString TDll::loadMessage(unsigned long id, int wide) const {
     if (text.IsNull()) {
         std::uint32_t const error = platform::LastError();
         fsReports.Error("LoadString Error %d getting message %d from file %s", error, static_cast<std::uint32_t>(id),
-                        CopyOf(fName));
+                        fName.Copy());
         fsReports.Raise<TAccessError>("Error getting message", {.errorId = 2});
     }
     text.SetUnicode(wide);

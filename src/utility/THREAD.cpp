@@ -3,7 +3,9 @@
 #include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACEEXC.h"
+#include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/insistent_lock.h"
+#include "utility/kernel/lock.h"
 #include "utility/kernel/reporter.h"
 #include "utility/threads/thread_launch.h"
 
@@ -25,11 +27,8 @@ struct TStart {
 void TraceEscaped(TException const &problem) noexcept {
     if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
         return;
-    try {
-        fsReports.Severe("Caught: %s", TTraceException::FormatException(problem));
-    } catch (...) {
+    if (!DropExceptions([&] { fsReports.Severe("Caught: %s", TTraceException::FormatException(problem)); }))
         fsReports.Severe("Caught: %s", problem.name());
-    }
 }
 
 } // namespace
@@ -151,8 +150,7 @@ void TThreadLaunch::Enter(void *argument) {
 }
 
 bool TThreadLaunch::HasAll(TThread &thread) {
-    return thread.fSignal->Wait(0) >= 0 &&
-           TMutexSemaphoreEntry(thread.fEnding, TMutexSemaphore::fsInfinite).State() == TMutexSemaphore::Locked;
+    return thread.fSignal->Wait(0) >= 0 && TLock(thread.fEnding).State() == TMutexSemaphore::Locked;
 }
 
 void TThreadLaunch::ReportNotStarted() noexcept {

@@ -2,10 +2,10 @@
 
 #include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
+#include "utility/kernel/buffer_area.h"
 #include "utility/kernel/reporter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -120,11 +120,8 @@ void TTempStreamBuf::ResetAreas() noexcept {
 bool TTempStreamBuf::FlushToFile() noexcept {
     auto const waiting = static_cast<std::size_t>(pptr() - pbase());
     std::size_t const written = waiting ? fFile->Write(pbase(), waiting) : 0;
-    std::size_t const left = waiting - written;
-    std::memmove(pbase(), pbase() + written, left);
-    setp(pbase(), epptr());
-    pbump(static_cast<int>(left));
-    return left == 0;
+    TBufferArea::Drop(*this, written);
+    return written == waiting;
 }
 
 std::streambuf::int_type TTempStreamBuf::overflow(int_type c) {

@@ -167,6 +167,15 @@ void TString::MakeUnique(unsigned int newLength) {
     TakeBuffer(fresh);
 }
 
+TString TString::Copy() const {
+    TString copy;
+    if (fBuffer) {
+        copy.fBuffer = AllocateBuffer(length(), 1, fBuffer->flags);
+        CopyBytes(copy.fBuffer->Data(), fBuffer->Data(), length());
+    }
+    return copy;
+}
+
 // Cuts in place. The tail of a secret is zeroed, for it is no longer covered by the length that is wiped at the end.
 void TString::SetLength(unsigned int length) noexcept {
     if (fBuffer->flags & TStringBuffer::wipeOnDelete)

@@ -1,11 +1,11 @@
 #include "tuzutil/TXTMSG.h"
 
-#include "platform/no_cancel.h"
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/MSGSTORE.h"
-#include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/PURETRAP.h"
+#include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/loading.h"
+#include "utility/kernel/lock.h"
 #include "utility/kernel/message_format.h"
 #include "utility/kernel/reporter.h"
 
@@ -49,10 +49,6 @@ std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t c
         CopyArgument(arguments[i], copy[i]);
     return copy;
 }
-
-struct TArchiveLock : TMutexSemaphoreEntry {
-    explicit TArchiveLock(TMutexSemaphore &mutex) : TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite) {}
-};
 
 } // namespace
 
@@ -136,12 +132,9 @@ TString const &TTextMessage::QueryMessage() const {
 TString TTextMessage::StoredText() const noexcept {
     if (fStore.length() == 0)
         return TString();
-    TNoCancel const noCancel;
-    try {
-        return TTextMessageStore::GetMsg(fStore, fSet, fNumber, 0);
-    } catch (...) {
-        return TString();
-    }
+    TString text;
+    DropExceptions([&] { text = TTextMessageStore::GetMsg(fStore, fSet, fNumber, 0); });
+    return text;
 }
 
 unsigned long TTextMessage::ValidateArgs(TString const &format, TString &out, CharP &block) const {
@@ -217,14 +210,10 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
 // Stores
 
 TTextMessageStore::TTextMessageStore(TTextMessage::StoreID const &id) : fId(id) {
-    try {
+    TLoading::RaiseOrKeep([this] {
         if (TTextMessageArchive::fsArchive && !TTextMessageArchive::fsArchive->Register(this))
             fsReports.Raise<TInvalidRequest>("Duplicate Message Store");
-    } catch (...) {
-        if (!TLoading::IsUnderWay())
-            throw;
-        TLoading::Keep(std::current_exception());
-    }
+    });
 }
 
 TTextMessageStore::~TTextMessageStore() {
@@ -251,14 +240,15 @@ TString TTextMessageStore::GetMsg(TTextMessage::StoreID const &id, long set, lon
 }
 
 TTextMessageArchive::TTextMessageArchive() {
-    if (fsArchive)
-        RaiseOrKeep<TInvalidRequest>(fsReports.Failure("Solitary Object"));
-    else
+    TLoading::RaiseOrKeep([this] {
+        if (fsArchive)
+            fsReports.Raise<TInvalidRequest>("Solitary Object");
         fsArchive = this;
+    });
 }
 
 TTextMessageArchive::~TTextMessageArchive() {
-    TArchiveLock const lock(fsMutex);
+    TLock const lock(fsMutex);
     if (fsArchive == this)
         fsArchive = nullptr;
     DeleteSet();
@@ -271,24 +261,23 @@ TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &id, long set, l
 }
 
 TTextMessageStore *TTextMessageArchive::FindStore(TTextMessage::StoreID const &id) const {
-    TArchiveLock const lock(fsMutex);
+    TLock const lock(fsMutex);
     auto const *const element = FindKey(id);
     return element ? element->Pointer() : nullptr;
 }
 
 bool TTextMessageArchive::Register(TTextMessageStore *store) {
     auto element = std::make_unique<TElemPointer<TTextMessageStore>>(store);
-    TArchiveLock const lock(fsMutex);
+    TLock const lock(fsMutex);
     if (FindKey(store->Key()))
         return false;
-    Add(element.get());
-    element.release();
+    Add(std::move(element));
     return true;
 }
 
 // Not by its name, which another store may have if this one was not registered.
 void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
-    TArchiveLock const lock(fsMutex);
+    TLock const lock(fsMutex);
     auto *const element = FindKey(store->Key());
     if (!element || element->Pointer() != store)
         return;

@@ -6,9 +6,11 @@
 #include "tuzutil/TRACESHF.h"
 #include "tuzutil/TRACESTR.h"
 #include "utility/kernel/ascii_names.h"
+#include "utility/kernel/drop_exceptions.h"
+#include "utility/kernel/lock.h"
 #include "utility/kernel/reporter.h"
+#include "utility/kernel/string_access.h"
 #include "utility/kernel/trace_levels.h"
-#include "utility/kernel/trace_lock.h"
 
 #include <iostream>
 
@@ -18,10 +20,6 @@ TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
 constexpr int fsDeepest = 16; // variables that refer to variables
-
-TString Text(std::string_view text) {
-    return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
-}
 
 bool IsSign(char c) noexcept {
     return c == '+' || c == '-';
@@ -63,7 +61,7 @@ TTrace FactoryTrace(TTraceConfiguration &configuration) {
         keyword.empty() ? nullptr
                         : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(LibraryForm(keyword).c_str()));
     if (factory) {
-        TTraceLock const lock; // no other thread reaches the destination before all of it stands
+        TLock const lock(TTrace::Base::fsMutex); // no other thread reaches the destination before all of it stands
         return factory->CreateTrace(configuration.argument.c_str());
     }
     fsReports.Error(fsNoFactory, keyword.c_str());
@@ -154,7 +152,7 @@ void ApplyComponents(TTrace::Base &destination, std::string_view field) {
             continue;
         }
         std::string_view const name = field.substr(0, field.find_first_of("+-"));
-        change.Apply(static_cast<std::uint32_t>(TTrace::QueryComponentFromName(Text(name))));
+        change.Apply(static_cast<std::uint32_t>(TTrace::QueryComponentFromName(TStringAccess::From(name))));
         field.remove_prefix(name.size());
     }
     destination.SetComponent(change.Mask());
@@ -180,10 +178,10 @@ void ApplyCategories(TTrace::Base &destination, std::string_view field, std::str
         std::size_t const end = std::min(field.find_first_of("+-", begin), field.size());
         std::string_view const name = field.substr(begin, end - begin);
         if (!name.empty()) {
-            if (TTrace::Category const *const category = TTrace::FindCategory(Text(name)))
+            if (TTrace::Category const *const category = TTrace::FindCategory(TStringAccess::From(name)))
                 destination.AddCategory(*category, isOn);
             else
-                fsReports.Warning("Trace category %s not found", Text(name));
+                fsReports.Warning("Trace category %s not found", TStringAccess::From(name));
         }
         at = end + 1;
     }
@@ -292,12 +290,11 @@ TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_
 
 TTrace OpenStartupTrace() noexcept {
     TTrace trace;
-    try {
+    // If there is no memory, so early, the program goes on without this trace.
+    DropExceptions([&] {
         TTraceConfiguration configuration(std::string("env(") + fsStartupVariable + ")");
         OpenStartupTrace(trace, configuration);
-    } catch (...) {
-        // No memory, and so early: the program goes on without this trace.
-    }
+    });
     return trace;
 }
 TTrace::TTrace(char const *configuration) {
@@ -319,9 +316,8 @@ void TTrace::ParseTraceString(char const *selection) {
 TString TTrace::QueryExeFileName() {
     [[maybe_unused]] static bool const isKnown = [] {
         char name[260 + 1];
-        fsExeFileName =
-            TString(name, static_cast<unsigned int>(platform::LibraryName(nullptr, name, sizeof name)), ' ');
+        fsExeFileName = TStringAccess::From({name, platform::LibraryName(nullptr, name, sizeof name)});
         return true;
     }();
-    return TString(fsExeFileName, fsExeFileName.length(), ' '); // with bytes of its own: the caller's thread's
+    return fsExeFileName.Copy();
 }

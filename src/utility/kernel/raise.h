@@ -28,16 +28,11 @@ void Prepare(E &exception, TFailure const &failure) {
 }
 
 template <typename E>
-E Prepared(TFailure const &failure) {
-    E exception(failure.text, failure.errorId, failure.severity);
-    Prepare(exception, failure);
-    return exception;
-}
-
-template <typename E>
 [[noreturn]] void Raise(TFailure const &failure) {
     static_assert(!std::is_same_v<E, TOutOfMemory>, "RaiseOutOfMemory() takes no memory");
-    throw Prepared<E>(failure);
+    E exception(failure.text, failure.errorId, failure.severity);
+    Prepare(exception, failure);
+    throw exception;
 }
 
 // A text in static memory that exceptions share without allocating: its count never falls to zero.
