@@ -232,16 +232,6 @@ void TFactoryLoaderBase::AddLibpath(char const *directory) {
     TLibpath::AddFirst(directory);
 }
 
-TString TLibpath::Copy() {
-    TLock const lock(fsMutex);
-    return TFactoryLoaderBase::fsLibpath.Copy();
-}
-
-void TLibpath::AddFirst(char const *directory) {
-    TLock const lock(fsMutex);
-    TFactoryLoaderBase::fsLibpath = TString("") + directory + ";" + TFactoryLoaderBase::fsLibpath;
-}
-
 void TFactoryLoaderBase::ThrowSingletonException() {
     fsReports.Raise<TInvalidRequest>("Singleton Object", {.function = "TFactoryLoaderBase::ThrowSingletonException()"});
 }
