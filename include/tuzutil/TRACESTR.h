@@ -33,6 +33,7 @@
 #include <atomic>
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 
 class TMutexSemaphore;
 
@@ -68,7 +69,7 @@ private:
 
     void Replace(std::ostream *stream, int owned);
 
-    std::int32_t fOwned = 0;
+    std::unique_ptr<std::ostream> fOwned;         // the stream if it is deleted with the destination, otherwise null
     std::atomic<std::ostream *> fStream{nullptr}; // changed under fsFileMutex
 };
 

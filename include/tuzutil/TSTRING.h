@@ -210,6 +210,9 @@ public:
     double asDouble() const noexcept; // strtod: the decimal point is the current locale's
 
     void MakeUnique(); // gives this string a buffer of its own if the present one is shared
+    // The same text, with its flags, in a buffer of its own. Give such a copy to another thread: strings that share a
+    // buffer belong to one thread. The copy of a null string is null.
+    TString Copy() const;
 
 private:
     friend struct TStringAccess;

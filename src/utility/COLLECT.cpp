@@ -1,6 +1,6 @@
 #include "tuzutil/COLLECT.h"
 
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/word32.h"
 
 #include <algorithm>
@@ -8,17 +8,13 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/COLLECT";
-
-[[noreturn]] void OutOfMemory(std::uint32_t line = __builtin_LINE()) {
-    RaiseOutOfMemory(TUtilityTraceCategory::Utility, fsFile, fsOutOfMemory, line);
-}
+TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/COLLECT");
 
 template <typename T, typename... Arguments>
 T *New(Arguments... arguments) {
     auto *const object = new (std::nothrow) T(arguments...);
     if (!object)
-        OutOfMemory();
+        fsReports.RaiseOutOfMemory();
     return object;
 }
 
@@ -171,7 +167,7 @@ TBaseSparseArrayOf::~TBaseSparseArrayOf() {
 
 void TBaseSparseArrayOf::Set(unsigned long index, void *value) {
     if (!word32::Fits(index))
-        Raise<TInvalidParameter>({TUtilityTraceCategory::Utility, fsFile, "Index beyond 32 bits"});
+        fsReports.Raise<TInvalidParameter>("Index beyond 32 bits");
     unsigned long position;
     TSparseArrayElement *const entry = FindEntry(index, position);
     if (!entry) {
@@ -249,10 +245,10 @@ void TBaseSparseArrayOf::Insert(unsigned long position, unsigned long index, voi
 void TBaseSparseArrayOf::Grow() {
     std::uint64_t const capacity = fCapacity ? std::uint64_t{fCapacity} * 2 : 10;
     if (capacity > 0xFFFFFFFFu || capacity > SIZE_MAX / sizeof(void *))
-        OutOfMemory();
+        fsReports.RaiseOutOfMemory();
     auto **const entries = new (std::nothrow) TSparseArrayElement *[static_cast<std::size_t>(capacity)];
     if (!entries)
-        OutOfMemory();
+        fsReports.RaiseOutOfMemory();
     std::copy(fEntries, fEntries + fCount, entries);
     delete[] fEntries;
     fEntries = entries;

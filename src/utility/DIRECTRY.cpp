@@ -1,9 +1,8 @@
 #include "tuzutil/DIRECTRY.h"
 
 #include "platform/platform.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/files/search_table.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/string_access.h"
 
 #include <algorithm>
@@ -14,7 +13,8 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/DIRECTRY";
+TReporter const fsReports(TUtilityTraceCategory::Directory, "src/utility/DIRECTRY");
+constexpr std::uint32_t fsTreeFailed = 457; // the line that the entry carries
 constexpr char separator = '\\';
 
 // The bytes that the text prints as.
@@ -50,8 +50,7 @@ bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int co
         return false;
     if (platform::HasLibraryForm(entry.name))
         return true;
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Directory, fsFile,
-                       "Left out of %s, a backslash in its name: %s", path, static_cast<char const *>(entry.name));
+    fsReports.Warning("Left out of %s, a backslash in its name: %s", path, static_cast<char const *>(entry.name));
     return false;
 }
 
@@ -60,13 +59,12 @@ int Make(char const *path) noexcept {
     int const error = platform::MakeDirectory(path ? path : "");
     if (error == 0 || error == EEXIST)
         return 0;
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Directory, fsFile,
-                       "Unable to create directory %s: errno=%d", path, error);
+    fsReports.Warning("Unable to create directory %s: errno=%d", path, error);
     return 1;
 }
 
 void TraceCreated(char const *path) noexcept {
-    TTracePoint::Write(TTrace::information, TUtilityTraceCategory::Directory, fsFile, "Created directory %s", path);
+    fsReports.Note("Created directory %s", path);
 }
 
 } // namespace
@@ -87,9 +85,8 @@ TDirectory::~TDirectory() {
     if (fHandle == TFindTable::fsNone || TFindTable::fsOnly.Close(fHandle))
         return;
     int const error = EINVAL; // the handle was closed by a copy
-    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Directory, fsFile,
-                       "TDirectory::~TDirectory(): _findclose(%s) error %d: %s", fPath, error,
-                       platform::RuntimeErrorText(error));
+    fsReports.Error("TDirectory::~TDirectory(): _findclose(%s) error %d: %s", fPath, error,
+                    platform::RuntimeErrorText(error));
 }
 
 TString TDirectory::FindFirst(int *isDirectory, TString *name) {
@@ -98,7 +95,7 @@ TString TDirectory::FindFirst(int *isDirectory, TString *name) {
     bool lacksMemory = false;
     void *const search = platform::OpenSearch(Join(fPath, "*.*"), entry, lacksMemory);
     if (lacksMemory)
-        RaiseOutOfMemory(TUtilityTraceCategory::Directory, fsFile);
+        fsReports.RaiseOutOfMemory();
     if (search)
         fHandle = TFindTable::fsOnly.Add(search);
     if (fHandle != TFindTable::fsNone && IsTaken(fPath, entry, isDirectory))
@@ -152,8 +149,7 @@ int TDirectory::MakeTree(TString const &path) {
     while (result == 1) {
         std::size_t const last = length ? whole.rfind(separator, length - 1) : whole.npos;
         if (last == whole.npos || last == first) {
-            TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Directory, {fsFile, 457},
-                               "Unable to create directory %s", text);
+            fsReports.Error({"Unable to create directory %s", fsTreeFailed}, text);
             result = 2;
         } else {
             length = last;

@@ -1,7 +1,7 @@
 #include "tuzutil/DOTBYTE.h"
 
-#include "tuzutil/TRACEP.h"
 #include "utility/kernel/byte_search.h"
+#include "utility/kernel/reporter.h"
 #include "utility/streams/sink_writer.h"
 #include "utility/streams/source_reader.h"
 #include "utility/streams/stream_failure.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr char const *fsFile = "src/utility/DOTBYTE";
+TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/DOTBYTE");
 
 // The lines that the source locations of the failures carry.
 constexpr std::uint32_t fsLimitInBody = 271;
@@ -22,15 +22,10 @@ constexpr std::uint32_t fsCancelled = 298;
 constexpr std::uint32_t fsAreaSize = 1024; // of one direction
 
 [[noreturn]] void RaiseCancelled() {
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::MemStream, {fsFile, fsCancelling},
-                       "Cancelling download");
-    RaiseThroughStreams<TDotByteError>({.category = TUtilityTraceCategory::MemStream,
-                                        .file = fsFile,
-                                        .text = "Cancel",
-                                        .function = "TDotByteStreamBuf::underflow()",
-                                        .line = fsCancelled,
-                                        .errorId = 0,
-                                        .severity = TException::unrecoverable});
+    fsReports.Warning({"Cancelling download", fsCancelling});
+    RaiseThroughStreams<TDotByteError>(fsReports.Failure(
+        {"Cancel", fsCancelled},
+        {.function = "TDotByteStreamBuf::underflow()", .errorId = 0, .severity = TException::unrecoverable}));
 }
 
 } // namespace
@@ -120,13 +115,9 @@ void TDotByteStreamBuf::CheckStop() {
 
 void TDotByteStreamBuf::Stop(std::uint32_t sourceLine) {
     EndBody();
-    RaiseThroughStreams<TDotByteLinesException>({.category = TUtilityTraceCategory::MemStream,
-                                                 .file = fsFile,
-                                                 .text = "Lines",
-                                                 .function = "TDotByteStreamBuf::CheckStop()",
-                                                 .line = sourceLine,
-                                                 .errorId = 0,
-                                                 .severity = TException::unrecoverable});
+    RaiseThroughStreams<TDotByteLinesException>(fsReports.Failure(
+        {"Lines", sourceLine},
+        {.function = "TDotByteStreamBuf::CheckStop()", .errorId = 0, .severity = TException::unrecoverable}));
 }
 
 void TDotByteStreamBuf::EndBody() {

@@ -2,11 +2,12 @@
 
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/factories/library_path.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/loading.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/lock.h"
+#include "utility/kernel/reporter.h"
+#include "utility/kernel/string_access.h"
 
 #include <array>
 #include <cstring>
@@ -14,21 +15,9 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/FACTORY";
+TReporter const fsReports(TUtilityTraceCategory::Factory, "src/utility/FACTORY");
 char const fsEnding[] = ".dll";
 constexpr unsigned int fsLongestPath = 259;
-
-struct TLock : TMutexSemaphoreEntry {
-    TLock(TMutexSemaphore &mutex) : TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite) {}
-};
-
-[[noreturn]] void Fail(char const *text, char const *function, std::uint32_t line = __builtin_LINE()) {
-    Raise<TInvalidRequest>({TUtilityTraceCategory::Factory, fsFile, text, function, line});
-}
-
-TString Text(std::string_view text) {
-    return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
-}
 
 std::string_view View(TString const &text) noexcept {
     char const *const chars = text;
@@ -43,7 +32,8 @@ std::string_view LastPart(std::string_view name) noexcept {
 bool HasEnding(TString const &name, char const *ending) {
     std::string_view const whole = View(name);
     std::size_t const dot = whole.rfind('.');
-    return dot != std::string_view::npos && ascii_names::IsEqual(Text(whole.substr(dot)), TString(ending));
+    return dot != std::string_view::npos &&
+           ascii_names::IsEqual(TStringAccess::From(whole.substr(dot)), TString(ending));
 }
 
 // What a library may be called: its name, with ".dll" if it needs an ending, and then as the system names its own.
@@ -55,7 +45,7 @@ struct TNames {
         all[1] = HasEnding(name, platform::nativeLibraryEnding) ? name : name + platform::nativeLibraryEnding;
         std::string_view const native = View(all[1]);
         std::size_t const path = native.size() - LastPart(native).size();
-        all[2] = Text(native.substr(0, path)) + "lib" + Text(native.substr(path));
+        all[2] = TStringAccess::From(native.substr(0, path)) + "lib" + TStringAccess::From(native.substr(path));
     }
 
     std::array<TString, 3> all; // null: none
@@ -71,7 +61,7 @@ TString Search(TString const &directories, TString const &name) {
         if (directory.empty())
             continue;
         for (TString const &file : files.all) {
-            TString const path = TDirectory::Combine(Text(directory), file);
+            TString const path = TDirectory::Combine(TStringAccess::From(directory), file);
             if (file && path.length() <= fsLongestPath && platform::IsFile(path))
                 return path;
         }
@@ -114,12 +104,11 @@ TFactoryType::TFactoryType(TString const &text) {
     std::size_t const close = open == std::string_view::npos ? open : whole.find(']', open);
     if (text.IsNull())
         return;
-    fName = Text(whole.substr(0, open));
-    fDllName = close == std::string_view::npos ? fName : Text(whole.substr(open + 1, close - open - 1));
+    fName = TStringAccess::From(whole.substr(0, open));
+    fDllName = close == std::string_view::npos ? fName : TStringAccess::From(whole.substr(open + 1, close - open - 1));
 }
 
-TFactoryType::TFactoryType(TFactoryType const &other)
-    : fName(Text(View(other.fName))), fDllName(Text(View(other.fDllName))) {}
+TFactoryType::TFactoryType(TFactoryType const &other) : fName(other.fName.Copy()), fDllName(other.fDllName.Copy()) {}
 
 TFactoryType &TFactoryType::operator=(TFactoryType const &other) {
     TFactoryType copy(other);
@@ -167,22 +156,13 @@ TFactoryLoaderBase::~TFactoryLoaderBase() = default;
 void TFactoryLoaderBase::Add(TFactoryType const &type, void *factory) {
     TLock const lock(*fRegistryMutex);
     if (fFactories->FindKey(type))
-        Fail("Already defined", "TFactoryLoaderBase::Add(const TFactoryType&,void*)");
-    auto entry = std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay());
-    fFactories->Add(entry.get());
-    entry.release();
+        fsReports.Raise<TInvalidRequest>("Already defined",
+                                         {.function = "TFactoryLoaderBase::Add(const TFactoryType&,void*)"});
+    fFactories->Add(std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay()));
 }
 
 bool TFactoryLoaderBase::Register(TFactoryType const &type, void *factory) {
-    try {
-        Add(type, factory);
-        return true;
-    } catch (...) {
-        if (!TLoading::IsUnderWay())
-            throw;
-        TLoading::Keep(std::current_exception());
-        return false;
-    }
+    return TLoading::RaiseOrKeep([&] { Add(type, factory); });
 }
 
 void TFactoryLoaderBase::Remove(TFactoryType const &type) {
@@ -218,8 +198,7 @@ void *TFactoryLoaderBase::Find(TFactoryType const &type) {
     if (!TLoading::IsUnderWay())
         Settle();
     if (!factory)
-        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Factory, fsFile, "Unable to find factory type %s",
-                           type.QueryName());
+        fsReports.Warning("Unable to find factory type %s", type.QueryName());
     return factory;
 }
 
@@ -234,7 +213,8 @@ void *TFactoryLoaderBase::Find(unsigned long index) {
 int TFactoryLoaderBase::LoadDll(TFactoryType const &type) {
     TString const &name = type.QueryDllName();
     if (name.length() == 0)
-        Fail("No dll name found", "TFactoryLoaderBase::LoadDll(const TFactoryType&)");
+        fsReports.Raise<TInvalidRequest>("No dll name found",
+                                         {.function = "TFactoryLoaderBase::LoadDll(const TFactoryType&)"});
     TString const path = Search(TLibpath::Copy(), name);
     if (!path || LoadDll(static_cast<char const *>(path)) != 0)
         LoadDll(static_cast<char const *>(name));
@@ -244,8 +224,7 @@ int TFactoryLoaderBase::LoadDll(TFactoryType const &type) {
 int TFactoryLoaderBase::LoadDll(char const *name) {
     if (OpenUnderAnyName(TString("") + name))
         return 0;
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Factory, fsFile, "Unable to load Dll %s, rc=x%08X", name,
-                       platform::LastError());
+    fsReports.Warning("Unable to load Dll %s, rc=x%08X", name, platform::LastError());
     return 1;
 }
 
@@ -253,16 +232,6 @@ void TFactoryLoaderBase::AddLibpath(char const *directory) {
     TLibpath::AddFirst(directory);
 }
 
-TString TLibpath::Copy() {
-    TLock const lock(fsMutex);
-    return Text(View(TFactoryLoaderBase::fsLibpath)); // with bytes of its own: this thread's
-}
-
-void TLibpath::AddFirst(char const *directory) {
-    TLock const lock(fsMutex);
-    TFactoryLoaderBase::fsLibpath = TString("") + directory + ";" + TFactoryLoaderBase::fsLibpath;
-}
-
 void TFactoryLoaderBase::ThrowSingletonException() {
-    Fail("Singleton Object", "TFactoryLoaderBase::ThrowSingletonException()");
+    fsReports.Raise<TInvalidRequest>("Singleton Object", {.function = "TFactoryLoaderBase::ThrowSingletonException()"});
 }

@@ -3,7 +3,8 @@
 #include "platform/platform.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TXTMSG.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
+#include "utility/kernel/utf16.h"
 
 #include <cctype>
 #include <cstdint>
@@ -13,6 +14,9 @@
 #include <utility>
 
 namespace {
+
+TReporter const fsNameReports(TUtilityTraceCategory::Directory, "src/utility/FILENAME");
+TReporter const fsTextReports(TUtilityTraceCategory::String, "src/utility/FILENAME");
 
 constexpr unsigned int fsNowhere = ~0u;
 
@@ -97,10 +101,10 @@ private:
             return fsUnreadable;
         fPlace += static_cast<unsigned int>(used);
         auto const code = static_cast<std::uint32_t>(character);
-        if (code < 0x10000)
+        if (!utf16::NeedsPair(code))
             return static_cast<std::int32_t>(code);
-        fLowSurrogate = static_cast<std::int32_t>(0xDC00 + (code & 0x3FF));
-        return static_cast<std::int32_t>(0xD7C0 + (code >> 10));
+        fLowSurrogate = utf16::Low(code);
+        return utf16::High(code);
     }
 
     TUnits fUnits;
@@ -136,8 +140,7 @@ TFileName::TFileName(TFileName const &first, TFileName const &second)
 
 TFileName TFileName::FromNative(char const *name) {
     if (name && !platform::HasLibraryForm(name))
-        Raise<TInvalidParameter>(
-            {TUtilityTraceCategory::Directory, "src/utility/FILENAME", "Backslash in a native name"});
+        fsNameReports.Raise<TInvalidParameter>("Backslash in a native name");
     TFileName result(name);
     platform::FromNativeName(result, result.length());
     return result;
@@ -158,7 +161,7 @@ TString TFileName::QueryNative() const {
 TString TFileName::Convert(TString const &format) const {
     TagVar const name(static_cast<TString const &>(*this));
     if (!name.QueryString())
-        RaiseOutOfMemory(TUtilityTraceCategory::String, "src/utility/FILENAME");
+        fsTextReports.RaiseOutOfMemory();
     if (format.IsUnicode())
         return TTextMessage(static_cast<unsigned short const *>(format), name).QueryMessage();
     return TTextMessage(static_cast<char const *>(format), name).QueryMessage();

@@ -1,6 +1,7 @@
 #include "tuzutil/FILTSTRM.h"
 
 #include "platform/no_cancel.h"
+#include "utility/kernel/reporter.h"
 #include "utility/streams/stream_failure.h"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
             return traits_type::eof();
         // An end of file would pass for the end of the data.
         if (doallocate() != 0)
-            RaiseOutOfMemory(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM");
+            TReporter(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM").RaiseOutOfMemory();
         // Nothing can be put back into a piece that an exception leaves half read.
         char *const back = eback();
         char *const end = egptr();

@@ -12,8 +12,7 @@ char const *Chars(TString const &text) noexcept {
 
 std::unique_ptr<TDll> OpenCurrent(TTextMessage::StoreID const &id, char const *dllName) {
     if (TSearchNLSPath::QueryLang() == TSearchNLSPath::fsLang_C) {
-        text_library::Trace(TTrace::information, "LANG is \"C\" using default messages for Message Store %s",
-                            Chars(id));
+        text_library::fsReports.Note("LANG is \"C\" using default messages for Message Store %s", Chars(id));
         return nullptr;
     }
     TSearchNLSPath search(dllName);

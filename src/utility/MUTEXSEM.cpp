@@ -1,8 +1,8 @@
 #include "tuzutil/MUTEXSEM.h"
 
 #include "platform/platform.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/kernel/debug_check.h"
+#include "utility/kernel/reporter.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -28,17 +28,11 @@ char *CopyOf(char const *name) noexcept {
     return copy ? static_cast<char *>(std::memcpy(copy, name, size)) : nullptr;
 }
 
-char const fsEventFile[] = "src/utility/THREAD";
-char const fsMutexFile[] = "src/utility/MUTEXSEM";
-// The lines that the entries of failed creations carry.
-constexpr unsigned long fsEventCreated = 89;
-constexpr unsigned long fsMutexCreated = 100;
-
-// A call of the system that failed. Errors are read before anything else is called.
-template <typename... Arguments>
-void TraceFailure(TTracePlace place, char const *format, Arguments const &...arguments) noexcept {
-    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, place, format, arguments...);
-}
+TReporter const fsEventReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
+TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTEXSEM");
+// The lines that the entries of failed creations carry. Errors of the system are read before anything else is called.
+constexpr std::uint32_t fsEventCreated = 89;
+constexpr std::uint32_t fsMutexCreated = 100;
 
 } // namespace
 
@@ -46,7 +40,7 @@ void TraceFailure(TTracePlace place, char const *format, Arguments const &...arg
 
 TSemaphore::TSemaphore(int posted) : fHandle(platform::NewEvent(posted != 0)) {
     if (!fHandle)
-        TraceFailure({fsEventFile, fsEventCreated}, "Unable to create semaphore, error=x%08X", platform::LastError());
+        fsEventReports.Error({"Unable to create semaphore, error=x%08X", fsEventCreated}, platform::LastError());
 }
 
 TSemaphore::TSemaphore(TSemaphore const &other) : TRefCounted(other), fHandle(platform::ShareEvent(other.fHandle)) {}
@@ -68,10 +62,10 @@ int TSemaphore::Wait(long timeout) {
     switch (result) {
     case WaitResult::done: return 0;
     case WaitResult::timedOut: return 1;
-    case WaitResult::abandoned: TraceFailure(fsEventFile, "Wait for semaphore abandoned"); return -1;
+    case WaitResult::abandoned: fsEventReports.Error("Wait for semaphore abandoned"); return -1;
     default:
-        TraceFailure(fsEventFile, "Unable to wait for semaphore, return=x%08X, error=x%08X",
-                     static_cast<std::uint32_t>(result), platform::LastError());
+        fsEventReports.Error("Unable to wait for semaphore, return=x%08X, error=x%08X",
+                             static_cast<std::uint32_t>(result), platform::LastError());
         return -1;
     }
 }
@@ -79,14 +73,14 @@ int TSemaphore::Wait(long timeout) {
 int TSemaphore::Clear() {
     if (platform::ClearEvent(fHandle))
         return 0;
-    TraceFailure(fsEventFile, "Unable to reset semaphore, error=x%08X", platform::LastError());
+    fsEventReports.Error("Unable to reset semaphore, error=x%08X", platform::LastError());
     return 1;
 }
 
 int TSemaphore::Post() {
     if (platform::PostEvent(fHandle))
         return 0;
-    TraceFailure(fsEventFile, "Unable to post semaphore, error=x%08X", platform::LastError());
+    fsEventReports.Error("Unable to post semaphore, error=x%08X", platform::LastError());
     return 1;
 }
 
@@ -99,15 +93,15 @@ int TSemaphore::ClearAndWait() {
 
 TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(nullptr) {
     if (!fHandle)
-        TraceFailure({fsMutexFile, fsMutexCreated}, "Error %d from CreateMutex(%s)",
-                     static_cast<int>(platform::LastError()), name ? name : "unnamed");
+        fsMutexReports.Error({"Error %d from CreateMutex(%s)", fsMutexCreated}, static_cast<int>(platform::LastError()),
+                             name ? name : "unnamed");
     fName = CopyOf(name);
 }
 
 TMutexSemaphore::~TMutexSemaphore() {
     if (!platform::DeleteMutex(fHandle))
-        TraceFailure(fsMutexFile, "Error %d from CloseHandle(%s)", static_cast<int>(platform::LastError()),
-                     fName ? fName : "unnamed");
+        fsMutexReports.Error("Error %d from CloseHandle(%s)", static_cast<int>(platform::LastError()),
+                             fName ? fName : "unnamed");
     std::free(fName);
 }
 
@@ -168,8 +162,7 @@ int TMutexSemaphoreWithEventEntry::Wait(long timeout) {
         fMutex.Unlock();
         fState = TMutexSemaphore::Unlocked;
         if (debugcheck::isOn && fMutex.IsHeld())
-            TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Utility, fsMutexFile,
-                               "Wait with a lock that another guard holds too");
+            fsMutexReports.Warning("Wait with a lock that another guard holds too");
     }
     int const result = fOwner.fEvent->Wait(timeout);
     fState = fMutex.Lock(TMutexSemaphore::fsInfinite);

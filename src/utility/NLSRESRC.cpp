@@ -4,6 +4,8 @@
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/loading.h"
+#include "utility/kernel/reporter.h"
+#include "utility/kernel/string_access.h"
 #include "utility/languages/program_directory.h"
 #include "utility/languages/require_open.h"
 
@@ -12,15 +14,10 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/NLSRESRC";
+TReporter const fsReports(TUtilityTraceCategory::NLSResource, "src/utility/NLSRESRC");
 
 char const *Chars(TString const &text) noexcept {
     return text;
-}
-
-template <typename... Arguments>
-void TraceSearch(char const *format, Arguments const &...arguments) {
-    TTracePoint::Write(TTrace::information, TUtilityTraceCategory::NLSResource, fsFile, format, arguments...);
 }
 
 // The full name of a library, of the program for null; null where the system knows none.
@@ -32,7 +29,7 @@ TString LibraryName(void *library) {
 // The first of the template's entries, which it loses.
 TString TakeEntry(std::string_view &entries) {
     std::size_t const end = std::min(entries.find(';'), entries.size());
-    TString const entry(entries.data(), static_cast<unsigned int>(end), ' ');
+    TString const entry = TStringAccess::From(entries.substr(0, end));
     entries.remove_prefix(std::min(end + 1, entries.size()));
     return entry;
 }
@@ -95,7 +92,7 @@ void TSearchNLSPath::SetLang(char const *lang) {
 
 // Not a handle on the same buffer: strings are shared by one thread only.
 TString TSearchNLSPath::QueryLang() {
-    return TString(Chars(fsLang));
+    return fsLang.Copy();
 }
 
 void TSearchNLSPath::AddNLSpath(char const *entries) {
@@ -125,13 +122,12 @@ char *TSearchNLSPath::FindFile() {
     if (fFound || FindFile(fsLang))
         return Found();
     if (fsLang == fsLang_C) {
-        TraceSearch("Locale is C, trying locale %s to find file %s", Chars(fsDefaultLocale), fName);
+        fsReports.Note("Locale is C, trying locale %s to find file %s", Chars(fsDefaultLocale), fName);
         if (FindFile(fsDefaultLocale))
             return Found();
     }
     if (!FindInPath())
-        Raise<TAccessError>(
-            {TUtilityTraceCategory::NLSResource, fsFile, TTextMessage("Unable to find file %s", fName)});
+        fsReports.Raise<TAccessError>(TTextMessage("Unable to find file %s", fName));
     return Found();
 }
 
@@ -144,9 +140,10 @@ char *TSearchNLSPath::FindFile(TString const &lang) {
     while (!path && !entries.empty())
         path = candidates.Find(TakeEntry(entries));
     if (path)
-        TraceSearch("Found file %s", path);
+        fsReports.Note("Found file %s", path);
     else
-        TraceSearch("Unable to find file %s with LANG %s in path %s", candidates.File(), Chars(lang), Chars(fsNLSpath));
+        fsReports.Note("Unable to find file %s with LANG %s in path %s", candidates.File(), Chars(lang),
+                       Chars(fsNLSpath));
     return Keep(path);
 }
 

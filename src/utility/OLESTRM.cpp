@@ -1,10 +1,10 @@
 #include "tuzutil/OLESTRM.h"
 
 #include "platform/platform.h"
-#include "tuzutil/TRACEP.h"
+#include "utility/kernel/buffer_area.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -14,15 +14,10 @@ constexpr unsigned long fsDefaultSize = 10240;
 constexpr unsigned long fsMinimumSize = 2; // one byte each way
 constexpr unsigned long fsMaximumSize = 1ul << 30;
 
-char const fsFile[] = "src/utility/OLESTRM";
+TReporter const fsReports(TUtilityTraceCategory::OleStream, "src/utility/OLESTRM");
 // The lines that the entries carry.
-constexpr unsigned long fsWriteFailed = 190;
-constexpr unsigned long fsReadFailed = 247;
-
-void TraceFailure(unsigned long line, char const *format, IStream *stream, std::int32_t result) noexcept {
-    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::OleStream, {fsFile, line}, format, TagVarVoidPtr(stream),
-                       int{result});
-}
+constexpr std::uint32_t fsWriteFailed = 190;
+constexpr std::uint32_t fsReadFailed = 247;
 
 } // namespace
 
@@ -87,11 +82,10 @@ bool TOleStreamBuf::WritePending() {
     std::uint32_t written = 0;
     std::int32_t const result = platform::WriteStream(*fStream, pbase(), pending, written);
     fBytesWritten += written;
-    std::memmove(pbase(), pbase() + written, pending - written);
-    setp(pbase(), epptr());
-    pbump(static_cast<int>(pending - written));
+    TBufferArea::Drop(*this, written);
     if (result != 0)
-        TraceFailure(fsWriteFailed, "Error writing from IStream interface, fStream=x%p, rc=%d", fStream, result);
+        fsReports.Error({"Error writing from IStream interface, fStream=x%p, rc=%d", fsWriteFailed},
+                        TagVarVoidPtr(fStream), int{result});
     return result == 0 && written == pending;
 }
 
@@ -116,7 +110,8 @@ std::streambuf::int_type TOleStreamBuf::underflow() {
     std::uint32_t read = 0;
     std::int32_t const result = platform::ReadStream(*fStream, eback(), size, read);
     if (result != 0) {
-        TraceFailure(fsReadFailed, "error reading from IStream interface, fStream=x%p, rc=%d", fStream, result);
+        fsReports.Error({"error reading from IStream interface, fStream=x%p, rc=%d", fsReadFailed},
+                        TagVarVoidPtr(fStream), int{result});
         return traits_type::eof();
     }
     if (read == 0)

@@ -1,8 +1,10 @@
 #include "tuzutil/PURETRAP.h"
 
-#include "tuzutil/TRACEP.h"
+#include "utility/kernel/reporter.h"
 
 namespace {
+
+TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/PURETRAP");
 
 // The line that the entry's source location carries.
 constexpr unsigned long fsLine = 40;
@@ -16,8 +18,7 @@ int TPureCall::Trap() {
     if (fsIsTrapped)
         return 0;
     fsIsTrapped = true;
-    TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Trace, {"src/utility/PURETRAP", fsLine},
-                       "Pure virtual function called");
+    fsReports.Severe({"Pure virtual function called", fsLine});
     fsIsTrapped = false;
     if (TTrace::IsGlobalTracing(TTrace::trap, 1)) {
         // A store to address 0 is what a debugger shows best; the compiler may drop it, so the trap follows.

@@ -10,7 +10,6 @@
 #include "tuzutil/NLSRESRC.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACEFAC.h"
-#include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
@@ -20,6 +19,7 @@
 #include "utility/files/search_table.h"
 #include "utility/immortal.h"
 #include "utility/kernel/last_word.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/trace_observers.h"
 #include "utility/kernel/trace_registry.h"
 #include "utility/threads/forks.h"
@@ -131,8 +131,7 @@ static struct TSilence {
 static TTrace const fsStartupTrace = OpenStartupTrace();
 [[maybe_unused]] static bool const fsSaysSo =
     fsForksAreFollowed ||
-    (TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, "src/utility/STARTUP", "Unable to follow forks"),
-     false);
+    (TReporter(TUtilityTraceCategory::Utility, "src/utility/STARTUP").Error("Unable to follow forks"), false);
 
 // 14. The last words of a program that ends by an exception of the library.
 constinit std::terminate_handler TLastWords::fsFormer = nullptr;

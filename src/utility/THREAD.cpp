@@ -3,8 +3,10 @@
 #include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACEEXC.h"
-#include "tuzutil/TRACEP.h"
+#include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/insistent_lock.h"
+#include "utility/kernel/lock.h"
+#include "utility/kernel/reporter.h"
 #include "utility/threads/thread_launch.h"
 
 #include <cassert>
@@ -12,7 +14,7 @@
 
 namespace {
 
-char const fsFile[] = "src/utility/THREAD";
+TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 constexpr std::uintptr_t fsNoHandle = ~std::uintptr_t{0};
 
 // What the starter hands to a thread that it waits for. Lives until `started` was posted.
@@ -25,12 +27,8 @@ struct TStart {
 void TraceEscaped(TException const &problem) noexcept {
     if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
         return;
-    try {
-        TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Utility, fsFile, "Caught: %s",
-                           TTraceException::FormatException(problem));
-    } catch (...) {
-        TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Utility, fsFile, "Caught: %s", problem.name());
-    }
+    if (!DropExceptions([&] { fsReports.Severe("Caught: %s", TTraceException::FormatException(problem)); }))
+        fsReports.Severe("Caught: %s", problem.name());
 }
 
 } // namespace
@@ -67,7 +65,7 @@ int TThread::Start() {
     TStart start{*this, platform::NewEvent(false)};
     if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {
         platform::DeleteEvent(start.started);
-        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, fsFile, "Unable to start thread");
+        TThreadLaunch::ReportNotStarted();
         return 1;
     }
     platform::WaitEvent(start.started, platform::waitForEver);
@@ -121,7 +119,7 @@ int TThread::RunBody(void *started) {
     } catch (...) {
         if (!std::current_exception()) // none of the language's: the system's, on its way to end the thread
             throw;
-        TTracePoint::Write(TTrace::severe, TUtilityTraceCategory::Utility, fsFile, "Caught unknown exception");
+        fsReports.Severe("Caught unknown exception");
     }
     return QueryResult();
 }
@@ -152,8 +150,11 @@ void TThreadLaunch::Enter(void *argument) {
 }
 
 bool TThreadLaunch::HasAll(TThread &thread) {
-    return thread.fSignal->Wait(0) >= 0 &&
-           TMutexSemaphoreEntry(thread.fEnding, TMutexSemaphore::fsInfinite).State() == TMutexSemaphore::Locked;
+    return thread.fSignal->Wait(0) >= 0 && TLock(thread.fEnding).State() == TMutexSemaphore::Locked;
+}
+
+void TThreadLaunch::ReportNotStarted() noexcept {
+    fsReports.Error("Unable to start thread");
 }
 
 bool TThreadLaunch::StartUnannounced(TThread &thread) {

@@ -2,19 +2,19 @@
 
 #include "platform/platform.h"
 #include "tuzutil/PURETRAP.h"
-#include "tuzutil/TRACEP.h"
+#include "utility/kernel/buffer_area.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <utility>
 
 namespace {
 
-char const fsFile[] = "src/utility/TMPSTRM";
+TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/TMPSTRM");
 // The lines that the entries carry.
-constexpr unsigned long fsNotOpened = 246;
-constexpr unsigned long fsOpened = 250;
+constexpr std::uint32_t fsNotOpened = 246;
+constexpr std::uint32_t fsOpened = 250;
 
 } // namespace
 
@@ -81,11 +81,11 @@ int TTempStreamBuf::MoveToFile() {
     int error = 0;
     std::unique_ptr<TFile> file(new (std::nothrow) TFile(error));
     if (!file || !file->IsOpen()) {
-        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::MemStream, {fsFile, fsNotOpened},
-                           "Unable to open temp file, error=%d(%s)", error, platform::RuntimeErrorText(error));
+        fsReports.Error({"Unable to open temp file, error=%d(%s)", fsNotOpened}, error,
+                        platform::RuntimeErrorText(error));
         return traits_type::eof();
     }
-    TTracePoint::Write(TTrace::error, TUtilityTraceCategory::MemStream, {fsFile, fsOpened}, "Opened temp file");
+    fsReports.Error({"Opened temp file", fsOpened});
     if (!CopyTo(*file))
         return traits_type::eof();
     fFileBuffer.reset(new (std::nothrow) char[FileBufferSize()]);
@@ -120,11 +120,8 @@ void TTempStreamBuf::ResetAreas() noexcept {
 bool TTempStreamBuf::FlushToFile() noexcept {
     auto const waiting = static_cast<std::size_t>(pptr() - pbase());
     std::size_t const written = waiting ? fFile->Write(pbase(), waiting) : 0;
-    std::size_t const left = waiting - written;
-    std::memmove(pbase(), pbase() + written, left);
-    setp(pbase(), epptr());
-    pbump(static_cast<int>(left));
-    return left == 0;
+    TBufferArea::Drop(*this, written);
+    return written == waiting;
 }
 
 std::streambuf::int_type TTempStreamBuf::overflow(int_type c) {

@@ -1,26 +1,30 @@
 #include "tuzutil/TRACE.h"
 
 #include "platform/no_cancel.h"
-#include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TXTMSG.h"
-#include "utility/kernel/raise.h"
-#include "utility/kernel/trace_lock.h"
+#include "utility/kernel/drop_exceptions.h"
+#include "utility/kernel/lock.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/trace_record.h"
 #include "utility/kernel/word32.h"
 
+#include <functional>
 #include <memory>
+#include <type_traits>
 
 namespace {
+
+TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 
 constexpr std::uint32_t fsDefaultLevels = 0x1000F; // "np"
 constexpr std::uint32_t fsAllComponents = 0xFFFFFFFF;
 
 std::uint32_t Mask(unsigned long mask) {
     if (!word32::FitsMask(mask))
-        Raise<TInvalidParameter>({TUtilityTraceCategory::Trace, "src/utility/TRACEP", "Mask beyond 32 bits"});
+        fsReports.Raise<TInvalidParameter>("Mask beyond 32 bits");
     return static_cast<std::uint32_t>(mask);
 }
 
@@ -88,7 +92,7 @@ TTrace::Base::Base(Joining, unsigned long level, unsigned long component)
     : fLevel(Mask(level)), fComponent(Mask(component)), fCategories(new TTraceSet) {}
 
 void TTrace::Base::Join() {
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     for (Base const *other = fsAnchor; other; other = other->fNext) {
         if (other == this)
             return;
@@ -99,13 +103,13 @@ void TTrace::Base::Join() {
 }
 
 TTrace::Base::~Base() {
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     Unlink();
     delete fCategories.exchange(nullptr);
 }
 
 void TTrace::Base::Unlink() noexcept {
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     for (Base **link = &fsAnchor; *link; link = &(*link)->fNext) {
         if (*link == this) {
             *link = fNext;
@@ -125,7 +129,7 @@ void TTrace::Base::Change() {}
 void TTrace::Base::SetLevel(unsigned long level) {
     std::uint32_t const mask = Mask(level);
     {
-        TTraceLock const lock;
+        TLock const lock(Base::fsMutex);
         if (fStopped)
             return;
         fLevel = mask;
@@ -137,7 +141,7 @@ void TTrace::Base::SetLevel(unsigned long level) {
 void TTrace::Base::SetComponent(unsigned long component) {
     std::uint32_t const mask = Mask(component);
     {
-        TTraceLock const lock;
+        TLock const lock(Base::fsMutex);
         if (fStopped)
             return;
         fComponent = mask;
@@ -162,7 +166,7 @@ void TTrace::Base::SetDisableRestore(int disable) {
 
 void TTrace::Base::StopTracing() {
     {
-        TTraceLock const lock;
+        TLock const lock(Base::fsMutex);
         fDisableRestore = 1;
         fStopped = 1;
         fLevel = 0;
@@ -180,7 +184,7 @@ int TTrace::Base::IsTracing(unsigned long level, unsigned long component, Catego
 
 void TTrace::Base::AddCategory(Category const &category, int on) {
     {
-        TTraceLock const lock;
+        TLock const lock(Base::fsMutex);
         TTraceSet &categories = *fCategories;
         if (TElementCategory *const entry = categories.FindKey(category))
             entry->SetOn(on);
@@ -192,7 +196,7 @@ void TTrace::Base::AddCategory(Category const &category, int on) {
 
 void TTrace::Base::RemoveCategory(Category const &category) {
     {
-        TTraceLock const lock;
+        TLock const lock(Base::fsMutex);
         TTraceSet &categories = *fCategories;
         std::unique_ptr<TElementCategory> const entry(categories.FindKey(category));
         if (!entry)
@@ -203,13 +207,13 @@ void TTrace::Base::RemoveCategory(Category const &category) {
 }
 
 int TTrace::Base::QueryCategory(Category const &category) const {
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     TElementCategory const *const entry = fCategories.load()->FindKey(category);
     return entry ? entry->IsOn() : QueryDefaultTracing();
 }
 
 int TTrace::Base::UsesDefault(Category const &category) const {
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     return fCategories.load()->FindKey(category) ? 1 : 0;
 }
 
@@ -228,26 +232,22 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     TNoCancel const noCancel;
     if (!IsHeard(level, category.QueryComponent(), category))
         return;
-    try {
-        // Made outside the lock: to find a text or to convert it, libraries may be asked, or loaded, and another
-        // thread's static objects may trace while the system's loader waits for them.
-        static_cast<void>(message.QueryMessage());
-    } catch (...) {
+    // Made outside the lock: to find a text or to convert it, libraries may be asked, or loaded, and another thread's
+    // static objects may trace while the system's loader waits for them.
+    if (!DropExceptions([&] { static_cast<void>(message.QueryMessage()); }))
         return;
-    }
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     for (Walk walk; Base *const destination = walk.Next();) {
-        try {
+        // One destination's trouble is neither the writer's nor the others'.
+        DropExceptions([&] {
             if (destination->IsTracing(level, category.QueryComponent(), category))
                 destination->Write(level, category, message);
-        } catch (...) {
-            // One destination's trouble is neither the writer's nor the others'.
-        }
+        });
     }
 }
 
 void TTrace::Base::SetGlobalTracing() {
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     std::uint32_t level = 0;
     std::uint32_t component = 0;
     for (Walk walk; Base const *const destination = walk.Next();) {
@@ -274,7 +274,7 @@ int TTrace::Base::IsGlobalTracing(unsigned long level, unsigned long component, 
 
 // Whether some destination takes the entry.
 bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Category const &category) {
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     for (Walk walk; Base const *const destination = walk.Next();) {
         if (destination->IsTracing(level, component, category))
             return true;
@@ -284,95 +284,104 @@ bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Categor
 
 // Handles
 
+namespace {
+
+// A handle hands its calls to its destination. Without one nothing happens, and a query answers `otherwise`.
+template <typename Member, typename... Arguments>
+void Tell(TTrace::Pointer const &destination, Member member, Arguments &&...arguments) {
+    if (destination)
+        std::invoke(member, *destination, arguments...);
+}
+template <typename Member, typename... Arguments>
+auto Ask(TTrace::Pointer const &destination, int otherwise, Member member, Arguments &&...arguments) {
+    using TResult = std::invoke_result_t<Member, TTrace::Base &, Arguments &...>;
+    return destination ? std::invoke(member, *destination, arguments...) : static_cast<TResult>(otherwise);
+}
+
+} // namespace
+
 TTrace::~TTrace() = default;
 
 unsigned long TTrace::QueryLevel() const noexcept {
-    return fDestination ? fDestination->QueryLevel() : 0;
+    return Ask(fDestination, 0, &Base::QueryLevel);
 }
 
 void TTrace::SetLevel(unsigned long level) {
-    if (fDestination)
-        fDestination->SetLevel(level);
+    Tell(fDestination, &Base::SetLevel, level);
 }
 
 unsigned long TTrace::QueryComponent() const noexcept {
-    return fDestination ? fDestination->QueryComponent() : 0;
+    return Ask(fDestination, 0, &Base::QueryComponent);
 }
 
 void TTrace::SetComponent(unsigned long component) {
-    if (fDestination)
-        fDestination->SetComponent(component);
+    Tell(fDestination, &Base::SetComponent, component);
 }
 
 int TTrace::QueryDefaultTracing() const noexcept {
-    return fDestination ? fDestination->QueryDefaultTracing() : 0;
+    return Ask(fDestination, 0, &Base::QueryDefaultTracing);
 }
 
 void TTrace::SetDefaultTracing(int on) {
-    if (fDestination)
-        fDestination->SetDefaultTracing(on);
+    Tell(fDestination, &Base::SetDefaultTracing, on);
 }
 
 int TTrace::QueryDisplayPrefix() const noexcept {
-    return fDestination ? fDestination->QueryDisplayPrefix() : 0;
+    return Ask(fDestination, 0, &Base::QueryDisplayPrefix);
 }
 
 void TTrace::SetDisplayPrefix(int longForm) noexcept {
-    if (fDestination)
-        fDestination->SetDisplayPrefix(longForm);
+    Tell(fDestination, &Base::SetDisplayPrefix, longForm);
 }
 
 unsigned long TTrace::QueryCountSaveState() const noexcept {
-    return fDestination ? fDestination->QueryCountSaveState() : 0;
+    return Ask(fDestination, 0, &Base::QueryCountSaveState);
 }
 
 int TTrace::QueryDisableRestore() const noexcept {
-    return fDestination ? fDestination->QueryDisableRestore() : 1;
+    return Ask(fDestination, 1, &Base::QueryDisableRestore);
 }
 
 void TTrace::SetDisableRestore(int disable) {
-    if (fDestination)
-        fDestination->SetDisableRestore(disable);
+    Tell(fDestination, &Base::SetDisableRestore, disable);
 }
 
 void TTrace::StopTracing() {
-    if (fDestination)
-        fDestination->StopTracing();
+    Tell(fDestination, &Base::StopTracing);
 }
 
 int TTrace::StillTracing() const noexcept {
-    return fDestination ? fDestination->StillTracing() : 0;
+    return Ask(fDestination, 0, &Base::StillTracing);
 }
 
 int TTrace::IsTracing(unsigned long level, unsigned long component) const noexcept {
-    return fDestination ? fDestination->IsTracing(level, component) : 0;
+    int (Base::*const query)(unsigned long, unsigned long) const noexcept = &Base::IsTracing;
+    return Ask(fDestination, 0, query, level, component);
 }
 
 int TTrace::IsTracing(unsigned long level, unsigned long component, Category const &category) const {
-    return fDestination ? fDestination->IsTracing(level, component, category) : 0;
+    int (Base::*const query)(unsigned long, unsigned long, Category const &) const = &Base::IsTracing;
+    return Ask(fDestination, 0, query, level, component, category);
 }
 
 void TTrace::AddCategory(Category const &category, int on) {
-    if (fDestination)
-        fDestination->AddCategory(category, on);
+    Tell(fDestination, &Base::AddCategory, category, on);
 }
 
 void TTrace::RemoveCategory(Category const &category) {
-    if (fDestination)
-        fDestination->RemoveCategory(category);
+    Tell(fDestination, &Base::RemoveCategory, category);
 }
 
 int TTrace::QueryCategory(Category const &category) const {
-    return fDestination ? fDestination->QueryCategory(category) : 0;
+    return Ask(fDestination, 0, &Base::QueryCategory, category);
 }
 
 int TTrace::UsesDefault(Category const &category) const {
-    return fDestination ? fDestination->UsesDefault(category) : 1;
+    return Ask(fDestination, 1, &Base::UsesDefault, category);
 }
 
 void TTrace::FormatPrefix(TString &prefix, unsigned long level) const {
-    if (fDestination)
-        fDestination->FormatPrefix(prefix, level);
+    Tell(fDestination, &Base::FormatPrefix, prefix, level);
 }
 
 // Saved settings
@@ -391,7 +400,7 @@ TTrace::SaveState::SaveState(TTrace &trace) : fDestination(trace.QueryPointer())
 TTrace::SaveState::SaveState(TTrace &trace, unsigned long level, Category const &category) : SaveState(trace) {
     if (!fDestination)
         return;
-    TTraceLock const lock;
+    TLock const lock(Base::fsMutex);
     fDestination->SetLevel(level);
     fDestination->SetComponent(fDestination->QueryComponent() | category.QueryComponent());
     fDestination->AddCategory(category, 1);

@@ -1,8 +1,9 @@
 #include "tuzutil/TRACENOT.h"
 
-#include "platform/no_cancel.h"
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACE.h"
+#include "utility/kernel/drop_exceptions.h"
+#include "utility/kernel/lock.h"
 #include "utility/kernel/trace_observers.h"
 
 #include <memory>
@@ -49,7 +50,7 @@ TTraceNotify::TTraceNotify() {
 }
 
 void TTraceNotify::Join() {
-    TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
+    TLock const lock(TTraceObservers::fsMutex);
     if (!TTraceObservers::Find(this))
         TTraceObservers::fsSet.Add(std::make_unique<TElemPointer<TTraceNotify>>(this));
 }
@@ -59,7 +60,7 @@ TTraceNotify::~TTraceNotify() {
 }
 
 void TTraceNotify::Leave() noexcept {
-    TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
+    TLock const lock(TTraceObservers::fsMutex);
     if (auto *const entry = TTraceObservers::Find(this)) {
         TObserverWalk::Leave(entry);
         TTraceObservers::fsSet.Remove(entry);
@@ -74,15 +75,11 @@ void TTraceNotify::Notify() {
 void TTraceNotify::NotifyAll() noexcept {
     TNoCancel const noCancel;
     // In the order in which destinations take them: an observer may trace, or change what is traced.
-    TMutexSemaphoreEntry const trace(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
-    TMutexSemaphoreEntry const lock(TTraceObservers::fsMutex, TMutexSemaphore::fsInfinite);
+    TLock const trace(TTrace::Base::fsMutex);
+    TLock const lock(TTraceObservers::fsMutex);
     TObserverWalk walk;
     while (TTraceNotify *const observer = walk.Next()) {
-        try {
-            observer->Notify();
-        } catch (...) {
-            // The others are told all the same.
-        }
+        DropExceptions([&] { observer->Notify(); }); // the others are told all the same
     }
 }
 

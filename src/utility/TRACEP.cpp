@@ -1,6 +1,6 @@
 #include "tuzutil/TRACEP.h"
 
-#include "platform/no_cancel.h"
+#include "utility/kernel/drop_exceptions.h"
 
 TTracePoint::THold::THold() noexcept : fHeld(platform::HoldCancellation()) {}
 
@@ -31,12 +31,8 @@ TTraceExit::TTraceExit(TTrace::Category const &category) : fCategory(category) {
 TTraceExit::~TTraceExit() {
     if (!fMessage || !TTrace::IsGlobalTracing(TTrace::functionExit, fCategory.QueryComponent()))
         return;
-    TNoCancel const noCancel;
-    try {
-        TTrace::Base::WriteEntry(TTrace::functionExit, fCategory, fMessage->text);
-    } catch (...) {
-        // As at every trace point: the entry is lost, the scope ends as it would have.
-    }
+    // As at every trace point: if the entry fails it is lost, and the scope ends as it would have.
+    DropExceptions([&] { TTrace::Base::WriteEntry(TTrace::functionExit, fCategory, fMessage->text); });
 }
 
 void TTraceExit::SetFormatMsg(char const *format) {

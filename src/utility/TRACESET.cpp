@@ -2,9 +2,10 @@
 #include "tuzutil/TRACE.h"
 
 #include "platform/platform.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/debug_check.h"
+#include "utility/kernel/lock.h"
+#include "utility/kernel/reporter.h"
 #include "utility/kernel/trace_registry.h"
 #include "utility/kernel/word32.h"
 
@@ -14,14 +15,12 @@
 
 namespace {
 
-TString OwnText(TString const &text) {
-    return text.IsNull() ? TString() : TString(static_cast<char *>(text), text.length(), ' ');
-}
+TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 
 } // namespace
 
 TTrace::Category::Category(unsigned long component, TString const &name)
-    : fComponent(word32::FitsMask(component) ? static_cast<std::uint32_t>(component) : 0), fName(OwnText(name)) {
+    : fComponent(word32::FitsMask(component) ? static_cast<std::uint32_t>(component) : 0), fName(name.Copy()) {
     TTrace::Register(*this);
 }
 
@@ -29,7 +28,7 @@ TTrace::Category::Category(unsigned long component, char const *name) : Category
 
 // A copy is in no registry, unless somebody has put it there.
 TTrace::Category::~Category() {
-    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
+    TLock const lock(TTraceRegistry::fsMutex);
     TTrace::Base::fsKnownCategories.Remove(this);
 }
 
@@ -40,7 +39,7 @@ TTrace::Category::Category(Category const &other) {
 TTrace::Category &TTrace::Category::operator=(Category const &other) {
     if (this != &other) {
         fComponent = other.fComponent;
-        fName = OwnText(other.fName);
+        fName = other.fName.Copy();
     }
     return *this;
 }
@@ -125,8 +124,7 @@ TTrace::Category const *TTraceSetKnownCursor::Next() noexcept {
 
 void TTrace::Base::Register(Category const &category) {
     if (debugcheck::isOn && !platform::IsInImage(&category))
-        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Trace, "src/utility/TRACEP",
-                           "Category %s is not a static object", category.QueryString());
+        fsReports.Warning("Category %s is not a static object", category.QueryString());
     fsKnownCategories.Add(&category);
 }
 
@@ -135,7 +133,7 @@ TTraceSetKnownCursor *TTrace::Base::ListClasses() {
 }
 
 TTrace::Category const *TTrace::Base::FindCategory(TString const &name) {
-    TMutexSemaphoreEntry const lock(TTraceRegistry::fsMutex, TMutexSemaphore::fsInfinite);
+    TLock const lock(TTraceRegistry::fsMutex);
     for (TTraceSetKnownCursor cursor(fsKnownCategories); Category const *const category = cursor.Element();
          cursor.Next()) {
         if (ascii_names::IsEqual(category->QueryString(), name))

@@ -1,7 +1,7 @@
 #include "tuzutil/TRACESHF.h"
 
-#include "tuzutil/MUTEXSEM.h"
 #include "utility/destinations/trace_file_stream.h"
+#include "utility/kernel/lock.h"
 #include "utility/kernel/trace_record.h"
 
 namespace {
@@ -18,7 +18,7 @@ TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName)
 }
 
 void TTraceSharedFileBase::Open(char const *fileName) {
-    TMutexSemaphoreEntry const entry(*fFileMutex, TMutexSemaphore::fsInfinite); // nobody else may empty it now
+    TLock const entry(*fFileMutex); // nobody else may empty it now
     // Without the lock others may be about to write what would be emptied.
     auto const use =
         entry.State() == TMutexSemaphore::Locked ? TTraceFileStream::Use::joinedOrBegun : TTraceFileStream::Use::joined;
@@ -35,7 +35,7 @@ void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) co
 
 void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
     TTraceRecord const record(TTracePrefix::process, level, message);
-    TMutexSemaphoreEntry const entry(*fFileMutex, TMutexSemaphore::fsInfinite);
+    TLock const entry(*fFileMutex);
     fStream->clear(); // what was wrong with an earlier record may be over
     fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // at the end of the file, at once
     fStream->flush();

@@ -2,23 +2,19 @@
 
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
-#include "tuzutil/MUTEXSEM.h"
 #include "utility/destinations/trace_file_stream.h"
+#include "utility/kernel/lock.h"
 #include "utility/kernel/trace_record.h"
 
 #include <atomic>
 #include <memory>
 #include <ostream>
+#include <utility>
 
 namespace {
 
 constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
 constinit std::atomic<unsigned int> fsFileMode{0600};
-
-// The lock that keeps lines whole.
-struct TFileLock : TMutexSemaphoreEntry {
-    TFileLock() : TMutexSemaphoreEntry(TTraceStreamBase::fsFileMutex, TMutexSemaphore::fsInfinite) {}
-};
 
 // The directory of a file is there, or has been made.
 bool HasDirectory(TString const &fileName) {
@@ -45,14 +41,13 @@ TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(&str
 
 TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(stream, 1) {}
 
-TTraceStreamBase::TTraceStreamBase(char const *fileName) : Base(joinsLater), fOwned(1) {
-    fStream = OpenFile(fileName);
+TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(OpenFile(fileName), 1) {}
+
+TTraceStreamBase::TTraceStreamBase(std::ostream *stream, int owned)
+    : Base(joinsLater), fOwned(owned ? stream : nullptr), fStream(stream) {
     Join();
 }
 
-TTraceStreamBase::TTraceStreamBase(std::ostream *stream, int owned) : Base(joinsLater), fOwned(owned), fStream(stream) {
-    Join();
-}
 TTraceStreamBase::~TTraceStreamBase() {
     Unlink(); // waits for those who write; the stream's own end may wait for others
     Replace(nullptr, 0);
@@ -67,12 +62,12 @@ unsigned int TTraceStreamBase::QueryFileMode() noexcept {
 }
 
 void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
-    std::unique_ptr<std::ostream> former; // a stream may do anything when it goes, but not under the lock
-    TFileLock const lock;
-    if (fOwned && fStream != stream)
-        former.reset(fStream);
+    std::unique_ptr<std::ostream> former; // destroyed after the lock is released: a stream's destructor may do anything
+    TLock const lock(fsFileMutex);
+    former = std::exchange(fOwned, std::unique_ptr<std::ostream>(owned ? stream : nullptr));
+    if (former.get() == stream)
+        static_cast<void>(former.release()); // given anew: it stays
     fStream = stream;
-    fOwned = owned;
 }
 
 void TTraceStreamBase::SetStream(std::ostream &stream) {
@@ -87,7 +82,7 @@ void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &, TTex
     if (!fStream)
         return;
     TTraceRecord const record(FormOf(*this), level, message);
-    TFileLock const lock;
+    TLock const lock(fsFileMutex);
     std::ostream *const stream = fStream; // may have been replaced meanwhile
     if (!stream)
         return;

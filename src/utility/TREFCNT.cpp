@@ -1,23 +1,21 @@
 #include "tuzutil/TREFCNT.h"
 
 #include "tuzutil/MUTEXSEM.h"
-#include "tuzutil/TRACEP.h"
 #include "utility/kernel/debug_check.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <cassert>
 
 namespace {
 
-char const fsFile[] = "src/utility/TREFCNT";
+TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/TREFCNT");
 constexpr std::uint32_t fsNullReferenceLine = 203;
 
 // The count that a copy starts with. Where it is not 0, nobody will bring it down to 0.
 std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
     std::uint32_t const count = other;
     if (debugcheck::isOn && count != 0)
-        TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Utility, fsFile,
-                           "Copy of an object that has %u references", count);
+        fsReports.Warning("Copy of an object that has %u references", count);
     return count;
 }
 
@@ -52,7 +50,7 @@ unsigned long TRefCounted::QueryReferenceCount() const {
 }
 
 void TRefCounted::ThrowNullReference() {
-    Raise<TInvalidRequest>({TUtilityTraceCategory::Utility, fsFile, "TReference null", "", fsNullReferenceLine});
+    fsReports.Raise<TInvalidRequest>({"TReference null", fsNullReferenceLine});
 }
 
 TWeakRefCounted::~TWeakRefCounted() = default;
@@ -93,8 +91,7 @@ void TWeakRefCounted::Unreachable() {
 
 TWeakReferenceLock::TWeakReferenceLock() : fState(fsSem.Lock(TMutexSemaphore::fsInfinite)), fMutex(&fsSem) {
     if (fState != TMutexSemaphore::Locked)
-        TTracePoint::Write(TTrace::error, TUtilityTraceCategory::Utility, fsFile,
-                           "Unable to lock weak references, state=%d", fState);
+        fsReports.Error("Unable to lock weak references, state=%d", fState);
 }
 
 TWeakReferenceLock::~TWeakReferenceLock() {

@@ -2,7 +2,7 @@
 
 #include "platform/platform.h"
 #include "utility/kernel/byte_search.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
 #include <cctype>
@@ -16,7 +16,7 @@ static_assert(sizeof(TStringBuffer) == 16, "the data follow the header without a
 
 namespace {
 
-char const fsFile[] = "src/utility/TSTRING";
+TReporter const fsReports(TUtilityTraceCategory::String, "src/utility/TSTRING");
 char const fsBadIndex[] = "Bad index value for this String";
 char const fsBadTruncate[] = "Bad value to truncate this String";
 char const fsBadCount[] = "Bad count for this String";
@@ -25,20 +25,16 @@ char const fsBadStart[] = "Bad value for the starting position";
 constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or more is refused
 constexpr unsigned int fsMostPadding = 1u << 30;     // bytes that a caller can mean to add without giving them
 
-[[noreturn]] void Reject(char const *text, std::uint32_t line = __builtin_LINE()) {
-    Raise<TInvalidRequest>({TUtilityTraceCategory::String, fsFile, text, "", line});
-}
-
 void RequireStart(unsigned int start, char const *text, std::uint32_t line = __builtin_LINE()) {
     if (start == 0)
-        Reject(text, line);
+        fsReports.Raise<TInvalidRequest>({text, line});
 }
 
 // Refuses lengths that come of a mistake, such as 0 - 1, before memory is taken.
 void RequirePadding(std::uint64_t wanted, unsigned int length, char const *text,
                     std::uint32_t line = __builtin_LINE()) {
     if (wanted > std::uint64_t{length} + fsMostPadding)
-        Reject(text, line);
+        fsReports.Raise<TInvalidRequest>({text, line});
 }
 
 // memcpy that allows a null source for no bytes.
@@ -60,7 +56,7 @@ unsigned int CountUnits(Unit const *text) {
     while (text[count])
         ++count;
     if (count * sizeof(Unit) >= fsLengthLimit)
-        RaiseOutOfMemory(TUtilityTraceCategory::String, fsFile, fsTextTooLong);
+        fsReports.RaiseOutOfMemory(fsTextTooLong);
     return static_cast<unsigned int>(count);
 }
 
@@ -123,7 +119,7 @@ TStringBuffer *TString::AllocateBuffer(std::uint64_t length, std::uint32_t count
     auto *const buffer =
         bytes > SIZE_MAX ? nullptr : static_cast<TStringBuffer *>(std::malloc(static_cast<std::size_t>(bytes)));
     if (!buffer)
-        RaiseOutOfMemory(TUtilityTraceCategory::String, fsFile);
+        fsReports.RaiseOutOfMemory();
     *buffer = TStringBuffer{count, flags, checked, checked};
     Terminate(buffer);
     return buffer;
@@ -131,12 +127,12 @@ TStringBuffer *TString::AllocateBuffer(std::uint64_t length, std::uint32_t count
 
 unsigned int TString::CheckedLength(std::uint64_t length) {
     if (length >= fsLengthLimit)
-        RaiseOutOfMemory(TUtilityTraceCategory::String, fsFile, fsTextTooLong);
+        fsReports.RaiseOutOfMemory(fsTextTooLong);
     return static_cast<unsigned int>(length);
 }
 
 unsigned int TString::BadIndex() {
-    Reject(fsBadIndex);
+    fsReports.Raise<TInvalidRequest>(fsBadIndex);
 }
 
 void TString::DecrementAndFree() noexcept {
@@ -169,6 +165,15 @@ void TString::MakeUnique(unsigned int newLength) {
     unsigned int const kept = std::min(newLength, fBuffer->length);
     CopyBytes(fresh->Data(), fBuffer->Data(), kept);
     TakeBuffer(fresh);
+}
+
+TString TString::Copy() const {
+    TString copy;
+    if (fBuffer) {
+        copy.fBuffer = AllocateBuffer(length(), 1, fBuffer->flags);
+        CopyBytes(copy.fBuffer->Data(), fBuffer->Data(), length());
+    }
+    return copy;
 }
 
 // Cuts in place. The tail of a secret is zeroed, for it is no longer covered by the length that is wiped at the end.
@@ -271,7 +276,7 @@ std::ostream &operator<<(std::ostream &out, TString const &text) {
 
 char TString::operator[](unsigned int position) const {
     if (position == 0 || position > length())
-        Reject(fsBadIndex);
+        fsReports.Raise<TInvalidRequest>(fsBadIndex);
     return fBuffer->Data()[position - 1];
 }
 

@@ -1,21 +1,17 @@
 #include "tuzutil/TXTMSG.h"
 
-#include "platform/no_cancel.h"
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/MSGSTORE.h"
-#include "tuzutil/MUTEXSEM.h"
-#include "tuzutil/PURETRAP.h"
-#include "tuzutil/TRACEP.h"
-#include "utility/kernel/loading.h"
+#include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/message_format.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace {
 
-char const fsFile[] = "src/utility/TXTMSG";
+TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
 constexpr std::uint32_t fsFirstSlots = 16; // for arguments that a stream announces; more as they arrive
 
@@ -41,7 +37,7 @@ bool OwnsText(TagVar const &value) {
 void CopyArgument(TagVar const &from, TagVar &to) {
     to = from;
     if (OwnsText(from) && !OwnsText(to))
-        RaiseOutOfMemory(TUtilityTraceCategory::Message, fsFile);
+        fsReports.RaiseOutOfMemory();
 }
 
 std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t count) {
@@ -50,16 +46,6 @@ std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t c
         CopyArgument(arguments[i], copy[i]);
     return copy;
 }
-
-// Faults of formats and arguments: for those who follow the trace, never for the caller.
-template <typename... Arguments>
-void TraceFault(TTracePlace place, char const *format, Arguments const &...arguments) noexcept {
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::Message, place, format, arguments...);
-}
-
-struct TArchiveLock : TMutexSemaphoreEntry {
-    explicit TArchiveLock(TMutexSemaphore &mutex) : TMutexSemaphoreEntry(mutex, TMutexSemaphore::fsInfinite) {}
-};
 
 } // namespace
 
@@ -123,8 +109,8 @@ std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
     if (index < fCount)
         return index;
     if (fFile.length() != 0)
-        TraceFault(fsFile, "Reqested argument %u in message from %s[%u]", index, fFile, fLine);
-    Raise<TInvalidParameter>({TUtilityTraceCategory::Message, fsFile, "Out of Range"});
+        fsReports.Warning("Reqested argument %u in message from %s[%u]", index, fFile, fLine);
+    fsReports.Raise<TInvalidParameter>("Out of Range");
 }
 
 // The text
@@ -143,12 +129,9 @@ TString const &TTextMessage::QueryMessage() const {
 TString TTextMessage::StoredText() const noexcept {
     if (fStore.length() == 0)
         return TString();
-    TNoCancel const noCancel;
-    try {
-        return TTextMessageStore::GetMsg(fStore, fSet, fNumber, 0);
-    } catch (...) {
-        return TString();
-    }
+    TString text;
+    DropExceptions([&] { text = TTextMessageStore::GetMsg(fStore, fSet, fNumber, 0); });
+    return text;
 }
 
 unsigned long TTextMessage::ValidateArgs(TString const &format, TString &out, CharP &block) const {
@@ -164,6 +147,7 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
+// Faults of formats and arguments: for those who follow the trace, never for the caller.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
     TString const &store = fMessage.fStore;
     auto const set = fMessage.fSet;
@@ -172,17 +156,17 @@ void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument
     auto const line = fMessage.fLine;
     switch (fault) {
     case storesCount:
-        return TraceFault(fsFile, "%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
-                          file, line);
+        return fsReports.Warning("%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
+                                 file, line);
     case badWidth:
-        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u), expecting width for argument %d from %s[%u]",
-                          store, set, number, argument, file, line);
+        return fsReports.Warning("Type mismatch in message(%s,%u,%u), expecting width for argument %d from %s[%u]",
+                                 store, set, number, argument, file, line);
     case badPrecision:
-        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u) expecting precision for argument %d from %s[%u]",
-                          store, set, number, argument, file, line);
+        return fsReports.Warning("Type mismatch in message(%s,%u,%u) expecting precision for argument %d from %s[%u]",
+                                 store, set, number, argument, file, line);
     case badValue:
-        return TraceFault(fsFile, "Type mismatch in message(%s,%u,%u) expecting %c for argument %d from %s[%u]", store,
-                          set, number, static_cast<int>(conversion), argument, file, line);
+        return fsReports.Warning("Type mismatch in message(%s,%u,%u) expecting %c for argument %d from %s[%u]", store,
+                                 set, number, static_cast<int>(conversion), argument, file, line);
     }
 }
 
@@ -218,86 +202,4 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
     if (!(in >> fFile).fail())
         ReadInto<std::uint32_t>(in, fLine);
     return in;
-}
-
-// Stores
-
-TTextMessageStore::TTextMessageStore(TTextMessage::StoreID const &id) : fId(id) {
-    try {
-        if (TTextMessageArchive::fsArchive && !TTextMessageArchive::fsArchive->Register(this))
-            Raise<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Duplicate Message Store"});
-    } catch (...) {
-        if (!TLoading::IsUnderWay())
-            throw;
-        TLoading::Keep(std::current_exception());
-    }
-}
-
-TTextMessageStore::~TTextMessageStore() {
-    if (TTextMessageArchive::fsArchive)
-        TTextMessageArchive::fsArchive->Deregister(this);
-}
-
-TString TTextMessageStore::GetMsg(long, long, int) {
-    TPureCall::Trap();
-    return TString();
-}
-
-int TTextMessageStore::IsCached() const {
-    return 0;
-}
-
-TTextMessageStore *TTextMessageStore::Find(TTextMessage::StoreID const &id) {
-    return TTextMessageArchive::fsArchive ? TTextMessageArchive::fsArchive->FindStore(id) : nullptr;
-}
-
-TString TTextMessageStore::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
-    TTextMessageArchive *const archive = TTextMessageArchive::fsArchive;
-    return archive ? archive->GetMsg(id, set, number, wide) : TString();
-}
-
-TTextMessageArchive::TTextMessageArchive() {
-    if (fsArchive)
-        RaiseOrKeep<TInvalidRequest>({TUtilityTraceCategory::Message, fsFile, "Solitary Object"});
-    else
-        fsArchive = this;
-}
-
-TTextMessageArchive::~TTextMessageArchive() {
-    TArchiveLock const lock(fsMutex);
-    if (fsArchive == this)
-        fsArchive = nullptr;
-    DeleteSet();
-}
-
-// Asks outside the lock: a store may write trace entries, whose messages ask the archive in turn.
-TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
-    TTextMessageStore *const store = FindStore(id);
-    return store ? store->GetMsg(set, number, wide) : TString();
-}
-
-TTextMessageStore *TTextMessageArchive::FindStore(TTextMessage::StoreID const &id) const {
-    TArchiveLock const lock(fsMutex);
-    auto const *const element = FindKey(id);
-    return element ? element->Pointer() : nullptr;
-}
-
-bool TTextMessageArchive::Register(TTextMessageStore *store) {
-    auto element = std::make_unique<TElemPointer<TTextMessageStore>>(store);
-    TArchiveLock const lock(fsMutex);
-    if (FindKey(store->Key()))
-        return false;
-    Add(element.get());
-    element.release();
-    return true;
-}
-
-// Not by its name, which another store may have if this one was not registered.
-void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
-    TArchiveLock const lock(fsMutex);
-    auto *const element = FindKey(store->Key());
-    if (!element || element->Pointer() != store)
-        return;
-    Remove(element);
-    delete element;
 }

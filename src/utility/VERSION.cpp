@@ -1,7 +1,7 @@
 #include "tuzutil/VERSION.h"
 
 #include "tuzutil/EXCEPTN.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -35,7 +35,7 @@ char const *TVersion::QueryVersion() const {
     std::size_t const size = std::strlen(QueryRevision()) + 23;
     char *const fresh = static_cast<char *>(std::malloc(size));
     if (!fresh)
-        RaiseOutOfMemory(TUtilityTraceCategory::Utility, "src/utility/VERSION");
+        TReporter(TUtilityTraceCategory::Utility, "src/utility/VERSION").RaiseOutOfMemory();
     std::snprintf(fresh, size, "%d.%d.%s", fMajor, fMinor, QueryRevision());
     char *expected = nullptr;
     if (fText.compare_exchange_strong(expected, fresh))

@@ -1,5 +1,7 @@
 #include "utility/kernel/loading.h"
 
+#include "utility/kernel/reporter.h"
+
 #include "support/Expect.h"
 
 #include <gtest/gtest.h>
@@ -10,8 +12,13 @@ namespace {
 
 char const fsFile[] = "src/utility/FILE";
 
-void Fail(char const *text) {
-    RaiseOrKeep<TInvalidRequest>({TUtilityTraceCategory::Utility, fsFile, text, "Function()", 17, 2});
+TReporter const fsReports(TUtilityTraceCategory::Utility, fsFile);
+
+// False if the failure was kept.
+bool Fail(char const *text) {
+    return TLoading::RaiseOrKeep([&] {
+        fsReports.Raise<TInvalidRequest>({text, 17}, {.function = "Function()", .errorId = 2});
+    });
 }
 
 template <typename Call>
@@ -31,7 +38,7 @@ TEST(TLoading, TheFirstFailureOfALoadIsThrownBehindIt) {
     {
         TLoading loading;
         EXPECT_TRUE(TLoading::IsUnderWay());
-        Fail("first");
+        EXPECT_FALSE(Fail("first"));
         Fail("second");
         ExpectFailure("first", [&] { loading.Rethrow(); });
         loading.Rethrow(); // once

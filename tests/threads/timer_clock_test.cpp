@@ -3,6 +3,7 @@
 #include "utility/THREAD.cpp"
 #include "utility/TIMER.cpp"
 #include "utility/threads/timer_queue.cpp"
+#include "utility/threads/timer_thread.cpp"
 
 #include "support/CaptureTrace.h"
 

@@ -3,35 +3,23 @@
 #include "platform/no_cancel.h"
 #include "platform/platform.h"
 #include "tuzutil/TRACEFAC.h"
-#include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESHF.h"
 #include "tuzutil/TRACESTR.h"
+#include "utility/destinations/trace_selection.h"
 #include "utility/kernel/ascii_names.h"
-#include "utility/kernel/raise.h"
-#include "utility/kernel/trace_levels.h"
-#include "utility/kernel/trace_lock.h"
+#include "utility/kernel/drop_exceptions.h"
+#include "utility/kernel/lock.h"
+#include "utility/kernel/reporter.h"
+#include "utility/kernel/string_access.h"
 
 #include <iostream>
 
 namespace {
 
-char const fsFile[] = "src/utility/TRACEP";
+TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
 constexpr int fsDeepest = 16; // variables that refer to variables
-
-template <typename... Arguments>
-void TraceNote(std::uint32_t level, char const *format, Arguments const &...arguments) {
-    TTracePoint::Write(level, TUtilityTraceCategory::Trace, fsFile, format, arguments...);
-}
-
-TString Text(std::string_view text) {
-    return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
-}
-
-bool IsSign(char c) noexcept {
-    return c == '+' || c == '-';
-}
 
 // Destinations
 
@@ -47,7 +35,7 @@ std::string DefaultLogName() {
     std::string name(static_cast<char const *>(program), program.length());
     std::size_t const dot = name.find_last_of(".\\");
     if (dot == std::string::npos || name[dot] != '.')
-        TraceNote(TTrace::warning, "Unable to find '.', using %s.log for file", program);
+        fsReports.Warning("Unable to find '.', using %s.log for file", program);
     else
         name.resize(dot);
     return name + ".log";
@@ -69,10 +57,10 @@ TTrace FactoryTrace(TTraceConfiguration &configuration) {
         keyword.empty() ? nullptr
                         : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(LibraryForm(keyword).c_str()));
     if (factory) {
-        TTraceLock const lock; // no other thread reaches the destination before all of it stands
+        TLock const lock(TTrace::Base::fsMutex); // no other thread reaches the destination before all of it stands
         return factory->CreateTrace(configuration.argument.c_str());
     }
-    TraceNote(TTrace::error, fsNoFactory, keyword.c_str());
+    fsReports.Error(fsNoFactory, keyword.c_str());
     configuration.problem = TTextMessage(fsNoFactory, keyword.c_str());
     return TTrace();
 }
@@ -100,100 +88,7 @@ TTrace OpenDestination(TTraceConfiguration &configuration) {
     return FactoryTrace(configuration);
 }
 
-// Selections
-
-// The fields of a selection, which it loses one by one.
-std::string_view TakeField(std::string_view &rest) noexcept {
-    std::string_view const field = rest.substr(0, rest.find(','));
-    rest.remove_prefix(std::min(field.size() + 1, rest.size()));
-    return field;
-}
-
-// A mask that a field adds to and takes from; it begins with the current one where the field begins with a sign.
-class TMaskChange {
-public:
-    TMaskChange(std::string_view field, unsigned long current) noexcept
-        : fMask(IsSign(field.front()) ? static_cast<std::uint32_t>(current) : 0) {}
-
-    void SetSign(char sign) noexcept { fAdds = sign == '+'; }
-    void Apply(std::uint32_t mask) noexcept { fMask = fAdds ? fMask | mask : fMask & ~mask; }
-    std::uint32_t Mask() const noexcept { return fMask; }
-
-private:
-    std::uint32_t fMask;
-    bool fAdds = true;
-};
-
-TTraceLevel const *FindLevel(std::string_view keyword) noexcept {
-    for (TTraceLevel const &each : fsTraceLevels) {
-        if (keyword.size() == 2 && ascii_names::Fold(keyword[0]) == each.keyword[0] &&
-            ascii_names::Fold(keyword[1]) == each.keyword[1])
-            return &each;
-    }
-    return nullptr;
-}
-
-// False where a pair of characters is no level; `at` is where it stands then.
-bool ApplyLevels(TTrace::Base &destination, std::string_view field, std::size_t &at) {
-    TMaskChange change(field, destination.QueryLevel());
-    for (at = 0; at < field.size();) {
-        if (IsSign(field[at])) {
-            change.SetSign(field[at++]);
-            continue;
-        }
-        TTraceLevel const *const level = FindLevel(field.substr(at, 2));
-        if (!level)
-            return false;
-        change.Apply(level->mask);
-        at += 2;
-    }
-    destination.SetLevel(change.Mask());
-    return true;
-}
-
-void ApplyComponents(TTrace::Base &destination, std::string_view field) {
-    TMaskChange change(field, destination.QueryComponent());
-    while (!field.empty()) {
-        if (IsSign(field.front())) {
-            change.SetSign(field.front());
-            field.remove_prefix(1);
-            continue;
-        }
-        std::string_view const name = field.substr(0, field.find_first_of("+-"));
-        change.Apply(static_cast<std::uint32_t>(TTrace::QueryComponentFromName(Text(name))));
-        field.remove_prefix(name.size());
-    }
-    destination.SetComponent(change.Mask());
-}
-
-bool ApplyDefault(TTrace::Base &destination, std::string_view field) {
-    if (field != "0" && field != "1")
-        return false;
-    destination.SetDefaultTracing(field == "1");
-    return true;
-}
-
-// The sign of each name is the character of the *components* at the same position; where there is one, the name loses
-// its first character. Configurations in use count on that.
-void ApplyCategories(TTrace::Base &destination, std::string_view field, std::string_view components) {
-    bool isOn = true;
-    for (std::size_t at = 0; at < field.size();) {
-        std::size_t begin = at;
-        if (at < components.size() && IsSign(components[at])) {
-            isOn = components[at] == '+';
-            ++begin;
-        }
-        std::size_t const end = std::min(field.find_first_of("+-", begin), field.size());
-        std::string_view const name = field.substr(begin, end - begin);
-        if (!name.empty()) {
-            if (TTrace::Category const *const category = TTrace::FindCategory(Text(name)))
-                destination.AddCategory(*category, isOn);
-            else
-                TraceNote(TTrace::warning, "Trace category %s not found", Text(name));
-        }
-        at = end + 1;
-    }
-}
+// The destination that the environment asks for
 
 std::string Printable(std::string_view text) {
     std::string result(text.substr(0, 200));
@@ -261,7 +156,7 @@ TTraceConfiguration::TTraceConfiguration(std::string_view text) {
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration) {
     for (int depth = 0; ascii_names::IsEqual(configuration.keyword.c_str(), "env"); ++depth) {
         if (depth == fsDeepest) {
-            TraceNote(TTrace::warning, fsTooDeep, fsDeepest);
+            fsReports.Warning(fsTooDeep, fsDeepest);
             configuration.problem = TTextMessage(fsTooDeep, fsDeepest);
             return TTrace::Pointer(nullptr);
         }
@@ -274,36 +169,13 @@ TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration) {
     return OpenDestination(configuration).QueryPointer();
 }
 
-TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_view selection) {
-    std::string_view rest = selection;
-    std::string_view const levels = TakeField(rest);
-    std::string_view const components = TakeField(rest);
-    std::string_view const defaultTracing = TakeField(rest);
-    std::string_view const categories = TakeField(rest);
-    auto const positionOf = [&](std::string_view field) {
-        return static_cast<std::size_t>(field.data() - selection.data());
-    };
-
-    std::size_t at = 0;
-    if (!levels.empty() && !ApplyLevels(destination, levels, at))
-        return {"Unknown level specified", positionOf(levels) + at, std::min<std::size_t>(2, levels.size() - at)};
-    if (!components.empty())
-        ApplyComponents(destination, components);
-    if (!defaultTracing.empty() && !ApplyDefault(destination, defaultTracing))
-        return {"Invalid default specified", positionOf(defaultTracing), defaultTracing.size()};
-    if (!categories.empty())
-        ApplyCategories(destination, categories, components);
-    return {nullptr, 0, 0};
-}
-
 TTrace OpenStartupTrace() noexcept {
     TTrace trace;
-    try {
+    // If there is no memory, so early, the program goes on without this trace.
+    DropExceptions([&] {
         TTraceConfiguration configuration(std::string("env(") + fsStartupVariable + ")");
         OpenStartupTrace(trace, configuration);
-    } catch (...) {
-        // No memory, and so early: the program goes on without this trace.
-    }
+    });
     return trace;
 }
 TTrace::TTrace(char const *configuration) {
@@ -319,15 +191,14 @@ void TTrace::ParseTraceString(char const *selection) {
         return;
     TTraceSelectionFault const fault = ApplyTraceSelection(*fDestination, selection);
     if (fault.text)
-        Raise<TInvalidRequest>({TUtilityTraceCategory::Trace, fsFile, fault.text});
+        fsReports.Raise<TInvalidRequest>(fault.text);
 }
 
 TString TTrace::QueryExeFileName() {
     [[maybe_unused]] static bool const isKnown = [] {
         char name[260 + 1];
-        fsExeFileName =
-            TString(name, static_cast<unsigned int>(platform::LibraryName(nullptr, name, sizeof name)), ' ');
+        fsExeFileName = TStringAccess::From({name, platform::LibraryName(nullptr, name, sizeof name)});
         return true;
     }();
-    return TString(fsExeFileName, fsExeFileName.length(), ' '); // with bytes of its own: the caller's thread's
+    return fsExeFileName.Copy();
 }

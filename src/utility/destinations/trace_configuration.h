@@ -6,7 +6,6 @@
 
 #include "tuzutil/TRACE.h"
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -18,16 +17,6 @@ struct TTraceConfiguration {
     std::string selection;
     std::string problem;
 };
-
-// A selection that cannot be applied: why, and which part of it from which character on, counted from 0.
-struct TTraceSelectionFault {
-    char const *text; // null: it was applied
-    std::size_t position;
-    std::size_t length;
-};
-
-// Applies a selection to a destination, up to the first fault.
-TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_view selection);
 
 // Opens what a configuration names. Where it names a variable of the environment, the configuration becomes what that
 // variable holds. Null where there is no destination; where that is a fault, `problem` of the configuration says why.

@@ -1,13 +1,14 @@
 #include "utility/files/search_table.h"
 
 #include "platform/platform.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/lock.h"
+#include "utility/kernel/reporter.h"
 
 #include <algorithm>
 #include <new>
 
 std::int32_t TFindTable::Add(void *search) {
-    TMutexSemaphoreEntry const lock(fMutex, TMutexSemaphore::fsInfinite);
+    TLock const lock(fMutex);
     auto slot = std::find_if(fSlots.begin(), fSlots.end(), [](TSlot const &each) { return !each.search; });
     if (slot == fSlots.end()) {
         try {
@@ -16,7 +17,7 @@ std::int32_t TFindTable::Add(void *search) {
             slot = fSlots.emplace(fSlots.end());
         } catch (std::bad_alloc const &) {
             platform::CloseSearch(search);
-            RaiseOutOfMemory(TUtilityTraceCategory::Directory, "src/utility/FINDTAB");
+            TReporter(TUtilityTraceCategory::Directory, "src/utility/files/search_table").RaiseOutOfMemory();
         }
     }
     slot->search = search;
@@ -34,7 +35,7 @@ TFindTable::TSlot *TFindTable::Open(std::int32_t handle) noexcept {
 }
 
 void *TFindTable::Find(std::int32_t handle) {
-    TMutexSemaphoreEntry const lock(fMutex, TMutexSemaphore::fsInfinite);
+    TLock const lock(fMutex);
     TSlot const *const slot = Open(handle);
     return slot ? slot->search : nullptr;
 }
@@ -42,7 +43,7 @@ void *TFindTable::Find(std::int32_t handle) {
 bool TFindTable::Close(std::int32_t handle) {
     void *search = nullptr;
     {
-        TMutexSemaphoreEntry const lock(fMutex, TMutexSemaphore::fsInfinite);
+        TLock const lock(fMutex);
         TSlot *const slot = Open(handle);
         if (!slot)
             return false;

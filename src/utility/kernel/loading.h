@@ -9,8 +9,6 @@
 //     void *const library = platform::OpenLibrary(name);
 //     loading.Rethrow();
 
-#include "utility/kernel/raise.h"
-
 #include <exception>
 
 // One load, on this thread, for as long as the object lives. Loads may stand in one another.
@@ -22,24 +20,30 @@ public:
     ~TLoading();
 
     static bool IsUnderWay() noexcept;
-    // The first one counts. REQUIRES: a load is under way.
-    static void Keep(std::exception_ptr failure) noexcept;
+
+    // Runs `act`, which registers an object. What it throws is kept if a library is being loaded on this thread; then
+    // the result is false, and the object stays unregistered. Otherwise it is thrown. The first failure counts.
+    template <typename Act>
+    static bool RaiseOrKeep(Act act) {
+        try {
+            act();
+            return true;
+        } catch (...) {
+            if (!IsUnderWay() || !std::current_exception()) // none: the system's unwinding of a cancelled thread
+                throw;
+            Keep(std::current_exception());
+            return false;
+        }
+    }
 
     // Throws what was kept. Within another load, that one keeps it instead: here, too, an initialiser is running.
     void Rethrow();
 
 private:
+    static void Keep(std::exception_ptr failure) noexcept;
+
     TLoading *const fOuter;
     std::exception_ptr fFailure;
 };
-
-// Raises the exception, or keeps it while a library is loaded on this thread: then it returns, and the caller leaves
-// its object unregistered.
-template <typename E>
-void RaiseOrKeep(TFailure const &failure) {
-    if (!TLoading::IsUnderWay())
-        Raise<E>(failure);
-    TLoading::Keep(std::make_exception_ptr(Prepared<E>(failure)));
-}
 
 #endif

@@ -3,6 +3,7 @@
 #include "platform/platform.h"
 #include "utility/kernel/message_format.h"
 #include "utility/kernel/string_access.h"
+#include "utility/kernel/utf16.h"
 
 #include <algorithm>
 #include <array>
@@ -149,9 +150,8 @@ std::size_t ToNarrow(TWide const *&at, TWide const *end, char *bytes) noexcept {
         return 1;
     }
     if constexpr (sizeof(wchar_t) > 2) {
-        bool const isPair = code >> 10 == 0xD800 >> 10 && at != end && *at >> 10 == 0xDC00 >> 10;
-        if (isPair)
-            code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
+        if (at != end && utf16::IsPair(code, *at))
+            code = utf16::Character(code, *at++);
     }
     std::mbstate_t state = {};
     std::size_t const count = std::wcrtomb(bytes, static_cast<wchar_t>(code), &state);
@@ -179,12 +179,12 @@ std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
     }
     at += used;
     auto const code = static_cast<std::uint32_t>(character);
-    if (code < 0x10000) {
+    if (!utf16::NeedsPair(code)) {
         units[0] = static_cast<TWide>(code);
         return 1;
     }
-    units[0] = static_cast<TWide>(0xD800 + ((code - 0x10000) >> 10));
-    units[1] = static_cast<TWide>(0xDC00 + (code & 0x3FF));
+    units[0] = utf16::High(code);
+    units[1] = utf16::Low(code);
     return 2;
 }
 

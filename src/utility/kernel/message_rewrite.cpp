@@ -18,7 +18,7 @@ public:
     }
 
     void Give(TTextMessage::CharP &block) const {
-        block.fBytes = TString(fBytes.data(), static_cast<unsigned int>(fBytes.size()), ' ');
+        block.fBytes = TStringAccess::From(std::string_view(fBytes.data(), fBytes.size()));
         block.fUsed = block.fBytes.length();
     }
 

@@ -34,6 +34,12 @@ struct TExceptionAccess {
 void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text, std::uint32_t line) {
     TOutOfMemory exception(nullptr, 1, TException::recoverable);
     TExceptionAccess::SetText(exception, TStringAccess::Shared(text.header));
-    Prepare(exception, {category, file, nullptr, "", line});
+    Prepare(exception, {.category = category,
+                        .file = file,
+                        .text = nullptr,
+                        .function = "",
+                        .line = line,
+                        .errorId = 1,
+                        .severity = TException::recoverable});
     throw exception;
 }

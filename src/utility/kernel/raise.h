@@ -9,15 +9,15 @@
 #include <cstdint>
 #include <type_traits>
 
-// What an exception says besides its class. `line` is the caller's own unless a fixed one is given.
+// What an exception says besides its class. Reporters build it: see reporter.h.
 struct TFailure {
     TTrace::Category const &category;
     char const *file; // "src/utility/NAME"
     char const *text;
-    char const *function = "";
-    std::uint32_t line = __builtin_LINE();
-    std::uint32_t errorId = 1;
-    TException::Severity severity = TException::recoverable;
+    char const *function;
+    std::uint32_t line;
+    std::uint32_t errorId;
+    TException::Severity severity;
 };
 
 template <typename E>
@@ -28,16 +28,11 @@ void Prepare(E &exception, TFailure const &failure) {
 }
 
 template <typename E>
-E Prepared(TFailure const &failure) {
-    E exception(failure.text, failure.errorId, failure.severity);
-    Prepare(exception, failure);
-    return exception;
-}
-
-template <typename E>
 [[noreturn]] void Raise(TFailure const &failure) {
     static_assert(!std::is_same_v<E, TOutOfMemory>, "RaiseOutOfMemory() takes no memory");
-    throw Prepared<E>(failure);
+    E exception(failure.text, failure.errorId, failure.severity);
+    Prepare(exception, failure);
+    throw exception;
 }
 
 // A text in static memory that exceptions share without allocating: its count never falls to zero.
@@ -51,7 +46,7 @@ extern TStaticText fsTextTooLong; // "Text too long"
 
 // The exception for a lack of memory, whose text is not allocated: a failure to make the text would raise the same
 // exception again, without end.
-[[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file,
-                                   TStaticText &text = fsOutOfMemory, std::uint32_t line = __builtin_LINE());
+[[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text,
+                                   std::uint32_t line);
 
 #endif

@@ -6,11 +6,17 @@
 #include "tuzutil/TSTRING.h"
 
 #include <cstdint>
+#include <string_view>
 
 struct TStringAccess {
     // A string of `length` bytes, not yet written; the terminator stands. Throws TOutOfMemory.
     static TString Uninitialized(std::uint64_t length, std::uint32_t flags = 0) {
         return TString(TString::AllocateBuffer(length, 0, flags));
+    }
+
+    // A string of the bytes of a view. Throws TOutOfMemory.
+    static TString From(std::string_view text) {
+        return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
     }
 
     // One more holder of a buffer that somebody else keeps.

@@ -3,25 +3,22 @@
 
 // The three reports of tagged values.
 
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 #include <cstdint>
 
 namespace tagvar {
 
-inline constexpr char fsFile[] = "src/utility/TAGVAR";
+inline TReporter const fsReports(TUtilityTraceCategory::TagVar, "src/utility/TAGVAR");
 
 [[noreturn]] inline void ReportMismatch(std::uint32_t line = __builtin_LINE()) {
-    Raise<TInvalidRequest>(
-        {TUtilityTraceCategory::TagVar, fsFile, "type mismatch", "", line, 2, TException::recoverable});
+    fsReports.Raise<TInvalidRequest>({"type mismatch", line}, {.errorId = 2});
 }
 [[noreturn]] inline void ReportNotImplemented(std::uint32_t line = __builtin_LINE()) {
-    Raise<TInvalidRequest>(
-        {TUtilityTraceCategory::TagVar, fsFile, "not implemented", "", line, 1, TException::unrecoverable});
+    fsReports.Raise<TInvalidRequest>({"not implemented", line}, {.errorId = 1, .severity = TException::unrecoverable});
 }
 [[noreturn]] inline void ReportUnknown(std::uint32_t line = __builtin_LINE()) {
-    Raise<TInvalidRequest>(
-        {TUtilityTraceCategory::TagVar, fsFile, "unknown type", "", line, 3, TException::unrecoverable});
+    fsReports.Raise<TInvalidRequest>({"unknown type", line}, {.errorId = 3, .severity = TException::unrecoverable});
 }
 
 } // namespace tagvar

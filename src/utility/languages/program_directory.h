@@ -3,16 +3,16 @@
 
 // The directory part of the program's name.
 
-#include "tuzutil/TRACEP.h"
+#include "utility/kernel/reporter.h"
 
 // What is before the last backslash; "." where there is none; nil for an empty name.
-inline TString ProgramDirectory(TString const &program) {
+inline TString ProgramDirectory(TString const &program, std::uint32_t line = __builtin_LINE()) {
     if (program.length() == 0)
         return TString("");
     if (unsigned int const backslash = program.lastIndexOf('\\'))
         return program.subString(1, backslash - 1);
-    TTracePoint::Write(TTrace::warning, TUtilityTraceCategory::NLSResource, "src/utility/NLSRESRC",
-                       "Unable to find directory of EXE, using \".\" for %%E");
+    TReporter(TUtilityTraceCategory::NLSResource, "src/utility/NLSRESRC")
+        .Warning({"Unable to find directory of EXE, using \".\" for %%E", line});
     return TString(".");
 }
 

@@ -4,7 +4,7 @@
 // The last word on a language library that is not open: one more attempt, which is for classes that can try again.
 
 #include "tuzutil/TXTMSG.h"
-#include "utility/kernel/raise.h"
+#include "utility/kernel/reporter.h"
 
 template <typename Library>
 void RequireOpen(Library &library, char const *name, std::uint32_t line = __builtin_LINE()) {
@@ -12,8 +12,8 @@ void RequireOpen(Library &library, char const *name, std::uint32_t line = __buil
         return;
     library.open();
     if (!library.isOpen())
-        Raise<TAccessError>({TUtilityTraceCategory::NLSResource, "src/utility/NLSRESRC",
-                             TTextMessage("Unable to find or open %s", name), "", line});
+        TReporter(TUtilityTraceCategory::NLSResource, "src/utility/NLSRESRC")
+            .Raise<TAccessError>({TTextMessage("Unable to find or open %s", name), line});
 }
 
 #endif

@@ -8,26 +8,14 @@
 #include "platform/no_cancel.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TDLL.h"
-#include "tuzutil/TRACEP.h"
+#include "utility/kernel/reporter.h"
 
 #include <cstdint>
 #include <memory>
 
 namespace text_library {
 
-struct TFormat {
-    TFormat(char const *format, std::uint32_t lineNumber = __builtin_LINE()) noexcept
-        : text(format), line(lineNumber) {}
-
-    char const *text;
-    std::uint32_t line;
-};
-
-template <typename... Arguments>
-void Trace(std::uint32_t level, TFormat format, Arguments const &...arguments) noexcept {
-    TTracePoint::Write(level, TUtilityTraceCategory::Message, {"src/utility/MSGSTRPM", format.line}, format.text,
-                       arguments...);
-}
+inline TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/MSGSTRPM");
 
 // Runs `act`; false where it throws, and then `known` is told of an exception of the library's, `unknown` of any other.
 template <typename Act, typename Known, typename Unknown>
@@ -49,24 +37,24 @@ bool Attempt(Act act, Known known, Unknown unknown) {
 template <typename Find, typename Open>
 std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find, Open open) {
     // Both formats begin with the store and the library.
-    auto const attempt = [&](auto act, char const *known, char const *unknown) {
+    auto const attempt = [&](auto act, TReportText known, TReportText unknown) {
         return Attempt(
-            act, [&](auto... problem) { Trace(TTrace::warning, known, store, name, problem...); },
-            [&] { Trace(TTrace::warning, unknown, store, name); });
+            act, [&](auto... problem) { fsReports.Warning(known, store, name, problem...); },
+            [&] { fsReports.Warning(unknown, store, name); });
     };
     char const *path = nullptr;
     if (!attempt([&] { path = find(); }, "For message store %s, could not find DLL %s, %s(%s,%u,%u), Using C locale",
                  "For message store %s, could not find DLL %s, unknown exception, Using C locale"))
         return nullptr;
     if (!path) {
-        Trace(TTrace::warning, "For message store %s, could not find DLL %s. Using C locale", store, name);
+        fsReports.Warning("For message store %s, could not find DLL %s. Using C locale", store, name);
         return nullptr;
     }
     std::unique_ptr<TDll> library;
     if (attempt([&] { library = open(path); },
                 "For message store %s, could not load DLL %s, %s(%s,%u,%u), Using C locale",
                 "For message store %s, could not load DLL %s, unknown exception, Using C locale"))
-        Trace(TTrace::information, "For message store %s, loaded DLL %s", store, path);
+        fsReports.Note("For message store %s, loaded DLL %s", store, path);
     return library;
 }
 
@@ -76,12 +64,12 @@ TString LoadText(char const *store, std::uint32_t set, std::uint32_t number, Loa
     TString text;
     Attempt([&] { text = load(); },
             [&](auto... problem) {
-                Trace(TTrace::warning, "Could not find message (%s,%u), %s(%s,x%08X,%u), Using default message", store,
-                      number, problem...);
+                fsReports.Warning("Could not find message (%s,%u), %s(%s,x%08X,%u), Using default message", store,
+                                  number, problem...);
             },
             [&] {
-                Trace(TTrace::warning, "Could not find message (%s,%u,%u), unknown exception, Using default message",
-                      store, set, number);
+                fsReports.Warning("Could not find message (%s,%u,%u), unknown exception, Using default message", store,
+                                  set, number);
             });
     return text;
 }

@@ -1,5 +1,6 @@
 #include "utility/streams/source_reader.h"
 
+#include "utility/kernel/buffer_area.h"
 #include "utility/kernel/byte_search.h"
 #include "utility/kernel/stream_guard.h"
 
@@ -7,19 +8,11 @@
 #include <cstring>
 #include <istream>
 #include <streambuf>
+#include <string_view>
 
 namespace {
 
 using traits = std::char_traits<char>;
-
-// The get area of another buffer, reached through pointers to the protected members.
-struct TGetArea : std::streambuf {
-    static char const *Begin(std::streambuf &buffer) { return (buffer.*&TGetArea::gptr)(); }
-    static char const *End(std::streambuf &buffer) { return (buffer.*&TGetArea::egptr)(); }
-    static void Advance(std::streambuf &buffer, std::size_t count) {
-        (buffer.*&TGetArea::gbump)(static_cast<int>(count));
-    }
-};
 
 // Runs `read` on the source's buffer; an exception that does not pass counts as the end.
 template <typename F>
@@ -34,14 +27,14 @@ source_reader::Stop FromBuffer(std::istream &source, F read) {
 
 source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, std::size_t &count) {
     while (count < limit) {
-        char const *const begin = TGetArea::Begin(from);
-        char const *const end = TGetArea::End(from);
-        if (begin < end) {
-            std::size_t const size = std::min(static_cast<std::size_t>(end - begin), limit - count);
+        std::string_view const held = TBufferArea::Held(from);
+        if (!held.empty()) {
+            char const *const begin = held.data();
+            std::size_t const size = std::min(held.size(), limit - count);
             char const *const lineFeed = byte_search::FindByte(begin, begin + size, '\n');
             std::size_t const taken = lineFeed ? static_cast<std::size_t>(lineFeed - begin) : size;
             std::memcpy(into + count, begin, taken);
-            TGetArea::Advance(from, taken);
+            TBufferArea::Advance(from, taken);
             count += taken;
             if (lineFeed)
                 return source_reader::Stop::lineFeed;
@@ -53,7 +46,7 @@ source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, 
         if (traits::to_char_type(next) == '\n')
             return source_reader::Stop::lineFeed;
         // A buffer without a get area gives its bytes one at a time.
-        if (TGetArea::Begin(from) == TGetArea::End(from)) {
+        if (TBufferArea::Held(from).empty()) {
             from.sbumpc();
             into[count++] = traits::to_char_type(next);
         }

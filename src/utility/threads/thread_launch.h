@@ -15,6 +15,9 @@ public:
     // thread counts as running. False: there is none, and the reference is still the caller's.
     static bool StartUnannounced(TThread &thread);
 
+    // Traces that a thread could not be started.
+    static void ReportNotStarted() noexcept;
+
     // In a forked child: the thread of the object is not there any more.
     static void ForgetRun(TThread &thread) noexcept { thread.fRunning = 0; }
 

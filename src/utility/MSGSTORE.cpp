@@ -1,0 +1,99 @@
+// TTextMessageStore and TTextMessageArchive: where messages find their texts by the name of a store, and the archive
+// that knows all stores. TTextMessageArchive::fsMutex guards the archive's set, and nothing is called under it: a store
+// is asked without the lock, since it may trace, and the messages of its entries ask the archive in turn.
+
+#include "tuzutil/MSGSTORE.h"
+
+#include "tuzutil/PURETRAP.h"
+#include "utility/kernel/loading.h"
+#include "utility/kernel/lock.h"
+#include "utility/kernel/reporter.h"
+
+#include <memory>
+#include <utility>
+
+namespace {
+
+TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
+
+} // namespace
+
+// Stores
+
+TTextMessageStore::TTextMessageStore(TTextMessage::StoreID const &id) : fId(id) {
+    TLoading::RaiseOrKeep([this] {
+        if (TTextMessageArchive::fsArchive && !TTextMessageArchive::fsArchive->Register(this))
+            fsReports.Raise<TInvalidRequest>("Duplicate Message Store");
+    });
+}
+
+TTextMessageStore::~TTextMessageStore() {
+    if (TTextMessageArchive::fsArchive)
+        TTextMessageArchive::fsArchive->Deregister(this);
+}
+
+TString TTextMessageStore::GetMsg(long, long, int) {
+    TPureCall::Trap();
+    return TString();
+}
+
+int TTextMessageStore::IsCached() const {
+    return 0;
+}
+
+TTextMessageStore *TTextMessageStore::Find(TTextMessage::StoreID const &id) {
+    return TTextMessageArchive::fsArchive ? TTextMessageArchive::fsArchive->FindStore(id) : nullptr;
+}
+
+TString TTextMessageStore::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
+    TTextMessageArchive *const archive = TTextMessageArchive::fsArchive;
+    return archive ? archive->GetMsg(id, set, number, wide) : TString();
+}
+
+// The archive
+
+TTextMessageArchive::TTextMessageArchive() {
+    TLoading::RaiseOrKeep([this] {
+        if (fsArchive)
+            fsReports.Raise<TInvalidRequest>("Solitary Object");
+        fsArchive = this;
+    });
+}
+
+TTextMessageArchive::~TTextMessageArchive() {
+    TLock const lock(fsMutex);
+    if (fsArchive == this)
+        fsArchive = nullptr;
+    DeleteSet();
+}
+
+// Asks outside the lock: a store may write trace entries, whose messages ask the archive in turn.
+TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
+    TTextMessageStore *const store = FindStore(id);
+    return store ? store->GetMsg(set, number, wide) : TString();
+}
+
+TTextMessageStore *TTextMessageArchive::FindStore(TTextMessage::StoreID const &id) const {
+    TLock const lock(fsMutex);
+    auto const *const element = FindKey(id);
+    return element ? element->Pointer() : nullptr;
+}
+
+bool TTextMessageArchive::Register(TTextMessageStore *store) {
+    auto element = std::make_unique<TElemPointer<TTextMessageStore>>(store);
+    TLock const lock(fsMutex);
+    if (FindKey(store->Key()))
+        return false;
+    Add(std::move(element));
+    return true;
+}
+
+// Not by its name, which another store may have if this one was not registered.
+void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
+    TLock const lock(fsMutex);
+    auto *const element = FindKey(store->Key());
+    if (!element || element->Pointer() != store)
+        return;
+    Remove(element);
+    delete element;
+}

@@ -1,0 +1,32 @@
+#ifndef TUZUTIL_UTF16
+#define TUZUTIL_UTF16
+
+// Surrogate pairs: how 16-bit text writes the characters beyond 0xFFFF, in a high unit and a low one.
+
+#include <cstdint>
+
+namespace utf16 {
+
+constexpr bool NeedsPair(std::uint32_t code) noexcept {
+    return code >= 0x10000;
+}
+constexpr bool IsPair(std::uint32_t high, std::uint32_t low) noexcept {
+    return high >> 10 == 0xD800 >> 10 && low >> 10 == 0xDC00 >> 10;
+}
+
+// REQUIRES: IsPair(high, low).
+constexpr std::uint32_t Character(std::uint32_t high, std::uint32_t low) noexcept {
+    return 0x10000 + ((high & 0x3FF) << 10) + (low & 0x3FF);
+}
+
+// REQUIRES: NeedsPair(code).
+constexpr std::uint16_t High(std::uint32_t code) noexcept {
+    return static_cast<std::uint16_t>(0xD7C0 + (code >> 10));
+}
+constexpr std::uint16_t Low(std::uint32_t code) noexcept {
+    return static_cast<std::uint16_t>(0xDC00 + (code & 0x3FF));
+}
+
+} // namespace utf16
+
+#endif
