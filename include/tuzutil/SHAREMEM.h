@@ -28,9 +28,10 @@ class osSharedMemory;
 class TUZUTIL_API ipcSharedMemory {
 public:
     // Creates a block. Creation fails if the size is below 1, or beyond 32 bits (Size() is then 0), and if the name has
-    // more than 259 characters (260 with "Global\") or holds another "\" than that of "Local\" or "Global\". Names
-    // belong to the user's session, so "Local\x" is the same as "x". On Windows, a name that a lock has also fails.
-    // REQUIRES: the process does not fork while one of its threads creates, opens or destroys an object.
+    // more than 259 characters with its prefix (260 on some systems) or holds another "\" than that of "Local\" or
+    // "Global\". Names belong to the user's session, so "Local\x" is the same as "x". On Windows, a name that a lock
+    // has also fails. REQUIRES: the process does not fork while one of its threads creates, opens or destroys an
+    // object.
     ipcSharedMemory(char const *name, long size);
     explicit ipcSharedMemory(char const *name); // opens a block that exists
     ipcSharedMemory(ipcSharedMemory const &) = delete;
