@@ -21,7 +21,7 @@
 // Surprises:
 // - Which kinds can be combined depends on the operator and on the side.
 // - Call IsString() or IsWideString() before QueryString(); otherwise a number can become a pointer.
-// - Never send a void pointer to others: what reaches the stream is an address.
+// - A void pointer reaches a stream as an address: never accept one in data from others.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDATETIM.h"
