@@ -7,13 +7,13 @@
 //     class TFilter : public TFactory<TFilter> { // a kind of factory
 //     public:
 //         TFilter(TFactoryType const &type) : TFactory(type) {}
-//         virtual int Accepts(char const *line) { return TPureCall::Trap(); }
+//         virtual int Accepts(char const *) { return TPureCall::Trap(); }
 //         static TFactoryLoader<TFilter> *GetLoader() {
 //             static auto *const loader = new TFactoryLoader<TFilter>; // the factories of libraries need it to the end
 //             return loader;
 //         }
 //     };
-//     static TSpamFilter fsFilter("spam"); // in the library spamlib: a subclass that overrides Accepts()
+//     static TFilter fsFilter("spam"); // in the library spamlib, usually of a subclass that overrides Accepts()
 //     TFilter *filter = TFilter::GetLoader()->Find("spam[spamlib]"); // loads spamlib.dll; null if there is none
 //
 // Ownership:  A loader borrows its factories. They belong to their libraries, which stay loaded until the process ends.
