@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_BINSTRM_H
 #define TUZUTIL_BINSTRM_H
 
-// TiBinaryStream, ToBinaryStream, TBinaryStream: typed values on a byte stream, in host or network byte order.
+// TiBinaryStream, ToBinaryStream, TBinaryStream: move typed values over a byte stream, in host or network byte order.
 //
 // Example:
 //     std::stringstream bytes;
@@ -13,18 +13,17 @@
 //     if (!stream)
 //         std::cerr << "too short\n";
 //
-// Ownership:  adaptors without a buffer: the wrapped stream is borrowed and must live longer. A copy is a second
+// Ownership:  The wrapped stream is borrowed and must live longer. These adaptors have no buffer: a copy is a second
 //             adaptor on the same stream, with the same order.
-// Threads:    one thread at a time, as the wrapped stream.
-// Failures:   nothing is thrown but by the wrapped stream itself (see its exceptions()) and TOutOfMemory where there is
-//             no memory for a TString whose bytes have arrived; everything else shows in the wrapped stream's state.
-//             After a short read of a number the bytes that did not arrive are 0 in network order, unchanged in host
-//             order.
-// Surprises:  `long` is 4 bytes on every target; writing one that does not fit sets the fail bit and writes nothing. A
-//             long double is 8 bytes in host order and 10 in network order, so that both sides must use one order.
-//             Characters and zero-terminated text are *formatted*: width, fill and skipws apply, and text is written
-//             without a length; use put, get, read, write for exact bytes, TString for text that is to be read again.
-//             Reading an empty TString leaves the target as it was. State values are those of the standard library.
+// Threads:    One thread at a time may use a stream, as with the wrapped stream.
+// Failures:   They show in the state of the wrapped stream. Exceptions come only from that stream (see its
+//             exceptions()), and as TOutOfMemory if there is no memory for a TString whose bytes have arrived.
+// Surprises:
+// - `long` takes 4 bytes on every target. Writing one that does not fit sets the fail bit and writes nothing.
+// - A long double takes 8 bytes in host order and 10 in network order, so both sides must use the same order.
+// - Characters and zero-terminated text are *formatted*: width, fill and skipws apply, and no length is written. Use
+//   put, get, read and write for exact bytes, and TString for text that is to be read again.
+// - Reading an empty TString leaves the target as it was.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -38,8 +37,8 @@
 #include <ostream>
 #include <type_traits>
 
-// A value that is kept in network byte order, `filler` bytes in front; the streams move it as it is, in either order.
-// A long that 32 bits cannot hold becomes the nearest one that they can.
+// A value kept in network byte order after `filler` zero bytes. The streams move it unchanged, whatever their order is.
+// A long that does not fit in 32 bits becomes the nearest value that does.
 template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:
@@ -93,19 +92,20 @@ static_assert(sizeof(TNetworkInt) == 4 && sizeof(TNetworkUnsigned) == 4 && sizeo
 static_assert(sizeof(TNetworkUnsignedLong) == 4 && sizeof(TNetworkFloat) == 4);
 static_assert(sizeof(TNetworkDouble) == 8 && sizeof(TNetworkLongDouble) == 10);
 
-// VBinaryStreamBase: the byte order, and the state and format of the wrapped stream.
+// VBinaryStreamBase: holds the byte order and passes on the state and format of the wrapped stream.
 class TUZUTIL_API VBinaryStreamBase {
 public:
     explicit VBinaryStreamBase(std::ios &stream, int networkOrder = 0) noexcept
         : fIos(&stream), fOrder(networkOrder ? fsNetwork : 0) {}
 
-    // May change between any two values.
+    // The order may change between any two values.
     void NetworkOrder() noexcept { fOrder |= fsNetwork; }
     void HostOrder() noexcept { fOrder &= ~fsNetwork; }
     int IsNetworkOrder() const noexcept { return static_cast<int>(fOrder & fsNetwork); }
     int IsHostOrder() const noexcept { return IsNetworkOrder() ^ 1; }
 
-    // The wrapped stream's own members. `long` and `int` values are the standard library's format and state bits.
+    // These call the wrapped stream's members. `long` and `int` values are the standard library's format and state
+    // bits.
     std::ios_base::fmtflags flags() const { return fIos->flags(); }
     std::ios_base::fmtflags flags(long value) { return fIos->flags(Format(value)); }
     std::ios_base::fmtflags setf(long value) { return fIos->setf(Format(value)); }
@@ -127,7 +127,7 @@ public:
     bool fail() const { return fIos->fail(); }
     bool bad() const { return fIos->bad(); }
     bool good() const { return fIos->good(); }
-    void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // exactly this state
+    void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // sets exactly this state
 
 protected:
     std::ios &Ios() const noexcept { return *fIos; }
@@ -141,7 +141,8 @@ private:
     std::uint32_t fOrder; // bit 0: network order
 };
 
-// TiBinaryStream: values from an istream.
+// TiBinaryStream: reads values from an istream. If a number is cut short, the bytes that did not arrive are 0 in
+// network order and unchanged in host order.
 class TUZUTIL_API TiBinaryStream : public virtual VBinaryStreamBase {
 public:
     explicit TiBinaryStream(std::istream &stream, int networkOrder = 0) noexcept
@@ -151,7 +152,7 @@ public:
     TiBinaryStream &operator>>(unsigned short &value);
     TiBinaryStream &operator>>(int &value);
     TiBinaryStream &operator>>(unsigned int &value);
-    TiBinaryStream &operator>>(long &value); // sign-extended where a long has more than 4 bytes
+    TiBinaryStream &operator>>(long &value); // sign-extended if a long has more than 4 bytes
     TiBinaryStream &operator>>(unsigned long &value);
     TiBinaryStream &operator>>(float &value);
     TiBinaryStream &operator>>(double &value);
@@ -162,12 +163,12 @@ public:
         return *this;
     }
 
-    // Formatted: leading white space is skipped while skipws is set.
+    // These read formatted: they skip leading white space while skipws is set.
     TiBinaryStream &operator>>(char &value);
     TiBinaryStream &operator>>(signed char &value);
     TiBinaryStream &operator>>(unsigned char &value);
-    // A word: at most width() - 1 characters where a width is set, and never more than an array holds. A bare pointer
-    // without a width has no bound at all: never use it for data from others.
+    // Reads a word of at most width() - 1 characters if a width is set, and never more than the array holds. A bare
+    // pointer without a width has no bound at all: never use it for data from others.
     template <typename Char, std::size_t size, typename = std::enable_if_t<sizeof(Char) == 1>>
     TiBinaryStream &operator>>(Char (&text)[size]) {
         return ReadWord(reinterpret_cast<char *>(text), size);
@@ -184,15 +185,15 @@ public:
     TiBinaryStream &operator>>(std::ios_base &(*manipulator)(std::ios_base &));
     TiBinaryStream &operator>>(TiBinaryStream &(*manipulator)(TiBinaryStream &));
 
-    // The wrapped stream's own members.
+    // These call the wrapped stream's members.
     TiBinaryStream &read(char *bytes, int count);
     TiBinaryStream &read(signed char *bytes, int count);
     TiBinaryStream &read(unsigned char *bytes, int count);
-    int ipfx(int keepWhiteSpace = 0); // 1 when the stream is ready for input
+    int ipfx(int keepWhiteSpace = 0); // 1 if the stream is ready for input
     TiBinaryStream &seekg(std::streamoff position);
     TiBinaryStream &seekg(std::streamoff offset, std::ios_base::seekdir from);
     std::streamoff tellg();
-    // Up to `count` - 1 characters before the delimiter, which stays; an empty line is no failure.
+    // get() reads up to `count` - 1 characters and leaves the delimiter in the stream. An empty line is no failure.
     TiBinaryStream &get(char *text, int count, char delimiter = '\n');
     TiBinaryStream &getline(char *text, int count, char delimiter = '\n');
     TiBinaryStream &get(std::streambuf &to, char delimiter = '\n');
@@ -219,7 +220,7 @@ private:
     std::istream &Unformatted() noexcept;
 
     std::istream *fStream;
-    std::streamsize fCount = fsAskStream; // of our own last read, which the wrapped stream's gcount() does not know
+    std::streamsize fCount = fsAskStream; // bytes of our own last read, not counted by the wrapped stream
 };
 
 // ToBinaryStream: values to an ostream.
@@ -243,7 +244,8 @@ public:
         return *this;
     }
 
-    // Formatted: width and fill apply. Text goes up to its terminating zero; a null pointer writes nothing.
+    // These write formatted: width and fill apply. Text ends before its terminating zero; a null pointer writes
+    // nothing.
     ToBinaryStream &operator<<(char value);
     ToBinaryStream &operator<<(signed char value);
     ToBinaryStream &operator<<(unsigned char value);
@@ -256,12 +258,12 @@ public:
     ToBinaryStream &operator<<(std::ios_base &(*manipulator)(std::ios_base &));
     ToBinaryStream &operator<<(ToBinaryStream &(*manipulator)(ToBinaryStream &));
 
-    // The wrapped stream's own members.
+    // These call the wrapped stream's members.
     ToBinaryStream &write(char const *bytes, int count);
     ToBinaryStream &write(signed char const *bytes, int count);
     ToBinaryStream &write(unsigned char const *bytes, int count);
-    int opfx();  // 1 when the stream is ready for output; flushes the tied stream
-    void osfx(); // flushes a stream whose unitbuf is set
+    int opfx();  // flushes the tied stream; returns 1 if the stream is ready for output
+    void osfx(); // flushes the stream if its unitbuf is set
     ToBinaryStream &flush();
     ToBinaryStream &seekp(std::streamoff position);
     ToBinaryStream &seekp(std::streamoff offset, std::ios_base::seekdir from);
@@ -280,7 +282,7 @@ private:
     std::ostream *fStream;
 };
 
-// TBinaryStream: values to and from an iostream.
+// TBinaryStream: writes values to an iostream and reads them from it.
 class TUZUTIL_API TBinaryStream : public TiBinaryStream, public ToBinaryStream {
 public:
     explicit TBinaryStream(std::iostream &stream, int networkOrder = 0) noexcept
@@ -288,10 +290,12 @@ public:
           ToBinaryStream(stream, networkOrder) {}
 };
 
-// A TString: its length in bytes, a reserved 0, both as unsigned long, then the bytes. Flags are not written.
+// Writes a TString as its length in bytes and a reserved 0, both as unsigned long, and then its bytes. Flags are not
+// written.
 TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
-// Memory is taken as bytes arrive, whatever length is announced; after a short read the text is what did arrive. The
-// target gets a buffer of its own, without flags; it is left alone where the length is 0 or cannot be read.
+// Reads a TString. Memory is allocated only as bytes arrive, whatever length is announced. After a short read the text
+// is what did arrive. The target gets a buffer of its own, without flags; it stays unchanged if the length is 0 or
+// cannot be read.
 TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
 
 #endif

@@ -11,13 +11,15 @@
 //     for (TString *name = cursor.Element(); name; name = cursor.Next())
 //         std::cout << *name << '\n'; // in the order of insertion
 //
-// Ownership:  a set deletes its elements in its destructor, not in Remove(). A sparse array deletes a value that is
-//             replaced or removed. TElemPointer holds an object without owning it.
-// Threads:    none: the owner of a collection guards it.
-// Failures:   TOutOfMemory where there is no memory for a link or an entry; TInvalidParameter "Index beyond 32 bits"
-//             from Set(), which changes nothing then. Unknown elements and positions answer null or change nothing.
-// Surprises:  positions are 0-based. Add(element, position) is irregular, see there. DeleteSet() leaves the count as it
-//             is. A null value is an entry like any other when it is new, and removes one that is there.
+// Ownership:  A set deletes its elements in its destructor, not in Remove(). A sparse array deletes a value that is
+//             replaced or removed. TElemPointer refers to an object without owning it.
+// Threads:    Collections take no lock. REQUIRES: the owner of a collection guards it.
+// Failures:   TOutOfMemory if there is no memory for a link or an entry; TInvalidParameter "Index beyond 32 bits" from
+//             Set(), which then changes nothing. Unknown elements and positions yield null or change nothing.
+// Surprises:
+// - Positions are 0-based. Add(element, position) behaves irregularly, see there.
+// - DeleteSet() leaves the count as it is.
+// - Setting a null value makes an entry if the index has none, and removes the entry if it has one.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/PURETRAP.h"
@@ -27,7 +29,7 @@
 #include <type_traits>
 #include <utility>
 
-// The list below the typed sets: untyped pointers in the order of insertion.
+// The base of the typed sets: a list of untyped pointers in the order of insertion.
 class TUZUTIL_API TBaseSetOf {
 public:
     class Cursor;
@@ -36,11 +38,11 @@ public:
     TBaseSetOf &operator=(TBaseSetOf const &) = delete;
     virtual ~TBaseSetOf(); // deletes the links, not the elements
 
-    void Add(void *element); // at the end; one pointer may be added several times
-    // At or behind the end, and at position 0: appends. At any other position the new link becomes the first, and the
-    // last as well, so that the chain is circular; the count grows by 2. Cursors stop where they would begin again.
+    void Add(void *element); // appends; one pointer may be added several times
+    // Appends if the position is 0, the count, or more. At any other position the new link becomes both the first and
+    // the last, which makes the chain circular, and the count grows by 2. Cursors stop before they would begin again.
     void Add(void *element, unsigned long position);
-    void Remove(void *element); // the first link that holds the pointer; the element is not destroyed
+    void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
     void *Find(unsigned long index) const noexcept;
     unsigned long GetNumberElements() const noexcept { return fCount; }
 
@@ -49,7 +51,7 @@ protected:
 
     // Deletes elements and links. The count stays as it is.
     void DeleteSet();
-    // Pure: destroys one element.
+    // Destroys one element. Subclasses must override it; the base's version ends in TPureCall::Trap().
     virtual void DeleteElement(void *element);
 
 private:
@@ -64,15 +66,15 @@ private:
     std::uint32_t fCount = 0;
     TElement *fFirst = nullptr;
     TElement *fLast = nullptr;
-    TElement *fDetached = nullptr; // links that an insertion into a circular chain has cut off
+    TElement *fDetached = nullptr; // the links that an insertion into a circular chain cut off
 };
 
-// A place in a set. The link on which it stands must not be removed.
+// A place in a set. REQUIRES: nobody removes the link at which the cursor is.
 class TUZUTIL_API TBaseSetOf::Cursor {
 public:
-    void *Element() const noexcept; // null behind the last
+    void *Element() const noexcept; // null after the last
     void *Next() noexcept;
-    bool IsAtEnd() const noexcept { return !fLink; } // behind the last: tells it from a null element
+    bool IsAtEnd() const noexcept { return !fLink; } // tells the end from a null element
 
 protected:
     explicit Cursor(TBaseSetOf const &set) noexcept : fSet(&set), fLink(set.GetFirst()) {}
@@ -90,7 +92,7 @@ public:
     ~TSetOf() override { DeleteSet(); }
 
     void Add(T *element) { TBaseSetOf::Add(element); }
-    // Takes the element over once it stands in the set, and deletes it where there is no memory for that.
+    // Takes ownership of the element. If there is no memory for the link, deletes the element and throws TOutOfMemory.
     void Add(std::unique_ptr<T> element) {
         TBaseSetOf::Add(element.get());
         element.release();
@@ -111,12 +113,12 @@ protected:
     void DeleteElement(void *element) override { delete static_cast<T *>(element); }
 };
 
-// A list whose elements are found by a key: an element offers Key(), keys are compared with IsEqual, or with == where
-// they have no IsEqual.
+// A list that finds its elements by a key. An element offers Key(). Keys are compared with IsEqual, or with == if they
+// have no IsEqual.
 template <typename T, typename K>
 class TKeySetOf : public TSetOf<T> {
 public:
-    // The first element with that key in the order of insertion, or null. A null element has no key.
+    // Returns the first element with that key in the order of insertion, or null. Null elements have no key.
     T *FindKey(K const &key) const {
         for (typename TSetOf<T>::Cursor cursor(*this); !cursor.IsAtEnd(); cursor.Next()) {
             T *const element = cursor.Element();
@@ -171,7 +173,7 @@ private:
     }
 };
 
-// An element that stands for an object it does not own.
+// An element that refers to an object without owning it.
 template <typename T>
 class TElemPointer {
 public:
@@ -184,7 +186,7 @@ private:
     T *fTarget;
 };
 
-// The array below the typed sparse arrays: values in the order of their indexes.
+// The base of the typed sparse arrays: untyped values in the order of their indexes.
 class TUZUTIL_API TBaseSparseArrayOf {
 public:
     TBaseSparseArrayOf(TBaseSparseArrayOf const &) = delete;
@@ -199,13 +201,13 @@ protected:
     void Set(unsigned long index, void *value);
     void *Find(unsigned long index) const noexcept;
     void *FindIndex(unsigned long position, unsigned long &index) const noexcept;
-    // The entry and its position; if there is none, null and the position where it would stand.
+    // Returns the entry and stores its position; if there is none, returns null and stores where it would be inserted.
     TSparseArrayElement *FindEntry(unsigned long index, unsigned long &position) const noexcept;
     unsigned long QueryHighestIndex() const noexcept;
     unsigned long QueryCount() const noexcept { return fCount; }
     unsigned long QueryCapacity() const noexcept { return fCapacity; }
     void DeleteArray();
-    // Pure: destroys one value, which may be null.
+    // Destroys one value, which may be null. Subclasses must override it; the base's version ends in TPureCall::Trap().
     virtual void DeleteElement(void *value);
 
 private:
@@ -219,24 +221,25 @@ private:
     TSparseArrayElement **fEntries = nullptr;
 };
 
-// Values of one type by their indexes; the array owns them.
+// An array that owns values of one type and finds them by their indexes.
 template <typename T>
 class TSparseArrayOf : public TBaseSparseArrayOf {
 public:
     TSparseArrayOf() noexcept = default;
     ~TSparseArrayOf() override { DeleteArray(); }
 
-    // A value replaces another, which is deleted. Null removes the entry that is there, or else makes one.
+    // A value replaces and deletes the one at this index. Null removes the entry at this index, or makes a null entry
+    // if there is none.
     void Set(unsigned long index, T *value) { TBaseSparseArrayOf::Set(index, value); }
     T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSparseArrayOf::Find(index)); }
-    // By position in the order of indexes: null beyond the last, otherwise the value, and its index is stored.
+    // Returns the value at that position in the order of indexes, and stores its index; null after the last.
     T *FindIndex(unsigned long position, unsigned long &index) const noexcept {
         return static_cast<T *>(TBaseSparseArrayOf::FindIndex(position, index));
     }
     using TBaseSparseArrayOf::DeleteArray;
     using TBaseSparseArrayOf::QueryCapacity;
     using TBaseSparseArrayOf::QueryCount;
-    using TBaseSparseArrayOf::QueryHighestIndex; // 0 when empty
+    using TBaseSparseArrayOf::QueryHighestIndex; // 0 if the array is empty
 
 protected:
     void DeleteElement(void *value) override { delete static_cast<T *>(value); }

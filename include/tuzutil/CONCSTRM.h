@@ -11,17 +11,16 @@
 //     std::ostringstream all;
 //     all << message.rdbuf(); // "Subject: x\r\n" "\n" "Hello\r\n"
 //
-// Ownership:  the list of sources is copied, the sources are borrowed and outlive the stream.
-// Threads:    one thread at a time.
-// Failures:   the stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
+// Ownership:  The stream copies the list of sources. The sources are borrowed and must outlive the stream.
+// Threads:    One thread at a time may use a stream.
+// Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
 //             writing meets the end of file. An exception that a source lets through passes on.
-// Surprises:  of a last line that a source does not end with LF nothing is delivered; or, if it is longer than a
-//             piece, its whole pieces, with what the next source begins with right behind them. An empty line stays a
-//             bare LF, a line that ends in CR LF is not doubled. SetWholeLines() delivers every line whole, with its
-//             line end. A piece is at most the buffer size less 13 bytes, and its line end. Ten characters, whichever,
-//             can be put back before a fresh piece, and unget() steps back over the last ten that were read. A source
-//             that cannot be read is told by its bad(), and ends the whole: what it gave of its last line is
-//             delivered.
+// Surprises:
+// - If a source does not end its last line with LF, that line is lost, unless SetWholeLines() is on. Of a line longer
+//   than a piece only the whole pieces are delivered, and the next source follows them directly.
+// - An empty line stays a bare LF unless SetWholeLines() is on. A line that ends in CR LF is not changed.
+// - A source that sets its bad bit ends the whole stream; what it gave of its last line is delivered.
+// - Up to ten characters of any value can be put back before a new piece, and unget() steps back over the last ten.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -31,21 +30,25 @@
 #include <memory>
 #include <vector>
 
+// The buffer of TiConcatStream. It delivers lines in pieces of at most the buffer size less 13 bytes, plus the line
+// end.
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
 public:
+    // A `crLf` other than 0 turns LF line ends into CR LF. The buffer size is at least 14 bytes and at most 1 GiB.
     TConcatStreamBuf(int crLf, std::istream &source);
-    TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source); // at least 14, at most 1 GiB
+    TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source);
     TConcatStreamBuf(int crLf, std::istream &first, std::istream &second);
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &first, std::istream &second);
     TConcatStreamBuf(int crLf, std::istream **sources, unsigned long count);
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TConcatStreamBuf() override;
 
-    // Not 0: a last line that a source does not end gets its line end, and with CR LF an empty line is CR LF too.
+    // If not 0, every line is delivered whole: a last line that its source does not end gets a line end, and with CR LF
+    // an empty line becomes CR LF too.
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
 protected:
-    int doallocate() override; // -1 where no memory can be had
+    int doallocate() override; // -1 if there is no memory
     int_type pbackfail(int_type c) override;
 
 private:
@@ -62,7 +65,7 @@ private:
     std::unique_ptr<char[]> fStorage;
     bool fCrLf;
     bool fWholeLines = false;
-    char fLast = '\n';         // the byte delivered last
+    char fLast = '\n';         // the last byte delivered
     std::size_t fGathered = 0; // bytes of a piece that an exception of a source interrupted
 };
 

@@ -8,18 +8,20 @@
 //     TString challenge("<1896.697170952@postoffice.reston.mci.net>");
 //     TString digest = CalculateCramMD5::Calc(secret, challenge); // "b913a602c7eda7a495b4e6e7334d3890"
 //
-// Ownership:  arguments are only read; the result is a new string. Copies of the secret made on the way are zeroed.
-// Threads:    any; there is no shared state.
-// Failures:   TOutOfMemory where there is no memory for the result.
-// Surprises:  the challenge is passed decoded from Base64, and the user name in front of the digest is the caller's.
-//             A secret of more than 64 bytes is reduced to the MD5 of its bytes before the first zero byte.
+// Ownership:  Calc() only reads its arguments and returns a new string. It zeroes the copies of the secret that it
+//             makes.
+// Threads:    Any thread may call it; there is no shared state.
+// Failures:   TOutOfMemory if there is no memory for the result.
+// Surprises:
+// - The caller decodes the challenge from Base64 first, and puts the user name before the digest afterwards.
+// - A secret of more than 64 bytes is reduced to the MD5 of its bytes before the first zero byte.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
 class TUZUTIL_API CalculateCramMD5 {
 public:
-    // HMAC-MD5 of the challenge under the secret, as 32 lower-case hexadecimal digits.
+    // Returns the HMAC-MD5 of the challenge, keyed with the secret, as 32 lower-case hexadecimal digits.
     static TString Calc(TString secret, TString challenge);
 };
 

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_DIRECTRY_H
 #define TUZUTIL_DIRECTRY_H
 
-// TDirectory: lists the entries of a directory; makes directories and whole trees of them.
+// TDirectory: lists the entries of a directory, and makes directories and whole trees of them.
 //
 // Example:
 //     TDirectory::MakeTree("C:\\mail\\users\\anna");
@@ -9,17 +9,18 @@
 //     int isDirectory;
 //     TString name;
 //     for (TString path = folder.FindFirst(&isDirectory, &name); path; path = folder.FindNext(&isDirectory, &name))
-//         std::cout << name << (isDirectory ? "\\" : "") << '\n'; // anna, with a backslash behind it
+//         std::cout << name << (isDirectory ? "\\" : "") << '\n'; // anna, followed by a backslash
 //
-// Ownership:  copies share the enumeration; the first that is destroyed ends it for all.
-// Threads:    one at a time for a directory and its copies; separate objects are independent.
-// Failures:   null strings where nothing is found; results other than 0 where no directory was made. Reasons are traced
-//             in the category Directory: level 4, level 8 where the system refuses a directory.
-// Surprises:  without a place for isDirectory only files are listed. A file of the name counts as a directory made.
-//             On Linux, entries with a backslash in their names are left out, and traced at level 8: the name would be
-//             that of another file. The system's own functions reach them.
-//             MakeTree() makes no parent whose only separator is its first one, so "a\b" needs "a"; and it says
-//             "Created directory" also where a parent failed. The order of entries is the system's.
+// Ownership:  Copies share the enumeration; the first copy that is destroyed ends it for all.
+// Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
+// Failures:   A null string means that nothing was found, a result other than 0 that no directory was made. The reason
+//             is traced in the category Directory at level 4, or at level 8 if the system refuses to make a directory.
+// Surprises:
+// - FindFirst() and FindNext() list only files unless the caller passes a place for isDirectory.
+// - The system decides in which order entries come.
+// - On Linux, an entry whose name holds a backslash is left out and traced at level 8, because its name would denote
+//   another file. The system's own functions reach it.
+// - MakeDir() succeeds if a file of that name exists.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -29,19 +30,24 @@
 class TUZUTIL_API TDirectory {
 public:
     TDirectory(char const *path) : fPath(path) {}
-    // The other's path and its enumeration. What the left side of an assignment had open is closed.
+    // Copies share the path and the enumeration of the other. An assignment first closes the enumeration of the left
+    // side.
     TDirectory(TDirectory const &other) noexcept = default;
     TDirectory &operator=(TDirectory const &other);
     ~TDirectory();
 
-    // The full path of the first or next entry, or null. Where a pointer is given: 1 for a directory, 0 for a file;
-    // the name without its path, null at the end. "." and ".." are left out.
+    // Return the full path of the first or next entry, null at the end; "." and ".." are left out. If the pointers are
+    // given, they store 1 for a directory or 0 for a file in `*isDirectory`, and the name without its path in `*name`,
+    // null at the end.
     TString FindFirst(int *isDirectory = nullptr, TString *name = nullptr);
     TString FindNext(int *isDirectory = nullptr, TString *name = nullptr);
 
-    static TString Combine(TString const &first, TString const &second); // with a separator between them, always
-    static int MakeDir(TString const &path);                             // 0 when it exists afterwards, 1 on failure
-    static int MakeTree(TString const &path); // 0; 1 or 2 on failure, 2 where there is no parent to make
+    static TString Combine(TString const &first, TString const &second); // always puts a separator between them
+    static int MakeDir(TString const &path);                             // 0 if it exists afterwards, 1 on failure
+    // Makes the directory and its missing parents. Returns 0, or 1 on failure, or 2 if there is no parent to make. It
+    // makes no parent whose only separator is its first one, so "a\b" needs "a". It traces "Created directory" also if
+    // a parent could not be made.
+    static int MakeTree(TString const &path);
 
     static TString const fsSeparator; // a backslash
 

@@ -9,7 +9,6 @@
 //     ToDotByteStream out(connection);
 //     out << "a\r\n.b\r\n";
 //     out.WriteTermination();       // the connection has "a\r\n..b\r\n.\r\n"
-//
 //     std::istringstream answer("a\r\n..b\r\n.\r\nX");
 //     TiDotByteStream in(answer);
 //     std::string line;
@@ -17,23 +16,13 @@
 //         std::cout << line << '\n';
 //     char next = static_cast<char>(answer.get()); // 'X'
 //
-// Ownership:  source and sink are borrowed and outlive the stream.
-// Threads:    one reader or writer at a time; Cancel() from any thread.
-// Failures:   TDotByteError "Cancel" from the next read after Cancel(); TDotByteLinesException "Lines" from the write
-//             or flush that passes the last allowed line on, after the end line was sent. Both reach the caller of
-//             this stream with their own type; where another stream does the reading or writing (out << in.rdbuf(), a
-//             stream that is tied to this one) it is that stream which goes bad. A failing source or sink shows in
-//             its own state; one that is no longer good gets the fail bit instead of bytes.
-// Surprises:  reading ends a line at CR LF only, writing at any LF, so that no other end-of-data is ever taken or made
-//             by mistake: "a\n.b" comes back as "a\n..b". A bare CR passes both ways as it is; a caller whose bodies
-//             are not its own makes line ends of it, for others may take it for one. At the end of a body that was
-//             whole, source.good() is true; false: the body was cut, with whatever was read of it. WriteTermination()
-//             after an unfinished line makes ".\r\n" part of that line, and the other side waits on: the caller ends
-//             the last line, and gives a sink that changes no line ends (std::ios::binary). std::getline() into a
-//             std::string takes a line of any length: where others write them, read with a bound. The destructor
-//             neither flushes nor ends the body. An empty line for the lines limit is one below 3 bytes: "x\n" also
-//             counts. A source that ended at the start of a line, and goes on after a clear(), goes on inside that
-//             line. With std::unitbuf set while bytes wait, "Lines" comes with the next write.
+// Ownership:  Source and sink are borrowed and must outlive the stream.
+// Threads:    One reader or writer at a time; any thread may call Cancel().
+// Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" reach the caller of this stream, see
+//             TDotByteStreamBuf. A failing source or sink shows in its own state.
+// Surprises:
+// - Reading ends a line at CR LF only, but writing at any LF, so that "a\n.b" comes back as "a\n..b".
+// - The destructor neither flushes nor ends the body. See the member functions for what they require.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
@@ -48,18 +37,36 @@
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteError, TAccessError);
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 
+// The buffer of the dot-byte streams.
+//
+// Line ends. Because reading takes only CR LF and writing takes any LF, no other end of the data is ever accepted or
+// produced by mistake. A bare CR passes unchanged in both directions. Others may take it for a line end, so a caller
+// that passes on bodies of others should turn it into one. std::getline() into a std::string takes a line of any
+// length: if others write the lines, read with a bound.
+//
+// End of the body. If the body was complete, source.good() is true at its end; if it is false, the body was cut short
+// after what was read. If a source ends at the start of a line and goes on after a clear(), reading continues as if
+// inside that line.
+//
+// Failures. A read after Cancel() throws TDotByteError "Cancel". If a limit of lines is set, the write or flush that
+// passes on the last allowed line ends the body and then throws TDotByteLinesException "Lines"; if std::unitbuf is set
+// while bytes wait, the next write throws it. If another stream does the reading or writing (out << in.rdbuf(), or a
+// stream tied to this one), that stream goes bad instead. A sink that is no longer good gets the fail bit and no bytes.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
     explicit TDotByteStreamBuf(std::ostream &sink);
-    // Stops after the header, the first empty line and that many lines more: ends the body and throws.
+    // Passes on the header, the first empty line and that many more lines, then ends the body and throws "Lines". A
+    // line of less than 3 bytes counts as empty, so "x\n" does too.
     TDotByteStreamBuf(std::ostream &sink, unsigned long lines);
     explicit TDotByteStreamBuf(std::iostream &stream);
     ~TDotByteStreamBuf() override;
 
-    int ReadToTermination(); // drops everything up to and with the end line, or up to the end of the source; 0
-    // Writes what waits and the end line, and flushes the sink. 0, or -1 if the body was ended before or the sink
-    // failed.
+    // Discards everything through the end line, or to the end of the source. Returns 0.
+    int ReadToTermination();
+    // Writes the bytes that wait and the end line, and flushes the sink. Returns 0, or -1 if the body has already been
+    // ended or if the sink failed. REQUIRES: the caller has ended the last line; otherwise ".\r\n" becomes part of it,
+    // and the other side keeps waiting. The sink must not change line ends (open files with std::ios::binary).
     int WriteTermination();
     void Cancel() noexcept { fCancel.store(1); } // the next read throws
 
@@ -71,9 +78,9 @@ protected:
 private:
     enum class State {
         terminated,  // the end line was read or written
-        atLineStart, // seen: nothing, or CR LF; LF alone is enough on the writing side
-        insideLine,  // seen: something else
-        afterCr      // seen: CR last; reading only, as for writing any LF ends the line
+        atLineStart, // nothing came yet, or CR LF came last (writing: any LF)
+        insideLine,  // something else came last
+        afterCr      // CR came last; only reading uses this state
     };
 
     TDotByteStreamBuf(std::istream *source, std::ostream *sink, std::uint32_t size);
@@ -100,7 +107,7 @@ private:
     bool fLinesLimited = false;
     bool fInBody = false; // an empty line was written
     std::uint32_t fLinesLeft = 0;
-    std::uint64_t fLineLength = 0; // bytes written of the line under way
+    std::uint64_t fLineLength = 0; // bytes written of the current line
     std::size_t fGathered = 0;     // bytes of a piece that an exception of the source interrupted
 };
 

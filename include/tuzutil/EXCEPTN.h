@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_EXCEPTN_H
 #define TUZUTIL_EXCEPTN_H
 
-// TException: the root of everything that the library throws: texts, an ID, a severity, a group and locations.
+// TException: the root of everything that the library throws, with texts, an ID, a severity, a group and locations.
 //
 // Example:
 //     try {
@@ -12,14 +12,16 @@
 //         problem.Throw(); // as the class that it is
 //     }
 //
-// Ownership:  thrown by value. Texts are TStrings; the group and the texts of locations are borrowed and must be
-//             static.
-// Threads:    an exception belongs to the thread that threw it; pass its texts to another thread, not the object.
-// Failures:   members never throw, except Throw(): an index out of range yields null, and a text for which there is no
-//             memory becomes null. The library's TOutOfMemory takes its text from static memory, so that it always has one.
-// Surprises:  text(0) is the newest text, locationAtIndex(0) the oldest location. A sixth text or location does not
-//             shift the whole list: see appendText(). There is no std::exception base. A program that catches none of
-//             them ends, after a line on standard error with the name and the text.
+// Ownership:  Exceptions are thrown by value. Texts are TStrings. The group and the texts of locations are borrowed and
+//             must be static.
+// Threads:    An exception belongs to the thread that threw it. Pass its texts to another thread, not the object.
+// Failures:   No member throws, except Throw(). An index out of range yields null, and a text for which there is no
+//             memory becomes null. The library's TOutOfMemory takes its text from static memory, so it always has one.
+// Surprises:
+// - text(0) is the newest text, but locationAtIndex(0) is the oldest location.
+// - A sixth text or location does not shift the whole list, see appendText().
+// - TException does not derive from std::exception. If a program catches none of these exceptions, it ends after
+//   writing the name and the text to standard error.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -54,7 +56,7 @@ public:
     virtual ~TException();
     [[noreturn]] virtual void Throw(); // throws a copy, of the object's own class
     virtual int isRecoverable() const noexcept;
-    virtual TException &addLocation(TExceptionLocation const &location) noexcept; // at five: as appendText()
+    virtual TException &addLocation(TExceptionLocation const &location) noexcept; // a sixth: see appendText()
     virtual char const *name() const noexcept;                                    // the name of the class
     virtual TException &logExceptionData();                                       // does nothing; for subclasses
     virtual void terminate();                                                     // does nothing; for subclasses
@@ -66,16 +68,16 @@ public:
     char const *errorCodeGroup() const noexcept { return fGroup; }
 
     TException &setText(char const *text) noexcept; // the only text from now on
-    // Adds a text. With five present, the first three take their successors' values, the fourth stays (and so stands
-    // twice), and the fifth becomes the new text.
+    // Adds a text. If there are five already, each of the first three takes the value of the one after it, the fourth
+    // stays (so its value is there twice), and the fifth becomes the new text.
     TException &appendText(char const *text) noexcept;
     unsigned long textCount() const noexcept { return fTextCount; }
-    char const *text(unsigned long index) const noexcept; // 0 is the newest; null beyond textCount()-1
+    char const *text(unsigned long index) const noexcept; // 0: the newest; null beyond textCount()-1
 
     unsigned long locationCount() const noexcept { return fLocationCount; }
-    TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0 is the oldest; null beyond
+    TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0: the oldest; null beyond
 
-    // Tests whether level "xc" is traced in the category and fetches the text if so; writes no record.
+    // Fetches the text if level "xc" is traced in the category. Writes no record.
     TException &Trace(TTrace::Category const &category) noexcept;
     TException &TraceRethrow(TTrace::Category const &category) noexcept { return Trace(category); }
 
@@ -128,7 +130,7 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfMemory, TResourceExhausted);
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfSystemResource, TResourceExhausted);
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfWindowResource, TResourceExhausted);
 
-// TCrtMsg: holds an error number of the run-time library; -1 where none was given.
+// TCrtMsg: holds an error number of the run-time library, or -1 if none was given.
 class TUZUTIL_API TCrtMsg {
 public:
     TCrtMsg() noexcept = default;
@@ -138,7 +140,7 @@ public:
     void Write(char const *) const noexcept {} // does nothing
 
 private:
-    [[maybe_unused]] std::int32_t fNumber = -1; // held, and read by nobody
+    [[maybe_unused]] std::int32_t fNumber = -1; // nobody reads it
 };
 
 #endif

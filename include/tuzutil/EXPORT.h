@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_EXPORT_H
 #define TUZUTIL_EXPORT_H
 
-// EXPORT.h: the mark of everything that the library exports.
+// EXPORT.h: defines TUZUTIL_API, which marks everything that the library exports.
 //
-// The build of the library defines `tuzutil_EXPORTS`; a program that uses it defines nothing.
+// The build of the library defines `tuzutil_EXPORTS`. A program that uses the library defines nothing.
 
 #if defined(_WIN32)
 #if defined(tuzutil_EXPORTS)

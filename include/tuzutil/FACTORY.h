@@ -1,34 +1,27 @@
 #ifndef TUZUTIL_FACTORY_H
 #define TUZUTIL_FACTORY_H
 
-// TFactoryType, TFactory, TFactoryLoader: factory objects that are found by name, and whose libraries are loaded when
-// they are first asked for.
+// TFactoryType, TFactory, TFactoryLoader: find factory objects by name, and load their libraries on first use.
 //
 // Example:
 //     class TFilter : public TFactory<TFilter> { // a kind of factory
 //     public:
 //         TFilter(TFactoryType const &type) : TFactory(type) {}
-//         virtual int Accepts(char const *line) { return TPureCall::Trap(); }
+//         virtual int Accepts(char const *) { return TPureCall::Trap(); }
 //         static TFactoryLoader<TFilter> *GetLoader() {
 //             static auto *const loader = new TFactoryLoader<TFilter>; // the factories of libraries need it to the end
 //             return loader;
 //         }
 //     };
-//     static TSpamFilter fsFilter("spam"); // in the library spamlib: a subclass that overrides Accepts()
-//
+//     static TFilter fsFilter("spam"); // in the library spamlib, usually of a subclass that overrides Accepts()
 //     TFilter *filter = TFilter::GetLoader()->Find("spam[spamlib]"); // loads spamlib.dll; null if there is none
 //
-// Ownership:  a loader borrows its factories; they belong to their libraries, which stay loaded for good.
-// Threads:    a loader may be used by any thread. Lookups of types that are not there take turns, as they load; those
-// of
-//             others wait for nobody. A static object of a library that somebody else loads must not look for a type
-//             that is not there. The list of directories has a lock of its own.
-// Failures:   TInvalidRequest: "Already defined", "No dll name found", "Singleton Object". What a factory's constructor
-//             throws while a loader loads its library comes out of Find() or LoadDll() afterwards; the factory is not
-//             registered then. A library that cannot be loaded is traced at level 8, and Find() answers null.
-// Surprises:  names are compared whatever their letter case; the library's name is not compared. "x[]" has no library
-//             name, "x" and "x[y" have the library "x". LoadDll() of a type always answers 0. Constructors of static
-//             objects in a library must throw nothing else: no exception can cross the system's loader.
+// Ownership:  A loader borrows its factories. They belong to their libraries, which stay loaded until the process ends.
+// Threads:    Any thread may use a loader. Lookups that load a library take turns; other lookups never wait for them.
+// Failures:   TInvalidRequest: "Already defined", "No dll name found", "Singleton Object". If a library cannot be
+//             loaded, a trace entry at level 8 says so, and Find() returns null.
+// Surprises:
+// - Types are compared by name, ignoring letter case; the name of the library does not count.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -37,18 +30,21 @@
 
 #include <memory>
 
+// The name of a factory and of its library.
 class TUZUTIL_API TFactoryType {
 public:
-    TFactoryType(char const *text); // "name[library]", or "name" for both; null: both empty
+    // Takes "name[library]", or "name" for both. "x[]" has no library, "x[y" has the library "x". Null makes both names
+    // empty.
+    TFactoryType(char const *text);
     TFactoryType(TString const &text);
-    // Copies have texts of their own: a type is used by many threads, a string by one.
+    // A copy has texts of its own, because many threads use one type, but one thread at a time uses a string.
     TFactoryType(TFactoryType const &other);
     TFactoryType &operator=(TFactoryType const &other);
 
     TString const &QueryName() const noexcept { return fName; }
     TString const &QueryDllName() const noexcept { return fDllName; }
 
-    // By name, whatever the letter case.
+    // These compare the names and ignore letter case.
     bool operator==(TFactoryType const &other) const noexcept;
     bool operator<(TFactoryType const &other) const noexcept;
     int IsEqual(TFactoryType const &other) const noexcept { return *this == other; }
@@ -60,29 +56,38 @@ private:
 
 class TFactoryLoaderSet;
 
+// The loader without the type of its factories. A lookup takes the registry's lock for a moment; a lookup that has to
+// load also holds the loading lock.
+//
+// REQUIRES: if a library is loaded by other means than a loader, its static objects do not look for a type that is not
+// registered. The constructor of a static object in a library throws nothing, because no exception can cross the
+// system's loader; a factory's own exception is kept, see Register().
 class TUZUTIL_API TFactoryLoaderBase {
 public:
     TFactoryLoaderBase(TFactoryLoaderBase const &) = delete;
     TFactoryLoaderBase &operator=(TFactoryLoaderBase const &) = delete;
     virtual ~TFactoryLoaderBase();
 
-    void Add(TFactoryType const &type, void *factory); // throws "Already defined"
-    void Remove(TFactoryType const &type);             // nothing where there is none
-    void *Find(TFactoryType const &type);              // loads the type's library if need be; null if that was no help
-    void *Find(unsigned long index);                   // in the order of registration, from 0; null behind the last
+    void Add(TFactoryType const &type, void *factory); // throws "Already defined" if the name is taken
+    void Remove(TFactoryType const &type);             // does nothing if there is no such type
+    // Returns the factory of that name. If there is none, loads the type's library and looks again; then returns the
+    // factory, or null. Throws what the constructor of a factory threw while the library was loaded.
+    void *Find(TFactoryType const &type);
+    void *Find(unsigned long index); // in the order of registration, from 0; null after the last
 
-    // Along the list of directories, then by the plain name where the system looks for libraries, which is also the
-    // program's own directory. Always 0.
+    // Looks for the type's library in the list of directories, and then, by its plain name, in the places where the
+    // system looks for libraries, among them the program's own directory. Always returns 0.
     int LoadDll(TFactoryType const &type);
-    // ".dll" is added unless the name ends so; where libraries have other names here, those are tried next. 0, or 1
-    // where no library was loaded.
+    // Adds ".dll" unless the name ends in it. If libraries have other names on this system, tries those next. Returns
+    // 0, or 1 if no library was loaded.
     int LoadDll(char const *name);
 
-    static void AddLibpath(char const *directory); // will be searched first
-    static TString &fsLibpath;                     // directories, each with ";" behind it; empty at first
+    // Puts the directory before the others in the list. The list has a lock of its own.
+    static void AddLibpath(char const *directory);
+    static TString &fsLibpath; // directories, each followed by ";"; empty at first
 
-    // For a factory that registers itself: as Add(), but what would be thrown while a library is being loaded is kept
-    // for the one who loads it. Whether the factory is registered.
+    // Does what Add() does, for a factory that registers itself. While a library is being loaded, an exception is kept
+    // and thrown by the Find() or LoadDll() that loads it. Returns whether the factory is registered.
     bool Register(TFactoryType const &type, void *factory);
 
 protected:
@@ -102,7 +107,7 @@ private:
 template <typename T>
 class TFactory;
 
-// The loader of factories of class T.
+// The loader of the factories of class T.
 template <typename T>
 class TFactoryLoader : public TFactoryLoaderBase {
 public:
@@ -116,11 +121,11 @@ public:
     T *Find(unsigned long index) { return Whole(TFactoryLoaderBase::Find(index)); }
 
 private:
-    // A factory registers itself by its base, before it is a T.
+    // A factory registers the address of its base, because it is not a T yet.
     static T *Whole(void *factory) { return static_cast<T *>(static_cast<TFactory<T> *>(factory)); }
 };
 
-// The base of a factory class T, which has a static GetLoader().
+// The base of a factory class T. REQUIRES: T has a static GetLoader().
 template <typename T>
 class TFactory {
 public:

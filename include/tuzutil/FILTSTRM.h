@@ -1,19 +1,14 @@
 #ifndef TUZUTIL_FILTSTRM_H
 #define TUZUTIL_FILTSTRM_H
 
-// TFilterStreamBuf: what the buffers that stand in front of another stream share: the put area and how it is passed on,
-// and exceptions that reach the stream's caller. A base for such buffers, not for use by itself.
+// TFilterStreamBuf: a base for buffers that pass bytes on to another stream. It is not for use by itself.
 //
 // Example:
 //     class TCapitalsBuf : public TFilterStreamBuf {
 //     public:
 //         explicit TCapitalsBuf(std::ostream &sink) : fSink(sink) {}
-//
 //     private:
-//         int doallocate() override {
-//             SetPutArea(fArea, fArea + sizeof fArea);
-//             return 0;
-//         }
+//         int doallocate() override { return SetPutArea(fArea, fArea + sizeof fArea), 0; }
 //         bool IsWritable() const noexcept override { return true; }
 //         void WriteThrough(char const *bytes, std::size_t count) override {
 //             for (; count > 0; --count)
@@ -21,18 +16,15 @@
 //         }
 //         bool IsReadable() const noexcept override { return false; }
 //         TPiece ReadPiece() override { return {}; }
-//
 //         std::ostream &fSink;
 //         char fArea[4];
 //     };
 //
-// Ownership:  the memory of the areas is the subclass's.
-// Threads:    one thread at a time.
-// Failures:   as the subclass says; reading throws TOutOfMemory if doallocate() fails. Exceptions pass through the
-//             attached stream with their own type (STRMCTL.h).
-// Surprises:  writing a run of bytes leaves exactly those waiting that writing them one by one leaves. With
-//             std::unitbuf nothing waits. An exception out of the flush that a standard stream makes by itself after a
-//             write would end the process: it is kept, and thrown by the next write.
+// Ownership:  The subclass owns the memory of the areas.
+// Threads:    One thread at a time may use a buffer.
+// Failures:   The subclass defines them. Exceptions reach the caller of the attached stream with their own type.
+// Surprises:
+// - With std::unitbuf set, no bytes wait: each write passes them on.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -41,9 +33,15 @@
 #include <memory>
 #include <streambuf>
 
+// The put area, how its bytes are passed on, and the way of exceptions to the caller of the stream (STRMCTL.h).
+//
+// Writing a run of bytes leaves exactly those bytes waiting that writing them one by one leaves. A standard stream may
+// flush by itself after a write; an exception out of that flush would end the process, so the buffer keeps it, and the
+// next write throws it. Reading throws TOutOfMemory if doallocate() fails.
 class TUZUTIL_API TFilterStreamBuf : public std::streambuf {
 public:
-    void Attach(std::ios *stream) noexcept { fControl.Attach(stream); } // whose callers see this buffer's exceptions
+    // Sets the stream whose callers receive this buffer's exceptions.
+    void Attach(std::ios *stream) noexcept { fControl.Attach(stream); }
 
 protected:
     TFilterStreamBuf() noexcept = default;
@@ -53,11 +51,11 @@ protected:
     int_type overflow(int_type c) override;
     std::streamsize xsputn(char const *bytes, std::streamsize count) override;
     int_type underflow() override;
-    // For pbackfail(): stores any character while there is room, not only the one read last.
+    // Implements pbackfail(): stores any character while there is room, not only the one read last.
     int_type PutBack(int_type c) noexcept;
 
-    // Bytes to be read, with room from `back` on for the bytes read before them, as many as fsPutBackRoom, and for what
-    // is put back.
+    // The bytes from `begin` to `end` are to be read. From `back` on there is room for fsPutBackRoom bytes that were
+    // read before them or are put back.
     struct TPiece {
         char *back;
         char *begin;
@@ -65,21 +63,22 @@ protected:
     };
     static constexpr std::size_t fsPutBackRoom = 10;
 
-    // Called on first use. 0: memory stands, SetPutArea() has been called if this buffer writes; otherwise -1.
+    // Called on first use. Allocates the memory, calls SetPutArea() if this buffer writes, and returns 0; or returns -1
+    // if there is no memory.
     virtual int doallocate() = 0;
 
-    // Memory for the areas; null where there is none.
+    // Allocates memory for the areas; returns null if there is none.
     static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
-    void SetPutArea(char *begin, char *end) noexcept; // empty, and closed if both are null
+    void SetPutArea(char *begin, char *end) noexcept; // an empty area; null closes it
     void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
 
 private:
     virtual bool IsWritable() const noexcept = 0;
-    virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; count is at least 1
+    virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; `count` is at least 1
     virtual bool IsReadable() const noexcept = 0;
-    virtual void BeforeRead() {} // called first by underflow(), also while unread bytes remain; may throw
-    // The next bytes of the source, none at its end: null pointers if the area was written to all the same. Where it
-    // throws, what it has gathered must be kept for the next call.
+    virtual void BeforeRead() {} // underflow() calls it first, also while unread bytes remain; it may throw
+    // Returns the next bytes of the source, or no bytes at its end, with null pointers if it has overwritten the area
+    // nevertheless. REQUIRES: if it throws, it keeps what it has gathered for the next call.
     virtual TPiece ReadPiece() = 0;
 
     bool FlushPutArea();

@@ -1,27 +1,28 @@
 #ifndef TUZUTIL_LINESTRM_H
 #define TUZUTIL_LINESTRM_H
 
-// TLineStream: reads another stream line by line, in pieces of bounded size, and counts the lines begun; writing passes
-// through it, buffered.
+// TLineStream: reads another stream line by line, in pieces of bounded size, and counts the lines begun. It passes
+// writes through, buffered.
 //
 // Example:
 //     std::istringstream connection("USER joe\r\nPASS secret\r\n");
 //     TiLineStream commands(&connection);
 //     std::string line;
-//     std::getline(commands, line);              // "USER joe\r"; the connection stands at "PASS"
+//     std::getline(commands, line);              // "USER joe\r"; the next byte of the connection is 'P'
 //     unsigned long n = commands.QueryLinesRead(); // 1
 //
-// Ownership:  source and sink are borrowed and outlive the stream.
-// Threads:    one thread at a time.
-// Failures:   the stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit.
-//             Without a source or sink, reading or writing meets the end of file. An exception that the source or sink
-//             lets through passes on, and nothing that was read is lost by it.
-// Surprises:  CR is data. Pieces are bounded, lines are not: std::getline() into a std::string takes as many bytes as
-//             the other side sends before its LF. Where that is a stranger, read with istream::getline(array, size),
-//             which fails on a longer line. A piece is at most the reading area less 12 bytes and its LF: 10,229 bytes
-//             by default, 5,109 where the stream also writes. Seeing the end of file right after a complete line
-//             counts one more line. Ten characters, whichever, can be put back before a fresh piece, and unget() steps
-//             back over the last ten that were read. The destructor does not flush.
+// Ownership:  Source and sink are borrowed and must outlive the stream.
+// Threads:    One thread at a time may use a stream.
+// Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit.
+//             Without a source or sink, reading or writing meets the end of file. An exception of the source or sink
+//             passes on, and no bytes that were read are lost by it.
+// Surprises:
+// - CR is data.
+// - Pieces are bounded, lines are not: std::getline() into a std::string takes as many bytes as the other side sends
+//   before its LF. Read from strangers with istream::getline(array, size), which fails on a longer line.
+// - Reaching the end of file right after a complete line counts one more line.
+// - Up to ten characters of any value can be put back before a new piece, and unget() steps back over the last ten.
+// - The destructor does not flush.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -31,12 +32,14 @@
 #include <memory>
 #include <ostream>
 
+// The buffer of the line streams. A piece is at most the reading area less 12 bytes, plus its LF: 10,229 bytes by
+// default, or 5,109 if the stream also writes. The buffer size is at least 500 bytes and at most 1 GiB.
 class TUZUTIL_API TLineStreamBuf : public TFilterStreamBuf {
 public:
     explicit TLineStreamBuf(std::iostream *stream);
     explicit TLineStreamBuf(std::istream *source);
     explicit TLineStreamBuf(std::ostream *sink);
-    TLineStreamBuf(unsigned long bufferSize, std::iostream *stream); // at least 500, at most 1 GiB
+    TLineStreamBuf(unsigned long bufferSize, std::iostream *stream);
     TLineStreamBuf(unsigned long bufferSize, std::istream *source);
     TLineStreamBuf(unsigned long bufferSize, std::ostream *sink);
     ~TLineStreamBuf() override;
@@ -47,13 +50,13 @@ protected:
     TLineStreamBuf();
     explicit TLineStreamBuf(unsigned long bufferSize);
 
-    // Attach other streams. What was read ahead or waits to be written is dropped; the lines go on being counted.
+    // Attach other streams. Bytes that were read ahead or wait to be written are discarded; the count of lines goes on.
     void Init(std::iostream *stream);
     void Init(std::istream *source);
     void Init(std::ostream *sink);
-    void Close(); // releases the storage and what is in it; the next read or write takes new storage
+    void Close(); // releases the storage with its content; the next read or write allocates it again
 
-    int doallocate() override; // -1 where no memory can be had
+    int doallocate() override; // -1 if there is no memory
     int_type pbackfail(int_type c) override;
 
 private:

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_MD5_H
 #define TUZUTIL_MD5_H
 
-// CalculateMD5: the MD5 digest (RFC 1321) of bytes that arrive in pieces, or of a text.
+// CalculateMD5: the MD5 digest (RFC 1321) of a text, or of bytes that arrive in pieces.
 //
 // Example:
 //     CalculateMD5 md5;
@@ -10,13 +10,14 @@
 //     char digest[16];
 //     md5.Done(digest); // f9 6b 69 7d 7c b7 93 8d 52 5a 2f 31 aa f1 61 d0
 //
-// Ownership:  bytes are borrowed for the call; digests go to the caller's 16 bytes. A copy goes on from where the
-//             original stood.
-// Threads:    one thread at a time for each object.
-// Failures:   none.
-// Surprises:  the length is counted in 32 bits of bits: from 512 MiB on the digest differs from the standard's. MD5 is
-//             historic: for old protocols only, never for new designs. Message bytes and state are zeroed when the
-//             object ends, message bytes also when it is done.
+// Ownership:  Bytes are borrowed for the call. Digests are stored in the caller's 16 bytes. A copy has the state of the
+//             original and continues from there.
+// Threads:    One thread at a time may use an object.
+// Failures:   None.
+// Surprises:
+// - The length is counted as a 32-bit number of bits: from 512 MiB on, the digest differs from the standard's.
+// - MD5 is historic. Use it for old protocols only, never for new designs.
+// - Message bytes are zeroed by Done(), message bytes and state by the destructor.
 
 #include "tuzutil/EXPORT.h"
 
@@ -30,10 +31,10 @@ public:
     ~CalculateMD5();
 
     void Write(char const *bytes, unsigned long count) noexcept; // ignored after Done()
-    // Stores the 16 bytes of the digest, not text. Called again it stores the same digest.
+    // Stores the 16 bytes of the digest, not text. If called again, stores the same digest.
     void Done(char *const digest) noexcept;
 
-    // The digest of a zero-terminated text without its terminator; null counts as empty text.
+    // Stores the digest of a zero-terminated text without its terminator. Null counts as empty text.
     static void Calc(char const *text, char *const digest) noexcept;
 
 private:
@@ -44,7 +45,7 @@ private:
     std::uint32_t fByteCount = 0;
     std::uint32_t fFill = 0; // bytes waiting in fBlock
     char fBlock[64] = {};
-    std::uint32_t fBitLength[2] = {}; // as the final block ends: low word, and a high word that stays zero
+    std::uint32_t fBitLength[2] = {}; // the end of the final block: low word, and a high word that stays zero
 };
 
 #endif

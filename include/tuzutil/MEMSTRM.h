@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_MEMSTRM_H
 #define TUZUTIL_MEMSTRM_H
 
-// TMemStream: keeps what is written to it in a chain of memory blocks that grows without copying, to be read back,
-// sought in, and written to another stream in one call.
+// TMemStream: keeps what is written to it in a chain of memory blocks, which grows without copying. The content can be
+// read back, sought in, and written to another stream in one call.
 //
 // Example:
 //     TMemStream message;
@@ -12,15 +12,14 @@
 //     std::ostringstream copy;
 //     unsigned long bytes = message.rdbuf()->WriteTo(copy); // 21
 //
-// Ownership:  the stream owns its buffer, the buffer its blocks, a block those behind it.
-// Threads:    one thread at a time.
-// Failures:   none thrown. Where no memory can be had, writing meets the end of file; what was written before stays.
-// Surprises:  reading and writing have positions of their own; writing in the middle replaces bytes and cuts nothing
-//             off. QueryUsed() of the last block lags behind until the next flush. Successful writes of single bytes
-//             are answered by 0. A negative offset does not go back: it goes forward from the start, to the starting
-//             point plus its amount. An offset relative to the current position of the put side alone counts from the
-//             block that is read, and from 0 where nothing has been read: tellp() then moves the next write to the
-//             start. Positions beyond the end become the end.
+// Ownership:  The stream owns its buffer, the buffer owns its blocks, and a block owns those after it.
+// Threads:    One thread at a time may use a stream.
+// Failures:   Nothing is thrown. If there is no memory, writing meets the end of file; what was written before remains.
+// Surprises:
+// - Reading and writing have separate positions. Writing in the middle replaces bytes and does not truncate.
+// - QueryUsed() of the last block is not up to date until the next flush.
+// - A successful write of a single byte returns 0.
+// - Seeking has its own rules, among them for negative offsets: see seekoff().
 
 #include "tuzutil/EXPORT.h"
 
@@ -30,13 +29,13 @@
 #include <ostream>
 #include <streambuf>
 
-// One block. `data` holds `alloc size` bytes, of which the first `used` count.
+// One block of QueryAllocSize() bytes, of which the first QueryUsed() are content.
 class TUZUTIL_API TMemStreamBuffer {
 public:
-    explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, also beyond 32 bits
+    explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, also for a size beyond 32 bits
     TMemStreamBuffer(TMemStreamBuffer const &) = delete;
     TMemStreamBuffer &operator=(TMemStreamBuffer const &) = delete;
-    ~TMemStreamBuffer(); // of the whole chain from here on
+    ~TMemStreamBuffer(); // destroys the whole chain from here on
 
     unsigned long QueryAllocSize() const noexcept { return fAllocSize; }
     unsigned long QueryUsed() const noexcept { return fUsed; }
@@ -61,25 +60,28 @@ public:
     explicit TMemStreamBuf(unsigned long blockSize); // at least 1, at most 1 GiB; 10000 by default
     ~TMemStreamBuf() override;
 
-    TMemStreamBuffer *QueryFirstBuffer() const noexcept { return fFirst; } // null while nothing was written
+    TMemStreamBuffer *QueryFirstBuffer() const noexcept { return fFirst; } // null until something is written
 
-    // Writes everything to another stream, wherever reading stands. The bytes written, at most 4294967295 being told;
-    // a stream that fails on the way gets no more.
+    // Writes the whole content to another stream, whatever the reading position is. Returns the number of bytes
+    // written, or 4294967295 if it is larger. Stops if that stream fails.
     virtual unsigned long WriteTo(std::ostream &to);
 
 protected:
     int sync() override;
+    // A negative offset is taken as if it were positive: the position moves forward by its absolute value. An offset
+    // from the current position for writing alone counts from the block that is being read, or from 0 if nothing has
+    // been read: tellp() then moves the next write to the start. A position beyond the end becomes the end.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override;
     int_type overflow(int_type c) override;
     int_type underflow() override;
-    virtual int doallocate(); // the first block, if there is none: 0, or -1
-    virtual int extend();     // room in the put area, which is full: 0, or -1
+    virtual int doallocate(); // makes the first block if there is none; 0, or -1 on failure
+    virtual int extend();     // makes room in the full put area; 0, or -1 on failure
 
     unsigned long QueryAllocSize() const noexcept { return fBlockSize; }
     void DeleteBuffer() noexcept;
 
-    // Whether extend() would add a block, and not go on in one that is there.
+    // Whether extend() would add a block instead of continuing in the next one.
     bool NeedsBlock() const noexcept { return !fFirst || !fWrite->fNext; }
     static unsigned long Told(std::uint64_t count) noexcept; // cut to 32 bits
 

@@ -15,16 +15,14 @@
 //     std::cout << TTextMessage(mail, 1, 17, "%u messages", 5u).QueryMessage() << '\n'; // 5 Nachrichten
 //     std::cout << TTextMessage(mail, 1, 18, "goodbye").QueryMessage() << '\n';         // goodbye
 //
-// Ownership:  the archive borrows the stores: each registers itself, and takes itself out when it is destroyed.
-// Threads:    make and destroy stores while there is one thread. Messages of several threads may then ask them, which
-//             GetMsg() has to allow.
-// Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" where the name is taken already, "Solitary
-//             Object" from a second archive. In a static object of a library that TDll or a factory loader loads, they
-//             are thrown behind the load, and the object stays unregistered. To a message a store whose own GetMsg()
-//             throws is one without the text.
-// Surprises:  a store registers itself before its own class is built: a message that asks so early gets its default
-//             text, and TPureCall a trap. When the library is unloaded the archive goes first: stores that are left
-//             find nobody to leave.
+// Ownership:  The archive borrows the stores. Each registers itself when it is created and leaves when it is destroyed.
+// Threads:    Create and destroy stores while there is one thread. Messages of several threads may then use them.
+// Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" if the name is already taken, "Solitary
+//             Object" from a second archive.
+// Surprises:
+// - A store registers itself before the subclass is constructed. A message that asks so early gets its default text,
+//   and TPureCall a trap.
+// - If GetMsg() of a store throws, the message behaves as if the store did not have the text.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -32,21 +30,24 @@
 
 class TMutexSemaphore;
 
+// A store of message texts. If a store is a static object of a library that TDll or a factory loader loads, its
+// exception is thrown after the load, and the store stays unregistered.
 class TUZUTIL_API TTextMessageStore {
 public:
     TTextMessageStore(TTextMessageStore const &) = delete;
     TTextMessageStore &operator=(TTextMessageStore const &) = delete;
     virtual ~TTextMessageStore();
-    // Pure: the text of a message, an empty one where there is none; 16-bit where `wide` is not 0.
+    // Returns the text of a message, or an empty text if there is none; 16-bit text if `wide` is not 0. Subclasses must
+    // override it. REQUIRES: it allows calls by several threads at once if messages of several threads use the store.
     virtual TString GetMsg(long set, long number, int wide);
     virtual int IsCached() const; // 0
 
     TTextMessage::StoreID const &Key() const noexcept { return fId; }
     TTextMessage::StoreID const &QueryStoreID() const noexcept { return fId; }
 
-    // The store of that name; null where there is none.
+    // Returns the store of that name, or null.
     static TTextMessageStore *Find(TTextMessage::StoreID const &id);
-    // What it answers; an empty text without it.
+    // Returns the text from the store of that name, or an empty text if there is no such store.
     static TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
 protected:
@@ -56,23 +57,24 @@ private:
     TTextMessage::StoreID fId;
 };
 
-// TTextMessageArchive: the stores of the process, by name. The library has one.
+// TTextMessageArchive: the stores of the process, by name. The library has one. It is destroyed when the library is
+// unloaded; stores that are destroyed later then have nothing to leave.
 class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessageStore>, TTextMessage::StoreID> {
 public:
     TTextMessageArchive();
     ~TTextMessageArchive() override;
     virtual TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
-    static TTextMessageArchive *fsArchive; // the one of this process; null before and after it
+    static TTextMessageArchive *fsArchive; // the archive of this process; null before and after its life
 
 private:
     friend class TTextMessageStore;
 
     TTextMessageStore *FindStore(TTextMessage::StoreID const &id) const;
-    bool Register(TTextMessageStore *store); // false where its name is taken
+    bool Register(TTextMessageStore *store); // false if its name is taken
     void Deregister(TTextMessageStore const *store);
 
-    static TMutexSemaphore &fsMutex; // no other lock is taken under it
+    static TMutexSemaphore &fsMutex; // nobody who holds it takes another lock
 };
 
 #endif

@@ -9,14 +9,15 @@
 //     TTextMessageStorePM store(mail, "msgs"); // German\msgs.dll beside the program
 //     std::cout << TTextMessage(mail, 1, 17, "%u messages", 5u).QueryMessage() << '\n';
 //
-// Ownership:  the store keeps a TDll of its own; the library stays loaded when the store is gone.
-// Threads:    as TTextMessageStore; GetMsg() may be called by several threads.
-// Failures:   those of TTextMessageStore. What is not found, no library or no text in it, is traced in the category
-//             Message, level 8, and the default texts stand in.
-// Surprises:  the language is read once, by the constructor: set it before; in language "C" no library is looked for.
-//             Sets make no difference: the texts of all sets of a store are numbered together. Where no library is
-//             found, the search answers with the program itself, whose own texts are taken then. The level 16 entry
-//             of the constructor says which library it is.
+// Ownership:  The store keeps a TDll of its own. The library stays loaded after the store is destroyed.
+// Threads:    As TTextMessageStore. Several threads may call GetMsg().
+// Failures:   Those of TTextMessageStore. If the library or a text in it is not found, a trace entry in the category
+//             Message at level 8 says so, and the default texts are used.
+// Surprises:
+// - The constructor reads the language once, so set it before. In language "C" no library is looked for.
+// - Sets make no difference: the texts of all sets of a store are numbered together.
+// - If no library is found, the search returns the program itself, and its texts are used. The constructor's trace
+//   entry at level 16 names the library.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MSGSTORE.h"
@@ -35,7 +36,7 @@ public:
     int IsCached() const override; // 0
 
 private:
-    TString fLibraryName; // empty where a TDll was given
+    TString fLibraryName; // empty if a TDll was given
     std::unique_ptr<TDll> fLibrary;
 };
 

@@ -1,35 +1,32 @@
 #ifndef TUZUTIL_MUTEXSEM_H
 #define TUZUTIL_MUTEXSEM_H
 
-// TMutexSemaphore, TSemaphore: a recursive lock, shared between processes if it has a name, and an event flag.
+// TMutexSemaphore, TSemaphore: a recursive lock, which processes share if it has a name, and an event flag.
 //
 // Example:
 //     static TMutexSemaphore lock;           // or lock("mailbox.user7"), for all processes
 //     TMutexSemaphoreEntry entry(lock, 500); // waits half a second at most
 //     if (entry.State() != TMutexSemaphore::Locked)
-//         return;                            // held by somebody else
-//     ...                                    // released at the end of the block
+//         return;                            // somebody else holds it
+//     Deliver();                             // the end of the block releases the lock
 //
-// Ownership:  a lock and a guard copy what they are given; a guard refers to its lock, which must outlive it. Events
-//             are shared through TReference; copies of a TSemaphore share one event.
-// Threads:    any thread may use locks and events; a guard stays on the stack of one thread. What a thread did before
-//             it released a lock or posted an event is seen by the thread that gets the lock or ends its wait.
-// Failures:   nothing is thrown, but "TReference null" from a lock-with-event that has no event. A call of the system
-//             that fails is reported by the result: EState Error, -1 or 1. Objects stay usable as far as they go.
-// Surprises:  a lock whose owner died is acquired as if it had been free: what it guards may be half done. An event
-//             stays posted until it is cleared: it does not count, and wakes everybody. A time limit is in
-//             milliseconds, -1 (fsInfinite) for ever, 0 a poll; other negative values are taken as unsigned, some 49
-//             days. Wait() of a guard releases one level only: where another guard of the same thread holds the lock
-//             too, it is not free while waiting, which a build without NDEBUG traces at level "wa". Where the system
-//             has fibers, each is a thread of its own here: a lock without a name belongs to the fiber that took it.
-//             Names belong to the user's session; "Local\x" is "x"; another "\" but that of "Global\" fails, and so do
-//             names of more than 260 characters. In a forked child the locks of other threads are free, those of the
-//             forking thread stay its own, and named ones stay the parent's.
+// Ownership:  A lock copies its name. A guard refers to its lock, which must outlive it. Events are shared through
+//             TReference, and copies of a TSemaphore share one event.
+// Threads:    Any thread may use locks and events; a guard stays on the stack of one thread. Whoever gets a lock or
+//             ends a wait sees what was done before the lock was released or the event posted.
+// Failures:   Nothing is thrown, except "TReference null" from a lock-with-event without an event. If a call of the
+//             system fails, the result says so: EState Error, -1 or 1. The object remains usable as far as possible.
+// Surprises:
+// - Time limits are in milliseconds; -1 (fsInfinite) waits for ever, 0 only polls. Other negative values are taken as
+//   unsigned, which is some 49 days.
+// - If the owner of a lock dies, the next caller acquires the lock as if it had been free, so the data may be half
+//   changed.
+// - An event stays posted until it is cleared: it does not count, and it wakes everybody.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
 
-// An event flag: posted by one thread, waited for by any number.
+// An event flag, which one thread posts and any number of threads wait for.
 class TUZUTIL_API TSemaphore : public TRefCounted {
 public:
     explicit TSemaphore(int posted = 0);
@@ -37,10 +34,10 @@ public:
     TSemaphore &operator=(TSemaphore const &other);
     ~TSemaphore() override;
 
-    int Wait(long timeout); // 0 posted, 1 the time is over, -1 failure
+    int Wait(long timeout); // 0 posted, 1 the time limit expired, -1 failure
     int Clear();            // 0, or 1 on failure
     int Post();             // 0, or 1 on failure
-    int ClearAndWait();     // Clear(), then Wait(-1) and its result
+    int ClearAndWait();     // calls Clear(), and returns what Wait(-1) returns
 
 private:
     friend class TTimer;
@@ -48,23 +45,30 @@ private:
     void *fHandle; // null if the event could not be made
 };
 
+// A recursive lock. If the system has fibers, each counts as a thread here: a lock without a name belongs to the fiber
+// that took it. In a forked child, the locks of other threads are free, those of the forking thread stay its own, and
+// named ones stay the parent's.
 class TUZUTIL_API TMutexSemaphore {
 public:
     enum EState {
         Unlocked, // the guard has released it
-        Locked,   // also if the previous owner died with it
+        Locked,   // also if the previous owner died while it held the lock
         TimedOut,
         Error
     };
 
     static constexpr long fsInfinite = -1;
 
-    TMutexSemaphore(char const *name = nullptr); // opens the lock of that name if there is one; null or "": its own
+    // Opens the lock of that name, or creates it. Without a name (null or ""), creates a lock for this process alone.
+    // Names belong to the user's session, so "Local\x" is the same as "x". Creation fails if the name holds another "\"
+    // than that of "Global\", or if it has more than 260 characters.
+    TMutexSemaphore(char const *name = nullptr);
     TMutexSemaphore(TMutexSemaphore const &) = delete;
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;
     ~TMutexSemaphore();
 
-    void *GetHandle() const noexcept; // the system's mutex where there is a name, else an address; null after a failure
+    // Returns the system's mutex if the lock has a name, and an address otherwise; null after a failure.
+    void *GetHandle() const noexcept;
 
 protected:
     friend class TMutexSemaphoreEntry;
@@ -76,13 +80,13 @@ protected:
     void Unlock();
 
 private:
-    bool IsHeld() const noexcept; // by this thread, as far as is known
+    bool IsHeld() const noexcept; // by this thread, as far as the lock knows
 
     void *fHandle;
     char *fName;
 };
 
-// A lock and the event that its users wait for.
+// A lock, and the event that its users wait for.
 class TUZUTIL_API TMutexSemaphoreWithEvent : public TMutexSemaphore {
 public:
     explicit TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name = nullptr);
@@ -94,7 +98,7 @@ private:
     TReference<TSemaphore> fEvent;
 };
 
-// Takes a lock, and releases it at the end if it was obtained.
+// Takes a lock, and releases it in the destructor if it got it.
 class TUZUTIL_API TMutexSemaphoreEntry {
 public:
     TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout);
@@ -109,7 +113,8 @@ private:
     TMutexSemaphore &fMutex;
 };
 
-// The same, and waits for a condition as a monitor does: take the guard; while the condition does not hold, Wait().
+// A guard that also waits for a condition as a monitor does: take the guard, and call Wait() while the condition does
+// not hold.
 class TUZUTIL_API TMutexSemaphoreWithEventEntry {
 public:
     TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, long timeout);
@@ -121,8 +126,9 @@ public:
 
     int Clear();
     int Post();
-    // Releases the lock if the guard holds it, waits for the event, takes the lock again without limit of time, and
-    // returns what the wait for the event returned.
+    // Releases the lock if the guard holds it, waits for the event, takes the lock again without a time limit, and
+    // returns what the wait for the event returned. It releases one level only: if another guard of the same thread
+    // also holds the lock, the lock stays held during the wait, and a build without NDEBUG traces that at level "wa".
     int Wait(long timeout);
 
 private:

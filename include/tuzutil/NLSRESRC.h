@@ -7,23 +7,21 @@
 //     TSearchNLSPath::AddNLSpath("C:\\mail\\texts\\%L\\%N"); // before the program's own directory
 //     TSearchNLSPath::SetLang("German");
 //     TSearchNLSPath search("msgs");
-//     std::cout << search.FindFile() << '\n'; // C:\mail\texts\German\msgs.dll, where there is one
+//     std::cout << search.FindFile() << '\n'; // C:\mail\texts\German\msgs.dll, if it exists
 //     TNLSResourceDll texts("msgs");
 //     TString const text = texts.loadMessage(17, 0);
 //
-// Ownership:  a path that was found belongs to the search object: the pointer ends with it.
-// Threads:    the settings are for start-up: set them while there is one thread. Searches may then run in any thread,
-//             each object in one at a time.
-// Failures:   TAccessError, recoverable, ID 1: "Unable to find file NAME" from FindFile(), "Unable to find or open
-//             NAME", and what TDll says, from TNLSResourceDll. The other searches answer null, but a static object that
-//             could not register itself in a library that FindInPath() loads makes it throw. What was found or not is
-//             traced in the category NLSResource, level 16.
-// Surprises:  an object that has found a path keeps it, whatever is asked afterwards. Where nothing is found,
-//             FindInPath() and so FindFile() answer with the program itself, which opens as a library: give the texts
-//             of a program and of its libraries numbers that differ. Directory names with %L or %N in them are expanded
-//             again. Never take a language from a stranger unchecked: it becomes part of a path. The library sets the
-//             process's locale from the environment when it is loaded, so that decimal points, letter case and the
-//             system's texts follow it; the language of messages does not.
+// Ownership:  The search object owns the path that it found: the pointer is valid until the object is destroyed.
+// Threads:    Change the settings while there is one thread. Then any thread may search, one at a time for each object.
+// Failures:   TAccessError, recoverable, ID 1, see the functions. The results of searches are traced in the category
+//             NLSResource at level 16.
+// Surprises:
+// - An object that has found a path keeps it, whatever is asked afterwards.
+// - If nothing is found, FindInPath() and FindFile() return the program itself, which opens as a library. So give the
+//   texts of a program and of its libraries different numbers.
+// - Check a language that comes from a stranger before you set it: it becomes part of a path.
+// - When it is loaded, the library sets the locale of the process from the environment, which affects decimal points,
+//   letter case and the system's texts. The language of messages is independent of it.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDLL.h"
@@ -39,23 +37,25 @@ public:
     TSearchNLSPath &operator=(TSearchNLSPath const &other);
     ~TSearchNLSPath() = default;
 
-    static void SetLang(char const *lang); // "C", the built-in texts, for null
+    static void SetLang(char const *lang); // null means "C", the built-in texts
     static TString QueryLang();
-    // Puts entries, with ";" between them, before those of the template. Nothing for null.
+    // Puts entries, separated by ";", before those of the template. Does nothing for null.
     static void AddNLSpath(char const *entries);
 
-    // In the current language; then in English where that is "C"; then as FindInPath(). Throws where nothing is found.
+    // Searches in the current language (in English if that is "C"), and then as FindInPath() does. Throws "Unable to
+    // find file NAME" if nothing is found.
     char *FindFile();
-    // The first entry of the template that names a file: %E is the program's directory, %L the language, %N the name,
-    // with ".dll" behind it where it has no ".". A language with a "." is first tried with a backslash for the first
-    // one. Null where there is none.
+    // Returns the first entry of the template that names a file, or null. In an entry, %E is the program's directory,
+    // %L the language, and %N the name, with ".dll" added if it has no ".". A language with a "." is first tried with a
+    // backslash in place of the first ".". %L and %N in the names of directories are expanded again.
     char *FindFile(TString const &lang);
-    // Loads the library of that name, with ".dll" behind it where it does not end so, and answers its full name.
+    // Loads the library of that name, with ".dll" added unless the name ends in it, and returns its full name, or null.
+    // Throws if a static object of that library could not register itself.
     char *FindInPath();
     operator char *() { return FindFile(); }
 
     static TString const fsLang_C;
-    static TString const fsDefaultLocale; // the language that stands in for "C"
+    static TString const fsDefaultLocale; // the language to search in if the current one is "C"
     static TString fsLang;
     static TString fsNLSpath; // the template
 
@@ -67,6 +67,7 @@ private:
     std::unique_ptr<TString> fFound;
 };
 
+// Finds and opens a library of texts. The constructor throws "Unable to find or open NAME", and what TDll throws.
 class TUZUTIL_API TNLSResourceDll : public TDll {
 public:
     explicit TNLSResourceDll(char const *name);

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_NULSTRM_H
 #define TUZUTIL_NULSTRM_H
 
-// TNulStream: swallows everything written and is always at the end of file.
+// TNulStream: discards everything that is written to it, and is always at the end of file.
 //
 // Example:
 //     ToNulStream out;
@@ -9,10 +9,11 @@
 //     TiNulStream in;
 //     int c = in.get();           // end of file
 //
-// Ownership:  each stream owns its buffer.
-// Threads:    one thread at a time.
-// Failures:   none.
-// Surprises:  the buffer has no storage: every byte goes to overflow(), which accepts it with 0.
+// Ownership:  Each stream owns its buffer.
+// Threads:    One thread at a time may use a stream.
+// Failures:   None.
+// Surprises:
+// - The buffer has no storage: every byte goes to overflow(), which returns 0 for success.
 
 #include "tuzutil/EXPORT.h"
 
@@ -29,7 +30,7 @@ protected:
     int sync() override;
     int_type overflow(int_type c) override;
     int_type underflow() override;
-    virtual int doallocate(); // 0; allocates nothing
+    virtual int doallocate(); // returns 0 and allocates nothing
 };
 
 class TUZUTIL_API TNulStream : public std::iostream {

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_OLESTRM_H
 #define TUZUTIL_OLESTRM_H
 
-// TOleStream: reads from and writes to an object that offers the component-object interface IStream, buffered.
+// TOleStream: a buffered stream that reads from and writes to an object with the component-object interface IStream.
 //
 // Example:
 //     void Save(IStream *storage) {
@@ -10,14 +10,15 @@
 //         unsigned long bytes = out.QueryBytesWritten(); // 12
 //     }
 //
-// Ownership:  the buffer holds a counted reference to the IStream until it is closed or destroyed.
-// Threads:    one thread at a time.
-// Failures:   none thrown. A call that answers anything but 0 is traced at level "er" and met as the end of file; so
-//             are short writes. What was not written goes on waiting, and the next flush tries again. An object that
-//             throws (which none should) is passed on.
-// Surprises:  results that the platform counts as success with information are failures here too: a last short read
-//             that comes with one loses its bytes. There is no seeking: the position is the object's own and moves with
-//             each read and write.
+// Ownership:  The buffer holds a counted reference to the IStream until it is closed or destroyed.
+// Threads:    One thread at a time may use a stream.
+// Failures:   Nothing is thrown. A call that returns anything but 0 is traced at level "er" and treated as the end of
+//             file; so is a short write. Bytes that were not written keep waiting, and the next flush tries again. If
+//             the object throws (which none should), the exception passes on.
+// Surprises:
+// - Results that the platform counts as success with information are failures here too. If the last, short read returns
+//   one, its bytes are lost.
+// - There is no seeking. The position is that of the object, and moves with each read and write.
 
 #include "tuzutil/EXPORT.h"
 
@@ -30,8 +31,8 @@
 #if defined(_WIN32)
 struct IStream; // the system's
 #else
-// What is needed of the interface where the system has none. Results are the component-object ones: 0 for success,
-// negative for failure.
+// The part of the interface that the streams need, for systems that have none. As with all component objects, a result
+// of 0 means success and a negative one failure.
 struct IStream {
     virtual unsigned long AddRef() = 0;
     virtual unsigned long Release() = 0;
@@ -53,20 +54,21 @@ public:
     TOleStreamBuf &operator=(TOleStreamBuf const &) = delete;
     ~TOleStreamBuf() override;
 
-    unsigned long QueryBytesWritten() const noexcept; // with those that wait
+    unsigned long QueryBytesWritten() const noexcept; // includes the bytes that wait
 
 protected:
-    explicit TOleStreamBuf(Type type); // no stream yet: the end of file
+    explicit TOleStreamBuf(Type type); // without a stream, so at the end of file
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
-    void Init(IStream *stream); // another stream, counted from 0; nothing if it is the present one. What waits
-                                // to be written goes to the new one, what was read ahead is still read: flush first
-    void Close();               // lets the stream go; what waits or was read ahead is dropped
+    // Attaches another stream and restarts the count of bytes at 0; does nothing if it is the present one. Bytes that
+    // wait are then written to the new stream, and bytes that were read ahead are still delivered, so flush first.
+    void Init(IStream *stream);
+    void Close(); // releases the stream, and discards the bytes that wait or were read ahead
 
     int sync() override;
     int_type overflow(int_type c) override;
     int_type underflow() override;
-    virtual int doallocate(); // 0, or -1 where no memory can be had
+    virtual int doallocate(); // 0, or -1 if there is no memory
 
 private:
     bool WritePending();

@@ -7,12 +7,15 @@
 //     oStringStream out;
 //     out << "port " << 110 << std::ends;
 //     TString text(out.str()); // "port 110"
-//     out.freeze(0);           // the stream frees its block again
+//     out.freeze(0);           // the stream owns its block again
 //
-// Ownership:  str() freezes: the block then belongs to the caller (release it with free()) until freeze(0).
-// Threads:    one thread at a time.
-// Failures:   a write that cannot get memory, or that meets a frozen block, sets the stream's bad bit.
-// Surprises:  nothing is terminated unless std::ends is written. Formatting is independent of the global locale.
+// Ownership:  str() freezes the stream: the block then belongs to the caller, who must release it with free() or return
+//             it to the stream with freeze(0).
+// Threads:    One thread at a time may use a stream.
+// Failures:   A write sets the bad bit if there is no memory or if the block is frozen.
+// Surprises:
+// - The text has no terminating zero unless std::ends is written.
+// - Formatting does not depend on the global locale.
 
 #include "tuzutil/EXPORT.h"
 
@@ -26,7 +29,7 @@ public:
     oStringStreamBuf(oStringStreamBuf const &) = delete;
     oStringStreamBuf &operator=(oStringStreamBuf const &) = delete;
 
-    char *str();                 // freezes and returns the block
+    char *str();                 // freezes the stream and returns the block
     void freeze(int frozen);     // 0: the stream owns the block again
     int pcount() const noexcept; // bytes written so far
 
@@ -41,7 +44,7 @@ private:
 
 class TUZUTIL_API oStringStream : public std::ostream {
 public:
-    explicit oStringStream(int step = 100); // bytes by which the block grows at least
+    explicit oStringStream(int step = 100); // the least number of bytes by which the block grows
     ~oStringStream() override;
 
     char *str() { return fBuf.str(); }

@@ -1,22 +1,23 @@
 #ifndef TUZUTIL_PURETRAP_H
 #define TUZUTIL_PURETRAP_H
 
-// TPureCall: what a call of an operation that a class leaves abstract ends in.
+// TPureCall: what happens if somebody calls an operation that a class leaves to its subclasses.
 //
 // Example:
 //     virtual int Run() { return TPureCall::Trap(); } // "pure": subclasses override it
 //
-// Ownership:  nothing.
-// Threads:    any.
-// Failures:   never throws and never ends the process by itself; with level "tr" (0x100000) and component "Utility"
-//             traced it stops the process on purpose, so that a debugger shows the caller.
-// Surprises:  none.
+// Ownership:  It owns nothing.
+// Threads:    Any thread may call it.
+// Failures:   It never throws, and never ends the process by itself.
+// Surprises:
+// - If level "tr" (0x100000) of the component "Utility" is traced, the call deliberately stops the process, so that a
+//   debugger shows the caller.
 
 #include "tuzutil/EXPORT.h"
 
 class TUZUTIL_API TPureCall {
 public:
-    static int Trap(); // always 0
+    static int Trap(); // always returns 0
 };
 
 #endif

@@ -1,25 +1,23 @@
 #ifndef TUZUTIL_SHAREMEM_H
 #define TUZUTIL_SHAREMEM_H
 
-// ipcSharedMemory: a block of memory with a name, which one process creates and others open.
+// ipcSharedMemory: a named block of memory, which one process creates and others open.
 //
 // Example:
 //     ipcSharedMemory counters("pop3d.counters", sizeof(TCounters)); // in another: counters("pop3d.counters")
 //     if (!counters)
-//         return counters.rdstate(); // 1: there is one of that name already, or no room
+//         return counters.rdstate(); // 1: a block of that name exists already, or there is no room
 //     auto *shared = static_cast<TCounters *>(counters.Pointer());
 //
-// Ownership:  the object owns its view of the block, which ends with it. The block is there until the last object that
-//             has it, in whatever process, is destroyed; a process that is killed counts as having destroyed its own.
-// Threads:    an object is not changed once it is made. What stands in the block is its users' business, and so are the
-//             locks for it.
-// Failures:   none thrown; rdstate() tells.
-// Surprises:  a new block holds zeros. Its name is the user's session's: "Local\x" is "x"; another "\" but that of
-//             "Global\" fails, and so do names of more than 259 characters, or 260. An opener's Size() is 0: how large
-//             the block is, the processes agree upon. A size below 1 is not created, nor is one beyond 32 bits, whose
-//             Size() is 0. On Windows, a name that a lock has already fails as well. That the creator goes does not end
-//             the block. A forked child has its parent's objects, but the block is there for as long as the parent has
-//             it. A process forks when no other thread of it is making, opening or leaving a block.
+// Ownership:  The object owns its view of the block, which its destructor unmaps. The block exists until the last
+//             object that uses it is destroyed, in whatever process, also after its creator is destroyed. The death of
+//             a process destroys its objects.
+// Threads:    An object does not change after its construction. The users of a block guard its content.
+// Failures:   Nothing is thrown; rdstate() returns the state.
+// Surprises:
+// - A new block holds zeros.
+// - Size() of an object that opened a block is 0: the processes must agree on the size.
+// - A forked child has its parent's objects, but the block exists only as long as the parent uses it.
 
 #include "tuzutil/EXPORT.h"
 
@@ -29,19 +27,24 @@ class osSharedMemory;
 
 class TUZUTIL_API ipcSharedMemory {
 public:
-    ipcSharedMemory(char const *name, long size); // a new block
-    explicit ipcSharedMemory(char const *name);   // the one that is there
+    // Creates a block. Creation fails if the size is below 1, or beyond 32 bits (Size() is then 0), and if the name has
+    // more than 259 characters with its prefix (260 on some systems) or holds another "\" than that of "Local\" or
+    // "Global\". Names belong to the user's session, so "Local\x" is the same as "x". On Windows, a name that a lock
+    // has also fails. REQUIRES: the process does not fork while one of its threads creates, opens or destroys an
+    // object.
+    ipcSharedMemory(char const *name, long size);
+    explicit ipcSharedMemory(char const *name); // opens a block that exists
     ipcSharedMemory(ipcSharedMemory const &) = delete;
     ipcSharedMemory &operator=(ipcSharedMemory const &) = delete;
     virtual ~ipcSharedMemory();
 
-    // 0 good; 1 not created, or no memory; 2 no name; 3 not opened
+    // 0: good; 1: not created, or no memory; 2: no name; 3: not opened
     int rdstate() const noexcept { return fState; }
     int operator!() const noexcept { return fState != 0; }
-    char *Name() const noexcept;                 // null for none
-    void *Pointer() const noexcept;              // null but in state 0
-    int Owner() const noexcept;                  // 1: made by this object's constructor with a size
-    long Size() const noexcept { return fSize; } // as given there
+    char *Name() const noexcept;                 // null if it has none
+    void *Pointer() const noexcept;              // null unless the state is 0
+    int Owner() const noexcept;                  // 1 if this object created the block
+    long Size() const noexcept { return fSize; } // as given to the constructor
 
 private:
     friend class osSharedMemory;

@@ -14,13 +14,14 @@
 //     }
 //     in.get();                 // proceeds: the stream is good again
 //
-// Ownership:  the stream is borrowed: Attach(nullptr) before it ends, unless the control ends first.
-// Threads:    one thread at a time; an exception that is handed to another thread must end before the stream is used.
-// Failures:   none of its own.
-// Surprises:  a standard stream swallows what its buffer throws, unless the bit that it sets is in its exception mask.
-//             So the mask holds badbit and failbit from the throw until the last copy of the exception is gone; then
-//             mask and state have both bits as before. Inside the handler the stream is still bad. A stream that is not
-//             attached needs exceptions(std::ios::badbit) and a clear() afterwards.
+// Ownership:  The stream is borrowed. Call Attach(nullptr) before it is destroyed, unless the control is destroyed
+//             first.
+// Threads:    One thread at a time. If another thread gets the exception, it must destroy it before the stream is used.
+// Failures:   None of its own.
+// Surprises:
+// - Inside the handler the stream is still bad: its mask holds badbit and failbit until the last copy of the exception
+//   is destroyed. Then mask and state have both bits as before.
+// - If a buffer is not attached, the stream needs exceptions(std::ios::badbit) before, and clear() afterwards.
 
 #include "tuzutil/EXPORT.h"
 
@@ -29,6 +30,9 @@
 
 class TStreamLink;
 
+// A standard stream drops what its buffer throws, unless its exception mask holds the bit that it then sets. This class
+// therefore sets badbit and failbit in the mask when the buffer throws, and restores them with the last copy of the
+// exception.
 class TUZUTIL_API TStreamControl {
 public:
     TStreamControl() noexcept = default;
@@ -36,8 +40,8 @@ public:
     TStreamControl(TStreamControl const &) = delete;
     TStreamControl &operator=(TStreamControl const &) = delete;
 
-    void Attach(std::ios *stream) noexcept; // null: no stream from now on
-    bool IsUnitBuffered() const noexcept;   // the stream flushes after every write; false without a stream
+    void Attach(std::ios *stream) noexcept; // null detaches
+    bool IsUnitBuffered() const noexcept;   // whether the stream flushes after every write; false without a stream
 
 private:
     friend class TStreamFailure;
@@ -45,7 +49,7 @@ private:
     std::shared_ptr<TStreamLink> const &Link(); // allocates; null without a stream
 
     std::ios *fStream = nullptr;
-    std::shared_ptr<TStreamLink> fLink; // made by the first failure
+    std::shared_ptr<TStreamLink> fLink; // the first failure makes it
 };
 
 #endif

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TAGVAR_H
 #define TUZUTIL_TAGVAR_H
 
-// TagVar: a value together with its kind: a number, a text, a point in time or a pointer; the argument of a message.
+// TagVar: a value together with its kind: a number, a text, a point in time or a pointer. Messages take such arguments.
 //
 // Example:
 //     TagVar total(5);
@@ -12,17 +12,16 @@
 //     for (TagVar const *const *argument = arguments; !(*argument)->IsEndOfArgs(); ++argument)
 //         (*argument)->StreamOut(std::cout) << '\n';
 //
-// Ownership:  text, date, time and date-time are owned and copied with the value; the characters of a text are shared
-//             with the TString that it was made from. A void pointer is borrowed.
-// Threads:    one thread at a time, together with the strings that it shares.
+// Ownership:  A value owns its text, date, time or date-time and copies it with itself. It shares the characters of a
+//             text with the TString from which it was made. A void pointer is borrowed.
+// Threads:    One thread at a time may use a value and the strings with which it shares characters.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
-//             type" (ID 3, unrecoverable). After one of them the left operand of a compound operator is unchanged.
-//             Division of integers by zero is the processor's fault, not an exception.
-// Surprises:  which kinds go together depends on the operator and on the side. QueryString() looks at three bits of
-//             the kind and not at the kind: test IsString() or IsWideString() first, or a number becomes a pointer.
-//             A value of a text kind may own no text: on the right of IsEqual() it then equals every text that
-//             exists, on the left none, and not itself. A void pointer is never for data from others: written to a
-//             stream, it is an address.
+//             type" (ID 3, unrecoverable). They leave the left operand of a compound operator unchanged. Integer
+//             division by zero raises the processor's fault, not an exception.
+// Surprises:
+// - Which kinds can be combined depends on the operator and on the side.
+// - Call IsString() or IsWideString() before QueryString(); otherwise a number can become a pointer.
+// - A void pointer reaches a stream as an address: never accept one in data from others.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDATETIM.h"
@@ -35,7 +34,7 @@
 class TiBinaryStream;
 class ToBinaryStream;
 
-// TagVarVoidPtr: says that a pointer is meant as an untyped one.
+// TagVarVoidPtr: marks a pointer that is meant as an untyped one.
 class TUZUTIL_API TagVarVoidPtr {
 public:
     TagVarVoidPtr() noexcept = default; // null
@@ -65,30 +64,30 @@ public:
     };
 
     TagVar() noexcept : TagVar(nil) {}
-    TagVar(Type type) noexcept : fType(type), fCell(0) {} // a kind that owns something owns nothing yet
+    TagVar(Type type) noexcept : fType(type), fCell(0) {} // a kind that can own something owns nothing yet
 
     TagVar(short value) noexcept : TagVar(static_cast<int>(value)) {}
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}
     TagVar(unsigned short value) noexcept : TagVar(static_cast<unsigned int>(value)) {}
     TagVar(unsigned int value) noexcept : fType(unsignedInteger), fCell(value) {}
-    // "type mismatch" for a value that does not fit in 32 bits.
+    // These throw "type mismatch" if the value does not fit in 32 bits.
     TagVar(long value);
     TagVar(unsigned long value);
     TagVar(long long value);
     TagVar(unsigned long long value);
     TagVar(double value) noexcept;
-    TagVar(TString const &text); // a wide string where the text's Unicode flag is set
+    TagVar(TString const &text); // a wide string if the text's Unicode flag is set
     TagVar(char const *text);    // owns a null string for a null pointer
     TagVar(unsigned char const *text);
     TagVar(unsigned short const *text); // a wide string
     TagVar(char16_t const *text);
     TagVar(std::nullptr_t) : TagVar(static_cast<char const *>(nullptr)) {}
-    TagVar(TDate value); // the content of a date or a time is not kept
+    TagVar(TDate value); // dates and times have no content to keep
     TagVar(TTime value);
     TagVar(TDateTime const &value);
     TagVar(TagVarVoidPtr const &value) noexcept;
 
-    // Copies what is owned. A kind that does not exist is "unknown type", the left side then has it already.
+    // Copies what the other owns. If the kind does not exist, throws "unknown type"; the left side then already has it.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
@@ -107,44 +106,47 @@ public:
     int IsTime() const noexcept { return IsType(time); }
     int IsDateTime() const noexcept { return IsType(dateTime); }
 
-    // The value of exactly this kind; otherwise "type mismatch".
+    // Return the value if it is of exactly this kind, and throw "type mismatch" otherwise.
     operator long() const;
     operator unsigned long() const;
     operator double() const;
     void *QueryVoidPtr() const;
-    TDateTime const *QueryDateTime() const; // null where none is owned
-    // The owned text, null where there is none. REQUIRES: IsString() or IsWideString(); of the other kinds only nil
-    // and time are refused, the rest give their value as an address.
+    TDateTime const *QueryDateTime() const; // null if the value owns none
+    // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). The function tests only three bits of
+    // the kind: it refuses nil and time, and returns the value of any other kind as an address.
     TString const *QueryString() const;
     operator TString const *() const { return QueryString(); }
 
-    // The value as text: "(nil)", "(endOfArgs)"; "(null)" for a text or date-time that owns none. "not implemented" for
-    // date and time.
+    // Writes the value as text: "(nil)" and "(endOfArgs)" for these kinds, "(null)" for a text or date-time that owns
+    // none. Throws "not implemented" for date and time.
     std::ostream &StreamOut(std::ostream &out) const;
-    std::istream &StreamIn(std::istream &in); // always "not implemented"
+    std::istream &StreamIn(std::istream &in); // always throws "not implemented"
     std::ostream &PrintType(std::ostream &out) const;
 
-    // The kind, then the value. A void pointer that 4 bytes cannot hold sets the fail bit and writes nothing.
+    // Writes the kind and then the value (docs/formats.md). A void pointer that does not fit in 4 bytes sets the fail
+    // bit and writes nothing.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
-    // Nil where the stream fails before the value is complete, and before "unknown type" is reported.
+    // Reads a value. It becomes nil if the stream fails before the value is complete, and before "unknown type" is
+    // thrown.
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
-    // Arithmetic wraps at 32 bits. Integer with unsigned gives integer, anything with a real gives a real, two texts
-    // are concatenated by +=. Division and remainder are unsigned as soon as one side is.
+    // Arithmetic wraps at 32 bits. An integer and an unsigned give an integer; a real and any number give a real; +=
+    // concatenates two texts. Division and remainder are unsigned if one side is.
     TagVar &operator+=(TagVar const &other);
     TagVar &operator-=(TagVar const &other);
     TagVar &operator*=(TagVar const &other);
     TagVar &operator/=(TagVar const &other);
     TagVar &operator%=(TagVar const &other);
-    // Integers, the left keeps its kind; texts byte by byte.
+    // These combine integers, of which the left keeps its kind, or texts byte by byte.
     TagVar &operator|=(TagVar const &other);
     TagVar &operator&=(TagVar const &other);
     TagVar &operator^=(TagVar const &other);
-    // Reals are truncated, a real on the left becomes an integer; the count is taken modulo 32.
+    // These truncate reals; a real on the left becomes an integer. The count is taken modulo 32.
     TagVar &operator<<=(TagVar const &other);
     TagVar &operator>>=(TagVar const &other);
 
-    // A text or date-time that is missing on the right makes IsEqual() 1 exactly where the left has one.
+    // A text or date-time value may be without its text or date-time. As the right operand of IsEqual() it equals every
+    // existing one; as the left operand it equals nothing, not even itself.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     int LogicalAnd(TagVar const &other) const;

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TDATETIM_H
 #define TUZUTIL_TDATETIM_H
 
-// TDateTime: a point in time, seconds since 1970 together with a time-zone offset.
+// TDateTime: a point in time, in seconds since 1970, together with a time-zone offset.
 //
 // Example:
 //     std::tm record = {};
@@ -10,14 +10,14 @@
 //     long seconds = leapDay.QueryTime();                // 825552000
 //     TString day = leapDay.QueryString("%d.%m.%Y");     // "29.02.1996"
 //
-// Ownership:  a value; nothing is borrowed.
-// Threads:    different objects may be used concurrently.
-// Failures:   none. A time that 32 bits cannot hold becomes the nearest one that they can. QueryString() answers a null
-//             string for a time before 1970, a nil string where the format expands to nothing or to more than 64 KiB.
-// Surprises:  the zone is seconds *west* of UTC and never applied, not by QueryString(), nor when comparing. QueryTM()
-//             numbers the days of January from 0 and those of all other months from 1, and is all zeros for a time of
-//             0 or less: it is kept so for its callers; use QueryString() for dates that people or programs read. Names
-//             of days and months in QueryString() are the current locale's, so mail headers need a table of their own.
+// Ownership:  A TDateTime is a plain value and borrows nothing.
+// Threads:    Different objects may be used concurrently.
+// Failures:   None. A time that does not fit in 32 bits becomes the nearest one that does.
+// Surprises:
+// - The zone is in seconds *west* of UTC. It is never applied: neither by QueryString() nor by comparisons.
+// - QueryTM() does not return what the C library would. Use QueryString() for dates that people or programs read.
+// - QueryString() takes the names of days and months from the current locale, so mail headers need a table of their
+//   own.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -33,13 +33,13 @@ class TUZUTIL_API TDateTime {
 public:
     TDateTime(); // now, and the zone of the process
     TDateTime(long time, long timeZone) noexcept;
-    // The record's fields are read as UTC; fields out of range are normalised, its daylight-saving field is ignored.
+    // Reads the fields of the record as UTC. Normalises fields out of range and ignores the daylight-saving field.
     TDateTime(std::tm const &record, long timeZone) noexcept;
     TDateTime(TDateTime const &) = default;
     TDateTime &operator=(TDateTime const &) = default;
     ~TDateTime() = default;
 
-    // These leave the zone alone.
+    // These do not change the zone.
     TDateTime &operator=(std::tm const &record) noexcept;
     TDateTime &operator=(long time) noexcept;
 
@@ -50,11 +50,14 @@ public:
     int IsEqual(TDateTime const &other) const noexcept { return fTime == other.fTime; } // zones are not compared
     int IsLessThan(TDateTime const &other) const noexcept { return fTime < other.fTime; }
 
-    std::tm QueryTM() const noexcept; // see Surprises
-    // The time in UTC by a format of strftime; null means "%c".
+    // Numbers the days of January from 0 and those of all other months from 1. Returns all zeros for a time of 0 or
+    // less. It stays this way for the sake of its callers.
+    std::tm QueryTM() const noexcept;
+    // Returns the time in UTC by a format of strftime; null means "%c". The result is a null string for a time before
+    // 1970, and a nil string if the format expands to nothing or to more than 64 KiB.
     TString QueryString(char const *format) const;
 
-    // 0 for "Jan" to 11 for "Dec", in any letter case; -1 for every other text.
+    // Returns 0 for "Jan" to 11 for "Dec", in any letter case, and -1 for every other text.
     static int MonthFromName(char const *name) noexcept;
 
 private:

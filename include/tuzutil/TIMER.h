@@ -1,28 +1,28 @@
 #ifndef TUZUTIL_TIMER_H
 #define TUZUTIL_TIMER_H
 
-// TTimer: posts an event when a number of seconds has passed. One thread of the library serves all timers of the
-// process; it is there while there are timers.
+// TTimer: posts an event after a number of seconds. One thread of the library serves all timers of the process.
 //
 // Example:
 //     TReference<TSemaphore> const idle(new TSemaphore);
 //     TTimer timer(idle);
-//     timer.Set(600); // at every command: begins anew
-//     ...
+//     timer.Set(600); // at every command: starts again
 //     timer.Cancel();
 //
-// Ownership:  a timer refers to its event; null is allowed and posts nothing.
-// Threads:    different timers may be used by different threads. One timer belongs to one thread at a time; its event
-//             is posted meanwhile. Once its destructor has returned, a timer posts nothing more.
-// Failures:   none are reported but by a trace entry, "Unable to start thread": armed timers then wait until another
-//             timer is made or set and there is a thread to be had. A thread without memory for its first lock waits
-//             for it.
-// Surprises:  times are whole seconds of the calendar: a timer may be late by a second, or early by less than one, and
-//             follows a clock that is set. A time that has passed already, or is negative, posts at once. Of timers
-//             due in the same second, the one set last is posted first. Cancel() leaves the event as it is, Set()
-//             clears it. A copy is not armed, but tells the time that the original is set for. In a forked child the
-//             timers go on from the next one that is made or set. At the end of the process, timers that still stand
-//             are no longer served.
+// Ownership:  A timer refers to its event. If the event is null, the timer posts nothing.
+// Threads:    Different threads may use different timers, but one thread at a time uses one timer. The library's thread
+//             may post its event at any time. A timer posts nothing after its destructor has returned.
+// Failures:   The only report is a trace entry, "Unable to start thread". Armed timers then wait until another timer is
+//             made or set and the system has a thread. If that thread has no memory for its first lock, it waits for
+//             it.
+// Surprises:
+// - Times are whole seconds of the calendar: a timer may be late by a second, or early by less than one, and changes
+//   with the clock. A time that has passed, or is negative, posts at once.
+// - Of the timers due in the same second, the one set last is posted first.
+// - Set() clears the event, Cancel() does not change it.
+// - A copy is not armed, but reports the time for which the original is set.
+// - In a forked child no timer posts until a timer is made or set.
+// - At the end of the process, timers that still exist are no longer served.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"
@@ -33,21 +33,21 @@
 
 class TTimer;
 
-// The place of a timer among those that are armed.
+// The place of a timer among the armed ones.
 struct TTimerLink {
     TTimer *timer;
     std::uint32_t second = 0; // when it is due
     bool isArmed = false;
-    TTimerLink *next = nullptr;     // of the same second, set before this one
-    TTimerLink *previous = nullptr; // null for the one set last
-    TTimerLink *branch[2] = {};     // other seconds; of the one set last
+    TTimerLink *next = nullptr;     // the timer of the same second that was set before this one
+    TTimerLink *previous = nullptr; // the one that was set after it; null for the one set last
+    TTimerLink *branch[2] = {};     // other seconds; only the one set last has them
 };
 
 class TUZUTIL_API TTimer {
 public:
     explicit TTimer(TReference<TSemaphore> semaphore);
     TTimer(TTimer const &other);
-    TTimer &operator=(TTimer const &other); // the timer is no longer armed
+    TTimer &operator=(TTimer const &other); // disarms the timer
     ~TTimer();
 
     void Set(long seconds); // from now
@@ -60,7 +60,7 @@ private:
 
     void Post() noexcept;
     bool HasEvent() const noexcept { return fSemaphore && fSemaphore->fHandle; }
-    bool LacksEvent() const noexcept { return fSemaphore && !fSemaphore->fHandle; } // it could not be made
+    bool LacksEvent() const noexcept { return fSemaphore && !fSemaphore->fHandle; } // it could not be created
 
     TReference<TSemaphore> fSemaphore;
     std::atomic<std::uint32_t> fPostTime{0};

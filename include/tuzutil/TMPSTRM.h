@@ -1,42 +1,30 @@
 #ifndef TUZUTIL_TMPSTRM_H
 #define TUZUTIL_TMPSTRM_H
 
-// TTempStream: a memory stream that moves to a temporary file once a test of the user's says so.
+// TTempStream: a memory stream that moves its content to a temporary file when a test that the user supplies says so.
 //
 // Example:
 //     class TAtMost : public TTempStreamTest { // asked before each block of memory
 //     public:
-//         explicit TAtMost(unsigned long bytes) : fBytes(bytes) {}
 //         int Test(TTempStreamBuf *buf) override {
 //             unsigned long size = 0;
 //             for (TMemStreamBuffer const *block = buf->QueryFirstBuffer(); block; block = block->QueryNext())
 //                 size += block->QueryUsed();
-//             return size >= fBytes;
+//             return size >= 65536;
 //         }
-//
-//     private:
-//         unsigned long fBytes;
 //     };
-//     TTempStream message("message", new TAtMost(65536));
+//     TTempStream message("message", new TAtMost);
 //     message << std::cin.rdbuf();
 //     message.seekg(0);
 //     message.rdbuf()->WriteTo(std::cout);
 //
-// Ownership:  the stream owns its buffer and the file, which is gone with the stream or the process. On Windows the
-//             file has a random name in the user's folder for such files while it is open, and nobody else can open
-//             it; elsewhere it has none. The test is counted; null:
-//             everything stays in memory. The name given is kept, and names nothing.
-// Threads:    one thread at a time.
-// Failures:   none thrown. Where no file can be had, or it takes no more, writing meets the end of file, and what was
-//             written before stays: it can still be read, and the next write tries again. A file that cannot be made is
-//             traced at level "er", and so is one that was. To a reader a file that fails looks like its end;
-//             WriteTo() then sets the fail bit of its target.
-// Surprises:  as TMemStream until the file; from then on reading and writing share one position, which stands at the
-//             end right after the move. It is the reader's: what was read ahead is read again after flush(), tellg()
-//             and WriteTo(). Until one of these, or a seek, writing goes on behind what was read ahead: seek between
-//             reading and writing. Offsets count both ways then. WriteTo() copies from the position on: seek to the
-//             start first. The test may look at the blocks and seek: where there is room at the place that it goes to,
-//             writing goes on there, and behind everything after the move. What it writes is asked about in its turn.
+// Ownership:  The stream owns its buffer and the file, which is removed with the stream or the process.
+// Threads:    One thread at a time may use a stream.
+// Failures:   Nothing is thrown. If there is no file, or it takes no more, writing meets the end of file; see
+//             TTempStreamBuf.
+// Surprises:
+// - The name is only kept: it does not name the file.
+// - After the move to the file, reading and writing share one position: seek between them, and before WriteTo().
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MEMSTRM.h"
@@ -48,7 +36,7 @@
 
 class TTempStreamBuf;
 
-// Decides when a stream goes to a file.
+// Decides when a stream moves to a file.
 class TUZUTIL_API TTempStreamTest : public TRefCounted {
 protected:
     TTempStreamTest();
@@ -58,16 +46,34 @@ public:
     TTempStreamTest &operator=(TTempStreamTest const &) = default;
     ~TTempStreamTest() override;
 
-    virtual int Test(TTempStreamBuf *buf); // "pure": not 0: now
+    // Returns not 0 if the content shall move to the file now. Subclasses must override it. The test may inspect the
+    // blocks, seek and write. If it seeks to a block with room, writing continues there; after the move to the file, at
+    // the end. Writes of the test are tested in turn.
+    virtual int Test(TTempStreamBuf *buf);
 };
 
+// The buffer of TTempStream. It behaves as TMemStreamBuf until the move to the file. If the test is null, everything
+// stays in memory.
+//
+// The file. On Windows it has a random name in the user's folder for temporary files while it is open, and nobody else
+// can open it; elsewhere it has no name. Both outcomes are traced at level "er": that the file was opened, and that it
+// could not be.
+//
+// Position. After the move, reading and writing share one position, which is then at the end of the file. It is the
+// reader's: bytes that were read ahead are read again after flush(), tellg() and WriteTo(). Until one of these calls or
+// a seek, a write continues after the bytes that were read ahead. Offsets then count both ways.
+//
+// Failures. If the file cannot be made or takes no more, the bytes written before remain readable, and the next write
+// tries again. If reading from the file fails, the reader meets the end of file.
 class TUZUTIL_API TTempStreamBuf : public TMemStreamBuf {
 public:
     TTempStreamBuf(char const *name, TReference<TTempStreamTest> test);
     TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStreamBuf() override;
 
-    unsigned long WriteTo(std::ostream &to) override; // 0 and `to`'s fail bit: the file takes no more
+    // Copies the content to `to`: from the start while it is in memory, from the position on after the move to the
+    // file. If the file fails, sets the fail bit of `to`, and returns 0 if the bytes that wait cannot be written to it.
+    unsigned long WriteTo(std::ostream &to) override;
 
 protected:
     int sync() override;
@@ -88,7 +94,7 @@ private:
     TReference<TTempStreamTest> fTest;
     TString fName;
     std::unique_ptr<TFile> fFile;        // null while the data is in memory
-    std::unique_ptr<char[]> fFileBuffer; // first what is read, then what is written
+    std::unique_ptr<char[]> fFileBuffer; // the bytes read, then the bytes to be written
 };
 
 class TUZUTIL_API TTempStream : public TMemStream {

@@ -1,13 +1,13 @@
 #ifndef TUZUTIL_TRACE_H
 #define TUZUTIL_TRACE_H
 
-// TTrace: diagnostic tracing: levels, categories, destinations, and the two words that say whether anybody listens.
+// TTrace: diagnostic tracing with levels, categories, destinations, and two words that say whether anybody listens.
 //
 // Example:
 //     class TCounter final : public TTrace::Base { // a destination: records go where Write() puts them
 //     public:
-//         TCounter() : Base(joinsLater) { Join(); } // when all of it stands
-//         ~TCounter() override { Unlink(); }        // before its members go
+//         TCounter() : Base(joinsLater) { Join(); } // after the members are constructed
+//         ~TCounter() override { Unlink(); }        // before the members are destroyed
 //         void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { ++count; }
 //         int count = 0;
 //     };
@@ -16,21 +16,15 @@
 //     trace.QueryPointer() = TTrace::Pointer(new TCounter);  // levels "np", all components, all categories
 //     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
-// Ownership:  handles share their destination by counted references; the last one deletes it. Categories used for
-//             tracing are static objects, which outlive all that traces by them. A build without NDEBUG traces others
-//             at level "wa". One that is destroyed leaves the registry.
-// Threads:    destinations may come, go and be changed while entries are written. All of that, and every Write(), runs
-//             under the trace lock (fsMutex, recursive), for which a fork waits as well; the two global words are read
-//             without it, and a reader may see a change late. A handle, and a SaveState, belong to one thread at a
-//             time.
-// Failures:   a mask of levels or components that 32 bits cannot hold, where one is set, throws TInvalidParameter "Mask
-//             beyond 32 bits" and changes nothing; where one is asked for, its upper bits stand for nothing. The sign
-//             of an int, as in ~0 or 1 << 31, is no upper bit. An exception out of a destination's Write() is dropped.
-// Surprises:  a level is one bit, a component is one bit, masks combine them. UsesDefault() answers 1 where the
-//             category has an entry of its own. A Write() must not load a library or write an entry of its own. Entries
-//             reach a destination from its base's constructor to its base's destructor, also where the members of a
-//             subclass do not stand yet or have gone: a subclass gives its base `joinsLater`, calls Join() when all of
-//             it stands, and Unlink() in its destructor. The default level of a destination counts from then on.
+// Ownership:  Handles share their destination; the last one deletes it. Categories are static objects, see Category.
+// Threads:    Any thread may trace, and add, change or remove destinations. All of this, and each Write(), runs under
+//             the trace lock (fsMutex, recursive), for which a fork waits too. One thread at a time uses a handle or
+//             SaveState.
+// Failures:   Setters throw TInvalidParameter "Mask beyond 32 bits" if a mask has bits above bit 31, and change
+//             nothing. Queries ignore such bits. An exception that leaves a destination's Write() is dropped.
+// Surprises:
+// - The global words are read without the lock, so a reader may see a change late.
+// - The sign of an int, as in ~0 or 1 << 31, does not count as a bit above bit 31.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -45,7 +39,7 @@ class TTraceSet;
 class TTraceSetKnown;
 class TTraceSetKnownCursor;
 
-// A 32-bit word that a trace point reads without a lock: a plain load, yet no data race.
+// A 32-bit word that a trace point reads without a lock. The read is a plain load, but no data race.
 class TTraceWord {
 public:
     constexpr TTraceWord(std::uint32_t value = 0) noexcept : fValue(value) {}
@@ -61,9 +55,10 @@ private:
     std::atomic<std::uint32_t> fValue;
 };
 
+// A level is one bit, and so is a component; a mask combines several.
 class TUZUTIL_API TTrace {
 public:
-    // Levels that have a fixed use; the other bits belong to the components that use them.
+    // Levels with a fixed use. The other bits belong to the components that use them.
     enum Level : std::uint32_t {
         severe = 0x2,
         error = 0x4,
@@ -75,12 +70,15 @@ public:
         trap = 0x100000
     };
 
+    // REQUIRES: a category used for tracing is a static object that outlives everything that traces with it. A build
+    // without NDEBUG traces the use of others at level "wa".
     class TUZUTIL_API Category {
     public:
-        // Joins the registry. A component beyond 32 bits is none: nobody listens to such a category.
+        // Joins the registry. Nobody listens to a category whose component does not fit in 32 bits.
         Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
-        // Copies do not join, and have a text of their own: a category is used by many threads, a string by one.
+        // A copy does not join the registry. It has a text of its own, because many threads use one category, but one
+        // thread at a time uses a string.
         Category(Category const &other);
         Category &operator=(Category const &other);
         ~Category(); // leaves the registry
@@ -96,31 +94,36 @@ public:
         TString fName;
     };
 
-    // A destination. Counted; use through Pointer.
+    // A destination. Objects are counted: use them through Pointer.
+    //
+    // Entries reach a destination from the base's constructor to the base's destructor, also while the members of a
+    // subclass do not exist. So a subclass gives its base `joinsLater`, calls Join() when it is complete, and calls
+    // Unlink() in its destructor.
     class TUZUTIL_API Base : public TRefCounted {
     public:
         ~Base() override;
         Base(Base const &) = delete;
         Base &operator=(Base const &) = delete;
 
-        // "Pure": takes one entry that this destination accepts. Runs under the trace lock.
+        // Takes one entry that this destination accepts. Subclasses must override it. It runs under the trace lock.
+        // REQUIRES: it neither loads a library nor writes a trace entry.
         virtual void Write(unsigned long level, Category const &category, TTextMessage const &message);
-        virtual void Change(); // after each change of the settings
+        virtual void Change(); // called after each change of the settings
 
         unsigned long QueryLevel() const noexcept { return fLevel; }
-        void SetLevel(unsigned long level); // ignored once stopped, as SetComponent()
+        void SetLevel(unsigned long level); // ignored after StopTracing(), as is SetComponent()
         unsigned long QueryComponent() const noexcept { return fComponent; }
         void SetComponent(unsigned long component);
         int QueryDefaultTracing() const noexcept { return Int(fDefaultTracing); } // for categories without an entry
         void SetDefaultTracing(int on);
         int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1: the long prefix of a record
-        void SetDisplayPrefix(int longForm) noexcept;                           // the one setter without Change()
+        void SetDisplayPrefix(int longForm) noexcept; // the only setter that does not call Change()
         unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; }
         int QueryDisableRestore() const noexcept { return Int(fDisableRestore); }
         void SetDisableRestore(int disable);
         void StopTracing(); // for good
 
-        // Joins the chain at its head: entries reach the destination from here on. Nothing where it has joined before.
+        // Joins the chain at its head: from now on entries reach the destination. Does nothing if it has joined before.
         void Join();
 
         int StillTracing() const noexcept { return !fStopped; }
@@ -133,14 +136,14 @@ public:
         void AddCategory(Category const &category, int on);
         void RemoveCategory(Category const &category);
         int QueryCategory(Category const &category) const; // the entry's flag, or the default
-        int UsesDefault(Category const &category) const;   // 1 where there is an entry, 0 where there is none
+        int UsesDefault(Category const &category) const;   // 1 if there is an entry, 0 if there is none
 
-        // What a record begins with: the letter of its level; behind date, time and thread where the prefix is long.
+        // Stores what a record begins with: the letter of its level, after date, time and thread if the prefix is long.
         void FormatPrefix(TString &prefix, unsigned long level) const;
-        static char LevelChar(unsigned long level) noexcept; // '?' for all but a single bit with a letter of its own
+        static char LevelChar(unsigned long level) noexcept; // '?' unless the level is a single bit that has a letter
 
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
-        static void SetGlobalTracing(); // makes the global words what the destinations listen to
+        static void SetGlobalTracing(); // sets the global words to what the destinations listen to
         static void SetGlobalLevel(unsigned long level);
         static void SetGlobalComponent(unsigned long component);
         static unsigned long QueryGlobalLevel() noexcept { return fsRuntimeLevel; }
@@ -148,14 +151,14 @@ public:
         static int IsGlobalTracing(unsigned long level, unsigned long component) noexcept {
             return (fsRuntimeLevel & level) != 0 && (fsRuntimeComponent & component) != 0;
         }
-        // The same, and some destination accepts the entry.
+        // Also tests whether some destination accepts the entry.
         static int IsGlobalTracing(unsigned long level, unsigned long component, Category const &category);
 
         static void Register(Category const &category);
-        static TTraceSetKnownCursor *ListClasses();               // at the first; the caller deletes it
-        static Category const *FindCategory(TString const &name); // whatever the case and the component; null if none
+        static TTraceSetKnownCursor *ListClasses(); // at the first category; the caller deletes the cursor
+        static Category const *FindCategory(TString const &name); // ignores case and component; null if there is none
         static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0 and beyond 32 bits
-        static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0 if none
+        static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0: unknown
 
         static Base *fsAnchor; // the newest destination
         static TMutexSemaphore &fsMutex;
@@ -164,10 +167,10 @@ public:
         static TTraceSetKnown fsKnownCategories;
 
     protected:
-        // These join at once, while the subclass is not there yet.
+        // These join at once, before the subclass is constructed. The default level counts from then on.
         Base();
         Base(unsigned long level, unsigned long component);
-        // These leave that to Join(): to the end of the subclass's constructor, or to whoever makes the destination.
+        // These leave it to the end of the subclass's constructor, or to whoever makes the destination, to call Join().
         enum Joining { joinsLater };
         explicit Base(Joining);
         Base(Joining, unsigned long level, unsigned long component);
@@ -194,11 +197,12 @@ public:
 
     using Pointer = TReference<Base>;
 
-    // Remembers the settings of a handle's destination and puts them back when it ends.
+    // Remembers the settings of a handle's destination, and restores them in its destructor.
     class TUZUTIL_API SaveState {
     public:
         explicit SaveState(TTrace &trace);
-        SaveState(TTrace &trace, unsigned long level, Category const &category); // only this level, this one also on
+        // Also sets this level alone, and switches this category on.
+        SaveState(TTrace &trace, unsigned long level, Category const &category);
         SaveState(SaveState const &) = default;
         SaveState &operator=(SaveState const &) = default;
         ~SaveState();
@@ -208,23 +212,24 @@ public:
         std::uint32_t fLevel = 0;
         std::uint32_t fComponent = 0;
         std::int32_t fDefaultTracing = 0;
-        TTraceSet *fCategories = nullptr; // the table itself: what is changed in it meanwhile stays changed
+        TTraceSet *fCategories = nullptr; // the table itself, so that changes of it meanwhile remain
     };
 
     TTrace() noexcept = default; // no destination
     // Opens the destination that a configuration names: "keyword(argument),levels,components,default,categories", see
-    // docs/tracing.md. Null and "" open none. TInvalidRequest: "Unknown level specified", "Invalid default specified".
+    // docs/tracing.md. Null and "" open none. Throws TInvalidRequest "Unknown level specified" or "Invalid default
+    // specified".
     TTrace(char const *configuration);
     TTrace(TTrace const &) = default;
     TTrace &operator=(TTrace const &) = default;
     virtual ~TTrace();
 
-    // Applies the part of a configuration behind the destination, "levels,components,default,categories". An empty
-    // field leaves its setting; fields before a faulty one are applied. Throws as the constructor does.
+    // Applies the part of a configuration after the destination, "levels,components,default,categories". An empty field
+    // leaves its setting as it is; the fields before a faulty one are applied. Throws as the constructor does.
     virtual void ParseTraceString(char const *selection);
 
-    // Of the destination. Without one queries answer 0, but for QueryDisableRestore() and UsesDefault(), which answer
-    // 1, and nothing is set.
+    // These call the destination. Without one, setters do nothing, and queries return 0, except QueryDisableRestore()
+    // and UsesDefault(), which return 1.
     unsigned long QueryLevel() const noexcept;
     void SetLevel(unsigned long level);
     unsigned long QueryComponent() const noexcept;
@@ -248,7 +253,7 @@ public:
 
     Pointer &QueryPointer() noexcept { return fDestination; }
 
-    // As in Base.
+    // These do the same as in Base.
     static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {
         Base::WriteEntry(level, category, message);
     }
@@ -269,7 +274,7 @@ public:
     static TString QueryComponentName(unsigned long mask) { return Base::QueryComponentName(mask); }
     static unsigned long QueryComponentFromName(TString const &name) { return Base::QueryComponentFromName(name); }
 
-    static TString QueryExeFileName(); // of the program that runs, with its path, cut to 260 characters
+    static TString QueryExeFileName(); // of the running program, with its path, cut to 260 characters
     static void SetExeFileName(TString, TString) noexcept {} // changes nothing; for programs that call it
 
     static TString &fsExeFileName; // empty until QueryExeFileName() is called

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACEEXC_H
 #define TUZUTIL_TRACEEXC_H
 
-// TTraceException: the description of an exception as it stands in traces.
+// TTraceException: describes an exception as traces show it.
 //
 // Example:
 //     try {
@@ -10,10 +10,12 @@
 //         std::cerr << TTraceException::FormatException(problem) << '\n';
 //     }
 //
-// Ownership:  the result is a string of its own.
-// Threads:    any.
+// Ownership:  The result is a new string.
+// Threads:    Any thread may call it.
 // Failures:   TOutOfMemory, std::bad_alloc.
-// Surprises:  several lines, without a line end after the last. Texts begin with the newest, locations with the oldest.
+// Surprises:
+// - The result has several lines, without a line end after the last.
+// - Texts begin with the newest, but locations with the oldest.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/EXPORT.h"

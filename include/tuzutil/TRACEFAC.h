@@ -14,15 +14,15 @@
 //         }
 //     };
 //     static TQueueFactory fsFactory;
-//
 //     TTrace trace("queue[tracequeue](mail.high),er"); // in a program: CreateTrace("mail.high"), errors only
 //
-// Ownership:  the loader borrows the factory, a static object of its library. The handle that CreateTrace() returns
+// Ownership:  The loader borrows the factory, a static object of its library. The handle that CreateTrace() returns
 //             shares its destination.
-// Threads:    CreateTrace() may be called by any thread, and runs under the trace lock, as the destination's Write()
-//             does: they must not load libraries. The destination's destructor calls Unlink() before its members go.
-// Failures:   as FACTORY.h says. A handle without destination means that nothing is traced.
-// Surprises:  the argument is never null. A configuration ends it at the first comma: use other separators.
+// Threads:    Any thread may call CreateTrace(). It runs under the trace lock.
+// Failures:   As FACTORY.h says. If the handle has no destination, nothing is traced.
+// Surprises:
+// - The argument is never null.
+// - A configuration ends the argument at the first comma, so use other separators.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/FACTORY.h"
@@ -32,7 +32,10 @@ class TUZUTIL_API TTraceFactory : public TFactory<TTraceFactory> {
 public:
     ~TTraceFactory() override;
 
-    virtual TTrace CreateTrace(char const *argument); // pure
+    // Makes a destination. Subclasses must override it. REQUIRES: neither it nor the destination's Write() loads a
+    // library, because both run under the trace lock. The destructor of the destination calls Unlink() before its
+    // members are destroyed.
+    virtual TTrace CreateTrace(char const *argument);
 
     static TFactoryLoader<TTraceFactory> *GetLoader();
 
@@ -48,7 +51,7 @@ public:
 
     static TTraceFactoryLoader *GetInstance(); // lives as long as the process
 
-    static TTraceFactoryLoader *fsOnlyInstance; // null until it is asked for
+    static TTraceFactoryLoader *fsOnlyInstance; // null until the first GetInstance()
 };
 
 #endif

@@ -6,40 +6,41 @@
 // Example:
 //     class TCache final : public TTraceNotify {
 //     public:
-//         TCache() : TTraceNotify(joinsLater) { Join(); } // when all of it stands
-//         ~TCache() override { Leave(); }                 // before its members go
+//         TCache() : TTraceNotify(joinsLater) { Join(); } // after the members are constructed
+//         ~TCache() override { Leave(); }                 // before the members are destroyed
 //         void Notify() override { isVerbose = TTrace::IsGlobalTracing(TTrace::functionEntry, 8); }
 //         std::atomic<int> isVerbose{0};
 //     };
 //
-// Ownership:  observers are borrowed; one leaves the set when it ends.
-// Threads:    Notify() runs under the observers' mutex (recursive), mostly with the trace lock held as well.
-// Failures:   an exception out of Notify() is dropped.
-// Surprises:  an observer may be told from its base's constructor on, and until it has left: one that other threads'
-//             changes reach gives its base `joinsLater` and calls Join() at the end of its own constructor, and Leave()
-//             at the beginning of its own destructor. Where others derive from it, each of them does the latter, and
-//             the first is done by whoever makes the whole object. A change of the destinations notifies twice: once
-//             for the word of levels, once for that of components.
+// Ownership:  Observers are borrowed. An observer leaves the set when it is destroyed.
+// Threads:    Notify() runs under the observers' mutex (recursive), and mostly under the trace lock too.
+// Failures:   An exception that leaves Notify() is dropped.
+// Surprises:
+// - A change of the destinations notifies twice: once for the word of levels, once for that of components.
 
 #include "tuzutil/EXPORT.h"
 
+// Notify() may be called from the base's constructor on, and until the observer has left. REQUIRES: if other threads
+// can make changes, an observer gives its base `joinsLater`, calls Join() at the end of its constructor, and calls
+// Leave() at the beginning of its destructor. If other classes derive from the observer, each of them calls Leave(),
+// and whoever makes the whole object calls Join().
 class TUZUTIL_API TTraceNotify {
 public:
     TTraceNotify(TTraceNotify const &) = delete;
     TTraceNotify &operator=(TTraceNotify const &) = delete;
     virtual ~TTraceNotify();
 
-    virtual void Notify(); // "pure"
+    virtual void Notify(); // subclasses must override it
 
     static void NotifyAll() noexcept; // in order of registration
 
 protected:
-    TTraceNotify(); // joins at once, while the subclass is not there yet
+    TTraceNotify(); // joins at once, before the subclass is constructed
     enum Joining { joinsLater };
     explicit TTraceNotify(Joining) noexcept {}
 
-    void Join();           // Notify() from here on; may be called again
-    void Leave() noexcept; // no Notify() from here on; may be called again
+    void Join();           // Notify() is called from now on; a second call does nothing
+    void Leave() noexcept; // Notify() is no longer called; a second call does nothing
 };
 
 #endif

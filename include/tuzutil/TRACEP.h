@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACEP_H
 #define TUZUTIL_TRACEP_H
 
-// TTracePoint: writes a trace entry where somebody listens; TTraceExit: writes one when a scope ends.
+// TTracePoint: writes a trace entry if somebody listens; TTraceExit: writes one at the end of a scope.
 //
 // Example:
 //     int Fetch(int number) {
@@ -10,18 +10,18 @@
 //         exit.SetFormatMsg("Fetch, rc=%d");
 //         exit.SetArgs(TagVar(0));
 //         exit.SetDebugging("src/session.cpp", __LINE__);
-//         ...
 //         exit.SetRC(17);
 //         return 17;
 //     } // "Fetch, rc=17" at level "ex"
 //
-// Ownership:  texts of source files are borrowed and must be static; formats and arguments are copied.
-// Threads:    trace points may be passed by any thread; a TTraceExit belongs to one. A thread that is cancelled while
-//             it writes an entry finishes that first.
-// Failures:   a trace point never throws. SetRC() and operator[] of a message without that argument throw
-//             TInvalidParameter "Out of Range".
-// Surprises:  while nobody listens, a trace point is two loads, two tests and a branch, but its arguments are evaluated
-//             as in any call.
+// Ownership:  The texts of source files are borrowed and must be static. Formats and arguments are copied.
+// Threads:    Any thread may pass a trace point; a TTraceExit belongs to one thread. A thread that is cancelled while
+//             it writes an entry finishes the entry first.
+// Failures:   A trace point never throws. SetRC() and operator[] throw TInvalidParameter "Out of Range" if the message
+//             does not have that argument.
+// Surprises:
+// - While nobody listens, a trace point takes two loads, two tests and a branch, but evaluates its arguments as any
+//   call does.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -32,7 +32,7 @@
 #include <utility>
 #include <vector>
 
-// Where a trace point stands: a static text, and the line of the call.
+// The place of a trace point: a static text, and the line of the call.
 struct TTracePlace {
     TTracePlace(char const *fileName, unsigned long lineNumber = __builtin_LINE()) noexcept
         : file(fileName), line(lineNumber) {}
@@ -43,7 +43,7 @@ struct TTracePlace {
 
 class TUZUTIL_API TTracePoint {
 public:
-    // Writes an entry with the format's arguments, each anything that a TagVar can be made from.
+    // Writes an entry with a format and its arguments. An argument may be anything that a TagVar can be made from.
     template <typename... Arguments>
     static void Write(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
                       Arguments const &...arguments) noexcept {
@@ -52,7 +52,7 @@ public:
     }
 
 private:
-    // While it stands this thread is not cancelled: what unwinds it must not be dropped.
+    // While one exists, this thread is not cancelled, because the exception that unwinds a thread must not be dropped.
     class TUZUTIL_API THold {
     public:
         THold() noexcept;
@@ -73,7 +73,7 @@ private:
             TagVar const values[] = {TagVar(arguments)..., TagVar(TagVar::endOfArgs)};
             WriteOut(level, category, place, format, values, sizeof...(arguments));
         } catch (...) {
-            // An entry that cannot be built is lost; the work that it tells of goes on.
+            // If an entry cannot be built, it is lost, and the work that it describes goes on.
         }
     }
 
@@ -84,14 +84,15 @@ private:
 class TUZUTIL_API TTraceExit {
 public:
     explicit TTraceExit(TTrace::Category const &category); // no message yet
-    // Copies share the message: a value set through one shows in the entries of both.
+    // Copies share the message: a value set through one appears in the entries of both.
     TTraceExit(TTraceExit const &) = default;
     TTraceExit &operator=(TTraceExit const &) = default;
     ~TTraceExit();
 
     void SetFormatMsg(char const *format);
 
-    // The arguments of the message, in every form that TTextMessage::SetArgs() takes; nothing without a message.
+    // Sets the arguments of the message, in every form that TTextMessage::SetArgs() takes. Does nothing without a
+    // message.
     template <typename... Arguments>
     void SetArgs(Arguments const &...arguments) {
         if (TTextMessage *const message = Message())
@@ -103,7 +104,8 @@ public:
     void SetDebugging(char const *file, unsigned long line);
 
 private:
-    // A message that was set earlier stays until the last owner goes: references to its arguments may be held.
+    // A message that was set earlier lives until the last owner is destroyed, because references to its arguments may
+    // be in use.
     struct TMessage {
         TMessage(char const *format, std::shared_ptr<TMessage> earlier) : text(format), previous(std::move(earlier)) {}
         TMessage(TMessage const &) = delete;
@@ -118,18 +120,18 @@ private:
 
     TTrace::Category fCategory;
     std::shared_ptr<TMessage> fMessage;
-    TagVar fNoArgument; // what operator[] answers without a message
+    TagVar fNoArgument; // what operator[] returns without a message
 };
 
-// TTraceObjects: a table of handles that nothing can be added to; kept for programs that hold one.
+// TTraceObjects: a table of handles to which nothing can be added. It exists for programs that hold one.
 class TUZUTIL_API TTraceObjects {
 public:
     TTraceObjects() = default;
     explicit TTraceObjects(unsigned int capacity) : fCapacity(capacity) {}
 
     unsigned int Add(char const *configuration, int, char *); // always 0xFFFFFFFF
-    TTrace operator[](unsigned int index) const;              // without destination where there is no entry
-    void Remove(unsigned int index);                          // the index stays occupied, by a handle without one
+    TTrace operator[](unsigned int index) const;              // without a destination if there is no entry
+    void Remove(unsigned int index);                          // the index stays occupied by a handle without one
 
 private:
     [[maybe_unused]] std::uint32_t fCapacity = 0;

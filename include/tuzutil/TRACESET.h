@@ -9,13 +9,14 @@
 //         std::cout << category->QueryString() << '\n';
 //     delete cursor;
 //
-// Ownership:  the registry borrows its categories; one that is destroyed leaves it. A table owns its entries.
-// Threads:    the registry may be walked while categories come and go, without a lock: a library may register its own
-//             while another thread writes entries. What a cursor has given may be destroyed by another thread right
-//             then: that is the caller's business. A table belongs under the trace lock.
+// Ownership:  The registry borrows its categories; a category that is destroyed leaves it. A table owns its entries.
+// Threads:    The registry can be walked without a lock while categories join and leave: a library may register its own
+//             while another thread writes entries. REQUIRES: a caller ensures that no other thread destroys the
+//             category that a cursor returned. Use a table only under the trace lock.
 // Failures:   TOutOfMemory.
-// Surprises:  a category that is registered twice stands there twice. Categories stand in the order in which they were
-//             registered, but for those that took the place of one that had gone.
+// Surprises:
+// - A category that is registered twice has two entries.
+// - Categories are in the order of their registration, except those that took the entry of one that was destroyed.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -29,17 +30,17 @@ public:
     constexpr TTraceSetKnown() noexcept = default;
     TTraceSetKnown(TTraceSetKnown const &) = delete;
     TTraceSetKnown &operator=(TTraceSetKnown const &) = delete;
-    // No destructor: static objects of other libraries may still ask when this one is taken down.
+    // There is no destructor, because static objects of other libraries may still use the registry at unloading.
 
     void Add(TTrace::Category const *category);
-    void Remove(TTrace::Category const *category) noexcept; // all its entries; nothing where it has none
+    void Remove(TTrace::Category const *category) noexcept; // removes all its entries
     unsigned long GetNumberElements() const noexcept;
 
 private:
     friend class TTraceSetKnownCursor;
 
-    // Readers follow `next`; an entry is complete before it is linked, and stays. It has no category after that one has
-    // gone, until another takes its place.
+    // Readers follow `next`. An entry is complete before it is linked, and is never removed. After its category has
+    // left, it has none until another takes the entry over.
     struct TEntry {
         std::atomic<TTrace::Category const *> category{nullptr};
         std::atomic<TEntry *> next{nullptr};
@@ -47,9 +48,9 @@ private:
 
     bool Reuse(TTrace::Category const *category) noexcept;
 
-    TEntry fHead; // stands before the first
+    TEntry fHead; // before the first entry
     std::atomic<TEntry *> fNearEnd{nullptr};
-    std::atomic<std::uint32_t> fFree{0}; // entries without a category, behind the head
+    std::atomic<std::uint32_t> fFree{0}; // entries without a category, after the head
 };
 
 class TUZUTIL_API TTraceSetKnownCursor {
@@ -60,10 +61,10 @@ public:
     TTrace::Category const *Next() noexcept;
 
 private:
-    mutable TTraceSetKnown::TEntry const *fEntry; // moves on when its category has gone
+    mutable TTraceSetKnown::TEntry const *fEntry; // moves on if its category has left
 };
 
-// An entry of a table: a category and whether it is on.
+// An entry of a table: a category, and whether it is on.
 class TElementCategory {
 public:
     TElementCategory(TTrace::Category const &category, int on) : fCategory(category), fOn(on) {}

@@ -9,18 +9,17 @@
 //     TTracePoint::Write(TTrace::warning, fsCategory, "src/server.cpp", "Queue is full");
 //     // 07/14-09:05:03.27 0000013C:000000A4 W [server.cpp:89] Queue is full
 //
-// Ownership:  copies of a handle share the destination, which holds the file and the lock.
-// Threads:    all processes of a session take turns by the lock "kelvoTraceFile", whatever file they write. It is held
-//             for one record: a process that is suspended just then stops all the others.
-// Failures:   none: where the file cannot be opened nothing is written, and a record that the system refuses is lost.
-//             Without the lock (of another user, say) records are written all the same, to what the file holds. A line
-//             that a process left unfinished when it was killed is ended before the next one. Where another program
-//             keeps the others from writing, nothing is written.
-// Surprises:  the first process that opens the file discards its content; those that open it while it is in use join.
-//             On Linux only its owner does so, who knows of his own processes; he leaves it as it is where somebody has
-//             locked it. A new file is its owner's only, see TTraceStreamBase::SetFileMode().
-//             Every line has the long prefix, with process and thread, whatever SetDisplayPrefix() says; FormatPrefix()
-//             of the handle gives the one without a process. Directories are not made.
+// Ownership:  Copies of a handle share the destination, which holds the file and the lock.
+// Threads:    The processes of a session take turns by the lock "kelvoTraceFile", whatever file they write. A process
+//             that is suspended while it writes a record stops all the others.
+// Failures:   Nothing is thrown. If the file cannot be opened, nothing is written. A record that the system refuses is
+//             lost.
+// Surprises:
+// - The first process that opens the file discards its content; others join while it is in use. On Linux only the owner
+//   of the file discards it, see TTraceSharedFileBase.
+// - A new file is accessible to its owner only, see TTraceStreamBase::SetFileMode(). Directories are not made.
+// - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of the
+//   handle returns the prefix without the process.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -31,6 +30,14 @@
 
 class TMutexSemaphore;
 
+// The destination of a shared file.
+//
+// On Linux only the owner of the file discards its content, and only he knows whether his own processes use it. He
+// leaves the file as it is if somebody has locked it.
+//
+// If the lock is not available (because another user holds it, say), records are written nevertheless, to what the file
+// then holds. If a process was killed in the middle of a line, the next record starts on a new line. If another program
+// prevents writing, nothing is written.
 class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {
 public:
     ~TTraceSharedFileBase() override;
@@ -55,7 +62,7 @@ private:
 
 class TUZUTIL_API TTraceSharedFile : public TTrace {
 public:
-    TTraceSharedFile() noexcept = default; // no destination
+    TTraceSharedFile() noexcept = default; // without a destination
     TTraceSharedFile(char const *fileName);
     TTraceSharedFile(TTraceSharedFile const &) = default;
     TTraceSharedFile &operator=(TTraceSharedFile const &) = default;

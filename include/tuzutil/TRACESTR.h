@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACESTR_H
 #define TUZUTIL_TRACESTR_H
 
-// TTraceStream, TTraceWindowsDebug: trace destinations that write one line per entry, to a stream or a file, or to the
+// TTraceStream, TTraceWindowsDebug: trace destinations that write one line per entry to a stream, a file or the
 // debugger.
 //
 // Example:
@@ -14,18 +14,16 @@
 //     }
 //     // out.str() == "E [MUTEXSEM:100] Error 5 from CreateMutex(unnamed)\n"
 //
-// Ownership:  a stream given by reference is borrowed, and must outlive all handles to the destination; one given by
-//             pointer is deleted with the destination, or when another takes its place: never give &std::cout. Copies
-//             of a handle share the destination.
-// Threads:    lines of all destinations and threads of a process never interleave: one lock, fsFileMutex, is held for
-//             each. The streams belong to the destination meanwhile: what else writes to them comes between lines.
-// Failures:   none: where a file or its directory cannot be made nothing is written, and a record that a stream refuses
-//             is lost. The next one is tried afresh, with the state bits of the stream cleared; in a file, on a line
-//             of its own. ParseTraceString() throws, see TRACE.h.
-// Surprises:  a file is begun anew, also one that another process writes to: share it by TTraceSharedFile. A new one is
-//             its owner's only, see SetFileMode(). Only the
-//             text up to its first zero is written, 16-bit text in the encoding of the process; a message with line
-//             ends takes several lines. Lines end as the system's text files do.
+// Ownership:  A stream given by reference is borrowed and must outlive all handles to the destination; see SetStream()
+//             for pointers. Copies of a handle share the destination.
+// Threads:    The lines of a process never interleave, because each is written under the lock fsFileMutex. Other writes
+//             to the stream may come between lines.
+// Failures:   Nothing is thrown, except by ParseTraceString(), see TRACE.h. A record that a stream refuses is lost.
+// Surprises:
+// - A file is emptied when it is opened, even if another process writes to it: share it with TTraceSharedFile.
+// - A new file is accessible to its owner only, see SetFileMode().
+// - A text ends before its first zero. 16-bit text is written in the encoding of the process. A message with line ends
+//   takes several lines, and line ends are those of the system's text files.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -37,6 +35,9 @@
 
 class TMutexSemaphore;
 
+// The destination of a stream or file. If the file or its directory cannot be made, nothing is written. After a record
+// that the stream refused, the state bits of the stream are cleared and the next record is tried; in a file, it starts
+// on a new line.
 class TUZUTIL_API TTraceStreamBase : public TTrace::Base {
 public:
     ~TTraceStreamBase() override;
@@ -44,23 +45,25 @@ public:
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
     static TMutexSemaphore &fsFileMutex;      // lives as long as the process
-    static void InitializeMutex() noexcept {} // it is made at start-up; for programs that call it
+    static void InitializeMutex() noexcept {} // does nothing; it exists for programs that call it
 
-    // Who may read and write the files that destinations make from now on, shared ones too, as nine bits of the
-    // system's permissions, less what the process's own mask takes away: 0600, for their owner, unless it is set. Bits
-    // beyond 0666 stand for nothing. Files that are there keep theirs. Returns the former mode. On Windows the folder
-    // decides.
+    // Sets who may read and write the files that destinations make from now on, shared files too. The mode is nine bits
+    // of the system's permissions, from which the process's own mask takes away; bits beyond 0666 are ignored. The
+    // default is 0600, for the owner only. Existing files keep their mode. Returns the former mode. On Windows the
+    // permissions of the folder apply instead.
     static unsigned int SetFileMode(unsigned int mode) noexcept;
     static unsigned int QueryFileMode() noexcept;
 
 protected:
     friend class TTraceStream;
 
-    TTraceStreamBase(); // without a stream nothing is written
+    TTraceStreamBase(); // without a stream, so nothing is written
     TTraceStreamBase(std::ostream &stream);
     TTraceStreamBase(std::ostream *stream);
     TTraceStreamBase(char const *fileName); // makes the directories before the last backslash
 
+    // A stream given by pointer is deleted with the destination, or when another stream replaces it, so never pass
+    // &std::cout.
     void SetStream(std::ostream &stream);
     void SetStream(std::ostream *stream);
 
@@ -92,15 +95,16 @@ private:
     TTraceStreamBase *Destination();
 };
 
-// Lines for the debugger that watches the process; where the system has no such channel, for its log.
+// Writes lines to the debugger of the process, or to the system's log if the system has no such channel.
 class TUZUTIL_API TTraceWindowsDebugBase : public TTrace::Base {
 public:
     ~TTraceWindowsDebugBase() override;
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
-    // What takes a line, with its line end and a zero, in place of the debugger; null for the debugger. It must neither
-    // throw nor trace. Returns the former one, null for the debugger.
+    // Sets a function that takes each line, with its line end and a zero, in place of the debugger; null restores the
+    // debugger. Returns the former function, or null for the debugger. REQUIRES: the function neither throws nor
+    // traces.
     using TOutput = void (*)(char const *line);
     static TOutput SetOutput(TOutput output) noexcept;
 

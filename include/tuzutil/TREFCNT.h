@@ -9,16 +9,15 @@
 //     same = nullptr;                       // 1
 //     posted->Post();
 //
-// Ownership:  the reference that lets go last destroys the object, by way of Unreachable(). An object to which no
-//             reference was ever made belongs to its maker.
-// Threads:    references to one object may be made and dropped by any thread; one TReference belongs to one thread at
-//             a time. Counts of TWeakRefCounted change under the lock TWeakReferenceLock::fsSem only. What a thread
-//             did before it dropped its reference is seen by the thread that destroys the object.
+// Ownership:  Releasing the last reference destroys the object through Unreachable(). An object to which no reference
+//             was ever made belongs to its maker.
+// Threads:    Any thread may make and release references to one object; one TReference belongs to one thread at a time.
+//             The thread that destroys the object sees what others did before they released their references.
 // Failures:   TInvalidRequest "TReference null" from -> and * of a null reference.
-// Surprises:  a copied object starts with the count of the original: copy objects that no reference holds. One
-//             RemoveRef() too many makes the count 4294967295. A build without NDEBUG traces the former at level "wa"
-//             and stops at the latter. ZeroWeakReference() must take no other lock of the library. Where the lock of
-//             weak references cannot be had, which is traced at level "er", counts still change atomically.
+// Surprises:
+// - A copied object starts with the count of the original, so copy only objects to which there is no reference. A build
+//   without NDEBUG traces the copying of others at level "wa".
+// - One RemoveRef() too many makes the count 4294967295. A build without NDEBUG then stops.
 
 #include "tuzutil/EXPORT.h"
 
@@ -48,9 +47,12 @@ private:
     std::atomic<std::uint32_t> fCount{0};
 };
 
-// A count that changes under one lock of the process, so that pointers that do not count can be cleared in the moment
-// in which the last reference goes. Whoever makes a reference from such a pointer holds a TWeakReferenceLock while
-// reading it and calling AddRef(), and uses only pointers that ZeroWeakReference() clears.
+// A count that changes only under one lock of the process, TWeakReferenceLock::fsSem, so that uncounted pointers to the
+// object can be cleared when the last reference is released. If the lock cannot be created, which is traced at level
+// "er", counts still change atomically.
+//
+// REQUIRES: whoever makes a reference from an uncounted pointer holds a TWeakReferenceLock while reading the pointer
+// and calling AddRef(), and uses only pointers that ZeroWeakReference() clears.
 class TUZUTIL_API TWeakRefCounted {
 protected:
     TWeakRefCounted() noexcept = default;
@@ -64,17 +66,19 @@ public:
     virtual void RemoveRef();
 
 private:
-    virtual void ZeroWeakReference(); // under the lock, the count is 0: clears the weak pointers; by default nothing
-    virtual void Unreachable();       // after the lock was released: deletes the object
+    // Clears the weak pointers; the default does nothing. It runs under the lock, when the count is 0. REQUIRES: it
+    // takes no other lock of the library.
+    virtual void ZeroWeakReference();
+    virtual void Unreachable(); // deletes the object; called after the lock has been released
 
 public:
-    unsigned long QueryReferenceCount() const noexcept { return fCount; } // without the lock
+    unsigned long QueryReferenceCount() const noexcept { return fCount; } // reads without the lock
 
 private:
     std::atomic<std::uint32_t> fCount{0};
 };
 
-// Holds the lock of all weak references. It may be taken again by the thread that has it.
+// Holds the lock of all weak references. The lock is recursive.
 class TUZUTIL_API TWeakReferenceLock {
 public:
     TWeakReferenceLock();
@@ -82,14 +86,14 @@ public:
     TWeakReferenceLock &operator=(TWeakReferenceLock const &) = delete;
     ~TWeakReferenceLock();
 
-    static TMutexSemaphore &fsSem; // never destroyed: references may go until the very end
+    static TMutexSemaphore &fsSem; // never destroyed, because references may be released until the very end
 
 private:
     int fState; // a TMutexSemaphore::EState
     TMutexSemaphore *fMutex;
 };
 
-// A counted reference to an object of a class derived from TRefCounted or TWeakRefCounted, or null.
+// A counted reference to an object, or null. The class of the object derives from TRefCounted or TWeakRefCounted.
 template <typename T>
 class TReference {
 public:
@@ -98,7 +102,7 @@ public:
     TReference(TReference &&other) noexcept : fTarget(other.fTarget) { other.fTarget = nullptr; }
     ~TReference() { Release(fTarget); }
 
-    // The new reference is taken before the old one is dropped: the new target may be reached through the old one.
+    // These take the new reference before they release the old one, because the new target may belong to the old one.
     TReference &operator=(T *target) { return *this = TReference(target); }
     TReference &operator=(TReference const &other) { return *this = TReference(other); }
     TReference &operator=(TReference &&other) {

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TSTRING_H
 #define TUZUTIL_TSTRING_H
 
-// TString: the library's one text type, a handle on a shared, counted buffer of narrow or 16-bit text.
+// TString: the library's one text type, a handle to a shared, counted buffer of narrow or 16-bit text.
 //
 // Example:
 //     TString line("RETR 17");
@@ -11,18 +11,18 @@
 //     if (verb == "RETR" && number.isDigits())
 //         std::cout << number.asInt() << '\n';          // 17
 //
-// Ownership:  copies share one buffer; the last handle frees it. A pointer from a conversion operator is borrowed and
-//             ends with the buffer.
-// Threads:    none. The count is a plain integer: a string and all that share its buffer belong to one thread at a
-//             time. To hand text to another thread, copy it: TString(s, s.length(), ' ').
-// Failures:   TInvalidRequest (ID 1, recoverable) for a position that is a programming error, and for a count that can
-//             only come of one (indexOf() - 1 if nothing was found): more than 1 GiB of bytes that the caller does not
-//             give, refused before memory is taken. TOutOfMemory where no buffer of the size can be had or a text would
-//             reach 0xFFFFFFF0 bytes. Everything else answers 0, a null string, or leaves the string alone.
-// Surprises:  a null string (no buffer) is not a nil string (empty buffer), and nil.isEqual(null) is true while
-//             null.isEqual(nil) is false. Writing through operator[] within bounds, a pointer or Wipe() changes every
-//             string that shares the buffer: call MakeUnique() first. Lengths and positions count bytes, also of
-//             16-bit text. TString(0) does not compile; write TString(0L) for "0".
+// Ownership:  Copies share one buffer; the last handle deallocates it. A pointer from a conversion operator is valid as
+//             long as the buffer.
+// Threads:    The count is a plain integer: one thread at a time may use a string and all that share its buffer. To
+//             hand text to another thread, copy it: TString(s, s.length(), ' ').
+// Failures:   TInvalidRequest (ID 1, recoverable) if a position or count is a programming error; TOutOfMemory if there
+//             is no memory or a text would reach 0xFFFFFFF0 bytes. Anything else yields 0, a null string, or no change.
+// Surprises:
+// - A null string has no buffer, a nil string an empty one: nil.isEqual(null) is true, but null.isEqual(nil) is false.
+// - Writing through operator[], a pointer or Wipe() changes every string that shares the buffer: call MakeUnique()
+//   first.
+// - Lengths and positions count bytes, also in 16-bit text.
+// - TString(0) does not compile; write TString(0L) for "0".
 
 #include "tuzutil/EXPORT.h"
 
@@ -31,17 +31,17 @@
 #include <iosfwd>
 #include <type_traits>
 
-// A buffer as it stands in memory, one allocation; the data follow the header:
+// The layout of a buffer. It is one allocation, and the data follow the header:
 //
 //   | count | flags | length | capacity | data: length bytes | 0 0 (0) |
 //     4       4       4        4
 //
-// At least two zero bytes always follow the data, three where the length is odd, so that the 16-bit view ends as well.
+// At least two zero bytes always follow the data, and three if the length is odd, so that the 16-bit view ends as well.
 struct TStringBuffer {
     std::uint32_t count;    // handles that share the buffer
     std::uint32_t flags;    // wipeOnDelete, unicode
     std::uint32_t length;   // bytes of data
-    std::uint32_t capacity; // bytes of data that there is room for
+    std::uint32_t capacity; // bytes of data for which there is room
 
     enum Flag : std::uint32_t { wipeOnDelete = 1, unicode = 2 };
 
@@ -51,9 +51,13 @@ struct TStringBuffer {
 class TUZUTIL_API TString {
     template <typename I>
     using IfPosition = std::enable_if_t<std::is_integral_v<I> || (std::is_enum_v<I> && std::is_convertible_v<I, int>)>;
+    template <typename Char>
+    using IfChar8 = std::enable_if_t<std::is_integral_v<Char> && sizeof(Char) == 1 && !std::is_volatile_v<Char> &&
+                                     !std::is_same_v<Char, bool> && !std::is_same_v<Char, char> &&
+                                     !std::is_same_v<Char, signed char> && !std::is_same_v<Char, unsigned char>>;
 
 public:
-    static constexpr unsigned int fsToEnd = ~0u; // as count: all of them; as start of lastIndexOf: from the end
+    static constexpr unsigned int fsToEnd = ~0u; // as a count: all; as the start of lastIndexOf: from the end
 
     TString() noexcept : fBuffer(nullptr) {}               // null
     TString(std::nullptr_t) noexcept : fBuffer(nullptr) {} // null
@@ -61,88 +65,58 @@ public:
     TString(unsigned char const *text);
     TString(unsigned short const *text); // 16-bit text up to the first zero character; sets the Unicode flag
     TString(char16_t const *text);
-#if defined(__cpp_char8_t)
-    TString(char8_t const *text) : TString(reinterpret_cast<char const *>(text)) {}
-#endif
-    // Exactly `count` bytes: copied from `bytes` (zero bytes included), or `count` times `fill` when `bytes` is null;
-    // then more than 1 GiB throws "Bad count for this String".
+    // UTF-8 text of a type of its own (char8_t), if the compiler has that type.
+    template <typename Char, typename = IfChar8<Char>>
+    TString(Char const *text) : TString(reinterpret_cast<char const *>(text)) {}
+    // Makes a string of exactly `count` bytes: copied from `bytes` with its zero bytes, or, if `bytes` is null, `count`
+    // times `fill`. In the latter case a count of more than 1 GiB throws "Bad count for this String" before memory is
+    // allocated: it can only come from an error such as indexOf() - 1 if nothing was found.
     TString(void const *bytes, unsigned int count, char fill);
     TString(long number); // decimal text, independent of the locale
     TString(unsigned long number);
-    TString(TString const &other) noexcept : fBuffer(other.fBuffer) {
-        Share();
-    }
-    TString(TString &&other) noexcept : fBuffer(other.fBuffer) {
-        other.fBuffer = nullptr;
-    } // leaves `other` null
-    ~TString() {
-        Release();
-    }
+    TString(TString const &other) noexcept : fBuffer(other.fBuffer) { Share(); }
+    TString(TString &&other) noexcept : fBuffer(other.fBuffer) { other.fBuffer = nullptr; } // leaves `other` null
+    ~TString() { Release(); }
     TString &operator=(TString const &other) noexcept;
     TString &operator=(TString &&other) noexcept;
 
-    // Units before the first zero unit; 0 for a null pointer.
+    // Returns the number of units before the first zero unit; 0 for a null pointer.
     static unsigned int lengthOf(char const *text);
     static unsigned int lengthOf(unsigned char const *text);
     static unsigned int lengthOf(unsigned short const *text);
     static unsigned int lengthOf(char16_t const *text);
 
-    unsigned int length() const noexcept {
-        return fBuffer ? fBuffer->length : 0;
-    } // bytes; 0 for a null string
-    unsigned int size() const noexcept {
-        return length();
-    }
+    unsigned int length() const noexcept { return fBuffer ? fBuffer->length : 0; } // bytes; 0 for a null string
+    unsigned int size() const noexcept { return length(); }
 
-    // The data, null for a null string. Writing through these changes every string that shares the buffer.
-    operator char *() const noexcept {
-        return fBuffer ? fBuffer->Data() : nullptr;
-    }
-    operator unsigned char *() const noexcept {
-        return reinterpret_cast<unsigned char *>(static_cast<char *>(*this));
-    }
+    // Return the data, or null for a null string. Writing through the pointer changes every string that shares the
+    // buffer.
+    operator char *() const noexcept { return fBuffer ? fBuffer->Data() : nullptr; }
+    operator unsigned char *() const noexcept { return reinterpret_cast<unsigned char *>(static_cast<char *>(*this)); }
     operator unsigned short *() const noexcept {
         return reinterpret_cast<unsigned short *>(static_cast<char *>(*this));
     }
-    operator void const *() const noexcept {
-        return static_cast<char *>(*this);
-    }
-    explicit operator bool() const noexcept {
-        return fBuffer != nullptr;
-    }
+    operator void const *() const noexcept { return static_cast<char *>(*this); }
+    explicit operator bool() const noexcept { return fBuffer != nullptr; }
 
-    bool operator!() const noexcept {
-        return IsNull();
-    }
-    bool IsNull() const noexcept {
-        return fBuffer == nullptr;
-    }
-    bool IsNilString() const noexcept {
-        return fBuffer && fBuffer->length == 0;
-    }
+    bool operator!() const noexcept { return IsNull(); }
+    bool IsNull() const noexcept { return fBuffer == nullptr; }
+    bool IsNilString() const noexcept { return fBuffer && fBuffer->length == 0; }
 
-    // Flags live in the buffer: setting one changes all strings that share it, and does nothing on a null string.
-    bool IsUnicode() const noexcept {
-        return HasFlag(TStringBuffer::unicode);
-    }
-    void SetUnicode(int on) noexcept {
-        SetFlag(TStringBuffer::unicode, on);
-    }
-    bool IsWipeOnDelete() const noexcept {
-        return HasFlag(TStringBuffer::wipeOnDelete);
-    }
-    void SetWipeOnDelete(int on) noexcept {
-        SetFlag(TStringBuffer::wipeOnDelete, on);
-    }
+    // Flags belong to the buffer: setting one changes all strings that share it, and does nothing on a null string.
+    bool IsUnicode() const noexcept { return HasFlag(TStringBuffer::unicode); }
+    void SetUnicode(int on) noexcept { SetFlag(TStringBuffer::unicode, on); }
+    bool IsWipeOnDelete() const noexcept { return HasFlag(TStringBuffer::wipeOnDelete); }
+    void SetWipeOnDelete(int on) noexcept { SetFlag(TStringBuffer::wipeOnDelete, on); }
 
-    std::ostream &Print(std::ostream &out) const; // the raw bytes, unformatted; "<NULL>" for a null string
+    std::ostream &Print(std::ostream &out) const; // writes raw bytes, unformatted; "<NULL>" for a null string
 
-    // The byte at a position 1..length(); otherwise "Bad index value for this String".
+    // Returns the byte at a position from 1 to length(). Throws "Bad index value for this String" for any other.
     char operator[](unsigned int position) const;
-    // The same for writing, without copying a shared buffer. A position beyond the end grows the string to exactly
-    // that many bytes, the new ones zero; position 0, or one more than 1 GiB beyond the end, throws as above.
+    // Returns that byte for writing, without copying a shared buffer. If the position is beyond the end, the string
+    // grows to exactly that many bytes with zeros. Position 0, or one more than 1 GiB beyond the end, throws as above.
     char &operator[](unsigned int position);
-    // Any other integer or enumeration; a negative position throws.
+    // These take any other integer or enumeration; a negative position throws.
     template <typename I, typename = IfPosition<I>>
     char operator[](I position) const {
         return (*this)[CheckedPosition(position)];
@@ -152,62 +126,63 @@ public:
         return (*this)[CheckedPosition(position)];
     }
 
-    // Concatenation. A null char const * counts as empty text. The result of `+ char const *` has no flags; that of
-    // `+ TString`, and that of `+= TString` on a null string, has this string's, or the other's where this one is null.
+    // These concatenate. A null char const * counts as empty text. The result of `+ char const *` has no flags. The
+    // result of `+ TString` has the flags of this string, or of the other if this one is null; so has `+= TString` on a
+    // null string.
     TString operator+(TString const &other) const;
     TString operator+(char const *text) const;
     TString &operator+=(char const *text);
     TString &operator+=(TString const &other);
 
-    // Byte by byte with the other string, over the bytes that both have. Null on either side: no change.
+    // These combine the bytes that both strings have. If either is null, nothing changes.
     TString &operator^=(TString const &other);
     TString &operator|=(TString const &other);
     TString &operator&=(TString const &other);
 
-    // From `start` to the end; null where `start` lies beyond it; 0 throws "Bad value to truncate this String".
+    // Returns the text from `start` to the end, or null if `start` is beyond the end. A start of 0 throws "Bad value to
+    // truncate this String".
     TString subString(unsigned int start) const;
-    // Exactly `count` bytes from `start` on, what is missing padded with `fill`; 0 throws as above, and so does a
+    // Returns exactly `count` bytes from `start` on, padded with `fill`. A start of 0 throws as above, and so does a
     // count above length() plus 1 GiB.
     TString subString(unsigned int start, unsigned int count, char fill = ' ') const;
-    // Truncates: keeps the bytes before `start`; beyond the end: no change; 0 throws as above.
+    // Keeps only the bytes before `start`. A start beyond the end changes nothing; 0 throws as above.
     TString &remove(unsigned int start);
-    // Takes out `count` bytes from `start` on.
+    // Removes `count` bytes from `start` on.
     TString &remove(unsigned int start, unsigned int count);
-    // Replaces up to `count` occurrences of `pattern` found at or after `start`; the result loses all flags when
-    // anything was replaced.
+    // Replaces up to `count` occurrences of `pattern` at or after `start`. If it replaced anything, the result has no
+    // flags.
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
     TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
-    // By the current locale, up to the first zero byte.
+    // Change the case by the current locale, up to the first zero byte.
     TString &lowerCase();
     TString &upperCase();
 
-    // Searches: a 1-based position, or 0 for "not found".
+    // Searches return a 1-based position, or 0 for "not found".
     unsigned int indexOf(char c, unsigned int start = 1) const;           // start 0 counts as 1
     unsigned int indexOf(unsigned short c, unsigned int start = 1) const; // positions count 16-bit characters
     unsigned int indexOf(char16_t c, unsigned int start = 1) const {
         return indexOf(static_cast<unsigned short>(c), start);
     }
-    // Start 0 throws "Bad value for the starting position" in these; empty text is found at `start`.
+    // In these, a start of 0 throws "Bad value for the starting position". An empty text is found at `start`.
     unsigned int indexOf(char const *text, unsigned int start = 1) const;
     unsigned int indexOfAnyOf(char const *set, unsigned int start = 1) const;
     unsigned int indexOfAnyBut(char const *set, unsigned int start = 1) const;
     unsigned int lastIndexOf(char c, unsigned int start = fsToEnd) const;
 
-    bool isEqual(TString const &other) const noexcept; // asymmetric for null and nil, see above
-    bool IsEqual(TString const &other) const noexcept {
-        return isEqual(other);
-    }
+    bool isEqual(TString const &other) const noexcept; // for null and nil see Surprises
+    bool IsEqual(TString const &other) const noexcept { return isEqual(other); }
     bool isLessThan(TString const &other) const noexcept; // unsigned bytes; null before all, prefix before longer
-    // True when minimum <= length() and this is how `full` begins.
+    // Whether `full` begins with this string, and minimum <= length().
     bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
     bool isDigits() const noexcept; // null: false; nil: true
     bool isBinaryDigits() const noexcept;
-    // Leading decimal number, as strtol and strtoul of a 32-bit long give it: out of range gives the nearest value.
+    // Return the leading decimal number as strtol and strtoul with a 32-bit long do: a number out of range gives the
+    // nearest value.
     int asInt() const noexcept;
     unsigned int asUnsigned() const noexcept;
-    double asDouble() const noexcept; // strtod: the decimal point is the current locale's
+    double asDouble() const noexcept; // as strtod, with the decimal point of the current locale
 
     void MakeUnique(); // gives this string a buffer of its own if the present one is shared
     // The same text, with its flags, in a buffer of its own. Give such a copy to another thread: strings that share a
@@ -217,9 +192,7 @@ public:
 private:
     friend struct TStringAccess;
 
-    explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) {
-        Share();
-    } // adopts a buffer of count 0
+    explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) { Share(); } // adopts a buffer of count 0
 
     static TStringBuffer *AllocateBuffer(std::uint64_t length, std::uint32_t count, std::uint32_t flags);
     static unsigned int CheckedLength(std::uint64_t length);
@@ -234,9 +207,7 @@ private:
         return value > 0xFFFFFFFFu ? BadIndex() : static_cast<unsigned int>(value);
     }
 
-    bool HasFlag(std::uint32_t flag) const noexcept {
-        return fBuffer && (fBuffer->flags & flag);
-    }
+    bool HasFlag(std::uint32_t flag) const noexcept { return fBuffer && (fBuffer->flags & flag); }
     void SetFlag(std::uint32_t flag, int on) noexcept;
     void Share() noexcept {
         if (fBuffer)
@@ -262,8 +233,8 @@ private:
     TStringBuffer *fBuffer; // null for a null string
 };
 
-// What a string is compared with besides strings: text as it stands in a program, narrow or 16-bit. Each form is named,
-// or the conversions above would compare addresses.
+// The forms of text, narrow or 16-bit, with which a string can be compared besides other strings. Each form is named,
+// because otherwise the conversions above would compare addresses.
 namespace tuzutil {
 
 template <typename T>
@@ -278,7 +249,7 @@ using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
 
 } // namespace tuzutil
 
-// a == b is a.isEqual(b): the left operand is asked.
+// a == b calls a.isEqual(b): the left operand decides.
 inline bool operator==(TString const &a, TString const &b) noexcept {
     return a.isEqual(b);
 }
@@ -314,7 +285,7 @@ TUZUTIL_COMPARE_WITH_TEXT(TString, >)
 TUZUTIL_COMPARE_WITH_TEXT(TString, <=)
 TUZUTIL_COMPARE_WITH_TEXT(TString, >=)
 
-// A string cannot be extracted into: an extraction into its characters would not know where they end.
+// Extracting into a string does not compile, because an extraction into its characters would not know where they end.
 std::istream &operator>>(std::istream &in, TString const &text) = delete;
 
 TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
@@ -363,17 +334,17 @@ TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, ==)
 TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, !=)
 #undef TUZUTIL_COMPARE_WITH_TEXT
 
-// TStringAndWipe: a TString for secrets, whose buffer is zeroed when its last holder lets go of it.
+// TStringAndWipe: a TString for secrets. Its buffer is zeroed when the last string that shares it releases it.
 //
 // Example:
 //     TStringAndWipe secret(password);
 //     Login(secret);
 //     secret.Wipe(); // zero now, for every string that shares the buffer
 //
-// Surprises:  the flag lands on the buffer: a TStringAndWipe made from a TString makes that TString's buffer wiped
-//             too. A default-constructed one is null and cannot hold the flag; assigning an unflagged string to it
-//             leaves that string's buffer unflagged. `+ char const *`, change() and fresh texts made from the secret
-//             do not carry the flag.
+// Surprises: - The flag belongs to the buffer: a TStringAndWipe made from a TString also sets the flag of that
+// TString's buffer. - A default-constructed one is null and cannot have the flag. Assigning an unflagged string to it
+// leaves that string's   buffer unflagged. - The results of `+ char const *` and change(), and new texts made from the
+// secret, do not have the flag.
 class TUZUTIL_API TStringAndWipe : public TString {
 public:
     TStringAndWipe() noexcept = default;
@@ -385,11 +356,11 @@ public:
         TString::operator=(other);
         return *this;
     }
-    TStringAndWipe &operator=(char const *text) { return *this = TStringAndWipe(text); } // flagged, as constructed
+    TStringAndWipe &operator=(char const *text) { return *this = TStringAndWipe(text); } // has the flag
     TStringAndWipe &operator=(std::nullptr_t) noexcept { return *this = TString(); }
     ~TStringAndWipe() = default;
 
-    void Wipe() noexcept; // zeroes the data of the current buffer, shared or not; the length stays
+    void Wipe() noexcept; // zeroes the data of the buffer, even if it is shared; keeps the length
 };
 
 #endif

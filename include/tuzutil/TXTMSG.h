@@ -1,33 +1,23 @@
 #ifndef TUZUTIL_TXTMSG_H
 #define TUZUTIL_TXTMSG_H
 
-// TTextMessage: a translatable text with printf conversions and typed arguments, formatted when it is first asked for.
+// TTextMessage: a translatable text with printf conversions and typed arguments, formatted on first use.
 //
 // Example:
 //     static TTextMessage::StoreID const fsStore(TString("Mail"), ExplicitInit);
 //     TTextMessage message(fsStore, 1, 17, "%2$s has %1$d messages", 5, "inbox");
 //     std::cout << message.QueryMessage() << '\n';   // the store's text of set 1, number 17; or "inbox has 5 messages"
 //
-// Ownership:  texts and arguments are copied. A pointer from operator char const * lives as long as the message.
-// Threads:    one thread at a time, also for reading: the first request formats.
-// Failures:   formats and arguments never throw: a conversion over a value of another kind, over a missing one, or with
-//             a bad width prints zero or a null string; a store that throws has no text. Only operator[] throws,
-//             TInvalidParameter "Out of Range" (ID 1, recoverable), and copying an argument of a kind that does not
-//             exist.
-// Formats:    d i o u x X c s S p f F e E g G n, with the flags "-", "+", " ", "#", "0", a width and a precision, of an
-//             argument too ("*", "*2$"), and one of h, l, L. S takes a text in 16-bit formats only. n stores nothing:
-//             it prints as an unknown conversion does, with "?" as its character. Every other conversion is unknown:
-//             its character is literal text and it takes no argument, so that in "%zu %s" and "%lld %s" the %s takes
-//             the first argument, the number, and prints "(null)". Write %u and %d: integers have 32 bits.
-// Bounds:     widths and precisions count up to 64 Ki. What is received is the format, the arguments' texts, and 32
-//             bytes for each argument. The text may have 256 KiB more than 16 times that, up to 16 MiB, or 4 times that
-//             if it is more. What comes after that is dropped, and neither formatted nor reported. A 16-bit text that
-//             needs more characters than ValidateArgsW() returns keeps its first one.
-// Surprises:  once formatted the text stays, whatever SetArgs() does; a copy formats afresh. A text that comes out
-//             empty is one zero character. A 16-bit default text comes back from a stream as its bytes, for the form
-//             there tells no kind. Where an argument list is passed by pointers, nil ends it like fsEndOfArgs. An
-//             unknown conversion prints as the platform's own printf prints it; %p is always 8 upper-case digits, 16
-//             where pointers are longer. On Windows the flag "0" fills texts and characters with zeros too.
+// Ownership:  Texts and arguments are copied. A pointer from operator char const * is valid as long as the message.
+// Threads:    One thread at a time may use a message, also for reading, because the first query formats.
+// Failures:   Formats and arguments never throw: see the class for what is printed instead. operator[] throws
+//             TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown kind throws.
+// Surprises:
+// - The formatted text stays, whatever SetArgs() does later. A copy formats again.
+// - A text that would be empty is one zero character.
+// - In a list of pointers to arguments, a value of kind nil ends the list as fsEndOfArgs does.
+// - A 16-bit default text comes back from a stream as narrow bytes, because the form there does not record its kind.
+// - Integers have 32 bits: write %d and %u. In "%zu %s" and "%lld %s" the number becomes the argument of %s.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -43,9 +33,25 @@ class TMessageFaults;
 
 enum TExplicitInit { ExplicitInit };
 
+// Formats. The conversions are d i o u x X c s S p f F e E g G n. They take the flags "-", "+", " ", "#", "0", a width
+// and a precision, which may come from an argument ("*", "*2$"), and one of h, l, L. S takes a text in 16-bit formats
+// only. n stores nothing and prints as an unknown conversion with the character "?" does. p prints 8 upper-case digits,
+// or 16 if pointers are longer. On Windows the flag "0" also fills texts and characters with zeros.
+//
+// Every other conversion is unknown. It takes no argument, its character is literal text, and it prints as the
+// platform's own printf prints it. That is why in "%zu %s" the %s takes the first argument, the number, and prints
+// "(null)".
+//
+// Faults. A conversion prints zero or a null string if its argument is missing or of another kind, or if its width is
+// bad. If a store throws, the message is treated as if the store did not have the text.
+//
+// Bounds. Widths and precisions count up to 64 Ki. Let the input be the format, the texts of the arguments and 32 bytes
+// for each argument. The text may then have 16 times the input plus 256 KiB, but at most 16 MiB, or 4 times the input
+// if that is more. The rest is dropped, and neither formatted nor reported. A 16-bit text that needs more characters
+// than ValidateArgsW() returns keeps only its first character.
 class TUZUTIL_API TTextMessage {
 public:
-    // The name of a message store; empty for a message that belongs to none.
+    // The name of a message store; empty for a message without a store.
     class TUZUTIL_API StoreID : public TString {
     public:
         StoreID() noexcept = default;
@@ -54,8 +60,8 @@ public:
         int IsEqual(StoreID const &other) const noexcept { return isEqual(other); }
     };
 
-    // The values that a rewritten format takes, one after another: 4 bytes for a width, a precision, an integer or a
-    // character, 8 for a real, a pointer's bytes for a text or a pointer. Texts are borrowed from the message.
+    // The values that a rewritten format takes, one after another. A width, a precision, an integer or a character has
+    // 4 bytes, a real has 8, and a text or a pointer has the size of a pointer. Texts are borrowed from the message.
     class TUZUTIL_API CharP {
     public:
         operator char const *() const noexcept { return fBytes; }
@@ -72,9 +78,9 @@ public:
 
     TTextMessage() noexcept = default;
 
-    // A narrow or 16-bit default text, for a store's message behind the store, the set and the number, then the
-    // arguments: values; or pointers to values, up to a null pointer or a value of kind nil or end-of-arguments; or an
-    // array of such pointers.
+    // These take the store, the set and the number if the message has a store, then a narrow or 16-bit default text,
+    // and then the arguments. Arguments are values; or pointers to values, which end at a null pointer or at a value of
+    // kind nil or end-of-arguments; or an array of such pointers.
     template <typename Char, typename... Arguments, typename = std::enable_if_t<std::is_integral_v<Char>>>
     TTextMessage(Char const *text, Arguments const &...arguments) : fDefaultText(text) {
         SetArgs(arguments...);
@@ -84,7 +90,7 @@ public:
         : TTextMessage(store, set, number, TString(text)) {
         SetArgs(arguments...);
     }
-    // The same with the default text in a string, narrow or 16-bit as its flag says. A StoreID is no such text.
+    // These take the default text as a string, which is narrow or 16-bit as its flag says. A StoreID is not accepted.
     template <typename Text, typename... Arguments, std::enable_if_t<std::is_same_v<Text, TString>, int> = 0>
     TTextMessage(Text const &text, Arguments const &...arguments) : fDefaultText(text) {
         SetArgs(arguments...);
@@ -98,13 +104,13 @@ public:
     }
     TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept;
 
-    // Copies take all but the formatted text.
+    // A copy takes everything except the formatted text.
     TTextMessage(TTextMessage const &other);
-    // The former arguments live on until the destructor: references to them stay good.
+    // The former arguments live until the destructor, so references to them remain valid.
     TTextMessage &operator=(TTextMessage const &other);
     ~TTextMessage() = default;
 
-    // Replaces the arguments; the formatted text stays. Any number of values, or of pointers that end as above.
+    // Replaces the arguments; the formatted text stays. Takes any number of values, or pointers that end as above.
     template <typename... Arguments>
     void SetArgs(Arguments const &...arguments) {
         if constexpr (IsPointerList<Arguments...>())
@@ -116,7 +122,7 @@ public:
     void SetArgs(TagVar const **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
     void SetArgs(TagVar **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
 
-    // The argument, counted from 0.
+    // Return an argument, counted from 0.
     TagVar &operator[](unsigned int index) { return fArguments[CheckedIndex(index)]; }
     TagVar const &operator[](unsigned int index) const { return fArguments[CheckedIndex(index)]; }
     template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
@@ -143,14 +149,14 @@ public:
     TString const &QueryFile() const noexcept { return fFile; }
     unsigned long QueryLine() const noexcept { return fLine; }
 
-    // A narrow or 16-bit format with the arguments' numbers and size modifiers taken out, as the platform's printf
-    // takes it, at least 11 characters of zeros behind it unless it has grown; and the values that it uses. Returns the
-    // characters that the text may need.
+    // Rewrite a narrow or 16-bit format for the platform's printf, without numbers of arguments and size modifiers, and
+    // store the values that it uses in `block`. At least 11 zero characters follow the format in `out` unless it has
+    // grown. Return the number of characters that the text may need.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 
-    // The formatted text is not sent, nor where the message was raised. Reading stops where the stream fails, and keeps
-    // what came before; an empty text in the stream leaves the message's own.
+    // Neither the formatted text nor the place that raised the message is written (docs/formats.md). If the stream
+    // fails, reading stops and keeps what came before. An empty text in the stream leaves the message's own unchanged.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
@@ -197,7 +203,7 @@ private:
     std::int32_t fSet = 0;
     std::int32_t fNumber = 0;
     TString fDefaultText;
-    mutable TString fFormatted; // empty until it is asked for
+    mutable TString fFormatted; // empty until the first query
     std::uint32_t fCount = 0;
     std::uint32_t fCapacity = 0;
     std::unique_ptr<TagVar[]> fArguments;

@@ -1,30 +1,31 @@
 #ifndef TUZUTIL_UTF7_H
 #define TUZUTIL_UTF7_H
 
-// TModifiedUTF7: mailbox names between Unicode and the modified UTF-7 of the IMAP standard (RFC 3501).
+// TModifiedUTF7: converts mailbox names between Unicode and the modified UTF-7 of the IMAP standard (RFC 3501).
 //
 // Example:
 //     TString name(u"Entw\u00FCrfe");
 //     TString wire = TModifiedUTF7::Encode(name); // "Entw&APw-rfe"
 //     TString back = TModifiedUTF7::Decode(wire); // 16-bit text, equal to name
 //
-// Ownership:  arguments are only read; results are new strings.
-// Threads:    any; there is no shared state.
-// Failures:   TOutOfMemory where there is no memory for the result. Malformed input gives some name, never an error:
-//             many texts decode to one name, so compare names in their decoded form.
-// Surprises:  a decoded name is flagged Unicode even if it is empty. Zero characters are kept both ways. A narrow
-//             string is encoded as if its bytes were the characters U+0000 to U+00FF.
+// Ownership:  The functions only read their arguments and return new strings.
+// Threads:    Any thread may call them; there is no shared state.
+// Failures:   TOutOfMemory if there is no memory for the result. Malformed input gives some name, never an error.
+// Surprises:
+// - Many texts decode to the same name, so compare names in their decoded form.
+// - A decoded name has the Unicode flag even if it is empty. Zero characters are kept in both directions.
+// - The bytes of a narrow string are encoded as if they were the characters U+0000 to U+00FF.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
 class TUZUTIL_API TModifiedUTF7 {
 public:
-    // The modified UTF-7 form of a Unicode string, as narrow text. An odd final byte of 16-bit text is ignored.
+    // Returns the modified UTF-7 form of a Unicode string as narrow text. An odd final byte of 16-bit text is ignored.
     static TString Encode(TString name);
 
-    // The 16-bit text that a modified UTF-7 text stands for. A run of encoded characters without its closing "-" ends
-    // with the text; a character outside the alphabet counts with its low six bits.
+    // Returns the 16-bit text that a modified UTF-7 text encodes. A run of encoded characters without a closing "-"
+    // ends with the text. Of a character outside the alphabet, the low six bits count.
     static TString Decode(TString text);
 };
 

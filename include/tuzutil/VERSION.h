@@ -7,11 +7,12 @@
 //     TVersion version(3, 7);
 //     std::cout << version.QueryVersion() << '\n'; // "3.7." and the library's build tag
 //
-// Ownership:  the text of QueryVersion() belongs to the object.
-// Threads:    queries may be called concurrently.
-// Failures:   none; QueryVersion() throws TOutOfMemory where there is no memory for the text.
-// Surprises:  QueryInstance() is null, and so QueryMajorVersion() and QueryMinorVersion() answer 0: it is kept so for
-//             the programs that compare with it.
+// Ownership:  The object owns the text of QueryVersion().
+// Threads:    Several threads may call the queries.
+// Failures:   Only QueryVersion() throws: TOutOfMemory if there is no memory for the text.
+// Surprises:
+// - QueryInstance() is null, so QueryMajorVersion() and QueryMinorVersion() return 0. Programs that compare with these
+//   values rely on it.
 
 #include "tuzutil/EXPORT.h"
 
@@ -21,7 +22,7 @@
 class TUZUTIL_API TVersion {
 public:
     TVersion(unsigned short majorNumber, unsigned short minorNumber) noexcept;
-    TVersion(TVersion const &other) noexcept; // copies the numbers; the text is made anew
+    TVersion(TVersion const &other) noexcept; // copies the numbers, not the text
     TVersion &operator=(TVersion const &other) noexcept;
     ~TVersion();
 

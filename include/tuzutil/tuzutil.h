@@ -1,11 +1,12 @@
 #ifndef TUZUTIL_TUZUTIL_H
 #define TUZUTIL_TUZUTIL_H
 
-// tuzutil.h: the whole library.
+// tuzutil.h: includes the whole library.
 //
-// Surprises:  when it is loaded, before main, the library sets the locale of the process from the environment, as
-//             setlocale(LC_ALL, "") does. Letter case, the encoding of narrow text and the decimal point follow it, in
-//             the program's own printf and strtod too. A program that wants another one sets it at the start of main.
+// Surprises:
+// - When it is loaded, before main, the library sets the locale of the process from the environment, as
+//   setlocale(LC_ALL, "") does. Letter case, the encoding of narrow text and the decimal point follow it, also in the
+//   program's own printf and strtod. A program that wants another locale sets it at the start of main.
 
 #include "tuzutil/BASE64.h"
 #include "tuzutil/BINSTRM.h"
