@@ -12,7 +12,7 @@ include(GoogleTest)
 # tuzutil_add_suite(NAME [SUPPORT name...] [NEEDS target...] [DEFINITIONS name=value...] [LIBRARIES library...]
 #                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED])
 #
-# A test program NAME_test of NAME_test.cpp with GoogleTest's main(), linked to the library.
+# A test program NAME_test of NAME_test.cpp, if there is such a file, with GoogleTest's main(), linked to the library.
 #   SUPPORT        files of tests/support, in the form that the target has: NAME_posix.cpp or NAME_win32.cpp
 #   NEEDS          targets that have to be built before the suite runs
 #   SOURCES        further sources, beside the suite
@@ -34,7 +34,11 @@ function(tuzutil_add_suite name)
     list(TRANSFORM support PREPEND ${PROJECT_SOURCE_DIR}/tests/support/)
     list(TRANSFORM support APPEND _${TUZUTIL_PLATFORM}.cpp)
     list(TRANSFORM arg_OWN_COPY PREPEND ${PROJECT_SOURCE_DIR}/src/)
-    add_executable(${suite} ${suite}.cpp ${arg_SOURCES} ${support} ${arg_OWN_COPY})
+    set(sources ${arg_SOURCES} ${support} ${arg_OWN_COPY})
+    if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${suite}.cpp)
+        list(PREPEND sources ${suite}.cpp)
+    endif()
+    add_executable(${suite} ${sources})
     target_include_directories(${suite} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${suite} PRIVATE tuzutil::tuzutil gtest_main Threads::Threads ${arg_LIBRARIES})
     target_compile_definitions(${suite} PRIVATE ${arg_DEFINITIONS})
