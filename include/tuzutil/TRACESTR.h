@@ -68,7 +68,7 @@ protected:
     void SetStream(std::ostream *stream);
 
 private:
-    TTraceStreamBase(std::ostream *stream, int owned);
+    TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ostream *borrowed); // at most one of them
 
     void Replace(std::ostream *stream, int owned);
 

@@ -23,8 +23,10 @@ bool HasDirectory(TString const &fileName) {
 }
 
 // Null where there is no directory for it.
-std::ostream *OpenFile(char const *name) {
-    return name && HasDirectory(name) ? new TTraceFileStream(name, TTraceFileStream::Use::alone) : nullptr;
+std::unique_ptr<std::ostream> OpenFile(char const *name) {
+    if (!name || !HasDirectory(name))
+        return nullptr;
+    return std::make_unique<TTraceFileStream>(name, TTraceFileStream::Use::alone);
 }
 
 TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
@@ -35,16 +37,17 @@ TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
 
 // The destination on a stream
 
-TTraceStreamBase::TTraceStreamBase() : TTraceStreamBase(nullptr, 0) {}
+TTraceStreamBase::TTraceStreamBase() : TTraceStreamBase(nullptr, nullptr) {}
 
-TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(&stream, 0) {}
+TTraceStreamBase::TTraceStreamBase(std::ostream &stream) : TTraceStreamBase(nullptr, &stream) {}
 
-TTraceStreamBase::TTraceStreamBase(std::ostream *stream) : TTraceStreamBase(stream, 1) {}
+TTraceStreamBase::TTraceStreamBase(std::ostream *stream)
+    : TTraceStreamBase(std::unique_ptr<std::ostream>(stream), nullptr) {}
 
-TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(OpenFile(fileName), 1) {}
+TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(OpenFile(fileName), nullptr) {}
 
-TTraceStreamBase::TTraceStreamBase(std::ostream *stream, int owned)
-    : Base(joinsLater), fOwned(owned ? stream : nullptr), fStream(stream) {
+TTraceStreamBase::TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ostream *borrowed)
+    : Base(joinsLater), fOwned(std::move(owned)), fStream(fOwned ? fOwned.get() : borrowed) {
     Join();
 }
 
