@@ -223,7 +223,7 @@ private:
     std::streamsize fCount = fsAskStream; // bytes of our own last read, not counted by the wrapped stream
 };
 
-// ToBinaryStream: values to an ostream.
+// ToBinaryStream: writes values to an ostream.
 class TUZUTIL_API ToBinaryStream : public virtual VBinaryStreamBase {
 public:
     explicit ToBinaryStream(std::ostream &stream, int networkOrder = 0) noexcept
@@ -233,11 +233,11 @@ public:
     ToBinaryStream &operator<<(unsigned short value);
     ToBinaryStream &operator<<(int value);
     ToBinaryStream &operator<<(unsigned int value);
-    ToBinaryStream &operator<<(long value); // 4 bytes; the fail bit and no byte for a value that does not fit
+    ToBinaryStream &operator<<(long value); // a value beyond 4 bytes sets the fail bit and writes nothing
     ToBinaryStream &operator<<(unsigned long value);
     ToBinaryStream &operator<<(float value);
     ToBinaryStream &operator<<(double value);
-    ToBinaryStream &operator<<(long double value); // as a double; in network order two zero bytes in front
+    ToBinaryStream &operator<<(long double value); // as a double; in network order after two zero bytes
     template <typename Host, typename Wire, std::size_t filler>
     ToBinaryStream &operator<<(TNetworkValue<Host, Wire, filler> const &value) {
         WriteBytes(&value, sizeof value);

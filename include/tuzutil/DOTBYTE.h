@@ -41,12 +41,11 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 //
 // Line ends. Because reading takes only CR LF and writing takes any LF, no other end of the data is ever accepted or
 // produced by mistake. A bare CR passes unchanged in both directions. Others may take it for a line end, so a caller
-// that passes on bodies of others should turn it into one. std::getline() into a std::string takes a line of any
+// that passes on bodies of others should turn it into a line end. std::getline() into a std::string takes a line of any
 // length: if others write the lines, read with a bound.
 //
-// End of the body. If the body was complete, source.good() is true at its end; if it is false, the body was cut short
-// after what was read. If a source ends at the start of a line and goes on after a clear(), reading continues as if
-// inside that line.
+// End of the body. If source.good() is true at the end of the body, the body is complete; otherwise it was cut short.
+// If a source ends at the start of a line and goes on after a clear(), reading continues as if inside that line.
 //
 // Failures. A read after Cancel() throws TDotByteError "Cancel". If a limit of lines is set, the write or flush that
 // passes on the last allowed line ends the body and then throws TDotByteLinesException "Lines"; if std::unitbuf is set

@@ -33,7 +33,7 @@
 #include <memory>
 #include <streambuf>
 
-// The put area, how its bytes are passed on, and the way of exceptions to the caller of the stream (STRMCTL.h).
+// This class manages the put area, passes its bytes on, and brings exceptions to the caller of the stream (STRMCTL.h).
 //
 // Writing a run of bytes leaves exactly those bytes waiting that writing them one by one leaves. A standard stream may
 // flush by itself after a write; an exception out of that flush would end the process, so the buffer keeps it, and the
@@ -77,8 +77,8 @@ private:
     virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; `count` is at least 1
     virtual bool IsReadable() const noexcept = 0;
     virtual void BeforeRead() {} // underflow() calls it first, also while unread bytes remain; it may throw
-    // Returns the next bytes of the source, or no bytes at its end, with null pointers if it has overwritten the area
-    // nevertheless. REQUIRES: if it throws, it keeps what it has gathered for the next call.
+    // Returns the next bytes of the source. At its end, returns no bytes; the pointers are null if the area has been
+    // overwritten. REQUIRES: if it throws, it keeps what it has gathered for the next call.
     virtual TPiece ReadPiece() = 0;
 
     bool FlushPutArea();

@@ -68,9 +68,10 @@ public:
 
 protected:
     int sync() override;
-    // A negative offset is taken as if it were positive: the position moves forward by its absolute value. An offset
-    // from the current position for writing alone counts from the block that is being read, or from 0 if nothing has
-    // been read: tellp() then moves the next write to the start. A position beyond the end becomes the end.
+    // A negative offset is taken as if it were positive: the position moves forward by its absolute value. If only the
+    // writing position moves, an offset from the current position counts from the block that is being read, or from 0
+    // if nothing has been read: tellp() then moves the next write to the start. A position beyond the end becomes the
+    // end.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override;
     int_type overflow(int_type c) override;

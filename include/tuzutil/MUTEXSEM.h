@@ -60,8 +60,8 @@ public:
     static constexpr long fsInfinite = -1;
 
     // Opens the lock of that name, or creates it. Without a name (null or ""), creates a lock for this process alone.
-    // Names belong to the user's session, so "Local\x" is the same as "x". Creation fails if the name holds another "\"
-    // than that of "Global\", or if it has more than 260 characters.
+    // Names belong to the user's session, so "Local\x" is the same as "x". Creation fails if the name has more than 260
+    // characters, or if it holds a "\" except that of "Local\" or "Global\".
     TMutexSemaphore(char const *name = nullptr);
     TMutexSemaphore(TMutexSemaphore const &) = delete;
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;

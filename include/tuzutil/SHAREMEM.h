@@ -9,9 +9,9 @@
 //         return counters.rdstate(); // 1: a block of that name exists already, or there is no room
 //     auto *shared = static_cast<TCounters *>(counters.Pointer());
 //
-// Ownership:  The object owns its view of the block, which its destructor unmaps. The block exists until the last
-//             object that uses it is destroyed, in whatever process, also after its creator is destroyed. The death of
-//             a process destroys its objects.
+// Ownership:  The object owns its view of the block, which its destructor unmaps. The block exists until no object of
+//             any process uses it, even if its creator is destroyed earlier. Objects of a killed process count as
+//             destroyed.
 // Threads:    An object does not change after its construction. The users of a block guard its content.
 // Failures:   Nothing is thrown; rdstate() returns the state.
 // Surprises:
@@ -27,11 +27,12 @@ class osSharedMemory;
 
 class TUZUTIL_API ipcSharedMemory {
 public:
-    // Creates a block. Creation fails if the size is below 1, or beyond 32 bits (Size() is then 0), and if the name has
-    // more than 259 characters with its prefix (260 on some systems) or holds another "\" than that of "Local\" or
-    // "Global\". Names belong to the user's session, so "Local\x" is the same as "x". On Windows, a name that a lock
-    // has also fails. REQUIRES: the process does not fork while one of its threads creates, opens or destroys an
-    // object.
+    // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails
+    // - if the size is below 1 or beyond 32 bits (Size() is then 0),
+    // - if the name has more than 259 characters with its prefix (260 on some systems),
+    // - if the name holds a "\", except that of "Local\" or "Global\",
+    // - on Windows, if a lock has that name.
+    // REQUIRES: the process does not fork while one of its threads creates, opens or destroys an object.
     ipcSharedMemory(char const *name, long size);
     explicit ipcSharedMemory(char const *name); // opens a block that exists
     ipcSharedMemory(ipcSharedMemory const &) = delete;

@@ -13,8 +13,8 @@
 // Threads:    Different threads may use different timers, but one thread at a time uses one timer. The library's thread
 //             may post its event at any time. A timer posts nothing after its destructor has returned.
 // Failures:   The only report is a trace entry, "Unable to start thread". Armed timers then wait until another timer is
-//             made or set and the system has a thread. If that thread has no memory for its first lock, it waits for
-//             it.
+//             made or set and the system has a thread. If that thread has no memory for its first lock, it waits
+//             until there is some.
 // Surprises:
 // - Times are whole seconds of the calendar: a timer may be late by a second, or early by less than one, and changes
 //   with the clock. A time that has passed, or is negative, posts at once.

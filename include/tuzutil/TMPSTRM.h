@@ -48,7 +48,7 @@ public:
 
     // Returns not 0 if the content shall move to the file now. Subclasses must override it. The test may inspect the
     // blocks, seek and write. If it seeks to a block with room, writing continues there; after the move to the file, at
-    // the end. Writes of the test are tested in turn.
+    // the end. What the test writes is tested again.
     virtual int Test(TTempStreamBuf *buf);
 };
 
@@ -61,7 +61,7 @@ public:
 //
 // Position. After the move, reading and writing share one position, which is then at the end of the file. It is the
 // reader's: bytes that were read ahead are read again after flush(), tellg() and WriteTo(). Until one of these calls or
-// a seek, a write continues after the bytes that were read ahead. Offsets then count both ways.
+// a seek, a write continues after the bytes that were read ahead. From the move on, negative offsets move backwards.
 //
 // Failures. If the file cannot be made or takes no more, the bytes written before remain readable, and the next write
 // tries again. If reading from the file fails, the reader meets the end of file.
@@ -71,8 +71,8 @@ public:
     TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStreamBuf() override;
 
-    // Copies the content to `to`: from the start while it is in memory, from the position on after the move to the
-    // file. If the file fails, sets the fail bit of `to`, and returns 0 if the bytes that wait cannot be written to it.
+    // Copies the content to `to`: from the start while it is in memory, from the present position after the move to the
+    // file. If the file fails, sets the fail bit of `to`; returns 0 if the file did not take the bytes that waited.
     unsigned long WriteTo(std::ostream &to) override;
 
 protected:

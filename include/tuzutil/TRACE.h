@@ -71,7 +71,7 @@ public:
     };
 
     // REQUIRES: a category used for tracing is a static object that outlives everything that traces with it. A build
-    // without NDEBUG traces the use of others at level "wa".
+    // without NDEBUG traces the use of any other category at level "wa".
     class TUZUTIL_API Category {
     public:
         // Joins the registry. Nobody listens to a category whose component does not fit in 32 bits.
@@ -170,12 +170,12 @@ public:
         // These join at once, before the subclass is constructed. The default level counts from then on.
         Base();
         Base(unsigned long level, unsigned long component);
-        // These leave it to the end of the subclass's constructor, or to whoever makes the destination, to call Join().
+        // These do not join: the end of the subclass's constructor calls Join(), or whoever makes the destination does.
         enum Joining { joinsLater };
         explicit Base(Joining);
         Base(Joining, unsigned long level, unsigned long component);
 
-        void Unlink() noexcept; // leaves the chain; may be called again
+        void Unlink() noexcept; // leaves the chain; a second call does nothing
 
     private:
         friend class TTrace;

@@ -99,7 +99,7 @@ public:
             message->SetArgs(arguments...);
     }
 
-    void SetRC(TagVar const &value); // argument 0
+    void SetRC(TagVar const &value); // sets argument 0
     TagVar &operator[](unsigned int index);
     void SetDebugging(char const *file, unsigned long line);
 

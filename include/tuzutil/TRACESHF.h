@@ -35,8 +35,8 @@ class TMutexSemaphore;
 // On Linux only the owner of the file discards its content, and only he knows whether his own processes use it. He
 // leaves the file as it is if somebody has locked it.
 //
-// If the lock is not available (because another user holds it, say), records are written nevertheless, to what the file
-// then holds. If a process was killed in the middle of a line, the next record starts on a new line. If another program
+// If the lock is not available (because another user holds it, say), the file is not emptied, but records are written
+// to it. If a process was killed in the middle of a line, the next record starts on a new line. If another program
 // prevents writing, nothing is written.
 class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {
 public:

@@ -15,8 +15,8 @@
 //             The thread that destroys the object sees what others did before they released their references.
 // Failures:   TInvalidRequest "TReference null" from -> and * of a null reference.
 // Surprises:
-// - A copied object starts with the count of the original, so copy only objects to which there is no reference. A build
-//   without NDEBUG traces the copying of others at level "wa".
+// - A copied object starts with the count of the original, so copy only objects without references. A build without
+//   NDEBUG traces at level "wa" if an object with references is copied.
 // - One RemoveRef() too many makes the count 4294967295. A build without NDEBUG then stops.
 
 #include "tuzutil/EXPORT.h"

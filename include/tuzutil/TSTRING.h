@@ -11,16 +11,16 @@
 //     if (verb == "RETR" && number.isDigits())
 //         std::cout << number.asInt() << '\n';          // 17
 //
-// Ownership:  Copies share one buffer; the last handle deallocates it. A pointer from a conversion operator is valid as
-//             long as the buffer.
+// Ownership:  Copies share one buffer; the last handle deallocates it. A pointer from a conversion operator is valid
+//             until the buffer is deallocated.
 // Threads:    The count is a plain integer: one thread at a time may use a string and all that share its buffer. To
 //             hand text to another thread, copy it: TString(s, s.length(), ' ').
 // Failures:   TInvalidRequest (ID 1, recoverable) if a position or count is a programming error; TOutOfMemory if there
 //             is no memory or a text would reach 0xFFFFFFF0 bytes. Anything else yields 0, a null string, or no change.
 // Surprises:
 // - A null string has no buffer, a nil string an empty one: nil.isEqual(null) is true, but null.isEqual(nil) is false.
-// - Writing through operator[], a pointer or Wipe() changes every string that shares the buffer: call MakeUnique()
-//   first.
+// - Writing through operator[] within bounds, a pointer or Wipe() changes every string that shares the buffer: call
+//   MakeUnique() first.
 // - Lengths and positions count bytes, also in 16-bit text.
 // - TString(0) does not compile; write TString(0L) for "0".
 
@@ -341,10 +341,11 @@ TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, !=)
 //     Login(secret);
 //     secret.Wipe(); // zero now, for every string that shares the buffer
 //
-// Surprises: - The flag belongs to the buffer: a TStringAndWipe made from a TString also sets the flag of that
-// TString's buffer. - A default-constructed one is null and cannot have the flag. Assigning an unflagged string to it
-// leaves that string's   buffer unflagged. - The results of `+ char const *` and change(), and new texts made from the
-// secret, do not have the flag.
+// Surprises:
+// - The flag belongs to the buffer: a TStringAndWipe made from a TString also sets the flag of that TString's buffer.
+// - A default-constructed one is null and cannot have the flag. Assigning an unflagged string to it leaves the buffer
+//   of that string unflagged.
+// - The results of `+ char const *` and change(), and new texts made from the secret, do not have the flag.
 class TUZUTIL_API TStringAndWipe : public TString {
 public:
     TStringAndWipe() noexcept = default;

@@ -8,7 +8,7 @@
 //     TTextMessage message(fsStore, 1, 17, "%2$s has %1$d messages", 5, "inbox");
 //     std::cout << message.QueryMessage() << '\n';   // the store's text of set 1, number 17; or "inbox has 5 messages"
 //
-// Ownership:  Texts and arguments are copied. A pointer from operator char const * is valid as long as the message.
+// Ownership:  Texts and arguments are copied. A pointer from operator char const * is valid until the message ends.
 // Threads:    One thread at a time may use a message, also for reading, because the first query formats.
 // Failures:   Formats and arguments never throw: see the class for what is printed instead. operator[] throws
 //             TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown kind throws.
@@ -34,9 +34,9 @@ class TMessageFaults;
 enum TExplicitInit { ExplicitInit };
 
 // Formats. The conversions are d i o u x X c s S p f F e E g G n. They take the flags "-", "+", " ", "#", "0", a width
-// and a precision, which may come from an argument ("*", "*2$"), and one of h, l, L. S takes a text in 16-bit formats
-// only. n stores nothing and prints as an unknown conversion with the character "?" does. p prints 8 upper-case digits,
-// or 16 if pointers are longer. On Windows the flag "0" also fills texts and characters with zeros.
+// and a precision, which may come from an argument ("*", "*2$"), and one of h, l, L. "%S" takes a text only in 16-bit
+// formats. "%n" stores nothing: it prints as an unknown conversion whose character is "?". "%p" prints 8 upper-case
+// digits, or 16 if pointers are longer. On Windows the flag "0" also fills texts and characters with zeros.
 //
 // Every other conversion is unknown. It takes no argument, its character is literal text, and it prints as the
 // platform's own printf prints it. That is why in "%zu %s" the %s takes the first argument, the number, and prints
