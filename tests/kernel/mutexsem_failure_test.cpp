@@ -4,6 +4,7 @@
 #include "utility/MUTEXSEM.cpp"
 
 #include "support/CaptureTrace.h"
+#include "support/Notes.h"
 
 #include <new>
 
@@ -197,6 +198,21 @@ TEST_F(LockFailure, BothFailuresOfClearAndWaitAreTraced) {
         EXPECT_EQ(entry.category, "Utility");
         EXPECT_EQ(entry.file, "src/utility/THREAD");
     }
+}
+
+TEST_F(LockFailure, ReportsHaveLinesOfTheirOwn) {
+    TNotes notes;
+    fsSystem.success = false;
+    TSemaphore event;
+    event.Clear();
+    event.Post();
+    for (WaitResult const result : {WaitResult::abandoned, WaitResult::failed}) {
+        fsSystem.wait = result;
+        event.Wait(1);
+    }
+    EXPECT_EQ(notes.Count("src/utility/THREAD"), 5u);
+    { TMutexSemaphore const mutex("name"); }
+    EXPECT_EQ(notes.Count("src/utility/MUTEXSEM"), 2u);
 }
 
 TEST_F(LockFailure, FailuresOfLocksAreTraced) {

@@ -191,7 +191,7 @@ void TTrace::ParseTraceString(char const *selection) {
         return;
     TTraceSelectionFault const fault = ApplyTraceSelection(*fDestination, selection);
     if (fault.text)
-        fsReports.Raise<TInvalidRequest>(fault.text);
+        fsReports.Raise<TInvalidRequest>({fault.text, fault.line});
 }
 
 TString TTrace::QueryExeFileName() {

@@ -132,5 +132,5 @@ TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_
         return {"Invalid default specified", positionOf(defaultTracing), defaultTracing.size()};
     if (!categories.empty())
         ApplyCategories(destination, categories, components);
-    return {nullptr, 0, 0};
+    return {};
 }

@@ -42,18 +42,21 @@ std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find
             act, [&](auto... problem) { fsReports.Warning(known, store, name, problem...); },
             [&] { fsReports.Warning(unknown, store, name); });
     };
+    // Each text takes the line on which it stands.
+    TReportText const notFound = "For message store %s, could not find DLL %s, %s(%s,%u,%u), Using C locale";
+    TReportText const notFoundEither = "For message store %s, could not find DLL %s, unknown exception, Using C locale";
+    TReportText const notLoaded = "For message store %s, could not load DLL %s, %s(%s,%u,%u), Using C locale";
+    TReportText const notLoadedEither =
+        "For message store %s, could not load DLL %s, unknown exception, Using C locale";
     char const *path = nullptr;
-    if (!attempt([&] { path = find(); }, "For message store %s, could not find DLL %s, %s(%s,%u,%u), Using C locale",
-                 "For message store %s, could not find DLL %s, unknown exception, Using C locale"))
+    if (!attempt([&] { path = find(); }, notFound, notFoundEither))
         return nullptr;
     if (!path) {
         fsReports.Warning("For message store %s, could not find DLL %s. Using C locale", store, name);
         return nullptr;
     }
     std::unique_ptr<TDll> library;
-    if (attempt([&] { library = open(path); },
-                "For message store %s, could not load DLL %s, %s(%s,%u,%u), Using C locale",
-                "For message store %s, could not load DLL %s, unknown exception, Using C locale"))
+    if (attempt([&] { library = open(path); }, notLoaded, notLoadedEither))
         fsReports.Note("For message store %s, loaded DLL %s", store, path);
     return library;
 }
