@@ -96,7 +96,7 @@ TString TDirectory::FindFirst(int *isDirectory, TString *name) {
     TFindTable::fsOnly.Close(std::exchange(fHandle, TFindTable::fsNone));
     platform::TDirectoryEntry entry;
     bool lacksMemory = false;
-    void *const search = platform::OpenSearch(Join(fPath, "*.*"), entry, lacksMemory);
+    platform::Search *const search = platform::OpenSearch(Join(fPath, "*.*"), entry, lacksMemory);
     if (lacksMemory)
         RaiseOutOfMemory(TUtilityTraceCategory::Directory, fsFile);
     if (search)
@@ -107,7 +107,7 @@ TString TDirectory::FindFirst(int *isDirectory, TString *name) {
 }
 
 TString TDirectory::FindNext(int *isDirectory, TString *name) {
-    void *const search = TFindTable::fsOnly.Find(fHandle);
+    platform::Search *const search = TFindTable::fsOnly.Find(fHandle);
     platform::TDirectoryEntry entry;
     while (search && platform::NextEntry(search, entry)) {
         if (IsTaken(fPath, entry, isDirectory))

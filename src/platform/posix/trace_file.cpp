@@ -1,44 +1,29 @@
+// Files of trace records. Writers append; those who share a file tell each other by a block of shared memory that they
+// have it. Takes the locks of shared_memory.cpp and never waits for a lock on the file itself. The caller must hold the
+// lock by which all processes take turns; this thread is not cancelled within a call.
+
 #include "platform/platform.h"
 
-#include "names.h"
 #include "platform/no_cancel.h"
-
-#include <new>
+#include "platform/posix/descriptor.h"
+#include "platform/posix/native_name.h"
 
 #include <errno.h>
 #include <fcntl.h>
+#include <new>
 #include <stdio.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
-#include <unistd.h>
 #include <utility>
+
+using platform::KeepTrying;
+using platform::TDescriptor;
 
 namespace {
 
-int KeepTrying(auto call) noexcept {
-    int result;
-    do {
-        result = call();
-    } while (result < 0 && errno == EINTR);
-    return result;
-}
-
-// Writes all of it where the system lets us; returns what it took.
-std::size_t WriteAll(int descriptor, char const *text, std::size_t count) noexcept {
-    std::size_t done = 0;
-    while (done < count) {
-        ssize_t const result = ::write(descriptor, text + done, count - done);
-        if (result > 0)
-            done += static_cast<std::size_t>(result);
-        else if (result == 0 || errno != EINTR)
-            break;
-    }
-    return done;
-}
-
-// Says to the other processes of the user that this one shares a file: a block of memory with a name, which nobody else
-// can make, open or keep. A lock on the file itself proves nothing: everybody who may read it can lock it.
+// Tells the other processes of the user that this one shares a file: by a block of shared memory, which no other user
+// can make, open or keep. A lock on the file itself would prove nothing: everybody who may read the file can lock it.
 class TPresence {
 public:
     TPresence() noexcept = default;
@@ -50,12 +35,12 @@ public:
             platform::CloseSharedMemory(fBlock, fView);
     }
 
-    // True if this process is the first. False as well where nobody can say.
+    // Returns whether this process is the first; false if that cannot be found out.
     bool Enter(struct stat const &file) noexcept {
         char name[80];
         ::snprintf(name, sizeof name, "tuzutil trace file %llx-%llx", static_cast<unsigned long long>(file.st_dev),
                    static_cast<unsigned long long>(file.st_ino));
-        // One that leaves between the two has us try again.
+        // If the last process leaves between the two calls, both are repeated.
         for (int tries = 0; tries < 100 && !fBlock; ++tries) {
             fBlock = platform::CreateSharedMemory(name, 1, fView);
             if (fBlock)
@@ -68,31 +53,27 @@ public:
     }
 
 private:
-    void *fBlock = nullptr;
+    platform::Block *fBlock = nullptr;
     void *fView = nullptr;
 };
 
-class TTraceFile {
-public:
-    explicit TTraceFile(int descriptor) noexcept : fDescriptor(descriptor), fIsShared(false) {}
-    TTraceFile(int descriptor, TPresence &&presence) noexcept
-        : fDescriptor(descriptor), fIsShared(true), fPresence(std::move(presence)) {}
-    TTraceFile(TTraceFile const &) = delete;
-    TTraceFile &operator=(TTraceFile const &) = delete;
-    ~TTraceFile() { ::close(fDescriptor); }
+} // namespace
+
+// Invariant: fLineIsOpen describes the file up to fEnd.
+struct platform::TraceFile {
+    explicit TraceFile(int descriptor) noexcept : fFile(descriptor), fIsShared(false) {}
+    TraceFile(int descriptor, TPresence &&presence) noexcept
+        : fFile(descriptor), fIsShared(true), fPresence(std::move(presence)) {}
 
     bool Write(char const *text, std::size_t count) noexcept {
         if (fIsShared)
             LookAtOthers();
         if (!fLineIsOpen)
             return Append(text, count);
-        // A missing line end and the record go out together.
+        // The missing line end and the record are written together.
         char lineEnd = '\n';
         iovec pieces[] = {{&lineEnd, 1}, {const_cast<char *>(text), count}};
-        ssize_t result;
-        do {
-            result = ::writev(fDescriptor, pieces, 2);
-        } while (result < 0 && errno == EINTR);
+        ssize_t const result = KeepTrying([&] { return ::writev(fFile.Get(), pieces, 2); });
         if (result <= 0)
             return false;
         fEnd += result;
@@ -103,43 +84,45 @@ public:
 
 private:
     bool Append(char const *text, std::size_t count) noexcept {
-        std::size_t const done = WriteAll(fDescriptor, text, count);
+        std::size_t const done = platform::WriteAll(fFile.Get(), text, count);
         if (done != 0)
             fLineIsOpen = text[done - 1] != '\n';
         fEnd += static_cast<off_t>(done);
         return done == count;
     }
 
-    // Another process may have written since we did, and may have ended within a line.
+    // Another process may have written since this one did, and may have ended within a line.
     void LookAtOthers() noexcept {
-        off_t const end = ::lseek(fDescriptor, 0, SEEK_END);
+        off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
         if (end == fEnd)
             return;
         char last = '\n';
-        if (end > 0 && ::pread(fDescriptor, &last, 1, end - 1) == 1)
+        if (end > 0 && ::pread(fFile.Get(), &last, 1, end - 1) == 1)
             fLineIsOpen = last != '\n';
         else
             fLineIsOpen = false;
         fEnd = end;
     }
 
-    int fDescriptor;
+    TDescriptor const fFile;
     bool fIsShared;
-    bool fLineIsOpen = false;
-    off_t fEnd = 0;
-    TPresence fPresence;
+    bool fLineIsOpen = false; // the file ends within a line
+    off_t fEnd = 0;           // of the file, after the last call here
+    TPresence fPresence;      // only for a shared file
 };
 
-// Enters among those who share a file, and empties it for the first of them. The owner of a file, under the lock of all
-// his processes, knows by their presence that none of them has it; one of another user, or of an earlier version, keeps
-// a shared lock on the file, which never has a file emptied, but only kept.
+namespace {
+
+// Joins those who share a file, and empties it for the first of them. The owner of the file, who holds the lock of all
+// his processes, learns by their presence whether one of them has it. A process of another user, or of an earlier
+// version, holds a shared lock on the file instead, which can only prevent that the file is emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
         return presence;
     bool const isFirst = presence.Enter(status);
-    // Without waiting: another kind of program may have the file locked, and would hold up everybody who traces.
+    // It does not wait: another kind of program may have locked the file, and everybody who traces would stop.
     if (mayBegin && isFirst && status.st_uid == ::geteuid() &&
         KeepTrying([=] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0)
         static_cast<void>(::ftruncate(descriptor, 0) == 0);
@@ -149,7 +132,7 @@ TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
 
 } // namespace
 
-void *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept {
+platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept {
     TNoCancel const noCancel;
     TNativeName const native(name);
     bool const isShared = use != TTraceFileUse::alone;
@@ -158,24 +141,24 @@ void *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int 
     };
     int descriptor = open(isShared ? O_RDWR : O_WRONLY | O_TRUNC);
     if (descriptor < 0 && isShared && errno == EACCES)
-        descriptor = open(O_WRONLY); // it may be written but not read: nobody looks at its last line then
+        descriptor = open(O_WRONLY); // without the permission to read, nobody looks at its last line
     if (descriptor < 0)
         return nullptr;
-    auto *const file = isShared
-                           ? new (std::nothrow)
-                                 TTraceFile(descriptor, JoinOrBegin(descriptor, use == TTraceFileUse::joinedOrBegun))
-                           : new (std::nothrow) TTraceFile(descriptor);
+    TraceFile *const file =
+        isShared ? new (std::nothrow)
+                       TraceFile(descriptor, JoinOrBegin(descriptor, use == TTraceFileUse::joinedOrBegun))
+                 : new (std::nothrow) TraceFile(descriptor);
     if (!file)
         ::close(descriptor);
     return file;
 }
 
-bool platform::WriteTraceFile(void *file, char const *text, std::size_t count) noexcept {
+bool platform::WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept {
     TNoCancel const noCancel;
-    return file && static_cast<TTraceFile *>(file)->Write(text, count);
+    return file && file->Write(text, count);
 }
 
-void platform::CloseTraceFile(void *file) noexcept {
+void platform::CloseTraceFile(TraceFile *file) noexcept {
     TNoCancel const noCancel;
-    delete static_cast<TTraceFile *>(file);
+    delete file;
 }
