@@ -318,11 +318,12 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
     return reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name: on the word of its state, which therefore is its place.
+// How threads wait for a lock without a name: on the word of its state, which therefore is its place. The functions
+// stay out of line, so that the path without waiting is short.
 
 TFastMutex::~TFastMutex() = default;
 
-TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
+[[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)
         return TWaitResult::timedOut;
     TDeadline const deadline(milliseconds);
@@ -337,6 +338,6 @@ platform::TWaitPlace *TFastMutex::PrepareWake() noexcept {
     return reinterpret_cast<TWaitPlace *>(&fState);
 }
 
-void TFastMutex::WakeOne(TWaitPlace *place) noexcept {
+[[gnu::noinline]] void TFastMutex::WakeOne(TWaitPlace *place) noexcept {
     WakeWord(place, 1);
 }

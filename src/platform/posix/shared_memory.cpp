@@ -85,10 +85,11 @@ public:
 
     // Removes all that killed processes have left.
     void Clean() const noexcept {
-        int const list = ::openat(Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        DIR *const directory = list >= 0 ? ::fdopendir(list) : nullptr;
+        TDescriptor list(::openat(Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        DIR *const directory = list ? ::fdopendir(list.Get()) : nullptr;
         if (!directory)
             return;
+        list.Take(); // closedir() closes it
         while (dirent const *const entry = ::readdir(directory)) {
             if (::strncmp(entry->d_name, fsKind, sizeof fsKind - 1) == 0)
                 TDescriptor const living(OpenLiving(entry->d_name));

@@ -122,7 +122,7 @@ TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
         return presence;
     bool const isFirst = presence.Enter(status);
-    // It does not wait: another kind of program may have locked the file, and everybody who traces would stop.
+    // This must not wait: another kind of program may have locked the file, and everybody who traces would stop.
     if (mayBegin && isFirst && status.st_uid == ::geteuid() &&
         KeepTrying([=] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0)
         static_cast<void>(::ftruncate(descriptor, 0) == 0);
@@ -139,17 +139,17 @@ platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use
     auto const open = [&](int flags) {
         return KeepTrying([&] { return ::open(native, flags | O_CREAT | O_APPEND | O_CLOEXEC, mode); });
     };
-    int descriptor = open(isShared ? O_RDWR : O_WRONLY | O_TRUNC);
-    if (descriptor < 0 && isShared && errno == EACCES)
-        descriptor = open(O_WRONLY); // without the permission to read, nobody looks at its last line
-    if (descriptor < 0)
+    int opened = open(isShared ? O_RDWR : O_WRONLY | O_TRUNC);
+    if (opened < 0 && isShared && errno == EACCES)
+        opened = open(O_WRONLY); // without the permission to read, nobody looks at the last line of the file
+    TDescriptor descriptor(opened);
+    if (!descriptor)
         return nullptr;
-    TraceFile *const file =
-        isShared ? new (std::nothrow)
-                       TraceFile(descriptor, JoinOrBegin(descriptor, use == TTraceFileUse::joinedOrBegun))
-                 : new (std::nothrow) TraceFile(descriptor);
-    if (!file)
-        ::close(descriptor);
+    TraceFile *const file = isShared ? new (std::nothrow)
+                                           TraceFile(opened, JoinOrBegin(opened, use == TTraceFileUse::joinedOrBegun))
+                                     : new (std::nothrow) TraceFile(opened);
+    if (file)
+        descriptor.Take();
     return file;
 }
 

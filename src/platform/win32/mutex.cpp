@@ -171,7 +171,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
                                   : reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name.
+// How threads wait for a lock without a name. The functions stay out of line, so that the path without waiting is
+// short.
 
 TFastMutex::~TFastMutex() {
     if (TWaitPlace *const place = fPlace)
@@ -179,7 +180,7 @@ TFastMutex::~TFastMutex() {
 }
 
 // A thread that ends gives up its locks, but a thread that is killed does not: the waiters notice that here.
-TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
+[[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     TWaitPlace const *const place = PlaceIn(fPlace);
     if (!place)
         return TWaitResult::failed;
@@ -209,6 +210,6 @@ TWaitPlace *TFastMutex::PrepareWake() noexcept {
     return fPlace.load(std::memory_order_acquire);
 }
 
-void TFastMutex::WakeOne(TWaitPlace *place) noexcept {
+[[gnu::noinline]] void TFastMutex::WakeOne(TWaitPlace *place) noexcept {
     SetEvent(place->event);
 }
