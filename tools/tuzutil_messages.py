@@ -228,7 +228,7 @@ def as_rc(texts):
 
 
 def as_cpp(texts):
-    """The layout that src/platform/posix/strtable.h describes."""
+    """The layout that src/platform/posix/text_table.h describes."""
     entries, characters = [], []
     for number in sorted(texts):
         text = units(texts[number][0])

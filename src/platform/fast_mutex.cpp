@@ -1,11 +1,14 @@
+// What the locks within one process need seldom: the end of a thread that holds some, and a fork. It takes no lock; the
+// caller makes sure that the record is its own thread's.
+
 #include "platform/fast_mutex.h"
 
-void TThreadRecord::AbandonAll() noexcept {
+void platform::TThreadRecord::AbandonAll() noexcept {
     while (held)
         held->Abandon(*this);
 }
 
-void TFastMutex::ForgetOtherThreads(TThreadRecord const &self) noexcept {
+void platform::TFastMutex::ForgetOtherThreads(TThreadRecord const &self) noexcept {
     if (IsHeldBy(self))
         return;
     fState = free;
@@ -14,7 +17,7 @@ void TFastMutex::ForgetOtherThreads(TThreadRecord const &self) noexcept {
     fAbandoned = false;
 }
 
-void TFastMutex::Abandon(TThreadRecord &thread) noexcept {
+void platform::TFastMutex::Abandon(TThreadRecord &thread) noexcept {
     fAbandoned = true;
     fDepth = 0;
     Release(thread);

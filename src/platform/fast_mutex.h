@@ -1,70 +1,79 @@
 #ifndef TUZUTIL_PLATFORM_FAST_MUTEX
 #define TUZUTIL_PLATFORM_FAST_MUTEX
 
-// The recursive lock of one process below TMutexSemaphore: no call of the system while nobody waits.
+// TFastMutex: a recursive lock within one process, which calls the system only if a thread has to wait. It holds for
+// every system; each system's mutex.cpp uses it for locks without a name and defines how threads wait. TThreadRecord:
+// what the locks know of a thread. Neither takes another lock, allocates memory or traces.
 
 #include "platform/platform.h"
 
 #include <atomic>
 #include <cstdint>
 
+namespace platform {
+
 class TFastMutex;
 
-// What the library knows of a thread that has used a lock. platform::ThisThread() makes it, and calls AbandonAll()
-// before the thread ends.
+// Each system's thread_record.cpp makes the record of a thread on first use, and calls AbandonAll() when the thread
+// ends. Invariant: `held` leads to exactly those locks whose owner is `identity`.
 struct TThreadRecord {
     constexpr TThreadRecord(std::uint32_t aNumber, std::uint32_t aSystemId) noexcept
         : identity(std::uint64_t{aSystemId} << 32 | aNumber) {}
 
     std::uint32_t Number() const noexcept { return static_cast<std::uint32_t>(identity); }
 
-    // Below, a number that no other thread has or will have, never 0; above, the system's, which come again, where it
-    // can tell by that whether a thread lives. In one word, so that the two are read together.
+    // Low half: a number that is never reused and never 0. High half: the system's thread id if the system can tell
+    // from it whether the thread is alive (ids are reused), otherwise 0. One word, so that both are read together.
     std::uint64_t const identity;
-    TFastMutex *held = nullptr; // the first of a chain
+    TFastMutex *held = nullptr; // the first lock of a chain
 
-    void AbandonAll() noexcept; // the locks that the thread holds become free
+    void AbandonAll() noexcept; // unlocks all that the thread holds, as abandoned
 };
 
-// Recursive, with time limits; a lock whose owner ends becomes free and says so to the next one.
+struct TWaitPlace; // what the threads that wait for one lock wait on; each system knows what it is
+
+// Invariant: the owner is a thread's identity exactly while that thread holds the lock; fDepth, fPrevious and fNext
+// then belong to that thread.
 class TFastMutex {
 public:
     TFastMutex() noexcept = default;
     TFastMutex(TFastMutex const &) = delete;
     TFastMutex &operator=(TFastMutex const &) = delete;
-    ~TFastMutex();
+    ~TFastMutex(); // defined by the system. REQUIRES: no thread holds the lock or waits for it
 
-    // By the calling thread.
-    platform::WaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // blocks
-    bool Unlock(TThreadRecord &thread) noexcept; // false if the thread does not hold it
+    // REQUIRES: `thread` is the record of the calling thread.
+    TWaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // blocks
+    bool Unlock(TThreadRecord &thread) noexcept; // false if the thread does not hold the lock
     bool IsHeldBy(TThreadRecord const &thread) const noexcept {
         return fOwner.load(std::memory_order_relaxed) == thread.identity;
     }
+
     bool IsHeld() const noexcept { return fOwner != 0; }
-    void ForgetOtherThreads(TThreadRecord const &self) noexcept; // in a forked child, where there are none
+    void ForgetOtherThreads(TThreadRecord const &self) noexcept; // in a forked child, in which only `self` is left
 
 private:
     friend struct TThreadRecord;
 
-    enum State : std::uint32_t { free, held, heldAndWaitedFor };
+    enum TState : std::uint32_t { free, held, heldAndWaitedFor };
 
     void Own(TThreadRecord &thread) noexcept;
     void Release(TThreadRecord &thread) noexcept;
     void Abandon(TThreadRecord &thread) noexcept;
-    // Of the platform. Contend() waits until the state was `free` and makes it `heldAndWaitedFor`, or takes the lock
-    // over from an owner that is gone, with fAbandoned set. WakeOne() touches nothing but what PrepareWake() gave: the
-    // lock may be deleted by then.
-    platform::WaitResult Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept;
-    void *PrepareWake() noexcept;
-    static void WakeOne(void *prepared) noexcept;
+
+    // The system defines these three. Contend() waits until the state was `free` and sets it to `heldAndWaitedFor`. It
+    // may instead take the lock from an owner that is no longer alive, and then sets fAbandoned. WakeOne() touches only
+    // what PrepareWake() returned, because the lock may be deleted by then.
+    TWaitResult Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept;
+    TWaitPlace *PrepareWake() noexcept;
+    static void WakeOne(TWaitPlace *place) noexcept;
 
     std::atomic<std::uint32_t> fState{free};
-    std::atomic<std::uint64_t> fOwner{0}; // the thread's identity, 0 for none
-    std::uint32_t fDepth = 0;             // from here on: of the owner
-    bool fAbandoned = false;              // the last owner ended with it
-    TFastMutex *fPrevious = nullptr;      // chain of the locks that the owner holds
+    std::atomic<std::uint64_t> fOwner{0}; // the thread's identity; 0 for none
+    std::uint32_t fDepth = 0;             // how often the owner holds the lock
+    bool fAbandoned = false;              // the last owner ended while it held the lock
+    TFastMutex *fPrevious = nullptr;      // in the chain of the locks that the owner holds
     TFastMutex *fNext = nullptr;
-    std::atomic<void *> fEvent{nullptr}; // of the platform
+    std::atomic<TWaitPlace *> fPlace{nullptr}; // for the system's use
 };
 
 inline void TFastMutex::Own(TThreadRecord &thread) noexcept {
@@ -85,26 +94,26 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     std::uint32_t expected = held;
     if (fState.compare_exchange_strong(expected, free, std::memory_order_release, std::memory_order_acquire))
         return;
-    // What a waiter waits for stands ready when it says in the state that it waits, and not before; and the lock may be
-    // deleted as soon as it is free.
-    void *const waiting = PrepareWake();
+    // The place must be read before the lock is free, as the lock may be deleted then. It is set by now: a waiter sets
+    // it before the state says that somebody waits.
+    TWaitPlace *const place = PrepareWake();
     fState.store(free, std::memory_order_release);
-    WakeOne(waiting);
+    WakeOne(place);
 }
 
-inline platform::WaitResult TFastMutex::Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
+inline TWaitResult TFastMutex::Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     if (IsHeldBy(thread)) {
         ++fDepth;
-        return platform::WaitResult::done;
+        return TWaitResult::done;
     }
     std::uint32_t expected = free;
     if (!fState.compare_exchange_strong(expected, held, std::memory_order_acquire, std::memory_order_relaxed)) {
-        platform::WaitResult const result = Contend(thread, milliseconds);
-        if (result != platform::WaitResult::done)
+        TWaitResult const result = Contend(thread, milliseconds);
+        if (result != TWaitResult::done)
             return result;
     }
     Own(thread);
-    platform::WaitResult const result = fAbandoned ? platform::WaitResult::abandoned : platform::WaitResult::done;
+    TWaitResult const result = fAbandoned ? TWaitResult::abandoned : TWaitResult::done;
     fAbandoned = false;
     return result;
 }
@@ -116,5 +125,7 @@ inline bool TFastMutex::Unlock(TThreadRecord &thread) noexcept {
         Release(thread);
     return true;
 }
+
+} // namespace platform
 
 #endif

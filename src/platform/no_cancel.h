@@ -1,20 +1,26 @@
 #ifndef TUZUTIL_PLATFORM_NO_CANCEL
 #define TUZUTIL_PLATFORM_NO_CANCEL
 
-// For code that drops every exception of somebody else's: on some systems a thread that is cancelled is unwound like by
-// an exception, which must not be dropped. For a scope, it is not cancelled.
+// TNoCancel: keeps this thread from being cancelled for a scope. Code that drops every exception of a caller's needs
+// it: some systems unwind a cancelled thread as an exception does, and this one must not be dropped. Takes no locks.
 
 #include "platform/platform.h"
 
+namespace platform {
+
 class TNoCancel {
 public:
-    TNoCancel() noexcept : fHeld(platform::HoldCancellation()) {}
+    TNoCancel() noexcept : fHeld(HoldCancellation()) {}
     TNoCancel(TNoCancel const &) = delete;
     TNoCancel &operator=(TNoCancel const &) = delete;
-    ~TNoCancel() { platform::ReleaseCancellation(fHeld); }
+    ~TNoCancel() { ReleaseCancellation(fHeld); }
 
 private:
     int fHeld;
 };
+
+} // namespace platform
+
+using platform::TNoCancel; // the layers above use the short name
 
 #endif

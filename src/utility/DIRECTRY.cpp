@@ -93,7 +93,7 @@ TString TDirectory::FindFirst(int *isDirectory, TString *name) {
     TFindTable::fsOnly.Close(std::exchange(fHandle, TFindTable::fsNone));
     platform::TDirectoryEntry entry;
     bool lacksMemory = false;
-    void *const search = platform::OpenSearch(Join(fPath, "*.*"), entry, lacksMemory);
+    platform::Search *const search = platform::OpenSearch(Join(fPath, "*.*"), entry, lacksMemory);
     if (lacksMemory)
         fsReports.RaiseOutOfMemory();
     if (search)
@@ -104,7 +104,7 @@ TString TDirectory::FindFirst(int *isDirectory, TString *name) {
 }
 
 TString TDirectory::FindNext(int *isDirectory, TString *name) {
-    void *const search = TFindTable::fsOnly.Find(fHandle);
+    platform::Search *const search = TFindTable::fsOnly.Find(fHandle);
     platform::TDirectoryEntry entry;
     while (search && platform::NextEntry(search, entry)) {
         if (IsTaken(fPath, entry, isDirectory))

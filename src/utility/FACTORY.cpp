@@ -69,9 +69,9 @@ TString Search(TString const &directories, TString const &name) {
     return TString();
 }
 
-void *Open(TString const &name) {
+platform::Library *Open(TString const &name) {
     TLoading loading;
-    void *const library = platform::OpenLibrary(name);
+    platform::Library *const library = platform::OpenLibrary(name);
     std::uint32_t const error = platform::LastError();
     loading.Rethrow();
     platform::SetLastError(error);
@@ -79,12 +79,12 @@ void *Open(TString const &name) {
 }
 
 // Under the first of its names that there is a library of. What is reported is the failure of the first.
-void *OpenUnderAnyName(TString const &name) {
+platform::Library *OpenUnderAnyName(TString const &name) {
     TNames const names(name, !HasEnding(name, fsEnding));
-    void *const library = Open(names.all[0]);
+    platform::Library *const library = Open(names.all[0]);
     std::uint32_t const error = platform::LastError();
     for (std::size_t i = 1; i < names.all.size(); ++i) {
-        void *const other = !library && names.all[i] ? Open(names.all[i]) : nullptr;
+        platform::Library *const other = !library && names.all[i] ? Open(names.all[i]) : nullptr;
         if (other)
             return other;
     }

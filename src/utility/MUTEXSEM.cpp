@@ -9,7 +9,7 @@
 
 namespace {
 
-using platform::WaitResult;
+using platform::TWaitResult;
 
 // Milliseconds as the system takes them: 32 bits, all set for ever. What does not fit is the longest time that ends.
 std::uint32_t Milliseconds(long timeout) noexcept {
@@ -34,6 +34,15 @@ TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTE
 constexpr std::uint32_t fsEventCreated = 89;
 constexpr std::uint32_t fsMutexCreated = 100;
 
+// The public header declares the handles as `void *`. They become typed here and nowhere else.
+platform::Event *EventOf(void *handle) noexcept {
+    return static_cast<platform::Event *>(handle);
+}
+
+platform::Mutex *MutexOf(void *handle) noexcept {
+    return static_cast<platform::Mutex *>(handle);
+}
+
 } // namespace
 
 // Events
@@ -43,26 +52,27 @@ TSemaphore::TSemaphore(int posted) : fHandle(platform::NewEvent(posted != 0)) {
         fsEventReports.Error({"Unable to create semaphore, error=x%08X", fsEventCreated}, platform::LastError());
 }
 
-TSemaphore::TSemaphore(TSemaphore const &other) : TRefCounted(other), fHandle(platform::ShareEvent(other.fHandle)) {}
+TSemaphore::TSemaphore(TSemaphore const &other)
+    : TRefCounted(other), fHandle(platform::ShareEvent(EventOf(other.fHandle))) {}
 
 TSemaphore &TSemaphore::operator=(TSemaphore const &other) {
     TRefCounted::operator=(other);
-    void *const old = fHandle;
-    fHandle = platform::ShareEvent(other.fHandle);
+    platform::Event *const old = EventOf(fHandle);
+    fHandle = platform::ShareEvent(EventOf(other.fHandle));
     platform::DeleteEvent(old);
     return *this;
 }
 
 TSemaphore::~TSemaphore() {
-    platform::DeleteEvent(fHandle);
+    platform::DeleteEvent(EventOf(fHandle));
 }
 
 int TSemaphore::Wait(long timeout) {
-    WaitResult const result = platform::WaitEvent(fHandle, Milliseconds(timeout));
+    TWaitResult const result = platform::WaitEvent(EventOf(fHandle), Milliseconds(timeout));
     switch (result) {
-    case WaitResult::done: return 0;
-    case WaitResult::timedOut: return 1;
-    case WaitResult::abandoned: fsEventReports.Error("Wait for semaphore abandoned"); return -1;
+    case TWaitResult::done: return 0;
+    case TWaitResult::timedOut: return 1;
+    case TWaitResult::abandoned: fsEventReports.Error("Wait for semaphore abandoned"); return -1;
     default:
         fsEventReports.Error("Unable to wait for semaphore, return=x%08X, error=x%08X",
                              static_cast<std::uint32_t>(result), platform::LastError());
@@ -71,14 +81,14 @@ int TSemaphore::Wait(long timeout) {
 }
 
 int TSemaphore::Clear() {
-    if (platform::ClearEvent(fHandle))
+    if (platform::ClearEvent(EventOf(fHandle)))
         return 0;
     fsEventReports.Error("Unable to reset semaphore, error=x%08X", platform::LastError());
     return 1;
 }
 
 int TSemaphore::Post() {
-    if (platform::PostEvent(fHandle))
+    if (platform::PostEvent(EventOf(fHandle)))
         return 0;
     fsEventReports.Error("Unable to post semaphore, error=x%08X", platform::LastError());
     return 1;
@@ -99,31 +109,31 @@ TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(
 }
 
 TMutexSemaphore::~TMutexSemaphore() {
-    if (!platform::DeleteMutex(fHandle))
+    if (!platform::DeleteMutex(MutexOf(fHandle)))
         fsMutexReports.Error("Error %d from CloseHandle(%s)", static_cast<int>(platform::LastError()),
                              fName ? fName : "unnamed");
     std::free(fName);
 }
 
 void *TMutexSemaphore::GetHandle() const noexcept {
-    return platform::SystemMutex(fHandle);
+    return reinterpret_cast<void *>(platform::SystemHandle(MutexOf(fHandle)));
 }
 
 TMutexSemaphore::EState TMutexSemaphore::Lock(long timeout) {
-    switch (platform::LockMutex(fHandle, Milliseconds(timeout))) {
-    case WaitResult::done:
-    case WaitResult::abandoned: return Locked;
-    case WaitResult::timedOut: return TimedOut;
+    switch (platform::LockMutex(MutexOf(fHandle), Milliseconds(timeout))) {
+    case TWaitResult::done:
+    case TWaitResult::abandoned: return Locked;
+    case TWaitResult::timedOut: return TimedOut;
     default: return Error;
     }
 }
 
 void TMutexSemaphore::Unlock() {
-    platform::UnlockMutex(fHandle);
+    platform::UnlockMutex(MutexOf(fHandle));
 }
 
 bool TMutexSemaphore::IsHeld() const noexcept {
-    return platform::HoldsMutex(fHandle);
+    return platform::HoldsMutex(MutexOf(fHandle));
 }
 
 TMutexSemaphoreWithEvent::TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name)

@@ -21,7 +21,7 @@ char const *Chars(TString const &text) noexcept {
 }
 
 // The full name of a library, of the program for null; null where the system knows none.
-TString LibraryName(void *library) {
+TString LibraryName(platform::Library *library) {
     char name[260 + 1];
     return platform::LibraryName(library, name, sizeof name) ? TString(name) : TString();
 }
@@ -156,7 +156,7 @@ char *TSearchNLSPath::FindInPath() {
     bool const isComplete = dot && ascii_names::IsEqual(fName.subString(dot), TString(".dll"));
     TString const file = isComplete ? fName : TString("") + fName + ".dll";
     TLoading loading;
-    void *const library = platform::OpenLibrary(file);
+    platform::Library *const library = platform::OpenLibrary(file);
     loading.Rethrow();
     return Keep(LibraryName(library));
 }

@@ -26,7 +26,7 @@ public:
 
 private:
     ipcSharedMemory &fOwner;
-    void *fMapping = nullptr;
+    platform::Block *fMapping = nullptr;
     char *fName = nullptr;
     std::int32_t fIsOwner;
     void *fView = nullptr;

@@ -13,7 +13,7 @@ constexpr std::uint32_t fsCapacity = 257; // characters that a text is read into
 
 // Null where there is no text of that number.
 template <typename Character>
-TString Load(void *library, unsigned long id) {
+TString Load(platform::Library *library, unsigned long id) {
     Character text[fsCapacity];
     auto const length = platform::LoadText(library, id, text, fsCapacity);
     return length ? TString(text, static_cast<unsigned int>(length * sizeof(Character)), ' ') : TString();
@@ -35,7 +35,8 @@ TDll::TDll(char const *name) : fName(name) {
 TString TDll::loadMessage(unsigned long id, int wide) const {
     if (!fOpen)
         fsReports.Raise<TAccessError>("Dll not loaded");
-    TString text = wide ? Load<unsigned short>(fHandle, id) : Load<char>(fHandle, id);
+    auto *const library = static_cast<platform::Library *>(fHandle);
+    TString text = wide ? Load<unsigned short>(library, id) : Load<char>(library, id);
     if (text.IsNull()) {
         std::uint32_t const error = platform::LastError();
         fsReports.Error("LoadString Error %d getting message %d from file %s", error, static_cast<std::uint32_t>(id),

@@ -20,7 +20,7 @@ constexpr std::uintptr_t fsNoHandle = ~std::uintptr_t{0};
 // What the starter hands to a thread that it waits for. Lives until `started` was posted.
 struct TStart {
     TThread &thread;
-    void *started; // an event
+    platform::Event *started;
 };
 
 // A text that cannot be made is left out: whatever a body threw, its thread ends in order.
@@ -111,7 +111,7 @@ int TThread::RunBody(void *started) {
     fRunning.store(1, std::memory_order_release);
     TEnding const ending{*this};
     if (started)
-        platform::PostEvent(started);
+        platform::PostEvent(static_cast<platform::Event *>(started));
     try {
         fResult.store(Run(), std::memory_order_release);
     } catch (TException const &problem) {

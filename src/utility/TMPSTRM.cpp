@@ -41,7 +41,7 @@ public:
     }
 
 private:
-    platform::TTempFile fFile;
+    platform::TempFile fFile;
 };
 
 TTempStreamTest::TTempStreamTest() = default;

@@ -12,7 +12,7 @@ namespace {
 
 // What the calls answer, and what they were asked.
 struct System {
-    WaitResult wait = WaitResult::done;
+    TWaitResult wait = TWaitResult::done;
     bool success = true;
     std::uint32_t milliseconds = 0;
     int unlocked = 0;
@@ -26,67 +26,72 @@ protected:
     LockFailure() { fsSystem = System(); }
 };
 
-int fsObject;
+int fsObject; // what every handle leads to
+
+template <typename Handle>
+Handle *Made() noexcept {
+    return fsSystem.success ? reinterpret_cast<Handle *>(&fsObject) : nullptr;
+}
 
 } // namespace
 
 std::uint32_t platform::LastError() noexcept {
     return 5;
 }
-void *platform::NewMutex(char const *) noexcept {
-    return fsSystem.success ? &fsObject : nullptr;
+platform::Mutex *platform::NewMutex(char const *) noexcept {
+    return Made<Mutex>();
 }
-bool platform::DeleteMutex(void *) noexcept {
+bool platform::DeleteMutex(Mutex *) noexcept {
     ++fsSystem.deleted;
     return fsSystem.success;
 }
-WaitResult platform::LockMutex(void *, std::uint32_t milliseconds) noexcept {
+TWaitResult platform::LockMutex(Mutex *, std::uint32_t milliseconds) noexcept {
     fsSystem.milliseconds = milliseconds;
     return fsSystem.wait;
 }
-bool platform::UnlockMutex(void *) noexcept {
+bool platform::UnlockMutex(Mutex *) noexcept {
     ++fsSystem.unlocked;
     return fsSystem.success;
 }
-bool platform::HoldsMutex(void *) noexcept {
+bool platform::HoldsMutex(Mutex const *) noexcept {
     return false;
 }
-void *platform::SystemMutex(void *mutex) noexcept {
-    return mutex;
+std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
+    return reinterpret_cast<std::uintptr_t>(mutex);
 }
-void *platform::NewEvent(bool) noexcept {
-    return fsSystem.success ? &fsObject : nullptr;
+platform::Event *platform::NewEvent(bool) noexcept {
+    return Made<Event>();
 }
-void *platform::ShareEvent(void *event) noexcept {
+platform::Event *platform::ShareEvent(Event *event) noexcept {
     return event;
 }
-void platform::DeleteEvent(void *) noexcept {
+void platform::DeleteEvent(Event *) noexcept {
     ++fsSystem.deleted;
 }
-WaitResult platform::WaitEvent(void *, std::uint32_t milliseconds) noexcept {
+TWaitResult platform::WaitEvent(Event *, std::uint32_t milliseconds) noexcept {
     fsSystem.milliseconds = milliseconds;
     return fsSystem.wait;
 }
-bool platform::ClearEvent(void *) noexcept {
+bool platform::ClearEvent(Event *) noexcept {
     return fsSystem.success;
 }
-bool platform::PostEvent(void *) noexcept {
+bool platform::PostEvent(Event *) noexcept {
     return fsSystem.success;
 }
 
 TEST_F(LockFailure, ResultsOfTheSystemMapToStates) {
     struct Row {
-        WaitResult result;
+        TWaitResult result;
         TMutexSemaphore::EState state;
         int event;
     };
     Row const rows[] = {
-        {WaitResult::done, TMutexSemaphore::Locked, 0},
-        {WaitResult::abandoned, TMutexSemaphore::Locked, -1},
-        {WaitResult::timedOut, TMutexSemaphore::TimedOut, 1},
-        {WaitResult::failed, TMutexSemaphore::Error, -1},
-        {static_cast<WaitResult>(1), TMutexSemaphore::Error, -1},
-        {static_cast<WaitResult>(0xC0), TMutexSemaphore::Error, -1},
+        {TWaitResult::done, TMutexSemaphore::Locked, 0},
+        {TWaitResult::abandoned, TMutexSemaphore::Locked, -1},
+        {TWaitResult::timedOut, TMutexSemaphore::TimedOut, 1},
+        {TWaitResult::failed, TMutexSemaphore::Error, -1},
+        {static_cast<TWaitResult>(1), TMutexSemaphore::Error, -1},
+        {static_cast<TWaitResult>(0xC0), TMutexSemaphore::Error, -1},
     };
     for (Row const &row : rows) {
         fsSystem = System();
@@ -104,7 +109,7 @@ TEST_F(LockFailure, ResultsOfTheSystemMapToStates) {
 
 TEST_F(LockFailure, EventThatCannotBeMadeIsStillAnObject) {
     fsSystem.success = false;
-    fsSystem.wait = WaitResult::failed;
+    fsSystem.wait = TWaitResult::failed;
     TSemaphore event(1);
     EXPECT_EQ(event.Wait(0), -1);
     EXPECT_EQ(event.Clear(), 1);
@@ -114,7 +119,7 @@ TEST_F(LockFailure, EventThatCannotBeMadeIsStillAnObject) {
 
 TEST_F(LockFailure, MutexThatCannotBeMadeIsStillAnObject) {
     fsSystem.success = false;
-    fsSystem.wait = WaitResult::failed;
+    fsSystem.wait = TWaitResult::failed;
     {
         TMutexSemaphore mutex("name");
         EXPECT_EQ(mutex.GetHandle(), nullptr);
@@ -134,7 +139,7 @@ TEST_F(LockFailure, ClearAndWaitWaitsAlsoAfterClearFailed) {
 TEST_F(LockFailure, WaitOfTheGuardTakesTheLockAgainWhateverTheEventDid) {
     TMutexSemaphoreWithEvent monitor(new TSemaphore);
     TMutexSemaphoreWithEventEntry entry(monitor, 5);
-    fsSystem.wait = WaitResult::failed;
+    fsSystem.wait = TWaitResult::failed;
     EXPECT_EQ(entry.Wait(3), -1);
     EXPECT_EQ(entry.State(), TMutexSemaphore::Error);
     EXPECT_EQ(fsSystem.unlocked, 1);
@@ -173,13 +178,13 @@ TEST_F(LockFailure, FailuresOfEventsAreTraced) {
     capture.ExpectOne(4, "Utility", "Unable to reset semaphore, error=x00000005", file);
     event.Post();
     capture.ExpectOne(4, "Utility", "Unable to post semaphore, error=x00000005", file);
-    fsSystem.wait = WaitResult::abandoned;
+    fsSystem.wait = TWaitResult::abandoned;
     event.Wait(1);
     capture.ExpectOne(4, "Utility", "Wait for semaphore abandoned", file);
-    fsSystem.wait = WaitResult::failed;
+    fsSystem.wait = TWaitResult::failed;
     event.Wait(1);
     capture.ExpectOne(4, "Utility", "Unable to wait for semaphore, return=xFFFFFFFF, error=x00000005", file);
-    fsSystem.wait = WaitResult::timedOut;
+    fsSystem.wait = TWaitResult::timedOut;
     event.Wait(1);
     capture.ExpectNone();
 }
@@ -188,7 +193,7 @@ TEST_F(LockFailure, BothFailuresOfClearAndWaitAreTraced) {
     TSemaphore event(1);
     TCapture capture(TTrace::error, 1);
     fsSystem.success = false;
-    fsSystem.wait = WaitResult::failed;
+    fsSystem.wait = TWaitResult::failed;
     EXPECT_EQ(event.ClearAndWait(), -1);
     ASSERT_EQ(capture.Entries().size(), 2u);
     EXPECT_EQ(capture.Entries()[0].text, "Unable to reset semaphore, error=x00000005");
@@ -224,7 +229,7 @@ TEST_F(LockFailure, FailuresOfLocksAreTraced) {
         ASSERT_EQ(capture.Entries().size(), 1u);
         EXPECT_EQ(capture.Entries()[0].line, 100u);
         capture.ExpectOne(4, "Utility", "Error 5 from CreateMutex(name)", file);
-        fsSystem.wait = WaitResult::failed;
+        fsSystem.wait = TWaitResult::failed;
         EXPECT_EQ(TMutexSemaphoreEntry(mutex, 1).State(), TMutexSemaphore::Error);
         capture.ExpectNone();
     }

@@ -19,7 +19,8 @@ problems = []
 def read_layers():
     """The table: | layer | families | stands on |, from the ground up."""
     text = (project / "docs/architecture.md").read_text(encoding="utf-8")
-    rows = re.findall(r"^\| ([a-z]+) \| ([^|]+) \| ([^|]+) \|$", text, re.M)
+    table = text.split("| layer | families | stands on |", 1)[1].split("\n\n", 1)[0]
+    rows = re.findall(r"^\| ([a-z]+) \| ([^|]+) \| ([^|]+) \|$", table, re.M)
     layers = [name for name, _, _ in rows]
     family = {stem: name for name, stems, _ in rows for stem in re.findall(r"\b[A-Z][A-Z0-9]+\b", stems)}
     stands_on = {}

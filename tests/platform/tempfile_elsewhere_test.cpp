@@ -38,7 +38,7 @@ TEST(TempFileElsewhere, IsWrittenReadAndGone) {
 #endif
     auto const before = NamesIn(std::filesystem::temp_directory_path());
     int error = 0;
-    platform::TTempFile const file = platform::OpenTempFile(error);
+    platform::TempFile const file = platform::OpenTempFile(error);
     ASSERT_NE(file, platform::noTempFile);
     EXPECT_EQ(platform::WriteTempFile(file, "0123456789", 10), 10u);
     EXPECT_EQ(platform::SeekTempFile(file, -3, platform::TFileOrigin::end), 7);

@@ -59,34 +59,34 @@ class TThrowing : public std::stringbuf {
 
 } // namespace
 
-platform::TTempFile platform::OpenTempFile(int &error) noexcept {
+platform::TempFile platform::OpenTempFile(int &error) noexcept {
     error = EACCES;
     if (!fsOnly.canOpen)
         return noTempFile;
     ++fsOnly.opened;
-    return 7;
+    return TempFile{7};
 }
-std::ptrdiff_t platform::ReadTempFile(TTempFile, char *bytes, std::size_t count) noexcept {
+std::ptrdiff_t platform::ReadTempFile(TempFile, char *bytes, std::size_t count) noexcept {
     if (!fsOnly.canRead)
         return -1;
     count = fsOnly.content.copy(bytes, count, fsOnly.position);
     fsOnly.position += count;
     return static_cast<std::ptrdiff_t>(count);
 }
-std::size_t platform::WriteTempFile(TTempFile, char const *bytes, std::size_t count) noexcept {
+std::size_t platform::WriteTempFile(TempFile, char const *bytes, std::size_t count) noexcept {
     count = std::min(count, fsOnly.room - fsOnly.content.size());
     fsOnly.content.append(bytes, count);
     fsOnly.position += count;
     return count;
 }
-std::int64_t platform::SeekTempFile(TTempFile, std::int64_t offset, TFileOrigin origin) noexcept {
+std::int64_t platform::SeekTempFile(TempFile, std::int64_t offset, TFileOrigin origin) noexcept {
     if (!fsOnly.canSeek)
         return -1;
     if (origin == TFileOrigin::start)
         fsOnly.position = static_cast<std::size_t>(offset);
     return static_cast<std::int64_t>(fsOnly.position);
 }
-void platform::CloseTempFile(TTempFile) noexcept {
+void platform::CloseTempFile(TempFile) noexcept {
     ++fsOnly.closed;
     fsOnly.content.clear();
     fsOnly.position = 0;

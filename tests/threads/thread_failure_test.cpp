@@ -27,18 +27,21 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
 }
 
 // An event is a word here: the thread above has ended before anybody waits.
-void *platform::NewEvent(bool posted) noexcept {
-    return fsHasEvents ? new bool(posted) : nullptr;
+struct platform::Event {
+    bool isPosted;
+};
+platform::Event *platform::NewEvent(bool posted) noexcept {
+    return fsHasEvents ? new Event{posted} : nullptr;
 }
-void platform::DeleteEvent(void *event) noexcept {
-    delete static_cast<bool *>(event);
+void platform::DeleteEvent(Event *event) noexcept {
+    delete event;
 }
-bool platform::PostEvent(void *event) noexcept {
-    *static_cast<bool *>(event) = true;
+bool platform::PostEvent(Event *event) noexcept {
+    event->isPosted = true;
     return true;
 }
-platform::WaitResult platform::WaitEvent(void *event, std::uint32_t) noexcept {
-    return *static_cast<bool *>(event) ? WaitResult::done : WaitResult::failed;
+platform::TWaitResult platform::WaitEvent(Event *event, std::uint32_t) noexcept {
+    return event->isPosted ? TWaitResult::done : TWaitResult::failed;
 }
 
 TEST(ThreadFailure, IsReportedAndLeavesTheObjectAsItWas) {

@@ -62,17 +62,20 @@ std::int64_t platform::CurrentTime() noexcept {
     return fsNow;
 }
 bool const platform::threadsEndFirst = false;
-void *platform::NewEvent(bool posted) noexcept {
-    return new TSemaphore(posted);
+struct platform::Event {
+    TSemaphore event;
+};
+platform::Event *platform::NewEvent(bool posted) noexcept {
+    return new Event{TSemaphore(posted)};
 }
-void platform::DeleteEvent(void *event) noexcept {
-    delete static_cast<TSemaphore *>(event);
+void platform::DeleteEvent(Event *event) noexcept {
+    delete event;
 }
-bool platform::PostEvent(void *event) noexcept {
-    return static_cast<TSemaphore *>(event)->Post() == 0;
+bool platform::PostEvent(Event *event) noexcept {
+    return event->event.Post() == 0;
 }
-platform::WaitResult platform::WaitEvent(void *event, std::uint32_t) noexcept {
-    return static_cast<TSemaphore *>(event)->Wait(-1) == 0 ? WaitResult::done : WaitResult::failed;
+platform::TWaitResult platform::WaitEvent(Event *event, std::uint32_t) noexcept {
+    return event->event.Wait(-1) == 0 ? TWaitResult::done : TWaitResult::failed;
 }
 std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool) noexcept {
     if (!fsHasThreads)

@@ -1,3 +1,5 @@
+// Holding back the cancellation of this thread. Takes no locks.
+
 #include "platform/platform.h"
 
 #include <pthread.h>

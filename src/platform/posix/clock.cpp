@@ -1,3 +1,5 @@
+// The time of day and calendar records. Takes no lock of ours; the C library takes one for the time zone.
+
 #include "platform/platform.h"
 
 #include <time.h>
@@ -17,7 +19,7 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
 }
 
 platform::TLocalTime platform::LocalTime() noexcept {
-    // Within a second the calendar stays as it is, and converting is dear.
+    // Converting is expensive, so the record is kept for as long as the second lasts.
     static thread_local std::time_t knownTime = -1;
     static thread_local TLocalTime known;
     timespec now;

@@ -1,20 +1,36 @@
-#ifndef TUZUTIL_POSIX_DEADLINE_H
-#define TUZUTIL_POSIX_DEADLINE_H
+#ifndef TUZUTIL_PLATFORM_POSIX_DEADLINE
+#define TUZUTIL_PLATFORM_POSIX_DEADLINE
 
-#include <cstdint>
+// TDeadline: the end of a wait as a point of one of the system's clocks, or no end at all. Takes no locks.
+
+#include "platform/platform.h"
+
 #include <time.h>
 
-// The point of a clock that lies so many milliseconds ahead.
-inline timespec DeadlineIn(std::uint32_t milliseconds, clockid_t clock) noexcept {
-    timespec at;
-    ::clock_gettime(clock, &at);
-    at.tv_sec += static_cast<time_t>(milliseconds / 1000);
-    at.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
-    if (at.tv_nsec >= 1000000000) {
-        at.tv_nsec -= 1000000000;
-        ++at.tv_sec;
+namespace platform {
+
+class TDeadline {
+public:
+    explicit TDeadline(std::uint32_t milliseconds, clockid_t clock = CLOCK_MONOTONIC) noexcept
+        : fIsLimited(milliseconds != waitForEver) {
+        if (!fIsLimited)
+            return;
+        ::clock_gettime(clock, &fEnd);
+        fEnd.tv_sec += static_cast<time_t>(milliseconds / 1000);
+        fEnd.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
+        if (fEnd.tv_nsec >= 1000000000) {
+            fEnd.tv_nsec -= 1000000000;
+            ++fEnd.tv_sec;
+        }
     }
-    return at;
-}
+
+    timespec const *End() const noexcept { return fIsLimited ? &fEnd : nullptr; } // null for a wait without an end
+
+private:
+    bool fIsLimited;
+    timespec fEnd{};
+};
+
+} // namespace platform
 
 #endif

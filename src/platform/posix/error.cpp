@@ -1,3 +1,5 @@
+// errno, and the English texts of its values. Takes no locks.
+
 #include "platform/platform.h"
 
 #include <errno.h>
@@ -13,11 +15,16 @@ void platform::SetLastError(std::uint32_t error) noexcept {
 }
 
 std::size_t platform::ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept {
-    // Not strerror: that one speaks the language of the locale.
+    // strerror() would answer in the language of the locale.
     char const *const known = ::strerrordesc_np(static_cast<int>(error));
     if (known)
         ::snprintf(text, size, "%s", known);
     else
         ::snprintf(text, size, "Unknown error %u", static_cast<unsigned int>(error));
     return ::strlen(text);
+}
+
+char const *platform::RuntimeErrorText(int error) noexcept {
+    char const *const text = ::strerrordesc_np(error);
+    return text ? text : "Unknown error";
 }

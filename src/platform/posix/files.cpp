@@ -1,10 +1,12 @@
+// Names of files, directories and their entries. Takes no lock of ours; this thread is not cancelled within a call of a
+// search.
+
 #include "platform/platform.h"
 
-#include "names.h"
 #include "platform/no_cancel.h"
+#include "platform/posix/native_name.h"
 
 #include <algorithm>
-
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -34,12 +36,16 @@ bool platform::IsFile(char const *name) noexcept {
     return ::stat(TNativeName(name), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
-char const *platform::RuntimeErrorText(int error) noexcept {
-    char const *const text = ::strerrordesc_np(error);
-    return text ? text : "Unknown error";
+namespace {
+
+// A search is the C library's own object.
+platform::Search *SearchOf(DIR *directory) noexcept {
+    return reinterpret_cast<platform::Search *>(directory);
 }
 
-namespace {
+DIR *DirectoryOf(platform::Search *search) noexcept {
+    return reinterpret_cast<DIR *>(search);
+}
 
 bool IsDirectory(DIR *directory, dirent const &entry) noexcept {
     if (entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK)
@@ -50,21 +56,21 @@ bool IsDirectory(DIR *directory, dirent const &entry) noexcept {
 
 } // namespace
 
-void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept {
+platform::Search *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept {
     TNoCancel const noCancel;
     std::size_t const tail = sizeof "*.*" - 1;
     DIR *const directory = ::opendir(TNativeName(pattern, ::strnlen(pattern, PATH_MAX + tail) - tail));
     lacksMemory = !directory && errno == ENOMEM;
-    if (directory && !NextEntry(directory, entry)) {
+    if (directory && !NextEntry(SearchOf(directory), entry)) {
         ::closedir(directory);
         return nullptr;
     }
-    return directory;
+    return SearchOf(directory);
 }
 
-bool platform::NextEntry(void *search, TDirectoryEntry &entry) noexcept {
+bool platform::NextEntry(Search *search, TDirectoryEntry &entry) noexcept {
     TNoCancel const noCancel;
-    auto *const directory = static_cast<DIR *>(search);
+    DIR *const directory = DirectoryOf(search);
     dirent const *const next = ::readdir(directory);
     if (!next)
         return false;
@@ -74,7 +80,7 @@ bool platform::NextEntry(void *search, TDirectoryEntry &entry) noexcept {
     return true;
 }
 
-bool platform::CloseSearch(void *search) noexcept {
+bool platform::CloseSearch(Search *search) noexcept {
     TNoCancel const noCancel;
-    return ::closedir(static_cast<DIR *>(search)) == 0;
+    return ::closedir(DirectoryOf(search)) == 0;
 }

@@ -1,3 +1,6 @@
+// Registers what happens before and after a fork. Takes the locks of forks.h between `before` and the other two
+// functions, and must not be called twice.
+
 #include "platform/posix/forks.h"
 
 #include "platform/platform.h"
@@ -5,16 +8,16 @@
 #include <errno.h>
 #include <pthread.h>
 
-// What is registered first comes last before a fork, and first after it.
+// pthread_atfork() calls the `prepare` handlers in reverse order of registration, and the others in order.
 bool platform::FollowForks(void (*before)() noexcept, void (*inParent)() noexcept,
                            void (*inChild)() noexcept) noexcept {
-    int error = ::pthread_atfork(posix::HoldMutexes, posix::ReleaseMutexes, posix::SettleMutexesInChild);
+    int error = ::pthread_atfork(HoldMutexes, ReleaseMutexes, SettleMutexesInChild);
     if (error == 0)
-        error = ::pthread_atfork(posix::HoldSharedMemory, posix::ReleaseSharedMemory, posix::ReleaseSharedMemory);
+        error = ::pthread_atfork(HoldSharedMemory, ReleaseSharedMemory, ReleaseSharedMemory);
     if (error == 0)
         error = ::pthread_atfork(before, inParent, inChild);
     if (error == 0)
-        error = ::pthread_atfork(nullptr, nullptr, posix::ForgetThreadIdInChild);
+        error = ::pthread_atfork(nullptr, nullptr, ForgetThreadIdInChild);
     errno = error;
     return error == 0;
 }

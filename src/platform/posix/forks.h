@@ -1,19 +1,21 @@
-#ifndef TUZUTIL_POSIX_FORKS_H
-#define TUZUTIL_POSIX_FORKS_H
+#ifndef TUZUTIL_PLATFORM_POSIX_FORKS
+#define TUZUTIL_PLATFORM_POSIX_FORKS
 
-// What this platform holds by itself while the process forks.
+// The locks that this folder takes before a fork and releases after it, in both processes, so that the child never
+// inherits one of them locked by a thread that it does not have. mutex.cpp, process.cpp and shared_memory.cpp define
+// the functions.
 
-namespace posix {
+namespace platform {
 
 void HoldMutexes() noexcept;
 void ReleaseMutexes() noexcept;
-void SettleMutexesInChild() noexcept; // and releases them
+void SettleMutexesInChild() noexcept; // also releases them
 
 void ForgetThreadIdInChild() noexcept;
 
 void HoldSharedMemory() noexcept;
 void ReleaseSharedMemory() noexcept;
 
-} // namespace posix
+} // namespace platform
 
 #endif

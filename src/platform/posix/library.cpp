@@ -1,15 +1,17 @@
+// Loading libraries, and reading the texts that they hold in a TTextTable. Takes the system's loader lock, under which
+// a library's initialisers run: call it with no lock of ours held.
+
 #include "platform/platform.h"
 
-#include "names.h"
 #include "platform/no_cancel.h"
-#include "strtable.h"
+#include "platform/posix/native_name.h"
+#include "platform/posix/text_table.h"
 
 #include <algorithm>
-#include <cstdlib>
-
 #include <dlfcn.h>
 #include <errno.h>
 #include <link.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,16 +26,21 @@ bool IsProgram(char const *name) noexcept {
            file.st_ino == program.st_ino;
 }
 
+// A library is the loader's own object.
+void *HandleOf(platform::Library *library) noexcept {
+    return library;
+}
+
 void *Open(char const *name) noexcept {
     return ::dlopen(IsProgram(name) ? nullptr : name, RTLD_NOW | RTLD_LOCAL);
 }
 
-// The loader says why it failed in words; the nearest error number.
+// Returns the error number that comes nearest to the reason, which the loader gives only in words.
 int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
 
-// A name in the program's own directory; empty where it does not fit.
+// A name in the program's own directory; empty if it does not fit.
 struct TBesideProgram {
     explicit TBesideProgram(char const *name) noexcept {
         ssize_t const length = ::readlink(fsProgram, path, sizeof path);
@@ -49,7 +56,7 @@ struct TBesideProgram {
     char path[PATH_MAX];
 };
 
-// UTF-8, cut between characters; half a surrogate pair becomes "?".
+// Writes UTF-8 into a buffer with a terminating zero. A text that does not fit is cut between characters.
 class TUtf8Writer {
 public:
     TUtf8Writer(char *text, std::uint32_t size) noexcept : fBegin(text), fAt(text), fEnd(text + size - 1) {}
@@ -83,24 +90,24 @@ private:
     char *fEnd;
 };
 
-using platform::TStringTable;
+using platform::TTextTable;
 
 struct TText {
     std::uint16_t const *begin = nullptr;
     std::uint16_t const *end = nullptr;
 };
 
-TText FindText(void *library, std::uint64_t number) noexcept {
+TText FindText(platform::Library *library, std::uint64_t number) noexcept {
     errno = ENOEXEC;
     auto const *const table =
-        library ? static_cast<TStringTable const *>(::dlsym(library, TStringTable::fsSymbol)) : nullptr;
-    if (!table || table->version != TStringTable::fsVersion)
+        library ? static_cast<TTextTable const *>(::dlsym(HandleOf(library), TTextTable::fsSymbol)) : nullptr;
+    if (!table || table->version != TTextTable::fsVersion)
         return {};
     errno = ENOENT;
     auto const *const end = table->entries + table->count;
     auto const *const entry =
         std::lower_bound(table->entries, end, number,
-                         [](TStringTable::TEntry const &each, std::uint64_t wanted) { return each.number < wanted; });
+                         [](TTextTable::TEntry const &each, std::uint64_t wanted) { return each.number < wanted; });
     if (entry == end || entry->number != number)
         return {};
     std::uint16_t const *const begin = table->characters + entry->first;
@@ -111,8 +118,8 @@ TText FindText(void *library, std::uint64_t number) noexcept {
 
 char const *const platform::nativeLibraryEnding = ".so";
 
-void *platform::OpenLibrary(char const *name) noexcept {
-    TNoCancel const noCancel; // the loader cannot be left half way, whatever a library's initialisers do
+platform::Library *platform::OpenLibrary(char const *name) noexcept {
+    TNoCancel const noCancel; // a library's initialisers must not end the thread within the loader
     TNativeName const given(name ? name : "");
     char const *const slash = ::strrchr(given, '/');
     char const *const last = slash ? slash + 1 : given;
@@ -124,7 +131,7 @@ void *platform::OpenLibrary(char const *name) noexcept {
     bool const hasEnding = ::strchr(last, '.') != nullptr;
     ::strcat(::strcpy(withEnding, given), ".dll");
     char const *const names[] = {hasEnding ? static_cast<char const *>(given) : withEnding,
-                                 given}; // programs have no ending here
+                                 given}; // programs have no ending on this system
 
     void *library = nullptr;
     for (char const *const each : names) {
@@ -138,13 +145,13 @@ void *platform::OpenLibrary(char const *name) noexcept {
     }
     if (!library)
         errno = ReasonFor(names[0]);
-    return library;
+    return static_cast<Library *>(library);
 }
 
-std::size_t platform::LibraryName(void *library, char *name, std::size_t size) noexcept {
+std::size_t platform::LibraryName(Library *library, char *name, std::size_t size) noexcept {
     char path[PATH_MAX] = "";
     link_map const *map = nullptr;
-    bool const isKnown = library && ::dlinfo(library, RTLD_DI_LINKMAP, &map) == 0;
+    bool const isKnown = library && ::dlinfo(HandleOf(library), RTLD_DI_LINKMAP, &map) == 0;
     if (library && !isKnown)
         return 0;
     // The program is the map without a name.
@@ -157,7 +164,7 @@ std::size_t platform::LibraryName(void *library, char *name, std::size_t size) n
     return length;
 }
 
-std::uint32_t platform::LoadText(void *library, std::uint64_t number, unsigned short *text,
+std::uint32_t platform::LoadText(Library *library, std::uint64_t number, unsigned short *text,
                                  std::uint32_t size) noexcept {
     TText const found = FindText(library, number);
     auto const length = std::min(static_cast<std::uint32_t>(found.end - found.begin), size - 1);
@@ -166,7 +173,7 @@ std::uint32_t platform::LoadText(void *library, std::uint64_t number, unsigned s
     return length;
 }
 
-std::uint32_t platform::LoadText(void *library, std::uint64_t number, char *text, std::uint32_t size) noexcept {
+std::uint32_t platform::LoadText(Library *library, std::uint64_t number, char *text, std::uint32_t size) noexcept {
     TText const found = FindText(library, number);
     TUtf8Writer out(text, size);
     for (std::uint16_t const *at = found.begin; at != found.end;) {
@@ -175,7 +182,7 @@ std::uint32_t platform::LoadText(void *library, std::uint64_t number, char *text
         if (isPair)
             code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
         else if (code >> 11 == 0xD800 >> 11)
-            code = '?';
+            code = '?'; // half a pair
         if (!out.Put(code))
             break;
     }

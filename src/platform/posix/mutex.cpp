@@ -1,11 +1,16 @@
+// Locks. One without a name is a TFastMutex, whose waiters sleep in the system on the lock's word. One with a name is a
+// robust lock of the C library in a mapped file, which all processes of the user find in the folder for objects.
+// Making, deleting and forking take the list's lock; locking and unlocking take only the lock itself.
+
 #include "platform/platform.h"
 
-#include "platform/fast_mutex.h"
 #include "platform/no_cancel.h"
 #include "platform/posix/deadline.h"
+#include "platform/posix/descriptor.h"
 #include "platform/posix/forks.h"
-#include "platform/posix/objects.h"
-#include "platform/posix/thisthread.h"
+#include "platform/posix/futex.h"
+#include "platform/posix/object_folder.h"
+#include "platform/posix/thread_record.h"
 
 #include <atomic>
 #include <errno.h>
@@ -17,38 +22,48 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using platform::WaitResult;
+using platform::Mutex;
+using platform::TDeadline;
+using platform::TDescriptor;
+using platform::TFastMutex;
+using platform::TThreadRecord;
+using platform::TWaitResult;
 
 namespace {
 
-// A named lock as all processes see it. The kernel releases it when its owner ends, so a file left behind is harmless.
-struct SharedMutex {
+// A named lock as all processes see it. The kernel releases it when its owner ends, so a file that is left is harmless.
+struct TSharedMutex {
     pthread_mutex_t mutex;
 };
 constexpr int fsLayout = 1;
 
-// A lock as this process sees it. Objects of one name have one of these between them.
-struct Mutex {
-    TFastMutex fast;                     // where there is no name
-    pthread_mutex_t *shared = nullptr;   // where there is one: in a mapped file
-    std::atomic<std::uint32_t> owner{0}; // of `shared`: the thread of this process that holds it, 0 for none
-    std::uint32_t depth = 0;             // how often; the owner's
-    std::uint32_t references = 1;        // guarded by the list's lock, as all below
+} // namespace
+
+// A lock as this process sees it. All objects of one name share one. Invariant: `shared` is null exactly if the lock
+// has no name, and only then `fast` is in use.
+struct platform::Mutex {
+    TFastMutex fast;
+    pthread_mutex_t *shared = nullptr;   // in a mapped file
+    std::atomic<std::uint32_t> owner{0}; // the thread of this process that holds `shared`; 0 for none
+    std::uint32_t depth = 0;             // how often the owner holds `shared`
+    std::uint32_t references = 1;        // this and all below are guarded by the list's lock
     Mutex *previous = nullptr;
     Mutex *next = nullptr;
     dev_t device = 0; // of the mapped file
     ino_t node = 0;
 };
 
-// Every lock of the process, for those that come back to a name, and for a forked child.
+namespace {
+
+// Every lock of the process: a second object of one name finds its lock here, and so does a forked child.
 constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
 constinit Mutex *fsList = nullptr;
 
-struct ListEntry {
-    ListEntry() noexcept { posix::HoldMutexes(); }
-    ListEntry(ListEntry const &) = delete;
-    ListEntry &operator=(ListEntry const &) = delete;
-    ~ListEntry() { posix::ReleaseMutexes(); }
+struct TListEntry {
+    TListEntry() noexcept { platform::HoldMutexes(); }
+    TListEntry(TListEntry const &) = delete;
+    TListEntry &operator=(TListEntry const &) = delete;
+    ~TListEntry() { platform::ReleaseMutexes(); }
 };
 
 void Link(Mutex *mutex) noexcept {
@@ -64,13 +79,13 @@ void Unlink(Mutex *mutex) noexcept {
         mutex->next->previous = mutex->previous;
 }
 
-// Puts an error number where LastError() finds it. False for 0.
+// Puts an error number into errno. Returns false for 0.
 bool Fails(int error) noexcept {
     errno = error;
     return error != 0;
 }
 
-// Not of the recursive kind: entering again is settled by `owner` and `depth`.
+// The lock is not of the recursive kind: `owner` and `depth` count how often the owner holds it.
 int Initialize(pthread_mutex_t *mutex) noexcept {
     pthread_mutexattr_t attributes;
     ::pthread_mutexattr_init(&attributes);
@@ -82,50 +97,48 @@ int Initialize(pthread_mutex_t *mutex) noexcept {
 }
 
 void *Map(int file) noexcept {
-    void *const memory = ::mmap(nullptr, sizeof(SharedMutex), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    void *const memory = ::mmap(nullptr, sizeof(TSharedMutex), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     return memory == MAP_FAILED ? nullptr : memory;
 }
 
-// Makes a shared lock under a name of its own and links it to its place when it is complete. False with errno; EEXIST:
-// another process was first.
+// Makes a shared lock under a temporary name and links it to its place when it is complete. Returns false with errno on
+// failure: EEXIST if another process was first.
 bool MakeShared(int folder, char const *name) noexcept {
     static constinit std::atomic<unsigned int> count{0};
     char temporary[64];
-    int file = -1;
+    int opened = -1;
     do {
         ::snprintf(temporary, sizeof temporary, "new-%ld-%u", static_cast<long>(::getpid()), ++count);
-        file = ::openat(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    } while (file < 0 && errno == EEXIST); // left behind by a process that was killed here
-    if (file < 0)
+        opened = ::openat(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    } while (opened < 0 && errno == EEXIST); // a process that was killed at this point has left the file
+    TDescriptor const file(opened);
+    if (!file)
         return false;
-    int error = ::posix_fallocate(file, 0, sizeof(SharedMutex));
-    void *const memory = error == 0 ? Map(file) : nullptr;
+    int error = ::posix_fallocate(file.Get(), 0, sizeof(TSharedMutex));
+    void *const memory = error == 0 ? Map(file.Get()) : nullptr;
     if (memory) {
-        error = Initialize(&static_cast<SharedMutex *>(memory)->mutex);
-        ::munmap(memory, sizeof(SharedMutex));
+        error = Initialize(&static_cast<TSharedMutex *>(memory)->mutex);
+        ::munmap(memory, sizeof(TSharedMutex));
         if (error == 0 && ::linkat(folder, temporary, folder, name, 0) != 0)
             error = errno;
     } else if (error == 0) {
         error = errno;
     }
     ::unlinkat(folder, temporary, 0);
-    ::close(file);
     return !Fails(error);
 }
 
+// Opens the file of a named lock, which it makes if need be. Returns a descriptor, or -1 with errno.
 int OpenShared(char const *name) noexcept {
-    char fileName[posix::objectFileSize];
-    if (!posix::ObjectFileName("mutex", fsLayout, name, fileName))
+    char fileName[platform::objectFileSize];
+    if (!platform::ObjectFileName("mutex", fsLayout, name, fileName))
         return -1;
-    int const folder = posix::OpenObjectFolder();
-    if (folder < 0)
+    TDescriptor const folder(platform::OpenObjectFolder());
+    if (!folder)
         return -1;
-    int file = ::openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
-    if (file < 0 && errno == ENOENT && (MakeShared(folder, fileName) || errno == EEXIST))
-        file = ::openat(folder, fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
-    int const error = errno;
-    ::close(folder);
-    errno = error;
+    int file = ::openat(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    if (file < 0 && errno == ENOENT && (MakeShared(folder.Get(), fileName) || errno == EEXIST))
+        file = ::openat(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
     return file;
 }
 
@@ -141,7 +154,7 @@ Mutex *MutexOfFile(int file) noexcept {
     struct stat status;
     if (::fstat(file, &status) != 0)
         return nullptr;
-    if (static_cast<std::size_t>(status.st_size) < sizeof(SharedMutex)) {
+    if (static_cast<std::size_t>(status.st_size) < sizeof(TSharedMutex)) {
         errno = EINVAL;
         return nullptr;
     }
@@ -152,26 +165,20 @@ Mutex *MutexOfFile(int file) noexcept {
     void *const memory = Map(file);
     auto *const mutex = memory ? new (std::nothrow) Mutex : nullptr;
     if (mutex) {
-        mutex->shared = &static_cast<SharedMutex *>(memory)->mutex;
+        mutex->shared = &static_cast<TSharedMutex *>(memory)->mutex;
         mutex->device = status.st_dev;
         mutex->node = status.st_ino;
         Link(mutex);
     } else if (memory) {
-        ::munmap(memory, sizeof(SharedMutex));
+        ::munmap(memory, sizeof(TSharedMutex));
         errno = ENOMEM;
     }
     return mutex;
 }
 
 Mutex *NamedMutex(char const *name) noexcept {
-    int const file = OpenShared(name);
-    if (file < 0)
-        return nullptr;
-    Mutex *const mutex = MutexOfFile(file);
-    int const error = errno;
-    ::close(file);
-    errno = error;
-    return mutex;
+    TDescriptor const file(OpenShared(name));
+    return file ? MutexOfFile(file.Get()) : nullptr;
 }
 
 Mutex *UnnamedMutex() noexcept {
@@ -183,50 +190,48 @@ Mutex *UnnamedMutex() noexcept {
     return mutex;
 }
 
-Mutex *MutexAt(void *mutex) noexcept {
+bool IsThere(Mutex const *mutex) noexcept {
     if (!mutex)
         errno = EBADF;
-    return static_cast<Mutex *>(mutex);
+    return mutex != nullptr;
 }
 
-// Takes the lock from the system. The result is an error number.
+// Takes a shared lock. Returns an error number.
 int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)
         return ::pthread_mutex_trylock(mutex);
     if (milliseconds == platform::waitForEver)
         return ::pthread_mutex_lock(mutex);
-#if defined(__SANITIZE_THREAD__) // which does not know the call below
-    timespec const deadline = DeadlineIn(milliseconds, CLOCK_REALTIME);
-    return ::pthread_mutex_timedlock(mutex, &deadline);
+#if defined(__SANITIZE_THREAD__) // it does not know the call below
+    return ::pthread_mutex_timedlock(mutex, TDeadline(milliseconds, CLOCK_REALTIME).End());
 #else
-    timespec const deadline = DeadlineIn(milliseconds, CLOCK_MONOTONIC);
-    return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, &deadline);
+    return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, TDeadline(milliseconds).End());
 #endif
 }
 
-// Apart, to keep the way of locks without a name short.
-[[gnu::noinline]] WaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
-    TThreadRecord const *const self = posix::ThisThread();
+// Locks with a name have functions of their own, so that the path of those without a name stays short.
+[[gnu::noinline]] TWaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
+    TThreadRecord const *const self = platform::ThisThread();
     if (!self)
-        return WaitResult::failed;
+        return TWaitResult::failed;
     if (mutex.owner.load(std::memory_order_relaxed) == self->Number()) {
         ++mutex.depth;
-        return WaitResult::done;
+        return TWaitResult::done;
     }
     int const error = Acquire(mutex.shared, milliseconds);
     if (error == EBUSY || error == ETIMEDOUT)
-        return WaitResult::timedOut;
+        return TWaitResult::timedOut;
     if (error == EOWNERDEAD)
         ::pthread_mutex_consistent(mutex.shared);
     else if (Fails(error))
-        return WaitResult::failed;
+        return TWaitResult::failed;
     mutex.owner.store(self->Number(), std::memory_order_relaxed);
     mutex.depth = 1;
-    return error == EOWNERDEAD ? WaitResult::abandoned : WaitResult::done;
+    return error == EOWNERDEAD ? TWaitResult::abandoned : TWaitResult::done;
 }
 
 [[gnu::noinline]] bool UnlockShared(Mutex &mutex) noexcept {
-    TThreadRecord const *const self = posix::ThisThread();
+    TThreadRecord const *const self = platform::ThisThread();
     if (!self || mutex.owner.load(std::memory_order_relaxed) != self->Number())
         return false;
     if (--mutex.depth == 0) {
@@ -238,17 +243,17 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 
 } // namespace
 
-void posix::HoldMutexes() noexcept {
+void platform::HoldMutexes() noexcept {
     ::pthread_mutex_lock(&fsListLock);
 }
 
-void posix::ReleaseMutexes() noexcept {
+void platform::ReleaseMutexes() noexcept {
     ::pthread_mutex_unlock(&fsListLock);
 }
 
-// A forked child has only the thread that forked. Locks of other threads become free, those of its own stay held. A
-// named lock stays the parent's.
-void posix::SettleMutexesInChild() noexcept {
+// A forked child has only the thread that forked. Locks that other threads held become free; those of its own stay
+// held. A named lock remains the parent's.
+void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
         mutex->owner = 0;
@@ -259,60 +264,80 @@ void posix::SettleMutexesInChild() noexcept {
     ReleaseMutexes();
 }
 
-void *platform::NewMutex(char const *name) noexcept {
+Mutex *platform::NewMutex(char const *name) noexcept {
     TNoCancel const noCancel;
-    ListEntry const entry;
+    TListEntry const entry;
     return name && *name ? NamedMutex(name) : UnnamedMutex();
 }
 
-bool platform::DeleteMutex(void *handle) noexcept {
-    Mutex *const mutex = MutexAt(handle);
-    if (!mutex)
+bool platform::DeleteMutex(Mutex *mutex) noexcept {
+    if (!IsThere(mutex))
         return false;
-    ListEntry const entry;
+    TListEntry const entry;
     if (--mutex->references)
         return true;
     while (UnlockMutex(mutex)) {
     }
-    // While another thread holds it, it stands in a list of that thread: its memory must stay.
+    // If another thread holds the lock, it is in that thread's chain, and its memory must stay.
     if (mutex->owner != 0 || mutex->fast.IsHeld())
         return true;
     Unlink(mutex);
     if (mutex->shared)
-        ::munmap(mutex->shared, sizeof(SharedMutex));
+        ::munmap(mutex->shared, sizeof(TSharedMutex));
     delete mutex;
     return true;
 }
 
-WaitResult platform::LockMutex(void *handle, std::uint32_t milliseconds) noexcept {
-    Mutex *const mutex = MutexAt(handle);
-    if (!mutex)
-        return WaitResult::failed;
+TWaitResult platform::LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept {
+    if (!IsThere(mutex))
+        return TWaitResult::failed;
     if (mutex->shared)
         return LockShared(*mutex, milliseconds);
-    TThreadRecord *const self = posix::ThisThread();
-    return self ? mutex->fast.Lock(*self, milliseconds) : WaitResult::failed;
+    TThreadRecord *const self = ThisThread();
+    return self ? mutex->fast.Lock(*self, milliseconds) : TWaitResult::failed;
 }
 
-bool platform::UnlockMutex(void *handle) noexcept {
-    Mutex *const mutex = MutexAt(handle);
-    if (!mutex)
+bool platform::UnlockMutex(Mutex *mutex) noexcept {
+    if (!IsThere(mutex))
         return false;
-    TThreadRecord *const self = posix::ThisThread();
+    TThreadRecord *const self = ThisThread();
     bool const released = mutex->shared ? UnlockShared(*mutex) : self && mutex->fast.Unlock(*self);
     if (!released)
         errno = EPERM;
     return released;
 }
 
-bool platform::HoldsMutex(void *handle) noexcept {
-    auto const *const mutex = static_cast<Mutex const *>(handle);
-    TThreadRecord const *const self = posix::ThisThread();
+bool platform::HoldsMutex(Mutex const *mutex) noexcept {
+    TThreadRecord const *const self = ThisThread();
     if (!mutex || !self)
         return false;
     return mutex->shared ? mutex->owner == self->Number() : mutex->fast.IsHeldBy(*self);
 }
 
-void *platform::SystemMutex(void *mutex) noexcept {
-    return mutex;
+std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
+    return reinterpret_cast<std::uintptr_t>(mutex);
+}
+
+// How threads wait for a lock without a name: on the word of its state, which therefore is its place. The functions
+// stay out of line, so that the path without waiting is short.
+
+TFastMutex::~TFastMutex() = default;
+
+[[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
+    if (milliseconds == 0)
+        return TWaitResult::timedOut;
+    TDeadline const deadline(milliseconds);
+    while (fState.exchange(heldAndWaitedFor, std::memory_order_acquire) != free) {
+        if (int const error = WaitForWord(fState, heldAndWaitedFor, deadline))
+            return FailedWait(error);
+    }
+    return TWaitResult::done;
+}
+
+platform::TWaitPlace *TFastMutex::PrepareWake() noexcept {
+    return reinterpret_cast<TWaitPlace *>(&fState);
+}
+
+[[gnu::noinline]] void TFastMutex::WakeOne(TWaitPlace *place) noexcept {
+    WakeWord(place, 1);
 }

@@ -1,11 +1,13 @@
+// How this system's C library prints. It reads the current locale and takes no lock of ours.
+
 #include "platform/platform.h"
 
-#include <cstdio>
+#include <stdio.h>
 
 platform::TPrintfHabits const platform::printfHabits = {true, false, true, false};
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {
-    int const count = std::snprintf(buffer, size, format, width, precision, value);
+    int const count = ::snprintf(buffer, size, format, width, precision, value);
     return count > 0 && static_cast<std::size_t>(count) < size ? static_cast<std::size_t>(count) : 0;
 }

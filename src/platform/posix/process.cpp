@@ -1,3 +1,6 @@
+// The numbers of this thread and process, the environment and the system's log. Takes no locks; writing to the log is
+// not cancelled.
+
 #include "platform/platform.h"
 
 #include "platform/no_cancel.h"
@@ -7,10 +10,10 @@
 #include <syslog.h>
 #include <unistd.h>
 
-// Of this thread, once it has been asked for: the system takes a tenth of the time of a trace record for it.
+// The id of this thread, kept after the first call: asking the system takes a tenth of the time of a trace record.
 constinit static thread_local std::uint32_t fsThreadId = 0;
 
-void posix::ForgetThreadIdInChild() noexcept {
+void platform::ForgetThreadIdInChild() noexcept {
     fsThreadId = 0;
 }
 
@@ -20,7 +23,7 @@ std::uint32_t platform::ThreadId() noexcept {
     return fsThreadId;
 }
 
-// Asked for each time: a forked child has another.
+// The system is asked each time, because a forked child has another id.
 std::uint32_t platform::ProcessId() noexcept {
     return static_cast<std::uint32_t>(::getpid());
 }

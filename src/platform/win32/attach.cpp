@@ -1,13 +1,16 @@
-#include "platform/win32/threads.h"
+// The load notification of the library. The system calls it under its loader lock: it must not load a library, wait for
+// a thread, trace or take a lock.
+
+#include "platform/win32/thread_record.h"
 
 #include <windows.h>
 
-// The load notification. The call is refused where the runtime has per-thread clean-up of its own; the notifications
-// that then arrive are ignored.
+// The system refuses the call below if the runtime cleans up after threads itself. The notifications that then arrive
+// are ignored.
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
     if (reason == DLL_PROCESS_ATTACH)
         DisableThreadLibraryCalls(instance);
     if (reason == DLL_PROCESS_DETACH && !processEnds)
-        win32::ForgetThreads();
+        platform::ForgetThreads();
     return TRUE;
 }

@@ -1,3 +1,5 @@
+// Threads are not cancelled on this system.
+
 #include "platform/platform.h"
 
 int platform::HoldCancellation() noexcept {

@@ -1,19 +1,20 @@
+// The time of day and calendar records. The runtime's strftime() is older than C99, so formats are rewritten for it
+// first. Takes no lock of ours; the runtime takes one for the time zone.
+
 #include "platform/platform.h"
 
-#include <windows.h>
-
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <new>
+#include <stdio.h>
+#include <string.h>
 #include <string>
+#include <windows.h>
 
 namespace {
 
-// Year and week by the rule that week 1 is the one with the year's first Thursday.
+// Year and week by the rule that week 1 is the week with the first Thursday of the year.
 struct TIsoWeek {
     explicit TIsoWeek(std::tm const &record) noexcept : year(record.tm_year + 1900) {
-        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // of the same week, as day of the year
+        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // of the same week, as a day of the year
         if (thursday < 0)
             week = (thursday + DaysOf(--year)) / 7 + 1;
         else if (thursday >= DaysOf(year))
@@ -32,22 +33,22 @@ struct TIsoWeek {
 
 void AppendNumber(std::string &to, char const *format, int number) {
     char digits[16];
-    std::snprintf(digits, sizeof digits, format, number);
+    snprintf(digits, sizeof digits, format, number);
     to += digits;
 }
 
-// What the runtime's own strftime converts.
+// Returns whether the runtime's strftime() knows a conversion.
 bool IsClassic(char conversion) noexcept {
-    return conversion != '\0' && std::strchr("aAbBcdHIjmMpSUwWxXyY%", conversion);
+    return conversion != '\0' && strchr("aAbBcdHIjmMpSUwWxXyY%", conversion);
 }
 
-// What C99 has beyond that.
+// Returns whether only C99 knows a conversion.
 bool IsNewer(char conversion) noexcept {
-    return conversion != '\0' && std::strchr("CDeFgGhnrRtTuVzZ", conversion);
+    return conversion != '\0' && strchr("CDeFgGhnrRtTuVzZ", conversion);
 }
 
-// Appends what the runtime's own strftime, which is older than C99, understands in place of a conversion.
-// An unknown one, which the runtime would answer by ending the process, becomes literal text.
+// Appends what the runtime's strftime() understands in place of a conversion. An unknown conversion becomes literal
+// text: the runtime would end the process.
 void AppendConversion(std::string &to, char conversion, std::tm const &record) {
     switch (conversion) {
     case 'C': return AppendNumber(to, "%02d", (record.tm_year + 1900) / 100);
@@ -79,15 +80,15 @@ std::string ClassicFormat(char const *format, std::tm const &record) {
         }
         ++format;
         if ((*format == 'E' || *format == 'O') && format[1])
-            ++format; // the alternative forms are those of the locale; the runtime knows none
-        // The runtime's own flag: long forms, and numbers without zeros in front.
+            ++format; // the locale may have alternative forms, but the runtime knows none
+        // The flag is the runtime's own: it asks for long forms, and for numbers without leading zeros.
         if (*format == '#' && IsClassic(format[1])) {
             result.append("%#").push_back(format[1]);
             format += 2;
             continue;
         }
         if (*format == '#' && IsNewer(format[1]))
-            ++format; // as runtimes do that know the conversion
+            ++format; // runtimes that know the conversion ignore the flag
         if (*format == '\0')
             result += "%%";
         else
@@ -99,7 +100,7 @@ std::string ClassicFormat(char const *format, std::tm const &record) {
 } // namespace
 
 std::int64_t platform::CurrentTime() noexcept {
-    // Much faster than time(), and beyond 2038.
+    // This is much faster than time(), and good beyond 2038.
     FILETIME ticks;
     GetSystemTimeAsFileTime(&ticks);
     std::int64_t const since1601 = (std::int64_t{ticks.dwHighDateTime} << 32) | ticks.dwLowDateTime;
@@ -107,14 +108,14 @@ std::int64_t platform::CurrentTime() noexcept {
 }
 
 long platform::TimeZone() noexcept {
-    // Before the first call the runtime holds eight hours.
+    // Before the first call the runtime's value is eight hours.
     static bool const ready = (_tzset(), true);
     static_cast<void>(ready);
     return _timezone;
 }
 
 bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
-    std::tm const *const converted = _gmtime64(&time); // the calling thread's own record
+    std::tm const *const converted = _gmtime64(&time); // the record belongs to the calling thread
     if (converted)
         record = *converted;
     return converted != nullptr;

@@ -1,3 +1,5 @@
+// The system's error codes, the runtime's error numbers, and their English texts. Takes no locks.
+
 #include "platform/platform.h"
 
 #include <stdio.h>
@@ -24,4 +26,8 @@ std::size_t platform::ErrorText(std::uint32_t error, char *text, std::size_t siz
     else
         snprintf(text, size, "Unknown error %u", static_cast<unsigned int>(error));
     return strlen(text);
+}
+
+char const *platform::RuntimeErrorText(int error) noexcept {
+    return strerror(error);
 }

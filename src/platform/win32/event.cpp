@@ -1,17 +1,32 @@
+// Events within one process, in the states of event_word.h. Waiting threads sleep in the system on the event's word. A
+// system before Windows 8 cannot do that; there an event is an object of the kernel. Takes no locks; the last owner
+// deletes the event.
+
 #include "platform/platform.h"
 
 #include "platform/event_word.h"
+#include "platform/win32/deadline.h"
+#include "platform/win32/kept_error.h"
 
 #include <atomic>
 #include <new>
 #include <windows.h>
 
-using platform::WaitResult;
+using platform::Event;
+using platform::TWaitResult;
+
+namespace event_word = platform::event_word;
+
+struct platform::Event {
+    std::atomic<std::uint32_t> state;
+    std::atomic<std::uint32_t> owners{1};
+    HANDLE kernel = nullptr; // in use if the system cannot wait on a word
+};
 
 namespace {
 
-// Waiting for a word of memory, which systems before Windows 8 cannot: there an event is a kernel object.
-struct WordWaiting {
+// The system's calls for waiting on a word; null if it has none.
+struct TWordWaiting {
     BOOL(WINAPI *wait)(void volatile *, void *, SIZE_T, DWORD) = nullptr;
     void(WINAPI *wakeAll)(void *) = nullptr;
 };
@@ -21,54 +36,44 @@ void Find(HMODULE library, char const *name, Function &function) noexcept {
     function = reinterpret_cast<Function>(reinterpret_cast<void *>(GetProcAddress(library, name)));
 }
 
-WordWaiting const &Words() noexcept {
-    static WordWaiting const words = [] {
-        WordWaiting found;
+TWordWaiting const &Words() noexcept {
+    static TWordWaiting const words = [] {
+        TWordWaiting found;
         if (HMODULE const library = GetModuleHandleA("kernelbase.dll")) {
             Find(library, "WaitOnAddress", found.wait);
             Find(library, "WakeByAddressAll", found.wakeAll);
         }
-        return found.wait && found.wakeAll ? found : WordWaiting{};
+        return found.wait && found.wakeAll ? found : TWordWaiting{};
     }();
     return words;
 }
 
-struct Event {
-    std::atomic<std::uint32_t> state;
-    std::atomic<std::uint32_t> owners{1};
-    HANDLE kernel = nullptr; // where words cannot be waited for
-};
-
-Event *EventAt(void *event) noexcept {
+bool IsThere(Event const *event) noexcept {
     if (!event)
         SetLastError(ERROR_INVALID_HANDLE);
-    return static_cast<Event *>(event);
+    return event != nullptr;
 }
 
-WaitResult WaitForWord(std::atomic<std::uint32_t> &state, std::uint32_t milliseconds) noexcept {
+TWaitResult WaitForWord(std::atomic<std::uint32_t> &state, std::uint32_t milliseconds) noexcept {
     if (state.load(std::memory_order_acquire) & event_word::posted)
-        return WaitResult::done;
+        return TWaitResult::done;
     if (milliseconds == 0)
-        return WaitResult::timedOut;
-    ULONGLONG const end = GetTickCount64() + milliseconds;
+        return TWaitResult::timedOut;
+    platform::TDeadline const deadline(milliseconds);
     std::uint32_t const begun = event_word::Begin(state);
     for (std::uint32_t seen = begun; !event_word::IsReleased(begun, seen); seen = state.load()) {
-        DWORD remaining = INFINITE;
-        if (milliseconds != platform::waitForEver) {
-            ULONGLONG const now = GetTickCount64();
-            remaining = now < end ? static_cast<DWORD>(end - now) : 0;
-        }
+        DWORD const remaining = deadline.Remaining();
         if (remaining == 0)
-            return WaitResult::timedOut;
+            return TWaitResult::timedOut;
         if (!Words().wait(&state, &seen, sizeof seen, remaining) && GetLastError() != ERROR_TIMEOUT)
-            return WaitResult::failed;
+            return TWaitResult::failed;
     }
-    return WaitResult::done;
+    return TWaitResult::done;
 }
 
 } // namespace
 
-void *platform::NewEvent(bool posted) noexcept {
+Event *platform::NewEvent(bool posted) noexcept {
     auto *const event = new (std::nothrow) Event{{posted ? event_word::posted : 0}};
     if (!event) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
@@ -77,23 +82,21 @@ void *platform::NewEvent(bool posted) noexcept {
     if (!Words().wait) {
         event->kernel = CreateEventA(nullptr, TRUE, posted, nullptr);
         if (!event->kernel) {
-            DWORD const error = GetLastError();
+            TKeptError const kept;
             delete event;
-            SetLastError(error);
             return nullptr;
         }
     }
     return event;
 }
 
-void *platform::ShareEvent(void *event) noexcept {
+Event *platform::ShareEvent(Event *event) noexcept {
     if (event)
-        static_cast<Event *>(event)->owners.fetch_add(1, std::memory_order_relaxed);
+        event->owners.fetch_add(1, std::memory_order_relaxed);
     return event;
 }
 
-void platform::DeleteEvent(void *handle) noexcept {
-    auto *const event = static_cast<Event *>(handle);
+void platform::DeleteEvent(Event *event) noexcept {
     if (!event || event->owners.fetch_sub(1, std::memory_order_acq_rel) != 1)
         return;
     if (event->kernel)
@@ -101,17 +104,15 @@ void platform::DeleteEvent(void *handle) noexcept {
     delete event;
 }
 
-WaitResult platform::WaitEvent(void *handle, std::uint32_t milliseconds) noexcept {
-    Event *const event = EventAt(handle);
-    if (!event)
-        return WaitResult::failed;
-    return event->kernel ? static_cast<WaitResult>(WaitForSingleObject(event->kernel, milliseconds))
+TWaitResult platform::WaitEvent(Event *event, std::uint32_t milliseconds) noexcept {
+    if (!IsThere(event))
+        return TWaitResult::failed;
+    return event->kernel ? static_cast<TWaitResult>(WaitForSingleObject(event->kernel, milliseconds))
                          : WaitForWord(event->state, milliseconds);
 }
 
-bool platform::ClearEvent(void *handle) noexcept {
-    Event *const event = EventAt(handle);
-    if (!event)
+bool platform::ClearEvent(Event *event) noexcept {
+    if (!IsThere(event))
         return false;
     if (event->kernel)
         return ResetEvent(event->kernel) != FALSE;
@@ -119,14 +120,13 @@ bool platform::ClearEvent(void *handle) noexcept {
     return true;
 }
 
-bool platform::PostEvent(void *handle) noexcept {
-    Event *const event = EventAt(handle);
-    if (!event)
+bool platform::PostEvent(Event *event) noexcept {
+    if (!IsThere(event))
         return false;
     if (event->kernel)
         return SetEvent(event->kernel) != FALSE;
     auto *const word = &event->state;
     if (event_word::Post(*word))
-        Words().wakeAll(word); // only the address is used: the event may be gone
+        Words().wakeAll(word); // uses only the address, as the event may be deleted by now
     return true;
 }

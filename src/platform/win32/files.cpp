@@ -1,3 +1,5 @@
+// Names of files, directories and their entries. The library's form of a name is the system's own. Takes no locks.
+
 #include "platform/platform.h"
 
 #include <direct.h>
@@ -17,7 +19,7 @@ bool platform::HasLibraryForm(char const *) noexcept {
 }
 
 int platform::MakeDirectory(char const *name) noexcept {
-    // For a drive itself some systems would say "access denied".
+    // For a drive itself, some systems answer "access denied".
     DWORD const attributes = GetFileAttributesA(name);
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY))
         return EEXIST;
@@ -29,13 +31,9 @@ bool platform::IsFile(char const *name) noexcept {
     return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
-char const *platform::RuntimeErrorText(int error) noexcept {
-    return strerror(error);
-}
-
 namespace {
 
-using TFound = __finddata64_t; // the plain one refuses large files and late dates
+using TFound = __finddata64_t; // the plain structure cannot hold large files and late dates
 
 void TakeEntry(TFound const &found, platform::TDirectoryEntry &entry) noexcept {
     static_assert(sizeof found.name <= sizeof entry.name);
@@ -44,34 +42,34 @@ void TakeEntry(TFound const &found, platform::TDirectoryEntry &entry) noexcept {
     entry.isDirectory = (found.attrib & _A_SUBDIR) != 0;
 }
 
-// The run-time library's -1 stands for no search, here null does.
-void *FromHandle(intptr_t handle) noexcept {
-    return reinterpret_cast<void *>(handle == -1 ? 0 : handle);
+// A search is a number of the runtime, which uses -1 for none.
+platform::Search *SearchOf(intptr_t handle) noexcept {
+    return reinterpret_cast<platform::Search *>(handle == -1 ? 0 : handle);
 }
 
-intptr_t ToHandle(void *search) noexcept {
+intptr_t HandleOf(platform::Search *search) noexcept {
     return reinterpret_cast<intptr_t>(search);
 }
 
 } // namespace
 
-void *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept {
+platform::Search *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept {
     TFound found;
-    void *const search = FromHandle(_findfirst64(pattern, &found));
+    Search *const search = SearchOf(_findfirst64(pattern, &found));
     lacksMemory = !search && errno == ENOMEM;
     if (search)
         TakeEntry(found, entry);
     return search;
 }
 
-bool platform::NextEntry(void *search, TDirectoryEntry &entry) noexcept {
+bool platform::NextEntry(Search *search, TDirectoryEntry &entry) noexcept {
     TFound found;
-    if (_findnext64(ToHandle(search), &found) != 0)
+    if (_findnext64(HandleOf(search), &found) != 0)
         return false;
     TakeEntry(found, entry);
     return true;
 }
 
-bool platform::CloseSearch(void *search) noexcept {
-    return _findclose(ToHandle(search)) == 0;
+bool platform::CloseSearch(Search *search) noexcept {
+    return _findclose(HandleOf(search)) == 0;
 }

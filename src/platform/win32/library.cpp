@@ -1,14 +1,23 @@
+// Loading libraries, and the text resources in them. Takes the system's loader lock, under which a library's
+// initialisers run: call it with no lock of ours held.
+
 #include "platform/platform.h"
 
-#include <windows.h>
+#include "platform/win32/kept_error.h"
 
 #include <string.h>
+#include <windows.h>
 
 namespace {
 
-constexpr std::uint64_t fsHighestNumber = 0xFFFF; // the system would take higher ones by their low 16 bits
+constexpr std::uint64_t fsHighestNumber = 0xFFFF; // the system would use only the low 16 bits of a higher one
 
-// An absent text leaves the last error as it was.
+// A library is the system's own object.
+HMODULE HandleOf(platform::Library *library) noexcept {
+    return reinterpret_cast<HMODULE>(library);
+}
+
+// Sets the error that the caller finds if there is no such text: the system does not set one.
 bool Prepare(std::uint64_t number) noexcept {
     SetLastError(number <= fsHighestNumber ? ERROR_SUCCESS : ERROR_RESOURCE_NAME_NOT_FOUND);
     return number <= fsHighestNumber;
@@ -18,37 +27,36 @@ bool Prepare(std::uint64_t number) noexcept {
 
 char const *const platform::nativeLibraryEnding = nullptr;
 
-void *platform::OpenLibrary(char const *name) noexcept {
-    // No dialogue box over a damaged file.
+platform::Library *platform::OpenLibrary(char const *name) noexcept {
+    // The system must not open a dialogue box because of a damaged file.
     DWORD previous = 0;
     SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previous);
     HMODULE const library = LoadLibraryA(name);
-    DWORD const error = GetLastError();
+    TKeptError const kept;
     SetThreadErrorMode(previous, nullptr);
-    SetLastError(error);
-    return library;
+    return reinterpret_cast<Library *>(library);
 }
 
-std::size_t platform::LibraryName(void *library, char *name, std::size_t size) noexcept {
-    DWORD const length = GetModuleFileNameA(static_cast<HMODULE>(library), name, static_cast<DWORD>(size));
-    name[size - 1] = '\0'; // older systems do not terminate a name that is cut
+std::size_t platform::LibraryName(Library *library, char *name, std::size_t size) noexcept {
+    DWORD const length = GetModuleFileNameA(HandleOf(library), name, static_cast<DWORD>(size));
+    name[size - 1] = '\0'; // older systems do not end a name that they cut
     return length ? strlen(name) : 0;
 }
 
-std::uint32_t platform::LoadText(void *library, std::uint64_t number, unsigned short *text,
+std::uint32_t platform::LoadText(Library *library, std::uint64_t number, unsigned short *text,
                                  std::uint32_t size) noexcept {
     static_assert(sizeof(wchar_t) == sizeof *text);
     if (!Prepare(number))
         return 0;
-    return static_cast<std::uint32_t>(LoadStringW(static_cast<HINSTANCE>(library), static_cast<UINT>(number),
+    return static_cast<std::uint32_t>(LoadStringW(HandleOf(library), static_cast<UINT>(number),
                                                   reinterpret_cast<wchar_t *>(text), static_cast<int>(size)));
 }
 
-std::uint32_t platform::LoadText(void *library, std::uint64_t number, char *text, std::uint32_t size) noexcept {
+std::uint32_t platform::LoadText(Library *library, std::uint64_t number, char *text, std::uint32_t size) noexcept {
     if (!Prepare(number))
         return 0;
     return static_cast<std::uint32_t>(
-        LoadStringA(static_cast<HINSTANCE>(library), static_cast<UINT>(number), text, static_cast<int>(size)));
+        LoadStringA(HandleOf(library), static_cast<UINT>(number), text, static_cast<int>(size)));
 }
 
 bool platform::IsInImage(void const *address) noexcept {

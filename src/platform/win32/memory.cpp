@@ -1,3 +1,5 @@
+// Wiping memory. The system promises that the compiler keeps this call.
+
 #include "platform/platform.h"
 
 #include <windows.h>

@@ -1,29 +1,111 @@
+// Locks. One without a name is a TFastMutex, whose waiters wait for an event of the system, and for the owner's thread
+// in case it is killed. One with a name is the system's own, which costs two calls of the system each time. A lock that
+// makes room for waiters takes fsSpareLock for a moment; nothing else is locked.
+
 #include "platform/platform.h"
 
-#include "platform/fast_mutex.h"
+#include "platform/win32/deadline.h"
+#include "platform/win32/kept_error.h"
+#include "platform/win32/thread_record.h"
 
 #include <new>
 #include <windows.h>
 
-using platform::WaitResult;
+using platform::Mutex;
+using platform::TFastMutex;
+using platform::TThreadRecord;
+using platform::TWaitPlace;
+using platform::TWaitResult;
 
-namespace {
-
-// A lock with a name is a kernel object, which costs two calls of the system each time; one without is not.
-struct Mutex {
+// Invariant: `kernel` is null exactly if the lock has no name, and only then `fast` is in use.
+struct platform::Mutex {
     HANDLE kernel = nullptr;
     TFastMutex fast;
 };
 
-Mutex *MutexAt(void *mutex) noexcept {
+// The event for which the threads that wait for one lock wait. It is never closed, but is kept for other locks: a
+// thread that is about to wake somebody may find the lock deleted and its event in use by another. The thread that it
+// wakes then without a reason looks at its lock and continues to wait.
+struct platform::TWaitPlace {
+    HANDLE const event;
+    TWaitPlace *next; // in the list of those not in use
+};
+
+namespace {
+
+bool IsThere(Mutex const *mutex) noexcept {
     if (!mutex)
         SetLastError(ERROR_INVALID_HANDLE);
-    return static_cast<Mutex *>(mutex);
+    return mutex != nullptr;
+}
+
+// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists.
+class TOpenedThread {
+public:
+    explicit TOpenedThread(DWORD id) noexcept
+        : fHandle(OpenThread(SYNCHRONIZE, FALSE, id)), fGone(!fHandle && GetLastError() == ERROR_INVALID_PARAMETER) {}
+    TOpenedThread(TOpenedThread const &) = delete;
+    TOpenedThread &operator=(TOpenedThread const &) = delete;
+    ~TOpenedThread() {
+        if (fHandle)
+            CloseHandle(fHandle);
+    }
+
+    HANDLE Handle() const noexcept { return fHandle; }
+    bool HasEnded() const noexcept { return fGone || (fHandle && WaitForSingleObject(fHandle, 0) == WAIT_OBJECT_0); }
+
+private:
+    HANDLE fHandle;
+    bool fGone;
+};
+
+constinit SRWLOCK fsSpareLock = SRWLOCK_INIT;
+constinit TWaitPlace *fsSpare = nullptr;
+
+void GiveBack(TWaitPlace *place) noexcept {
+    AcquireSRWLockExclusive(&fsSpareLock);
+    place->next = fsSpare;
+    fsSpare = place;
+    ReleaseSRWLockExclusive(&fsSpareLock);
+}
+
+TWaitPlace *TakeSpare() noexcept {
+    AcquireSRWLockExclusive(&fsSpareLock);
+    TWaitPlace *const place = fsSpare;
+    if (place)
+        fsSpare = place->next;
+    ReleaseSRWLockExclusive(&fsSpareLock);
+    return place;
+}
+
+TWaitPlace *NewPlace() noexcept {
+    HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    auto *const place = event ? new (std::nothrow) TWaitPlace{event, nullptr} : nullptr;
+    if (event && !place) {
+        CloseHandle(event);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    return place;
+}
+
+// Returns the place of a lock, which gets one when a thread has to wait for the first time; null, with LastError(), if
+// none can be made.
+TWaitPlace *PlaceIn(std::atomic<TWaitPlace *> &ofLock) noexcept {
+    TWaitPlace *present = ofLock.load(std::memory_order_acquire);
+    if (present)
+        return present;
+    TWaitPlace *fresh = TakeSpare();
+    if (!fresh)
+        fresh = NewPlace();
+    if (!fresh || ofLock.compare_exchange_strong(present, fresh, std::memory_order_acq_rel))
+        return fresh;
+    GiveBack(fresh); // another thread was first
+    return present;
 }
 
 } // namespace
 
-void *platform::NewMutex(char const *name) noexcept {
+Mutex *platform::NewMutex(char const *name) noexcept {
     auto *const mutex = new (std::nothrow) Mutex;
     if (!mutex) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
@@ -32,18 +114,16 @@ void *platform::NewMutex(char const *name) noexcept {
     if (name && *name) {
         mutex->kernel = CreateMutexA(nullptr, FALSE, name);
         if (!mutex->kernel) {
-            DWORD const error = GetLastError();
+            TKeptError const kept;
             delete mutex;
-            SetLastError(error);
             return nullptr;
         }
     }
     return mutex;
 }
 
-bool platform::DeleteMutex(void *handle) noexcept {
-    Mutex *const mutex = MutexAt(handle);
-    if (!mutex)
+bool platform::DeleteMutex(Mutex *mutex) noexcept {
+    if (!IsThere(mutex))
         return false;
     if (mutex->kernel) {
         bool const closed = CloseHandle(mutex->kernel) != FALSE;
@@ -54,24 +134,23 @@ bool platform::DeleteMutex(void *handle) noexcept {
         while (mutex->fast.Unlock(*self)) {
         }
     }
-    if (!mutex->fast.IsHeld()) // another thread that holds it has it in its chain: then it must stay
+    // If another thread holds the lock, it is in that thread's chain, and its memory must stay.
+    if (!mutex->fast.IsHeld())
         delete mutex;
     return true;
 }
 
-WaitResult platform::LockMutex(void *handle, std::uint32_t milliseconds) noexcept {
-    Mutex *const mutex = MutexAt(handle);
-    if (!mutex)
-        return WaitResult::failed;
+TWaitResult platform::LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept {
+    if (!IsThere(mutex))
+        return TWaitResult::failed;
     if (mutex->kernel)
-        return static_cast<WaitResult>(WaitForSingleObject(mutex->kernel, milliseconds));
+        return static_cast<TWaitResult>(WaitForSingleObject(mutex->kernel, milliseconds));
     TThreadRecord *const self = ThisThread();
-    return self ? mutex->fast.Lock(*self, milliseconds) : WaitResult::failed;
+    return self ? mutex->fast.Lock(*self, milliseconds) : TWaitResult::failed;
 }
 
-bool platform::UnlockMutex(void *handle) noexcept {
-    Mutex *const mutex = MutexAt(handle);
-    if (!mutex)
+bool platform::UnlockMutex(Mutex *mutex) noexcept {
+    if (!IsThere(mutex))
         return false;
     if (mutex->kernel)
         return ReleaseMutex(mutex->kernel) != FALSE;
@@ -82,17 +161,55 @@ bool platform::UnlockMutex(void *handle) noexcept {
     return released;
 }
 
-bool platform::HoldsMutex(void *handle) noexcept {
-    auto const *const mutex = static_cast<Mutex const *>(handle);
+bool platform::HoldsMutex(Mutex const *mutex) noexcept {
     TThreadRecord const *const self = ThisThread();
     return mutex && self && !mutex->kernel && mutex->fast.IsHeldBy(*self);
 }
 
-void *platform::SystemMutex(void *handle) noexcept {
-    auto *const mutex = static_cast<Mutex *>(handle);
-    return mutex && mutex->kernel ? mutex->kernel : handle;
+std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
+    return mutex && mutex->kernel ? reinterpret_cast<std::uintptr_t>(mutex->kernel)
+                                  : reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-bool platform::FollowForks(void (*)() noexcept, void (*)() noexcept, void (*)() noexcept) noexcept {
-    return true;
+// How threads wait for a lock without a name. The functions stay out of line, so that the path without waiting is
+// short.
+
+TFastMutex::~TFastMutex() {
+    if (TWaitPlace *const place = fPlace)
+        GiveBack(place);
+}
+
+// A thread that ends gives up its locks, but a thread that is killed does not: the waiters notice that here.
+[[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
+    TWaitPlace const *const place = PlaceIn(fPlace);
+    if (!place)
+        return TWaitResult::failed;
+    TDeadline const deadline(milliseconds);
+    while (fState.exchange(heldAndWaitedFor, std::memory_order_acq_rel) != free) {
+        std::uint64_t owner = fOwner.load(std::memory_order_acquire);
+        TOpenedThread const holder(static_cast<DWORD>(owner >> 32));
+        if (owner != 0 && holder.HasEnded()) {
+            if (fOwner.compare_exchange_strong(owner, thread.identity, std::memory_order_acq_rel)) {
+                fAbandoned = true;
+                return TWaitResult::done;
+            }
+            continue;
+        }
+        DWORD const remaining = deadline.Remaining();
+        if (remaining == 0)
+            return TWaitResult::timedOut;
+        HANDLE const handles[] = {place->event, holder.Handle()};
+        DWORD const count = holder.Handle() ? 2 : 1;
+        if (WaitForMultipleObjects(count, handles, FALSE, remaining) == WAIT_FAILED)
+            return TWaitResult::failed;
+    }
+    return TWaitResult::done;
+}
+
+TWaitPlace *TFastMutex::PrepareWake() noexcept {
+    return fPlace.load(std::memory_order_acquire);
+}
+
+[[gnu::noinline]] void TFastMutex::WakeOne(TWaitPlace *place) noexcept {
+    SetEvent(place->event);
 }

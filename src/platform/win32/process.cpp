@@ -1,12 +1,13 @@
+// The numbers of this thread and process, the environment and the debugger's channel. Takes no lock of ours.
+
 #include "platform/platform.h"
 
+#include <stdlib.h>
 #include <windows.h>
-
-#include <cstdlib>
 
 namespace {
 
-constexpr std::size_t fsLongestOutput = 4000; // the channel to the debugger holds little more
+constexpr std::size_t fsLongestOutput = 4000; // bytes; the channel to the debugger holds little more
 
 } // namespace
 
@@ -19,8 +20,8 @@ std::uint32_t platform::ProcessId() noexcept {
 }
 
 bool platform::FindVariable(char const *name, std::string &value) {
-    // The runtime's copy first; it has not seen what was set by calls of the system, or by another runtime.
-    if (char const *const found = std::getenv(name)) {
+    // The runtime's copy comes first. It lacks what calls of the system or another runtime have set.
+    if (char const *const found = getenv(name)) {
         value = found;
         return true;
     }
@@ -33,7 +34,7 @@ bool platform::FindVariable(char const *name, std::string &value) {
             value.resize(length);
             return length != 0 || GetLastError() != ERROR_ENVVAR_NOT_FOUND;
         }
-        size = length; // it has grown meanwhile
+        size = length; // another thread has made it longer
     }
     return false;
 }

@@ -23,7 +23,7 @@ protected:
     int_type overflow(int_type c) override;
 
 private:
-    void *fFile;
+    platform::TraceFile *fFile;
 };
 
 // The buffer stands before the stream that is built over it.

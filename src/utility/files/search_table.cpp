@@ -1,13 +1,12 @@
 #include "utility/files/search_table.h"
 
-#include "platform/platform.h"
 #include "utility/kernel/lock.h"
 #include "utility/kernel/reporter.h"
 
 #include <algorithm>
 #include <new>
 
-std::int32_t TFindTable::Add(void *search) {
+std::int32_t TFindTable::Add(platform::Search *search) {
     TLock const lock(fMutex);
     auto slot = std::find_if(fSlots.begin(), fSlots.end(), [](TSlot const &each) { return !each.search; });
     if (slot == fSlots.end()) {
@@ -34,14 +33,14 @@ TFindTable::TSlot *TFindTable::Open(std::int32_t handle) noexcept {
     return &fSlots[index];
 }
 
-void *TFindTable::Find(std::int32_t handle) {
+platform::Search *TFindTable::Find(std::int32_t handle) {
     TLock const lock(fMutex);
     TSlot const *const slot = Open(handle);
     return slot ? slot->search : nullptr;
 }
 
 bool TFindTable::Close(std::int32_t handle) {
-    void *search = nullptr;
+    platform::Search *search = nullptr;
     {
         TLock const lock(fMutex);
         TSlot *const slot = Open(handle);

@@ -4,6 +4,7 @@
 // The directory searches that are open, by 32-bit handles. A handle that was closed finds nothing, also when its slot
 // is in use again: copies of a directory close the same handle twice.
 
+#include "platform/platform.h"
 #include "tuzutil/MUTEXSEM.h"
 
 #include <cstdint>
@@ -14,16 +15,16 @@ public:
     static constexpr std::int32_t fsNone = -1;
     static TFindTable &fsOnly;
 
-    std::int32_t Add(void *search);  // takes it over; TOutOfMemory, and it is closed, if there is no room
-    void *Find(std::int32_t handle); // null where it is not open
-    bool Close(std::int32_t handle); // false where it is not open
+    std::int32_t Add(platform::Search *search);  // takes it over; TOutOfMemory, and it is closed, if there is no room
+    platform::Search *Find(std::int32_t handle); // null where it is not open
+    bool Close(std::int32_t handle);             // false where it is not open
 
 private:
     // A handle is the slot's number below its generation, 15 bits, so that none is negative.
     static constexpr unsigned int fsSlotBits = 16;
 
     struct TSlot {
-        void *search = nullptr; // null for a free slot
+        platform::Search *search = nullptr; // null for a free slot
         std::uint32_t generation = 0;
     };
 

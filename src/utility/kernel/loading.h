@@ -6,7 +6,7 @@
 // system's loader has returned:
 //
 //     TLoading loading;
-//     void *const library = platform::OpenLibrary(name);
+//     platform::Library *const library = platform::OpenLibrary(name);
 //     loading.Rethrow();
 
 #include <exception>

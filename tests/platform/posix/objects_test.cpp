@@ -1,6 +1,6 @@
 // Where the objects live that all processes of a user share.
 
-#include "platform/posix/objects.cpp"
+#include "platform/posix/object_folder.cpp"
 
 #include "support/Environment.h"
 #include "support/Process.h"
@@ -18,7 +18,7 @@ namespace {
 
 // The native name of the folder that is opened; "" for none.
 std::string Opened() {
-    int const folder = posix::OpenObjectFolder();
+    int const folder = platform::OpenObjectFolder();
     if (folder < 0)
         return "";
     std::error_code error;
@@ -103,4 +103,28 @@ TEST_F(ObjectFolder, OfTwoProcessesIsTheSame) {
     EXPECT_EQ(holder.Wait(), 0);
     TMutexSemaphoreEntry const entry(lock, 0);
     EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+}
+
+TEST(ObjectFile, HasANameMadeOfKindVersionWordSizeAndAHashOfTheName) {
+    char file[platform::objectFileSize];
+    std::string const mutex = "mutex-1-" + std::to_string(sizeof(void *) * 8) + "-";
+    ASSERT_TRUE(platform::ObjectFileName("mutex", 1, "a", file));
+    EXPECT_EQ(file, mutex + "d228cb696f1a8caf78912b704e4a8964");
+    ASSERT_TRUE(platform::ObjectFileName("mutex", 1, "foobar", file));
+    EXPECT_EQ(file, mutex + "343e1662793c64bf6f0d3597ba446f18");
+    ASSERT_TRUE(platform::ObjectFileName("mutex", 1, "Local\\a", file)); // the same object as "a"
+    EXPECT_EQ(file, mutex + "d228cb696f1a8caf78912b704e4a8964");
+    ASSERT_TRUE(platform::ObjectFileName("memory", 12, std::string(260, 'x').c_str(), file));
+    EXPECT_EQ(std::string(file).find("memory-12-"), 0u);
+    EXPECT_EQ(std::string(file).size(), std::string("memory-12-64-").size() + 32);
+}
+
+TEST(ObjectFile, IsRefusedForANameThatIsTooLongOrHasABackslash) {
+    char file[platform::objectFileSize];
+    EXPECT_FALSE(platform::ObjectFileName("mutex", 1, std::string(261, 'x').c_str(), file));
+    EXPECT_EQ(errno, ENAMETOOLONG);
+    for (char const *const name : {"a\\b", "Local\\a\\b", "Session\\a"}) {
+        EXPECT_FALSE(platform::ObjectFileName("mutex", 1, name, file)) << name;
+        EXPECT_EQ(errno, ENOENT);
+    }
 }

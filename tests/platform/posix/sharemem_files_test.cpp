@@ -4,7 +4,7 @@
 
 #include "platform/posix/Cancelled.h"
 #include "platform/posix/InChild.h"
-#include "platform/posix/objects.cpp"
+#include "platform/posix/object_folder.cpp"
 #include "support/Process.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ protected:
     SharedMemoryFile()
         : name(std::string("tuzutil.memory.file.") + testing::UnitTest::GetInstance()->current_test_info()->name() +
                "." + std::to_string(std::hash<std::string>()(std::filesystem::current_path().string()))) {
-        posix::ObjectFileName("memory", 1, name.c_str(), file);
+        platform::ObjectFileName("memory", 1, name.c_str(), file);
     }
     ~SharedMemoryFile() override {
         ::unlinkat(folder, file, 0);
@@ -67,8 +67,8 @@ protected:
     }
 
     std::string name;
-    char file[posix::objectFileSize];
-    int folder = posix::OpenObjectFolder();
+    char file[platform::objectFileSize];
+    int folder = platform::OpenObjectFolder();
 };
 
 } // namespace

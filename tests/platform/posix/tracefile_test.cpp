@@ -156,7 +156,7 @@ TEST(TTraceSharedFile, AFileThatSomebodyHasLockedIsKept) {
 TEST(TTraceSharedFile, WithoutTheLockOfAllProcessesNothingIsEmptied) {
     TTempFolder const folder;
     folder.AddFolder("run\\tuzutil\\mutex-1-" + std::to_string(sizeof(void *) * 8) +
-                     "-865e2d7a83bbb4159dbcab0067952248");
+                     "-8c03b5417baa3effcda289254da0336f");
     ::chmod(folder.Native("run").c_str(), 0700);
     ::chmod(folder.Native("run\\tuzutil").c_str(), 0700);
     TEnvironment const variable("XDG_RUNTIME_DIR", folder.Native("run").c_str());

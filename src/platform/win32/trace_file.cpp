@@ -1,26 +1,26 @@
-#include "platform/platform.h"
+// Files of trace records. Writers append; the system tells whether another writer has the file open. Takes no locks:
+// the caller must hold the lock by which all processes take turns.
 
-#include <windows.h>
+#include "platform/platform.h"
 
 #include <algorithm>
 #include <new>
 #include <string_view>
+#include <windows.h>
 
-namespace {
-
-class TTraceFile {
-public:
-    TTraceFile(HANDLE handle, bool isShared) noexcept : fHandle(handle), fIsShared(isShared) {}
-    TTraceFile(TTraceFile const &) = delete;
-    TTraceFile &operator=(TTraceFile const &) = delete;
-    ~TTraceFile() { CloseHandle(fHandle); }
+// Invariant: fLineIsOpen describes the file up to fEnd.
+struct platform::TraceFile {
+    TraceFile(HANDLE handle, bool isShared) noexcept : fHandle(handle), fIsShared(isShared) {}
+    TraceFile(TraceFile const &) = delete;
+    TraceFile &operator=(TraceFile const &) = delete;
+    ~TraceFile() { CloseHandle(fHandle); }
 
     bool Write(std::string_view text) noexcept {
         LARGE_INTEGER end{};
         SetFilePointerEx(fHandle, LARGE_INTEGER{}, &end, FILE_END);
         if (fIsShared && end.QuadPart != fEnd)
             LookAtOthers(end.QuadPart);
-        // A missing line end and the record go out together.
+        // A missing line end and the record are written together.
         std::size_t const size = text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 2;
         if (size <= sizeof fBuffer)
             return Append(fBuffer, Expand(text, fBuffer));
@@ -31,7 +31,7 @@ public:
     }
 
 private:
-    // Line ends become CR LF, and one comes first where the file stops within a line.
+    // Turns line ends into CR LF, and puts one first if the file stops within a line.
     std::size_t Expand(std::string_view text, char *out) const noexcept {
         char *at = out;
         if (fLineIsOpen) {
@@ -62,7 +62,7 @@ private:
         return true;
     }
 
-    // Another process may have written since we did, and may have ended within a line.
+    // Another process may have written since this one did, and may have ended within a line.
     void LookAtOthers(std::int64_t end) noexcept {
         char last = '\n';
         LARGE_INTEGER at;
@@ -76,52 +76,54 @@ private:
 
     HANDLE fHandle;
     bool fIsShared;
-    bool fLineIsOpen = false;
-    std::int64_t fEnd = 0;
+    bool fLineIsOpen = false; // the file ends within a line
+    std::int64_t fEnd = 0;    // of the file, after the last call here
     char fBuffer[8192];
 };
+
+namespace {
 
 HANDLE Open(char const *name, DWORD access, DWORD sharing, DWORD disposition) noexcept {
     return CreateFileA(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Whoever has the file open writes to it: who gets it with nobody else writing is the first, and empties it. The system
-// refuses that as long as anybody has it open to write, whatever readers do.
+// Empties the file unless some process writes to it: all that share it have it open to write. The system then refuses
+// this call, whatever readers do.
 void EmptyUnlessInUse(char const *name) noexcept {
     HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);
     if (handle != INVALID_HANDLE_VALUE)
         CloseHandle(handle);
 }
 
-// Appending is the system's doing: also where nobody takes turns, no record falls into another.
+// The system appends, so no record is written into another even if writers do not take turns.
 HANDLE OpenShared(char const *name, bool mayBegin) noexcept {
     constexpr DWORD append = FILE_APPEND_DATA | SYNCHRONIZE;
     constexpr DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE;
     if (mayBegin)
         EmptyUnlessInUse(name);
     HANDLE const handle = Open(name, append | FILE_READ_DATA, sharing, OPEN_ALWAYS);
-    // It may be written but not read: nobody looks at its last line then.
+    // Without the permission to read, nobody looks at the last line of the file.
     return handle != INVALID_HANDLE_VALUE ? handle : Open(name, append, sharing, OPEN_ALWAYS);
 }
 
 } // namespace
 
-void *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int) noexcept {
+platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int) noexcept {
     bool const isShared = use != TTraceFileUse::alone;
     HANDLE const handle = isShared ? OpenShared(name, use == TTraceFileUse::joinedOrBegun)
                                    : Open(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS);
     if (handle == INVALID_HANDLE_VALUE)
         return nullptr;
-    auto *const file = new (std::nothrow) TTraceFile(handle, isShared);
+    auto *const file = new (std::nothrow) TraceFile(handle, isShared);
     if (!file)
         CloseHandle(handle);
     return file;
 }
 
-bool platform::WriteTraceFile(void *file, char const *text, std::size_t count) noexcept {
-    return file && static_cast<TTraceFile *>(file)->Write({text, count});
+bool platform::WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept {
+    return file && file->Write({text, count});
 }
 
-void platform::CloseTraceFile(void *file) noexcept {
-    delete static_cast<TTraceFile *>(file);
+void platform::CloseTraceFile(TraceFile *file) noexcept {
+    delete file;
 }

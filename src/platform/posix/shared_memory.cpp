@@ -1,8 +1,14 @@
+// Memory with names. A block is a file in the user's folder for objects, and the last process that closes it removes
+// the file. Each process that has a block holds a shared lock on its file, which the kernel releases when the process
+// ends: a file that can be locked alone is dead. Blocks are made, found and removed under a lock on the folder, so no
+// process sees one half made. Takes that lock and, before it, a lock that a forking thread takes too.
+
 #include "platform/platform.h"
 
 #include "platform/no_cancel.h"
+#include "platform/posix/descriptor.h"
 #include "platform/posix/forks.h"
-#include "platform/posix/objects.h"
+#include "platform/posix/object_folder.h"
 
 #include <dirent.h>
 #include <errno.h>
@@ -13,11 +19,18 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-// A block is a file in the user's folder for objects, removed by the last one that has it. Whoever has it holds a
-// shared lock on it, which the kernel takes away when a process ends: a file that can be locked alone is dead. Names
-// are made, looked up and removed under a lock on the folder, so nobody meets a block half made or half gone.
+using platform::Block;
+using platform::TDescriptor;
+using platform::TKeptError;
+using platform::TNoCancel;
+
+struct platform::Block {
+    int file;
+    std::size_t size;
+    pid_t process; // the one that opened the block: a forked child shares the lock on the file with its parent
+    char name[objectFileSize];
+};
 
 namespace {
 
@@ -28,59 +41,30 @@ constexpr int fsLayout = 1;
 constinit pthread_mutex_t fsForkLock = PTHREAD_MUTEX_INITIALIZER;
 
 bool Lock(int file, int how) noexcept {
-    int result;
-    do
-        result = ::flock(file, how);
-    while (result != 0 && errno == EINTR);
-    return result == 0;
+    return platform::KeepTrying([=] { return ::flock(file, how); }) == 0;
 }
 
-// A descriptor that is closed at the end, unless it is taken.
-class TFile {
-public:
-    explicit TFile(int file) noexcept : fFile(file) {}
-    TFile(TFile const &) = delete;
-    TFile &operator=(TFile const &) = delete;
-    ~TFile() {
-        int const error = errno;
-        if (fFile >= 0)
-            ::close(fFile);
-        errno = error;
-    }
-
-    int Get() const noexcept { return fFile; }
-    explicit operator bool() const noexcept { return fFile >= 0; }
-    int Take() noexcept {
-        int const file = fFile;
-        fFile = -1;
-        return file;
-    }
-
-private:
-    int fFile;
-};
-
-// While one is there, the process does not fork, and the thread is not cancelled.
+// While one exists, the process does not fork and this thread is not cancelled.
 class TSection {
 public:
-    TSection() noexcept { posix::HoldSharedMemory(); }
+    TSection() noexcept { platform::HoldSharedMemory(); }
     TSection(TSection const &) = delete;
     TSection &operator=(TSection const &) = delete;
-    ~TSection() { posix::ReleaseSharedMemory(); }
+    ~TSection() { platform::ReleaseSharedMemory(); }
 
 private:
     TNoCancel const fNoCancel;
 };
 
-// The folder, locked. Unlocked in so many words: a child of somebody who forks past the library has the folder too.
-class TFolder : private TSection, public TFile {
+// The folder, locked. The destructor unlocks it and does not leave that to close(): if somebody forks without the
+// library's knowledge, the child has the folder open too, and the lock with it.
+class TFolder : private TSection, public TDescriptor {
 public:
-    TFolder() noexcept : TFile(posix::OpenObjectFolder()), fIsLocked(*this && Lock(Get(), LOCK_EX)) {}
+    TFolder() noexcept : TDescriptor(platform::OpenObjectFolder()), fIsLocked(*this && Lock(Get(), LOCK_EX)) {}
     ~TFolder() {
-        int const error = errno;
+        TKeptError const kept;
         if (fIsLocked)
             Lock(Get(), LOCK_UN);
-        errno = error;
     }
     bool IsLocked() const noexcept { return fIsLocked; }
 
@@ -89,9 +73,9 @@ public:
     }
     void Remove(char const *name) const noexcept { ::unlinkat(Get(), name, 0); }
 
-    // Opens a block that somebody has; what nobody has any more goes, and is not there: ENOENT.
+    // Opens a block that some process still uses. A block that none uses is removed; the result is then -1 with ENOENT.
     int OpenLiving(char const *name) const noexcept {
-        TFile file(Open(name, O_NONBLOCK));
+        TDescriptor file(Open(name, O_NONBLOCK));
         if (!file || !Lock(file.Get(), LOCK_EX | LOCK_NB))
             return file.Take();
         Remove(name);
@@ -99,28 +83,22 @@ public:
         return -1;
     }
 
-    // Removes all that killed processes have left behind.
+    // Removes all that killed processes have left.
     void Clean() const noexcept {
-        int const list = ::openat(Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        DIR *const directory = list >= 0 ? ::fdopendir(list) : nullptr;
+        TDescriptor list(::openat(Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        DIR *const directory = list ? ::fdopendir(list.Get()) : nullptr;
         if (!directory)
             return;
+        list.Take(); // closedir() closes it
         while (dirent const *const entry = ::readdir(directory)) {
             if (::strncmp(entry->d_name, fsKind, sizeof fsKind - 1) == 0)
-                TFile const living(OpenLiving(entry->d_name));
+                TDescriptor const living(OpenLiving(entry->d_name));
         }
         ::closedir(directory);
     }
 
 private:
     bool fIsLocked;
-};
-
-struct Block {
-    int file;
-    std::size_t size;
-    pid_t process; // a forked child shares the lock with its parent
-    char name[posix::objectFileSize];
 };
 
 bool Map(Block &block, void *&view) noexcept {
@@ -131,8 +109,8 @@ bool Map(Block &block, void *&view) noexcept {
     return false;
 }
 
-// A block of the file, which is closed on failure.
-Block *NewBlock(TFile &file, std::size_t size, char const *name, void *&view) noexcept {
+// Makes a block of a file, which it takes over on success.
+Block *NewBlock(TDescriptor &file, std::size_t size, char const *name, void *&view) noexcept {
     auto *const block = new (std::nothrow) Block{file.Get(), size, ::getpid(), {}};
     if (!block) {
         errno = ENOMEM;
@@ -147,8 +125,8 @@ Block *NewBlock(TFile &file, std::size_t size, char const *name, void *&view) no
     return nullptr;
 }
 
-// Takes the memory now: later, a lack of it would end the process that touches it. Where signals come faster than
-// memory is taken, each interrupts it, and it begins anew: not for ever.
+// Reserves the memory now; otherwise a lack of it would end the process that touches it later. A signal interrupts the
+// call, which then begins again, but not for ever: signals may arrive faster than the memory is reserved.
 bool Reserve(int file, off_t size) noexcept {
     int error = EINTR;
     for (int tries = 0; tries < 100 && error == EINTR; ++tries)
@@ -159,31 +137,31 @@ bool Reserve(int file, off_t size) noexcept {
 
 } // namespace
 
-void posix::HoldSharedMemory() noexcept {
+void platform::HoldSharedMemory() noexcept {
     ::pthread_mutex_lock(&fsForkLock);
 }
 
-void posix::ReleaseSharedMemory() noexcept {
+void platform::ReleaseSharedMemory() noexcept {
     ::pthread_mutex_unlock(&fsForkLock);
 }
 
-void *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept {
-    char fileName[posix::objectFileSize];
+Block *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept {
+    char fileName[objectFileSize];
     if (size < 1) {
         errno = EINVAL;
         return nullptr;
     }
-    if (!posix::ObjectFileName(fsKind, fsLayout, name, fileName))
+    if (!ObjectFileName(fsKind, fsLayout, name, fileName))
         return nullptr;
     TFolder const folder;
     if (!folder.IsLocked())
         return nullptr;
     folder.Clean();
-    if (TFile const living(folder.OpenLiving(fileName)); living) {
+    if (TDescriptor const living(folder.OpenLiving(fileName)); living) {
         errno = EEXIST;
         return nullptr;
     }
-    TFile file(folder.Open(fileName, O_CREAT | O_EXCL));
+    TDescriptor file(folder.Open(fileName, O_CREAT | O_EXCL));
     if (!file)
         return nullptr;
     Block *const block =
@@ -193,20 +171,19 @@ void *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&v
     return block;
 }
 
-void *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
-    char fileName[posix::objectFileSize];
-    if (!posix::ObjectFileName(fsKind, fsLayout, name, fileName))
+Block *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
+    char fileName[objectFileSize];
+    if (!ObjectFileName(fsKind, fsLayout, name, fileName))
         return nullptr;
     TFolder const folder;
-    TFile file(folder.IsLocked() ? folder.OpenLiving(fileName) : -1);
+    TDescriptor file(folder.IsLocked() ? folder.OpenLiving(fileName) : -1);
     struct stat status;
     if (!file || ::fstat(file.Get(), &status) != 0)
         return nullptr;
     return NewBlock(file, static_cast<std::size_t>(status.st_size), fileName, view);
 }
 
-void platform::CloseSharedMemory(void *handle, void *view) noexcept {
-    auto *const block = static_cast<Block *>(handle);
+void platform::CloseSharedMemory(Block *block, void *view) noexcept {
     ::munmap(view, block->size);
     TFolder const folder;
     bool const isLast = folder.IsLocked() && block->process == ::getpid() && Lock(block->file, LOCK_EX | LOCK_NB);

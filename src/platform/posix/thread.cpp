@@ -1,3 +1,6 @@
+// Starts threads of the C library. Takes no locks. A new thread inherits the signals that its creator blocks, so the
+// creator blocks all of them meanwhile if the thread must not receive any.
+
 #include "platform/platform.h"
 
 #include <errno.h>
@@ -7,14 +10,14 @@
 
 namespace {
 
-struct Start {
+struct TStart {
     void (*body)(void *);
     void *argument;
 };
 
 void *RunBody(void *given) {
-    auto *const start = static_cast<Start *>(given);
-    Start const what = *start;
+    auto *const start = static_cast<TStart *>(given);
+    TStart const what = *start;
     delete start;
     what.body(what.argument);
     return nullptr;
@@ -23,7 +26,7 @@ void *RunBody(void *given) {
 } // namespace
 
 std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept {
-    auto *const start = new (std::nothrow) Start{body, argument};
+    auto *const start = new (std::nothrow) TStart{body, argument};
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);
     ::pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);

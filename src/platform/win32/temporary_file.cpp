@@ -1,20 +1,23 @@
-#define _CRT_RAND_S // rand_s()
+// Temporary files, which the system deletes when they are closed. The runtime's tmpfile() does not insist that its file
+// is new, so two threads may get the same one. Therefore this source makes files itself, under names that nobody can
+// guess, in the user's folder for such files. Takes no locks.
+
+#define _CRT_RAND_S // for rand_s()
 #include "platform/platform.h"
 
 #include <errno.h>
 #include <stdlib.h>
 #include <windows.h>
 
-// The runtime's own tmpfile() makes its file without asking that it be new: two threads at once may get the same one.
-// So the library makes its files itself, each under a name that nobody can guess, in the user's folder for them.
+using platform::TempFile;
 
 namespace {
 
-HANDLE HandleOf(platform::TTempFile file) noexcept {
-    return reinterpret_cast<HANDLE>(file);
+HANDLE HandleOf(TempFile file) noexcept {
+    return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(file));
 }
 
-// The runtime's number for the system's.
+// Returns the runtime's number for an error code of the system.
 int ErrorNumber(DWORD error) noexcept {
     switch (error) {
     case ERROR_FILE_NOT_FOUND:
@@ -35,7 +38,7 @@ int ErrorNumber(DWORD error) noexcept {
     }
 }
 
-// "tuz", 96 random bits, ".tmp"; false where there is nothing random to be had.
+// Writes "tuz", 96 random bits and ".tmp". Returns false if the system gives no random bits.
 constexpr unsigned int fsNameSize = 3 + 24 + 4 + 1;
 bool MakeName(wchar_t *name) noexcept {
     wchar_t *at = name;
@@ -56,15 +59,14 @@ bool MakeName(wchar_t *name) noexcept {
 
 } // namespace
 
-platform::TTempFile platform::OpenTempFile(int &error) noexcept {
-    static_assert(noTempFile == static_cast<TTempFile>(-1));
+TempFile platform::OpenTempFile(int &error) noexcept {
     wchar_t path[MAX_PATH + 1 + fsNameSize];
     DWORD const length = GetTempPathW(MAX_PATH + 1, path);
     if (length == 0 || length > MAX_PATH) {
         error = ENOENT;
         return noTempFile;
     }
-    // What is there already is somebody else's.
+    // A file of that name that exists already belongs to somebody else.
     for (int tries = 0; tries < 10; ++tries) {
         if (!MakeName(path + length)) {
             error = EINVAL;
@@ -73,7 +75,7 @@ platform::TTempFile platform::OpenTempFile(int &error) noexcept {
         HANDLE const file = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                         FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
         if (file != INVALID_HANDLE_VALUE)
-            return reinterpret_cast<TTempFile>(file);
+            return TempFile{reinterpret_cast<std::intptr_t>(file)};
         error = ErrorNumber(GetLastError());
         if (error != EEXIST)
             break;
@@ -81,20 +83,20 @@ platform::TTempFile platform::OpenTempFile(int &error) noexcept {
     return noTempFile;
 }
 
-std::ptrdiff_t platform::ReadTempFile(TTempFile file, char *bytes, std::size_t count) noexcept {
+std::ptrdiff_t platform::ReadTempFile(TempFile file, char *bytes, std::size_t count) noexcept {
     DWORD read = 0;
     return ReadFile(HandleOf(file), bytes, static_cast<DWORD>(count), &read, nullptr)
                ? static_cast<std::ptrdiff_t>(read)
                : -1;
 }
 
-std::size_t platform::WriteTempFile(TTempFile file, char const *bytes, std::size_t count) noexcept {
+std::size_t platform::WriteTempFile(TempFile file, char const *bytes, std::size_t count) noexcept {
     DWORD written = 0;
     WriteFile(HandleOf(file), bytes, static_cast<DWORD>(count), &written, nullptr);
     return written;
 }
 
-std::int64_t platform::SeekTempFile(TTempFile file, std::int64_t offset, TFileOrigin origin) noexcept {
+std::int64_t platform::SeekTempFile(TempFile file, std::int64_t offset, TFileOrigin origin) noexcept {
     LARGE_INTEGER distance;
     LARGE_INTEGER position;
     distance.QuadPart = offset;
@@ -104,6 +106,6 @@ std::int64_t platform::SeekTempFile(TTempFile file, std::int64_t offset, TFileOr
     return SetFilePointerEx(HandleOf(file), distance, &position, method) ? position.QuadPart : -1;
 }
 
-void platform::CloseTempFile(TTempFile file) noexcept {
+void platform::CloseTempFile(TempFile file) noexcept {
     CloseHandle(HandleOf(file));
 }

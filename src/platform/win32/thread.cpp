@@ -1,4 +1,9 @@
+// Starts threads of the runtime. Each one holds a count of this library, so that it is not unloaded under the thread.
+// Takes the system's loader lock.
+
 #include "platform/platform.h"
+
+#include "platform/win32/kept_error.h"
 
 #include <new>
 #include <process.h>
@@ -6,22 +11,22 @@
 
 namespace {
 
-struct Start {
+struct TStart {
     void (*body)(void *);
     void *argument;
-    HMODULE library; // this one, with a count of its own
+    HMODULE library; // this library, counted once for the thread
 };
 
 unsigned int WINAPI RunBody(void *given) {
     HMODULE library;
     {
-        auto *const start = static_cast<Start *>(given);
-        Start const what = *start;
+        auto *const start = static_cast<TStart *>(given);
+        TStart const what = *start;
         delete start;
         library = what.library;
         what.body(what.argument);
     }
-    // Not a return: the library may be gone by then.
+    // A return would run code of the library, which may be unloaded by then.
     FreeLibraryAndExitThread(library, 0);
 }
 
@@ -32,13 +37,14 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
     HMODULE library;
     if (!GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<char const *>(&RunBody), &library))
         return none;
-    auto *const start = new (std::nothrow) Start{body, argument, library};
+    auto *const start = new (std::nothrow) TStart{body, argument, library};
     std::uintptr_t const handle = start ? _beginthreadex(nullptr, 0, RunBody, start, 0, nullptr) : 0;
     if (handle == 0) {
-        DWORD const error = start ? GetLastError() : ERROR_NOT_ENOUGH_MEMORY;
+        if (!start)
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        TKeptError const kept;
         delete start;
         FreeLibrary(library);
-        SetLastError(error);
         return none;
     }
     CloseHandle(reinterpret_cast<HANDLE>(handle));

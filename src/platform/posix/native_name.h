@@ -1,22 +1,22 @@
-#ifndef TUZUTIL_PLATFORM_POSIX_NAMES_H
-#define TUZUTIL_PLATFORM_POSIX_NAMES_H
+#ifndef TUZUTIL_PLATFORM_POSIX_NATIVE_NAME
+#define TUZUTIL_PLATFORM_POSIX_NATIVE_NAME
 
-// A name of the library as the system takes it.
+// TNativeName: a file name of the library in the form that the system takes. Takes no locks and no memory.
 
 #include "platform/platform.h"
 
 #include <climits>
-#include <cstring>
+#include <string.h>
 
 namespace platform {
 
 class TNativeName {
 public:
-    // A name that is too long for the system becomes one that every call refuses as too long.
+    // A name that is too long for the system is cut to a length that every call still refuses as too long.
     explicit TNativeName(char const *name) noexcept : TNativeName(name, ::strnlen(name, PATH_MAX)) {}
     TNativeName(char const *name, std::size_t length) noexcept {
         std::size_t const kept = length < PATH_MAX ? length : PATH_MAX;
-        std::memcpy(fName, name, kept);
+        ::memcpy(fName, name, kept);
         fName[kept] = '\0';
         ToNativeName(fName, kept);
     }

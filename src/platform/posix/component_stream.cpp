@@ -1,8 +1,20 @@
+// Calls through IStream. This system has no such interface, so the public header OLESTRM.h declares one. That header is
+// above this layer: the declaration is repeated here, word for word, and the suites of that family call through both.
+// Takes no locks.
+
 #include "platform/platform.h"
 
-#include "tuzutil/OLESTRM.h"
-
 #include <algorithm>
+
+struct IStream {
+    virtual unsigned long AddRef() = 0;
+    virtual unsigned long Release() = 0;
+    virtual std::int32_t Read(void *bytes, unsigned long count, unsigned long *read) = 0;
+    virtual std::int32_t Write(void const *bytes, unsigned long count, unsigned long *written) = 0;
+
+protected:
+    ~IStream() = default;
+};
 
 void platform::AddStreamReference(IStream &stream) {
     stream.AddRef();

@@ -1,11 +1,14 @@
-#include "platform/win32/threads.h"
+// Makes the record of a thread when the thread first uses a lock. Fiber-local storage brings the record back at the end
+// of the thread; its locks become free as abandoned, and it is deleted. Takes no lock of ours.
 
-#include "platform/fast_mutex.h"
+#include "platform/win32/thread_record.h"
 
 #include <atomic>
 #include <mutex>
 #include <new>
 #include <windows.h>
+
+using platform::TThreadRecord;
 
 namespace {
 
@@ -45,7 +48,7 @@ TThreadRecord *platform::ThisThread() noexcept {
     return thread ? thread : MakeRecord(index);
 }
 
-void win32::ForgetThreads() noexcept {
+void platform::ForgetThreads() noexcept {
     fsForgotten = true;
     DWORD const index = fsIndex.exchange(FLS_OUT_OF_INDEXES);
     if (index != FLS_OUT_OF_INDEXES)

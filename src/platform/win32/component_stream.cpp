@@ -1,3 +1,5 @@
+// Calls through the system's interface IStream. Takes no locks.
+
 #include "platform/platform.h"
 
 #include <algorithm>

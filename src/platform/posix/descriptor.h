@@ -1,0 +1,63 @@
+#ifndef TUZUTIL_PLATFORM_POSIX_DESCRIPTOR
+#define TUZUTIL_PLATFORM_POSIX_DESCRIPTOR
+
+// What every user of a file descriptor needs: a repeated call after a signal, writing all bytes, and closing without
+// losing errno. Takes no locks. The caller holds back cancellation, as these calls are points of it.
+
+#include "platform/posix/kept_error.h"
+
+#include <cstddef>
+#include <errno.h>
+#include <unistd.h>
+
+namespace platform {
+
+// Repeats a call of the system as long as a signal interrupts it. Returns its result, -1 with errno on failure.
+auto KeepTrying(auto call) noexcept {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+// Writes all bytes if the system takes them. Returns how many it took.
+inline std::size_t WriteAll(int descriptor, char const *bytes, std::size_t count) noexcept {
+    std::size_t done = 0;
+    while (done < count) {
+        ssize_t const result = KeepTrying([&] { return ::write(descriptor, bytes + done, count - done); });
+        if (result <= 0)
+            break;
+        done += static_cast<std::size_t>(result);
+    }
+    return done;
+}
+
+// A descriptor, or -1 for none. The destructor closes it and keeps errno.
+class TDescriptor {
+public:
+    explicit TDescriptor(int descriptor) noexcept : fDescriptor(descriptor) {}
+    TDescriptor(TDescriptor const &) = delete;
+    TDescriptor &operator=(TDescriptor const &) = delete;
+    ~TDescriptor() {
+        TKeptError const kept;
+        if (fDescriptor >= 0)
+            ::close(fDescriptor);
+    }
+
+    int Get() const noexcept { return fDescriptor; }
+    explicit operator bool() const noexcept { return fDescriptor >= 0; }
+
+    // Gives the descriptor to the caller, who must close it.
+    int Take() noexcept {
+        int const descriptor = fDescriptor;
+        fDescriptor = -1;
+        return descriptor;
+    }
+
+private:
+    int fDescriptor;
+};
+
+} // namespace platform
+
+#endif

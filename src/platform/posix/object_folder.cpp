@@ -1,0 +1,105 @@
+// Finds or makes the folder of named objects, and hashes their names. Takes no locks and no memory. Nothing in the
+// environment is trusted in a program with raised rights.
+
+#include "platform/posix/object_folder.h"
+
+#include "platform/posix/descriptor.h"
+
+#include <cstdint>
+#include <errno.h>
+#include <fcntl.h>
+#include <initializer_list>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+using platform::TDescriptor;
+
+namespace {
+
+constexpr std::size_t fsLongestName = 260;
+constexpr char fsLocal[] = "Local\\";
+constexpr char fsGlobal[] = "Global\\";
+
+bool BeginsWith(char const *name, char const *prefix) noexcept {
+    return ::strncmp(name, prefix, ::strlen(prefix)) == 0;
+}
+
+// The 128-bit hash FNV-1a: two names of one program have different ones for all that chance can do. Only the user's own
+// programs choose these names, so nobody gains from names that collide on purpose.
+struct THash {
+    explicit THash(char const *text) noexcept {
+        for (; *text; ++text)
+            value = (value ^ static_cast<unsigned char>(*text)) * fsPrime;
+    }
+
+    std::uint64_t High() const noexcept { return static_cast<std::uint64_t>(value >> 64); }
+    std::uint64_t Low() const noexcept { return static_cast<std::uint64_t>(value); }
+
+    __extension__ using TValue = unsigned __int128;
+    static constexpr TValue fsPrime = TValue{1} << 88 | 0x13B;
+    TValue value = TValue{0x6C62272E07BB0142} << 64 | 0x62B821756295C58D;
+};
+
+// Whether a folder is the user's, and its permissions have none of the bits in `refused`.
+bool IsOwn(int folder, mode_t refused) noexcept {
+    struct stat status;
+    return ::fstat(folder, &status) == 0 && status.st_uid == ::geteuid() && (status.st_mode & refused) == 0;
+}
+
+// Opens a folder if nobody else can put anything into it; otherwise returns -1.
+int OpenRuntimeFolder(char const *path) noexcept {
+    TDescriptor folder(*path == '/' ? ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
+    return folder && IsOwn(folder.Get(), 022) ? folder.Take() : -1;
+}
+
+// Opens a private folder below another, and makes it if need be. Sets `isMade` to whether it exists, whoever made it.
+int OpenPrivate(int base, char const *name, bool &isMade) noexcept {
+    isMade = ::mkdirat(base, name, 0700) == 0 || errno == EEXIST;
+    TDescriptor folder(isMade ? ::openat(base, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1);
+    if (!folder || IsOwn(folder.Get(), 077))
+        return folder.Take();
+    errno = EACCES;
+    return -1;
+}
+
+} // namespace
+
+int platform::OpenObjectFolder() noexcept {
+    auto const user = static_cast<unsigned long>(::geteuid());
+    char path[64];
+    ::snprintf(path, sizeof path, "/run/user/%lu", user);
+    char const *const variable = ::secure_getenv("XDG_RUNTIME_DIR");
+    bool isMade = false;
+    for (char const *const runtime : {variable, static_cast<char const *>(path)}) {
+        TDescriptor const base(runtime ? OpenRuntimeFolder(runtime) : -1);
+        if (!base)
+            continue;
+        int const folder = OpenPrivate(base.Get(), "tuzutil", isMade);
+        if (isMade) // only the user can have made it, so a bad one is a failure
+            return folder;
+    }
+    // This folder is the same for all processes of the user, and is emptied when the machine starts. But somebody else
+    // may have made it first.
+    ::snprintf(path, sizeof path, "/dev/shm/tuzutil-%lu", user);
+    return OpenPrivate(AT_FDCWD, path, isMade);
+}
+
+bool platform::ObjectFileName(char const *kind, int version, char const *name, char (&file)[objectFileSize]) noexcept {
+    if (::strlen(name) > fsLongestName) {
+        errno = ENAMETOOLONG;
+        return false;
+    }
+    if (BeginsWith(name, fsLocal))
+        name += sizeof fsLocal - 1;
+    char const *const own = BeginsWith(name, fsGlobal) ? name + sizeof fsGlobal - 1 : name;
+    if (::strchr(own, '\\')) {
+        errno = ENOENT;
+        return false;
+    }
+    THash const hash(name);
+    ::snprintf(file, sizeof file, "%s-%d-%zu-%016llx%016llx", kind, version, sizeof(void *) * 8,
+               static_cast<unsigned long long>(hash.High()), static_cast<unsigned long long>(hash.Low()));
+    return true;
+}

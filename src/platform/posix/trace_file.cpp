@@ -1,0 +1,164 @@
+// Files of trace records. Writers append; those who share a file tell each other by a block of shared memory that they
+// have it. Takes the locks of shared_memory.cpp and never waits for a lock on the file itself. The caller must hold the
+// lock by which all processes take turns; this thread is not cancelled within a call.
+
+#include "platform/platform.h"
+
+#include "platform/no_cancel.h"
+#include "platform/posix/descriptor.h"
+#include "platform/posix/native_name.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <new>
+#include <stdio.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <utility>
+
+using platform::KeepTrying;
+using platform::TDescriptor;
+
+namespace {
+
+// Tells the other processes of the user that this one shares a file: by a block of shared memory, which no other user
+// can make, open or keep. A lock on the file itself would prove nothing: everybody who may read the file can lock it.
+class TPresence {
+public:
+    TPresence() noexcept = default;
+    TPresence(TPresence &&other) noexcept
+        : fBlock(std::exchange(other.fBlock, nullptr)), fView(std::exchange(other.fView, nullptr)) {}
+    TPresence &operator=(TPresence &&) = delete;
+    ~TPresence() {
+        if (fBlock)
+            platform::CloseSharedMemory(fBlock, fView);
+    }
+
+    // Returns whether this process is the first; false if that cannot be found out.
+    bool Enter(struct stat const &file) noexcept {
+        char name[80];
+        ::snprintf(name, sizeof name, "tuzutil trace file %llx-%llx", static_cast<unsigned long long>(file.st_dev),
+                   static_cast<unsigned long long>(file.st_ino));
+        // If the last process leaves between the two calls, both are repeated.
+        for (int tries = 0; tries < 100 && !fBlock; ++tries) {
+            fBlock = platform::CreateSharedMemory(name, 1, fView);
+            if (fBlock)
+                return true;
+            if (errno != EEXIST)
+                return false;
+            fBlock = platform::OpenSharedMemory(name, fView);
+        }
+        return false;
+    }
+
+private:
+    platform::Block *fBlock = nullptr;
+    void *fView = nullptr;
+};
+
+} // namespace
+
+// Invariant: fLineIsOpen describes the file up to fEnd.
+struct platform::TraceFile {
+    explicit TraceFile(int descriptor) noexcept : fFile(descriptor), fIsShared(false) {}
+    TraceFile(int descriptor, TPresence &&presence) noexcept
+        : fFile(descriptor), fIsShared(true), fPresence(std::move(presence)) {}
+
+    bool Write(char const *text, std::size_t count) noexcept {
+        if (fIsShared)
+            LookAtOthers();
+        if (!fLineIsOpen)
+            return Append(text, count);
+        // The missing line end and the record are written together.
+        char lineEnd = '\n';
+        iovec pieces[] = {{&lineEnd, 1}, {const_cast<char *>(text), count}};
+        ssize_t const result = KeepTrying([&] { return ::writev(fFile.Get(), pieces, 2); });
+        if (result <= 0)
+            return false;
+        fEnd += result;
+        auto const done = static_cast<std::size_t>(result) - 1;
+        fLineIsOpen = done != 0 && text[done - 1] != '\n';
+        return done == count || Append(text + done, count - done);
+    }
+
+private:
+    bool Append(char const *text, std::size_t count) noexcept {
+        std::size_t const done = platform::WriteAll(fFile.Get(), text, count);
+        if (done != 0)
+            fLineIsOpen = text[done - 1] != '\n';
+        fEnd += static_cast<off_t>(done);
+        return done == count;
+    }
+
+    // Another process may have written since this one did, and may have ended within a line.
+    void LookAtOthers() noexcept {
+        off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
+        if (end == fEnd)
+            return;
+        char last = '\n';
+        if (end > 0 && ::pread(fFile.Get(), &last, 1, end - 1) == 1)
+            fLineIsOpen = last != '\n';
+        else
+            fLineIsOpen = false;
+        fEnd = end;
+    }
+
+    TDescriptor const fFile;
+    bool fIsShared;
+    bool fLineIsOpen = false; // the file ends within a line
+    off_t fEnd = 0;           // of the file, after the last call here
+    TPresence fPresence;      // only for a shared file
+};
+
+namespace {
+
+// Joins those who share a file, and empties it for the first of them. The owner of the file, who holds the lock of all
+// his processes, learns by their presence whether one of them has it. A process of another user, or of an earlier
+// version, holds a shared lock on the file instead, which can only prevent that the file is emptied.
+TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
+    TPresence presence;
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        return presence;
+    bool const isFirst = presence.Enter(status);
+    // This must not wait: another kind of program may have locked the file, and everybody who traces would stop.
+    if (mayBegin && isFirst && status.st_uid == ::geteuid() &&
+        KeepTrying([=] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0)
+        static_cast<void>(::ftruncate(descriptor, 0) == 0);
+    KeepTrying([=] { return ::flock(descriptor, LOCK_SH | LOCK_NB); });
+    return presence;
+}
+
+} // namespace
+
+platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept {
+    TNoCancel const noCancel;
+    TNativeName const native(name);
+    bool const isShared = use != TTraceFileUse::alone;
+    auto const open = [&](int flags) {
+        return KeepTrying([&] { return ::open(native, flags | O_CREAT | O_APPEND | O_CLOEXEC, mode); });
+    };
+    int opened = open(isShared ? O_RDWR : O_WRONLY | O_TRUNC);
+    if (opened < 0 && isShared && errno == EACCES)
+        opened = open(O_WRONLY); // without the permission to read, nobody looks at the last line of the file
+    TDescriptor descriptor(opened);
+    if (!descriptor)
+        return nullptr;
+    TraceFile *const file = isShared ? new (std::nothrow)
+                                           TraceFile(opened, JoinOrBegin(opened, use == TTraceFileUse::joinedOrBegun))
+                                     : new (std::nothrow) TraceFile(opened);
+    if (file)
+        descriptor.Take();
+    return file;
+}
+
+bool platform::WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept {
+    TNoCancel const noCancel;
+    return file && file->Write(text, count);
+}
+
+void platform::CloseTraceFile(TraceFile *file) noexcept {
+    TNoCancel const noCancel;
+    delete file;
+}

@@ -1,0 +1,32 @@
+#ifndef TUZUTIL_PLATFORM_WIN32_DEADLINE
+#define TUZUTIL_PLATFORM_WIN32_DEADLINE
+
+// TDeadline: the end of a wait, or no end at all, and how much of the time is left. Takes no locks.
+
+#include "platform/platform.h"
+
+#include <windows.h>
+
+namespace platform {
+
+class TDeadline {
+public:
+    explicit TDeadline(std::uint32_t milliseconds) noexcept
+        : fIsLimited(milliseconds != waitForEver), fEnd(GetTickCount64() + milliseconds) {}
+
+    // Returns milliseconds: 0 after the end, INFINITE for a wait without an end.
+    DWORD Remaining() const noexcept {
+        if (!fIsLimited)
+            return INFINITE;
+        ULONGLONG const now = GetTickCount64();
+        return now < fEnd ? static_cast<DWORD>(fEnd - now) : 0;
+    }
+
+private:
+    bool fIsLimited;
+    ULONGLONG fEnd;
+};
+
+} // namespace platform
+
+#endif
