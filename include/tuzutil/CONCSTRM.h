@@ -16,8 +16,8 @@
 // Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
 //             writing meets the end of file. An exception that a source lets through passes on.
 // Surprises:
-// - If a source does not end its last line with LF, that line is lost, unless SetWholeLines() is on. Of a line longer
-//   than a piece only the whole pieces are delivered, and the next source follows them directly.
+// - If a source does not end its last line with LF, that line is lost, unless SetWholeLines() is on. If that line is
+//   longer than a piece, its whole pieces are delivered, and the next source follows them directly.
 // - An empty line stays a bare LF unless SetWholeLines() is on. A line that ends in CR LF is not changed.
 // - A source that sets its bad bit ends the whole stream; what it gave of its last line is delivered.
 // - Up to ten characters of any value can be put back before a new piece, and unget() steps back over the last ten.
