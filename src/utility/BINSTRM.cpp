@@ -1,3 +1,8 @@
+// TiBinaryStream and ToBinaryStream: numbers and texts in network order over a stream of the caller's. Small numbers
+// are read and written in the areas of the stream's buffer, without a virtual call. A text is read piece by piece, so a
+// length that a hostile stream announces takes no memory before its bytes arrive. No lock is taken: a stream belongs to
+// one thread.
+
 #include "tuzutil/BINSTRM.h"
 
 #include "utility/kernel/buffer_area.h"

@@ -1,3 +1,6 @@
+// TBaseSetOf and TBaseSparseArrayOf: the untyped lists and arrays below the templates of COLLECT.h. They own their
+// links and entries; the templates own the elements. No lock is taken, and nothing is traced but a lack of memory.
+
 #include "tuzutil/COLLECT.h"
 
 #include "utility/kernel/reporter.h"

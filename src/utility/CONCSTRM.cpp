@@ -1,3 +1,6 @@
+// TConcatStreamBuf and its stream: several sources read as one, each from the lines that its options choose. Failures
+// of a source pass through the reading stream, see streams/stream_failure.h. No lock is taken.
+
 #include "tuzutil/CONCSTRM.h"
 
 #include "utility/streams/source_reader.h"

@@ -1,3 +1,6 @@
+// TDirectory: the entries of a directory, and the making of directories. Open searches stand in TFindTable, whose lock
+// is the only one that is taken; entries are traced after it is released.
+
 #include "tuzutil/DIRECTRY.h"
 
 #include "platform/platform.h"

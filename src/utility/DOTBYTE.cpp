@@ -1,3 +1,7 @@
+// TDotByteStreamBuf and its streams: bodies of mail protocols, with doubled dots and a closing line of one dot. It
+// reads and writes by way of TFilterStreamBuf. Cancel() may be called by any thread; all else belongs to one. No lock
+// is taken.
+
 #include "tuzutil/DOTBYTE.h"
 
 #include "utility/kernel/byte_search.h"

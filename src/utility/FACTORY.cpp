@@ -1,3 +1,7 @@
+// TFactoryType and TFactoryLoaderBase: the registry of factories by type, and the loading of libraries that register
+// them. Two locks, in this order: fMutex for whoever loads, fRegistryMutex for the set. Under fRegistryMutex nothing of
+// somebody else is called; a factory that is there is found without fMutex.
+
 #include "tuzutil/FACTORY.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,7 @@
+// TFilterStreamBuf: what buffers that stand before another stream have in common. It runs the virtual operations so
+// that exceptions get through the stream (see streams/stream_failure.h), divides the storage and keeps bytes for
+// putting back. No lock is taken.
+
 #include "tuzutil/FILTSTRM.h"
 
 #include "platform/no_cancel.h"

@@ -1,3 +1,6 @@
+// CalculateMD5: the digest over bytes that arrive in pieces. The state may be a key's, so it is zeroed at the end, and
+// blocks are read where they stand instead of being copied.
+
 #include "tuzutil/MD5.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,6 @@
+// TSearchNLSPath and TNLSResourceDll: the search for a language library along a template of paths, and the library
+// itself. The settings are shared by the process without a lock: the program makes them before it starts threads.
+
 #include "tuzutil/NLSRESRC.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,6 @@
+// TOleStreamBuf and its streams over a component's IStream. The reference that is counted on the component is dropped
+// in Close() and in the destructor. A failure of the component is traced and ends the operation. No lock is taken.
+
 #include "tuzutil/OLESTRM.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,6 @@
+// oStringStream: an output stream into one block from malloc(), which the caller may take over by str(). No lock is
+// taken, and a lack of memory is an ordinary failure of the stream.
+
 #include "tuzutil/OSTRSTRM.h"
 
 #include <algorithm>

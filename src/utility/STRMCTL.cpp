@@ -1,3 +1,7 @@
+// TStreamControl, TStreamLink and TStreamFailure: how an exception of a buffer gets through the stream that it belongs
+// to, which otherwise turns exceptions into state bits. See streams/stream_failure.h. A stream and its exceptions
+// belong to one thread; no lock is taken.
+
 #include "utility/streams/stream_failure.h"
 
 namespace {

@@ -1,3 +1,6 @@
+// TagVar: construction, copies, conversions, texts and the binary form of a tagged value. The operators stand in
+// kernel/value_operators.cpp. A copy that finds no memory loses its text instead of throwing. No lock is taken.
+
 #include "tuzutil/TAGVAR.h"
 
 #include "tuzutil/BINSTRM.h"

@@ -1,3 +1,6 @@
+// TDateTime and its parts: times in UTC seconds of 32 bits, by a calendar of our own. The runtime's mktime() is not
+// used: it knows the zone's history, and refuses times before 1970 on one system. No lock is taken.
+
 #include "tuzutil/TDATETIM.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,6 @@
+// TDll: a dynamic library and the texts in it. The library stays open for the process: copies share its handle. Several
+// threads may load texts at a time; nothing here is locked.
+
 #include "tuzutil/TDLL.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,7 @@
+// TThread: the start of a thread, its body and its end; TThreadLaunch starts the library's own. A running thread holds
+// a reference to its object. fEnding is held while the end of a run is told or forgotten, so that the words that change
+// there are seen together.
+
 #include "tuzutil/THREAD.h"
 
 #include "platform/platform.h"

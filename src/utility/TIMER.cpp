@@ -1,3 +1,6 @@
+// TTimer: the timers of users. Every operation holds TMasterTimer::fsLock, under which nothing is traced and no event
+// is destroyed: both may run code that sets timers. The thread that serves them stands in threads/timer_thread.cpp.
+
 #include "tuzutil/TIMER.h"
 
 #include "platform/platform.h"
@@ -19,7 +22,8 @@ std::uint32_t PostTime(std::int64_t now, long seconds) noexcept {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(now + distance, 1, fsLastSecond));
 }
 
-// Holds the lock; when it is released, reports a thread that was not to be had.
+// Holds the lock of the timers, and reports a thread that could not be started after the lock is released: a
+// destination of the report may set timers. Invariant: fLock is empty only inside Serve() and the destructor.
 class TTimerEntry {
 public:
     TTimerEntry() noexcept : fLock(std::in_place, TMasterTimer::fsLock) {}

@@ -1,3 +1,6 @@
+// TTempStreamBuf and TTempStream: a stream in memory that moves to a temporary file when its test asks for it. Until
+// the move has succeeded the blocks stay as they are. No lock is taken: a stream belongs to one thread.
+
 #include "tuzutil/TMPSTRM.h"
 
 #include "platform/platform.h"

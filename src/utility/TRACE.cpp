@@ -1,3 +1,7 @@
+// TTrace and TTrace::Base: the chain of destinations, what each takes, the global words that trace points test, and the
+// writing of entries. TTrace::Base::fsMutex, which is recursive, guards the chain and the destinations' tables. A
+// destination writes under it; the text of an entry is made before it is taken.
+
 #include "tuzutil/TRACE.h"
 
 #include "platform/no_cancel.h"
@@ -46,8 +50,8 @@ thread_local int TDepth::fsDepth = 0;
 
 } // namespace
 
-// A walk along the chain, under the trace lock. A destination that leaves the chain meanwhile, on the same thread, is
-// not visited: the walk that stands before it goes on behind it.
+// A walk along the chain, under the trace lock. Walks of one thread may be nested. Invariant: fNext is null or in the
+// chain. If a destination leaves the chain, every walk that would visit it next continues with its successor.
 class TTrace::Base::Walk {
 public:
     Walk() noexcept : fNext(fsAnchor), fOuter(fsInnermost) { fsInnermost = this; }

@@ -1,3 +1,7 @@
+// TTrace::Category, the registry of categories, and the names of components. Registration takes no lock, since it runs
+// in static initialisers under the system's loader lock. Whoever looks into a registered category holds
+// TTraceRegistry::fsMutex, and so does one that is destroyed.
+
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACE.h"
 

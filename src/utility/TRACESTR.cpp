@@ -1,3 +1,6 @@
+// TTraceStreamBase: destinations on streams and files, and TTraceWindowsDebugBase on the debugger. One lock,
+// fsFileMutex, keeps records whole; it is taken under the trace lock, and a stream is never destroyed under it.
+
 #include "tuzutil/TRACESTR.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,7 @@
+// TRefCounted and TWeakRefCounted: counts of references inside objects. The weak kind changes its count under
+// TWeakReferenceLock, so that a weak pointer never finds an object that is being destroyed. An object is destroyed
+// after the lock is released.
+
 #include "tuzutil/TREFCNT.h"
 
 #include "tuzutil/MUTEXSEM.h"

@@ -1,3 +1,7 @@
+// TString: buffers that copies share, searches, changes and numbers. The count in a buffer is a plain integer, so a
+// string and its copies belong to one thread; Copy() is for others. A buffer is wiped before it is deallocated if its
+// flag says so. No lock is taken.
+
 #include "tuzutil/TSTRING.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,7 @@
+// TTextMessage: a format with its arguments, the text made of them, and the binary form. Faults of a format are traced,
+// never thrown, see TMessageFaults. Copies of the former arguments are kept as long as the message, since references to
+// them may be held. No lock is taken: a message belongs to one thread.
+
 #include "tuzutil/TXTMSG.h"
 
 #include "tuzutil/BINSTRM.h"

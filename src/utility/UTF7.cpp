@@ -1,3 +1,6 @@
+// Modified UTF-7 for the names of mailboxes, from narrow and from 16-bit text and back.
+// No lock is taken.
+
 #include "tuzutil/UTF7.h"
 
 #include "utility/kernel/string_access.h"

@@ -1,3 +1,7 @@
+// What a trace configuration names: destinations by their keywords, variables of the environment, factories. It also
+// opens the destination of NUV_TRACE_STARTUP, whose failures go to standard error. The trace lock is held while a
+// factory makes a destination.
+
 #include "utility/destinations/trace_configuration.h"
 
 #include "platform/no_cancel.h"

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_MESSAGE_FORMAT
 #define TUZUTIL_MESSAGE_FORMAT
 
-// Formats of messages: the parser, and what a conversion finds among the arguments. Two users stand on them, the one
-// that prints (MSGPRINT.cpp) and the one that rewrites for another printf (MSGREWRT.cpp).
+// Formats of messages: the parser, and what a conversion finds among the arguments. Two sources use it:
+// message_print.cpp makes the text, and message_rewrite.cpp rewrites a format for another printf.
 
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/byte_search.h"

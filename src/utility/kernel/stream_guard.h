@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_STREAM_GUARD
 #define TUZUTIL_STREAM_GUARD
 
-// What a stream does when its buffer throws.
+// What a stream does when its buffer throws: it sets its bad bit, and passes the exception on only if its mask asks for
+// that.
 
 #include <exception>
 #include <ios>

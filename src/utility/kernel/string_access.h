@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_STRING_ACCESS
 #define TUZUTIL_STRING_ACCESS
 
-// What the library's own builders of text may do that callers may not: fill a fresh buffer in place.
+// What the library's own builders of text may do, and callers may not: fill a fresh buffer in place, shorten it without
+// moving it, share one that somebody else keeps.
 
 #include "tuzutil/TSTRING.h"
 

@@ -1,3 +1,6 @@
+// Records of a trace, composed in memory: the prefix with date, thread and level, the place, the text. It takes no lock
+// and writes nothing anywhere.
+
 #include "utility/kernel/trace_record.h"
 
 #include "platform/platform.h"

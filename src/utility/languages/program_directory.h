@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_PROGRAM_DIRECTORY
 #define TUZUTIL_PROGRAM_DIRECTORY
 
-// The directory part of the program's name.
+// The directory part of the program's full name, which replaces %E in a search template. If there is none a trace entry
+// says so.
 
 #include "utility/kernel/reporter.h"
 

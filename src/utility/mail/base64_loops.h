@@ -293,7 +293,7 @@ TUZUTIL_SSSE3 inline Byte *DecodeShuffle(char const *from, char const *end, Byte
             to += 12;
             continue;
         }
-        unsigned int const groups = static_cast<unsigned int>(__builtin_ctz(wrong)) / 4;
+        std::size_t const groups = static_cast<std::size_t>(__builtin_ctz(wrong)) / 4;
         from += groups * 4;
         to += groups * 3;
         if (!IsBlank(*from)) {

@@ -1,3 +1,6 @@
+// TTimerQueue: the tree of seconds and the lists below it, see timer_queue.h. Called under TMasterTimer::fsLock; it
+// neither allocates nor throws.
+
 #include "utility/threads/timer_queue.h"
 
 namespace {

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TIMER_THREAD
 #define TUZUTIL_TIMER_THREAD
 
-// The thread that serves the timers, and the state that all timers share.
+// TMasterTimer: the thread that serves the timers, and the state that all timers share. The thread exists as long as
+// there are timers; a forked child starts its own when it is needed.
 
 #include "tuzutil/THREAD.h"
 #include "utility/threads/timer_queue.h"
