@@ -71,7 +71,7 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
         }
         fGathered = 0; // a line without its end does not count
         if (++fCurrent == fSources.size())
-            return {nullptr, nullptr, nullptr}; // a line that does not count may stand where the last piece stood
+            return {nullptr, nullptr, nullptr}; // a line that does not count may lie where the last piece was
         stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
     if (!lineEnds)

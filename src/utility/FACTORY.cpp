@@ -55,7 +55,8 @@ struct TNames {
     std::array<TString, 3> all; // null: none
 };
 
-// The first of the directories that has the library, with it; null where none has, or where the name gets too long.
+// The full name of the library in the first of the directories that has it. Null if none has it, or if its name gets
+// too long.
 TString Search(TString const &directories, TString const &name) {
     TNames const files(name, LastPart(View(name)).find('.') == std::string_view::npos);
     std::string_view rest = View(directories);

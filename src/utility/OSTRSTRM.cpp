@@ -17,7 +17,7 @@ oStringStreamBuf::~oStringStreamBuf() {
 }
 
 char *oStringStreamBuf::str() {
-    // A block even where nothing was written, as the caller may release it.
+    // There is a block even if nothing was written, since the caller may release it.
     if (!pbase())
         overflow(traits_type::eof());
     freeze(1);

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr int fsSecondsPerDay = 86400;
-// Where the search for a buffer that is large enough ends: no conversion gives so many bytes for one of the format.
+// The search for a large enough buffer ends here: no conversion gives so many bytes for one byte of the format.
 constexpr std::uint64_t fsMostGrowth = 64;
 constexpr std::uint64_t fsLeastEnd = 0x10000; // bytes
 constexpr std::uint64_t fsLastEnd = 0x10000000;

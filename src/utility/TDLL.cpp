@@ -14,7 +14,7 @@ TReporter const fsReports(TUtilityTraceCategory::String, "src/utility/TDLL");
 
 constexpr std::uint32_t fsCapacity = 257; // characters that a text is read into, with its terminator
 
-// Null where there is no text of that number.
+// Null if there is no text of that number.
 template <typename Character>
 TString Load(void *library, unsigned long id) {
     Character text[fsCapacity];

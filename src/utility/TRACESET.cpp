@@ -30,7 +30,7 @@ TTrace::Category::Category(unsigned long component, TString const &name)
 
 TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
 
-// A copy is in no registry, unless somebody has put it there.
+// A copy is not registered, unless the program has registered it.
 TTrace::Category::~Category() {
     TLock const lock(TTraceRegistry::fsMutex);
     TTrace::Base::fsKnownCategories.Remove(this);

@@ -25,7 +25,7 @@ bool HasDirectory(TString const &fileName) {
     return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
 }
 
-// Null where there is no directory for it.
+// Null if the directory of the file cannot be made.
 std::ostream *OpenFile(char const *name) {
     return name && HasDirectory(name) ? new TTraceFileStream(name, TTraceFileStream::Use::alone) : nullptr;
 }

@@ -15,8 +15,8 @@ public:
     static TFindTable &fsOnly;
 
     std::int32_t Add(void *search);  // takes it over; TOutOfMemory, and it is closed, if there is no room
-    void *Find(std::int32_t handle); // null where it is not open
-    bool Close(std::int32_t handle); // false where it is not open
+    void *Find(std::int32_t handle); // null if it is not open
+    bool Close(std::int32_t handle); // false if it is not open
 
 private:
     // A handle is the slot's number below its generation, 15 bits, so that none is negative.

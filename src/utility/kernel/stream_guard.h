@@ -17,8 +17,8 @@ inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
     }
 }
 
-// Runs `work` on the stream's buffer. An exception sets the bad bit, and goes on only where the stream's mask asks for
-// it; false where it does not. What unwinds a thread that is cancelled always goes on.
+// Runs `work` on the stream's buffer. An exception sets the bad bit. It is thrown on if the stream's mask asks for it;
+// otherwise the result is false. The unwinding of a thread that is cancelled always continues.
 template <typename Work>
 bool Guard(std::ios &stream, Work work) {
     try {

@@ -10,7 +10,7 @@
 #include <string_view>
 
 struct TStringAccess {
-    // A string of `length` bytes, not yet written; the terminator stands. Throws TOutOfMemory.
+    // A string of `length` bytes that are not written yet; the terminator is. Throws TOutOfMemory.
     static TString Uninitialized(std::uint64_t length, std::uint32_t flags = 0) {
         return TString(TString::AllocateBuffer(length, 0, flags));
     }

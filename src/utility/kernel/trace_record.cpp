@@ -41,7 +41,7 @@ char *PutTime(char *at) noexcept {
     return PutTwoDigits(at, now.millisecond / 10);
 }
 
-// Sources say where they are with either separator.
+// The paths of sources may have either separator.
 std::string_view LastPart(char const *file) noexcept {
     if (!file)
         return "????.???";

@@ -6,7 +6,7 @@
 
 #include "utility/kernel/reporter.h"
 
-// What is before the last backslash; "." where there is none; nil for an empty name.
+// What precedes the last backslash; "." if there is none; nil for an empty name.
 inline TString ProgramDirectory(TString const &program, std::uint32_t line = __builtin_LINE()) {
     if (program.length() == 0)
         return TString("");

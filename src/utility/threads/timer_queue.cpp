@@ -16,7 +16,8 @@ void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) no
 
 } // namespace
 
-// Where the head of a second stands, or is to be put. Ends after 32 steps: by then all bits are the same.
+// The link to the head of a second, or the link at which to put it. Ends after 32 steps at most, when all bits were
+// compared.
 TTimerLink **TTimerQueue::PlaceOf(std::uint32_t second) noexcept {
     TTimerLink **place = &fRoot;
     for (std::uint32_t bit = fsHighestBit; *place && (*place)->second != second; bit >>= 1)
