@@ -411,14 +411,16 @@ TTrace::SaveState::SaveState(TTrace &trace, unsigned long level, Category const 
 }
 
 TTrace::SaveState::~SaveState() {
-    if (!fDestination)
+    Base *const destination = fDestination.Pointer();
+    if (!destination)
         return;
-    if (!fDestination->QueryDisableRestore()) {
-        fDestination->SetLevel(fLevel);
-        fDestination->SetComponent(fComponent);
-        fDestination->SetDefaultTracing(fDefaultTracing);
-        fDestination->fCategories = fCategories;
+    // Every change calls the destination's own Change(). If that throws, the scope ends as it would have.
+    if (!destination->QueryDisableRestore()) {
+        DropExceptions([&] { destination->SetLevel(fLevel); });
+        DropExceptions([&] { destination->SetComponent(fComponent); });
+        DropExceptions([&] { destination->SetDefaultTracing(fDefaultTracing); });
+        destination->fCategories = fCategories;
     }
-    --fDestination->fCountSaveState;
-    fDestination->Change();
+    --destination->fCountSaveState;
+    DropExceptions([&] { destination->Change(); });
 }
