@@ -93,7 +93,7 @@ public:
     // Takes the element over once it stands in the set, and deletes it where there is no memory for that.
     void Add(std::unique_ptr<T> element) {
         TBaseSetOf::Add(element.get());
-        element.release();
+        static_cast<void>(element.release());
     }
     void Add(T *element, unsigned long position) { TBaseSetOf::Add(element, position); }
     void Remove(T *element) { TBaseSetOf::Remove(element); }

@@ -66,7 +66,7 @@ TString Search(TString const &directories, TString const &name) {
         if (directory.empty())
             continue;
         for (TString const &file : files.all) {
-            TString const path = TDirectory::Combine(TStringAccess::From(directory), file);
+            TString path = TDirectory::Combine(TStringAccess::From(directory), file);
             if (file && path.length() <= fsLongestPath && platform::IsFile(path))
                 return path;
         }

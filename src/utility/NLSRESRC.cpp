@@ -32,7 +32,7 @@ TString LibraryName(void *library) {
 // The first of the template's entries, which it loses.
 TString TakeEntry(std::string_view &entries) {
     std::size_t const end = std::min(entries.find(';'), entries.size());
-    TString const entry = TStringAccess::From(entries.substr(0, end));
+    TString entry = TStringAccess::From(entries.substr(0, end));
     entries.remove_prefix(std::min(end + 1, entries.size()));
     return entry;
 }
@@ -63,7 +63,7 @@ public:
             for (TString const &file : fFiles) {
                 if (!language || !file)
                     continue;
-                TString const path = Expand(entry, language, file);
+                TString path = Expand(entry, language, file);
                 if (std::strlen(path) == path.length() && platform::IsFile(path))
                     return path;
             }
