@@ -75,7 +75,7 @@ private:
 // The part of a list before its first ";", which the list loses.
 std::string TakePart(std::string &list) {
     std::size_t const end = std::min(list.find(';'), list.size());
-    std::string const part = list.substr(0, end);
+    std::string part = list.substr(0, end);
     list.erase(0, std::min(end + 1, list.size()));
     return part;
 }

@@ -95,7 +95,7 @@ public:
     // Takes ownership of the element. If there is no memory for the link, deletes the element and throws TOutOfMemory.
     void Add(std::unique_ptr<T> element) {
         TBaseSetOf::Add(element.get());
-        element.release();
+        static_cast<void>(element.release());
     }
     void Add(T *element, unsigned long position) { TBaseSetOf::Add(element, position); }
     void Remove(T *element) { TBaseSetOf::Remove(element); }

@@ -12,7 +12,7 @@ packages_build=(g++ cmake ninja-build googletest binutils python3)
 packages_windows=(g++-mingw-w64-i686-posix)
 packages_wine=(wine wine32:i386)
 packages_clients=(curl python3 mpop coreutils)
-packages_checks=(clang-format clang libclang-rt-14-dev)
+packages_checks=(clang-format clang clang-tidy-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev libspdlog-dev)
 
 installed() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }

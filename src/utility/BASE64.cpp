@@ -1,3 +1,6 @@
+// TBase64: strings to and from Base64. The loops stand in mail/base64_loops.h; this source chooses the form that the
+// processor can run. It takes no lock and keeps nothing.
+
 #include "tuzutil/BASE64.h"
 
 #include "utility/kernel/byte_search.h"

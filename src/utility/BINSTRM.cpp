@@ -1,3 +1,8 @@
+// TiBinaryStream and ToBinaryStream: numbers and texts in network order over a stream of the caller's. Small numbers
+// are read and written in the areas of the stream's buffer, without a virtual call. A text is read piece by piece, so a
+// length that a hostile stream announces takes no memory before its bytes arrive. No lock is taken: a stream belongs to
+// one thread.
+
 #include "tuzutil/BINSTRM.h"
 
 #include "utility/kernel/buffer_area.h"
@@ -57,7 +62,7 @@ bool NeedsNoSentry(std::ostream const &stream) {
 
 // Reading
 
-// As istream::read, and as one call to the buffer, but without a sentry where that has nothing to do.
+// Like istream::read, and as one call of the buffer, but without a sentry if that has nothing to do.
 std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     auto *const to = static_cast<char *>(bytes);
     auto const wanted = static_cast<std::streamsize>(count);
@@ -74,7 +79,8 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     return got;
 }
 
-// Runs `extract` on the stream's buffer as an input function does: behind a sentry, state and exceptions as usual.
+// Runs `extract` on the stream's buffer as an input function does: after a sentry, and with the usual state and
+// exceptions.
 template <typename Work>
 void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     std::istream::sentry const ready(*fStream, keepWhiteSpace);
@@ -286,7 +292,7 @@ TiBinaryStream &TiBinaryStream::operator>>(std::streambuf *to) {
 
 // Writing
 
-// As ostream::write, without a sentry where that has nothing to do.
+// Like ostream::write, but without a sentry if that has nothing to do.
 void ToBinaryStream::WriteBytes(void const *bytes, std::size_t count) {
     auto const *const from = static_cast<char const *>(bytes);
     auto const size = static_cast<std::streamsize>(count);

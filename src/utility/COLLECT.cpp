@@ -1,3 +1,6 @@
+// TBaseSetOf and TBaseSparseArrayOf: the untyped lists and arrays below the templates of COLLECT.h. They own their
+// links and entries; the templates own the elements. No lock is taken, and nothing is traced but a lack of memory.
+
 #include "tuzutil/COLLECT.h"
 
 #include "utility/kernel/reporter.h"
@@ -199,7 +202,7 @@ TBaseSparseArrayOf::TSparseArrayElement *TBaseSparseArrayOf::FindEntry(unsigned 
     position = 0;
     if (fCount == 0 || index < fEntries[0]->index)
         return nullptr;
-    unsigned long low = 0; // stands at or before the index, `high` behind it
+    unsigned long low = 0; // its index is at or before the one sought, that of `high` after it
     unsigned long high = fCount;
     while (high - low > 1) {
         unsigned long const middle = low + (high - low) / 2;

@@ -1,3 +1,6 @@
+// TConcatStreamBuf and its stream: several sources read as one, each from the lines that its options choose. Failures
+// of a source pass through the reading stream, see streams/stream_failure.h. No lock is taken.
+
 #include "tuzutil/CONCSTRM.h"
 
 #include "utility/streams/source_reader.h"
@@ -68,7 +71,7 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
         }
         fGathered = 0; // a line without its end does not count
         if (++fCurrent == fSources.size())
-            return {nullptr, nullptr, nullptr}; // a line that does not count may stand where the last piece stood
+            return {nullptr, nullptr, nullptr}; // a line that does not count may lie where the last piece was
         stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
     if (!lineEnds)

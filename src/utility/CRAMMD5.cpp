@@ -1,3 +1,6 @@
+// The answer of CRAM-MD5 to a challenge: a keyed MD5 digest in hexadecimal digits. Every byte that was computed from
+// the secret is zeroed before its memory is given up.
+
 #include "tuzutil/CRAMMD5.h"
 
 #include "platform/platform.h"

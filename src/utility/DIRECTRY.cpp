@@ -1,3 +1,6 @@
+// TDirectory: the entries of a directory, and the making of directories. Open searches stand in TFindTable, whose lock
+// is the only one that is taken; entries are traced after it is released.
+
 #include "tuzutil/DIRECTRY.h"
 
 #include "platform/platform.h"
@@ -39,7 +42,7 @@ bool IsSelfOrParent(char const *name) noexcept {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// Where nobody asks which entries are directories, only files are wanted.
+// A caller that does not ask which entries are directories wants files only.
 bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
 }
@@ -135,8 +138,8 @@ int TDirectory::MakeDir(TString const &path) {
     return Make(path);
 }
 
-// Up to the first directory that can be made, then down again. The levels stand in one text, in which each separator at
-// which it is cut is a zero: a path from outside may have any number of them.
+// Goes up to the first directory that can be made, then down again. One text holds all levels, with a zero instead of
+// each separator at which it is cut: a path from outside may have any number of levels.
 int TDirectory::MakeTree(TString const &path) {
     TString levels = path ? path : TString("");
     levels.MakeUnique();

@@ -1,3 +1,7 @@
+// TDotByteStreamBuf and its streams: bodies of mail protocols, with doubled dots and a closing line of one dot. It
+// reads and writes by way of TFilterStreamBuf. Cancel() may be called by any thread; all else belongs to one. No lock
+// is taken.
+
 #include "tuzutil/DOTBYTE.h"
 
 #include "utility/kernel/byte_search.h"
@@ -93,7 +97,7 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
     }
 }
 
-// Behind the next line end that matters: every one where lines are counted, otherwise only one before a dot.
+// The place after the next line end that matters: every one if lines are counted, otherwise only one before a dot.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end) const noexcept {
     char const *const lineFeed =
         fLinesLimited ? byte_search::FindByte(from, end, '\n') : byte_search::FindPair(from, end, '\n', '.');
@@ -157,7 +161,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {
         if (count == 2 && begin[1] == '\r' && lineFeed) {
             fReadState = State::terminated;
-            return {nullptr, nullptr, nullptr}; // the end line stands where the last piece stood
+            return {nullptr, nullptr, nullptr}; // the end line lies where the last piece was
         }
         ++begin;
     }

@@ -1,3 +1,7 @@
+// TException and its family: texts, locations and the gate to the trace. Nothing here allocates more than its texts,
+// and what finds no memory is left out: an exception may be under way because memory is missing. Only Trace() takes a
+// lock, the trace lock, and only while somebody listens.
+
 #include "tuzutil/EXCEPTN.h"
 
 #include <algorithm>

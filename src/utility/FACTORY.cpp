@@ -1,3 +1,7 @@
+// TFactoryType and TFactoryLoaderBase: the registry of factories by type, and the loading of libraries that register
+// them. Two locks, in this order: fMutex for whoever loads, fRegistryMutex for the set. Under fRegistryMutex nothing of
+// somebody else is called; a factory that is there is found without fMutex.
+
 #include "tuzutil/FACTORY.h"
 
 #include "platform/platform.h"
@@ -51,7 +55,8 @@ struct TNames {
     std::array<TString, 3> all; // null: none
 };
 
-// The first of the directories that has the library, with it; null where none has, or where the name gets too long.
+// The full name of the library in the first of the directories that has it. Null if none has it, or if its name gets
+// too long.
 TString Search(TString const &directories, TString const &name) {
     TNames const files(name, LastPart(View(name)).find('.') == std::string_view::npos);
     std::string_view rest = View(directories);
@@ -61,7 +66,7 @@ TString Search(TString const &directories, TString const &name) {
         if (directory.empty())
             continue;
         for (TString const &file : files.all) {
-            TString const path = TDirectory::Combine(TStringAccess::From(directory), file);
+            TString path = TDirectory::Combine(TStringAccess::From(directory), file);
             if (file && path.length() <= fsLongestPath && platform::IsFile(path))
                 return path;
         }

@@ -1,3 +1,6 @@
+// TFileName: the parts of a file name, in narrow or 16-bit text, and names in the system's own form. Conversions follow
+// the current locale. No lock is taken, and no file is touched.
+
 #include "tuzutil/FILENAME.h"
 
 #include "platform/platform.h"

@@ -1,3 +1,7 @@
+// TFilterStreamBuf: what buffers that stand before another stream have in common. It runs the virtual operations so
+// that exceptions get through the stream (see streams/stream_failure.h), divides the storage and keeps bytes for
+// putting back. No lock is taken.
+
 #include "tuzutil/FILTSTRM.h"
 
 #include "platform/no_cancel.h"
@@ -35,7 +39,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
                 setg(back, end, end);
             return traits_type::eof();
         }
-        // The bytes read last stand in front of the new ones; further room takes only what is put back.
+        // The bytes that were read last precede the new ones. Any further room only takes bytes that are put back.
         std::size_t const kept = std::min(count, static_cast<std::size_t>(piece.begin - piece.back));
         std::copy_n(read + (count - kept), kept, piece.begin - kept);
         fBack = piece.back;
@@ -99,8 +103,8 @@ int TFilterStreamBuf::sync() {
         return 0;
     if (!fControl.IsUnitBuffered())
         return overflow(traits_type::eof());
-    // Called perhaps by the destructor of an output sentry, which must not throw, nor report a failure where the stream
-    // throws on one.
+    // The destructor of an output sentry may call this. It must not throw, and it must not report a failure if the
+    // stream throws on failures.
     TNoCancel const noCancel;
     try {
         FlushPutArea();

@@ -1,3 +1,6 @@
+// TLineStreamBuf and its streams: line ends of a source become LF, and LF becomes the line end of a sink. No lock is
+// taken: a stream belongs to one thread.
+
 #include "tuzutil/LINESTRM.h"
 
 #include "utility/streams/sink_writer.h"

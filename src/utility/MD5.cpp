@@ -1,3 +1,6 @@
+// CalculateMD5: the digest over bytes that arrive in pieces. The state may be a key's, so it is zeroed at the end, and
+// blocks are read where they stand instead of being copied.
+
 #include "tuzutil/MD5.h"
 
 #include "platform/platform.h"
@@ -9,7 +12,7 @@
 namespace {
 
 constexpr std::uint32_t fsBlock = 64;
-constexpr std::uint32_t fsLengthAt = 56; // where the length stands in the final block
+constexpr std::uint32_t fsLengthAt = 56; // the place of the length in the final block
 
 std::uint32_t LoadWord(char const *from) noexcept {
     std::uint32_t word;
@@ -78,7 +81,7 @@ CalculateMD5::~CalculateMD5() {
     platform::SecureZero(fState, sizeof fState);
 }
 
-// Reads the words straight from where the blocks stand: no copy of them is left behind.
+// Reads the words from the blocks themselves, so that no copy of them remains in memory.
 void CalculateMD5::Compress(char const *blocks, std::uint32_t count) noexcept {
     State s = {fState[0], fState[1], fState[2], fState[3]};
     for (; count; --count, blocks += fsBlock) {

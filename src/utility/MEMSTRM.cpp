@@ -1,3 +1,6 @@
+// TMemStreamBuf and TMemStream: a stream in memory, in blocks that are never moved. No lock is taken: a stream belongs
+// to one thread.
+
 #include "tuzutil/MEMSTRM.h"
 
 #include <algorithm>

@@ -1,3 +1,6 @@
+// TTextMessageStorePM: a message store whose texts stand in a language library. Whatever fails is traced, and the
+// default texts are used, see languages/text_library.h. No lock is held while a library is searched or loaded.
+
 #include "tuzutil/MSGSTRPM.h"
 
 #include "tuzutil/NLSRESRC.h"

@@ -1,3 +1,7 @@
+// Locks, events and their guards: TSemaphore, TMutexSemaphore, TMutexSemaphoreWithEvent. Each wraps one object of the
+// platform; this source maps results and traces failures. Lock() and Unlock() themselves must not trace: the trace
+// takes locks. Entries of events name THREAD as their source.
+
 #include "tuzutil/MUTEXSEM.h"
 
 #include "platform/platform.h"

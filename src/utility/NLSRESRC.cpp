@@ -1,3 +1,6 @@
+// TSearchNLSPath and TNLSResourceDll: the search for a language library along a template of paths, and the library
+// itself. The settings are shared by the process without a lock: the program makes them before it starts threads.
+
 #include "tuzutil/NLSRESRC.h"
 
 #include "platform/platform.h"
@@ -20,7 +23,7 @@ char const *Chars(TString const &text) noexcept {
     return text;
 }
 
-// The full name of a library, of the program for null; null where the system knows none.
+// The full name of a library, or of the program if `library` is null. Null if the system knows none.
 TString LibraryName(platform::Library *library) {
     char name[260 + 1];
     return platform::LibraryName(library, name, sizeof name) ? TString(name) : TString();
@@ -29,7 +32,7 @@ TString LibraryName(platform::Library *library) {
 // The first of the template's entries, which it loses.
 TString TakeEntry(std::string_view &entries) {
     std::size_t const end = std::min(entries.find(';'), entries.size());
-    TString const entry = TStringAccess::From(entries.substr(0, end));
+    TString entry = TStringAccess::From(entries.substr(0, end));
     entries.remove_prefix(std::min(end + 1, entries.size()));
     return entry;
 }
@@ -60,7 +63,7 @@ public:
             for (TString const &file : fFiles) {
                 if (!language || !file)
                     continue;
-                TString const path = Expand(entry, language, file);
+                TString path = Expand(entry, language, file);
                 if (std::strlen(path) == path.length() && platform::IsFile(path))
                     return path;
             }
@@ -78,8 +81,8 @@ private:
     }
 
     TString fProgram;
-    TString fFiles[2];     // the second, where there is one, as the system's own libraries end
-    TString fLanguages[2]; // the first, where there is one, with its code page as a directory
+    TString fFiles[2];     // the second, if any, has the ending of the system's own libraries
+    TString fLanguages[2]; // the first, if any, has its code page as a directory
 };
 
 } // namespace
@@ -147,8 +150,8 @@ char *TSearchNLSPath::FindFile(TString const &lang) {
     return Keep(path);
 }
 
-// Where the library cannot be loaded, the null handle stands for the program, and so the program is what was found:
-// that is how it must be.
+// If the library cannot be loaded, its null handle means the program to the system, so the program is what is found.
+// Callers rely on it.
 char *TSearchNLSPath::FindInPath() {
     if (fFound)
         return Found();

@@ -1,3 +1,6 @@
+// Streams that take everything that is written and hold nothing to read: TNulStreamBuf and the three streams over it.
+// Nothing is allocated, nothing is locked, and nothing can fail.
+
 #include "tuzutil/NULSTRM.h"
 
 TNulStreamBuf::TNulStreamBuf() = default;

@@ -1,3 +1,6 @@
+// TOleStreamBuf and its streams over a component's IStream. The reference that is counted on the component is dropped
+// in Close() and in the destructor. A failure of the component is traced and ends the operation. No lock is taken.
+
 #include "tuzutil/OLESTRM.h"
 
 #include "platform/platform.h"
@@ -72,7 +75,7 @@ int TOleStreamBuf::doallocate() {
     return 0;
 }
 
-// What the stream does not take goes on waiting.
+// What the stream does not take stays in the area.
 bool TOleStreamBuf::WritePending() {
     auto const pending = static_cast<std::uint32_t>(pptr() - pbase());
     if (pending == 0)
@@ -106,7 +109,8 @@ std::streambuf::int_type TOleStreamBuf::underflow() {
         return traits_type::to_int_type(*gptr());
     if (!fStream || doallocate() != 0)
         return traits_type::eof();
-    auto const size = static_cast<std::uint32_t>(pbase() - eback()); // where the put area begins, the other ends
+    auto const size =
+        static_cast<std::uint32_t>(pbase() - eback()); // the get area ends at the beginning of the put area
     std::uint32_t read = 0;
     std::int32_t const result = platform::ReadStream(*fStream, eback(), size, read);
     if (result != 0) {

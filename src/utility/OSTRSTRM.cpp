@@ -1,3 +1,6 @@
+// oStringStream: an output stream into one block from malloc(), which the caller may take over by str(). No lock is
+// taken, and a lack of memory is an ordinary failure of the stream.
+
 #include "tuzutil/OSTRSTRM.h"
 
 #include <algorithm>
@@ -14,7 +17,7 @@ oStringStreamBuf::~oStringStreamBuf() {
 }
 
 char *oStringStreamBuf::str() {
-    // A block even where nothing was written, as the caller may release it.
+    // There is a block even if nothing was written, since the caller may release it.
     if (!pbase())
         overflow(traits_type::eof());
     freeze(1);

@@ -1,3 +1,6 @@
+// TPureCall: what runs when a member is called that a derived class must define. It writes one entry and, if the level
+// "trap" is traced, ends the process. It takes no lock of its own.
+
 #include "tuzutil/PURETRAP.h"
 
 #include "utility/kernel/reporter.h"

@@ -1,3 +1,6 @@
+// ipcSharedMemory: a block of memory that processes share by its name. The mapping belongs to the object; the platform
+// removes a block that no process uses any more. Nothing is traced: callers ask for the state.
+
 #include "tuzutil/SHAREMEM.h"
 
 #include "platform/platform.h"

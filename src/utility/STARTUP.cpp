@@ -81,7 +81,7 @@ static struct TArchiveEnd {
     ~TArchiveEnd() { TTextMessageArchive::fsArchive = nullptr; }
 } fsArchiveEnd;
 
-// 7. File names: what stands between their parts; and the directory searches that are open.
+// 7. File names: the separators of their parts. Directories: the searches that are open.
 TString const TFileName::fsDelimLocal("\\");
 TString const TFileName::fsDelimUnicode(u"\\");
 TString const TDirectory::fsSeparator("\\");
@@ -137,7 +137,7 @@ static TTrace const fsStartupTrace = OpenStartupTrace();
 constinit std::terminate_handler TLastWords::fsFormer = nullptr;
 static TLastWords const fsLastWords;
 
-// 15. Built last, so destroyed first: no thread of the library's own runs while the rest goes.
+// 15. Built last, so destroyed first: no thread of the library's own runs while the rest is destroyed.
 static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }
 } fsTimersEnd;

@@ -1,11 +1,15 @@
+// TStreamControl, TStreamLink and TStreamFailure: how an exception of a buffer gets through the stream that it belongs
+// to, which otherwise turns exceptions into state bits. See streams/stream_failure.h. A stream and its exceptions
+// belong to one thread; no lock is taken.
+
 #include "utility/streams/stream_failure.h"
 
 namespace {
 
-// What a stream sets when its buffer throws: badbit, failbit where it copies to or from another buffer.
+// What a stream sets when its buffer throws: badbit, and failbit if it copies to or from another buffer.
 constexpr std::ios_base::iostate fsBits = std::ios_base::badbit | std::ios_base::failbit;
 
-// Changing mask or state can throw where other bits of both meet; the change has taken place then.
+// Changing the mask or the state throws if the two have other bits in common. The change has been made by then.
 template <typename F>
 void Quietly(F change) noexcept {
     try {

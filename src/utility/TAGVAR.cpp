@@ -1,3 +1,6 @@
+// TagVar: construction, copies, conversions, texts and the binary form of a tagged value. The operators stand in
+// kernel/value_operators.cpp. A copy that finds no memory loses its text instead of throwing. No lock is taken.
+
 #include "tuzutil/TAGVAR.h"
 
 #include "tuzutil/BINSTRM.h"
@@ -14,7 +17,7 @@ static_assert(sizeof(TagVar) == 16, "the kind, and a cell of 64 bits");
 
 namespace {
 
-// The value in 32 bits, of the same signedness; "type mismatch" where it does not fit.
+// The value in 32 bits, of the same signedness. Throws "type mismatch" if it does not fit.
 template <typename Word, typename Number>
 std::uint32_t Fit(Number value, std::uint32_t line = __builtin_LINE()) {
     if (!std::in_range<Word>(value))
@@ -22,7 +25,7 @@ std::uint32_t Fit(Number value, std::uint32_t line = __builtin_LINE()) {
     return static_cast<std::uint32_t>(value);
 }
 
-// A heap object, or null where there is no memory for it.
+// A heap object, or null if there is no memory for it.
 template <typename T, typename... Arguments>
 T *Make(Arguments &&...arguments) {
     return new (std::nothrow) T(std::forward<Arguments>(arguments)...);

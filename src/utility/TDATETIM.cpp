@@ -1,3 +1,6 @@
+// TDateTime and its parts: times in UTC seconds of 32 bits, by a calendar of our own. The runtime's mktime() is not
+// used: it knows the zone's history, and refuses times before 1970 on one system. No lock is taken.
+
 #include "tuzutil/TDATETIM.h"
 
 #include "platform/platform.h"
@@ -10,7 +13,7 @@
 namespace {
 
 constexpr int fsSecondsPerDay = 86400;
-// Where the search for a buffer that is large enough ends: no conversion gives so many bytes for one of the format.
+// The search for a large enough buffer ends here: no conversion gives so many bytes for one byte of the format.
 constexpr std::uint64_t fsMostGrowth = 64;
 constexpr std::uint64_t fsLeastEnd = 0x10000; // bytes
 constexpr std::uint64_t fsLastEnd = 0x10000000;

@@ -1,3 +1,6 @@
+// TDll: a dynamic library and the texts in it. The library stays open for the process: copies share its handle. Several
+// threads may load texts at a time; nothing here is locked.
+
 #include "tuzutil/TDLL.h"
 
 #include "platform/platform.h"
@@ -11,7 +14,7 @@ TReporter const fsReports(TUtilityTraceCategory::String, "src/utility/TDLL");
 
 constexpr std::uint32_t fsCapacity = 257; // characters that a text is read into, with its terminator
 
-// Null where there is no text of that number.
+// Null if there is no text of that number.
 template <typename Character>
 TString Load(platform::Library *library, unsigned long id) {
     Character text[fsCapacity];

@@ -1,3 +1,7 @@
+// TThread: the start of a thread, its body and its end; TThreadLaunch starts the library's own. A running thread holds
+// a reference to its object. fEnding is held while the end of a run is told or forgotten, so that the words that change
+// there are seen together.
+
 #include "tuzutil/THREAD.h"
 
 #include "platform/platform.h"
@@ -23,7 +27,8 @@ struct TStart {
     platform::Event *started;
 };
 
-// A text that cannot be made is left out: whatever a body threw, its thread ends in order.
+// If the full text cannot be made, the name of the exception alone is traced: whatever a body throws, its thread ends
+// in order.
 void TraceEscaped(TException const &problem) noexcept {
     if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
         return;
@@ -83,7 +88,7 @@ bool TThread::Begin(void (*entry)(void *), void *argument, bool takesSignals) {
     return true;
 }
 
-// Of the run before.
+// Forgets the end of the previous run.
 void TThread::ForgetEnd() {
     TInsistentEntry const end(fEnding);
     fFinished.store(0, std::memory_order_release);

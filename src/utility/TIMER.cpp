@@ -1,3 +1,6 @@
+// TTimer: the timers of users. Every operation holds TMasterTimer::fsLock, under which nothing is traced and no event
+// is destroyed: both may run code that sets timers. The thread that serves them stands in threads/timer_thread.cpp.
+
 #include "tuzutil/TIMER.h"
 
 #include "platform/platform.h"
@@ -13,13 +16,14 @@ namespace {
 
 constexpr std::int64_t fsLastSecond = UINT32_MAX;
 
-// 0 stands for "not armed"; a time that 32 bits do not hold becomes the nearest that they do.
+// 0 means "not armed". A time that 32 bits cannot hold becomes the nearest one that they can.
 std::uint32_t PostTime(std::int64_t now, long seconds) noexcept {
     std::int64_t const distance = std::clamp<std::int64_t>(seconds, -fsLastSecond, fsLastSecond);
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(now + distance, 1, fsLastSecond));
 }
 
-// Holds the lock; when it is released, reports a thread that was not to be had.
+// Holds the lock of the timers, and reports a thread that could not be started after the lock is released: a
+// destination of the report may set timers. Invariant: fLock is empty only inside Serve() and the destructor.
 class TTimerEntry {
 public:
     TTimerEntry() noexcept : fLock(std::in_place, TMasterTimer::fsLock) {}
@@ -31,10 +35,10 @@ public:
             TThreadLaunch::ReportNotStarted();
     }
 
-    // False where there never was a lock: no timer is armed then, or will be.
+    // False if the lock could not be made: then no timer is armed, and none ever will be.
     explicit operator bool() const noexcept { return bool{*fLock}; }
 
-    // Sees to it that there is a thread. Lets the lock go for a while if there is none.
+    // Starts the thread if there is none. Releases the lock meanwhile.
     void Serve() noexcept {
         if (!TMasterTimer::IsMissing())
             return;
@@ -45,7 +49,7 @@ public:
     }
 
 private:
-    TReference<TMasterTimer> fSpare; // goes after the lock did
+    TReference<TMasterTimer> fSpare; // is destroyed after the lock is released
     std::optional<TInsistentEntry> fLock;
     bool fIsServed = true;
 };
@@ -68,7 +72,7 @@ TTimer &TTimer::operator=(TTimer const &other) {
     if (this == &other)
         return *this;
     TReference<TSemaphore> semaphore(other.fSemaphore);
-    TTimerEntry const entry; // goes before the old event does, whose destructor may be anybody's
+    TTimerEntry const entry; // released before the old event is destroyed, which may run code of the program's
     TMasterTimer::Disarm(fLink);
     fPostTime = other.fPostTime.load();
     std::swap(fSemaphore, semaphore);
@@ -84,8 +88,8 @@ TTimer::~TTimer() {
     TMasterTimer::Remove();
 }
 
-// Cleared under the lock: an expiry of the time set before is not taken for one of the new time. Not so an event that
-// there is not: that is traced.
+// The event is cleared under the lock, so that an expiry of the former time is not taken for one of the new time. An
+// event that could not be created is cleared without the lock, since that is traced.
 void TTimer::Set(long seconds) {
     if (LacksEvent())
         fSemaphore->Clear();

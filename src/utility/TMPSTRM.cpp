@@ -1,3 +1,6 @@
+// TTempStreamBuf and TTempStream: a stream in memory that moves to a temporary file when its test asks for it. Until
+// the move has succeeded the blocks stay as they are. No lock is taken: a stream belongs to one thread.
+
 #include "tuzutil/TMPSTRM.h"
 
 #include "platform/platform.h"
@@ -76,7 +79,7 @@ int TTempStreamBuf::extend() {
     return hasRoom ? 0 : TMemStreamBuf::extend();
 }
 
-// Until everything stands in the file, the blocks stay as they are; a file that is not used goes at once.
+// The blocks stay as they are until everything is in the file. A file that is not used is removed at once.
 int TTempStreamBuf::MoveToFile() {
     int error = 0;
     std::unique_ptr<TFile> file(new (std::nothrow) TFile(error));
@@ -116,7 +119,7 @@ void TTempStreamBuf::ResetAreas() noexcept {
     setp(buffer + FileBufferSize() / 2, buffer + FileBufferSize());
 }
 
-// What the file does not take goes on waiting.
+// What the file does not take stays in the area.
 bool TTempStreamBuf::FlushToFile() noexcept {
     auto const waiting = static_cast<std::size_t>(pptr() - pbase());
     std::size_t const written = waiting ? fFile->Write(pbase(), waiting) : 0;
@@ -185,7 +188,7 @@ unsigned long TTempStreamBuf::WriteTo(std::ostream &to) {
         to.setstate(std::ios_base::failbit);
         return 0;
     }
-    // Also where `to` throws.
+    // Also if `to` throws.
     struct TReturn {
         ~TReturn() { file.Seek(position, platform::TFileOrigin::start); }
         TFile const &file;

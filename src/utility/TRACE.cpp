@@ -1,3 +1,7 @@
+// TTrace and TTrace::Base: the chain of destinations, what each takes, the global words that trace points test, and the
+// writing of entries. TTrace::Base::fsMutex, which is recursive, guards the chain and the destinations' tables. A
+// destination writes under it; the text of an entry is made before it is taken.
+
 #include "tuzutil/TRACE.h"
 
 #include "platform/no_cancel.h"
@@ -46,8 +50,8 @@ thread_local int TDepth::fsDepth = 0;
 
 } // namespace
 
-// A walk along the chain, under the trace lock. A destination that leaves the chain meanwhile, on the same thread, is
-// not visited: the walk that stands before it goes on behind it.
+// A walk along the chain, under the trace lock. Walks of one thread may be nested. Invariant: fNext is null or in the
+// chain. If a destination leaves the chain, every walk that would visit it next continues with its successor.
 class TTrace::Base::Walk {
 public:
     Walk() noexcept : fNext(fsAnchor), fOuter(fsInnermost) { fsInnermost = this; }
@@ -407,14 +411,16 @@ TTrace::SaveState::SaveState(TTrace &trace, unsigned long level, Category const 
 }
 
 TTrace::SaveState::~SaveState() {
-    if (!fDestination)
+    Base *const destination = fDestination.Pointer();
+    if (!destination)
         return;
-    if (!fDestination->QueryDisableRestore()) {
-        fDestination->SetLevel(fLevel);
-        fDestination->SetComponent(fComponent);
-        fDestination->SetDefaultTracing(fDefaultTracing);
-        fDestination->fCategories = fCategories;
+    // Every change calls the destination's own Change(). If that throws, the scope ends as it would have.
+    if (!destination->QueryDisableRestore()) {
+        DropExceptions([&] { destination->SetLevel(fLevel); });
+        DropExceptions([&] { destination->SetComponent(fComponent); });
+        DropExceptions([&] { destination->SetDefaultTracing(fDefaultTracing); });
+        destination->fCategories = fCategories;
     }
-    --fDestination->fCountSaveState;
-    fDestination->Change();
+    --destination->fCountSaveState;
+    DropExceptions([&] { destination->Change(); });
 }

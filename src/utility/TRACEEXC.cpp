@@ -1,3 +1,6 @@
+// TTraceException: the text that describes an exception in full. It is the same in every locale, and throws if there is
+// no memory for it. No lock is taken.
+
 #include "tuzutil/TRACEEXC.h"
 
 #include <locale>

@@ -1,3 +1,6 @@
+// TTraceFactory and its loader: factories of other libraries that make trace destinations. The loader is built on its
+// first use and never destroyed.
+
 #include "tuzutil/TRACEFAC.h"
 
 #include "tuzutil/PURETRAP.h"

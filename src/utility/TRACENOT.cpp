@@ -1,3 +1,6 @@
+// TTraceNotify: observers of the global trace words. They are called under the trace lock and the observers' own, taken
+// in this order; an observer may leave, join, trace or change what is traced. What it throws is dropped.
+
 #include "tuzutil/TRACENOT.h"
 
 #include "tuzutil/PURETRAP.h"
@@ -10,8 +13,9 @@
 
 namespace {
 
-// A walk over the observers that were there when it began, under their mutex. It takes no memory: an observer that is
-// not told keeps what is no longer true. Observers may leave meanwhile, and others join behind the last.
+// A walk over the observers that were registered when it began, under their mutex. It allocates nothing: if memory
+// could end it, observers that were not called would keep values that are no longer true. Observers may leave
+// meanwhile, and others join after the last. Invariant: those before fNext were called, those from fEnd on are new.
 class TObserverWalk {
 public:
     TObserverWalk() noexcept : fEnd(TTraceObservers::fsSet.GetNumberElements()), fOuter(fsInnermost) {

@@ -1,3 +1,6 @@
+// TTracePoint and TTraceExit: the part of a trace point that runs when somebody listens. An entry that cannot be made
+// is lost, and the traced work goes on. No lock is taken before TTrace::Base::WriteEntry().
+
 #include "tuzutil/TRACEP.h"
 
 #include "utility/kernel/drop_exceptions.h"

@@ -1,3 +1,7 @@
+// TTrace::Category, the registry of categories, and the names of components. Registration takes no lock, since it runs
+// in static initialisers under the system's loader lock. Whoever looks into a registered category holds
+// TTraceRegistry::fsMutex, and so does one that is destroyed.
+
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACE.h"
 
@@ -26,7 +30,7 @@ TTrace::Category::Category(unsigned long component, TString const &name)
 
 TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
 
-// A copy is in no registry, unless somebody has put it there.
+// A copy is not registered, unless the program has registered it.
 TTrace::Category::~Category() {
     TLock const lock(TTraceRegistry::fsMutex);
     TTrace::Base::fsKnownCategories.Remove(this);

@@ -1,3 +1,6 @@
+// TTraceSharedFileBase: a destination whose file several processes write. A named lock, one for the session, is held
+// for each record. The trace lock comes before it, so the destination joins the chain only after it has been released.
+
 #include "tuzutil/TRACESHF.h"
 
 #include "utility/destinations/trace_file_stream.h"

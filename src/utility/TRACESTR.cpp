@@ -1,3 +1,6 @@
+// TTraceStreamBase: destinations on streams and files, and TTraceWindowsDebugBase on the debugger. One lock,
+// fsFileMutex, keeps records whole; it is taken under the trace lock, and a stream is never destroyed under it.
+
 #include "tuzutil/TRACESTR.h"
 
 #include "platform/platform.h"
@@ -22,7 +25,7 @@ bool HasDirectory(TString const &fileName) {
     return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
 }
 
-// Null where there is no directory for it.
+// Null if the directory of the file cannot be made.
 std::unique_ptr<std::ostream> OpenFile(char const *name) {
     if (!name || !HasDirectory(name))
         return nullptr;

@@ -1,3 +1,7 @@
+// TRefCounted and TWeakRefCounted: counts of references inside objects. The weak kind changes its count under
+// TWeakReferenceLock, so that a weak pointer never finds an object that is being destroyed. An object is destroyed
+// after the lock is released.
+
 #include "tuzutil/TREFCNT.h"
 
 #include "tuzutil/MUTEXSEM.h"
@@ -11,7 +15,7 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/TREFCNT");
 constexpr std::uint32_t fsNullReferenceLine = 203;
 
-// The count that a copy starts with. Where it is not 0, nobody will bring it down to 0.
+// The count that a copy starts with. If it is not 0, nobody will bring it down to 0.
 std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
     std::uint32_t const count = other;
     if (debugcheck::isOn && count != 0)
@@ -62,8 +66,8 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// The count changes under the lock and is atomic besides: it is read without the lock, and stays right where the lock
-// could not be had.
+// The count changes under the lock and is atomic as well: it is read without the lock, and it stays right if the lock
+// could not be taken.
 void TWeakRefCounted::AddRef() {
     TWeakReferenceLock const lock;
     ++fCount;

@@ -1,3 +1,7 @@
+// TString: buffers that copies share, searches, changes and numbers. The count in a buffer is a plain integer, so a
+// string and its copies belong to one thread; Copy() is for others. A buffer is wiped before it is deallocated if its
+// flag says so. No lock is taken.
+
 #include "tuzutil/TSTRING.h"
 
 #include "platform/platform.h"
@@ -43,7 +47,7 @@ void CopyBytes(char *to, void const *from, std::size_t count) noexcept {
         std::memcpy(to, from, count);
 }
 
-// Zeroes the two or three bytes behind the data: AllocateBuffer leaves room for them.
+// Zeroes the two or three bytes after the data. AllocateBuffer() leaves room for them.
 void Terminate(TStringBuffer *buffer) noexcept {
     std::memset(buffer->Data() + buffer->length, 0, 2 + (buffer->length & 1));
 }
@@ -229,7 +233,7 @@ TString::TString(unsigned long number) : TString(DecimalText(number)) {}
 
 TString &TString::operator=(TString const &other) noexcept {
     if (this != &other) {
-        // Counted before the old buffer goes: it may be the other's as well.
+        // Counted before the old buffer is released, which may be the same one.
         TString copy(other);
         std::swap(fBuffer, copy.fBuffer);
     }
@@ -331,8 +335,8 @@ TString &TString::operator+=(TString const &other) {
     return Append(other, other.length());
 }
 
-// Appends bytes that may lie in this string's own buffer. An unshared buffer with room is extended where it stands;
-// otherwise a new one is made, with room to spare when this string is being built up piece by piece.
+// Appends bytes that may lie in this string's own buffer. An unshared buffer with room is extended in place. Otherwise
+// a new one is made, with room to spare if this string is built up piece by piece.
 TString &TString::Append(char const *bytes, unsigned int count) {
     unsigned int const old = length();
     unsigned int const total = CheckedLength(std::uint64_t{old} + count);
@@ -355,7 +359,7 @@ TString &TString::Append(char const *bytes, unsigned int count) {
     if (!fresh)
         fresh = AllocateBuffer(total, 1, fBuffer->flags);
     CopyBytes(fresh->Data(), fBuffer->Data(), old);
-    CopyBytes(fresh->Data() + old, bytes, count); // before the old buffer goes
+    CopyBytes(fresh->Data() + old, bytes, count); // before the old buffer is released
     fresh->length = total;
     Terminate(fresh);
     TakeBuffer(fresh);
@@ -467,7 +471,7 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
 
     // The replacements that will really be made, for the size: matches that do not overlap. Counting, as described to
     // callers, resumes one byte after each match; for patterns that cannot overlap it comes to the same. An empty
-    // pattern stands at `start` each time, and is counted once for each position that is left.
+    // pattern is found at `start` each time, and counts once for each position that is left.
     std::uint64_t matches = 0;
     if (patternLength == 0) {
         matches = start > length() ? 0 : std::min(count, length() - start + 1);

@@ -1,3 +1,7 @@
+// TTextMessage: a format with its arguments, the text made of them, and the binary form. Faults of a format are traced,
+// never thrown, see TMessageFaults. Copies of the former arguments are kept as long as the message, since references to
+// them may be held. No lock is taken: a message belongs to one thread.
+
 #include "tuzutil/TXTMSG.h"
 
 #include "tuzutil/BINSTRM.h"
@@ -19,7 +23,7 @@ std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
-// Reads a value, and stores it only where the stream had it.
+// Reads a value, and stores it only if the stream had it.
 template <typename Wire, typename Value>
 bool ReadInto(TiBinaryStream &in, Value &value) {
     Wire wire{};
@@ -176,7 +180,7 @@ ToBinaryStream &TTextMessage::WriteToBinaryStream(ToBinaryStream &out) const {
     out << fStore << fSet << fNumber << fDefaultText << fCount;
     for (std::uint32_t i = 0; i < fCount && !out.fail(); ++i)
         fArguments[i].WriteToBinaryStream(out);
-    return out << TString() << 0u; // where it was raised is nobody else's business
+    return out << TString() << 0u; // the place where it was raised is not sent
 }
 
 TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {

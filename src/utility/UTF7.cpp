@@ -1,3 +1,6 @@
+// Modified UTF-7 for the names of mailboxes, from narrow and from 16-bit text and back.
+// No lock is taken.
+
 #include "tuzutil/UTF7.h"
 
 #include "utility/kernel/string_access.h"
@@ -11,7 +14,7 @@ namespace {
 
 constexpr char fsAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+,";
 
-// The six bits that each character stands for inside a run; one outside the alphabet gives its own low bits.
+// The six bits that each character means inside a run. A character outside the alphabet gives its own low six bits.
 constexpr auto fsBits = [] {
     std::array<unsigned char, 256> bits{};
     for (std::size_t c = 0; c < 256; ++c)
@@ -45,7 +48,7 @@ private:
     char const *fEnd;
 };
 
-// Writes the run at which `units` stands. The bits not yet written are the low `pending` ones of the accumulator.
+// Writes the run that begins at the current unit. The low `pending` bits of the accumulator are not written yet.
 template <typename Unit>
 char *EncodeRun(TUnits<Unit> &units, char *to) noexcept {
     std::uint32_t accumulator = 0;
@@ -86,7 +89,7 @@ void PutUnit(char *&to, std::uint32_t unit) noexcept {
     to += sizeof value;
 }
 
-// Reads a run from behind its "&" up to and with its "-", and returns where the text goes on.
+// Reads a run that follows its "&", including its "-", and returns the place after it.
 char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
     if (from != end && *from == '-') {
         PutUnit(to, '&');

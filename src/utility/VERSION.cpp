@@ -1,3 +1,6 @@
+// TVersion: the numbers of the library and the text made of them. The text is made on the first call; when several
+// threads are first, one text is kept and the others are deallocated, without a lock.
+
 #include "tuzutil/VERSION.h"
 
 #include "tuzutil/EXCEPTN.h"

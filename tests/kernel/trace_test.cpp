@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -445,4 +446,28 @@ TEST(TTrace, DestinationsComeAndGoWhileEntriesAreWritten) {
         int const writer = entry.text[0] - '0';
         EXPECT_EQ(entry.text, std::to_string(writer) + "." + std::to_string(next[static_cast<std::size_t>(writer)]++));
     }
+}
+
+TEST(TraceSaveState, AChangeThatThrowsAtTheEndOfTheScopeIsDropped) {
+    struct TThrowing : TTrace::Base {
+        ~TThrowing() override { Unlink(); }
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {}
+        void Change() override {
+            if (throws)
+                throw std::runtime_error("change");
+        }
+        bool throws = false;
+    };
+    auto *const destination = new TThrowing;
+    TTrace trace;
+    trace.QueryPointer() = TTrace::Pointer(destination);
+    unsigned long const level = trace.QueryLevel();
+    {
+        TTrace::SaveState const saved(trace);
+        trace.SetLevel(2);
+        destination->throws = true;
+    }
+    EXPECT_EQ(trace.QueryLevel(), level);
+    EXPECT_EQ(trace.QueryCountSaveState(), 0u);
+    destination->throws = false;
 }

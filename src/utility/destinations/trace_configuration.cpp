@@ -1,3 +1,7 @@
+// What a trace configuration names: destinations by their keywords, variables of the environment, factories. It also
+// opens the destination of NUV_TRACE_STARTUP, whose failures go to standard error. The trace lock is held while a
+// factory makes a destination.
+
 #include "utility/destinations/trace_configuration.h"
 
 #include "platform/no_cancel.h"
@@ -57,7 +61,7 @@ TTrace FactoryTrace(TTraceConfiguration &configuration) {
         keyword.empty() ? nullptr
                         : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(LibraryForm(keyword).c_str()));
     if (factory) {
-        TLock const lock(TTrace::Base::fsMutex); // no other thread reaches the destination before all of it stands
+        TLock const lock(TTrace::Base::fsMutex); // no other thread reaches the destination before it is complete
         return factory->CreateTrace(configuration.argument.c_str());
     }
     fsReports.Error(fsNoFactory, keyword.c_str());
@@ -171,7 +175,7 @@ TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration) {
 
 TTrace OpenStartupTrace() noexcept {
     TTrace trace;
-    // If there is no memory, so early, the program goes on without this trace.
+    // If memory is missing so early, the program runs without this trace.
     DropExceptions([&] {
         TTraceConfiguration configuration(std::string("env(") + fsStartupVariable + ")");
         OpenStartupTrace(trace, configuration);

@@ -18,11 +18,12 @@ struct TTraceConfiguration {
     std::string problem;
 };
 
-// Opens what a configuration names. Where it names a variable of the environment, the configuration becomes what that
-// variable holds. Null where there is no destination; where that is a fault, `problem` of the configuration says why.
+// Opens what a configuration names. If it names a variable of the environment, the configuration is replaced by the
+// value of that variable. Null if there is no destination; if that is a fault, `problem` of the configuration tells
+// why.
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration);
 
-// The destination that NUV_TRACE_STARTUP asks for. What is wrong with it is said on standard error, in one line.
+// The destination that NUV_TRACE_STARTUP asks for. A fault in it is reported on standard error, in one line.
 TTrace OpenStartupTrace() noexcept;
 
 #endif

@@ -1,3 +1,6 @@
+// The buffer below a trace file: each piece is written by one call of the platform, and nothing is held back. It takes
+// no lock; the destination holds its own.
+
 #include "utility/destinations/trace_file_stream.h"
 
 #include "tuzutil/TRACESTR.h"

@@ -26,7 +26,7 @@ private:
     platform::TraceFile *fFile;
 };
 
-// The buffer stands before the stream that is built over it.
+// The buffer is a base that precedes the stream, so it is built first.
 class TTraceFileStream : private TTraceFileBuf, public std::ostream {
 public:
     using TTraceFileBuf::Use;

@@ -25,7 +25,8 @@ std::string_view TakeField(std::string_view &rest) noexcept {
     return field;
 }
 
-// A mask that a field adds to and takes from; it begins with the current one where the field begins with a sign.
+// A mask that a field adds to and takes from. If the field begins with a sign, the mask begins as the current one,
+// otherwise as 0.
 class TMaskChange {
 public:
     TMaskChange(std::string_view field, unsigned long current) noexcept
@@ -49,7 +50,7 @@ TTraceLevel const *FindLevel(std::string_view keyword) noexcept {
     return nullptr;
 }
 
-// False where a pair of characters is no level; `at` is where it stands then.
+// False if a pair of characters is no level; `at` is then its position.
 bool ApplyLevels(TTrace::Base &destination, std::string_view field, std::size_t &at) {
     TMaskChange change(field, destination.QueryLevel());
     for (at = 0; at < field.size();) {
@@ -89,8 +90,8 @@ bool ApplyDefault(TTrace::Base &destination, std::string_view field) {
     return true;
 }
 
-// The sign of each name is the character of the *components* at the same position; where there is one, the name loses
-// its first character. Configurations in use count on that.
+// The sign of each name is the character at the same position of the *components*. If that is a sign, the name loses
+// its first character. Configurations in use rely on it.
 void ApplyCategories(TTrace::Base &destination, std::string_view field, std::string_view components) {
     bool isOn = true;
     for (std::size_t at = 0; at < field.size();) {

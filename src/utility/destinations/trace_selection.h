@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TRACE_SELECTION
 #define TUZUTIL_TRACE_SELECTION
 
-// What a destination takes, as trace configurations write it: "levels,components,default,categories".
+// What a destination takes, as trace configurations write it: "levels,components,default,categories". A selection is
+// applied field by field, up to the first fault.
 
 #include "tuzutil/TRACE.h"
 

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_LIBRARY_PATH
 #define TUZUTIL_LIBRARY_PATH
 
-// The directories that factory libraries are looked for in, TFactoryLoaderBase::fsLibpath, behind a lock.
+// The directories in which factory libraries are searched, TFactoryLoaderBase::fsLibpath, under a lock of their own.
+// Nothing else is locked under it.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TSTRING.h"

@@ -1,3 +1,6 @@
+// TFindTable: the directory searches that are open, by the numbers that users hold. A number that was closed stays
+// unknown even if its slot is used again. Its lock guards the slots only: a search is opened, read and closed outside.
+
 #include "utility/files/search_table.h"
 
 #include "utility/kernel/lock.h"

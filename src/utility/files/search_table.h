@@ -16,8 +16,8 @@ public:
     static TFindTable &fsOnly;
 
     std::int32_t Add(platform::Search *search);  // takes it over; TOutOfMemory, and it is closed, if there is no room
-    platform::Search *Find(std::int32_t handle); // null where it is not open
-    bool Close(std::int32_t handle);             // false where it is not open
+    platform::Search *Find(std::int32_t handle); // null if it is not open
+    bool Close(std::int32_t handle);             // false if it is not open
 
 private:
     // A handle is the slot's number below its generation, 15 bits, so that none is negative.

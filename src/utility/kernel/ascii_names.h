@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_ASCII_NAMES
 #define TUZUTIL_ASCII_NAMES
 
-// Names of our own vocabulary, compared whatever their letter case and whatever the locale.
+// Names of the library's own vocabulary, compared without regard to letter case. Only ASCII letters are folded, so the
+// locale has no part in it.
 
 #include "tuzutil/TSTRING.h"
 

@@ -38,7 +38,7 @@ inline char const *FindByte(char const *from, char const *end, char c) noexcept 
     return nullptr;
 }
 
-// The first place in [from, end) where `a` is followed by `b`, both inside the range, or null.
+// The first `a` in [from, end) that `b` follows inside the range, or null.
 inline char const *FindPair(char const *from, char const *end, char a, char b) noexcept {
 #if defined(__SSE2__)
     __m128i const wantedA = _mm_set1_epi8(a);
@@ -57,13 +57,13 @@ inline char const *FindPair(char const *from, char const *end, char a, char b) n
     return nullptr;
 }
 
-// The first place in [from, end) where the `count` bytes of `text` stand, or null; count is at least 1.
+// The first occurrence of the `count` bytes of `text` in [from, end), or null. REQUIRES: count is at least 1.
 inline char const *FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {
     if (count == 1)
         return FindByte(from, end, *text);
     if (static_cast<std::size_t>(end - from) < count)
         return nullptr;
-    char const *const last = end - count; // the last place where it can stand
+    char const *const last = end - count; // the last place at which it can begin
 #if defined(__SSE2__)
     __m128i const first = _mm_set1_epi8(text[0]);
     __m128i const final = _mm_set1_epi8(text[count - 1]);

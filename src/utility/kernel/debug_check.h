@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_DEBUG_CHECK
 #define TUZUTIL_DEBUG_CHECK
 
-// Misuse that does no harm at once and so passes in silence: builds without NDEBUG tell of it in the trace.
+// Whether this build looks for misuse that does no harm at once. Builds without NDEBUG write a trace entry about it;
+// others stay silent.
 
 namespace debugcheck {
 

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_INSISTENT_LOCK
 #define TUZUTIL_INSISTENT_LOCK
 
-// Locks for what cannot be left undone. The first lock that a thread takes needs a little memory: where there is none,
-// these wait until there is. They give up in the end, and at once where the lock itself could not be made.
+// Locks for work that must be done. The first lock that a thread takes needs a little memory; if there is none, these
+// wait until there is. They give up after many attempts, and at once if the lock itself could not be made.
 
 #include "tuzutil/MUTEXSEM.h"
 

@@ -1,3 +1,6 @@
+// TLastWords: the handler that names an uncaught exception of the library before the program ends. It runs in a process
+// that is about to end, so it takes no lock of the library and makes no text.
+
 #include "utility/kernel/last_word.h"
 
 #include "tuzutil/EXCEPTN.h"

@@ -1,3 +1,6 @@
+// TLoading: the loads of libraries that this thread is in, innermost first. The state belongs to the thread, so no lock
+// is taken.
+
 #include "utility/kernel/loading.h"
 
 #include <utility>

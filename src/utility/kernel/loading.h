@@ -11,7 +11,7 @@
 
 #include <exception>
 
-// One load, on this thread, for as long as the object lives. Loads may stand in one another.
+// One load, on this thread, for as long as the object lives. Loads may be nested.
 class TLoading {
 public:
     TLoading() noexcept;

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_MESSAGE_FORMAT
 #define TUZUTIL_MESSAGE_FORMAT
 
-// Formats of messages: the parser, and what a conversion finds among the arguments. Two users stand on them, the one
-// that prints (MSGPRINT.cpp) and the one that rewrites for another printf (MSGREWRT.cpp).
+// Formats of messages: the parser, and what a conversion finds among the arguments. Two sources use it:
+// message_print.cpp makes the text, and message_rewrite.cpp rewrites a format for another printf.
 
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/byte_search.h"
@@ -33,7 +33,7 @@ struct TMessageArguments {
     std::uint32_t count;
     TMessageFaults faults;
 
-    // By a number counted from 1; null where there is none.
+    // By a number counted from 1. Null if there is none.
     TagVar const *Find(std::uint32_t number) const noexcept {
         return number - 1 < count ? &values[number - 1] : nullptr;
     }
@@ -79,7 +79,7 @@ inline constexpr auto fsConversionSizes = [] {
 
 // Directives
 
-// A width or a precision as it stands in the format.
+// A width or a precision, as the format gives it.
 struct TCountSource {
     enum Kind : std::uint8_t { absent, literal, argument } kind = absent;
     std::uint32_t number = 0; // the literal value, at most INT_MAX, or the argument's number
@@ -99,13 +99,13 @@ struct TDirective {
 
     // The places between which the text is kept when the numbers of arguments are taken out.
     Char const *kept[6]; // set by the parser, as the next
-    Char const *end;     // behind the conversion, or at an unknown one: there the literal text goes on
+    Char const *end;     // after the conversion, or at an unknown one: the literal text continues there
 };
 
 template <typename Char>
 class TDirectiveParser {
 public:
-    // `at` is behind the percent sign, `running` the number of the next argument.
+    // `at` is the place after the percent sign, `running` the number of the next argument.
     TDirectiveParser(Char const *at, Char const *formatEnd, std::uint32_t &running) noexcept
         : fAt(at), fEnd(formatEnd), fRunning(running) {}
 
@@ -155,7 +155,7 @@ private:
 
     bool IsDigit() const noexcept { return fAt != fEnd && *fAt >= '0' && *fAt <= '9'; }
 
-    // Decimal digits, at most INT_MAX; false where there are none.
+    // Reads decimal digits, at most INT_MAX. False if there are none.
     bool TakeNumber(std::uint32_t &number) noexcept {
         if (!IsDigit())
             return false;
@@ -166,7 +166,7 @@ private:
         return true;
     }
 
-    // A number with a "$" behind it; otherwise nothing is taken.
+    // Reads a number that a "$" follows. Otherwise nothing is taken.
     bool TakeArgumentNumber(std::uint32_t &number) noexcept {
         Char const *const from = fAt;
         if (TakeNumber(number) && Is('$')) {
@@ -323,7 +323,7 @@ inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &
     return count;
 }
 
-// The value of a conversion; null, after a report, where there is none of its kind.
+// The value of a conversion. If there is none of its kind, that is reported, and the result is null.
 template <typename Char>
 TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments const &arguments) {
     TagVar const *const value = arguments.Find(directive.argument);

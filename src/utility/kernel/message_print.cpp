@@ -20,7 +20,7 @@ using TWide = unsigned short;
 
 constexpr std::size_t fsLongestField = 0x10000; // characters of a width or a precision that count
 constexpr std::size_t fsRealDigits = 330;       // more than any real has before its point, with sign and exponent
-constexpr int fsSignificantDigits = 1100;       // more than any real has, before and behind its point
+constexpr int fsSignificantDigits = 1100;       // more than any real has before and after its point
 
 // What a format and its arguments may make, in bytes. Few bytes from another machine must not become many: neither by
 // widths and precisions nor by a long argument that is used again and again.
@@ -80,7 +80,7 @@ public:
     std::size_t Used() const noexcept { return static_cast<std::size_t>(fAt - fBegin); }
     void Truncate(std::size_t count) noexcept { fAt = fBegin + count; } // REQUIRES: count is at most Used()
 
-    // The text; one zero character where nothing was put, so that it differs from a text not made yet.
+    // The text. If nothing was put it is one zero character, so that it differs from a text that is not made yet.
     TString Take() {
         if (fAt == fBegin)
             Put(Char{0});
@@ -278,7 +278,8 @@ private:
         return field;
     }
 
-    // Blanks in front, `print()`, blanks behind; `count` characters are printed. In front, `fill` may stand for blanks.
+    // Puts blanks, calls `print()`, which puts `count` characters, and puts blanks. Before the text, `fill` takes the
+    // place of the blanks.
     template <typename Print>
     void Pad(TField const &field, std::size_t count, Print print, char fill = ' ') {
         std::size_t const blanks = field.Missing(count);

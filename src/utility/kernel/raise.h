@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_RAISE
 #define TUZUTIL_RAISE
 
-// The one place that builds the library's exceptions: text, ID, severity, group, one location, trace gate.
+// The one place that builds the library's exceptions: text, ID, severity, group, one location, trace gate. Sources call
+// it through their reporters, see reporter.h.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -44,8 +45,8 @@ struct TStaticText {
 extern TStaticText fsOutOfMemory; // "Out of memory"
 extern TStaticText fsTextTooLong; // "Text too long"
 
-// The exception for a lack of memory, whose text is not allocated: a failure to make the text would raise the same
-// exception again, without end.
+// Throws the exception for a lack of memory. Its text is not allocated: if making the text failed, the same exception
+// would be raised again, without end.
 [[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text,
                                    std::uint32_t line);
 

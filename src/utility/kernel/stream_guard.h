@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_STREAM_GUARD
 #define TUZUTIL_STREAM_GUARD
 
-// What a stream does when its buffer throws.
+// What a stream does when its buffer throws: it sets its bad bit, and passes the exception on only if its mask asks for
+// that.
 
 #include <exception>
 #include <ios>
@@ -16,8 +17,8 @@ inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
     }
 }
 
-// Runs `work` on the stream's buffer. An exception sets the bad bit, and goes on only where the stream's mask asks for
-// it; false where it does not. What unwinds a thread that is cancelled always goes on.
+// Runs `work` on the stream's buffer. An exception sets the bad bit. It is thrown on if the stream's mask asks for it;
+// otherwise the result is false. The unwinding of a thread that is cancelled always continues.
 template <typename Work>
 bool Guard(std::ios &stream, Work work) {
     try {

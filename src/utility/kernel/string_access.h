@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_STRING_ACCESS
 #define TUZUTIL_STRING_ACCESS
 
-// What the library's own builders of text may do that callers may not: fill a fresh buffer in place.
+// What the library's own builders of text may do, and callers may not: fill a fresh buffer in place, shorten it without
+// moving it, share one that somebody else keeps.
 
 #include "tuzutil/TSTRING.h"
 
@@ -9,7 +10,7 @@
 #include <string_view>
 
 struct TStringAccess {
-    // A string of `length` bytes, not yet written; the terminator stands. Throws TOutOfMemory.
+    // A string of `length` bytes that are not written yet; the terminator is. Throws TOutOfMemory.
     static TString Uninitialized(std::uint64_t length, std::uint32_t flags = 0) {
         return TString(TString::AllocateBuffer(length, 0, flags));
     }

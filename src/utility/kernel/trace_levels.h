@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TRACE_LEVELS
 #define TUZUTIL_TRACE_LEVELS
 
-// The levels and their groups, as configurations name them and as records show them.
+// The levels of trace entries and their groups: the keywords that configurations use, the masks that trace points test,
+// and the letters that records show.
 
 #include <cstdint>
 

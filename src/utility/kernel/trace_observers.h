@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TRACE_OBSERVERS
 #define TUZUTIL_TRACE_OBSERVERS
 
-// The observers of the global trace words. The objects are defined in STARTUP.cpp and never destroyed.
+// The observers of the global trace words, and the lock that guards their set; the trace lock is taken before it. Both
+// objects are defined in STARTUP.cpp and never destroyed.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/MUTEXSEM.h"

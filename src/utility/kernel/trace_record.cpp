@@ -1,3 +1,6 @@
+// Records of a trace, composed in memory: the prefix with date, thread and level, the place, the text. It takes no lock
+// and writes nothing anywhere.
+
 #include "utility/kernel/trace_record.h"
 
 #include "platform/platform.h"
@@ -38,7 +41,7 @@ char *PutTime(char *at) noexcept {
     return PutTwoDigits(at, now.millisecond / 10);
 }
 
-// Sources say where they are with either separator.
+// The paths of sources may have either separator.
 std::string_view LastPart(char const *file) noexcept {
     if (!file)
         return "????.???";

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TRACE_RECORD
 #define TUZUTIL_TRACE_RECORD
 
-// One line of a trace, composed in memory, so that a destination can hand it over in one piece.
+// One record of a trace, composed in memory, so that a destination can hand it over in one piece. Most records need no
+// allocation.
 
 #include "tuzutil/TXTMSG.h"
 

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_VALUE_ACCESS
 #define TUZUTIL_VALUE_ACCESS
 
-// The values behind tagged values for the library's own readers, who have tested the kind: without a call, without a
-// report.
+// The contents of tagged values, for readers in the library that have tested the kind. They are read without a call and
+// without a report.
 
 #include "tuzutil/TAGVAR.h"
 

@@ -1,4 +1,5 @@
-// The operators of tagged values: which kinds go together stands in tables, what is computed below them.
+// The operators of tagged values. Tables tell which kinds may meet and what is then computed; the operators below look
+// it up there.
 
 #include "tuzutil/TAGVAR.h"
 #include "utility/kernel/value_reports.h"
@@ -60,7 +61,7 @@ constexpr TOutcomes fsPlus =       "iur......";
 constexpr TOutcomes fsStep =       "iur.!t...";
 // clang-format on
 
-// Throws where the outcome is a report.
+// Throws if the outcome is a report.
 char Decided(char outcome, std::uint32_t line) {
     if (outcome == '.')
         tagvar::ReportMismatch(line);
@@ -245,7 +246,7 @@ int TagVar::IsEqual(TagVar const &other) const {
     switch (TOperators::Outcome(fsIsEqual, *this, other, __LINE__)) {
     case 'r': return TOperators::Real(*this) == TOperators::Real(other);
     case 's':
-        // Where the right owns nothing, callers know the answer to be whether the left does.
+        // If the right value owns nothing, the answer is whether the left one does: callers rely on it.
         return left && right ? TOperators::Text(*this)->isEqual(*TOperators::Text(other)) : left;
     case 't': return left && right ? TOperators::Moment(*this)->IsEqual(*TOperators::Moment(other)) : left;
     case '=': return 1;

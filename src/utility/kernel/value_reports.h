@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_VALUE_REPORTS
 #define TUZUTIL_VALUE_REPORTS
 
-// The three reports of tagged values.
+// The three exceptions of tagged values, with the line of the caller: a value does not fit, an operation does not exist
+// for its kind, or the kind itself is unknown.
 
 #include "utility/kernel/reporter.h"
 

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_WORD32
 #define TUZUTIL_WORD32
 
-// Words of 32 bits that an interface passes as `unsigned long`, which has 64 on some systems.
+// Words of 32 bits that an interface passes as `unsigned long`, which has 64 bits on some systems. Whoever takes one
+// asks here whether it fits.
 
 #include <cstdint>
 

@@ -1,11 +1,12 @@
 #ifndef TUZUTIL_PROGRAM_DIRECTORY
 #define TUZUTIL_PROGRAM_DIRECTORY
 
-// The directory part of the program's name.
+// The directory part of the program's full name, which replaces %E in a search template. If there is none a trace entry
+// says so.
 
 #include "utility/kernel/reporter.h"
 
-// What is before the last backslash; "." where there is none; nil for an empty name.
+// What precedes the last backslash; "." if there is none; nil for an empty name.
 inline TString ProgramDirectory(TString const &program, std::uint32_t line = __builtin_LINE()) {
     if (program.length() == 0)
         return TString("");

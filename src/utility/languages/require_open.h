@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_REQUIRE_OPEN
 #define TUZUTIL_REQUIRE_OPEN
 
-// The last word on a language library that is not open: one more attempt, which is for classes that can try again.
+// What happens if a language library is not open: one more attempt, for classes that can try again, and then an
+// exception with the line of the caller.
 
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/reporter.h"

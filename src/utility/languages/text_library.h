@@ -1,9 +1,8 @@
 #ifndef TUZUTIL_TEXT_LIBRARY
 #define TUZUTIL_TEXT_LIBRARY
 
-// How a message store reaches its texts in a language library: whatever goes wrong is traced, and the default texts
-// stand in. The search, the library and its texts are the caller's, so that every failure can be had without a system
-// that fails.
+// How a message store reaches its texts in a language library. Whatever fails is traced, and the default texts are used
+// instead. The caller supplies the search, the library and its texts, so that a test can cause every failure.
 
 #include "platform/no_cancel.h"
 #include "tuzutil/EXCEPTN.h"
@@ -17,7 +16,8 @@ namespace text_library {
 
 inline TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/MSGSTRPM");
 
-// Runs `act`; false where it throws, and then `known` is told of an exception of the library's, `unknown` of any other.
+// Runs `act`. If it throws the result is false; `known` is called for an exception of the library, `unknown` for any
+// other.
 template <typename Act, typename Known, typename Unknown>
 bool Attempt(Act act, Known known, Unknown unknown) {
     TNoCancel const noCancel;
@@ -42,7 +42,7 @@ std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find
             act, [&](auto... problem) { fsReports.Warning(known, store, name, problem...); },
             [&] { fsReports.Warning(unknown, store, name); });
     };
-    // Each text takes the line on which it stands.
+    // Each text carries the line of its own definition.
     TReportText const notFound = "For message store %s, could not find DLL %s, %s(%s,%u,%u), Using C locale";
     TReportText const notFoundEither = "For message store %s, could not find DLL %s, unknown exception, Using C locale";
     TReportText const notLoaded = "For message store %s, could not load DLL %s, %s(%s,%u,%u), Using C locale";

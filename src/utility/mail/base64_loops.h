@@ -22,7 +22,7 @@ inline constexpr char fsAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnop
 inline constexpr Byte fsOutside = 255;       // the value of a character that is not in the alphabet
 inline constexpr std::size_t fsLine = 54;    // bytes that make a full line
 inline constexpr std::size_t fsColumns = 72; // characters of a full line, without its LF
-inline constexpr std::size_t fsSlack = 4;    // bytes behind its result that Decode may overwrite
+inline constexpr std::size_t fsSlack = 4;    // bytes after its result that Decode may overwrite
 
 // The values of the ASCII characters.
 inline constexpr auto fsValues = [] {
@@ -134,8 +134,8 @@ inline bool DecodeGroup(Position &at, char const *end) noexcept {
     return true;
 }
 
-// The value of a character at each place of a group, shifted to where its bits go; above 24 bits for one outside the
-// alphabet.
+// The value of a character at each place of a group, shifted to the position of its bits. A character outside the
+// alphabet gives more than 24 bits.
 inline constexpr auto fsShifted = [] {
     std::array<std::array<std::uint32_t, 256>, 4> shifted{};
     for (std::size_t place = 0; place < 4; ++place) {
@@ -207,7 +207,8 @@ TUZUTIL_SSSE3 inline void EncodeTwelve(Byte const *from, char *to) noexcept {
     _mm_storeu_si128(reinterpret_cast<__m128i *>(to), EncodeSpread(_mm_shuffle_epi8(LoadBytes(from), spread)));
 }
 
-// A line is four times twelve bytes and six: the six are loaded as the end of sixteen, so nothing behind is read.
+// A line is four times twelve bytes and six more. The six are loaded as the end of sixteen, so nothing after the line
+// is read.
 TUZUTIL_SSSE3 inline char *EncodeLinesShuffle(Byte const *from, std::size_t lines, char *to) noexcept {
     __m128i const spreadLast = _mm_setr_epi8(11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1);
     for (; lines; --lines, from += fsLine, to += fsColumns + 1) {
@@ -227,7 +228,7 @@ inline char *EncodeShuffle(Byte const *from, std::size_t count, char *to) noexce
     return EncodeTail(from + count / fsLine * fsLine, count % fsLine, to);
 }
 
-// What tells a character of the alphabet by its two half bytes: row says in which columns it may stand.
+// Recognises the characters of the alphabet by their two half bytes: each row tells in which columns it has characters.
 struct Classes {
     std::array<char, 16> rows{};    // by the high half: one bit for each set of columns
     std::array<char, 16> columns{}; // by the low half: the sets that it is not in
@@ -255,8 +256,8 @@ TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexce
     return _mm_loadu_si128(reinterpret_cast<__m128i const *>(table.data()));
 }
 
-// Decodes sixteen characters to twelve bytes (sixteen are written) and returns a bit for each that is not in the
-// alphabet: what stands before the first of them is right.
+// Decodes sixteen characters to twelve bytes (sixteen are written) and returns a bit for each character that is not in
+// the alphabet. The bytes before the first of those are right.
 TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noexcept {
     __m128i const text = _mm_loadu_si128(reinterpret_cast<__m128i const *>(from));
     __m128i const half = _mm_set1_epi8(15);
@@ -273,8 +274,8 @@ TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noex
     return static_cast<unsigned int>(_mm_movemask_epi8(right)) ^ 0xFFFFu;
 }
 
-// Decodes a full line if it has no other characters than those of the alphabet. The last load takes eight characters a
-// second time, so that none behind the line counts.
+// Decodes a full line if all its characters are in the alphabet. The last load takes eight characters a second time, so
+// that it reads none after the line.
 TUZUTIL_SSSE3 inline bool DecodeLine(char const *from, Byte *to) noexcept {
     return (DecodeSixteen(from, to) | DecodeSixteen(from + 16, to + 12) | DecodeSixteen(from + 32, to + 24) |
             DecodeSixteen(from + 48, to + 36) | DecodeSixteen(from + 56, to + 42)) == 0;
@@ -293,7 +294,7 @@ TUZUTIL_SSSE3 inline Byte *DecodeShuffle(char const *from, char const *end, Byte
             to += 12;
             continue;
         }
-        unsigned int const groups = static_cast<unsigned int>(__builtin_ctz(wrong)) / 4;
+        std::size_t const groups = static_cast<std::size_t>(__builtin_ctz(wrong)) / 4;
         from += groups * 4;
         to += groups * 3;
         if (!IsBlank(*from)) {

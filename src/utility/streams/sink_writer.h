@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_SINK_WRITER
 #define TUZUTIL_SINK_WRITER
 
-// Writes to a sink stream that may have std::unitbuf set. A standard stream then flushes in a destructor, where an
-// exception ends the process; here the flush is made after the write, as a call that may throw.
+// Writes to a sink stream that may have std::unitbuf set. A standard stream would flush in a destructor, and an
+// exception there ends the process. Here the flush follows the write as a call that may throw.
 
 #include "utility/kernel/stream_guard.h"
 

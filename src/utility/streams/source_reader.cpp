@@ -1,3 +1,6 @@
+// Reads a source up to a line feed inside its buffer's get area, and character by character if the buffer has none.
+// What the buffer throws follows the source's mask, see kernel/stream_guard.h.
+
 #include "utility/streams/source_reader.h"
 
 #include "utility/kernel/buffer_area.h"

@@ -2,8 +2,8 @@
 #define TUZUTIL_SOURCE_READER
 
 // Reads a source stream up to a line feed, as the classic `get` with a delimiter did: an empty line is no failure. The
-// source gets eofbit where its end is met and badbit where its buffer throws, never failbit. It is looked into in
-// place; bytes behind the line feed stay there.
+// source gets eofbit at its end and badbit if its buffer throws, never failbit. Its get area is searched in place, and
+// the bytes after the line feed stay there.
 
 #include <cstddef>
 #include <iosfwd>
@@ -16,8 +16,8 @@ enum class Stop {
     end // of the data, or a source that is not good
 };
 
-// Reads on until `count` is `limit`, the next byte is a line feed or the source ends. An exception of the source passes
-// if the source throws on badbit; `count` is right then too, and the same call goes on where it stopped.
+// Reads until `count` is `limit`, the next byte is a line feed or the source ends. An exception of the source passes if
+// the source throws on badbit; `count` is right even then, and the same call continues from there.
 Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count);
 
 // After that: takes the line feed if it is the next byte. After `limit` this looks at the next byte and may wait for

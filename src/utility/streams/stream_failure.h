@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_STREAM_FAILURE
 #define TUZUTIL_STREAM_FAILURE
 
-// How the library's stream buffers throw: the exception carries a token that keeps the streams it passes willing to
-// let it through, and puts them right when it is gone.
+// How the library's stream buffers throw. The exception carries a token. While the token exists, the streams that the
+// exception passes let it through; when it is destroyed, they get their former mask and state back.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -24,7 +24,7 @@ public:
 private:
     std::ios *fStream;
     unsigned int fHolds = 0;
-    // Of badbit and failbit, what stood there before the first hold.
+    // What mask and state had of badbit and failbit before the first hold.
     std::ios_base::iostate fMaskBefore = std::ios_base::goodbit;
     std::ios_base::iostate fStateBefore = std::ios_base::goodbit;
 };

@@ -1,3 +1,6 @@
+// TForks: takes the library's locks before a fork and releases them after it, in parent and child. The order is the one
+// in which all others take them, see forks.h.
+
 #include "utility/threads/forks.h"
 
 #include "platform/platform.h"

@@ -1,13 +1,13 @@
 #ifndef TUZUTIL_FORKS
 #define TUZUTIL_FORKS
 
-// What becomes of the library where the process forks. A forked child gets the chain of destinations, their tables, the
-// observers and the timers as they are between two changes, and no entry half written: the thread that forks holds
-// their locks meanwhile. It takes them in the order in which everybody else does: a destination may tell observers, and
-// both may set timers; under the timers' lock nothing else is locked but what is the platform's own.
+// TForks: what the library does when the process forks. The thread that forks holds the locks of the chain of
+// destinations, the observers, the timers and the registry, so the child finds each of them between two changes, and no
+// entry half written. The order is the one in which all others take them: a destination may call observers, and both
+// may set timers. Under the timers' lock only locks of the platform are taken.
 
 struct TForks {
-    static bool Follow() noexcept; // from now on; once, after the locks were made. False where that cannot be had
+    static bool Follow() noexcept; // call once, after the locks are made; false if the system refuses
 
 private:
     static void Before() noexcept;

@@ -8,17 +8,17 @@
 
 class TThreadLaunch {
 public:
-    // Whether the object has all that it needs, so that starting it traces nothing. Traces what is missing.
+    // Whether the object has everything that it needs, so that starting it traces nothing. Traces what is missing.
     static bool HasAll(TThread &thread);
 
-    // Starts the thread, which drops one reference to its object at the end: the caller's until then. From now on the
-    // thread counts as running. False: there is none, and the reference is still the caller's.
+    // Starts the thread, which takes over one reference of the caller's and drops it at its end. The thread counts as
+    // running from now on. If the result is false no thread was started, and the reference is still the caller's.
     static bool StartUnannounced(TThread &thread);
 
     // Traces that a thread could not be started.
     static void ReportNotStarted() noexcept;
 
-    // In a forked child: the thread of the object is not there any more.
+    // Called in a forked child, in which the thread of the object no longer exists.
     static void ForgetRun(TThread &thread) noexcept { thread.fRunning = 0; }
 
 private:

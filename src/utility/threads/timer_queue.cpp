@@ -1,3 +1,6 @@
+// TTimerQueue: the tree of seconds and the lists below it, see timer_queue.h. Called under TMasterTimer::fsLock; it
+// neither allocates nor throws.
+
 #include "utility/threads/timer_queue.h"
 
 namespace {
@@ -13,7 +16,8 @@ void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) no
 
 } // namespace
 
-// Where the head of a second stands, or is to be put. Ends after 32 steps: by then all bits are the same.
+// The link to the head of a second, or the link at which to put it. Ends after 32 steps at most, when all bits were
+// compared.
 TTimerLink **TTimerQueue::PlaceOf(std::uint32_t second) noexcept {
     TTimerLink **place = &fRoot;
     for (std::uint32_t bit = fsHighestBit; *place && (*place)->second != second; bit >>= 1)

@@ -12,7 +12,7 @@
 
 namespace {
 
-// While anything is armed the master looks at the calendar every second: a clock that is set is noticed.
+// While anything is armed the thread looks at the calendar every second, so that it notices when the clock is set.
 constexpr long fsLongestSleep = 1000;
 
 } // namespace
@@ -22,7 +22,8 @@ void TMasterTimer::Remove() noexcept {
         Stop();
 }
 
-// The master need not be woken for a time to come: it looks every second, but for when nothing was armed before.
+// The thread looks every second while anything is armed, so it is woken only if nothing was armed before, or if the
+// timer is due already.
 void TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
     bool const sleeps = fsArmed.IsEmpty();
     fsArmed.Add(link);
@@ -41,8 +42,8 @@ TReference<TMasterTimer> TMasterTimer::New() noexcept {
     return nullptr;
 }
 
-// Without waiting until it runs: a static timer of a library is made while the system loads that library, and no thread
-// can begin before that is done.
+// Does not wait until the thread runs: a static timer of a library is made while the system loads that library, and no
+// thread can begin before the load has ended.
 bool TMasterTimer::Start(TMasterTimer &master) noexcept {
     master.AddRef(); // the thread's
     if (!TThreadLaunch::StartUnannounced(master)) {
@@ -93,7 +94,8 @@ int TMasterTimer::Run() {
     return 0;
 }
 
-// Up to a timer whose event could not be made: that event, or null. Whether any timer is left that is armed.
+// Posts due timers until it meets one whose event could not be created, and returns that event; null if there is none.
+// Sets `isAnyLeft` to whether any timer is still armed.
 TReference<TSemaphore> TMasterTimer::PostUntilOneFails(bool &isAnyLeft) noexcept {
     TInsistentEntry const lock(fsLock);
     std::int64_t const now = platform::CurrentTime();
@@ -108,7 +110,7 @@ TReference<TSemaphore> TMasterTimer::PostUntilOneFails(bool &isAnyLeft) noexcept
     return nullptr;
 }
 
-// Whether any timer is left that is armed.
+// Posts all due timers. True if any timer is still armed.
 bool TMasterTimer::PostDue() {
     bool isAnyLeft = false;
     while (TReference<TSemaphore> const missing = PostUntilOneFails(isAnyLeft))

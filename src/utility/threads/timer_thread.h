@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TIMER_THREAD
 #define TUZUTIL_TIMER_THREAD
 
-// The thread that serves the timers, and the state that all timers share.
+// TMasterTimer: the thread that serves the timers, and the state that all timers share. The thread exists as long as
+// there are timers; a forked child starts its own when it is needed.
 
 #include "tuzutil/THREAD.h"
 #include "utility/threads/timer_queue.h"
@@ -12,23 +13,23 @@ public:
     // traced: a destination may set timers.
     static TMutexSemaphore &fsLock; // never destroyed
 
-    // A thread that can be started without a trace, whatever comes; null, with traces, where there is no memory for it.
-    // Not to be called under the lock.
+    // An object whose thread can be started without a trace entry. Null if there is no memory for it, which is traced.
+    // The caller must not hold the lock.
     static TReference<TMasterTimer> New() noexcept;
 
-    // What follows is called under the lock.
+    // REQUIRES, for all that follow: the caller holds the lock.
     static bool IsMissing() noexcept { return !fsOnly && !fsIsOver; } // there should be a thread
-    static bool Start(TMasterTimer &master) noexcept;                 // false if there is no thread to be had
+    static bool Start(TMasterTimer &master) noexcept;                 // false if no thread can be started
     static void Add() noexcept { ++fsCount; }                         // one more timer
     static void Remove() noexcept;                                    // one less; without timers, the thread ends
     static void Arm(TTimerLink &link, std::int64_t now) noexcept;
     static void Disarm(TTimerLink &link) noexcept { fsArmed.Remove(link); }
 
-    // At the end of the process: ends the thread; no other will be started.
+    // Ends the thread at the end of the process; no other is started. Takes the lock itself.
     static void Shutdown() noexcept;
     static bool fsIsOver;
 
-    // In a forked child, under the lock: it has the timers, but not the thread. The next use starts one.
+    // Called in a forked child, which has the timers but not the thread. The next use starts one.
     static void LoseThread() noexcept;
 
     int Run() override;
