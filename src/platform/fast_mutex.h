@@ -39,7 +39,7 @@ public:
     TFastMutex() noexcept = default;
     TFastMutex(TFastMutex const &) = delete;
     TFastMutex &operator=(TFastMutex const &) = delete;
-    ~TFastMutex(); // defined by the system. REQUIRES: no thread holds the lock or waits for it
+    ~TFastMutex() = default; // REQUIRES: no thread holds the lock or waits for it
 
     // REQUIRES: `thread` is the record of the calling thread.
     TWaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // blocks
@@ -49,6 +49,7 @@ public:
     }
 
     bool IsHeld() const noexcept { return fOwner != 0; }
+    TWaitPlace *Place() const noexcept { return fPlace; }        // null unless the system has set one
     void ForgetOtherThreads(TThreadRecord const &self) noexcept; // in a forked child, in which only `self` is left
 
 private:

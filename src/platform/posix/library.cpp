@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <link.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -129,7 +130,7 @@ platform::Library *platform::OpenLibrary(char const *name) noexcept {
         return nullptr;
     }
     bool const hasEnding = ::strchr(last, '.') != nullptr;
-    ::strcat(::strcpy(withEnding, given), ".dll");
+    ::snprintf(withEnding, sizeof withEnding, "%s.dll", static_cast<char const *>(given));
     char const *const names[] = {hasEnding ? static_cast<char const *>(given) : withEnding,
                                  given}; // programs have no ending on this system
 

@@ -321,8 +321,6 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 // How threads wait for a lock without a name: on the word of its state, which therefore is its place. The functions
 // stay out of line, so that the path without waiting is short.
 
-TFastMutex::~TFastMutex() = default;
-
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)
         return TWaitResult::timedOut;

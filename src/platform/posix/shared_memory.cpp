@@ -116,7 +116,7 @@ Block *NewBlock(TDescriptor &file, std::size_t size, char const *name, void *&vi
         errno = ENOMEM;
         return nullptr;
     }
-    ::strcpy(block->name, name);
+    ::memcpy(block->name, name, ::strlen(name) + 1); // a name from ObjectFileName(), which fits
     if (Lock(file.Get(), LOCK_SH | LOCK_NB) && Map(*block, view)) {
         file.Take();
         return block;

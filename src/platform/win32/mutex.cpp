@@ -135,8 +135,11 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         }
     }
     // If another thread holds the lock, it is in that thread's chain, and its memory must stay.
-    if (!mutex->fast.IsHeld())
-        delete mutex;
+    if (mutex->fast.IsHeld())
+        return true;
+    if (TWaitPlace *const place = mutex->fast.Place())
+        GiveBack(place);
+    delete mutex;
     return true;
 }
 
@@ -173,11 +176,6 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 
 // How threads wait for a lock without a name. The functions stay out of line, so that the path without waiting is
 // short.
-
-TFastMutex::~TFastMutex() {
-    if (TWaitPlace *const place = fPlace)
-        GiveBack(place);
-}
 
 // A thread that ends gives up its locks, but a thread that is killed does not: the waiters notice that here.
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
