@@ -64,7 +64,7 @@ struct State {
 template <typename Function, int turn1, int turn2, int turn3, int turn4>
 [[gnu::always_inline]] inline void FourSteps(State &s, char const *block, int first, int stride, std::uint32_t sine1,
                                              std::uint32_t sine2, std::uint32_t sine3, std::uint32_t sine4) noexcept {
-    auto const word = [=](int step) { return LoadWord(block + (first + step * stride) % 16 * 4); };
+    auto const word = [=](int step) { return LoadWord(block + std::ptrdiff_t{(first + step * stride) % 16} * 4); };
     Step<Function>(s.a, s.b, s.c, s.d, word(0), sine1, turn1);
     Step<Function>(s.d, s.a, s.b, s.c, word(1), sine2, turn2);
     Step<Function>(s.c, s.d, s.a, s.b, word(2), sine3, turn3);
@@ -159,7 +159,7 @@ void CalculateMD5::Done(char *const digest) noexcept {
         fFinished = 1;
     }
     for (int word = 0; word < 4; ++word)
-        StoreWord(digest + word * 4, fState[word]);
+        StoreWord(digest + std::ptrdiff_t{word} * 4, fState[word]);
 }
 
 void CalculateMD5::Calc(char const *text, char *const digest) noexcept {

@@ -211,7 +211,7 @@ TEST_F(LockFailure, ReportsHaveLinesOfTheirOwn) {
     TSemaphore event;
     event.Clear();
     event.Post();
-    for (WaitResult const result : {WaitResult::abandoned, WaitResult::failed}) {
+    for (TWaitResult const result : {TWaitResult::abandoned, TWaitResult::failed}) {
         fsSystem.wait = result;
         event.Wait(1);
     }

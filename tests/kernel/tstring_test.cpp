@@ -996,3 +996,18 @@ TEST(TStringAndWipe, TheFlagIsLostWhereTextIsBuiltAnew) {
     secret.change("s", "S");
     EXPECT_FALSE(secret.IsWipeOnDelete());
 }
+
+TEST(TString, ACopyHasABufferOfItsOwnWithTheFlags) {
+    TString text("a\0b", 3, ' ');
+    text.SetUnicode(1);
+    text.SetWipeOnDelete(1);
+    TString const copy = text.Copy();
+    EXPECT_NE(Data(copy), Data(text));
+    EXPECT_EQ(Bytes(copy), std::string("a\0b", 3));
+    EXPECT_TRUE(copy.IsUnicode());
+    EXPECT_TRUE(copy.IsWipeOnDelete());
+    text[1u] = 'c';
+    EXPECT_EQ(Bytes(copy), std::string("a\0b", 3));
+    EXPECT_TRUE(TString().Copy().IsNull());
+    EXPECT_TRUE(TString("").Copy().IsNilString());
+}
