@@ -452,7 +452,8 @@ TString &TString::remove(unsigned int start, unsigned int count) {
 }
 
 TString &TString::change(char const *pattern, TString const &replacement, unsigned int start, unsigned int count) {
-    TString const held(replacement); // the replacement may be this string itself
+    TString held;
+    held = replacement; // the replacement may be this string itself
     return Change(pattern, held, held.length(), start, count);
 }
 
