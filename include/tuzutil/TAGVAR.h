@@ -91,7 +91,7 @@ public:
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
-    TagVar &operator=(TagVar &&other);
+    TagVar &operator=(TagVar &&other); // throws as the copy does NOLINT(bugprone-exception-escape)
     ~TagVar() { CleanUp(); }
 
     int IsType(Type type) const noexcept { return fType == type; }

@@ -38,7 +38,7 @@ void KeyedDigest(TSecretBytes<fsKeySize> const &key, int pad, char const *messag
 
 TString Hexadecimal(char const *bytes, unsigned int count) {
     static constexpr char digits[] = "0123456789abcdef";
-    TString text = TStringAccess::Uninitialized(count * 2);
+    TString text = TStringAccess::Uninitialized(std::uint64_t{count} * 2);
     for (char *to = text; count; --count) {
         auto const byte = static_cast<unsigned char>(*bytes++);
         *to++ = digits[byte >> 4];

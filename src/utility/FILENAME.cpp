@@ -103,7 +103,7 @@ private:
         if (used > fLength - fPlace) // invalid or cut
             return fsUnreadable;
         fPlace += static_cast<unsigned int>(used);
-        auto const code = static_cast<std::uint32_t>(character);
+        auto const code = static_cast<std::uint32_t>(static_cast<std::wint_t>(character));
         if (!utf16::NeedsPair(code))
             return static_cast<std::int32_t>(code);
         fLowSurrogate = utf16::Low(code);

@@ -144,7 +144,7 @@ TagVar &TagVar::operator=(TagVar const &other) {
     return *this;
 }
 
-TagVar &TagVar::operator=(TagVar &&other) {
+TagVar &TagVar::operator=(TagVar &&other) { // a kind that does not exist throws NOLINT(bugprone-exception-escape)
     if (other.fType > voidPtr)
         return *this = std::as_const(other);
     if (this != &other) {
