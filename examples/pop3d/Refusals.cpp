@@ -10,9 +10,9 @@ Refusals::~Refusals() {
 }
 
 void Refusals::Add(net::Handle handle, std::string const &word) {
+    fEntries.push_back({handle, Clock::now()});  // first: if there is no memory for it, the caller still has the handle
     net::Send(handle, word.data(), word.size()); // of a new connection: there is room
     net::EndSending(handle);
-    fEntries.push_back({handle, Clock::now()});
     if (fEntries.size() <= fsMaximum)
         return;
     net::Close(fEntries.front().handle);

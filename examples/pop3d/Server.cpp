@@ -28,17 +28,20 @@ void Server::Run() {
     EndAll();
 }
 
+// Without memory for a session a client is refused, and without memory for that it is let go of: the server stays.
 void Server::Admit(net::Handle handle) {
-    std::unique_ptr<Visitor> visitor = fGate.Admit(net::QueryAddress(handle));
-    if (!visitor)
-        return Refuse(handle);
     TReference<Client> client;
     try {
+        std::unique_ptr<Visitor> visitor = fGate.Admit(net::QueryAddress(handle));
+        if (!visitor)
+            return Refuse(handle);
         client = TReference<Client>(new Client(handle, std::move(visitor), fUsers, fOptions, fCounters));
         fClients.push_back(client);
         if (client->Start() == 0)
             return;
         fClients.pop_back();
+    } catch (TResourceExhausted const &) {
+        TTracePoint::Write(TTrace::error, TraceCategory::server, "Server.cpp", "no memory for a client");
     } catch (std::bad_alloc const &) {
         TTracePoint::Write(TTrace::error, TraceCategory::server, "Server.cpp", "no memory for a client");
     }
@@ -50,7 +53,13 @@ void Server::Refuse(net::Handle handle) {
     TTracePoint::Write(TTrace::warning, TraceCategory::server, "Server.cpp", "client refused: %u sessions",
                        static_cast<unsigned int>(fClients.size()));
     Text const &refusal = text::tooManySessions;
-    fRefusals.Add(handle, std::string("-ERR ") + refusal.code + Utf8(MakeMessage(refusal)) + "\r\n");
+    try {
+        fRefusals.Add(handle, std::string("-ERR ") + refusal.code + Utf8(MakeMessage(refusal)) + "\r\n");
+    } catch (TResourceExhausted const &) {
+        net::Close(handle);
+    } catch (std::bad_alloc const &) {
+        net::Close(handle);
+    }
 }
 
 // Lets go of sessions that are over, and ends those whose clients keep silent.

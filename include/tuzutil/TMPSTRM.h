@@ -87,6 +87,7 @@ private:
 
     int MoveToFile();
     bool CopyTo(TFile const &file) const;
+    bool DropReadAhead() noexcept;
     bool FlushToFile() noexcept;
     void ResetAreas() noexcept;
     std::size_t FileBufferSize() const noexcept;

@@ -48,7 +48,8 @@ public:
         return fOwner.load(std::memory_order_relaxed) == thread.identity;
     }
 
-    bool IsHeld() const noexcept { return fOwner != 0; }
+    // By somebody, or just being released: the owner's last access is that to the state.
+    bool IsHeld() const noexcept { return fState.load(std::memory_order_acquire) != free; }
     TWaitPlace *Place() const noexcept { return fPlace; }        // null unless the system has set one
     void ForgetOtherThreads(TThreadRecord const &self) noexcept; // in a forked child, in which only `self` is left
 

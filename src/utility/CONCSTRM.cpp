@@ -63,12 +63,14 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
 
     source_reader::Stop stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     bool lineEnds = false;
+    bool isOverwritten = false; // the last piece, by a line that does not count
     while (fSources[fCurrent]->eof()) {
         bool const isUnfinished = fGathered != 0 || fLast != '\n';
         if (fWholeLines && isUnfinished) {
             lineEnds = true;
             break;
         }
+        isOverwritten = isOverwritten || fGathered != 0;
         fGathered = 0; // a line without its end does not count
         if (++fCurrent == fSources.size())
             return {nullptr, nullptr, nullptr}; // a line that does not count may lie where the last piece was
@@ -83,6 +85,8 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
             piece[count++] = '\r';
         piece[count++] = '\n';
     }
+    if (count == 0 && isOverwritten)
+        return {nullptr, nullptr, nullptr};
     if (count != 0)
         fLast = piece[count - 1];
     return {back, piece, piece + count};

@@ -152,14 +152,19 @@ std::streambuf::int_type TTempStreamBuf::underflow() {
     return traits_type::to_int_type(*gptr());
 }
 
+// What was read ahead is read again, and what waits to be written goes to where the reader is.
+bool TTempStreamBuf::DropReadAhead() noexcept {
+    std::ptrdiff_t const ahead = egptr() - gptr();
+    if (ahead != 0 && fFile->Seek(-ahead, platform::TFileOrigin::current) < 0)
+        return false;
+    setg(eback(), eback(), eback());
+    return true;
+}
+
 int TTempStreamBuf::sync() {
     if (!fFile)
         return TMemStreamBuf::sync();
-    if (overflow(traits_type::eof()) == traits_type::eof())
-        return traits_type::eof();
-    // What was read ahead is read again.
-    std::ptrdiff_t const ahead = egptr() - gptr();
-    if (ahead != 0 && fFile->Seek(-ahead, platform::TFileOrigin::current) < 0)
+    if (!DropReadAhead() || overflow(traits_type::eof()) == traits_type::eof())
         return traits_type::eof();
     ResetAreas();
     return 0;

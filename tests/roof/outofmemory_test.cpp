@@ -593,6 +593,24 @@ INSTANTIATE_TEST_SUITE_P(Each, OutOfMemory, testing::ValuesIn(fsOperations),
 
 } // namespace
 
+// A conversion that goes on character by character must not move the whole text for each that is dropped.
+TEST(OutOfMemorySeam, AFullTextTakesNoFurtherMemory) {
+    TString const narrow(nullptr, 1000000, 'x');
+    TString wide(nullptr, 1000000, 'y');
+    wide.SetUnicode(1);
+    TTextMessage const messages[] = {
+        TTextMessage(u"%1$.65536f%1$.65536f%1$.65536f%1$.65536f", 1.0),
+        TTextMessage(u"%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs%1$hs", narrow),
+        TTextMessage("%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s%1$s", wide)};
+    for (TTextMessage const &message : messages) {
+        memory::FailFrom(0); // none fails; they are counted
+        unsigned int const length = message.QueryMessage().length();
+        long const asked = memory::Stop();
+        EXPECT_GT(length, 0u);
+        EXPECT_LT(asked, 100);
+    }
+}
+
 TEST(OutOfMemorySeam, ReachesStringsAndNew) {
     memory::FailFrom(1);
     bool stringFails = false;

@@ -258,6 +258,25 @@ TEST(ConcatStream, TenCharactersCanBePutBackInFrontOfAPiece) {
     EXPECT_EQ(line, "9876543210one");
 }
 
+// The line without an end was read over the last piece.
+TEST(ConcatStream, SteppingBackNeverGivesALineThatWasDropped) {
+    std::istringstream first("abc\nxyz");
+    std::istringstream second("more\n");
+    second.setstate(std::ios_base::failbit);
+    TiConcatStream in(0, first, second);
+    std::string line;
+    EXPECT_TRUE(std::getline(in, line));
+    EXPECT_EQ(line, "abc");
+    EXPECT_EQ(in.peek(), fsEnd);
+    in.clear();
+    in.unget();
+    in.clear();
+    in.unget();
+    in.clear();
+    int const c = in.get();
+    EXPECT_TRUE(c == fsEnd || c == 'c' || c == '\n') << c;
+}
+
 TEST(ConcatStream, SteppingBackOverAPieceGivesWhatWasRead) {
     std::istringstream first("To: x\n"), second(" y\nabcdefgh\n");
     TiConcatStream in(1, first, second);

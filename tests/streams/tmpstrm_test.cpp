@@ -279,6 +279,17 @@ TEST(TempStream, PositionInTheFileIsTheReaders) {
     EXPECT_EQ(ReadAll(*stream.rdbuf()), "line 0\nline 1\nLINE 2\n");
 }
 
+TEST(TempStream, WhatIsFlushedAfterAReadGoesToWhereTheReaderIs) {
+    TTempStream stream(20, "x", Always());
+    stream << "0123456789abcdefghij";
+    stream.seekg(0);
+    EXPECT_EQ(stream.get(), '0');
+    stream << 'X' << std::flush;
+    EXPECT_EQ(stream.get(), '2');
+    stream.seekg(0);
+    EXPECT_EQ(ReadAll(*stream.rdbuf()), "0X23456789abcdefghij");
+}
+
 TEST(TempStream, IsNotWrittenToItself) {
     TTempStream stream("x", Always());
     stream << "abc";

@@ -106,7 +106,10 @@ private:
         return count;
     }
 
+    // A text that is full is not moved again, and takes nothing that would come after what it has dropped.
     std::size_t Grow(std::size_t count) {
+        if (fIsFull)
+            return 0;
         std::size_t const used = Used();
         fIsFull = fMost / sizeof(Char) - used < count;
         if (fIsFull)
@@ -392,7 +395,7 @@ private:
             fOut.Put(text, count);
         } else {
             Char units[MB_LEN_MAX];
-            for (char const *const end = text + count; text != end;) {
+            for (char const *const end = text + count; text != end && !fOut.IsFull();) {
                 std::size_t const more = Encode(text, end, units);
                 fOut.Put(units, more);
             }
@@ -451,7 +454,7 @@ private:
             end = next;
         }
         PadText(field, count, [&] {
-            for (From const *at = text; at != end;) {
+            for (From const *at = text; at != end && !fOut.IsFull();) {
                 std::size_t const more = Encode(at, end, units);
                 fOut.Put(units, more);
             }
