@@ -1,4 +1,5 @@
-// Names of files, directories and their entries. The library's form of a name is the system's own. Takes no locks.
+// Makes directories, tells files from them, and searches their entries. The library's form of a name is the system's
+// own, so the two conversions do nothing. Takes no locks.
 
 #include "platform/platform.h"
 
