@@ -14,7 +14,7 @@
 // Ownership:  The stream copies the list of sources. The sources are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
-//             writing meets the end of file. An exception that a source lets through passes on.
+//             writing fails. An exception of a source passes through the stream.
 // Surprises:
 // - If a source does not end its last line with LF, that line is lost, unless SetWholeLines() is on. If that line is
 //   longer than a piece, its whole pieces are delivered, and the next source follows them directly.

@@ -43,7 +43,7 @@ void TakeEntry(TFound const &found, platform::TDirectoryEntry &entry) noexcept {
     entry.isDirectory = (found.attrib & _A_SUBDIR) != 0;
 }
 
-// A search is a number of the runtime, which uses -1 for none.
+// The runtime identifies a search by a number, which is -1 if the search failed.
 platform::Search *SearchOf(intptr_t handle) noexcept {
     return reinterpret_cast<platform::Search *>(handle == -1 ? 0 : handle);
 }

@@ -13,7 +13,7 @@ namespace platform {
 TThreadRecord *ThisThread() noexcept;
 
 // Deletes the records of all threads, because the library is unloaded and must not be called when a thread ends. From
-// then on all callers count as one thread: only the one that unloads the library is left.
+// then on all callers count as one thread, because only the thread that unloads the library still calls it.
 void ForgetThreads() noexcept;
 
 } // namespace platform
