@@ -13,8 +13,8 @@
 //     if (!stream)
 //         std::cerr << "too short\n";
 //
-// Ownership:  The wrapped stream is borrowed and must live longer. These adaptors have no buffer: a copy is a second
-//             adaptor on the same stream, with the same order.
+// Ownership:  The wrapped stream is borrowed and must outlive the adaptor. These adaptors have no buffer: a copy is a
+//             second adaptor on the same stream, with the same order.
 // Threads:    One thread at a time may use a stream, as with the wrapped stream.
 // Failures:   They show in the state of the wrapped stream. Exceptions come only from that stream (see its
 //             exceptions()), and as TOutOfMemory if there is no memory for a TString whose bytes have arrived.
@@ -37,8 +37,8 @@
 #include <ostream>
 #include <type_traits>
 
-// A value kept in network byte order after `filler` zero bytes. The streams move it unchanged, whatever their order is.
-// A long that does not fit in 32 bits becomes the nearest value that does.
+// A value that is stored in network byte order, preceded by `filler` zero bytes. The streams move it unchanged,
+// whatever their order is. A long that does not fit in 32 bits becomes the nearest value that does.
 template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:
@@ -163,12 +163,12 @@ public:
         return *this;
     }
 
-    // These read formatted: they skip leading white space while skipws is set.
+    // These are formatted input: they skip leading white space while skipws is set.
     TiBinaryStream &operator>>(char &value);
     TiBinaryStream &operator>>(signed char &value);
     TiBinaryStream &operator>>(unsigned char &value);
     // Reads a word of at most width() - 1 characters if a width is set, and never more than the array holds. A bare
-    // pointer without a width has no bound at all: never use it for data from others.
+    // pointer without a width has no bound at all: never use it for data from strangers.
     template <typename Char, std::size_t size, typename = std::enable_if_t<sizeof(Char) == 1>>
     TiBinaryStream &operator>>(Char (&text)[size]) {
         return ReadWord(reinterpret_cast<char *>(text), size);
@@ -220,7 +220,7 @@ private:
     std::istream &Unformatted() noexcept;
 
     std::istream *fStream;
-    std::streamsize fCount = fsAskStream; // bytes of our own last read, not counted by the wrapped stream
+    std::streamsize fCount = fsAskStream; // bytes that our last read got without the wrapped stream's counting them
 };
 
 // ToBinaryStream: writes values to an ostream.
@@ -244,7 +244,7 @@ public:
         return *this;
     }
 
-    // These write formatted: width and fill apply. Text ends before its terminating zero; a null pointer writes
+    // These are formatted output: width and fill apply. Text ends before its terminating zero; a null pointer writes
     // nothing.
     ToBinaryStream &operator<<(char value);
     ToBinaryStream &operator<<(signed char value);
@@ -293,9 +293,9 @@ public:
 // Writes a TString as its length in bytes and a reserved 0, both as unsigned long, and then its bytes. Flags are not
 // written.
 TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
-// Reads a TString. Memory is allocated only as bytes arrive, whatever length is announced. After a short read the text
-// is what did arrive. The target gets a buffer of its own, without flags; it stays unchanged if the length is 0 or
-// cannot be read.
+// Reads a TString. Memory is allocated only as bytes arrive, whatever length is announced. If the data end early, the
+// text consists of the bytes that arrived. The target gets a buffer of its own, without flags; it stays unchanged if
+// the length is 0 or cannot be read.
 TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
 
 #endif

@@ -14,13 +14,13 @@
 // Ownership:  The stream copies the list of sources. The sources are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
-//             writing meets the end of file. An exception that a source lets through passes on.
+//             writing fails. An exception of a source passes through the stream.
 // Surprises:
 // - If a source does not end its last line with LF, that line is lost, unless SetWholeLines() is on. If that line is
 //   longer than a piece, its whole pieces are delivered, and the next source follows them directly.
 // - An empty line stays a bare LF unless SetWholeLines() is on. A line that ends in CR LF is not changed.
-// - A source that sets its bad bit ends the whole stream; what it gave of its last line is delivered.
-// - Up to ten characters of any value can be put back before a new piece, and unget() steps back over the last ten.
+// - If a source sets its bad bit, the whole stream ends. The part of its last line that was read is delivered.
+// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -30,8 +30,8 @@
 #include <memory>
 #include <vector>
 
-// The buffer of TiConcatStream. It delivers lines in pieces of at most the buffer size less 13 bytes, plus the line
-// end.
+// The buffer of TiConcatStream. It delivers lines in pieces. A piece has at most the buffer size minus 13 bytes, plus
+// the line end.
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
 public:
     // A `crLf` other than 0 turns LF line ends into CR LF. The buffer size is at least 14 bytes and at most 1 GiB.
@@ -43,7 +43,7 @@ public:
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TConcatStreamBuf() override;
 
-    // If not 0, every line is delivered whole: a last line that its source does not end gets a line end, and with CR LF
+    // If not 0, every line is delivered whole: a last line without a line end gets one, and with CR LF
     // an empty line becomes CR LF too.
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
@@ -66,7 +66,7 @@ private:
     bool fCrLf;
     bool fWholeLines = false;
     char fLast = '\n';         // the last byte delivered
-    std::size_t fGathered = 0; // bytes of a piece that an exception of a source interrupted
+    std::size_t fGathered = 0; // bytes read of a piece before a source threw
 };
 
 class TUZUTIL_API TiConcatStream : public std::istream {

@@ -13,13 +13,14 @@
 //
 // Ownership:  Copies share the enumeration; the first copy that is destroyed ends it for all.
 // Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
-// Failures:   A null string means that nothing was found, a result other than 0 that no directory was made. The reason
-//             is traced in the category Directory at level 4, or at level 8 if the system refuses to make a directory.
+// Failures:   A null string means that nothing was found; a result other than 0 means that no directory was made. The
+//             reason is traced in the category Directory at level 4, or at level 8 if the system refuses to make a
+//             directory.
 // Surprises:
 // - FindFirst() and FindNext() list only files unless the caller passes a place for isDirectory.
-// - The system decides in which order entries come.
-// - On Linux, an entry whose name holds a backslash is left out and traced at level 8, because its name would denote
-//   another file. The system's own functions reach it.
+// - The order of the entries is that of the system.
+// - On Linux, an entry whose name contains a backslash is omitted and traced at level 8, because its name would
+//   denote another file. Use the system's own functions for it.
 // - MakeDir() succeeds if a file of that name exists.
 
 #include "tuzutil/EXPORT.h"
@@ -36,9 +37,9 @@ public:
     TDirectory &operator=(TDirectory const &other);
     ~TDirectory();
 
-    // Return the full path of the first or next entry, null at the end; "." and ".." are left out. If the pointers are
-    // given, they store 1 for a directory or 0 for a file in `*isDirectory`, and the name without its path in `*name`,
-    // null at the end.
+    // Return the full path of the first or next entry, null at the end; "." and ".." are omitted. If the pointers are
+    // not null, the functions store 1 for a directory or 0 for a file in `*isDirectory`, and the name without its path
+    // in `*name`, null at the end.
     TString FindFirst(int *isDirectory = nullptr, TString *name = nullptr);
     TString FindNext(int *isDirectory = nullptr, TString *name = nullptr);
 

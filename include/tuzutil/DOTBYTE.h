@@ -40,23 +40,25 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // The buffer of the dot-byte streams.
 //
 // Line ends. Because reading takes only CR LF and writing takes any LF, no other end of the data is ever accepted or
-// produced by mistake. A bare CR passes unchanged in both directions. Others may take it for a line end, so a caller
-// that passes on bodies of others should turn it into a line end. std::getline() into a std::string takes a line of any
-// length: if others write the lines, read with a bound.
+// produced by mistake. A bare CR passes unchanged in both directions. Other programs may read it as a line end, so a
+// caller that forwards a body from a stranger should replace each bare CR by CR LF. std::getline() into a std::string
+// takes a line of any length: if strangers write the lines, read with a bound.
 //
 // End of the body. If source.good() is true at the end of the body, the body is complete; otherwise it was cut short.
-// If a source ends at the start of a line and goes on after a clear(), reading continues as if inside that line.
+// If a source ends at the start of a line and has more bytes after a clear(), they are read as if they were inside that
+// line.
 //
 // Failures. A read after Cancel() throws TDotByteError "Cancel". If a limit of lines is set, the write or flush that
 // passes on the last allowed line ends the body and then throws TDotByteLinesException "Lines"; if std::unitbuf is set
 // while bytes wait, the next write throws it. If another stream does the reading or writing (out << in.rdbuf(), or a
-// stream tied to this one), that stream goes bad instead. A sink that is no longer good gets the fail bit and no bytes.
+// stream tied to this one), that stream goes bad instead. If the sink is no longer good, its fail bit is set and it
+// gets no bytes.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
     explicit TDotByteStreamBuf(std::ostream &sink);
-    // Passes on the header, the first empty line and that many more lines, then ends the body and throws "Lines". A
-    // line of less than 3 bytes counts as empty, so "x\n" does too.
+    // Passes on the header, the first empty line and `lines` more lines, then ends the body and throws "Lines". A line
+    // of less than 3 bytes counts as empty, so "x\n" does too.
     TDotByteStreamBuf(std::ostream &sink, unsigned long lines);
     explicit TDotByteStreamBuf(std::iostream &stream);
     ~TDotByteStreamBuf() override;
@@ -71,8 +73,8 @@ public:
 
 protected:
     int doallocate() override;
-    pos_type seekoff(off_type, std::ios_base::seekdir, std::ios_base::openmode) override; // 0; nothing moves
-    pos_type seekpos(pos_type, std::ios_base::openmode) override;                         // 0; nothing moves
+    pos_type seekoff(off_type, std::ios_base::seekdir, std::ios_base::openmode) override; // returns 0, moves nothing
+    pos_type seekpos(pos_type, std::ios_base::openmode) override;                         // returns 0, moves nothing
 
 private:
     enum class State {
@@ -107,7 +109,7 @@ private:
     bool fInBody = false; // an empty line was written
     std::uint32_t fLinesLeft = 0;
     std::uint64_t fLineLength = 0; // bytes written of the current line
-    std::size_t fGathered = 0;     // bytes of a piece that an exception of the source interrupted
+    std::size_t fGathered = 0;     // bytes read of a piece before the source threw
 };
 
 class TUZUTIL_API TDotByteStream : public std::iostream {

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_EXCEPTN_H
 #define TUZUTIL_EXCEPTN_H
 
-// TException: the root of everything that the library throws, with texts, an ID, a severity, a group and locations.
+// TException: the base of all exceptions of the library, with texts, an ID, a severity, a group and locations.
 //
 // Example:
 //     try {
@@ -9,7 +9,7 @@
 //     } catch (TException &problem) {
 //         std::cerr << problem.name() << ": " << problem.text(0) << '\n';
 //         problem.addLocation(TExceptionLocation(__FILE__, __func__, __LINE__));
-//         problem.Throw(); // as the class that it is
+//         problem.Throw(); // with its own class
 //     }
 //
 // Ownership:  Exceptions are thrown by value. Texts are TStrings. The group and the texts of locations are borrowed and

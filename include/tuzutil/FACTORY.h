@@ -9,7 +9,7 @@
 //         TFilter(TFactoryType const &type) : TFactory(type) {}
 //         virtual int Accepts(char const *) { return TPureCall::Trap(); }
 //         static TFactoryLoader<TFilter> *GetLoader() {
-//             static auto *const loader = new TFactoryLoader<TFilter>; // the factories of libraries need it to the end
+//             static auto *const loader = new TFactoryLoader<TFilter>; // never deleted: factories use it to the end
 //             return loader;
 //         }
 //     };
@@ -21,7 +21,7 @@
 // Failures:   TInvalidRequest: "Already defined", "No dll name found", "Singleton Object". If a library cannot be
 //             loaded, a trace entry at level 8 says so, and Find() returns null.
 // Surprises:
-// - Types are compared by name, ignoring letter case; the name of the library does not count.
+// - Types are compared by name, ignoring letter case; the name of the library is not compared.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -56,12 +56,12 @@ private:
 
 class TFactoryLoaderSet;
 
-// The loader without the type of its factories. A lookup takes the registry's lock for a moment; a lookup that has to
-// load also holds the loading lock.
+// The part of the loader that does not depend on the class of the factories. A lookup takes the registry's lock for a
+// moment; a lookup that has to load also holds the loading lock.
 //
 // REQUIRES: if a library is loaded by other means than a loader, its static objects do not look for a type that is not
 // registered. The constructor of a static object in a library throws nothing, because no exception can cross the
-// system's loader; a factory's own exception is kept, see Register().
+// system's loader; an exception from the registration of a factory is kept, see Register().
 class TUZUTIL_API TFactoryLoaderBase {
 public:
     TFactoryLoaderBase(TFactoryLoaderBase const &) = delete;
@@ -121,7 +121,7 @@ public:
     T *Find(unsigned long index) { return Whole(TFactoryLoaderBase::Find(index)); }
 
 private:
-    // A factory registers the address of its base, because it is not a T yet.
+    // A factory registers the address of its base TFactory<T>, because the T is not constructed yet.
     static T *Whole(void *factory) { return static_cast<T *>(static_cast<TFactory<T> *>(factory)); }
 };
 

@@ -16,10 +16,10 @@
 // Failures:   TOutOfMemory; TInvalidParameter "Backslash in a native name" from FromNative() on Linux. A character that
 //             the other encoding does not have becomes "?".
 // Surprises:
-// - An empty folder does not count as "here": joined with "inbox" it gives "\inbox", in the root. QueryPath() of a name
-//   without a delimiter is such a folder.
+// - An empty folder is not the current one: joined with "inbox" it gives "\inbox", which is in the root. QueryPath() of
+//   a name without a delimiter returns such an empty folder.
 // - Parts are split at backslashes only; FixDelim() turns slashes into them. A byte 0x5C is a delimiter even inside a
-//   double-byte character, and a colon anywhere makes a drive.
+//   double-byte character, and a name with a colon anywhere has a drive.
 // - Converting a nil name gives one zero character. A null name converted to 16-bit text gives "(", the first character
 //   of "(null)".
 // - Pass QueryNameLocal() as a value or as an argument of a message: the class and its base both offer a conversion,
@@ -48,7 +48,7 @@ public:
     ~TFileName() = default;
 
     // Convert from and to the system's form of a name, which is the narrow name if the system has no other form. On
-    // Linux, FromNative() refuses a name that holds a backslash, because it would become that of another file: pass
+    // Linux, FromNative() refuses a name that contains a backslash, because the result would name another file: pass
     // such a name to the system's own functions.
     static TFileName FromNative(char const *name);
     TString QueryNative() const;
@@ -58,7 +58,7 @@ public:
     static TString const &QueryDelimUnicode() noexcept { return fsDelimUnicode; }
     static int SupportsDrive() noexcept { return 1; }
 
-    // Return the name in that encoding, converted by the current locale.
+    // Return the name as narrow or as 16-bit text, converted by the current locale if need be.
     TString QueryNameLocal() const;
     TString QueryNameUnicode() const;
     operator TagVar() const { return TagVar(QueryNameLocal()); }

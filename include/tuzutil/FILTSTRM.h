@@ -35,7 +35,7 @@
 
 // This class manages the put area, passes its bytes on, and brings exceptions to the caller of the stream (STRMCTL.h).
 //
-// Writing a run of bytes leaves exactly those bytes waiting that writing them one by one leaves. A standard stream may
+// After a run of bytes is written, the same bytes wait as if they had been written one by one. A standard stream may
 // flush by itself after a write; an exception out of that flush would end the process, so the buffer keeps it, and the
 // next write throws it. Reading throws TOutOfMemory if doallocate() fails.
 class TUZUTIL_API TFilterStreamBuf : public std::streambuf {

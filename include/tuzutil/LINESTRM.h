@@ -14,14 +14,14 @@
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit.
-//             Without a source or sink, reading or writing meets the end of file. An exception of the source or sink
-//             passes on, and no bytes that were read are lost by it.
+//             Reading without a source, and writing without a sink, fail as at the end of file. An exception of the
+//             source or sink passes through the stream; the bytes read before it are kept.
 // Surprises:
 // - CR is data.
 // - Pieces are bounded, lines are not: std::getline() into a std::string takes as many bytes as the other side sends
 //   before its LF. Read from strangers with istream::getline(array, size), which fails on a longer line.
 // - Reaching the end of file right after a complete line counts one more line.
-// - Up to ten characters of any value can be put back before a new piece, and unget() steps back over the last ten.
+// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
 // - The destructor does not flush.
 
 #include "tuzutil/FILTSTRM.h"
@@ -32,8 +32,8 @@
 #include <memory>
 #include <ostream>
 
-// The buffer of the line streams. A piece is at most the reading area less 12 bytes, plus its LF: 10,229 bytes by
-// default, or 5,109 if the stream also writes. The buffer size is at least 500 bytes and at most 1 GiB.
+// The buffer of the line streams. A piece has at most the size of the reading area minus 12 bytes, plus its LF: 10,229
+// bytes by default, or 5,109 if the stream also writes. The buffer size is at least 500 bytes and at most 1 GiB.
 class TUZUTIL_API TLineStreamBuf : public TFilterStreamBuf {
 public:
     explicit TLineStreamBuf(std::iostream *stream);
@@ -73,7 +73,7 @@ private:
     std::unique_ptr<char[]> fStorage;
     std::uint32_t fLinesRead = 0;
     bool fAtLineStart = true;
-    std::size_t fGathered = 0; // bytes of a piece that an exception of the source interrupted
+    std::size_t fGathered = 0; // bytes read of a piece before the source threw
 };
 
 class TUZUTIL_API TLineStream : public std::iostream {

@@ -2,7 +2,7 @@
 #define TUZUTIL_MEMSTRM_H
 
 // TMemStream: keeps what is written to it in a chain of memory blocks, which grows without copying. The content can be
-// read back, sought in, and written to another stream in one call.
+// read back from any position, and written to another stream in one call.
 //
 // Example:
 //     TMemStream message;
@@ -14,11 +14,11 @@
 //
 // Ownership:  The stream owns its buffer, the buffer owns its blocks, and a block owns those after it.
 // Threads:    One thread at a time may use a stream.
-// Failures:   Nothing is thrown. If there is no memory, writing meets the end of file; what was written before remains.
+// Failures:   Nothing is thrown. If there is no memory, writing fails; what was written before remains.
 // Surprises:
 // - Reading and writing have separate positions. Writing in the middle replaces bytes and does not truncate.
 // - QueryUsed() of the last block is not up to date until the next flush.
-// - A successful write of a single byte returns 0.
+// - overflow() returns 0 on success, and so does sputc() if it has to call overflow().
 // - Seeking has its own rules, among them for negative offsets: see seekoff().
 
 #include "tuzutil/EXPORT.h"
@@ -82,7 +82,7 @@ protected:
     unsigned long QueryAllocSize() const noexcept { return fBlockSize; }
     void DeleteBuffer() noexcept;
 
-    // Whether extend() would add a block instead of continuing in the next one.
+    // Returns whether extend() would add a block; otherwise it continues in the next one.
     bool NeedsBlock() const noexcept { return !fFirst || !fWrite->fNext; }
     static unsigned long Told(std::uint64_t count) noexcept; // cut to 32 bits
 

@@ -20,8 +20,8 @@
 // Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" if the name is already taken, "Solitary
 //             Object" from a second archive.
 // Surprises:
-// - A store registers itself before the subclass is constructed. A message that asks so early gets its default text,
-//   and TPureCall a trap.
+// - A store registers itself before the subclass is constructed. A message that asks for a text before that gets
+//   its default text, and TPureCall::Trap() is called.
 // - If GetMsg() of a store throws, the message behaves as if the store did not have the text.
 
 #include "tuzutil/COLLECT.h"
@@ -58,7 +58,7 @@ private:
 };
 
 // TTextMessageArchive: the stores of the process, by name. The library has one. It is destroyed when the library is
-// unloaded; stores that are destroyed later then have nothing to leave.
+// unloaded; stores that are destroyed after that need not leave it.
 class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessageStore>, TTextMessage::StoreID> {
 public:
     TTextMessageArchive();
@@ -74,7 +74,7 @@ private:
     bool Register(TTextMessageStore *store); // false if its name is taken
     void Deregister(TTextMessageStore const *store);
 
-    static TMutexSemaphore &fsMutex; // nobody who holds it takes another lock
+    static TMutexSemaphore &fsMutex; // a thread that holds it takes no other lock
 };
 
 #endif

@@ -19,8 +19,8 @@
 // Surprises:
 // - Time limits are in milliseconds; -1 (fsInfinite) waits for ever, 0 only polls. Other negative values are taken as
 //   unsigned, which is some 49 days.
-// - If the owner of a lock dies, the next caller acquires the lock as if it had been free, so the data may be half
-//   changed.
+// - If the owner of a lock dies, the next caller acquires the lock as if it had been free, so a change of the data
+//   may be incomplete.
 // - An event stays posted until it is cleared: it does not count, and it wakes everybody.
 
 #include "tuzutil/EXPORT.h"
@@ -46,8 +46,8 @@ private:
 };
 
 // A recursive lock. If the system has fibers, each counts as a thread here: a lock without a name belongs to the fiber
-// that took it. In a forked child, the locks of other threads are free, those of the forking thread stay its own, and
-// named ones stay the parent's.
+// that took it. In a forked child, the locks of other threads are free, the forking thread still holds its own locks,
+// and named locks remain the parent's.
 class TUZUTIL_API TMutexSemaphore {
 public:
     enum EState {
@@ -61,7 +61,7 @@ public:
 
     // Opens the lock of that name, or creates it. Without a name (null or ""), creates a lock for this process alone.
     // Names belong to the user's session, so "Local\x" is the same as "x". Creation fails if the name has more than 260
-    // characters, or if it holds a "\" except that of "Local\" or "Global\".
+    // characters, or if it contains a "\" other than that of "Local\" or "Global\".
     TMutexSemaphore(char const *name = nullptr);
     TMutexSemaphore(TMutexSemaphore const &) = delete;
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;

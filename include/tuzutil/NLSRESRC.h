@@ -16,9 +16,9 @@
 // Failures:   TAccessError, recoverable, ID 1, see the functions. The results of searches are traced in the category
 //             NLSResource at level 16.
 // Surprises:
-// - An object that has found a path keeps it, whatever is asked afterwards.
+// - Once an object has found a path, every later search returns that path.
 // - If nothing is found, FindInPath() and FindFile() return the program itself, which opens as a library. So give the
-//   texts of a program and of its libraries different numbers.
+//   texts of a program other numbers than those of its libraries.
 // - Check a language that comes from a stranger before you set it: it becomes part of a path.
 // - When it is loaded, the library sets the locale of the process from the environment, which affects decimal points,
 //   letter case and the system's texts. The language of messages is independent of it.
@@ -39,7 +39,7 @@ public:
 
     static void SetLang(char const *lang); // null means "C", the built-in texts
     static TString QueryLang();
-    // Puts entries, separated by ";", before those of the template. Does nothing for null.
+    // Puts entries, separated by ";", before the present entries of the template. Does nothing for null.
     static void AddNLSpath(char const *entries);
 
     // Searches in the current language (in English if that is "C"), and then as FindInPath() does. Throws "Unable to

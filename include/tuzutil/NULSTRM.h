@@ -13,7 +13,7 @@
 // Threads:    One thread at a time may use a stream.
 // Failures:   None.
 // Surprises:
-// - The buffer has no storage: every byte goes to overflow(), which returns 0 for success.
+// - The buffer has no storage: every byte is passed to overflow(), which returns 0 for success.
 
 #include "tuzutil/EXPORT.h"
 

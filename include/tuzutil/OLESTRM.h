@@ -16,8 +16,8 @@
 //             file; so is a short write. Bytes that were not written keep waiting, and the next flush tries again. If
 //             the object throws (which none should), the exception passes on.
 // Surprises:
-// - Results that the platform counts as success with information are failures here too. If the last, short read returns
-//   one, its bytes are lost.
+// - A positive result, by which the platform means a success of a special kind, counts as a failure here. If the last
+//   read, which is short, returns one, its bytes are lost.
 // - There is no seeking. The position is that of the object, and moves with each read and write.
 
 #include "tuzutil/EXPORT.h"
@@ -57,7 +57,7 @@ public:
     unsigned long QueryBytesWritten() const noexcept; // includes the bytes that wait
 
 protected:
-    explicit TOleStreamBuf(Type type); // without a stream, so at the end of file
+    explicit TOleStreamBuf(Type type); // without a stream: reading and writing fail
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
     // Attaches another stream and restarts the count of bytes at 0; does nothing if it is the present one. Bytes that

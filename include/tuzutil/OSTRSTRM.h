@@ -38,7 +38,7 @@ protected:
 
 private:
     int fStep;
-    int fSize = 0; // of the block
+    int fSize = 0; // size of the block
     bool fFrozen = false;
 };
 

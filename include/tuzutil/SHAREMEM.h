@@ -30,7 +30,7 @@ public:
     // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails
     // - if the size is below 1 or beyond 32 bits (Size() is then 0),
     // - if the name has more than 259 characters with its prefix (260 on some systems),
-    // - if the name holds a "\", except that of "Local\" or "Global\",
+    // - if the name contains a "\" other than that of "Local\" or "Global\",
     // - on Windows, if a lock has that name.
     // REQUIRES: the process does not fork while one of its threads creates, opens or destroys an object.
     ipcSharedMemory(char const *name, long size);

@@ -20,8 +20,8 @@
 // Failures:   None of its own.
 // Surprises:
 // - Inside the handler the stream is still bad: its mask holds badbit and failbit until the last copy of the exception
-//   is destroyed. Then mask and state have both bits as before.
-// - If a buffer is not attached, the stream needs exceptions(std::ios::badbit) before, and clear() afterwards.
+//   is destroyed. Then both bits are again as they were before, in mask and state.
+// - If a buffer is not attached, call exceptions(std::ios::badbit) of the stream before, and clear() afterwards.
 
 #include "tuzutil/EXPORT.h"
 
@@ -30,9 +30,9 @@
 
 class TStreamLink;
 
-// A standard stream drops what its buffer throws, unless its exception mask holds the bit that it then sets. This class
-// therefore sets badbit and failbit in the mask when the buffer throws, and restores them with the last copy of the
-// exception.
+// When its buffer throws, a standard stream sets badbit or failbit, and drops the exception unless its exception mask
+// has that bit. This class therefore sets both bits in the mask when the buffer throws, and restores the mask when the
+// last copy of the exception is destroyed.
 class TUZUTIL_API TStreamControl {
 public:
     TStreamControl() noexcept = default;
@@ -49,7 +49,7 @@ private:
     std::shared_ptr<TStreamLink> const &Link(); // allocates; null without a stream
 
     std::ios *fStream = nullptr;
-    std::shared_ptr<TStreamLink> fLink; // the first failure makes it
+    std::shared_ptr<TStreamLink> fLink; // made at the first failure
 };
 
 #endif

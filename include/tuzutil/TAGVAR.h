@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TAGVAR_H
 #define TUZUTIL_TAGVAR_H
 
-// TagVar: a value together with its kind: a number, a text, a point in time or a pointer. Messages take such arguments.
+// TagVar: a value and its kind: a number, a text, a point in time or a pointer. Arguments of messages are such values.
 //
 // Example:
 //     TagVar total(5);
@@ -12,8 +12,8 @@
 //     for (TagVar const *const *argument = arguments; !(*argument)->IsEndOfArgs(); ++argument)
 //         (*argument)->StreamOut(std::cout) << '\n';
 //
-// Ownership:  A value owns its text, date, time or date-time and copies it with itself. It shares the characters of a
-//             text with the TString from which it was made. A void pointer is borrowed.
+// Ownership:  A value owns its text, date, time or date-time; a copy of the value has its own. The characters of a text
+//             are shared with the TString from which it was made. A void pointer is borrowed.
 // Threads:    One thread at a time may use a value and the strings with which it shares characters.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
 //             type" (ID 3, unrecoverable). They leave the left operand of a compound operator unchanged. Integer
@@ -21,7 +21,7 @@
 // Surprises:
 // - Which kinds can be combined depends on the operator and on the side.
 // - Call IsString() or IsWideString() before QueryString(); otherwise a number can become a pointer.
-// - A void pointer reaches a stream as an address: never accept one in data from others.
+// - A void pointer reaches a stream as an address: never accept one in data from strangers.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDATETIM.h"
@@ -64,7 +64,7 @@ public:
     };
 
     TagVar() noexcept : TagVar(nil) {}
-    TagVar(Type type) noexcept : fType(type), fCell(0) {} // a kind that can own something owns nothing yet
+    TagVar(Type type) noexcept : fType(type), fCell(0) {} // of a kind that can own something, owns nothing
 
     TagVar(short value) noexcept : TagVar(static_cast<int>(value)) {}
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}
@@ -87,7 +87,8 @@ public:
     TagVar(TDateTime const &value);
     TagVar(TagVarVoidPtr const &value) noexcept;
 
-    // Copies what the other owns. If the kind does not exist, throws "unknown type"; the left side then already has it.
+    // Copies what the other owns. If the kind does not exist, throws "unknown type" after the left side has taken over
+    // that kind.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);

@@ -15,7 +15,7 @@
 // Failures:   None. A time that does not fit in 32 bits becomes the nearest one that does.
 // Surprises:
 // - The zone is in seconds *west* of UTC. It is never applied: neither by QueryString() nor by comparisons.
-// - QueryTM() does not return what the C library would. Use QueryString() for dates that people or programs read.
+// - QueryTM() numbers days unlike the C library, see there. Use QueryString() for dates that people or programs read.
 // - QueryString() takes the names of days and months from the current locale, so mail headers need a table of their
 //   own.
 
@@ -25,7 +25,7 @@
 #include <cstdint>
 #include <ctime>
 
-// Placeholders without content, so that a tagged value can be a date or a time.
+// Empty classes, so that a tagged value can have the type date or time.
 class TUZUTIL_API TDate {};
 class TUZUTIL_API TTime {};
 
@@ -33,7 +33,8 @@ class TUZUTIL_API TDateTime {
 public:
     TDateTime(); // now, and the zone of the process
     TDateTime(long time, long timeZone) noexcept;
-    // Reads the fields of the record as UTC. Normalises fields out of range and ignores the daylight-saving field.
+    // Reads the fields of the record as UTC. Normalises fields that are out of range and ignores the daylight-saving
+    // field.
     TDateTime(std::tm const &record, long timeZone) noexcept;
     TDateTime(TDateTime const &) = default;
     TDateTime &operator=(TDateTime const &) = default;
@@ -51,7 +52,7 @@ public:
     int IsLessThan(TDateTime const &other) const noexcept { return fTime < other.fTime; }
 
     // Numbers the days of January from 0 and those of all other months from 1. Returns all zeros for a time of 0 or
-    // less. It stays this way for the sake of its callers.
+    // less. It stays this way because callers rely on it.
     std::tm QueryTM() const noexcept;
     // Returns the time in UTC by a format of strftime; null means "%c". The result is a null string for a time before
     // 1970, and a nil string if the format expands to nothing or to more than 64 KiB.

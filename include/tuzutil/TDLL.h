@@ -29,7 +29,7 @@ public:
     // Loads the library. Throws "Unable to find or open NAME, GetLastError=N(xHHHHHHHH)" (ID 1). If a static object of
     // the library could not register itself, throws the exception of that object.
     explicit TDll(char const *name);
-    explicit TDll(void *handle) : fOpen(1), fHandle(handle), fName("") {} // of a loaded library; nothing is checked
+    explicit TDll(void *handle) : fOpen(1), fHandle(handle), fName("") {} // a loaded library's handle, not checked
 
     int isOpen() const noexcept { return fOpen != 0; }
     void open() noexcept {} // for a class that can try again

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_THREAD_H
 #define TUZUTIL_THREAD_H
 
-// TThread: work with a thread of its own. The object lives as long as somebody refers to it or its thread runs.
+// TThread: an object whose Run() is called on a thread of its own. It lives as long as somebody refers to it or the
+// thread runs.
 //
 // Example:
 //     class TFetch : public TThread { // supplies the body
@@ -10,15 +11,16 @@
 //     };
 //     TReference<TFetch> const fetch(new TFetch);
 //     if (fetch->Start() != 0)
-//         return;                    // the system has no thread
+//         return;                    // the system cannot make a thread
 //     fetch->WaitForTermination(-1);
 //     int result = fetch->QueryResult(); // 17; -1 if the body threw
 //
 // Ownership:  Objects are counted: hold one in a TReference before Start(). The thread holds a reference until the body
 //             has ended; an object to which nobody else refers is then deleted.
 // Threads:    Any thread may wait for the end and query the state. One thread at a time may start the object. The body
-//             sees what the starter did before Start(); a thread that learned of the end sees what the body did.
-// Failures:   Start() returns 1, after a trace entry, if the system has no thread. If an exception leaves the body, a
+//             sees what the starter wrote before Start(); a thread that has waited for the end, or seen it in the
+//             state, sees what the body wrote.
+// Failures:   Start() traces and returns 1 if the system cannot make a thread. If an exception leaves the body, a
 //             trace entry at level "sv" says so, and the result is -1.
 // Surprises:
 // - SetStackSize() has no effect: every thread has the default size.
@@ -46,7 +48,7 @@ public:
 
     virtual int Run(); // the body; subclasses must override it
 
-    int Start();      // returns 0 when the thread runs, or 1 if the system has none
+    int Start();      // returns 0 when the thread runs, or 1 if the system cannot make it
     int MainThread(); // runs the body on the calling thread, and returns its result
 
     void WaitForTermination(long timeout); // in milliseconds; -1 waits for ever
@@ -63,7 +65,7 @@ private:
     void ForgetEnd();
     bool Begin(void (*entry)(void *), void *argument, bool takesSignals);
 
-    std::uintptr_t fHandle; // the system's handle, all ones for none; it may be closed, because nobody waits for it
+    std::uintptr_t fHandle; // the system's handle, or all ones; it may be closed already, as nobody waits on it
     std::uint32_t fId = 0;  // the handle's low half, of the last start that succeeded
     TReference<TSemaphore> fSignal;
     std::atomic<std::int32_t> fFinished{0};

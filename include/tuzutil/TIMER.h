@@ -13,11 +13,11 @@
 // Threads:    Different threads may use different timers, but one thread at a time uses one timer. The library's thread
 //             may post its event at any time. A timer posts nothing after its destructor has returned.
 // Failures:   The only report is a trace entry, "Unable to start thread". Armed timers then wait until another timer is
-//             made or set and the system has a thread. If that thread has no memory for its first lock, it waits
+//             made or set and a thread can be started. If that thread has no memory for its first lock, it waits
 //             until there is some.
 // Surprises:
-// - Times are whole seconds of the calendar: a timer may be late by a second, or early by less than one, and changes
-//   with the clock. A time that has passed, or is negative, posts at once.
+// - Times are whole seconds of the calendar: a timer may be late by a second, or early by less than one, and it
+//   follows changes of the clock. A time that has passed, or is negative, posts at once.
 // - Of the timers due in the same second, the one set last is posted first.
 // - Set() clears the event, Cancel() does not change it.
 // - A copy is not armed, but reports the time for which the original is set.
@@ -33,7 +33,7 @@
 
 class TTimer;
 
-// The place of a timer among the armed ones.
+// The links of a timer to other armed timers.
 struct TTimerLink {
     TTimer *timer;
     std::uint32_t second = 0; // when it is due

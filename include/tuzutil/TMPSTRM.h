@@ -20,7 +20,7 @@
 //
 // Ownership:  The stream owns its buffer and the file, which is removed with the stream or the process.
 // Threads:    One thread at a time may use a stream.
-// Failures:   Nothing is thrown. If there is no file, or it takes no more, writing meets the end of file; see
+// Failures:   Nothing is thrown. If the file cannot be made, or takes no more bytes, writing fails; see
 //             TTempStreamBuf.
 // Surprises:
 // - The name is only kept: it does not name the file.
@@ -64,7 +64,7 @@ public:
 // a seek, a write continues after the bytes that were read ahead. From the move on, negative offsets move backwards.
 //
 // Failures. If the file cannot be made or takes no more, the bytes written before remain readable, and the next write
-// tries again. If reading from the file fails, the reader meets the end of file.
+// tries again. If reading from the file fails, that looks like the end of the file.
 class TUZUTIL_API TTempStreamBuf : public TMemStreamBuf {
 public:
     TTempStreamBuf(char const *name, TReference<TTempStreamTest> test);

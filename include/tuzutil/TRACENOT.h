@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACENOT_H
 #define TUZUTIL_TRACENOT_H
 
-// TTraceNotify: an observer that is told when what is traced has changed.
+// TTraceNotify: an observer, which is notified after each change of the levels or components that are traced.
 //
 // Example:
 //     class TCache final : public TTraceNotify {
@@ -23,7 +23,7 @@
 // Notify() may be called from the base's constructor on, and until the observer has left. REQUIRES: if other threads
 // can make changes, an observer gives its base `joinsLater`, calls Join() at the end of its constructor, and calls
 // Leave() at the beginning of its destructor. If other classes derive from the observer, each of them calls Leave(),
-// and whoever makes the whole object calls Join().
+// and the code that constructs the complete object calls Join().
 class TUZUTIL_API TTraceNotify {
 public:
     TTraceNotify(TTraceNotify const &) = delete;

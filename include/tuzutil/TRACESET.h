@@ -39,8 +39,8 @@ public:
 private:
     friend class TTraceSetKnownCursor;
 
-    // Readers follow `next`. An entry is complete before it is linked, and is never removed. After its category has
-    // left, it has none until another takes the entry over.
+    // Readers follow `next`. An entry is complete before it is linked, and is never removed. When its category has
+    // left, the entry is empty until another category takes it over.
     struct TEntry {
         std::atomic<TTrace::Category const *> category{nullptr};
         std::atomic<TEntry *> next{nullptr};

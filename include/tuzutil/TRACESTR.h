@@ -35,9 +35,9 @@
 
 class TMutexSemaphore;
 
-// The destination of a stream or file. If the file or its directory cannot be made, nothing is written. After a record
-// that the stream refused, the state bits of the stream are cleared and the next record is tried; in a file, it starts
-// on a new line.
+// The destination of a stream or file. If the file or its directory cannot be made, nothing is written. If the
+// stream refuses a record, its state bits are cleared and the next record is tried; in a file, that record starts on a
+// new line.
 class TUZUTIL_API TTraceStreamBase : public TTrace::Base {
 public:
     ~TTraceStreamBase() override;
@@ -47,8 +47,8 @@ public:
     static TMutexSemaphore &fsFileMutex;      // lives as long as the process
     static void InitializeMutex() noexcept {} // does nothing; it exists for programs that call it
 
-    // Sets who may read and write the files that destinations make from now on, shared files too. The mode is nine bits
-    // of the system's permissions, from which the process's own mask takes away; bits beyond 0666 are ignored. The
+    // Sets who may read and write the files that destinations make from now on, including shared files. The mode
+    // consists of the system's nine permission bits; bits beyond 0666, and those in the umask, are ignored. The
     // default is 0600, for the owner only. Existing files keep their mode. Returns the former mode. On Windows the
     // permissions of the folder apply instead.
     static unsigned int SetFileMode(unsigned int mode) noexcept;

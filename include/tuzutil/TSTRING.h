@@ -16,7 +16,7 @@
 // Threads:    The count is a plain integer: one thread at a time may use a string and all that share its buffer. To
 //             hand text to another thread, copy it: TString(s, s.length(), ' ').
 // Failures:   TInvalidRequest (ID 1, recoverable) if a position or count is a programming error; TOutOfMemory if there
-//             is no memory or a text would reach 0xFFFFFFF0 bytes. Anything else yields 0, a null string, or no change.
+//             is no memory or a text would reach 0xFFFFFFF0 bytes. Other misuse yields 0, a null string, or no change.
 // Surprises:
 // - A null string has no buffer, a nil string an empty one: nil.isEqual(null) is true, but null.isEqual(nil) is false.
 // - Writing through operator[] within bounds, a pointer or Wipe() changes every string that shares the buffer: call
@@ -113,10 +113,10 @@ public:
 
     // Returns the byte at a position from 1 to length(). Throws "Bad index value for this String" for any other.
     char operator[](unsigned int position) const;
-    // Returns that byte for writing, without copying a shared buffer. If the position is beyond the end, the string
-    // grows to exactly that many bytes with zeros. Position 0, or one more than 1 GiB beyond the end, throws as above.
+    // Returns that byte for writing, without copying a shared buffer. If the position is beyond the end, zeros are
+    // appended until it is the last one. Position 0, and a position over 1 GiB beyond the end, throw as above.
     char &operator[](unsigned int position);
-    // These take any other integer or enumeration; a negative position throws.
+    // These overloads take all other integer and enumeration types. A negative position throws.
     template <typename I, typename = IfPosition<I>>
     char operator[](I position) const {
         return (*this)[CheckedPosition(position)];
@@ -127,14 +127,14 @@ public:
     }
 
     // These concatenate. A null char const * counts as empty text. The result of `+ char const *` has no flags. The
-    // result of `+ TString` has the flags of this string, or of the other if this one is null; so has `+= TString` on a
-    // null string.
+    // result of `+ TString` has the flags of this string, or of the other if this one is null. A null string gets the
+    // flags of the other by `+= TString`.
     TString operator+(TString const &other) const;
     TString operator+(char const *text) const;
     TString &operator+=(char const *text);
     TString &operator+=(TString const &other);
 
-    // These combine the bytes that both strings have. If either is null, nothing changes.
+    // These combine bytes at equal positions, up to the end of the shorter string. If either is null, nothing changes.
     TString &operator^=(TString const &other);
     TString &operator|=(TString const &other);
     TString &operator&=(TString const &other);

@@ -25,7 +25,7 @@ public:
     static TString Encode(TString name);
 
     // Returns the 16-bit text that a modified UTF-7 text encodes. A run of encoded characters without a closing "-"
-    // ends with the text. Of a character outside the alphabet, the low six bits count.
+    // ends with the text. A character outside the alphabet counts as its low six bits.
     static TString Decode(TString text);
 };
 

@@ -1,5 +1,5 @@
-// What the locks within one process need seldom: the end of a thread that holds some, and a fork. It takes no lock; the
-// caller makes sure that the record is its own thread's.
+// The rare operations of locks within one process: they release the locks of a thread that ends, and reset locks after
+// a fork. They take no lock. REQUIRES: a record that is passed belongs to the calling thread.
 
 #include "platform/fast_mutex.h"
 

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_PLATFORM_NO_CANCEL
 #define TUZUTIL_PLATFORM_NO_CANCEL
 
-// TNoCancel: keeps this thread from being cancelled for a scope. Code that drops every exception of a caller's needs
-// it: some systems unwind a cancelled thread as an exception does, and this one must not be dropped. Takes no locks.
+// TNoCancel: keeps this thread from being cancelled while the object exists. Code that catches and drops all exceptions
+// needs it: on some systems a cancellation unwinds the thread like an exception, and catch (...) must not drop it.
+// Takes no locks.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
-// TBase64: strings to and from Base64. The loops stand in mail/base64_loops.h; this source chooses the form that the
-// processor can run. It takes no lock and keeps nothing.
+// TBase64: converts strings to and from Base64. The loops are in mail/base64_loops.h; this source chooses the variant
+// that suits the processor. It takes no lock and keeps no state.
 
 #include "tuzutil/BASE64.h"
 

@@ -1,5 +1,5 @@
 // TBaseSetOf and TBaseSparseArrayOf: the untyped lists and arrays below the templates of COLLECT.h. They own their
-// links and entries; the templates own the elements. No lock is taken, and nothing is traced but a lack of memory.
+// links and entries; the templates own the elements. No lock is taken, and only a lack of memory is traced.
 
 #include "tuzutil/COLLECT.h"
 
@@ -109,7 +109,7 @@ TBaseSetOf::TElement *TBaseSetOf::Following(TElement const *link) const noexcept
     return link->next == fFirst ? nullptr : link->next;
 }
 
-// The link before one of the chain: null before the first, unless the chain is circular.
+// Returns the link before `link`. That is null for the first link, unless the chain is circular.
 TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept {
     for (TElement *candidate = fFirst; candidate; candidate = Following(candidate)) {
         if (candidate->next == link)
@@ -118,8 +118,8 @@ TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept
     return nullptr;
 }
 
-// Before the last link gets a new successor: in a circular chain the links that it leads to now become unreachable.
-// They are kept, to be deleted with the set.
+// The caller is about to give the last link a new successor. In a circular chain, the links to which it leads now
+// become unreachable by that. They are kept aside and deleted with the set.
 void TBaseSetOf::Detach() noexcept {
     TElement *const cut = fLast->next;
     if (!cut || cut == fFirst)
@@ -202,7 +202,7 @@ TBaseSparseArrayOf::TSparseArrayElement *TBaseSparseArrayOf::FindEntry(unsigned 
     position = 0;
     if (fCount == 0 || index < fEntries[0]->index)
         return nullptr;
-    unsigned long low = 0; // its index is at or before the one sought, that of `high` after it
+    unsigned long low = 0; // the index at `low` is not above the one sought, that at `high` is
     unsigned long high = fCount;
     while (high - low > 1) {
         unsigned long const middle = low + (high - low) / 2;

@@ -1,5 +1,5 @@
 // The answer of CRAM-MD5 to a challenge: a keyed MD5 digest in hexadecimal digits. Every byte that was computed from
-// the secret is zeroed before its memory is given up.
+// the secret is zeroed before its memory is released.
 
 #include "tuzutil/CRAMMD5.h"
 
@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned int fsKeySize = 64;
 constexpr unsigned int fsDigestSize = 16;
 
-// Bytes of the stack that hold a secret: zero at first, zeroed at the end.
+// Bytes on the stack that hold a secret. They are 0 at first, and the destructor zeroes them.
 template <unsigned int size>
 struct TSecretBytes {
     TSecretBytes() = default;
@@ -25,7 +25,7 @@ struct TSecretBytes {
     char bytes[size] = {};
 };
 
-// The digest of the key, each byte changed by `pad`, followed by a message.
+// Computes the digest of the key followed by a message. Each byte of the key is first combined with `pad`.
 void KeyedDigest(TSecretBytes<fsKeySize> const &key, int pad, char const *message, unsigned int count, char *digest) {
     TSecretBytes<fsKeySize> padded;
     for (unsigned int at = 0; at < fsKeySize; ++at)

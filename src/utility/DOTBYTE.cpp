@@ -1,6 +1,6 @@
 // TDotByteStreamBuf and its streams: bodies of mail protocols, with doubled dots and a closing line of one dot. It
-// reads and writes by way of TFilterStreamBuf. Cancel() may be called by any thread; all else belongs to one. No lock
-// is taken.
+// reads and writes through TFilterStreamBuf. Any thread may call Cancel(); all other functions belong to one thread at
+// a time. No lock is taken.
 
 #include "tuzutil/DOTBYTE.h"
 
@@ -17,13 +17,13 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/DOTBYTE");
 
-// The lines that the source locations of the failures carry.
+// The line numbers that the source locations of the failures contain.
 constexpr std::uint32_t fsLimitInBody = 271;
 constexpr std::uint32_t fsLimitAtEmptyLine = 279;
 constexpr std::uint32_t fsCancelling = 297;
 constexpr std::uint32_t fsCancelled = 298;
 
-constexpr std::uint32_t fsAreaSize = 1024; // of one direction
+constexpr std::uint32_t fsAreaSize = 1024; // bytes in each direction
 
 [[noreturn]] void RaiseCancelled() {
     fsReports.Warning({"Cancelling download", fsCancelling});
@@ -80,7 +80,7 @@ bool TDotByteStreamBuf::IsWritable() const noexcept {
     return fSink && fWriteState != State::terminated;
 }
 
-// From one place where something must be done to the next.
+// Writes runs of bytes. Between two runs, a dot is inserted or a line is counted.
 void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
     char const *const end = bytes + count;
     while (bytes != end) {
@@ -97,7 +97,7 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
     }
 }
 
-// The place after the next line end that matters: every one if lines are counted, otherwise only one before a dot.
+// Returns the end of a run: the place after the next LF if lines are counted, otherwise after the next LF before a dot.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end) const noexcept {
     char const *const lineFeed =
         fLinesLimited ? byte_search::FindByte(from, end, '\n') : byte_search::FindPair(from, end, '\n', '.');
@@ -145,14 +145,14 @@ bool TDotByteStreamBuf::IsReadable() const noexcept {
 }
 
 void TDotByteStreamBuf::BeforeRead() {
-    // The exchange locks the memory bus, so it is made only when there is something to take.
+    // The exchange locks the memory bus, so it is made only after a call of Cancel().
     if (fCancel.load(std::memory_order_relaxed) && fCancel.exchange(0))
         RaiseCancelled();
 }
 
 TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     char *begin = fBuffer.get();
-    // A byte of the area stays free, so a full piece is delivered without a look at what follows.
+    // One byte of the area stays free, so that a full piece is delivered before the next byte is inspected.
     source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered);
     bool const lineFeed = stop == source_reader::Stop::lineFeed && source_reader::TakeLineFeed(*fSource, stop);
     std::size_t const count = std::exchange(fGathered, 0);
@@ -161,11 +161,11 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {
         if (count == 2 && begin[1] == '\r' && lineFeed) {
             fReadState = State::terminated;
-            return {nullptr, nullptr, nullptr}; // the end line lies where the last piece was
+            return {nullptr, nullptr, nullptr}; // the end line has overwritten the last piece
         }
         ++begin;
     }
-    // A CR that ended the piece before counts only if the line feed follows at once.
+    // A CR at the end of the last piece counts only if the line feed follows at once.
     if (count > 0 && end[-1] == '\r')
         fReadState = State::afterCr;
     else if (count > 0 || fReadState != State::afterCr)

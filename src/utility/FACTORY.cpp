@@ -1,6 +1,6 @@
 // TFactoryType and TFactoryLoaderBase: the registry of factories by type, and the loading of libraries that register
-// them. Two locks, in this order: fMutex for whoever loads, fRegistryMutex for the set. Under fRegistryMutex nothing of
-// somebody else is called; a factory that is there is found without fMutex.
+// them. Two locks are taken in this order: fMutex during loading, fRegistryMutex to use the set. Under fRegistryMutex,
+// no code outside this library is called. A factory that is registered is found without fMutex.
 
 #include "tuzutil/FACTORY.h"
 
@@ -32,7 +32,7 @@ std::string_view LastPart(std::string_view name) noexcept {
     return name.substr(name.rfind('\\') + 1);
 }
 
-// Whether what follows the last dot is that ending, with the dot.
+// Returns whether the name, from its last dot on, is `ending`. An ending includes its dot.
 bool HasEnding(TString const &name, char const *ending) {
     std::string_view const whole = View(name);
     std::size_t const dot = whole.rfind('.');
@@ -40,7 +40,8 @@ bool HasEnding(TString const &name, char const *ending) {
            ascii_names::IsEqual(TStringAccess::From(whole.substr(dot)), TString(ending));
 }
 
-// What a library may be called: its name, with ".dll" if it needs an ending, and then as the system names its own.
+// The file names that a library may have: its name, with ".dll" if `needsEnding`. Otherwise also the name with the
+// ending of native libraries, and that name after "lib".
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;
@@ -55,8 +56,8 @@ struct TNames {
     std::array<TString, 3> all; // null: none
 };
 
-// The full name of the library in the first of the directories that has it. Null if none has it, or if its name gets
-// too long.
+// Returns the full name of the library in the first directory that contains it. Returns null if none does, or if the
+// full name is too long.
 TString Search(TString const &directories, TString const &name) {
     TNames const files(name, LastPart(View(name)).find('.') == std::string_view::npos);
     std::string_view rest = View(directories);
@@ -83,7 +84,7 @@ platform::Library *Open(TString const &name) {
     return library;
 }
 
-// Under the first of its names that there is a library of. What is reported is the failure of the first.
+// Opens the library under the first of its names for which there is one. If all fail, reports the failure of the first.
 platform::Library *OpenUnderAnyName(TString const &name) {
     TNames const names(name, !HasEnding(name, fsEnding));
     platform::Library *const library = Open(names.all[0]);
@@ -140,7 +141,7 @@ public:
     TFactoryType const &Key() const noexcept { return fType; }
     void *Factory() const noexcept { return fFactory; }
 
-    // While its library is being loaded a factory may be half built.
+    // While its library is being loaded, a factory may be incomplete.
     bool IsLoading() const noexcept { return fIsLoading; }
     void Settle() noexcept { fIsLoading = false; }
 
@@ -190,8 +191,8 @@ void TFactoryLoaderBase::Settle() {
         entry->Settle();
 }
 
-// A factory that is there is found without waiting for those who load: they may wait for the system's loader, in which
-// another thread's static object may be looking for a factory.
+// A registered factory is found without waiting for a thread that loads a library. That thread may itself wait for the
+// system's loader, which may be running a static object of another thread that looks for a factory.
 void *TFactoryLoaderBase::Find(TFactoryType const &type) {
     if (void *const factory = Lookup(type, false))
         return factory;

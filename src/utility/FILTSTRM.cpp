@@ -1,6 +1,6 @@
-// TFilterStreamBuf: what buffers that stand before another stream have in common. It runs the virtual operations so
-// that exceptions get through the stream (see streams/stream_failure.h), divides the storage and keeps bytes for
-// putting back. No lock is taken.
+// TFilterStreamBuf: the common part of buffers that pass bytes on to another stream. It runs the virtual operations so
+// that exceptions pass through the stream (see streams/stream_failure.h), divides the storage, and keeps the last bytes
+// so that they can be put back. No lock is taken.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -22,10 +22,10 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
             return traits_type::to_int_type(*gptr());
         if (!IsReadable())
             return traits_type::eof();
-        // An end of file would pass for the end of the data.
+        // If this returned end of file, callers would take it for the end of the data.
         if (doallocate() != 0)
             TReporter(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM").RaiseOutOfMemory();
-        // Nothing can be put back into a piece that an exception leaves half read.
+        // If ReadPiece() throws, nothing can be put back, because the piece is incomplete.
         char *const back = eback();
         char *const end = egptr();
         setg(nullptr, nullptr, nullptr);
@@ -87,12 +87,13 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
         auto const waiting = static_cast<std::size_t>(pptr() - pbase());
         if (!FlushPutArea())
             return 0;
-        // As many stay as byte-wise writing leaves: there a full area is passed on by the byte that follows it.
+        // As many bytes keep waiting as if they were written one by one: then a full area waits until one more byte
+        // comes.
         auto const size = static_cast<std::size_t>(fPutEnd - fPutBegin);
         std::size_t const stay = unbuffered || size == 0 ? 0 : (waiting + given - 1) % size + 1;
         if (stay < given)
             WriteThrough(bytes, given - stay);
-        if (stay != 0) // else there may be no area at all
+        if (stay != 0) // if it is 0, there may be no area at all
             Append(bytes + (given - stay), stay);
         return count;
     });
@@ -114,7 +115,7 @@ int TFilterStreamBuf::sync() {
     return 0;
 }
 
-// False if this buffer cannot be written to (any more).
+// Returns false if this buffer cannot be written to, or no longer.
 bool TFilterStreamBuf::FlushPutArea() {
     if (!IsWritable())
         return false;
@@ -126,7 +127,7 @@ bool TFilterStreamBuf::FlushPutArea() {
     }
     char const *const waiting = pbase();
     auto const count = static_cast<std::size_t>(pptr() - pbase());
-    EmptyPutArea(); // first: what fails on its way is not sent twice
+    EmptyPutArea(); // comes first, so that bytes whose writing fails are not sent twice
     if (count != 0)
         WriteThrough(waiting, count);
     return true;
@@ -142,7 +143,7 @@ void TFilterStreamBuf::SetPutArea(char *begin, char *end) noexcept {
     setp(begin, end);
 }
 
-// Without room while nothing may wait, so that each single byte comes by overflow().
+// While no bytes may wait, the area has no room, so that overflow() is called for each single byte.
 void TFilterStreamBuf::EmptyPutArea() noexcept {
     setp(fPutBegin, fControl.IsUnitBuffered() ? fPutBegin : fPutEnd);
 }

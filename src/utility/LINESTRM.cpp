@@ -1,5 +1,5 @@
-// TLineStreamBuf and its streams: line ends of a source become LF, and LF becomes the line end of a sink. No lock is
-// taken: a stream belongs to one thread.
+// TLineStreamBuf and its streams: reads a source up to each LF in pieces of bounded size, and passes writes through to
+// the sink unchanged. No lock is taken: a stream belongs to one thread.
 
 #include "tuzutil/LINESTRM.h"
 
@@ -54,7 +54,7 @@ void TLineStreamBuf::Init(std::ostream *sink) {
     SetStreams(nullptr, sink);
 }
 
-// The directions decide how the storage is divided, so it is taken anew.
+// The division of the storage depends on the directions, so it is allocated again.
 void TLineStreamBuf::SetStreams(std::istream *source, std::ostream *sink) {
     Close();
     fSource = source;
@@ -98,15 +98,15 @@ bool TLineStreamBuf::IsReadable() const noexcept {
 }
 
 TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
-    // Behind the room for putting back; the last two bytes stay free for the line feed and, in memory of the classic
-    // reader, a terminator.
+    // The piece follows the room for putting back. The last two bytes stay free: one for the line feed, and one for the
+    // terminating zero of the classic reader, whose pieces had this size.
     char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;
 
     source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, piece, limit, fGathered);
     bool const lineEnds = source_reader::TakeLineFeed(*fSource, stop);
-    // Counted before looking at what was read: callers rely on the one line more that the end of the data counts.
+    // The line is counted even if nothing was read: callers rely on it that the end of the data counts one line more.
     if (fAtLineStart)
         ++fLinesRead;
     fAtLineStart = lineEnds;

@@ -1,5 +1,5 @@
-// CalculateMD5: the digest over bytes that arrive in pieces. The state may be a key's, so it is zeroed at the end, and
-// blocks are read where they stand instead of being copied.
+// CalculateMD5: the digest of bytes that arrive in pieces. The bytes may be a secret key, so the state is zeroed at the
+// end, and blocks are read from the caller's memory instead of being copied. Takes no locks and allocates nothing.
 
 #include "tuzutil/MD5.h"
 
@@ -60,7 +60,8 @@ struct State {
     std::uint32_t a, b, c, d;
 };
 
-// Four steps: the words rotate through the roles. `first` is the word of the first step, `stride` leads to the next.
+// Four steps, after which each word of the state has had each role once. `first` is the word of the first step,
+// `stride` leads to the next.
 template <typename Function, int turn1, int turn2, int turn3, int turn4>
 [[gnu::always_inline]] inline void FourSteps(State &s, char const *block, int first, int stride, std::uint32_t sine1,
                                              std::uint32_t sine2, std::uint32_t sine3, std::uint32_t sine4) noexcept {
@@ -77,7 +78,7 @@ CalculateMD5::CalculateMD5() noexcept : fState{0x67452301, 0xEFCDAB89, 0x98BADCF
 
 CalculateMD5::~CalculateMD5() {
     platform::SecureZero(fBlock, sizeof fBlock);
-    // Between blocks the state is as good as the key of a keyed digest.
+    // Whoever knows the state after the key of a keyed digest needs no key to compute the digest.
     platform::SecureZero(fState, sizeof fState);
 }
 
@@ -129,7 +130,7 @@ void CalculateMD5::Write(char const *bytes, unsigned long count) noexcept {
             return;
         Compress(fBlock, 1);
     }
-    // In runs whose number of blocks fits a word.
+    // Compress() takes the number of blocks as 32 bits, so long data are passed in several calls.
     while (count >= fsBlock) {
         auto const blocks = static_cast<std::uint32_t>(std::min<unsigned long>(count / fsBlock, 0xFFFFFFu));
         Compress(bytes, blocks);

@@ -1,6 +1,6 @@
-// TTextMessageStore and TTextMessageArchive: where messages find their texts by the name of a store, and the archive
-// that knows all stores. TTextMessageArchive::fsMutex guards the archive's set, and nothing is called under it: a store
-// is asked without the lock, since it may trace, and the messages of its entries ask the archive in turn.
+// TTextMessageStore, which supplies messages with texts, and TTextMessageArchive, which finds a store by its name.
+// TTextMessageArchive::fsMutex guards the archive's set, and nothing else is called under it: a store is asked without
+// the lock, because it may write trace entries, whose messages ask the archive in turn.
 
 #include "tuzutil/MSGSTORE.h"
 
@@ -88,7 +88,7 @@ bool TTextMessageArchive::Register(TTextMessageStore *store) {
     return true;
 }
 
-// Not by its name, which another store may have if this one was not registered.
+// Finds the store by its address. If it was not registered, another store may have its name.
 void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
     TLock const lock(fsMutex);
     auto *const element = FindKey(store->Key());

@@ -1,6 +1,6 @@
 // Locks, events and their guards: TSemaphore, TMutexSemaphore, TMutexSemaphoreWithEvent. Each wraps one object of the
-// platform; this source maps results and traces failures. Lock() and Unlock() themselves must not trace: the trace
-// takes locks. Entries of events name THREAD as their source.
+// platform; this source maps results and traces failures. Lock() and Unlock() themselves must not trace, because
+// tracing takes locks. Entries of events name THREAD as their source.
 
 #include "tuzutil/MUTEXSEM.h"
 
@@ -15,7 +15,8 @@ namespace {
 
 using platform::TWaitResult;
 
-// Milliseconds as the system takes them: 32 bits, all set for ever. What does not fit is the longest time that ends.
+// Converts milliseconds to the 32 bits that the platform takes. All bits set mean for ever. A time that does not fit
+// becomes the longest one that ends.
 std::uint32_t Milliseconds(long timeout) noexcept {
     if constexpr (sizeof(long) > sizeof(std::int32_t)) {
         if (timeout > 0xFFFFFFFE || timeout < INT32_MIN)
@@ -34,11 +35,11 @@ char *CopyOf(char const *name) noexcept {
 
 TReporter const fsEventReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTEXSEM");
-// The lines that the entries of failed creations carry. Errors of the system are read before anything else is called.
+// The line numbers that the entries of failed creations contain. The system's error is read before any other call.
 constexpr std::uint32_t fsEventCreated = 89;
 constexpr std::uint32_t fsMutexCreated = 100;
 
-// The public header declares the handles as `void *`. They become typed here and nowhere else.
+// The public header declares the handles as `void *`. They are cast here and nowhere else.
 platform::Event *EventOf(void *handle) noexcept {
     return static_cast<platform::Event *>(handle);
 }

@@ -1,5 +1,5 @@
-// Streams that take everything that is written and hold nothing to read: TNulStreamBuf and the three streams over it.
-// Nothing is allocated, nothing is locked, and nothing can fail.
+// Streams that discard everything that is written and have nothing to read: TNulStreamBuf and the three streams over
+// it. They allocate nothing, take no locks and cannot fail.
 
 #include "tuzutil/NULSTRM.h"
 

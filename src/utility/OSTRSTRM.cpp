@@ -24,7 +24,7 @@ char *oStringStreamBuf::str() {
     return pbase();
 }
 
-// A frozen block has no room: every write comes to overflow(), which refuses it.
+// While the block is frozen, the put area is empty: every write calls overflow(), which refuses it.
 void oStringStreamBuf::freeze(int frozen) {
     fFrozen = frozen != 0;
     int const used = pcount();

@@ -15,7 +15,7 @@ enum State : std::int32_t { good, notCreated, noName, notOpened };
 
 } // namespace
 
-// The system's side of a block.
+// The part of an object that holds the block of the platform.
 class osSharedMemory {
 public:
     osSharedMemory(ipcSharedMemory &owner, char const *name, bool creates) noexcept;
@@ -61,7 +61,7 @@ osSharedMemory::~osSharedMemory() {
 }
 
 ipcSharedMemory::ipcSharedMemory(char const *name, long size) : fImpl(nullptr) {
-    // What 32 bits do not hold is no size.
+    // A size that does not fit in 32 bits becomes 0.
     fSize = size >= INT32_MIN && size <= INT32_MAX ? static_cast<std::int32_t>(size) : 0;
     fImpl = new (std::nothrow) osSharedMemory(*this, name, true);
     if (!fImpl)

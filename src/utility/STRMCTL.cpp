@@ -1,6 +1,6 @@
-// TStreamControl, TStreamLink and TStreamFailure: how an exception of a buffer gets through the stream that it belongs
-// to, which otherwise turns exceptions into state bits. See streams/stream_failure.h. A stream and its exceptions
-// belong to one thread; no lock is taken.
+// TStreamControl, TStreamLink and TStreamFailure: they let an exception of a buffer pass through the stream of that
+// buffer, which would otherwise turn the exception into state bits. See streams/stream_failure.h. A stream and its
+// exceptions belong to one thread; no lock is taken.
 
 #include "utility/streams/stream_failure.h"
 
@@ -9,7 +9,7 @@ namespace {
 // What a stream sets when its buffer throws: badbit, and failbit if it copies to or from another buffer.
 constexpr std::ios_base::iostate fsBits = std::ios_base::badbit | std::ios_base::failbit;
 
-// Changing the mask or the state throws if the two have other bits in common. The change has been made by then.
+// Changing the mask or the state throws if the two have other bits in common. The change is made before that.
 template <typename F>
 void Quietly(F change) noexcept {
     try {

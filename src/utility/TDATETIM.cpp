@@ -1,5 +1,5 @@
 // TDateTime and its parts: times in UTC seconds of 32 bits, by a calendar of our own. The runtime's mktime() is not
-// used: it knows the zone's history, and refuses times before 1970 on one system. No lock is taken.
+// used, because it applies former offsets of the zone, and on one system refuses times before 1970. No lock is taken.
 
 #include "tuzutil/TDATETIM.h"
 
@@ -13,14 +13,15 @@
 namespace {
 
 constexpr int fsSecondsPerDay = 86400;
-// The search for a large enough buffer ends here: no conversion gives so many bytes for one byte of the format.
+// The search for a large enough buffer ends at this limit: no conversion makes so many bytes of one byte of the format.
 constexpr std::uint64_t fsMostGrowth = 64;
 constexpr std::uint64_t fsLeastEnd = 0x10000; // bytes
 constexpr std::uint64_t fsLastEnd = 0x10000000;
 
 char const *const fsMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-// The last day of the year that belongs to each month. The first entries make January count from 0; callers know it so.
+// The last day of the year that belongs to each month. The first entries number the days of January from 0, on which
+// callers rely.
 constexpr int fsLastDay[2][13] = {{0, 30, 58, 89, 119, 150, 180, 211, 242, 272, 303, 333, 364},
                                   {0, 30, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365}};
 
@@ -38,7 +39,7 @@ std::int64_t DaysToMonth(std::int64_t year, int month) noexcept {
     return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
 }
 
-// The runtime's mktime would use the zone's history, and on one target refuses times before 1970; this does neither.
+// Replaces the runtime's mktime(): uses no zone, and accepts times before 1970 on every system.
 std::int32_t TimeFromRecord(std::tm const &record) noexcept {
     int const month = record.tm_mon % 12 + (record.tm_mon % 12 < 0 ? 12 : 0);
     std::int64_t const year = std::int64_t{1900} + record.tm_year + (std::int64_t{record.tm_mon} - month) / 12;
@@ -110,7 +111,7 @@ TString TDateTime::QueryString(char const *format) const {
     if (!format)
         format = "%c";
 
-    // A result of 0 means "too small" as well as "empty": the search has to end somewhere.
+    // A result of 0 means "buffer too small" or "empty text", so the search needs a limit.
     std::uint64_t const first = std::uint64_t{TString::lengthOf(format)} + 39;
     std::uint64_t const end = std::clamp(first * fsMostGrowth, fsLeastEnd, fsLastEnd);
     for (std::uint64_t limit = first;; limit *= 2) {
@@ -118,7 +119,7 @@ TString TDateTime::QueryString(char const *format) const {
         char *const data = text;
         std::size_t const used = platform::FormatTime(data, static_cast<std::size_t>(limit), format, record);
         if (used != 0 || limit >= end) {
-            data[used] = 0; // a failed call may have left anything
+            data[used] = 0; // a failed call may have written anything
             TStringAccess::Truncate(text, static_cast<unsigned int>(std::strlen(data)));
             return text;
         }

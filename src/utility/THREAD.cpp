@@ -1,6 +1,6 @@
 // TThread: the start of a thread, its body and its end; TThreadLaunch starts the library's own. A running thread holds
-// a reference to its object. fEnding is held while the end of a run is told or forgotten, so that the words that change
-// there are seen together.
+// a reference to its object. fEnding is held while the end of a run is reported or reset, so that other threads see
+// these changes together.
 
 #include "tuzutil/THREAD.h"
 
@@ -21,7 +21,7 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 constexpr std::uintptr_t fsNoHandle = ~std::uintptr_t{0};
 
-// What the starter hands to a thread that it waits for. Lives until `started` was posted.
+// What the starter passes to the new thread. It exists until `started` is posted, for which the starter waits.
 struct TStart {
     TThread &thread;
     platform::Event *started;
@@ -64,7 +64,7 @@ int TThread::Run() {
 }
 
 // The new thread takes two references, its own and the starter's, before it says that it runs: the body may end, and
-// everybody drop the object, while the starter is still waking up.
+// all others may release the object, before the starter has woken up.
 int TThread::Start() {
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};
@@ -88,7 +88,7 @@ bool TThread::Begin(void (*entry)(void *), void *argument, bool takesSignals) {
     return true;
 }
 
-// Forgets the end of the previous run.
+// Resets what the previous run reported at its end.
 void TThread::ForgetEnd() {
     TInsistentEntry const end(fEnding);
     fFinished.store(0, std::memory_order_release);
@@ -100,7 +100,7 @@ int TThread::MainThread() {
     return RunBody(nullptr);
 }
 
-// Tells the end, also when the thread is being cancelled and the body has not returned.
+// Reports the end of a run, even if the thread is being cancelled and the body has not returned.
 struct TThread::TEnding {
     ~TEnding() {
         TInsistentEntry const end(thread.fEnding);
@@ -122,7 +122,7 @@ int TThread::RunBody(void *started) {
     } catch (TException const &problem) {
         TraceEscaped(problem);
     } catch (...) {
-        if (!std::current_exception()) // none of the language's: the system's, on its way to end the thread
+        if (!std::current_exception()) // no C++ exception: the system unwinds the thread to end it
             throw;
         fsReports.Severe("Caught unknown exception");
     }
@@ -134,7 +134,7 @@ void TThread::WaitForTermination(long timeout) {
         fSignal->Wait(timeout);
 }
 
-// Drops the reference of a thread to its object at the end, also of one that is being cancelled.
+// Releases the reference of a thread to its object when the thread ends, even if it is being cancelled.
 struct TThreadLaunch::THold {
     ~THold() { thread.RemoveRef(); }
     TThread &thread;

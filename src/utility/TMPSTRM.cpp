@@ -15,7 +15,7 @@
 namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/TMPSTRM");
-// The lines that the entries carry.
+// The line numbers that the entries contain.
 constexpr std::uint32_t fsNotOpened = 246;
 constexpr std::uint32_t fsOpened = 250;
 
@@ -63,7 +63,7 @@ TTempStreamBuf::TTempStreamBuf(unsigned long blockSize, char const *name, TRefer
 
 TTempStreamBuf::~TTempStreamBuf() = default;
 
-// Asked before a block is added, when all blocks tell what is in them.
+// The test is called before a block is added, when QueryUsed() of all blocks is up to date.
 int TTempStreamBuf::extend() {
     if (fFile)
         return 0;
@@ -71,11 +71,11 @@ int TTempStreamBuf::extend() {
         return TMemStreamBuf::extend();
     TMemStreamBuf::sync();
     bool const moves = fTest && fTest->Test(this);
-    if (fFile) // by something that the test has written
+    if (fFile) // the test has written so much that the move is done
         return 0;
     if (moves)
         return MoveToFile();
-    bool const hasRoom = pptr() != epptr(); // the test has gone elsewhere
+    bool const hasRoom = pptr() != epptr(); // true if the test has moved the writing position
     return hasRoom ? 0 : TMemStreamBuf::extend();
 }
 
@@ -108,7 +108,7 @@ bool TTempStreamBuf::CopyTo(TFile const &file) const {
     return true;
 }
 
-// Two areas at least.
+// Returns the size of the buffer, which is divided into two areas of at least one byte.
 std::size_t TTempStreamBuf::FileBufferSize() const noexcept {
     return std::max(QueryAllocSize(), 2ul);
 }
@@ -119,7 +119,7 @@ void TTempStreamBuf::ResetAreas() noexcept {
     setp(buffer + FileBufferSize() / 2, buffer + FileBufferSize());
 }
 
-// What the file does not take stays in the area.
+// Bytes that the file does not take stay in the area.
 bool TTempStreamBuf::FlushToFile() noexcept {
     auto const waiting = static_cast<std::size_t>(pptr() - pbase());
     std::size_t const written = waiting ? fFile->Write(pbase(), waiting) : 0;
@@ -193,7 +193,7 @@ unsigned long TTempStreamBuf::WriteTo(std::ostream &to) {
         to.setstate(std::ios_base::failbit);
         return 0;
     }
-    // Also if `to` throws.
+    // Its destructor runs also if `to` throws.
     struct TReturn {
         ~TReturn() { file.Seek(position, platform::TFileOrigin::start); }
         TFile const &file;

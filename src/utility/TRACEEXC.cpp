@@ -8,7 +8,7 @@
 
 TString TTraceException::FormatException(TException const &problem) {
     std::ostringstream out;
-    out.exceptions(std::ios_base::badbit); // a lack of memory is thrown, and does not just end the text
+    out.exceptions(std::ios_base::badbit); // a lack of memory throws; otherwise it would cut the text
     out.imbue(std::locale::classic());     // no grouping of digits, whatever the program's locale
     char const *const group = problem.errorCodeGroup();
     out << "Exception " << problem.name() << ", group " << (group ? group : "unknown")

@@ -1,5 +1,5 @@
-// TTracePoint and TTraceExit: the part of a trace point that runs when somebody listens. An entry that cannot be made
-// is lost, and the traced work goes on. No lock is taken before TTrace::Base::WriteEntry().
+// TTracePoint and TTraceExit: the part of a trace point that runs if a destination may want the entry. An entry that
+// cannot be made is lost, and the traced work goes on. No lock is taken before TTrace::Base::WriteEntry().
 
 #include "tuzutil/TRACEP.h"
 
@@ -22,7 +22,7 @@ void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category
     TTrace::Base::WriteEntry(level, category, message);
 }
 
-// One after the other: a destructor inside a destructor would need stack for the whole chain.
+// Destroys the chain in a loop, because nested destructors would need stack for the whole chain.
 TTraceExit::TMessage::~TMessage() {
     std::shared_ptr<TMessage> next = std::move(previous);
     while (next && next.use_count() == 1)

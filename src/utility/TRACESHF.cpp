@@ -21,8 +21,8 @@ TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName)
 }
 
 void TTraceSharedFileBase::Open(char const *fileName) {
-    TLock const entry(*fFileMutex); // nobody else may empty it now
-    // Without the lock others may be about to write what would be emptied.
+    TLock const entry(*fFileMutex); // so that no other process empties the file now
+    // Without the lock, the file must not be emptied, because other processes may be writing to it.
     auto const use =
         entry.State() == TMutexSemaphore::Locked ? TTraceFileStream::Use::joinedOrBegun : TTraceFileStream::Use::joined;
     fStream = std::make_unique<TTraceFileStream>(fileName, use);
@@ -39,7 +39,7 @@ void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) co
 void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
     TTraceRecord const record(TTracePrefix::process, level, message);
     TLock const entry(*fFileMutex);
-    fStream->clear(); // what was wrong with an earlier record may be over
+    fStream->clear(); // the failure of an earlier record may no longer exist
     fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // at the end of the file, at once
     fStream->flush();
 }

@@ -15,7 +15,7 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/TREFCNT");
 constexpr std::uint32_t fsNullReferenceLine = 203;
 
-// The count that a copy starts with. If it is not 0, nobody will bring it down to 0.
+// Returns the count with which a copy starts. If it is not 0, no release will ever bring it down to 0.
 std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
     std::uint32_t const count = other;
     if (debugcheck::isOn && count != 0)
@@ -66,8 +66,8 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// The count changes under the lock and is atomic as well: it is read without the lock, and it stays right if the lock
-// could not be taken.
+// The count changes under the lock and is atomic as well: it is read without the lock, and it stays correct if the
+// lock could not be taken.
 void TWeakRefCounted::AddRef() {
     TWeakReferenceLock const lock;
     ++fCount;

@@ -113,10 +113,11 @@ public:
         return byte;
     }
 
+    // What waits goes to where the reader is.
     void Sync() {
-        Flush();
         fAt -= fUnread.size();
         fUnread.clear();
+        Flush();
     }
 
     std::int64_t Seek(std::int64_t offset, std::ios_base::seekdir direction) {

@@ -1,4 +1,5 @@
-// Holding back the cancellation of this thread. Takes no locks.
+// Keeps the calling thread from being cancelled, through the cancel state that the C library has for each thread. A
+// cancellation that arrives meanwhile stays pending until the former state is restored. Takes no locks.
 
 #include "platform/platform.h"
 

@@ -1,4 +1,5 @@
-// The time of day and calendar records. Takes no lock of ours; the C library takes one for the time zone.
+// The time of day, and calendar records. Each thread keeps the last local time that it converted. Takes no lock of
+// ours; the C library takes one for the time zone.
 
 #include "platform/platform.h"
 
@@ -19,7 +20,7 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
 }
 
 platform::TLocalTime platform::LocalTime() noexcept {
-    // Converting is expensive, so the record is kept for as long as the second lasts.
+    // Converting is expensive, so the record is kept until the next second begins.
     static thread_local std::time_t knownTime = -1;
     static thread_local TLocalTime known;
     timespec now;

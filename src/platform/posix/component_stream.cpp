@@ -1,6 +1,6 @@
-// Calls through IStream. This system has no such interface, so the public header OLESTRM.h declares one. That header is
-// above this layer: the declaration is repeated here, word for word, and the suites of that family call through both.
-// Takes no locks.
+// Calls the functions of an IStream. This system has no such interface, so the public header OLESTRM.h declares one.
+// The platform must not include public headers, so the declaration is repeated here word for word. The tests of OLESTRM
+// use both declarations. Takes no locks.
 
 #include "platform/platform.h"
 

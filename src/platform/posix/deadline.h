@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_DEADLINE
 #define TUZUTIL_PLATFORM_POSIX_DEADLINE
 
-// TDeadline: the end of a wait as a point of one of the system's clocks, or no end at all. Takes no locks.
+// TDeadline: the time at which a wait ends, by one of the system's clocks, or none if the wait has no end. A wait that
+// was interrupted can begin again with the same deadline. Takes no locks.
 
 #include "platform/platform.h"
 

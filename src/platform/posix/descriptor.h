@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_DESCRIPTOR
 #define TUZUTIL_PLATFORM_POSIX_DESCRIPTOR
 
-// What every user of a file descriptor needs: a repeated call after a signal, writing all bytes, and closing without
-// losing errno. Takes no locks. The caller holds back cancellation, as these calls are points of it.
+// What every user of a file descriptor needs: it repeats calls that a signal interrupted, writes all bytes, and closes
+// without changing errno. Takes no locks. REQUIRES: the caller has disabled cancellation, because these calls are
+// cancellation points.
 
 #include "platform/posix/kept_error.h"
 
@@ -12,7 +13,7 @@
 
 namespace platform {
 
-// Repeats a call of the system as long as a signal interrupts it. Returns its result, -1 with errno on failure.
+// Repeats a system call as long as signals interrupt it. Returns its result: -1, with errno, on failure.
 auto KeepTrying(auto call) noexcept {
     auto result = call();
     while (result < 0 && errno == EINTR)
@@ -20,7 +21,7 @@ auto KeepTrying(auto call) noexcept {
     return result;
 }
 
-// Writes all bytes if the system takes them. Returns how many it took.
+// Writes until all bytes are written or a call fails. Returns the number of bytes written.
 inline std::size_t WriteAll(int descriptor, char const *bytes, std::size_t count) noexcept {
     std::size_t done = 0;
     while (done < count) {

@@ -1,4 +1,5 @@
-// errno, and the English texts of its values. Takes no locks.
+// The error number of the last call that failed, which is errno on this system, and the texts of error numbers. The
+// texts are English in every locale. Takes no locks.
 
 #include "platform/platform.h"
 

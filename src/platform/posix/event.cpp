@@ -1,5 +1,5 @@
-// Events within one process, in the states of event_word.h. Waiting threads sleep in the system on the event's word.
-// Takes no locks; the last owner deletes the event.
+// Events within one process. An event is a word, whose bits event_word.h explains; threads that wait for the event
+// sleep in a futex call on that word. Takes no locks; the last owner deletes the event.
 
 #include "platform/platform.h"
 

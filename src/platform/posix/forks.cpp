@@ -1,5 +1,5 @@
-// Registers what happens before and after a fork. Takes the locks of forks.h between `before` and the other two
-// functions, and must not be called twice.
+// Registers the functions that are called before and after a fork. A fork takes the locks of forks.h after it has
+// called `before`, and releases them before it calls `inParent` or `inChild`. FollowForks() must not be called twice.
 
 #include "platform/posix/forks.h"
 

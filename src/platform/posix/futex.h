@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_FUTEX
 #define TUZUTIL_PLATFORM_POSIX_FUTEX
 
-// Waiting on a word of memory within one process: the two calls of the system on which locks and events are built. They
-// take no locks.
+// Waiting on a word of memory within one process. Locks and events are built on these two system calls, which take no
+// locks.
 
 #include "platform/posix/deadline.h"
 
@@ -24,12 +24,13 @@ inline int WaitForWord(std::atomic<std::uint32_t> &word, std::uint32_t value, TD
     return result == 0 || errno == EAGAIN || errno == EINTR ? 0 : errno;
 }
 
-// Wakes so many threads. Uses only the address, at which something else may live by now.
+// Wakes at most `threads` of the threads that wait on a word. Does not read the word: it may have been deleted already,
+// and its memory used for something else.
 inline void WakeWord(void *word, int threads) noexcept {
     ::syscall(SYS_futex, word, FUTEX_WAKE | FUTEX_PRIVATE_FLAG, threads, nullptr, nullptr, 0);
 }
 
-// Turns the error number of a wait into its result, and leaves it in errno.
+// Sets errno to the error number of a wait that failed, and returns the result that belongs to it.
 inline TWaitResult FailedWait(int error) noexcept {
     errno = error;
     return error == ETIMEDOUT ? TWaitResult::timedOut : TWaitResult::failed;

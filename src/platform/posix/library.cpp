@@ -1,5 +1,5 @@
-// Loading libraries, and reading the texts that they hold in a TTextTable. Takes the system's loader lock, under which
-// a library's initialisers run: call it with no lock of ours held.
+// Loads libraries, and reads the texts that they hold in a TTextTable. Takes the system's loader lock, and a library's
+// initialisers run under that lock: no caller may hold a lock of ours.
 
 #include "platform/platform.h"
 
@@ -27,7 +27,7 @@ bool IsProgram(char const *name) noexcept {
            file.st_ino == program.st_ino;
 }
 
-// A library is the loader's own object.
+// A Library is the loader's handle under a type of our own.
 void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
@@ -36,7 +36,7 @@ void *Open(char const *name) noexcept {
     return ::dlopen(IsProgram(name) ? nullptr : name, RTLD_NOW | RTLD_LOCAL);
 }
 
-// Returns the error number that comes nearest to the reason, which the loader gives only in words.
+// Returns the error number that fits best. The loader gives its reason only as a text.
 int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
@@ -183,7 +183,7 @@ std::uint32_t platform::LoadText(Library *library, std::uint64_t number, char *t
         if (isPair)
             code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
         else if (code >> 11 == 0xD800 >> 11)
-            code = '?'; // half a pair
+            code = '?'; // one half of a surrogate pair
         if (!out.Put(code))
             break;
     }

@@ -31,7 +31,8 @@ using platform::TWaitResult;
 
 namespace {
 
-// A named lock as all processes see it. The kernel releases it when its owner ends, so a file that is left is harmless.
+// A named lock as all processes see it. The kernel releases it when its owner ends, so a file that nobody removed
+// is harmless.
 struct TSharedMutex {
     pthread_mutex_t mutex;
 };
@@ -46,7 +47,7 @@ struct platform::Mutex {
     pthread_mutex_t *shared = nullptr;   // in a mapped file
     std::atomic<std::uint32_t> owner{0}; // the thread of this process that holds `shared`; 0 for none
     std::uint32_t depth = 0;             // how often the owner holds `shared`
-    std::uint32_t references = 1;        // this and all below are guarded by the list's lock
+    std::uint32_t references = 1;        // the list's lock guards this and all below
     Mutex *previous = nullptr;
     Mutex *next = nullptr;
     dev_t device = 0; // of the mapped file
@@ -55,7 +56,7 @@ struct platform::Mutex {
 
 namespace {
 
-// Every lock of the process: a second object of one name finds its lock here, and so does a forked child.
+// All locks of the process. A second object with the same name finds its lock here, and a forked child finds them all.
 constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
 constinit Mutex *fsList = nullptr;
 
@@ -202,14 +203,14 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
         return ::pthread_mutex_trylock(mutex);
     if (milliseconds == platform::waitForEver)
         return ::pthread_mutex_lock(mutex);
-#if defined(__SANITIZE_THREAD__) // it does not know the call below
+#if defined(__SANITIZE_THREAD__) // the sanitizer does not know the call below
     return ::pthread_mutex_timedlock(mutex, TDeadline(milliseconds, CLOCK_REALTIME).End());
 #else
     return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, TDeadline(milliseconds).End());
 #endif
 }
 
-// Locks with a name have functions of their own, so that the path of those without a name stays short.
+// Named locks have functions of their own, so that locking without a name stays fast.
 [[gnu::noinline]] TWaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     if (!self)
@@ -251,8 +252,8 @@ void platform::ReleaseMutexes() noexcept {
     ::pthread_mutex_unlock(&fsListLock);
 }
 
-// A forked child has only the thread that forked. Locks that other threads held become free; those of its own stay
-// held. A named lock remains the parent's.
+// A forked child has only the thread that forked. Locks that this thread held stay held; locks of other threads become
+// free. A named lock remains the parent's.
 void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
@@ -278,7 +279,7 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         return true;
     while (UnlockMutex(mutex)) {
     }
-    // If another thread holds the lock, it is in that thread's chain, and its memory must stay.
+    // If another thread holds the lock, that thread's chain leads to it, so it must not be deleted.
     if (mutex->owner != 0 || mutex->fast.IsHeld())
         return true;
     Unlink(mutex);
@@ -318,8 +319,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
     return reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name: on the word of its state, which therefore is its place. The functions
-// stay out of line, so that the path without waiting is short.
+// How threads wait for a lock without a name: in a futex call on the word of its state, whose address serves as the
+// TWaitPlace. The functions are not inlined, so that locking without waiting stays fast.
 
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)

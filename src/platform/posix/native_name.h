@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_NATIVE_NAME
 #define TUZUTIL_PLATFORM_POSIX_NATIVE_NAME
 
-// TNativeName: a file name of the library in the form that the system takes. Takes no locks and no memory.
+// TNativeName: converts a file name from the library's form, which has backslashes between its parts, to the form that
+// the system takes. The object itself holds the result. Takes no locks and allocates nothing.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
-// Finds or makes the folder of named objects, and hashes their names. Takes no locks and no memory. Nothing in the
-// environment is trusted in a program with raised rights.
+// Finds or makes the folder of named objects, and hashes their names. Takes no locks and allocates nothing. A program
+// with raised privileges does not trust its environment, so the variable is ignored there.
 
 #include "platform/posix/object_folder.h"
 
@@ -26,8 +26,8 @@ bool BeginsWith(char const *name, char const *prefix) noexcept {
     return ::strncmp(name, prefix, ::strlen(prefix)) == 0;
 }
 
-// The 128-bit hash FNV-1a: two names of one program have different ones for all that chance can do. Only the user's own
-// programs choose these names, so nobody gains from names that collide on purpose.
+// The 128-bit hash FNV-1a, with which an accidental collision of two names is too unlikely to matter. Only the user's
+// own programs choose these names, so nobody gains from names that collide on purpose.
 struct THash {
     explicit THash(char const *text) noexcept {
         for (; *text; ++text)
@@ -54,7 +54,8 @@ int OpenRuntimeFolder(char const *path) noexcept {
     return folder && IsOwn(folder.Get(), 022) ? folder.Take() : -1;
 }
 
-// Opens a private folder below another, and makes it if need be. Sets `isMade` to whether it exists, whoever made it.
+// Opens a private folder within another, and makes it if there is none. Sets `isMade` to whether it exists, whoever
+// made it.
 int OpenPrivate(int base, char const *name, bool &isMade) noexcept {
     isMade = ::mkdirat(base, name, 0700) == 0 || errno == EEXIST;
     TDescriptor folder(isMade ? ::openat(base, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1);

@@ -1,4 +1,5 @@
-// How this system's C library prints. It reads the current locale and takes no lock of ours.
+// The habits of this system's printf family, and the printing of reals, which is left to it. It reads the current
+// locale and takes no lock of ours.
 
 #include "platform/platform.h"
 

@@ -1,7 +1,7 @@
 // Memory with names. A block is a file in the user's folder for objects, and the last process that closes it removes
 // the file. Each process that has a block holds a shared lock on its file, which the kernel releases when the process
 // ends: a file that can be locked alone is dead. Blocks are made, found and removed under a lock on the folder, so no
-// process sees one half made. Takes that lock and, before it, a lock that a forking thread takes too.
+// process sees an incomplete one. Takes that lock and, before it, a lock that a thread takes also when it forks.
 
 #include "platform/platform.h"
 
@@ -37,7 +37,8 @@ namespace {
 constexpr char fsKind[] = "memory";
 constexpr int fsLayout = 1;
 
-// Held by the thread that is at work here, and by one that forks: a child would share the lock on the folder.
+// A thread holds this lock while it holds the lock on the folder, and while it forks. Without it, a child would inherit
+// the lock on the folder.
 constinit pthread_mutex_t fsForkLock = PTHREAD_MUTEX_INITIALIZER;
 
 bool Lock(int file, int how) noexcept {
@@ -56,8 +57,8 @@ private:
     TNoCancel const fNoCancel;
 };
 
-// The folder, locked. The destructor unlocks it and does not leave that to close(): if somebody forks without the
-// library's knowledge, the child has the folder open too, and the lock with it.
+// The folder, locked. The destructor unlocks it explicitly, because close() may not be enough: if the process forks
+// without the library's knowledge, the child has the folder open too, and shares the lock.
 class TFolder : private TSection, public TDescriptor {
 public:
     TFolder() noexcept : TDescriptor(platform::OpenObjectFolder()), fIsLocked(*this && Lock(Get(), LOCK_EX)) {}
@@ -83,7 +84,7 @@ public:
         return -1;
     }
 
-    // Removes all that killed processes have left.
+    // Removes the files that killed processes have left.
     void Clean() const noexcept {
         TDescriptor list(::openat(Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         DIR *const directory = list ? ::fdopendir(list.Get()) : nullptr;
@@ -109,7 +110,7 @@ bool Map(Block &block, void *&view) noexcept {
     return false;
 }
 
-// Makes a block of a file, which it takes over on success.
+// Makes a block of a file. On success, the block owns the file.
 Block *NewBlock(TDescriptor &file, std::size_t size, char const *name, void *&view) noexcept {
     auto *const block = new (std::nothrow) Block{file.Get(), size, ::getpid(), {}};
     if (!block) {
@@ -125,8 +126,8 @@ Block *NewBlock(TDescriptor &file, std::size_t size, char const *name, void *&vi
     return nullptr;
 }
 
-// Reserves the memory now; otherwise a lack of it would end the process that touches it later. A signal interrupts the
-// call, which then begins again, but not for ever: signals may arrive faster than the memory is reserved.
+// Reserves the memory now; otherwise a process that touches it later would be killed if there is none left. If a signal
+// interrupts the call, it is repeated, but not for ever: signals may arrive faster than the memory is reserved.
 bool Reserve(int file, off_t size) noexcept {
     int error = EINTR;
     for (int tries = 0; tries < 100 && error == EINTR; ++tries)

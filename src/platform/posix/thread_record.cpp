@@ -1,5 +1,5 @@
-// Makes the record of a thread when the thread first uses a lock. At the end of the thread a key of the C library
-// brings the record back, its locks become free as abandoned, and it is deleted. Takes no locks.
+// Makes the record of a thread when the thread first uses a lock. When the thread ends, the destructor of a
+// pthread key unlocks the locks that it still holds, as abandoned, and deletes the record. Takes no locks.
 
 #include "platform/posix/thread_record.h"
 

@@ -10,7 +10,7 @@ namespace platform {
 
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local TThreadRecord *fsThread;
 
-// Makes the record of a thread that has none. Returns null, with errno, without memory.
+// Makes the record of a thread that has none. Returns null, with errno, if there is no memory.
 TThreadRecord *NewThreadRecord() noexcept;
 
 inline TThreadRecord *ThisThread() noexcept {

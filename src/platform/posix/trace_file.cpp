@@ -1,6 +1,6 @@
-// Files of trace records. Writers append; those who share a file tell each other by a block of shared memory that they
-// have it. Takes the locks of shared_memory.cpp and never waits for a lock on the file itself. The caller must hold the
-// lock by which all processes take turns; this thread is not cancelled within a call.
+// Files of trace records. Writers append. A block of shared memory tells processes that share a file of each other.
+// Takes the locks of shared_memory.cpp and never waits for a lock on the file itself. The caller must hold the named
+// lock that all processes use in turn. The thread is not cancelled during a call.
 
 #include "platform/platform.h"
 
@@ -22,8 +22,8 @@ using platform::TDescriptor;
 
 namespace {
 
-// Tells the other processes of the user that this one shares a file: by a block of shared memory, which no other user
-// can make, open or keep. A lock on the file itself would prove nothing: everybody who may read the file can lock it.
+// Tells the other processes of the user that this one shares a file. It is a block of shared memory, because no other
+// user can make, open or keep one. A lock on the file would prove nothing: whoever may read the file can lock it.
 class TPresence {
 public:
     TPresence() noexcept = default;
@@ -35,7 +35,7 @@ public:
             platform::CloseSharedMemory(fBlock, fView);
     }
 
-    // Returns whether this process is the first; false if that cannot be found out.
+    // Returns whether this process is the first; false if that is unknown.
     bool Enter(struct stat const &file) noexcept {
         char name[80];
         ::snprintf(name, sizeof name, "tuzutil trace file %llx-%llx", static_cast<unsigned long long>(file.st_dev),
@@ -107,15 +107,15 @@ private:
     TDescriptor const fFile;
     bool fIsShared;
     bool fLineIsOpen = false; // the file ends within a line
-    off_t fEnd = 0;           // of the file, after the last call here
+    off_t fEnd = 0;           // the end of the file after the last call here
     TPresence fPresence;      // only for a shared file
 };
 
 namespace {
 
-// Joins those who share a file, and empties it for the first of them. The owner of the file, who holds the lock of all
-// his processes, learns by their presence whether one of them has it. A process of another user, or of an earlier
-// version, holds a shared lock on the file instead, which can only prevent that the file is emptied.
+// Joins the processes that share a file. The first of them empties the file, if it belongs to the same user. TPresence
+// tells it whether another process of this user has the file. A process of another user, or of an earlier version of
+// this library, holds a shared lock on the file instead; such a lock can only prevent the file from being emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;
@@ -141,7 +141,7 @@ platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use
     };
     int opened = open(isShared ? O_RDWR : O_WRONLY | O_TRUNC);
     if (opened < 0 && isShared && errno == EACCES)
-        opened = open(O_WRONLY); // without the permission to read, nobody looks at the last line of the file
+        opened = open(O_WRONLY); // if reading is not permitted, the last line of the file is not inspected
     TDescriptor descriptor(opened);
     if (!descriptor)
         return nullptr;

@@ -1,4 +1,5 @@
-// Calls through the system's interface IStream. Takes no locks.
+// Calls the functions of the system's interface IStream. An object may report more bytes than it was asked for, so the
+// counts that it returns are limited. Takes no locks.
 
 #include "platform/platform.h"
 

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_WIN32_DEADLINE
 #define TUZUTIL_PLATFORM_WIN32_DEADLINE
 
-// TDeadline: the end of a wait, or no end at all, and how much of the time is left. Takes no locks.
+// TDeadline: the time at which a wait ends, or none if the wait has no end. The system's waits take a duration, so it
+// tells how many milliseconds are left. Takes no locks.
 
 #include "platform/platform.h"
 

@@ -1,4 +1,5 @@
-// The system's error codes, the runtime's error numbers, and their English texts. Takes no locks.
+// The system's code of the last error, which is GetLastError() and not errno, and the English texts of the system's
+// error codes and the runtime's error numbers. Takes no locks.
 
 #include "platform/platform.h"
 

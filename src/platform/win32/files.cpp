@@ -1,4 +1,5 @@
-// Names of files, directories and their entries. The library's form of a name is the system's own. Takes no locks.
+// Makes directories, tells files from them, and searches their entries. The library's form of a name is the system's
+// own, so the two conversions do nothing. Takes no locks.
 
 #include "platform/platform.h"
 
@@ -42,7 +43,7 @@ void TakeEntry(TFound const &found, platform::TDirectoryEntry &entry) noexcept {
     entry.isDirectory = (found.attrib & _A_SUBDIR) != 0;
 }
 
-// A search is a number of the runtime, which uses -1 for none.
+// The runtime identifies a search by a number, which is -1 if the search failed.
 platform::Search *SearchOf(intptr_t handle) noexcept {
     return reinterpret_cast<platform::Search *>(handle == -1 ? 0 : handle);
 }

@@ -1,4 +1,5 @@
-// Processes do not fork on this system.
+// Processes do not fork on this system. FollowForks() therefore reports success and never calls the functions that it
+// receives. Takes no locks.
 
 #include "platform/platform.h"
 

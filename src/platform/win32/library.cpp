@@ -1,5 +1,5 @@
-// Loading libraries, and the text resources in them. Takes the system's loader lock, under which a library's
-// initialisers run: call it with no lock of ours held.
+// Loads libraries, and reads the text resources in them. Takes the system's loader lock, and a library's initialisers
+// run under that lock: no caller may hold a lock of ours.
 
 #include "platform/platform.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t fsHighestNumber = 0xFFFF; // the system would use only the low 16 bits of a higher one
 
-// A library is the system's own object.
+// A Library is the system's handle under a type of our own.
 HMODULE HandleOf(platform::Library *library) noexcept {
     return reinterpret_cast<HMODULE>(library);
 }

@@ -1,4 +1,5 @@
-// Wiping memory. The system promises that the compiler keeps this call.
+// Wipes memory that held a secret. A compiler may drop a memset() of memory that nobody reads afterwards; the system
+// promises that the compiler keeps this call. Takes no locks.
 
 #include "platform/platform.h"
 

@@ -24,8 +24,8 @@ struct platform::Mutex {
 };
 
 // The event for which the threads that wait for one lock wait. It is never closed, but is kept for other locks: a
-// thread that is about to wake somebody may find the lock deleted and its event in use by another. The thread that it
-// wakes then without a reason looks at its lock and continues to wait.
+// thread that is about to wake a waiter may find the lock deleted, and its event in use by another lock. A thread that
+// is woken without a reason inspects its lock and continues to wait.
 struct platform::TWaitPlace {
     HANDLE const event;
     TWaitPlace *next; // in the list of those not in use
@@ -134,7 +134,7 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         while (mutex->fast.Unlock(*self)) {
         }
     }
-    // If another thread holds the lock, it is in that thread's chain, and its memory must stay.
+    // If another thread holds the lock, that thread's chain leads to it, so it must not be deleted.
     if (mutex->fast.IsHeld())
         return true;
     if (TWaitPlace *const place = mutex->fast.Place())
@@ -174,10 +174,10 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
                                   : reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name. The functions stay out of line, so that the path without waiting is
-// short.
+// How threads wait for a lock without a name. The functions are not inlined, so that locking without waiting stays
+// fast.
 
-// A thread that ends gives up its locks, but a thread that is killed does not: the waiters notice that here.
+// A thread that ends releases its locks, but a thread that is killed does not: the waiters detect that here.
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     TWaitPlace const *const place = PlaceIn(fPlace);
     if (!place)

@@ -1,4 +1,5 @@
-// How this system's runtime prints. It reads the current locale and takes no lock of ours.
+// The habits of this system's printf family, and the printing of reals, which is left to it. It reads the current
+// locale and takes no lock of ours.
 
 #include "platform/platform.h"
 
@@ -8,7 +9,8 @@ platform::TPrintfHabits const platform::printfHabits = {false, true, false, true
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {
-    // snprintf() would be the compiler's own. The system's prints three digits of exponent, and "1.#INF00".
+    // snprintf() is the compiler's own. Only _snprintf() prints as the system does: three digits of exponent, and
+    // "1.#INF00" for infinity.
     int const count = _snprintf(buffer, size, format, width, precision, value);
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }

@@ -1,4 +1,5 @@
-// The numbers of this thread and process, the environment and the debugger's channel. Takes no lock of ours.
+// The numbers of this thread and process, the variables of the environment, and the channel to the debugger. Takes no
+// lock of ours.
 
 #include "platform/platform.h"
 

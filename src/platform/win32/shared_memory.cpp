@@ -1,5 +1,5 @@
-// Memory with names: objects of the system, which deletes a block when the last process that has it closes it or ends.
-// Takes no lock of ours.
+// Memory with names. Blocks are objects of the system, which deletes a block as soon as no process has it open. Takes
+// no lock of ours.
 
 #include "platform/platform.h"
 
@@ -16,7 +16,7 @@ Block *FailWith(HANDLE mapping, DWORD error) noexcept {
     return nullptr;
 }
 
-// Maps a block, which is the system's own object, and closes it on failure.
+// Maps a block, which is a handle of the system, and closes it on failure.
 Block *View(HANDLE mapping, void *&view) noexcept {
     view = mapping ? MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0) : nullptr;
     return view ? static_cast<Block *>(mapping) : FailWith(mapping, GetLastError());
@@ -27,7 +27,7 @@ Block *View(HANDLE mapping, void *&view) noexcept {
 Block *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept {
     if (size < 1)
         return FailWith(nullptr, ERROR_INVALID_PARAMETER);
-    SetLastError(ERROR_SUCCESS); // the call sets an error on success only if there is such a block
+    SetLastError(ERROR_SUCCESS); // a successful call sets an error only if the block exists already
     HANDLE const mapping =
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, static_cast<DWORD>(size), name);
     if (GetLastError() == ERROR_ALREADY_EXISTS)

@@ -1,5 +1,5 @@
-// Starts threads of the runtime. Each one holds a count of this library, so that it is not unloaded under the thread.
-// Takes the system's loader lock.
+// Starts threads through the runtime. Each thread increments the load count of this library, so that the library stays
+// loaded while the thread runs. Takes the system's loader lock.
 
 #include "platform/platform.h"
 
@@ -14,7 +14,7 @@ namespace {
 struct TStart {
     void (*body)(void *);
     void *argument;
-    HMODULE library; // this library, counted once for the thread
+    HMODULE library; // this library, whose load count includes this thread
 };
 
 unsigned int WINAPI RunBody(void *given) {
@@ -26,7 +26,7 @@ unsigned int WINAPI RunBody(void *given) {
         library = what.library;
         what.body(what.argument);
     }
-    // A return would run code of the library, which may be unloaded by then.
+    // After the library is freed, no code of it may run, so this call never returns.
     FreeLibraryAndExitThread(library, 0);
 }
 

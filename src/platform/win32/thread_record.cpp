@@ -20,7 +20,10 @@ constinit TThreadRecord fsUnloading{0xFFFFFFFF, 0};
 
 void WINAPI EndOfThread(void *record) noexcept {
     auto *const thread = static_cast<TThreadRecord *>(record);
-    thread->AbandonAll();
+    // When the library is unloaded, the records of killed threads come as well. Others may have taken their locks
+    // since.
+    if (!fsForgotten)
+        thread->AbandonAll();
     delete thread;
 }
 
@@ -49,8 +52,11 @@ TThreadRecord *platform::ThisThread() noexcept {
 }
 
 void platform::ForgetThreads() noexcept {
-    fsForgotten = true;
     DWORD const index = fsIndex.exchange(FLS_OUT_OF_INDEXES);
+    auto *const self = index == FLS_OUT_OF_INDEXES ? nullptr : static_cast<TThreadRecord *>(FlsGetValue(index));
+    if (self)
+        self->AbandonAll();
+    fsForgotten = true;
     if (index != FLS_OUT_OF_INDEXES)
         FlsFree(index);
 }

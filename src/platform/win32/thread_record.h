@@ -1,17 +1,19 @@
 #ifndef TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 #define TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 
-// The record of each thread that has used a lock. Takes no lock of ours.
+// Finds the record of the calling thread. The record says which thread owns a lock, and is made when the thread first
+// uses one. Takes no lock of ours.
 
 #include "platform/fast_mutex.h"
 
 namespace platform {
 
-// Returns the record of the calling thread, which it makes on first use; null, with LastError(), without memory.
+// Returns the record of the calling thread, and makes it on first use. Returns null, with LastError(), if there is no
+// memory.
 TThreadRecord *ThisThread() noexcept;
 
 // Deletes the records of all threads, because the library is unloaded and must not be called when a thread ends. From
-// then on all callers count as one thread: only the one that unloads the library is left.
+// then on all callers count as one thread, because only the thread that unloads the library still calls it.
 void ForgetThreads() noexcept;
 
 } // namespace platform

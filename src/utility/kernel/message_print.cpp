@@ -1,4 +1,5 @@
-// The formatter of messages: typed values into bounded storage, for narrow and for 16-bit text.
+// The formatter of messages: prints typed values into narrow or 16-bit text. The size of the text is limited by the
+// size of the format and its arguments, so that a short message cannot use up the memory.
 
 #include "platform/platform.h"
 #include "utility/kernel/message_format.h"

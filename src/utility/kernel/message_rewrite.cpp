@@ -1,4 +1,5 @@
-// The rewriting of messages' formats for a printf without numbered arguments, and the block of values that it takes.
+// Rewrites the formats of messages for a printf that does not know numbered arguments, and collects their values in the
+// block that such a printf takes.
 
 #include "utility/kernel/message_format.h"
 #include "utility/kernel/string_access.h"

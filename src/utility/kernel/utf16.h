@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_UTF16
 #define TUZUTIL_UTF16
 
-// Surrogate pairs: how 16-bit text writes the characters beyond 0xFFFF, in a high unit and a low one.
+// Surrogate pairs: 16-bit text writes a character beyond 0xFFFF as a high unit followed by a low one. The functions
+// recognise, join and split such pairs.
 
 #include <cstdint>
 
