@@ -8,5 +8,9 @@ function(tuzutil_warnings target)
     # Clang counts a name of a class that a function of the C library has as well; TagVar::time is one.
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         target_compile_options(${target} PRIVATE -Wshadow)
+        # These versions take "text" + string(), as -O3 unfolds it, for a copy onto itself.
+        if(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+            target_compile_options(${target} PRIVATE -Wno-restrict)
+        endif()
     endif()
 endfunction()
