@@ -14,6 +14,7 @@
 #include <cwchar>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 namespace {
 
@@ -69,7 +70,7 @@ public:
     void Widen(Byte const *bytes, std::size_t count) {
         count = Room(count);
         for (std::size_t i = 0; i < count; ++i)
-            *fAt++ = static_cast<Char>(bytes[i]);
+            *fAt++ = static_cast<Char>(static_cast<std::make_unsigned_t<Byte>>(bytes[i]));
     }
     void Fill(char c, std::size_t count) {
         count = Room(count);
@@ -182,7 +183,7 @@ std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
         return 1;
     }
     at += used;
-    auto const code = static_cast<std::uint32_t>(character);
+    auto const code = static_cast<std::uint32_t>(static_cast<std::wint_t>(character));
     if (!utf16::NeedsPair(code)) {
         units[0] = static_cast<TWide>(code);
         return 1;
@@ -319,8 +320,9 @@ private:
             break;
         default:
             for (; rest >= 10; rest /= 100) { // two digits at a time
-                *--first = fsTwoDigits[rest % 100 * 2 + 1];
-                *--first = fsTwoDigits[rest % 100 * 2];
+                auto const pair = static_cast<std::size_t>(rest % 100) * 2;
+                *--first = fsTwoDigits[pair + 1];
+                *--first = fsTwoDigits[pair];
             }
             if (rest)
                 *--first = static_cast<char>('0' + rest);
