@@ -5,6 +5,7 @@
 // system's libraries, fail from a given one on. failing_memory_posix.cpp and failing_memory_win32.cpp put themselves
 // between the process and the C runtime; both count by the functions below.
 
+#include <cerrno>
 #include <cstddef>
 
 namespace memory {
@@ -23,6 +24,16 @@ long LiveBlocks() noexcept;
 bool MayAllocate() noexcept;
 void NoteBlock(void const *block) noexcept;
 void NoteFree(void const *block) noexcept;
+
+// For the definitions: what `allocate` returns, or null and ENOMEM if this allocation has to fail.
+template <typename Allocate>
+void *Allocated(Allocate allocate) noexcept {
+    void *const block = MayAllocate() ? allocate() : nullptr;
+    NoteBlock(block);
+    if (!block)
+        errno = ENOMEM;
+    return block;
+}
 
 } // namespace memory
 

@@ -15,31 +15,18 @@ void __libc_free(void *) noexcept;
 
 } // extern "C"
 
-namespace {
-
-template <typename Allocate>
-void *Allocated(Allocate allocate) noexcept {
-    void *const block = memory::MayAllocate() ? allocate() : nullptr;
-    memory::NoteBlock(block);
-    if (!block)
-        errno = ENOMEM;
-    return block;
-}
-
-} // namespace
-
 extern "C" {
 
 void *malloc(std::size_t size) noexcept {
-    return Allocated([=] { return __libc_malloc(size); });
+    return memory::Allocated([=] { return __libc_malloc(size); });
 }
 
 void *calloc(std::size_t count, std::size_t size) noexcept {
-    return Allocated([=] { return __libc_calloc(count, size); });
+    return memory::Allocated([=] { return __libc_calloc(count, size); });
 }
 
 void *memalign(std::size_t alignment, std::size_t size) noexcept {
-    return Allocated([=] { return __libc_memalign(alignment, size); });
+    return memory::Allocated([=] { return __libc_memalign(alignment, size); });
 }
 
 void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept {

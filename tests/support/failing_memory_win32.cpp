@@ -4,26 +4,16 @@
 
 #include "support/ImportTable.h"
 
-#include <cerrno>
 #include <cstdlib>
 
 namespace {
 
-template <typename Allocate>
-void *Allocated(Allocate allocate) noexcept {
-    void *const block = memory::MayAllocate() ? allocate() : nullptr;
-    memory::NoteBlock(block);
-    if (!block)
-        errno = ENOMEM;
-    return block;
-}
-
 void *ScarceMalloc(std::size_t size) {
-    return Allocated([=] { return std::malloc(size); });
+    return memory::Allocated([=] { return std::malloc(size); });
 }
 
 void *ScarceCalloc(std::size_t count, std::size_t size) {
-    return Allocated([=] { return std::calloc(count, size); });
+    return memory::Allocated([=] { return std::calloc(count, size); });
 }
 
 void *ScarceRealloc(void *block, std::size_t size) {
