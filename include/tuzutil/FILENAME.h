@@ -9,12 +9,12 @@
 //     TFileName const folder = name.QueryPath();          // C:\mail
 //     TFileName const other(folder, TFileName("drafts")); // C:\mail\drafts
 //     if (name == TFileName(u"c:\\MAIL\\Inbox.mbx"))      // true: letter case and encoding do not count
-//         std::ifstream file(name.QueryNative());         // what the system calls it
+//         std::ifstream file(name.NativePath());          // what the system calls it
 //
 // Ownership:  As with TString, copies share one buffer.
 // Threads:    As with TString, one thread at a time.
-// Failures:   TOutOfMemory; TInvalidParameter "Backslash in a native name" from FromNative() on Linux. A character that
-//             the other encoding does not have becomes "?".
+// Failures:   TOutOfMemory. On Linux, a path or native name that contains a backslash throws TInvalidParameter
+//             "Backslash in a native name". A character that the other encoding does not have becomes "?".
 // Surprises:
 // - An empty folder is not the current one: joined with "inbox" it gives "\inbox", which is in the root. QueryPath() of
 //   a name without a delimiter returns such an empty folder.
@@ -28,6 +28,11 @@
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
 #include "tuzutil/TSTRING.h"
+
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <type_traits>
 
 class TUZUTIL_API TFileName : public TString {
 public:
@@ -46,6 +51,15 @@ public:
     TFileName(TFileName const &other) noexcept = default;
     TFileName &operator=(TFileName const &other) noexcept = default;
     ~TFileName() = default;
+
+    // Converts a path of the standard library: to 16-bit text if the system's names are of 16-bit characters, otherwise
+    // as FromNative() does, which refuses a backslash.
+    template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
+    explicit TFileName(Path const &path);
+
+    // Returns the path that names the same file; an empty one for null and for an empty name.
+    template <class Path = std::filesystem::path>
+    Path NativePath() const;
 
     // Convert from and to the system's form of a name, which is the narrow name if the system has no other form. On
     // Linux, FromNative() refuses a name that contains a backslash, because the result would name another file: pass
@@ -84,6 +98,29 @@ public:
 private:
     TString Convert(TString const &format) const;
 };
+
+template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int>>
+TFileName::TFileName(Path const &path) {
+    if constexpr (std::is_same_v<typename Path::value_type, char>)
+        *this = FromNative(path.c_str());
+    else
+        *this = TFileName(path.u16string().c_str());
+}
+
+template <class Path>
+Path TFileName::NativePath() const {
+    if (IsNull() || length() == 0)
+        return Path();
+    if constexpr (std::is_same_v<typename Path::value_type, char>) {
+        TString const name = QueryNative();
+        return Path(std::string(static_cast<char const *>(name), name.length()));
+    } else {
+        TString const name = QueryNameUnicode();
+        std::u16string text(name.length() / 2, u'\0');
+        std::memcpy(text.data(), static_cast<char const *>(name), text.size() * 2);
+        return Path(text);
+    }
+}
 
 inline bool operator==(TFileName const &a, TString const &b) noexcept {
     return a == TFileName(b);

@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <cstring>
 #include <string_view>
+#include <system_error>
+#include <type_traits>
 #include <utility>
 
 namespace {
@@ -68,6 +70,15 @@ int Make(char const *path) noexcept {
 
 void TraceCreated(char const *path) noexcept {
     fsReports.Note("Created directory %s", path);
+}
+
+// Return a path as an entry shows it. A name of bytes needs no conversion, which would refuse a backslash.
+[[maybe_unused]] TString Shown(char const *path) {
+    return TString(path);
+}
+
+[[maybe_unused]] TString Shown(wchar_t const *path) {
+    return TFileName(std::filesystem::path(path)).QueryNameLocal();
 }
 
 } // namespace
@@ -170,4 +181,19 @@ int TDirectory::MakeTree(TString const &path) {
         TraceCreated(text);
     }
     return result;
+}
+
+int TDirectory::MakeNative(std::filesystem::path::value_type const *name, bool withParents) {
+    std::filesystem::path const path(name);
+    std::error_code error;
+    bool const isNew =
+        withParents ? std::filesystem::create_directories(path, error) : std::filesystem::create_directory(path, error);
+    if (error && error != std::errc::file_exists) {
+        fsReports.Warning("Unable to create directory %s: errno=%d", Shown(name),
+                          error.default_error_condition().value());
+        return 1;
+    }
+    if (isNew && withParents)
+        TraceCreated(Shown(name));
+    return 0;
 }

@@ -284,3 +284,31 @@ TEST_F(TDirectoryTest, APathMayHaveAnyNumberOfSeparators) {
     EXPECT_EQ(TDirectory::MakeTree(Text(folder.Name("a") + std::string(50000, '\\'))), 1);
     EXPECT_TRUE(folder.HasFolder("a"));
 }
+
+TEST_F(TDirectoryTest, TakesAndGivesPathsOfTheStandardLibrary) {
+    std::filesystem::path const base = folder.Native("base");
+    EXPECT_EQ(TDirectory::MakeDir(base), 0);
+    EXPECT_EQ(TDirectory::MakeDir(base), 0); // it exists
+    EXPECT_EQ(TDirectory::MakeDir(base / "missing" / "below"), 1);
+    EXPECT_EQ(TDirectory::MakeTree(base / "users" / "anna"), 0);
+    EXPECT_EQ(TDirectory::MakeTree(base / "users" / "anna"), 0);
+    EXPECT_EQ(Texts(capture),
+              (Lines{"8 Unable to create directory " + (base / "missing" / "below").string() + ": errno=2",
+                     "16 Created directory " + (base / "users" / "anna").string()}));
+
+    folder.AddFile("base\\letter");
+    TDirectory const directory(base);
+    std::map<std::filesystem::path, bool> entries;
+    for (std::filesystem::directory_entry const &entry : directory.NativeEntries())
+        entries.emplace(entry.path(), entry.is_directory());
+    EXPECT_EQ(entries, (std::map<std::filesystem::path, bool>{{base / "letter", false}, {base / "users", true}}));
+    TDirectory const missing(base / "missing");
+    EXPECT_THROW(missing.NativeEntries(), std::filesystem::filesystem_error);
+}
+
+TEST_F(TDirectoryTest, AFileInTheWayOfAPathIsAsWithTexts) {
+    folder.AddFile("letter");
+    EXPECT_EQ(TDirectory::MakeDir(folder.Native("letter")), 0);
+    EXPECT_EQ(TDirectory::MakeDir(Text(folder.Name("letter"))), 0);
+    capture.ExpectNone();
+}

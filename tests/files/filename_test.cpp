@@ -74,6 +74,18 @@ TEST(TFileName, Example) {
 #endif
 }
 
+TEST(TFileName, ConvertsFromAndToPathsOfTheStandardLibrary) {
+    std::filesystem::path const path = std::filesystem::path("mail") / "users" / "anna.mbx";
+    TFileName const name(path);
+    EXPECT_TRUE(name == TFileName("mail\\users\\anna.mbx"));
+    EXPECT_EQ(name.NativePath(), path);
+    EXPECT_EQ(TFileName("mail\\users\\anna.mbx").NativePath(), path);
+    EXPECT_EQ(TFileName(u"mail\\users\\anna.mbx").NativePath(), path);
+    EXPECT_TRUE(TFileName().NativePath().empty());
+    EXPECT_TRUE(TFileName("").NativePath().empty());
+    EXPECT_EQ(TFileName(std::filesystem::path()).length(), 0u);
+}
+
 TEST(TFileName, IsATextWithoutFieldsOfItsOwn) {
     static_assert(sizeof(TFileName) == sizeof(TString));
     EXPECT_TRUE(TFileName().IsNull());

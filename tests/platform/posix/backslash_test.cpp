@@ -63,3 +63,18 @@ TEST(Backslash, InANativeNameIsRefused) {
     EXPECT_TRUE(TFileName::FromNative("").length() == 0);
     EXPECT_TRUE(TFileName::FromNative(nullptr).IsNull());
 }
+
+TEST(Backslash, EntriesAreReachedByTheSystemsNames) {
+    TTempFolder const folder;
+    std::filesystem::path const strange = folder.Native("mail") / "..\\private\\key";
+    EXPECT_EQ(TDirectory::MakeTree(strange / "below"), 0);
+    EXPECT_EQ(TDirectory::MakeDir(strange / "a\\b"), 0);
+    std::set<std::filesystem::path> entries;
+    for (std::filesystem::directory_entry const &entry : TDirectory(folder.Name("mail").c_str()).NativeEntries())
+        entries.insert(entry.path());
+    EXPECT_EQ(entries, std::set<std::filesystem::path>{strange});
+    EXPECT_TRUE(std::filesystem::is_directory(strange / "a\\b"));
+    EXPECT_FALSE(folder.HasFolder("private"));
+    EXPECT_THROW(TDirectory{strange}, TInvalidParameter);
+    EXPECT_THROW(TFileName{strange}, TInvalidParameter);
+}
