@@ -39,11 +39,13 @@ bool IsThere(Mutex const *mutex) noexcept {
     return mutex != nullptr;
 }
 
-// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists.
+// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists, or if its id is 0
+// because the system cannot tell.
 class TOpenedThread {
 public:
     explicit TOpenedThread(DWORD id) noexcept
-        : fHandle(OpenThread(SYNCHRONIZE, FALSE, id)), fGone(!fHandle && GetLastError() == ERROR_INVALID_PARAMETER) {}
+        : fHandle(id ? OpenThread(SYNCHRONIZE, FALSE, id) : nullptr),
+          fGone(id && !fHandle && GetLastError() == ERROR_INVALID_PARAMETER) {}
     TOpenedThread(TOpenedThread const &) = delete;
     TOpenedThread &operator=(TOpenedThread const &) = delete;
     ~TOpenedThread() {

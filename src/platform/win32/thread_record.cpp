@@ -27,8 +27,11 @@ void WINAPI EndOfThread(void *record) noexcept {
     delete thread;
 }
 
+// A fiber has a record of its own and may continue on another thread, so the end of a thread says nothing about a
+// fiber's locks.
 TThreadRecord *MakeRecord(DWORD index) noexcept {
-    auto *thread = new (std::nothrow) TThreadRecord{++fsLast, GetCurrentThreadId()};
+    DWORD const id = IsThreadAFiber() ? 0 : GetCurrentThreadId();
+    auto *thread = new (std::nothrow) TThreadRecord{++fsLast, id};
     if (!thread || !FlsSetValue(index, thread)) {
         delete thread;
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
