@@ -14,7 +14,7 @@
 //
 // Ownership:  Observers are borrowed. An observer leaves the set when it is destroyed.
 // Threads:    Notify() runs under the observers' mutex (recursive), and mostly under the trace lock too.
-// Failures:   An exception that leaves Notify() is dropped.
+// Failures:   An exception that leaves Notify() is dropped. REQUIRES: Notify() does not end its thread.
 // Surprises:
 // - A change of the destinations notifies twice: once for the word of levels, once for that of components.
 
