@@ -117,7 +117,13 @@ public:
         int QueryDefaultTracing() const noexcept { return Int(fDefaultTracing); } // for categories without an entry
         void SetDefaultTracing(int on);
         int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1: the long prefix of a record
-        void SetDisplayPrefix(int longForm) noexcept; // the only setter that does not call Change()
+        void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), as all other setters do
+        // What the library's destinations show in a record besides: the name of the category after the letter of the
+        // level, and in the long prefix the year before the date and the zone after the time. An example with all:
+        // "2026/07/14-09:05:03.27+02:00 000000A4 E Session". None of them is shown by default.
+        enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
+        unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }
+        void SetPrefixParts(unsigned long parts) noexcept; // does not call Change()
         unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; }
         int QueryDisableRestore() const noexcept { return Int(fDisableRestore); }
         void SetDisableRestore(int disable);
@@ -139,6 +145,7 @@ public:
         int UsesDefault(Category const &category) const;   // 1 if there is an entry, 0 if there is none
 
         // Stores what a record begins with: the letter of its level, after date, time and thread if the prefix is long.
+        // The category is not a part of it.
         void FormatPrefix(TString &prefix, unsigned long level) const;
         static char LevelChar(unsigned long level) noexcept; // '?' unless the level is a single bit that has a letter
 
@@ -159,6 +166,9 @@ public:
         static Category const *FindCategory(TString const &name); // ignores case and component; null if there is none
         static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0 and beyond 32 bits
         static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0: unknown
+        // Gives a component a name, which trace configurations then understand beside its own. REQUIRES: `mask` is one
+        // bit other than bit 0, which is this library's; `name` lives as long as the process. Other masks are ignored.
+        static void NameComponent(unsigned long mask, char const *name) noexcept;
 
         static Base *fsAnchor; // the newest destination
         static TMutexSemaphore &fsMutex;
@@ -193,6 +203,7 @@ public:
         TTraceWord fStopped{0};
         std::atomic<TTraceSet *> fCategories{nullptr};
         std::atomic<std::uint32_t> fCountSaveState{0};
+        TTraceWord fPrefixParts{0};
     };
 
     using Pointer = TReference<Base>;
@@ -238,6 +249,8 @@ public:
     void SetDefaultTracing(int on);
     int QueryDisplayPrefix() const noexcept;
     void SetDisplayPrefix(int longForm) noexcept;
+    unsigned long QueryPrefixParts() const noexcept;
+    void SetPrefixParts(unsigned long parts) noexcept;
     unsigned long QueryCountSaveState() const noexcept;
     int QueryDisableRestore() const noexcept;
     void SetDisableRestore(int disable);
@@ -273,6 +286,7 @@ public:
     static Category const *FindCategory(TString const &name) { return Base::FindCategory(name); }
     static TString QueryComponentName(unsigned long mask) { return Base::QueryComponentName(mask); }
     static unsigned long QueryComponentFromName(TString const &name) { return Base::QueryComponentFromName(name); }
+    static void NameComponent(unsigned long mask, char const *name) noexcept { Base::NameComponent(mask, name); }
 
     static TString QueryExeFileName(); // of the running program, with its path, cut to 260 characters
     static void SetExeFileName(TString, TString) noexcept {} // changes nothing; for programs that call it

@@ -42,6 +42,9 @@ class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {
 public:
     ~TTraceSharedFileBase() override;
 
+    bool IsOpen() const noexcept;                  // whether the file could be opened
+    unsigned long QueryOpenError() const noexcept; // the system's error code if it could not; 0 otherwise
+
     void FormatPrefix(TString &prefix, unsigned long level) const;
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 

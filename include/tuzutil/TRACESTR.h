@@ -44,6 +44,11 @@ public:
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
+    // Whether there is a stream and, if it is that of a file, the file could be opened.
+    bool IsOpen() const noexcept;
+    // The system's error code if the file could not be opened; 0 otherwise, and if its directory could not be made.
+    unsigned long QueryOpenError() const noexcept;
+
     static TMutexSemaphore &fsFileMutex;      // lives as long as the process
     static void InitializeMutex() noexcept {} // does nothing; it exists for programs that call it
 

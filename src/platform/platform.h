@@ -65,8 +65,12 @@ struct TLocalTime {
     unsigned int minute;
     unsigned int second;
     unsigned int millisecond;
+    unsigned int year = 0;
 };
 TLocalTime LocalTime() noexcept;
+
+// Returns how many minutes the local time is ahead of UTC now, with daylight saving. Never fails; as LocalTime().
+int LocalZone() noexcept;
 
 // The process
 
@@ -210,8 +214,8 @@ void CloseTempFile(TempFile file) noexcept;
 
 // A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. A shared
 // file is joined; `joinedOrBegun` empties it if no process has it open for sharing. A new file gets the permissions of
-// `mode`, if the system has such. Returns null on failure; may block. REQUIRES: for a shared file, the caller holds the
-// lock by which all processes take turns.
+// `mode`, if the system has such. Returns null, with LastError(), on failure; may block. REQUIRES: for a shared file,
+// the caller holds the lock by which all processes take turns.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;

@@ -14,6 +14,7 @@
 #include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/VERSION.h"
+#include "utility/destinations/configuration_fault.h"
 #include "utility/destinations/trace_configuration.h"
 #include "utility/factories/library_path.h"
 #include "utility/files/search_table.h"
@@ -128,7 +129,7 @@ static struct TSilence {
 } fsSilence;
 
 // 13. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
-static TTrace const fsStartupTrace = OpenStartupTrace();
+static TStartupTrace const fsStartupTrace(OpenStartupTrace());
 [[maybe_unused]] static bool const fsSaysSo =
     fsForksAreFollowed ||
     (TReporter(TUtilityTraceCategory::Utility, "src/utility/STARTUP").Error("Unable to follow forks"), false);

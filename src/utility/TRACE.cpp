@@ -163,6 +163,10 @@ void TTrace::Base::SetDisplayPrefix(int longForm) noexcept {
     fDisplayPrefix = static_cast<std::uint32_t>(longForm);
 }
 
+void TTrace::Base::SetPrefixParts(unsigned long parts) noexcept {
+    fPrefixParts = static_cast<std::uint32_t>(parts);
+}
+
 void TTrace::Base::SetDisableRestore(int disable) {
     fDisableRestore = static_cast<std::uint32_t>(disable);
     Change();
@@ -224,7 +228,8 @@ int TTrace::Base::UsesDefault(Category const &category) const {
 // Records
 
 void TTrace::Base::FormatPrefix(TString &prefix, unsigned long level) const {
-    prefix = TTracePrefix(QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter, level).Text();
+    prefix = TTracePrefix(QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter, level, QueryPrefixParts())
+                 .Text();
 }
 
 // All destinations
@@ -336,6 +341,14 @@ int TTrace::QueryDisplayPrefix() const noexcept {
 
 void TTrace::SetDisplayPrefix(int longForm) noexcept {
     Tell(fDestination, &Base::SetDisplayPrefix, longForm);
+}
+
+unsigned long TTrace::QueryPrefixParts() const noexcept {
+    return Ask(fDestination, 0, &Base::QueryPrefixParts);
+}
+
+void TTrace::SetPrefixParts(unsigned long parts) noexcept {
+    Tell(fDestination, &Base::SetPrefixParts, parts);
 }
 
 unsigned long TTrace::QueryCountSaveState() const noexcept {

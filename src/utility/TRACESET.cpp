@@ -13,7 +13,8 @@
 #include "utility/kernel/trace_registry.h"
 #include "utility/kernel/word32.h"
 
-#include <algorithm>
+#include <atomic>
+#include <bit>
 
 // Categories
 
@@ -156,11 +157,27 @@ char const *const fsComponents[32] = {
     "Reserved17", "Reserved18", "Reserved19", "Reserved20", "Reserved21", "Reserved22", "Reserved23", "Reserved24",
     "Reserved25", "Reserved26", "Reserved27", "Reserved28", "Reserved29", "Reserved30", "Reserved31", "Reserved32"};
 
+// The names that programs have given, or null.
+constinit std::atomic<char const *> fsGivenNames[32] = {};
+
+bool IsNamed(char const *component, TString const &name) noexcept {
+    return component && ascii_names::IsEqual(TString(component), name);
+}
+
 } // namespace
+
+void TTrace::Base::NameComponent(unsigned long mask, char const *name) noexcept {
+    if (word32::FitsMask(mask) && std::has_single_bit(static_cast<std::uint32_t>(mask)) && mask != 1)
+        fsGivenNames[__builtin_ctz(static_cast<std::uint32_t>(mask))].store(name, std::memory_order_release);
+}
 
 TString TTrace::Base::QueryComponentName(unsigned long mask) {
     auto const bits = static_cast<std::uint32_t>(mask);
-    return TString(bits ? fsComponents[__builtin_ctz(bits)] : "");
+    if (!bits)
+        return TString("");
+    int const number = __builtin_ctz(bits);
+    char const *const given = fsGivenNames[number].load(std::memory_order_acquire);
+    return TString(given ? given : fsComponents[number]);
 }
 
 unsigned long TTrace::Base::QueryComponentFromName(TString const &name) {
@@ -168,8 +185,9 @@ unsigned long TTrace::Base::QueryComponentFromName(TString const &name) {
         return 0;
     if (name.isDigits())
         return 1ul << ((name.asUnsigned() - 1) & 31);
-    auto const found = std::find_if(std::begin(fsComponents), std::end(fsComponents), [&](char const *component) {
-        return ascii_names::IsEqual(TString(component), name);
-    });
-    return found == std::end(fsComponents) ? 0 : 1ul << (found - fsComponents);
+    for (int number = 0; number != 32; ++number) {
+        if (IsNamed(fsGivenNames[number].load(std::memory_order_acquire), name) || IsNamed(fsComponents[number], name))
+            return 1ul << number;
+    }
+    return 0;
 }

@@ -32,12 +32,20 @@ TTraceSharedFileBase::~TTraceSharedFileBase() {
     Unlink();
 }
 
-void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) const {
-    prefix = TTracePrefix(TTracePrefix::process, level).Text();
+bool TTraceSharedFileBase::IsOpen() const noexcept {
+    return QueryOpenError() == 0;
 }
 
-void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
-    TTraceRecord const record(TTracePrefix::process, level, message);
+unsigned long TTraceSharedFileBase::QueryOpenError() const noexcept {
+    return static_cast<TTraceFileStream const &>(*fStream).OpenError();
+}
+
+void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) const {
+    prefix = TTracePrefix(TTracePrefix::process, level, QueryPrefixParts()).Text();
+}
+
+void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) {
+    TTraceRecord const record(TTracePrefix::process, level, QueryPrefixParts(), category, message);
     TLock const entry(*fFileMutex);
     fStream->clear(); // the failure of an earlier record may no longer exist
     fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // at the end of the file, at once

@@ -59,6 +59,16 @@ TTraceStreamBase::~TTraceStreamBase() {
     Replace(nullptr, 0);
 }
 
+bool TTraceStreamBase::IsOpen() const noexcept {
+    return fStream.load() && QueryOpenError() == 0;
+}
+
+unsigned long TTraceStreamBase::QueryOpenError() const noexcept {
+    TLock const lock(fsFileMutex);
+    auto const *const file = dynamic_cast<TTraceFileStream const *>(fStream.load());
+    return file ? file->OpenError() : 0;
+}
+
 unsigned int TTraceStreamBase::SetFileMode(unsigned int mode) noexcept {
     return fsFileMode.exchange(mode & 0666, std::memory_order_relaxed);
 }
@@ -84,10 +94,10 @@ void TTraceStreamBase::SetStream(std::ostream *stream) {
     Replace(stream, 1);
 }
 
-void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
+void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) {
     if (!fStream)
         return;
-    TTraceRecord const record(FormOf(*this), level, message);
+    TTraceRecord const record(FormOf(*this), level, QueryPrefixParts(), category, message);
     TLock const lock(fsFileMutex);
     std::ostream *const stream = fStream; // may have been replaced meanwhile
     if (!stream)
@@ -142,8 +152,8 @@ TTraceWindowsDebugBase::~TTraceWindowsDebugBase() {
     Unlink();
 }
 
-void TTraceWindowsDebugBase::Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) {
-    TTraceRecord const record(FormOf(*this), level, message);
+void TTraceWindowsDebugBase::Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) {
+    TTraceRecord const record(FormOf(*this), level, QueryPrefixParts(), category, message);
     TOutput const output = fsOutput.load(std::memory_order_acquire);
     (output ? output : platform::DebuggerOutput)(record.Text());
 }

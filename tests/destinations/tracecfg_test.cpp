@@ -275,8 +275,100 @@ TEST(TraceSelection, WithoutTheOtherFieldsTheyKeepTheirStart) {
     EXPECT_EQ(selected.trace.QueryDefaultTracing(), 1);
 }
 
-TEST(TraceSelection, MoreThanFourFieldsAreIgnored) {
-    TSelected const selected("er,Game,0,TagVar,Message,zz");
+TEST(TraceSelection, AnExclamationMarkLeavesACategoryOut) {
+    TSelected const selected("al,,1,TagVar+!Message+!queue");
+    EXPECT_EQ(selected.trace.QueryCategory(TUtilityTraceCategory::TagVar), 1);
+    EXPECT_EQ(selected.trace.QueryCategory(TUtilityTraceCategory::Message), 0);
+    EXPECT_EQ(selected.trace.QueryCategory(TUtilityTraceCategory::Queue), 0);
+    EXPECT_EQ(selected.trace.QueryCategory(TUtilityTraceCategory::Factory), 1);
+    static TTrace::Category const marked(8, "!Marked");
+    EXPECT_EQ(TSelected("al,,0,!Marked").trace.QueryCategory(marked), 1); // it is the name of a category
+}
+
+TEST(TraceSelection, AComponentIsLeftOutByItsSign) {
+    TSelected const selected("al,-Protocol");
+    EXPECT_EQ(selected.trace.QueryComponent(), fsAll & ~8ul);
+    EXPECT_EQ(TSelected("al,+Game-2-Protocol").trace.QueryComponent(), fsAll & ~0xAul);
+}
+
+TEST(TraceSelection, ProgramsNameComponents) {
+    TTrace::NameComponent(0x40, "Delivery");
+    EXPECT_EQ(TSelected("al,delivery").trace.QueryComponent(), 0x40u);
+    EXPECT_EQ(TSelected("al,Reserved7").trace.QueryComponent(), 0x40u);
+    EXPECT_EQ(Bytes(TTrace::QueryComponentName(0x40)), "Delivery");
+    TTrace::NameComponent(1, "Mine"); // the library's own
+    TTrace::NameComponent(0, "Mine");
+    TTrace::NameComponent(6, "Mine"); // two components
+    EXPECT_EQ(TTrace::QueryComponentFromName("Mine"), 0u);
+    TTrace::NameComponent(0x40, nullptr);
+    EXPECT_EQ(Bytes(TTrace::QueryComponentName(0x40)), "Reserved7");
+}
+
+TEST(TraceSelection, TheFifthFieldAddsToThePrefix) {
+    EXPECT_EQ(TSelected("al").trace.QueryPrefixParts(), 0u);
+    EXPECT_EQ(TSelected("al,,,,year").trace.QueryPrefixParts(), TTrace::Base::yearPart);
+    EXPECT_EQ(TSelected("al,,,,Category+zone").trace.QueryPrefixParts(),
+              TTrace::Base::categoryPart | TTrace::Base::zonePart);
+    std::ostringstream out;
+    TTraceStream trace(out, "al,,,,category");
+    trace.SetDisplayPrefix(0);
+    Entry(TTrace::error, fsHere, "here");
+    EXPECT_EQ(out.str(), "E ConfigurationTest [f:1] here\n");
+}
+
+// Faults that throw nothing
+
+TEST(TraceSelection, FaultsThatThrowNothingGoToStandardError) {
+    struct {
+        char const *selection;
+        char const *told;
+    } const rows[] = {
+        {"al,Prtocol", "unknown component \"Prtocol\""},
+        {"al,Utility|Protocol", "unknown component \"Utility|Protocol\""},
+        {"al,Game+-Gmae", "unknown component \"Gmae\""},
+        {"al,,1,TagVra", "unknown category \"TagVra\""},
+        {"al,,1,!TagVra", "unknown category \"!TagVra\""},
+        {"al,,,,yaer", "unknown part of the prefix \"yaer\""},
+        {"al,,1,\x1b[2J", "unknown category \"?[2J\""},
+    };
+    for (auto const &row : rows) {
+        TDiversion const error(std::cerr);
+        TSelected const selected(row.selection);
+        EXPECT_EQ(error.Text(), "Trace configuration: " + std::string(row.told) + "\n") << row.selection;
+    }
+    TDiversion const error(std::cerr);
+    TSelected const right("al,Game+4+Reserved5,1,TagVar,year+");
+    EXPECT_EQ(error.Text(), "");
+}
+
+TEST(TraceConfiguration, AnUnknownDestinationGoesToStandardError) {
+    TDiversion const error(std::cerr);
+    TTrace const trace("fiel(x),er");
+    EXPECT_EQ(error.Text(), "Trace configuration: Unable to load trace factory fiel \"fiel(x),er\"\n");
+}
+
+TEST(TraceConfiguration, AFileThatCannotBeWrittenGoesToStandardError) {
+    TTempFolder const folder;
+    folder.AddFolder("taken");
+    folder.AddFile("file");
+    for (char const *keyword : {"file", "shfile"}) {
+        TDiversion const error(std::cerr);
+        std::string const name = folder.Name("taken");
+        TTrace const trace((keyword + ("(" + name + "),al")).c_str());
+        std::string const told = error.Text();
+        EXPECT_TRUE(told.starts_with("Trace configuration: unable to write the file (")) << told;
+        EXPECT_TRUE(told.ends_with(") \"" + name + "\"\n")) << told;
+    }
+    TDiversion const error(std::cerr);
+    TTrace const below(("file(" + folder.Name("file\\below\\trace.log") + ")").c_str());
+    EXPECT_EQ(error.Text(), "Trace configuration: unable to write the file (its directory cannot be made) \"" +
+                                folder.Name("file\\below\\trace.log") + "\"\n");
+    TTrace const right(("file(" + folder.Name("trace.log") + ")").c_str());
+    EXPECT_EQ(error.Text().find("trace.log\"", error.Text().find('\n')), std::string::npos);
+}
+
+TEST(TraceSelection, MoreThanFiveFieldsAreIgnored) {
+    TSelected const selected("er,Game,0,TagVar,,Message,zz");
     EXPECT_EQ(selected.trace.QueryLevel(), 4u);
     EXPECT_EQ(selected.trace.UsesDefault(TUtilityTraceCategory::TagVar), 1);
     EXPECT_EQ(selected.trace.UsesDefault(TUtilityTraceCategory::Message), 0);

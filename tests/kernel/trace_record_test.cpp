@@ -12,6 +12,12 @@ platform::TLocalTime platform::LocalTime() noexcept {
     return fsNow;
 }
 
+static int fsZone = 0;
+
+int platform::LocalZone() noexcept {
+    return fsZone;
+}
+
 std::uint32_t platform::ThreadId() noexcept {
     return 0xA4;
 }
@@ -40,4 +46,28 @@ TEST(TracePrefix, HundredthsAreCutNotRounded) {
         fsNow = {12, 31, 23, 59, 59, row.millisecond};
         EXPECT_STREQ(TTracePrefix(TTracePrefix::thread, 0x2).Text(), row.expected) << row.millisecond;
     }
+}
+
+TEST(TracePrefix, ShowsYearAndZoneIfAsked) {
+    fsNow = {7, 14, 9, 5, 3, 270, 2026};
+    constexpr unsigned long both = TTrace::Base::yearPart | TTrace::Base::zonePart;
+    fsZone = 120;
+    EXPECT_STREQ(TTracePrefix(TTracePrefix::thread, 0x4, both).Text(), "2026/07/14-09:05:03.27+02:00 000000A4 E");
+    EXPECT_STREQ(TTracePrefix(TTracePrefix::process, 0x4, both).Text(),
+                 "2026/07/14-09:05:03.27+02:00 0000013C:000000A4 E");
+    EXPECT_STREQ(TTracePrefix(TTracePrefix::thread, 0x4, TTrace::Base::yearPart).Text(),
+                 "2026/07/14-09:05:03.27 000000A4 E");
+    EXPECT_STREQ(TTracePrefix(TTracePrefix::letter, 0x4, both).Text(), "E");
+    fsZone = -210;
+    EXPECT_STREQ(TTracePrefix(TTracePrefix::thread, 0x4, TTrace::Base::zonePart).Text(),
+                 "07/14-09:05:03.27-03:30 000000A4 E");
+}
+
+TEST(TraceRecordParts, TheCategoryFollowsTheLetter) {
+    static TTrace::Category const category(8, "Session");
+    TTextMessage message("lost");
+    message.SetDebugging("src/session.cpp", 7);
+    EXPECT_STREQ(TTraceRecord(TTracePrefix::letter, 0x4, TTrace::Base::categoryPart, category, message).Text(),
+                 "E Session [session.cpp:7] lost\n");
+    EXPECT_STREQ(TTraceRecord(TTracePrefix::letter, 0x4, 0, category, message).Text(), "E [session.cpp:7] lost\n");
 }

@@ -42,7 +42,17 @@ assert run(None) == []
 assert run("") == []
 assert run("stderr") == ALL, run("stderr")
 assert run("stderr,er,Protocol") == ALL
-assert run("stderr,er,Protocol,0,Traced") == []  # the program's categories come later
+# The program's categories come later.
+assert run("stderr,er,Protocol,0,Traced") == ['Trace configuration: unknown category "Traced"']
+assert run("stderr,er,Protcol") == ['Trace configuration: unknown component "Protcol"']
+assert [re.sub(r":\d+]", "]", line) for line in run("stderr,wa", mode="faulty")] == [
+    'W [TRACEP] Trace configuration: unknown component "Prtocol"',
+    "W [TRACEP] Trace category TagVra not found",
+]
+assert run(None, mode="faulty") == [
+    'Trace configuration: unknown component "Prtocol"',
+    'Trace configuration: unknown category "TagVra"',
+]
 assert run("stderr,wa") == []
 assert run("stderr,er,Game") == []
 

@@ -1,6 +1,7 @@
 // traced MODE [MODULE]: a program that traces wherever the environment says. It prints "main ran" last.
 //   lines    one entry each from a static constructor, main(), a function that runs at exit, and a static destructor
 //   module   the same with MODULE loaded, which traces too
+//   faulty   the same, and opens a destination by a faulty configuration
 //   threads  threads that still write entries while the program ends
 
 #include "startup/load.h"
@@ -48,6 +49,8 @@ int main(int count, char **arguments) {
     Say("main");
     if (mode == "module" && !Load(arguments[2]))
         return 1;
+    if (mode == "faulty")
+        TTrace const trace("stdout,no,Prtocol,1,TagVra");
     if (mode == "threads")
         StartThreads();
     std::printf("main ran\n");

@@ -29,12 +29,23 @@ platform::TLocalTime platform::LocalTime() noexcept {
         std::tm record{};
         ::localtime_r(&now.tv_sec, &record);
         auto const part = [](int number) { return static_cast<unsigned int>(number); };
-        known = {part(record.tm_mon + 1), part(record.tm_mday), part(record.tm_hour),
-                 part(record.tm_min),     part(record.tm_sec),  0};
+        known.month = part(record.tm_mon + 1);
+        known.day = part(record.tm_mday);
+        known.hour = part(record.tm_hour);
+        known.minute = part(record.tm_min);
+        known.second = part(record.tm_sec);
+        known.year = part(record.tm_year + 1900);
         knownTime = now.tv_sec;
     }
     known.millisecond = static_cast<unsigned int>(now.tv_nsec / 1'000'000);
     return known;
+}
+
+int platform::LocalZone() noexcept {
+    std::time_t const now = ::time(nullptr);
+    std::tm record{};
+    ::localtime_r(&now, &record);
+    return static_cast<int>(record.tm_gmtoff / 60);
 }
 
 std::size_t platform::FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept {

@@ -124,7 +124,19 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
 platform::TLocalTime platform::LocalTime() noexcept {
     SYSTEMTIME now;
     GetLocalTime(&now);
-    return {now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds};
+    return {now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds, now.wYear};
+}
+
+int platform::LocalZone() noexcept {
+    TIME_ZONE_INFORMATION zone;
+    LONG bias = 0; // UTC is the local time and these minutes
+    switch (GetTimeZoneInformation(&zone)) {
+    case TIME_ZONE_ID_STANDARD: bias = zone.Bias + zone.StandardBias; break;
+    case TIME_ZONE_ID_DAYLIGHT: bias = zone.Bias + zone.DaylightBias; break;
+    case TIME_ZONE_ID_UNKNOWN: bias = zone.Bias; break;
+    default: break;
+    }
+    return static_cast<int>(-bias);
 }
 
 std::size_t platform::FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept {

@@ -9,6 +9,7 @@
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACESHF.h"
 #include "tuzutil/TRACESTR.h"
+#include "utility/destinations/configuration_fault.h"
 #include "utility/destinations/trace_selection.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/drop_exceptions.h"
@@ -49,6 +50,29 @@ std::string FileNameOrDefault(std::string const &argument) {
     return argument.empty() ? DefaultLogName() : LibraryForm(argument);
 }
 
+// The destination takes part even if its file cannot be written, but that must not go unnoticed.
+template <typename Destination>
+TTrace Checked(TTrace trace, std::string const &name) {
+    auto const &file = static_cast<Destination const &>(*trace.QueryPointer());
+    if (file.IsOpen())
+        return trace;
+    char text[256] = "its directory cannot be made";
+    if (unsigned long const error = file.QueryOpenError())
+        platform::ErrorText(static_cast<std::uint32_t>(error), text, sizeof text);
+    TellConfigurationFault("unable to write the file (" + std::string(text) + ")", name);
+    return trace;
+}
+
+TTrace FileTrace(std::string const &argument) {
+    std::string const name = FileNameOrDefault(argument);
+    return Checked<TTraceStreamBase>(TTraceStream(name.c_str()), name);
+}
+
+TTrace SharedFileTrace(std::string const &argument) {
+    std::string const name = FileNameOrDefault(argument);
+    return Checked<TTraceSharedFileBase>(TTraceSharedFile(name.c_str()), name);
+}
+
 TTrace ConsoleTrace(std::ostream &stream) {
     TTraceStream trace(stream);
     trace.SetDisplayPrefix(0);
@@ -78,8 +102,8 @@ struct TDestination {
 constexpr TDestination fsDestinations[] = {
     {"stdout", [](std::string const &) { return ConsoleTrace(std::cout); }},
     {"stderr", [](std::string const &) { return ConsoleTrace(std::cerr); }},
-    {"shfile", [](std::string const &a) -> TTrace { return TTraceSharedFile(FileNameOrDefault(a).c_str()); }},
-    {"file", [](std::string const &a) -> TTrace { return TTraceStream(FileNameOrDefault(a).c_str()); }},
+    {"shfile", SharedFileTrace},
+    {"file", FileTrace},
     {"win", [](std::string const &) { return TTrace(); }},
     {"debug", [](std::string const &) -> TTrace { return TTraceWindowsDebug(); }},
 };
@@ -93,15 +117,6 @@ TTrace OpenDestination(TTraceConfiguration &configuration) {
 }
 
 // The destination that the environment asks for
-
-std::string Printable(std::string_view text) {
-    std::string result(text.substr(0, 200));
-    for (char &c : result) {
-        if (static_cast<unsigned char>(c) < ' ' || c == 0x7F)
-            c = '?';
-    }
-    return result;
-}
 
 constexpr char fsStartupVariable[] = "NUV_TRACE_STARTUP";
 
@@ -187,6 +202,8 @@ TTrace::TTrace(char const *configuration) {
         return;
     TTraceConfiguration parts{std::string_view(configuration)};
     fDestination = OpenTraceDestination(parts);
+    if (!parts.problem.empty())
+        TellConfigurationFault(parts.problem, configuration, alsoAnEntry);
     TTrace::ParseTraceString(parts.selection.c_str());
 }
 

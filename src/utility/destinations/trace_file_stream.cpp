@@ -6,7 +6,8 @@
 #include "tuzutil/TRACESTR.h"
 
 TTraceFileBuf::TTraceFileBuf(char const *name, Use use) noexcept
-    : fFile(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode())) {}
+    : fFile(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode())),
+      fError(fFile ? 0 : platform::LastError()) {}
 
 TTraceFileBuf::~TTraceFileBuf() {
     platform::CloseTraceFile(fFile);

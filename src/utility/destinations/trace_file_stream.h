@@ -6,6 +6,7 @@
 
 #include "platform/platform.h"
 
+#include <cstdint>
 #include <ostream>
 #include <streambuf>
 
@@ -17,6 +18,7 @@ public:
     ~TTraceFileBuf() override;
 
     bool IsOpen() const noexcept { return fFile != nullptr; }
+    std::uint32_t OpenError() const noexcept { return fError; } // the system's error code; 0 if the file is open
 
 protected:
     std::streamsize xsputn(char const *text, std::streamsize count) override;
@@ -24,11 +26,13 @@ protected:
 
 private:
     platform::TraceFile *fFile;
+    std::uint32_t fError;
 };
 
 // The buffer is a base that precedes the stream, so it is built first.
 class TTraceFileStream : private TTraceFileBuf, public std::ostream {
 public:
+    using TTraceFileBuf::OpenError;
     using TTraceFileBuf::Use;
 
     TTraceFileStream(char const *name, Use use) : TTraceFileBuf(name, use), std::ostream(this) {

@@ -1,14 +1,17 @@
-// Applies a selection to a destination, field by field: levels, components, the default, categories. It takes no lock
-// of its own; the destination locks each of its changes.
+// Applies a selection to a destination, field by field: levels, components, the default, categories, parts of the
+// prefix. It takes no lock of its own; the destination locks each of its changes.
 
 #include "utility/destinations/trace_selection.h"
 
+#include "utility/destinations/configuration_fault.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/reporter.h"
 #include "utility/kernel/string_access.h"
 #include "utility/kernel/trace_levels.h"
 
 #include <algorithm>
+#include <iterator>
+#include <string>
 
 namespace {
 
@@ -77,7 +80,10 @@ void ApplyComponents(TTrace::Base &destination, std::string_view field) {
             continue;
         }
         std::string_view const name = field.substr(0, field.find_first_of("+-"));
-        change.Apply(static_cast<std::uint32_t>(TTrace::QueryComponentFromName(TStringAccess::From(name))));
+        auto const mask = static_cast<std::uint32_t>(TTrace::QueryComponentFromName(TStringAccess::From(name)));
+        if (mask == 0)
+            TellConfigurationFault("unknown component", name);
+        change.Apply(mask);
         field.remove_prefix(name.size());
     }
     destination.SetComponent(change.Mask());
@@ -88,6 +94,21 @@ bool ApplyDefault(TTrace::Base &destination, std::string_view field) {
         return false;
     destination.SetDefaultTracing(field == "1");
     return true;
+}
+
+// An exclamation mark switches a category off, unless it belongs to the name of one.
+void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) {
+    TTrace::Category const *category = TTrace::FindCategory(TStringAccess::From(name));
+    if (!category && name.front() == '!') {
+        category = TTrace::FindCategory(TStringAccess::From(name.substr(1)));
+        isOn = false;
+    }
+    if (category) {
+        destination.AddCategory(*category, isOn);
+        return;
+    }
+    fsReports.Warning("Trace category %s not found", TStringAccess::From(name));
+    TellConfigurationFault("unknown category", name, alsoAnEntry);
 }
 
 // The sign of each name is the character at the same position of the *components*. If that is a sign, the name loses
@@ -102,14 +123,33 @@ void ApplyCategories(TTrace::Base &destination, std::string_view field, std::str
         }
         std::size_t const end = std::min(field.find_first_of("+-", begin), field.size());
         std::string_view const name = field.substr(begin, end - begin);
-        if (!name.empty()) {
-            if (TTrace::Category const *const category = TTrace::FindCategory(TStringAccess::From(name)))
-                destination.AddCategory(*category, isOn);
-            else
-                fsReports.Warning("Trace category %s not found", TStringAccess::From(name));
-        }
+        if (!name.empty())
+            ApplyCategory(destination, name, isOn);
         at = end + 1;
     }
+}
+
+// Words that are separated by signs, which mean nothing.
+void ApplyPrefixParts(TTrace::Base &destination, std::string_view field) {
+    struct TPart {
+        char const *keyword;
+        TTrace::Base::PrefixPart part;
+    };
+    static constexpr TPart known[] = {
+        {"category", TTrace::Base::categoryPart}, {"year", TTrace::Base::yearPart}, {"zone", TTrace::Base::zonePart}};
+    unsigned long parts = 0;
+    while (!field.empty()) {
+        std::string const word(field.substr(0, field.find_first_of("+-")));
+        field.remove_prefix(std::min(word.size() + 1, field.size()));
+        auto const *const found = std::find_if(std::begin(known), std::end(known), [&](TPart const &each) {
+            return ascii_names::IsEqual(each.keyword, word.c_str());
+        });
+        if (found != std::end(known))
+            parts |= found->part;
+        else if (!word.empty())
+            TellConfigurationFault("unknown part of the prefix", word);
+    }
+    destination.SetPrefixParts(parts);
 }
 
 } // namespace
@@ -120,6 +160,7 @@ TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_
     std::string_view const components = TakeField(rest);
     std::string_view const defaultTracing = TakeField(rest);
     std::string_view const categories = TakeField(rest);
+    std::string_view const prefixParts = TakeField(rest);
     auto const positionOf = [&](std::string_view field) {
         return static_cast<std::size_t>(field.data() - selection.data());
     };
@@ -133,5 +174,7 @@ TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_
         return {"Invalid default specified", positionOf(defaultTracing), defaultTracing.size()};
     if (!categories.empty())
         ApplyCategories(destination, categories, components);
+    if (!prefixParts.empty())
+        ApplyPrefixParts(destination, prefixParts);
     return {};
 }

@@ -26,8 +26,22 @@ char *PutHexadecimal(char *at, std::uint32_t number) noexcept {
     return at;
 }
 
-char *PutTime(char *at) noexcept {
+// "+02:00"
+char *PutZone(char *at, int minutes) noexcept {
+    *at++ = minutes < 0 ? '-' : '+';
+    auto const distance = static_cast<unsigned int>(minutes < 0 ? -minutes : minutes);
+    at = PutTwoDigits(at, distance / 60);
+    *at++ = ':';
+    return PutTwoDigits(at, distance % 60);
+}
+
+char *PutTime(char *at, unsigned long parts) noexcept {
     platform::TLocalTime const now = platform::LocalTime();
+    if (parts & TTrace::Base::yearPart) {
+        at = PutTwoDigits(at, now.year / 100);
+        at = PutTwoDigits(at, now.year);
+        *at++ = '/';
+    }
     at = PutTwoDigits(at, now.month);
     *at++ = '/';
     at = PutTwoDigits(at, now.day);
@@ -38,7 +52,8 @@ char *PutTime(char *at) noexcept {
     *at++ = ':';
     at = PutTwoDigits(at, now.second);
     *at++ = '.';
-    return PutTwoDigits(at, now.millisecond / 10);
+    at = PutTwoDigits(at, now.millisecond / 10);
+    return parts & TTrace::Base::zonePart ? PutZone(at, platform::LocalZone()) : at;
 }
 
 // The paths of sources may have either separator.
@@ -69,10 +84,10 @@ char TTrace::Base::LevelChar(unsigned long level) noexcept {
     return '?';
 }
 
-TTracePrefix::TTracePrefix(Form form, unsigned long level) noexcept {
+TTracePrefix::TTracePrefix(Form form, unsigned long level, unsigned long parts) noexcept {
     char *at = fText;
     if (form != letter) {
-        at = PutTime(at);
+        at = PutTime(at, parts);
         *at++ = ' ';
         if (form == process) {
             at = PutHexadecimal(at, platform::ProcessId());
@@ -86,8 +101,7 @@ TTracePrefix::TTracePrefix(Form form, unsigned long level) noexcept {
     fLength = static_cast<std::size_t>(at - fText);
 }
 
-TTraceRecord::TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMessage const &message) {
-    TTracePrefix const prefix(form, level);
+TTraceRecord::TTraceRecord(TTracePrefix const &prefix, TTrace::Category const *category, TTextMessage const &message) {
     std::string_view const file = LastPart(message.QueryFile());
     char digits[16];
     char *const lineEnd = std::to_chars(digits, digits + sizeof digits, message.QueryLine()).ptr;
@@ -96,12 +110,19 @@ TTraceRecord::TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMe
     char const *const chars = narrow;
     std::string_view const text(chars ? chars : "");
 
-    fLength = prefix.Length() + std::strlen(" [:] \n") + file.size() + line.size() + text.size();
+    char const *const name = category ? static_cast<char const *>(category->QueryString()) : nullptr;
+    std::string_view const categoryName(name ? name : "");
+
+    fLength = prefix.Length() + (category ? 1 : 0) + categoryName.size() + std::strlen(" [:] \n") + file.size() +
+              line.size() + text.size();
     if (fLength >= sizeof fShort) {
         fLong.reset(new char[fLength + 1]);
         fText = fLong.get();
     }
     char *at = Put(fText, {prefix.Text(), prefix.Length()});
+    if (category)
+        *at++ = ' ';
+    at = Put(at, categoryName);
     at = Put(at, " [");
     at = Put(at, file);
     *at++ = ':';

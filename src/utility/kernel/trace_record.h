@@ -4,6 +4,7 @@
 // One record of a trace, composed in memory, so that a destination can hand it over in one piece. Most records need no
 // allocation.
 
+#include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
 
 #include <cstddef>
@@ -19,25 +20,35 @@ public:
         process, // "07/14-09:05:03.27 0000013C:000000A4 E"
     };
 
-    TTracePrefix(Form form, unsigned long level) noexcept;
+    // Of the parts of TTrace::Base::PrefixPart, the year and the zone are shown if the form has a time:
+    // "2026/07/14-09:05:03.27+02:00 000000A4 E".
+    TTracePrefix(Form form, unsigned long level, unsigned long parts = 0) noexcept;
 
     char const *Text() const noexcept { return fText; }
     std::size_t Length() const noexcept { return fLength; }
 
 private:
-    char fText[40];
+    char fText[64];
     std::size_t fLength;
 };
 
-// "prefix [FILE:line] text", and an end of line. The text is the message's up to its first zero.
+// "prefix [FILE:line] text", and an end of line. The text is the message's up to its first zero. If the parts include
+// the category, its name follows the prefix.
 class TTraceRecord {
 public:
-    TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMessage const &message);
+    TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMessage const &message)
+        : TTraceRecord(TTracePrefix(form, level), nullptr, message) {}
+    TTraceRecord(TTracePrefix::Form form, unsigned long level, unsigned long parts, TTrace::Category const &category,
+                 TTextMessage const &message)
+        : TTraceRecord(TTracePrefix(form, level, parts), parts & TTrace::Base::categoryPart ? &category : nullptr,
+                       message) {}
 
     char const *Text() const noexcept { return fText; } // with a terminating zero
     std::size_t Length() const noexcept { return fLength; }
 
 private:
+    TTraceRecord(TTracePrefix const &prefix, TTrace::Category const *category, TTextMessage const &message);
+
     char fShort[512]; // most records need no memory
     std::unique_ptr<char[]> fLong;
     char *fText = fShort;
