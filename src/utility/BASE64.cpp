@@ -1,5 +1,5 @@
-// TBase64: converts strings to and from Base64. The loops are in mail/base64_loops.h; this source chooses the variant
-// that suits the processor. It takes no lock and keeps no state.
+// TBase64: converts strings to and from Base64. The loops are in mail/base64_loops.h. This source chooses the loop that
+// suits the processor. It takes no lock and keeps no state.
 
 #include "tuzutil/BASE64.h"
 

@@ -1,7 +1,7 @@
-// TiBinaryStream and ToBinaryStream: numbers and texts in network order over a stream of the caller's. Small numbers
-// are read and written in the areas of the stream's buffer, without a virtual call. A text is read piece by piece, so a
-// length that a hostile stream announces takes no memory before its bytes arrive. No lock is taken: a stream belongs to
-// one thread.
+// TiBinaryStream and ToBinaryStream: numbers and texts, in host or network order, over a stream that the caller owns.
+// Small numbers are read and written directly in the areas of the stream's buffer, without a virtual call. A text is
+// read piece by piece: a hostile stream that announces a great length takes little memory until the bytes arrive. No
+// lock is taken, because a stream belongs to one thread.
 
 #include "tuzutil/BINSTRM.h"
 
@@ -19,7 +19,7 @@ static_assert(sizeof(float) == 4 && sizeof(double) == 8);
 
 namespace {
 
-constexpr std::uint64_t fsFirstStep = 0x10000; // bytes of a text that are believed in before any has arrived
+constexpr std::uint64_t fsFirstStep = 0x10000; // bytes that are allocated for a text, at most, before any arrives
 
 std::uint16_t Reversed(std::uint16_t bits) noexcept {
     return __builtin_bswap16(bits);
@@ -31,7 +31,7 @@ std::uint64_t Reversed(std::uint64_t bits) noexcept {
     return __builtin_bswap64(bits);
 }
 
-// How a number lies in the stream: in network order the bytes of a long double begin two bytes later.
+// Converts a number to its bytes in the stream and back, in host or network order.
 template <typename Wire>
 struct TEncoding {
     using Bits = std::conditional_t<sizeof(Wire) == 2, std::uint16_t,
@@ -50,7 +50,7 @@ struct TEncoding {
     }
 };
 
-// Whether a sentry of an unformatted function would find the stream ready and do nothing else.
+// Returns whether the stream is ready and needs none of the work of a sentry, such as flushing a tied stream.
 bool NeedsNoSentry(std::istream const &stream) {
     return stream.good() && !stream.tie();
 }
@@ -62,7 +62,7 @@ bool NeedsNoSentry(std::ostream const &stream) {
 
 // Reading
 
-// Like istream::read, and as one call of the buffer, but without a sentry if that has nothing to do.
+// Works like istream::read(), but makes no sentry if a sentry would have nothing to do.
 std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     auto *const to = static_cast<char *>(bytes);
     auto const wanted = static_cast<std::streamsize>(count);
@@ -79,8 +79,8 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     return got;
 }
 
-// Runs `extract` on the stream's buffer as an input function does: after a sentry, and with the usual state and
-// exceptions.
+// Runs `extract` on the stream's buffer as an input function of the stream would: a sentry comes first, and failures
+// set the stream's state or are thrown according to its exception mask.
 template <typename Work>
 void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     std::istream::sentry const ready(*fStream, keepWhiteSpace);
@@ -93,7 +93,7 @@ void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
         fStream->setstate(state);
 }
 
-// The wrapped stream, for a member after which its own gcount() counts.
+// Returns the wrapped stream. Until the next call of ReadBytes(), gcount() returns the gcount() of that stream.
 std::istream &TiBinaryStream::Unformatted() noexcept {
     fCount = fsAskStream;
     return *fStream;
@@ -111,7 +111,7 @@ TiBinaryStream &TiBinaryStream::ReadNumber(Value &value) {
     if (network || got == sizeof bytes)
         value = static_cast<Value>(TEncoding<Wire>::Take(bytes, network));
     else
-        std::memcpy(&value, bytes, got); // the low bytes; the others keep their values
+        std::memcpy(&value, bytes, got); // the low bytes have arrived; the other bytes keep their values
     return *this;
 }
 
@@ -142,12 +142,12 @@ TiBinaryStream &TiBinaryStream::operator>>(double &value) {
 
 TiBinaryStream &TiBinaryStream::operator>>(long double &value) {
     if (IsNetworkOrder()) {
-        unsigned char bytes[2 + sizeof(double)] = {}; // two of filler
+        unsigned char bytes[2 + sizeof(double)] = {}; // the first two are filler
         ReadBytes(bytes, sizeof bytes);
         value = TEncoding<double>::Take(bytes + 2, true);
         return *this;
     }
-    double number = static_cast<double>(value); // keeps the bytes that do not arrive
+    double number = static_cast<double>(value); // bytes that do not arrive keep their values
     if (ReadBytes(&number, sizeof number) != 0)
         value = number;
     return *this;
@@ -292,7 +292,7 @@ TiBinaryStream &TiBinaryStream::operator>>(std::streambuf *to) {
 
 // Writing
 
-// Like ostream::write, but without a sentry if that has nothing to do.
+// Works like ostream::write(), but makes no sentry if a sentry would have nothing to do.
 void ToBinaryStream::WriteBytes(void const *bytes, std::size_t count) {
     auto const *const from = static_cast<char const *>(bytes);
     auto const size = static_cast<std::streamsize>(count);
@@ -454,7 +454,8 @@ TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text) {
     if (stream.fail() || (stream >> announced).fail() || (stream >> reserved).fail() || announced == 0)
         return stream;
 
-    // Room for what has arrived once more, so that the announced length alone costs no memory.
+    // The room begins with fsFirstStep bytes, and is doubled when it is full. So a text that does not arrive costs
+    // little memory, however long it is announced to be.
     std::uint64_t const length = announced;
     std::uint64_t room = std::min(length, fsFirstStep);
     std::uint64_t received = 0;

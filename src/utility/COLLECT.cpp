@@ -1,5 +1,5 @@
-// TBaseSetOf and TBaseSparseArrayOf: the untyped lists and arrays below the templates of COLLECT.h. They own their
-// links and entries; the templates own the elements. No lock is taken, and only a lack of memory is traced.
+// TBaseSetOf and TBaseSparseArrayOf: untyped lists and arrays, the bases of the templates in COLLECT.h. They own their
+// links and entries. The templates own the elements. Collections have no lock.
 
 #include "tuzutil/COLLECT.h"
 
@@ -44,7 +44,7 @@ TBaseSetOf::~TBaseSetOf() {
 void TBaseSetOf::Add(void *element) {
     auto *const link = New<TElement>(element);
     if (!fFirst) {
-        fFirst = link; // the last link may be a deleted one
+        fFirst = link; // fLast is not used, because DeleteSet() may have deleted its link
     } else {
         Detach();
         fLast->next = link;
@@ -109,7 +109,7 @@ TBaseSetOf::TElement *TBaseSetOf::Following(TElement const *link) const noexcept
     return link->next == fFirst ? nullptr : link->next;
 }
 
-// Returns the link before `link`. That is null for the first link, unless the chain is circular.
+// Returns the link before `link`, or null if no other link leads to `link`.
 TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept {
     for (TElement *candidate = fFirst; candidate; candidate = Following(candidate)) {
         if (candidate->next == link)
@@ -118,8 +118,8 @@ TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept
     return nullptr;
 }
 
-// The caller is about to give the last link a new successor. In a circular chain, the links to which it leads now
-// become unreachable by that. They are kept aside and deleted with the set.
+// Called before the last link gets a new successor. In a circular chain, the links that follow the last one now would
+// then be unreachable. They are moved to the list fDetached, which the destructor deletes.
 void TBaseSetOf::Detach() noexcept {
     TElement *const cut = fLast->next;
     if (!cut || cut == fFirst)
@@ -202,7 +202,7 @@ TBaseSparseArrayOf::TSparseArrayElement *TBaseSparseArrayOf::FindEntry(unsigned 
     position = 0;
     if (fCount == 0 || index < fEntries[0]->index)
         return nullptr;
-    unsigned long low = 0; // the index at `low` is not above the one sought, that at `high` is
+    unsigned long low = 0; // the index at `low` is at most the wanted one; the index at `high` is above it
     unsigned long high = fCount;
     while (high - low > 1) {
         unsigned long const middle = low + (high - low) / 2;

@@ -1,5 +1,5 @@
-// TConcatStreamBuf and its stream: several sources read as one, each from the lines that its options choose. Failures
-// of a source pass through the reading stream, see streams/stream_failure.h. No lock is taken.
+// TConcatStreamBuf and TiConcatStream: read several sources as one stream, line by line. An exception of a source
+// passes through the reading stream, see streams/stream_failure.h. No lock is taken.
 
 #include "tuzutil/CONCSTRM.h"
 
@@ -11,7 +11,7 @@
 namespace {
 
 constexpr unsigned long fsDefaultSize = 1024;
-constexpr unsigned long fsMinimumSize = 14; // one byte a piece
+constexpr unsigned long fsMinimumSize = 14; // a piece then has one byte
 constexpr unsigned long fsMaximumSize = 1ul << 30;
 
 } // namespace
@@ -58,12 +58,13 @@ bool TConcatStreamBuf::IsReadable() const noexcept {
 TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
     char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
-    std::size_t const limit =
-        fBufferSize - fsPutBackRoom - 3; // CR, LF and, in memory of the classic reader, a terminator
+    // Three bytes stay free: two for CR and LF, and one for a terminating zero, which is no longer written. The size of
+    // a piece is documented, so it stays as it was.
+    std::size_t const limit = fBufferSize - fsPutBackRoom - 3;
 
     source_reader::Stop stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     bool lineEnds = false;
-    bool isOverwritten = false; // the last piece, by a line that does not count
+    bool isOverwritten = false; // whether an unfinished line has overwritten the last piece
     while (fSources[fCurrent]->eof()) {
         bool const isUnfinished = fGathered != 0 || fLast != '\n';
         if (fWholeLines && isUnfinished) {
@@ -71,9 +72,9 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
             break;
         }
         isOverwritten = isOverwritten || fGathered != 0;
-        fGathered = 0; // a line without its end does not count
+        fGathered = 0; // the unfinished line is dropped
         if (++fCurrent == fSources.size())
-            return {nullptr, nullptr, nullptr}; // a line that does not count may lie where the last piece was
+            return {nullptr, nullptr, nullptr}; // null, because a dropped line may have overwritten the last piece
         stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
     if (!lineEnds)

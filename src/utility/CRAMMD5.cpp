@@ -1,5 +1,5 @@
-// The answer of CRAM-MD5 to a challenge: a keyed MD5 digest in hexadecimal digits. Every byte that was computed from
-// the secret is zeroed before its memory is released.
+// CalculateCramMD5: computes the answer to a challenge of CRAM-MD5, a keyed MD5 digest in hexadecimal digits. Key bytes
+// and intermediate digests are zeroed before their memory is released.
 
 #include "tuzutil/CRAMMD5.h"
 
@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned int fsKeySize = 64;
 constexpr unsigned int fsDigestSize = 16;
 
-// Bytes on the stack that hold a secret. They are 0 at first, and the destructor zeroes them.
+// Bytes on the stack that hold a secret. They begin as zeros, and the destructor zeroes them again.
 template <unsigned int size>
 struct TSecretBytes {
     TSecretBytes() = default;
@@ -25,7 +25,8 @@ struct TSecretBytes {
     char bytes[size] = {};
 };
 
-// Computes the digest of the key followed by a message. Each byte of the key is first combined with `pad`.
+// Computes the digest of the key followed by a message. Each byte of the key is first combined with `pad` by
+// exclusive or.
 void KeyedDigest(TSecretBytes<fsKeySize> const &key, int pad, char const *message, unsigned int count, char *digest) {
     TSecretBytes<fsKeySize> padded;
     for (unsigned int at = 0; at < fsKeySize; ++at)

@@ -1,5 +1,5 @@
-// TDirectory: the entries of a directory, and the making of directories. Open searches stand in TFindTable, whose lock
-// is the only one that is taken; entries are traced after it is released.
+// TDirectory: lists the entries of a directory, and makes directories. Open searches are kept in TFindTable. The lock
+// of that table is the only one taken here, and it is released before a trace entry is written.
 
 #include "tuzutil/DIRECTRY.h"
 
@@ -19,15 +19,16 @@
 namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Directory, "src/utility/DIRECTRY");
-constexpr std::uint32_t fsTreeFailed = 457; // the line that the entry carries
+constexpr std::uint32_t fsTreeFailed = 457; // the line number in the trace entry of a failed MakeTree()
 constexpr char separator = '\\';
 
-// The bytes that the text prints as.
+// Returns the bytes that a stream would print for the text.
 std::string_view Printed(TString const &text) noexcept {
     return text.IsNull() ? "<NULL>" : std::string_view(text, text.length());
 }
 
-// Not by a stream, which would take a lack of memory for the end of the text.
+// Joins two parts with the separator between them. It uses no string stream, because a string stream without memory
+// would cut the text silently.
 TString Join(TString const &first, TString const &second) {
     std::string_view const parts[] = {Printed(first), Printed(TDirectory::fsSeparator), Printed(second)};
     std::uint64_t length = 0;
@@ -44,12 +45,12 @@ bool IsSelfOrParent(char const *name) noexcept {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// A caller that does not ask which entries are directories wants files only.
+// A caller that passes no place for `isDirectory` wants only files.
 bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
 }
 
-// A name that would be taken for a path, and lead elsewhere, is left out.
+// Leaves out a name that contains a backslash: the library would take the name for a path to another file.
 bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     if (!IsWanted(entry, isDirectory))
         return false;
@@ -59,7 +60,7 @@ bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int co
     return false;
 }
 
-// 0, or 1 after an entry that says why.
+// Returns 0 if the directory was made or a file of that name exists. Otherwise traces the reason and returns 1.
 int Make(char const *path) noexcept {
     int const error = platform::MakeDirectory(path ? path : "");
     if (error == 0 || error == EEXIST)
@@ -149,8 +150,9 @@ int TDirectory::MakeDir(TString const &path) {
     return Make(path);
 }
 
-// Goes up to the first directory that can be made, then down again. One text holds all levels, with a zero instead of
-// each separator at which it is cut: a path from outside may have any number of levels.
+// Shortens the path by one part at a time until that directory can be made, then makes the longer paths in turn. All
+// are made from one text: a zero replaces each separator at which the path is cut. A text for each part would need too
+// much memory, because a path from outside may have any number of parts.
 int TDirectory::MakeTree(TString const &path) {
     TString levels = path ? path : TString("");
     levels.MakeUnique();

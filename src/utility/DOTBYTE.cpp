@@ -1,6 +1,6 @@
-// TDotByteStreamBuf and its streams: bodies of mail protocols, with doubled dots and a closing line of one dot. It
-// reads and writes through TFilterStreamBuf. Any thread may call Cancel(); all other functions belong to one thread at
-// a time. No lock is taken.
+// TDotByteStreamBuf and its streams: text bodies of mail protocols. A dot at the beginning of a line is doubled, and a
+// line with a single dot ends the body. Any thread may call Cancel(). The other functions are for one thread at a time.
+// No lock is taken.
 
 #include "tuzutil/DOTBYTE.h"
 
@@ -17,13 +17,13 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/DOTBYTE");
 
-// The line numbers that the source locations of the failures contain.
+// The line numbers that the exceptions and the trace entry below report.
 constexpr std::uint32_t fsLimitInBody = 271;
 constexpr std::uint32_t fsLimitAtEmptyLine = 279;
 constexpr std::uint32_t fsCancelling = 297;
 constexpr std::uint32_t fsCancelled = 298;
 
-constexpr std::uint32_t fsAreaSize = 1024; // bytes in each direction
+constexpr std::uint32_t fsAreaSize = 1024; // bytes of the get area and of the put area
 
 [[noreturn]] void RaiseCancelled() {
     fsReports.Warning({"Cancelling download", fsCancelling});
@@ -97,14 +97,15 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
     }
 }
 
-// Returns the end of a run: the place after the next LF if lines are counted, otherwise after the next LF before a dot.
+// Returns the end of the run that begins at `from`. If lines are counted, a run ends after the next LF. Otherwise it
+// ends after the next LF that is followed by a dot.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end) const noexcept {
     char const *const lineFeed =
         fLinesLimited ? byte_search::FindByte(from, end, '\n') : byte_search::FindPair(from, end, '\n', '.');
     return lineFeed ? lineFeed + 1 : end;
 }
 
-// Called at the end of each line.
+// Called after each run that ends a line.
 void TDotByteStreamBuf::CheckStop() {
     if (fLinesLimited && fInBody) {
         if (fLinesLeft-- == 1)
@@ -145,14 +146,15 @@ bool TDotByteStreamBuf::IsReadable() const noexcept {
 }
 
 void TDotByteStreamBuf::BeforeRead() {
-    // The exchange locks the memory bus, so it is made only after a call of Cancel().
+    // The exchange is slower than the load, so it is made only after a call of Cancel().
     if (fCancel.load(std::memory_order_relaxed) && fCancel.exchange(0))
         RaiseCancelled();
 }
 
 TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     char *begin = fBuffer.get();
-    // One byte of the area stays free, so that a full piece is delivered before the next byte is inspected.
+    // A full piece has fsAreaSize - 1 bytes. It is delivered before the next byte of the source, which may not have
+    // arrived, is inspected.
     source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered);
     bool const lineFeed = stop == source_reader::Stop::lineFeed && source_reader::TakeLineFeed(*fSource, stop);
     std::size_t const count = std::exchange(fGathered, 0);
@@ -161,11 +163,11 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {
         if (count == 2 && begin[1] == '\r' && lineFeed) {
             fReadState = State::terminated;
-            return {nullptr, nullptr, nullptr}; // the end line has overwritten the last piece
+            return {nullptr, nullptr, nullptr}; // null, because the line with the dot has overwritten the last piece
         }
         ++begin;
     }
-    // A CR at the end of the last piece counts only if the line feed follows at once.
+    // A CR at the end of the last piece belongs to a line end only if the line feed is the very next byte.
     if (count > 0 && end[-1] == '\r')
         fReadState = State::afterCr;
     else if (count > 0 || fReadState != State::afterCr)

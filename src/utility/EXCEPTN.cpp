@@ -1,6 +1,6 @@
-// TException and its family: texts, locations and the gate to the trace. Nothing here allocates more than its texts,
-// and what finds no memory is left out: an exception may be under way because memory is missing. Only Trace() takes a
-// lock, the trace lock, and only while somebody listens.
+// TException and its family: their texts and locations, and the test whether exceptions are traced. Only texts are
+// allocated. A text for which there is no memory becomes null: the exception may be thrown because memory is missing.
+// Only Trace() takes a lock: the trace lock, if some destination traces exceptions.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -16,9 +16,9 @@ TString TextOrNull(char const *text) noexcept {
     }
 }
 
-// The rule for a list of five: a sixth entry moves the first three only, and replaces the last.
+// Appends to a list of at most five entries. For a full list see TException::appendText().
 template <typename Entry>
-void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be one of the list
+void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be an element of the list
     if (count < 5) {
         list[count++] = entry;
         return;

@@ -1,6 +1,7 @@
 // TFactoryType and TFactoryLoaderBase: the registry of factories by type, and the loading of libraries that register
-// them. Two locks are taken in this order: fMutex during loading, fRegistryMutex to use the set. Under fRegistryMutex,
-// no code outside this library is called. A factory that is registered is found without fMutex.
+// factories. There are two locks, taken in this order: fMutex is held while a library is loaded, fRegistryMutex while
+// the set is used. No code outside this library is called under fRegistryMutex. A registered factory is found without
+// fMutex, unless its library is still being loaded.
 
 #include "tuzutil/FACTORY.h"
 
@@ -32,7 +33,7 @@ std::string_view LastPart(std::string_view name) noexcept {
     return name.substr(name.rfind('\\') + 1);
 }
 
-// Returns whether the name, from its last dot on, is `ending`. An ending includes its dot.
+// Returns whether the part of the name that begins with its last dot is `ending`. The case of ASCII letters is ignored.
 bool HasEnding(TString const &name, char const *ending) {
     std::string_view const whole = View(name);
     std::size_t const dot = whole.rfind('.');
@@ -40,8 +41,9 @@ bool HasEnding(TString const &name, char const *ending) {
            ascii_names::IsEqual(TStringAccess::From(whole.substr(dot)), TString(ending));
 }
 
-// The file names that a library may have: its name, with ".dll" if `needsEnding`. Otherwise also the name with the
-// ending of native libraries, and that name after "lib".
+// The file names that a library may have. Without `needsEnding` that is only its name. Otherwise it is the name with
+// ".dll" and, if the system's own libraries have another ending, the name with that ending. The last file name is the
+// latter with "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;
@@ -53,11 +55,11 @@ struct TNames {
         all[2] = TStringAccess::From(native.substr(0, path)) + "lib" + TStringAccess::From(native.substr(path));
     }
 
-    std::array<TString, 3> all; // null: none
+    std::array<TString, 3> all; // unused elements are null
 };
 
-// Returns the full name of the library in the first directory that contains it. Returns null if none does, or if the
-// full name is too long.
+// Returns the full name of the library in the first directory that contains it, or null if no directory does. A full
+// name of more than fsLongestPath bytes is skipped.
 TString Search(TString const &directories, TString const &name) {
     TNames const files(name, LastPart(View(name)).find('.') == std::string_view::npos);
     std::string_view rest = View(directories);
@@ -84,7 +86,7 @@ platform::Library *Open(TString const &name) {
     return library;
 }
 
-// Opens the library under the first of its names for which there is one. If all fail, reports the failure of the first.
+// Tries the names of the library in turn until one can be opened. If all fail, LastError() is the error of the first.
 platform::Library *OpenUnderAnyName(TString const &name) {
     TNames const names(name, !HasEnding(name, fsEnding));
     platform::Library *const library = Open(names.all[0]);
@@ -141,7 +143,7 @@ public:
     TFactoryType const &Key() const noexcept { return fType; }
     void *Factory() const noexcept { return fFactory; }
 
-    // While its library is being loaded, a factory may be incomplete.
+    // Returns whether the library of the factory is still being loaded. The factory may then be incomplete.
     bool IsLoading() const noexcept { return fIsLoading; }
     void Settle() noexcept { fIsLoading = false; }
 
@@ -191,8 +193,9 @@ void TFactoryLoaderBase::Settle() {
         entry->Settle();
 }
 
-// A registered factory is found without waiting for a thread that loads a library. That thread may itself wait for the
-// system's loader, which may be running a static object of another thread that looks for a factory.
+// A registered factory is found without waiting for a thread that loads a library. Waiting could last for ever: the
+// loading thread may need the lock of the system's loader, while the thread that holds that lock runs the constructor
+// of a static object that looks for a factory.
 void *TFactoryLoaderBase::Find(TFactoryType const &type) {
     if (void *const factory = Lookup(type, false))
         return factory;

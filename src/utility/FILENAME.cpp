@@ -1,5 +1,5 @@
-// TFileName: the parts of a file name, in narrow or 16-bit text, and names in the system's own form. Conversions follow
-// the current locale. No lock is taken, and no file is touched.
+// TFileName: takes file names apart, in narrow or 16-bit text, and converts them to and from the system's own form.
+// Conversions follow the current locale. No lock is taken, and no file is touched.
 
 #include "tuzutil/FILENAME.h"
 
@@ -23,7 +23,8 @@ TReporter const fsTextReports(TUtilityTraceCategory::String, "src/utility/FILENA
 
 constexpr unsigned int fsNowhere = ~0u;
 
-// A name as a row of units, bytes or 16-bit characters; all places are 0-based and count units.
+// A name as a row of units. A unit is a byte of a narrow name or a 16-bit character of a wide one. Places count units
+// from 0.
 class TUnits {
 public:
     explicit TUnits(TString const &name) noexcept
@@ -41,7 +42,7 @@ public:
         return place < fCount && (*this)[place] == static_cast<unsigned char>(unit);
     }
 
-    // Searches end at the first zero unit.
+    // The searches stop at the first zero unit, and return fsNowhere if they do not find the unit.
     unsigned int FindFirst(char wanted) const noexcept {
         for (unsigned int place = 0; place != fCount && (*this)[place] != 0; ++place) {
             if (Has(place, wanted))
@@ -58,7 +59,7 @@ public:
         return last;
     }
 
-    // Pieces of the name itself, in its own encoding.
+    // The parts of the name before and after the unit at `place`. REQUIRES: `name` is the string of the constructor.
     TString Before(TString const &name, unsigned int place) const { return name.subString(1, place * fWidth); }
     TString Behind(TString const &name, unsigned int place) const {
         unsigned int const begin = (place + 1) * fWidth;
@@ -71,16 +72,16 @@ private:
     unsigned int fCount;
 };
 
-// The units of a name one after another, up to its first zero, in lower case. A narrow name can be read as 16-bit text.
+// Reads the units of a name in lower case, up to the first zero. With `asWide`, a narrow name is read as 16-bit text.
 class TFoldedReader {
 public:
-    static constexpr std::int32_t fsUnreadable = -1; // equal to nothing
+    static constexpr std::int32_t fsUnreadable = -1; // bytes that cannot be converted; they equal nothing
 
     TFoldedReader(TString const &name, bool asWide) noexcept
         : fUnits(name), fBytes(name), fLength(name.length()), fAsWide(asWide),
           fIsConverted(asWide != name.IsUnicode()) {}
 
-    // 0 at the end.
+    // Returns the next unit, 0 at the end, or fsUnreadable.
     std::int32_t Next() noexcept {
         std::int32_t const unit = fIsConverted ? NextConverted() : NextUnit();
         if (unit <= 0)
@@ -100,7 +101,7 @@ private:
             return 0;
         wchar_t character = 0;
         std::size_t const used = std::mbrtowc(&character, fBytes + fPlace, fLength - fPlace, &fState);
-        if (used > fLength - fPlace) // invalid or cut
+        if (used > fLength - fPlace) // the character is invalid or incomplete
             return fsUnreadable;
         fPlace += static_cast<unsigned int>(used);
         auto const code = static_cast<std::uint32_t>(static_cast<std::wint_t>(character));
@@ -124,7 +125,7 @@ TString const &DelimOf(TString const &name) noexcept {
     return name.IsUnicode() ? TFileName::fsDelimUnicode : TFileName::fsDelimLocal;
 }
 
-// What both names are before they are joined.
+// Joins two names with exactly one delimiter between them. REQUIRES: both have the same encoding.
 TString Joined(TFileName const &first, TFileName const &second) {
     bool const hasDelimBefore = first.IsDelimAtEnd();
     bool const hasDelimBehind = second.IsDelimAtBegin();

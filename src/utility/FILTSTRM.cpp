@@ -1,6 +1,6 @@
-// TFilterStreamBuf: the common part of buffers that pass bytes on to another stream. It runs the virtual operations so
-// that exceptions pass through the stream (see streams/stream_failure.h), divides the storage, and keeps the last bytes
-// so that they can be put back. No lock is taken.
+// TFilterStreamBuf: the common part of buffers that pass bytes on to another stream. It manages the put area, and keeps
+// the bytes read last so that they can be put back. It lets exceptions pass through the stream of the caller, see
+// streams/stream_failure.h. No lock is taken.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -22,7 +22,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
             return traits_type::to_int_type(*gptr());
         if (!IsReadable())
             return traits_type::eof();
-        // If this returned end of file, callers would take it for the end of the data.
+        // Throws, because callers would take a return of end of file for the end of the data.
         if (doallocate() != 0)
             TReporter(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM").RaiseOutOfMemory();
         // If ReadPiece() throws, nothing can be put back, because the piece is incomplete.
@@ -34,12 +34,13 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         std::copy_n(end - count, count, read);
         TPiece const piece = ReadPiece();
         if (piece.begin == piece.end) {
-            // What was read before can be put back as long as nothing took its place.
+            // The bytes read before can still be put back if they have not been overwritten.
             if (piece.begin)
                 setg(back, end, end);
             return traits_type::eof();
         }
-        // The bytes that were read last precede the new ones. Any further room only takes bytes that are put back.
+        // The bytes read before are copied to the place before the new ones. If there is more room before them, it is
+        // only for bytes that are put back.
         std::size_t const kept = std::min(count, static_cast<std::size_t>(piece.begin - piece.back));
         std::copy_n(read + (count - kept), kept, piece.begin - kept);
         fBack = piece.back;
@@ -87,13 +88,13 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
         auto const waiting = static_cast<std::size_t>(pptr() - pbase());
         if (!FlushPutArea())
             return 0;
-        // As many bytes keep waiting as if they were written one by one: then a full area waits until one more byte
-        // comes.
+        // As many bytes stay in the area as if they had been written one by one. Bytes that fill the area exactly
+        // would stay until one more byte is written.
         auto const size = static_cast<std::size_t>(fPutEnd - fPutBegin);
         std::size_t const stay = unbuffered || size == 0 ? 0 : (waiting + given - 1) % size + 1;
         if (stay < given)
             WriteThrough(bytes, given - stay);
-        if (stay != 0) // if it is 0, there may be no area at all
+        if (stay != 0) // without bytes that stay, there may be no area
             Append(bytes + (given - stay), stay);
         return count;
     });
@@ -104,8 +105,9 @@ int TFilterStreamBuf::sync() {
         return 0;
     if (!fControl.IsUnitBuffered())
         return overflow(traits_type::eof());
-    // The destructor of an output sentry may call this. It must not throw, and it must not report a failure if the
-    // stream throws on failures.
+    // With unitbuf, the destructor of an output sentry may call this function. An exception that left the destructor
+    // would end the process, and so could a reported failure, on which the stream may throw. So the exception is kept
+    // for the next write.
     TNoCancel const noCancel;
     try {
         FlushPutArea();
@@ -115,7 +117,7 @@ int TFilterStreamBuf::sync() {
     return 0;
 }
 
-// Returns false if this buffer cannot be written to, or no longer.
+// Returns false if this buffer cannot be written to, or if there is no memory for its area.
 bool TFilterStreamBuf::FlushPutArea() {
     if (!IsWritable())
         return false;
@@ -127,7 +129,7 @@ bool TFilterStreamBuf::FlushPutArea() {
     }
     char const *const waiting = pbase();
     auto const count = static_cast<std::size_t>(pptr() - pbase());
-    EmptyPutArea(); // comes first, so that bytes whose writing fails are not sent twice
+    EmptyPutArea(); // comes before the write, so that bytes are not sent again after a failure
     if (count != 0)
         WriteThrough(waiting, count);
     return true;
@@ -143,12 +145,12 @@ void TFilterStreamBuf::SetPutArea(char *begin, char *end) noexcept {
     setp(begin, end);
 }
 
-// While no bytes may wait, the area has no room, so that overflow() is called for each single byte.
+// With unitbuf no bytes may wait in the area. So the area gets no room, and every byte leads to a call of overflow().
 void TFilterStreamBuf::EmptyPutArea() noexcept {
     setp(fPutBegin, fControl.IsUnitBuffered() ? fPutBegin : fPutEnd);
 }
 
-// REQUIRES: there is room.
+// REQUIRES: the put area has room for `count` bytes.
 void TFilterStreamBuf::Append(char const *bytes, std::size_t count) noexcept {
     std::memcpy(pptr(), bytes, count);
     pbump(static_cast<int>(count));

@@ -1,5 +1,5 @@
-// TLineStreamBuf and its streams: reads a source up to each LF in pieces of bounded size, and passes writes through to
-// the sink unchanged. No lock is taken: a stream belongs to one thread.
+// TLineStreamBuf and its streams: read the lines of a source in pieces of bounded size, and pass written bytes on to a
+// sink unchanged. No lock is taken, because a stream belongs to one thread.
 
 #include "tuzutil/LINESTRM.h"
 
@@ -54,7 +54,8 @@ void TLineStreamBuf::Init(std::ostream *sink) {
     SetStreams(nullptr, sink);
 }
 
-// The division of the storage depends on the directions, so it is allocated again.
+// Sets source and sink, each of which may be null. The division of the storage into areas depends on which are set, so
+// the storage is released here and allocated again at the next use.
 void TLineStreamBuf::SetStreams(std::istream *source, std::ostream *sink) {
     Close();
     fSource = source;
@@ -98,15 +99,16 @@ bool TLineStreamBuf::IsReadable() const noexcept {
 }
 
 TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
-    // The piece follows the room for putting back. The last two bytes stay free: one for the line feed, and one for the
-    // terminating zero of the classic reader, whose pieces had this size.
+    // The piece follows the room for bytes that are put back. The last two bytes stay free: one for the line feed, and
+    // one for a terminating zero, which is no longer written. The size of a piece is documented, so it stays as it was.
     char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;
 
     source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, piece, limit, fGathered);
     bool const lineEnds = source_reader::TakeLineFeed(*fSource, stop);
-    // The line is counted even if nothing was read: callers rely on it that the end of the data counts one line more.
+    // The line is counted even if nothing was read. So the end of the data counts as one more line, and callers rely on
+    // that.
     if (fAtLineStart)
         ++fLinesRead;
     fAtLineStart = lineEnds;

@@ -1,5 +1,6 @@
-// CalculateMD5: the digest of bytes that arrive in pieces. The bytes may be a secret key, so the state is zeroed at the
-// end, and blocks are read from the caller's memory instead of being copied. Takes no locks and allocates nothing.
+// CalculateMD5: computes the digest of bytes that arrive in pieces. The bytes may be a secret key. So the destructor
+// zeroes the state, and whole blocks are read from the caller's memory without a copy. No lock is taken and nothing is
+// allocated.
 
 #include "tuzutil/MD5.h"
 
@@ -28,8 +29,8 @@ void StoreWord(char *to, std::uint32_t word) noexcept {
     std::memcpy(to, &word, sizeof word);
 }
 
-// The step functions. G is written as two terms without a common bit: they can be added one after the other, and the
-// one that does not wait for the newest word is added first.
+// The step functions. G is the sum of two terms that have no bit in common. The term that does not depend on `b`, the
+// word computed last, is added first, so that the processor need not wait for `b`.
 struct F {
     static void Add(std::uint32_t &a, std::uint32_t b, std::uint32_t c, std::uint32_t d) noexcept {
         a += d ^ (b & (c ^ d));
@@ -60,8 +61,8 @@ struct State {
     std::uint32_t a, b, c, d;
 };
 
-// Four steps, after which each word of the state has had each role once. `first` is the word of the first step,
-// `stride` leads to the next.
+// Does four steps, in which each word of the state has each role once. `first` is the index of the word of the block
+// that the first step uses. Each further step adds `stride` to the index, modulo 16.
 template <typename Function, int turn1, int turn2, int turn3, int turn4>
 [[gnu::always_inline]] inline void FourSteps(State &s, char const *block, int first, int stride, std::uint32_t sine1,
                                              std::uint32_t sine2, std::uint32_t sine3, std::uint32_t sine4) noexcept {
@@ -78,11 +79,11 @@ CalculateMD5::CalculateMD5() noexcept : fState{0x67452301, 0xEFCDAB89, 0x98BADCF
 
 CalculateMD5::~CalculateMD5() {
     platform::SecureZero(fBlock, sizeof fBlock);
-    // Whoever knows the state after the key of a keyed digest needs no key to compute the digest.
+    // The state after the key of a keyed digest is as secret as the key: it is all that a digest is computed from.
     platform::SecureZero(fState, sizeof fState);
 }
 
-// Reads the words from the blocks themselves, so that no copy of them remains in memory.
+// Reads the words directly from the blocks, so that no copy of them remains in memory.
 void CalculateMD5::Compress(char const *blocks, std::uint32_t count) noexcept {
     State s = {fState[0], fState[1], fState[2], fState[3]};
     for (; count; --count, blocks += fsBlock) {
@@ -145,7 +146,7 @@ void CalculateMD5::Write(char const *bytes, unsigned long count) noexcept {
 void CalculateMD5::Done(char *const digest) noexcept {
     if (!fFinished) {
         fBlock[fFill++] = static_cast<char>(0x80);
-        if (fFill > fsLengthAt) { // no room for the length
+        if (fFill > fsLengthAt) { // the block has no room for the length
             std::memset(fBlock + fFill, 0, fsBlock - fFill);
             Compress(fBlock, 1);
             fFill = 0;

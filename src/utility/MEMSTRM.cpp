@@ -1,5 +1,5 @@
-// TMemStreamBuf and TMemStream: a stream in memory, in blocks that are never moved. No lock is taken: a stream belongs
-// to one thread.
+// TMemStreamBuf and TMemStream: a stream in memory. Its bytes are in a chain of blocks, which are never moved. No lock
+// is taken, because a stream belongs to one thread.
 
 #include "tuzutil/MEMSTRM.h"
 
@@ -10,7 +10,7 @@
 namespace {
 
 constexpr unsigned long fsDefaultSize = 10000;
-constexpr unsigned long fsMaximumSize = 1ul << 30; // positions in a block are ints in the standard library
+constexpr unsigned long fsMaximumSize = 1ul << 30; // pbump() of the standard library takes an int
 
 } // namespace
 
@@ -22,7 +22,7 @@ TMemStreamBuffer::~TMemStreamBuffer() {
     SetNext(nullptr);
 }
 
-// One block after another: a chain may be longer than a stack.
+// Deletes the former successors in a loop. If each block deleted the next one, a long chain would exhaust the stack.
 void TMemStreamBuffer::SetNext(TMemStreamBuffer *next) noexcept {
     TMemStreamBuffer *block = std::exchange(fNext, next);
     while (block) {
@@ -96,7 +96,7 @@ std::streambuf::int_type TMemStreamBuf::overflow(int_type c) {
     }
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return 0;
-    if (pptr() == epptr()) // somebody's own extend() has filled it again
+    if (pptr() == epptr()) // an overridden extend() has filled the new block
         return overflow(c);
     *pptr() = traits_type::to_char_type(c);
     pbump(1);
@@ -113,7 +113,7 @@ std::streambuf::int_type TMemStreamBuf::underflow() {
     if (gptr() < egptr())
         return traits_type::to_int_type(*gptr());
     sync();
-    // More may have been written to the block since it was looked at.
+    // More bytes may have been written to the block since the get area was set.
     auto const seen = static_cast<std::uint32_t>(egptr() - eback());
     if (fRead && fRead->fUsed > seen) {
         SetGetPlace(*fRead, seen);
@@ -154,7 +154,7 @@ std::streambuf::pos_type TMemStreamBuf::seekoff(off_type offset, std::ios_base::
         return pos_type(off_type(-1));
     }
 
-    // Negative or not, the distance is added.
+    // The absolute value of the offset is added, even if the offset is negative.
     auto const distance = static_cast<std::uint64_t>(offset);
     std::uint64_t const target = start + (offset < 0 ? 0 - distance : distance);
     TMemStreamBuffer *block = fFirst;
@@ -182,7 +182,7 @@ unsigned long TMemStreamBuf::Told(std::uint64_t count) noexcept {
 unsigned long TMemStreamBuf::WriteTo(std::ostream &to) {
     sync();
     std::uint64_t total = 0;
-    if (to.rdbuf() == this) // would never end
+    if (to.rdbuf() == this) // a buffer that is written to itself would grow for ever
         to.setstate(std::ios_base::failbit);
     for (TMemStreamBuffer const *block = fFirst; block && to.write(block->QueryData(), block->fUsed);
          block = block->fNext)

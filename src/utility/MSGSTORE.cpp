@@ -1,6 +1,5 @@
-// TTextMessageStore, which supplies messages with texts, and TTextMessageArchive, which finds a store by its name.
-// TTextMessageArchive::fsMutex guards the archive's set, and nothing else is called under it: a store is asked without
-// the lock, because it may write trace entries, whose messages ask the archive in turn.
+// TTextMessageStore, which supplies messages with texts, and TTextMessageArchive, which finds a store by its name. The
+// lock TTextMessageArchive::fsMutex guards the archive's set, and no other code is called under this lock.
 
 #include "tuzutil/MSGSTORE.h"
 
@@ -67,7 +66,7 @@ TTextMessageArchive::~TTextMessageArchive() {
     DeleteSet();
 }
 
-// Asks outside the lock: a store may write trace entries, whose messages ask the archive in turn.
+// Asks the store after the lock is released: a store may write trace entries, and their messages ask the archive too.
 TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
     TTextMessageStore *const store = FindStore(id);
     return store ? store->GetMsg(set, number, wide) : TString();
@@ -88,7 +87,8 @@ bool TTextMessageArchive::Register(TTextMessageStore *store) {
     return true;
 }
 
-// Finds the store by its address. If it was not registered, another store may have its name.
+// Compares the addresses of the stores as well: if `store` was not registered, the entry may be another store of the
+// same name.
 void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
     TLock const lock(fsMutex);
     auto *const element = FindKey(store->Key());

@@ -1,5 +1,5 @@
-// TTextMessageStorePM: a message store whose texts stand in a language library. Whatever fails is traced, and the
-// default texts are used, see languages/text_library.h. No lock is held while a library is searched or loaded.
+// TTextMessageStorePM: a message store whose texts are in a language library. Every failure is traced, and messages
+// then use their default texts, see languages/text_library.h. No lock is held while a library is searched or loaded.
 
 #include "tuzutil/MSGSTRPM.h"
 
@@ -8,7 +8,8 @@
 
 namespace {
 
-// The characters of a string: messages ask in any thread, and handles on strings are for one.
+// Returns the characters of a string. They are used instead of copies of the string, because any thread may ask a
+// store, but only one thread at a time may copy a string.
 char const *Chars(TString const &text) noexcept {
     return text;
 }

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_SINK_WRITER
 #define TUZUTIL_SINK_WRITER
 
-// Writes to a sink stream that may have std::unitbuf set. A standard stream would flush in a destructor, and an
-// exception there ends the process. Here the flush follows the write as a call that may throw.
+// Writes to a sink stream that may have std::unitbuf set. With unitbuf, a standard stream flushes in the destructor of
+// its sentry. An exception that leaves a destructor ends the process. So the flag is cleared during the write here, and
+// a flush that may throw follows.
 
 #include "utility/kernel/stream_guard.h"
 
@@ -23,7 +24,8 @@ private:
     std::ostream &fSink;
 };
 
-// A sink that is at the end of what it reads, and so writes nothing, gets the fail bit: what is not sent shows.
+// Runs `write` on the sink. If the sink is not good, for example because its reader has reached the end of the data,
+// sets its fail bit instead, so that the caller sees that nothing was written.
 template <typename F>
 void Through(std::ostream &sink, F write) {
     if (!sink.good()) {

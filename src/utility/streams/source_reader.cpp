@@ -1,5 +1,6 @@
-// Reads a source up to a line feed inside its buffer's get area, and character by character if the buffer has none.
-// What the buffer throws follows the source's mask, see kernel/stream_guard.h.
+// Reads a source up to a line feed: within the get area of its buffer or, if the buffer has no get area, character by
+// character. An exception of the buffer passes only if the source's exception mask asks for that, see
+// kernel/stream_guard.h.
 
 #include "utility/streams/source_reader.h"
 
@@ -17,7 +18,8 @@ namespace {
 
 using traits = std::char_traits<char>;
 
-// Runs `read` on the source's buffer; an exception that does not pass counts as the end.
+// Runs `read` on the source's buffer. If the buffer throws and the mask of the source does not let the exception pass,
+// the result is Stop::end.
 template <typename F>
 source_reader::Stop FromBuffer(std::istream &source, F read) {
     source_reader::Stop stop = source_reader::Stop::end;

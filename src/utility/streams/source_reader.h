@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_SOURCE_READER
 #define TUZUTIL_SOURCE_READER
 
-// Reads a source stream up to a line feed, as the classic `get` with a delimiter did: an empty line is no failure. The
-// source gets eofbit at its end and badbit if its buffer throws, never failbit. Its get area is searched in place, and
-// the bytes after the line feed stay there.
+// Reads a source stream up to a line feed. Unlike istream::get() with a delimiter, this never sets failbit, so an empty
+// line is no failure. The source gets eofbit at its end, and badbit if its buffer throws. Bytes after the line feed
+// stay in the source.
 
 #include <cstddef>
 #include <iosfwd>
@@ -11,17 +11,18 @@
 namespace source_reader {
 
 enum class Stop {
-    lineFeed, // the source's next byte
-    limit,
-    end // of the data, or a source that is not good
+    lineFeed, // the next byte of the source is a line feed
+    limit,    // as many bytes were read as the caller allows
+    end       // the data ended, or the source is not good
 };
 
-// Reads until `count` is `limit`, the next byte is a line feed or the source ends. An exception of the source passes if
-// the source throws on badbit; `count` is right even then, and the same call continues from there.
+// Reads until `count` is `limit`, the next byte is a line feed, or the source ends. Adds the number of bytes read to
+// `count`, which says where reading starts in `into`. An exception of the buffer passes if the source throws on badbit.
+// Even then `count` is correct, and a second call with the same arguments continues.
 Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count);
 
-// After that: takes the line feed if it is the next byte. After `limit` this looks at the next byte and may wait for
-// it.
+// Takes the next byte if it is a line feed, and returns whether it was. `stop` is the result of ReadToLineFeed(). For
+// Stop::limit the function must look at the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
 
 } // namespace source_reader

@@ -1,8 +1,10 @@
 #ifndef TUZUTIL_STREAM_FAILURE
 #define TUZUTIL_STREAM_FAILURE
 
-// How the library's stream buffers throw. The exception carries a token. While the token exists, the streams that the
-// exception passes let it through; when it is destroyed, they get their former mask and state back.
+// The exceptions of the library's stream buffers. A standard stream would catch an exception of its buffer, unless its
+// exception mask holds badbit and failbit. Each exception therefore carries a token, which lists the streams that the
+// exception passes. While the token exists, their masks hold both bits. When it is destroyed, both bits of each
+// stream's mask and state get their former values.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -12,29 +14,29 @@
 #include <memory>
 #include <vector>
 
-// One stream, shared by its control and by the exceptions under way. Survives both.
+// Refers to one stream. The stream's control and the exceptions under way share the link, so it may outlive the stream.
 class TStreamLink {
 public:
     explicit TStreamLink(std::ios *stream) noexcept : fStream(stream) {}
 
-    void Cut() noexcept { fStream = nullptr; } // the stream ends
-    void Hold() noexcept;                      // lets exceptions through until as many calls of Release()
-    void Release() noexcept;
+    void Cut() noexcept { fStream = nullptr; } // called before the stream is destroyed
+    void Hold() noexcept;                      // lets exceptions through
+    void Release() noexcept;                   // ends that, once it was called as often as Hold()
 
 private:
     std::ios *fStream;
     unsigned int fHolds = 0;
-    // What mask and state had of badbit and failbit before the first hold.
+    // The bits badbit and failbit of the mask and of the state, as they were before the first Hold().
     std::ios_base::iostate fMaskBefore = std::ios_base::goodbit;
     std::ios_base::iostate fStateBefore = std::ios_base::goodbit;
 };
 
-// The part that marks an exception as one of ours, whatever its class.
+// The base by which Relay() recognises the exceptions of this library's stream buffers, whatever their other base is.
 class TStreamFailure {
 public:
     virtual ~TStreamFailure();
 
-    void Reach(TStreamControl &control); // allocates
+    void Reach(TStreamControl &control); // lets the exception pass through the control's stream; allocates
 
 protected:
     TStreamFailure();
@@ -50,7 +52,7 @@ private:
         std::vector<std::shared_ptr<TStreamLink>> links;
     };
 
-    std::shared_ptr<TToken> fToken; // the last copy of the exception releases the streams
+    std::shared_ptr<TToken> fToken; // shared by the copies of the exception; the last copy releases the streams
 };
 
 template <typename E>
@@ -66,8 +68,8 @@ template <typename E>
     throw TStreamFailureOf<E>(failure);
 }
 
-// Runs the body of a buffer's virtual operation; what it throws, or what passes through it from an inner stream, gets
-// through the stream that the control names.
+// Runs the body of a buffer's virtual operation. If the body throws a TStreamFailure, also one that comes from an inner
+// stream, makes it pass through the control's stream.
 template <typename F>
 auto Relay(TStreamControl &control, F body) -> decltype(body()) {
     try {
