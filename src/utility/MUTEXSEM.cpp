@@ -1,6 +1,6 @@
-// Locks, events and their guards: TSemaphore, TMutexSemaphore, TMutexSemaphoreWithEvent. Each wraps one object of the
-// platform; this source maps results and traces failures. Lock() and Unlock() themselves must not trace, because
-// tracing takes locks. Entries of events name THREAD as their source.
+// Locks, events and their guards: TSemaphore, TMutexSemaphore, TMutexSemaphoreWithEvent. The platform provides the
+// events and locks; this source converts its results and traces failures. Lock() and Unlock() must not trace, because
+// tracing takes locks. Trace entries about events name THREAD as their source file.
 
 #include "tuzutil/MUTEXSEM.h"
 
@@ -15,8 +15,8 @@ namespace {
 
 using platform::TWaitResult;
 
-// Converts milliseconds to the 32 bits that the platform takes. All bits set mean for ever. A time that does not fit
-// becomes the longest one that ends.
+// Converts milliseconds to the 32 bits that the platform takes. -1, all bits set, means "for ever". A time that does
+// not fit becomes the longest limited time.
 std::uint32_t Milliseconds(long timeout) noexcept {
     if constexpr (sizeof(long) > sizeof(std::int32_t)) {
         if (timeout > 0xFFFFFFFE || timeout < INT32_MIN)
@@ -35,7 +35,7 @@ char *CopyOf(char const *name) noexcept {
 
 TReporter const fsEventReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTEXSEM");
-// The line numbers that the entries of failed creations contain. The system's error is read before any other call.
+// The line numbers in the trace entries of failed creations.
 constexpr std::uint32_t fsEventCreated = 89;
 constexpr std::uint32_t fsMutexCreated = 100;
 
@@ -110,7 +110,7 @@ TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(
     if (!fHandle)
         fsMutexReports.Error({"Error %d from CreateMutex(%s)", fsMutexCreated}, static_cast<int>(platform::LastError()),
                              name ? name : "unnamed");
-    fName = CopyOf(name);
+    fName = CopyOf(name); // after LastError(), because malloc() may change the system's error
 }
 
 TMutexSemaphore::~TMutexSemaphore() {

@@ -1,5 +1,5 @@
-// TSearchNLSPath and TNLSResourceDll: the search for a language library along a template of paths, and the library
-// itself. The settings are shared by the process without a lock: the program makes them before it starts threads.
+// TSearchNLSPath and TNLSResourceDll: the search for a language library by a template of paths, and the library itself.
+// The settings belong to the whole process and have no lock. REQUIRES: the program makes them before it starts threads.
 
 #include "tuzutil/NLSRESRC.h"
 
@@ -23,13 +23,13 @@ char const *Chars(TString const &text) noexcept {
     return text;
 }
 
-// The full name of a library, or of the program if `library` is null. Null if the system knows none.
+// Returns the full name of a library, or of the program if `library` is null. Returns null if the system knows no name.
 TString LibraryName(platform::Library *library) {
     char name[260 + 1];
     return platform::LibraryName(library, name, sizeof name) ? TString(name) : TString();
 }
 
-// The first of the template's entries, which it loses.
+// Removes the first entry from `entries`, and returns it.
 TString TakeEntry(std::string_view &entries) {
     std::size_t const end = std::min(entries.find(';'), entries.size());
     TString entry = TStringAccess::From(entries.substr(0, end));
@@ -37,7 +37,7 @@ TString TakeEntry(std::string_view &entries) {
     return entry;
 }
 
-// What one search looks for.
+// The file names and the languages that one search tries.
 class TCandidates {
 public:
     TCandidates(TString const &name, TString const &lang) : fProgram(ProgramDirectory(LibraryName(nullptr))) {
@@ -57,7 +57,7 @@ public:
 
     TString const &File() const noexcept { return fFiles[0]; }
 
-    // The first file that an entry names, or null.
+    // Returns the full name of the first existing file that the entry denotes, or null.
     TString Find(TString const &entry) const {
         for (TString const &language : fLanguages) {
             for (TString const &file : fFiles) {
@@ -81,8 +81,8 @@ private:
     }
 
     TString fProgram;
-    TString fFiles[2];     // the second, if any, has the ending of the system's own libraries
-    TString fLanguages[2]; // the first, if any, has its code page as a directory
+    TString fFiles[2];     // the second is null, or has the ending of the system's own libraries
+    TString fLanguages[2]; // the first is null, or has a backslash in place of the first "."
 };
 
 } // namespace
@@ -93,7 +93,7 @@ void TSearchNLSPath::SetLang(char const *lang) {
     fsLang = lang ? TString(lang) : fsLang_C;
 }
 
-// Not a handle on the same buffer: strings are shared by one thread only.
+// Returns a string with a buffer of its own, because only one thread at a time may use strings that share a buffer.
 TString TSearchNLSPath::QueryLang() {
     return fsLang.Copy();
 }
@@ -150,8 +150,8 @@ char *TSearchNLSPath::FindFile(TString const &lang) {
     return Keep(path);
 }
 
-// If the library cannot be loaded, its null handle means the program to the system, so the program is what is found.
-// Callers rely on it.
+// If the library cannot be loaded, `library` is null, and LibraryName() returns the name of the program. Callers rely
+// on this.
 char *TSearchNLSPath::FindInPath() {
     if (fFound)
         return Found();

@@ -1,5 +1,5 @@
-// Streams that discard everything that is written and have nothing to read: TNulStreamBuf and the three streams over
-// it. They allocate nothing, take no locks and cannot fail.
+// TNulStreamBuf and the three streams over it: they discard everything that is written, and have nothing to read. They
+// allocate nothing, take no locks and cannot fail.
 
 #include "tuzutil/NULSTRM.h"
 

@@ -1,5 +1,5 @@
-// TOleStreamBuf and its streams over a component's IStream. The reference that is counted on the component is dropped
-// in Close() and in the destructor. A failure of the component is traced and ends the operation. No lock is taken.
+// TOleStreamBuf and its streams over a component's IStream. Init() adds a reference to the component; Close() and the
+// destructor release it. A failure of the component is traced and ends the operation. No lock is taken.
 
 #include "tuzutil/OLESTRM.h"
 
@@ -14,11 +14,11 @@
 namespace {
 
 constexpr unsigned long fsDefaultSize = 10240;
-constexpr unsigned long fsMinimumSize = 2; // one byte each way
+constexpr unsigned long fsMinimumSize = 2; // one byte for each direction
 constexpr unsigned long fsMaximumSize = 1ul << 30;
 
 TReporter const fsReports(TUtilityTraceCategory::OleStream, "src/utility/OLESTRM");
-// The lines that the entries carry.
+// The line numbers that the trace entries contain.
 constexpr std::uint32_t fsWriteFailed = 190;
 constexpr std::uint32_t fsReadFailed = 247;
 
@@ -75,7 +75,7 @@ int TOleStreamBuf::doallocate() {
     return 0;
 }
 
-// What the stream does not take stays in the area.
+// Bytes that the component does not accept stay in the put area.
 bool TOleStreamBuf::WritePending() {
     auto const pending = static_cast<std::uint32_t>(pptr() - pbase());
     if (pending == 0)
@@ -97,7 +97,7 @@ std::streambuf::int_type TOleStreamBuf::overflow(int_type c) {
         return traits_type::eof();
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return 0;
-    if (pptr() == epptr()) // it reads only
+    if (pptr() == epptr()) // the buffer is only for reading
         return traits_type::eof();
     *pptr() = traits_type::to_char_type(c);
     pbump(1);

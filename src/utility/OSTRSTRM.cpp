@@ -1,5 +1,5 @@
-// oStringStream: an output stream into one block from malloc(), which the caller may take over by str(). No lock is
-// taken, and a lack of memory is an ordinary failure of the stream.
+// oStringStream: an output stream into one block from malloc(), which the caller may take over with str(). If there is
+// no memory, the write fails. No lock is taken.
 
 #include "tuzutil/OSTRSTRM.h"
 
@@ -17,7 +17,7 @@ oStringStreamBuf::~oStringStreamBuf() {
 }
 
 char *oStringStreamBuf::str() {
-    // There is a block even if nothing was written, since the caller may release it.
+    // If nothing was written, a block is allocated here, so that the caller gets one to release in this case too.
     if (!pbase())
         overflow(traits_type::eof());
     freeze(1);

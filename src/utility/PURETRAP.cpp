@@ -1,5 +1,5 @@
-// TPureCall: what runs when a member is called that a derived class must define. It writes one entry and, if the level
-// "trap" is traced, ends the process. It takes no lock of its own.
+// TPureCall: its function Trap() runs when a member is called that a derived class must override but does not. It
+// writes one trace entry and, if the level "trap" is traced, ends the process. It has no lock of its own.
 
 #include "tuzutil/PURETRAP.h"
 
@@ -9,10 +9,11 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/PURETRAP");
 
-// The line that the entry's source location carries.
+// The line number in the source location of the trace entry.
 constexpr unsigned long fsLine = 40;
 
-// Set while a trap's own entry is written: a destination that traps itself would come back here for ever.
+// Set while the trace entry is written. Without it, a destination that calls Trap() itself would cause an endless
+// recursion.
 thread_local bool fsIsTrapped = false;
 
 } // namespace
@@ -24,7 +25,7 @@ int TPureCall::Trap() {
     fsReports.Severe({"Pure virtual function called", fsLine});
     fsIsTrapped = false;
     if (TTrace::IsGlobalTracing(TTrace::trap, 1)) {
-        // A store to address 0 is what a debugger shows best; the compiler may drop it, so the trap follows.
+        // Debuggers show a store to address 0 best. The compiler may remove the store, so a trap instruction follows.
         int volatile *volatile const nowhere = nullptr;
         *nowhere = 0;
         __builtin_trap();

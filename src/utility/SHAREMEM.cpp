@@ -1,5 +1,5 @@
-// ipcSharedMemory: a block of memory that processes share by its name. The mapping belongs to the object; the platform
-// removes a block that no process uses any more. Nothing is traced: callers ask for the state.
+// ipcSharedMemory: a block of memory that processes share by its name. The object owns its mapping of the block. The
+// platform removes a block that no process uses any more. Nothing is traced; callers query the state.
 
 #include "tuzutil/SHAREMEM.h"
 
@@ -15,7 +15,7 @@ enum State : std::int32_t { good, notCreated, noName, notOpened };
 
 } // namespace
 
-// The part of an object that holds the block of the platform.
+// The part of an ipcSharedMemory that holds the platform's block.
 class osSharedMemory {
 public:
     osSharedMemory(ipcSharedMemory &owner, char const *name, bool creates) noexcept;

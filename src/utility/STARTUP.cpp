@@ -1,6 +1,7 @@
-// Every global object of the library, in the order of construction, and nothing else. Within one source file objects
-// are built in the order of their definitions and destroyed in reverse; no other source has an object that needs code
-// to run at start-up. What objects of other libraries may still use at their own end is immortal.
+// The global objects of the library, in the order of construction. Within one source file, objects are built in the
+// order of their definitions and destroyed in reverse order. Therefore all objects that need code at start-up are
+// defined in this file. Some may still be used when static objects of other libraries are destroyed; these are
+// immortal (immortal.h).
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"
@@ -29,18 +30,18 @@
 #include <clocale>
 #include <ios>
 
-// 1. The standard streams, which destinations of trace entries write to until the very end.
+// 1. The standard streams. Trace destinations may write to them until the process ends.
 static std::ios_base::Init fsStandardStreams;
 
-// 2. The words that every trace point tests, the chain of destinations and the registry of categories. Constants:
-// usable before anything is built and after everything is gone.
+// 2. The words that every trace point tests, the chain of destinations, and the registry of categories. They are
+// initialised at compile time, so they can be used before other objects are built and after they are destroyed.
 constinit TTraceWord TTrace::Base::fsRuntimeLevel;
 constinit TTraceWord TTrace::Base::fsRuntimeComponent;
 constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
-// 3. The locks: that of weak references, the trace lock, that of the registry's categories, and that of the observers
-// with their set. Needed by every destination and every counted object, whoever's static object it is.
+// 3. Locks for weak references, for tracing, for the registered categories, and for the observers; also the set of the
+// observers. Trace destinations and counted objects need them, and these may be static objects of any library.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;
@@ -52,7 +53,7 @@ TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
 static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
 TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet = fsObservers.Get();
 
-// 4. The library's categories. Every failure that is thrown names one.
+// 4. The library's categories. Every exception that the library throws needs one.
 TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");
 TTrace::Category const TUtilityTraceCategory::NLSResource(1, "NLSResource");
 TTrace::Category const TUtilityTraceCategory::Message(1, "Message");
@@ -66,13 +67,13 @@ TTrace::Category const TUtilityTraceCategory::MemStream(1, "MemStream");
 TTrace::Category const TUtilityTraceCategory::OleStream(1, "OleStream");
 TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
 
-// 5. The version; the pointer to it stays null.
+// 5. The version. The pointer TVersion::fsOnly stays null, because programs rely on that (see VERSION.h).
 static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
 
-// 6. Messages: the mark that ends their argument lists, which needs nothing; and the archive of their stores with its
-// lock. Messages may look for the archive before it is built and when it is gone, and have their default texts then; a
-// thread that is just looking finds it whole.
+// 6. Messages: the mark that ends their argument lists, and the archive of their stores with its lock. The pointer
+// fsArchive is null before the archive is built, and again from the destructor of fsArchiveEnd on. Messages then use
+// their default texts. The archive itself is never destroyed, because another thread may be searching it.
 TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
 static TImmortal<TMutexSemaphore> fsArchiveLock;
@@ -82,23 +83,24 @@ static struct TArchiveEnd {
     ~TArchiveEnd() { TTextMessageArchive::fsArchive = nullptr; }
 } fsArchiveEnd;
 
-// 7. File names: the separators of their parts. Directories: the searches that are open.
+// 7. The separators in file names, and the table of open directory searches.
 TString const TFileName::fsDelimLocal("\\");
 TString const TFileName::fsDelimUnicode(u"\\");
 TString const TDirectory::fsSeparator("\\");
 static TImmortal<TFindTable> fsFindTable;
 TFindTable &TFindTable::fsOnly = fsFindTable.Get();
 
-// 8. Languages: the settings of the search for texts; and the locale of the process, once, from the environment.
+// 8. Languages: the settings of the search for texts. The locale of the process is set here, once, from the
+// environment.
 TString const TSearchNLSPath::fsLang_C("C");
 TString const TSearchNLSPath::fsDefaultLocale("English");
 TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
 TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
 [[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
 
-// 9. Trace destinations: the lock that keeps lines whole; the directories of factory libraries, with their lock, and
-// the loader of trace factories, which is built when it is asked for; the program's name, from which that of a trace
-// file comes.
+// 9. Trace destinations: the lock that keeps lines from mixing; the directories of factory libraries, with their lock;
+// the pointer to the loader of trace factories, which is built at its first use; and the program's name, from which the
+// name of a trace file is made.
 static TImmortal<TMutexSemaphore> fsTraceFileLock;
 TMutexSemaphore &TTraceStreamBase::fsFileMutex = fsTraceFileLock.Get();
 static TImmortal<TString> fsFactoryLibpath;
@@ -109,7 +111,8 @@ constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
 static TImmortal<TString> fsProgramName;
 TString &TTrace::fsExeFileName = fsProgramName.Get();
 
-// 10. Timers: their lock, and nothing armed; the thread comes with the first timer, whoever's static object that is.
+// 10. Timers: their lock, and their state, in which no timer is armed. The first timer starts the thread that serves
+// them. That timer may be a static object of any library.
 static TImmortal<TMutexSemaphore> fsTimerLock;
 TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock.Get();
 constinit TTimerQueue TMasterTimer::fsArmed;
@@ -117,10 +120,10 @@ constinit std::uint32_t TMasterTimer::fsCount = 0;
 constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
 
-// 11. Forks, which wait for the locks of 3 and 10 from now on.
+// 11. From here on, a fork of the process first waits for the locks of TForks, which are defined in 3 and 10.
 static bool const fsForksAreFollowed = TForks::Follow();
 
-// 12. From its end on no trace point finds a listener, whatever still runs.
+// 12. The destructor of this object clears the words that trace points test. No trace point writes after that.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
@@ -128,17 +131,18 @@ static struct TSilence {
     }
 } fsSilence;
 
-// 13. The destination that the environment asks for. It hears what happens from here on, and needs all of the above.
+// 13. The destination that the environment names. It needs all of the above, and receives the entries from here on.
 static TStartupTrace const fsStartupTrace(OpenStartupTrace());
 [[maybe_unused]] static bool const fsSaysSo =
     fsForksAreFollowed ||
     (TReporter(TUtilityTraceCategory::Utility, "src/utility/STARTUP").Error("Unable to follow forks"), false);
 
-// 14. The last words of a program that ends by an exception of the library.
+// 14. The handler that reports an uncaught exception of the library before the program ends.
 constinit std::terminate_handler TLastWords::fsFormer = nullptr;
 static TLastWords const fsLastWords;
 
-// 15. Built last, so destroyed first: no thread of the library's own runs while the rest is destroyed.
+// 15. This object is built last and so destroyed first: it ends the thread of the timers, so that no thread of the
+// library runs while the other objects are destroyed.
 static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }
 } fsTimersEnd;

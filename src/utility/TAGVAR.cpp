@@ -1,5 +1,6 @@
-// TagVar: construction, copies, conversions, texts and the binary form of a tagged value. The operators stand in
-// kernel/value_operators.cpp. A copy that finds no memory loses its text instead of throwing. No lock is taken.
+// TagVar: construction, copies, conversions, texts and the binary form of a tagged value. The operators are in
+// kernel/value_operators.cpp. If there is no memory for the text of a copy, the copy has no text, and nothing is
+// thrown. No lock is taken.
 
 #include "tuzutil/TAGVAR.h"
 
@@ -17,7 +18,7 @@ static_assert(sizeof(TagVar) == 16, "the kind, and a cell of 64 bits");
 
 namespace {
 
-// The value in 32 bits, of the same signedness. Throws "type mismatch" if it does not fit.
+// Returns the value as 32 bits. Throws "type mismatch" if Word cannot represent the value.
 template <typename Word, typename Number>
 std::uint32_t Fit(Number value, std::uint32_t line = __builtin_LINE()) {
     if (!std::in_range<Word>(value))
@@ -25,7 +26,7 @@ std::uint32_t Fit(Number value, std::uint32_t line = __builtin_LINE()) {
     return static_cast<std::uint32_t>(value);
 }
 
-// A heap object, or null if there is no memory for it.
+// Returns a new object, or null if there is no memory for it.
 template <typename T, typename... Arguments>
 T *Make(Arguments &&...arguments) {
     return new (std::nothrow) T(std::forward<Arguments>(arguments)...);
@@ -110,7 +111,7 @@ TagVar::TagVar(TagVarVoidPtr const &value) noexcept {
     SetObject(voidPtr, value.QueryVoidPtr());
 }
 
-// The kind, and the value or a copy of what is owned. REQUIRES: this owns nothing.
+// Copies the kind and the value of `other`; an owned object is copied too. REQUIRES: this value owns no object.
 void TagVar::CopyOwned(TagVar const &other) {
     fType = other.fType;
     fCell = 0;
@@ -118,7 +119,7 @@ void TagVar::CopyOwned(TagVar const &other) {
         tagvar::ReportUnknown();
     fCell = other.fCell;
     if (fCell == 0)
-        return; // a missing object is missing in the copy, too
+        return; // if there is no object, there is none in the copy either
     switch (fType) {
     case string:
     case wideString: return SetObject(fType, Make<TString>(*other.Object<TString>()));
@@ -188,7 +189,7 @@ TDateTime const *TagVar::QueryDateTime() const {
 }
 
 TString const *TagVar::QueryString() const {
-    // A test of bits and not of kinds: callers rely on what it lets pass.
+    // Tests three bits of the kind instead of comparing the kind. Callers rely on the other kinds that this accepts.
     if ((fType & 7) == 0)
         tagvar::ReportMismatch();
     return Object<TString>();
@@ -262,7 +263,7 @@ ToBinaryStream &TagVar::WriteToBinaryStream(ToBinaryStream &out) const {
         return (out << (moment ? 1u : 0u)).fail() || !moment ? out : out << moment->QueryTime();
     }
     case voidPtr: {
-        std::uint32_t const address = Word(); // as it lies in memory, whatever the order of the stream
+        std::uint32_t const address = Word(); // written in host order, even if the stream uses network order
         return out.write(reinterpret_cast<char const *>(&address), sizeof address);
     }
     }
@@ -275,7 +276,7 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     if ((in >> type).fail())
         return in;
 
-    // The value is complete, with an owner, before this one takes it.
+    // The new value is read into an object of its own. Only a complete value is moved to this one.
     TagVar value(static_cast<Type>(type));
     std::uint32_t word = 0;
     switch (type) {
@@ -298,7 +299,8 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     case wideString:
         in >> word;
         if (word != 0 && in.good()) {
-            // Read also if there is no memory for the object: what follows in the stream is another value.
+            // The text is taken out of the stream even if there is then no memory for its object: the next value
+            // follows it.
             TString text;
             in >> text;
             text.SetUnicode(type == wideString);

@@ -1,5 +1,6 @@
-// TDateTime and its parts: times in UTC seconds of 32 bits, by a calendar of our own. The runtime's mktime() is not
-// used, because it applies former offsets of the zone, and on one system refuses times before 1970. No lock is taken.
+// TDateTime: points in time as seconds of UTC in 32 bits, with calendar arithmetic of its own. The runtime's mktime()
+// is not used: it applies historical offsets of the time zone, and on Windows refuses times before 1970. No lock is
+// taken.
 
 #include "tuzutil/TDATETIM.h"
 
@@ -13,15 +14,16 @@
 namespace {
 
 constexpr int fsSecondsPerDay = 86400;
-// The search for a large enough buffer ends at this limit: no conversion makes so many bytes of one byte of the format.
+// QueryString() enlarges its buffer until the text fits, but at most to this multiple of its first size. No conversion
+// makes that many bytes of one byte of the format. The two sizes below, in bytes, bound that limit.
 constexpr std::uint64_t fsMostGrowth = 64;
-constexpr std::uint64_t fsLeastEnd = 0x10000; // bytes
+constexpr std::uint64_t fsLeastEnd = 0x10000;
 constexpr std::uint64_t fsLastEnd = 0x10000000;
 
 char const *const fsMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-// The last day of the year that belongs to each month. The first entries number the days of January from 0, on which
-// callers rely.
+// Element m of a row is the last day of month m, counted from 1 for January, as a day of the year, counted from 0.
+// Element 0 is 0 instead of -1. So QueryTM() numbers the days of January from 0, and callers rely on that.
 constexpr int fsLastDay[2][13] = {{0, 30, 58, 89, 119, 150, 180, 211, 242, 272, 303, 333, 364},
                                   {0, 30, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365}};
 
@@ -29,8 +31,8 @@ std::int32_t Clamp(std::int64_t value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
-// Days from 1970-01-01 to the first day of a month of the Gregorian calendar. Years are counted from March, so that
-// the leap day comes last; 400 years have 146097 days.
+// Returns the days from 1970-01-01 to the first day of a month of the Gregorian calendar. A year is taken to begin in
+// March, so that the leap day is its last day. 400 years have 146097 days.
 std::int64_t DaysToMonth(std::int64_t year, int month) noexcept {
     std::int64_t const marchYear = month < 2 ? year - 1 : year;
     std::int64_t const era = (marchYear >= 0 ? marchYear : marchYear - 399) / 400;
@@ -39,7 +41,8 @@ std::int64_t DaysToMonth(std::int64_t year, int month) noexcept {
     return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
 }
 
-// Replaces the runtime's mktime(): uses no zone, and accepts times before 1970 on every system.
+// Converts a record of UTC to seconds. Unlike mktime(), applies no time zone, and accepts times before 1970 on every
+// system.
 std::int32_t TimeFromRecord(std::tm const &record) noexcept {
     int const month = record.tm_mon % 12 + (record.tm_mon % 12 < 0 ? 12 : 0);
     std::int64_t const year = std::int64_t{1900} + record.tm_year + (std::int64_t{record.tm_mon} - month) / 12;
@@ -78,7 +81,8 @@ std::tm TDateTime::QueryTM() const noexcept {
     if (fTime <= 0)
         return record;
 
-    // Cycles of four years; the third year of each, 1972 and so on, is the leap year.
+    // Divides the time since 1970 into cycles of four years. The third year of each cycle (1972, 1976 and so on) is the
+    // leap year.
     constexpr int fourYears = 1461 * fsSecondsPerDay;
     constexpr int yearStart[4] = {0, 31536000, 63072000, 94694400};
     int const inCycle = fTime % fourYears;
@@ -119,7 +123,7 @@ TString TDateTime::QueryString(char const *format) const {
         char *const data = text;
         std::size_t const used = platform::FormatTime(data, static_cast<std::size_t>(limit), format, record);
         if (used != 0 || limit >= end) {
-            data[used] = 0; // a failed call may have written anything
+            data[used] = 0; // the content is undefined after a failed call
             TStringAccess::Truncate(text, static_cast<unsigned int>(std::strlen(data)));
             return text;
         }

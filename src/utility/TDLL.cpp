@@ -1,5 +1,5 @@
-// TDll: a dynamic library and the texts in it. The library stays open for the process: copies share its handle. Several
-// threads may load texts at a time; nothing here is locked.
+// TDll: a dynamic library and the texts in it. The library is never closed, and copies of the object share its handle.
+// Several threads may load texts at the same time. No lock is taken.
 
 #include "tuzutil/TDLL.h"
 
@@ -12,9 +12,9 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::String, "src/utility/TDLL");
 
-constexpr std::uint32_t fsCapacity = 257; // characters that a text is read into, with its terminator
+constexpr std::uint32_t fsCapacity = 257; // room for a text, in characters, including its terminating zero
 
-// Null if there is no text of that number.
+// Returns a null string if there is no text of that number.
 template <typename Character>
 TString Load(platform::Library *library, unsigned long id) {
     Character text[fsCapacity];

@@ -1,6 +1,6 @@
-// TThread: the start of a thread, its body and its end; TThreadLaunch starts the library's own. A running thread holds
-// a reference to its object. fEnding is held while the end of a run is reported or reset, so that other threads see
-// these changes together.
+// TThread: the start of a thread, its body and its end. TThreadLaunch starts the library's own threads. A running
+// thread holds a reference to its object. The lock fEnding is held while the end of a run is reported or reset, so that
+// other threads see all these changes or none of them.
 
 #include "tuzutil/THREAD.h"
 
@@ -21,14 +21,14 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 constexpr std::uintptr_t fsNoHandle = ~std::uintptr_t{0};
 
-// What the starter passes to the new thread. It exists until `started` is posted, for which the starter waits.
+// What the starter passes to the new thread. It is on the stack of the starter, which waits until `started` is posted.
 struct TStart {
     TThread &thread;
     platform::Event *started;
 };
 
-// If the full text cannot be made, the name of the exception alone is traced: whatever a body throws, its thread ends
-// in order.
+// Traces an exception that left a body. If the full text cannot be made, traces only the name of the exception. It does
+// not throw, so that the thread ends in order.
 void TraceEscaped(TException const &problem) noexcept {
     if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
         return;
@@ -63,8 +63,9 @@ int TThread::Run() {
     return TPureCall::Trap();
 }
 
-// The new thread takes two references, its own and the starter's, before it says that it runs: the body may end, and
-// all others may release the object, before the starter has woken up.
+// The new thread adds two references before it posts `started`: its own, and one for the starter. Without the second,
+// the object could be destroyed before the starter wakes up: the body may end and all others may release the object in
+// that time.
 int TThread::Start() {
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};

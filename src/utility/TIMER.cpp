@@ -1,5 +1,6 @@
-// TTimer: the timers of users. Every operation holds TMasterTimer::fsLock, under which nothing is traced and no event
-// is destroyed: both may run code that sets timers. The thread that serves them stands in threads/timer_thread.cpp.
+// TTimer: the timers of users. Every operation that changes a timer holds TMasterTimer::fsLock. Under this lock nothing
+// is traced and no event is destroyed, because both may run code that sets timers. The thread that serves all timers is
+// in threads/timer_thread.cpp.
 
 #include "tuzutil/TIMER.h"
 
@@ -16,14 +17,16 @@ namespace {
 
 constexpr std::int64_t fsLastSecond = UINT32_MAX;
 
-// 0 means "not armed". A time that 32 bits cannot hold becomes the nearest one that they can.
+// Returns the second at which a timer is due, at least 1, because 0 means "not armed". A time that does not fit in 32
+// bits becomes the nearest one that does.
 std::uint32_t PostTime(std::int64_t now, long seconds) noexcept {
     std::int64_t const distance = std::clamp<std::int64_t>(seconds, -fsLastSecond, fsLastSecond);
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(now + distance, 1, fsLastSecond));
 }
 
-// Holds the lock of the timers, and reports a thread that could not be started after the lock is released: a
-// destination of the report may set timers. Invariant: fLock is empty only inside Serve() and the destructor.
+// Holds the lock of the timers. If the thread could not be started, the destructor reports that after it has released
+// the lock, because a trace destination may set timers. Invariant: fLock is empty only inside Serve() and the
+// destructor.
 class TTimerEntry {
 public:
     TTimerEntry() noexcept : fLock(std::in_place, TMasterTimer::fsLock) {}
@@ -35,10 +38,10 @@ public:
             TThreadLaunch::ReportNotStarted();
     }
 
-    // False if the lock could not be made: then no timer is armed, and none ever will be.
+    // Returns whether the lock is held. It is not held if it could not be created; then no timer is ever armed.
     explicit operator bool() const noexcept { return bool{*fLock}; }
 
-    // Starts the thread if there is none. Releases the lock meanwhile.
+    // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.
     void Serve() noexcept {
         if (!TMasterTimer::IsMissing())
             return;
@@ -72,7 +75,7 @@ TTimer &TTimer::operator=(TTimer const &other) {
     if (this == &other)
         return *this;
     TReference<TSemaphore> semaphore(other.fSemaphore);
-    TTimerEntry const entry; // released before the old event is destroyed, which may run code of the program's
+    TTimerEntry const entry; // released before the old event: its destruction may run code of the program
     TMasterTimer::Disarm(fLink);
     fPostTime = other.fPostTime.load();
     std::swap(fSemaphore, semaphore);
@@ -88,8 +91,8 @@ TTimer::~TTimer() {
     TMasterTimer::Remove();
 }
 
-// The event is cleared under the lock, so that an expiry of the former time is not taken for one of the new time. An
-// event that could not be created is cleared without the lock, since that is traced.
+// The event is cleared under the lock, so that an expiry of the former time is not taken for an expiry of the new one.
+// If the event could not be created, Clear() traces that, so it is then called without the lock.
 void TTimer::Set(long seconds) {
     if (LacksEvent())
         fSemaphore->Clear();

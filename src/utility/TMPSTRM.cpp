@@ -1,5 +1,6 @@
-// TTempStreamBuf and TTempStream: a stream in memory that moves to a temporary file when its test asks for it. Until
-// the move has succeeded the blocks stay as they are. No lock is taken: a stream belongs to one thread.
+// TTempStreamBuf and TTempStream: a stream in memory that moves to a temporary file when its TTempStreamTest asks for
+// that. The blocks in memory stay unchanged until the move has succeeded. No lock is taken, because a stream belongs to
+// one thread.
 
 #include "tuzutil/TMPSTRM.h"
 
@@ -15,13 +16,13 @@
 namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/TMPSTRM");
-// The line numbers that the entries contain.
+// The line numbers that the trace entries contain.
 constexpr std::uint32_t fsNotOpened = 246;
 constexpr std::uint32_t fsOpened = 250;
 
 } // namespace
 
-// The temporary file.
+// Owns the temporary file.
 class TTempStreamBuf::TFile {
 public:
     explicit TFile(int &error) noexcept : fFile(platform::OpenTempFile(error)) {}
@@ -63,7 +64,7 @@ TTempStreamBuf::TTempStreamBuf(unsigned long blockSize, char const *name, TRefer
 
 TTempStreamBuf::~TTempStreamBuf() = default;
 
-// The test is called before a block is added, when QueryUsed() of all blocks is up to date.
+// The test is called before a block is added. QueryUsed() of every block is up to date at that time.
 int TTempStreamBuf::extend() {
     if (fFile)
         return 0;
@@ -71,7 +72,7 @@ int TTempStreamBuf::extend() {
         return TMemStreamBuf::extend();
     TMemStreamBuf::sync();
     bool const moves = fTest && fTest->Test(this);
-    if (fFile) // the test has written so much that the move is done
+    if (fFile) // the test has itself written so much that the stream has moved
         return 0;
     if (moves)
         return MoveToFile();
@@ -79,7 +80,7 @@ int TTempStreamBuf::extend() {
     return hasRoom ? 0 : TMemStreamBuf::extend();
 }
 
-// The blocks stay as they are until everything is in the file. A file that is not used is removed at once.
+// The blocks stay unchanged until all bytes are in the file. If the move fails, the file is removed at once.
 int TTempStreamBuf::MoveToFile() {
     int error = 0;
     std::unique_ptr<TFile> file(new (std::nothrow) TFile(error));
@@ -119,7 +120,7 @@ void TTempStreamBuf::ResetAreas() noexcept {
     setp(buffer + FileBufferSize() / 2, buffer + FileBufferSize());
 }
 
-// Bytes that the file does not take stay in the area.
+// Bytes that cannot be written to the file stay in the put area.
 bool TTempStreamBuf::FlushToFile() noexcept {
     auto const waiting = static_cast<std::size_t>(pptr() - pbase());
     std::size_t const written = waiting ? fFile->Write(pbase(), waiting) : 0;
@@ -152,7 +153,8 @@ std::streambuf::int_type TTempStreamBuf::underflow() {
     return traits_type::to_int_type(*gptr());
 }
 
-// What was read ahead is read again, and what waits to be written goes to where the reader is.
+// Moves the position of the file back to that of the reader, and empties the get area. Bytes that wait in the put area
+// are then written at the position of the reader.
 bool TTempStreamBuf::DropReadAhead() noexcept {
     std::ptrdiff_t const ahead = egptr() - gptr();
     if (ahead != 0 && fFile->Seek(-ahead, platform::TFileOrigin::current) < 0)
@@ -193,13 +195,13 @@ unsigned long TTempStreamBuf::WriteTo(std::ostream &to) {
         to.setstate(std::ios_base::failbit);
         return 0;
     }
-    // Its destructor runs also if `to` throws.
+    // The destructor restores the position of the file, even if `to` throws.
     struct TReturn {
         ~TReturn() { file.Seek(position, platform::TFileOrigin::start); }
         TFile const &file;
         std::int64_t position;
     } const back{*fFile, position};
-    char *const buffer = fFileBuffer.get(); // all of it: both areas are empty
+    char *const buffer = fFileBuffer.get(); // the whole buffer can be used, because both areas are empty
     std::uint64_t total = 0;
     std::ptrdiff_t count;
     while ((count = fFile->Read(buffer, FileBufferSize())) > 0 && to.write(buffer, count))

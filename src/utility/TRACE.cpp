@@ -1,6 +1,6 @@
-// TTrace and TTrace::Base: the chain of destinations, what each takes, the global words that trace points test, and the
-// writing of entries. TTrace::Base::fsMutex, which is recursive, guards the chain and the destinations' tables. A
-// destination writes under it; the text of an entry is made before it is taken.
+// TTrace and TTrace::Base: the chain of destinations, the entries that each of them takes, the global words that trace
+// points test, and the writing of entries. The trace lock, TTrace::Base::fsMutex, is recursive. It guards the chain and
+// the tables of the destinations. The text of an entry is made before the lock is taken; destinations write under it.
 
 #include "tuzutil/TRACE.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 
-constexpr std::uint32_t fsDefaultLevels = 0x1000F; // "np"
+constexpr std::uint32_t fsDefaultLevels = 0x1000F; // the group "np" of trace_levels.h
 constexpr std::uint32_t fsAllComponents = 0xFFFFFFFF;
 
 std::uint32_t Mask(unsigned long mask) {
@@ -32,8 +32,8 @@ std::uint32_t Mask(unsigned long mask) {
     return static_cast<std::uint32_t>(mask);
 }
 
-// An entry that is being written may cause further ones (a faulty format is traced while it is formatted), but not
-// without end.
+// Counts how many entries the thread is writing. Writing an entry may cause another one: for example, a fault of its
+// format is traced. A limit keeps this from going on for ever.
 class TDepth {
 public:
     TDepth() noexcept { ++fsDepth; }
@@ -74,7 +74,7 @@ public:
     }
 
 private:
-    static thread_local Walk *fsInnermost; // only walks of the thread that holds the trace lock matter
+    static thread_local Walk *fsInnermost; // of each thread, because only the holder of the trace lock has walks
 
     Base *fNext;
     Walk *fOuter;
@@ -241,13 +241,14 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     TNoCancel const noCancel;
     if (!IsHeard(level, category.QueryComponent(), category))
         return;
-    // Made outside the lock: to find a text or to convert it, libraries may be asked, or loaded, and another thread's
-    // static objects may trace while the system's loader waits for them.
+    // The text is made before the lock is taken, because making it may load a library, which needs the lock of the
+    // system's loader. Another thread may hold the loader's lock while it runs a static object that traces and so waits
+    // for the trace lock.
     if (!DropExceptions([&] { static_cast<void>(message.QueryMessage()); }))
         return;
     TLock const lock(Base::fsMutex);
     for (Walk walk; Base *const destination = walk.Next();) {
-        // One destination's trouble is neither the writer's nor the others'.
+        // An exception of one destination must reach neither the writer of the entry nor the other destinations.
         DropExceptions([&] {
             if (destination->IsTracing(level, category.QueryComponent(), category))
                 destination->Write(level, category, message);
@@ -281,7 +282,7 @@ int TTrace::Base::IsGlobalTracing(unsigned long level, unsigned long component, 
     return IsGlobalTracing(level, component) && IsHeard(level, component, category);
 }
 
-// Whether some destination takes the entry.
+// Returns whether some destination takes such an entry.
 bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Category const &category) {
     TLock const lock(Base::fsMutex);
     for (Walk walk; Base const *const destination = walk.Next();) {
@@ -295,7 +296,7 @@ bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Categor
 
 namespace {
 
-// A handle hands its calls to its destination. Without one nothing happens, and a query answers `otherwise`.
+// A handle passes its calls on to its destination. If it has none, Tell() does nothing and Ask() returns `otherwise`.
 template <typename Member, typename... Arguments>
 void Tell(TTrace::Pointer const &destination, Member member, Arguments &&...arguments) {
     if (destination)
@@ -427,7 +428,8 @@ TTrace::SaveState::~SaveState() {
     Base *const destination = fDestination.Pointer();
     if (!destination)
         return;
-    // Every change calls the destination's own Change(). If that throws, the scope ends as it would have.
+    // Each of these calls leads to Change(), which a destination may override, and which may throw. The exceptions are
+    // dropped, because a destructor must not throw.
     if (!destination->QueryDisableRestore()) {
         DropExceptions([&] { destination->SetLevel(fLevel); });
         DropExceptions([&] { destination->SetComponent(fComponent); });

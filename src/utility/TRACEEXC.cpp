@@ -1,5 +1,5 @@
-// TTraceException: the text that describes an exception in full. It is the same in every locale, and throws if there is
-// no memory for it. No lock is taken.
+// TTraceException: makes the text that describes an exception in full. The text is the same in every locale. If there
+// is no memory for it, FormatException() throws. No lock is taken.
 
 #include "tuzutil/TRACEEXC.h"
 
@@ -8,8 +8,8 @@
 
 TString TTraceException::FormatException(TException const &problem) {
     std::ostringstream out;
-    out.exceptions(std::ios_base::badbit); // a lack of memory throws; otherwise it would cut the text
-    out.imbue(std::locale::classic());     // no grouping of digits, whatever the program's locale
+    out.exceptions(std::ios_base::badbit); // so that a lack of memory throws instead of cutting the text
+    out.imbue(std::locale::classic());     // the program's locale might group digits
     char const *const group = problem.errorCodeGroup();
     out << "Exception " << problem.name() << ", group " << (group ? group : "unknown")
         << ", error ID: " << problem.errorId() << " (x" << std::hex << problem.errorId() << std::dec << "), "

@@ -1,5 +1,5 @@
-// TTraceFactory and its loader: factories of other libraries that make trace destinations. The loader is built on its
-// first use and never destroyed.
+// TTraceFactory and its loader: factories, often in other libraries, that make trace destinations. The loader is built
+// at its first use and never destroyed.
 
 #include "tuzutil/TRACEFAC.h"
 
@@ -23,7 +23,7 @@ TTraceFactoryLoader::TTraceFactoryLoader() = default;
 TTraceFactoryLoader::~TTraceFactoryLoader() = default;
 
 TTraceFactoryLoader *TTraceFactoryLoader::GetInstance() {
-    // Never deleted: factories of libraries take leave of it when the process takes them down.
+    // Never deleted, because factories of other libraries deregister from it when these libraries are unloaded.
     static TTraceFactoryLoader *const only = fsOnlyInstance = new TTraceFactoryLoader;
     return only;
 }

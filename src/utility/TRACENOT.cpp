@@ -1,5 +1,6 @@
-// TTraceNotify: observers of the global trace words. They are called under the trace lock and the observers' own, taken
-// in this order; an observer may leave, join, trace or change what is traced. What it throws is dropped.
+// TTraceNotify: observers of the global trace words. They are called under the trace lock and TTraceObservers::fsMutex,
+// which are taken in this order. An observer may join, leave, write trace entries, and change which entries are traced.
+// Exceptions that it throws are dropped.
 
 #include "tuzutil/TRACENOT.h"
 
@@ -13,9 +14,10 @@
 
 namespace {
 
-// A walk over the observers that were registered when it began, under their mutex. It allocates nothing: if memory
-// could end it, observers that were not called would keep values that are no longer true. Observers may leave
-// meanwhile, and others join after the last. Invariant: those before fNext were called, those from fEnd on are new.
+// A walk over the observers that were registered when the walk began, under TTraceObservers::fsMutex. A walk allocates
+// nothing, because a lack of memory must not keep observers from being called. Observers may leave during the walk, and
+// new ones are added at the end of the set. Invariant: the observers before fNext were called, and those from fEnd on
+// joined during the walk.
 class TObserverWalk {
 public:
     TObserverWalk() noexcept : fEnd(TTraceObservers::fsSet.GetNumberElements()), fOuter(fsInnermost) {
@@ -38,7 +40,7 @@ public:
     }
 
 private:
-    static TObserverWalk *fsInnermost; // guarded by the mutex
+    static TObserverWalk *fsInnermost; // guarded by TTraceObservers::fsMutex
 
     unsigned long fNext = 0;
     unsigned long fEnd;
@@ -78,12 +80,13 @@ void TTraceNotify::Notify() {
 
 void TTraceNotify::NotifyAll() noexcept {
     TNoCancel const noCancel;
-    // In the order in which destinations take them: an observer may trace, or change what is traced.
+    // The trace lock comes first, although only observers are called here: an observer may write an entry, which takes
+    // that lock, and a thread that holds it may be waiting for the lock of the observers.
     TLock const trace(TTrace::Base::fsMutex);
     TLock const lock(TTraceObservers::fsMutex);
     TObserverWalk walk;
     while (TTraceNotify *const observer = walk.Next()) {
-        DropExceptions([&] { observer->Notify(); }); // the others are told all the same
+        DropExceptions([&] { observer->Notify(); }); // the other observers are called even if this one throws
     }
 }
 

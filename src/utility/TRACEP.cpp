@@ -1,5 +1,5 @@
-// TTracePoint and TTraceExit: the part of a trace point that runs if a destination may want the entry. An entry that
-// cannot be made is lost, and the traced work goes on. No lock is taken before TTrace::Base::WriteEntry().
+// TTracePoint and TTraceExit: the part of a trace point that runs only if a destination may want the entry. If an entry
+// cannot be made, it is lost, and the traced code continues. No lock is taken before TTrace::Base::WriteEntry().
 
 #include "tuzutil/TRACEP.h"
 
@@ -22,7 +22,7 @@ void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category
     TTrace::Base::WriteEntry(level, category, message);
 }
 
-// Destroys the chain in a loop, because nested destructors would need stack for the whole chain.
+// Destroys the chain of earlier messages in a loop, because nested destructors would need stack for the whole chain.
 TTraceExit::TMessage::~TMessage() {
     std::shared_ptr<TMessage> next = std::move(previous);
     while (next && next.use_count() == 1)
@@ -34,7 +34,7 @@ TTraceExit::TTraceExit(TTrace::Category const &category) : fCategory(category) {
 TTraceExit::~TTraceExit() {
     if (!fMessage || !TTrace::IsGlobalTracing(TTrace::functionExit, fCategory.QueryComponent()))
         return;
-    // As at every trace point: if the entry fails it is lost, and the scope ends as it would have.
+    // If the entry cannot be written, it is lost, as at every trace point. A destructor must not throw.
     DropExceptions([&] { TTrace::Base::WriteEntry(TTrace::functionExit, fCategory, fMessage->text); });
 }
 

@@ -1,6 +1,6 @@
-// TTrace::Category, the registry of categories, and the names of components. Registration takes no lock, since it runs
-// in static initialisers under the system's loader lock. Whoever looks into a registered category holds
-// TTraceRegistry::fsMutex, and so does one that is destroyed.
+// TTrace::Category, the registry of categories, and the names of components. Registration takes no lock of the library.
+// A thread that reads a registered category holds TTraceRegistry::fsMutex. The destructor of a category takes it as
+// well, so that no category is destroyed while it is read.
 
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACE.h"
@@ -31,7 +31,7 @@ TTrace::Category::Category(unsigned long component, TString const &name)
 
 TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
 
-// A copy is not registered, unless the program has registered it.
+// Removes the category from the registry. A copy is only there if the program has registered it.
 TTrace::Category::~Category() {
     TLock const lock(TTraceRegistry::fsMutex);
     TTrace::Base::fsKnownCategories.Remove(this);
@@ -57,8 +57,8 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
     return fComponent == other.fComponent && fName.isEqual(other.fName);
 }
 
-// The registry. Registration takes no lock: a library registers while the system's loader holds its own, and an entry
-// that is being written may be waiting for that one.
+// The registry. Registration takes no lock, because the categories of a library register under the lock of the system's
+// loader. A thread that writes an entry may hold a lock of this library and wait for the loader's lock.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))
@@ -76,7 +76,8 @@ void TTraceSetKnown::Add(TTrace::Category const *category) {
     fNearEnd.store(entry, std::memory_order_release);
 }
 
-// Programs may make and destroy categories for ever.
+// Uses an entry that a destroyed category has left. Without this, a program that makes and destroys categories again
+// and again would need ever more memory. Returns false if there is no such entry.
 bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
     if (fFree.load(std::memory_order_relaxed) == 0)
         return false;
@@ -94,7 +95,7 @@ bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
 void TTraceSetKnown::Remove(TTrace::Category const *category) noexcept {
     for (TEntry *entry = fHead.next.load(std::memory_order_acquire); entry;
          entry = entry->next.load(std::memory_order_acquire)) {
-        // Only the one that ends takes itself out.
+        // A relaxed load suffices, because only the destructor of a category removes that category.
         if (entry->category.load(std::memory_order_relaxed) != category)
             continue;
         entry->category.store(nullptr, std::memory_order_release);

@@ -1,5 +1,6 @@
-// TTraceSharedFileBase: a destination whose file several processes write. A named lock, one for the session, is held
-// for each record. The trace lock comes before it, so the destination joins the chain only after it has been released.
+// TTraceSharedFileBase: a destination whose file several processes write. A named lock, the same for all processes of
+// the session, is held while the file is opened and while a record is written. The trace lock must be taken before the
+// named lock.
 
 #include "tuzutil/TRACESHF.h"
 
@@ -9,7 +10,7 @@
 
 namespace {
 
-// One for all shared trace files of the session: programs of any version take turns by it.
+// The name of the lock for all shared trace files of the session. Every version of the library uses this name.
 char const fsMutexName[] = "kelvoTraceFile";
 
 } // namespace
@@ -17,11 +18,11 @@ char const fsMutexName[] = "kelvoTraceFile";
 TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName)
     : Base(joinsLater), fFileName(fileName), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)) {
     Open(fileName ? fileName : "");
-    Join(); // after the file's lock is released: the trace lock comes before it
+    Join(); // takes the trace lock; Open() has released the file's lock
 }
 
 void TTraceSharedFileBase::Open(char const *fileName) {
-    TLock const entry(*fFileMutex); // so that no other process empties the file now
+    TLock const entry(*fFileMutex); // no other process empties the file meanwhile
     // Without the lock, the file must not be emptied, because other processes may be writing to it.
     auto const use =
         entry.State() == TMutexSemaphore::Locked ? TTraceFileStream::Use::joinedOrBegun : TTraceFileStream::Use::joined;
@@ -47,8 +48,8 @@ void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) co
 void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) {
     TTraceRecord const record(TTracePrefix::process, level, QueryPrefixParts(), category, message);
     TLock const entry(*fFileMutex);
-    fStream->clear(); // the failure of an earlier record may no longer exist
-    fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // at the end of the file, at once
+    fStream->clear(); // an earlier record may have failed; this one is tried all the same
+    fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // appends the record in one write
     fStream->flush();
 }
 

@@ -1,5 +1,6 @@
-// TTraceStreamBase: destinations on streams and files, and TTraceWindowsDebugBase on the debugger. One lock,
-// fsFileMutex, keeps records whole; it is taken under the trace lock, and a stream is never destroyed under it.
+// TTraceStreamBase, the destination that writes to a stream or file, and TTraceWindowsDebugBase, which writes to the
+// debugger. The lock fsFileMutex keeps records from mixing. It is taken under the trace lock, and a stream is never
+// destroyed while it is held.
 
 #include "tuzutil/TRACESTR.h"
 
@@ -19,13 +20,13 @@ namespace {
 constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
 constinit std::atomic<unsigned int> fsFileMode{0600};
 
-// The directory of a file is there, or has been made.
+// Returns whether the directory of a file exists, or could be made.
 bool HasDirectory(TString const &fileName) {
     unsigned int const separator = fileName.lastIndexOf('\\');
     return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
 }
 
-// Null if the directory of the file cannot be made.
+// Returns null if there is no name, or if the directory of the file cannot be made.
 std::unique_ptr<std::ostream> OpenFile(char const *name) {
     if (!name || !HasDirectory(name))
         return nullptr;
@@ -55,7 +56,7 @@ TTraceStreamBase::TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ost
 }
 
 TTraceStreamBase::~TTraceStreamBase() {
-    Unlink(); // waits for those who write; the stream's own end may wait for others
+    Unlink(); // waits until no thread writes; the stream is then destroyed without the trace lock
     Replace(nullptr, 0);
 }
 
@@ -78,11 +79,11 @@ unsigned int TTraceStreamBase::QueryFileMode() noexcept {
 }
 
 void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
-    std::unique_ptr<std::ostream> former; // destroyed after the lock is released: a stream's destructor may do anything
+    std::unique_ptr<std::ostream> former; // destroyed after the lock is released: its destructor may run any code
     TLock const lock(fsFileMutex);
     former = std::exchange(fOwned, std::unique_ptr<std::ostream>(owned ? stream : nullptr));
     if (former.get() == stream)
-        static_cast<void>(former.release()); // given anew: it stays
+        static_cast<void>(former.release()); // the same stream is set again, so it is not destroyed
     fStream = stream;
 }
 
@@ -102,7 +103,7 @@ void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &catego
     std::ostream *const stream = fStream; // may have been replaced meanwhile
     if (!stream)
         return;
-    stream->clear(); // what was wrong with an earlier record may be over
+    stream->clear(); // an earlier record may have failed; this one is tried all the same
     stream->write(record.Text(), static_cast<std::streamsize>(record.Length()));
     stream->flush();
 }
@@ -125,7 +126,7 @@ TTraceStream::TTraceStream(std::ostream *stream, char const *selection) : TTrace
 
 TTraceStream::~TTraceStream() = default;
 
-// The handle may have been given another destination.
+// Returns null if the handle now has a destination of another class, or none.
 TTraceStreamBase *TTraceStream::Destination() {
     return dynamic_cast<TTraceStreamBase *>(QueryPointer().Pointer());
 }

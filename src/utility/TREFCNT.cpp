@@ -1,6 +1,6 @@
-// TRefCounted and TWeakRefCounted: counts of references inside objects. The weak kind changes its count under
+// TRefCounted and TWeakRefCounted: objects that count the references to them. TWeakRefCounted changes its count under
 // TWeakReferenceLock, so that a weak pointer never finds an object that is being destroyed. An object is destroyed
-// after the lock is released.
+// after that lock is released.
 
 #include "tuzutil/TREFCNT.h"
 
@@ -15,7 +15,8 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/TREFCNT");
 constexpr std::uint32_t fsNullReferenceLine = 203;
 
-// Returns the count with which a copy starts. If it is not 0, no release will ever bring it down to 0.
+// Returns the count with which a copy starts. A copy has no references yet. If its count does not start at 0, releasing
+// all later references does not bring the count down to 0, and the copy is never destroyed.
 std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
     std::uint32_t const count = other;
     if (debugcheck::isOn && count != 0)
@@ -66,8 +67,8 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// The count changes under the lock and is atomic as well: it is read without the lock, and it stays correct if the
-// lock could not be taken.
+// The count changes under the lock. It is also atomic, because it is read without the lock, and because it must stay
+// correct if the lock could not be taken.
 void TWeakRefCounted::AddRef() {
     TWeakReferenceLock const lock;
     ++fCount;

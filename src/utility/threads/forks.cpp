@@ -1,5 +1,5 @@
-// TForks: takes the library's locks before a fork and releases them after it, in parent and child. The order is the one
-// in which all others take them, see forks.h.
+// TForks: takes locks of the library before a fork, and releases them after it in parent and child. For their order see
+// forks.h.
 
 #include "utility/threads/forks.h"
 

@@ -1,10 +1,10 @@
 #ifndef TUZUTIL_FORKS
 #define TUZUTIL_FORKS
 
-// TForks: what the library does when the process forks. The thread that forks holds the locks of the chain of
-// destinations, the observers, the timers and the registry, so the child finds each of them between two changes, and no
-// entry half written. The order is the one in which all others take them: a destination may call observers, and both
-// may set timers. Under the timers' lock only locks of the platform are taken.
+// TForks: what the library does when the process forks. During the fork, the forking thread holds the locks of the
+// destinations, the observers, the timers and the registry. So the child finds their data consistent, and no entry half
+// written. The locks are taken in the same order as by all other code: a destination may call observers, and
+// destinations and observers may set timers. Under the lock of the timers, other code takes only locks of the platform.
 
 struct TForks {
     static bool Follow() noexcept; // call once, after the locks are made; false if the system refuses

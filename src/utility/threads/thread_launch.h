@@ -1,18 +1,21 @@
 #ifndef TUZUTIL_THREAD_LAUNCH
 #define TUZUTIL_THREAD_LAUNCH
 
-// How the library starts threads of its own: no signals go there, and nobody waits until they run. A thread that is
-// begun while the system loads a library does not run before that is done, so waiting for it would be for ever.
+// Starts the threads of the library itself. They receive no signals, and the starter does not wait until they run. A
+// static object of a library may start a thread while the system loads that library. Such a thread cannot run before
+// the load has ended, so the starter would wait for ever.
 
 #include "tuzutil/THREAD.h"
 
 class TThreadLaunch {
 public:
-    // Whether the object has everything that it needs, so that starting it traces nothing. Traces what is missing.
+    // Returns whether the object has its event and its lock, so that starting the thread traces no failure of them.
+    // Calling this function traces what is missing.
     static bool HasAll(TThread &thread);
 
-    // Starts the thread, which takes over one reference of the caller's and drops it at its end. The thread counts as
-    // running from now on. If the result is false no thread was started, and the reference is still the caller's.
+    // Starts the thread and returns true. The thread takes over one reference of the caller, and releases it when it
+    // ends. The object counts as running at once. If no thread could be started, returns false, and the caller keeps
+    // the reference.
     static bool StartUnannounced(TThread &thread);
 
     // Traces that a thread could not be started.

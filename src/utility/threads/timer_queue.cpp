@@ -1,5 +1,5 @@
-// TTimerQueue: the tree of seconds and the lists below it, see timer_queue.h. Called under TMasterTimer::fsLock; it
-// neither allocates nor throws.
+// TTimerQueue: the tree of seconds with a list of timers for each second, see timer_queue.h. Its functions are called
+// under TMasterTimer::fsLock, and neither allocate nor throw.
 
 #include "utility/threads/timer_queue.h"
 
@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint32_t fsHighestBit = 0x80000000;
 
-// `link` takes the place of `other` in the tree.
+// Puts `link` in the place of `other` in the tree. `place` is the pointer that leads to that place.
 void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) noexcept {
     link.branch[0] = other.branch[0];
     link.branch[1] = other.branch[1];
@@ -16,8 +16,8 @@ void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) no
 
 } // namespace
 
-// The link to the head of a second, or the link at which to put it. Ends after 32 steps at most, when all bits were
-// compared.
+// Returns the pointer that leads to the head of a second's list. If there is no such list, returns the null pointer at
+// which its head belongs. Takes at most 32 steps, one for each bit.
 TTimerLink **TTimerQueue::PlaceOf(std::uint32_t second) noexcept {
     TTimerLink **place = &fRoot;
     for (std::uint32_t bit = fsHighestBit; *place && (*place)->second != second; bit >>= 1)

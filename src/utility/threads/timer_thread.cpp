@@ -1,5 +1,5 @@
-// TMasterTimer: the one thread that posts the events of timers that are due, and the state that all timers share. The
-// state is guarded by fsLock, under which nothing else is locked and nothing is traced.
+// TMasterTimer: the one thread that posts the events of due timers, and the state that all timers share. The lock
+// fsLock guards the state. While it is held, no other lock of the library is taken, and nothing is traced.
 
 #include "utility/threads/timer_thread.h"
 
@@ -12,8 +12,8 @@
 
 namespace {
 
-// While anything is armed the thread looks at the calendar every second, so that it notices when the clock is set.
-constexpr long fsLongestSleep = 1000;
+// While a timer is armed, the thread reads the clock every second, so that it notices when somebody sets the clock.
+constexpr long fsLongestSleep = 1000; // milliseconds
 
 } // namespace
 
@@ -22,8 +22,8 @@ void TMasterTimer::Remove() noexcept {
         Stop();
 }
 
-// The thread looks every second while anything is armed, so it is woken only if nothing was armed before, or if the
-// timer is due already.
+// While a timer is armed, the thread reads the clock every second. So it must be woken only if no timer was armed
+// before, or if this one is already due.
 void TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
     bool const sleeps = fsArmed.IsEmpty();
     fsArmed.Add(link);
@@ -37,7 +37,7 @@ TReference<TMasterTimer> TMasterTimer::New() noexcept {
         if (master->fWake.Wait(0) >= 0 && TThreadLaunch::HasAll(*master))
             return master;
     } catch (std::bad_alloc const &) {
-        // As without an event.
+        // Without memory the result is null, as if the event could not be made.
     }
     return nullptr;
 }
@@ -45,12 +45,12 @@ TReference<TMasterTimer> TMasterTimer::New() noexcept {
 // Does not wait until the thread runs: a static timer of a library is made while the system loads that library, and no
 // thread can begin before the load has ended.
 bool TMasterTimer::Start(TMasterTimer &master) noexcept {
-    master.AddRef(); // the thread's
+    master.AddRef(); // the reference of the thread
     if (!TThreadLaunch::StartUnannounced(master)) {
         master.RemoveRef();
         return false;
     }
-    master.AddRef(); // that of fsOnly
+    master.AddRef(); // the reference of fsOnly
     fsOnly = &master;
     return true;
 }
@@ -81,8 +81,8 @@ void TMasterTimer::Shutdown() noexcept {
 void TMasterTimer::LoseThread() noexcept {
     if (TMasterTimer *const lost = std::exchange(fsOnly, nullptr)) {
         TThreadLaunch::ForgetRun(*lost);
-        lost->RemoveRef(); // the thread's
-        lost->RemoveRef();
+        lost->RemoveRef(); // the reference of the thread
+        lost->RemoveRef(); // the reference of fsOnly
     }
 }
 
@@ -94,8 +94,8 @@ int TMasterTimer::Run() {
     return 0;
 }
 
-// Posts due timers until it meets one whose event could not be created, and returns that event; null if there is none.
-// Sets `isAnyLeft` to whether any timer is still armed.
+// Posts due timers until it meets one whose event could not be created, and returns that event. If there is none,
+// returns null and sets `isAnyLeft` to whether any timer is still armed.
 TReference<TSemaphore> TMasterTimer::PostUntilOneFails(bool &isAnyLeft) noexcept {
     TInsistentEntry const lock(fsLock);
     std::int64_t const now = platform::CurrentTime();
@@ -110,10 +110,10 @@ TReference<TSemaphore> TMasterTimer::PostUntilOneFails(bool &isAnyLeft) noexcept
     return nullptr;
 }
 
-// Posts all due timers. True if any timer is still armed.
+// Posts all due timers. Returns whether any timer is still armed.
 bool TMasterTimer::PostDue() {
     bool isAnyLeft = false;
     while (TReference<TSemaphore> const missing = PostUntilOneFails(isAnyLeft))
-        missing->Post(); // says so
+        missing->Post(); // fails, and traces that; the lock is not held here
     return isAnyLeft;
 }

@@ -2,34 +2,34 @@
 #define TUZUTIL_TIMER_THREAD
 
 // TMasterTimer: the thread that serves the timers, and the state that all timers share. The thread exists as long as
-// there are timers; a forked child starts its own when it is needed.
+// there are timers. A forked child starts a thread of its own when a timer is made or set.
 
 #include "tuzutil/THREAD.h"
 #include "utility/threads/timer_queue.h"
 
 class TMasterTimer : public TThread {
 public:
-    // Guards everything below; taken by every operation of a timer. Under it nothing else is locked, and so nothing is
-    // traced: a destination may set timers.
+    // Guards all static members below. While it is held, no other lock of the library is taken. So nothing is traced,
+    // because a trace destination may set timers.
     static TMutexSemaphore &fsLock; // never destroyed
 
-    // An object whose thread can be started without a trace entry. Null if there is no memory for it, which is traced.
-    // The caller must not hold the lock.
+    // Returns an object whose thread can be started without a trace entry, or null if there is no memory for it or for
+    // its parts. REQUIRES: the caller does not hold the lock, because the failure of a part is traced.
     static TReference<TMasterTimer> New() noexcept;
 
-    // REQUIRES, for all that follow: the caller holds the lock.
-    static bool IsMissing() noexcept { return !fsOnly && !fsIsOver; } // there should be a thread
+    // REQUIRES, for the functions up to Disarm(): the caller holds the lock.
+    static bool IsMissing() noexcept { return !fsOnly && !fsIsOver; } // whether the thread must be started
     static bool Start(TMasterTimer &master) noexcept;                 // false if no thread can be started
-    static void Add() noexcept { ++fsCount; }                         // one more timer
-    static void Remove() noexcept;                                    // one less; without timers, the thread ends
+    static void Add() noexcept { ++fsCount; }                         // counts a new timer
+    static void Remove() noexcept; // counts one timer less; ends the thread if none is left
     static void Arm(TTimerLink &link, std::int64_t now) noexcept;
     static void Disarm(TTimerLink &link) noexcept { fsArmed.Remove(link); }
 
-    // Ends the thread at the end of the process; no other is started. Takes the lock itself.
+    // Ends the thread at the end of the process, and keeps timers from starting another one. Takes the lock itself.
     static void Shutdown() noexcept;
     static bool fsIsOver;
 
-    // Called in a forked child, which has the timers but not the thread. The next use starts one.
+    // Called in a forked child, which has the timers but not the thread. REQUIRES: the caller holds the lock.
     static void LoseThread() noexcept;
 
     int Run() override;
@@ -40,7 +40,7 @@ private:
     static bool PostDue();
 
     static TTimerQueue fsArmed;
-    static std::uint32_t fsCount; // of all timers
+    static std::uint32_t fsCount; // the number of timers, armed or not
     static TMasterTimer *fsOnly;  // null while there are no timers
 
     TSemaphore fWake;
