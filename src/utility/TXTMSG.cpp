@@ -1,6 +1,6 @@
 // TTextMessage: a format with its arguments, the text made of them, and the binary form. Faults of a format are traced,
-// never thrown, see TMessageFaults. Copies of the former arguments are kept as long as the message, since references to
-// them may be held. No lock is taken: a message belongs to one thread.
+// never thrown, see TMessageFaults. Arguments that an assignment replaces are kept as long as the message, because
+// callers may hold references to them. No lock is taken, because a message belongs to one thread.
 
 #include "tuzutil/TXTMSG.h"
 
@@ -17,13 +17,13 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
-constexpr std::uint32_t fsFirstSlots = 16; // for arguments that a stream announces; more as they arrive
+constexpr std::uint32_t fsFirstSlots = 16; // the first allocation for arguments that a stream announces
 
 std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
-// Reads a value, and stores it only if the stream had it.
+// Reads a value, and stores it only if that succeeds.
 template <typename Wire, typename Value>
 bool ReadInto(TiBinaryStream &in, Value &value) {
     Wire wire{};
@@ -37,7 +37,8 @@ bool OwnsText(TagVar const &value) {
     return (value.IsString() || value.IsWideString()) && value.QueryString();
 }
 
-// A value whose copy finds no memory loses its text; a message would then say something else.
+// Copies an argument. If there is no memory for its text, the copy of a TagVar has no text. The message would then say
+// something else, so this function throws.
 void CopyArgument(TagVar const &from, TagVar &to) {
     to = from;
     if (OwnsText(from) && !OwnsText(to))
@@ -93,7 +94,7 @@ void TTextMessage::SetArgs(TagVar const *const *array) {
     TakeArguments(array, array ? CountList(array, SIZE_MAX) : 0);
 }
 
-// Copies before it frees: the new arguments may be the old ones.
+// The new arguments are copied before the old ones are destroyed, because they may be the same objects.
 void TTextMessage::TakeArguments(TagVar const *const *pointers, std::size_t count) {
     std::unique_ptr<TagVar[]> fresh(count ? new TagVar[count] : nullptr);
     for (std::size_t i = 0; i < count; ++i)
@@ -129,7 +130,7 @@ TString const &TTextMessage::QueryMessage() const {
     return fFormatted;
 }
 
-// A text that cannot be looked up is one that is not there.
+// Returns the text of the message store. If looking it up throws, returns a null text, as if the store had none.
 TString TTextMessage::StoredText() const noexcept {
     if (fStore.length() == 0)
         return TString();
@@ -151,7 +152,7 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
-// Faults of formats and arguments: for those who follow the trace, never for the caller.
+// Traces a fault of the format or its arguments. The caller does not learn of it.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
     TString const &store = fMessage.fStore;
     auto const set = fMessage.fSet;
@@ -180,7 +181,7 @@ ToBinaryStream &TTextMessage::WriteToBinaryStream(ToBinaryStream &out) const {
     out << fStore << fSet << fNumber << fDefaultText << fCount;
     for (std::uint32_t i = 0; i < fCount && !out.fail(); ++i)
         fArguments[i].WriteToBinaryStream(out);
-    return out << TString() << 0u; // the place where it was raised is not sent
+    return out << TString() << 0u; // the source file and line of the message are not sent
 }
 
 TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
@@ -193,7 +194,7 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
         (in >> fDefaultText).fail() || !ReadInto<std::uint32_t>(in, announced))
         return in;
 
-    // Room for as many again as have arrived, whatever number is announced.
+    // The room is doubled only when it is full. So a great announced number alone costs no memory.
     while (fCount != announced) {
         TagVar value;
         if (value.ReadFromBinaryStream(in).fail())

@@ -1,5 +1,5 @@
-// Modified UTF-7 for the names of mailboxes, from narrow and from 16-bit text and back.
-// No lock is taken.
+// TModifiedUTF7: converts the names of mailboxes from narrow or 16-bit text to modified UTF-7, and from modified UTF-7
+// to 16-bit text. No lock is taken.
 
 #include "tuzutil/UTF7.h"
 
@@ -14,7 +14,8 @@ namespace {
 
 constexpr char fsAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+,";
 
-// The six bits that each character means inside a run. A character outside the alphabet gives its own low six bits.
+// A run encodes characters other than printable ASCII. It begins with "&" and ends with "-". Each character between
+// them stands for six bits, which this table gives. A character outside the alphabet stands for its own low six bits.
 constexpr auto fsBits = [] {
     std::array<unsigned char, 256> bits{};
     for (std::size_t c = 0; c < 256; ++c)
@@ -28,7 +29,7 @@ constexpr bool IsDirect(unsigned int unit) {
     return unit >= 32 && unit <= 126;
 }
 
-// The characters of a string, whether narrow or 16-bit.
+// The characters of a narrow or 16-bit string.
 template <typename Unit>
 class TUnits {
 public:
@@ -89,7 +90,7 @@ void PutUnit(char *&to, std::uint32_t unit) noexcept {
     to += sizeof value;
 }
 
-// Reads a run that follows its "&", including its "-", and returns the place after it.
+// Decodes a run whose "&" has been read. Returns the place after its "-", or `end` if there is none.
 char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
     if (from != end && *from == '-') {
         PutUnit(to, '&');
@@ -115,7 +116,8 @@ char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
 TString TModifiedUTF7::Encode(TString name) {
     bool const wide = name.IsUnicode();
     std::uint64_t const units = wide ? name.length() / 2 : name.length();
-    // The worst is every second character alone in a run, "&AOk-", and each other an ampersand, "&-".
+    // The longest result has seven bytes for two characters: one in a run of its own, such as "&AOk-", followed by an
+    // ampersand, "&-".
     TString text = TStringAccess::Uninitialized((units * 7 + 3) / 2);
     char *const to = text;
     char *const end = wide ? EncodeUnits<std::uint16_t>(name, to) : EncodeUnits<std::uint8_t>(name, to);
@@ -124,7 +126,7 @@ TString TModifiedUTF7::Encode(TString name) {
 }
 
 TString TModifiedUTF7::Decode(TString text) {
-    // No character becomes more than one.
+    // Each byte becomes at most one 16-bit character.
     TString name = TStringAccess::Uninitialized(std::uint64_t{text.length()} * 2, TStringBuffer::unicode);
     char *to = name;
     char const *from = text;

@@ -1,5 +1,5 @@
-// TVersion: the numbers of the library and the text made of them. The text is made on the first call; when several
-// threads are first, one text is kept and the others are deallocated, without a lock.
+// TVersion: version numbers and the text made of them. The first call of QueryVersion() makes the text. If several
+// threads make it at the same time, one text is kept and the others are deallocated. No lock is taken.
 
 #include "tuzutil/VERSION.h"
 

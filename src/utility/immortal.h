@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_IMMORTAL
 #define TUZUTIL_IMMORTAL
 
-// An object that is built at start-up and never destroyed: static objects of other libraries may still need it when
-// the process takes this one down.
+// TImmortal: holds an object that is built at start-up and never destroyed. Static objects of other libraries may need
+// it while they are destroyed, which can be after the end of this library's own static objects.
 
 #include <new>
 

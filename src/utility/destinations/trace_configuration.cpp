@@ -1,6 +1,6 @@
-// What a trace configuration names: destinations by their keywords, variables of the environment, factories. It also
-// opens the destination of NUV_TRACE_STARTUP, whose failures go to standard error. The trace lock is held while a
-// factory makes a destination.
+// Opens the destination that a trace configuration names, by a keyword, a variable of the environment, or a factory.
+// Also opens the destination that the variable NUV_TRACE_STARTUP names, and writes failures of that to standard error.
+// The trace lock is held while a factory makes a destination.
 
 #include "utility/destinations/trace_configuration.h"
 
@@ -24,17 +24,17 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
-constexpr int fsDeepest = 16; // variables that refer to variables
+constexpr int fsDeepest = 16; // how many variables are read if each refers to another
 
 // Destinations
 
-// A name from outside in the library's form.
+// Converts a name from outside to the library's form, with backslashes between its parts.
 std::string LibraryForm(std::string name) {
     platform::FromNativeName(name.data(), name.size());
     return name;
 }
 
-// That of the program, with another ending.
+// Returns the name of the program with the ending ".log".
 std::string DefaultLogName() {
     TString const program = TTrace::QueryExeFileName();
     std::string name(static_cast<char const *>(program), program.length());
@@ -98,7 +98,7 @@ struct TDestination {
     TTrace (*open)(std::string const &argument);
 };
 
-// In the order in which they are tried. What is none of them names a factory.
+// The keywords, in the order in which they are tried. Any other keyword names a factory.
 constexpr TDestination fsDestinations[] = {
     {"stdout", [](std::string const &) { return ConsoleTrace(std::cout); }},
     {"stderr", [](std::string const &) { return ConsoleTrace(std::cerr); }},
@@ -116,7 +116,7 @@ TTrace OpenDestination(TTraceConfiguration &configuration) {
     return FactoryTrace(configuration);
 }
 
-// The destination that the environment asks for
+// The destination that the environment names
 
 constexpr char fsStartupVariable[] = "NUV_TRACE_STARTUP";
 
@@ -124,7 +124,7 @@ void ReportStartup(std::string const &problem) {
     std::cerr << fsStartupVariable + (": " + problem) + "\n" << std::flush;
 }
 
-// A selection that is faulty is not applied in part.
+// If the selection has a fault, reports it and restores the settings, so that the selection is not applied in part.
 void ApplyStartupSelection(TTrace::Base &destination, std::string const &selection) {
     unsigned long const level = destination.QueryLevel();
     unsigned long const component = destination.QueryComponent();
@@ -190,7 +190,7 @@ TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration) {
 
 TTrace OpenStartupTrace() noexcept {
     TTrace trace;
-    // If memory is missing so early, the program runs without this trace.
+    // If there is no memory for it, the program runs without this trace.
     DropExceptions([&] {
         TTraceConfiguration configuration(std::string("env(") + fsStartupVariable + ")");
         OpenStartupTrace(trace, configuration);

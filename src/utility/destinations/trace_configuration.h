@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TRACE_CONFIGURATION
 #define TUZUTIL_TRACE_CONFIGURATION
 
-// What a trace configuration says: "destination,selection", with the destination as "keyword(argument)" and the
-// selection as "levels,components,default,categories".
+// The parts of a trace configuration. Its form is "destination,selection". The destination has the form
+// "keyword(argument)", and the selection the form "levels,components,default,categories".
 
 #include "tuzutil/TRACE.h"
 
@@ -15,15 +15,14 @@ struct TTraceConfiguration {
     std::string keyword;
     std::string argument;
     std::string selection;
-    std::string problem;
+    std::string problem; // why the destination could not be opened; empty if there is no fault
 };
 
-// Opens what a configuration names. If it names a variable of the environment, the configuration is replaced by the
-// value of that variable. Null if there is no destination; if that is a fault, `problem` of the configuration tells
-// why.
+// Opens the destination that a configuration names. If the keyword is "env", replaces the configuration by the value of
+// the variable that its argument names. Returns null if there is no destination. If that is a fault, sets `problem`.
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration);
 
-// The destination that NUV_TRACE_STARTUP asks for. A fault in it is reported on standard error, in one line.
+// Opens the destination that the variable NUV_TRACE_STARTUP names. Reports a fault on standard error, in one line.
 TTrace OpenStartupTrace() noexcept;
 
 #endif

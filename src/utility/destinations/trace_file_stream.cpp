@@ -1,5 +1,5 @@
-// The buffer below a trace file: each piece is written by one call of the platform, and nothing is held back. It takes
-// no lock; the destination holds its own.
+// TTraceFileBuf: the stream buffer of a trace file. Each write is passed to the platform at once and in one call. The
+// buffer takes no lock. The destination holds its lock during a write.
 
 #include "utility/destinations/trace_file_stream.h"
 

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TRACE_FILE_STREAM
 #define TUZUTIL_TRACE_FILE_STREAM
 
-// TTraceFileStream: an output stream over a trace file. What is inserted in one piece goes to the system in one piece;
-// nothing is held back.
+// TTraceFileStream: an output stream over a trace file. Each call of write() passes its bytes to the system in one
+// piece and at once.
 
 #include "platform/platform.h"
 
@@ -29,7 +29,7 @@ private:
     std::uint32_t fError;
 };
 
-// The buffer is a base that precedes the stream, so it is built first.
+// The buffer is the first base, so it is built before the stream that needs it.
 class TTraceFileStream : private TTraceFileBuf, public std::ostream {
 public:
     using TTraceFileBuf::OpenError;

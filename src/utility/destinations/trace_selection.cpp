@@ -1,5 +1,5 @@
 // Applies a selection to a destination, field by field: levels, components, the default, categories, parts of the
-// prefix. It takes no lock of its own; the destination locks each of its changes.
+// prefix. No lock is held here. The destination takes its lock for each change.
 
 #include "utility/destinations/trace_selection.h"
 
@@ -21,15 +21,14 @@ bool IsSign(char c) noexcept {
     return c == '+' || c == '-';
 }
 
-// The fields of a selection, which it loses one by one.
+// Removes the first field of a selection from `rest`, and returns it.
 std::string_view TakeField(std::string_view &rest) noexcept {
     std::string_view const field = rest.substr(0, rest.find(','));
     rest.remove_prefix(std::min(field.size() + 1, rest.size()));
     return field;
 }
 
-// A mask that a field adds to and takes from. If the field begins with a sign, the mask begins as the current one,
-// otherwise as 0.
+// The mask that a field sets. If the field begins with a sign, it changes the current mask. Otherwise it starts at 0.
 class TMaskChange {
 public:
     TMaskChange(std::string_view field, unsigned long current) noexcept
@@ -53,7 +52,7 @@ TTraceLevel const *FindLevel(std::string_view keyword) noexcept {
     return nullptr;
 }
 
-// False if a pair of characters is no level; `at` is then its position.
+// Returns false if a pair of characters is not the keyword of a level. `at` is then the position of that pair.
 bool ApplyLevels(TTrace::Base &destination, std::string_view field, std::size_t &at) {
     TMaskChange change(field, destination.QueryLevel());
     for (at = 0; at < field.size();) {
@@ -96,7 +95,7 @@ bool ApplyDefault(TTrace::Base &destination, std::string_view field) {
     return true;
 }
 
-// An exclamation mark switches a category off, unless it belongs to the name of one.
+// An exclamation mark switches a category off, unless the name of a category begins with it.
 void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) {
     TTrace::Category const *category = TTrace::FindCategory(TStringAccess::From(name));
     if (!category && name.front() == '!') {
@@ -111,8 +110,9 @@ void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) 
     TellConfigurationFault("unknown category", name, alsoAnEntry);
 }
 
-// The sign of each name is the character at the same position of the *components*. If that is a sign, the name loses
-// its first character. Configurations in use rely on it.
+// A category is switched on or off by a sign, which is not read from this field but from the *components*, at the
+// position at which the name begins here. If there is a sign, the first character of the name is skipped. Otherwise the
+// previous sign counts. Configurations in use rely on this.
 void ApplyCategories(TTrace::Base &destination, std::string_view field, std::string_view components) {
     bool isOn = true;
     for (std::size_t at = 0; at < field.size();) {

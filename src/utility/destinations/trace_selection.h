@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TRACE_SELECTION
 #define TUZUTIL_TRACE_SELECTION
 
-// What a destination takes, as trace configurations write it: "levels,components,default,categories". A selection is
-// applied field by field, up to the first fault.
+// The selection of a trace configuration says which entries a destination takes. Its form is
+// "levels,components,default,categories".
 
 #include "tuzutil/TRACE.h"
 
@@ -10,20 +10,20 @@
 #include <cstdint>
 #include <string_view>
 
-// A selection that cannot be applied: why, and which part of it from which character on, counted from 0.
+// The fault of a selection that cannot be applied: its cause, and the faulty part of the selection.
 struct TTraceSelectionFault {
-    TTraceSelectionFault() = default; // there is none
+    TTraceSelectionFault() = default; // there is no fault
     TTraceSelectionFault(char const *what, std::size_t from, std::size_t count,
                          std::uint32_t lineNumber = __builtin_LINE()) noexcept
         : text(what), position(from), length(count), line(lineNumber) {}
 
-    char const *text = nullptr; // null: it was applied
-    std::size_t position = 0;
-    std::size_t length = 0;
-    std::uint32_t line = 0; // of the source that found it
+    char const *text = nullptr; // the cause; null if there is no fault
+    std::size_t position = 0;   // of the first faulty character, counted from 0
+    std::size_t length = 0;     // the number of faulty characters
+    std::uint32_t line = 0;     // the line of trace_selection.cpp that found the fault
 };
 
-// Applies a selection to a destination, up to the first fault.
+// Applies a selection to a destination, field by field, up to the first fault.
 TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_view selection);
 
 #endif

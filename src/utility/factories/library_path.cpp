@@ -1,5 +1,5 @@
-// The directories of factory libraries: a copy of the list, and additions at its beginning. Both hold
-// TLibpath::fsMutex, under which nothing else is locked.
+// TLibpath: the list of directories in which factory libraries are searched. Both functions hold TLibpath::fsMutex, and
+// take no other lock meanwhile.
 
 #include "utility/factories/library_path.h"
 

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_LIBRARY_PATH
 #define TUZUTIL_LIBRARY_PATH
 
-// The directories in which factory libraries are searched, TFactoryLoaderBase::fsLibpath, under a lock of their own.
-// Nothing else is locked under it.
+// TLibpath: the list of directories in which factory libraries are searched. The list is TFactoryLoaderBase::fsLibpath.
+// The lock fsMutex guards it, and no other lock is taken while fsMutex is held.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TSTRING.h"

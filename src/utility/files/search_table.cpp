@@ -1,5 +1,6 @@
-// TFindTable: the directory searches that are open, by the numbers that users hold. A number that was closed stays
-// unknown even if its slot is used again. Its lock guards the slots only: a search is opened, read and closed outside.
+// TFindTable: the open directory searches. Users refer to a search by a handle. A closed handle finds nothing, even if
+// its slot is used again. The table's lock guards only the slots: searches are opened, read and closed without the
+// lock.
 
 #include "utility/files/search_table.h"
 

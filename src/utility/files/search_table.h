@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_SEARCH_TABLE
 #define TUZUTIL_SEARCH_TABLE
 
-// The directory searches that are open, by 32-bit handles. A handle that was closed finds nothing, also when its slot
-// is in use again: copies of a directory close the same handle twice.
+// TFindTable: the open directory searches, each with a 32-bit handle. A closed handle finds nothing, even if its slot
+// is used again. This is needed because copies of a TDirectory share a handle, and each copy closes it.
 
 #include "platform/platform.h"
 #include "tuzutil/MUTEXSEM.h"
@@ -15,12 +15,14 @@ public:
     static constexpr std::int32_t fsNone = -1;
     static TFindTable &fsOnly;
 
-    std::int32_t Add(platform::Search *search);  // takes it over; TOutOfMemory, and it is closed, if there is no room
-    platform::Search *Find(std::int32_t handle); // null if it is not open
-    bool Close(std::int32_t handle);             // false if it is not open
+    // Takes the search over and returns its handle. If there is no room, closes the search and throws TOutOfMemory.
+    std::int32_t Add(platform::Search *search);
+    platform::Search *Find(std::int32_t handle); // null if the handle is not open
+    bool Close(std::int32_t handle);             // false if the handle is not open, or if closing fails
 
 private:
-    // A handle is the slot's number below its generation, 15 bits, so that none is negative.
+    // The low 16 bits of a handle are the number of its slot. The next 15 bits count how often the slot was used. The
+    // highest bit is 0, so no handle is negative.
     static constexpr unsigned int fsSlotBits = 16;
 
     struct TSlot {

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_ASCII_NAMES
 #define TUZUTIL_ASCII_NAMES
 
-// Names of the library's own vocabulary, compared without regard to letter case. Only ASCII letters are folded, so the
-// locale has no part in it.
+// Compares names without regard to the case of ASCII letters. The locale has no influence. Keywords, and names of
+// categories and factories, are compared like this.
 
 #include "tuzutil/TSTRING.h"
 
@@ -18,7 +18,7 @@ inline bool IsEqual(char const *a, char const *b) noexcept {
     return Fold(*a) == Fold(*b);
 }
 
-// Null and nil count as the same.
+// A null string and an empty one are equal.
 inline bool IsEqual(TString const &a, TString const &b) noexcept {
     char const *const left = a;
     char const *const right = b;
@@ -31,7 +31,8 @@ inline bool IsEqual(TString const &a, TString const &b) noexcept {
     return true;
 }
 
-// Below, at or above 0: by the bytes of the lower case, a shorter name before a longer one that begins with it.
+// Returns a value below 0, 0, or a value above 0. Compares the bytes of the names in lower case. If the longer name
+// begins with the shorter one, the shorter name is less.
 inline int Compare(TString const &a, TString const &b) noexcept {
     char const *const left = a;
     char const *const right = b;

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_BUFFER_AREA
 #define TUZUTIL_BUFFER_AREA
 
-// TBufferArea: the get and put areas of any stream buffer, reached through pointers to the protected members. It does
-// for several characters what sbumpc() and sputc() do for one, without a virtual call.
+// TBufferArea: access to the get and put areas of any stream buffer, through pointers to its protected members. It does
+// for several characters what sbumpc() and sputc() do for a single one, and never makes a virtual call.
 
 #include <cstring>
 #include <streambuf>
@@ -10,7 +10,8 @@
 
 class TBufferArea : private std::streambuf {
 public:
-    // Moves `count` bytes, all or none. False if the area does not hold them, or has no room for them.
+    // Take() moves `count` bytes out of the get area, and Put() moves them into the put area. If the area has fewer
+    // bytes or less room, they move nothing and return false.
     static bool Take(std::streambuf &buffer, void *to, int count) noexcept {
         char const *const from = (buffer.*&TBufferArea::gptr)();
         if ((buffer.*&TBufferArea::egptr)() - from < count)
@@ -28,7 +29,7 @@ public:
         return true;
     }
 
-    // What the get area holds, and a step forward in it. REQUIRES: it holds `count` bytes.
+    // Held() returns the unread bytes of the get area, and Advance() skips some. REQUIRES: there are at least `count`.
     static std::string_view Held(std::streambuf &buffer) noexcept {
         char const *const begin = (buffer.*&TBufferArea::gptr)();
         char const *const end = (buffer.*&TBufferArea::egptr)();
@@ -38,7 +39,8 @@ public:
         (buffer.*&TBufferArea::gbump)(static_cast<int>(count));
     }
 
-    // Takes the first `count` bytes out of the put area; the rest moves to its beginning. REQUIRES: it holds them.
+    // Removes the first `count` bytes from the put area, and moves the rest to its beginning. REQUIRES: the area holds
+    // at least `count` bytes.
     static void Drop(std::streambuf &buffer, std::size_t count) noexcept {
         char *const begin = (buffer.*&TBufferArea::pbase)();
         auto const left = static_cast<std::size_t>((buffer.*&TBufferArea::pptr)() - begin) - count;

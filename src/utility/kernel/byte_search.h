@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_BYTE_SEARCH
 #define TUZUTIL_BYTE_SEARCH
 
-// Searches in bytes that the hot paths share. The C runtime of one target walks byte by byte; these look at sixteen at
-// a time on both, and never read outside the range given.
+// Fast searches in ranges of bytes. The C runtime of 32-bit Windows compares one byte at a time. With SSE2, these
+// functions compare sixteen on every system. They never read outside the range.
 
 #include <cstddef>
 #include <cstring>
@@ -22,7 +22,7 @@ inline unsigned int Mask(__m128i equal) noexcept {
 }
 #endif
 
-// The first `c` in [from, end), or null.
+// Returns the first `c` in [from, end), or null.
 inline char const *FindByte(char const *from, char const *end, char c) noexcept {
 #if defined(__SSE2__)
     __m128i const wanted = _mm_set1_epi8(c);
@@ -38,7 +38,7 @@ inline char const *FindByte(char const *from, char const *end, char c) noexcept 
     return nullptr;
 }
 
-// The first `a` in [from, end) that `b` follows inside the range, or null.
+// Returns the first `a` in [from, end) whose next byte, also in the range, is `b`. Returns null if there is none.
 inline char const *FindPair(char const *from, char const *end, char a, char b) noexcept {
 #if defined(__SSE2__)
     __m128i const wantedA = _mm_set1_epi8(a);
@@ -57,13 +57,13 @@ inline char const *FindPair(char const *from, char const *end, char a, char b) n
     return nullptr;
 }
 
-// The first occurrence of the `count` bytes of `text` in [from, end), or null. REQUIRES: count is at least 1.
+// Returns the first occurrence of the `count` bytes of `text` in [from, end), or null. REQUIRES: count is at least 1.
 inline char const *FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {
     if (count == 1)
         return FindByte(from, end, *text);
     if (static_cast<std::size_t>(end - from) < count)
         return nullptr;
-    char const *const last = end - count; // the last place at which it can begin
+    char const *const last = end - count; // the last place at which the text can begin
 #if defined(__SSE2__)
     __m128i const first = _mm_set1_epi8(text[0]);
     __m128i const final = _mm_set1_epi8(text[count - 1]);

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_DEBUG_CHECK
 #define TUZUTIL_DEBUG_CHECK
 
-// Whether this build looks for misuse that does no harm at once. Builds without NDEBUG write a trace entry about it;
-// others stay silent.
+// Says whether this build checks for misuse that does no immediate harm. Builds without NDEBUG make the checks, and
+// trace such misuse. Builds with NDEBUG do neither.
 
 namespace debugcheck {
 

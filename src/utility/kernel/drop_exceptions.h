@@ -1,12 +1,13 @@
 #ifndef TUZUTIL_DROP_EXCEPTIONS
 #define TUZUTIL_DROP_EXCEPTIONS
 
-// For code of somebody else whose failure must not stop the library's own work. A thread that is being cancelled is
-// unwound like by an exception, on some systems; that must not be dropped, so the thread is not cancelled meanwhile.
+// For calls of code outside the library whose failure must not stop the library's own work. Some systems unwind a
+// cancelled thread like an exception, and catch (...) must not drop that. So the thread cannot be cancelled during the
+// call.
 
 #include "platform/no_cancel.h"
 
-// Runs `act` and drops what it throws. False if it has thrown.
+// Runs `act` and drops any exception. Returns false if there was one.
 template <typename Act>
 bool DropExceptions(Act act) noexcept {
     TNoCancel const noCancel;

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_INSISTENT_LOCK
 #define TUZUTIL_INSISTENT_LOCK
 
-// Locks for work that must be done. The first lock that a thread takes needs a little memory; if there is none, these
-// wait until there is. They give up after many attempts, and at once if the lock itself could not be made.
+// TInsistentEntry: takes a lock for work that must not be left out. The first lock that a thread takes needs a little
+// memory. If there is none, TInsistentEntry tries again until there is. It gives up after many attempts, and at once if
+// the lock itself could not be created.
 
 #include "tuzutil/MUTEXSEM.h"
 
@@ -10,13 +11,15 @@
 #include <optional>
 #include <thread>
 
-// A system that fails so often, or for so long, fails for good. On a busy machine each attempt may take a while.
+// Attempts end after the number or, but not before the tenth attempt, after the time. On a busy machine each attempt
+// may take a while.
 inline constexpr int fsMostAttempts = 10000;
 inline constexpr std::chrono::milliseconds fsLongestAttempt{200};
 
-// Calls `take`, which answers what became of it, until the lock is taken; false if it never will be.
+// Calls `take`, which tries to take the lock and returns its state, until the lock is held. Returns false if it gives
+// up.
 inline bool Insist(TMutexSemaphore const &mutex, auto take) noexcept {
-    std::optional<std::chrono::steady_clock::time_point> end; // from the first failure on
+    std::optional<std::chrono::steady_clock::time_point> end; // set at the first failure
     for (int i = 0; i < fsMostAttempts; ++i) {
         if (take() == TMutexSemaphore::Locked)
             return true;

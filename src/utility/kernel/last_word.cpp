@@ -1,5 +1,5 @@
-// TLastWords: the handler that names an uncaught exception of the library before the program ends. It runs in a process
-// that is about to end, so it takes no lock of the library and makes no text.
+// TLastWords: the handler that reports an uncaught exception of the library before the program ends. Memory may be
+// exhausted and locks may be held at that time, so the handler takes no lock of the library and makes no TString.
 
 #include "utility/kernel/last_word.h"
 
@@ -17,7 +17,7 @@ TLastWords::~TLastWords() {
         std::set_terminate(fsFormer);
 }
 
-// The run-time library's own handler knows the class of an exception, but not the text of ours.
+// The handler of the run-time library would print the class of the exception, but not the text of a TException.
 void TLastWords::Speak() {
     try {
         if (std::exception_ptr const problem = std::current_exception())
@@ -27,7 +27,7 @@ void TLastWords::Speak() {
         std::fprintf(stderr, "%s: %s\n", problem.name(), text ? text : "(no text)");
         std::fflush(stderr);
     } catch (...) {
-        // Somebody else's.
+        // The exception is not one of this library. The former handler reports it.
     }
     if (fsFormer)
         fsFormer();

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_LAST_WORD
 #define TUZUTIL_LAST_WORD
 
-// TLastWords: while it is there, a program that ends because nobody catches an exception of the library says which one
-// on standard error, before what the program, or the run-time library, does then.
+// TLastWords: installs a terminate handler for as long as the object exists. If nobody catches an exception of the
+// library, the handler writes its name and text to standard error. Then it calls the handler that was set before.
 
 #include <exception>
 
@@ -11,7 +11,7 @@ public:
     TLastWords() noexcept;
     TLastWords(TLastWords const &) = delete;
     TLastWords &operator=(TLastWords const &) = delete;
-    ~TLastWords(); // gives back the former handler, unless the program has set its own
+    ~TLastWords(); // sets the former handler again, unless the program has set another one
 
 private:
     [[noreturn]] static void Speak();

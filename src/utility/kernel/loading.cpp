@@ -1,11 +1,11 @@
-// TLoading: the loads of libraries that this thread is in, innermost first. The state belongs to the thread, so no lock
-// is taken.
+// TLoading: the nested loads of libraries on a thread, as a list from the innermost to the outermost. Each thread has a
+// list of its own, so no lock is taken.
 
 #include "utility/kernel/loading.h"
 
 #include <utility>
 
-static constinit thread_local TLoading *fsInnermost = nullptr; // the load that this thread is in, if any
+static constinit thread_local TLoading *fsInnermost = nullptr; // null if this thread loads no library
 
 TLoading::TLoading() noexcept : fOuter(fsInnermost) {
     fsInnermost = this;

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_LOADING
 #define TUZUTIL_LOADING
 
-// Failures of static objects in a library that this one loads. An exception that leaves an initialiser ends the process
-// on every system, past all handlers; so objects that register themselves keep it here, and it is thrown when the
-// system's loader has returned:
+// TLoading: failures of static objects in a library that is being loaded. An exception that leaves the constructor of a
+// static object ends the process; no handler can catch it. So objects that register themselves keep their exception
+// here, and it is thrown after the system's loader has returned:
 //
 //     TLoading loading;
 //     platform::Library *const library = platform::OpenLibrary(name);
@@ -11,7 +11,7 @@
 
 #include <exception>
 
-// One load, on this thread, for as long as the object lives. Loads may be nested.
+// Marks a load on this thread, for as long as the object exists. Loads may be nested.
 class TLoading {
 public:
     TLoading() noexcept;
@@ -21,22 +21,24 @@ public:
 
     static bool IsUnderWay() noexcept;
 
-    // Runs `act`, which registers an object. What it throws is kept if a library is being loaded on this thread; then
-    // the result is false, and the object stays unregistered. Otherwise it is thrown. The first failure counts.
+    // Runs `act`, which registers an object. If it throws while this thread loads a library, keeps the exception and
+    // returns false; the object is then not registered. Outside a load, lets the exception pass. Of several exceptions,
+    // the first is kept.
     template <typename Act>
     static bool RaiseOrKeep(Act act) {
         try {
             act();
             return true;
         } catch (...) {
-            if (!IsUnderWay() || !std::current_exception()) // none: the system's unwinding of a cancelled thread
+            if (!IsUnderWay() || !std::current_exception()) // without an exception, a cancelled thread is unwound
                 throw;
             Keep(std::current_exception());
             return false;
         }
     }
 
-    // Throws what was kept. Within another load, that one keeps it instead: here, too, an initialiser is running.
+    // Throws the kept exception, if there is one. If this load is nested in another one, passes the exception on to the
+    // outer load instead, because the constructor of a static object is then running here too.
     void Rethrow();
 
 private:

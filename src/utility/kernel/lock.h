@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_LOCK
 #define TUZUTIL_LOCK
 
-// TLock: holds a lock for a scope, however long it takes to get it. If the lock could not be made, the scope runs
-// without it: State() tells.
+// TLock: takes a lock without a time limit, and holds it until the end of the scope. If the lock cannot be taken, for
+// example because it could not be created, the scope runs without it. State() says whether it is held.
 
 #include "tuzutil/MUTEXSEM.h"
 

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_MESSAGE_FORMAT
 #define TUZUTIL_MESSAGE_FORMAT
 
-// Formats of messages: the parser, and what a conversion finds among the arguments. Two sources use it:
+// Formats of messages: the parser, and the search for the argument of a conversion. Two sources use this header:
 // message_print.cpp makes the text, and message_rewrite.cpp rewrites a format for another printf.
 
 #include "tuzutil/TXTMSG.h"
@@ -16,7 +16,7 @@
 #include <string_view>
 #include <type_traits>
 
-// What is said of a format or its arguments, in the trace and never to the caller.
+// Traces faults of a format or its arguments. The caller does not learn of them.
 class TMessageFaults {
 public:
     enum Fault { storesCount, badWidth, badPrecision, badValue };
@@ -33,7 +33,7 @@ struct TMessageArguments {
     std::uint32_t count;
     TMessageFaults faults;
 
-    // By a number counted from 1. Null if there is none.
+    // Returns the argument with this number, counted from 1, or null if there is none.
     TagVar const *Find(std::uint32_t number) const noexcept {
         return number - 1 < count ? &values[number - 1] : nullptr;
     }
@@ -50,7 +50,7 @@ enum class TConversion : std::uint8_t { unknown, real, integer, character, point
 struct TConversionRow {
     std::string_view characters;
     TConversion conversion;
-    std::uint8_t size; // characters that its value may need; a text has its own
+    std::uint8_t size; // characters that a printed value may need; for a text, its length counts instead
 };
 
 inline constexpr TConversionRow fsConversionRows[] = {
@@ -59,7 +59,7 @@ inline constexpr TConversionRow fsConversionRows[] = {
     {"n", TConversion::storesCount, 0},
 };
 
-inline constexpr std::int64_t fsCountSize = 20; // the least that a width is reckoned at, and a number
+inline constexpr std::int64_t fsCountSize = 20; // the characters that ValidateArgs() assumes for a width, at least
 
 inline constexpr auto fsConversions = [] {
     std::array<TConversion, 128> table{};
@@ -79,7 +79,7 @@ inline constexpr auto fsConversionSizes = [] {
 
 // Directives
 
-// A width or a precision, as the format gives it.
+// A width or a precision, as it is written in the format.
 struct TCountSource {
     enum Kind : std::uint8_t { absent, literal, argument } kind = absent;
     std::uint32_t number = 0; // the literal value, at most INT_MAX, or the argument's number
@@ -95,17 +95,20 @@ struct TDirective {
     Char modifier = 0;  // L, h, l, or 0
     Char character = 0; // the conversion; 0 at the end of the format
     TConversion conversion = TConversion::unknown;
-    std::uint32_t argument = 0; // the number of its value
+    std::uint32_t argument = 0; // the number of the argument that is converted
 
-    // The places between which the text is kept when the numbers of arguments are taken out.
-    Char const *kept[6]; // set by the parser, as the next
-    Char const *end;     // after the conversion, or at an unknown one: the literal text continues there
+    // Set by the parser. Three pieces of the format, from kept[0] to kept[1], kept[2] to kept[3], and kept[4] to
+    // kept[5]. Together they are the flags, width and precision without the numbers of arguments.
+    Char const *kept[6];
+    // Set by the parser. The place at which the literal text continues: after the conversion, or at the character of an
+    // unknown one.
+    Char const *end;
 };
 
 template <typename Char>
 class TDirectiveParser {
 public:
-    // `at` is the place after the percent sign, `running` the number of the next argument.
+    // `at` is the place after the percent sign. `running` is the number of the next argument that is not numbered.
     TDirectiveParser(Char const *at, Char const *formatEnd, std::uint32_t &running) noexcept
         : fAt(at), fEnd(formatEnd), fRunning(running) {}
 
@@ -129,13 +132,13 @@ public:
     }
 
 private:
-    // What the character at hand converts.
+    // Returns the conversion that the current character denotes.
     TConversion Conversion() const noexcept {
         auto const code = static_cast<std::make_unsigned_t<Char>>(fAt == fEnd ? Char{0} : *fAt);
         return code < fsConversions.size() ? fsConversions[code] : TConversion::unknown;
     }
 
-    // Flags, width, precision and size modifier.
+    // Reads flags, width, precision and size modifier.
     void TakeField(TDirective<Char> &result) noexcept {
         result.flags = TakeFlags();
         TakeCount(result.width, result.kept + 1);
@@ -144,7 +147,7 @@ private:
             ++fAt;
             TakeCount(result.precision, result.kept + 3);
             if (result.precision.kind == TCountSource::absent)
-                result.precision.kind = TCountSource::literal; // of 0
+                result.precision.kind = TCountSource::literal; // a point without a number means 0
         }
         result.kept[5] = fAt;
         if (Is('L') || Is('h') || Is('l'))
@@ -155,7 +158,7 @@ private:
 
     bool IsDigit() const noexcept { return fAt != fEnd && *fAt >= '0' && *fAt <= '9'; }
 
-    // Reads decimal digits, at most INT_MAX. False if there are none.
+    // Reads a decimal number. A number above INT_MAX becomes INT_MAX. Returns false if there is no digit.
     bool TakeNumber(std::uint32_t &number) noexcept {
         if (!IsDigit())
             return false;
@@ -166,7 +169,8 @@ private:
         return true;
     }
 
-    // Reads a number that a "$" follows. Otherwise nothing is taken.
+    // Reads the number of an argument and the "$" after it. If there is no such number, stays in place and returns
+    // false.
     bool TakeArgumentNumber(std::uint32_t &number) noexcept {
         Char const *const from = fAt;
         if (TakeNumber(number) && Is('$')) {
@@ -193,7 +197,8 @@ private:
         return flags;
     }
 
-    // A star with its argument, or digits. The star's number, from `gap[0]` to `gap[1]`, is not kept.
+    // Reads a width or a precision: digits, or a star that may have the number of an argument. That number begins at
+    // gap[0] and ends at gap[1], and is not kept.
     void TakeCount(TCountSource &count, Char const **gap) noexcept {
         gap[0] = gap[1] = fAt;
         if (Is('*')) {
@@ -212,7 +217,7 @@ private:
     std::uint32_t &fRunning;
 };
 
-// The format's characters. It ends at its first zero, as for every printf.
+// The characters of a format.
 template <typename Char>
 struct TFormatText {
     explicit TFormatText(TString const &format) noexcept
@@ -223,7 +228,7 @@ struct TFormatText {
     Char const *end;
 };
 
-// The first percent sign or zero, or `end`.
+// Returns the place of the first percent sign or zero, or `end` if there is neither.
 template <typename Char>
 Char const *FindSpecial(Char const *from, Char const *end) noexcept {
 #if defined(__SSE2__)
@@ -243,8 +248,8 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
     return from;
 }
 
-// Hands a format's pieces in order to `user`: Literal(begin, end), Percent() for a doubled one, Convert(directive);
-// until IsFull() says that it takes no more.
+// Passes the pieces of a format to `user`, in order: literal text to Literal(), a directive to Convert(). For a doubled
+// percent sign, calls Percent(). Ends at the first zero, as every printf does, or when IsFull() returns true.
 template <typename Char, typename User>
 void WalkFormat(TFormatText<Char> const &format, User &user) {
     std::uint32_t running = 1;
@@ -268,7 +273,7 @@ void WalkFormat(TFormatText<Char> const &format, User &user) {
 
 // Values
 
-// A width or a precision with its value.
+// A width or a precision after its argument, if any, has been looked up.
 struct TCount {
     bool isPresent = false;
     bool isArgument = false;
@@ -277,7 +282,8 @@ struct TCount {
 
     std::int32_t Int() const noexcept { return static_cast<std::int32_t>(amount); } // as printf takes it
 
-    // The characters that it is reckoned at. A precision from an argument has no least size.
+    // Returns the characters that ValidateArgs() assumes for this. It is at least fsCountSize, except for a precision
+    // that comes from an argument.
     std::int64_t Size(bool isWidth) const noexcept {
         if (isMismatch)
             return fsCountSize;
@@ -323,7 +329,7 @@ inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &
     return count;
 }
 
-// The value of a conversion. If there is none of its kind, that is reported, and the result is null.
+// Returns the value of a conversion. If the argument is missing or of the wrong kind, reports that and returns null.
 template <typename Char>
 TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments const &arguments) {
     TagVar const *const value = arguments.Find(directive.argument);
@@ -334,7 +340,7 @@ TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments 
     case TConversion::character: fits = IsWord(value); break;
     case TConversion::pointer: fits = value && TagVarAccess::Kind(*value) == TagVar::voidPtr; break;
     case TConversion::text: fits = IsText(value); break;
-    case TConversion::otherText: fits = sizeof(Char) != 1 && IsText(value); break; // no narrow format has it
+    case TConversion::otherText: fits = sizeof(Char) != 1 && IsText(value); break; // only in 16-bit formats
     case TConversion::storesCount:
         arguments.faults.Report(TMessageFaults::storesCount, 'n', directive.argument);
         return nullptr;
@@ -346,7 +352,7 @@ TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments 
     return nullptr;
 }
 
-// The characters that a conversion is reckoned at, with the value that ResolveValue() found.
+// Returns the characters that ValidateArgs() assumes for a conversion. `value` is the result of ResolveValue().
 template <typename Char>
 std::int64_t ValueSize(TConversion conversion, TagVar const *value) noexcept {
     bool const isText = conversion == TConversion::text || (sizeof(Char) != 1 && conversion == TConversion::otherText);

@@ -20,19 +20,21 @@ namespace {
 
 using TWide = unsigned short;
 
-constexpr std::size_t fsLongestField = 0x10000; // characters of a width or a precision that count
-constexpr std::size_t fsRealDigits = 330;       // more than any real has before its point, with sign and exponent
-constexpr int fsSignificantDigits = 1100;       // more than any real has before and after its point
+constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or precision becomes this one
+constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
+constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 
-// What a format and its arguments may make, in bytes. Few bytes from another machine must not become many: neither by
-// widths and precisions nor by a long argument that is used again and again.
+// The limit of a text depends on the number of bytes given, which are the format and its arguments. So a short message
+// from another machine cannot make a huge text, neither by large widths and precisions nor by a long argument that is
+// printed many times. The values are bytes.
 constexpr std::uint64_t fsAlwaysRoom = 0x40000;
 constexpr std::uint64_t fsRoomPerByte = 16;
-constexpr std::uint64_t fsManyBytes = 0x1000000; // beyond it, less room per byte
-constexpr std::uint64_t fsRoomPerByteOfMany = 4; // characters may grow when their encoding changes
-constexpr std::uint64_t fsArgumentBytes = 32;    // which any number counts for
+constexpr std::uint64_t fsManyBytes = 0x1000000; // for a text above this size, the next factor applies
+constexpr std::uint64_t fsRoomPerByteOfMany = 4; // a character may need more bytes in another encoding
+constexpr std::uint64_t fsArgumentBytes = 32;    // added for each argument, besides its text
 constexpr std::uint64_t fsMostBytes = 0x3FFFFFFE;
 
+// Returns the limit of a text in bytes.
 std::size_t RoomForText(TString const &format, TMessageArguments const &arguments) noexcept {
     std::uint64_t given = format.length();
     for (std::uint32_t i = 0; i < arguments.count; ++i) {
@@ -47,7 +49,8 @@ std::size_t RoomForText(TString const &format, TMessageArguments const &argument
     return static_cast<std::size_t>(std::min(room, fsMostBytes));
 }
 
-// A text that grows on the stack first. Beyond its limit it takes no more, and is full.
+// Collects a text, first in an array on the stack, then on the heap. If a text would exceed its limit, the rest is
+// dropped, and the text is full.
 template <typename Char>
 class TOutput {
 public:
@@ -65,7 +68,7 @@ public:
         std::copy_n(units, count, fAt);
         fAt += count;
     }
-    // Plain ASCII, or bytes that both kinds of text hold as they are.
+    // Puts ASCII characters, each as one unit of the text.
     template <typename Byte>
     void Widen(Byte const *bytes, std::size_t count) {
         count = Room(count);
@@ -82,7 +85,8 @@ public:
     std::size_t Used() const noexcept { return static_cast<std::size_t>(fAt - fBegin); }
     void Truncate(std::size_t count) noexcept { fAt = fBegin + count; } // REQUIRES: count is at most Used()
 
-    // The text. If nothing was put it is one zero character, so that it differs from a text that is not made yet.
+    // Returns the text. If nothing was put, it is one zero character: TTextMessage takes a length of 0 for a text that
+    // is not made yet.
     TString Take() {
         if (fAt == fBegin)
             Put(Char{0});
@@ -101,14 +105,14 @@ private:
         return sizeof(Char) == 1 ? 0u : std::uint32_t{TStringBuffer::unicode};
     }
 
-    // How many of `count` characters can be put.
+    // Makes room, and returns how many of `count` characters can be put.
     std::size_t Room(std::size_t count) {
         if (static_cast<std::size_t>(fEnd - fAt) < count) [[unlikely]]
             return Grow(count);
         return count;
     }
 
-    // A text that is full is not moved again, and takes nothing that would come after what it has dropped.
+    // A full text takes nothing more, because dropped characters would be missing before any later ones.
     std::size_t Grow(std::size_t count) {
         if (fIsFull)
             return 0;
@@ -135,7 +139,7 @@ private:
     Char fLocal[512];
 };
 
-// 00 to 99
+// The digits of the numbers from 00 to 99.
 constexpr auto fsTwoDigits = [] {
     std::array<char, 200> digits{};
     for (std::size_t i = 0; i < 100; ++i) {
@@ -145,9 +149,10 @@ constexpr auto fsTwoDigits = [] {
     return digits;
 }();
 
-// Characters between the encodings, by the current locale; what has no counterpart becomes "?".
+// Conversion between narrow and 16-bit text, by the current locale. A character without a counterpart becomes "?".
 
-// Reads one character of 16-bit text, for which `at` has at least one unit, and writes its bytes.
+// Reads one character of 16-bit text, moves `at` past it, writes its bytes and returns their number. REQUIRES: at least
+// one unit is left.
 std::size_t ToNarrow(TWide const *&at, TWide const *end, char *bytes) noexcept {
     std::uint32_t code = *at++;
     if (code < 0x80) {
@@ -166,7 +171,7 @@ std::size_t ToNarrow(TWide const *&at, TWide const *end, char *bytes) noexcept {
     return 1;
 }
 
-// The same for one character of narrow text and its units, at most two.
+// Does the same for one character of narrow text, which becomes one or two units.
 std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
     auto const byte = static_cast<unsigned char>(*at);
     if (byte < 0x80) {
@@ -177,7 +182,7 @@ std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
     std::mbstate_t state = {};
     wchar_t character = 0;
     std::size_t const used = std::mbrtowc(&character, at, static_cast<std::size_t>(end - at), &state);
-    if (used == 0 || used > static_cast<std::size_t>(end - at)) { // invalid or cut
+    if (used == 0 || used > static_cast<std::size_t>(end - at)) { // the character is invalid or incomplete
         ++at;
         units[0] = '?';
         return 1;
@@ -231,11 +236,12 @@ public:
             return PrintCharacter(field, value ? TagVarAccess::Word(*value) : 0, static_cast<char>(directive.modifier));
         case TConversion::pointer: return PrintPointer(field, value ? TagVarAccess::Pointer(*value) : nullptr);
         case TConversion::storesCount: PrintUnknown(field); return fOut.Put('?');
-        case TConversion::unknown: return PrintUnknown(field); // its character is literal text
+        case TConversion::unknown: return PrintUnknown(field); // WalkFormat() passes its character as literal text
         }
     }
 
-    // A 16-bit text that is longer than ValidateArgsW() reckons keeps one character; a narrow one is whole.
+    // Returns the text. A 16-bit text with more characters than ValidateArgsW() returns keeps only its first character.
+    // A narrow text is always whole.
     TString Take() {
         auto const size = static_cast<std::size_t>(std::clamp<std::int64_t>(fSize, 0, 0xFFFFFFFF));
         if (sizeof(Char) != 1 && fOut.Used() > size)
@@ -283,8 +289,8 @@ private:
         return field;
     }
 
-    // Puts blanks, calls `print()`, which puts `count` characters, and puts blanks. Before the text, `fill` takes the
-    // place of the blanks.
+    // Calls `print()`, which puts `count` characters, and fills the field up to its width: with `fill` before the
+    // characters or, if the flag `left` is set, with blanks after them.
     template <typename Print>
     void Pad(TField const &field, std::size_t count, Print print, char fill = ' ') {
         std::size_t const blanks = field.Missing(count);
@@ -295,7 +301,7 @@ private:
             fOut.Fill(' ', blanks);
     }
 
-    // The same for texts and characters, which some runtimes fill with zeros if the flag asks for them.
+    // Does the same for texts and characters. Some runtimes put zeros before these if the flag `zero` is set.
     template <typename Print>
     void PadText(TField const &field, std::size_t count, Print print) {
         Pad(field, count, print, platform::printfHabits.zerosBeforeText && field.Has(TFlags::zero) ? '0' : ' ');
@@ -379,7 +385,7 @@ private:
         *at++ = conversion == 'F' && !platform::printfHabits.knowsUpperF ? 'f' : conversion;
         *at = '\0';
 
-        // Digits that %g would make only to leave them out: no time for what is not seen.
+        // Without the flag `alternate`, %g leaves out zeros at the end. A larger precision would only cost time.
         bool const isShort = (conversion == 'g' || conversion == 'G') && !field.Has(TFlags::alternate);
         int const precision = isShort ? std::min(field.precision, fsSignificantDigits) : field.precision;
 
@@ -392,7 +398,8 @@ private:
                        platform::FormatReal(buffer, size, format, static_cast<int>(field.width), precision, value));
     }
 
-    // Text of the runtime: a decimal point may be more than one byte, and is one column all the same.
+    // Puts text that the runtime has made. It is converted character by character for a 16-bit text, because a decimal
+    // point may have several bytes.
     void PutEncoded(char const *text, std::size_t count) {
         if constexpr (sizeof(Char) == 1) {
             fOut.Put(text, count);
@@ -434,7 +441,7 @@ private:
             PrintText(field, static_cast<char const *>(*text), text->length());
     }
 
-    // Up to the first zero, and to as many characters as the precision allows.
+    // Prints a text up to its first zero, and at most as many characters as the precision allows.
     template <typename From>
     void PrintText(TField const &field, From const *text, std::size_t length) {
         std::size_t const most = field.Precision(SIZE_MAX);
@@ -444,7 +451,7 @@ private:
             return PadText(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
         }
 
-        // Measured first, since blanks may go before it. A character is never cut.
+        // The text is measured before it is put, because blanks may precede it. The precision never cuts a character.
         Char units[MB_LEN_MAX];
         From const *end = text;
         std::size_t count = 0;
@@ -471,7 +478,7 @@ private:
         PadText(field, count, [&] { fOut.Widen("(null)", count); });
     }
 
-    // What the runtime prints of a conversion that it does not know, but for the character.
+    // Prints an unknown conversion as the runtime does, but without its character. Some runtimes print nothing here.
     void PrintUnknown(TField const &field) {
         if (!platform::printfHabits.keepsUnknown)
             return;
@@ -498,7 +505,7 @@ private:
 
     TMessageArguments const &fArguments;
     TOutput<Char> fOut;
-    std::int64_t fSize; // that ValidateArgs() and ValidateArgsW() reckon
+    std::int64_t fSize; // the size that ValidateArgs() and ValidateArgsW() return
 };
 
 template <typename Char>

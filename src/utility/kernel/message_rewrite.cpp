@@ -1,5 +1,5 @@
-// Rewrites the formats of messages for a printf that does not know numbered arguments, and collects their values in the
-// block that such a printf takes.
+// Rewrites the formats of messages for a printf that does not know numbered arguments. Collects the values of the
+// arguments in the block that such a printf takes.
 
 #include "utility/kernel/message_format.h"
 #include "utility/kernel/string_access.h"
@@ -107,7 +107,7 @@ private:
         case TConversion::pointer: return fBlock.Append(value ? TagVarAccess::Pointer(*value) : nullptr);
         case TConversion::text: return TakeText(value);
         case TConversion::otherText:
-            if (sizeof(Char) != 1) // a narrow format has no value for it
+            if (sizeof(Char) != 1) // in a narrow format, this conversion uses no value
                 TakeText(value);
             return;
         case TConversion::storesCount:
@@ -123,7 +123,7 @@ private:
     TMessageArguments const &fArguments;
     std::basic_string<Char> fFormat;
     TMessageBlock fBlock;
-    std::int64_t fSize = 0; // beyond the length of the format
+    std::int64_t fSize = 0; // the characters that the text may need besides the length of the format
 };
 
 template <typename Char>

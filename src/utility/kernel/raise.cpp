@@ -1,5 +1,4 @@
-// The exception for a lack of memory: static texts, and the one function that throws it. It takes no lock and no
-// memory.
+// The exception for a lack of memory: its static texts, and the function that throws it. No text is allocated.
 
 #include "utility/kernel/raise.h"
 
@@ -10,7 +9,8 @@
 
 namespace {
 
-// Far from zero and far from the largest count, whatever threads do with their copies.
+// The reference count of a static text. It is so far from zero and from the largest count that copies of the text in
+// any number of threads do not bring it to either.
 constexpr std::uint32_t fsManyHolders = 0x40000000;
 
 template <std::size_t size>

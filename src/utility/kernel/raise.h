@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_RAISE
 #define TUZUTIL_RAISE
 
-// The one place that builds the library's exceptions: text, ID, severity, group, one location, trace gate. Sources call
-// it through their reporters, see reporter.h.
+// Builds and throws the library's exceptions: sets text, ID, severity, group and one location, and calls
+// TException::Trace(). Sources use it through their reporters, see reporter.h.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <type_traits>
 
-// What an exception says besides its class. Reporters build it: see reporter.h.
+// The contents of an exception. Reporters build it, see reporter.h.
 struct TFailure {
     TTrace::Category const &category;
     char const *file; // "src/utility/NAME"
@@ -36,7 +36,8 @@ template <typename E>
     throw exception;
 }
 
-// A text in static memory that exceptions share without allocating: its count never falls to zero.
+// A text in static memory. Exceptions share it without an allocation. Its reference count never falls to zero, so it is
+// never deallocated.
 struct TStaticText {
     TStringBuffer header;
     char bytes[24];
@@ -45,8 +46,8 @@ struct TStaticText {
 extern TStaticText fsOutOfMemory; // "Out of memory"
 extern TStaticText fsTextTooLong; // "Text too long"
 
-// Throws the exception for a lack of memory. Its text is not allocated: if making the text failed, the same exception
-// would be raised again, without end.
+// Throws the exception for a lack of memory. Its text is static: if allocating a text failed, that would raise the same
+// exception again, without end.
 [[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text,
                                    std::uint32_t line);
 

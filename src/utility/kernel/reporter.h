@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_REPORTER
 #define TUZUTIL_REPORTER
 
-// How a source of the library reports: it defines one TReporter, which binds the category and the file name that its
-// trace entries and exceptions carry. Each report carries the line of the call, unless the call gives another.
+// TReporter: writes trace entries and throws exceptions for a source of the library. A source defines one TReporter
+// with the category and the file name of its reports. Each report has the line number of the call, unless the call
+// gives another one.
 //
 //     TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 //     fsReports.Error("Unable to start thread");
@@ -14,7 +15,8 @@
 #include <concepts>
 #include <cstdint>
 
-// The text of a report, or its format, and its line. The text is borrowed: it must live as long as the full expression.
+// The text or the format of a report, and its line number. The text is borrowed. REQUIRES: it exists until the end of
+// the full expression.
 struct TReportText {
     template <std::convertible_to<char const *> Text>
     TReportText(Text const &words, std::uint32_t lineNumber = __builtin_LINE()) : text(words), line(lineNumber) {}
@@ -23,7 +25,7 @@ struct TReportText {
     std::uint32_t line;
 };
 
-// What an exception says besides its text and its place.
+// The contents of an exception besides its text and its location.
 struct TReportDetails {
     char const *function = "";
     std::uint32_t errorId = 1;
@@ -32,11 +34,12 @@ struct TReportDetails {
 
 class TReporter {
 public:
-    // Both are kept as references: a reporter is usable before the category is built.
+    // The category is kept as a reference, so a reporter can be defined before the category is built.
     constexpr TReporter(TTrace::Category const &category, char const *file) noexcept
         : fCategory(category), fFile(file) {}
 
-    // Trace entries. They take no memory and no lock while nobody listens, and never throw.
+    // These write trace entries. If no destination may want an entry, they allocate nothing and take no lock. They
+    // never throw.
     template <typename... Arguments>
     void Severe(TReportText format, Arguments const &...arguments) const noexcept {
         Write(TTrace::severe, format, arguments...);
@@ -54,7 +57,7 @@ public:
         Write(TTrace::information, format, arguments...);
     }
 
-    // Exceptions. Failure() is for those who throw in a form of their own.
+    // These throw exceptions, except Failure(): it returns the contents for callers that throw a class of their own.
     TFailure Failure(TReportText text, TReportDetails const &details = {}) const noexcept {
         return {fCategory, fFile, text.text, details.function, text.line, details.errorId, details.severity};
     }

@@ -1,15 +1,15 @@
 #ifndef TUZUTIL_STREAM_GUARD
 #define TUZUTIL_STREAM_GUARD
 
-// What a stream does when its buffer throws: it sets its bad bit, and passes the exception on only if its mask asks for
-// that.
+// Treats an exception of a stream's buffer as the standard streams do: the stream gets its bad bit, and the exception
+// passes only if the stream's exception mask contains badbit.
 
 #include <exception>
 #include <ios>
 
 namespace stream_guard {
 
-// Sets bits without the exception that the stream's mask may ask for.
+// Sets bits of the state without throwing, even if the stream's mask contains them.
 inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
     try {
         stream.setstate(bits);
@@ -17,15 +17,16 @@ inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
     }
 }
 
-// Runs `work` on the stream's buffer. An exception sets the bad bit. It is thrown on if the stream's mask asks for it;
-// otherwise the result is false. The unwinding of a thread that is cancelled always continues.
+// Runs `work`, which uses the stream's buffer, and returns true. If it throws, sets the bad bit. Then the exception
+// passes if the mask contains badbit; otherwise the result is false. The unwinding of a cancelled thread always
+// continues.
 template <typename Work>
 bool Guard(std::ios &stream, Work work) {
     try {
         work();
         return true;
     } catch (...) {
-        // None of the language's exceptions: the system's unwinding.
+        // If there is no C++ exception, the system is unwinding a cancelled thread.
         bool const isCancelled = !std::current_exception();
         Mark(stream, std::ios_base::badbit);
         if (isCancelled || (stream.exceptions() & std::ios_base::badbit))

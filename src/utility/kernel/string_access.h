@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_STRING_ACCESS
 #define TUZUTIL_STRING_ACCESS
 
-// What the library's own builders of text may do, and callers may not: fill a fresh buffer in place, shorten it without
-// moving it, share one that somebody else keeps.
+// TStringAccess: operations on strings for the library's own code, which users of the library do not have. They fill a
+// new buffer in place, shorten a string without moving it, and share a buffer of somebody else.
 
 #include "tuzutil/TSTRING.h"
 
@@ -10,23 +10,25 @@
 #include <string_view>
 
 struct TStringAccess {
-    // A string of `length` bytes that are not written yet; the terminator is. Throws TOutOfMemory.
+    // Returns a string of `length` bytes. Only the terminating zero is written. Throws TOutOfMemory.
     static TString Uninitialized(std::uint64_t length, std::uint32_t flags = 0) {
         return TString(TString::AllocateBuffer(length, 0, flags));
     }
 
-    // A string of the bytes of a view. Throws TOutOfMemory.
+    // Returns a string with the bytes of a view. Throws TOutOfMemory.
     static TString From(std::string_view text) {
         return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
     }
 
-    // One more holder of a buffer that somebody else keeps.
+    // Returns a string that shares a buffer. The count of the buffer grows by 1.
     static TString Shared(TStringBuffer &buffer) noexcept { return TString(&buffer); }
 
-    // Cuts an unshared string to `length` bytes, at most its present length, without moving it.
+    // Shortens a string to `length` bytes without moving it. REQUIRES: the string is not shared, and has at least as
+    // many bytes.
     static void Truncate(TString &text, unsigned int length) noexcept { text.SetLength(length); }
 
-    // Lengthens or shortens a string, keeping its bytes; new bytes are unwritten. The string is unshared afterwards.
+    // Lengthens or shortens a string. Its bytes are kept; additional bytes are not written. The string then has a
+    // buffer of its own.
     static void Resize(TString &text, std::uint64_t length) { text.MakeUnique(TString::CheckedLength(length)); }
 };
 

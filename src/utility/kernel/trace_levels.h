@@ -9,7 +9,7 @@
 struct TTraceLevel {
     char keyword[3];
     std::uint32_t mask;
-    char letter; // 0: none of its own
+    char letter; // 0 if the level or group has no letter
 };
 
 // In the order in which keywords are tried.

@@ -1,5 +1,5 @@
-// Records of a trace, composed in memory: the prefix with date, thread and level, the place, the text. It takes no lock
-// and writes nothing anywhere.
+// TTracePrefix and TTraceRecord: compose a record of a trace in memory. A record has a prefix (date, thread and level),
+// the source file and line, and the text. No lock is taken, and nothing is written to a file.
 
 #include "utility/kernel/trace_record.h"
 
@@ -56,7 +56,7 @@ char *PutTime(char *at, unsigned long parts) noexcept {
     return parts & TTrace::Base::zonePart ? PutZone(at, platform::LocalZone()) : at;
 }
 
-// The paths of sources may have either separator.
+// Returns the part after the last separator, which may be a slash or a backslash.
 std::string_view LastPart(char const *file) noexcept {
     if (!file)
         return "????.???";
@@ -64,7 +64,7 @@ std::string_view LastPart(char const *file) noexcept {
     return path.substr(path.find_last_of("\\/") + 1);
 }
 
-// 16-bit text in the encoding of the process.
+// Returns the text of the message. 16-bit text is converted to the encoding of the process.
 TString NarrowText(TTextMessage const &message) {
     TString const &text = message.QueryMessage();
     return text.IsUnicode() ? TTextMessage("%s", text).QueryMessage() : text;

@@ -1,8 +1,7 @@
 #ifndef TUZUTIL_TRACE_RECORD
 #define TUZUTIL_TRACE_RECORD
 
-// One record of a trace, composed in memory, so that a destination can hand it over in one piece. Most records need no
-// allocation.
+// TTraceRecord: composes one record of a trace in memory, so that a destination can write the record in one piece.
 
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
@@ -11,7 +10,7 @@
 #include <cstdint>
 #include <memory>
 
-// What a record begins with.
+// The beginning of a record, in one of three forms.
 class TTracePrefix {
 public:
     enum Form {
@@ -32,8 +31,8 @@ private:
     std::size_t fLength;
 };
 
-// "prefix [FILE:line] text", and an end of line. The text is the message's up to its first zero. If the parts include
-// the category, its name follows the prefix.
+// A record is "prefix [FILE:line] text" and a line feed. The text is that of the message up to its first zero. If the
+// parts include the category, the name of the category follows the prefix.
 class TTraceRecord {
 public:
     TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMessage const &message)
@@ -49,7 +48,7 @@ public:
 private:
     TTraceRecord(TTracePrefix const &prefix, TTrace::Category const *category, TTextMessage const &message);
 
-    char fShort[512]; // most records need no memory
+    char fShort[512]; // most records fit in here and need no allocation
     std::unique_ptr<char[]> fLong;
     char *fText = fShort;
     std::size_t fLength = 0;

@@ -1,9 +1,10 @@
 #ifndef TUZUTIL_TRACE_REGISTRY
 #define TUZUTIL_TRACE_REGISTRY
 
-// The lock of the registered categories. Whoever looks into a category that the registry has given holds it, and so
-// does a category that is destroyed. Nothing else happens under it, so it may be taken under the system's loader lock.
-// Registration looks into no category and does not take it. The object is defined in STARTUP.cpp and never destroyed.
+// The lock of the registered categories. A thread holds it while it reads a category that it found in the registry. The
+// destructor of a category takes it too, so that no category is destroyed while it is read. Its holder waits for
+// nothing else, so the lock may be taken under the lock of the system's loader. Registration reads no category and does
+// not take the lock. The lock is defined in STARTUP.cpp and never destroyed.
 
 #include "tuzutil/MUTEXSEM.h"
 

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_UTF16
 #define TUZUTIL_UTF16
 
-// Surrogate pairs: 16-bit text writes a character beyond 0xFFFF as a high unit followed by a low one. The functions
-// recognise, join and split such pairs.
+// Surrogate pairs: in 16-bit text, a character above 0xFFFF is written as a high unit followed by a low one. The
+// functions recognise, join and split such pairs.
 
 #include <cstdint>
 

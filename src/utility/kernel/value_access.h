@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_VALUE_ACCESS
 #define TUZUTIL_VALUE_ACCESS
 
-// The contents of tagged values, for readers in the library that have tested the kind. They are read without a call and
-// without a report.
+// TagVarAccess: reads the contents of tagged values without a check of their kind. It is for code of the library that
+// has tested the kind already.
 
 #include "tuzutil/TAGVAR.h"
 

@@ -1,5 +1,5 @@
-// The operators of tagged values. Tables tell which kinds may meet and what is then computed; the operators below look
-// it up there.
+// The operators of tagged values. Tables say for each operator which kinds of values it accepts, and how it computes
+// the result. The operators look that up before they change anything.
 
 #include "tuzutil/TAGVAR.h"
 #include "utility/kernel/value_reports.h"
@@ -10,14 +10,14 @@
 
 namespace {
 
-// The kinds as the tables see them.
+// The kinds by which the tables are indexed.
 enum TKind { kindInteger, kindUnsigned, kindReal, kindText, kindDate, kindDateTime, kindNil, kindEnd, kindPointer };
 
 constexpr TKind fsKinds[] = {kindNil,  kindEnd,  kindInteger, kindUnsigned, kindReal,   kindText,
                              kindText, kindDate, kindDate,    kindDateTime, kindPointer};
 
 // What an operator does with a pair of kinds:
-//   .  type mismatch     !  not implemented     =  equal without a value
+//   .  type mismatch     !  not implemented     =  kinds without a value, always equal
 //   i  32-bit words, signed, the result an integer          r  reals
 //   w  32-bit words, unsigned, the result an integer        s  texts
 //   u  32-bit words, unsigned, the result an unsigned one   t  date-times
@@ -61,7 +61,7 @@ constexpr TOutcomes fsPlus =       "iur......";
 constexpr TOutcomes fsStep =       "iur.!t...";
 // clang-format on
 
-// Throws if the outcome is a report.
+// Throws if the outcome is "." or "!".
 char Decided(char outcome, std::uint32_t line) {
     if (outcome == '.')
         tagvar::ReportMismatch(line);
@@ -70,15 +70,16 @@ char Decided(char outcome, std::uint32_t line) {
     return outcome;
 }
 
-// Towards zero and modulo 2^32; 0x80000000 for what 64 bits cannot hold.
+// Rounds towards zero, and returns the low 32 bits. Returns 0x80000000 if 64 bits cannot hold the value.
 std::uint32_t Truncate(double value) noexcept {
     constexpr double limit = 9223372036854775808.0; // 2^63
     return value >= -limit && value < limit ? static_cast<std::uint32_t>(static_cast<std::int64_t>(value))
                                             : 0x80000000u;
 }
 
-// A zero divisor is the processor's fault, as callers know it; the divisor is volatile so that it stays one. The
-// smallest integer over -1, which some processors refuse as well, wraps.
+// A division by zero raises the processor's fault, and callers rely on that. The divisor is volatile, so that the
+// compiler cannot remove the division. REQUIRES: a signed divisor is not -1, because some processors also raise a fault
+// if they divide the smallest integer by -1.
 template <typename Word>
 __attribute__((no_sanitize("undefined"))) Word Quotient(Word left, Word right) noexcept {
     Word const volatile divisor = right;
@@ -99,7 +100,7 @@ std::int32_t Signed(std::uint32_t word) noexcept {
 
 } // namespace
 
-// What the operators need of the values, and how they are all built.
+// The functions that the operators share.
 struct TagVar::TOperators {
     static TKind Kind(TagVar const &value, std::uint32_t line) {
         if (value.fType > voidPtr)
@@ -108,7 +109,7 @@ struct TagVar::TOperators {
     }
 
     static char Outcome(TMatrix const &matrix, TagVar const &left, TagVar const &right, std::uint32_t line) {
-        TKind const leftKind = Kind(left, line); // an unknown kind on either side comes before all
+        TKind const leftKind = Kind(left, line); // an unknown kind on either side throws before the table is used
         TKind const rightKind = Kind(right, line);
         return Decided(matrix.byLeft[leftKind][rightKind], line);
     }
@@ -130,7 +131,9 @@ struct TagVar::TOperators {
     static TString *Text(TagVar const &value) noexcept { return value.Object<TString>(); }
     static TDateTime *Moment(TagVar const &value) noexcept { return value.Object<TDateTime>(); }
 
-    // Words are computed by `words(left, right, isSigned)`, reals by `reals`, texts that exist by `texts`.
+    // Sets the left value to the result: of `words(left, right, isSigned)` for words, or of `reals(left, right)` for
+    // reals. If both texts exist, `texts(left, right)` changes the left one. If only the right text exists, the left
+    // value gets a copy of it.
     template <typename Words, typename Reals, typename Texts>
     static TagVar &Compute(TMatrix const &matrix, TagVar &left, TagVar const &right, Words words, Reals reals,
                            Texts texts, std::uint32_t line) {
@@ -149,11 +152,11 @@ struct TagVar::TOperators {
         return left;
     }
 
-    // For tables without reals or without texts.
+    // For operators whose table has no reals or no texts.
     static double NoReals(double left, double) noexcept { return left; }
     static void NoTexts(TString &, TString const &) noexcept {}
 
-    // One step up or down. Words and times wrap.
+    // Adds `by`, which is 1 or -1. Words and times wrap around.
     static TagVar &Step(TagVar &value, int by, std::uint32_t line) {
         auto const step = static_cast<std::uint32_t>(by);
         switch (Outcome(fsStep, value, line)) {
@@ -246,7 +249,7 @@ int TagVar::IsEqual(TagVar const &other) const {
     switch (TOperators::Outcome(fsIsEqual, *this, other, __LINE__)) {
     case 'r': return TOperators::Real(*this) == TOperators::Real(other);
     case 's':
-        // If the right value owns nothing, the answer is whether the left one does: callers rely on it.
+        // If either value owns no text, the result is whether the left value owns one. Callers rely on this.
         return left && right ? TOperators::Text(*this)->isEqual(*TOperators::Text(other)) : left;
     case 't': return left && right ? TOperators::Moment(*this)->IsEqual(*TOperators::Moment(other)) : left;
     case '=': return 1;
@@ -314,7 +317,7 @@ TagVar &TagVar::operator--() {
 }
 
 TagVar TagVar::operator++(int) {
-    TOperators::Outcome(fsStep, *this, __LINE__); // before the copy, which reports less
+    TOperators::Outcome(fsStep, *this, __LINE__); // throws before the copy is made, which would accept more kinds
     TagVar old(*this);
     ++*this;
     return old;

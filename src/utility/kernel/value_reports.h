@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_VALUE_REPORTS
 #define TUZUTIL_VALUE_REPORTS
 
-// The three exceptions of tagged values, with the line of the caller: a value does not fit, an operation does not exist
-// for its kind, or the kind itself is unknown.
+// The three exceptions of tagged values: a value does not fit, an operation does not exist for the kind of a value, or
+// the kind is unknown. Each carries the line number of the caller.
 
 #include "utility/kernel/reporter.h"
 

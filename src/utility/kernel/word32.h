@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_WORD32
 #define TUZUTIL_WORD32
 
-// Words of 32 bits that an interface passes as `unsigned long`, which has 64 bits on some systems. Whoever takes one
-// asks here whether it fits.
+// Checks whether a value fits in 32 bits. The public interface passes 32-bit values as `unsigned long`, which has 64
+// bits on some systems.
 
 #include <cstdint>
 
@@ -12,7 +12,8 @@ inline bool Fits(unsigned long value) noexcept {
     return static_cast<std::uint32_t>(value) == value;
 }
 
-// A mask may also come from an int, with its upper half full of the sign: ~0, or 1 << 31.
+// Also accepts a mask that was made from a negative int, such as ~0 or 1 << 31. In a 64-bit `unsigned long`, its upper
+// 32 bits are all 1.
 inline bool FitsMask(unsigned long value) noexcept {
     return Fits(value) || static_cast<unsigned long>(static_cast<long>(static_cast<std::int32_t>(value))) == value;
 }

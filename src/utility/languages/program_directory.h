@@ -1,12 +1,12 @@
 #ifndef TUZUTIL_PROGRAM_DIRECTORY
 #define TUZUTIL_PROGRAM_DIRECTORY
 
-// The directory part of the program's full name, which replaces %E in a search template. If there is none a trace entry
-// says so.
+// The directory part of the program's full name. It replaces %E in a search template.
 
 #include "utility/kernel/reporter.h"
 
-// What precedes the last backslash; "." if there is none; nil for an empty name.
+// Returns the part of the name before the last backslash. If there is no backslash, traces that and returns ".". For an
+// empty name, returns an empty string.
 inline TString ProgramDirectory(TString const &program, std::uint32_t line = __builtin_LINE()) {
     if (program.length() == 0)
         return TString("");

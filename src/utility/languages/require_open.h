@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_REQUIRE_OPEN
 #define TUZUTIL_REQUIRE_OPEN
 
-// What happens if a language library is not open: one more attempt, for classes that can try again, and then an
-// exception with the line of the caller.
+// Throws if a language library is not open. Before that it calls open() once, because some classes can try again. The
+// exception carries the line number of the caller.
 
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/reporter.h"

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_TEXT_LIBRARY
 #define TUZUTIL_TEXT_LIBRARY
 
-// How a message store reaches its texts in a language library. Whatever fails is traced, and the default texts are used
-// instead. The caller supplies the search, the library and its texts, so that a test can cause every failure.
+// Opens the language library of a message store, and loads texts from it. Every failure is traced, and the caller then
+// uses the default texts. The search, the opening and the loading are parameters, so that a test can cause every
+// failure.
 
 #include "platform/no_cancel.h"
 #include "tuzutil/EXCEPTN.h"
@@ -16,8 +17,8 @@ namespace text_library {
 
 inline TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/MSGSTRPM");
 
-// Runs `act`. If it throws the result is false; `known` is called for an exception of the library, `unknown` for any
-// other.
+// Runs `act`, and returns true unless it throws. Calls `known` with the contents of a TException, and `unknown` for any
+// other exception.
 template <typename Act, typename Known, typename Unknown>
 bool Attempt(Act act, Known known, Unknown unknown) {
     TNoCancel const noCancel;
@@ -33,7 +34,8 @@ bool Attempt(Act act, Known known, Unknown unknown) {
     return false;
 }
 
-// The library of a store's texts: `find` answers its path or null, `open` opens it. Null without one.
+// Returns the library that holds the texts of a store, or null. `find` returns the path of the library or null, and
+// `open` opens it.
 template <typename Find, typename Open>
 std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find, Open open) {
     // Both formats begin with the store and the library.
@@ -42,7 +44,7 @@ std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find
             act, [&](auto... problem) { fsReports.Warning(known, store, name, problem...); },
             [&] { fsReports.Warning(unknown, store, name); });
     };
-    // Each text carries the line of its own definition.
+    // A TReportText takes the line number of its definition, so each of these reports has a different one.
     TReportText const notFound = "For message store %s, could not find DLL %s, %s(%s,%u,%u), Using C locale";
     TReportText const notFoundEither = "For message store %s, could not find DLL %s, unknown exception, Using C locale";
     TReportText const notLoaded = "For message store %s, could not load DLL %s, %s(%s,%u,%u), Using C locale";
@@ -61,7 +63,7 @@ std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find
     return library;
 }
 
-// The text that `load` gives for a message, or a null text.
+// Returns the text that `load` returns, or a null string if `load` throws.
 template <typename Load>
 TString LoadText(char const *store, std::uint32_t set, std::uint32_t number, Load load) {
     TString text;

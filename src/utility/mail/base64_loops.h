@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_BASE64_LOOPS
 #define TUZUTIL_BASE64_LOOPS
 
-// The inner loops of Base64, each in two forms: portable, and for processors with byte shuffles (SSSE3). Both give the
-// same bytes for every input; the caller chooses, so that tests run either.
+// The inner loops of Base64. Each has two forms: a portable one, and one for processors with byte shuffles (SSSE3).
+// Both give the same bytes for every input. The caller chooses the form, so that tests can run both.
 
 #include <array>
 #include <cstddef>
@@ -20,9 +20,9 @@ using Byte = unsigned char;
 
 inline constexpr char fsAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 inline constexpr Byte fsOutside = 255;       // the value of a character that is not in the alphabet
-inline constexpr std::size_t fsLine = 54;    // bytes that make a full line
+inline constexpr std::size_t fsLine = 54;    // bytes that are encoded in a full line
 inline constexpr std::size_t fsColumns = 72; // characters of a full line, without its LF
-inline constexpr std::size_t fsSlack = 4;    // bytes after its result that Decode may overwrite
+inline constexpr std::size_t fsSlack = 4;    // bytes after the result that decoding may overwrite
 
 // The values of the ASCII characters.
 inline constexpr auto fsValues = [] {
@@ -33,7 +33,7 @@ inline constexpr auto fsValues = [] {
     return values;
 }();
 
-// The two characters for each 12 bits.
+// The two characters for each value of 12 bits.
 inline constexpr auto fsPairs = [] {
     std::array<std::array<char, 2>, 4096> pairs{};
     for (std::size_t bits = 0; bits < 4096; ++bits)
@@ -50,18 +50,19 @@ inline bool IsBlank(char c) noexcept {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Characters and line feeds that `count` bytes become.
+// Returns the number of characters, including line feeds, that `count` bytes become.
 inline std::uint64_t EncodedLength(std::uint64_t count) noexcept {
     std::uint64_t const groups = (count + 2) / 3;
     return groups * 4 + groups / 18;
 }
 
-// At least as many bytes as `count` characters decode to, with the slack that Decode needs.
+// Returns the room that decoding `count` characters needs at most, including the slack.
 inline std::uint64_t DecodedRoom(std::uint64_t count) noexcept {
     return (count + 3) / 4 * 3 + fsSlack;
 }
 
-// Encoding. Every function takes bytes [from, from + count), writes at `to` and returns where it ended.
+// Encoding. Every function encodes bytes from `from` on, writes to `to`, and returns the end of the characters that it
+// has written. A group is three bytes.
 
 inline char *EncodeGroups(Byte const *from, std::size_t groups, char *to) noexcept {
     for (; groups; --groups, from += 3, to += 4) {
@@ -72,7 +73,7 @@ inline char *EncodeGroups(Byte const *from, std::size_t groups, char *to) noexce
     return to;
 }
 
-// The last group, of one or two bytes.
+// Encodes the last group if it has only one or two bytes.
 inline char *EncodePadded(Byte const *from, std::size_t count, char *to) noexcept {
     unsigned int const second = count == 2 ? from[1] : 0;
     unsigned int const bits = unsigned{from[0]} << 16 | second << 8;
@@ -90,7 +91,7 @@ inline char *EncodeLinesPortable(Byte const *from, std::size_t lines, char *to) 
     return to;
 }
 
-// Less than a line.
+// Encodes the bytes after the last full line.
 inline char *EncodeTail(Byte const *from, std::size_t count, char *to) noexcept {
     to = EncodeGroups(from, count / 3, to);
     if (std::size_t const last = count % 3)
@@ -112,7 +113,7 @@ struct Position {
     Byte *to;
 };
 
-// Decodes one group, with blanks between its characters. False: that was the last one.
+// Decodes one group of four characters. Skips blanks between them. Returns false if the data ends with this group.
 inline bool DecodeGroup(Position &at, char const *end) noexcept {
     char group[4];
     unsigned int count = 0;
@@ -134,8 +135,8 @@ inline bool DecodeGroup(Position &at, char const *end) noexcept {
     return true;
 }
 
-// The value of a character at each place of a group, shifted to the position of its bits. A character outside the
-// alphabet gives more than 24 bits.
+// The value of each character at each place of a group, shifted to the position of its bits in the 24 bits of the
+// group. For a character outside the alphabet, only bit 24 is set.
 inline constexpr auto fsShifted = [] {
     std::array<std::array<std::uint32_t, 256>, 4> shifted{};
     for (std::size_t place = 0; place < 4; ++place) {
@@ -147,7 +148,7 @@ inline constexpr auto fsShifted = [] {
     return shifted;
 }();
 
-// Decodes groups of four valid characters in a row for as long as there are any.
+// Decodes groups until there are less than four characters, or a group contains one outside the alphabet.
 inline void DecodeRun(Position &at, char const *end) noexcept {
     for (; end - at.from >= 4; at.from += 4, at.to += 3) {
         auto const *const text = reinterpret_cast<Byte const *>(at.from);
@@ -179,9 +180,10 @@ inline bool HasShuffle() noexcept {
     return __builtin_cpu_supports("ssse3") != 0;
 }
 
-// Sixteen values below 64 become sixteen characters: each run of the alphabet is reached by adding one constant.
+// Converts sixteen values below 64 to characters. The alphabet has five ranges of consecutive characters, and the same
+// constant is added to all values of a range.
 TUZUTIL_SSSE3 inline __m128i CharactersOf(__m128i values) noexcept {
-    // Place 0: small letters, 1 to 10: digits, 11: "+", 12: "/", 13: capital letters.
+    // The constants: index 0 for small letters, 1 to 10 for digits, 11 for "+", 12 for "/", 13 for capital letters.
     __m128i const added = _mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
                                         '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
     __m128i const place = _mm_subs_epu8(values, _mm_set1_epi8(51)); // 0 for all letters
@@ -189,9 +191,11 @@ TUZUTIL_SSSE3 inline __m128i CharactersOf(__m128i values) noexcept {
     return _mm_add_epi8(values, _mm_shuffle_epi8(added, _mm_or_si128(place, capital)));
 }
 
-// Twelve bytes, which `spread` has brought into lanes of four as 1 0 2 1, become sixteen characters.
+// Converts twelve bytes to sixteen characters. Each lane of 32 bits in `spread` holds the three bytes of a group in the
+// order 1 0 2 1.
 TUZUTIL_SSSE3 inline __m128i EncodeSpread(__m128i spread) noexcept {
-    // A lane holds, from the top: bbbbcccc ccdddddd aaaaaabb bbbbcccc. Multiplying shifts two fields right, two left.
+    // The bits of a lane, from the highest, are bbbbcccc ccdddddd aaaaaabb bbbbcccc. Those with the same letter belong
+    // to one character. The multiplications shift the fields a and c to the right, and the fields b and d to the left.
     __m128i const high = _mm_mulhi_epu16(_mm_and_si128(spread, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040));
     __m128i const low = _mm_mullo_epi16(_mm_and_si128(spread, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010));
     return CharactersOf(_mm_or_si128(high, low));
@@ -201,14 +205,14 @@ TUZUTIL_SSSE3 inline __m128i LoadBytes(Byte const *from) noexcept {
     return _mm_loadu_si128(reinterpret_cast<__m128i const *>(from));
 }
 
-// Twelve of the sixteen bytes at `from` become sixteen characters.
+// Encodes the first twelve of the sixteen bytes at `from`, which are all read.
 TUZUTIL_SSSE3 inline void EncodeTwelve(Byte const *from, char *to) noexcept {
     __m128i const spread = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
     _mm_storeu_si128(reinterpret_cast<__m128i *>(to), EncodeSpread(_mm_shuffle_epi8(LoadBytes(from), spread)));
 }
 
-// A line is four times twelve bytes and six more. The six are loaded as the end of sixteen, so nothing after the line
-// is read.
+// A line has four times twelve bytes and six more. These six are loaded as the last six of sixteen bytes, so that no
+// byte after the line is read.
 TUZUTIL_SSSE3 inline char *EncodeLinesShuffle(Byte const *from, std::size_t lines, char *to) noexcept {
     __m128i const spreadLast = _mm_setr_epi8(11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1);
     for (; lines; --lines, from += fsLine, to += fsColumns + 1) {
@@ -228,16 +232,18 @@ inline char *EncodeShuffle(Byte const *from, std::size_t count, char *to) noexce
     return EncodeTail(from + count / fsLine * fsLine, count % fsLine, to);
 }
 
-// Recognises the characters of the alphabet by their two half bytes: each row tells in which columns it has characters.
+// Tables that recognise and convert the characters of the alphabet. The high half of a character is its row in the
+// ASCII table, and the low half its column. Rows that have the alphabet's characters in the same columns are one set,
+// and each set has a bit.
 struct Classes {
-    std::array<char, 16> rows{};    // by the high half: one bit for each set of columns
-    std::array<char, 16> columns{}; // by the low half: the sets that it is not in
-    std::array<char, 16> added{};   // by the high half: value minus character; "/" has the place of row 1
+    std::array<char, 16> rows{};    // for each row, the bit of its set
+    std::array<char, 16> columns{}; // for each column, the bits of the sets without a character there
+    std::array<char, 16> added{};   // for each row, value minus character; row 1, which has none, is used for "/"
 };
 
 inline constexpr auto fsClasses = [] {
     Classes classes;
-    // Rows 4 and 6, 5 and 7 have the same columns; the rows without any share the fifth bit.
+    // Rows 4 and 6 are one set, and so are rows 5 and 7. All rows without a character of the alphabet share bit 4.
     constexpr int bitOfRow[16] = {4, 4, 0, 1, 2, 3, 2, 3, 4, 4, 4, 4, 4, 4, 4, 4};
     for (std::size_t row = 0; row < 16; ++row) {
         classes.rows[row] = static_cast<char>(1 << bitOfRow[row]);
@@ -256,8 +262,8 @@ TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexce
     return _mm_loadu_si128(reinterpret_cast<__m128i const *>(table.data()));
 }
 
-// Decodes sixteen characters to twelve bytes (sixteen are written) and returns a bit for each character that is not in
-// the alphabet. The bytes before the first of those are right.
+// Decodes sixteen characters to twelve bytes, but writes sixteen. Returns a bit for each character that is not in the
+// alphabet. The groups before the first such character are decoded correctly.
 TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noexcept {
     __m128i const text = _mm_loadu_si128(reinterpret_cast<__m128i const *>(from));
     __m128i const half = _mm_set1_epi8(15);
@@ -274,8 +280,8 @@ TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noex
     return static_cast<unsigned int>(_mm_movemask_epi8(right)) ^ 0xFFFFu;
 }
 
-// Decodes a full line if all its characters are in the alphabet. The last load takes eight characters a second time, so
-// that it reads none after the line.
+// Decodes a full line and returns true if all its characters are in the alphabet. The last sixteen characters overlap
+// those before them by eight, so that no character after the line is read.
 TUZUTIL_SSSE3 inline bool DecodeLine(char const *from, Byte *to) noexcept {
     return (DecodeSixteen(from, to) | DecodeSixteen(from + 16, to + 12) | DecodeSixteen(from + 32, to + 24) |
             DecodeSixteen(from + 48, to + 36) | DecodeSixteen(from + 56, to + 42)) == 0;
