@@ -19,7 +19,7 @@ static_assert(sizeof(float) == 4 && sizeof(double) == 8);
 
 namespace {
 
-constexpr std::uint64_t fsFirstStep = 0x10000; // bytes that are allocated for a text, at most, before any arrives
+constexpr std::uint64_t fsFirstStep = 0x10000; // the most bytes that are allocated for a text before any has arrived
 
 std::uint16_t Reversed(std::uint16_t bits) noexcept {
     return __builtin_bswap16(bits);
@@ -93,7 +93,7 @@ void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
         fStream->setstate(state);
 }
 
-// Returns the wrapped stream. Until the next call of ReadBytes(), gcount() returns the gcount() of that stream.
+// Returns the wrapped stream. gcount() then returns the gcount() of that stream, until this class itself counts a read.
 std::istream &TiBinaryStream::Unformatted() noexcept {
     fCount = fsAskStream;
     return *fStream;

@@ -118,7 +118,7 @@ TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept
     return nullptr;
 }
 
-// Called before the last link gets a new successor. In a circular chain, the links that follow the last one now would
+// Called before the last link gets a new successor. In a circular chain, the present successors of the last link would
 // then be unreachable. They are moved to the list fDetached, which the destructor deletes.
 void TBaseSetOf::Detach() noexcept {
     TElement *const cut = fLast->next;

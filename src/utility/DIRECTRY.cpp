@@ -50,7 +50,8 @@ bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) no
     return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
 }
 
-// Leaves out a name that contains a backslash: the library would take the name for a path to another file.
+// Returns whether an entry is listed. A name with a backslash is left out, because the library would take it for a path
+// to another file.
 bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     if (!IsWanted(entry, isDirectory))
         return false;
@@ -150,9 +151,9 @@ int TDirectory::MakeDir(TString const &path) {
     return Make(path);
 }
 
-// Shortens the path by one part at a time until that directory can be made, then makes the longer paths in turn. All
-// are made from one text: a zero replaces each separator at which the path is cut. A text for each part would need too
-// much memory, because a path from outside may have any number of parts.
+// Shortens the path by one part at a time until a directory can be made, then makes the longer paths in turn. All paths
+// are cut from one text: a zero replaces the separator after the last part. A text for each path would need too much
+// memory, because a path from outside may have any number of parts.
 int TDirectory::MakeTree(TString const &path) {
     TString levels = path ? path : TString("");
     levels.MakeUnique();

@@ -1,7 +1,7 @@
 // TFactoryType and TFactoryLoaderBase: the registry of factories by type, and the loading of libraries that register
-// factories. There are two locks, taken in this order: fMutex is held while a library is loaded, fRegistryMutex while
-// the set is used. No code outside this library is called under fRegistryMutex. A registered factory is found without
-// fMutex, unless its library is still being loaded.
+// factories. There are two locks, taken in this order: fMutex is held while a library is loaded, and fRegistryMutex
+// while the set of factories is used. No code outside this library is called under fRegistryMutex. A registered factory
+// is found without fMutex, unless its library is still being loaded.
 
 #include "tuzutil/FACTORY.h"
 
@@ -41,9 +41,9 @@ bool HasEnding(TString const &name, char const *ending) {
            ascii_names::IsEqual(TStringAccess::From(whole.substr(dot)), TString(ending));
 }
 
-// The file names that a library may have. Without `needsEnding` that is only its name. Otherwise it is the name with
-// ".dll" and, if the system's own libraries have another ending, the name with that ending. The last file name is the
-// latter with "lib" before its last part.
+// The file names that a library may have, in the order in which they are tried. Without `needsEnding`, it is only the
+// name itself. Otherwise the first is the name with ".dll". If the system's own libraries have another ending, two more
+// follow: the name with that ending, and the same with "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;

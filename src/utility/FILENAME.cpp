@@ -1,5 +1,5 @@
 // TFileName: takes file names apart, in narrow or 16-bit text, and converts them to and from the system's own form.
-// Conversions follow the current locale. No lock is taken, and no file is touched.
+// Conversions follow the current locale. No lock is taken, and no file is accessed.
 
 #include "tuzutil/FILENAME.h"
 
@@ -42,7 +42,7 @@ public:
         return place < fCount && (*this)[place] == static_cast<unsigned char>(unit);
     }
 
-    // The searches stop at the first zero unit, and return fsNowhere if they do not find the unit.
+    // The searches stop at the first zero unit, and return fsNowhere if the wanted unit is not found.
     unsigned int FindFirst(char wanted) const noexcept {
         for (unsigned int place = 0; place != fCount && (*this)[place] != 0; ++place) {
             if (Has(place, wanted))
@@ -59,7 +59,7 @@ public:
         return last;
     }
 
-    // The parts of the name before and after the unit at `place`. REQUIRES: `name` is the string of the constructor.
+    // The parts of the name before and after the unit at `place`. REQUIRES: `name` was passed to the constructor.
     TString Before(TString const &name, unsigned int place) const { return name.subString(1, place * fWidth); }
     TString Behind(TString const &name, unsigned int place) const {
         unsigned int const begin = (place + 1) * fWidth;

@@ -105,9 +105,9 @@ int TFilterStreamBuf::sync() {
         return 0;
     if (!fControl.IsUnitBuffered())
         return overflow(traits_type::eof());
-    // With unitbuf, the destructor of an output sentry may call this function. An exception that left the destructor
-    // would end the process, and so could a reported failure, on which the stream may throw. So the exception is kept
-    // for the next write.
+    // With unitbuf, the destructor of an output sentry may call this function. An exception that leaves a destructor
+    // ends the process. A reported failure could have the same effect, because the stream may throw on failures. So the
+    // exception is kept for the next write.
     TNoCancel const noCancel;
     try {
         FlushPutArea();

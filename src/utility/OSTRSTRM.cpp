@@ -17,7 +17,7 @@ oStringStreamBuf::~oStringStreamBuf() {
 }
 
 char *oStringStreamBuf::str() {
-    // If nothing was written, a block is allocated here, so that the caller gets one to release in this case too.
+    // A block is allocated even if nothing was written, so that the caller gets a block in every case.
     if (!pbase())
         overflow(traits_type::eof());
     freeze(1);

@@ -1,7 +1,6 @@
-// The global objects of the library, in the order of construction. Within one source file, objects are built in the
-// order of their definitions and destroyed in reverse order. Therefore all objects that need code at start-up are
-// defined in this file. Some may still be used when static objects of other libraries are destroyed; these are
-// immortal (immortal.h).
+// All global objects of the library that need code at start-up, in the order of construction. They are in one source
+// file, because only within one file objects are built in the order of their definitions, and destroyed in reverse
+// order. Objects that static objects of other libraries may use in their destructors are never destroyed (immortal.h).
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"
@@ -71,7 +70,7 @@ TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
 static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
 
-// 6. Messages: the mark that ends their argument lists, and the archive of their stores with its lock. The pointer
+// 6. Messages: the value that ends their argument lists, and the archive of their stores with its lock. The pointer
 // fsArchive is null before the archive is built, and again from the destructor of fsArchiveEnd on. Messages then use
 // their default texts. The archive itself is never destroyed, because another thread may be searching it.
 TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
@@ -111,8 +110,8 @@ constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
 static TImmortal<TString> fsProgramName;
 TString &TTrace::fsExeFileName = fsProgramName.Get();
 
-// 10. Timers: their lock, and their state, in which no timer is armed. The first timer starts the thread that serves
-// them. That timer may be a static object of any library.
+// 10. Timers: their lock and their state. No timer is armed yet. The first timer, which may be a static object of any
+// library, starts the thread that serves all timers.
 static TImmortal<TMutexSemaphore> fsTimerLock;
 TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock.Get();
 constinit TTimerQueue TMasterTimer::fsArmed;

@@ -1,15 +1,17 @@
 // TStreamControl, TStreamLink and TStreamFailure: they let an exception of a buffer pass through the stream of that
-// buffer, which would otherwise turn the exception into state bits. See streams/stream_failure.h. A stream and its
-// exceptions belong to one thread; no lock is taken.
+// buffer. The stream would otherwise catch the exception and set state bits, see streams/stream_failure.h. A stream and
+// its exceptions belong to one thread, so no lock is taken.
 
 #include "utility/streams/stream_failure.h"
 
 namespace {
 
-// What a stream sets when its buffer throws: badbit, and failbit if it copies to or from another buffer.
+// The bits that a stream may set when its buffer throws. Most operations set badbit. Those that copy from one buffer to
+// another may set failbit.
 constexpr std::ios_base::iostate fsBits = std::ios_base::badbit | std::ios_base::failbit;
 
-// Changing the mask or the state throws if the two have other bits in common. The change is made before that.
+// Runs a change of a stream's mask or state, and drops the exception that the stream throws if mask and state have a
+// common bit after the change. The change is made all the same.
 template <typename F>
 void Quietly(F change) noexcept {
     try {

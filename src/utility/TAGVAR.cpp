@@ -299,8 +299,8 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     case wideString:
         in >> word;
         if (word != 0 && in.good()) {
-            // The text is taken out of the stream even if there is then no memory for its object: the next value
-            // follows it.
+            // The text is taken out of the stream even if there is then no memory for its object, because the next
+            // value follows the text.
             TString text;
             in >> text;
             text.SetUnicode(type == wideString);

@@ -27,8 +27,8 @@ struct TStart {
     platform::Event *started;
 };
 
-// Traces an exception that left a body. If the full text cannot be made, traces only the name of the exception. It does
-// not throw, so that the thread ends in order.
+// Traces an exception that left the body of a thread. If the full text cannot be made, traces only the name of the
+// exception. This function does not throw, so that the thread ends in order.
 void TraceEscaped(TException const &problem) noexcept {
     if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
         return;

@@ -74,7 +74,7 @@ public:
     }
 
 private:
-    static thread_local Walk *fsInnermost; // of each thread, because only the holder of the trace lock has walks
+    static thread_local Walk *fsInnermost; // of this thread; while it holds the trace lock, no other thread has walks
 
     Base *fNext;
     Walk *fOuter;
@@ -282,7 +282,7 @@ int TTrace::Base::IsGlobalTracing(unsigned long level, unsigned long component, 
     return IsGlobalTracing(level, component) && IsHeard(level, component, category);
 }
 
-// Returns whether some destination takes such an entry.
+// Returns whether some destination takes entries of this level, component and category.
 bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Category const &category) {
     TLock const lock(Base::fsMutex);
     for (Walk walk; Base const *const destination = walk.Next();) {

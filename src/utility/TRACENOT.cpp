@@ -80,8 +80,8 @@ void TTraceNotify::Notify() {
 
 void TTraceNotify::NotifyAll() noexcept {
     TNoCancel const noCancel;
-    // The trace lock comes first, although only observers are called here: an observer may write an entry, which takes
-    // that lock, and a thread that holds it may be waiting for the lock of the observers.
+    // The trace lock is taken first, because an observer may write an entry, which takes that lock. In the other order,
+    // two threads could wait for each other.
     TLock const trace(TTrace::Base::fsMutex);
     TLock const lock(TTraceObservers::fsMutex);
     TObserverWalk walk;

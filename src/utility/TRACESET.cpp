@@ -31,7 +31,7 @@ TTrace::Category::Category(unsigned long component, TString const &name)
 
 TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
 
-// Removes the category from the registry. A copy is only there if the program has registered it.
+// Removes the category from the registry. A copy is in the registry only if the program has registered it.
 TTrace::Category::~Category() {
     TLock const lock(TTraceRegistry::fsMutex);
     TTrace::Base::fsKnownCategories.Remove(this);
@@ -58,7 +58,8 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
 }
 
 // The registry. Registration takes no lock, because the categories of a library register under the lock of the system's
-// loader. A thread that writes an entry may hold a lock of this library and wait for the loader's lock.
+// loader. A thread that writes an entry may hold a lock of this library and wait for the loader's lock, so that the two
+// threads would wait for each other.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_IMMORTAL
 #define TUZUTIL_IMMORTAL
 
-// TImmortal: holds an object that is built at start-up and never destroyed. Static objects of other libraries may need
-// it while they are destroyed, which can be after the end of this library's own static objects.
+// TImmortal: holds an object that is built at start-up and never destroyed. Static objects of other libraries may use
+// the object in their destructors, which can run after those of this library's static objects.
 
 #include <new>
 

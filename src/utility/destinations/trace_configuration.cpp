@@ -1,6 +1,6 @@
 // Opens the destination that a trace configuration names, by a keyword, a variable of the environment, or a factory.
-// Also opens the destination that the variable NUV_TRACE_STARTUP names, and writes failures of that to standard error.
-// The trace lock is held while a factory makes a destination.
+// At start-up, opens the destination that the variable NUV_TRACE_STARTUP names; failures are then written to standard
+// error. The trace lock is held while a factory makes a destination.
 
 #include "utility/destinations/trace_configuration.h"
 
@@ -190,7 +190,7 @@ TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration) {
 
 TTrace OpenStartupTrace() noexcept {
     TTrace trace;
-    // If there is no memory for it, the program runs without this trace.
+    // If there is no memory for the destination, the program runs without this trace.
     DropExceptions([&] {
         TTraceConfiguration configuration(std::string("env(") + fsStartupVariable + ")");
         OpenStartupTrace(trace, configuration);

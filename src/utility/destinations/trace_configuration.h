@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TRACE_CONFIGURATION
 #define TUZUTIL_TRACE_CONFIGURATION
 
-// The parts of a trace configuration. Its form is "destination,selection". The destination has the form
-// "keyword(argument)", and the selection the form "levels,components,default,categories".
+// The parts of a trace configuration. A configuration has the form "destination,selection". The destination has the
+// form "keyword(argument)", and the selection the form "levels,components,default,categories".
 
 #include "tuzutil/TRACE.h"
 

@@ -110,8 +110,8 @@ void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) 
     TellConfigurationFault("unknown category", name, alsoAnEntry);
 }
 
-// A category is switched on or off by a sign, which is not read from this field but from the *components*, at the
-// position at which the name begins here. If there is a sign, the first character of the name is skipped. Otherwise the
+// Signs switch categories on or off. The sign of a name is read from the field of the *components*, at the position at
+// which the name begins in this field. If there is a sign, the first character of the name is skipped. Otherwise the
 // previous sign counts. Configurations in use rely on this.
 void ApplyCategories(TTrace::Base &destination, std::string_view field, std::string_view components) {
     bool isOn = true;

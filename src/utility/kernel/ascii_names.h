@@ -31,8 +31,8 @@ inline bool IsEqual(TString const &a, TString const &b) noexcept {
     return true;
 }
 
-// Returns a value below 0, 0, or a value above 0. Compares the bytes of the names in lower case. If the longer name
-// begins with the shorter one, the shorter name is less.
+// Returns a negative value if `a` is less than `b`, 0 if they are equal, and otherwise a positive value. Compares the
+// bytes of the names in lower case. If the longer name begins with the shorter one, the shorter name is less.
 inline int Compare(TString const &a, TString const &b) noexcept {
     char const *const left = a;
     char const *const right = b;

@@ -2,7 +2,7 @@
 #define TUZUTIL_BYTE_SEARCH
 
 // Fast searches in ranges of bytes. The C runtime of 32-bit Windows compares one byte at a time. With SSE2, these
-// functions compare sixteen on every system. They never read outside the range.
+// functions compare sixteen bytes at a time on every system. They never read outside the range.
 
 #include <cstddef>
 #include <cstring>

@@ -11,8 +11,8 @@
 #include <optional>
 #include <thread>
 
-// Attempts end after the number or, but not before the tenth attempt, after the time. On a busy machine each attempt
-// may take a while.
+// The limits of the attempts, in number and in time. The time limit applies only after ten attempts, because a single
+// attempt may take long on a busy machine.
 inline constexpr int fsMostAttempts = 10000;
 inline constexpr std::chrono::milliseconds fsLongestAttempt{200};
 

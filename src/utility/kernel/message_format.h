@@ -59,7 +59,7 @@ inline constexpr TConversionRow fsConversionRows[] = {
     {"n", TConversion::storesCount, 0},
 };
 
-inline constexpr std::int64_t fsCountSize = 20; // the characters that ValidateArgs() assumes for a width, at least
+inline constexpr std::int64_t fsCountSize = 20; // the fewest characters that ValidateArgs() assumes for a width
 
 inline constexpr auto fsConversions = [] {
     std::array<TConversion, 128> table{};
@@ -282,8 +282,8 @@ struct TCount {
 
     std::int32_t Int() const noexcept { return static_cast<std::int32_t>(amount); } // as printf takes it
 
-    // Returns the characters that ValidateArgs() assumes for this. It is at least fsCountSize, except for a precision
-    // that comes from an argument.
+    // Returns the number of characters that ValidateArgs() assumes for this count: 0 if it is absent, and otherwise at
+    // least fsCountSize. Only a precision that comes from an argument may be less.
     std::int64_t Size(bool isWidth) const noexcept {
         if (isMismatch)
             return fsCountSize;
@@ -352,7 +352,8 @@ TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments 
     return nullptr;
 }
 
-// Returns the characters that ValidateArgs() assumes for a conversion. `value` is the result of ResolveValue().
+// Returns the number of characters that ValidateArgs() assumes for a conversion. `value` is the result of
+// ResolveValue().
 template <typename Char>
 std::int64_t ValueSize(TConversion conversion, TagVar const *value) noexcept {
     bool const isText = conversion == TConversion::text || (sizeof(Char) != 1 && conversion == TConversion::otherText);

@@ -24,9 +24,9 @@ constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or
 constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
 constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 
-// The limit of a text depends on the number of bytes given, which are the format and its arguments. So a short message
-// from another machine cannot make a huge text, neither by large widths and precisions nor by a long argument that is
-// printed many times. The values are bytes.
+// The limit of a text depends on the size of the format and its arguments. So a short message from another machine
+// cannot make a huge text by large widths and precisions, or by printing a long argument many times. Sizes are in
+// bytes.
 constexpr std::uint64_t fsAlwaysRoom = 0x40000;
 constexpr std::uint64_t fsRoomPerByte = 16;
 constexpr std::uint64_t fsManyBytes = 0x1000000; // for a text above this size, the next factor applies
@@ -385,7 +385,8 @@ private:
         *at++ = conversion == 'F' && !platform::printfHabits.knowsUpperF ? 'f' : conversion;
         *at = '\0';
 
-        // Without the flag `alternate`, %g leaves out zeros at the end. A larger precision would only cost time.
+        // Without the flag `alternate`, %g leaves out zeros at the end. So a precision above fsSignificantDigits would
+        // only cost time.
         bool const isShort = (conversion == 'g' || conversion == 'G') && !field.Has(TFlags::alternate);
         int const precision = isShort ? std::min(field.precision, fsSignificantDigits) : field.precision;
 

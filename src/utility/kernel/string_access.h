@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_STRING_ACCESS
 #define TUZUTIL_STRING_ACCESS
 
-// TStringAccess: operations on strings for the library's own code, which users of the library do not have. They fill a
-// new buffer in place, shorten a string without moving it, and share a buffer of somebody else.
+// TStringAccess: operations on strings that only the library itself may use. They fill a new buffer in place, shorten a
+// string without moving it, and share an existing buffer.
 
 #include "tuzutil/TSTRING.h"
 

@@ -12,7 +12,7 @@ struct TTraceLevel {
     char letter; // 0 if the level or group has no letter
 };
 
-// In the order in which keywords are tried.
+// The levels and groups, in the order in which their keywords are tried.
 inline constexpr TTraceLevel fsTraceLevels[] = {
     {"ou", 0x1, 'O'},     {"se", 0x2, 'S'},    {"er", 0x4, 'E'},   {"wa", 0x8, 'W'},     {"in", 0x10, 'I'},
     {"i2", 0x20, 'i'},    {"nl", 0x80, 'N'},   {"de", 0x3700, 0},  {"d1", 0x100, '1'},   {"d2", 0x200, '2'},

@@ -317,7 +317,7 @@ TagVar &TagVar::operator--() {
 }
 
 TagVar TagVar::operator++(int) {
-    TOperators::Outcome(fsStep, *this, __LINE__); // throws before the copy is made, which would accept more kinds
+    TOperators::Outcome(fsStep, *this, __LINE__); // throws for a wrong kind before the copy is made
     TagVar old(*this);
     ++*this;
     return old;

@@ -17,8 +17,8 @@ namespace text_library {
 
 inline TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/MSGSTRPM");
 
-// Runs `act`, and returns true unless it throws. Calls `known` with the contents of a TException, and `unknown` for any
-// other exception.
+// Runs `act`, and returns true unless it throws. If it throws a TException, calls `known` with the contents of that.
+// For any other exception, calls `unknown`.
 template <typename Act, typename Known, typename Unknown>
 bool Attempt(Act act, Known known, Unknown unknown) {
     TNoCancel const noCancel;
@@ -38,7 +38,7 @@ bool Attempt(Act act, Known known, Unknown unknown) {
 // `open` opens it.
 template <typename Find, typename Open>
 std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find, Open open) {
-    // Both formats begin with the store and the library.
+    // Both formats take the names of the store and the library as their first arguments.
     auto const attempt = [&](auto act, TReportText known, TReportText unknown) {
         return Attempt(
             act, [&](auto... problem) { fsReports.Warning(known, store, name, problem...); },

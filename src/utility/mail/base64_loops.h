@@ -56,7 +56,7 @@ inline std::uint64_t EncodedLength(std::uint64_t count) noexcept {
     return groups * 4 + groups / 18;
 }
 
-// Returns the room that decoding `count` characters needs at most, including the slack.
+// Returns the number of bytes that decoding `count` characters needs at most, including the slack.
 inline std::uint64_t DecodedRoom(std::uint64_t count) noexcept {
     return (count + 3) / 4 * 3 + fsSlack;
 }
@@ -148,7 +148,7 @@ inline constexpr auto fsShifted = [] {
     return shifted;
 }();
 
-// Decodes groups until there are less than four characters, or a group contains one outside the alphabet.
+// Decodes groups until fewer than four characters are left, or a group contains one outside the alphabet.
 inline void DecodeRun(Position &at, char const *end) noexcept {
     for (; end - at.from >= 4; at.from += 4, at.to += 3) {
         auto const *const text = reinterpret_cast<Byte const *>(at.from);

@@ -16,9 +16,9 @@ enum class Stop {
     end       // the data ended, or the source is not good
 };
 
-// Reads until `count` is `limit`, the next byte is a line feed, or the source ends. Adds the number of bytes read to
-// `count`, which says where reading starts in `into`. An exception of the buffer passes if the source throws on badbit.
-// Even then `count` is correct, and a second call with the same arguments continues.
+// Reads until `count` is `limit`, the next byte is a line feed, or the source ends. Bytes are stored from into[count]
+// on, and `count` is increased by their number. An exception of the buffer passes if the source throws on badbit. Even
+// then `count` is correct, and a second call with the same arguments continues.
 Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count);
 
 // Takes the next byte if it is a line feed, and returns whether it was. `stop` is the result of ReadToLineFeed(). For

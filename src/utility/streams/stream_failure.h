@@ -3,8 +3,8 @@
 
 // The exceptions of the library's stream buffers. A standard stream would catch an exception of its buffer, unless its
 // exception mask holds badbit and failbit. Each exception therefore carries a token, which lists the streams that the
-// exception passes. While the token exists, their masks hold both bits. When it is destroyed, both bits of each
-// stream's mask and state get their former values.
+// exception passes. While the token exists, the masks of these streams hold both bits. When the token is destroyed,
+// both bits of each stream's mask and state get their former values.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -14,7 +14,8 @@
 #include <memory>
 #include <vector>
 
-// Refers to one stream. The stream's control and the exceptions under way share the link, so it may outlive the stream.
+// Refers to one stream. The stream's control and the exceptions under way share the link, so the link may outlive the
+// stream.
 class TStreamLink {
 public:
     explicit TStreamLink(std::ios *stream) noexcept : fStream(stream) {}

@@ -7,7 +7,8 @@
 //
 // The timers of one second form a list. The heads of the lists form a binary tree by the bits of the second, from bit
 // 31 down. The root has depth 0. At depth d, seconds whose bit 31 - d is 0 are below branch[0], the others below
-// branch[1]. A node has no bits prescribed but those that led to it. So any leaf below a node can replace it.
+// branch[1]. The place of a node prescribes only the bits that lead to it, and all nodes below it have these bits too.
+// So any leaf below a node can take its place.
 
 #include "tuzutil/TIMER.h"
 

@@ -9,8 +9,8 @@
 
 class TMasterTimer : public TThread {
 public:
-    // Guards all static members below. While it is held, no other lock of the library is taken. So nothing is traced,
-    // because a trace destination may set timers.
+    // Guards all static members below. While it is held, no other lock of the library is taken. Nothing is traced
+    // either, because a trace destination may set timers.
     static TMutexSemaphore &fsLock; // never destroyed
 
     // Returns an object whose thread can be started without a trace entry, or null if there is no memory for it or for
@@ -41,7 +41,7 @@ private:
 
     static TTimerQueue fsArmed;
     static std::uint32_t fsCount; // the number of timers, armed or not
-    static TMasterTimer *fsOnly;  // null while there are no timers
+    static TMasterTimer *fsOnly;  // the object of the running thread; null if there is none
 
     TSemaphore fWake;
     std::atomic<bool> fStop{false};
