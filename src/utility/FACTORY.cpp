@@ -193,9 +193,9 @@ void TFactoryLoaderBase::Settle() {
         entry->Settle();
 }
 
-// A registered factory is found without waiting for a thread that loads a library. Waiting could last for ever: the
-// loading thread may need the lock of the system's loader, while the thread that holds that lock runs the constructor
-// of a static object that looks for a factory.
+// A registered factory is found without waiting for a thread that loads a library. That thread may be waiting for the
+// lock of the system's loader. The thread that holds the loader's lock may be running a static object that looks for a
+// factory. So the two threads could wait for each other.
 void *TFactoryLoaderBase::Find(TFactoryType const &type) {
     if (void *const factory = Lookup(type, false))
         return factory;

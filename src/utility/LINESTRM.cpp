@@ -54,8 +54,8 @@ void TLineStreamBuf::Init(std::ostream *sink) {
     SetStreams(nullptr, sink);
 }
 
-// Sets source and sink, each of which may be null. The division of the storage into areas depends on which are set, so
-// the storage is released here and allocated again at the next use.
+// Sets source and sink, each of which may be null. The division of the storage into areas depends on the two. So the
+// storage is released here, and allocated again at the next use.
 void TLineStreamBuf::SetStreams(std::istream *source, std::ostream *sink) {
     Close();
     fSource = source;

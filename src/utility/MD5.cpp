@@ -79,7 +79,7 @@ CalculateMD5::CalculateMD5() noexcept : fState{0x67452301, 0xEFCDAB89, 0x98BADCF
 
 CalculateMD5::~CalculateMD5() {
     platform::SecureZero(fBlock, sizeof fBlock);
-    // The state after the key of a keyed digest is as secret as the key: it is all that a digest is computed from.
+    // In a keyed digest, the state after the key must stay as secret as the key: with it, anybody can compute digests.
     platform::SecureZero(fState, sizeof fState);
 }
 

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Returns the characters of a string. They are used instead of copies of the string, because any thread may ask a
+// Returns the characters of a string. Reports use the characters instead of copies of the string: any thread may ask a
 // store, but only one thread at a time may copy a string.
 char const *Chars(TString const &text) noexcept {
     return text;

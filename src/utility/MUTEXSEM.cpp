@@ -15,8 +15,8 @@ namespace {
 
 using platform::TWaitResult;
 
-// Converts milliseconds to the 32 bits that the platform takes. -1, all bits set, means "for ever". A time that does
-// not fit becomes the longest limited time.
+// Converts milliseconds to the 32 bits that the platform takes. A time of -1 (all bits set) means "for ever". A time
+// that does not fit becomes the longest limited time.
 std::uint32_t Milliseconds(long timeout) noexcept {
     if constexpr (sizeof(long) > sizeof(std::int32_t)) {
         if (timeout > 0xFFFFFFFE || timeout < INT32_MIN)

@@ -1,6 +1,6 @@
 // All global objects of the library that need code at start-up, in the order of construction. They are in one source
-// file, because only within one file objects are built in the order of their definitions, and destroyed in reverse
-// order. Objects that static objects of other libraries may use in their destructors are never destroyed (immortal.h).
+// file, because C++ fixes the order of construction only within a file. They are destroyed in reverse order. Those that
+// the static objects of other libraries may use in their destructors are never destroyed (immortal.h).
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"
@@ -40,7 +40,7 @@ constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
 // 3. Locks for weak references, for tracing, for the registered categories, and for the observers; also the set of the
-// observers. Trace destinations and counted objects need them, and these may be static objects of any library.
+// observers. Trace destinations and counted objects need them. Any library may have static objects of these classes.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;
@@ -97,9 +97,9 @@ TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
 TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
 [[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
 
-// 9. Trace destinations: the lock that keeps lines from mixing; the directories of factory libraries, with their lock;
-// the pointer to the loader of trace factories, which is built at its first use; and the program's name, from which the
-// name of a trace file is made.
+// 9. Trace destinations: the lock that keeps lines from mixing, and the directories of factory libraries with their
+// lock. The loader of trace factories is built at its first use; only the pointer to it is here. The default name of a
+// trace file is made from the program's name.
 static TImmortal<TMutexSemaphore> fsTraceFileLock;
 TMutexSemaphore &TTraceStreamBase::fsFileMutex = fsTraceFileLock.Get();
 static TImmortal<TString> fsFactoryLibpath;

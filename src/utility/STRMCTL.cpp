@@ -10,8 +10,8 @@ namespace {
 // another may set failbit.
 constexpr std::ios_base::iostate fsBits = std::ios_base::badbit | std::ios_base::failbit;
 
-// Runs a change of a stream's mask or state, and drops the exception that the stream throws if mask and state have a
-// common bit after the change. The change is made all the same.
+// Runs a change of a stream's mask or state. The stream makes the change, and then throws if mask and state have a
+// common bit. This exception is dropped.
 template <typename F>
 void Quietly(F change) noexcept {
     try {

@@ -1,6 +1,6 @@
 // TThread: the start of a thread, its body and its end. TThreadLaunch starts the library's own threads. A running
-// thread holds a reference to its object. The lock fEnding is held while the end of a run is reported or reset, so that
-// other threads see all these changes or none of them.
+// thread holds a reference to its object. The lock fEnding is held while the end of a run is reported or reset. So the
+// changes of a report and those of a reset do not mix.
 
 #include "tuzutil/THREAD.h"
 
@@ -21,7 +21,8 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 constexpr std::uintptr_t fsNoHandle = ~std::uintptr_t{0};
 
-// What the starter passes to the new thread. It is on the stack of the starter, which waits until `started` is posted.
+// The starter passes this object to the new thread. It is on the stack of the starter, which waits until `started` is
+// posted.
 struct TStart {
     TThread &thread;
     platform::Event *started;
@@ -89,7 +90,7 @@ bool TThread::Begin(void (*entry)(void *), void *argument, bool takesSignals) {
     return true;
 }
 
-// Resets what the previous run reported at its end.
+// Resets the report of the end of the previous run.
 void TThread::ForgetEnd() {
     TInsistentEntry const end(fEnding);
     fFinished.store(0, std::memory_order_release);

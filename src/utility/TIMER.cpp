@@ -38,7 +38,7 @@ public:
             TThreadLaunch::ReportNotStarted();
     }
 
-    // Returns whether the lock is held. It is not held if it could not be created; then no timer is ever armed.
+    // Returns whether the lock is held. If the lock could not be created, it is not held, and no timer is ever armed.
     explicit operator bool() const noexcept { return bool{*fLock}; }
 
     // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.

@@ -58,8 +58,8 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
 }
 
 // The registry. Registration takes no lock, because the categories of a library register under the lock of the system's
-// loader. A thread that writes an entry may hold a lock of this library and wait for the loader's lock, so that the two
-// threads would wait for each other.
+// loader. A thread that writes an entry may hold a lock of this library and wait for the loader's lock. With a lock
+// here, the two threads could wait for each other.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))

@@ -17,7 +17,7 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
-constexpr std::uint32_t fsFirstSlots = 16; // the first allocation for arguments that a stream announces
+constexpr std::uint32_t fsFirstSlots = 16; // the room for arguments that is allocated when the first one has been read
 
 std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
@@ -130,7 +130,7 @@ TString const &TTextMessage::QueryMessage() const {
     return fFormatted;
 }
 
-// Returns the text of the message store. If looking it up throws, returns a null text, as if the store had none.
+// Returns the text of this message from its store. If the store throws, returns a null text, as if it had none.
 TString TTextMessage::StoredText() const noexcept {
     if (fStore.length() == 0)
         return TString();

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_DROP_EXCEPTIONS
 #define TUZUTIL_DROP_EXCEPTIONS
 
-// For calls of code outside the library whose failure must not stop the library's own work. Some systems unwind a
-// cancelled thread like an exception, and catch (...) must not drop that. So the thread cannot be cancelled during the
+// DropExceptions(): calls code whose failure must not stop the work of the library. Some systems unwind a cancelled
+// thread like an exception. catch (...) must not drop that unwinding, so the thread cannot be cancelled during the
 // call.
 
 #include "platform/no_cancel.h"

@@ -1,5 +1,5 @@
 // TLastWords: the handler that reports an uncaught exception of the library before the program ends. Memory may be
-// exhausted and locks may be held at that time, so the handler takes no lock of the library and makes no TString.
+// exhausted and locks may be held at that time. So the handler takes no lock of the library and makes no TString.
 
 #include "utility/kernel/last_word.h"
 

@@ -2,7 +2,8 @@
 #define TUZUTIL_LAST_WORD
 
 // TLastWords: installs a terminate handler for as long as the object exists. If nobody catches an exception of the
-// library, the handler writes its name and text to standard error. Then it calls the handler that was set before.
+// library, the handler writes the exception's name and text to standard error. Then it calls the handler that was set
+// before.
 
 #include <exception>
 

@@ -37,8 +37,8 @@ public:
         }
     }
 
-    // Throws the kept exception, if there is one. If this load is nested in another one, passes the exception on to the
-    // outer load instead, because the constructor of a static object is then running here too.
+    // Throws the kept exception, if there is one. A nested load passes the exception on to the outer load instead: its
+    // caller is then the constructor of a static object, which must not throw.
     void Rethrow();
 
 private:

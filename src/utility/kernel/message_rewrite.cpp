@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-// Collects the values of a block.
+// Collects the bytes of a block.
 class TMessageBlock {
 public:
     explicit TMessageBlock(std::uint32_t arguments) { fBytes.reserve(std::size_t{16} * arguments); }

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACE_REGISTRY
 #define TUZUTIL_TRACE_REGISTRY
 
-// The lock of the registered categories. A thread holds it while it reads a category that it found in the registry. The
+// The lock of the registered categories. A thread holds the lock while it reads a category from the registry. The
 // destructor of a category takes it too, so that no category is destroyed while it is read. The holder of this lock
 // waits for nothing else, so it may be taken under the lock of the system's loader. Registration reads no category and
 // does not take the lock. The lock is defined in STARTUP.cpp and never destroyed.

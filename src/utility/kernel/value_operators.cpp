@@ -16,7 +16,7 @@ enum TKind { kindInteger, kindUnsigned, kindReal, kindText, kindDate, kindDateTi
 constexpr TKind fsKinds[] = {kindNil,  kindEnd,  kindInteger, kindUnsigned, kindReal,   kindText,
                              kindText, kindDate, kindDate,    kindDateTime, kindPointer};
 
-// What an operator does with a pair of kinds:
+// The outcomes of an operator for a pair of kinds:
 //   .  type mismatch     !  not implemented     =  kinds without a value, always equal
 //   i  32-bit words, signed, the result an integer          r  reals
 //   w  32-bit words, unsigned, the result an integer        s  texts

@@ -24,8 +24,8 @@ private:
     std::ostream &fSink;
 };
 
-// Runs `write` on the sink. If the sink is not good, for example because its reader has reached the end of the data,
-// sets its fail bit instead, so that the caller sees that nothing was written.
+// Runs `write` on the sink if the sink is good. Otherwise sets the fail bit of the sink, so that the caller sees that
+// nothing was written. A sink that is also read is not good after reading has reached the end of the data.
 template <typename F>
 void Through(std::ostream &sink, F write) {
     if (!sink.good()) {
