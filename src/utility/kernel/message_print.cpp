@@ -24,12 +24,13 @@ constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or
 constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
 constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 
-// The limit of a text depends on the size of the format and its arguments. So a short message from another machine
-// cannot make a huge text by large widths and precisions, or by printing a long argument many times. Sizes are in
-// bytes.
+// A text has a limit, so that a short message from another machine cannot make a huge text by large widths and
+// precisions, or by printing a long argument many times. The limit is fsAlwaysRoom, plus fsRoomPerByte for each byte of
+// the format and its arguments. It is at most fsManyBytes, or fsRoomPerByteOfMany for each byte if that is more. Sizes
+// are in bytes.
 constexpr std::uint64_t fsAlwaysRoom = 0x40000;
 constexpr std::uint64_t fsRoomPerByte = 16;
-constexpr std::uint64_t fsManyBytes = 0x1000000; // for a text above this size, the next factor applies
+constexpr std::uint64_t fsManyBytes = 0x1000000;
 constexpr std::uint64_t fsRoomPerByteOfMany = 4; // a character may need more bytes in another encoding
 constexpr std::uint64_t fsArgumentBytes = 32;    // added for each argument, besides its text
 constexpr std::uint64_t fsMostBytes = 0x3FFFFFFE;
@@ -112,7 +113,7 @@ private:
         return count;
     }
 
-    // A full text takes nothing more, because dropped characters would be missing before any later ones.
+    // A full text takes nothing more: after dropped characters, later ones would be out of place.
     std::size_t Grow(std::size_t count) {
         if (fIsFull)
             return 0;
