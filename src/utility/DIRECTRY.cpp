@@ -61,7 +61,8 @@ bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int co
     return false;
 }
 
-// Returns 0 if the directory was made or a file of that name exists. Otherwise traces the reason and returns 1.
+// Returns 0 if the directory was made, or if a directory or file of that name exists. Otherwise traces the reason and
+// returns 1.
 int Make(char const *path) noexcept {
     int const error = platform::MakeDirectory(path ? path : "");
     if (error == 0 || error == EEXIST)

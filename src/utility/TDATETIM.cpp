@@ -15,7 +15,7 @@ namespace {
 
 constexpr int fsSecondsPerDay = 86400;
 // QueryString() enlarges its buffer until the text fits, but at most to this multiple of its first size. No conversion
-// makes that many bytes of one byte of the format. The two sizes below, in bytes, bound that limit.
+// makes that many bytes of one byte of the format. The limit is between the two sizes below, which are in bytes.
 constexpr std::uint64_t fsMostGrowth = 64;
 constexpr std::uint64_t fsLeastEnd = 0x10000;
 constexpr std::uint64_t fsLastEnd = 0x10000000;

@@ -1,10 +1,10 @@
 #ifndef TUZUTIL_STREAM_FAILURE
 #define TUZUTIL_STREAM_FAILURE
 
-// The exceptions of the library's stream buffers. A standard stream would catch an exception of its buffer, unless its
-// exception mask holds badbit and failbit. Each exception therefore carries a token, which lists the streams that the
-// exception passes. While the token exists, the masks of these streams hold both bits. When the token is destroyed,
-// both bits of each stream's mask and state get their former values.
+// The exceptions of the library's stream buffers. If its buffer throws, a standard stream sets badbit or failbit, and
+// drops the exception unless its exception mask holds that bit. Each of our exceptions therefore carries a token, which
+// lists the streams that the exception passes. While the token exists, the masks of these streams hold both bits. When
+// the token is destroyed, both bits of each stream's mask and state get their former values.
 
 #include "tuzutil/STRMCTL.h"
 
