@@ -57,9 +57,8 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
     return fComponent == other.fComponent && fName.isEqual(other.fName);
 }
 
-// The registry. Registration takes no lock, because the categories of a library register under the lock of the system's
-// loader. A thread that writes an entry may hold a lock of this library and wait for the loader's lock. With a lock
-// here, the two threads could wait for each other.
+// The registry. Categories register under the lock of the system's loader. Registration takes no lock of this library,
+// because a thread that holds such a lock may be waiting for the loader's lock.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))
