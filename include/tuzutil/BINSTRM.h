@@ -13,17 +13,19 @@
 //     if (!stream)
 //         std::cerr << "too short\n";
 //
-// Ownership:  The wrapped stream is borrowed and must outlive the adaptor. These adaptors have no buffer: a copy is a
-//             second adaptor on the same stream, with the same order.
+// Ownership:  The stream that an object wraps is borrowed and must outlive the object. The object has no buffer: a copy
+//             is a second object on the same stream, with the same byte order.
 // Threads:    One thread at a time may use a stream, as with the wrapped stream.
-// Failures:   They show in the state of the wrapped stream. Exceptions come only from that stream (see its
-//             exceptions()), and as TOutOfMemory if there is no memory for a TString whose bytes have arrived.
+// Failures:   A failure sets the state bits of the wrapped stream. TOutOfMemory is thrown if there is no memory for a
+//             TString whose bytes have arrived. All other exceptions are those of the wrapped stream (see its
+//             exceptions()).
 // Surprises:
-// - `long` takes 4 bytes on every target. Writing one that does not fit sets the fail bit and writes nothing.
+// - A long takes 4 bytes on every target. If its value does not fit in 4 bytes, writing it sets the fail bit and writes
+//   nothing.
 // - A long double takes 8 bytes in host order and 10 in network order, so both sides must use the same order.
 // - Characters and zero-terminated text are *formatted*: width, fill and skipws apply, and no length is written. Use
 //   put, get, read and write for exact bytes, and TString for text that is to be read again.
-// - Reading an empty TString leaves the target as it was.
+// - Reading an empty TString leaves the target unchanged.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -37,8 +39,9 @@
 #include <ostream>
 #include <type_traits>
 
-// A value that is stored in network byte order, preceded by `filler` zero bytes. The streams move it unchanged,
-// whatever their order is. A long that does not fit in 32 bits becomes the nearest value that does.
+// A value that is stored in network byte order, after `filler` zero bytes. The streams read and write its bytes
+// unchanged, whatever the order of the stream is. A long that does not fit in 32 bits becomes the nearest value that
+// does.
 template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:
@@ -92,7 +95,7 @@ static_assert(sizeof(TNetworkInt) == 4 && sizeof(TNetworkUnsigned) == 4 && sizeo
 static_assert(sizeof(TNetworkUnsignedLong) == 4 && sizeof(TNetworkFloat) == 4);
 static_assert(sizeof(TNetworkDouble) == 8 && sizeof(TNetworkLongDouble) == 10);
 
-// VBinaryStreamBase: holds the byte order and passes on the state and format of the wrapped stream.
+// VBinaryStreamBase: holds the byte order, and gives access to the state and format of the wrapped stream.
 class TUZUTIL_API VBinaryStreamBase {
 public:
     explicit VBinaryStreamBase(std::ios &stream, int networkOrder = 0) noexcept
@@ -104,8 +107,8 @@ public:
     int IsNetworkOrder() const noexcept { return static_cast<int>(fOrder & fsNetwork); }
     int IsHostOrder() const noexcept { return IsNetworkOrder() ^ 1; }
 
-    // These call the wrapped stream's members. `long` and `int` values are the standard library's format and state
-    // bits.
+    // These functions call the functions of the same name of the wrapped stream. An argument of type `long` is a
+    // combination of std::ios_base::fmtflags.
     std::ios_base::fmtflags flags() const { return fIos->flags(); }
     std::ios_base::fmtflags flags(long value) { return fIos->flags(Format(value)); }
     std::ios_base::fmtflags setf(long value) { return fIos->setf(Format(value)); }
@@ -127,7 +130,7 @@ public:
     bool fail() const { return fIos->fail(); }
     bool bad() const { return fIos->bad(); }
     bool good() const { return fIos->good(); }
-    void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // sets exactly this state
+    void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // std::ios_base::iostate
 
 protected:
     std::ios &Ios() const noexcept { return *fIos; }
@@ -141,8 +144,8 @@ private:
     std::uint32_t fOrder; // bit 0: network order
 };
 
-// TiBinaryStream: reads values from an istream. If a number is cut short, the bytes that did not arrive are 0 in
-// network order and unchanged in host order.
+// TiBinaryStream: reads values from an istream. If the data end within a number, its missing bytes are 0 in network
+// order; in host order they keep their old values.
 class TUZUTIL_API TiBinaryStream : public virtual VBinaryStreamBase {
 public:
     explicit TiBinaryStream(std::istream &stream, int networkOrder = 0) noexcept
@@ -163,12 +166,12 @@ public:
         return *this;
     }
 
-    // These are formatted input: they skip leading white space while skipws is set.
+    // These functions read formatted input: they skip leading white space if skipws is set.
     TiBinaryStream &operator>>(char &value);
     TiBinaryStream &operator>>(signed char &value);
     TiBinaryStream &operator>>(unsigned char &value);
-    // Reads a word of at most width() - 1 characters if a width is set, and never more than the array holds. A bare
-    // pointer without a width has no bound at all: never use it for data from strangers.
+    // Reads a word: at most width() - 1 characters if a width is set, and never more than the array holds. With a bare
+    // pointer and no width, nothing limits the length: never read data from strangers that way.
     template <typename Char, std::size_t size, typename = std::enable_if_t<sizeof(Char) == 1>>
     TiBinaryStream &operator>>(Char (&text)[size]) {
         return ReadWord(reinterpret_cast<char *>(text), size);
@@ -185,7 +188,7 @@ public:
     TiBinaryStream &operator>>(std::ios_base &(*manipulator)(std::ios_base &));
     TiBinaryStream &operator>>(TiBinaryStream &(*manipulator)(TiBinaryStream &));
 
-    // These call the wrapped stream's members.
+    // These functions call the functions of the same name of the wrapped stream.
     TiBinaryStream &read(char *bytes, int count);
     TiBinaryStream &read(signed char *bytes, int count);
     TiBinaryStream &read(unsigned char *bytes, int count);
@@ -193,7 +196,8 @@ public:
     TiBinaryStream &seekg(std::streamoff position);
     TiBinaryStream &seekg(std::streamoff offset, std::ios_base::seekdir from);
     std::streamoff tellg();
-    // get() reads up to `count` - 1 characters and leaves the delimiter in the stream. An empty line is no failure.
+    // Reads at most `count` - 1 characters and leaves the delimiter in the stream. Unlike std::istream::get(), this
+    // function does not fail at an empty line.
     TiBinaryStream &get(char *text, int count, char delimiter = '\n');
     TiBinaryStream &getline(char *text, int count, char delimiter = '\n');
     TiBinaryStream &get(std::streambuf &to, char delimiter = '\n');
@@ -220,7 +224,7 @@ private:
     std::istream &Unformatted() noexcept;
 
     std::istream *fStream;
-    std::streamsize fCount = fsAskStream; // bytes that our last read got without the wrapped stream's counting them
+    std::streamsize fCount = fsAskStream; // bytes of the last read, or fsAskStream if the wrapped stream counted them
 };
 
 // ToBinaryStream: writes values to an ostream.
@@ -233,19 +237,19 @@ public:
     ToBinaryStream &operator<<(unsigned short value);
     ToBinaryStream &operator<<(int value);
     ToBinaryStream &operator<<(unsigned int value);
-    ToBinaryStream &operator<<(long value); // a value beyond 4 bytes sets the fail bit and writes nothing
+    ToBinaryStream &operator<<(long value); // a value that needs more than 4 bytes sets the fail bit
     ToBinaryStream &operator<<(unsigned long value);
     ToBinaryStream &operator<<(float value);
     ToBinaryStream &operator<<(double value);
-    ToBinaryStream &operator<<(long double value); // as a double; in network order after two zero bytes
+    ToBinaryStream &operator<<(long double value); // as a double, in network order after two zero bytes
     template <typename Host, typename Wire, std::size_t filler>
     ToBinaryStream &operator<<(TNetworkValue<Host, Wire, filler> const &value) {
         WriteBytes(&value, sizeof value);
         return *this;
     }
 
-    // These are formatted output: width and fill apply. Text ends before its terminating zero; a null pointer writes
-    // nothing.
+    // These functions write formatted output: width and fill apply. A text is written without its terminating zero. A
+    // null pointer writes nothing.
     ToBinaryStream &operator<<(char value);
     ToBinaryStream &operator<<(signed char value);
     ToBinaryStream &operator<<(unsigned char value);
@@ -258,12 +262,12 @@ public:
     ToBinaryStream &operator<<(std::ios_base &(*manipulator)(std::ios_base &));
     ToBinaryStream &operator<<(ToBinaryStream &(*manipulator)(ToBinaryStream &));
 
-    // These call the wrapped stream's members.
+    // These functions call the functions of the same name of the wrapped stream.
     ToBinaryStream &write(char const *bytes, int count);
     ToBinaryStream &write(signed char const *bytes, int count);
     ToBinaryStream &write(unsigned char const *bytes, int count);
     int opfx();  // flushes the tied stream; returns 1 if the stream is ready for output
-    void osfx(); // flushes the stream if its unitbuf is set
+    void osfx(); // flushes the stream if unitbuf is set
     ToBinaryStream &flush();
     ToBinaryStream &seekp(std::streamoff position);
     ToBinaryStream &seekp(std::streamoff offset, std::ios_base::seekdir from);
@@ -290,12 +294,12 @@ public:
           ToBinaryStream(stream, networkOrder) {}
 };
 
-// Writes a TString as its length in bytes and a reserved 0, both as unsigned long, and then its bytes. Flags are not
+// Writes the length in bytes and a reserved 0, both as unsigned long, and then the bytes. The string's flags are not
 // written.
 TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
-// Reads a TString. Memory is allocated only as bytes arrive, whatever length is announced. If the data end early, the
-// text consists of the bytes that arrived. The target gets a buffer of its own, without flags; it stays unchanged if
-// the length is 0 or cannot be read.
+// Reads a TString. Whatever length is announced, memory is allocated only as bytes arrive. If the data end early, the
+// text consists of the bytes that arrived. The target gets a new buffer without flags. If the length is 0 or cannot be
+// read, the target stays unchanged.
 TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
 
 #endif

@@ -11,15 +11,18 @@
 //     for (TString *name = cursor.Element(); name; name = cursor.Next())
 //         std::cout << *name << '\n'; // in the order of insertion
 //
-// Ownership:  A set deletes its elements in its destructor, not in Remove(). A sparse array deletes a value that is
-//             replaced or removed. TElemPointer refers to an object without owning it.
-// Threads:    Collections take no lock. REQUIRES: the owner of a collection guards it.
-// Failures:   TOutOfMemory if there is no memory for a link or an entry; TInvalidParameter "Index beyond 32 bits" from
-//             Set(), which then changes nothing. Unknown elements and positions yield null or change nothing.
+// Ownership:  A set deletes its elements when the set is destroyed, but not in Remove(). A sparse array deletes a value
+//             that is replaced or removed, and all values when the array is destroyed. TElemPointer refers to an object
+//             without owning it.
+// Threads:    Collections take no lock. REQUIRES: if several threads use a collection, the program guards it.
+// Failures:   TOutOfMemory if there is no memory for a link or an entry. Set() throws TInvalidParameter "Index beyond
+//             32 bits" and then changes nothing. If an element or position is unknown, functions return null or change
+//             nothing.
 // Surprises:
-// - Positions are 0-based. Add(element, position) behaves irregularly, see there.
+// - Positions are 0-based. Add(element, position) rarely inserts at that position: see the comment there.
 // - DeleteSet() leaves the count as it is.
-// - Setting a null value makes an entry if the index has none, and removes the entry if it has one.
+// - In a sparse array, setting null adds an entry if the index has none. If the index has an entry, setting null
+//   removes it.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/PURETRAP.h"
@@ -39,8 +42,9 @@ public:
     virtual ~TBaseSetOf(); // deletes the links, not the elements
 
     void Add(void *element); // appends; one pointer may be added several times
-    // Appends if the position is 0, the count, or more. At any other position the new link becomes both the first and
-    // the last, which makes the chain circular, and the count grows by 2. Cursors stop before they would begin again.
+    // Appends if the position is 0, or not less than the count. At any other position the new link becomes both the
+    // first and the last link. The chain of links is then circular, and the count grows by 2. A cursor stops before it
+    // would return to the first link.
     void Add(void *element, unsigned long position);
     void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
     void *Find(unsigned long index) const noexcept;
@@ -49,16 +53,16 @@ public:
 protected:
     TBaseSetOf() noexcept = default;
 
-    // Deletes elements and links. The count stays as it is.
+    // Deletes the elements and the links. The count stays as it is.
     void DeleteSet();
-    // Destroys one element. Subclasses must override it; the base's version ends in TPureCall::Trap().
+    // Destroys one element. Subclasses must override this function: the base's version calls TPureCall::Trap().
     virtual void DeleteElement(void *element);
 
 private:
     class TElement;
 
     TElement *GetFirst() const noexcept { return fFirst; }
-    TElement *Following(TElement const *link) const noexcept; // null at the end, also of a circular chain
+    TElement *Following(TElement const *link) const noexcept; // null after the last, also in a circular chain
     TElement *Preceding(TElement const *link) const noexcept;
     void Detach() noexcept;
     void DeleteLinks(TElement *first) noexcept;
@@ -66,13 +70,13 @@ private:
     std::uint32_t fCount = 0;
     TElement *fFirst = nullptr;
     TElement *fLast = nullptr;
-    TElement *fDetached = nullptr; // the links that an insertion into a circular chain cut off
+    TElement *fDetached = nullptr; // links that an insertion has cut off from a circular chain
 };
 
 // A place in a set. REQUIRES: nobody removes the link at which the cursor is.
 class TUZUTIL_API TBaseSetOf::Cursor {
 public:
-    void *Element() const noexcept; // null after the last
+    void *Element() const noexcept; // null at the end
     void *Next() noexcept;
     bool IsAtEnd() const noexcept { return !fLink; } // tells the end from a null element
 
@@ -113,12 +117,13 @@ protected:
     void DeleteElement(void *element) override { delete static_cast<T *>(element); }
 };
 
-// A list that finds its elements by a key. An element offers Key(). Keys are compared with IsEqual, or with == if they
-// have no IsEqual.
+// A list that finds its elements by a key. REQUIRES: T has a function Key(). Keys are compared with IsEqual(), or with
+// == if they have no IsEqual().
 template <typename T, typename K>
 class TKeySetOf : public TSetOf<T> {
 public:
-    // Returns the first element with that key in the order of insertion, or null. Null elements have no key.
+    // Returns the first element, in the order of insertion, that has this key. Returns null if there is none. Null
+    // elements are skipped.
     T *FindKey(K const &key) const {
         for (typename TSetOf<T>::Cursor cursor(*this); !cursor.IsAtEnd(); cursor.Next()) {
             T *const element = cursor.Element();
@@ -143,7 +148,7 @@ private:
     }
 };
 
-// A list whose copies hold copies of the elements.
+// A list that can be copied: the copy holds copies of the elements.
 template <typename T>
 class TSetOfCopy : public TSetOf<T> {
 public:
@@ -186,7 +191,7 @@ private:
     T *fTarget;
 };
 
-// The base of the typed sparse arrays: untyped values in the order of their indexes.
+// The base of the typed sparse arrays: untyped values, sorted by their indexes.
 class TUZUTIL_API TBaseSparseArrayOf {
 public:
     TBaseSparseArrayOf(TBaseSparseArrayOf const &) = delete;
@@ -201,13 +206,15 @@ protected:
     void Set(unsigned long index, void *value);
     void *Find(unsigned long index) const noexcept;
     void *FindIndex(unsigned long position, unsigned long &index) const noexcept;
-    // Returns the entry and stores its position; if there is none, returns null and stores where it would be inserted.
+    // Returns the entry at the index and stores its position. If there is no such entry, returns null and stores the
+    // position at which the entry would be inserted.
     TSparseArrayElement *FindEntry(unsigned long index, unsigned long &position) const noexcept;
     unsigned long QueryHighestIndex() const noexcept;
     unsigned long QueryCount() const noexcept { return fCount; }
     unsigned long QueryCapacity() const noexcept { return fCapacity; }
     void DeleteArray();
-    // Destroys one value, which may be null. Subclasses must override it; the base's version ends in TPureCall::Trap().
+    // Destroys one value, which may be null. Subclasses must override this function: the base's version calls
+    // TPureCall::Trap().
     virtual void DeleteElement(void *value);
 
 private:
@@ -228,11 +235,12 @@ public:
     TSparseArrayOf() noexcept = default;
     ~TSparseArrayOf() override { DeleteArray(); }
 
-    // A value replaces and deletes the one at this index. Null removes the entry at this index, or makes a null entry
-    // if there is none.
+    // A value other than null replaces the value at this index, and the old value is deleted. Null removes the entry at
+    // this index. If there is no entry, null adds one without a value.
     void Set(unsigned long index, T *value) { TBaseSparseArrayOf::Set(index, value); }
     T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSparseArrayOf::Find(index)); }
-    // Returns the value at that position in the order of indexes, and stores its index; null after the last.
+    // Returns the value at this position in the order of the indexes, and stores its index. Returns null if the
+    // position is not less than the count.
     T *FindIndex(unsigned long position, unsigned long &index) const noexcept {
         return static_cast<T *>(TBaseSparseArrayOf::FindIndex(position, index));
     }

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_CONCSTRM_H
 #define TUZUTIL_CONCSTRM_H
 
-// TiConcatStream: reads several streams one after another, line by line, as if they were one, and can turn LF line ends
-// into CR LF.
+// TiConcatStream: reads several streams one after another, as if they were one. It reads them line by line, and can
+// turn LF line ends into CR LF.
 //
 // Example:
 //     std::istringstream header("Subject: x\n\n");
@@ -11,15 +11,15 @@
 //     std::ostringstream all;
 //     all << message.rdbuf(); // "Subject: x\r\n" "\n" "Hello\r\n"
 //
-// Ownership:  The stream copies the list of sources. The sources are borrowed and must outlive the stream.
+// Ownership:  The stream copies the list of sources. The sources themselves are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
-// Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit;
-//             writing fails. An exception of a source passes through the stream.
+// Failures:   An exception of a source passes through the stream. The stream itself throws nothing: if there is no
+//             memory for its buffer, reading sets the bad bit. Writing to its buffer always fails.
 // Surprises:
-// - If a source does not end its last line with LF, that line is lost, unless SetWholeLines() is on. If that line is
-//   longer than a piece, its whole pieces are delivered, and the next source follows them directly.
-// - An empty line stays a bare LF unless SetWholeLines() is on. A line that ends in CR LF is not changed.
-// - If a source sets its bad bit, the whole stream ends. The part of its last line that was read is delivered.
+// - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. Only its full
+//   pieces are delivered if it is longer than a piece (see TConcatStreamBuf).
+// - An empty line remains a bare LF, unless SetWholeLines() is on. A line that already ends with CR LF is not changed.
+// - If a source sets its bad bit, the data end for the whole stream. The bytes that were read before are delivered.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
 
 #include "tuzutil/FILTSTRM.h"
@@ -30,11 +30,11 @@
 #include <memory>
 #include <vector>
 
-// The buffer of TiConcatStream. It delivers lines in pieces. A piece has at most the buffer size minus 13 bytes, plus
+// The buffer of TiConcatStream. It delivers a line in pieces. A piece has at most the buffer size minus 13 bytes, plus
 // the line end.
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
 public:
-    // A `crLf` other than 0 turns LF line ends into CR LF. The buffer size is at least 14 bytes and at most 1 GiB.
+    // If `crLf` is not 0, LF line ends become CR LF. A buffer size below 14 counts as 14, and one above 1 GiB as 1 GiB.
     TConcatStreamBuf(int crLf, std::istream &source);
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source);
     TConcatStreamBuf(int crLf, std::istream &first, std::istream &second);
@@ -43,8 +43,8 @@ public:
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TConcatStreamBuf() override;
 
-    // If not 0, every line is delivered whole: a last line without a line end gets one, and with CR LF
-    // an empty line becomes CR LF too.
+    // If `on` is not 0, a last line without a line end is delivered with one. If `crLf` is not 0 either, an empty line
+    // becomes CR LF.
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
 protected:
@@ -66,7 +66,7 @@ private:
     bool fCrLf;
     bool fWholeLines = false;
     char fLast = '\n';         // the last byte delivered
-    std::size_t fGathered = 0; // bytes read of a piece before a source threw
+    std::size_t fGathered = 0; // bytes of an incomplete piece, if a source threw
 };
 
 class TUZUTIL_API TiConcatStream : public std::istream {

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_DIRECTRY_H
 #define TUZUTIL_DIRECTRY_H
 
-// TDirectory: lists the entries of a directory, and makes directories and whole trees of them.
+// TDirectory: lists the entries of a directory, and makes directories with their missing parents.
 //
 // Example:
 //     TDirectory::MakeTree("C:\\mail\\users\\anna");
@@ -11,16 +11,17 @@
 //     for (TString path = folder.FindFirst(&isDirectory, &name); path; path = folder.FindNext(&isDirectory, &name))
 //         std::cout << name << (isDirectory ? "\\" : "") << '\n'; // anna, followed by a backslash
 //
-// Ownership:  Copies share the enumeration; the first copy that is destroyed ends it for all.
+// Ownership:  Copies share one enumeration. The first copy that is destroyed ends it for all of them.
 // Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
-// Failures:   A null string means that nothing was found; a result other than 0 means that no directory was made. The
-//             reason is traced in the category Directory at level 4, or at level 8 if the system refuses to make a
-//             directory.
+// Failures:   FindFirst() and FindNext() return a null string if nothing is found or the directory cannot be read; no
+//             reason is traced. MakeDir() and MakeTree() return a value other than 0 if a directory is not made. The
+//             reason is traced in the category Directory at level 8. FindFirst() throws TOutOfMemory if there is no
+//             memory for a search.
 // Surprises:
-// - FindFirst() and FindNext() list only files unless the caller passes a place for isDirectory.
-// - The order of the entries is that of the system.
-// - On Linux, an entry whose name contains a backslash is omitted and traced at level 8, because its name would
-//   denote another file. NativeEntries() gives it.
+// - FindFirst() and FindNext() list directories only if `isDirectory` is not null.
+// - The entries are listed in the order in which the system returns them.
+// - On Linux, an entry with a backslash in its name is omitted and traced at level 8, because this library would take
+//   its name for a path. NativeEntries() lists such entries too.
 // - MakeDir() succeeds if a file of that name exists.
 
 #include "tuzutil/EXPORT.h"
@@ -34,18 +35,18 @@
 class TUZUTIL_API TDirectory {
 public:
     TDirectory(char const *path) : fPath(path) {}
-    // Throws TInvalidParameter if TFileName cannot hold the path, which on Linux is so if it contains a backslash.
+    // Throws TInvalidParameter if TFileName cannot hold the path. On Linux, this is so if the path contains a backslash.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TDirectory(Path const &path) : fPath(TFileName(path).QueryNameLocal()) {}
-    // Copies share the path and the enumeration of the other. An assignment first closes the enumeration of the left
-    // side.
+    // A copy has the same path and shares the enumeration. An assignment first ends the enumeration of the left side,
+    // unless both sides already share it.
     TDirectory(TDirectory const &other) noexcept = default;
     TDirectory &operator=(TDirectory const &other);
     ~TDirectory();
 
-    // Return the full path of the first or next entry, null at the end; "." and ".." are omitted. If the pointers are
-    // not null, the functions store 1 for a directory or 0 for a file in `*isDirectory`, and the name without its path
-    // in `*name`, null at the end.
+    // Return the full path of the first or the next entry, or null at the end. The entries "." and ".." are omitted. If
+    // `isDirectory` is not null, `*isDirectory` becomes 1 for a directory and 0 for a file. If `name` is not null,
+    // `*name` becomes the name without the path, or null at the end.
     TString FindFirst(int *isDirectory = nullptr, TString *name = nullptr);
     TString FindNext(int *isDirectory = nullptr, TString *name = nullptr);
 
@@ -57,9 +58,10 @@ public:
 
     static TString Combine(TString const &first, TString const &second); // always puts a separator between them
     static int MakeDir(TString const &path);                             // 0 if it exists afterwards, 1 on failure
-    // Makes the directory and its missing parents. Returns 0, or 1 on failure, or 2 if there is no parent to make. It
-    // makes no parent whose only separator is its first one, so "a\b" needs "a". It traces "Created directory" also if
-    // a parent could not be made.
+    // Makes the directory and its missing parents. Returns 0 if the directory exists afterwards. Returns 2 if no
+    // directory of the path could be made, and traces this at level 4. Returns 1 if a directory below a new parent
+    // could not be made; "Created directory" is traced even then. The part of the path before the first separator is
+    // never made: for "a\b", "a" must exist.
     static int MakeTree(TString const &path);
     // The same for a path of the standard library, which may contain any character. The second one makes all missing
     // parents and never returns 2.

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_DOTBYTE_H
 #define TUZUTIL_DOTBYTE_H
 
-// TDotByteStream: a text body on a line-oriented mail or news connection, where a line with a single "." ends the body
-// and lines that begin with "." get a second one.
+// TDotByteStream: reads and writes the body of a message on a mail or news connection. A line "." ends the body. A line
+// of the body that begins with "." is sent with a second "." in front.
 //
 // Example:
 //     std::ostringstream connection;
@@ -17,12 +17,13 @@
 //     char next = static_cast<char>(answer.get()); // 'X'
 //
 // Ownership:  Source and sink are borrowed and must outlive the stream.
-// Threads:    One reader or writer at a time; any thread may call Cancel().
-// Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" reach the caller of this stream, see
-//             TDotByteStreamBuf. A failing source or sink shows in its own state.
+// Threads:    One thread at a time may read or write. Any thread may call Cancel().
+// Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" pass through the stream to the caller, see
+//             TDotByteStreamBuf. If the source or sink fails, its own state bits are set.
 // Surprises:
-// - Reading ends a line at CR LF only, but writing at any LF, so that "a\n.b" comes back as "a\n..b".
-// - The destructor neither flushes nor ends the body. See the member functions for what they require.
+// - When reading, only CR LF ends a line; when writing, any LF does. Therefore "a\n.b" is written, and read back, as
+//   "a\n..b".
+// - The destructor neither flushes the stream nor ends the body. Call WriteTermination() before.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
@@ -39,35 +40,36 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 
 // The buffer of the dot-byte streams.
 //
-// Line ends. Because reading takes only CR LF and writing takes any LF, no other end of the data is ever accepted or
-// produced by mistake. A bare CR passes unchanged in both directions. Other programs may read it as a line end, so a
-// caller that forwards a body from a stranger should replace each bare CR by CR LF. std::getline() into a std::string
-// takes a line of any length: if strangers write the lines, read with a bound.
+// Line ends. Reading accepts only CR LF as a line end, so no other bytes are taken for the end of the body by mistake.
+// Writing doubles a dot after any LF, so the bytes of a body never look like its end. A bare CR passes unchanged in
+// both directions. Other programs may take it for a line end: a program that forwards a body from a stranger should
+// replace each bare CR by CR LF. std::getline() into a std::string accepts a line of any length. If strangers write the
+// lines, use a function that limits the length.
 //
-// End of the body. If source.good() is true at the end of the body, the body is complete; otherwise it was cut short.
-// If a source ends at the start of a line and has more bytes after a clear(), they are read as if they were inside that
-// line.
+// End of the body. If source.good() is true when reading ends, the body is complete; otherwise it was cut short. If a
+// source ends at the start of a line and delivers more bytes after a clear(), these bytes count as being inside a line.
 //
-// Failures. A read after Cancel() throws TDotByteError "Cancel". If a limit of lines is set, the write or flush that
-// passes on the last allowed line ends the body and then throws TDotByteLinesException "Lines"; if std::unitbuf is set
-// while bytes wait, the next write throws it. If another stream does the reading or writing (out << in.rdbuf(), or a
-// stream tied to this one), that stream goes bad instead. If the sink is no longer good, its fail bit is set and it
-// gets no bytes.
+// Failures. A read after Cancel() throws TDotByteError "Cancel". If the number of lines is limited, the write or flush
+// that passes on the last allowed line ends the body and then throws TDotByteLinesException "Lines". If std::unitbuf
+// was set while bytes were waiting in the buffer, a flush does not throw; the next write throws instead. If another
+// stream runs the operation (out << in.rdbuf(), or a stream that is tied to this one), that other stream sets its bad
+// bit instead. If the sink is not good(), nothing is written to it, and its fail bit is set.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
     explicit TDotByteStreamBuf(std::ostream &sink);
     // Passes on the header, the first empty line and `lines` more lines, then ends the body and throws "Lines". A line
-    // of less than 3 bytes counts as empty, so "x\n" does too.
+    // of less than 3 bytes, including its line end, counts as empty. For example, "x\n" does.
     TDotByteStreamBuf(std::ostream &sink, unsigned long lines);
     explicit TDotByteStreamBuf(std::iostream &stream);
     ~TDotByteStreamBuf() override;
 
-    // Discards everything through the end line, or to the end of the source. Returns 0.
+    // Discards all bytes up to the end of the body, including the line ".". Stops if the source ends. Returns 0.
     int ReadToTermination();
-    // Writes the bytes that wait and the end line, and flushes the sink. Returns 0, or -1 if the body has already been
-    // ended or if the sink failed. REQUIRES: the caller has ended the last line; otherwise ".\r\n" becomes part of it,
-    // and the other side keeps waiting. The sink must not change line ends (open files with std::ios::binary).
+    // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if the body has already been
+    // ended or the sink has failed. REQUIRES: the body is empty or ends with a line end; otherwise the "." becomes part
+    // of its last line, and the other side keeps waiting. The sink does not change line ends: open files with
+    // std::ios::binary.
     int WriteTermination();
     void Cancel() noexcept { fCancel.store(1); } // the next read throws
 
@@ -78,10 +80,10 @@ protected:
 
 private:
     enum class State {
-        terminated,  // the end line was read or written
-        atLineStart, // nothing came yet, or CR LF came last (writing: any LF)
-        insideLine,  // something else came last
-        afterCr      // CR came last; only reading uses this state
+        terminated,  // the line "." was read or written
+        atLineStart, // at the first byte, or after CR LF; when writing, after any LF
+        insideLine,  // after any other byte
+        afterCr      // after a CR; only when reading
     };
 
     TDotByteStreamBuf(std::istream *source, std::ostream *sink, std::uint32_t size);
@@ -108,8 +110,8 @@ private:
     bool fLinesLimited = false;
     bool fInBody = false; // an empty line was written
     std::uint32_t fLinesLeft = 0;
-    std::uint64_t fLineLength = 0; // bytes written of the current line
-    std::size_t fGathered = 0;     // bytes read of a piece before the source threw
+    std::uint64_t fLineLength = 0; // bytes of the current line that were written
+    std::size_t fGathered = 0;     // bytes of an incomplete piece, if the source threw
 };
 
 class TUZUTIL_API TDotByteStream : public std::iostream {
