@@ -12,16 +12,16 @@
 //         problem.Throw(); // with its own class
 //     }
 //
-// Ownership:  Exceptions are thrown by value. Texts are TStrings. The group and the texts of locations are borrowed and
-//             must be static.
-// Threads:    An exception belongs to the thread that threw it. Pass its texts to another thread, not the object.
-// Failures:   No member throws, except Throw(). An index out of range yields null, and a text for which there is no
-//             memory becomes null. The library's TOutOfMemory takes its text from static memory, so it always has one.
+// Ownership:  An exception holds its texts. The group and the names in the locations are borrowed and must be static.
+// Threads:    An exception belongs to the thread that threw it. Pass copies of its texts to other threads, not the
+//             object.
+// Failures:   Of the members, only Throw() throws. An index out of range yields null. A text becomes null if there is
+//             no memory for it, but the library's own TOutOfMemory always has its text, which is in static memory.
 // Surprises:
 // - text(0) is the newest text, but locationAtIndex(0) is the oldest location.
-// - A sixth text or location does not shift the whole list, see appendText().
-// - TException does not derive from std::exception. If a program catches none of these exceptions, it ends after
-//   writing the name and the text to standard error.
+// - There is room for five texts and five locations. A sixth does not simply replace the oldest, see appendText().
+// - TException does not derive from std::exception. If a program does not catch it, the program ends after writing the
+//   name and the text to standard error.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -54,7 +54,7 @@ public:
     TException &operator=(TException const &other) noexcept;
 
     virtual ~TException();
-    [[noreturn]] virtual void Throw(); // throws a copy, of the object's own class
+    [[noreturn]] virtual void Throw(); // throws a copy that has the class of this object
     virtual int isRecoverable() const noexcept;
     virtual TException &addLocation(TExceptionLocation const &location) noexcept; // a sixth: see appendText()
     virtual char const *name() const noexcept;                                    // the name of the class
@@ -67,9 +67,9 @@ public:
     unsigned long errorId() const noexcept { return fErrorId; }
     char const *errorCodeGroup() const noexcept { return fGroup; }
 
-    TException &setText(char const *text) noexcept; // the only text from now on
-    // Adds a text. If there are five already, each of the first three takes the value of the one after it, the fourth
-    // stays (so its value is there twice), and the fifth becomes the new text.
+    TException &setText(char const *text) noexcept; // replaces all texts
+    // Adds a text. If there are already five, in the order of their age a, b, c, d and e, the five texts are then b, c,
+    // d, d and the new one.
     TException &appendText(char const *text) noexcept;
     unsigned long textCount() const noexcept { return fTextCount; }
     char const *text(unsigned long index) const noexcept; // 0: the newest; null beyond textCount()-1
@@ -77,7 +77,7 @@ public:
     unsigned long locationCount() const noexcept { return fLocationCount; }
     TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0: the oldest; null beyond
 
-    // Fetches the text if level "xc" is traced in the category. Writes no record.
+    // Writes nothing to the trace. If level "xc" is traced in the category, calls text(0) and ignores its result.
     TException &Trace(TTrace::Category const &category) noexcept;
     TException &TraceRethrow(TTrace::Category const &category) noexcept { return Trace(category); }
 
@@ -97,8 +97,8 @@ private:
     char const *fGroup = nullptr;
 };
 
-// Declares an exception class of the family: the constructor, Throw() and name(). `api` is the export mark of the
-// library that defines it with TUZUTIL_DEFINE_EXCEPTION.
+// Declares an exception class with its constructor, Throw() and name(); TUZUTIL_DEFINE_EXCEPTION defines them. `api` is
+// the export macro of the library that contains the definition, for example TUZUTIL_API.
 #define TUZUTIL_DECLARE_EXCEPTION(api, Class, Parent)                                                                  \
     class api Class : public Parent {                                                                                  \
     public:                                                                                                            \

@@ -17,11 +17,13 @@
 //     TFilter *filter = TFilter::GetLoader()->Find("spam[spamlib]"); // loads spamlib.dll; null if there is none
 //
 // Ownership:  A loader borrows its factories. They belong to their libraries, which stay loaded until the process ends.
-// Threads:    Any thread may use a loader. Lookups that load a library take turns; other lookups never wait for them.
-// Failures:   TInvalidRequest: "Already defined", "No dll name found", "Singleton Object". If a library cannot be
-//             loaded, a trace entry at level 8 says so, and Find() returns null.
+// Threads:    Any thread may use a loader. Only one lookup at a time loads a library. A lookup of a registered factory
+//             does not wait for a load.
+// Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
+//             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, Find() returns null,
+//             and the reason is traced at level 8.
 // Surprises:
-// - Types are compared by name, ignoring letter case; the name of the library is not compared.
+// - Two types are equal if their names are equal, ignoring letter case. The names of their libraries are not compared.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -33,18 +35,18 @@
 // The name of a factory and of its library.
 class TUZUTIL_API TFactoryType {
 public:
-    // Takes "name[library]", or "name" for both. "x[]" has no library, "x[y" has the library "x". Null makes both names
-    // empty.
+    // The text is "name[library]", or "name" if the library has the same name. "x[]" names no library. "x[y" lacks the
+    // closing bracket, so its library is "x". A null text makes both names null.
     TFactoryType(char const *text);
     TFactoryType(TString const &text);
-    // A copy has texts of its own, because many threads use one type, but one thread at a time uses a string.
+    // Copies do not share their texts, because only one thread at a time may use texts that share a buffer.
     TFactoryType(TFactoryType const &other);
     TFactoryType &operator=(TFactoryType const &other);
 
     TString const &QueryName() const noexcept { return fName; }
     TString const &QueryDllName() const noexcept { return fDllName; }
 
-    // These compare the names and ignore letter case.
+    // These functions compare only the names, and ignore letter case.
     bool operator==(TFactoryType const &other) const noexcept;
     bool operator<(TFactoryType const &other) const noexcept;
     int IsEqual(TFactoryType const &other) const noexcept { return *this == other; }
@@ -56,12 +58,13 @@ private:
 
 class TFactoryLoaderSet;
 
-// The part of the loader that does not depend on the class of the factories. A lookup takes the registry's lock for a
-// moment; a lookup that has to load also holds the loading lock.
+// The part of the loader that does not depend on the class of the factories. Each lookup takes the lock of the set of
+// factories for a moment. A lookup that loads a library also holds a second lock until the library is loaded.
 //
-// REQUIRES: if a library is loaded by other means than a loader, its static objects do not look for a type that is not
-// registered. The constructor of a static object in a library throws nothing, because no exception can cross the
-// system's loader; an exception from the registration of a factory is kept, see Register().
+// REQUIRES: the static objects of a library that is loaded without a TFactoryLoader look only for types that are
+// registered already. Otherwise two threads may wait for each other. The constructor of a static object in a library
+// does not throw, because no exception can pass through the system's loader. Register() keeps an exception for the
+// caller.
 class TUZUTIL_API TFactoryLoaderBase {
 public:
     TFactoryLoaderBase(TFactoryLoaderBase const &) = delete;
@@ -70,24 +73,24 @@ public:
 
     void Add(TFactoryType const &type, void *factory); // throws "Already defined" if the name is taken
     void Remove(TFactoryType const &type);             // does nothing if there is no such type
-    // Returns the factory of that name. If there is none, loads the type's library and looks again; then returns the
-    // factory, or null. Throws what the constructor of a factory threw while the library was loaded.
+    // Returns the factory of that name. If there is none, loads the type's library, and returns the factory that the
+    // library has registered, or null. If the registration of a factory threw during the load, throws that exception.
     void *Find(TFactoryType const &type);
     void *Find(unsigned long index); // in the order of registration, from 0; null after the last
 
-    // Looks for the type's library in the list of directories, and then, by its plain name, in the places where the
-    // system looks for libraries, among them the program's own directory. Always returns 0.
+    // Loads the type's library. Looks for the library in the directories of fsLibpath first, and then where the system
+    // looks for libraries, for example in the program's own directory. Always returns 0.
     int LoadDll(TFactoryType const &type);
-    // Adds ".dll" unless the name ends in it. If libraries have other names on this system, tries those next. Returns
-    // 0, or 1 if no library was loaded.
+    // Loads a library. If the name does not end in ".dll", tries it with ".dll" first. On Linux, tries it with ".so"
+    // next, and then with "lib" before it and ".so" after it. Returns 0, or 1 if no library was loaded.
     int LoadDll(char const *name);
 
-    // Puts the directory before the others in the list. The list has a lock of its own.
+    // Inserts the directory before those in fsLibpath. Any thread may call this function.
     static void AddLibpath(char const *directory);
     static TString &fsLibpath; // directories, each followed by ";"; empty at first
 
-    // Does what Add() does, for a factory that registers itself. While a library is being loaded, an exception is kept
-    // and thrown by the Find() or LoadDll() that loads it. Returns whether the factory is registered.
+    // Adds a factory that registers itself. An exception that occurs while a library is being loaded is kept, and the
+    // Find() or LoadDll() that loads this library throws it. Returns whether the factory is registered.
     bool Register(TFactoryType const &type, void *factory);
 
 protected:
@@ -100,7 +103,7 @@ private:
     void Settle();
 
     std::unique_ptr<TMutexSemaphore> fMutex;         // held while a library is loaded
-    std::unique_ptr<TMutexSemaphore> fRegistryMutex; // held for a moment, never while a library is loaded
+    std::unique_ptr<TMutexSemaphore> fRegistryMutex; // guards fFactories; not held while a library is loaded
     std::unique_ptr<TFactoryLoaderSet> fFactories;
 };
 
@@ -121,7 +124,7 @@ public:
     T *Find(unsigned long index) { return Whole(TFactoryLoaderBase::Find(index)); }
 
 private:
-    // A factory registers the address of its base TFactory<T>, because the T is not constructed yet.
+    // A factory registers the address of its base TFactory<T>, because its own class T is not constructed yet.
     static T *Whole(void *factory) { return static_cast<T *>(static_cast<TFactory<T> *>(factory)); }
 };
 

@@ -1,8 +1,7 @@
 #ifndef TUZUTIL_FILENAME_H
 #define TUZUTIL_FILENAME_H
 
-// TFileName: the name of a file or directory, with backslashes between its parts on every system; narrow or 16-bit
-// text.
+// TFileName: the name of a file or directory, as narrow or 16-bit text. Backslashes separate its parts on every system.
 //
 // Example:
 //     TFileName const name("C:\\mail\\inbox.mbx");
@@ -13,16 +12,18 @@
 //
 // Ownership:  As with TString, copies share one buffer.
 // Threads:    As with TString, one thread at a time.
-// Failures:   TOutOfMemory. On Linux, a path or native name that contains a backslash throws TInvalidParameter
-//             "Backslash in a native name". A character that the other encoding does not have becomes "?".
+// Failures:   TOutOfMemory if there is no memory. On Linux, a path or native name that contains a backslash throws
+//             TInvalidParameter "Backslash in a native name". In a conversion, "?" replaces a character that the other
+//             encoding does not have.
 // Surprises:
-// - An empty folder is not the current one: joined with "inbox" it gives "\inbox", which is in the root. QueryPath() of
-//   a name without a delimiter returns such an empty folder.
-// - Parts are split at backslashes only; FixDelim() turns slashes into them. A byte 0x5C is a delimiter even inside a
-//   double-byte character, and a name with a colon anywhere has a drive.
-// - Converting a nil name gives one zero character. A null name converted to 16-bit text gives "(", the first character
-//   of "(null)".
-// - Pass QueryNameLocal() as a value or as an argument of a message: the class and its base both offer a conversion,
+// - An empty folder does not mean the current one: an empty folder and "inbox" join to "\inbox", which is in the root.
+//   QueryPath() returns an empty folder for a name without a delimiter.
+// - Only the backslash is a delimiter, and a byte 0x5C is one even inside a double-byte character. FixDelim() turns
+//   slashes into backslashes.
+// - If a name contains a colon at any place, the part before it counts as a drive.
+// - Converting an empty name gives one zero character. Converting a null name to 16-bit text gives "(", the first
+//   character of "(null)".
+// - To make a TagVar or an argument of a message, pass QueryNameLocal(). If a TFileName is passed, two conversions fit,
 //   and strict compilers warn.
 
 #include "tuzutil/EXPORT.h"
@@ -38,32 +39,32 @@ class TUZUTIL_API TFileName : public TString {
 public:
     enum Type { unicode = 0, local = 1 };
 
-    static TString const fsDelimLocal; // one backslash, narrow and as 16-bit text
-    static TString const fsDelimUnicode;
+    static TString const fsDelimLocal;   // one backslash, as narrow text
+    static TString const fsDelimUnicode; // one backslash, as 16-bit text
 
     TFileName() noexcept = default; // null
     TFileName(TString const &name) noexcept : TString(name) {}
     TFileName(char const *name) : TString(name) {}
     TFileName(unsigned short const *name) : TString(name) {}
     TFileName(char16_t const *name) : TString(name) {}
-    // Joins both names with exactly one delimiter between them. The result is 16-bit text if one of them is.
+    // Joins both names with exactly one delimiter between them. The result is 16-bit text if one of the names is.
     TFileName(TFileName const &first, TFileName const &second);
     TFileName(TFileName const &other) noexcept = default;
     TFileName &operator=(TFileName const &other) noexcept = default;
     ~TFileName() = default;
 
-    // Converts a path of the standard library: to 16-bit text if the system's names are of 16-bit characters, otherwise
-    // as FromNative() does, which refuses a backslash.
+    // Converts a path of the standard library. The result is 16-bit text if the system's names are of 16-bit
+    // characters. Otherwise the path is converted as FromNative() does it, which refuses a backslash.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TFileName(Path const &path);
 
-    // Returns the path that names the same file; an empty one for null and for an empty name.
+    // Returns the path that names the same file. The path is empty for a null name and for an empty one.
     template <class Path = std::filesystem::path>
     Path NativePath() const;
 
-    // Convert from and to the system's form of a name, which is the narrow name if the system has no other form. On
-    // Linux, FromNative() refuses a name that contains a backslash, because the result would name another file: pass
-    // such a name to the system's own functions.
+    // FromNative() converts a name from the system's form, and QueryNative() converts it into that form. On Linux, the
+    // system's form is narrow text with slashes. There FromNative() refuses a name that contains a backslash, because
+    // the result would name another file. Use std::filesystem::path for such a name.
     static TFileName FromNative(char const *name);
     TString QueryNative() const;
 
@@ -72,13 +73,13 @@ public:
     static TString const &QueryDelimUnicode() noexcept { return fsDelimUnicode; }
     static int SupportsDrive() noexcept { return 1; }
 
-    // Return the name as narrow or as 16-bit text, converted by the current locale if need be.
+    // Return the name as narrow or as 16-bit text. If necessary, they convert it by the rules of the current locale.
     TString QueryNameLocal() const;
     TString QueryNameUnicode() const;
     operator TagVar() const { return TagVar(QueryNameLocal()); }
 
-    // Compares without regard to letter case, by the current locale. A narrow and a 16-bit name are compared as 16-bit
-    // text. Null equals null.
+    // Compares the names by the rules of the current locale, and ignores letter case. A narrow and a 16-bit name are
+    // compared as 16-bit text. Two null names are equal.
     bool operator==(TFileName const &other) const noexcept;
     bool operator!=(TFileName const &other) const noexcept { return !(*this == other); }
 

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_FILTSTRM_H
 #define TUZUTIL_FILTSTRM_H
 
-// TFilterStreamBuf: a base for buffers that pass bytes on to another stream. It is not for use by itself.
+// TFilterStreamBuf: a base class for buffers that pass bytes on to another stream, or read them from one.
 //
 // Example:
 //     class TCapitalsBuf : public TFilterStreamBuf {
@@ -22,9 +22,9 @@
 //
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
-// Failures:   The subclass defines them. Exceptions reach the caller of the attached stream with their own type.
+// Failures:   The subclass defines them. Its exceptions reach the caller of the attached stream with their own type.
 // Surprises:
-// - With std::unitbuf set, no bytes wait: each write passes them on.
+// - If std::unitbuf is set, each write passes its bytes on at once.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -33,11 +33,11 @@
 #include <memory>
 #include <streambuf>
 
-// This class manages the put area, passes its bytes on, and brings exceptions to the caller of the stream (STRMCTL.h).
+// Manages the put area and passes its bytes on. Exceptions reach the caller of the stream, see STRMCTL.h.
 //
-// After a run of bytes is written, the same bytes wait as if they had been written one by one. A standard stream may
-// flush by itself after a write; an exception out of that flush would end the process, so the buffer keeps it, and the
-// next write throws it. Reading throws TOutOfMemory if doallocate() fails.
+// Writing several bytes at once leaves the same bytes in the put area as writing them one by one. If std::unitbuf is
+// set, a standard stream flushes in a destructor, where an exception would end the process. Therefore sync() keeps an
+// exception, and the next write throws it. Reading throws TOutOfMemory if doallocate() fails.
 class TUZUTIL_API TFilterStreamBuf : public std::streambuf {
 public:
     // Sets the stream whose callers receive this buffer's exceptions.
@@ -51,11 +51,11 @@ protected:
     int_type overflow(int_type c) override;
     std::streamsize xsputn(char const *bytes, std::streamsize count) override;
     int_type underflow() override;
-    // Implements pbackfail(): stores any character while there is room, not only the one read last.
+    // For pbackfail(): puts back any character while there is room, even if another character was read there.
     int_type PutBack(int_type c) noexcept;
 
-    // The bytes from `begin` to `end` are to be read. From `back` on there is room for fsPutBackRoom bytes that were
-    // read before them or are put back.
+    // The bytes from `begin` to `end` are the next ones to be read. The memory from `back` to `begin` is for characters
+    // that are put back. underflow() copies the bytes that were read last to its end, at most fsPutBackRoom of them.
     struct TPiece {
         char *back;
         char *begin;
@@ -63,13 +63,13 @@ protected:
     };
     static constexpr std::size_t fsPutBackRoom = 10;
 
-    // Called on first use. Allocates the memory, calls SetPutArea() if this buffer writes, and returns 0; or returns -1
-    // if there is no memory.
+    // Called before reading and writing. Allocates the areas if they do not exist yet, and calls SetPutArea() if the
+    // buffer can be written to. Returns 0, or -1 if there is no memory.
     virtual int doallocate() = 0;
 
     // Allocates memory for the areas; returns null if there is none.
     static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
-    void SetPutArea(char *begin, char *end) noexcept; // an empty area; null closes it
+    void SetPutArea(char *begin, char *end) noexcept; // sets an empty put area; null pointers close it
     void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
 
 private:
@@ -77,8 +77,9 @@ private:
     virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; `count` is at least 1
     virtual bool IsReadable() const noexcept = 0;
     virtual void BeforeRead() {} // underflow() calls it first, also while unread bytes remain; it may throw
-    // Returns the next bytes of the source. At its end, returns no bytes; the pointers are null if the area has been
-    // overwritten. REQUIRES: if it throws, it keeps what it has gathered for the next call.
+    // Returns the next bytes of the source. At the end of the source, returns an empty piece. Its pointers are null if
+    // the memory of the last piece was overwritten. REQUIRES: if ReadPiece() throws, it keeps the bytes that it has
+    // read, and returns them at the next call.
     virtual TPiece ReadPiece() = 0;
 
     bool FlushPutArea();
@@ -88,7 +89,7 @@ private:
 
     TStreamControl fControl;
     std::exception_ptr fKept;
-    char *fBack = nullptr; // how far back characters can be put, while there is a get area
+    char *fBack = nullptr; // `back` of the current piece
     char *fPutBegin = nullptr;
     char *fPutEnd = nullptr;
 };

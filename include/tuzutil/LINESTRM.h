@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_LINESTRM_H
 #define TUZUTIL_LINESTRM_H
 
-// TLineStream: reads another stream line by line, in pieces of bounded size, and counts the lines begun. It passes
-// writes through, buffered.
+// TLineStream: reads another stream line by line, in pieces of limited size, and counts the lines. What is written is
+// buffered and passed on unchanged.
 //
 // Example:
 //     std::istringstream connection("USER joe\r\nPASS secret\r\n");
@@ -13,14 +13,15 @@
 //
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
-// Failures:   The stream throws nothing of its own: if there is no memory for the buffer, reading sets the bad bit.
-//             Reading without a source, and writing without a sink, fail as at the end of file. An exception of the
-//             source or sink passes through the stream; the bytes read before it are kept.
+// Failures:   The stream itself throws nothing. If there is no memory for the buffer, reading sets the bad bit. Reading
+//             without a source ends at once, and writing without a sink fails. An exception of the source or sink
+//             passes through the stream, and the bytes that were read before are kept.
 // Surprises:
-// - CR is data.
-// - Pieces are bounded, lines are not: std::getline() into a std::string takes as many bytes as the other side sends
-//   before its LF. Read from strangers with istream::getline(array, size), which fails on a longer line.
-// - Reaching the end of file right after a complete line counts one more line.
+// - Only LF ends a line. CR is an ordinary character.
+// - The size of a piece is limited, the length of a line is not: std::getline() into a std::string takes as many bytes
+//   as the other side sends before its LF. Read from strangers with istream::getline(array, size), which fails on a
+//   longer line.
+// - If the data end after a complete line, reading the end of file counts one more line.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
 // - The destructor does not flush.
 
@@ -32,8 +33,9 @@
 #include <memory>
 #include <ostream>
 
-// The buffer of the line streams. A piece has at most the size of the reading area minus 12 bytes, plus its LF: 10,229
-// bytes by default, or 5,109 if the stream also writes. The buffer size is at least 500 bytes and at most 1 GiB.
+// The buffer of the line streams. The buffer size is 10,240 bytes by default; a size below 500 counts as 500, and one
+// above 1 GiB as 1 GiB. The reading area is the whole buffer, or half of it if the stream also writes. A piece with its
+// LF has at most the size of the reading area minus 11 bytes.
 class TUZUTIL_API TLineStreamBuf : public TFilterStreamBuf {
 public:
     explicit TLineStreamBuf(std::iostream *stream);
@@ -50,7 +52,8 @@ protected:
     TLineStreamBuf();
     explicit TLineStreamBuf(unsigned long bufferSize);
 
-    // Attach other streams. Bytes that were read ahead or wait to be written are discarded; the count of lines goes on.
+    // Attach other streams. Bytes that were read ahead or wait to be written are discarded. The count of lines
+    // continues.
     void Init(std::iostream *stream);
     void Init(std::istream *source);
     void Init(std::ostream *sink);
@@ -73,7 +76,7 @@ private:
     std::unique_ptr<char[]> fStorage;
     std::uint32_t fLinesRead = 0;
     bool fAtLineStart = true;
-    std::size_t fGathered = 0; // bytes read of a piece before the source threw
+    std::size_t fGathered = 0; // bytes of an incomplete piece, if the source threw
 };
 
 class TUZUTIL_API TLineStream : public std::iostream {

@@ -10,14 +10,14 @@
 //     char digest[16];
 //     md5.Done(digest); // f9 6b 69 7d 7c b7 93 8d 52 5a 2f 31 aa f1 61 d0
 //
-// Ownership:  Bytes are borrowed for the call. Digests are stored in the caller's 16 bytes. A copy has the state of the
-//             original and continues from there.
+// Ownership:  Write() borrows the bytes during the call. Done() stores the digest in 16 bytes of the caller. A copy has
+//             the state of the original and continues from there.
 // Threads:    One thread at a time may use an object.
-// Failures:   None.
+// Failures:   No function fails.
 // Surprises:
-// - The length is counted as a 32-bit number of bits: from 512 MiB on, the digest differs from the standard's.
+// - The length in bits is counted in 32 bits: for 512 MiB or more, the digest differs from that of the standard.
 // - MD5 is historic. Use it for old protocols only, never for new designs.
-// - Message bytes are zeroed by Done(), message bytes and state by the destructor.
+// - Done() zeroes the buffered bytes of the message. The destructor also zeroes the state.
 
 #include "tuzutil/EXPORT.h"
 
@@ -31,7 +31,7 @@ public:
     ~CalculateMD5();
 
     void Write(char const *bytes, unsigned long count) noexcept; // ignored after Done()
-    // Stores the 16 bytes of the digest, not text. If called again, stores the same digest.
+    // Stores the 16 bytes of the digest, which are not text. A second call stores the same digest.
     void Done(char *const digest) noexcept;
 
     // Stores the digest of a zero-terminated text without its terminator. Null counts as empty text.
@@ -45,7 +45,7 @@ private:
     std::uint32_t fByteCount = 0;
     std::uint32_t fFill = 0; // bytes waiting in fBlock
     char fBlock[64] = {};
-    std::uint32_t fBitLength[2] = {}; // the end of the final block: low word, and a high word that stays zero
+    std::uint32_t fBitLength[2] = {}; // the length in bits: low word, and high word, which is always 0
 };
 
 #endif

@@ -12,14 +12,14 @@
 //     std::ostringstream copy;
 //     unsigned long bytes = message.rdbuf()->WriteTo(copy); // 21
 //
-// Ownership:  The stream owns its buffer, the buffer owns its blocks, and a block owns those after it.
+// Ownership:  The stream owns its buffer. The buffer owns its blocks: each block owns the next one.
 // Threads:    One thread at a time may use a stream.
-// Failures:   Nothing is thrown. If there is no memory, writing fails; what was written before remains.
+// Failures:   Nothing is thrown. If there is no memory, writing fails, and the bytes that were written before remain.
 // Surprises:
 // - Reading and writing have separate positions. Writing in the middle replaces bytes and does not truncate.
-// - QueryUsed() of the last block is not up to date until the next flush.
-// - overflow() returns 0 on success, and so does sputc() if it has to call overflow().
-// - Seeking has its own rules, among them for negative offsets: see seekoff().
+// - QueryUsed() of the last block may be too small until the next flush.
+// - overflow() returns 0 on success. sputc() also returns 0 if it has to call overflow().
+// - Seeking has its own rules, for example for negative offsets: see seekoff().
 
 #include "tuzutil/EXPORT.h"
 
@@ -29,7 +29,7 @@
 #include <ostream>
 #include <streambuf>
 
-// One block of QueryAllocSize() bytes, of which the first QueryUsed() are content.
+// One block of QueryAllocSize() bytes. The first QueryUsed() bytes are content.
 class TUZUTIL_API TMemStreamBuffer {
 public:
     explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, also for a size beyond 32 bits
@@ -41,7 +41,7 @@ public:
     unsigned long QueryUsed() const noexcept { return fUsed; }
     char const *QueryData() const noexcept { return fData.get(); }
     TMemStreamBuffer *QueryNext() const noexcept { return fNext; }
-    void SetNext(TMemStreamBuffer *next) noexcept; // destroys what followed
+    void SetNext(TMemStreamBuffer *next) noexcept; // destroys the blocks that followed
 
 private:
     friend class TMemStreamBuf;
@@ -57,34 +57,35 @@ public:
     TMemStreamBuf();
     TMemStreamBuf(TMemStreamBuf const &) = delete;
     TMemStreamBuf &operator=(TMemStreamBuf const &) = delete;
-    explicit TMemStreamBuf(unsigned long blockSize); // at least 1, at most 1 GiB; 10000 by default
+    explicit TMemStreamBuf(unsigned long blockSize); // 1 byte to 1 GiB; 10000 bytes by default
     ~TMemStreamBuf() override;
 
     TMemStreamBuffer *QueryFirstBuffer() const noexcept { return fFirst; } // null until something is written
 
     // Writes the whole content to another stream, whatever the reading position is. Returns the number of bytes
-    // written, or 4294967295 if it is larger. Stops if that stream fails.
+    // written, at most 4294967295. Stops if the other stream fails.
     virtual unsigned long WriteTo(std::ostream &to);
 
 protected:
     int sync() override;
-    // A negative offset is taken as if it were positive: the position moves forward by its absolute value. If only the
-    // writing position moves, an offset from the current position counts from the block that is being read, or from 0
-    // if nothing has been read: tellp() then moves the next write to the start. A position beyond the end becomes the
-    // end.
+    // A negative offset is taken as if it were positive: the position moves forward by its absolute value. A position
+    // beyond the end becomes the end. An offset from the current position counts from the reading position. If only the
+    // writing position moves, such an offset counts from the start of the block that is being read, plus the writing
+    // position within its own block. If nothing has been read, it counts from 0. Therefore tellp() may move the writing
+    // position.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override;
     int_type overflow(int_type c) override;
     int_type underflow() override;
     virtual int doallocate(); // makes the first block if there is none; 0, or -1 on failure
-    virtual int extend();     // makes room in the full put area; 0, or -1 on failure
+    virtual int extend();     // continues in the next block, or adds one; 0, or -1 on failure
 
     unsigned long QueryAllocSize() const noexcept { return fBlockSize; }
     void DeleteBuffer() noexcept;
 
-    // Returns whether extend() would add a block; otherwise it continues in the next one.
+    // Returns whether extend() would add a block instead of continuing in the next one.
     bool NeedsBlock() const noexcept { return !fFirst || !fWrite->fNext; }
-    static unsigned long Told(std::uint64_t count) noexcept; // cut to 32 bits
+    static unsigned long Told(std::uint64_t count) noexcept; // at most 4294967295
 
 private:
     void SetPutPlace(TMemStreamBuffer &block, std::uint32_t offset) noexcept;
@@ -95,7 +96,7 @@ private:
     std::uint32_t fBlockSize;
     TMemStreamBuffer *fFirst = nullptr;
     TMemStreamBuffer *fLast = nullptr;
-    TMemStreamBuffer *fRead = nullptr;  // holds the get area; null: nothing has been read
+    TMemStreamBuffer *fRead = nullptr;  // holds the get area; null if nothing has been read
     TMemStreamBuffer *fWrite = nullptr; // holds the put area
 };
 

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_MSGSTORE_H
 #define TUZUTIL_MSGSTORE_H
 
-// TTextMessageStore: gives the messages of one component their texts, by set and number; the archive finds it by name.
+// TTextMessageStore: supplies the messages of one component with texts, by set and number. The archive finds it by
+// name.
 //
 // Example:
 //     class TGermanStore : public TTextMessageStore {
@@ -15,13 +16,15 @@
 //     std::cout << TTextMessage(mail, 1, 17, "%u messages", 5u).QueryMessage() << '\n'; // 5 Nachrichten
 //     std::cout << TTextMessage(mail, 1, 18, "goodbye").QueryMessage() << '\n';         // goodbye
 //
-// Ownership:  The archive borrows the stores. Each registers itself when it is created and leaves when it is destroyed.
-// Threads:    Create and destroy stores while there is one thread. Messages of several threads may then use them.
+// Ownership:  The archive borrows the stores. A store registers itself when it is created, and leaves the archive when
+//             it is destroyed.
+// Threads:    Create and destroy stores only while the process has one thread. Any thread may use messages that ask
+//             them.
 // Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" if the name is already taken, "Solitary
 //             Object" from a second archive.
 // Surprises:
-// - A store registers itself before the subclass is constructed. A message that asks for a text before that gets
-//   its default text, and TPureCall::Trap() is called.
+// - A store registers itself before its subclass is constructed. A message that asks it for a text in between calls
+//   TPureCall::Trap() and uses its default text.
 // - If GetMsg() of a store throws, the message behaves as if the store did not have the text.
 
 #include "tuzutil/COLLECT.h"
@@ -30,22 +33,23 @@
 
 class TMutexSemaphore;
 
-// A store of message texts. If a store is a static object of a library that TDll or a factory loader loads, its
-// exception is thrown after the load, and the store stays unregistered.
+// A store of message texts. It may be a static object of a library that TDll or a factory loader loads. If its
+// constructor fails then, the exception is thrown after the load, and the store stays unregistered.
 class TUZUTIL_API TTextMessageStore {
 public:
     TTextMessageStore(TTextMessageStore const &) = delete;
     TTextMessageStore &operator=(TTextMessageStore const &) = delete;
     virtual ~TTextMessageStore();
-    // Returns the text of a message, or an empty text if there is none; 16-bit text if `wide` is not 0. Subclasses must
-    // override it. REQUIRES: it allows calls by several threads at once if messages of several threads use the store.
+    // Returns the text of a message, or an empty text if there is none. The text is 16-bit if `wide` is not 0.
+    // Subclasses must override this function. REQUIRES: if messages of several threads use the store, several threads
+    // may call this function at once.
     virtual TString GetMsg(long set, long number, int wide);
-    virtual int IsCached() const; // 0
+    virtual int IsCached() const; // returns 0
 
     TTextMessage::StoreID const &Key() const noexcept { return fId; }
     TTextMessage::StoreID const &QueryStoreID() const noexcept { return fId; }
 
-    // Returns the store of that name, or null.
+    // Returns the store of that name, or null if there is none.
     static TTextMessageStore *Find(TTextMessage::StoreID const &id);
     // Returns the text from the store of that name, or an empty text if there is no such store.
     static TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
@@ -57,15 +61,15 @@ private:
     TTextMessage::StoreID fId;
 };
 
-// TTextMessageArchive: the stores of the process, by name. The library has one. It is destroyed when the library is
-// unloaded; stores that are destroyed after that need not leave it.
+// TTextMessageArchive: the stores of the process, by name. The library creates the only archive, and destroys it when
+// the library is unloaded. A store may be destroyed after the archive.
 class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessageStore>, TTextMessage::StoreID> {
 public:
     TTextMessageArchive();
     ~TTextMessageArchive() override;
     virtual TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
-    static TTextMessageArchive *fsArchive; // the archive of this process; null before and after its life
+    static TTextMessageArchive *fsArchive; // the only archive; null before it exists, and afterwards
 
 private:
     friend class TTextMessageStore;

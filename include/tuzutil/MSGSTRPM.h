@@ -9,15 +9,16 @@
 //     TTextMessageStorePM store(mail, "msgs"); // German\msgs.dll beside the program
 //     std::cout << TTextMessage(mail, 1, 17, "%u messages", 5u).QueryMessage() << '\n';
 //
-// Ownership:  The store keeps a TDll of its own. The library stays loaded after the store is destroyed.
-// Threads:    As TTextMessageStore. Several threads may call GetMsg().
-// Failures:   Those of TTextMessageStore. If the library or a text in it is not found, a trace entry in the category
-//             Message at level 8 says so, and the default texts are used.
+// Ownership:  The store has its own TDll. The library stays loaded after the store is destroyed.
+// Threads:    The rules of TTextMessageStore apply. Several threads may call GetMsg().
+// Failures:   Those of TTextMessageStore. If the library cannot be loaded or lacks a text, a trace entry in the
+//             category Message at level 8 says so, and the default text of the message is used.
 // Surprises:
-// - The constructor reads the language once, so set it before. In language "C" no library is looked for.
-// - Sets make no difference: the texts of all sets of a store are numbered together.
-// - If no library is found, the search returns the program itself, and its texts are used. The constructor's trace
-//   entry at level 16 names the library.
+// - The constructor reads the current language, so set the language before. If the language is "C", the store looks for
+//   no library and has no texts.
+// - The set of a message makes no difference. Therefore two texts of a store must not have the same number.
+// - If no library is found, the search returns the program itself, and texts of the program are used. The constructor's
+//   trace entry at level 16 names the file that is used.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MSGSTORE.h"
@@ -33,10 +34,10 @@ public:
 
     using TTextMessageStore::GetMsg;
     TString GetMsg(long set, long number, int wide) override;
-    int IsCached() const override; // 0
+    int IsCached() const override; // returns 0
 
 private:
-    TString fLibraryName; // empty if a TDll was given
+    TString fLibraryName; // null if a TDll was given
     std::unique_ptr<TDll> fLibrary;
 };
 

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_MUTEXSEM_H
 #define TUZUTIL_MUTEXSEM_H
 
-// TMutexSemaphore, TSemaphore: a recursive lock, which processes share if it has a name, and an event flag.
+// TMutexSemaphore: a recursive lock, which processes share if it has a name. TSemaphore: an event flag.
 //
 // Example:
 //     static TMutexSemaphore lock;           // or lock("mailbox.user7"), for all processes
@@ -10,23 +10,25 @@
 //         return;                            // somebody else holds it
 //     Deliver();                             // the end of the block releases the lock
 //
-// Ownership:  A lock copies its name. A guard refers to its lock, which must outlive it. Events are shared through
-//             TReference, and copies of a TSemaphore share one event.
-// Threads:    Any thread may use locks and events; a guard stays on the stack of one thread. Whoever gets a lock or
-//             ends a wait sees what was done before the lock was released or the event posted.
-// Failures:   Nothing is thrown, except "TReference null" from a lock-with-event without an event. If a call of the
-//             system fails, the result says so: EState Error, -1 or 1. The object remains usable as far as possible.
+// Ownership:  A lock copies its name. A guard (TMutexSemaphoreEntry) refers to its lock, and the lock must outlive the
+//             guard. Copies of a TSemaphore share one event.
+// Threads:    Any thread may use locks and events. A guard belongs to one thread. A thread that takes a lock sees all
+//             that was written before the lock was released. A thread that ends a wait sees all that was written before
+//             the post.
+// Failures:   If a call of the system fails, the result is EState Error, -1 or 1, and nothing is thrown. Only a guard
+//             that uses a missing event throws: TInvalidRequest "TReference null".
 // Surprises:
-// - Time limits are in milliseconds; -1 (fsInfinite) waits for ever, 0 only polls. Other negative values are taken as
-//   unsigned, which is some 49 days.
-// - If the owner of a lock dies, the next caller acquires the lock as if it had been free, so a change of the data
-//   may be incomplete.
-// - An event stays posted until it is cleared: it does not count, and it wakes everybody.
+// - Time limits are in milliseconds. -1 (fsInfinite) waits for ever, and 0 does not wait. Any other negative value is
+//   taken as unsigned, which is about 49 days.
+// - If the owner of a lock dies, the next caller takes the lock as if it had been free. The data that it guards may be
+//   in the middle of a change.
+// - An event stays posted until it is cleared. It wakes all waiting threads, and does not count how often it was
+//   posted.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
 
-// An event flag, which one thread posts and any number of threads wait for.
+// An event flag. Any thread may post it, and any number of threads may wait for it.
 class TUZUTIL_API TSemaphore : public TRefCounted {
 public:
     explicit TSemaphore(int posted = 0);
@@ -45,14 +47,14 @@ private:
     void *fHandle; // null if the event could not be made
 };
 
-// A recursive lock. If the system has fibers, each counts as a thread here: a lock without a name belongs to the fiber
-// that took it. In a forked child, the locks of other threads are free, the forking thread still holds its own locks,
-// and named locks remain the parent's.
+// A recursive lock. On a system that has fibers, a lock without a name belongs to the fiber that took it, not to the
+// thread. After a fork, a lock without a name that another thread held is free in the child; the forking thread still
+// holds its own locks. Locks with a name remain with the parent.
 class TUZUTIL_API TMutexSemaphore {
 public:
     enum EState {
         Unlocked, // the guard has released it
-        Locked,   // also if the previous owner died while it held the lock
+        Locked,   // also if the previous owner died while holding the lock
         TimedOut,
         Error
     };
@@ -67,7 +69,7 @@ public:
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;
     ~TMutexSemaphore();
 
-    // Returns the system's mutex if the lock has a name, and an address otherwise; null after a failure.
+    // Returns the system's mutex if the lock has a name, and otherwise an address. Returns null if the creation failed.
     void *GetHandle() const noexcept;
 
 protected:
@@ -80,13 +82,13 @@ protected:
     void Unlock();
 
 private:
-    bool IsHeld() const noexcept; // by this thread, as far as the lock knows
+    bool IsHeld() const noexcept; // by this thread; false if that is unknown
 
     void *fHandle;
     char *fName;
 };
 
-// A lock, and the event that its users wait for.
+// A lock together with the event for which its users wait.
 class TUZUTIL_API TMutexSemaphoreWithEvent : public TMutexSemaphore {
 public:
     explicit TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name = nullptr);
@@ -98,7 +100,7 @@ private:
     TReference<TSemaphore> fEvent;
 };
 
-// Takes a lock, and releases it in the destructor if it got it.
+// Takes a lock. The destructor releases the lock if the guard got it.
 class TUZUTIL_API TMutexSemaphoreEntry {
 public:
     TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout);
@@ -113,8 +115,7 @@ private:
     TMutexSemaphore &fMutex;
 };
 
-// A guard that also waits for a condition as a monitor does: take the guard, and call Wait() while the condition does
-// not hold.
+// A guard that can also wait for a condition: create the guard, and call Wait() in a loop while the condition is false.
 class TUZUTIL_API TMutexSemaphoreWithEventEntry {
 public:
     TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, long timeout);
@@ -126,9 +127,9 @@ public:
 
     int Clear();
     int Post();
-    // Releases the lock if the guard holds it, waits for the event, takes the lock again without a time limit, and
-    // returns what the wait for the event returned. It releases one level only: if another guard of the same thread
-    // also holds the lock, the lock stays held during the wait, and a build without NDEBUG traces that at level "wa".
+    // Releases the lock if the guard holds it, waits for the event, and takes the lock again without a time limit.
+    // Returns the result of TSemaphore::Wait(). REQUIRES: no other guard of the same thread holds the lock. Otherwise
+    // the lock stays held during the wait, which a build without NDEBUG traces at level "wa".
     int Wait(long timeout);
 
 private:
