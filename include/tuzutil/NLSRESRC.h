@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_NLSRESRC_H
 #define TUZUTIL_NLSRESRC_H
 
-// TSearchNLSPath: finds the library that holds a program's texts in the current language; TNLSResourceDll: opens it.
+// TSearchNLSPath: finds the library that holds a program's texts in the current language. TNLSResourceDll: opens it.
 //
 // Example:
 //     TSearchNLSPath::AddNLSpath("C:\\mail\\texts\\%L\\%N"); // before the program's own directory
@@ -12,16 +12,17 @@
 //     TString const text = texts.loadMessage(17, 0);
 //
 // Ownership:  The search object owns the path that it found: the pointer is valid until the object is destroyed.
-// Threads:    Change the settings while there is one thread. Then any thread may search, one at a time for each object.
+// Threads:    Change the settings only while the process has one thread. Afterwards any thread may search, but only one
+//             thread at a time may use an object.
 // Failures:   TAccessError, recoverable, ID 1, see the functions. The results of searches are traced in the category
 //             NLSResource at level 16.
 // Surprises:
 // - Once an object has found a path, every later search returns that path.
-// - If nothing is found, FindInPath() and FindFile() return the program itself, which opens as a library. So give the
-//   texts of a program other numbers than those of its libraries.
+// - If nothing is found, FindInPath() and FindFile() return the file of the program itself, which opens as a library.
+//   Therefore the texts of a program and those of its libraries must not have the same numbers.
 // - Check a language that comes from a stranger before you set it: it becomes part of a path.
-// - When it is loaded, the library sets the locale of the process from the environment, which affects decimal points,
-//   letter case and the system's texts. The language of messages is independent of it.
+// - When this library is loaded, it sets the locale of the process from the environment. The locale affects decimal
+//   points, letter case and the system's texts, but not the language of messages.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDLL.h"
@@ -39,23 +40,26 @@ public:
 
     static void SetLang(char const *lang); // null means "C", the built-in texts
     static TString QueryLang();
-    // Puts entries, separated by ";", before the present entries of the template. Does nothing for null.
+    // The template is a list of entries, separated by ";". Puts the new entries before the present ones. Does nothing
+    // if `entries` is null.
     static void AddNLSpath(char const *entries);
 
-    // Searches in the current language (in English if that is "C"), and then as FindInPath() does. Throws "Unable to
-    // find file NAME" if nothing is found.
+    // Searches in the current language, and also in fsDefaultLocale if the current language is "C". If nothing is
+    // found, does what FindInPath() does. Throws "Unable to find file NAME" if that finds nothing either.
     char *FindFile();
-    // Returns the first entry of the template that names a file, or null. In an entry, %E is the program's directory,
-    // %L the language, and %N the name, with ".dll" added if it has no ".". A language with a "." is first tried with a
-    // backslash in place of the first ".". %L and %N in the names of directories are expanded again.
+    // Searches in this language. Returns the path of the first file that the template names, or null. In an entry, %E
+    // means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is added to it;
+    // on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its first ".". %L
+    // and %N are also replaced inside the program's directory, and %N inside the language.
     char *FindFile(TString const &lang);
-    // Loads the library of that name, with ".dll" added unless the name ends in it, and returns its full name, or null.
-    // Throws if a static object of that library could not register itself.
+    // Loads the library of that name, and returns its full name. Adds ".dll" to the name unless it ends in ".dll". If
+    // the library cannot be loaded, returns the full name of the program, or null if the system does not know that
+    // name. If a static object of the library could not register itself, throws the exception of that object.
     char *FindInPath();
     operator char *() { return FindFile(); }
 
     static TString const fsLang_C;
-    static TString const fsDefaultLocale; // the language to search in if the current one is "C"
+    static TString const fsDefaultLocale; // FindFile() also searches in it if the language is "C"
     static TString fsLang;
     static TString fsNLSpath; // the template
 
@@ -67,7 +71,8 @@ private:
     std::unique_ptr<TString> fFound;
 };
 
-// Finds and opens a library of texts. The constructor throws "Unable to find or open NAME", and what TDll throws.
+// Finds and opens a library of texts. The constructor throws what TSearchNLSPath and TDll throw, and "Unable to find or
+// open NAME".
 class TUZUTIL_API TNLSResourceDll : public TDll {
 public:
     explicit TNLSResourceDll(char const *name);

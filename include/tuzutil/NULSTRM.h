@@ -11,9 +11,9 @@
 //
 // Ownership:  Each stream owns its buffer.
 // Threads:    One thread at a time may use a stream.
-// Failures:   None.
+// Failures:   No function fails.
 // Surprises:
-// - The buffer has no storage: every byte is passed to overflow(), which returns 0 for success.
+// - The buffer has no storage: it passes every byte to overflow(), which returns 0 for success.
 
 #include "tuzutil/EXPORT.h"
 

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_OLESTRM_H
 #define TUZUTIL_OLESTRM_H
 
-// TOleStream: a buffered stream that reads from and writes to an object with the component-object interface IStream.
+// TOleStream: a buffered stream that reads from or writes to an object with the component-object interface IStream.
 //
 // Example:
 //     void Save(IStream *storage) {
@@ -12,13 +12,14 @@
 //
 // Ownership:  The buffer holds a counted reference to the IStream until it is closed or destroyed.
 // Threads:    One thread at a time may use a stream.
-// Failures:   Nothing is thrown. A call that returns anything but 0 is traced at level "er" and treated as the end of
-//             file; so is a short write. Bytes that were not written keep waiting, and the next flush tries again. If
-//             the object throws (which none should), the exception passes on.
+// Failures:   The stream itself throws nothing. If a call of the object returns anything but 0, the result is traced at
+//             level "er", and the stream behaves as at the end of file. It also does so, without a trace, if a write
+//             takes too few bytes. Bytes that were not written keep waiting, and the next flush tries again. If the
+//             object throws, the exception passes through the buffer.
 // Surprises:
-// - A positive result, by which the platform means a success of a special kind, counts as a failure here. If the last
-//   read, which is short, returns one, its bytes are lost.
-// - There is no seeking. The position is that of the object, and moves with each read and write.
+// - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns it
+//   with the last bytes, these bytes are lost.
+// - The stream cannot seek. Its position is that of the object.
 
 #include "tuzutil/EXPORT.h"
 
@@ -31,8 +32,8 @@
 #if defined(_WIN32)
 struct IStream; // the system's
 #else
-// The part of the interface that the streams need, for systems that have none. As with all component objects, a result
-// of 0 means success and a negative one failure.
+// For systems that have no IStream: the part of the interface that the streams need. As with all component objects, a
+// result of 0 means success, and a negative one failure.
 struct IStream {
     virtual unsigned long AddRef() = 0;
     virtual unsigned long Release() = 0;
@@ -49,19 +50,19 @@ public:
     enum Type { reading, writing, readingWriting };
 
     TOleStreamBuf(IStream *stream, Type type);
-    TOleStreamBuf(unsigned long bufferSize, IStream *stream, Type type); // at least 2, at most 1 GiB; 10240 by default
+    TOleStreamBuf(unsigned long bufferSize, IStream *stream, Type type); // 2 bytes to 1 GiB; 10240 by default
     TOleStreamBuf(TOleStreamBuf const &) = delete;
     TOleStreamBuf &operator=(TOleStreamBuf const &) = delete;
     ~TOleStreamBuf() override;
 
-    unsigned long QueryBytesWritten() const noexcept; // includes the bytes that wait
+    unsigned long QueryBytesWritten() const noexcept; // includes the bytes that wait in the buffer
 
 protected:
     explicit TOleStreamBuf(Type type); // without a stream: reading and writing fail
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
-    // Attaches another stream and restarts the count of bytes at 0; does nothing if it is the present one. Bytes that
-    // wait are then written to the new stream, and bytes that were read ahead are still delivered, so flush first.
+    // Attaches another stream and restarts the count of bytes at 0. Does nothing if this stream is attached already.
+    // Flush first: waiting bytes are written to the new stream, and bytes that were read ahead are still delivered.
     void Init(IStream *stream);
     void Close(); // releases the stream, and discards the bytes that wait or were read ahead
 

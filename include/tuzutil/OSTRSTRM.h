@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_OSTRSTRM_H
 #define TUZUTIL_OSTRSTRM_H
 
-// oStringStream: an output stream into a growing block of memory, in the manner of the classic ostrstream.
+// oStringStream: an output stream that writes to a growing block of memory, like the classic ostrstream.
 //
 // Example:
 //     oStringStream out;
@@ -9,8 +9,8 @@
 //     TString text(out.str()); // "port 110"
 //     out.freeze(0);           // the stream owns its block again
 //
-// Ownership:  str() freezes the stream: the block then belongs to the caller, who must release it with free() or return
-//             it to the stream with freeze(0).
+// Ownership:  str() freezes the stream: the block then belongs to the caller. The caller must either release it with
+//             free() or return it to the stream with freeze(0).
 // Threads:    One thread at a time may use a stream.
 // Failures:   A write sets the bad bit if there is no memory or if the block is frozen.
 // Surprises:
@@ -30,7 +30,7 @@ public:
     oStringStreamBuf &operator=(oStringStreamBuf const &) = delete;
 
     char *str();                 // freezes the stream and returns the block
-    void freeze(int frozen);     // 0: the stream owns the block again
+    void freeze(int frozen);     // if 0, the stream owns the block again
     int pcount() const noexcept; // bytes written so far
 
 protected:

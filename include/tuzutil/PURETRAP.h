@@ -1,23 +1,23 @@
 #ifndef TUZUTIL_PURETRAP_H
 #define TUZUTIL_PURETRAP_H
 
-// TPureCall: what happens if somebody calls an operation that a class leaves to its subclasses.
+// TPureCall: the body of a virtual function that subclasses must override. It traces that the function was called.
 //
 // Example:
 //     virtual int Run() { return TPureCall::Trap(); } // "pure": subclasses override it
 //
 // Ownership:  It owns nothing.
 // Threads:    Any thread may call it.
-// Failures:   It never throws, and never ends the process by itself.
+// Failures:   It never throws.
 // Surprises:
-// - If level "tr" (0x100000) of the component "Utility" is traced, the call deliberately stops the process, so that a
+// - If level "tr" (0x100000) is traced for the component "Utility", Trap() ends the process with a fault, so that a
 //   debugger shows the caller.
 
 #include "tuzutil/EXPORT.h"
 
 class TUZUTIL_API TPureCall {
 public:
-    static int Trap(); // always returns 0
+    static int Trap(); // writes a trace entry at level "se"; returns 0
 };
 
 #endif

@@ -9,15 +9,16 @@
 //         return counters.rdstate(); // 1: a block of that name exists already, or there is no room
 //     auto *shared = static_cast<TCounters *>(counters.Pointer());
 //
-// Ownership:  The object owns its view of the block, which its destructor unmaps. The block exists until no object of
-//             any process uses it, even if its creator is destroyed earlier. Objects of a killed process count as
-//             destroyed.
-// Threads:    An object does not change after its construction. The users of a block guard its content.
+// Ownership:  An object maps a block, and its destructor unmaps the block. The block exists as long as an object of any
+//             process uses it, even if the object that created it is destroyed. The objects of a killed process count
+//             as destroyed.
+// Threads:    Any thread may use an object, because it does not change after its construction. REQUIRES: the users of a
+//             block guard its content, for example with a named TMutexSemaphore.
 // Failures:   Nothing is thrown; rdstate() returns the state.
 // Surprises:
 // - A new block holds zeros.
-// - Size() of an object that opened a block is 0: the processes must agree on the size.
-// - A forked child has its parent's objects, but the block exists only as long as the parent uses it.
+// - Size() returns 0 for an object that opened a block: the processes must agree on the size.
+// - A forked child inherits the objects of its parent, but it does not count as a user of their blocks.
 
 #include "tuzutil/EXPORT.h"
 
@@ -28,9 +29,9 @@ class osSharedMemory;
 class TUZUTIL_API ipcSharedMemory {
 public:
     // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails
-    // - if the size is below 1 or beyond 32 bits (Size() is then 0),
+    // - if the size is less than 1 or does not fit in 31 bits (if it does not, Size() returns 0),
     // - if the name has more than 259 characters with its prefix (260 on some systems),
-    // - if the name contains a "\" other than that of "Local\" or "Global\",
+    // - if the name contains a "\" other than that of the prefix "Local\" or "Global\",
     // - on Windows, if a lock has that name.
     // REQUIRES: the process does not fork while one of its threads creates, opens or destroys an object.
     ipcSharedMemory(char const *name, long size);
@@ -39,12 +40,12 @@ public:
     ipcSharedMemory &operator=(ipcSharedMemory const &) = delete;
     virtual ~ipcSharedMemory();
 
-    // 0: good; 1: not created, or no memory; 2: no name; 3: not opened
+    // 0: good; 1: the block was not created, or there is no memory; 2: no name was given; 3: the block was not opened.
     int rdstate() const noexcept { return fState; }
     int operator!() const noexcept { return fState != 0; }
-    char *Name() const noexcept;                 // null if it has none
+    char *Name() const noexcept;                 // null if no name was given
     void *Pointer() const noexcept;              // null unless the state is 0
-    int Owner() const noexcept;                  // 1 if this object created the block
+    int Owner() const noexcept;                  // 1 if the first constructor was called
     long Size() const noexcept { return fSize; } // as given to the constructor
 
 private:

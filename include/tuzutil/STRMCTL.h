@@ -14,14 +14,15 @@
 //     }
 //     in.get();                 // proceeds: the stream is good again
 //
-// Ownership:  The stream is borrowed. Call Attach(nullptr) before it is destroyed, unless the control is destroyed
-//             first.
-// Threads:    One thread at a time. If another thread gets the exception, it must destroy it before the stream is used.
-// Failures:   None of its own.
+// Ownership:  The stream is borrowed. If the stream is destroyed before the control, call Attach(nullptr) first.
+// Threads:    One thread at a time may use a control and its stream. If another thread gets the exception, that thread
+//             must destroy it before the stream is used again.
+// Failures:   The control itself does not fail.
 // Surprises:
-// - Inside the handler the stream is still bad: its mask holds badbit and failbit until the last copy of the exception
-//   is destroyed. Then both bits are again as they were before, in mask and state.
-// - If a buffer is not attached, call exceptions(std::ios::badbit) of the stream before, and clear() afterwards.
+// - In the handler the stream is still bad, and its exception mask has badbit and failbit. When the last copy of the
+//   exception is destroyed, both bits get their former values, in the mask and in the state.
+// - If a buffer is not attached, call exceptions(std::ios::badbit) of the stream before reading or writing, and call
+//   clear() after an exception.
 
 #include "tuzutil/EXPORT.h"
 
@@ -30,9 +31,9 @@
 
 class TStreamLink;
 
-// When its buffer throws, a standard stream sets badbit or failbit, and drops the exception unless its exception mask
-// has that bit. This class therefore sets both bits in the mask when the buffer throws, and restores the mask when the
-// last copy of the exception is destroyed.
+// When the buffer of a standard stream throws, the stream sets badbit or failbit. It drops the exception unless its
+// exception mask has that bit. This class therefore sets both bits in the mask when the buffer throws. It restores the
+// mask when the last copy of the exception is destroyed.
 class TUZUTIL_API TStreamControl {
 public:
     TStreamControl() noexcept = default;
@@ -46,7 +47,7 @@ public:
 private:
     friend class TStreamFailure;
 
-    std::shared_ptr<TStreamLink> const &Link(); // allocates; null without a stream
+    std::shared_ptr<TStreamLink> const &Link(); // allocates memory; null without a stream
 
     std::ios *fStream = nullptr;
     std::shared_ptr<TStreamLink> fLink; // made at the first failure

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TAGVAR_H
 #define TUZUTIL_TAGVAR_H
 
-// TagVar: a value and its kind: a number, a text, a point in time or a pointer. Arguments of messages are such values.
+// TagVar: a value and its kind: a number, a text, a point in time or a pointer. The arguments of messages are TagVars.
 //
 // Example:
 //     TagVar total(5);
@@ -12,16 +12,17 @@
 //     for (TagVar const *const *argument = arguments; !(*argument)->IsEndOfArgs(); ++argument)
 //         (*argument)->StreamOut(std::cout) << '\n';
 //
-// Ownership:  A value owns its text, date, time or date-time; a copy of the value has its own. The characters of a text
-//             are shared with the TString from which it was made. A void pointer is borrowed.
+// Ownership:  A value owns its text, date, time or date-time. A copy of the value owns a copy of it, but a text shares
+//             its characters with the TString from which it was made. A void pointer is borrowed.
 // Threads:    One thread at a time may use a value and the strings with which it shares characters.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
-//             type" (ID 3, unrecoverable). They leave the left operand of a compound operator unchanged. Integer
-//             division by zero raises the processor's fault, not an exception.
+//             type" (ID 3, unrecoverable). A compound operator that throws leaves its left operand unchanged. Dividing
+//             an integer by zero causes a fault of the processor, not an exception.
 // Surprises:
-// - Which kinds can be combined depends on the operator and on the side.
-// - Call IsString() or IsWideString() before QueryString(); otherwise a number can become a pointer.
-// - A void pointer reaches a stream as an address: never accept one in data from strangers.
+// - Which kinds can be combined depends on the operator and on the order of the operands.
+// - Call IsString() or IsWideString() before QueryString(). For other kinds, QueryString() may return a number as a
+//   pointer.
+// - A void pointer is written to a stream as an address. Never accept one in data from strangers.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDATETIM.h"
@@ -34,7 +35,7 @@
 class TiBinaryStream;
 class ToBinaryStream;
 
-// TagVarVoidPtr: marks a pointer that is meant as an untyped one.
+// TagVarVoidPtr: wraps an untyped pointer, from which a TagVar of the kind voidPtr can be made.
 class TUZUTIL_API TagVarVoidPtr {
 public:
     TagVarVoidPtr() noexcept = default; // null
@@ -48,7 +49,7 @@ private:
 
 class TUZUTIL_API TagVar {
 public:
-    // The numbers are part of the binary form.
+    // These numbers are written to streams (docs/formats.md), so they must not change.
     enum Type : std::uint32_t {
         nil = 0,
         endOfArgs = 1,
@@ -64,31 +65,31 @@ public:
     };
 
     TagVar() noexcept : TagVar(nil) {}
-    TagVar(Type type) noexcept : fType(type), fCell(0) {} // of a kind that can own something, owns nothing
+    TagVar(Type type) noexcept : fType(type), fCell(0) {} // a kind that can own an object owns none
 
     TagVar(short value) noexcept : TagVar(static_cast<int>(value)) {}
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}
     TagVar(unsigned short value) noexcept : TagVar(static_cast<unsigned int>(value)) {}
     TagVar(unsigned int value) noexcept : fType(unsignedInteger), fCell(value) {}
-    // These throw "type mismatch" if the value does not fit in 32 bits.
+    // These constructors throw "type mismatch" if the value does not fit in 32 bits.
     TagVar(long value);
     TagVar(unsigned long value);
     TagVar(long long value);
     TagVar(unsigned long long value);
     TagVar(double value) noexcept;
     TagVar(TString const &text); // a wide string if the text's Unicode flag is set
-    TagVar(char const *text);    // owns a null string for a null pointer
+    TagVar(char const *text);    // for a null pointer, owns a null string
     TagVar(unsigned char const *text);
     TagVar(unsigned short const *text); // a wide string
     TagVar(char16_t const *text);
     TagVar(std::nullptr_t) : TagVar(static_cast<char const *>(nullptr)) {}
-    TagVar(TDate value); // dates and times have no content to keep
+    TagVar(TDate value); // the classes TDate and TTime are empty
     TagVar(TTime value);
     TagVar(TDateTime const &value);
     TagVar(TagVarVoidPtr const &value) noexcept;
 
-    // Copies what the other owns. If the kind does not exist, throws "unknown type" after the left side has taken over
-    // that kind.
+    // Copies the object that the other owns. If the kind of the other does not exist, takes over this kind, and then
+    // throws "unknown type".
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
@@ -107,19 +108,19 @@ public:
     int IsTime() const noexcept { return IsType(time); }
     int IsDateTime() const noexcept { return IsType(dateTime); }
 
-    // Return the value if it is of exactly this kind, and throw "type mismatch" otherwise.
+    // Return the value if it has the matching kind, and throw "type mismatch" otherwise.
     operator long() const;
     operator unsigned long() const;
     operator double() const;
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
-    // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). The function tests only three bits of
+    // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). This function tests only three bits of
     // the kind: it refuses nil and time, and returns the value of any other kind as an address.
     TString const *QueryString() const;
     operator TString const *() const { return QueryString(); }
 
-    // Writes the value as text: "(nil)" and "(endOfArgs)" for these kinds, "(null)" for a text or date-time that owns
-    // none. Throws "not implemented" for date and time.
+    // Writes the value as text. Writes "(nil)" and "(endOfArgs)" for these kinds, and "(null)" if a text or date-time
+    // value owns no object. Throws "not implemented" for date and time.
     std::ostream &StreamOut(std::ostream &out) const;
     std::istream &StreamIn(std::istream &in); // always throws "not implemented"
     std::ostream &PrintType(std::ostream &out) const;
@@ -127,27 +128,29 @@ public:
     // Writes the kind and then the value (docs/formats.md). A void pointer that does not fit in 4 bytes sets the fail
     // bit and writes nothing.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
-    // Reads a value. It becomes nil if the stream fails before the value is complete, and before "unknown type" is
-    // thrown.
+    // Reads a new value into this one. If the stream fails before the new value is complete, this value becomes nil. If
+    // the kind in the stream does not exist, this value becomes nil, and "unknown type" is thrown.
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
-    // Arithmetic wraps at 32 bits. An integer and an unsigned give an integer; a real and any number give a real; +=
-    // concatenates two texts. Division and remainder are unsigned if one side is.
+    // Arithmetic on integers wraps at 32 bits. A signed and an unsigned integer give a signed one. A real and any
+    // number give a real, except that %= does not accept reals. += concatenates two texts. Division and remainder are
+    // computed unsigned if one operand is unsigned.
     TagVar &operator+=(TagVar const &other);
     TagVar &operator-=(TagVar const &other);
     TagVar &operator*=(TagVar const &other);
     TagVar &operator/=(TagVar const &other);
     TagVar &operator%=(TagVar const &other);
-    // These combine integers, of which the left keeps its kind, or texts byte by byte.
+    // These operators combine two integers bit by bit, or two texts byte by byte. An integer on the left keeps its
+    // kind.
     TagVar &operator|=(TagVar const &other);
     TagVar &operator&=(TagVar const &other);
     TagVar &operator^=(TagVar const &other);
-    // These truncate reals; a real on the left becomes an integer. The count is taken modulo 32.
+    // These operators truncate reals, and a real on the left becomes an integer. The number of bits is taken modulo 32.
     TagVar &operator<<=(TagVar const &other);
     TagVar &operator>>=(TagVar const &other);
 
-    // A text or date-time value may be without its text or date-time. As the right operand of IsEqual() it equals every
-    // existing one; as the left operand it equals nothing, not even itself.
+    // A text or date-time value may own no object. As the right operand of IsEqual(), it equals every value of its kind
+    // that owns an object. As the left operand, it equals nothing, not even itself.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     int LogicalAnd(TagVar const &other) const;

@@ -10,14 +10,15 @@
 //
 // Ownership:  The library stays loaded until the process ends, even after the object is destroyed. Copies share the
 //             handle.
-// Threads:    Several threads may call loadMessage(). Otherwise one thread at a time, because the name is a TString.
-//             Loading takes the system's loader lock.
-// Failures:   TAccessError, recoverable, traced in the category String; the functions name the texts.
+// Threads:    Several threads may call loadMessage(). For all other uses, one thread at a time may use an object,
+//             because its name is a TString. Loading takes the system's loader lock.
+// Failures:   TAccessError, recoverable; the comments of the functions give the texts.
 // Surprises:
 // - A text is cut after 256 characters, or after 256 bytes if it is narrow.
-// - Numbers above 65535 do not exist, and an empty text counts as absent.
+// - The number of a text is at most 65535. An empty text counts as missing.
 // - Narrow texts are in the system's code page on Windows, and in UTF-8 elsewhere.
-// - Loading runs code of the library. The system searches its own places for a name without a directory.
+// - Loading runs code of the library. If the name has no directory, the system searches for the library in its own
+//   places.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -26,17 +27,17 @@
 
 class TUZUTIL_API TDll {
 public:
-    // Loads the library. Throws "Unable to find or open NAME, GetLastError=N(xHHHHHHHH)" (ID 1). If a static object of
-    // the library could not register itself, throws the exception of that object.
+    // Loads the library. Throws "Unable to find or open NAME, GetLastError=N(xHHHHHHHH)" (ID 1) on failure. If a static
+    // object of the library could not register itself, throws the exception of that object.
     explicit TDll(char const *name);
-    explicit TDll(void *handle) : fOpen(1), fHandle(handle), fName("") {} // a loaded library's handle, not checked
+    explicit TDll(void *handle) : fOpen(1), fHandle(handle), fName("") {} // `handle` is not checked
 
     int isOpen() const noexcept { return fOpen != 0; }
-    void open() noexcept {} // for a class that can try again
+    void open() noexcept {} // does nothing: the constructor has loaded the library
     void *GetHandle() const noexcept { return fHandle; }
 
-    // Returns the text with that number, as 16-bit text if `wide` is not 0. Throws "Dll not loaded" (ID 1), or "Error
-    // getting message" (ID 2) after a trace entry at level 4.
+    // Returns the text with that number, as 16-bit text if `wide` is not 0. Throws "Dll not loaded" (ID 1). If there is
+    // no such text, traces this in the category String at level 4, and throws "Error getting message" (ID 2).
     TString loadMessage(unsigned long id, int wide) const;
 
 protected:

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_THREAD_H
 #define TUZUTIL_THREAD_H
 
-// TThread: an object whose Run() is called on a thread of its own. It lives as long as somebody refers to it or the
-// thread runs.
+// TThread: an object whose Run() is called on a thread of its own. The object exists as long as somebody refers to it
+// or its thread runs.
 //
 // Example:
 //     class TFetch : public TThread { // supplies the body
@@ -15,17 +15,17 @@
 //     fetch->WaitForTermination(-1);
 //     int result = fetch->QueryResult(); // 17; -1 if the body threw
 //
-// Ownership:  Objects are counted: hold one in a TReference before Start(). The thread holds a reference until the body
-//             has ended; an object to which nobody else refers is then deleted.
-// Threads:    Any thread may wait for the end and query the state. One thread at a time may start the object. The body
-//             sees what the starter wrote before Start(); a thread that has waited for the end, or seen it in the
-//             state, sees what the body wrote.
-// Failures:   Start() traces and returns 1 if the system cannot make a thread. If an exception leaves the body, a
-//             trace entry at level "sv" says so, and the result is -1.
+// Ownership:  Objects are counted: hold an object in a TReference before Start(). The thread holds a reference until
+//             Run() has ended. If nobody else refers to the object then, it is deleted.
+// Threads:    Any thread may wait for the end and query the state. One thread at a time may start the object. Run()
+//             sees all that was written before Start(). A thread that has waited for the end, or has queried it, sees
+//             all that Run() wrote.
+// Failures:   If the system cannot make a thread, Start() traces this and returns 1. If Run() throws, a trace entry at
+//             level "se" names the exception, and the result is -1.
 // Surprises:
 // - SetStackSize() has no effect: every thread has the default size.
-// - WaitForTermination() returns at once while no body runs, so also before Start().
-// - In a forked child, IsRunning() and waits for the threads of the parent mean nothing.
+// - WaitForTermination() returns at once if no thread runs, for example before Start().
+// - In a forked child, IsRunning() and WaitForTermination() are useless for the threads of the parent.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"
@@ -34,9 +34,9 @@
 #include <atomic>
 #include <cstdint>
 
-// REQUIRES: nobody calls Start() or MainThread() on a running object: two bodies would run, but only the first end and
-// one result would be reported. Nobody copies a running object, because copies share the event that reports the end. A
-// body does not wait for its own end: that wait would never return.
+// REQUIRES: nobody calls Start() or MainThread() on a running object: Run() would run twice, but only the first end and
+// one result would be reported. Nobody copies a running object, because copies share the event that reports the end.
+// Run() does not wait for its own end: that wait would never return.
 class TUZUTIL_API TThread : public TRefCounted {
 protected:
     TThread();
@@ -46,7 +46,7 @@ public:
     TThread &operator=(TThread const &other);
     ~TThread() override;
 
-    virtual int Run(); // the body; subclasses must override it
+    virtual int Run(); // the body of the thread; subclasses must override it
 
     int Start();      // returns 0 when the thread runs, or 1 if the system cannot make it
     int MainThread(); // runs the body on the calling thread, and returns its result
@@ -57,7 +57,7 @@ public:
     void SetStackSize(unsigned long size) noexcept { fStackSize = static_cast<std::uint32_t>(size); }
 
 private:
-    friend class TThreadLaunch; // the library's own ways of starting
+    friend class TThreadLaunch; // starts the library's own threads
 
     struct TEnding;
 
@@ -65,14 +65,14 @@ private:
     void ForgetEnd();
     bool Begin(void (*entry)(void *), void *argument, bool takesSignals);
 
-    std::uintptr_t fHandle; // the system's handle, or all ones; it may be closed already, as nobody waits on it
-    std::uint32_t fId = 0;  // the handle's low half, of the last start that succeeded
+    std::uintptr_t fHandle; // the system's handle, which may be closed already; all ones without a thread
+    std::uint32_t fId = 0;  // low half of the handle of the last successful start
     TReference<TSemaphore> fSignal;
     std::atomic<std::int32_t> fFinished{0};
     std::atomic<std::int32_t> fRunning{0};
     std::uint32_t fStackSize = 0;
     std::atomic<std::int32_t> fResult{0};
-    TMutexSemaphore fEnding; // held while an end is reported, so that a restart misses the signal of the last run
+    TMutexSemaphore fEnding; // held while the end of a run is reported or reset
 };
 
 #endif

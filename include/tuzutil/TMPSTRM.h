@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TMPSTRM_H
 #define TUZUTIL_TMPSTRM_H
 
-// TTempStream: a memory stream that moves its content to a temporary file when a test that the user supplies says so.
+// TTempStream: a memory stream that moves its content to a temporary file when a test of the program says so.
 //
 // Example:
 //     class TAtMost : public TTempStreamTest { // asked before each block of memory
@@ -18,12 +18,12 @@
 //     message.seekg(0);
 //     message.rdbuf()->WriteTo(std::cout);
 //
-// Ownership:  The stream owns its buffer and the file, which is removed with the stream or the process.
+// Ownership:  The stream owns its buffer and the file. The file is removed when the stream is destroyed or the process
+//             ends.
 // Threads:    One thread at a time may use a stream.
-// Failures:   Nothing is thrown. If the file cannot be made, or takes no more bytes, writing fails; see
-//             TTempStreamBuf.
+// Failures:   Nothing is thrown. If the file cannot be made or takes no more bytes, writing fails; see TTempStreamBuf.
 // Surprises:
-// - The name is only kept: it does not name the file.
+// - The name is stored, but the file does not get this name.
 // - After the move to the file, reading and writing share one position: seek between them, and before WriteTo().
 
 #include "tuzutil/EXPORT.h"
@@ -46,33 +46,35 @@ public:
     TTempStreamTest &operator=(TTempStreamTest const &) = default;
     ~TTempStreamTest() override;
 
-    // Returns not 0 if the content shall move to the file now. Subclasses must override it. The test may inspect the
-    // blocks, seek and write. If it seeks to a block with room, writing continues there; after the move to the file, at
-    // the end. What the test writes is tested again.
+    // Returns a value other than 0 to move the content to the file now. Subclasses must override this function. The
+    // test may inspect the blocks, seek and write. If it seeks to a block with room and returns 0, writing continues
+    // there. After the move to the file, writing continues at the end. While the test writes, it may be called again.
     virtual int Test(TTempStreamBuf *buf);
 };
 
 // The buffer of TTempStream. It behaves as TMemStreamBuf until the move to the file. If the test is null, everything
 // stays in memory.
 //
-// The file. On Windows it has a random name in the user's folder for temporary files while it is open, and nobody else
-// can open it; elsewhere it has no name. Both outcomes are traced at level "er": that the file was opened, and that it
-// could not be.
+// The file. On Windows, the file has a random name in the user's folder for temporary files, and nobody else can open
+// it while it is open. On Linux, the file has no name. A trace entry at level "er" says that the file was opened, or
+// that it could not be opened.
 //
-// Position. After the move, reading and writing share one position, which is then at the end of the file. It is the
-// reader's: bytes that were read ahead are read again after flush(), tellg() and WriteTo(). Until one of these calls or
-// a seek, a write continues after the bytes that were read ahead. From the move on, negative offsets move backwards.
+// Position. After the move, reading and writing share one position. At first, it is the end of the file. The buffer
+// reads ahead: flush(), tellg(), WriteTo() and a seek move the position back to the byte that is to be read next.
+// Without such a call, a write continues after the bytes that were read ahead. A negative offset moves the position
+// backwards.
 //
-// Failures. If the file cannot be made or takes no more, the bytes written before remain readable, and the next write
-// tries again. If reading from the file fails, that looks like the end of the file.
+// Failures. If the file cannot be made or takes no more bytes, the bytes that were written before remain readable, and
+// the next write tries again. A failure to read from the file looks like the end of the file.
 class TUZUTIL_API TTempStreamBuf : public TMemStreamBuf {
 public:
     TTempStreamBuf(char const *name, TReference<TTempStreamTest> test);
     TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStreamBuf() override;
 
-    // Copies the content to `to`: from the start while it is in memory, from the present position after the move to the
-    // file. If the file fails, sets the fail bit of `to`; returns 0 if the file did not take the bytes that waited.
+    // Copies the content to `to` and returns the number of bytes copied. Starts at the beginning before the move to the
+    // file, and at the present position after the move. If the file fails, sets the fail bit of `to`. Returns 0 if the
+    // file does not take the bytes that wait to be written.
     unsigned long WriteTo(std::ostream &to) override;
 
 protected:
@@ -95,7 +97,7 @@ private:
     TReference<TTempStreamTest> fTest;
     TString fName;
     std::unique_ptr<TFile> fFile;        // null while the data is in memory
-    std::unique_ptr<char[]> fFileBuffer; // the bytes read, then the bytes to be written
+    std::unique_ptr<char[]> fFileBuffer; // first the bytes read, then the bytes to be written
 };
 
 class TUZUTIL_API TTempStream : public TMemStream {
