@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TRACE_H
 #define TUZUTIL_TRACE_H
 
-// TTrace: diagnostic tracing with levels, categories, destinations, and two words that say whether anybody listens.
+// TTrace: diagnostic tracing. An entry has a level and a category; destinations choose the levels and categories they
+// take.
 //
 // Example:
 //     class TCounter final : public TTrace::Base { // a destination: records go where Write() puts them
@@ -16,15 +17,15 @@
 //     trace.QueryPointer() = TTrace::Pointer(new TCounter);  // levels "np", all components, all categories
 //     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
-// Ownership:  Handles share their destination; the last one deletes it. Categories are static objects, see Category.
-// Threads:    Any thread may trace, and add, change or remove destinations. All of this, and each Write(), runs under
-//             the trace lock (fsMutex, recursive), for which a fork waits too. One thread at a time uses a handle or
-//             SaveState.
+// Ownership:  Copies of a handle share its destination. The last copy deletes it. For categories see Category.
+// Threads:    Any thread may trace, and may add, change or remove destinations. The trace lock (fsMutex, recursive) is
+//             held while the set of destinations changes and during each Write(). A fork waits for this lock, too. One
+//             thread at a time may use a handle or a SaveState.
 // Failures:   Setters throw TInvalidParameter "Mask beyond 32 bits" if a mask has bits above bit 31, and change
 //             nothing. Queries ignore such bits. An exception that leaves a destination's Write() is dropped.
 // Surprises:
-// - The global words are read without the lock, so a reader may see a change late.
-// - The sign of an int, as in ~0 or 1 << 31, does not count as a bit above bit 31.
+// - A trace point reads the global level and component without the lock, so it may see a change late.
+// - Setters accept ~0 and 1 << 31, although these negative ints have bits above bit 31 when they are converted.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -39,7 +40,7 @@ class TTraceSet;
 class TTraceSetKnown;
 class TTraceSetKnownCursor;
 
-// A 32-bit word that a trace point reads without a lock. The read is a plain load, but no data race.
+// A 32-bit word that a trace point reads without a lock. The read is atomic, but as fast as that of an ordinary word.
 class TTraceWord {
 public:
     constexpr TTraceWord(std::uint32_t value = 0) noexcept : fValue(value) {}
@@ -55,10 +56,10 @@ private:
     std::atomic<std::uint32_t> fValue;
 };
 
-// A level is one bit, and so is a component; a mask combines several.
+// Each level and each component is one bit. A mask combines several bits.
 class TUZUTIL_API TTrace {
 public:
-    // Levels with a fixed use. The other bits belong to the components that use them.
+    // Levels with a fixed meaning. A component may give the other levels a meaning of its own.
     enum Level : std::uint32_t {
         severe = 0x2,
         error = 0x4,
@@ -70,20 +71,21 @@ public:
         trap = 0x100000
     };
 
-    // REQUIRES: a category used for tracing is a static object that outlives everything that traces with it. A build
-    // without NDEBUG traces the use of any other category at level "wa".
+    // REQUIRES: a category that is used for tracing is a static object, and exists as long as anything traces with it.
+    // A build without NDEBUG traces at level "wa" if any other object is registered as a category.
     class TUZUTIL_API Category {
     public:
-        // Joins the registry. Nobody listens to a category whose component does not fit in 32 bits.
+        // Joins the registry of categories. If the component does not fit in 32 bits, no destination takes entries of
+        // the category.
         Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
-        // A copy does not join the registry. It has a text of its own, because many threads use one category, but one
-        // thread at a time uses a string.
+        // A copy does not join the registry, and does not share the text of its name: many threads use one category,
+        // but only one thread at a time may use a shared text.
         Category(Category const &other);
         Category &operator=(Category const &other);
         ~Category(); // leaves the registry
 
-        unsigned long QueryComponent() const noexcept { return fComponent; } // one bit
+        unsigned long QueryComponent() const noexcept { return fComponent; } // one bit, or 0
         TString const &QueryString() const noexcept { return fName; }
         int operator<(Category const &other) const noexcept; // by component, then by name
         int operator==(Category const &other) const noexcept;
@@ -94,42 +96,43 @@ public:
         TString fName;
     };
 
-    // A destination. Objects are counted: use them through Pointer.
+    // A destination. Objects are reference-counted: use them through Pointer.
     //
-    // Entries reach a destination from the base's constructor to the base's destructor, also while the members of a
-    // subclass do not exist. So a subclass gives its base `joinsLater`, calls Join() when it is complete, and calls
-    // Unlink() in its destructor.
+    // By default, entries reach a destination from the constructor of Base to the destructor of Base. The members of a
+    // subclass do not exist at both ends of this time. Therefore a subclass passes `joinsLater` to Base, calls Join()
+    // at the end of its constructor, and calls Unlink() at the beginning of its destructor.
     class TUZUTIL_API Base : public TRefCounted {
     public:
         ~Base() override;
         Base(Base const &) = delete;
         Base &operator=(Base const &) = delete;
 
-        // Takes one entry that this destination accepts. Subclasses must override it. It runs under the trace lock.
-        // REQUIRES: it neither loads a library nor writes a trace entry.
+        // Writes one entry that this destination accepts. Subclasses must override this function. It is called under
+        // the trace lock. REQUIRES: the function neither loads a library nor writes a trace entry.
         virtual void Write(unsigned long level, Category const &category, TTextMessage const &message);
         virtual void Change(); // called after each change of the settings
 
         unsigned long QueryLevel() const noexcept { return fLevel; }
-        void SetLevel(unsigned long level); // ignored after StopTracing(), as is SetComponent()
+        void SetLevel(unsigned long level); // does nothing after StopTracing(), like SetComponent()
         unsigned long QueryComponent() const noexcept { return fComponent; }
         void SetComponent(unsigned long component);
-        int QueryDefaultTracing() const noexcept { return Int(fDefaultTracing); } // for categories without an entry
+        int QueryDefaultTracing() const noexcept { return Int(fDefaultTracing); } // for categories not in the table
         void SetDefaultTracing(int on);
-        int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1: the long prefix of a record
-        void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), as all other setters do
-        // What the library's destinations show in a record besides: the name of the category after the letter of the
-        // level, and in the long prefix the year before the date and the zone after the time. An example with all:
-        // "2026/07/14-09:05:03.27+02:00 000000A4 E Session". None of them is shown by default.
+        int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1 if records have the long prefix
+        void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), which all setters above and below do
+        // The parts that the library's destinations add to a record: the name of the category after the letter of the
+        // level, and in the long prefix the year before the date and the time zone after the time. A prefix with all of
+        // them is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default there is none of them.
         enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
         unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }
         void SetPrefixParts(unsigned long parts) noexcept; // does not call Change()
         unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; }
         int QueryDisableRestore() const noexcept { return Int(fDisableRestore); }
         void SetDisableRestore(int disable);
-        void StopTracing(); // for good
+        void StopTracing(); // the destination never accepts an entry again
 
-        // Joins the chain at its head: from now on entries reach the destination. Does nothing if it has joined before.
+        // Joins the chain of destinations at its head, so that entries reach this destination. Does nothing if it has
+        // joined.
         void Join();
 
         int StillTracing() const noexcept { return !fStopped; }
@@ -141,16 +144,16 @@ public:
 
         void AddCategory(Category const &category, int on);
         void RemoveCategory(Category const &category);
-        int QueryCategory(Category const &category) const; // the entry's flag, or the default
-        int UsesDefault(Category const &category) const;   // 1 if there is an entry, 0 if there is none
+        int QueryCategory(Category const &category) const; // `on` of its entry in the table, or the default
+        int UsesDefault(Category const &category) const;   // 1 if it has an entry in the table, 0 if it has none
 
-        // Stores what a record begins with: the letter of its level, after date, time and thread if the prefix is long.
-        // The category is not a part of it.
+        // Stores the beginning of a record: the letter of the level, after date, time and thread if the prefix is long.
+        // The name of the category is not stored.
         void FormatPrefix(TString &prefix, unsigned long level) const;
-        static char LevelChar(unsigned long level) noexcept; // '?' unless the level is a single bit that has a letter
+        static char LevelChar(unsigned long level) noexcept; // '?' if the level is not a single bit with a letter
 
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
-        static void SetGlobalTracing(); // sets the global words to what the destinations listen to
+        static void SetGlobalTracing(); // computes both from the settings of all destinations
         static void SetGlobalLevel(unsigned long level);
         static void SetGlobalComponent(unsigned long component);
         static unsigned long QueryGlobalLevel() noexcept { return fsRuntimeLevel; }
@@ -158,29 +161,30 @@ public:
         static int IsGlobalTracing(unsigned long level, unsigned long component) noexcept {
             return (fsRuntimeLevel & level) != 0 && (fsRuntimeComponent & component) != 0;
         }
-        // Also tests whether some destination accepts the entry.
+        // Also tests whether a destination accepts an entry of the category.
         static int IsGlobalTracing(unsigned long level, unsigned long component, Category const &category);
 
         static void Register(Category const &category);
-        static TTraceSetKnownCursor *ListClasses(); // at the first category; the caller deletes the cursor
+        static TTraceSetKnownCursor *ListClasses();               // starts at the first; the caller deletes the cursor
         static Category const *FindCategory(TString const &name); // ignores case and component; null if there is none
-        static TString QueryComponentName(unsigned long mask);    // of the lowest bit; nil for 0 and beyond 32 bits
-        static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0: unknown
-        // Gives a component a name, which trace configurations then understand beside its own. REQUIRES: `mask` is one
-        // bit other than bit 0, which is this library's; `name` lives as long as the process. Other masks are ignored.
+        static TString QueryComponentName(unsigned long mask);    // of the lowest bit; "" if no bit below bit 32 is set
+        static unsigned long QueryComponentFromName(TString const &name); // "1" to "32" are bits 0 to 31; 0 if unknown
+        // Gives a component a second name, which trace configurations understand too. Does nothing if `mask` is not a
+        // single bit, or is bit 0, which is this library's. REQUIRES: `name` lives as long as the process.
         static void NameComponent(unsigned long mask, char const *name) noexcept;
 
-        static Base *fsAnchor; // the newest destination
+        static Base *fsAnchor; // the head of the chain of destinations
         static TMutexSemaphore &fsMutex;
-        static TTraceWord fsRuntimeLevel; // what all destinations together listen to; 0 while there is none
+        static TTraceWord fsRuntimeLevel; // the levels that any destination accepts
         static TTraceWord fsRuntimeComponent;
         static TTraceSetKnown fsKnownCategories;
 
     protected:
-        // These join at once, before the subclass is constructed. The default level counts from then on.
+        // These constructors join the chain at once, before the subclass is constructed. The first one sets the levels
+        // "np".
         Base();
         Base(unsigned long level, unsigned long component);
-        // These do not join: the end of the subclass's constructor calls Join(), or whoever makes the destination does.
+        // These constructors do not join. Join() is called at the end of the subclass's constructor, or by the creator.
         enum Joining { joinsLater };
         explicit Base(Joining);
         Base(Joining, unsigned long level, unsigned long component);
@@ -212,7 +216,7 @@ public:
     class TUZUTIL_API SaveState {
     public:
         explicit SaveState(TTrace &trace);
-        // Also sets this level alone, and switches this category on.
+        // Also sets the levels to `level`, adds the category's component, and switches the category on.
         SaveState(TTrace &trace, unsigned long level, Category const &category);
         SaveState(SaveState const &) = default;
         SaveState &operator=(SaveState const &) = default;
@@ -223,24 +227,25 @@ public:
         std::uint32_t fLevel = 0;
         std::uint32_t fComponent = 0;
         std::int32_t fDefaultTracing = 0;
-        TTraceSet *fCategories = nullptr; // the table itself, so that changes of it meanwhile remain
+        TTraceSet *fCategories = nullptr; // the table itself, not a copy: its changes remain
     };
 
     TTrace() noexcept = default; // no destination
     // Opens the destination that a configuration names: "keyword(argument),levels,components,default,categories", see
-    // docs/tracing.md. Null and "" open none. Throws TInvalidRequest "Unknown level specified" or "Invalid default
-    // specified".
+    // docs/tracing.md. Opens none if the configuration is null or empty. Throws TInvalidRequest "Unknown level
+    // specified" or "Invalid default specified".
     TTrace(char const *configuration);
     TTrace(TTrace const &) = default;
     TTrace &operator=(TTrace const &) = default;
     virtual ~TTrace();
 
     // Applies the part of a configuration after the destination, "levels,components,default,categories". An empty field
-    // leaves its setting as it is; the fields before a faulty one are applied. Throws as the constructor does.
+    // leaves its setting unchanged. If a field is faulty, applies only the fields before it, and throws as the
+    // constructor does.
     virtual void ParseTraceString(char const *selection);
 
-    // These call the destination. Without one, setters do nothing, and queries return 0, except QueryDisableRestore()
-    // and UsesDefault(), which return 1.
+    // These functions call those of the destination. Without a destination, setters do nothing, and queries return 0.
+    // The exceptions are QueryDisableRestore() and UsesDefault(), which return 1.
     unsigned long QueryLevel() const noexcept;
     void SetLevel(unsigned long level);
     unsigned long QueryComponent() const noexcept;
@@ -266,7 +271,7 @@ public:
 
     Pointer &QueryPointer() noexcept { return fDestination; }
 
-    // These do the same as in Base.
+    // These functions do the same as those of Base.
     static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {
         Base::WriteEntry(level, category, message);
     }
@@ -289,7 +294,7 @@ public:
     static void NameComponent(unsigned long mask, char const *name) noexcept { Base::NameComponent(mask, name); }
 
     static TString QueryExeFileName(); // of the running program, with its path, cut to 260 characters
-    static void SetExeFileName(TString, TString) noexcept {} // changes nothing; for programs that call it
+    static void SetExeFileName(TString, TString) noexcept {} // does nothing; it exists for programs that call it
 
     static TString &fsExeFileName; // empty until QueryExeFileName() is called
 

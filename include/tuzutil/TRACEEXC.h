@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACEEXC_H
 #define TUZUTIL_TRACEEXC_H
 
-// TTraceException: describes an exception as traces show it.
+// TTraceException: makes the text that describes an exception in a trace.
 //
 // Example:
 //     try {
@@ -12,10 +12,10 @@
 //
 // Ownership:  The result is a new string.
 // Threads:    Any thread may call it.
-// Failures:   TOutOfMemory, std::bad_alloc.
+// Failures:   TOutOfMemory or std::bad_alloc if there is no memory for the text.
 // Surprises:
 // - The result has several lines, without a line end after the last.
-// - Texts begin with the newest, but locations with the oldest.
+// - The newest of the texts comes first, but the oldest of the locations.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/EXPORT.h"

@@ -16,13 +16,13 @@
 //     static TQueueFactory fsFactory;
 //     TTrace trace("queue[tracequeue](mail.high),er"); // in a program: CreateTrace("mail.high"), errors only
 //
-// Ownership:  The loader borrows the factory, a static object of its library. The handle that CreateTrace() returns
-//             shares its destination.
+// Ownership:  The loader borrows the factory, which is a static object of its library. The destination belongs to the
+//             handle that CreateTrace() returns, and to copies of that handle.
 // Threads:    Any thread may call CreateTrace(). It runs under the trace lock.
-// Failures:   As FACTORY.h says. If the handle has no destination, nothing is traced.
+// Failures:   Those of FACTORY.h. If the handle has no destination, nothing is traced.
 // Surprises:
 // - The argument is never null.
-// - A configuration ends the argument at the first comma, so use other separators.
+// - The first comma in a configuration ends the argument, so an argument needs other separators.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/FACTORY.h"
@@ -32,9 +32,9 @@ class TUZUTIL_API TTraceFactory : public TFactory<TTraceFactory> {
 public:
     ~TTraceFactory() override;
 
-    // Makes a destination. Subclasses must override it. REQUIRES: neither it nor the destination's Write() loads a
-    // library, because both run under the trace lock. The destructor of the destination calls Unlink() before its
-    // members are destroyed.
+    // Makes a destination. Subclasses must override this function. REQUIRES: neither this function nor the
+    // destination's Write() loads a library, because both run under the trace lock. The destructor of the destination
+    // calls Unlink() before its members are destroyed.
     virtual TTrace CreateTrace(char const *argument);
 
     static TFactoryLoader<TTraceFactory> *GetLoader();
@@ -49,7 +49,7 @@ public:
     TTraceFactoryLoader();
     ~TTraceFactoryLoader() override;
 
-    static TTraceFactoryLoader *GetInstance(); // lives as long as the process
+    static TTraceFactoryLoader *GetInstance(); // never destroyed
 
     static TTraceFactoryLoader *fsOnlyInstance; // null until the first GetInstance()
 };

@@ -13,17 +13,17 @@
 //     };
 //
 // Ownership:  Observers are borrowed. An observer leaves the set when it is destroyed.
-// Threads:    Notify() runs under the observers' mutex (recursive), and mostly under the trace lock too.
+// Threads:    Notify() runs under the trace lock and the lock of the observers. Both are recursive.
 // Failures:   An exception that leaves Notify() is dropped. REQUIRES: Notify() does not end its thread.
 // Surprises:
-// - A change of the destinations notifies twice: once for the word of levels, once for that of components.
+// - A change of the destinations notifies twice: once for the levels, and once for the components.
 
 #include "tuzutil/EXPORT.h"
 
-// Notify() may be called from the base's constructor on, and until the observer has left. REQUIRES: if other threads
-// can make changes, an observer gives its base `joinsLater`, calls Join() at the end of its constructor, and calls
-// Leave() at the beginning of its destructor. If other classes derive from the observer, each of them calls Leave(),
-// and the code that constructs the complete object calls Join().
+// Notify() may be called from the constructor of this base class until Leave(). REQUIRES: if other threads can make
+// changes, an observer passes `joinsLater` to its base, calls Join() at the end of its constructor, and calls Leave()
+// at the beginning of its destructor. If other classes derive from the observer, the destructor of each class calls
+// Leave(), and the code that constructs the complete object calls Join().
 class TUZUTIL_API TTraceNotify {
 public:
     TTraceNotify(TTraceNotify const &) = delete;

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACEP_H
 #define TUZUTIL_TRACEP_H
 
-// TTracePoint: writes a trace entry if somebody listens; TTraceExit: writes one at the end of a scope.
+// TTracePoint: writes a trace entry if a destination may accept it. TTraceExit: writes an entry at the end of a scope.
 //
 // Example:
 //     int Fetch(int number) {
@@ -14,14 +14,15 @@
 //         return 17;
 //     } // "Fetch, rc=17" at level "ex"
 //
-// Ownership:  The texts of source files are borrowed and must be static. Formats and arguments are copied.
-// Threads:    Any thread may pass a trace point; a TTraceExit belongs to one thread. A thread that is cancelled while
-//             it writes an entry finishes the entry first.
-// Failures:   A trace point never throws. SetRC() and operator[] throw TInvalidParameter "Out of Range" if the message
+// Ownership:  The names of source files are borrowed and must be static. Formats and arguments are copied.
+// Threads:    Any thread may call TTracePoint::Write(). A TTraceExit belongs to one thread. A thread that is cancelled
+//             while it writes an entry finishes the entry first.
+// Failures:   TTracePoint::Write() never throws. SetRC() and operator[] throw TInvalidParameter "Out of Range" if the
+//             message does not have that argument.
 //             does not have that argument.
 // Surprises:
-// - While nobody listens, a trace point takes two loads, two tests and a branch, but evaluates its arguments as any
-//   call does.
+// - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
+//   are evaluated all the same.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -52,7 +53,8 @@ public:
     }
 
 private:
-    // While one exists, this thread is not cancelled, because the exception that unwinds a thread must not be dropped.
+    // While a THold exists, its thread is not cancelled. Otherwise Collect() would drop the exception that unwinds the
+    // thread.
     class TUZUTIL_API THold {
     public:
         THold() noexcept;
@@ -83,8 +85,8 @@ private:
 
 class TUZUTIL_API TTraceExit {
 public:
-    explicit TTraceExit(TTrace::Category const &category); // no message yet
-    // Copies share the message: a value set through one appears in the entries of both.
+    explicit TTraceExit(TTrace::Category const &category); // without a message
+    // Copies share the message: a value that is set through one copy appears in the entries of both.
     TTraceExit(TTraceExit const &) = default;
     TTraceExit &operator=(TTraceExit const &) = default;
     ~TTraceExit();
@@ -104,8 +106,8 @@ public:
     void SetDebugging(char const *file, unsigned long line);
 
 private:
-    // A message that was set earlier lives until the last owner is destroyed, because references to its arguments may
-    // be in use.
+    // A message that was replaced exists until the last owner is destroyed, because references to its arguments may be
+    // in use.
     struct TMessage {
         TMessage(char const *format, std::shared_ptr<TMessage> earlier) : text(format), previous(std::move(earlier)) {}
         TMessage(TMessage const &) = delete;
@@ -123,15 +125,15 @@ private:
     TagVar fNoArgument; // what operator[] returns without a message
 };
 
-// TTraceObjects: a table of handles to which nothing can be added. It exists for programs that hold one.
+// TTraceObjects: a table of handles that is always empty. It exists for programs that use one.
 class TUZUTIL_API TTraceObjects {
 public:
     TTraceObjects() = default;
     explicit TTraceObjects(unsigned int capacity) : fCapacity(capacity) {}
 
-    unsigned int Add(char const *configuration, int, char *); // always 0xFFFFFFFF
+    unsigned int Add(char const *configuration, int, char *); // adds nothing; returns 0xFFFFFFFF
     TTrace operator[](unsigned int index) const;              // without a destination if there is no entry
-    void Remove(unsigned int index);                          // the index stays occupied by a handle without one
+    void Remove(unsigned int index);                          // leaves a handle without a destination there
 
 private:
     [[maybe_unused]] std::uint32_t fCapacity = 0;

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACESET_H
 #define TUZUTIL_TRACESET_H
 
-// TTraceSetKnown: the registry of all trace categories; TTraceSet: the category table of one destination.
+// TTraceSetKnown: the registry of all trace categories. TTraceSet: the category table of one destination.
 //
 // Example:
 //     TTraceSetKnownCursor *cursor = TTrace::ListClasses();
@@ -9,14 +9,15 @@
 //         std::cout << category->QueryString() << '\n';
 //     delete cursor;
 //
-// Ownership:  The registry borrows its categories; a category that is destroyed leaves it. A table owns its entries.
-// Threads:    The registry can be walked without a lock while categories join and leave: a library may register its own
-//             while another thread writes entries. REQUIRES: a caller ensures that no other thread destroys the
-//             category that a cursor returned. Use a table only under the trace lock.
-// Failures:   TOutOfMemory.
+// Ownership:  The registry borrows its categories. A category leaves the registry when it is destroyed. A table owns
+//             its entries.
+// Threads:    A cursor needs no lock, even while other threads create and destroy categories. REQUIRES: the caller
+//             ensures that no other thread destroys the category that a cursor has returned. Use a table only under the
+//             trace lock.
+// Failures:   TOutOfMemory or std::bad_alloc if there is no memory for an entry.
 // Surprises:
 // - A category that is registered twice has two entries.
-// - Categories are in the order of their registration, except those that took the entry of one that was destroyed.
+// - Categories are in the order of their registration, but a new one may take the place of one that was destroyed.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -30,17 +31,18 @@ public:
     constexpr TTraceSetKnown() noexcept = default;
     TTraceSetKnown(TTraceSetKnown const &) = delete;
     TTraceSetKnown &operator=(TTraceSetKnown const &) = delete;
-    // There is no destructor, because static objects of other libraries may still use the registry at unloading.
+    // There is no destructor, because static objects of other libraries may still use the registry when the process
+    // ends.
 
     void Add(TTrace::Category const *category);
-    void Remove(TTrace::Category const *category) noexcept; // removes all its entries
+    void Remove(TTrace::Category const *category) noexcept; // removes all entries of the category
     unsigned long GetNumberElements() const noexcept;
 
 private:
     friend class TTraceSetKnownCursor;
 
-    // Readers follow `next`. An entry is complete before it is linked, and is never removed. When its category has
-    // left, the entry is empty until another category takes it over.
+    // Readers follow `next` without a lock. An entry is complete before it is linked, and is never unlinked. When its
+    // category leaves, `category` becomes null until another category takes the entry over.
     struct TEntry {
         std::atomic<TTrace::Category const *> category{nullptr};
         std::atomic<TEntry *> next{nullptr};
@@ -48,9 +50,9 @@ private:
 
     bool Reuse(TTrace::Category const *category) noexcept;
 
-    TEntry fHead; // before the first entry
+    TEntry fHead; // precedes the first entry
     std::atomic<TEntry *> fNearEnd{nullptr};
-    std::atomic<std::uint32_t> fFree{0}; // entries without a category, after the head
+    std::atomic<std::uint32_t> fFree{0}; // number of entries without a category
 };
 
 class TUZUTIL_API TTraceSetKnownCursor {
@@ -61,7 +63,7 @@ public:
     TTrace::Category const *Next() noexcept;
 
 private:
-    mutable TTraceSetKnown::TEntry const *fEntry; // moves on if its category has left
+    mutable TTraceSetKnown::TEntry const *fEntry; // Element() moves it on if the category has left
 };
 
 // An entry of a table: a category, and whether it is on.

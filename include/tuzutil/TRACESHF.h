@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACESHF_H
 #define TUZUTIL_TRACESHF_H
 
-// TTraceSharedFile: a trace destination by which any number of processes write to one file, line by line.
+// TTraceSharedFile: a trace destination that is a file. Any number of processes may write to the file, line by line.
 //
 // Example:
 //     TTraceSharedFile trace("C:\\srv\\trace.log"); // in each of the processes
@@ -10,14 +10,14 @@
 //     // 07/14-09:05:03.27 0000013C:000000A4 W [server.cpp:89] Queue is full
 //
 // Ownership:  Copies of a handle share the destination, which holds the file and the lock.
-// Threads:    The processes of a session take turns by the lock "kelvoTraceFile", whatever file they write. A process
-//             that is suspended while it writes a record stops all the others.
+// Threads:    A process holds the lock "kelvoTraceFile" while it writes a record. The session has one such lock for all
+//             shared files: a process that is suspended while it writes stops the tracing of all others.
 // Failures:   Nothing is thrown. If the file cannot be opened, nothing is written. A record that the system refuses is
 //             lost.
 // Surprises:
-// - The first process that opens the file discards its content; others join while it is in use. On Linux only the owner
-//   of the file discards it, see TTraceSharedFileBase.
-// - A new file is accessible to its owner only, see TTraceStreamBase::SetFileMode(). Directories are not made.
+// - The first process that opens the file discards its content, unless another process is using the file. On Linux,
+//   there are further conditions, see TTraceSharedFileBase.
+// - Only its owner has access to a new file, see TTraceStreamBase::SetFileMode(). Directories are not made.
 // - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of the
 //   handle returns the prefix without the process.
 
@@ -32,12 +32,12 @@ class TMutexSemaphore;
 
 // The destination of a shared file.
 //
-// On Linux only the owner of the file discards its content, and only he knows whether his own processes use it. He
-// leaves the file as it is if somebody has locked it.
+// On Linux, only a process of the file's owner discards the content. It does so only if no other process of the owner
+// uses the file, and nobody has locked the file.
 //
-// If the lock is not available (because another user holds it, say), the file is not emptied, but records are written
-// to it. If a process was killed in the middle of a line, the next record starts on a new line. If another program
-// prevents writing, nothing is written.
+// If the lock is not available, for example because another user holds it, the file is not emptied, but records are
+// written to it. If a process was killed in the middle of a line, the next record starts on a new line. If another
+// program prevents writing, nothing is written.
 class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {
 public:
     ~TTraceSharedFileBase() override;

@@ -14,14 +14,14 @@
 //     }
 //     // out.str() == "E [MUTEXSEM:100] Error 5 from CreateMutex(unnamed)\n"
 //
-// Ownership:  A stream given by reference is borrowed and must outlive all handles to the destination; see SetStream()
-//             for pointers. Copies of a handle share the destination.
+// Ownership:  A stream that is passed by reference is borrowed, and must outlive the destination. A stream that is
+//             passed by pointer is owned, see SetStream(). Copies of a handle share the destination.
 // Threads:    The lines of a process never interleave, because each is written under the lock fsFileMutex. Other writes
 //             to the stream may come between lines.
 // Failures:   Nothing is thrown, except by ParseTraceString(), see TRACE.h. A record that a stream refuses is lost.
 // Surprises:
-// - A file is emptied when it is opened, even if another process writes to it: share it with TTraceSharedFile.
-// - A new file is accessible to its owner only, see SetFileMode().
+// - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
+// - Only its owner has access to a new file, see SetFileMode().
 // - A text ends before its first zero. 16-bit text is written in the encoding of the process. A message with line ends
 //   takes several lines, and line ends are those of the system's text files.
 
@@ -35,27 +35,28 @@
 
 class TMutexSemaphore;
 
-// The destination of a stream or file. If the file or its directory cannot be made, nothing is written. If the
-// stream refuses a record, its state bits are cleared and the next record is tried; in a file, that record starts on a
-// new line.
+// A destination that writes to a stream or a file. If the file or its directory cannot be made, nothing is written. If
+// the stream fails, the record is lost. The state of the stream is cleared before the next record; in a file, that
+// record starts on a new line.
 class TUZUTIL_API TTraceStreamBase : public TTrace::Base {
 public:
     ~TTraceStreamBase() override;
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
-    // Whether there is a stream and, if it is that of a file, the file could be opened.
+    // Returns whether there is a stream. If it is the stream of a file, the file must have been opened too.
     bool IsOpen() const noexcept;
-    // The system's error code if the file could not be opened; 0 otherwise, and if its directory could not be made.
+    // Returns the system's error code if the file could not be opened. Returns 0 otherwise, and also if the directory of
+    // the file could not be made.
     unsigned long QueryOpenError() const noexcept;
 
-    static TMutexSemaphore &fsFileMutex;      // lives as long as the process
+    static TMutexSemaphore &fsFileMutex;      // never destroyed
     static void InitializeMutex() noexcept {} // does nothing; it exists for programs that call it
 
     // Sets who may read and write the files that destinations make from now on, including shared files. The mode
-    // consists of the system's nine permission bits; bits beyond 0666, and those in the umask, are ignored. The
-    // default is 0600, for the owner only. Existing files keep their mode. Returns the former mode. On Windows the
-    // permissions of the folder apply instead.
+    // consists of the nine permission bits of POSIX. Bits beyond 0666, and those in the umask, are ignored. The default
+    // is 0600, for the owner only. Existing files keep their mode. Returns the former mode. On Windows, the permissions
+    // of the folder apply instead.
     static unsigned int SetFileMode(unsigned int mode) noexcept;
     static unsigned int QueryFileMode() noexcept;
 
@@ -67,17 +68,17 @@ protected:
     TTraceStreamBase(std::ostream *stream);
     TTraceStreamBase(char const *fileName); // makes the directories before the last backslash
 
-    // A stream given by pointer is deleted with the destination, or when another stream replaces it, so never pass
-    // &std::cout.
+    // A stream that is passed by pointer is deleted with the destination, or when another stream replaces it. Therefore
+    // never pass &std::cout.
     void SetStream(std::ostream &stream);
     void SetStream(std::ostream *stream);
 
 private:
-    TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ostream *borrowed); // at most one of them
+    TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ostream *borrowed); // at most one is not null
 
     void Replace(std::ostream *stream, int owned);
 
-    std::unique_ptr<std::ostream> fOwned;         // the stream if it is deleted with the destination, otherwise null
+    std::unique_ptr<std::ostream> fOwned;         // the stream if it is owned, otherwise null
     std::atomic<std::ostream *> fStream{nullptr}; // changed under fsFileMutex
 };
 
@@ -107,9 +108,9 @@ public:
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
-    // Sets a function that takes each line, with its line end and a zero, in place of the debugger; null restores the
-    // debugger. Returns the former function, or null for the debugger. REQUIRES: the function neither throws nor
-    // traces.
+    // Sets a function that takes each line instead of the debugger. The line has its line end and a terminating zero.
+    // Null restores the debugger. Returns the former function, or null for the debugger. REQUIRES: the function neither
+    // throws nor traces.
     using TOutput = void (*)(char const *line);
     static TOutput SetOutput(TOutput output) noexcept;
 

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TREFCNT_H
 #define TUZUTIL_TREFCNT_H
 
-// TReference, TRefCounted, TWeakRefCounted: objects that live as long as somebody holds a counted reference to them.
+// TReference, TRefCounted, TWeakRefCounted: objects that exist as long as there is a counted reference to them.
 //
 // Example:
 //     TReference<TSemaphore> posted(new TSemaphore);
@@ -9,15 +9,16 @@
 //     same = nullptr;                       // 1
 //     posted->Post();
 //
-// Ownership:  Releasing the last reference destroys the object through Unreachable(). An object to which no reference
-//             was ever made belongs to its maker.
-// Threads:    Any thread may make and release references to one object; one TReference belongs to one thread at a time.
-//             The thread that destroys the object sees what others did before they released their references.
+// Ownership:  When the last reference is released, Unreachable() deletes the object. If there was never a reference to
+//             an object, its creator must delete it.
+// Threads:    Any thread may make and release references to one object, but only one thread at a time may use a
+//             TReference. The thread that deletes the object sees all that other threads wrote before they released
+//             their references.
 // Failures:   TInvalidRequest "TReference null" from -> and * of a null reference.
 // Surprises:
-// - A copied object starts with the count of the original, so copy only objects without references. A build without
+// - A copy of an object starts with the count of the original, so copy only objects without references. A build without
 //   NDEBUG traces at level "wa" if an object with references is copied.
-// - One RemoveRef() too many makes the count 4294967295. A build without NDEBUG then stops.
+// - One RemoveRef() too many makes the count 4294967295. A build without NDEBUG then stops in an assertion.
 
 #include "tuzutil/EXPORT.h"
 
@@ -26,7 +27,7 @@
 
 class TMutexSemaphore;
 
-// A count that changes atomically.
+// The base of objects whose count changes atomically, without a lock.
 class TUZUTIL_API TRefCounted {
 protected:
     TRefCounted() noexcept = default;
@@ -47,12 +48,13 @@ private:
     std::atomic<std::uint32_t> fCount{0};
 };
 
-// A count that changes only under one lock of the process, TWeakReferenceLock::fsSem, so that uncounted pointers to the
-// object can be cleared when the last reference is released. If the lock cannot be created, which is traced at level
-// "er", counts still change atomically.
+// The base of objects to which uncounted (weak) pointers exist. The count changes only under the lock
+// TWeakReferenceLock::fsSem, so that the weak pointers can be cleared when the last reference is released. All such
+// objects share this lock. If the lock cannot be created, which is traced at level "er", counts still change
+// atomically.
 //
-// REQUIRES: whoever makes a reference from an uncounted pointer holds a TWeakReferenceLock while reading the pointer
-// and calling AddRef(), and uses only pointers that ZeroWeakReference() clears.
+// REQUIRES: code that makes a reference from a weak pointer holds a TWeakReferenceLock while it reads the pointer and
+// calls AddRef(). ZeroWeakReference() clears every pointer that is used in this way.
 class TUZUTIL_API TWeakRefCounted {
 protected:
     TWeakRefCounted() noexcept = default;
@@ -66,8 +68,8 @@ public:
     virtual void RemoveRef();
 
 private:
-    // Clears the weak pointers; the default does nothing. It runs under the lock, when the count is 0. REQUIRES: it
-    // takes no other lock of the library.
+    // Clears the weak pointers; the default does nothing. This function runs under the lock, when the count is 0.
+    // REQUIRES: the function takes no other lock of the library.
     virtual void ZeroWeakReference();
     virtual void Unreachable(); // deletes the object; called after the lock has been released
 
@@ -102,7 +104,7 @@ public:
     TReference(TReference &&other) noexcept : fTarget(other.fTarget) { other.fTarget = nullptr; }
     ~TReference() { Release(fTarget); }
 
-    // These take the new reference before they release the old one, because the new target may belong to the old one.
+    // Assignments take the new reference before they release the old one, because the old target may own the new one.
     TReference &operator=(T *target) { return *this = TReference(target); }
     TReference &operator=(TReference const &other) { return *this = TReference(other); }
     TReference &operator=(TReference &&other) {

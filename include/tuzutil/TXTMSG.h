@@ -8,15 +8,18 @@
 //     TTextMessage message(fsStore, 1, 17, "%2$s has %1$d messages", 5, "inbox");
 //     std::cout << message.QueryMessage() << '\n';   // the store's text of set 1, number 17; or "inbox has 5 messages"
 //
-// Ownership:  Texts and arguments are copied. A pointer from operator char const * is valid until the message ends.
-// Threads:    One thread at a time may use a message, also for reading, because the first query formats.
-// Failures:   Formats and arguments never throw: see the class for what is printed instead. operator[] throws
+// Ownership:  Texts and arguments are copied. A pointer from operator char const * is valid until the message is
+//             destroyed or changed.
+// Threads:    One thread at a time may use a message, even for reading, because the first query makes the text.
+// Failures:   Faulty formats and arguments do not throw: the comment of the class says what is printed instead.
+//             operator[] throws TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown
+//             kind throws.
 //             TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown kind throws.
 // Surprises:
-// - The formatted text stays, whatever SetArgs() does later. A copy formats again.
-// - A text that would be empty is one zero character.
+// - SetArgs() does not change a text that has been made. A copy of the message makes its own text.
+// - An empty text becomes a text of one zero character.
 // - In a list of pointers to arguments, a value of kind nil ends the list as fsEndOfArgs does.
-// - A 16-bit default text comes back from a stream as narrow bytes, because the form there does not record its kind.
+// - A 16-bit default text is read back from a stream as narrow bytes: the stream does not say that it is 16-bit.
 // - Integers have 32 bits: write %d and %u. In "%zu %s" and "%lld %s" the number becomes the argument of %s.
 
 #include "tuzutil/EXPORT.h"
@@ -33,22 +36,21 @@ class TMessageFaults;
 
 enum TExplicitInit { ExplicitInit };
 
-// Formats. The conversions are d i o u x X c s S p f F e E g G n. They take the flags "-", "+", " ", "#", "0", a width
-// and a precision, which may come from an argument ("*", "*2$"), and one of h, l, L. "%S" takes a text only in 16-bit
-// formats. "%n" stores nothing: it prints as an unknown conversion whose character is "?". "%p" prints 8 upper-case
-// digits, or 16 if pointers are longer. On Windows the flag "0" also fills texts and characters with zeros.
+// Formats. The conversions are d i o u x X c s S p f F e E g G n. They take the flags "-", "+", " ", "#", "0", a width,
+// a precision, and one of h, l, L. A width or precision may be an argument ("*", "*2$"). "%S" takes a text only in
+// 16-bit formats. "%n" stores nothing: it prints as an unknown conversion whose character is "?". "%p" prints 8
+// upper-case digits, or 16 if pointers are longer. On Windows, the flag "0" also fills texts and characters with zeros.
 //
-// Every other conversion is unknown. It takes no argument, its character is literal text, and it prints as the
-// platform's own printf prints it. That is why in "%zu %s" the %s takes the first argument, the number, and prints
-// "(null)".
+// Every other conversion is unknown. It takes no argument, and the system's own printf decides how it prints.
+// Therefore, in "%zu %s", the %s takes the first argument, the number, and prints "(null)".
 //
-// Faults. A conversion prints zero or a null string if its argument is missing or of another kind, or if its width is
-// bad. If a store throws, the message is treated as if the store did not have the text.
+// Faults. If the argument of a conversion is missing or of another kind, or if its width is bad, the conversion prints
+// zero or a null string. If a store throws, the message is treated as if the store did not have the text.
 //
-// Bounds. Widths and precisions count up to 64 Ki. Let the input be the format, the texts of the arguments and 32 bytes
-// for each argument. The text may then have 16 times the input plus 256 KiB, but at most 16 MiB, or 4 times the input
-// if that is more. The rest is dropped, and neither formatted nor reported. A 16-bit text that needs more characters
-// than ValidateArgsW() returns keeps only its first character.
+// Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
+// texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
+// the most is 16 MiB, or 4 times this size if that is more. The rest of the text is dropped without a report. A 16-bit
+// text that needs more characters than ValidateArgsW() returns keeps only its first character.
 class TUZUTIL_API TTextMessage {
 public:
     // The name of a message store; empty for a message without a store.
@@ -60,8 +62,9 @@ public:
         int IsEqual(StoreID const &other) const noexcept { return isEqual(other); }
     };
 
-    // The values that a rewritten format takes, one after another. A width, a precision, an integer or a character has
-    // 4 bytes, a real has 8, and a text or a pointer has the size of a pointer. Texts are borrowed from the message.
+    // The values that a rewritten format takes, one after another, see ValidateArgs(). A width, a precision, an integer
+    // or a character has 4 bytes, a real has 8, and a text or a pointer has the size of a pointer. Texts are borrowed
+    // from the message.
     class TUZUTIL_API CharP {
     public:
         operator char const *() const noexcept { return fBytes; }
@@ -78,9 +81,9 @@ public:
 
     TTextMessage() noexcept = default;
 
-    // These take the store, the set and the number if the message has a store, then a narrow or 16-bit default text,
-    // and then the arguments. Arguments are values; or pointers to values, which end at a null pointer or at a value of
-    // kind nil or end-of-arguments; or an array of such pointers.
+    // If the message has a store, these constructors take the store, the set and the number first. Then they take a
+    // narrow or 16-bit default text, and then the arguments. The arguments are either values, or pointers to values, or
+    // an array of such pointers. A list of pointers ends at a null pointer, or at a value of kind nil or endOfArgs.
     template <typename Char, typename... Arguments, typename = std::enable_if_t<std::is_integral_v<Char>>>
     TTextMessage(Char const *text, Arguments const &...arguments) : fDefaultText(text) {
         SetArgs(arguments...);
@@ -90,7 +93,8 @@ public:
         : TTextMessage(store, set, number, TString(text)) {
         SetArgs(arguments...);
     }
-    // These take the default text as a string, which is narrow or 16-bit as its flag says. A StoreID is not accepted.
+    // These constructors take the default text as a TString, which is 16-bit if its Unicode flag is set. It must not be
+    // a StoreID.
     template <typename Text, typename... Arguments, std::enable_if_t<std::is_same_v<Text, TString>, int> = 0>
     TTextMessage(Text const &text, Arguments const &...arguments) : fDefaultText(text) {
         SetArgs(arguments...);
@@ -104,13 +108,14 @@ public:
     }
     TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept;
 
-    // A copy takes everything except the formatted text.
+    // A copy has everything except the text that was made.
     TTextMessage(TTextMessage const &other);
-    // The former arguments live until the destructor, so references to them remain valid.
+    // The former arguments are kept until the message is destroyed, so that references to them remain valid.
     TTextMessage &operator=(TTextMessage const &other);
     ~TTextMessage() = default;
 
-    // Replaces the arguments; the formatted text stays. Takes any number of values, or pointers that end as above.
+    // Replaces the arguments, but not a text that has been made. Takes the arguments in the same forms as the
+    // constructors.
     template <typename... Arguments>
     void SetArgs(Arguments const &...arguments) {
         if constexpr (IsPointerList<Arguments...>())
@@ -149,14 +154,15 @@ public:
     TString const &QueryFile() const noexcept { return fFile; }
     unsigned long QueryLine() const noexcept { return fLine; }
 
-    // Rewrite a narrow or 16-bit format for the platform's printf, without numbers of arguments and size modifiers, and
-    // store the values that it uses in `block`. At least 11 zero characters follow the format in `out` unless it has
-    // grown. Return the number of characters that the text may need.
+    // Rewrite a narrow or 16-bit format for the system's printf: they remove the numbers of arguments and size
+    // modifiers, and store the values that the new format takes in `block`. At least 11 zero characters follow the new
+    // format in `out`, unless it is longer than the old one. Return the number of characters that the text may need.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 
-    // Neither the formatted text nor the place that raised the message is written (docs/formats.md). If the stream
-    // fails, reading stops and keeps what came before. An empty text in the stream leaves the message's own unchanged.
+    // Write and read the message (docs/formats.md), but neither its formatted text nor the place that raised it. If the
+    // stream fails, reading stops, and the parts that were read before remain. An empty text in the stream leaves the
+    // message's own text unchanged.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
@@ -209,7 +215,7 @@ private:
     std::unique_ptr<TagVar[]> fArguments;
     TString fFile;
     std::uint32_t fLine = 0;
-    std::vector<std::unique_ptr<TagVar[]>> fFormerArguments; // before assignments
+    std::vector<std::unique_ptr<TagVar[]>> fFormerArguments; // those before each assignment
 };
 
 #endif

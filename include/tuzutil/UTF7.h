@@ -24,8 +24,8 @@ public:
     // Returns the modified UTF-7 form of a Unicode string as narrow text. An odd final byte of 16-bit text is ignored.
     static TString Encode(TString name);
 
-    // Returns the 16-bit text that a modified UTF-7 text encodes. A run of encoded characters without a closing "-"
-    // ends with the text. A character outside the alphabet counts as its low six bits.
+    // Returns the 16-bit text that a modified UTF-7 text encodes. A run of encoded characters begins at "&" and ends at
+    // "-", or at the end of the text. A character of a run that is not in the alphabet counts as its low six bits.
     static TString Decode(TString text);
 };
 

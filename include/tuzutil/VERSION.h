@@ -11,8 +11,8 @@
 // Threads:    Several threads may call the queries.
 // Failures:   Only QueryVersion() throws: TOutOfMemory if there is no memory for the text.
 // Surprises:
-// - QueryInstance() is null, so QueryMajorVersion() and QueryMinorVersion() return 0. Programs that compare with these
-//   values rely on it.
+// - QueryInstance() returns null. Therefore QueryMajorVersion() and QueryMinorVersion() return 0, on which programs
+//   rely.
 
 #include "tuzutil/EXPORT.h"
 
@@ -34,7 +34,7 @@ public:
     static TVersion *QueryInstance() noexcept { return fsOnly; }
 
 private:
-    static TVersion *fsOnly; // never assigned
+    static TVersion *fsOnly; // always null
 
     std::uint16_t fMajor;
     std::uint16_t fMinor;

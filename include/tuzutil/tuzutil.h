@@ -4,9 +4,9 @@
 // tuzutil.h: includes the whole library.
 //
 // Surprises:
-// - When it is loaded, before main, the library sets the locale of the process from the environment, as
-//   setlocale(LC_ALL, "") does. Letter case, the encoding of narrow text and the decimal point follow it, also in the
-//   program's own printf and strtod. A program that wants another locale sets it at the start of main.
+// - When the library is loaded, before main(), it sets the locale of the process as setlocale(LC_ALL, "") does. This
+//   locale determines letter case, the encoding of narrow text and the decimal point, even in the program's own
+//   printf() and strtod(). A program that wants another locale sets it at the start of main().
 
 #include "tuzutil/BASE64.h"
 #include "tuzutil/BINSTRM.h"
