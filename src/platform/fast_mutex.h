@@ -1,9 +1,10 @@
 #ifndef TUZUTIL_PLATFORM_FAST_MUTEX
 #define TUZUTIL_PLATFORM_FAST_MUTEX
 
-// TFastMutex: a recursive lock within one process, which calls the system only if a thread has to wait. It holds for
-// every system; each system's mutex.cpp uses it for locks without a name and defines how threads wait. TThreadRecord:
-// what the locks know of a thread. Neither takes another lock, allocates memory or traces.
+// TFastMutex: a recursive lock within one process, which calls the system only if a thread has to wait. This class is
+// the same on every system. The mutex.cpp of each system uses it for locks without a name, and defines how threads
+// wait. TThreadRecord: what the locks know about a thread. Neither class takes another lock, allocates memory or
+// traces.
 
 #include "platform/platform.h"
 
@@ -30,10 +31,10 @@ struct TThreadRecord {
     void AbandonAll() noexcept; // unlocks all that the thread holds, as abandoned
 };
 
-struct TWaitPlace; // what the threads that wait for one lock wait on; each system knows what it is
+struct TWaitPlace; // the object on which threads wait for one lock; each system defines it
 
-// Invariant: the owner is a thread's identity exactly while that thread holds the lock; fDepth, fPrevious and fNext
-// then belong to that thread.
+// Invariant: fOwner is the identity of a thread exactly while that thread holds the lock. Then fDepth, fPrevious and
+// fNext belong to that thread.
 class TFastMutex {
 public:
     TFastMutex() noexcept = default;
@@ -48,7 +49,7 @@ public:
         return fOwner.load(std::memory_order_relaxed) == thread.identity;
     }
 
-    // By somebody, or just being released: the owner's last access is that to the state.
+    // Returns whether a thread holds the lock or is still releasing it. The releasing thread accesses fState last.
     bool IsHeld() const noexcept { return fState.load(std::memory_order_acquire) != free; }
     TWaitPlace *Place() const noexcept { return fPlace; }        // null unless the system has set one
     void ForgetOtherThreads(TThreadRecord const &self) noexcept; // in a forked child, in which only `self` is left
@@ -62,15 +63,15 @@ private:
     void Release(TThreadRecord &thread) noexcept;
     void Abandon(TThreadRecord &thread) noexcept;
 
-    // The system defines these three. Contend() waits until the state was `free` and sets it to `heldAndWaitedFor`. It
-    // may instead take the lock from an owner that is no longer alive, and then sets fAbandoned. WakeOne() touches only
-    // what PrepareWake() returned, because the lock may be deleted by then.
+    // Each system defines these three functions. Contend() waits until the state was `free`, and sets it to
+    // `heldAndWaitedFor`. Contend() may instead take the lock from an owner that is no longer alive; it then sets
+    // fAbandoned. WakeOne() touches only what PrepareWake() returned, because the lock may be deleted by then.
     TWaitResult Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept;
     TWaitPlace *PrepareWake() noexcept;
     static void WakeOne(TWaitPlace *place) noexcept;
 
     std::atomic<std::uint32_t> fState{free};
-    std::atomic<std::uint64_t> fOwner{0}; // the thread's identity; 0 for none
+    std::atomic<std::uint64_t> fOwner{0}; // the identity of the thread that holds the lock; 0 for none
     std::uint32_t fDepth = 0;             // how often the owner holds the lock
     bool fAbandoned = false;              // the last owner ended while it held the lock
     TFastMutex *fPrevious = nullptr;      // in the chain of the locks that the owner holds
@@ -96,8 +97,8 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     std::uint32_t expected = held;
     if (fState.compare_exchange_strong(expected, free, std::memory_order_release, std::memory_order_acquire))
         return;
-    // The place must be read before the lock is free, as the lock may be deleted then. It is set by now: a waiter sets
-    // it before the state says that somebody waits.
+    // The place must be read before the lock is free, because the lock may be deleted afterwards. The place has been
+    // set: a waiter sets it before it sets the state to `heldAndWaitedFor`.
     TWaitPlace *const place = PrepareWake();
     fState.store(free, std::memory_order_release);
     WakeOne(place);

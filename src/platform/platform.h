@@ -1,9 +1,8 @@
 #ifndef TUZUTIL_PLATFORM
 #define TUZUTIL_PLATFORM
 
-// platform.h: everything that the library needs of an operating system. To port the library, define what this header
-// declares; nothing above this folder asks a system for anything else. posix/ and win32/ do it under the same file
-// names:
+// platform.h: declares everything that the library needs from an operating system. A port defines these functions; no
+// code outside this folder depends on a system. posix/ and win32/ define the functions in files with the same names:
 //
 //     cancel            keeping a thread from being cancelled    memory           wiping memory
 //     clock             the time and calendar records            mutex            locks
@@ -15,15 +14,16 @@
 //     library           libraries and their texts                thread_record    what is known of each thread
 //                                                                trace_file       files of trace records
 //
-// Both also have kept_error.h and deadline.h. Only posix/ has descriptor.h, native_name.h (names of files), futex.h,
-// object_folder (where named objects live) and text_table.h (the texts of a library); only win32/ has attach.cpp (the
-// load notification). A port may build on fast_mutex, event_word.h and no_cancel.h, which hold for every system.
+// Both folders also have kept_error.h and deadline.h. Only posix/ has descriptor.h, native_name.h (names of files),
+// futex.h, object_folder (the folder of named objects) and text_table.h (the texts of a library). Only win32/ has
+// attach.cpp (which the system calls at loading). A port may use fast_mutex, event_word.h and no_cancel.h, which are
+// the same on every system.
 //
-// Manner: everything is in the namespace `platform`. Types begin with T; only handles, which nobody above can look
-// into, have bare names. Any thread may call any function at any time, unless a comment requires more. No function
-// calls the library above, traces, or holds a lock when it returns; none throws unless it is without `noexcept`, and
-// then only std::bad_alloc or what a caller's object throws. Texts end with a zero and must not be null, unless a
-// comment allows it. "LastError()" after a failure means that the failed function has set it.
+// Rules. Everything is in the namespace `platform`. The names of types begin with T, except those of handles, whose
+// content only this folder knows. Any thread may call any function at any time, unless a comment says otherwise. No
+// function calls code outside this folder, traces, or keeps an internal lock when it returns. A function without
+// `noexcept` may throw std::bad_alloc, or what an object of the caller throws. Texts end with a zero, and must not be
+// null unless a comment allows it. "With LastError()" means that the function that failed has set it.
 
 #include <cstddef>
 #include <cstdint>
@@ -54,10 +54,10 @@ bool UtcRecord(std::int64_t time, std::tm &record) noexcept;
 
 // Writes a record by a format of C99's strftime, in the current locale, with a terminating zero. Returns the number of
 // bytes without that zero, at most size - 1. Returns 0 if the text does not fit, is empty, or cannot be made; the
-// content is then undefined. An unknown conversion is written as it stands. REQUIRES: size is at least 1.
+// content is then undefined. An unknown conversion is written unchanged. REQUIRES: size is at least 1.
 std::size_t FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept;
 
-// Returns the local time of now. Never fails; at times it takes a lock of the C library.
+// Returns the present local time. Never fails. Some calls take a lock of the C library.
 struct TLocalTime {
     unsigned int month; // 1 to 12
     unsigned int day;
@@ -74,29 +74,29 @@ int LocalZone() noexcept;
 
 // The process
 
-// Return the numbers by which the system knows this thread and this process. Never fail, never block. In a forked child
-// both are the child's.
+// Return the system's ids of this thread and this process. Never fail, never block. In a forked child, both are the
+// child's ids.
 std::uint32_t ThreadId() noexcept;
 std::uint32_t ProcessId() noexcept;
 
-// Get and set the system's error code, which each thread has for itself.
+// Get and set the system's error code. Each thread has its own.
 std::uint32_t LastError() noexcept;
 void SetLastError(std::uint32_t error) noexcept;
 
-// Writes the English text of a system's error code, cut to size - 1 bytes, with a terminating zero and without an end
-// of line. Returns its length. The text of an unknown code is "Unknown error" and the number.
+// Writes the English text of an error code of the system, with a terminating zero and without a line end. A text of
+// more than size - 1 bytes is cut. Returns its length. The text of an unknown code is "Unknown error" and the number.
 // REQUIRES: size is at least 1.
 std::size_t ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept;
 
-// Returns the English text of an error number of the C library. The text is never null and lives for ever.
+// Returns the English text of an error number of the C library. The text is never null and never deallocated.
 char const *RuntimeErrorText(int error) noexcept;
 
-// Looks up a variable of the environment. Returns false, and leaves `value` undefined, if it is not set. In a program
-// with raised rights no variable counts as set, because the environment belongs to a caller with lesser rights.
+// Looks up a variable of the environment. If it is not set, returns false and leaves `value` undefined. In a program
+// with raised privileges, no variable counts as set, because the environment comes from a caller with fewer privileges.
 bool FindVariable(char const *name, std::string &value);
 
-// Hands a text to the debugger that watches the process. If the system has no such channel, the text goes to its log.
-// May block.
+// Passes a text to the debugger of the process. If the system has no channel to a debugger, writes the text to the
+// system's log. May block.
 void DebuggerOutput(char const *text);
 
 // Locks and events
@@ -105,17 +105,18 @@ enum class TWaitResult : std::uint32_t { done = 0, abandoned = 128, timedOut = 2
 
 constexpr std::uint32_t waitForEver = 0xFFFFFFFF; // as a number of milliseconds
 
-// A recursive lock. With a name, the lock is shared by all processes of the user's session that ask for that name. If
-// the owner of a lock ends without unlocking it, the next Lock succeeds with `abandoned`. Every function accepts null,
-// and then fails. Failures set LastError().
+// A recursive lock. If it has a name, all processes of the user's session that ask for that name share it. If a thread
+// ends while it holds a lock, the next LockMutex() gets the lock and returns `abandoned`. Every function accepts null,
+// and then fails. Failures set LastError(). DeleteMutex() first unlocks a lock without a name if this thread holds it.
 struct Mutex;
-Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; null on failure; may block
-bool DeleteMutex(Mutex *mutex) noexcept;      // unlocks it as often as this thread holds it; others must not wait
+Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; returns null on failure; may block
+bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for it
 bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold it
-bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds it; false if only the system knows
-TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // blocks; 0 only tries
+bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds it; false if that is unknown
+TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
 
-// Returns the system's own handle of a lock, or an address if the system has none for it; 0 for null.
+// Returns the system's own handle of a lock. If the system has no handle for it, returns an address. Returns 0 for
+// null.
 std::uintptr_t SystemHandle(Mutex *mutex) noexcept;
 
 // An event, which stays posted until it is cleared. It counts its owners, and the last DeleteEvent() deletes it. Every
@@ -124,7 +125,7 @@ struct Event;
 Event *NewEvent(bool posted) noexcept;                                    // one owner; null on failure
 Event *ShareEvent(Event *event) noexcept;                                 // adds an owner; returns its argument
 void DeleteEvent(Event *event) noexcept;                                  // removes an owner
-TWaitResult WaitEvent(Event *event, std::uint32_t milliseconds) noexcept; // blocks; 0 only looks
+TWaitResult WaitEvent(Event *event, std::uint32_t milliseconds) noexcept; // only looks if `milliseconds` is 0
 bool ClearEvent(Event *event) noexcept;
 bool PostEvent(Event *event) noexcept; // releases every waiting thread, even if the event is cleared at once
 
@@ -132,48 +133,49 @@ bool PostEvent(Event *event) noexcept; // releases every waiting thread, even if
 
 // Runs a function on a new detached thread of the C library, with the default stack size. This library stays loaded
 // until the function has returned. If `takesSignals` is set, the new thread blocks the same signals as the caller;
-// otherwise it blocks all. Returns a number for the thread, which the caller need not close; all ones, with
-// LastError(), if the thread cannot be started. Does not wait for the thread.
+// otherwise it blocks all signals. Does not wait for the thread. Returns a number for the thread, which the caller need
+// not close. If the thread cannot be started, returns all ones, with LastError().
 std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
 
 // Whether the system ends all other threads, wherever they are, before static objects are destroyed.
 extern bool const threadsEndFirst;
 
-// Keep this thread from being cancelled, if the system cancels threads, from HoldCancellation() until
-// ReleaseCancellation() receives its result. A cancellation that arrives in between stays pending. Pairs may nest.
+// Keep this thread from being cancelled, if the system cancels threads. Pass the result of HoldCancellation() to
+// ReleaseCancellation(). A cancellation that arrives in between stays pending. Pairs of calls may be nested.
 int HoldCancellation() noexcept;
 void ReleaseCancellation(int held) noexcept;
 
-// Has `before` called whenever a thread forks the process, and one of the others after the fork. The platform takes its
-// own locks after `before`, and releases them before the others. Returns false, with LastError(), if the system cannot
-// do it; returns true and does nothing if processes do not fork. REQUIRES: it is called once at most.
+// Registers functions for forks: `before` is called before each fork, and `inParent` or `inChild` after it. The
+// platform takes its own locks after `before`, and releases them before it calls `inParent` or `inChild`. Returns
+// false, with LastError(), if the system cannot do it. Returns true and does nothing if processes do not fork.
+// REQUIRES: this function is called at most once.
 bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*inChild)() noexcept) noexcept;
 
 // Printing
 
-// How the runtimes' printf families differ.
+// How the printf functions of a system behave. Systems differ in these points.
 struct TPrintfHabits {
-    bool keepsUnknown;    // an unknown conversion prints as it stands; otherwise only its last character does
+    bool keepsUnknown;    // an unknown conversion is printed unchanged; otherwise only its last character is printed
     bool cutsNullText;    // a precision below 6 cuts "(null)"; otherwise nothing is printed
     bool knowsUpperF;     // the conversion F exists
     bool zerosBeforeText; // the flag 0 also fills up texts and characters
 };
 extern TPrintfHabits const printfHabits;
 
-// Writes a real as the runtime's printf does, in the current locale. The format consists of one conversion, which takes
-// a width, a precision and the value. Returns the number of bytes, without a terminating zero; 0 if the runtime fails.
-// REQUIRES: size exceeds what the width, the precision and 330 digits need.
+// Writes a real as the system's printf does, in the current locale. The format consists of one conversion, which takes
+// a width, a precision and the value. Returns the number of bytes, without a terminating zero. Returns 0 if printf
+// fails. REQUIRES: size exceeds what the width, the precision and 330 digits need.
 std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                        double value) noexcept;
 
-// Files. Every name that the library passes or receives has backslashes between its parts; only the two conversions and
-// HasLibraryForm() see the system's own form.
+// Files. In every name that the library passes or receives, backslashes separate the parts. Only ToNativeName(),
+// FromNativeName() and HasLibraryForm() handle the system's own form.
 
-// Convert a name in place. They take no locks.
+// Convert a name in place, to the system's form or from it. They take no locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
 void FromNativeName(char *name, std::size_t length) noexcept;
 
-// Whether FromNativeName() can convert a name. It cannot if the system allows a backslash within a part.
+// Returns whether FromNativeName() can convert a name. It cannot if a part of the name contains a backslash.
 bool HasLibraryForm(char const *nativeName) noexcept;
 
 extern bool const hasWideNames; // whether the system takes names of 16-bit characters
@@ -192,11 +194,11 @@ struct TDirectoryEntry {
     bool isDirectory;
 };
 
-// Begins a search and gives the first entry. Returns null if there is none, and sets `lacksMemory` to whether a lack of
-// memory is the reason. The caller must close what is returned. May block. REQUIRES: `pattern` is a directory's name,
-// a separator and "*.*".
+// Begins a search and stores its first entry. Returns null if there is no entry. `lacksMemory` says whether a lack of
+// memory is the reason. The caller must close the search. May block. REQUIRES: `pattern` is a directory's name, a
+// separator and "*.*".
 Search *OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept;
-// Gives the next entry; false after the last. May block. REQUIRES: `search` is not null, here and below.
+// Stores the next entry. Returns false after the last entry. May block. REQUIRES: `search` is not null, here and below.
 bool NextEntry(Search *search, TDirectoryEntry &entry) noexcept;
 bool CloseSearch(Search *search) noexcept;
 
@@ -213,28 +215,28 @@ std::int64_t SeekTempFile(TempFile file, std::int64_t offset, TFileOrigin origin
 void CloseTempFile(TempFile file) noexcept;
 
 // A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. A shared
-// file is joined; `joinedOrBegun` empties it if no process has it open for sharing. A new file gets the permissions of
-// `mode`, if the system has such. Returns null, with LastError(), on failure; may block. REQUIRES: for a shared file,
-// the caller holds the lock by which all processes take turns.
+// file keeps its content if it is `joined`. With `joinedOrBegun`, the first process that shares the file empties it. A
+// new file gets the permissions `mode`, if the system has such permissions. Returns null, with LastError(), on failure.
+// May block. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
 
-// Writes all of a text at the end of the file, in one piece if the system allows it, with the line ends of the system's
-// text files. If the file stops within a line, because a write failed or another writer ended, that line is ended
-// first. Returns false for null, or if a part of the text could not be written. May block. REQUIRES: only one thread of
-// one process writes at a time.
+// Appends a text to the file, in one piece if the system allows it, with the line ends of the system's text files. If
+// the file ends within a line, because a write failed or another writer was killed, that line is ended first. Returns
+// false if `file` is null or if a part of the text could not be written. May block. REQUIRES: only one thread of one
+// process writes at a time.
 bool WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept;
-void CloseTraceFile(TraceFile *file) noexcept; // nothing happens for null
+void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 
 // Shared memory
 
-// A block of memory that all processes of the user's session share under a name. It lives until the last process closes
-// it or ends. The first two functions set `view` to the address of the block. They return null, with LastError(), on
-// failure: CreateSharedMemory() if a block of that name exists, OpenSharedMemory() if none does. May block.
-// REQUIRES: the name is not empty.
+// A block of memory that all processes of the user's session share under a name. The block exists until every process
+// that uses it has closed it or has ended. The first two functions set `view` to the address of the block. On failure
+// they return null, with LastError(). CreateSharedMemory() fails if a block of that name exists, OpenSharedMemory() if
+// none does. May block. REQUIRES: the name is not empty.
 struct Block;
-Block *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept; // of zeros; at least one byte
+Block *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept; // of zeros; fails below 1 byte
 Block *OpenSharedMemory(char const *name, void *&view) noexcept;
 void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both come from one call above
 
@@ -246,20 +248,21 @@ struct Library;
 // Loads a library by its name from the places in which the system looks. If the last part of the name has no ".", the
 // function adds ".dll". The program itself can be opened too. Returns null on failure, with LastError(). The library
 // stays loaded for ever. Takes the system's loader lock and runs the library's initialisers.
-Library *OpenLibrary(char const *name) noexcept; // null for the name fails
+Library *OpenLibrary(char const *name) noexcept; // fails if `name` is null
 
-// Writes the full name of a loaded library, or of the program for null, cut to size - 1 bytes. Returns its length; 0 if
-// the system does not know it. REQUIRES: size is at least 1.
+// Writes the full name of a loaded library, or of the program if `library` is null. A name of more than size - 1 bytes
+// is cut. Returns its length, or 0 if the system does not know the name. REQUIRES: size is at least 1.
 std::size_t LibraryName(Library *library, char *name, std::size_t size) noexcept;
 
-// Copy the text with a number out of a library, cut to size - 1 characters of 16 bits, or to size - 1 bytes in the
-// process's encoding, with a terminating zero. Return its length; 0 if there is no such text or it is empty, and then
-// LastError() is what the system says about it. REQUIRES: size is at least 1.
+// Copy the text with this number from a library, with a terminating zero. The first function writes 16-bit characters.
+// The second one writes bytes, in the system's code page on Windows and in UTF-8 elsewhere. A text that does not fit in
+// `size` is cut. Return its length. If the text does not exist or is empty, return 0, with LastError(). REQUIRES: size
+// is at least 1.
 std::uint32_t LoadText(Library *library, std::uint64_t number, unsigned short *text, std::uint32_t size) noexcept;
 std::uint32_t LoadText(Library *library, std::uint64_t number, char *text, std::uint32_t size) noexcept;
 
-// Whether an address lies in the program or in a loaded library, and not on a stack or in allocated memory. Takes the
-// system's loader lock.
+// Returns whether an address is in the program or in a loaded library, and not on a stack or in allocated memory. Takes
+// the system's loader lock.
 bool IsInImage(void const *address) noexcept;
 
 // The ending of the system's own libraries; null if that is ".dll".
@@ -267,9 +270,9 @@ extern char const *const nativeLibraryEnding;
 
 // Component objects
 
-// Call an object through the interface IStream, which is the system's, or the library's own if the system has none.
-// They return the object's result, 0 for success, and set a count that never exceeds what was asked for, whatever the
-// object says. They may block and may throw what the object throws.
+// Call an object through the interface IStream. The interface is the system's, or that of OLESTRM.h if the system has
+// none. ReadStream() and WriteStream() return the object's result (0: success), and set a number of bytes. This number
+// is at most `count`, whatever the object reports. All of them may block, and may throw what the object throws.
 void AddStreamReference(IStream &stream);
 void ReleaseStream(IStream &stream);
 std::int32_t ReadStream(IStream &stream, char *bytes, std::uint32_t count, std::uint32_t &read);

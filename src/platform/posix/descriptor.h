@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_DESCRIPTOR
 #define TUZUTIL_PLATFORM_POSIX_DESCRIPTOR
 
-// What every user of a file descriptor needs: it repeats calls that a signal interrupted, writes all bytes, and closes
-// without changing errno. Takes no locks. REQUIRES: the caller has disabled cancellation, because these calls are
+// Functions for file descriptors: they repeat calls that a signal interrupted, write all bytes, and close without
+// changing errno. They take no locks. REQUIRES: the caller has disabled cancellation, because these calls are
 // cancellation points.
 
 #include "platform/posix/kept_error.h"
@@ -13,7 +13,7 @@
 
 namespace platform {
 
-// Repeats a system call as long as signals interrupt it. Returns its result: -1, with errno, on failure.
+// Repeats a system call until no signal interrupts it. Returns its result: -1, with errno, on failure.
 auto KeepTrying(auto call) noexcept {
     auto result = call();
     while (result < 0 && errno == EINTR)

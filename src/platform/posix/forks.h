@@ -1,15 +1,15 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_FORKS
 #define TUZUTIL_PLATFORM_POSIX_FORKS
 
-// The locks that this folder takes before a fork and releases after it, in both processes, so that the child never
-// inherits one of them locked by a thread that it does not have. mutex.cpp, process.cpp and shared_memory.cpp define
-// the functions.
+// This folder takes its locks before a fork, and releases them after the fork in both processes. Otherwise the child
+// could inherit a lock that is held by a thread that does not exist in the child. mutex.cpp, process.cpp and
+// shared_memory.cpp define the functions.
 
 namespace platform {
 
 void HoldMutexes() noexcept;
 void ReleaseMutexes() noexcept;
-void SettleMutexesInChild() noexcept; // also releases them
+void SettleMutexesInChild() noexcept; // first resets the locks of other threads, then releases
 
 void ForgetThreadIdInChild() noexcept;
 

@@ -16,16 +16,17 @@
 
 namespace platform {
 
-// Blocks while a word has a value, until the deadline on the monotonic clock. Returns 0 if the thread was woken,
-// perhaps without a reason, or if the word has another value; otherwise an error number, usually ETIMEDOUT.
+// Blocks while the word has this value, at most until the deadline on the monotonic clock. Returns 0 if the thread was
+// woken, perhaps without a reason, or if the word has another value. Otherwise returns an error number, usually
+// ETIMEDOUT.
 inline int WaitForWord(std::atomic<std::uint32_t> &word, std::uint32_t value, TDeadline const &deadline) noexcept {
     long const result = ::syscall(SYS_futex, &word, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, value, deadline.End(),
                                   nullptr, FUTEX_BITSET_MATCH_ANY);
     return result == 0 || errno == EAGAIN || errno == EINTR ? 0 : errno;
 }
 
-// Wakes at most `threads` of the threads that wait on a word. Does not read the word: it may have been deleted already,
-// and its memory used for something else.
+// Wakes at most `threads` of the threads that wait on a word. Does not read the word, because the word may have been
+// deleted already and its memory used for something else.
 inline void WakeWord(void *word, int threads) noexcept {
     ::syscall(SYS_futex, word, FUTEX_WAKE | FUTEX_PRIVATE_FLAG, threads, nullptr, nullptr, 0);
 }

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_KEPT_ERROR
 #define TUZUTIL_PLATFORM_POSIX_KEPT_ERROR
 
-// TKeptError: its destructor restores the value that errno had at construction. A function can thus clean up after a
-// failure and still report that failure. Takes no locks.
+// TKeptError: its destructor restores the value that errno had at construction. With it, a function can clean up after
+// a failure and still report that failure. Takes no locks.
 
 #include <errno.h>
 

@@ -1,5 +1,5 @@
-// Loads libraries, and reads the texts that they hold in a TTextTable. Takes the system's loader lock, and a library's
-// initialisers run under that lock: no caller may hold a lock of ours.
+// Loads libraries, and reads the texts that they hold in a TTextTable. Takes the system's loader lock. The initialisers
+// of a library run under that lock, so the caller must not hold a lock of this library.
 
 #include "platform/platform.h"
 
@@ -27,7 +27,7 @@ bool IsProgram(char const *name) noexcept {
            file.st_ino == program.st_ino;
 }
 
-// A Library is the loader's handle under a type of our own.
+// A pointer to a Library is the loader's handle.
 void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
@@ -41,7 +41,7 @@ int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
 
-// A name in the program's own directory; empty if it does not fit.
+// The path of a file in the program's own directory; empty if the path is too long.
 struct TBesideProgram {
     explicit TBesideProgram(char const *name) noexcept {
         ssize_t const length = ::readlink(fsProgram, path, sizeof path);
@@ -120,7 +120,7 @@ TText FindText(platform::Library *library, std::uint64_t number) noexcept {
 char const *const platform::nativeLibraryEnding = ".so";
 
 platform::Library *platform::OpenLibrary(char const *name) noexcept {
-    TNoCancel const noCancel; // a library's initialisers must not end the thread within the loader
+    TNoCancel const noCancel; // the thread must not be cancelled within the loader
     TNativeName const given(name ? name : "");
     char const *const slash = ::strrchr(given, '/');
     char const *const last = slash ? slash + 1 : given;
@@ -155,7 +155,7 @@ std::size_t platform::LibraryName(Library *library, char *name, std::size_t size
     bool const isKnown = library && ::dlinfo(HandleOf(library), RTLD_DI_LINKMAP, &map) == 0;
     if (library && !isKnown)
         return 0;
-    // The program is the map without a name.
+    // The link map of the program has no name.
     if (!::realpath(map && *map->l_name ? map->l_name : fsProgram, path))
         return 0;
     std::size_t const length = std::min(::strlen(path), size - 1);

@@ -1,6 +1,6 @@
-// Locks. One without a name is a TFastMutex, whose waiters sleep in the system on the lock's word. One with a name is a
-// robust lock of the C library in a mapped file, which all processes of the user find in the folder for objects.
-// Making, deleting and forking take the list's lock; locking and unlocking take only the lock itself.
+// Locks. A lock without a name is a TFastMutex; threads that wait for it sleep in a futex call on its word. A lock with
+// a name is a robust pthread mutex in a mapped file, which all processes of the user find in the folder of named
+// objects. NewMutex(), DeleteMutex() and a fork take fsListLock. Locking and unlocking take only the lock itself.
 
 #include "platform/platform.h"
 
@@ -31,8 +31,8 @@ using platform::TWaitResult;
 
 namespace {
 
-// A named lock as all processes see it. The kernel releases it when its owner ends, so a file that nobody removed
-// is harmless.
+// The content of the file of a named lock, which all processes share. The kernel releases the lock when its owner ends,
+// so a file that remains does no harm.
 struct TSharedMutex {
     pthread_mutex_t mutex;
 };
@@ -40,14 +40,14 @@ constexpr int fsLayout = 1;
 
 } // namespace
 
-// A lock as this process sees it. All objects of one name share one. Invariant: `shared` is null exactly if the lock
-// has no name, and only then `fast` is in use.
+// A lock in this process. All users of one name in this process share one Mutex. Invariant: `shared` is null exactly if
+// the lock has no name, and `fast` is used only then.
 struct platform::Mutex {
     TFastMutex fast;
     pthread_mutex_t *shared = nullptr;   // in a mapped file
     std::atomic<std::uint32_t> owner{0}; // the thread of this process that holds `shared`; 0 for none
     std::uint32_t depth = 0;             // how often the owner holds `shared`
-    std::uint32_t references = 1;        // the list's lock guards this and all below
+    std::uint32_t references = 1;        // fsListLock guards this and all below
     Mutex *previous = nullptr;
     Mutex *next = nullptr;
     dev_t device = 0; // of the mapped file
@@ -56,7 +56,8 @@ struct platform::Mutex {
 
 namespace {
 
-// All locks of the process. A second object with the same name finds its lock here, and a forked child finds them all.
+// All locks of the process. NewMutex() looks for a lock of the same name here. In a forked child, all of them are
+// reset.
 constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
 constinit Mutex *fsList = nullptr;
 
@@ -80,13 +81,13 @@ void Unlink(Mutex *mutex) noexcept {
         mutex->next->previous = mutex->previous;
 }
 
-// Puts an error number into errno. Returns false for 0.
+// Stores an error number in errno. Returns false if the number is 0.
 bool Fails(int error) noexcept {
     errno = error;
     return error != 0;
 }
 
-// The lock is not of the recursive kind: `owner` and `depth` count how often the owner holds it.
+// The pthread mutex is not recursive: Mutex::owner and Mutex::depth record how often a thread holds it.
 int Initialize(pthread_mutex_t *mutex) noexcept {
     pthread_mutexattr_t attributes;
     ::pthread_mutexattr_init(&attributes);
@@ -102,8 +103,8 @@ void *Map(int file) noexcept {
     return memory == MAP_FAILED ? nullptr : memory;
 }
 
-// Makes a shared lock under a temporary name and links it to its place when it is complete. Returns false with errno on
-// failure: EEXIST if another process was first.
+// Makes a shared lock under a temporary name, and links it to its own name when it is complete. Returns false with
+// errno on failure: EEXIST if another process was first.
 bool MakeShared(int folder, char const *name) noexcept {
     static constinit std::atomic<unsigned int> count{0};
     char temporary[64];
@@ -111,7 +112,7 @@ bool MakeShared(int folder, char const *name) noexcept {
     do {
         ::snprintf(temporary, sizeof temporary, "new-%ld-%u", static_cast<long>(::getpid()), ++count);
         opened = ::openat(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    } while (opened < 0 && errno == EEXIST); // a process that was killed at this point has left the file
+    } while (opened < 0 && errno == EEXIST); // a process that was killed here has left the file
     TDescriptor const file(opened);
     if (!file)
         return false;
@@ -129,7 +130,7 @@ bool MakeShared(int folder, char const *name) noexcept {
     return !Fails(error);
 }
 
-// Opens the file of a named lock, which it makes if need be. Returns a descriptor, or -1 with errno.
+// Opens the file of a named lock, and makes it if it does not exist. Returns a descriptor, or -1 with errno.
 int OpenShared(char const *name) noexcept {
     char fileName[platform::objectFileSize];
     if (!platform::ObjectFileName("mutex", fsLayout, name, fileName))
@@ -210,7 +211,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 #endif
 }
 
-// Named locks have functions of their own, so that locking without a name stays fast.
+// Named locks have functions of their own, so that locking a lock without a name stays fast.
 [[gnu::noinline]] TWaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     if (!self)
@@ -279,7 +280,7 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         return true;
     while (UnlockMutex(mutex)) {
     }
-    // If another thread holds the lock, that thread's chain leads to it, so it must not be deleted.
+    // If another thread holds the lock, the lock is in that thread's chain, so it must not be deleted.
     if (mutex->owner != 0 || mutex->fast.IsHeld())
         return true;
     Unlink(mutex);
@@ -319,7 +320,7 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
     return reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name: in a futex call on the word of its state, whose address serves as the
+// How threads wait for a lock without a name: in a futex call on its state. The address of the state serves as the
 // TWaitPlace. The functions are not inlined, so that locking without waiting stays fast.
 
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {

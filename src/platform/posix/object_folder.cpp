@@ -1,5 +1,5 @@
 // Finds or makes the folder of named objects, and hashes their names. Takes no locks and allocates nothing. A program
-// with raised privileges does not trust its environment, so the variable is ignored there.
+// with raised privileges does not trust its environment, so it ignores the variable XDG_RUNTIME_DIR.
 
 #include "platform/posix/object_folder.h"
 
@@ -26,8 +26,8 @@ bool BeginsWith(char const *name, char const *prefix) noexcept {
     return ::strncmp(name, prefix, ::strlen(prefix)) == 0;
 }
 
-// The 128-bit hash FNV-1a, with which an accidental collision of two names is too unlikely to matter. Only the user's
-// own programs choose these names, so nobody gains from names that collide on purpose.
+// The 128-bit hash FNV-1a. An accidental collision of two names is too unlikely to matter. Only the user's own programs
+// choose these names, so nobody gains from names that collide on purpose.
 struct THash {
     explicit THash(char const *text) noexcept {
         for (; *text; ++text)
@@ -42,7 +42,7 @@ struct THash {
     TValue value = TValue{0x6C62272E07BB0142} << 64 | 0x62B821756295C58D;
 };
 
-// Whether a folder is the user's, and its permissions have none of the bits in `refused`.
+// Returns whether a folder belongs to the user, and its permissions have none of the bits in `refused`.
 bool IsOwn(int folder, mode_t refused) noexcept {
     struct stat status;
     return ::fstat(folder, &status) == 0 && status.st_uid == ::geteuid() && (status.st_mode & refused) == 0;
@@ -54,8 +54,8 @@ int OpenRuntimeFolder(char const *path) noexcept {
     return folder && IsOwn(folder.Get(), 022) ? folder.Take() : -1;
 }
 
-// Opens a private folder within another, and makes it if there is none. Sets `isMade` to whether it exists, whoever
-// made it.
+// Opens a private folder within another, and makes it if it does not exist. `isMade` becomes true if the folder exists
+// afterwards, no matter who made it.
 int OpenPrivate(int base, char const *name, bool &isMade) noexcept {
     isMade = ::mkdirat(base, name, 0700) == 0 || errno == EEXIST;
     TDescriptor folder(isMade ? ::openat(base, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1);
@@ -78,7 +78,7 @@ int platform::OpenObjectFolder() noexcept {
         if (!base)
             continue;
         int const folder = OpenPrivate(base.Get(), "tuzutil", isMade);
-        if (isMade) // only the user can have made it, so a bad one is a failure
+        if (isMade) // only the user can have made it, so no other folder is tried
             return folder;
     }
     // This folder is the same for all processes of the user, and is emptied when the machine starts. But somebody else

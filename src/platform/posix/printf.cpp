@@ -1,5 +1,5 @@
-// The habits of this system's printf family, and the printing of reals, which is left to it. It reads the current
-// locale and takes no lock of ours.
+// How this system's printf functions behave, and the printing of reals, which uses one of them. It depends on the
+// current locale. Takes no lock of this library.
 
 #include "platform/platform.h"
 

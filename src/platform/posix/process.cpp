@@ -1,5 +1,5 @@
-// The numbers of this thread and process, the environment and the system's log. Takes no locks; writing to the log is
-// not cancelled.
+// The ids of this thread and process, the environment and the system's log. Takes no locks. A thread is not cancelled
+// while it writes to the log.
 
 #include "platform/platform.h"
 
@@ -10,7 +10,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
-// The id of this thread, kept after the first call: asking the system takes a tenth of the time of a trace record.
+// The id of this thread, kept after the first call. A call of the system would take a tenth of the time of a trace
+// record.
 constinit static thread_local std::uint32_t fsThreadId = 0;
 
 void platform::ForgetThreadIdInChild() noexcept {

@@ -1,7 +1,8 @@
-// Memory with names. A block is a file in the user's folder for objects, and the last process that closes it removes
-// the file. Each process that has a block holds a shared lock on its file, which the kernel releases when the process
-// ends: a file that can be locked alone is dead. Blocks are made, found and removed under a lock on the folder, so no
-// process sees an incomplete one. Takes that lock and, before it, a lock that a thread takes also when it forks.
+// Named memory. A block is a file in the user's folder of named objects, and the last process that closes the block
+// removes the file. Each process that has a block holds a shared lock on the file, which the kernel releases when the
+// process ends. Therefore nobody uses a block if its file can be locked exclusively. Blocks are made, found and removed
+// under a lock on the folder, so that no process sees an incomplete block. Takes fsForkLock, and then the lock on the
+// folder.
 
 #include "platform/platform.h"
 
@@ -45,7 +46,7 @@ bool Lock(int file, int how) noexcept {
     return platform::KeepTrying([=] { return ::flock(file, how); }) == 0;
 }
 
-// While one exists, the process does not fork and this thread is not cancelled.
+// While a TSection exists, the process does not fork, and this thread is not cancelled.
 class TSection {
 public:
     TSection() noexcept { platform::HoldSharedMemory(); }
@@ -57,8 +58,8 @@ private:
     TNoCancel const fNoCancel;
 };
 
-// The folder, locked. The destructor unlocks it explicitly, because close() may not be enough: if the process forks
-// without the library's knowledge, the child has the folder open too, and shares the lock.
+// The folder of named objects, locked. The destructor unlocks it explicitly, because close() may not be enough: if the
+// process forks without the library's knowledge, the child has the folder open too, and shares the lock.
 class TFolder : private TSection, public TDescriptor {
 public:
     TFolder() noexcept : TDescriptor(platform::OpenObjectFolder()), fIsLocked(*this && Lock(Get(), LOCK_EX)) {}
@@ -74,7 +75,7 @@ public:
     }
     void Remove(char const *name) const noexcept { ::unlinkat(Get(), name, 0); }
 
-    // Opens a block that some process still uses. A block that none uses is removed; the result is then -1 with ENOENT.
+    // Opens a block that a process still uses. If no process uses it, removes the block and returns -1 with ENOENT.
     int OpenLiving(char const *name) const noexcept {
         TDescriptor file(Open(name, O_NONBLOCK));
         if (!file || !Lock(file.Get(), LOCK_EX | LOCK_NB))
@@ -126,8 +127,8 @@ Block *NewBlock(TDescriptor &file, std::size_t size, char const *name, void *&vi
     return nullptr;
 }
 
-// Reserves the memory now; otherwise a process that touches it later would be killed if there is none left. If a signal
-// interrupts the call, it is repeated, but not for ever: signals may arrive faster than the memory is reserved.
+// Reserves the memory now. Otherwise, a process that touches the memory later would be killed if none is left. If a
+// signal interrupts the call, it is repeated, but not for ever: signals may arrive faster than the memory is reserved.
 bool Reserve(int file, off_t size) noexcept {
     int error = EINTR;
     for (int tries = 0; tries < 100 && error == EINTR; ++tries)

@@ -1,5 +1,5 @@
-// Files without a name, which the system deletes when the last descriptor is closed. Takes no lock of ours; this thread
-// is not cancelled within a call.
+// Files without a name, which the system deletes when the last descriptor is closed. Takes no lock of this library. The
+// thread is not cancelled within a call.
 
 #include "platform/platform.h"
 
@@ -20,7 +20,7 @@ int DescriptorOf(TempFile file) noexcept {
     return static_cast<int>(file);
 }
 
-// Uses the folder that the environment names, if the system's own folder for such files fails.
+// If the system's own folder for temporary files fails, uses the folder that the environment names.
 int OpenElsewhere() noexcept {
     char const *const folder = ::secure_getenv("TMPDIR");
     return folder ? ::open(folder, O_TMPFILE | O_RDWR | O_EXCL | O_CLOEXEC, 0600) : -1;

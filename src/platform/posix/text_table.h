@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_POSIX_TEXT_TABLE
 
 // The texts of a language library on systems whose libraries have no string resources: one symbol with this layout.
-// tools/tuzutil_messages.py writes it, so both must change together, with a new version.
+// tools/tuzutil_messages.py writes this layout. If the layout changes, the tool and the version must change too.
 
 #include <cstdint>
 

@@ -1,5 +1,5 @@
-// Starts threads of the C library. Takes no locks. A new thread inherits the signals that its creator blocks, so the
-// creator blocks all of them meanwhile if the thread must not receive any.
+// Starts threads of the C library. Takes no locks. A new thread blocks the same signals as its creator. If the new
+// thread must receive none, the creator blocks all signals while it creates the thread.
 
 #include "platform/platform.h"
 

@@ -1,6 +1,6 @@
-// Files of trace records. Writers append. A block of shared memory tells processes that share a file of each other.
-// Takes the locks of shared_memory.cpp and never waits for a lock on the file itself. The caller must hold the named
-// lock that all processes use in turn. The thread is not cancelled during a call.
+// Files of trace records. Writers append. By a block of shared memory, a process sees whether others share its file.
+// Takes the locks of shared_memory.cpp, and never waits for a lock on the file itself. The thread is not cancelled
+// during a call. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
 
 #include "platform/platform.h"
 
@@ -22,8 +22,9 @@ using platform::TDescriptor;
 
 namespace {
 
-// Tells the other processes of the user that this one shares a file. It is a block of shared memory, because no other
-// user can make, open or keep one. A lock on the file would prove nothing: whoever may read the file can lock it.
+// Tells the other processes of the user that this process shares a file. It is a block of shared memory, because no
+// other user can make, open or keep such a block. A lock on the file would prove nothing: any user who may read the
+// file can lock it.
 class TPresence {
 public:
     TPresence() noexcept = default;
@@ -113,16 +114,17 @@ private:
 
 namespace {
 
-// Joins the processes that share a file. The first of them empties the file, if it belongs to the same user. TPresence
-// tells it whether another process of this user has the file. A process of another user, or of an earlier version of
-// this library, holds a shared lock on the file instead; such a lock can only prevent the file from being emptied.
+// Joins the processes that share a file. The first of them empties the file, if the file belongs to the same user.
+// TPresence says whether another process of this user shares the file. A process of another user, or of an earlier
+// version of this library, holds a shared lock on the file instead. Such a lock can only prevent the file from being
+// emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
         return presence;
     bool const isFirst = presence.Enter(status);
-    // This must not wait: another kind of program may have locked the file, and everybody who traces would stop.
+    // This call must not wait: if another program has locked the file, every process that traces would stop.
     if (mayBegin && isFirst && status.st_uid == ::geteuid() &&
         KeepTrying([=] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0)
         static_cast<void>(::ftruncate(descriptor, 0) == 0);

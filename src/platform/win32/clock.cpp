@@ -1,5 +1,5 @@
 // The time of day and calendar records. The runtime's strftime() is older than C99, so formats are rewritten for it
-// first. Takes no lock of ours; the runtime takes one for the time zone.
+// first. Takes no lock of this library; the runtime takes one for the time zone.
 
 #include "platform/platform.h"
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Year and week by the rule that week 1 is the week with the first Thursday of the year.
+// The year and the week of ISO 8601: week 1 is the week with the first Thursday of the year.
 struct TIsoWeek {
     explicit TIsoWeek(std::tm const &record) noexcept : year(record.tm_year + 1900) {
         int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // of the same week, as a day of the year
@@ -47,8 +47,8 @@ bool IsNewer(char conversion) noexcept {
     return conversion != '\0' && strchr("CDeFgGhnrRtTuVzZ", conversion);
 }
 
-// Appends what the runtime's strftime() understands in place of a conversion. An unknown conversion becomes literal
-// text: the runtime would end the process.
+// Appends a form of the conversion that the runtime's strftime() knows. An unknown conversion becomes literal text,
+// because the runtime would end the process.
 void AppendConversion(std::string &to, char conversion, std::tm const &record) {
     switch (conversion) {
     case 'C': return AppendNumber(to, "%02d", (record.tm_year + 1900) / 100);
@@ -81,7 +81,7 @@ std::string ClassicFormat(char const *format, std::tm const &record) {
         ++format;
         if ((*format == 'E' || *format == 'O') && format[1])
             ++format; // the locale may have alternative forms, but the runtime knows none
-        // The flag is the runtime's own: it asks for long forms, and for numbers without leading zeros.
+        // Only this runtime has the flag "#". It asks for long forms, and for numbers without leading zeros.
         if (*format == '#' && IsClassic(format[1])) {
             result.append("%#").push_back(format[1]);
             format += 2;
@@ -100,7 +100,7 @@ std::string ClassicFormat(char const *format, std::tm const &record) {
 } // namespace
 
 std::int64_t platform::CurrentTime() noexcept {
-    // This is much faster than time(), and good beyond 2038.
+    // This call is much faster than time(), and is correct after 2038.
     FILETIME ticks;
     GetSystemTimeAsFileTime(&ticks);
     std::int64_t const since1601 = (std::int64_t{ticks.dwHighDateTime} << 32) | ticks.dwLowDateTime;
@@ -108,7 +108,7 @@ std::int64_t platform::CurrentTime() noexcept {
 }
 
 long platform::TimeZone() noexcept {
-    // Before the first call the runtime's value is eight hours.
+    // Before _tzset() is called, the runtime's value is eight hours.
     static bool const ready = (_tzset(), true);
     static_cast<void>(ready);
     return _timezone;

@@ -1,6 +1,6 @@
-// Events within one process, in the states of event_word.h. Waiting threads sleep in the system on the event's word. A
-// system before Windows 8 cannot do that; there an event is an object of the kernel. Takes no locks; the last owner
-// deletes the event.
+// Events within one process. An event is a word, whose bits event_word.h explains. Threads that wait for the event
+// sleep in the system's WaitOnAddress() on that word. A system before Windows 8 lacks this function; there, an event is
+// an object of the kernel. Takes no locks. The last owner deletes the event.
 
 #include "platform/platform.h"
 
@@ -20,7 +20,7 @@ namespace event_word = platform::event_word;
 struct platform::Event {
     std::atomic<std::uint32_t> state;
     std::atomic<std::uint32_t> owners{1};
-    HANDLE kernel = nullptr; // in use if the system cannot wait on a word
+    HANDLE kernel = nullptr; // used if the system cannot wait on a word
 };
 
 namespace {

@@ -1,5 +1,5 @@
-// Makes directories, tells files from them, and searches their entries. The library's form of a name is the system's
-// own, so the two conversions do nothing. Takes no locks.
+// Makes and searches directories, and finds out which names are files. The library's form of a name is the system's own
+// form, so the two conversions do nothing. Takes no locks.
 
 #include "platform/platform.h"
 
@@ -20,7 +20,7 @@ bool platform::HasLibraryForm(char const *) noexcept {
 }
 
 int platform::MakeDirectory(char const *name) noexcept {
-    // For a drive itself, some systems answer "access denied".
+    // For the name of a drive, _mkdir() fails with "access denied" on some systems.
     DWORD const attributes = GetFileAttributesA(name);
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY))
         return EEXIST;
@@ -34,7 +34,7 @@ bool platform::IsFile(char const *name) noexcept {
 
 namespace {
 
-using TFound = __finddata64_t; // the plain structure cannot hold large files and late dates
+using TFound = __finddata64_t; // the default structure cannot hold large sizes and late dates
 
 void TakeEntry(TFound const &found, platform::TDirectoryEntry &entry) noexcept {
     static_assert(sizeof found.name <= sizeof entry.name);

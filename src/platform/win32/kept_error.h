@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_WIN32_KEPT_ERROR
 #define TUZUTIL_PLATFORM_WIN32_KEPT_ERROR
 
-// TKeptError: its destructor restores the value that GetLastError() had at construction. A function can thus clean up
-// after a failure and still report that failure. Takes no locks.
+// TKeptError: its destructor restores the value that GetLastError() had at construction. With it, a function can clean
+// up after a failure and still report that failure. Takes no locks.
 
 #include <windows.h>
 

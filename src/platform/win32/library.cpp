@@ -1,5 +1,5 @@
-// Loads libraries, and reads the text resources in them. Takes the system's loader lock, and a library's initialisers
-// run under that lock: no caller may hold a lock of ours.
+// Loads libraries, and reads the text resources in them. Takes the system's loader lock. The initialisers of a library
+// run under that lock, so the caller must not hold a lock of this library.
 
 #include "platform/platform.h"
 
@@ -10,14 +10,15 @@
 
 namespace {
 
-constexpr std::uint64_t fsHighestNumber = 0xFFFF; // the system would use only the low 16 bits of a higher one
+constexpr std::uint64_t fsHighestNumber = 0xFFFF; // the system would ignore the higher bits of a larger number
 
-// A Library is the system's handle under a type of our own.
+// A pointer to a Library is the system's handle.
 HMODULE HandleOf(platform::Library *library) noexcept {
     return reinterpret_cast<HMODULE>(library);
 }
 
-// Sets the error that the caller finds if there is no such text: the system does not set one.
+// Sets the error code in advance, because the system sets none if there is no such text. Returns whether the number is
+// valid.
 bool Prepare(std::uint64_t number) noexcept {
     SetLastError(number <= fsHighestNumber ? ERROR_SUCCESS : ERROR_RESOURCE_NAME_NOT_FOUND);
     return number <= fsHighestNumber;

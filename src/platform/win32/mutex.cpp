@@ -1,6 +1,7 @@
-// Locks. One without a name is a TFastMutex, whose waiters wait for an event of the system, and for the owner's thread
-// in case it is killed. One with a name is the system's own, which costs two calls of the system each time. A lock that
-// makes room for waiters takes fsSpareLock for a moment; nothing else is locked.
+// Locks. A lock without a name is a TFastMutex. Its waiters wait for an event of the system, and also for the end of
+// the owner's thread, because that thread may be killed. A lock with a name is a mutex of the system: locking it and
+// unlocking it call the system each time. A lock that gets or gives back its event takes fsSpareLock for a moment. No
+// other lock is taken.
 
 #include "platform/platform.h"
 
@@ -17,18 +18,18 @@ using platform::TThreadRecord;
 using platform::TWaitPlace;
 using platform::TWaitResult;
 
-// Invariant: `kernel` is null exactly if the lock has no name, and only then `fast` is in use.
+// Invariant: `kernel` is null exactly if the lock has no name, and `fast` is used only then.
 struct platform::Mutex {
     HANDLE kernel = nullptr;
     TFastMutex fast;
 };
 
-// The event for which the threads that wait for one lock wait. It is never closed, but is kept for other locks: a
-// thread that is about to wake a waiter may find the lock deleted, and its event in use by another lock. A thread that
-// is woken without a reason inspects its lock and continues to wait.
+// The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
+// lock, because a thread may be about to post it. Such a post wakes a waiter of the other lock without a reason. That
+// waiter inspects its lock and continues to wait.
 struct platform::TWaitPlace {
     HANDLE const event;
-    TWaitPlace *next; // in the list of those not in use
+    TWaitPlace *next; // in the list of unused places
 };
 
 namespace {
@@ -90,8 +91,8 @@ TWaitPlace *NewPlace() noexcept {
     return place;
 }
 
-// Returns the place of a lock, which gets one when a thread has to wait for the first time; null, with LastError(), if
-// none can be made.
+// Returns the place of a lock. A lock gets its place when a thread has to wait for the first time. Returns null, with
+// LastError(), if no place can be made.
 TWaitPlace *PlaceIn(std::atomic<TWaitPlace *> &ofLock) noexcept {
     TWaitPlace *present = ofLock.load(std::memory_order_acquire);
     if (present)
@@ -136,7 +137,7 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         while (mutex->fast.Unlock(*self)) {
         }
     }
-    // If another thread holds the lock, that thread's chain leads to it, so it must not be deleted.
+    // If another thread holds the lock, the lock is in that thread's chain, so it must not be deleted.
     if (mutex->fast.IsHeld())
         return true;
     if (TWaitPlace *const place = mutex->fast.Place())
@@ -179,7 +180,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 // How threads wait for a lock without a name. The functions are not inlined, so that locking without waiting stays
 // fast.
 
-// A thread that ends releases its locks, but a thread that is killed does not: the waiters detect that here.
+// A thread that ends releases its locks, but a thread that is killed does not. The waiters detect that the owner was
+// killed.
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     TWaitPlace const *const place = PlaceIn(fPlace);
     if (!place)

@@ -1,5 +1,5 @@
-// The habits of this system's printf family, and the printing of reals, which is left to it. It reads the current
-// locale and takes no lock of ours.
+// How this system's printf functions behave, and the printing of reals, which uses one of them. It depends on the
+// current locale. Takes no lock of this library.
 
 #include "platform/platform.h"
 
@@ -9,7 +9,7 @@ platform::TPrintfHabits const platform::printfHabits = {false, true, false, true
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {
-    // snprintf() is the compiler's own. Only _snprintf() prints as the system does: three digits of exponent, and
+    // snprintf() belongs to the compiler. Only _snprintf() prints as the system does: three digits of exponent, and
     // "1.#INF00" for infinity.
     int const count = _snprintf(buffer, size, format, width, precision, value);
     return count > 0 ? static_cast<std::size_t>(count) : 0;

@@ -1,5 +1,5 @@
-// The numbers of this thread and process, the variables of the environment, and the channel to the debugger. Takes no
-// lock of ours.
+// The ids of this thread and process, the variables of the environment, and the channel to the debugger. Takes no lock
+// of this library.
 
 #include "platform/platform.h"
 
@@ -21,7 +21,7 @@ std::uint32_t platform::ProcessId() noexcept {
 }
 
 bool platform::FindVariable(char const *name, std::string &value) {
-    // The runtime's copy comes first. It lacks what calls of the system or another runtime have set.
+    // The runtime's copy of the environment comes first. It lacks variables that the system or another runtime has set.
     if (char const *const found = getenv(name)) {
         value = found;
         return true;

@@ -1,5 +1,5 @@
-// Memory with names. Blocks are objects of the system, which deletes a block as soon as no process has it open. Takes
-// no lock of ours.
+// Named memory. Blocks are objects of the system, which deletes a block as soon as no process has it open. Takes no
+// lock of this library.
 
 #include "platform/platform.h"
 

@@ -1,6 +1,6 @@
-// Temporary files, which the system deletes when they are closed. The runtime's tmpfile() does not insist that its file
-// is new, so two threads may get the same one. Therefore this source makes files itself, under names that nobody can
-// guess, in the user's folder for such files. Takes no locks.
+// Temporary files, which the system deletes when they are closed. The runtime's tmpfile() may open a file that exists
+// already, so two threads may get the same file. Therefore this source makes files itself, under names that nobody can
+// guess, in the user's folder for temporary files. Takes no locks.
 
 #define _CRT_RAND_S // for rand_s()
 #include "platform/platform.h"
@@ -66,7 +66,7 @@ TempFile platform::OpenTempFile(int &error) noexcept {
         error = ENOENT;
         return noTempFile;
     }
-    // A file of that name that exists already belongs to somebody else.
+    // If a file of that name exists already, it belongs to somebody else, and another name is tried.
     for (int tries = 0; tries < 10; ++tries) {
         if (!MakeName(path + length)) {
             error = EINVAL;

@@ -26,7 +26,7 @@ unsigned int WINAPI RunBody(void *given) {
         library = what.library;
         what.body(what.argument);
     }
-    // After the library is freed, no code of it may run, so this call never returns.
+    // The code of the library may be gone when the library is freed, so this call never returns.
     FreeLibraryAndExitThread(library, 0);
 }
 

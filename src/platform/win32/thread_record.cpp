@@ -1,5 +1,6 @@
-// Makes the record of a thread when the thread first uses a lock. Fiber-local storage brings the record back at the end
-// of the thread; its locks become free as abandoned, and it is deleted. Takes no lock of ours.
+// Makes the record of a thread when the thread first uses a lock. When the thread ends, a callback of fiber-local
+// storage unlocks the locks that the thread still holds, marks them as abandoned, and deletes the record. Takes no lock
+// of this library.
 
 #include "platform/win32/thread_record.h"
 
@@ -20,8 +21,8 @@ constinit TThreadRecord fsUnloading{0xFFFFFFFF, 0};
 
 void WINAPI EndOfThread(void *record) noexcept {
     auto *const thread = static_cast<TThreadRecord *>(record);
-    // When the library is unloaded, the records of killed threads come as well. Others may have taken their locks
-    // since.
+    // When the library is unloaded, the system calls this function also for the records of killed threads. Other
+    // threads may have taken their locks since.
     if (!fsForgotten)
         thread->AbandonAll();
     delete thread;

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 #define TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 
-// Finds the record of the calling thread. The record says which thread owns a lock, and is made when the thread first
-// uses one. Takes no lock of ours.
+// Finds the record of the calling thread. The record says which thread owns a lock. It is made when the thread first
+// uses a lock. Takes no lock of this library.
 
 #include "platform/fast_mutex.h"
 
@@ -12,8 +12,8 @@ namespace platform {
 // memory.
 TThreadRecord *ThisThread() noexcept;
 
-// Deletes the records of all threads, because the library is unloaded and must not be called when a thread ends. From
-// then on all callers count as one thread, because only the thread that unloads the library still calls it.
+// Deletes the records of all threads, because the library is unloaded and must not be called when a thread ends. After
+// that, all callers count as one thread, because only the thread that unloads the library still calls it.
 void ForgetThreads() noexcept;
 
 } // namespace platform

@@ -1,5 +1,5 @@
-// Files of trace records. Writers append; the system tells whether another writer has the file open. Takes no locks:
-// the caller must hold the lock by which all processes take turns.
+// Files of trace records. Writers append. The system tells whether another writer has the file open. Takes no locks.
+// REQUIRES: for a shared file, the caller holds the named lock that all processes use.
 
 #include "platform/platform.h"
 
@@ -31,7 +31,7 @@ struct platform::TraceFile {
     }
 
 private:
-    // Turns line ends into CR LF, and puts one first if the file stops within a line.
+    // Turns line ends into CR LF. If the file ends within a line, a line end comes first.
     std::size_t Expand(std::string_view text, char *out) const noexcept {
         char *at = out;
         if (fLineIsOpen) {
@@ -77,7 +77,7 @@ private:
     HANDLE fHandle;
     bool fIsShared;
     bool fLineIsOpen = false; // the file ends within a line
-    std::int64_t fEnd = 0;    // of the file, after the last call here
+    std::int64_t fEnd = 0;    // the end of the file after the last call here
     char fBuffer[8192];
 };
 
@@ -87,22 +87,22 @@ HANDLE Open(char const *name, DWORD access, DWORD sharing, DWORD disposition) no
     return CreateFileA(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Empties the file unless some process writes to it: all that share it have it open to write. The system then refuses
-// this call, whatever readers do.
+// Empties the file if nobody has it open for writing. Every process that shares the file has it open for writing, and
+// the system then refuses the call. Readers make no difference.
 void EmptyUnlessInUse(char const *name) noexcept {
     HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);
     if (handle != INVALID_HANDLE_VALUE)
         CloseHandle(handle);
 }
 
-// The system appends, so no record is written into another even if writers do not take turns.
+// The system appends, so that records do not overwrite each other even if writers do not take turns.
 HANDLE OpenShared(char const *name, bool mayBegin) noexcept {
     constexpr DWORD append = FILE_APPEND_DATA | SYNCHRONIZE;
     constexpr DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE;
     if (mayBegin)
         EmptyUnlessInUse(name);
     HANDLE const handle = Open(name, append | FILE_READ_DATA, sharing, OPEN_ALWAYS);
-    // Without the permission to read, nobody looks at the last line of the file.
+    // If reading is not permitted, the last line of the file is not inspected.
     return handle != INVALID_HANDLE_VALUE ? handle : Open(name, append, sharing, OPEN_ALWAYS);
 }
 
