@@ -130,7 +130,7 @@ public:
     bool fail() const { return fIos->fail(); }
     bool bad() const { return fIos->bad(); }
     bool good() const { return fIos->good(); }
-    void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // std::ios_base::iostate
+    void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // sets exactly this state
 
 protected:
     std::ios &Ios() const noexcept { return *fIos; }

@@ -58,10 +58,10 @@ public:
 
     static TString Combine(TString const &first, TString const &second); // always puts a separator between them
     static int MakeDir(TString const &path);                             // 0 if it exists afterwards, 1 on failure
-    // Makes the directory and its missing parents. Returns 0 if the directory exists afterwards. Returns 2 if no
-    // directory of the path could be made, and traces this at level 4. Returns 1 if a directory below a new parent
-    // could not be made; "Created directory" is traced even then. The part of the path before the first separator is
-    // never made: for "a\b", "a" must exist.
+    // Makes the directory and its missing parents. Returns 0 if the directory exists afterwards. Returns 1 if a
+    // directory below the topmost one could not be made; "Created directory" is traced even then. Returns 2 if not even
+    // the topmost directory could be made, and traces this at level 4. The topmost directory comes after the first
+    // separator. The part before that separator is never made: for "a\b", "a" must exist.
     static int MakeTree(TString const &path);
     // The same for a path of the standard library, which may contain any character. The second one makes all missing
     // parents and never returns 2.

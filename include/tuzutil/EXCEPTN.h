@@ -75,7 +75,7 @@ public:
     char const *text(unsigned long index) const noexcept; // 0: the newest; null beyond textCount()-1
 
     unsigned long locationCount() const noexcept { return fLocationCount; }
-    TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0: the oldest; null beyond
+    TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0: the oldest; null if none
 
     // Writes nothing to the trace. If level "xc" is traced in the category, calls text(0) and ignores its result.
     TException &Trace(TTrace::Category const &category) noexcept;

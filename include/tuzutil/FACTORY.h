@@ -63,8 +63,7 @@ class TFactoryLoaderSet;
 //
 // REQUIRES: the static objects of a library that is loaded without a TFactoryLoader look only for types that are
 // registered already. Otherwise two threads may wait for each other. The constructor of a static object in a library
-// does not throw, because no exception can pass through the system's loader. Register() keeps an exception for the
-// caller.
+// does not throw, because no exception can pass through the system's loader. (An exception of Register() is kept.)
 class TUZUTIL_API TFactoryLoaderBase {
 public:
     TFactoryLoaderBase(TFactoryLoaderBase const &) = delete;

@@ -55,7 +55,8 @@ protected:
     int_type PutBack(int_type c) noexcept;
 
     // The bytes from `begin` to `end` are the next ones to be read. The memory from `back` to `begin` is for characters
-    // that are put back. underflow() copies the bytes that were read last to its end, at most fsPutBackRoom of them.
+    // that are put back. underflow() copies the bytes that were read last, at most fsPutBackRoom, to the end of this
+    // memory.
     struct TPiece {
         char *back;
         char *begin;

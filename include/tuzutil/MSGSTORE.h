@@ -23,8 +23,8 @@
 // Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" if the name is already taken, "Solitary
 //             Object" from a second archive.
 // Surprises:
-// - A store registers itself before its subclass is constructed. A message that asks it for a text in between calls
-//   TPureCall::Trap() and uses its default text.
+// - A store registers itself before its subclass is constructed. If a message asks it for a text at that time,
+//   TPureCall::Trap() is called, and the message uses its default text.
 // - If GetMsg() of a store throws, the message behaves as if the store did not have the text.
 
 #include "tuzutil/COLLECT.h"
@@ -41,8 +41,8 @@ public:
     TTextMessageStore &operator=(TTextMessageStore const &) = delete;
     virtual ~TTextMessageStore();
     // Returns the text of a message, or an empty text if there is none. The text is 16-bit if `wide` is not 0.
-    // Subclasses must override this function. REQUIRES: if messages of several threads use the store, several threads
-    // may call this function at once.
+    // Subclasses must override this function. REQUIRES: the function allows calls by several threads at once, if
+    // messages of several threads use the store.
     virtual TString GetMsg(long set, long number, int wide);
     virtual int IsCached() const; // returns 0
 
@@ -69,7 +69,7 @@ public:
     ~TTextMessageArchive() override;
     virtual TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
-    static TTextMessageArchive *fsArchive; // the only archive; null before it exists, and afterwards
+    static TTextMessageArchive *fsArchive; // null before it is created and after it is destroyed
 
 private:
     friend class TTextMessageStore;

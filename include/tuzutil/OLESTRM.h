@@ -30,7 +30,7 @@
 #include <streambuf>
 
 #if defined(_WIN32)
-struct IStream; // the system's
+struct IStream; // declared by the system
 #else
 // For systems that have no IStream: the part of the interface that the streams need. As with all component objects, a
 // result of 0 means success, and a negative one failure.

@@ -29,7 +29,7 @@ class osSharedMemory;
 class TUZUTIL_API ipcSharedMemory {
 public:
     // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails
-    // - if the size is less than 1 or does not fit in 31 bits (if it does not, Size() returns 0),
+    // - if the size is less than 1, or more than 2147483647 (Size() returns 0 if it is more),
     // - if the name has more than 259 characters with its prefix (260 on some systems),
     // - if the name contains a "\" other than that of the prefix "Local\" or "Global\",
     // - on Windows, if a lock has that name.
@@ -45,7 +45,7 @@ public:
     int operator!() const noexcept { return fState != 0; }
     char *Name() const noexcept;                 // null if no name was given
     void *Pointer() const noexcept;              // null unless the state is 0
-    int Owner() const noexcept;                  // 1 if the first constructor was called
+    int Owner() const noexcept;                  // 1 for the constructor that creates a block
     long Size() const noexcept { return fSize; } // as given to the constructor
 
 private:

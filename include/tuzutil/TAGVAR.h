@@ -65,7 +65,7 @@ public:
     };
 
     TagVar() noexcept : TagVar(nil) {}
-    TagVar(Type type) noexcept : fType(type), fCell(0) {} // a kind that can own an object owns none
+    TagVar(Type type) noexcept : fType(type), fCell(0) {} // owns no object, even if the kind can own one
 
     TagVar(short value) noexcept : TagVar(static_cast<int>(value)) {}
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}

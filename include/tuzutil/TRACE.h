@@ -79,8 +79,8 @@ public:
         // the category.
         Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
-        // A copy does not join the registry, and does not share the text of its name: many threads use one category,
-        // but only one thread at a time may use a shared text.
+        // A copy does not join the registry. The copy does not share the text of the name, because only one thread at a
+        // time may use texts that share a buffer.
         Category(Category const &other);
         Category &operator=(Category const &other);
         ~Category(); // leaves the registry
@@ -131,8 +131,8 @@ public:
         void SetDisableRestore(int disable);
         void StopTracing(); // the destination never accepts an entry again
 
-        // Joins the chain of destinations at its head, so that entries reach this destination. Does nothing if it has
-        // joined.
+        // Joins the chain of destinations at its head, so that entries reach this destination. Does nothing if this
+        // destination is in the chain.
         void Join();
 
         int StillTracing() const noexcept { return !fStopped; }
@@ -153,7 +153,7 @@ public:
         static char LevelChar(unsigned long level) noexcept; // '?' if the level is not a single bit with a letter
 
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
-        static void SetGlobalTracing(); // computes both from the settings of all destinations
+        static void SetGlobalTracing(); // computes the global level and component from all destinations
         static void SetGlobalLevel(unsigned long level);
         static void SetGlobalComponent(unsigned long component);
         static unsigned long QueryGlobalLevel() noexcept { return fsRuntimeLevel; }
@@ -180,11 +180,11 @@ public:
         static TTraceSetKnown fsKnownCategories;
 
     protected:
-        // These constructors join the chain at once, before the subclass is constructed. The first one sets the levels
-        // "np".
+        // These constructors join the chain at once, before the subclass is constructed. Without arguments, the levels
+        // are "np".
         Base();
         Base(unsigned long level, unsigned long component);
-        // These constructors do not join. Join() is called at the end of the subclass's constructor, or by the creator.
+        // These constructors do not join. Join() is called at the end of the subclass's constructor, or after it.
         enum Joining { joinsLater };
         explicit Base(Joining);
         Base(Joining, unsigned long level, unsigned long component);
@@ -212,7 +212,7 @@ public:
 
     using Pointer = TReference<Base>;
 
-    // Remembers the settings of a handle's destination, and restores them in its destructor.
+    // Remembers the settings of a handle's destination. The destructor restores them.
     class TUZUTIL_API SaveState {
     public:
         explicit SaveState(TTrace &trace);

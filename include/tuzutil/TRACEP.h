@@ -19,7 +19,6 @@
 //             while it writes an entry finishes the entry first.
 // Failures:   TTracePoint::Write() never throws. SetRC() and operator[] throw TInvalidParameter "Out of Range" if the
 //             message does not have that argument.
-//             does not have that argument.
 // Surprises:
 // - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
 //   are evaluated all the same.

@@ -101,7 +101,7 @@ private:
     TTraceStreamBase *Destination();
 };
 
-// Writes lines to the debugger of the process, or to the system's log if the system has no such channel.
+// Writes lines to the debugger of the process. If the system has no channel to a debugger, writes to the system's log.
 class TUZUTIL_API TTraceWindowsDebugBase : public TTrace::Base {
 public:
     ~TTraceWindowsDebugBase() override;

@@ -14,7 +14,6 @@
 // Failures:   Faulty formats and arguments do not throw: the comment of the class says what is printed instead.
 //             operator[] throws TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown
 //             kind throws.
-//             TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown kind throws.
 // Surprises:
 // - SetArgs() does not change a text that has been made. A copy of the message makes its own text.
 // - An empty text becomes a text of one zero character.
