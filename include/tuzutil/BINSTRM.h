@@ -107,8 +107,8 @@ public:
     int IsNetworkOrder() const noexcept { return static_cast<int>(fOrder & fsNetwork); }
     int IsHostOrder() const noexcept { return IsNetworkOrder() ^ 1; }
 
-    // These functions call the functions of the same name of the wrapped stream. An argument of type `long` is a
-    // combination of std::ios_base::fmtflags.
+    // These functions call those of the same name in the wrapped stream. An argument of type `long` is a combination of
+    // std::ios_base::fmtflags.
     std::ios_base::fmtflags flags() const { return fIos->flags(); }
     std::ios_base::fmtflags flags(long value) { return fIos->flags(Format(value)); }
     std::ios_base::fmtflags setf(long value) { return fIos->setf(Format(value)); }
@@ -144,8 +144,8 @@ private:
     std::uint32_t fOrder; // bit 0: network order
 };
 
-// TiBinaryStream: reads values from an istream. If the data end within a number, its missing bytes are 0 in network
-// order; in host order they keep their old values.
+// TiBinaryStream: reads values from an istream. If the data end within a number, the missing bytes of the number are 0
+// in network order. In host order they keep their old values.
 class TUZUTIL_API TiBinaryStream : public virtual VBinaryStreamBase {
 public:
     explicit TiBinaryStream(std::istream &stream, int networkOrder = 0) noexcept
@@ -188,7 +188,7 @@ public:
     TiBinaryStream &operator>>(std::ios_base &(*manipulator)(std::ios_base &));
     TiBinaryStream &operator>>(TiBinaryStream &(*manipulator)(TiBinaryStream &));
 
-    // These functions call the functions of the same name of the wrapped stream.
+    // These functions call those of the same name in the wrapped stream.
     TiBinaryStream &read(char *bytes, int count);
     TiBinaryStream &read(signed char *bytes, int count);
     TiBinaryStream &read(unsigned char *bytes, int count);
@@ -262,7 +262,7 @@ public:
     ToBinaryStream &operator<<(std::ios_base &(*manipulator)(std::ios_base &));
     ToBinaryStream &operator<<(ToBinaryStream &(*manipulator)(ToBinaryStream &));
 
-    // These functions call the functions of the same name of the wrapped stream.
+    // These functions call those of the same name in the wrapped stream.
     ToBinaryStream &write(char const *bytes, int count);
     ToBinaryStream &write(signed char const *bytes, int count);
     ToBinaryStream &write(unsigned char const *bytes, int count);

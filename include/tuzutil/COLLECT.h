@@ -78,7 +78,7 @@ class TUZUTIL_API TBaseSetOf::Cursor {
 public:
     void *Element() const noexcept; // null at the end
     void *Next() noexcept;
-    bool IsAtEnd() const noexcept { return !fLink; } // tells the end from a null element
+    bool IsAtEnd() const noexcept { return !fLink; } // distinguishes the end from a null element
 
 protected:
     explicit Cursor(TBaseSetOf const &set) noexcept : fSet(&set), fLink(set.GetFirst()) {}
@@ -236,7 +236,7 @@ public:
     ~TSparseArrayOf() override { DeleteArray(); }
 
     // A value other than null replaces the value at this index, and the old value is deleted. Null removes the entry at
-    // this index. If there is no entry, null adds one without a value.
+    // this index. If there is no entry, null adds an entry without a value.
     void Set(unsigned long index, T *value) { TBaseSparseArrayOf::Set(index, value); }
     T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSparseArrayOf::Find(index)); }
     // Returns the value at this position in the order of the indexes, and stores its index. Returns null if the

@@ -9,12 +9,12 @@
 //     TString digest = CalculateCramMD5::Calc(secret, challenge); // "b913a602c7eda7a495b4e6e7334d3890"
 //
 // Ownership:  Calc() only reads its arguments and returns a new string. It zeroes its own copies of the secret.
-// Threads:    Any thread may call it; there is no shared state.
+// Threads:    Any thread may call Calc(); there is no shared state.
 // Failures:   TOutOfMemory if there is no memory for the result.
 // Surprises:
 // - The challenge must be decoded from Base64 before the call. The client then sends the user name, a blank and the
 //   digest, encoded in Base64.
-// - If the secret has more than 64 bytes, its MD5 is used instead, computed from the bytes before its first zero byte.
+// - If the secret has more than 64 bytes, the MD5 of its bytes before the first zero byte is used instead.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"

@@ -20,8 +20,8 @@
 // Surprises:
 // - text(0) is the newest text, but locationAtIndex(0) is the oldest location.
 // - There is room for five texts and five locations. A sixth does not simply replace the oldest, see appendText().
-// - TException does not derive from std::exception. If a program does not catch it, the program ends after writing the
-//   name and the text to standard error.
+// - TException does not derive from std::exception. If a program does not catch such an exception, the program ends
+//   after writing the name and the text to standard error.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -56,10 +56,10 @@ public:
     virtual ~TException();
     [[noreturn]] virtual void Throw(); // throws a copy that has the class of this object
     virtual int isRecoverable() const noexcept;
-    virtual TException &addLocation(TExceptionLocation const &location) noexcept; // a sixth: see appendText()
+    virtual TException &addLocation(TExceptionLocation const &location) noexcept; // for a sixth, see appendText()
     virtual char const *name() const noexcept;                                    // the name of the class
-    virtual TException &logExceptionData();                                       // does nothing; for subclasses
-    virtual void terminate();                                                     // does nothing; for subclasses
+    virtual TException &logExceptionData();                                       // does nothing, unless overridden
+    virtual void terminate();                                                     // does nothing, unless overridden
 
     TException &setSeverity(Severity severity) noexcept;
     TException &setErrorId(unsigned long errorId) noexcept;

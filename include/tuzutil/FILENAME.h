@@ -11,15 +11,15 @@
 //         std::ifstream file(name.NativePath());          // what the system calls it
 //
 // Ownership:  As with TString, copies share one buffer.
-// Threads:    As with TString, one thread at a time.
+// Threads:    As with TString, one thread at a time may use a name and all names that share its buffer.
 // Failures:   TOutOfMemory if there is no memory. On Linux, a path or native name that contains a backslash throws
 //             TInvalidParameter "Backslash in a native name". In a conversion, "?" replaces a character that the other
 //             encoding does not have.
 // Surprises:
-// - An empty folder does not mean the current one: an empty folder and "inbox" join to "\inbox", which is in the root.
-//   QueryPath() returns an empty folder for a name without a delimiter.
-// - Only the backslash is a delimiter, and a byte 0x5C is one even inside a double-byte character. FixDelim() turns
-//   slashes into backslashes.
+// - An empty folder does not mean the current folder: an empty folder and "inbox" join to "\inbox", which is in the
+//   root. QueryPath() returns an empty folder for a name without a delimiter.
+// - Only the backslash is a delimiter, and a byte 0x5C counts as a backslash even inside a double-byte character.
+//   FixDelim() turns slashes into backslashes.
 // - If a name contains a colon at any place, the part before it counts as a drive.
 // - Converting an empty name gives one zero character. Converting a null name to 16-bit text gives "(", the first
 //   character of "(null)".
@@ -47,7 +47,8 @@ public:
     TFileName(char const *name) : TString(name) {}
     TFileName(unsigned short const *name) : TString(name) {}
     TFileName(char16_t const *name) : TString(name) {}
-    // Joins both names with exactly one delimiter between them. The result is 16-bit text if one of the names is.
+    // Joins both names with exactly one delimiter between them. The result is 16-bit text if at least one of the names
+    // is.
     TFileName(TFileName const &first, TFileName const &second);
     TFileName(TFileName const &other) noexcept = default;
     TFileName &operator=(TFileName const &other) noexcept = default;
@@ -73,7 +74,7 @@ public:
     static TString const &QueryDelimUnicode() noexcept { return fsDelimUnicode; }
     static int SupportsDrive() noexcept { return 1; }
 
-    // Return the name as narrow or as 16-bit text. If necessary, they convert it by the rules of the current locale.
+    // Return the name as narrow or as 16-bit text. A conversion follows the rules of the current locale.
     TString QueryNameLocal() const;
     TString QueryNameUnicode() const;
     operator TagVar() const { return TagVar(QueryNameLocal()); }

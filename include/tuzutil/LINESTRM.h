@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_LINESTRM_H
 #define TUZUTIL_LINESTRM_H
 
-// TLineStream: reads another stream line by line, in pieces of limited size, and counts the lines. What is written is
+// TLineStream: reads another stream line by line, in pieces of limited size, and counts the lines. Written bytes are
 // buffered and passed on unchanged.
 //
 // Example:

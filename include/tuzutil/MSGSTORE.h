@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_MSGSTORE_H
 #define TUZUTIL_MSGSTORE_H
 
-// TTextMessageStore: supplies the messages of one component with texts, by set and number. The archive finds it by
-// name.
+// TTextMessageStore: supplies the messages of one component with texts, by set and number. The archive finds a store by
+// its name.
 //
 // Example:
 //     class TGermanStore : public TTextMessageStore {
@@ -18,8 +18,7 @@
 //
 // Ownership:  The archive borrows the stores. A store registers itself when it is created, and leaves the archive when
 //             it is destroyed.
-// Threads:    Create and destroy stores only while the process has one thread. Any thread may use messages that ask
-//             them.
+// Threads:    Create and destroy stores only while the process has one thread. Messages of any thread may ask them.
 // Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" if the name is already taken, "Solitary
 //             Object" from a second archive.
 // Surprises:

@@ -20,8 +20,8 @@
 // Surprises:
 // - Time limits are in milliseconds. -1 (fsInfinite) waits for ever, and 0 does not wait. Any other negative value is
 //   taken as unsigned, which is about 49 days.
-// - If the owner of a lock dies, the next caller takes the lock as if it had been free. The data that it guards may be
-//   in the middle of a change.
+// - If the owner of a lock dies, the next caller takes the lock as if it had been free. The data that the lock guards
+//   may be in the middle of a change.
 // - An event stays posted until it is cleared. It wakes all waiting threads, and does not count how often it was
 //   posted.
 

@@ -49,8 +49,8 @@ public:
     char *FindFile();
     // Searches in this language. Returns the path of the first file that the template names, or null. In an entry, %E
     // means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is added to it;
-    // on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its first ".". %L
-    // and %N are also replaced inside the program's directory, and %N inside the language.
+    // on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its first ".". If
+    // the program's directory contains %L or %N, or the language contains %N, these are replaced too.
     char *FindFile(TString const &lang);
     // Loads the library of that name, and returns its full name. Adds ".dll" to the name unless it ends in ".dll". If
     // the library cannot be loaded, returns the full name of the program, or null if the system does not know that
@@ -59,7 +59,7 @@ public:
     operator char *() { return FindFile(); }
 
     static TString const fsLang_C;
-    static TString const fsDefaultLocale; // FindFile() also searches in it if the language is "C"
+    static TString const fsDefaultLocale; // FindFile() also searches in this one if the language is "C"
     static TString fsLang;
     static TString fsNLSpath; // the template
 

@@ -13,12 +13,12 @@
 // Ownership:  The buffer holds a counted reference to the IStream until it is closed or destroyed.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream itself throws nothing. If a call of the object returns anything but 0, the result is traced at
-//             level "er", and the stream behaves as at the end of file. It also does so, without a trace, if a write
-//             takes too few bytes. Bytes that were not written keep waiting, and the next flush tries again. If the
-//             object throws, the exception passes through the buffer.
+//             level "er", and the stream behaves as at the end of file. If a write takes too few bytes, the stream does
+//             the same, but nothing is traced. Bytes that were not written keep waiting, and the next flush tries
+//             again. If the object throws, the exception passes through the buffer.
 // Surprises:
-// - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns it
-//   with the last bytes, these bytes are lost.
+// - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns such
+//   a result with the last bytes, these bytes are lost.
 // - The stream cannot seek. Its position is that of the object.
 
 #include "tuzutil/EXPORT.h"

@@ -12,8 +12,8 @@
 //     for (TagVar const *const *argument = arguments; !(*argument)->IsEndOfArgs(); ++argument)
 //         (*argument)->StreamOut(std::cout) << '\n';
 //
-// Ownership:  A value owns its text, date, time or date-time. A copy of the value owns a copy of it, but a text shares
-//             its characters with the TString from which it was made. A void pointer is borrowed.
+// Ownership:  A value owns its text, date, time or date-time, and a copy of the value owns a copy. A text shares its
+//             characters with the TString from which it was made. A void pointer is borrowed.
 // Threads:    One thread at a time may use a value and the strings with which it shares characters.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
 //             type" (ID 3, unrecoverable). A compound operator that throws leaves its left operand unchanged. Dividing
@@ -22,7 +22,7 @@
 // - Which kinds can be combined depends on the operator and on the order of the operands.
 // - Call IsString() or IsWideString() before QueryString(). For other kinds, QueryString() may return a number as a
 //   pointer.
-// - A void pointer is written to a stream as an address. Never accept one in data from strangers.
+// - A void pointer is written to a stream as an address. Never accept a void pointer in data from strangers.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDATETIM.h"
@@ -182,7 +182,7 @@ private:
     void CleanUp() noexcept;
 
     Type fType;
-    std::uint64_t fCell; // the number or the pointer, in its first bytes; the others are 0
+    std::uint64_t fCell; // the number or the pointer in the first bytes; the other bytes are 0
 };
 
 #endif

@@ -12,8 +12,8 @@
 //
 // Ownership:  A TDateTime is a plain value and borrows nothing.
 // Threads:    Different objects may be used concurrently.
-// Failures:   Only QueryString() fails: TOutOfMemory. A time that does not fit in 32 bits becomes the nearest one that
-//             does.
+// Failures:   Only QueryString() can fail; it throws TOutOfMemory. A time that does not fit in 32 bits becomes the
+//             nearest one that does.
 // Surprises:
 // - The zone is in seconds *west* of UTC. Neither QueryString() nor comparisons apply it.
 // - QueryTM() numbers days unlike the C library, see there. Use QueryString() for dates that people or programs read.

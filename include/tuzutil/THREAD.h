@@ -18,14 +18,14 @@
 // Ownership:  Objects are counted: hold an object in a TReference before Start(). The thread holds a reference until
 //             Run() has ended. If nobody else refers to the object then, it is deleted.
 // Threads:    Any thread may wait for the end and query the state. One thread at a time may start the object. Run()
-//             sees all that was written before Start(). A thread that has waited for the end, or has queried it, sees
-//             all that Run() wrote.
+//             sees all that was written before Start(). A thread that has waited for the end, or has seen it by a
+//             query, sees all that Run() wrote.
 // Failures:   If the system cannot make a thread, Start() traces this and returns 1. If Run() throws, a trace entry at
 //             level "se" names the exception, and the result is -1.
 // Surprises:
 // - SetStackSize() has no effect: every thread has the default size.
 // - WaitForTermination() returns at once if no thread runs, for example before Start().
-// - In a forked child, IsRunning() and WaitForTermination() are useless for the threads of the parent.
+// - In a forked child, do not use IsRunning() and WaitForTermination() for threads of the parent.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"

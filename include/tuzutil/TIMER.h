@@ -36,7 +36,7 @@ class TTimer;
 // Connects a timer with other armed timers. A timer is armed if it is set and has not posted yet.
 struct TTimerLink {
     TTimer *timer;
-    std::uint32_t second = 0; // in which the timer is due, since 1970
+    std::uint32_t second = 0; // the second in which the timer is due, counted from 1970 on
     bool isArmed = false;
     TTimerLink *next = nullptr;     // the timer of the same second that was set before this one
     TTimerLink *previous = nullptr; // the timer of the same second that was set after this one

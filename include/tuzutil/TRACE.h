@@ -24,7 +24,7 @@
 // Failures:   Setters throw TInvalidParameter "Mask beyond 32 bits" if a mask has bits above bit 31, and change
 //             nothing. Queries ignore such bits. An exception that leaves a destination's Write() is dropped.
 // Surprises:
-// - A trace point reads the global level and component without the lock, so it may see a change late.
+// - A trace point reads the global levels and components without the lock, so it may see a change late.
 // - Setters accept ~0 and 1 << 31, although these negative ints have bits above bit 31 when they are converted.
 
 #include "tuzutil/EXPORT.h"
@@ -98,9 +98,9 @@ public:
 
     // A destination. Objects are reference-counted: use them through Pointer.
     //
-    // By default, entries reach a destination from the constructor of Base to the destructor of Base. The members of a
-    // subclass do not exist at both ends of this time. Therefore a subclass passes `joinsLater` to Base, calls Join()
-    // at the end of its constructor, and calls Unlink() at the beginning of its destructor.
+    // By default, entries reach a destination from the constructor of Base to the destructor of Base. At the beginning
+    // and at the end of this time, the members of a subclass do not exist. Therefore a subclass passes `joinsLater` to
+    // Base, calls Join() at the end of its constructor, and calls Unlink() at the beginning of its destructor.
     class TUZUTIL_API Base : public TRefCounted {
     public:
         ~Base() override;

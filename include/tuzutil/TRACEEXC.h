@@ -15,7 +15,7 @@
 // Failures:   TOutOfMemory or std::bad_alloc if there is no memory for the text.
 // Surprises:
 // - The result has several lines, without a line end after the last.
-// - The newest of the texts comes first, but the oldest of the locations.
+// - Texts are listed from the newest to the oldest, but locations from the oldest to the newest.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/EXPORT.h"

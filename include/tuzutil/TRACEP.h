@@ -121,7 +121,7 @@ private:
 
     TTrace::Category fCategory;
     std::shared_ptr<TMessage> fMessage;
-    TagVar fNoArgument; // what operator[] returns without a message
+    TagVar fNoArgument; // operator[] returns it if there is no message
 };
 
 // TTraceObjects: a table of handles that is always empty. It exists for programs that use one.

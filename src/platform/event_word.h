@@ -14,13 +14,13 @@ constexpr std::uint32_t posted = 1;
 constexpr std::uint32_t waiters = 2;
 constexpr std::uint32_t once = 4; // one post in the count
 
-// Returns whether a waiter is released that began to wait at the state `begun` and now finds the state `now`.
+// A waiter began to wait at the state `begun`, and now finds the state `now`. Returns whether this releases the waiter.
 inline bool IsReleased(std::uint32_t begun, std::uint32_t now) noexcept {
     return (now & posted) != 0 || begun / once != now / once;
 }
 
-// Announces a waiter, and returns the state at which it begins to wait. If the event is posted, returns the posted
-// state.
+// Announces a waiter, and returns the state at which it begins to wait. If the event is posted, only returns its state,
+// because the thread need not wait.
 inline std::uint32_t Begin(std::atomic<std::uint32_t> &word) noexcept {
     std::uint32_t state = word.load();
     while (!(state & posted) && !word.compare_exchange_weak(state, state | waiters)) {

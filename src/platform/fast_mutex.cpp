@@ -1,5 +1,5 @@
 // The rare operations of locks within one process: they release the locks of a thread that ends, and reset locks after
-// a fork. They take no lock. REQUIRES: a record that is passed belongs to the calling thread.
+// a fork. They take no lock. REQUIRES: every record that is passed is that of the calling thread.
 
 #include "platform/fast_mutex.h"
 

@@ -10,8 +10,8 @@
 //     error             error codes and their texts              process          ids, the environment, the debugger
 //     event             events                                   shared_memory    memory that processes share
 //     files             names of files, directories              temporary_file   files without a name
-//     forks             being told of forks                      thread           starting threads
-//     library           libraries and their texts                thread_record    what is known of each thread
+//     forks             functions to call at forks               thread           starting threads
+//     library           libraries and their texts                thread_record    a record for each thread
 //                                                                trace_file       files of trace records
 //
 // Both folders also have kept_error.h and deadline.h. Only posix/ has descriptor.h, native_name.h (names of files),
@@ -44,17 +44,17 @@ void SecureZero(void *memory, std::size_t count) noexcept;
 // Returns the seconds since 1970-01-01 00:00:00 UTC. Never fails, never blocks.
 std::int64_t CurrentTime() noexcept;
 
-// Returns how many seconds the process's time zone, without daylight saving, lies west of UTC. The first call reads the
-// environment.
+// Returns the offset of the process's time zone from UTC, in seconds to the west and without daylight saving. The first
+// call reads the environment.
 long TimeZone() noexcept;
 
 // Fills in the UTC calendar record of a time. Returns false if the system cannot convert it; the record is then
 // undefined.
 bool UtcRecord(std::int64_t time, std::tm &record) noexcept;
 
-// Writes a record by a format of C99's strftime, in the current locale, with a terminating zero. Returns the number of
-// bytes without that zero, at most size - 1. Returns 0 if the text does not fit, is empty, or cannot be made; the
-// content is then undefined. An unknown conversion is written unchanged. REQUIRES: size is at least 1.
+// Writes a calendar record by a format of C99's strftime, in the current locale, with a terminating zero. Returns the
+// number of bytes without that zero, at most size - 1. Returns 0 if the text does not fit, is empty, or cannot be made;
+// the content is then undefined. An unknown conversion is written unchanged. REQUIRES: size is at least 1.
 std::size_t FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept;
 
 // Returns the present local time. Never fails. Some calls take a lock of the C library.
@@ -147,16 +147,16 @@ void ReleaseCancellation(int held) noexcept;
 
 // Registers functions for forks: `before` is called before each fork, and `inParent` or `inChild` after it. The
 // platform takes its own locks after `before`, and releases them before it calls `inParent` or `inChild`. Returns
-// false, with LastError(), if the system cannot do it. Returns true and does nothing if processes do not fork.
-// REQUIRES: this function is called at most once.
+// false, with LastError(), if the registration fails. Returns true and does nothing if processes do not fork. REQUIRES:
+// this function is called at most once.
 bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*inChild)() noexcept) noexcept;
 
 // Printing
 
 // How the printf functions of a system behave. Systems differ in these points.
 struct TPrintfHabits {
-    bool keepsUnknown;    // an unknown conversion is printed unchanged; otherwise only its last character is printed
-    bool cutsNullText;    // a precision below 6 cuts "(null)"; otherwise nothing is printed
+    bool keepsUnknown;    // an unknown conversion is printed unchanged; if false, only its last character is
+    bool cutsNullText;    // a precision below 6 cuts "(null)"; if false, nothing is printed then
     bool knowsUpperF;     // the conversion F exists
     bool zerosBeforeText; // the flag 0 also fills up texts and characters
 };
@@ -175,7 +175,7 @@ std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int w
 void ToNativeName(char *name, std::size_t length) noexcept;
 void FromNativeName(char *name, std::size_t length) noexcept;
 
-// Returns whether FromNativeName() can convert a name. It cannot if a part of the name contains a backslash.
+// Returns whether FromNativeName() can convert a name. On Linux, it cannot if the name contains a backslash.
 bool HasLibraryForm(char const *nativeName) noexcept;
 
 extern bool const hasWideNames; // whether the system takes names of 16-bit characters
@@ -198,7 +198,8 @@ struct TDirectoryEntry {
 // memory is the reason. The caller must close the search. May block. REQUIRES: `pattern` is a directory's name, a
 // separator and "*.*".
 Search *OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept;
-// Stores the next entry. Returns false after the last entry. May block. REQUIRES: `search` is not null, here and below.
+// Stores the next entry. Returns false after the last entry. May block. REQUIRES: `search` is not null (also for
+// CloseSearch()).
 bool NextEntry(Search *search, TDirectoryEntry &entry) noexcept;
 bool CloseSearch(Search *search) noexcept;
 
@@ -238,7 +239,7 @@ void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 struct Block;
 Block *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept; // of zeros; fails below 1 byte
 Block *OpenSharedMemory(char const *name, void *&view) noexcept;
-void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both come from one call above
+void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are from the same call
 
 // Libraries
 
