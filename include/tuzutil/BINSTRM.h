@@ -241,7 +241,7 @@ public:
     ToBinaryStream &operator<<(unsigned long value);
     ToBinaryStream &operator<<(float value);
     ToBinaryStream &operator<<(double value);
-    ToBinaryStream &operator<<(long double value); // as a double, in network order after two zero bytes
+    ToBinaryStream &operator<<(long double value); // as a double; in network order, two zero bytes precede it
     template <typename Host, typename Wire, std::size_t filler>
     ToBinaryStream &operator<<(TNetworkValue<Host, Wire, filler> const &value) {
         WriteBytes(&value, sizeof value);

@@ -149,8 +149,8 @@ public:
     TagVar &operator<<=(TagVar const &other);
     TagVar &operator>>=(TagVar const &other);
 
-    // A text or date-time value may own no object. As the right operand of IsEqual(), it equals every value of its kind
-    // that owns an object. As the left operand, it equals nothing, not even itself.
+    // A text or date-time value may own no object. As the right operand of IsEqual(), it equals every text, or every
+    // date-time, that owns an object. As the left operand, it equals nothing, not even itself.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     int LogicalAnd(TagVar const &other) const;

@@ -21,7 +21,7 @@
 //             sees all that was written before Start(). A thread that has waited for the end, or has seen it by a
 //             query, sees all that Run() wrote.
 // Failures:   If the system cannot make a thread, Start() traces this and returns 1. If Run() throws, a trace entry at
-//             level "se" names the exception, and the result is -1.
+//             level "se" reports this, and the result is -1.
 // Surprises:
 // - SetStackSize() has no effect: every thread has the default size.
 // - WaitForTermination() returns at once if no thread runs, for example before Start().

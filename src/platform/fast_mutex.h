@@ -24,11 +24,12 @@ struct TThreadRecord {
     std::uint32_t Number() const noexcept { return static_cast<std::uint32_t>(identity); }
 
     // Low half: a number that is never reused and never 0. High half: the system's thread id if the system can tell
-    // from it whether the thread is alive (ids are reused), otherwise 0. One word, so that both are read together.
+    // from it whether the thread is alive (ids are reused), otherwise 0. Both are in one word, so that they are read
+    // together.
     std::uint64_t const identity;
     TFastMutex *held = nullptr; // the first lock of a chain
 
-    void AbandonAll() noexcept; // unlocks all that the thread holds, as abandoned
+    void AbandonAll() noexcept; // unlocks all locks of the thread and marks them as abandoned
 };
 
 struct TWaitPlace; // the object on which threads wait for one lock; each system defines it
@@ -52,7 +53,7 @@ public:
     // Returns whether a thread holds the lock or is still releasing it. The releasing thread accesses fState last.
     bool IsHeld() const noexcept { return fState.load(std::memory_order_acquire) != free; }
     TWaitPlace *Place() const noexcept { return fPlace; }        // null unless the system has set one
-    void ForgetOtherThreads(TThreadRecord const &self) noexcept; // in a forked child, in which only `self` is left
+    void ForgetOtherThreads(TThreadRecord const &self) noexcept; // for a forked child, which has only this thread
 
 private:
     friend struct TThreadRecord;

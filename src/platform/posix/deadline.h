@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_DEADLINE
 #define TUZUTIL_PLATFORM_POSIX_DEADLINE
 
-// TDeadline: the time at which a wait ends, measured by one of the system's clocks. A wait that never ends has no such
-// time. A wait that was interrupted can begin again with the same deadline. Takes no locks.
+// TDeadline: the time at which a wait ends, measured by one of the system's clocks. A wait that never ends has no
+// deadline. A wait that was interrupted can begin again with the same deadline. Takes no locks.
 
 #include "platform/platform.h"
 

@@ -8,7 +8,8 @@
 #include <errno.h>
 #include <pthread.h>
 
-// pthread_atfork() calls the `prepare` handlers in reverse order of registration, and the others in order.
+// pthread_atfork() calls the `prepare` handlers in reverse order of registration, and the other handlers in the order
+// of registration.
 bool platform::FollowForks(void (*before)() noexcept, void (*inParent)() noexcept,
                            void (*inChild)() noexcept) noexcept {
     int error = ::pthread_atfork(HoldMutexes, ReleaseMutexes, SettleMutexesInChild);

@@ -254,7 +254,7 @@ void platform::ReleaseMutexes() noexcept {
 }
 
 // A forked child has only the thread that forked. Locks that this thread held stay held; locks of other threads become
-// free. A named lock remains the parent's.
+// free. Named locks remain with the parent.
 void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {

@@ -29,7 +29,7 @@ using platform::TNoCancel;
 struct platform::Block {
     int file;
     std::size_t size;
-    pid_t process; // the one that opened the block: a forked child shares the lock on the file with its parent
+    pid_t process; // the process that opened the block; a forked child shares the lock on the file with it
     char name[objectFileSize];
 };
 

@@ -1,6 +1,6 @@
-// Files of trace records. Writers append. By a block of shared memory, a process sees whether others share its file.
-// Takes the locks of shared_memory.cpp, and never waits for a lock on the file itself. The thread is not cancelled
-// during a call. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
+// Files of trace records. Writers append. A process sees by a block of shared memory whether other processes share its
+// file. Takes the locks of shared_memory.cpp, and never waits for a lock on the file itself. The thread is not
+// cancelled during a call. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
 
 #include "platform/platform.h"
 

@@ -14,7 +14,7 @@ namespace {
 // The year and the week of ISO 8601: week 1 is the week with the first Thursday of the year.
 struct TIsoWeek {
     explicit TIsoWeek(std::tm const &record) noexcept : year(record.tm_year + 1900) {
-        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // of the same week, as a day of the year
+        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // its day of the year, in the same week
         if (thursday < 0)
             week = (thursday + DaysOf(--year)) / 7 + 1;
         else if (thursday >= DaysOf(year))
@@ -115,7 +115,7 @@ long platform::TimeZone() noexcept {
 }
 
 bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
-    std::tm const *const converted = _gmtime64(&time); // the record belongs to the calling thread
+    std::tm const *const converted = _gmtime64(&time); // the runtime has one record for each thread
     if (converted)
         record = *converted;
     return converted != nullptr;

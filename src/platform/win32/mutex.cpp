@@ -1,7 +1,7 @@
 // Locks. A lock without a name is a TFastMutex. Its waiters wait for an event of the system, and also for the end of
 // the owner's thread, because that thread may be killed. A lock with a name is a mutex of the system: locking it and
-// unlocking it call the system each time. A lock that gets or gives back its event takes fsSpareLock for a moment. No
-// other lock is taken.
+// unlocking it call the system each time. fsSpareLock is held for a moment when a lock gets its event or gives the
+// event back. No other lock is taken.
 
 #include "platform/platform.h"
 
