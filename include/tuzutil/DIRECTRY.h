@@ -20,8 +20,8 @@
 // Surprises:
 // - FindFirst() and FindNext() list directories only if `isDirectory` is not null.
 // - The entries are listed in the order in which the system returns them.
-// - On Linux, an entry with a backslash in its name is omitted and traced at level 8, because this library would take
-//   its name for a path. NativeEntries() lists such entries too.
+// - On Linux, an entry with a backslash in its name is omitted and traced at level 8: this library would take the name
+//   for a path. NativeEntries() lists such entries too.
 // - MakeDir() succeeds if a file of that name exists.
 
 #include "tuzutil/EXPORT.h"
@@ -35,7 +35,8 @@
 class TUZUTIL_API TDirectory {
 public:
     TDirectory(char const *path) : fPath(path) {}
-    // Throws TInvalidParameter if TFileName cannot hold the path. On Linux, this is so if the path contains a backslash.
+    // Throws TInvalidParameter if TFileName cannot hold the path. On Linux, this is so if the path contains a
+    // backslash.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TDirectory(Path const &path) : fPath(TFileName(path).QueryNameLocal()) {}
     // A copy has the same path and shares the enumeration. An assignment first ends the enumeration of the left side,

@@ -68,8 +68,8 @@ public:
     char const *errorCodeGroup() const noexcept { return fGroup; }
 
     TException &setText(char const *text) noexcept; // replaces all texts
-    // Adds a text. If there are already five, in the order of their age a, b, c, d and e, the five texts are then b, c,
-    // d, d and the new one.
+    // Adds a text. If there are already five texts a, b, c, d, e (oldest first), they become b, c, d, d and the new
+    // text.
     TException &appendText(char const *text) noexcept;
     unsigned long textCount() const noexcept { return fTextCount; }
     char const *text(unsigned long index) const noexcept; // 0: the newest; null beyond textCount()-1

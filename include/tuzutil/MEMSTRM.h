@@ -70,9 +70,9 @@ protected:
     int sync() override;
     // A negative offset is taken as if it were positive: the position moves forward by its absolute value. A position
     // beyond the end becomes the end. An offset from the current position counts from the reading position. If only the
-    // writing position moves, such an offset counts from the start of the block that is being read, plus the writing
-    // position within its own block. If nothing has been read, it counts from 0. Therefore tellp() may move the writing
-    // position.
+    // writing position moves, such an offset counts from a mixed position: the start of the block that is being read,
+    // plus the writing position within its own block. If nothing has been read, the offset counts from 0. Therefore
+    // tellp() may move the writing position.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override;
     int_type overflow(int_type c) override;

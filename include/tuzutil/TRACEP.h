@@ -74,7 +74,7 @@ private:
             TagVar const values[] = {TagVar(arguments)..., TagVar(TagVar::endOfArgs)};
             WriteOut(level, category, place, format, values, sizeof...(arguments));
         } catch (...) {
-            // If an entry cannot be built, it is lost, and the work that it describes goes on.
+            // If an entry cannot be built, it is lost, and the traced work continues.
         }
     }
 

@@ -46,8 +46,8 @@ public:
 
     // Returns whether there is a stream. If it is the stream of a file, the file must have been opened too.
     bool IsOpen() const noexcept;
-    // Returns the system's error code if the file could not be opened. Returns 0 otherwise, and also if the directory of
-    // the file could not be made.
+    // Returns the system's error code if the file could not be opened. Returns 0 otherwise, and also if the directory
+    // of the file could not be made.
     unsigned long QueryOpenError() const noexcept;
 
     static TMutexSemaphore &fsFileMutex;      // never destroyed

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_WIN32_DEADLINE
 #define TUZUTIL_PLATFORM_WIN32_DEADLINE
 
-// TDeadline: the time at which a wait ends, or none if the wait has no end. The system's functions take a duration, so
-// the class computes how many milliseconds are left. Takes no locks.
+// TDeadline: the time at which a wait ends. A wait that never ends has no deadline. The system's functions take a
+// duration, so the class computes how many milliseconds are left. Takes no locks.
 
 #include "platform/platform.h"
 
