@@ -74,13 +74,11 @@ int main(int count, char **arguments) {
         return Fail(problem);
     pop3d::WatchForStop();
     std::uint16_t const port = pop3d::net::QueryPort(listener);
+    pop3d::CounterBlock counters(options.address, port); // whoever reads the port file may ask for the status
     if (!options.portFile.empty() && !WritePortFile(options.portFile, port))
         return Fail(pop3d::Tell(pop3d::text::portFileFailed, options.portFile.c_str()));
     Report(pop3d::MakeMessage(pop3d::text::listening, options.address.c_str(), port));
-    {
-        pop3d::CounterBlock counters(options.address, port);
-        pop3d::Server(listener, users, options, *counters).Run();
-    }
+    pop3d::Server(listener, users, options, *counters).Run();
     Report(pop3d::MakeMessage(pop3d::text::stopped));
     return 0;
 }
