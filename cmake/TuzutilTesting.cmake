@@ -10,7 +10,7 @@ add_subdirectory(${TUZUTIL_GOOGLETEST} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FR
 include(GoogleTest)
 
 # tuzutil_add_suite(NAME [SUPPORT name...] [NEEDS target...] [DEFINITIONS name=value...] [LIBRARIES library...]
-#                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED])
+#                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED] [OPTIMIZED])
 #
 # A test program NAME_test of NAME_test.cpp, if there is such a file, with GoogleTest's main(), linked to the library.
 #   SUPPORT        files of tests/support, in the form that the target has: NAME_posix.cpp or NAME_win32.cpp
@@ -19,10 +19,11 @@ include(GoogleTest)
 #   OWN_COPY       sources of the library, named from src/ on, of which the program has a copy of its own
 #   SEAM           the suite itself includes a source of the library and directs the functions below it; so does OWN_COPY
 #   NOT_SANITIZED  the suite takes the place of the allocator, or of a variable that the sanitizers watch
+#   OPTIMIZED      the suite computes so much itself that it is optimized; others are not, so that they build faster
 #
 # Tests are listed when they run, not when they are built: starting Wine takes longer than the build's patience.
 function(tuzutil_add_suite name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "SEAM;NOT_SANITIZED" "" "SUPPORT;NEEDS;DEFINITIONS;LIBRARIES;SOURCES;OWN_COPY")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SEAM;NOT_SANITIZED;OPTIMIZED" "" "SUPPORT;NEEDS;DEFINITIONS;LIBRARIES;SOURCES;OWN_COPY")
     if(arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "tuzutil_add_suite(${name}): ${arg_UNPARSED_ARGUMENTS}?")
     endif()
@@ -42,6 +43,9 @@ function(tuzutil_add_suite name)
     target_include_directories(${suite} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${suite} PRIVATE tuzutil::tuzutil gtest_main Threads::Threads ${arg_LIBRARIES})
     target_compile_definitions(${suite} PRIVATE ${arg_DEFINITIONS})
+    if(NOT arg_OPTIMIZED AND NOT arg_SEAM AND NOT arg_OWN_COPY)
+        target_compile_options(${suite} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
+    endif()
     if(arg_SEAM OR arg_OWN_COPY)
         # The copy is the program's own, and is not looked for in the DLL.
         target_compile_definitions(${suite} PRIVATE $<$<BOOL:${WIN32}>:tuzutil_EXPORTS>)
