@@ -39,7 +39,7 @@ public:
     // closing bracket, so its library is "x". A null text makes both names null.
     TFactoryType(char const *text);
     TFactoryType(TString const &text);
-    // Copies do not share their texts, because only one thread at a time may use texts that share a buffer.
+    // A copy has texts of its own. Writing into the strings of one does not change those of the other.
     TFactoryType(TFactoryType const &other);
     TFactoryType &operator=(TFactoryType const &other);
 

@@ -14,7 +14,7 @@
 //
 // Ownership:  A value owns its text, date, time or date-time, and a copy of the value owns a copy. A text shares its
 //             characters with the TString from which it was made. A void pointer is borrowed.
-// Threads:    One thread at a time may use a value and the strings with which it shares characters.
+// Threads:    One thread at a time may use a value. Strings that share its characters may be in other threads.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
 //             type" (ID 3, unrecoverable). A compound operator that throws leaves its left operand unchanged. Dividing
 //             an integer by zero causes a fault of the processor, not an exception.

@@ -79,8 +79,8 @@ public:
         // the category.
         Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
-        // A copy does not join the registry. The copy does not share the text of the name, because only one thread at a
-        // time may use texts that share a buffer.
+        // A copy does not join the registry. It has a text of its own, so that writing into one does not change the
+        // other.
         Category(Category const &other);
         Category &operator=(Category const &other);
         ~Category(); // leaves the registry

@@ -13,8 +13,9 @@
 //
 // Ownership:  Copies share one buffer; the last handle deallocates it. A pointer from a conversion operator is valid
 //             until the buffer is deallocated.
-// Threads:    The count is a plain integer: one thread at a time may use a string and all that share its buffer. To
-//             hand text to another thread, copy it: TString(s, s.length(), ' ').
+// Threads:    Different threads may copy, read, assign and drop different strings, also if these share a buffer: a
+//             static TString const serves all threads. One string belongs to one thread at a time. Writing through
+//             operator[] within bounds, a pointer, a flag or Wipe() reaches every string that shares the buffer.
 // Failures:   TInvalidRequest (ID 1, recoverable) if a position or count is a programming error; TOutOfMemory if there
 //             is no memory or a text would reach 0xFFFFFFF0 bytes. Other misuse yields 0, a null string, or no change.
 // Surprises:
@@ -31,6 +32,14 @@
 #include <iosfwd>
 #include <type_traits>
 
+namespace tuzutil {
+
+// Leads to a byte that is not 0 only while the process is certain to have one thread. The counts in buffers are then
+// changed without atomic instructions.
+TUZUTIL_API extern char const *const singleThreaded;
+
+} // namespace tuzutil
+
 // The layout of a buffer. It is one allocation, and the data follow the header:
 //
 //   | count | flags | length | capacity | data: length bytes | 0 0 (0) |
@@ -46,6 +55,21 @@ struct TStringBuffer {
     enum Flag : std::uint32_t { wipeOnDelete = 1, unicode = 2 };
 
     char *Data() noexcept { return reinterpret_cast<char *>(this + 1); }
+
+    void AddHolder() noexcept {
+        if (*tuzutil::singleThreaded)
+            ++count;
+        else
+            __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED);
+    }
+    // Whether nobody holds the buffer any more. A sole holder leaves the count as it is: nobody else sees it.
+    bool DropHolder() noexcept {
+        if (*tuzutil::singleThreaded)
+            return --count == 0;
+        return !IsShared() || __atomic_sub_fetch(&count, 1, __ATOMIC_ACQ_REL) == 0;
+    }
+    // What former holders did with the buffer has happened before the answer "no".
+    bool IsShared() const noexcept { return __atomic_load_n(&count, __ATOMIC_ACQUIRE) != 1; }
 };
 
 class TUZUTIL_API TString {
@@ -185,8 +209,8 @@ public:
     double asDouble() const noexcept; // as strtod, with the decimal point of the current locale
 
     void MakeUnique(); // gives this string a buffer of its own if the present one is shared
-    // The same text, with its flags, in a buffer of its own. Give such a copy to another thread: strings that share a
-    // buffer belong to one thread. The copy of a null string is null.
+    // The same text, with its flags, in a buffer of its own, which no writing through another string reaches. The copy
+    // of a null string is null.
     TString Copy() const;
 
 private:
@@ -211,7 +235,7 @@ private:
     void SetFlag(std::uint32_t flag, int on) noexcept;
     void Share() noexcept {
         if (fBuffer)
-            ++fBuffer->count;
+            fBuffer->AddHolder();
     }
     void Release() noexcept {
         if (fBuffer)

@@ -1,10 +1,11 @@
-// TString: buffers that copies share, searches, changes and numbers. The count in a buffer is a plain integer, so a
-// string and its copies belong to one thread; Copy() is for others. A buffer is wiped before it is deallocated if its
-// flag says so. No lock is taken.
+// TString: buffers that copies share, searches, changes and numbers. The count in a buffer is changed by atomic
+// instructions once there is a second thread, and only a buffer with one holder is changed in place. A buffer is wiped
+// before it is deallocated if its flag says so. No lock is taken.
 
 #include "tuzutil/TSTRING.h"
 
 #include "platform/platform.h"
+#include "platform/single_thread.h"
 #include "utility/kernel/byte_search.h"
 #include "utility/kernel/reporter.h"
 
@@ -17,6 +18,9 @@
 
 static_assert(sizeof(TString) == sizeof(void *), "a string holds exactly one field");
 static_assert(sizeof(TStringBuffer) == 16, "the data follow the header without a gap");
+
+// Constant, because static objects of other sources hold strings.
+constinit char const *const tuzutil::singleThreaded = platform::singleThreadByte;
 
 namespace {
 
@@ -140,7 +144,7 @@ unsigned int TString::BadIndex() {
 }
 
 void TString::DecrementAndFree() noexcept {
-    if (--fBuffer->count != 0)
+    if (!fBuffer->DropHolder())
         return;
     if (fBuffer->flags & TStringBuffer::wipeOnDelete)
         platform::SecureZero(fBuffer->Data(), fBuffer->length);
@@ -152,13 +156,14 @@ void TString::TakeBuffer(TStringBuffer *buffer) noexcept {
     fBuffer = buffer;
 }
 
+// Writes nothing if nothing changes: the buffer may be that of a static text, which other threads read.
 void TString::SetFlag(std::uint32_t flag, int on) noexcept {
-    if (fBuffer)
+    if (fBuffer && HasFlag(flag) != (on != 0))
         fBuffer->flags = on ? fBuffer->flags | flag : fBuffer->flags & ~flag;
 }
 
 void TString::MakeUnique() {
-    if (fBuffer && fBuffer->count != 1)
+    if (fBuffer && fBuffer->IsShared())
         MakeUnique(length());
 }
 
@@ -340,7 +345,7 @@ TString &TString::operator+=(TString const &other) {
 TString &TString::Append(char const *bytes, unsigned int count) {
     unsigned int const old = length();
     unsigned int const total = CheckedLength(std::uint64_t{old} + count);
-    if (fBuffer->count == 1 && total <= fBuffer->capacity) {
+    if (!fBuffer->IsShared() && total <= fBuffer->capacity) {
         if (count)
             std::memmove(fBuffer->Data() + old, bytes, count);
         fBuffer->length = total;
@@ -349,7 +354,7 @@ TString &TString::Append(char const *bytes, unsigned int count) {
     }
     std::uint64_t const roomy = std::min(std::uint64_t{old} * 2 + count, fsLengthLimit - 1);
     TStringBuffer *fresh = nullptr;
-    if (fBuffer->count == 1 && roomy > total) {
+    if (!fBuffer->IsShared() && roomy > total) {
         try {
             fresh = AllocateBuffer(roomy, 1, fBuffer->flags);
         } catch (TOutOfMemory const &) {
@@ -421,7 +426,7 @@ TString &TString::remove(unsigned int start) {
     RequireStart(start, fsBadTruncate);
     if (start > length())
         return *this;
-    if (fBuffer->count == 1)
+    if (!fBuffer->IsShared())
         SetLength(start - 1);
     else
         MakeUnique(start - 1);
@@ -438,7 +443,7 @@ TString &TString::remove(unsigned int start, unsigned int count) {
         return *this;
     unsigned int const before = start - 1;
     unsigned int const behind = length() - before - count;
-    if (fBuffer->count == 1) {
+    if (!fBuffer->IsShared()) {
         char *const data = fBuffer->Data();
         std::memmove(data + before, data + before + count, behind);
         SetLength(before + behind);

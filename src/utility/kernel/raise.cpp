@@ -9,8 +9,8 @@
 
 namespace {
 
-// The reference count of a static text. It is far from zero and from the largest count. Copies of the text, in any
-// number of threads, do not bring it to either.
+// The reference count of a static text. It is far from zero and from the largest count, and no number of copies brings
+// it to either.
 constexpr std::uint32_t fsManyHolders = 0x40000000;
 
 template <std::size_t size>
