@@ -5,14 +5,17 @@
 //
 // Example:
 //     TString line("RETR 17");
-//     unsigned int blank = line.indexOf(' ');           // 5: positions are 1-based, 0 means "not found"
-//     TString verb = blank ? line.subString(1, blank - 1) : line;     // "RETR"
-//     TString number = blank ? line.subString(blank + 1) : TString(); // "17"
+//     unsigned int blank = line.indexOf(' ');         // 5: positions are 1-based, 0 means "not found"
+//     TString verb = blank ? line.left(blank - 1) : line;       // "RETR"
+//     TString number = blank ? line.mid(blank + 1) : TString(); // "17"
 //     if (verb == "RETR" && number.isDigits())
-//         std::cout << number.asInt() << '\n';          // 17
+//         std::cout << number.asInt() << '\n';        // 17
+//     for (TString const &word : line.split(' '))     // "RETR" and "17"
+//         std::string const same(word);               // to and from the standard's texts
+//     std::string_view const bytes = line.view();     // without a copy
 //
-// Ownership:  Copies share one buffer; the last handle deallocates it. A pointer from a conversion operator is valid
-//             until the buffer is deallocated.
+// Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data are valid until
+//             the buffer is deallocated, and until this string changes.
 // Threads:    Different threads may copy, read, assign and drop different strings, also if these share a buffer: a
 //             static TString const serves all threads. One string belongs to one thread at a time. Writing through
 //             operator[] within bounds, a pointer, a flag or Wipe() reaches every string that shares the buffer.
@@ -23,20 +26,72 @@
 // - Writing through operator[] within bounds, a pointer or Wipe() changes every string that shares the buffer: call
 //   MakeUnique() first.
 // - Lengths and positions count bytes, also in 16-bit text.
-// - TString(0) does not compile; write TString(0L) for "0".
+// - Every integer type becomes decimal text, but TString(0) does not compile, because it could mean a null string:
+//   write TString(0L). An int has to be a variable.
+// - A null string gives an empty view and an empty standard string; a string made from an empty view is nil.
 
 #include "tuzutil/EXPORT.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <string>
+#include <string_view>
 #include <type_traits>
+#include <vector>
+
+#if __cplusplus >= 202002L
+#include <version>
+#endif
+#if defined(__cpp_lib_three_way_comparison)
+#include <compare>
+#endif
+#if defined(__cpp_lib_format)
+#include <format>
+#endif
 
 namespace tuzutil {
 
 // Leads to a byte that is not 0 only while the process is certain to have one thread. The counts in buffers are then
 // changed without atomic instructions.
 TUZUTIL_API extern char const *const singleThreaded;
+
+// The standard's texts of a kind of characters.
+template <typename T, typename Char>
+inline constexpr bool isStandardText = false;
+template <typename Char, typename Traits>
+inline constexpr bool isStandardText<std::basic_string_view<Char, Traits>, Char> = true;
+template <typename Char, typename Traits, typename Allocator>
+inline constexpr bool isStandardText<std::basic_string<Char, Traits, Allocator>, Char> = true;
+
+template <typename T>
+using IfNarrow = std::enable_if_t<isStandardText<T, char>, bool>;
+template <typename T>
+using IfWide = std::enable_if_t<isStandardText<T, char16_t>, bool>;
+
+template <typename T>
+std::string_view View(T const &text) noexcept {
+    return {text.data(), text.size()};
+}
+
+// The forms of text, narrow or 16-bit, of which a string for a comparison is made. Each form is named, because
+// otherwise the string's conversions would compare addresses.
+template <typename T>
+inline constexpr bool isText =
+    std::is_same_v<T, char const *> || std::is_same_v<T, char *> || std::is_same_v<T, unsigned char const *> ||
+    std::is_same_v<T, unsigned char *> || std::is_same_v<T, unsigned short const *> ||
+    std::is_same_v<T, unsigned short *> || std::is_same_v<T, char16_t const *> || std::is_same_v<T, char16_t *> ||
+    std::is_same_v<T, std::nullptr_t> || isStandardText<T, char16_t>;
+
+template <typename T>
+using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
+
+// The integer types that are not characters and that have no constructor of their own.
+template <typename T>
+using IfSmallNumber =
+    std::enable_if_t<std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char> || std::is_same_v<T, short> ||
+                         std::is_same_v<T, unsigned short> || std::is_same_v<T, unsigned int>,
+                     bool>;
 
 } // namespace tuzutil
 
@@ -72,6 +127,33 @@ struct TStringBuffer {
     bool IsShared() const noexcept { return __atomic_load_n(&count, __ATOMIC_ACQUIRE) != 1; }
 };
 
+// An operator between a string and another form of text. Friends are found only if there is a string among the
+// operands, so that they never compete for the texts of other libraries.
+#define TUZUTIL_COMPARE_WITH_TEXT(Class, If, op)                                                                       \
+    template <typename T>                                                                                              \
+    friend tuzutil::If<T> operator op(Class const &a, T const &b) {                                                    \
+        return a op Class(b);                                                                                          \
+    }                                                                                                                  \
+    template <typename T>                                                                                              \
+    friend tuzutil::If<T> operator op(T const &a, Class const &b) {                                                    \
+        return Class(a) op b;                                                                                          \
+    }
+
+// The same without a string for the other operand. IsEqual() and IsLess() take its view.
+#define TUZUTIL_COMPARE_IN_PLACE(op, result)                                                                           \
+    template <typename T>                                                                                              \
+    friend tuzutil::IfNarrow<T> operator op(TString const &left, T const &right) noexcept {                            \
+        TString const &a = left;                                                                                       \
+        std::string_view const b = tuzutil::View(right);                                                               \
+        return result;                                                                                                 \
+    }                                                                                                                  \
+    template <typename T>                                                                                              \
+    friend tuzutil::IfNarrow<T> operator op(T const &left, TString const &right) noexcept {                            \
+        std::string_view const a = tuzutil::View(left);                                                                \
+        TString const &b = right;                                                                                      \
+        return result;                                                                                                 \
+    }
+
 class TUZUTIL_API TString {
     template <typename I>
     using IfPosition = std::enable_if_t<std::is_integral_v<I> || (std::is_enum_v<I> && std::is_convertible_v<I, int>)>;
@@ -96,8 +178,26 @@ public:
     // times `fill`. In the latter case a count of more than 1 GiB throws "Bad count for this String" before memory is
     // allocated: it can only come from an error such as indexOf() - 1 if nothing was found.
     TString(void const *bytes, unsigned int count, char fill);
+    // The bytes of a standard string or view, with their zero bytes; never null.
+    template <typename Text, tuzutil::IfNarrow<Text> = true>
+    TString(Text const &text)
+        : TString(text.empty() ? static_cast<void const *>("") : text.data(), CheckedLength(text.size()), ' ') {}
+    // The same of 16-bit text, with the Unicode flag.
+    template <typename Text, tuzutil::IfWide<Text> = true>
+    TString(Text const &text)
+        : TString(text.empty() ? static_cast<void const *>("") : text.data(),
+                  CheckedLength(std::uint64_t{text.size()} * 2), ' ') {
+        SetUnicode(1);
+    }
     TString(long number); // decimal text, independent of the locale
     TString(unsigned long number);
+    TString(long long number);
+    TString(unsigned long long number);
+    template <typename Number, tuzutil::IfSmallNumber<Number> = true>
+    TString(Number number) : TString(std::conditional_t<std::is_signed_v<Number>, long, unsigned long>{number}) {}
+    // A variable of type int. A literal is refused, because TString(0) could mean a null string as well as "0".
+    TString(int const &number) : TString(long{number}) {}
+    TString(int &&number) = delete;
     TString(TString const &other) noexcept : fBuffer(other.fBuffer) { Share(); }
     TString(TString &&other) noexcept : fBuffer(other.fBuffer) { other.fBuffer = nullptr; } // leaves `other` null
     ~TString() { Release(); }
@@ -112,6 +212,21 @@ public:
 
     unsigned int length() const noexcept { return fBuffer ? fBuffer->length : 0; } // bytes; 0 for a null string
     unsigned int size() const noexcept { return length(); }
+
+    bool empty() const noexcept { return length() == 0; } // also for a null string
+
+    // Return the data; never null. A zero follows them. A null string counts as empty.
+    char const *data() const noexcept { return fBuffer ? fBuffer->Data() : ""; }
+    char const *c_str() const noexcept { return data(); }
+    char const *begin() const noexcept { return data(); }
+    char const *end() const noexcept { return data() + length(); }
+    std::string_view view() const noexcept { return {data(), length()}; }
+    // The data as 16-bit characters, whatever the flag says; an odd last byte is left out.
+    std::u16string_view u16view() const noexcept {
+        return {fBuffer ? reinterpret_cast<char16_t const *>(fBuffer->Data()) : u"", length() / 2};
+    }
+    explicit operator std::string() const { return std::string(view()); } // all bytes, with zero bytes
+    explicit operator std::u16string() const { return std::u16string(u16view()); }
 
     // Return the data, or null for a null string. Writing through the pointer changes every string that shares the
     // buffer.
@@ -151,18 +266,40 @@ public:
     }
 
     // These concatenate. A null char const * counts as empty text. The result of `+ char const *` has no flags. The
-    // result of `+ TString` has the flags of this string, or of the other if this one is null. A null string gets the
-    // flags of the other by `+= TString`.
+    // result of `+ TString` has the flags of the left operand, or of the right one if the left is null. A null string
+    // gets the flags of the other by `+= TString`.
     TString operator+(TString const &other) const;
     TString operator+(char const *text) const;
+    friend TString operator+(char const *left, TString const &right) { return TString(left) + right; }
+    template <typename Text, tuzutil::IfNarrow<Text> = true>
+    friend TString operator+(Text const &left, TString const &right) {
+        return TString(left) + right;
+    }
     TString &operator+=(char const *text);
     TString &operator+=(TString const &other);
+    template <typename Text, tuzutil::IfNarrow<Text> = true>
+    TString &operator+=(Text const &text) {
+        return IsNull() ? *this = TString(text) : Append(text.data(), CheckedLength(text.size()));
+    }
+    // Takes a char only, because a number would not be meant as a character.
+    template <typename Char, std::enable_if_t<std::is_same_v<Char, char>, bool> = true>
+    TString &operator+=(Char c) {
+        return IsNull() ? *this = TString(&c, 1, ' ') : Append(&c, 1);
+    }
 
     // These combine bytes at equal positions, up to the end of the shorter string. If either is null, nothing changes.
     TString &operator^=(TString const &other);
     TString &operator|=(TString const &other);
     TString &operator&=(TString const &other);
 
+    // Return at most `count` bytes: the first, the last, or those from `start` on. They never pad: what is not there is
+    // left out. The result is null only if this string is. A start of 0 throws "Bad value to truncate this String".
+    TString left(unsigned int count) const;
+    TString right(unsigned int count) const;
+    TString mid(unsigned int start, unsigned int count = fsToEnd) const;
+    // Returns the pieces between the bytes `separator`, one more than there are such bytes. Pieces may be empty. A null
+    // string has none, a nil string a nil one.
+    std::vector<TString> split(char separator) const;
     // Returns the text from `start` to the end, or null if `start` is beyond the end. A start of 0 throws "Bad value to
     // truncate this String".
     TString subString(unsigned int start) const;
@@ -197,6 +334,40 @@ public:
     bool isEqual(TString const &other) const noexcept; // for null and nil see Surprises
     bool IsEqual(TString const &other) const noexcept { return isEqual(other); }
     bool isLessThan(TString const &other) const noexcept; // unsigned bytes; null before all, prefix before longer
+    // a == b calls a.isEqual(b): the left operand decides. The others call isLessThan().
+    friend bool operator==(TString const &a, TString const &b) noexcept { return a.isEqual(b); }
+    friend bool operator!=(TString const &a, TString const &b) noexcept { return !a.isEqual(b); }
+    friend bool operator<(TString const &a, TString const &b) noexcept { return a.isLessThan(b); }
+    friend bool operator>(TString const &a, TString const &b) noexcept { return b.isLessThan(a); }
+    friend bool operator<=(TString const &a, TString const &b) noexcept { return !b.isLessThan(a); }
+    friend bool operator>=(TString const &a, TString const &b) noexcept { return !a.isLessThan(b); }
+    // With other forms of text. Standard texts count as strings made of them, which are never null.
+    TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, ==)
+    TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, !=)
+    TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, <)
+    TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, >)
+    TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, <=)
+    TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, >=)
+    TUZUTIL_COMPARE_IN_PLACE(==, TString::IsSame(a, b))
+    TUZUTIL_COMPARE_IN_PLACE(!=, !TString::IsSame(a, b))
+    TUZUTIL_COMPARE_IN_PLACE(<, TString::IsLess(a, b))
+    TUZUTIL_COMPARE_IN_PLACE(>, TString::IsLess(b, a))
+    TUZUTIL_COMPARE_IN_PLACE(<=, !TString::IsLess(b, a))
+    TUZUTIL_COMPARE_IN_PLACE(>=, !TString::IsLess(a, b))
+#if defined(__cpp_lib_three_way_comparison)
+    // The order of isLessThan(). Null is less than nil, although == may call them equal.
+    friend std::strong_ordering operator<=>(TString const &a, TString const &b) noexcept {
+        return a < b ? std::strong_ordering::less : b < a ? std::strong_ordering::greater : std::strong_ordering::equal;
+    }
+    template <typename T, tuzutil::IfText<T> = true>
+    friend std::strong_ordering operator<=>(TString const &a, T const &b) {
+        return a <=> TString(b);
+    }
+    template <typename T, tuzutil::IfNarrow<T> = true>
+    friend std::strong_ordering operator<=>(TString const &a, T const &b) noexcept {
+        return a < b ? std::strong_ordering::less : b < a ? std::strong_ordering::greater : std::strong_ordering::equal;
+    }
+#endif
     // Whether `full` begins with this string, and minimum <= length().
     bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
@@ -216,8 +387,11 @@ public:
 private:
     friend struct TStringAccess;
 
-    explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) { Share(); } // adopts a buffer of count 0
+    explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) {
+        Share();
+    } // adopts a buffer of count 0
 
+    TString Part(unsigned int offset, unsigned int count) const;
     static TStringBuffer *AllocateBuffer(std::uint64_t length, std::uint32_t count, std::uint32_t flags);
     static unsigned int CheckedLength(std::uint64_t length);
     static unsigned int BadIndex();
@@ -231,7 +405,21 @@ private:
         return value > 0xFFFFFFFFu ? BadIndex() : static_cast<unsigned int>(value);
     }
 
-    bool HasFlag(std::uint32_t flag) const noexcept { return fBuffer && (fBuffer->flags & flag); }
+    static bool IsSame(TString const &a, std::string_view b) noexcept {
+        return !a.IsNull() && a.view() == b;
+    }
+    static bool IsSame(std::string_view a, TString const &b) noexcept {
+        return a == b.view();
+    }
+    static bool IsLess(TString const &a, std::string_view b) noexcept {
+        return a.IsNull() || a.view() < b;
+    }
+    static bool IsLess(std::string_view a, TString const &b) noexcept {
+        return a < b.view();
+    }
+    bool HasFlag(std::uint32_t flag) const noexcept {
+        return fBuffer && (fBuffer->flags & flag);
+    }
     void SetFlag(std::uint32_t flag, int on) noexcept;
     void Share() noexcept {
         if (fBuffer)
@@ -257,57 +445,53 @@ private:
     TStringBuffer *fBuffer; // null for a null string
 };
 
-// The forms of text, narrow or 16-bit, with which a string can be compared besides other strings. Each form is named,
-// because otherwise the conversions above would compare addresses.
-namespace tuzutil {
-
-template <typename T>
-inline constexpr bool isText =
-    std::is_same_v<T, char const *> || std::is_same_v<T, char *> || std::is_same_v<T, unsigned char const *> ||
-    std::is_same_v<T, unsigned char *> || std::is_same_v<T, unsigned short const *> ||
-    std::is_same_v<T, unsigned short *> || std::is_same_v<T, char16_t const *> || std::is_same_v<T, char16_t *> ||
-    std::is_same_v<T, std::nullptr_t>;
-
-template <typename T>
-using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
-
-} // namespace tuzutil
-
-// a == b calls a.isEqual(b): the left operand decides.
-inline bool operator==(TString const &a, TString const &b) noexcept {
-    return a.isEqual(b);
-}
-inline bool operator!=(TString const &a, TString const &b) noexcept {
-    return !a.isEqual(b);
-}
-inline bool operator<(TString const &a, TString const &b) noexcept {
-    return a.isLessThan(b);
-}
-inline bool operator>(TString const &a, TString const &b) noexcept {
-    return b.isLessThan(a);
-}
-inline bool operator<=(TString const &a, TString const &b) noexcept {
-    return !b.isLessThan(a);
-}
-inline bool operator>=(TString const &a, TString const &b) noexcept {
-    return !a.isLessThan(b);
-}
-
-#define TUZUTIL_COMPARE_WITH_TEXT(Class, op)                                                                           \
-    template <typename T>                                                                                              \
-    tuzutil::IfText<T> operator op(Class const &a, T const &b) {                                                       \
-        return a op Class(b);                                                                                          \
-    }                                                                                                                  \
-    template <typename T>                                                                                              \
-    tuzutil::IfText<T> operator op(T const &a, Class const &b) {                                                       \
-        return Class(a) op b;                                                                                          \
+inline std::vector<TString> TString::split(char separator) const {
+    std::vector<TString> pieces;
+    unsigned int begin = 1;
+    while (!IsNull()) {
+        unsigned int const end = indexOf(separator, begin);
+        if (end == 0) {
+            pieces.push_back(mid(begin));
+            break;
+        }
+        pieces.push_back(mid(begin, end - begin));
+        begin = end + 1;
     }
-TUZUTIL_COMPARE_WITH_TEXT(TString, ==)
-TUZUTIL_COMPARE_WITH_TEXT(TString, !=)
-TUZUTIL_COMPARE_WITH_TEXT(TString, <)
-TUZUTIL_COMPARE_WITH_TEXT(TString, >)
-TUZUTIL_COMPARE_WITH_TEXT(TString, <=)
-TUZUTIL_COMPARE_WITH_TEXT(TString, >=)
+    return pieces;
+}
+
+// Strings that are equal have one hash, a null and a nil string as well.
+template <>
+struct std::hash<TString> {
+    std::size_t operator()(TString const &text) const noexcept { return std::hash<std::string_view>()(text.view()); }
+};
+
+#if defined(__cpp_lib_format)
+// A string formats as its bytes do. The classes that derive from TString do the same.
+template <typename Text>
+requires std::is_base_of_v<TString, Text>
+struct std::formatter<Text, char> : std::formatter<std::string_view, char> {
+    template <typename Context>
+    auto format(TString const &text, Context &context) const {
+        return std::formatter<std::string_view, char>::format(text.view(), context);
+    }
+};
+#endif
+
+// The library {fmt} finds this function from its version 10 on, whatever is included first.
+inline std::string_view format_as(TString const &text) noexcept {
+    return text.view();
+}
+#if defined(FMT_VERSION) && FMT_VERSION < 100000
+// Before that, its header has to be included before this one.
+template <>
+struct fmt::formatter<TString> : fmt::formatter<std::string_view> {
+    template <typename Context>
+    auto format(TString const &text, Context &context) const {
+        return fmt::formatter<std::string_view>::format(text.view(), context);
+    }
+};
+#endif
 
 // Extracting into a string does not compile, because an extraction into its characters would not know where they end.
 std::istream &operator>>(std::istream &in, TString const &text) = delete;
@@ -325,6 +509,8 @@ public:
     TStringIcmp(char const *text) : TString(text) {}
     template <typename T, typename = tuzutil::IfText<T>>
     TStringIcmp(T const &text) : TString(text) {}
+    template <typename T, tuzutil::IfNarrow<T> = true>
+    TStringIcmp(T const &text) : TString(text) {}
     TStringIcmp(TString const &text) noexcept : TString(text) {}
     TStringIcmp(TStringIcmp const &other) noexcept = default;
     TStringIcmp &operator=(TStringIcmp const &other) noexcept = default;
@@ -334,29 +520,21 @@ public:
     bool isEqual(TStringIcmp const &other) const noexcept { return IsEqual(other); }
     bool isEqual(TString const &other) const noexcept { return IsEqual(TStringIcmp(other)); }
     bool isEqual(char const *other) const { return IsEqual(TStringIcmp(other)); }
+
+    friend bool operator==(TStringIcmp const &a, TStringIcmp const &b) noexcept { return a.IsEqual(b); }
+    friend bool operator==(TStringIcmp const &a, TString const &b) noexcept { return a.isEqual(b); }
+    friend bool operator==(TString const &a, TStringIcmp const &b) noexcept { return b.isEqual(a); }
+    friend bool operator!=(TStringIcmp const &a, TStringIcmp const &b) noexcept { return !(a == b); }
+    friend bool operator!=(TStringIcmp const &a, TString const &b) noexcept { return !(a == b); }
+    friend bool operator!=(TString const &a, TStringIcmp const &b) noexcept { return !(a == b); }
+    TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, IfText, ==)
+    TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, IfText, !=)
+    TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, IfNarrow, ==)
+    TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, IfNarrow, !=)
 };
 
-inline bool operator==(TStringIcmp const &a, TStringIcmp const &b) noexcept {
-    return a.IsEqual(b);
-}
-inline bool operator==(TStringIcmp const &a, TString const &b) noexcept {
-    return a.isEqual(b);
-}
-inline bool operator==(TString const &a, TStringIcmp const &b) noexcept {
-    return b.isEqual(a);
-}
-inline bool operator!=(TStringIcmp const &a, TStringIcmp const &b) noexcept {
-    return !(a == b);
-}
-inline bool operator!=(TStringIcmp const &a, TString const &b) noexcept {
-    return !(a == b);
-}
-inline bool operator!=(TString const &a, TStringIcmp const &b) noexcept {
-    return !(a == b);
-}
-TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, ==)
-TUZUTIL_COMPARE_WITH_TEXT(TStringIcmp, !=)
 #undef TUZUTIL_COMPARE_WITH_TEXT
+#undef TUZUTIL_COMPARE_IN_PLACE
 
 // TStringAndWipe: a TString for secrets. Its buffer is zeroed when the last string that shares it releases it.
 //
@@ -375,6 +553,8 @@ public:
     TStringAndWipe() noexcept = default;
     TStringAndWipe(TString const &text) noexcept : TString(text) { SetWipeOnDelete(1); }
     TStringAndWipe(char const *text) : TString(text) { SetWipeOnDelete(1); }
+    template <typename T, tuzutil::IfNarrow<T> = true>
+    TStringAndWipe(T const &text) : TStringAndWipe(TString(text)) {}
     TStringAndWipe(TStringAndWipe const &other) noexcept = default;
     TStringAndWipe &operator=(TStringAndWipe const &other) noexcept = default;
     TStringAndWipe &operator=(TString const &other) noexcept {
@@ -382,6 +562,10 @@ public:
         return *this;
     }
     TStringAndWipe &operator=(char const *text) { return *this = TStringAndWipe(text); } // has the flag
+    template <typename T, tuzutil::IfNarrow<T> = true>
+    TStringAndWipe &operator=(T const &text) {
+        return *this = TStringAndWipe(text); // has the flag
+    }
     TStringAndWipe &operator=(std::nullptr_t) noexcept { return *this = TString(); }
     ~TStringAndWipe() = default;
 

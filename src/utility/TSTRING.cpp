@@ -236,6 +236,10 @@ TString::TString(long number) : TString(DecimalText(number)) {}
 
 TString::TString(unsigned long number) : TString(DecimalText(number)) {}
 
+TString::TString(long long number) : TString(DecimalText(number)) {}
+
+TString::TString(unsigned long long number) : TString(DecimalText(number)) {}
+
 TString &TString::operator=(TString const &other) noexcept {
     if (this != &other) {
         // Counted before the old buffer is released, which may be the same one.
@@ -399,6 +403,30 @@ TString &TString::operator&=(TString const &other) {
 }
 
 // Substrings and editing
+
+// At most `count` bytes after the first `offset`, with the flags of this string.
+TString TString::Part(unsigned int offset, unsigned int count) const {
+    if (IsNull())
+        return TString();
+    unsigned int const skipped = std::min(offset, length());
+    unsigned int const copied = std::min(count, length() - skipped);
+    TString result(AllocateBuffer(copied, 0, fBuffer->flags));
+    CopyBytes(result, fBuffer->Data() + skipped, copied);
+    return result;
+}
+
+TString TString::left(unsigned int count) const {
+    return Part(0, count);
+}
+
+TString TString::right(unsigned int count) const {
+    return Part(length() - std::min(count, length()), count);
+}
+
+TString TString::mid(unsigned int start, unsigned int count) const {
+    RequireStart(start, fsBadTruncate);
+    return Part(start - 1, count);
+}
 
 TString TString::subString(unsigned int start) const {
     RequireStart(start, fsBadTruncate);
