@@ -10,13 +10,14 @@
 //
 // Ownership:  The library stays loaded until the process ends, even after the object is destroyed. Copies share the
 //             handle.
-// Threads:    Several threads may call loadMessage(). For all other uses, one thread at a time may use an object,
-//             because its name is a TString. Loading takes the system's loader lock.
+// Threads:    Several threads may call loadMessage(). For all other uses, one thread at a time may use an object.
+//             Loading takes the system's loader lock.
 // Failures:   TAccessError, recoverable; the comments of the functions give the texts.
 // Surprises:
 // - A text is cut after 256 characters, or after 256 bytes if it is narrow.
 // - The number of a text is at most 65535. An empty text counts as missing.
-// - Narrow texts are in the system's code page on Windows, and in UTF-8 elsewhere.
+// - Narrow texts are in the system's code page on Windows, and in UTF-8 elsewhere. TUnicode::SetUtf8Mode() makes them
+//   UTF-8 on every system.
 // - Loading runs code of the library. If the name has no directory, the system searches for the library in its own
 //   places.
 

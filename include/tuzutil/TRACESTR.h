@@ -22,8 +22,9 @@
 // Surprises:
 // - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
 // - Only its owner has access to a new file, see SetFileMode().
-// - A text ends before its first zero. 16-bit text is written in the encoding of the process. A message with line ends
-//   takes several lines, and line ends are those of the system's text files.
+// - A text ends before its first zero. 16-bit text is written in the encoding of the process, or as UTF-8 after
+//   TUnicode::SetUtf8Mode(). A message with line ends takes several lines, and line ends are those of the system's
+//   text files.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"

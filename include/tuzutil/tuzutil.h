@@ -49,6 +49,7 @@
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/TSTRING.h"
 #include "tuzutil/TXTMSG.h"
+#include "tuzutil/UNICODE.h"
 #include "tuzutil/UTF7.h"
 #include "tuzutil/VERSION.h"
 

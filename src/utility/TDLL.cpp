@@ -5,8 +5,10 @@
 
 #include "platform/platform.h"
 #include "tuzutil/TXTMSG.h"
+#include "tuzutil/UNICODE.h"
 #include "utility/kernel/loading.h"
 #include "utility/kernel/reporter.h"
+#include "utility/kernel/string_access.h"
 
 namespace {
 
@@ -20,6 +22,20 @@ TString Load(platform::Library *library, unsigned long id) {
     Character text[fsCapacity];
     auto const length = platform::LoadText(library, id, text, fsCapacity);
     return length ? TString(text, static_cast<unsigned int>(length * sizeof(Character)), ' ') : TString();
+}
+
+// The same as UTF-8, whatever the process's encoding is, cut between characters like every narrow text.
+TString LoadUtf8(platform::Library *library, unsigned long id) {
+    TString text = Load<unsigned short>(library, id);
+    text.SetUnicode(1);
+    text = TUnicode::ToUtf8(text, TUnicode::replace);
+    unsigned int length = text.length();
+    if (length >= fsCapacity) {
+        for (length = fsCapacity - 1; (text.data()[length] & 0xC0) == 0x80;)
+            --length;
+        TStringAccess::Truncate(text, length);
+    }
+    return text;
 }
 
 } // namespace
@@ -39,7 +55,9 @@ TString TDll::loadMessage(unsigned long id, int wide) const {
     if (!fOpen)
         fsReports.Raise<TAccessError>("Dll not loaded");
     auto *const library = static_cast<platform::Library *>(fHandle);
-    TString text = wide ? Load<unsigned short>(library, id) : Load<char>(library, id);
+    TString text = wide                     ? Load<unsigned short>(library, id)
+                   : TUnicode::IsUtf8Mode() ? LoadUtf8(library, id)
+                                            : Load<char>(library, id);
     if (text.IsNull()) {
         std::uint32_t const error = platform::LastError();
         fsReports.Error("LoadString Error %d getting message %d from file %s", error, static_cast<std::uint32_t>(id),

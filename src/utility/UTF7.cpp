@@ -4,11 +4,13 @@
 #include "tuzutil/UTF7.h"
 
 #include "utility/kernel/string_access.h"
+#include "utility/kernel/utf16.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -111,6 +113,79 @@ char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
     return from == end ? end : from + 1;
 }
 
+// Looks for what Encode() would have written otherwise.
+class TCanonicalCheck {
+public:
+    explicit TCanonicalCheck(TString const &text) noexcept : fText(text.view()) {}
+
+    // The offset of the first fault, or npos.
+    std::size_t Run() noexcept {
+        bool afterRun = false;
+        while (fAt != fText.size()) {
+            auto const c = static_cast<unsigned char>(fText[fAt]);
+            if (!IsDirect(c))
+                return fAt;
+            bool const isAmpersand = c == '&' && fAt + 1 != fText.size() && fText[fAt + 1] == '-';
+            if (c != '&' || isAmpersand) {
+                fAt += isAmpersand ? 2 : 1;
+                afterRun = false;
+                continue;
+            }
+            if (afterRun)
+                return fAt;
+            ++fAt;
+            if (std::size_t const fault = CheckRun(); fault != std::string_view::npos)
+                return fault;
+            afterRun = true;
+        }
+        return std::string_view::npos;
+    }
+
+private:
+    // Reads a run that follows its "&", including its "-".
+    std::size_t CheckRun() noexcept {
+        std::uint32_t accumulator = 0;
+        int pending = 0;
+        std::size_t unitBegin = fAt; // of the first byte with bits of the unit that is being read
+        std::size_t highBegin = 0;
+        std::uint32_t high = 0; // a surrogate that waits for its pair
+        for (; fAt != fText.size() && fText[fAt] != '-'; ++fAt) {
+            auto const c = static_cast<unsigned char>(fText[fAt]);
+            if (fsAlphabet[fsBits[c]] != fText[fAt])
+                return fAt;
+            accumulator = accumulator << 6 | fsBits[c];
+            pending += 6;
+            if (pending < 16)
+                continue;
+            pending -= 16;
+            std::uint32_t const unit = accumulator >> pending & 0xFFFF;
+            if (high) {
+                if (!utf16::IsPair(high, unit))
+                    return highBegin;
+                high = 0;
+            } else if (unit >> 10 == 0xD800 >> 10) {
+                high = unit;
+                highBegin = unitBegin;
+            } else if (unit == 0 || IsDirect(unit) || unit >> 10 == 0xDC00 >> 10) {
+                return unitBegin;
+            }
+            unitBegin = pending ? fAt : fAt + 1;
+        }
+        if (fAt == fText.size())
+            return fAt;
+        if (high)
+            return highBegin;
+        // Fewer than six bits may be left over, and they are zero.
+        if (pending >= 6 || (accumulator & ((1u << pending) - 1)))
+            return fAt - 1;
+        ++fAt;
+        return std::string_view::npos;
+    }
+
+    std::string_view fText;
+    std::size_t fAt = 0;
+};
+
 } // namespace
 
 TString TModifiedUTF7::Encode(TString name) {
@@ -140,4 +215,20 @@ TString TModifiedUTF7::Decode(TString text) {
     }
     TStringAccess::Truncate(name, static_cast<unsigned int>(to - static_cast<char *>(name)));
     return name;
+}
+
+TString TModifiedUTF7::EncodeUtf8(TString const &name, TUnicode::Faults faults) {
+    return Encode(TUnicode::FromUtf8(name, faults));
+}
+
+TString TModifiedUTF7::DecodeUtf8(TString const &text, TUnicode::Faults faults) {
+    return TUnicode::ToUtf8(Decode(text), faults);
+}
+
+int TModifiedUTF7::IsCanonical(TString const &text, unsigned int *fault) noexcept {
+    std::size_t const offset = TCanonicalCheck(text).Run();
+    bool const isCanonical = offset == std::string_view::npos;
+    if (fault)
+        *fault = isCanonical ? 0 : static_cast<unsigned int>(offset) + 1;
+    return isCanonical;
 }

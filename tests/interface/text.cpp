@@ -1,5 +1,8 @@
 // Text as a program of today has it: standard strings and views, numbers, containers, lines from a network.
 #include <tuzutil/TSTRING.h>
+#include <tuzutil/TXTMSG.h>
+#include <tuzutil/UNICODE.h>
+#include <tuzutil/UTF7.h>
 
 #include <cstdint>
 #include <iostream>
@@ -54,12 +57,21 @@ int main() {
     CHECK((greeting <=> "+OK joe!") == 0 && (wide <=> greeting) > 0);
 #endif
 
+    TString const utf8 = TUnicode::ToUtf8(wide);
+    unsigned int fault = 0;
+    CHECK(utf8 == "Entw\xC3\xBCrfe" && TUnicode::FromUtf8(utf8) == wide && TUnicode::FindFault("a\xFF") == 2);
+    CHECK(TUnicode::ToUtf8("a\xFF", TUnicode::replace) == "a\xEF\xBF\xBD");
+    CHECK(TModifiedUTF7::EncodeUtf8(utf8) == "Entw&APw-rfe" && TModifiedUTF7::DecodeUtf8("Entw&APw-rfe") == utf8);
+    CHECK(!TModifiedUTF7::IsCanonical("a&AC8-b", &fault) && fault == 3);
+    TUnicode::SetUtf8Mode(1);
+    CHECK(TTextMessage("%s: %s", utf8, wide).QueryMessage() == utf8 + ": " + utf8);
+
+    TString const line("QUIT");
     bool refused = false;
     try {
-        TString const line("QUIT");
         static_cast<void>(line.subString(1, line.indexOf(' ') - 1));
     } catch (...) {
-        refused = true;
+        refused = true; // instead of four gigabytes of blanks
     }
     CHECK(refused);
     if (failures == 0)

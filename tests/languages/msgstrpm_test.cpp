@@ -6,6 +6,7 @@
 #include "support/TempFolder.h"
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/NLSRESRC.h"
+#include "tuzutil/UNICODE.h"
 #include "utility/languages/text_library.h"
 
 #include <gtest/gtest.h>
@@ -315,4 +316,22 @@ TEST(TLibraryStoreFailures, OfATextAreTraced) {
     EXPECT_EQ(text_library::LoadText("Mail", 3, 17, []() -> TString { ThrowForeign(); }).length(), 0u);
     EXPECT_EQ(Entries(capture),
               (Lines{"8 Could not find message (Mail,3,17), unknown exception, Using default message"}));
+}
+
+TEST_F(TLibraryStoreTest, InUtf8ModeTheTextsOfAStoreAndTheArgumentsHaveOneEncoding) {
+    TTextMessageStorePM store(Mail(), "mail");
+    TUnicode::SetUtf8Mode(1);
+    std::string const narrow = Bytes(store.GetMsg(1, 18, 0));
+    TTextMessage const message(Mail(), 1, 18, "greetings");
+    std::string const text = Bytes(message.QueryMessage());
+    std::string const mixed = Bytes(TTextMessage("%s %s %s", store.GetMsg(1, 18, 0), store.GetMsg(1, 18, 1),
+                                                 "Gr\xC3\xBC\xC3\x9F"
+                                                 "e")
+                                        .QueryMessage());
+    TUnicode::SetUtf8Mode(0);
+    std::string const greetings = "Gr\xC3\xBC\xC3\x9F"
+                                  "e";
+    EXPECT_EQ(narrow, greetings);
+    EXPECT_EQ(text, greetings);
+    EXPECT_EQ(mixed, greetings + " " + greetings + " " + greetings);
 }

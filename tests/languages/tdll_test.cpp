@@ -5,6 +5,7 @@
 #include "support/Languages.h"
 #include "support/TempFolder.h"
 #include "tuzutil/EXCEPTN.h"
+#include "tuzutil/UNICODE.h"
 
 #include <gtest/gtest.h>
 
@@ -161,6 +162,22 @@ TEST(TDll, LoadsTextsOfAnyCharacters) {
     EXPECT_EQ(Bytes(dll.loadMessage(1001, 0)), "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E");
 #endif
     EXPECT_FALSE(dll.loadMessage(1000, 0).IsUnicode());
+}
+
+TEST(TDll, GivesUtf8OnEverySystemInUtf8Mode) {
+    TDll const dll(Lengths().c_str());
+    TUnicode::SetUtf8Mode(1);
+    EXPECT_EQ(Bytes(dll.loadMessage(1000, 0)), "G\xC3\xBCnther said \"caf\xC3\xA9\" \\ \t\n");
+    EXPECT_EQ(Bytes(dll.loadMessage(1001, 0)), "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E");
+    EXPECT_FALSE(dll.loadMessage(1001, 0).IsUnicode());
+    EXPECT_EQ(Bytes(dll.loadMessage(256, 0)), X(255) + "y");
+    EXPECT_EQ(Bytes(dll.loadMessage(300, 0)), X(255) + "y");
+    EXPECT_EQ(Bytes(dll.loadMessage(400, 0)), X(255));
+    EXPECT_EQ(Bytes(dll.loadMessage(401, 0)), X(254));
+    EXPECT_EQ(Bytes(dll.loadMessage(402, 0)), X(255));
+    EXPECT_EQ(Units(dll.loadMessage(400, 1)), WideX(255) + u"\u00C4");
+    EXPECT_THROW(dll.loadMessage(3, 0), TAccessError);
+    TUnicode::SetUtf8Mode(0);
 }
 
 TEST(TDll, NumbersGoFrom0To65535) {

@@ -1,5 +1,7 @@
 #include "tuzutil/UTF7.h"
 
+#include "support/Expect.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -279,4 +281,84 @@ TEST(ModifiedUtf7, ArgumentsStayAsTheyAre) {
     TModifiedUTF7::Decode(wire);
     EXPECT_EQ(Units(name), u"\u00E9");
     EXPECT_EQ(wire, "&AOk-");
+}
+
+namespace {
+
+unsigned int Fault(std::string const &text) {
+    unsigned int fault = 99;
+    int const isCanonical = TModifiedUTF7::IsCanonical(Text(text), &fault);
+    EXPECT_EQ(isCanonical, fault == 0);
+    EXPECT_EQ(TModifiedUTF7::IsCanonical(Text(text)), fault == 0);
+    return fault;
+}
+
+} // namespace
+
+TEST(ModifiedUtf7Utf8, NamesAreEncodedAndDecoded) {
+    EXPECT_EQ(Plain(TModifiedUTF7::EncodeUtf8("Entw\xC3\xBCrfe & \xF0\x9F\x98\x80")), "Entw&APw-rfe &- &2D3eAA-");
+    TString const name = TModifiedUTF7::DecodeUtf8("Entw&APw-rfe &- &2D3eAA-");
+    EXPECT_FALSE(name.IsUnicode());
+    EXPECT_EQ(Plain(name), "Entw\xC3\xBCrfe & \xF0\x9F\x98\x80");
+    EXPECT_EQ(Plain(TModifiedUTF7::EncodeUtf8("")), "");
+    EXPECT_EQ(Plain(TModifiedUTF7::DecodeUtf8("")), "");
+    EXPECT_EQ(Plain(TModifiedUTF7::EncodeUtf8(u"\u00E9")), "&AOk-");
+}
+
+TEST(ModifiedUtf7Utf8, ANameThatIsNoUtf8IsRefusedOrReplaced) {
+    ExpectThrows<TInvalidRequest>({"Malformed UTF-8 at byte 2", "src/utility/UNICODE"},
+                                  [] { TModifiedUTF7::EncodeUtf8("a\xFC"); });
+    EXPECT_EQ(Plain(TModifiedUTF7::EncodeUtf8("a\xFC", TUnicode::replace)), "a&,,0-");
+    ExpectThrows<TInvalidRequest>({"Unpaired surrogate at character 2", "src/utility/UNICODE"},
+                                  [] { TModifiedUTF7::DecodeUtf8("a&2AA-"); });
+    EXPECT_EQ(Plain(TModifiedUTF7::DecodeUtf8("a&2AA-", TUnicode::replace)), "a\xEF\xBF\xBD");
+}
+
+TEST(ModifiedUtf7Canonical, WhatEncodeWritesIsCanonical) {
+    for (char const *text : {"", "INBOX", "a b~", "&-", "&-&-", "&AOk-", "a&AOk-b", "&AOkA6Q-", "&2D3eAA-", "&AOk-&-",
+                             "&-&AOk-", "&AAE-", "&AH8-", "&,,0-"})
+        EXPECT_EQ(Fault(text), 0u) << text;
+    EXPECT_EQ(TModifiedUTF7::IsCanonical(TString()), 1);
+}
+
+TEST(ModifiedUtf7Canonical, AFaultIsFoundWhereItIs) {
+    EXPECT_EQ(Fault("ab\x1F"), 3u);      // a character that has to be encoded
+    EXPECT_EQ(Fault("a\xC3\xBC"), 2u);   // and bytes that are no characters here
+    EXPECT_EQ(Fault("a&"), 3u);          // a run that is not closed
+    EXPECT_EQ(Fault("a&AOk"), 6u);       //
+    EXPECT_EQ(Fault("a&A+Ok /b-"), 7u);  // a byte outside the alphabet
+    EXPECT_EQ(Fault("a&AC8-"), 3u);      // a hidden "/"
+    EXPECT_EQ(Fault("a&AOkALw-"), 5u);   // the same after another character
+    EXPECT_EQ(Fault("a&AAA-"), 3u);      // a zero
+    EXPECT_EQ(Fault("a&ACY-"), 3u);      // an ampersand is "&-"
+    EXPECT_EQ(Fault("a&AOk-&AOk-"), 7u); // two runs where one would do
+    EXPECT_EQ(Fault("a&AOl-"), 5u);      // bits that are not zero
+    EXPECT_EQ(Fault("a&AOkA-"), 6u);     // a part of a character
+    EXPECT_EQ(Fault("a&A-"), 3u);        //
+    EXPECT_EQ(Fault("a&2D0-"), 3u);      // a high surrogate alone
+    EXPECT_EQ(Fault("a&2D0A6Q-"), 3u);   // and before a character
+    EXPECT_EQ(Fault("a&3gA-"), 3u);      // a low surrogate alone
+    EXPECT_EQ(Fault("a&AOkA6Q-b\x7F"), 11u);
+}
+
+// All short texts over bytes of every sort, against the definition.
+TEST(ModifiedUtf7Canonical, IsWhatEncodeWouldHaveWritten) {
+    std::string const bytes = "&-AOC2kg\x7F";
+    std::size_t canonical = 0;
+    std::size_t total = 1;
+    for (std::size_t length = 1; length <= 6; ++length) {
+        total *= bytes.size();
+        for (std::size_t number = 0; number < total; ++number) {
+            std::string text;
+            for (std::size_t left = number; text.size() < length; left /= bytes.size())
+                text += bytes[left % bytes.size()];
+            TString const given = Text(text);
+            TString const name = TModifiedUTF7::Decode(given);
+            bool const expected = TModifiedUTF7::Encode(name) == given && TUnicode::FindFault(name) == 0 &&
+                                  name.u16view().find(u'\0') == std::u16string_view::npos;
+            canonical += expected;
+            ASSERT_EQ(TModifiedUTF7::IsCanonical(given), expected) << text;
+        }
+    }
+    EXPECT_GT(canonical, 1000u);
 }

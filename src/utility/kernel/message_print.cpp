@@ -5,6 +5,7 @@
 #include "utility/kernel/message_format.h"
 #include "utility/kernel/string_access.h"
 #include "utility/kernel/utf16.h"
+#include "utility/kernel/utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -150,7 +151,8 @@ constexpr auto fsTwoDigits = [] {
     return digits;
 }();
 
-// Conversion between narrow and 16-bit text, by the current locale. A character without a counterpart becomes "?".
+// Conversion between narrow and 16-bit text, by the current locale or as UTF-8. A character without a counterpart
+// becomes "?".
 
 // Reads one character of 16-bit text, moves `at` past it, writes its bytes and returns their number. REQUIRES: at least
 // one unit is left.
@@ -159,6 +161,11 @@ std::size_t ToNarrow(TWide const *&at, TWide const *end, char *bytes) noexcept {
     if (code < 0x80) {
         *bytes = static_cast<char>(code);
         return 1;
+    }
+    if (utf8::isMode.load(std::memory_order_relaxed)) {
+        --at;
+        code = utf8::ReadUnits(at, end);
+        return utf8::Write(code == utf8::malformed ? '?' : code, bytes);
     }
     if constexpr (sizeof(wchar_t) > 2) {
         if (at != end && utf16::IsPair(code, *at))
@@ -179,6 +186,10 @@ std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
         ++at;
         units[0] = byte;
         return 1;
+    }
+    if (utf8::isMode.load(std::memory_order_relaxed)) {
+        std::uint32_t const code = utf8::Read(at, end);
+        return utf8::WriteUnits(code == utf8::malformed ? '?' : code, units);
     }
     std::mbstate_t state = {};
     wchar_t character = 0;

@@ -1,0 +1,84 @@
+#ifndef TUZUTIL_UTF8
+#define TUZUTIL_UTF8
+
+// UTF-8, one character at a time, as the Unicode standard defines it: no overlong forms, no surrogates, nothing beyond
+// U+10FFFF. Malformed bytes are taken as many at a time as a character could begin with, so that one replacement stands
+// for them as the standard recommends.
+
+#include "utility/kernel/utf16.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+namespace utf8 {
+
+constexpr std::uint32_t malformed = 0xFFFFFFFF;
+constexpr std::uint32_t replacement = 0xFFFD;
+
+// Whether narrow text is UTF-8, whatever the locale says. TUnicode::SetUtf8Mode() sets it.
+extern std::atomic<bool> isMode;
+
+// Reads a character, or the malformed bytes at `at`. REQUIRES: at is not end.
+inline std::uint32_t Read(char const *&at, char const *end) noexcept {
+    auto const lead = static_cast<unsigned char>(*at++);
+    if (lead < 0x80)
+        return lead;
+    if (lead < 0xC2 || lead > 0xF4)
+        return malformed;
+    // The first byte that follows is within narrower bounds after some leads.
+    unsigned int lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned int highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    int const more = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    std::uint32_t code = lead & (0x3Fu >> more);
+    for (int i = 0; i < more; ++i) {
+        auto const byte = at == end ? 0u : static_cast<unsigned char>(*at);
+        if (byte < lowest || byte > highest)
+            return malformed;
+        code = code << 6 | (byte & 0x3F);
+        ++at;
+        lowest = 0x80;
+        highest = 0xBF;
+    }
+    return code;
+}
+
+// Reads a character of 16-bit text, or an unpaired surrogate as malformed. REQUIRES: at is not end.
+template <typename Unit>
+std::uint32_t ReadUnits(Unit const *&at, Unit const *end) noexcept {
+    std::uint32_t const code = *at++;
+    if (code < 0xD800 || code > 0xDFFF)
+        return code;
+    if (at == end || !utf16::IsPair(code, *at))
+        return malformed;
+    return utf16::Character(code, *at++);
+}
+
+// Writes a character in at most four bytes, and returns their number. REQUIRES: it is one.
+inline std::size_t Write(std::uint32_t code, char *to) noexcept {
+    if (code < 0x80) {
+        *to = static_cast<char>(code);
+        return 1;
+    }
+    int const more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    *to = static_cast<char>((0xFF00 >> (more + 1) & 0xFF) | code >> (6 * more));
+    for (int i = 1; i <= more; ++i)
+        to[i] = static_cast<char>(0x80 | (code >> (6 * (more - i)) & 0x3F));
+    return static_cast<std::size_t>(more) + 1;
+}
+
+// Writes a character in at most two units, and returns their number. REQUIRES: it is one.
+template <typename Unit>
+std::size_t WriteUnits(std::uint32_t code, Unit *to) noexcept {
+    if (!utf16::NeedsPair(code)) {
+        to[0] = static_cast<Unit>(code);
+        return 1;
+    }
+    to[0] = utf16::High(code);
+    to[1] = utf16::Low(code);
+    return 2;
+}
+
+} // namespace utf8
+
+#endif
