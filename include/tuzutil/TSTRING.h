@@ -26,8 +26,8 @@
 // - Writing through operator[] within bounds, a pointer or Wipe() changes every string that shares the buffer: call
 //   MakeUnique() first.
 // - Lengths and positions count bytes, also in 16-bit text.
-// - Every integer type becomes decimal text, but TString(0) does not compile, because it could mean a null string:
-//   write TString(0L). An int has to be a variable.
+// - TString(0) and TString(n + 1) of type int do not compile, because 0 could mean a null string. TString::Number()
+//   takes every integer.
 // - A null string gives an empty view and an empty standard string; a string made from an empty view is nil.
 
 #include "tuzutil/EXPORT.h"
@@ -86,12 +86,15 @@ inline constexpr bool isText =
 template <typename T>
 using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
 
-// The integer types that are not characters and that have no constructor of their own.
+// The integer types, without bool and characters; and those of them that have no constructor of their own.
 template <typename T>
-using IfSmallNumber =
-    std::enable_if_t<std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char> || std::is_same_v<T, short> ||
-                         std::is_same_v<T, unsigned short> || std::is_same_v<T, unsigned int>,
-                     bool>;
+inline constexpr bool isSmallNumber =
+    std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char> || std::is_same_v<T, short> ||
+    std::is_same_v<T, unsigned short> || std::is_same_v<T, unsigned int>;
+template <typename T>
+inline constexpr bool isNumber =
+    isSmallNumber<T> || std::is_same_v<T, int> || std::is_same_v<T, long> || std::is_same_v<T, unsigned long> ||
+    std::is_same_v<T, long long> || std::is_same_v<T, unsigned long long>;
 
 } // namespace tuzutil
 
@@ -193,11 +196,17 @@ public:
     TString(unsigned long number);
     TString(long long number);
     TString(unsigned long long number);
-    template <typename Number, tuzutil::IfSmallNumber<Number> = true>
-    TString(Number number) : TString(std::conditional_t<std::is_signed_v<Number>, long, unsigned long>{number}) {}
-    // A variable of type int. A literal is refused, because TString(0) could mean a null string as well as "0".
+    template <typename I, std::enable_if_t<tuzutil::isSmallNumber<I>, bool> = true>
+    TString(I number) : TString(std::conditional_t<std::is_signed_v<I>, long, unsigned long>{number}) {}
+    // A variable of type int. Literals and other values of that type are refused, because TString(0) could mean a null
+    // string as well as "0".
     TString(int const &number) : TString(long{number}) {}
     TString(int &&number) = delete;
+    // The decimal text of a value of any integer type.
+    template <typename I, std::enable_if_t<tuzutil::isNumber<I>, bool> = true>
+    static TString Number(I number) {
+        return TString(std::conditional_t<std::is_signed_v<I>, long long, unsigned long long>{number});
+    }
     TString(TString const &other) noexcept : fBuffer(other.fBuffer) { Share(); }
     TString(TString &&other) noexcept : fBuffer(other.fBuffer) { other.fBuffer = nullptr; } // leaves `other` null
     ~TString() { Release(); }

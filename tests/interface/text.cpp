@@ -37,7 +37,7 @@ int main() {
 
     std::size_t const octets = user.size();
     int const messages = 2;
-    CHECK(TString(messages) + " " + TString(octets) == "2 3");
+    CHECK(TString(messages) + " " + TString(octets) == "2 3" && TString::Number(messages + 1) == "3");
     CHECK(TString(std::int64_t{-1099511627776}) == "-1099511627776");
 
     CHECK(Verb("retr 17") == "RETR" && Verb("quit") == "QUIT" && Verb("") == "");

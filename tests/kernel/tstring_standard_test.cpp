@@ -108,7 +108,8 @@ TEST(StringFromStandard, EveryIntegerTypeBecomesDecimalText) {
     EXPECT_EQ(TString(UINT64_MAX).view(), "18446744073709551615");
     EXPECT_EQ(TString(ULLONG_MAX).view(), "18446744073709551615");
     EXPECT_EQ(TString("abc"s.size()).view(), "3");
-    EXPECT_EQ(TString(std::ptrdiff_t{-3}).view(), "-3");
+    std::ptrdiff_t const difference = -3;
+    EXPECT_EQ(TString(difference).view(), "-3");
     EXPECT_EQ(TString(0u).view(), "0");
 }
 
@@ -120,6 +121,20 @@ TEST(StringFromStandard, IntegersAreAssignedAndPassed) {
     text = "four"s.size();
     EXPECT_EQ(text.view(), "4");
     EXPECT_EQ(Shown(std::uint64_t{1} << 40), "1099511627776");
+}
+
+TEST(StringFromStandard, NumberTakesEveryValueOfEveryIntegerType) {
+    EXPECT_EQ(TString::Number(0).view(), "0");
+    EXPECT_EQ(TString::Number(-5).view(), "-5");
+    EXPECT_EQ(TString::Number(5u).view(), "5");
+    EXPECT_EQ(TString::Number(INT_MIN).view(), "-2147483648");
+    EXPECT_EQ(TString::Number(LONG_MIN).view(), std::to_string(LONG_MIN));
+    EXPECT_EQ(TString::Number(ULONG_MAX).view(), std::to_string(ULONG_MAX));
+    EXPECT_EQ(TString::Number(LLONG_MIN).view(), "-9223372036854775808");
+    EXPECT_EQ(TString::Number(ULLONG_MAX).view(), "18446744073709551615");
+    EXPECT_EQ(TString::Number(std::int8_t{-1}).view(), "-1");
+    EXPECT_EQ(TString::Number(std::uint8_t{65}).view(), "65");
+    EXPECT_EQ(TString::Number(std::ptrdiff_t{-3}).view(), "-3");
 }
 
 TEST(StringFromStandard, CharactersTruthValuesAndIntLiteralsAreNoText) {
