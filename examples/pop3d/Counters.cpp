@@ -54,7 +54,7 @@ bool ShowStatus(std::string const &address, std::uint16_t port, std::string &pro
                        {text::statusMessagesRemoved, counters->messagesRemoved},
                        {text::statusIdleSessions, counters->idleSessions}};
     for (auto const &line : lines)
-        std::cout << Utf8(MakeMessage(line.text, line.number.load(std::memory_order_relaxed))) << '\n';
+        std::cout << Tell(line.text, line.number.load(std::memory_order_relaxed)) << '\n';
     return true;
 }
 

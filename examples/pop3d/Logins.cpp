@@ -17,15 +17,6 @@
 
 namespace pop3d {
 
-namespace {
-
-// The text itself, not the handle: strings are not shared between threads.
-TStringAndWipe CopyOf(TString const &secret) {
-    return TStringAndWipe(TString(static_cast<char *>(secret), secret.length(), ' '));
-}
-
-} // namespace
-
 void Session::User(char *argument) {
     if (!fLogins.user)
         return Error(text::loginNotOffered);
@@ -77,7 +68,7 @@ bool Session::ReadResponse(Line &line) {
 
 void Session::AuthCramMd5() {
     std::string const challenge = NewTimestamp();
-    fLines << "+ " << EncodeLine(TString(challenge.c_str())) << "\r\n";
+    fLines << "+ " << EncodeLine(challenge) << "\r\n";
     Line line;
     if (!ReadResponse(line))
         return;
@@ -86,12 +77,10 @@ void Session::AuthCramMd5() {
     unsigned int const blank = response.lastIndexOf(' ');
     if (blank < 2)
         return Error(text::malformedResponse);
-    TString const name = response.subString(1, blank - 1);
-    pop3d::User const *const user = fUsers.Find(static_cast<char *>(name));
-    TString digest = response.subString(blank + 1);
-    Login(static_cast<char *>(name),
-          user && IsSameSecret(digest.lowerCase(),
-                               CalculateCramMD5::Calc(CopyOf(user->secret), TString(challenge.c_str()))));
+    std::string const name(response.left(blank - 1));
+    pop3d::User const *const user = fUsers.Find(name);
+    TString digest = response.mid(blank + 1);
+    Login(name, user && IsSameSecret(digest.lowerCase(), CalculateCramMD5::Calc(user->secret, challenge)));
 }
 
 void Session::AuthPlain(char const *initial) {

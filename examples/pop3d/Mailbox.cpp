@@ -37,7 +37,7 @@ TString HexDigest(std::string const &text) {
         hex += digits[static_cast<unsigned char>(c) >> 4];
         hex += digits[static_cast<unsigned char>(c) & 15];
     }
-    return TString(hex.c_str());
+    return hex;
 }
 
 class CountingBuf : public std::streambuf {

@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include "System.h"
 #include "Texts.h"
 
 #include <charconv>
@@ -77,15 +78,15 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
         }
         auto const option = known.find(name);
         if (option == known.end()) {
-            problem = Tell(text::unknownOption, name.c_str());
+            problem = Tell(text::unknownOption, Given(name));
             return false;
         }
         if (++i == count) {
-            problem = Tell(text::valueMissing, name.c_str());
+            problem = Tell(text::valueMissing, Given(name));
             return false;
         }
         if (!option->second(arguments[i])) {
-            problem = Tell(text::wrongValue, name.c_str(), arguments[i]);
+            problem = Tell(text::wrongValue, Given(name), Given(arguments[i]));
             return false;
         }
     }

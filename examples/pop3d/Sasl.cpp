@@ -90,11 +90,10 @@ bool PlainResponse::Parse(char const *base64) {
     unsigned int const second = first ? bytes.indexOf('\0', first + 1) : 0;
     if (second == 0 || bytes.indexOf('\0', second + 1) != 0)
         return false;
-    char const *const data = bytes;
-    authorization.assign(data, first - 1);
-    user.assign(data + first, second - first - 1);
-    secret = TStringAndWipe(bytes.subString(second + 1));
-    return !user.empty() && !secret.IsNull() && (authorization.empty() || authorization == user);
+    authorization = std::string(bytes.left(first - 1));
+    user = std::string(bytes.mid(first + 1, second - first - 1));
+    secret = TStringAndWipe(bytes.mid(second + 1));
+    return !user.empty() && !secret.empty() && (authorization.empty() || authorization == user);
 }
 
 } // namespace pop3d

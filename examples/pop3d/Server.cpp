@@ -54,7 +54,7 @@ void Server::Refuse(net::Handle handle) {
                        static_cast<unsigned int>(fClients.size()));
     Text const &refusal = text::tooManySessions;
     try {
-        fRefusals.Add(handle, std::string("-ERR ") + refusal.code + Utf8(MakeMessage(refusal)) + "\r\n");
+        fRefusals.Add(handle, std::string("-ERR ") + refusal.code + Tell(refusal) + "\r\n");
     } catch (TResourceExhausted const &) {
         net::Close(handle);
     } catch (std::bad_alloc const &) {

@@ -121,7 +121,7 @@ void Session::Dispatch(char *line) {
 void Session::Say(char const *indicator, char const *code, TTextMessage const &message) {
     TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "S: %s %s%s", indicator, code,
                        message.QueryMessage());
-    fLines << indicator << ' ' << code << Utf8(message) << "\r\n";
+    fLines << indicator << ' ' << code << message.QueryMessage().c_str() << "\r\n";
 }
 
 void Session::OkLine(std::string const &data) {
@@ -179,7 +179,7 @@ std::string Session::DescribeSize(Mailbox::Message const &message) {
 }
 
 std::string Session::DescribeUid(Mailbox::Message const &message) {
-    return static_cast<char const *>(message.uid);
+    return std::string(message.uid);
 }
 
 void Session::SendList(char const *argument, Describe describe) {

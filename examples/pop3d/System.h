@@ -1,7 +1,9 @@
 #ifndef POP3D_SYSTEM_H
 #define POP3D_SYSTEM_H
 
-// What the server needs of the operating system beyond the standard library: sockets, UTF-8 and the wish to stop.
+// What the server needs of the operating system beyond the standard library: sockets, given text and the wish to stop.
+
+#include "tuzutil/TSTRING.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -50,8 +52,8 @@ namespace pop3d {
 
 unsigned long ProcessId();
 
-// A text in the process's encoding, which that of messages is, in UTF-8: what goes out to people.
-std::string Utf8(char const *text);
+// Text that the system gave the program, such as a word of the command line, in a form for messages.
+TString Given(std::string const &text);
 
 // Makes SIGINT, SIGTERM or Ctrl-C set the flag that IsStopWanted() reads. Other signals that would end the process, but
 // are no wish to stop, do not: a terminal that is closed, and a file that grows too large.

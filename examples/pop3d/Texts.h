@@ -108,9 +108,9 @@ inline constexpr Text usage[] = {
 
 } // namespace text
 
-// Made anew for each message: strings are not shared between threads.
-inline TTextMessage::StoreID Store() {
-    return TTextMessage::StoreID(TString("pop3d"), ExplicitInit);
+inline TTextMessage::StoreID const &Store() {
+    static TTextMessage::StoreID const store(TString("pop3d"), ExplicitInit);
+    return store;
 }
 
 template <typename... Arguments>
@@ -118,7 +118,7 @@ TTextMessage MakeMessage(Text const &text, Arguments const &...arguments) {
     return TTextMessage(Store(), 1, text.number, text.english, TagVar(arguments)...);
 }
 
-// The text, in the process's encoding.
+// The text in UTF-8.
 template <typename... Arguments>
 std::string Tell(Text const &text, Arguments const &...arguments) {
     return static_cast<char const *>(MakeMessage(text, arguments...));

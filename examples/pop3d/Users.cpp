@@ -1,6 +1,7 @@
 #include "Users.h"
 
 #include "Mailbox.h"
+#include "System.h"
 #include "Texts.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ bool Users::Load(std::string const &path, std::string &problem) {
     file.open(path, std::ios_base::binary | std::ios_base::ate);
     std::streamoff const length = file ? static_cast<std::streamoff>(file.tellg()) : -1;
     if (length > static_cast<std::streamoff>(fsMaximum)) {
-        problem = Tell(text::usersWrong, path.c_str(), Tell(text::usersTooLarge, fsMaximum).c_str());
+        problem = Tell(text::usersWrong, Given(path), Tell(text::usersTooLarge, fsMaximum).c_str());
         return false;
     }
     auto const size = static_cast<unsigned int>(std::max<std::streamoff>(length, 0));
@@ -23,7 +24,7 @@ bool Users::Load(std::string const &path, std::string &problem) {
     char *const data = text;
     file.seekg(0);
     if (length < 0 || (size > 0 && !file.read(data, static_cast<std::streamsize>(size)))) {
-        problem = Tell(text::usersUnreadable, path.c_str());
+        problem = Tell(text::usersUnreadable, Given(path));
         return false;
     }
     unsigned int number = 0;
@@ -31,13 +32,13 @@ bool Users::Load(std::string const &path, std::string &problem) {
         char const *const end = std::find<char const *>(from, data + size, '\n');
         char const *const last = end != from && end[-1] == '\r' ? end - 1 : end;
         if (!AddLine(++number, from, static_cast<std::size_t>(last - from), problem)) {
-            problem = Tell(text::usersWrong, path.c_str(), problem.c_str());
+            problem = Tell(text::usersWrong, Given(path), problem.c_str());
             return false;
         }
         from = end == data + size ? end : end + 1;
     }
     if (fUsers.empty())
-        problem = Tell(text::usersWrong, path.c_str(), Tell(text::noUser).c_str());
+        problem = Tell(text::usersWrong, Given(path), Tell(text::noUser).c_str());
     return !fUsers.empty();
 }
 
@@ -56,7 +57,7 @@ bool Users::AddLine(unsigned int number, char const *line, std::size_t length, s
     if (second == first + 1)
         problem = Tell(text::emptySecret, number, name.c_str());
     else if (!Mailbox::Exists(mailbox))
-        problem = Tell(text::userWithoutMailbox, number, name.c_str(), mailbox.c_str());
+        problem = Tell(text::userWithoutMailbox, number, name.c_str(), Given(mailbox));
     else if (fUsers.count(name) != 0)
         problem = Tell(text::userTwice, number, name.c_str());
     if (!problem.empty())

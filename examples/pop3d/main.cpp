@@ -10,6 +10,7 @@
 
 #include "tuzutil/MSGSTRPM.h"
 #include "tuzutil/NLSRESRC.h"
+#include "tuzutil/UNICODE.h"
 
 #include <cstdio>
 #include <fstream>
@@ -18,12 +19,12 @@
 namespace {
 
 int Fail(std::string const &problem) {
-    std::cerr << "pop3d: " << pop3d::Utf8(problem.c_str()) << '\n';
+    std::cerr << "pop3d: " << problem << '\n';
     return 2;
 }
 
 void Report(TTextMessage const &message) {
-    std::cout << "pop3d: " << pop3d::Utf8(message) << std::endl;
+    std::cout << "pop3d: " << message.QueryMessage() << std::endl;
 }
 
 // Under a temporary name first: who finds the file finds the whole number in it.
@@ -48,6 +49,7 @@ bool OpenTrace(TTrace &trace, std::string &problem) {
 } // namespace
 
 int main(int count, char **arguments) {
+    TUnicode::SetUtf8Mode(1); // what goes out to people
     TSearchNLSPath::SetLang(pop3d::FindLanguage(count, arguments));
     TTextMessageStorePM const texts(pop3d::Store(), "pop3d");
     pop3d::Options options;
@@ -57,7 +59,7 @@ int main(int count, char **arguments) {
         return Fail(problem);
     if (options.isHelpWanted) {
         for (pop3d::Text const &line : pop3d::text::usage)
-            std::cout << pop3d::Utf8(pop3d::MakeMessage(line)) << '\n';
+            std::cout << pop3d::Tell(line) << '\n';
         return 0;
     }
     if (options.isStatusWanted)
@@ -76,7 +78,7 @@ int main(int count, char **arguments) {
     std::uint16_t const port = pop3d::net::QueryPort(listener);
     pop3d::CounterBlock counters(options.address, port); // whoever reads the port file may ask for the status
     if (!options.portFile.empty() && !WritePortFile(options.portFile, port))
-        return Fail(pop3d::Tell(pop3d::text::portFileFailed, options.portFile.c_str()));
+        return Fail(pop3d::Tell(pop3d::text::portFileFailed, pop3d::Given(options.portFile)));
     Report(pop3d::MakeMessage(pop3d::text::listening, options.address.c_str(), port));
     pop3d::Server(listener, users, options, *counters).Run();
     Report(pop3d::MakeMessage(pop3d::text::stopped));

@@ -235,7 +235,7 @@ unsigned long ProcessId() {
     return static_cast<unsigned long>(getpid());
 }
 
-std::string Utf8(char const *text) {
+TString Given(std::string const &text) {
     return text;
 }
 

@@ -296,15 +296,11 @@ unsigned long ProcessId() {
     return GetCurrentProcessId();
 }
 
-std::string Utf8(char const *text) {
-    int const length = static_cast<int>(std::strlen(text));
-    std::wstring wide(static_cast<std::size_t>(length), L'\0');
-    wide.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text, length, wide.data(), length)));
-    int const count = static_cast<int>(wide.size());
-    std::string bytes(wide.size() * 3, '\0');
-    bytes.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, wide.data(), count, bytes.data(),
-                                                              static_cast<int>(bytes.size()), nullptr, nullptr)));
-    return bytes;
+TString Given(std::string const &text) {
+    int const length = static_cast<int>(text.size());
+    std::wstring wide(text.size(), L'\0');
+    wide.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), length)));
+    return std::u16string(wide.begin(), wide.end());
 }
 
 void WatchForStop() {

@@ -8,6 +8,7 @@
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TXTMSG.h"
+#include "tuzutil/UNICODE.h"
 
 #include <chrono>
 #include <cstdio>
@@ -19,47 +20,24 @@
 
 namespace {
 
-// How many bytes the UTF-8 character at the beginning of a text has; 0 if there is none.
-std::size_t CharacterLength(std::string_view text) {
-    auto const byte = [text](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
-    auto const follows = [&byte](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
-    if (byte(0) < 0x80)
-        return 1;
-    if (byte(0) >= 0xC2 && byte(0) <= 0xDF)
-        return follows(1) ? 2 : 0;
-    if ((byte(0) & 0xF0) == 0xE0) {
-        bool const isShortest = byte(0) != 0xE0 || byte(1) >= 0xA0;
-        bool const isSurrogate = byte(0) == 0xED && byte(1) >= 0xA0;
-        return isShortest && !isSurrogate && follows(1) && follows(2) ? 3 : 0;
-    }
-    bool const isInRange = (byte(0) == 0xF0 && byte(1) >= 0x90) || (byte(0) > 0xF0 && byte(0) < 0xF4) ||
-                           (byte(0) == 0xF4 && byte(1) < 0x90);
-    return isInRange && follows(1) && follows(2) && follows(3) ? 4 : 0;
-}
-
-std::string Quoted(std::string_view text) {
+// A text up to its first zero; null if there is none.
+std::string Quoted(TString const &text) {
+    if (text.IsNull())
+        return "null";
+    TString const valid = TUnicode::ToUtf8(text, TUnicode::replace);
     std::string result = "\"";
-    while (!text.empty()) {
-        std::size_t const length = CharacterLength(text);
-        char const first = text.front();
-        if (length == 0) {
-            result += "\xEF\xBF\xBD";
-        } else if (static_cast<unsigned char>(first) < 0x20) {
+    for (char const c : std::string_view(valid.c_str())) {
+        if (static_cast<unsigned char>(c) < 0x20) {
             char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(first));
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
             result += escape;
-        } else {
-            if (first == '"' || first == '\\')
-                result += '\\';
-            result += text.substr(0, length);
+            continue;
         }
-        text.remove_prefix(length == 0 ? 1 : length);
+        if (c == '"' || c == '\\')
+            result += '\\';
+        result += c;
     }
     return result + '"';
-}
-
-std::string Quoted(char const *text) {
-    return text ? Quoted(std::string_view(text)) : "null";
 }
 
 // "2026-07-14T09:05:03.270Z"
@@ -79,8 +57,7 @@ class JsonTrace final : public TTrace::Base {
 public:
     explicit JsonTrace(char const *name) : Base(joinsLater) {
         if (*name)
-            fFile.open(static_cast<char const *>(TFileName(name).FixDelim().QueryNative()),
-                       std::ios_base::app | std::ios_base::binary);
+            fFile.open(TFileName(name).FixDelim().QueryNative().c_str(), std::ios_base::app | std::ios_base::binary);
         fOut = *name ? &fFile : &std::cerr;
         Join(); // all of it stands
     }
@@ -89,7 +66,7 @@ public:
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override {
         std::string const line =
-            "{\"time\":\"" + Now() + "\",\"level\":" + Quoted(std::string_view(std::string(1, LevelChar(level)))) +
+            "{\"time\":\"" + Now() + "\",\"level\":" + Quoted(std::string(1, LevelChar(level))) +
             ",\"component\":" + Quoted(TTrace::QueryComponentName(category.QueryComponent())) +
             ",\"category\":" + Quoted(category.QueryString()) + ",\"file\":" + Quoted(message.QueryFile()) +
             ",\"line\":" + std::to_string(message.QueryLine()) + ",\"text\":" + Quoted(message.QueryMessage()) + "}\n";
