@@ -1,4 +1,5 @@
-// Modified UTF-7 from any bytes: a decoded name, encoded again, decodes to itself.
+// Modified UTF-7 from any bytes: a decoded name, encoded again, decodes to itself; a canonical text encodes to itself.
+// UTF-8 from any bytes: what is replaced is well-formed, and what is well-formed comes back.
 
 #include "tuzutil/UTF7.h"
 
@@ -9,10 +10,19 @@ extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t siz
     TString const name = TModifiedUTF7::Decode(text);
     if (TModifiedUTF7::Decode(TModifiedUTF7::Encode(name)) != name)
         std::abort();
+    if (TModifiedUTF7::IsCanonical(text) && TModifiedUTF7::Encode(name) != text)
+        std::abort();
+    TString const valid = TUnicode::ToUtf8(text, TUnicode::replace);
+    if (TUnicode::FindFault(valid) != 0 || TUnicode::ToUtf8(TUnicode::FromUtf8(valid)) != valid)
+        std::abort();
+    if ((TUnicode::FindFault(text) == 0) != (valid == text))
+        std::abort();
     TString wide(data, static_cast<unsigned int>(size), ' ');
     wide.SetUnicode(1);
     TString const back = TModifiedUTF7::Decode(TModifiedUTF7::Encode(wide));
     if (size >= 2 && back != wide.subString(1, static_cast<unsigned int>(size & ~std::size_t{1})))
+        std::abort();
+    if (TUnicode::FindFault(TUnicode::ToUtf8(wide, TUnicode::replace)) != 0)
         std::abort();
     return 0;
 }

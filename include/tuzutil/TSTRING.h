@@ -10,15 +10,14 @@
 //     TString number = blank ? line.mid(blank + 1) : TString(); // "17"
 //     if (verb == "RETR" && number.isDigits())
 //         std::cout << number.asInt() << '\n';        // 17
-//     for (TString const &word : line.split(' '))     // "RETR" and "17"
-//         std::string const same(word);               // to and from the standard's texts
-//     std::string_view const bytes = line.view();     // without a copy
+//     for (TString const &word : line.split(' '))
+//         std::cout << word.view().size() << '\n';    // 4, 2
+//     std::string const copy(line);                   // all bytes; TString(copy) takes them all
 //
 // Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data are valid until
 //             the buffer is deallocated, and until this string changes.
 // Threads:    Different threads may copy, read, assign and drop different strings, also if these share a buffer: a
-//             static TString const serves all threads. One string belongs to one thread at a time. Writing through
-//             operator[] within bounds, a pointer, a flag or Wipe() reaches every string that shares the buffer.
+//             static TString const serves all threads. One string belongs to one thread at a time.
 // Failures:   TInvalidRequest (ID 1, recoverable) if a position or count is a programming error; TOutOfMemory if there
 //             is no memory or a text would reach 0xFFFFFFF0 bytes. Other misuse yields 0, a null string, or no change.
 // Surprises:

@@ -4,10 +4,10 @@
 // TUnicode: converts text between UTF-8 and the library's 16-bit form, and sets the encoding of narrow text.
 //
 // Example:
-//     TString const wide = TUnicode::FromUtf8("Entw\xC3\xBCrfe");               // 16-bit text
-//     TString const back = TUnicode::ToUtf8(wide);                              // the same eleven bytes
-//     unsigned int const fault = TUnicode::FindFault("a\xFF");                  // 2: the second byte
-//     TString const shown = TUnicode::ToUtf8("a\xFF", TUnicode::replace);       // "a", U+FFFD
+//     TString const wide = TUnicode::FromUtf8("Entw\xC3\xBCrfe");           // 16-bit text
+//     TString const back = TUnicode::ToUtf8(wide);                          // the same bytes again
+//     unsigned int const fault = TUnicode::FindFault("a\xFF");              // 2: the second byte
+//     TString const shown = TUnicode::ToUtf8("a\xFF", TUnicode::replace);   // "a", U+FFFD
 //
 // Ownership:  The functions only read their arguments and return new strings, or share the argument's buffer.
 // Threads:    Any thread may call them. Set the mode before there are other threads, or texts of both encodings appear.

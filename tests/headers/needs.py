@@ -105,12 +105,16 @@ NEEDS = {
         after=r'EXPECT_EQ(out.str(), "E [MUTEXSEM:100] Error 5 from CreateMutex(unnamed)\n");'),
     "TREFCNT": Need(includes=['"tuzutil/MUTEXSEM.h"'],
                     after="EXPECT_EQ(posted->QueryReferenceCount(), 1u); EXPECT_EQ(posted->Wait(0), 0);"),
-    "TSTRING": Need(after='EXPECT_EQ(blank, 5u); EXPECT_EQ(verb, "RETR"); EXPECT_EQ(number, "17");', output=r'"17\n"'),
+    "TSTRING": Need(after='EXPECT_EQ(blank, 5u); EXPECT_EQ(verb, "RETR"); EXPECT_EQ(number, "17"); EXPECT_EQ(copy, "RETR 17");', output=r'"17\n4\n2\n"'),
     "TSTRING.2": Need(after="EXPECT_TRUE(same);"),
     "TSTRING.3": Need(
         before="void Login(TString const &) {}", inside='TString const password("geheim");',
         after=r'EXPECT_EQ(password, TString("\0\0\0\0\0\0", 6, 0));'),
     "TXTMSG": Need(output=r'"inbox has 5 messages\n"'),
-    "UTF7": Need(after='EXPECT_EQ(wire, "Entw&APw-rfe"); EXPECT_TRUE(back == name); EXPECT_TRUE(back.IsUnicode());'),
+    "UTF7": Need(after='EXPECT_EQ(wire, "Entw&APw-rfe"); EXPECT_TRUE(back == name); EXPECT_TRUE(back.IsUnicode());'
+                  r'EXPECT_EQ(utf8, "Entw\xC3\xBCrfe"); EXPECT_EQ(good, 0);'),
+    "UNICODE": Need(
+        after=r'EXPECT_EQ(wide, u"Entw\u00FCrfe"); EXPECT_EQ(back, "Entw\xC3\xBCrfe"); EXPECT_EQ(fault, 2u);'
+              r'EXPECT_EQ(shown, "a\xEF\xBF\xBD");'),
     "VERSION": Need(test='TShown shown; Example(); EXPECT_EQ(shown.Text().substr(0, 4), "3.7.");'),
 }
