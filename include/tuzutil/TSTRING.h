@@ -141,7 +141,7 @@ struct TStringBuffer {
         return Class(a) op b;                                                                                          \
     }
 
-// The same without a string for the other operand. IsEqual() and IsLess() take its view.
+// The same without a string for the other operand. IsSame() and IsLess() take its view.
 #define TUZUTIL_COMPARE_IN_PLACE(op, result)                                                                           \
     template <typename T>                                                                                              \
     friend tuzutil::IfNarrow<T> operator op(TString const &left, T const &right) noexcept {                            \

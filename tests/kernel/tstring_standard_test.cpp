@@ -140,6 +140,7 @@ TEST(StringFromStandard, NumberTakesEveryValueOfEveryIntegerType) {
 TEST(StringFromStandard, CharactersTruthValuesAndIntLiteralsAreNoText) {
     static_assert(!std::is_constructible_v<TString, char>);
     static_assert(!std::is_constructible_v<TString, bool>);
+    static_assert(!std::is_constructible_v<TString, char &> && !std::is_constructible_v<TString, bool &>);
     static_assert(!std::is_constructible_v<TString, wchar_t>);
     static_assert(!std::is_constructible_v<TString, char16_t>);
     static_assert(!std::is_constructible_v<TString, int>);
