@@ -50,10 +50,8 @@ private:
 class TUZUTIL_API TagVar {
 public:
     // These numbers are written to streams (docs/formats.md), so they must not change.
-#if defined(__clang__) // clang warns that `time` is also a function of the C library
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wshadow"
-#endif
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshadow" // one compiler warns that `time` is also a function of the C library
     enum Type : std::uint32_t {
         nil = 0,
         endOfArgs = 1,
@@ -67,9 +65,7 @@ public:
         dateTime = 9,
         voidPtr = 10
     };
-#if defined(__clang__)
-#pragma clang diagnostic pop
-#endif
+#pragma GCC diagnostic pop
 
     TagVar() noexcept : TagVar(nil) {}
     TagVar(Type type) noexcept : fType(type), fCell(0) {} // owns no object, even if the kind can own one

@@ -143,6 +143,14 @@ public:
     operator TString() const { return QueryMessage(); }
     operator TagVar() const { return TagVar(QueryMessage()); }
 
+    // Messages are not compared: compare their texts. Without these, the conversions would compare addresses.
+    template <typename Message>
+    friend std::enable_if_t<std::is_same_v<Message, TTextMessage>> operator==(Message const &,
+                                                                              Message const &) = delete;
+    template <typename Message>
+    friend std::enable_if_t<std::is_same_v<Message, TTextMessage>> operator!=(Message const &,
+                                                                              Message const &) = delete;
+
     int UserDisplayable() const noexcept { return fStore.length() != 0; } // 1 for a message of a store
     void SetDebugging(char const *file, unsigned long line);
 

@@ -1,0 +1,10 @@
+// Messages have no order and no equality; their texts have.
+#include "tuzutil/TXTMSG.h"
+
+bool Use(TTextMessage const &one, TTextMessage const &other) {
+#ifdef WRONG
+    return one == other;
+#else
+    return one.QueryMessage() == other.QueryMessage();
+#endif
+}
