@@ -47,11 +47,11 @@ private:
     void *fPointer = nullptr;
 };
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshadow" // one compiler warns that `time` is also a function of the C library
 class TUZUTIL_API TagVar {
 public:
     // These numbers are written to streams (docs/formats.md), so they must not change.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wshadow" // one compiler warns that `time` is also a function of the C library
     enum Type : std::uint32_t {
         nil = 0,
         endOfArgs = 1,
@@ -65,7 +65,6 @@ public:
         dateTime = 9,
         voidPtr = 10
     };
-#pragma GCC diagnostic pop
 
     TagVar() noexcept : TagVar(nil) {}
     TagVar(Type type) noexcept : fType(type), fCell(0) {} // owns no object, even if the kind can own one
@@ -187,5 +186,6 @@ private:
     Type fType;
     std::uint64_t fCell; // the number or the pointer in the first bytes; the other bytes are 0
 };
+#pragma GCC diagnostic pop
 
 #endif
