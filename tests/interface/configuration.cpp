@@ -1,5 +1,5 @@
 // A program that configures its traces: it names a component of its own, leaves a category out, asks for more in the
-// prefix, and is told of its misspellings. It prints nothing and returns 0 if all of this is so.
+// prefix, and is told of its misspellings. It prints "ok" if all of this is so.
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FILENAME.h"
@@ -60,5 +60,6 @@ int main() {
     std::filesystem::remove_all(folder);
     if (unwritable.rfind("Trace configuration: unable to write the file (", 0) != 0)
         return Fail("file", unwritable);
+    std::puts("ok");
     return 0;
 }
