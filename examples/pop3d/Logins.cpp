@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -57,7 +56,7 @@ void Session::Auth(char *argument) {
 
 bool Session::ReadResponse(Line &line) {
     Read const read = ReadLine(line);
-    if (read == Read::line && std::strcmp(line.text, "*") != 0)
+    if (read == Read::line && line.text != "*")
         return true;
     if (read == Read::end)
         fState = State::done;
@@ -73,7 +72,7 @@ void Session::AuthCramMd5() {
     if (!ReadResponse(line))
         return;
     // "user digest"; the name may hold blanks, the digest does not.
-    TString const response = TBase64::Decode(TString(line.text));
+    TString const response = TBase64::Decode(TString(line.text.c_str()));
     unsigned int const blank = response.lastIndexOf(' ');
     if (blank < 2)
         return Error(text::malformedResponse);
@@ -89,7 +88,7 @@ void Session::AuthPlain(char const *initial) {
         fLines << "+ \r\n";
         if (!ReadResponse(line))
             return;
-        initial = line.text;
+        initial = line.text.c_str();
     }
     PlainResponse response;
     if (!response.Parse(initial))

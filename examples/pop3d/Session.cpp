@@ -7,9 +7,6 @@
 
 #include "tuzutil/DOTBYTE.h"
 
-#include <cstring>
-#include <limits>
-
 namespace pop3d {
 
 namespace {
@@ -35,7 +32,8 @@ Session::Command const Session::fsCommands[] = {
     {"RSET", State::transaction, 0, &Session::Rset},   {"NOOP", State::transaction, 0, &Session::Noop}};
 
 Session::Line::~Line() {
-    WipeBytes(text, sizeof text);
+    text.resize(text.capacity());
+    WipeBytes(text.data(), text.size());
 }
 
 Session::Session(SocketStream &connection, Visitor &visitor, Users const &users, Options const &options,
@@ -67,37 +65,23 @@ void Session::Run() {
         else if (read == Read::zeroByte)
             Error(text::zeroByte);
         else
-            Dispatch(line.text);
+            Dispatch(line.text.data());
     }
 }
 
-// A line that is too long is read to its end and forgotten: the session goes on behind it.
+// After a line that is too long, the session goes on. A line that the end of the connection cut off is no command. A
+// line may end with LF alone, as people type it, and nothing is forwarded for which a CR inside of a line would matter.
 Session::Read Session::ReadLine(Line &line) {
     fLines.flush();
     fIdleTimer.Start();
-    fLines.getline(line.text, sizeof line.text);
-    std::streamsize const count = fLines.gcount();
+    TLineRead const read = fLines.ReadLine(line.text, fsLineLimit);
     fIdleTimer.Stop();
-    // The server hangs up: what came at the last moment is not begun any more.
-    if (fIdleTimer.IsOver())
+    // The server hangs up: it does not begin a command that came at the last moment.
+    if (read == TLineRead::end || fIdleTimer.IsOver())
         return Read::end;
-    if (!fLines) {
-        if (count != static_cast<std::streamsize>(sizeof line.text) - 1 || fLines.eof())
-            return Read::end;
-        fLines.clear();
-        fIdleTimer.Start();
-        fLines.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-        fIdleTimer.Stop();
-        return fLines.good() ? Read::tooLong : Read::end;
-    }
-    // A line that the connection's end cut off is no command.
-    if (fLines.eof())
-        return Read::end;
-    if (std::memchr(line.text, 0, static_cast<std::size_t>(count - 1)))
-        return Read::zeroByte;
-    if (count >= 2 && line.text[count - 2] == '\r')
-        line.text[count - 2] = 0;
-    return Read::line;
+    if (read == TLineRead::tooLong)
+        return Read::tooLong;
+    return line.text.find('\0') == std::string::npos ? Read::line : Read::zeroByte;
 }
 
 void Session::Dispatch(char *line) {

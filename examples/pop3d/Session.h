@@ -41,10 +41,13 @@ private:
     enum class State { authorization, transaction, done };
     enum class Read { line, tooLong, zeroByte, end };
 
-    // One command line with its argument; zeroed when it is done with, for it may hold a password.
+    // One command line with its argument. It may hold a password, so its memory is zeroed at the end. The string has
+    // room for the longest line from the beginning: if it had to move to larger memory, the old one would not be
+    // zeroed.
     struct Line {
-        char text[fsLineLimit + 2];
+        std::string text;
 
+        Line() { text.reserve(fsLineLimit); }
         ~Line();
     };
 

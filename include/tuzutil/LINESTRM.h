@@ -8,8 +8,8 @@
 //     std::istringstream connection("USER joe\r\nPASS secret\r\n");
 //     TiLineStream commands(&connection);
 //     std::string line;
-//     std::getline(commands, line);              // "USER joe\r"; the next byte of the connection is 'P'
-//     unsigned long n = commands.QueryLinesRead(); // 1
+//     TLineRead read = commands.ReadLine(line, 512); // TLineRead::line, "USER joe"; the connection's next byte is 'P'
+//     unsigned long n = commands.QueryLinesRead();   // 1
 //
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
@@ -17,10 +17,9 @@
 //             without a source ends at once, and writing without a sink fails. An exception of the source or sink
 //             passes through the stream, and the bytes that were read before are kept.
 // Surprises:
-// - Only LF ends a line. CR is an ordinary character.
+// - Only LF ends a line. CR is an ordinary character, except to ReadLine().
 // - The size of a piece is limited, the length of a line is not: std::getline() into a std::string takes as many bytes
-//   as the other side sends before its LF. Read from strangers with istream::getline(array, size), which fails on a
-//   longer line.
+//   as the other side sends before its LF. Read lines from strangers with ReadLine(), whose limit bounds the memory.
 // - If the data end after a complete line, reading the end of file counts one more line.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
 // - The destructor does not flush.
@@ -32,6 +31,16 @@
 #include <istream>
 #include <memory>
 #include <ostream>
+#include <string>
+
+// The outcome of ReadLine(). Each of them except `end` took one whole line from the source, with its line end.
+enum class TLineRead {
+    line,               // CR LF ended the line
+    tooLong,            // the line is longer than the limit; the bytes beyond the limit were skipped
+    bareLineFeed,       // an LF without a CR before it ended the line
+    bareCarriageReturn, // no LF follows a CR in the line; such a CR is part of the text
+    end                 // the source ended, or failed, before the line ended
+};
 
 // The buffer of the line streams. The buffer size is 10,240 bytes by default; a size below 500 counts as 500, and one
 // above 1 GiB as 1 GiB. The reading area is the whole buffer, or half of it if the stream also writes. A piece with its
@@ -48,6 +57,12 @@ public:
 
     unsigned long QueryLinesRead() const noexcept { return fLinesRead; }
 
+    // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
+    // that line. If several outcomes apply, the result is `tooLong` or else `bareCarriageReturn`. After `end`, `line`
+    // holds what the source had of an unfinished line. The time is linear in the bytes read. If the string already has
+    // a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
+    [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
+
 protected:
     TLineStreamBuf();
     explicit TLineStreamBuf(unsigned long bufferSize);
@@ -63,6 +78,17 @@ protected:
     int_type pbackfail(int_type c) override;
 
 private:
+    friend class TLineStream;
+    friend class TiLineStream;
+
+    // Appends bytes to a line. The code of the caller defines it, so that no standard string is passed to the library.
+    using TAppend = void (*)(void *line, char const *bytes, std::size_t count);
+    static void Append(void *line, char const *bytes, std::size_t count);
+
+    TLineRead TakeLine(TAppend append, void *line, std::size_t limit);
+    TLineRead TakeLine(std::istream &stream, TAppend append, void *line, std::size_t limit); // sets its state bits
+    TLineRead TakeLine(std::istream &stream, std::string &line, std::size_t limit);
+
     bool IsWritable() const noexcept override;
     void WriteThrough(char const *bytes, std::size_t count) override;
     bool IsReadable() const noexcept override;
@@ -79,6 +105,20 @@ private:
     std::size_t fGathered = 0; // bytes of an incomplete piece, if the source threw
 };
 
+inline void TLineStreamBuf::Append(void *line, char const *bytes, std::size_t count) {
+    static_cast<std::string *>(line)->append(bytes, count);
+}
+
+inline TLineRead TLineStreamBuf::ReadLine(std::string &line, std::size_t limit) {
+    line.clear();
+    return TakeLine(&Append, &line, limit);
+}
+
+inline TLineRead TLineStreamBuf::TakeLine(std::istream &stream, std::string &line, std::size_t limit) {
+    line.clear();
+    return TakeLine(stream, &Append, &line, limit);
+}
+
 class TUZUTIL_API TLineStream : public std::iostream {
 public:
     explicit TLineStream(std::iostream *stream);
@@ -87,6 +127,9 @@ public:
 
     TLineStreamBuf *rdbuf() { return &fBuf; }
     unsigned long QueryLinesRead() const noexcept { return fBuf.QueryLinesRead(); }
+    // As TLineStreamBuf::ReadLine(). After `end`, eofbit and failbit are set, or badbit if the source threw or if there
+    // is no memory for the line; the other outcomes set no bit. gcount() is not changed.
+    [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit) { return fBuf.TakeLine(*this, line, limit); }
 
 private:
     TLineStreamBuf fBuf;
@@ -100,6 +143,8 @@ public:
 
     TLineStreamBuf *rdbuf() { return &fBuf; }
     unsigned long QueryLinesRead() const noexcept { return fBuf.QueryLinesRead(); }
+    // As that of TLineStream.
+    [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit) { return fBuf.TakeLine(*this, line, limit); }
 
 private:
     TLineStreamBuf fBuf;

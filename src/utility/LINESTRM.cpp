@@ -3,6 +3,8 @@
 
 #include "tuzutil/LINESTRM.h"
 
+#include "utility/kernel/byte_search.h"
+#include "utility/kernel/stream_guard.h"
 #include "utility/streams/sink_writer.h"
 #include "utility/streams/source_reader.h"
 
@@ -116,6 +118,58 @@ TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
     if (lineEnds)
         piece[count++] = '\n';
     return {back, piece, piece + count};
+}
+
+// Reads the pieces of one line. A CR at the end of a piece is text only if the next piece does not begin with LF, so it
+// is held back until then.
+TLineRead TLineStreamBuf::TakeLine(TAppend append, void *line, std::size_t limit) {
+    bool isTooLong = false;
+    bool hasBareReturn = false;
+    bool isReturnHeld = false;
+    auto const add = [&](char const *bytes, std::size_t count) {
+        std::size_t const taken = std::min(count, limit);
+        isTooLong = isTooLong || taken < count;
+        limit -= taken;
+        if (taken != 0)
+            append(line, bytes, taken);
+    };
+    auto const addHeldReturn = [&] {
+        if (isReturnHeld)
+            add("\r", 1);
+        hasBareReturn = hasBareReturn || isReturnHeld;
+    };
+    while (!traits_type::eq_int_type(sgetc(), traits_type::eof())) {
+        char *const begin = gptr();
+        char const *const lineFeed = byte_search::FindByte(begin, egptr(), '\n');
+        std::ptrdiff_t const count = (lineFeed ? lineFeed : egptr()) - begin;
+        if (count != 0) {
+            addHeldReturn();
+            isReturnHeld = begin[count - 1] == '\r';
+            char const *const textEnd = begin + count - (isReturnHeld ? 1 : 0);
+            hasBareReturn = hasBareReturn || byte_search::FindByte(begin, textEnd, '\r');
+            add(begin, static_cast<std::size_t>(textEnd - begin));
+        }
+        setg(eback(), begin + count + (lineFeed ? 1 : 0), egptr());
+        if (!lineFeed)
+            continue;
+        if (isTooLong)
+            return TLineRead::tooLong;
+        if (hasBareReturn)
+            return TLineRead::bareCarriageReturn;
+        return isReturnHeld ? TLineRead::line : TLineRead::bareLineFeed;
+    }
+    addHeldReturn();
+    return TLineRead::end;
+}
+
+TLineRead TLineStreamBuf::TakeLine(std::istream &stream, TAppend append, void *line, std::size_t limit) {
+    TLineRead read = TLineRead::end;
+    std::istream::sentry const ready(stream, true); // sets failbit if the stream is not good
+    if (!ready || !stream_guard::Guard(stream, [&] { read = TakeLine(append, line, limit); }))
+        return TLineRead::end;
+    if (read == TLineRead::end)
+        stream.setstate(std::ios_base::eofbit | std::ios_base::failbit);
+    return read;
 }
 
 std::streambuf::int_type TLineStreamBuf::pbackfail(int_type c) {

@@ -41,9 +41,10 @@ TEST(LineStream, Example) {
     std::istringstream connection("USER joe\r\nPASS secret\r\n");
     TiLineStream commands(&connection);
     std::string line;
-    std::getline(commands, line);
+    TLineRead read = commands.ReadLine(line, 512);
     unsigned long n = commands.QueryLinesRead();
-    EXPECT_EQ(line, "USER joe\r");
+    EXPECT_EQ(read, TLineRead::line);
+    EXPECT_EQ(line, "USER joe");
     EXPECT_EQ(n, 1u);
     EXPECT_EQ(connection.peek(), 'P');
 }
