@@ -33,6 +33,9 @@ void Read(std::string_view wire, std::size_t split) {
     std::string const data = split % 2 ? support::ReadRuns(buffer, split) : support::ReadBytes(buffer);
     support::TUnstuffed const expected = support::Unstuff(wire);
     Require(source.Taken() == expected.taken);
+    Require(buffer.IsTerminated() == expected.terminated);
+    Require(buffer.SawBareLineFeed() == support::HasBareLineFeed(wire.substr(0, expected.taken)));
+    Require(buffer.SawBareCarriageReturn() == support::HasBareReturn(wire.substr(0, expected.taken)));
     Require(HasLongLine(wire) || data == expected.data);
 }
 
@@ -42,6 +45,16 @@ void Write(std::string_view body, std::size_t run) {
     support::Write(buffer, body, run + 1);
     Require(buffer.WriteTermination() == 0);
     Require(sink.Text() == support::Stuff(body) + ".\r\n");
+}
+
+void WriteWithCrLf(std::string_view body, std::size_t run) {
+    support::TSplitSink sink(run % 5);
+    TDotByteStreamBuf buffer(sink);
+    buffer.UseCrLf();
+    support::Write(buffer, body, run + 1);
+    Require(buffer.EndBody() == 0);
+    std::string const lines = support::WithCrLf(body);
+    Require(sink.Text() == support::Stuff(lines) + support::Completion(lines) + ".\r\n");
 }
 
 void WriteLimited(std::string_view body, std::size_t lines) {
@@ -67,6 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
     std::string_view const text(reinterpret_cast<char const *>(data) + 1, size - 1);
     Read(text, data[0]);
     Write(text, data[0]);
+    WriteWithCrLf(text, data[0]);
     WriteLimited(text, data[0] % 8);
     return 0;
 }

@@ -228,7 +228,7 @@ bool Session::SendAll(Spool &spool) {
     ToDotByteStream out(fConnection);
     if (!spool.SendTo(out))
         return false;
-    out.WriteTermination();
+    out.EndBody();
     ++fCounters.messagesSent;
     return true;
 }
@@ -239,7 +239,7 @@ bool Session::SendLines(Spool &spool, std::uint32_t bodyLines) {
         bool const isSent = spool.SendTo(out);
         out.flush();
         if (isSent)
-            out.WriteTermination();
+            out.EndBody();
         return isSent;
     } catch (TDotByteLinesException &) {
         return true; // the header and the lines asked for are out, and the end line behind them

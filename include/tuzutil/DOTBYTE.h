@@ -7,13 +7,15 @@
 // Example:
 //     std::ostringstream connection;
 //     ToDotByteStream out(connection);
-//     out << "a\r\n.b\r\n";
-//     out.WriteTermination();       // the connection has "a\r\n..b\r\n.\r\n"
+//     out.UseCrLf();
+//     out << "a\n.b";
+//     out.EndBody();                // the connection has "a\r\n..b\r\n.\r\n"
 //     std::istringstream answer("a\r\n..b\r\n.\r\nX");
 //     TiDotByteStream in(answer);
 //     std::string line;
 //     while (std::getline(in, line)) // "a\r", ".b\r"
 //         std::cout << line << '\n';
+//     bool isWhole = in.IsTerminated();            // true: the connection was not lost before the end line
 //     char next = static_cast<char>(answer.get()); // 'X'
 //
 // Ownership:  Source and sink are borrowed and must outlive the stream.
@@ -23,7 +25,8 @@
 // Surprises:
 // - When reading, only CR LF ends a line; when writing, any LF does. Therefore "a\n.b" is written, and read back, as
 //   "a\n..b".
-// - The destructor neither flushes the stream nor ends the body. Call WriteTermination() before.
+// - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
+// - The destructor neither flushes the stream nor ends the body. A debug build traces that bytes were lost.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
@@ -41,12 +44,13 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // The buffer of the dot-byte streams.
 //
 // Line ends. Reading accepts only CR LF as a line end, so no other bytes are taken for the end of the body by mistake.
-// Writing doubles a dot after any LF, so the bytes of a body never look like its end. A bare CR passes unchanged in
-// both directions. Other programs may take it for a line end: a program that forwards a body from a stranger should
-// replace each bare CR by CR LF. std::getline() into a std::string accepts a line of any length. If strangers write the
-// lines, use a function that limits the length.
+// Writing doubles a dot after any LF, so the bytes of a body never look like its end. A bare CR or LF passes unchanged
+// in both directions. Other programs may take a bare CR for a line end, and then see an end line that this class does
+// not see. A relay that forwards a body from a stranger must therefore normalise it with UseCrLf(), or refuse it if
+// SawBareCarriageReturn() or SawBareLineFeed() says so. std::getline() into a std::string accepts a line of any length.
+// If strangers write the lines, use a function that limits the length.
 //
-// End of the body. If source.good() is true when reading ends, the body is complete; otherwise it was cut short. If a
+// End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. If a
 // source ends at the start of a line and delivers more bytes after a clear(), these bytes count as being inside a line.
 //
 // Failures. A read after Cancel() throws TDotByteError "Cancel". If the number of lines is limited, the write or flush
@@ -66,11 +70,23 @@ public:
 
     // Discards all bytes up to the end of the body, including the line ".". Stops if the source ends. Returns 0.
     int ReadToTermination();
+    // Whether the line "." was read. If this is false when reading ends, the body was cut short.
+    bool IsTerminated() const noexcept { return fReadState == State::terminated; }
+    // Whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF after
+    // it. The source is read a line ahead, so ask when reading has ended: the answer is then about the whole body.
+    bool SawBareLineFeed() const noexcept { return fHasBareLineFeed; }
+    bool SawBareCarriageReturn() const noexcept { return fHasBareReturn; }
     // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if the body has already been
     // ended or the sink has failed. REQUIRES: the body is empty or ends with a line end; otherwise the "." becomes part
     // of its last line, and the other side keeps waiting. The sink does not change line ends: open files with
     // std::ios::binary.
     int WriteTermination();
+    // Ends the last line with CR LF if it is unfinished (with LF if its last byte is CR), and then does the same as
+    // WriteTermination(). The line end that it adds counts as one that the caller wrote.
+    int EndBody();
+    // From now on, LF, CR, and CR LF each end a line, and every one of them is sent as CR LF. REQUIRES: nothing was
+    // written before.
+    void UseCrLf() noexcept { fUsesCrLf = true; }
     void Cancel() noexcept { fCancel.store(1); } // the next read throws
 
 protected:
@@ -83,7 +99,7 @@ private:
         terminated,  // the line "." was read or written
         atLineStart, // at the first byte, or after CR LF; when writing, after any LF
         insideLine,  // after any other byte
-        afterCr      // after a CR; only when reading
+        afterCr      // after a CR
     };
 
     TDotByteStreamBuf(std::istream *source, std::ostream *sink, std::uint32_t size);
@@ -94,10 +110,13 @@ private:
     void BeforeRead() override;
     TPiece ReadPiece() override;
 
+    static State StateAfter(char written) noexcept;
+    void WriteLines(char const *bytes, std::size_t count);
+    void WriteWithCrLf(char const *bytes, std::size_t count);
     char const *EndOfRun(char const *from, char const *end) const noexcept;
     void CheckStop();
     [[noreturn]] void Stop(std::uint32_t sourceLine);
-    void EndBody();
+    void WriteEndLine();
     std::uint32_t ReadAreaSize() const noexcept;
 
     std::istream *fSource;
@@ -112,6 +131,10 @@ private:
     std::uint32_t fLinesLeft = 0;
     std::uint64_t fLineLength = 0; // bytes of the current line that were written
     std::size_t fGathered = 0;     // bytes of an incomplete piece, if the source threw
+    bool fHasBareLineFeed = false;
+    bool fHasBareReturn = false;
+    bool fUsesCrLf = false;
+    bool fSkipsLineFeed = false; // a CR came last and was sent as CR LF, so that an LF after it is no line end
 };
 
 class TUZUTIL_API TDotByteStream : public std::iostream {
@@ -121,7 +144,12 @@ public:
 
     TDotByteStreamBuf *rdbuf() { return &fBuf; }
     int ReadToTermination() { return fBuf.ReadToTermination(); }
+    bool IsTerminated() const noexcept { return fBuf.IsTerminated(); }
+    bool SawBareLineFeed() const noexcept { return fBuf.SawBareLineFeed(); }
+    bool SawBareCarriageReturn() const noexcept { return fBuf.SawBareCarriageReturn(); }
     int WriteTermination() { return fBuf.WriteTermination(); }
+    int EndBody() { return fBuf.EndBody(); }
+    void UseCrLf() noexcept { fBuf.UseCrLf(); }
     void Cancel() noexcept { fBuf.Cancel(); }
 
 private:
@@ -135,6 +163,9 @@ public:
 
     TDotByteStreamBuf *rdbuf() { return &fBuf; }
     int ReadToTermination() { return fBuf.ReadToTermination(); }
+    bool IsTerminated() const noexcept { return fBuf.IsTerminated(); }
+    bool SawBareLineFeed() const noexcept { return fBuf.SawBareLineFeed(); }
+    bool SawBareCarriageReturn() const noexcept { return fBuf.SawBareCarriageReturn(); }
     void Cancel() noexcept { fBuf.Cancel(); }
 
 private:
@@ -149,6 +180,8 @@ public:
 
     TDotByteStreamBuf *rdbuf() { return &fBuf; }
     int WriteTermination() { return fBuf.WriteTermination(); }
+    int EndBody() { return fBuf.EndBody(); }
+    void UseCrLf() noexcept { fBuf.UseCrLf(); }
     void Cancel() noexcept { fBuf.Cancel(); }
 
 private:

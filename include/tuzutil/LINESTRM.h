@@ -22,7 +22,7 @@
 //   as the other side sends before its LF. Read lines from strangers with ReadLine(), whose limit bounds the memory.
 // - If the data end after a complete line, reading the end of file counts one more line.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
-// - The destructor does not flush.
+// - The destructor does not flush. A debug build traces that bytes were lost.
 
 #include "tuzutil/FILTSTRM.h"
 

@@ -51,7 +51,9 @@ TDotByteStreamBuf::TDotByteStreamBuf(std::ostream &sink, unsigned long lines) : 
 
 TDotByteStreamBuf::TDotByteStreamBuf(std::iostream &stream) : TDotByteStreamBuf(&stream, &stream, 2 * fsAreaSize) {}
 
-TDotByteStreamBuf::~TDotByteStreamBuf() = default;
+TDotByteStreamBuf::~TDotByteStreamBuf() {
+    TraceLostBytes();
+}
 
 std::uint32_t TDotByteStreamBuf::ReadAreaSize() const noexcept {
     return fSource ? fsAreaSize : 0;
@@ -80,8 +82,45 @@ bool TDotByteStreamBuf::IsWritable() const noexcept {
     return fSink && fWriteState != State::terminated;
 }
 
-// Writes runs of bytes. Between two runs, a dot is inserted or a line is counted.
 void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
+    if (fUsesCrLf)
+        WriteWithCrLf(bytes, count);
+    else
+        WriteLines(bytes, count);
+}
+
+// Sends CR LF for each line end, whatever its form. The bytes are converted in parts, so that the sink gets few writes.
+void TDotByteStreamBuf::WriteWithCrLf(char const *bytes, std::size_t count) {
+    char part[2 * fsAreaSize];
+    char const *const end = bytes + count;
+    while (bytes != end) {
+        std::size_t size = 0;
+        for (; bytes != end && size + 2 <= sizeof part; ++bytes) {
+            char const c = *bytes;
+            bool const isSkipped = c == '\n' && fSkipsLineFeed;
+            fSkipsLineFeed = c == '\r';
+            if (isSkipped)
+                continue;
+            if (c == '\r' || c == '\n') {
+                part[size++] = '\r';
+                part[size++] = '\n';
+            } else {
+                part[size++] = c;
+            }
+        }
+        if (size != 0)
+            WriteLines(part, size);
+    }
+}
+
+TDotByteStreamBuf::State TDotByteStreamBuf::StateAfter(char written) noexcept {
+    if (written == '\n')
+        return State::atLineStart;
+    return written == '\r' ? State::afterCr : State::insideLine;
+}
+
+// Writes runs of bytes. Between two runs, a dot is inserted or a line is counted.
+void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
     char const *const end = bytes + count;
     while (bytes != end) {
         if (fWriteState == State::atLineStart && *bytes == '.')
@@ -89,7 +128,7 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
         char const *const stop = EndOfRun(bytes, end);
         auto const length = static_cast<std::size_t>(stop - bytes);
         sink_writer::Write(*fSink, bytes, length);
-        fWriteState = stop[-1] == '\n' ? State::atLineStart : State::insideLine;
+        fWriteState = StateAfter(stop[-1]);
         fLineLength += length;
         bytes = stop;
         if (fWriteState == State::atLineStart)
@@ -119,13 +158,13 @@ void TDotByteStreamBuf::CheckStop() {
 }
 
 void TDotByteStreamBuf::Stop(std::uint32_t sourceLine) {
-    EndBody();
+    WriteEndLine();
     RaiseThroughStreams<TDotByteLinesException>(fsReports.Failure(
         {"Lines", sourceLine},
         {.function = "TDotByteStreamBuf::CheckStop()", .errorId = 0, .severity = TException::unrecoverable}));
 }
 
-void TDotByteStreamBuf::EndBody() {
+void TDotByteStreamBuf::WriteEndLine() {
     fWriteState = State::terminated;
     ClosePutArea();
     sink_writer::Through(*fSink, [](std::ostream &sink) {
@@ -137,8 +176,18 @@ void TDotByteStreamBuf::EndBody() {
 int TDotByteStreamBuf::WriteTermination() {
     if (traits_type::eq_int_type(overflow(traits_type::eof()), traits_type::eof()))
         return -1;
-    EndBody();
+    WriteEndLine();
     return fSink->fail() ? -1 : 0;
+}
+
+int TDotByteStreamBuf::EndBody() {
+    if (traits_type::eq_int_type(overflow(traits_type::eof()), traits_type::eof()))
+        return -1;
+    if (fWriteState == State::afterCr)
+        xsputn("\n", 1);
+    else if (fWriteState == State::insideLine)
+        xsputn("\r\n", 2);
+    return WriteTermination();
 }
 
 bool TDotByteStreamBuf::IsReadable() const noexcept {
@@ -155,7 +204,8 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     char *begin = fBuffer.get();
     // A full piece has fsAreaSize - 1 bytes. It is delivered before the next byte of the source, which may not have
     // arrived, is inspected.
-    source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered);
+    source_reader::Stop const stop =
+        source_reader::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered, &fHasBareReturn);
     bool const lineFeed = stop == source_reader::Stop::lineFeed && source_reader::TakeLineFeed(*fSource, stop);
     std::size_t const count = std::exchange(fGathered, 0);
     char *end = begin + count;
@@ -168,6 +218,8 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
         ++begin;
     }
     // A CR at the end of the last piece belongs to a line end only if the line feed is the very next byte.
+    if (count > 0 && fReadState == State::afterCr)
+        fHasBareReturn = true;
     if (count > 0 && end[-1] == '\r')
         fReadState = State::afterCr;
     else if (count > 0 || fReadState != State::afterCr)
@@ -176,6 +228,8 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
         *end++ = '\n';
         if (fReadState == State::afterCr)
             fReadState = State::atLineStart;
+        else
+            fHasBareLineFeed = true;
     }
     return {begin, begin, end};
 }

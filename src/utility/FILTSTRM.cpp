@@ -5,6 +5,7 @@
 #include "tuzutil/FILTSTRM.h"
 
 #include "platform/no_cancel.h"
+#include "utility/kernel/debug_check.h"
 #include "utility/kernel/reporter.h"
 #include "utility/streams/stream_failure.h"
 
@@ -12,6 +13,12 @@
 #include <cstring>
 #include <new>
 #include <utility>
+
+namespace {
+
+TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM");
+
+} // namespace
 
 TFilterStreamBuf::~TFilterStreamBuf() = default;
 
@@ -24,7 +31,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
             return traits_type::eof();
         // Throws, because callers would take a return of end of file for the end of the data.
         if (doallocate() != 0)
-            TReporter(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM").RaiseOutOfMemory();
+            fsReports.RaiseOutOfMemory();
         // If ReadPiece() throws, nothing can be put back, because the piece is incomplete.
         char *const back = eback();
         char *const end = egptr();
@@ -154,6 +161,14 @@ void TFilterStreamBuf::EmptyPutArea() noexcept {
 void TFilterStreamBuf::Append(char const *bytes, std::size_t count) noexcept {
     std::memcpy(pptr(), bytes, count);
     pbump(static_cast<int>(count));
+}
+
+void TFilterStreamBuf::TraceLostBytes() const noexcept {
+    if constexpr (debugcheck::isOn) {
+        if (pptr() != pbase())
+            fsReports.Warning("Stream destroyed with %u bytes that were not flushed",
+                              static_cast<unsigned int>(pptr() - pbase()));
+    }
 }
 
 void TFilterStreamBuf::ThrowKept() {

@@ -42,7 +42,9 @@ TLineStreamBuf::TLineStreamBuf(unsigned long bufferSize, std::ostream *sink) : T
     Init(sink);
 }
 
-TLineStreamBuf::~TLineStreamBuf() = default;
+TLineStreamBuf::~TLineStreamBuf() {
+    TraceLostBytes();
+}
 
 void TLineStreamBuf::Init(std::iostream *stream) {
     SetStreams(stream, stream);

@@ -18,12 +18,15 @@ int const fsEnd = std::char_traits<char>::eof();
 
 std::array<std::size_t, 5> const fsRuns{1, 2, 3, 7, support::fsAll};
 
-void ExpectRead(support::TSplitSource const &source, std::string const &data, std::string_view wire,
-                std::ios::iostate atEnd = std::ios::eofbit) {
+void ExpectRead(TDotByteStreamBuf const &buffer, support::TSplitSource const &source, std::string const &data,
+                std::string_view wire, std::ios::iostate atEnd = std::ios::eofbit) {
     support::TUnstuffed const expected = support::Unstuff(wire);
     ASSERT_EQ(data, expected.data) << wire;
     ASSERT_EQ(source.Taken(), expected.taken) << wire;
     ASSERT_EQ(source.rdstate(), expected.terminated ? std::ios::goodbit : atEnd) << wire;
+    ASSERT_EQ(buffer.IsTerminated(), expected.terminated) << wire;
+    ASSERT_EQ(buffer.SawBareLineFeed(), support::HasBareLineFeed(wire.substr(0, expected.taken))) << wire;
+    ASSERT_EQ(buffer.SawBareCarriageReturn(), support::HasBareReturn(wire.substr(0, expected.taken))) << wire;
 }
 
 // An exception costs a thousand times what a short text costs, so texts that throw are a little shorter.
@@ -42,10 +45,10 @@ TEST_P(DotByteReading, EveryShortTextIsReadAsTheModelSays) {
     support::ForEveryText(8, [](std::string const &wire) {
         support::TSplitSource source(wire, GetParam());
         TDotByteStreamBuf bytes(source);
-        ExpectRead(source, support::ReadBytes(bytes), wire);
+        ExpectRead(bytes, source, support::ReadBytes(bytes), wire);
         support::TSplitSource again(wire, GetParam());
         TDotByteStreamBuf runs(again);
-        ExpectRead(again, support::ReadRuns(runs, 3), wire);
+        ExpectRead(runs, again, support::ReadRuns(runs, 3), wire);
     });
 }
 
@@ -54,7 +57,7 @@ TEST_P(DotByteReading, SourceThatEndsAtAnyByteIsReadUpToThere) {
         for (std::size_t failAt = 0; failAt <= wire.size(); ++failAt) {
             support::TSplitSource source(wire, GetParam(), support::Failing::end, failAt);
             TDotByteStreamBuf buffer(source);
-            ExpectRead(source, support::ReadBytes(buffer), std::string_view(wire).substr(0, failAt));
+            ExpectRead(buffer, source, support::ReadBytes(buffer), std::string_view(wire).substr(0, failAt));
         }
     });
 }
@@ -64,7 +67,8 @@ TEST_P(DotByteReading, SourceThatThrowsAtAnyByteIsReadUpToThere) {
         for (std::size_t failAt = 0; failAt <= wire.size(); ++failAt) {
             support::TSplitSource source(wire, GetParam(), support::Failing::throws, failAt);
             TDotByteStreamBuf buffer(source);
-            ExpectRead(source, support::ReadBytes(buffer), std::string_view(wire).substr(0, failAt), std::ios::badbit);
+            ExpectRead(buffer, source, support::ReadBytes(buffer), std::string_view(wire).substr(0, failAt),
+                       std::ios::badbit);
         }
     });
 }
@@ -77,7 +81,7 @@ TEST_P(DotByteReading, ExceptionThatTheSourceLetsThroughLosesNothing) {
             TDotByteStreamBuf buffer(source);
             int exceptions = 0;
             std::string const data = support::ReadThroughExceptions(buffer, source, exceptions);
-            ExpectRead(source, data, wire);
+            ExpectRead(buffer, source, data, wire);
             support::TUnstuffed const expected = support::Unstuff(wire);
             ASSERT_EQ(exceptions, expected.terminated && failAt >= expected.taken ? 0 : 1) << wire;
         }
@@ -92,7 +96,7 @@ TEST_P(DotByteReading, TextsAroundTheEdgeOfAPieceAreReadAsTheModelSays) {
             std::string const wire = before + rest;
             support::TSplitSource source(wire, GetParam());
             TDotByteStreamBuf buffer(source);
-            ExpectRead(source, support::ReadRuns(buffer, 5000), wire);
+            ExpectRead(buffer, source, support::ReadRuns(buffer, 5000), wire);
         });
     }
 }
@@ -103,7 +107,7 @@ TEST_P(DotByteReading, RandomLongTextsAreReadAsTheModelSays) {
         std::string const wire = support::RandomText(random, random.Below(6000), random.Between(50, 99));
         support::TSplitSource source(wire, GetParam());
         TDotByteStreamBuf buffer(source);
-        ExpectRead(source, support::ReadRuns(buffer, random.Between(1, 3000)), wire);
+        ExpectRead(buffer, source, support::ReadRuns(buffer, random.Between(1, 3000)), wire);
     }
 }
 

@@ -117,8 +117,9 @@ TEST(DotByteStream, ASourceThatGoesOnAfterItsEndGoesOnInsideTheLine) {
 TEST(DotByteStream, Example) {
     std::ostringstream connection;
     ToDotByteStream out(connection);
-    out << "a\r\n.b\r\n";
-    out.WriteTermination();
+    out.UseCrLf();
+    out << "a\n.b";
+    out.EndBody();
     EXPECT_EQ(connection.str(), "a\r\n..b\r\n.\r\n");
 
     std::istringstream answer("a\r\n..b\r\n.\r\nX");
@@ -127,8 +128,10 @@ TEST(DotByteStream, Example) {
     std::string line;
     while (std::getline(in, line))
         lines << line << '\n';
+    bool isWhole = in.IsTerminated();
     char next = static_cast<char>(answer.get());
     EXPECT_EQ(lines.str(), "a\r\n.b\r\n");
+    EXPECT_TRUE(isWhole);
     EXPECT_EQ(next, 'X');
 }
 

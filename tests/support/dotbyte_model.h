@@ -30,6 +30,44 @@ inline TUnstuffed Unstuff(std::string_view wire) {
     return {data, wire.size(), false};
 }
 
+// Whether the bytes hold an LF without a CR before it.
+inline bool HasBareLineFeed(std::string_view bytes) {
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (bytes[i] == '\n' && (i == 0 || bytes[i - 1] != '\r'))
+            return true;
+    }
+    return false;
+}
+
+// Whether the bytes hold a CR that another byte than LF follows.
+inline bool HasBareReturn(std::string_view bytes) {
+    for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
+        if (bytes[i] == '\r' && bytes[i + 1] != '\n')
+            return true;
+    }
+    return false;
+}
+
+// LF, CR, and CR LF each end a line; all of them become CR LF.
+inline std::string WithCrLf(std::string_view body) {
+    std::string lines;
+    for (std::size_t i = 0; i < body.size(); ++i) {
+        bool const endsLine = body[i] == '\r' || body[i] == '\n';
+        if (endsLine && !(body[i] == '\n' && i > 0 && body[i - 1] == '\r'))
+            lines += "\r\n";
+        else if (!endsLine)
+            lines += body[i];
+    }
+    return lines;
+}
+
+// What EndBody() adds before the end line.
+inline char const *Completion(std::string_view body) {
+    if (body.empty() || body.back() == '\n')
+        return "";
+    return body.back() == '\r' ? "\n" : "\r\n";
+}
+
 // Writing ends a line at any LF.
 inline std::string Stuff(std::string_view body) {
     std::string wire;

@@ -38,6 +38,25 @@ inline char const *FindByte(char const *from, char const *end, char c) noexcept 
     return nullptr;
 }
 
+// Returns the first byte in [from, end) that is `a` or `b`, or null.
+inline char const *FindEither(char const *from, char const *end, char a, char b) noexcept {
+#if defined(__SSE2__)
+    __m128i const wantedA = _mm_set1_epi8(a);
+    __m128i const wantedB = _mm_set1_epi8(b);
+    for (; end - from >= 16; from += 16) {
+        __m128i const bytes = Load(from);
+        __m128i const either = _mm_or_si128(_mm_cmpeq_epi8(bytes, wantedA), _mm_cmpeq_epi8(bytes, wantedB));
+        if (unsigned int const hits = Mask(either))
+            return from + __builtin_ctz(hits);
+    }
+#endif
+    for (; from != end; ++from) {
+        if (*from == a || *from == b)
+            return from;
+    }
+    return nullptr;
+}
+
 // Returns the first `a` in [from, end) whose next byte, also in the range, is `b`. Returns null if there is none.
 inline char const *FindPair(char const *from, char const *end, char a, char b) noexcept {
 #if defined(__SSE2__)

@@ -30,13 +30,38 @@ source_reader::Stop FromBuffer(std::istream &source, F read) {
     return stop;
 }
 
-source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, std::size_t &count) {
+// Returns the first LF in [from, end), or null. Sets `*hasBareReturn` if a CR before it is followed by another byte of
+// the range. One search finds the end of a usual line, because its first CR is the one before its LF.
+char const *FindLineFeed(char const *from, char const *end, bool *hasBareReturn) {
+    if (!hasBareReturn || *hasBareReturn)
+        return byte_search::FindByte(from, end, '\n');
+    char const *const found = byte_search::FindEither(from, end, '\r', '\n');
+    if (!found || *found == '\n')
+        return found;
+    char const *const next = found + 1;
+    if (next == end)
+        return nullptr;
+    if (*next == '\n')
+        return next;
+    *hasBareReturn = true;
+    return byte_search::FindByte(next, end, '\n');
+}
+
+source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, std::size_t &count,
+                           bool *hasBareReturn) {
+    // Called for a byte other than LF that follows the bytes gathered so far.
+    auto const inspectLast = [&] {
+        if (hasBareReturn && count != 0 && into[count - 1] == '\r')
+            *hasBareReturn = true;
+    };
     while (count < limit) {
         std::string_view const held = TBufferArea::Held(from);
         if (!held.empty()) {
             char const *const begin = held.data();
             std::size_t const size = std::min(held.size(), limit - count);
-            char const *const lineFeed = byte_search::FindByte(begin, begin + size, '\n');
+            char const *const lineFeed = FindLineFeed(begin, begin + size, hasBareReturn);
+            if (lineFeed != begin)
+                inspectLast();
             std::size_t const taken = lineFeed ? static_cast<std::size_t>(lineFeed - begin) : size;
             std::memcpy(into + count, begin, taken);
             TBufferArea::Advance(from, taken);
@@ -52,6 +77,7 @@ source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, 
             return source_reader::Stop::lineFeed;
         // A buffer without a get area gives its bytes one at a time.
         if (TBufferArea::Held(from).empty()) {
+            inspectLast();
             from.sbumpc();
             into[count++] = traits::to_char_type(next);
         }
@@ -62,16 +88,24 @@ source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, 
 } // namespace
 
 source_reader::Stop source_reader::ReadToLineFeed(std::istream &source, char *into, std::size_t limit,
-                                                  std::size_t &count) {
+                                                  std::size_t &count, bool *hasBareReturn) {
     if (!source.good())
         return Stop::end;
-    std::istream::sentry const ready(source, true); // flushes a tied stream
-    if (!ready)
-        return Stop::end;
-    return FromBuffer(source, [&](std::streambuf &from) { return Gather(from, into, limit, count); });
+    // For a good stream, the sentry only flushes a tied stream. It is slow enough to be left out if there is none.
+    if (source.tie()) {
+        std::istream::sentry const ready(source, true);
+        if (!ready)
+            return Stop::end;
+    }
+    return FromBuffer(source, [&](std::streambuf &from) { return Gather(from, into, limit, count, hasBareReturn); });
 }
 
 bool source_reader::TakeLineFeed(std::istream &source, Stop stop) {
+    // After Stop::lineFeed the source is good, and its get area usually begins with the line feed.
+    if (stop == Stop::lineFeed && !TBufferArea::Held(*source.rdbuf()).empty()) {
+        TBufferArea::Advance(*source.rdbuf(), 1);
+        return true;
+    }
     if (stop == Stop::end || !source.good())
         return false;
     Stop const next = stop != Stop::limit ? stop : FromBuffer(source, [](std::streambuf &from) {

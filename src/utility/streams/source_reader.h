@@ -19,7 +19,11 @@ enum class Stop {
 // Reads until `count` is `limit`, the next byte is a line feed, or the source ends. Bytes are stored from into[count]
 // on, and `count` is increased by their number. An exception of the buffer passes if the source throws on badbit. Even
 // then `count` is correct, and a second call with the same arguments continues.
-Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count);
+//
+// If `hasBareReturn` is not null, it is set to true if a byte that is no line feed follows a CR among the bytes read.
+// It is never set to false.
+Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count,
+                    bool *hasBareReturn = nullptr);
 
 // Takes the next byte if it is a line feed, and returns whether it was. `stop` is the result of ReadToLineFeed(). For
 // Stop::limit the function must look at the next byte, and waits until that byte arrives.
