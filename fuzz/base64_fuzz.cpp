@@ -24,5 +24,21 @@ extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t siz
     if (TBase64::Decode(TBase64::Encode(bytes)) != upToZero)
         std::abort();
     TBase64::Decode(bytes);
+    if (TBase64::DecodeBinary(TBase64::Encode(bytes)) != bytes)
+        std::abort();
+    // What is strictly valid is what EncodeLine() makes of its bytes.
+    TString strict;
+    unsigned int fault = 0;
+    bool const isValid = TBase64::DecodeStrict(bytes, strict, &fault);
+    if (isValid != (fault == 0) || (isValid && size != 0 && TBase64::EncodeLine(strict) != bytes))
+        std::abort();
+    if (isValid && TBase64::DecodeBinary(bytes) != strict)
+        std::abort();
+    TString lenient;
+    if (!TBase64::DecodeStrict(TBase64::Encode(bytes), lenient, nullptr, TBase64::ignoreForeign) || lenient != bytes)
+        std::abort();
+    static_cast<void>(TBase64::DecodeStrict(bytes, lenient, &fault, TBase64::ignoreForeign));
+    if (fault > size + 1)
+        std::abort();
     return 0;
 }

@@ -67,7 +67,7 @@ bool Session::ReadResponse(Line &line) {
 
 void Session::AuthCramMd5() {
     std::string const challenge = NewTimestamp();
-    fLines << "+ " << EncodeLine(challenge) << "\r\n";
+    fLines << "+ " << TBase64::EncodeLine(challenge) << "\r\n";
     Line line;
     if (!ReadResponse(line))
         return;

@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstring>
 
 namespace pop3d {
 
@@ -17,10 +16,6 @@ std::string NewTimestamp() {
     auto const microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
     return "<" + std::to_string(ProcessId()) + "." + std::to_string(microseconds) + "." + std::to_string(++count) +
            "@localhost>";
-}
-
-TString EncodeLine(TString const &bytes) {
-    return TBase64::Encode(bytes).change("\n", "");
 }
 
 TString ApopDigest(std::string const &timestamp, TString const &secret) {
@@ -50,41 +45,9 @@ bool IsSameSecret(TString const &a, TString const &b) {
     return difference == 0;
 }
 
-namespace {
-
-int Sextet(char c) {
-    static char const alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    char const *const at = c ? std::strchr(alphabet, c) : nullptr;
-    return at ? static_cast<int>(at - alphabet) : -1;
-}
-
-// TBase64::Decode is for texts and ends at a zero byte, which is just what divides this response.
-bool DecodeStrictly(char const *base64, TStringAndWipe &bytes) {
-    std::size_t const length = std::strlen(base64);
-    if (length == 0 || length % 4 != 0)
-        return false;
-    std::size_t const padding = base64[length - 1] != '=' ? 0 : base64[length - 2] != '=' ? 1 : 2;
-    auto const size = static_cast<unsigned int>(length / 4 * 3 - padding);
-    bytes = TStringAndWipe(TString(nullptr, size, '\0'));
-    char *const to = bytes;
-    unsigned int bits = 0;
-    unsigned int written = 0;
-    for (std::size_t i = 0; i < length - padding; ++i) {
-        int const value = Sextet(base64[i]);
-        if (value < 0)
-            return false;
-        bits = bits << 6 | static_cast<unsigned int>(value);
-        if (i % 4 != 0 && written < size)
-            to[written++] = static_cast<char>(bits >> (6 - 2 * (i % 4)));
-    }
-    return true;
-}
-
-} // namespace
-
 bool PlainResponse::Parse(char const *base64) {
-    TStringAndWipe bytes;
-    if (!DecodeStrictly(base64, bytes))
+    TString bytes; // wiped, as the text is
+    if (!TBase64::DecodeStrict(TStringAndWipe(base64), bytes))
         return false;
     unsigned int const first = bytes.indexOf('\0');
     unsigned int const second = first ? bytes.indexOf('\0', first + 1) : 0;

@@ -12,8 +12,6 @@ namespace pop3d {
 // "<process.clock.count@host>", never the same twice.
 std::string NewTimestamp();
 
-TString EncodeLine(TString const &bytes); // Base64 on one line
-
 // The lower-case hexadecimal digest that APOP sends: MD5 of the timestamp and the secret behind it.
 TString ApopDigest(std::string const &timestamp, TString const &secret);
 

@@ -6,14 +6,21 @@
 // Example:
 //     TString line = TBase64::Encode("Man");  // "TWFu"
 //     TString text = TBase64::Decode("TW Fu"); // "Man": blanks and line ends are skipped
+//     TString bytes;
+//     unsigned int fault;
+//     bool isValid = TBase64::DecodeStrict("TWF*", bytes, &fault); // false; fault is 4, the position of "*"
 //
-// Ownership:  The functions only read their arguments and return new strings without flags.
+// Ownership:  The functions return new strings. Those of Encode() and Decode() have no flags; those of the others have
+//             the wipe flag if the argument has it.
 // Threads:    Any thread may call them; there is no shared state.
-// Failures:   TOutOfMemory if there is no memory for the result. Malformed input gives garbage, never an error.
+// Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input; the
+//             other functions make garbage of it.
 // Surprises:
-// - RFC 2045 asks a decoder to skip characters outside the alphabet, but Decode() takes each of them for the value 255.
-//   The decoded bytes are then wrong from that character on. Remove such characters before the call.
-// - Decode() is for text only: its result ends before the first zero byte.
+// - Encode() makes lines. If a protocol wants a single line, as AUTH does, use EncodeLine().
+// - RFC 2045 asks a decoder to skip characters outside the alphabet, but Decode() and DecodeBinary() take each of them
+//   for the value 255. The decoded bytes are then wrong from that character on. DecodeStrict() skips them if it is
+//   called with ignoreForeign.
+// - Decode() is for text only: its result ends before the first zero byte. DecodeBinary() keeps zero bytes.
 // - An empty or null argument gives an empty string, never a null one.
 
 #include "tuzutil/EXPORT.h"
@@ -24,11 +31,29 @@ public:
     // Encodes all bytes of the string, including zero bytes. Writes LF (without CR) after every 18 groups of four
     // characters. A padded last group counts too: 52, 53 and 54 bytes all give 72 characters and LF.
     static TString Encode(TString const &bytes);
+    // The same without any LF.
+    static TString EncodeLine(TString const &bytes);
 
     // Decodes the text up to its first "=", or the whole text if it has none. Cuts the result before its first zero
     // byte. An incomplete last group gives its complete bytes: two characters give one byte, three give two. White
     // space (ASCII) is skipped; any other character outside the alphabet is taken for the value 255.
     static TString Decode(TString const &text);
+    // The same, but with all decoded bytes, zero bytes too.
+    static TString DecodeBinary(TString const &text);
+
+    // What DecodeStrict() does with a character that is neither in the alphabet nor "=".
+    enum Foreign {
+        refuseForeign, // it is a fault, and so are blanks and line ends (RFC 4648)
+        ignoreForeign  // it is skipped, wherever it is (RFC 2045)
+    };
+
+    // Decodes a text that consists of whole groups, of which the last is padded with "=" if necessary and has no unused
+    // bits that are set. Returns true and replaces `bytes`. Otherwise returns false and leaves `bytes` as they were.
+    // Stores the 1-based position of the first fault in `*fault` if that is not null, or 0 if there is none: of a
+    // character that is not allowed at its place, of the character with the unused bits, or the position after the text
+    // if the last group is incomplete. An empty text is valid.
+    [[nodiscard]] static bool DecodeStrict(TString const &text, TString &bytes, unsigned int *fault = nullptr,
+                                           Foreign foreign = refuseForeign);
 };
 
 #endif

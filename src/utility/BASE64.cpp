@@ -7,6 +7,9 @@
 #include "utility/kernel/string_access.h"
 #include "utility/mail/base64_loops.h"
 
+#include <cstdint>
+#include <utility>
+
 namespace {
 
 char *EncodeBytes(base64::Byte const *from, std::size_t count, char *to) noexcept {
@@ -25,6 +28,19 @@ base64::Byte *DecodeText(char const *from, char const *end, base64::Byte *to) no
     return base64::DecodePortable(from, end, to);
 }
 
+std::uint32_t WipeFlag(TString const &argument) noexcept {
+    return argument.IsWipeOnDelete() ? std::uint32_t{TStringBuffer::wipeOnDelete} : 0;
+}
+
+// Returns all bytes that Decode() may give.
+TString DecodeAll(TString const &text, std::uint32_t flags) {
+    TString bytes = TStringAccess::Uninitialized(base64::DecodedRoom(text.length()), flags);
+    char const *const from = text;
+    base64::Byte *const to = bytes;
+    TStringAccess::Truncate(bytes, static_cast<unsigned int>(DecodeText(from, from + text.length(), to) - to));
+    return bytes;
+}
+
 } // namespace
 
 TString TBase64::Encode(TString const &bytes) {
@@ -33,13 +49,35 @@ TString TBase64::Encode(TString const &bytes) {
     return text;
 }
 
+TString TBase64::EncodeLine(TString const &bytes) {
+    TString text = TStringAccess::Uninitialized(base64::EncodedLineLength(bytes.length()), WipeFlag(bytes));
+    base64::EncodeLine(bytes, bytes.length(), text);
+    return text;
+}
+
 TString TBase64::Decode(TString const &text) {
-    TString bytes = TStringAccess::Uninitialized(base64::DecodedRoom(text.length()));
-    char const *const from = text;
+    TString bytes = DecodeAll(text, 0);
     char const *const to = bytes;
-    char const *end = reinterpret_cast<char const *>(DecodeText(from, from + text.length(), bytes));
-    if (char const *const zero = byte_search::FindByte(to, end, '\0'))
-        end = zero;
-    TStringAccess::Truncate(bytes, static_cast<unsigned int>(end - to));
+    if (char const *const zero = byte_search::FindByte(to, to + bytes.length(), '\0'))
+        TStringAccess::Truncate(bytes, static_cast<unsigned int>(zero - to));
     return bytes;
+}
+
+TString TBase64::DecodeBinary(TString const &text) {
+    return DecodeAll(text, WipeFlag(text));
+}
+
+bool TBase64::DecodeStrict(TString const &text, TString &bytes, unsigned int *fault, Foreign foreign) {
+    TString decoded = TStringAccess::Uninitialized(base64::DecodedRoom(text.length()), WipeFlag(text));
+    char const *const from = text;
+    base64::Byte *const to = decoded;
+    base64::Position at{from, to};
+    bool const isValid = base64::DecodeStrict(at, from + text.length(), foreign == ignoreForeign);
+    if (fault)
+        *fault = isValid ? 0 : static_cast<unsigned int>(at.from - from) + 1;
+    if (!isValid)
+        return false;
+    TStringAccess::Truncate(decoded, static_cast<unsigned int>(at.to - to));
+    bytes = std::move(decoded);
+    return true;
 }

@@ -27,7 +27,7 @@ WITHOUT_EXAMPLE = {"EXPORT", "tuzutil"}
 COMPILED_ONLY = Need(test="")
 
 NEEDS = {
-    "BASE64": Need(after='EXPECT_EQ(line, "TWFu"); EXPECT_EQ(text, "Man");'),
+    "BASE64": Need(after='EXPECT_EQ(line, "TWFu"); EXPECT_EQ(text, "Man"); EXPECT_FALSE(isValid); EXPECT_EQ(fault, 4u);'),
     "BINSTRM": Need(
         after=r'EXPECT_EQ(bytes.str(), std::string("\1\2\3\4\0\0\0\3\0\0\0\0abc", 15));'
               'EXPECT_EQ(number, 0x01020304); EXPECT_EQ(text, "abc");'),

@@ -56,6 +56,11 @@ inline std::uint64_t EncodedLength(std::uint64_t count) noexcept {
     return groups * 4 + groups / 18;
 }
 
+// Returns the same for one line without LF.
+inline std::uint64_t EncodedLineLength(std::uint64_t count) noexcept {
+    return (count + 2) / 3 * 4;
+}
+
 // Returns the number of bytes that decoding `count` characters needs at most, including the slack.
 inline std::uint64_t DecodedRoom(std::uint64_t count) noexcept {
     return (count + 3) / 4 * 3 + fsSlack;
@@ -83,6 +88,14 @@ inline char *EncodePadded(Byte const *from, std::size_t count, char *to) noexcep
     return to + 4;
 }
 
+// Encodes all bytes on one line without LF.
+inline char *EncodeLine(Byte const *from, std::size_t count, char *to) noexcept {
+    to = EncodeGroups(from, count / 3, to);
+    if (std::size_t const last = count % 3)
+        to = EncodePadded(from + (count - last), last, to);
+    return to;
+}
+
 inline char *EncodeLinesPortable(Byte const *from, std::size_t lines, char *to) noexcept {
     for (; lines; --lines, from += fsLine) {
         to = EncodeGroups(from, fsLine / 3, to);
@@ -93,9 +106,7 @@ inline char *EncodeLinesPortable(Byte const *from, std::size_t lines, char *to) 
 
 // Encodes the bytes after the last full line.
 inline char *EncodeTail(Byte const *from, std::size_t count, char *to) noexcept {
-    to = EncodeGroups(from, count / 3, to);
-    if (std::size_t const last = count % 3)
-        to = EncodePadded(from + (count - last), last, to);
+    to = EncodeLine(from, count, to);
     if (count > fsLine - 3) // a padded group filled the line
         *to++ = '\n';
     return to;
@@ -171,6 +182,62 @@ inline Byte *DecodePortable(char const *from, char const *end, Byte *to) noexcep
         else if (!DecodeGroup(at, end))
             return at.to;
     }
+}
+
+// Strict decoding.
+
+enum class Strict { group, end, fault };
+
+// Decodes one group and skips foreign characters if `skips` is true. The result is Strict::end if the data ends before
+// a group or with a padded group. After Strict::fault, at.from is the first fault, or the end if the group is
+// incomplete.
+inline Strict DecodeStrictGroup(Position &at, char const *end, bool skips) noexcept {
+    unsigned int bits = 0;
+    unsigned int count = 0;
+    unsigned int padding = 0;
+    char const *last = at.from;
+    for (; at.from != end && count + padding < 4; ++at.from) {
+        unsigned int const value = Value(*at.from);
+        bool const isPadding = *at.from == '=';
+        if (value == fsOutside && !isPadding && skips)
+            continue;
+        if (isPadding ? count < 2 : value == fsOutside || padding != 0)
+            return Strict::fault;
+        if (isPadding) {
+            ++padding;
+            continue;
+        }
+        bits = bits << 6 | value;
+        ++count;
+        last = at.from;
+    }
+    if (count == 0)
+        return Strict::end;
+    if (count + padding < 4)
+        return Strict::fault;
+    bits <<= 6 * padding;
+    if (bits & ((1u << 8 * padding) - 1)) { // bits that belong to no byte
+        at.from = last;
+        return Strict::fault;
+    }
+    for (unsigned int byte = 0; byte < 3 - padding; ++byte)
+        *at.to++ = static_cast<Byte>(bits >> (16 - 8 * byte));
+    return padding ? Strict::end : Strict::group;
+}
+
+// Decodes a whole text. Returns whether it is valid. If not, at.from is the first fault, or the end of an incomplete
+// text.
+inline bool DecodeStrict(Position &at, char const *end, bool skips) noexcept {
+    Strict result = Strict::group;
+    while (result == Strict::group) {
+        DecodeRun(at, end);
+        result = DecodeStrictGroup(at, end, skips);
+    }
+    if (result == Strict::fault)
+        return false;
+    while (at.from != end && skips && *at.from != '=' && Value(*at.from) == fsOutside)
+        ++at.from;
+    return at.from == end;
 }
 
 #if defined(TUZUTIL_BASE64_SHUFFLE)
