@@ -39,6 +39,13 @@ void ReadLines(std::string_view text, std::size_t split) {
     Require(source.rdstate() == std::ios::eofbit);
 }
 
+void ReadLinesWithLimit(std::string_view text, std::size_t split) {
+    support::TSplitSource source(text, split);
+    TLineStreamBuf buffer(500, &source);
+    std::size_t const limit = 4 * split;
+    Require(support::ReadLines(buffer, limit) == support::LinesRead(text, limit));
+}
+
 // Two halves of the text; without CR LF, what comes is what was there, but for the pieces at the ends.
 void Concatenate(std::string_view text, std::size_t split) {
     support::TSplitSource first(text.substr(0, text.size() / 2), split);
@@ -58,6 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
         return 0;
     std::string_view const text(reinterpret_cast<char const *>(data) + 1, size - 1);
     ReadLines(text, data[0]);
+    ReadLinesWithLimit(text, data[0]);
     Concatenate(text, data[0]);
     return 0;
 }

@@ -6,57 +6,16 @@
 
 #include <gtest/gtest.h>
 
-#include <new>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-char const *Name(TLineRead read) {
-    switch (read) {
-    case TLineRead::line: return "line ";
-    case TLineRead::tooLong: return "tooLong ";
-    case TLineRead::bareLineFeed: return "bareLineFeed ";
-    case TLineRead::bareCarriageReturn: return "bareCarriageReturn ";
-    default: return "end ";
-    }
-}
-
-// All outcomes and texts up to the end.
-template <typename From>
-std::vector<std::string> Lines(From &from, std::size_t limit) {
-    std::vector<std::string> lines;
-    std::string line;
-    TLineRead read;
-    do {
-        read = from.ReadLine(line, limit);
-        lines.push_back(Name(read) + line);
-    } while (read != TLineRead::end);
-    return lines;
-}
-
 std::vector<std::string> LinesOf(std::string const &text, std::size_t limit = 100) {
     std::istringstream source(text);
     TiLineStream in(&source);
-    return Lines(in, limit);
-}
-
-// What ReadLine() gives, said about a whole text.
-std::vector<std::string> Expected(std::string_view text, std::size_t limit) {
-    std::vector<std::string> lines;
-    for (std::size_t end; (end = text.find('\n')) != std::string_view::npos; text.remove_prefix(end + 1)) {
-        std::string_view line = text.substr(0, end);
-        bool const hasReturn = !line.empty() && line.back() == '\r';
-        line.remove_suffix(hasReturn ? 1 : 0);
-        char const *const name = line.size() > limit                         ? "tooLong "
-                                 : line.find('\r') != std::string_view::npos ? "bareCarriageReturn "
-                                 : hasReturn                                 ? "line "
-                                                                             : "bareLineFeed ";
-        lines.push_back(name + std::string(line.substr(0, limit)));
-    }
-    lines.push_back("end " + std::string(text.substr(0, limit)));
-    return lines;
+    return support::ReadLines(in, limit);
 }
 
 using TTexts = std::vector<std::string>;
@@ -103,7 +62,8 @@ TEST(ReadLine, GivesTheSameAtEverySplitOfEveryShortText) {
             for (std::size_t const limit : {std::size_t(0), std::size_t(1), std::size_t(3), std::size_t(100)}) {
                 support::TSplitSource source(text, split);
                 TiLineStream in(&source);
-                ASSERT_EQ(Lines(in, limit), Expected(text, limit)) << testing::PrintToString(text) << limit;
+                ASSERT_EQ(support::ReadLines(in, limit), support::LinesRead(text, limit))
+                    << testing::PrintToString(text) << limit;
             }
         });
     }
@@ -117,7 +77,8 @@ TEST(ReadLine, GivesTheSameAroundTheEdgesOfAPiece) {
             for (std::size_t const limit : {length - 1, length, length + 1, std::size_t(1000)}) {
                 support::TSplitSource source(text, support::fsAll);
                 TLineStreamBuf in(500, &source);
-                ASSERT_EQ(Lines(in, limit), Expected(text, limit)) << length << testing::PrintToString(rest) << limit;
+                ASSERT_EQ(support::ReadLines(in, limit), support::LinesRead(text, limit))
+                    << length << testing::PrintToString(rest) << limit;
             }
         });
     }
@@ -130,7 +91,7 @@ TEST(ReadLine, GivesTheSameForRandomLongTexts) {
         std::size_t const limit = random.Below(1500);
         support::TSplitSource source(text, random.Between(1, 700));
         TiLineStream in(500, &source);
-        ASSERT_EQ(Lines(in, limit), Expected(text, limit));
+        ASSERT_EQ(support::ReadLines(in, limit), support::LinesRead(text, limit));
         ASSERT_EQ(in.QueryLinesRead(), support::LinesAtEnd(text));
     }
 }

@@ -3,8 +3,11 @@
 
 // What line streams read, said about whole texts.
 
+#include "tuzutil/LINESTRM.h"
+
 #include <algorithm>
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -26,6 +29,38 @@ inline std::vector<std::string_view> LinePieces(std::string_view text, std::size
 // Lines begun in `text`, and the one more that its end counts where it ends with a line.
 inline unsigned long LinesAtEnd(std::string_view text) {
     return static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n')) + 1;
+}
+
+// What ReadLine() gives: outcomes and texts.
+inline std::vector<std::string> LinesRead(std::string_view text, std::size_t limit) {
+    std::vector<std::string> lines;
+    for (std::size_t end; (end = text.find('\n')) != std::string_view::npos; text.remove_prefix(end + 1)) {
+        std::string_view line = text.substr(0, end);
+        bool const hasReturn = !line.empty() && line.back() == '\r';
+        line.remove_suffix(hasReturn ? 1 : 0);
+        char const *outcome = hasReturn ? "line " : "bareLineFeed ";
+        if (line.find('\r') != std::string_view::npos)
+            outcome = "bareCarriageReturn ";
+        if (line.size() > limit)
+            outcome = "tooLong ";
+        lines.push_back(outcome + std::string(line.substr(0, limit)));
+    }
+    lines.push_back("end " + std::string(text.substr(0, limit)));
+    return lines;
+}
+
+// Reads up to the end, and gives the same.
+template <typename From>
+std::vector<std::string> ReadLines(From &from, std::size_t limit) {
+    char const *const outcomes[] = {"line ", "tooLong ", "bareLineFeed ", "bareCarriageReturn ", "end "};
+    std::vector<std::string> lines;
+    std::string line;
+    TLineRead read;
+    do {
+        read = from.ReadLine(line, limit);
+        lines.push_back(outcomes[static_cast<int>(read)] + line);
+    } while (read != TLineRead::end);
+    return lines;
 }
 
 } // namespace support
