@@ -7,13 +7,13 @@
 // Example:
 //     std::ostringstream connection;
 //     ToDotByteStream out(connection);
-//     out.UseCrLf();
-//     out << "a\n.b";
+//     out << "a\r\n.b";
 //     out.EndBody();                // the connection has "a\r\n..b\r\n.\r\n"
 //     std::istringstream answer("a\r\n..b\r\n.\r\nX");
 //     TiDotByteStream in(answer);
+//     TiLineStream lines(&in);
 //     std::string line;
-//     while (std::getline(in, line)) // "a\r", ".b\r"
+//     while (lines.ReadLine(line, 998) != TLineRead::end) // "a", ".b"
 //         std::cout << line << '\n';
 //     bool isWhole = in.IsTerminated();            // true: the connection was not lost before the end line
 //     char next = static_cast<char>(answer.get()); // 'X'
@@ -48,7 +48,7 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // in both directions. Other programs may take a bare CR for a line end, and then see an end line that this class does
 // not see. A relay that forwards a body from a stranger must therefore normalise it with UseCrLf(), or refuse it if
 // SawBareCarriageReturn() or SawBareLineFeed() says so. std::getline() into a std::string accepts a line of any length.
-// If strangers write the lines, use a function that limits the length.
+// If strangers write the lines, read them through a TiLineStream.
 //
 // End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. If a
 // source ends at the start of a line and delivers more bytes after a clear(), these bytes count as being inside a line.

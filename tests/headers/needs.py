@@ -35,8 +35,8 @@ NEEDS = {
     "CONCSTRM": Need(after=r'EXPECT_EQ(all.str(), "Subject: x\r\n" "\n" "Hello\r\n");'),
     "CRAMMD5": Need(after='EXPECT_EQ(digest, "b913a602c7eda7a495b4e6e7334d3890");'),
     "DIRECTRY": COMPILED_ONLY,
-    "DOTBYTE": Need(after=r'EXPECT_EQ(connection.str(), "a\r\n..b\r\n.\r\n"); EXPECT_EQ(next, ' "'X');"
-                          "EXPECT_TRUE(isWhole);", output=r'"a\r\n.b\r\n"'),
+    "DOTBYTE": Need(includes=['"tuzutil/LINESTRM.h"'], after=r'EXPECT_EQ(connection.str(), "a\r\n..b\r\n.\r\n"); EXPECT_EQ(next, ' "'X');"
+                          "EXPECT_TRUE(isWhole);", output=r'"a\n.b\n"'),
     "EXCEPTN": Need(signature="void Example(TString const &text)",
                     test='EXPECT_THROW(Example(TString("abc")), TInvalidRequest);'),
     "FACTORY": Need(declarations=True, test="EXPECT_EQ(filter, &fsFilter);"),

@@ -232,6 +232,28 @@ TOutcome ReadsLines() {
     return Reads(lines, "one\r\ntwo\n");
 }
 
+TOutcome ReadsALine() {
+    TFixedBuf bytes("a text that is longer than what any class keeps in itself, so that it needs memory\r\n");
+    std::istream source(&bytes);
+    TiLineStream lines(&source);
+    std::string line;
+    TLineRead const read = lines.ReadLine(line, 512);
+    if (read == TLineRead::line)
+        return line == fsLongText ? done : wrong;
+    return read == TLineRead::end && lines.bad() ? reported : wrong;
+}
+
+TOutcome DecodesStrictly() {
+    TString decoded("before");
+    try {
+        if (!TBase64::DecodeStrict(TBase64::EncodeLine(fsLongText), decoded))
+            return wrong;
+    } catch (TOutOfMemory const &) {
+        return decoded == "before" ? reported : wrong;
+    }
+    return Is(decoded, fsLongText);
+}
+
 TOutcome WritesLines() {
     TFixedBuf bytes;
     std::ostream sink(&bytes);
@@ -486,6 +508,7 @@ TOperation const fsOperations[] = {
     OPERATION(TellsAnObserver),      OPERATION(TracesToItsOwnFile),
     OPERATION(TracesToASharedFile),  OPERATION(IsConfigured),
     OPERATION(ReadsLines),           OPERATION(WritesLines),
+    OPERATION(ReadsALine),           OPERATION(DecodesStrictly),
     OPERATION(ReadsABody),           OPERATION(WritesABody),
     OPERATION(EndsABodyAtItsLines),  OPERATION(JoinsStreams),
     OPERATION(WritesToMemory),       OPERATION(WritesToATemporaryFile),

@@ -1,4 +1,5 @@
 #include "tuzutil/DOTBYTE.h"
+#include "tuzutil/LINESTRM.h"
 
 #include "support/streams.h"
 
@@ -117,20 +118,20 @@ TEST(DotByteStream, ASourceThatGoesOnAfterItsEndGoesOnInsideTheLine) {
 TEST(DotByteStream, Example) {
     std::ostringstream connection;
     ToDotByteStream out(connection);
-    out.UseCrLf();
-    out << "a\n.b";
+    out << "a\r\n.b";
     out.EndBody();
     EXPECT_EQ(connection.str(), "a\r\n..b\r\n.\r\n");
 
     std::istringstream answer("a\r\n..b\r\n.\r\nX");
     TiDotByteStream in(answer);
-    std::ostringstream lines;
+    TiLineStream lines(&in);
+    std::ostringstream shown;
     std::string line;
-    while (std::getline(in, line))
-        lines << line << '\n';
+    while (lines.ReadLine(line, 998) != TLineRead::end)
+        shown << line << '\n';
     bool isWhole = in.IsTerminated();
     char next = static_cast<char>(answer.get());
-    EXPECT_EQ(lines.str(), "a\r\n.b\r\n");
+    EXPECT_EQ(shown.str(), "a\n.b\n");
     EXPECT_TRUE(isWhole);
     EXPECT_EQ(next, 'X');
 }

@@ -1,3 +1,4 @@
+#include "tuzutil/DOTBYTE.h"
 #include "tuzutil/LINESTRM.h"
 
 #include "support/line_model.h"
@@ -189,6 +190,17 @@ TEST(ReadLine, AnExceptionOfTheSourceSetsTheBadBitOrPasses) {
     in.exceptions(std::ios::badbit);
     std::string line;
     EXPECT_THROW(static_cast<void>(in.ReadLine(line, 10)), std::runtime_error);
+}
+
+TEST(ReadLine, AnExceptionOfTheLibraryPassesAndLeavesTheStreamGood) {
+    std::istringstream connection("a\r\nb\r\n.\r\n");
+    TiDotByteStream body(connection);
+    TiLineStream in(&body);
+    std::string line;
+    body.Cancel();
+    EXPECT_THROW(static_cast<void>(in.ReadLine(line, 10)), TDotByteError);
+    EXPECT_EQ(in.rdstate(), std::ios::goodbit);
+    EXPECT_EQ(support::ReadLines(in, 10), (TTexts{"line a", "line b", "end "}));
 }
 
 TEST(ReadLine, BothDirectionsReadToo) {
