@@ -215,6 +215,20 @@ void LineReadLines(benchmark::State &state) {
     SetBytes(state, Body().size());
 }
 
+void LineReadLinesWithLimit(benchmark::State &state) {
+    for (auto _ : state) {
+        TMemorySourceBuf buffer(Body());
+        std::istream source(&buffer);
+        TiLineStream in(&source);
+        std::string line;
+        std::size_t bytes = 0;
+        while (in.ReadLine(line, 1000) == TLineRead::line)
+            bytes += line.size() + 2;
+        Check(state, bytes == Body().size());
+    }
+    SetBytes(state, Body().size());
+}
+
 void LineReadRuns(benchmark::State &state) {
     std::vector<char> memory(Body().size());
     for (auto _ : state) {
@@ -261,6 +275,7 @@ BENCHMARK(DotByteWriteLimited);
 BENCHMARK(DotByteReadRuns);
 BENCHMARK(DotByteReadLines);
 BENCHMARK(LineReadLines);
+BENCHMARK(LineReadLinesWithLimit);
 BENCHMARK(LineReadRuns);
 BENCHMARK(LineWriteToMemory);
 
