@@ -142,14 +142,12 @@ TLineRead TLineStreamBuf::TakeLine(TAppend append, void *line, std::size_t limit
     };
     while (!traits_type::eq_int_type(sgetc(), traits_type::eof())) {
         char *const begin = gptr();
-        char const *const lineFeed = byte_search::FindByte(begin, egptr(), '\n');
+        char const *const lineFeed = byte_search::FindLineFeed(begin, egptr(), &hasBareReturn);
         std::ptrdiff_t const count = (lineFeed ? lineFeed : egptr()) - begin;
         if (count != 0) {
             addHeldReturn();
             isReturnHeld = begin[count - 1] == '\r';
-            char const *const textEnd = begin + count - (isReturnHeld ? 1 : 0);
-            hasBareReturn = hasBareReturn || byte_search::FindByte(begin, textEnd, '\r');
-            add(begin, static_cast<std::size_t>(textEnd - begin));
+            add(begin, static_cast<std::size_t>(count) - (isReturnHeld ? 1 : 0));
         }
         setg(eback(), begin + count + (lineFeed ? 1 : 0), egptr());
         if (!lineFeed)

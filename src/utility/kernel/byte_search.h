@@ -57,6 +57,24 @@ inline char const *FindEither(char const *from, char const *end, char a, char b)
     return nullptr;
 }
 
+// Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, sets `*hasBareReturn` if a CR before
+// the result is followed by another byte of the range than LF. One search finds the end of a usual line, because its
+// first CR is the one before its LF.
+inline char const *FindLineFeed(char const *from, char const *end, bool *hasBareReturn) noexcept {
+    if (!hasBareReturn || *hasBareReturn)
+        return FindByte(from, end, '\n');
+    char const *const found = FindEither(from, end, '\r', '\n');
+    if (!found || *found == '\n')
+        return found;
+    char const *const next = found + 1;
+    if (next == end)
+        return nullptr;
+    if (*next == '\n')
+        return next;
+    *hasBareReturn = true;
+    return FindByte(next, end, '\n');
+}
+
 // Returns the first `a` in [from, end) whose next byte, also in the range, is `b`. Returns null if there is none.
 inline char const *FindPair(char const *from, char const *end, char a, char b) noexcept {
 #if defined(__SSE2__)

@@ -30,23 +30,6 @@ source_reader::Stop FromBuffer(std::istream &source, F read) {
     return stop;
 }
 
-// Returns the first LF in [from, end), or null. Sets `*hasBareReturn` if a CR before it is followed by another byte of
-// the range. One search finds the end of a usual line, because its first CR is the one before its LF.
-char const *FindLineFeed(char const *from, char const *end, bool *hasBareReturn) {
-    if (!hasBareReturn || *hasBareReturn)
-        return byte_search::FindByte(from, end, '\n');
-    char const *const found = byte_search::FindEither(from, end, '\r', '\n');
-    if (!found || *found == '\n')
-        return found;
-    char const *const next = found + 1;
-    if (next == end)
-        return nullptr;
-    if (*next == '\n')
-        return next;
-    *hasBareReturn = true;
-    return byte_search::FindByte(next, end, '\n');
-}
-
 source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, std::size_t &count,
                            bool *hasBareReturn) {
     // Called for a byte other than LF that follows the bytes gathered so far.
@@ -59,7 +42,7 @@ source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, 
         if (!held.empty()) {
             char const *const begin = held.data();
             std::size_t const size = std::min(held.size(), limit - count);
-            char const *const lineFeed = FindLineFeed(begin, begin + size, hasBareReturn);
+            char const *const lineFeed = byte_search::FindLineFeed(begin, begin + size, hasBareReturn);
             if (lineFeed != begin)
                 inspectLast();
             std::size_t const taken = lineFeed ? static_cast<std::size_t>(lineFeed - begin) : size;
