@@ -47,8 +47,10 @@ private:
     void *fPointer = nullptr;
 };
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wshadow" // one compiler warns that `time` is also a function of the C library
+#if defined(__clang__) // clang warns because `time` is also a function of the C library
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wshadow"
+#endif
 class TUZUTIL_API TagVar {
 public:
     // These numbers are written to streams (docs/formats.md), so they must not change.
@@ -66,6 +68,12 @@ public:
         voidPtr = 10
     };
 
+    // The kinds above 10 are additions, and no enumerators, so that a switch over Type remains complete. No operator
+    // accepts them, and QueryString() refuses them. Read the numbers by QueryInteger64().
+    static constexpr Type integer64 = static_cast<Type>(64);         // an integer that does not fit in 32 bits
+    static constexpr Type unsignedInteger64 = static_cast<Type>(72); // an unsigned one that does not fit in 32 bits
+    static constexpr Type unshown = static_cast<Type>(80); // an argument without a value: messages print it as "?"
+
     TagVar() noexcept : TagVar(nil) {}
     TagVar(Type type) noexcept : fType(type), fCell(0) {} // owns no object, even if the kind can own one
 
@@ -73,11 +81,11 @@ public:
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}
     TagVar(unsigned short value) noexcept : TagVar(static_cast<unsigned int>(value)) {}
     TagVar(unsigned int value) noexcept : fType(unsignedInteger), fCell(value) {}
-    // These constructors throw "type mismatch" if the value does not fit in 32 bits.
-    TagVar(long value);
-    TagVar(unsigned long value);
-    TagVar(long long value);
-    TagVar(unsigned long long value);
+    // These give the kinds integer and unsignedInteger if the value fits in 32 bits, and otherwise the 64-bit kinds.
+    TagVar(long value) noexcept;
+    TagVar(unsigned long value) noexcept;
+    TagVar(long long value) noexcept;
+    TagVar(unsigned long long value) noexcept;
     TagVar(double value) noexcept;
     TagVar(TString const &text); // a wide string if the text's Unicode flag is set
     TagVar(char const *text);    // for a null pointer, owns a null string
@@ -103,6 +111,8 @@ public:
     int IsEndOfArgs() const noexcept { return IsType(endOfArgs); }
     int IsInteger() const noexcept { return IsType(integer); }
     int IsUnsignedInteger() const noexcept { return IsType(unsignedInteger); }
+    int IsInteger64() const noexcept { return IsType(integer64); }
+    int IsUnsignedInteger64() const noexcept { return IsType(unsignedInteger64); }
     int IsReal() const noexcept { return IsType(real); }
     int IsString() const noexcept { return IsType(string); }
     int IsWideString() const noexcept { return IsType(wideString); }
@@ -114,6 +124,10 @@ public:
     operator long() const;
     operator unsigned long() const;
     operator double() const;
+    // Return the number of any of the four integer kinds. They throw "type mismatch" for other kinds, and if the result
+    // cannot hold the number.
+    long long QueryInteger64() const;
+    unsigned long long QueryUnsignedInteger64() const;
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
     // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). This function tests only three bits of
@@ -134,6 +148,8 @@ public:
     // the kind in the stream does not exist, this value becomes nil, and "unknown type" is thrown.
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
+    // All operators throw "unknown type" for the kinds above 10.
+    //
     // Arithmetic on integers wraps at 32 bits. A signed and an unsigned integer give a signed one. A real and any
     // number give a real, except that %= does not accept reals. += concatenates two texts. Division and remainder are
     // computed unsigned if one operand is unsigned.
@@ -171,6 +187,9 @@ private:
     friend struct TagVarAccess;
     struct TOperators;
 
+    static bool Exists(Type type) noexcept {
+        return type <= voidPtr || type == integer64 || type == unsignedInteger64 || type == unshown;
+    }
     std::uint32_t Word() const noexcept { return static_cast<std::uint32_t>(fCell); }
     double Real() const noexcept;
     template <typename T>
@@ -181,11 +200,15 @@ private:
     void SetReal(double value) noexcept;
     void SetObject(Type type, void const *object) noexcept;
     void CopyOwned(TagVar const &other);
+    ToBinaryStream &WriteLong(ToBinaryStream &out) const;
+    void ReadLong(TiBinaryStream &in);
     void CleanUp() noexcept;
 
     Type fType;
     std::uint64_t fCell; // the number or the pointer in the first bytes; the other bytes are 0
 };
-#pragma GCC diagnostic pop
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
 
 #endif

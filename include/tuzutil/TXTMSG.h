@@ -19,7 +19,7 @@
 // - An empty text becomes a text of one zero character.
 // - In a list of pointers to arguments, a value of kind nil ends the list as fsEndOfArgs does.
 // - A 16-bit default text is read back from a stream as narrow bytes: the stream does not say that it is 16-bit.
-// - Integers have 32 bits: write %d and %u. In "%zu %s" and "%lld %s" the number becomes the argument of %s.
+// - The length of an integer follows from the argument: "%d" prints 64-bit integers whole.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -35,16 +35,19 @@ class TMessageFaults;
 
 enum TExplicitInit { ExplicitInit };
 
-// Formats. The conversions are d i o u x X c s S p f F e E g G n. They take the flags "-", "+", " ", "#", "0", a width,
-// a precision, and one of h, l, L. A width or precision may be an argument ("*", "*2$"). "%S" takes a text only in
-// 16-bit formats. "%n" stores nothing: it prints as an unknown conversion whose character is "?". "%p" prints 8
-// upper-case digits, or 16 if pointers are longer. On Windows, the flag "0" also fills texts and characters with zeros.
+// Formats. The conversions are d i o u x X c s S p f F e E g G a A n. They take the flags "-", "+", " ", "#", "0", a
+// width, a precision, and one of h, l, L. Integers also take ll, j, z and t, which extend 32-bit integers to 64 bits.
+// If the argument is a text or missing, a conversion with one of these is unknown. A width or precision may be an
+// argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it prints as an unknown
+// conversion whose character is "?". "%p" prints 8 upper-case digits, or 16 if pointers are longer. On Windows, the
+// flag "0" also fills texts and characters with zeros.
 //
 // Every other conversion is unknown. It takes no argument, and the system's own printf decides how it prints.
-// Therefore, in "%zu %s", the %s takes the first argument, the number, and prints "(null)".
+// Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
 // Faults. If the argument of a conversion is missing or of another kind, or if its width is bad, the conversion prints
-// zero or a null string. If a store throws, the message is treated as if the store did not have the text.
+// zero or a null string. It prints "?" for a 64-bit integer that it does not take, and for TagVar::unshown. If a store
+// throws, the message is treated as if the store did not have the text.
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
@@ -62,8 +65,8 @@ public:
     };
 
     // The values that a rewritten format takes, one after another, see ValidateArgs(). A width, a precision, an integer
-    // or a character has 4 bytes, a real has 8, and a text or a pointer has the size of a pointer. Texts are borrowed
-    // from the message.
+    // or a character has 4 bytes, a real or a 64-bit integer has 8, and a text or a pointer has the size of a pointer.
+    // Texts are borrowed from the message.
     class TUZUTIL_API CharP {
     public:
         operator char const *() const noexcept { return fBytes; }

@@ -18,14 +18,6 @@ static_assert(sizeof(TagVar) == 16, "the kind, and a cell of 64 bits");
 
 namespace {
 
-// Returns the value as 32 bits. Throws "type mismatch" if Word cannot represent the value.
-template <typename Word, typename Number>
-std::uint32_t Fit(Number value, std::uint32_t line = __builtin_LINE()) {
-    if (!std::in_range<Word>(value))
-        tagvar::ReportMismatch(line);
-    return static_cast<std::uint32_t>(value);
-}
-
 // Returns a new object, or null if there is no memory for it.
 template <typename T, typename... Arguments>
 T *Make(Arguments &&...arguments) {
@@ -74,10 +66,13 @@ void TagVar::CleanUp() noexcept {
 
 // Construction
 
-TagVar::TagVar(long value) : fType(integer), fCell(Fit<std::int32_t>(value)) {}
-TagVar::TagVar(unsigned long value) : fType(unsignedInteger), fCell(Fit<std::uint32_t>(value)) {}
-TagVar::TagVar(long long value) : fType(integer), fCell(Fit<std::int32_t>(value)) {}
-TagVar::TagVar(unsigned long long value) : fType(unsignedInteger), fCell(Fit<std::uint32_t>(value)) {}
+TagVar::TagVar(long value) noexcept : TagVar(static_cast<long long>(value)) {}
+TagVar::TagVar(unsigned long value) noexcept : TagVar(static_cast<unsigned long long>(value)) {}
+TagVar::TagVar(long long value) noexcept
+    : fType(std::in_range<std::int32_t>(value) ? integer : integer64),
+      fCell(fType == integer ? static_cast<std::uint32_t>(value) : static_cast<std::uint64_t>(value)) {}
+TagVar::TagVar(unsigned long long value) noexcept
+    : fType(std::in_range<std::uint32_t>(value) ? unsignedInteger : unsignedInteger64), fCell(value) {}
 
 TagVar::TagVar(double value) noexcept {
     SetReal(value);
@@ -115,7 +110,7 @@ TagVar::TagVar(TagVarVoidPtr const &value) noexcept {
 void TagVar::CopyOwned(TagVar const &other) {
     fType = other.fType;
     fCell = 0;
-    if (fType > voidPtr)
+    if (!Exists(fType))
         tagvar::ReportUnknown();
     fCell = other.fCell;
     if (fCell == 0)
@@ -146,7 +141,7 @@ TagVar &TagVar::operator=(TagVar const &other) {
 }
 
 TagVar &TagVar::operator=(TagVar &&other) { // a kind that does not exist throws NOLINT(bugprone-exception-escape)
-    if (other.fType > voidPtr)
+    if (!Exists(other.fType))
         return *this = std::as_const(other);
     if (this != &other) {
         CleanUp();
@@ -176,6 +171,24 @@ TagVar::operator double() const {
     return Real();
 }
 
+long long TagVar::QueryInteger64() const {
+    if (fType == integer)
+        return static_cast<std::int32_t>(Word());
+    bool const isUnsigned = fType == unsignedInteger || fType == unsignedInteger64;
+    if (isUnsigned ? !std::in_range<std::int64_t>(fCell) : fType != integer64)
+        tagvar::ReportMismatch();
+    return static_cast<std::int64_t>(fCell);
+}
+
+unsigned long long TagVar::QueryUnsignedInteger64() const {
+    if (fType == unsignedInteger || fType == unsignedInteger64)
+        return fCell;
+    long long const value = QueryInteger64();
+    if (value < 0)
+        tagvar::ReportMismatch();
+    return static_cast<unsigned long long>(value);
+}
+
 void *TagVar::QueryVoidPtr() const {
     if (fType != voidPtr)
         tagvar::ReportMismatch();
@@ -198,7 +211,7 @@ TString const *TagVar::QueryString() const {
 // Text
 
 std::ostream &TagVar::StreamOut(std::ostream &out) const {
-    switch (fType) {
+    switch (static_cast<std::uint32_t>(fType)) {
     case nil: return out << "(nil)";
     case endOfArgs: return out << "(endOfArgs)";
     case integer: return out << static_cast<std::int32_t>(Word());
@@ -216,6 +229,9 @@ std::ostream &TagVar::StreamOut(std::ostream &out) const {
         return moment ? moment->QueryString(nullptr).Print(out) : out << "(null)";
     }
     case voidPtr: return out << Object<void const>();
+    case integer64: return out << static_cast<std::int64_t>(fCell);
+    case unsignedInteger64: return out << fCell;
+    case unshown: return out << '?';
     }
     tagvar::ReportUnknown();
 }
@@ -230,12 +246,27 @@ std::ostream &TagVar::PrintType(std::ostream &out) const {
                                               "time", "datetime",  "voidptr"};
     if (fType < std::size(fsNames))
         return out << fsNames[fType];
+    if (Exists(fType))
+        return out << (fType == integer64 ? "integer64" : fType == unshown ? "unshown" : "unsignedInteger64");
     char digits[8];
     auto const end = std::to_chars(digits, digits + sizeof digits, static_cast<std::uint32_t>(fType), 16).ptr;
     return (out << "unknown(").write(digits, end - digits) << ')';
 }
 
 // Binary form
+
+// A number of 64 bits is written as two words, in the order of the bytes of the stream.
+ToBinaryStream &TagVar::WriteLong(ToBinaryStream &out) const {
+    auto const high = static_cast<std::uint32_t>(fCell >> 32);
+    return out.IsNetworkOrder() ? out << high << Word() : out << Word() << high;
+}
+
+void TagVar::ReadLong(TiBinaryStream &in) {
+    std::uint32_t words[2] = {};
+    in >> words[0] >> words[1];
+    bool const isHighFirst = in.IsNetworkOrder();
+    fCell = std::uint64_t{words[isHighFirst ? 0 : 1]} << 32 | words[isHighFirst ? 1 : 0];
+}
 
 ToBinaryStream &TagVar::WriteToBinaryStream(ToBinaryStream &out) const {
     if (fType == voidPtr && fCell > UINT32_MAX) {
@@ -245,11 +276,14 @@ ToBinaryStream &TagVar::WriteToBinaryStream(ToBinaryStream &out) const {
     if ((out << static_cast<std::uint32_t>(fType)).fail())
         return out;
 
-    switch (fType) {
+    switch (static_cast<std::uint32_t>(fType)) {
     case nil:
     case endOfArgs:
     case date:
-    case time: return out;
+    case time:
+    case unshown: return out;
+    case integer64:
+    case unsignedInteger64: return WriteLong(out);
     case integer:
     case unsignedInteger: return out << Word();
     case real: return out << Real();
@@ -283,7 +317,10 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     case nil:
     case endOfArgs:
     case date:
-    case time: break;
+    case time:
+    case unshown: break;
+    case integer64:
+    case unsignedInteger64: value.ReadLong(in); break;
     case integer:
     case unsignedInteger:
         in >> word;

@@ -210,6 +210,74 @@ TEST(MessagePrint, UnknownConversionsAreInertAndUseNoArgument) {
     EXPECT_EQ(PrintWide(u"%\u0164 %d", 8), Wide(inert) + u"\u0164 8"); // its low byte is a "d"
 }
 
+TEST(MessagePrint, IntegersOf64BitsByEveryConversionAndLength) {
+    for (std::string const length : {"", "l", "ll", "j", "z", "t"}) {
+        EXPECT_EQ(Print("%" + length + "d", 1ll << 40), "1099511627776") << length;
+        EXPECT_EQ(Print("%" + length + "i", INT64_MIN), "-9223372036854775808") << length;
+        EXPECT_EQ(Print("%" + length + "u", UINT64_MAX), "18446744073709551615") << length;
+        EXPECT_EQ(Print("%" + length + "o", UINT64_MAX), "1777777777777777777777") << length;
+        EXPECT_EQ(Print("%" + length + "x", 0xFEDCBA9876543210u), "fedcba9876543210") << length;
+        EXPECT_EQ(Print("%" + length + "X", -1099511627776), "FFFFFF0000000000") << length;
+        EXPECT_EQ(PrintWide(Wide("%" + length + "d|%" + length + "u"), INT64_MIN, UINT64_MAX),
+                  u"-9223372036854775808|18446744073709551615")
+            << length;
+    }
+    EXPECT_EQ(Print("%s is %2$+20d|%2$-15d|%2$#o|%2$#.14x", "it", 1ll << 40), //
+              "it is       +1099511627776|1099511627776  |020000000000000|0x00010000000000");
+    EXPECT_EQ(PrintWide(u"%#o", UINT64_MAX), u"01777777777777777777777");
+}
+
+TEST(MessagePrint, IntegersOf64BitsAsThePlatformsPrintf) {
+    for (std::string const &prefix : Prefixes("-+ #0")) {
+        for (long long const value : {0x7FFFFFFFFFFFFFFFll, -0x7FFFFFFFFFFFFFFFll - 1, 1ll << 33}) {
+            for (char const *const conversion : {"lld", "lli", "llu", "llx", "llX", "llo"}) {
+                std::string const format = prefix + conversion;
+                if (!IsAlternateOctalWithoutDigits(format)) {
+                    ASSERT_EQ(Print(format, value), RuntimePrintf(format.c_str(), value)) << format;
+                }
+            }
+        }
+    }
+}
+
+TEST(MessagePrint, LongLengthsTakeShortIntegersToo) {
+    EXPECT_EQ(Print("%lld %llu %zu %s", -5, 6, std::size_t{7}, "end"), "-5 6 7 end");
+    EXPECT_EQ(Print("%llx %jx %x %lx", -1, -1, -1, -1), "ffffffffffffffff ffffffffffffffff ffffffff ffffffff");
+    EXPECT_EQ(Print("%lld %d", 4294967295u, 4294967295u), "4294967295 -1");
+    EXPECT_EQ(Print("%2$lld %1$zu", 1, 2), "2 1");
+    EXPECT_EQ(Print("%lls %zq", 5), Inert("%l") + "ls " + Inert("%") + "zq"); // no conversions of integers
+}
+
+TEST(MessagePrint, WhatCannotBeShownIsAQuestionMarkAndReported) {
+    TCapture capture;
+    for (TagVar const &value : {TagVar(1ll << 40), TagVar(1ull << 40)}) {
+        for (char const *const format : {"%s", "%c", "%f", "%p", "%S", "%5.1e"}) {
+            std::string const text = format[1] == '5' ? "    ?" : "?";
+            EXPECT_EQ(Print(std::string(format) + "|%s", value, "next"), text + "|next") << format;
+            EXPECT_EQ(PrintWide(Wide(std::string(format) + "|%d"), value, 8), Wide(text + "|8")) << format;
+        }
+    }
+    for (char const *const format : {"%d", "%zu", "%s", "%f", "%p", "%c", "%a"})
+        EXPECT_EQ(Print(format, TagVar(TagVar::unshown)), "?") << format;
+    EXPECT_EQ(Print("%-3lld|%d", 2.5, 6), "?  |6");
+    EXPECT_EQ(capture.Entries().size(), 2u * 6 * 2 + 7 + 1);
+    EXPECT_EQ(capture.Entries().back().text,
+              "Type mismatch in message((null),0,0) expecting d for argument 1 from (null)[0]");
+    EXPECT_EQ(Print("[%*d]", 1ll << 40, 8), "[8]"); // a width has 32 bits
+    EXPECT_EQ(capture.Entries().back().text,
+              "Type mismatch in message((null),0,0), expecting width for argument 1 from (null)[0]");
+}
+
+TEST(MessagePrint, HexadecimalRealsAsThePlatformsPrintf) {
+    for (double const value : {1.0, -0.1, 6.02e23, 0.0}) {
+        for (char const *const format : {"%a", "%A", "%.3a", "[%+14.2a]"}) {
+            EXPECT_EQ(Print(format, value), RuntimePrintf(format, value)) << format;
+            EXPECT_EQ(PrintWide(Wide(format), value), Wide(RuntimePrintf(format, value))) << format;
+        }
+    }
+    EXPECT_EQ(Print("%a|%d", 5, 6), RuntimePrintf("%a", 0.0) + "|6");
+}
+
 TEST(MessagePrint, ConversionNUsesAnArgumentNumber) {
     EXPECT_EQ(Print("%n %d", 7, 8), Inert("%") + "? 8");
 }

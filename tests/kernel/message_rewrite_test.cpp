@@ -21,6 +21,7 @@ public:
     }
     bool operator==(TBlock const &other) const { return fBytes == other.fBytes; }
     void Append(int value) { fBytes.append(reinterpret_cast<char const *>(&value), 4); }
+    void Append(long long value) { fBytes.append(reinterpret_cast<char const *>(&value), 8); }
     void Append(double value) { fBytes.append(reinterpret_cast<char const *>(&value), 8); }
     void Append(void const *value) { fBytes.append(reinterpret_cast<char const *>(&value), sizeof value); }
     void Append(std::string const &bytes) { fBytes += bytes; }
@@ -163,10 +164,20 @@ TEST(MessageRewrite, ConversionNBecomesAQuestionMark) {
 TEST(MessageRewrite, UnknownConversionsAreCopiedAndUseNoArgument) {
     TTextMessage const message("", 5, 6);
     EXPECT_REWRITTEN(Narrow(message, "%y %d"), "%y %d", TBlock(5), 5 + 20);
-    EXPECT_REWRITTEN(Narrow(message, "%lld %d"), "%ld %d", TBlock(5), 7 + 20);
+    EXPECT_REWRITTEN(Narrow(message, "%I64d %d"), "%I64d %d", TBlock(5), 8 + 20);
+    EXPECT_REWRITTEN(Narrow(message, "%3$lld %d"), "%ld %d", TBlock(5), 9 + 20);
     EXPECT_REWRITTEN(Narrow(message, "%2$y"), "%y", TBlock(), 4);
     EXPECT_REWRITTEN(Narrow(message, "50%"), "50%", TBlock(), 3);
     EXPECT_REWRITTEN(Narrow(message, "%5%d"), "%5%d", TBlock(5), 4 + 20 + 20);
+}
+
+TEST(MessageRewrite, IntegersOf64BitsHaveEightBytes) {
+    TTextMessage const message("", 5, 1ll << 40, ~0ull, 2.5);
+    EXPECT_REWRITTEN(Narrow(message, "%lld %d"), "%lld %lld", TBlock(5ll, 1ll << 40), 7 + 20 + 20);
+    EXPECT_REWRITTEN(Narrow(message, "%3$-25zx|"), "%-25llx|", TBlock(-1ll), 9 + 25 + 20);
+    EXPECT_REWRITTEN(Wide(message, u"%jd %u"), "%lld %llu", TBlock(5ll, 1ll << 40), 6 + 20 + 20);
+    EXPECT_REWRITTEN(Narrow(message, "%2$5s|%4$lld"), "%5c|%c", TBlock(int{'?'}, int{'?'}), 12 + 20 + 20 + 20);
+    EXPECT_REWRITTEN(Narrow(message, "%4$a"), "%a", TBlock(2.5), 4 + 40);
 }
 
 TEST(MessageRewrite, CountsFromArguments) {

@@ -36,6 +36,9 @@ TSample const fsSamples[] = {
     {"date-time without object", 'D', 'T', [] { return TagVar(TagVar::dateTime); }},
     {"pointer", 'X', 'V', [] { return TagVar(TagVarVoidPtr()); }},
     {"unknown", '?', '?', [] { return Unknown(); }},
+    {"integer of 64 bits", '?', '?', [] { return TagVar(-(1ll << 40)); }},
+    {"unsigned of 64 bits", '?', '?', [] { return TagVar(1ull << 63); }},
+    {"unshown", '?', '?', [] { return TagVar(TagVar::unshown); }},
     {"far unknown", '?', '?', [] { return Unknown(0xFFFFFFFFu); }},
 };
 

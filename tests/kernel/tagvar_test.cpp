@@ -100,11 +100,79 @@ TEST(TagVar, LongsGiveIntegersWhereTheyFit) {
     EXPECT_EQ(Show(TagVar(-2147483648ll)), "integer -2147483648");
     EXPECT_EQ(Show(TagVar(4294967295ull)), "unsignedInteger 4294967295");
     EXPECT_EQ(Show(TagVar(sizeof(int))), "unsignedInteger 4");
-    EXPECT_EQ(Report([] { TagVar(2147483648ll); }), fsTypeMismatch);
-    EXPECT_EQ(Report([] { TagVar(-2147483649ll); }), fsTypeMismatch);
-    EXPECT_EQ(Report([] { TagVar(4294967296ull); }), fsTypeMismatch);
-    EXPECT_EQ(Report([] { TagVar value(LONG_MAX); }), sizeof(long) > 4 ? fsTypeMismatch : "none");
-    EXPECT_EQ(Report([] { TagVar value(ULONG_MAX); }), sizeof(long) > 4 ? fsTypeMismatch : "none");
+}
+
+TEST(TagVar, GreaterIntegersHaveKindsOfTheirOwn) {
+    EXPECT_EQ(Show(TagVar(2147483648ll)), "integer64 2147483648");
+    EXPECT_EQ(Show(TagVar(-2147483649ll)), "integer64 -2147483649");
+    EXPECT_EQ(Show(TagVar(4294967296ull)), "unsignedInteger64 4294967296");
+    EXPECT_EQ(Show(TagVar(INT64_MIN)), "integer64 -9223372036854775808");
+    EXPECT_EQ(Show(TagVar(UINT64_MAX)), "unsignedInteger64 18446744073709551615");
+    EXPECT_EQ(TypeText(TagVar(LONG_MAX)), sizeof(long) > 4 ? "integer64" : "integer");
+    EXPECT_EQ(TypeText(TagVar(ULONG_MAX)), sizeof(long) > 4 ? "unsignedInteger64" : "unsignedInteger");
+    EXPECT_EQ(TypeText(TagVar(static_cast<TagVar::Type>(11))), "unknown(b)");
+
+    TagVar const great(1ll << 40);
+    EXPECT_TRUE(great.IsInteger64());
+    EXPECT_FALSE(great.IsUnsignedInteger64() || great.IsInteger() || great.IsUnsignedInteger());
+    TagVar assigned(5);
+    assigned = great;
+    TagVar const moved(std::move(assigned));
+    EXPECT_EQ(Show(moved), "integer64 1099511627776");
+    assigned = TagVar(1ull << 63);
+    EXPECT_EQ(Show(assigned), "unsignedInteger64 9223372036854775808");
+}
+
+TEST(TagVar, IntegersOfEveryKindAreReadAsLongOnes) {
+    EXPECT_EQ(TagVar(-5).QueryInteger64(), -5);
+    EXPECT_EQ(TagVar(4294967295u).QueryInteger64(), 4294967295);
+    EXPECT_EQ(TagVar(INT64_MIN).QueryInteger64(), INT64_MIN);
+    EXPECT_EQ(TagVar(1ull << 40).QueryInteger64(), 1099511627776);
+    EXPECT_EQ(TagVar(5).QueryUnsignedInteger64(), 5u);
+    EXPECT_EQ(TagVar(4294967295u).QueryUnsignedInteger64(), 4294967295u);
+    EXPECT_EQ(TagVar(1ll << 40).QueryUnsignedInteger64(), 1099511627776u);
+    EXPECT_EQ(TagVar(UINT64_MAX).QueryUnsignedInteger64(), UINT64_MAX);
+    EXPECT_EQ(Report([] { static_cast<void>(TagVar(UINT64_MAX).QueryInteger64()); }), fsTypeMismatch);
+    EXPECT_EQ(Report([] { static_cast<void>(TagVar(-1).QueryUnsignedInteger64()); }), fsTypeMismatch);
+    EXPECT_EQ(Report([] { static_cast<void>(TagVar(INT64_MIN).QueryUnsignedInteger64()); }), fsTypeMismatch);
+    EXPECT_EQ(Report([] { static_cast<void>(TagVar("5").QueryInteger64()); }), fsTypeMismatch);
+    EXPECT_EQ(Report([] { static_cast<void>(TagVar(5.0).QueryUnsignedInteger64()); }), fsTypeMismatch);
+    EXPECT_EQ(Report([] { static_cast<void>(TagVar(TagVar::unshown).QueryInteger64()); }), fsTypeMismatch);
+}
+
+TEST(TagVar, DescribedAccessorsRefuseTheKindsOf64Bits) {
+    for (TagVar const &value : {TagVar(1ll << 40), TagVar(1ull << 40), TagVar(TagVar::unshown)}) {
+        EXPECT_EQ(Report([&] { static_cast<void>(static_cast<long>(value)); }), fsTypeMismatch);
+        EXPECT_EQ(Report([&] { static_cast<void>(static_cast<unsigned long>(value)); }), fsTypeMismatch);
+        EXPECT_EQ(Report([&] { static_cast<void>(static_cast<double>(value)); }), fsTypeMismatch);
+        EXPECT_EQ(Report([&] { static_cast<void>(value.QueryString()); }), fsTypeMismatch);
+        EXPECT_EQ(Report([&] { static_cast<void>(value.QueryVoidPtr()); }), fsTypeMismatch);
+    }
+}
+
+TEST(TagVar, IntegersOf64BitsHaveEightBytesInTheOrderOfTheStream) {
+    auto const written = [](TagVar const &value, int order) {
+        std::ostringstream bytes;
+        ToBinaryStream out(bytes, order);
+        value.WriteToBinaryStream(out);
+        return bytes.str();
+    };
+    auto const read = [](std::string const &bytes, int order) {
+        std::istringstream stream(bytes);
+        TiBinaryStream in(stream, order);
+        TagVar value(5);
+        value.ReadFromBinaryStream(in);
+        return (in.fail() ? "failed: " : "") + Show(value);
+    };
+    std::string const host = "\100\0\0\0\x08\7\6\5\4\3\2\1"s;
+    std::string const network = "\0\0\0\110\xff\2\3\4\5\6\7\x08"s;
+    EXPECT_EQ(written(TagVar(0x0102030405060708ll), 0), host);
+    EXPECT_EQ(written(TagVar(0xFF02030405060708ull), 1), network);
+    EXPECT_EQ(read(host, 0), "integer64 72623859790382856");
+    EXPECT_EQ(read(network, 1), "unsignedInteger64 18375252745424078600");
+    EXPECT_EQ(read(host.substr(0, 11), 0), "failed: nil (nil)");
+    EXPECT_EQ(read(written(TagVar(TagVar::unshown), 1), 1), "unshown ?");
+    EXPECT_EQ(written(TagVar(TagVar::unshown), 1), "\0\0\0\120"s);
 }
 
 TEST(TagVar, NullTextOwnsANullString) {

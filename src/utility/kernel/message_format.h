@@ -54,8 +54,8 @@ struct TConversionRow {
 };
 
 inline constexpr TConversionRow fsConversionRows[] = {
-    {"EFGefg", TConversion::real, 40},  {"Xdioux", TConversion::integer, 20}, {"c", TConversion::character, 10},
-    {"p", TConversion::pointer, 20},    {"s", TConversion::text, 0},          {"S", TConversion::otherText, 0},
+    {"AEFGaefg", TConversion::real, 40}, {"Xdioux", TConversion::integer, 20}, {"c", TConversion::character, 10},
+    {"p", TConversion::pointer, 20},     {"s", TConversion::text, 0},          {"S", TConversion::otherText, 0},
     {"n", TConversion::storesCount, 0},
 };
 
@@ -77,6 +77,27 @@ inline constexpr auto fsConversionSizes = [] {
     return table;
 }();
 
+// Kinds of values
+
+inline bool IsWord(TagVar const *value) noexcept {
+    return value &&
+           (TagVarAccess::Kind(*value) == TagVar::integer || TagVarAccess::Kind(*value) == TagVar::unsignedInteger);
+}
+
+// Whether the value is an integer of 64 bits.
+inline bool IsLong(TagVar const *value) noexcept {
+    return value &&
+           (TagVarAccess::Kind(*value) == TagVar::integer64 || TagVarAccess::Kind(*value) == TagVar::unsignedInteger64);
+}
+
+inline bool IsText(TagVar const *value) noexcept {
+    return value && (TagVarAccess::Kind(*value) == TagVar::string || TagVarAccess::Kind(*value) == TagVar::wideString);
+}
+
+inline bool IsWide(TagVar const *value) noexcept {
+    return value && TagVarAccess::Kind(*value) == TagVar::wideString;
+}
+
 // Directives
 
 // A width or a precision, as it is written in the format.
@@ -92,8 +113,9 @@ struct TDirective {
     unsigned flags = 0;
     TCountSource width;
     TCountSource precision;
-    Char modifier = 0;  // L, h, l, or 0
-    Char character = 0; // the conversion; 0 at the end of the format
+    Char modifier = 0;   // L, h, l, or 0
+    bool isLong = false; // ll, j, z or t: the conversion of an integer takes all 64 bits
+    Char character = 0;  // the conversion; 0 at the end of the format
     TConversion conversion = TConversion::unknown;
     std::uint32_t argument = 0; // the number of the argument that is converted
 
@@ -109,8 +131,9 @@ template <typename Char>
 class TDirectiveParser {
 public:
     // `at` is the place after the percent sign. `running` is the number of the next argument that is not numbered.
-    TDirectiveParser(Char const *at, Char const *formatEnd, std::uint32_t &running) noexcept
-        : fAt(at), fEnd(formatEnd), fRunning(running) {}
+    TDirectiveParser(Char const *at, Char const *formatEnd, std::uint32_t &running,
+                     TMessageArguments const &arguments) noexcept
+        : fAt(at), fEnd(formatEnd), fRunning(running), fArguments(arguments) {}
 
     TDirective<Char> Parse() noexcept {
         TDirective<Char> result;
@@ -121,6 +144,7 @@ public:
             TakeField(result);
         if (!isExplicit)
             result.argument = fRunning++;
+        TakeLongModifier(result);
         result.character = fAt == fEnd ? Char{0} : *fAt;
         result.conversion = Conversion();
         if (result.conversion == TConversion::unknown)
@@ -152,6 +176,20 @@ private:
         result.kept[5] = fAt;
         if (Is('L') || Is('h') || Is('l'))
             result.modifier = *fAt++;
+    }
+
+    // Reads ll, j, z or t before the conversion of an integer. If the argument is missing or a text, these stay unknown
+    // conversions: formats were written for that, and the text may belong to the next conversion.
+    void TakeLongModifier(TDirective<Char> &result) noexcept {
+        Char const *const from = fAt;
+        if (!Is('j') && !Is('z') && !Is('t') && !(Is('l') && result.modifier == static_cast<Char>('l')))
+            return;
+        ++fAt;
+        TagVar const *const value = fArguments.Find(result.argument);
+        result.isLong = Conversion() == TConversion::integer && value && !IsText(value) &&
+                        (result.modifier == 0 || *from == static_cast<Char>('l'));
+        if (!result.isLong)
+            fAt = from;
     }
 
     bool Is(char c) const noexcept { return fAt != fEnd && *fAt == static_cast<Char>(c); }
@@ -215,6 +253,7 @@ private:
     Char const *fAt;
     Char const *const fEnd;
     std::uint32_t &fRunning;
+    TMessageArguments const &fArguments;
 };
 
 // The characters of a format.
@@ -251,7 +290,7 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
 // Passes the pieces of a format to `user`, in order: literal text to Literal(), a directive to Convert(). For a doubled
 // percent sign, calls Percent(). Ends at the first zero, as every printf does, or when IsFull() returns true.
 template <typename Char, typename User>
-void WalkFormat(TFormatText<Char> const &format, User &user) {
+void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &arguments, User &user) {
     std::uint32_t running = 1;
     for (Char const *at = format.begin; !user.IsFull();) {
         Char const *const percent = FindSpecial(at, format.end);
@@ -265,7 +304,7 @@ void WalkFormat(TFormatText<Char> const &format, User &user) {
             ++at;
             continue;
         }
-        auto const directive = TDirectiveParser<Char>(at, format.end, running).Parse();
+        auto const directive = TDirectiveParser<Char>(at, format.end, running, arguments).Parse();
         user.Convert(directive);
         at = directive.end;
     }
@@ -293,19 +332,6 @@ struct TCount {
     }
 };
 
-inline bool IsWord(TagVar const *value) noexcept {
-    return value &&
-           (TagVarAccess::Kind(*value) == TagVar::integer || TagVarAccess::Kind(*value) == TagVar::unsignedInteger);
-}
-
-inline bool IsText(TagVar const *value) noexcept {
-    return value && (TagVarAccess::Kind(*value) == TagVar::string || TagVarAccess::Kind(*value) == TagVar::wideString);
-}
-
-inline bool IsWide(TagVar const *value) noexcept {
-    return value && TagVarAccess::Kind(*value) == TagVar::wideString;
-}
-
 inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &arguments,
                            TMessageFaults::Fault fault) {
     TCount count;
@@ -329,31 +355,43 @@ inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &
     return count;
 }
 
-// Returns the value of a conversion. If the argument is missing or of the wrong kind, reports that and returns null.
+// The value of a conversion. If there is none, zero or a null string is printed, or "?" for an argument that no
+// conversion but another one could show.
+struct TValue {
+    TagVar const *argument = nullptr;
+    bool isUnshown = false;
+};
+
+// Finds the value of a conversion. If the argument is missing or of the wrong kind, reports that.
 template <typename Char>
-TagVar const *ResolveValue(TDirective<Char> const &directive, TMessageArguments const &arguments) {
+TValue ResolveValue(TDirective<Char> const &directive, TMessageArguments const &arguments) {
     TagVar const *const value = arguments.Find(directive.argument);
     bool fits = true;
     switch (directive.conversion) {
     case TConversion::real: fits = value && TagVarAccess::Kind(*value) == TagVar::real; break;
-    case TConversion::integer:
+    case TConversion::integer: fits = IsWord(value) || IsLong(value); break;
     case TConversion::character: fits = IsWord(value); break;
     case TConversion::pointer: fits = value && TagVarAccess::Kind(*value) == TagVar::voidPtr; break;
     case TConversion::text: fits = IsText(value); break;
     case TConversion::otherText: fits = sizeof(Char) != 1 && IsText(value); break; // only in 16-bit formats
     case TConversion::storesCount:
         arguments.faults.Report(TMessageFaults::storesCount, 'n', directive.argument);
-        return nullptr;
-    case TConversion::unknown: return nullptr;
+        return {};
+    case TConversion::unknown: return {};
     }
     if (fits)
-        return value;
+        return {value};
     arguments.faults.Report(TMessageFaults::badValue, static_cast<char>(directive.character), directive.argument);
-    return nullptr;
+    return {nullptr, value && (directive.isLong || TagVarAccess::Kind(*value) > TagVar::voidPtr)};
 }
 
-// Returns the number of characters that ValidateArgs() assumes for a conversion. `value` is the result of
-// ResolveValue().
+// Whether the conversion of an integer takes 64 bits.
+template <typename Char>
+bool TakesLong(TDirective<Char> const &directive, TagVar const *value) noexcept {
+    return directive.isLong || IsLong(value);
+}
+
+// Returns the number of characters that ValidateArgs() assumes for a conversion.
 template <typename Char>
 std::int64_t ValueSize(TConversion conversion, TagVar const *value) noexcept {
     bool const isText = conversion == TConversion::text || (sizeof(Char) != 1 && conversion == TConversion::otherText);

@@ -235,10 +235,15 @@ public:
 
     void Convert(TDirective<Char> const &directive) {
         TField const field = Field(directive);
-        TagVar const *const value = ResolveValue(directive, fArguments);
+        TValue const resolved = ResolveValue(directive, fArguments);
+        TagVar const *const value = resolved.argument;
         fSize += ValueSize<Char>(directive.conversion, value);
+        if (resolved.isUnshown)
+            return PadText(field, 1, [&] { fOut.Put('?'); });
         switch (directive.conversion) {
         case TConversion::integer:
+            if (value && TakesLong(directive, value))
+                return PrintInteger(field, TagVarAccess::Long(*value), static_cast<char>(directive.character));
             return PrintInteger(field, value ? TagVarAccess::Word(*value) : 0, static_cast<char>(directive.character));
         case TConversion::text:
         case TConversion::otherText: return PrintText(field, value);
@@ -319,12 +324,13 @@ private:
         Pad(field, count, print, platform::printfHabits.zerosBeforeText && field.Has(TFlags::zero) ? '0' : ' ');
     }
 
-    void PrintInteger(TField const &field, std::uint32_t word, char conversion) {
+    template <typename Word>
+    void PrintInteger(TField const &field, Word word, char conversion) {
         bool const isSigned = conversion == 'd' || conversion == 'i';
-        bool const isNegative = isSigned && static_cast<std::int32_t>(word) < 0;
-        char digits[16];
+        bool const isNegative = isSigned && static_cast<std::make_signed_t<Word>>(word) < 0;
+        char digits[24];
         char *first = digits + sizeof digits;
-        std::uint32_t rest = isNegative ? 0u - word : word;
+        Word rest = isNegative ? Word{0} - word : word;
         switch (conversion) {
         case 'o':
             for (; rest; rest >>= 3)
@@ -524,7 +530,7 @@ private:
 template <typename Char>
 TString Print(TString const &format, TMessageArguments const &arguments) {
     TPrinter<Char> printer(format, arguments);
-    WalkFormat(TFormatText<Char>(format), printer);
+    WalkFormat(TFormatText<Char>(format), arguments, printer);
     return printer.Take();
 }
 

@@ -47,9 +47,14 @@ public:
 
         TakeCount(ResolveCount(directive.width, fArguments, TMessageFaults::badWidth), true);
         TakeCount(ResolveCount(directive.precision, fArguments, TMessageFaults::badPrecision), false);
-        TagVar const *const value = ResolveValue(directive, fArguments);
+        TValue const value = ResolveValue(directive, fArguments);
+        fSize += ValueSize<Char>(directive.conversion, value.argument);
+        if (value.isUnshown) {
+            fFormat += 'c';
+            return fBlock.Append(std::uint32_t{'?'});
+        }
         RewriteCharacter(directive, fArguments.Find(directive.argument));
-        TakeValue(directive.conversion, value);
+        TakeValue(directive, value.argument);
     }
 
     std::uint32_t Finish(TString const &format, TString &out, TTextMessage::CharP &block) const {
@@ -83,6 +88,10 @@ private:
             if (directive.modifier)
                 fFormat += directive.modifier;
             break;
+        case TConversion::integer:
+            if (TakesLong(directive, value))
+                fFormat.append(2, 'l');
+            break;
         case TConversion::otherText:
             if (!isWide && !IsText(value))
                 return;
@@ -98,11 +107,13 @@ private:
         fFormat += directive.character;
     }
 
-    void TakeValue(TConversion conversion, TagVar const *value) {
-        fSize += ValueSize<Char>(conversion, value);
-        switch (conversion) {
+    void TakeValue(TDirective<Char> const &directive, TagVar const *value) {
+        switch (directive.conversion) {
         case TConversion::real: return fBlock.Append(value ? TagVarAccess::Real(*value) : 0.0);
         case TConversion::integer:
+            if (value && TakesLong(directive, value))
+                return fBlock.Append(TagVarAccess::Long(*value));
+            [[fallthrough]];
         case TConversion::character: return fBlock.Append(value ? TagVarAccess::Word(*value) : 0);
         case TConversion::pointer: return fBlock.Append(value ? TagVarAccess::Pointer(*value) : nullptr);
         case TConversion::text: return TakeText(value);
@@ -130,7 +141,7 @@ template <typename Char>
 std::uint32_t Rewrite(TString const &format, TMessageArguments const &arguments, TString &out,
                       TTextMessage::CharP &block) {
     TRewriter<Char> rewriter(arguments);
-    WalkFormat(TFormatText<Char>(format), rewriter);
+    WalkFormat(TFormatText<Char>(format), arguments, rewriter);
     return rewriter.Finish(format, out, block);
 }
 

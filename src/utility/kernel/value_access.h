@@ -12,6 +12,12 @@
 struct TagVarAccess {
     static TagVar::Type Kind(TagVar const &value) noexcept { return value.fType; }
     static std::uint32_t Word(TagVar const &value) noexcept { return value.Word(); }
+    // Returns the number of an integer kind, extended to 64 bits by its sign if it has one.
+    static std::uint64_t Long(TagVar const &value) noexcept {
+        return value.fType == TagVar::integer
+                   ? static_cast<std::uint64_t>(std::int64_t{static_cast<std::int32_t>(value.Word())})
+                   : value.fCell;
+    }
     static double Real(TagVar const &value) noexcept { return std::bit_cast<double>(value.fCell); }
     static void const *Pointer(TagVar const &value) noexcept { return value.Object<void const>(); }
     static TString const *Text(TagVar const &value) noexcept { return value.Object<TString const>(); }
