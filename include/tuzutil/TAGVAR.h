@@ -22,6 +22,7 @@
 // - Which kinds can be combined depends on the operator and on the order of the operands.
 // - Call IsString() or IsWideString() before QueryString(). For other kinds, QueryString() may return a number as a
 //   pointer.
+// - Many types become values, see the constructors. Pointers that are not texts have the kind voidPtr.
 // - A void pointer is written to a stream as an address. Never accept a void pointer in data from strangers.
 
 #include "tuzutil/EXPORT.h"
@@ -31,9 +32,90 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <system_error>
+#include <type_traits>
+#include <utility>
 
+class TagVar;
 class TiBinaryStream;
 class ToBinaryStream;
+
+// What an argument may be besides the types that TagVar names in its constructors. Types of <chrono> and <filesystem>
+// are recognised by their members, so that these headers need not be included.
+namespace tuzutil {
+
+// Types of users: a function ToTagVar(value) beside the type, or an operator TagVar.
+template <typename T, typename = void>
+inline constexpr bool hasToTagVar = false;
+template <typename T>
+inline constexpr bool hasToTagVar<T, std::void_t<decltype(ToTagVar(std::declval<T const &>()))>> = true;
+template <typename T, typename = void>
+inline constexpr bool becomesTagVar = false;
+template <typename T>
+inline constexpr bool becomesTagVar<T, std::void_t<decltype(std::declval<T const &>().operator TagVar())>> = true;
+
+template <typename T, typename = void>
+inline constexpr bool isPath = false;
+template <typename T>
+inline constexpr bool
+    isPath<T, std::void_t<decltype(T::preferred_separator), decltype(std::declval<T const &>().native())>> = true;
+
+template <typename T, typename = void>
+inline constexpr bool isDuration = false;
+template <typename T>
+inline constexpr bool isDuration<
+    T, std::void_t<decltype(T::period::num), decltype(T::period::den), decltype(std::declval<T const &>().count())>> =
+    true;
+template <typename T, typename = void>
+inline constexpr bool isMoment = false;
+template <typename T>
+inline constexpr bool
+    isMoment<T, std::void_t<typename T::clock, decltype(std::declval<T const &>().time_since_epoch())>> = true;
+// Whether the times of a clock are those of the calendar.
+template <typename Clock, typename = void>
+inline constexpr bool isCalendar = false;
+template <typename Clock>
+inline constexpr bool isCalendar<Clock, std::void_t<decltype(&Clock::to_time_t)>> = true;
+
+template <typename T>
+inline constexpr bool isError = std::is_same_v<T, std::error_code> || std::is_same_v<T, std::error_condition>;
+
+// The type of UTF-8 text, char8_t, has no name in C++17.
+template <typename T, bool isInteger = std::is_integral_v<T>>
+inline constexpr bool isUtf8 = false;
+template <typename T>
+inline constexpr bool isUtf8<T, true> = sizeof(T) == 1 && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+                                        !std::is_same_v<T, signed char> && !std::is_same_v<T, unsigned char>;
+template <typename T>
+inline constexpr bool isUtf8Text = false;
+template <typename Char, typename Traits>
+inline constexpr bool isUtf8Text<std::basic_string_view<Char, Traits>> = isUtf8<Char>;
+template <typename Char, typename Traits, typename Allocator>
+inline constexpr bool isUtf8Text<std::basic_string<Char, Traits, Allocator>> = isUtf8<Char>;
+template <typename T>
+inline constexpr bool isUtf8Pointer = std::is_pointer_v<T> &&isUtf8<std::remove_cv_t<std::remove_pointer_t<T>>>;
+
+template <typename T>
+inline constexpr bool isScopedEnum = std::is_enum_v<T> && !std::is_convertible_v<T, long long>;
+
+// A pointer to an object. Pointers to characters are texts, and pointers to values are lists of arguments.
+template <typename T, typename Object = std::remove_cv_t<std::remove_pointer_t<T>>>
+inline constexpr bool isAddress =
+    std::is_pointer_v<T> && !std::is_function_v<Object> && !std::is_volatile_v<std::remove_pointer_t<T>> &&
+    !isUtf8<Object> && !std::is_same_v<Object, char> && !std::is_same_v<Object, signed char> &&
+    !std::is_same_v<Object, unsigned char> && !std::is_same_v<Object, unsigned short> &&
+    !std::is_same_v<Object, char16_t> && !std::is_same_v<Object, wchar_t> && !std::is_convertible_v<T, TagVar const *>;
+
+template <typename T>
+inline constexpr bool isArgument =
+    hasToTagVar<T> || becomesTagVar<T> || isStandardText<T, char> || isStandardText<T, char16_t> || isUtf8Text<T> ||
+    isUtf8Pointer<T> || isScopedEnum<T> || isAddress<T> || isPath<T> || isDuration<T> || isMoment<T> || isError<T> ||
+    std::is_same_v<T, long double>;
+
+template <typename T>
+using IfArgument = std::enable_if_t<!std::is_same_v<T, TagVar> && isArgument<std::decay_t<T const &>>, bool>;
+
+} // namespace tuzutil
 
 // TagVarVoidPtr: wraps an untyped pointer, from which a TagVar of the kind voidPtr can be made.
 class TUZUTIL_API TagVarVoidPtr {
@@ -97,6 +179,18 @@ public:
     TagVar(TTime value);
     TagVar(TDateTime const &value);
     TagVar(TagVarVoidPtr const &value) noexcept;
+
+    // The types that a program of today has at hand:
+    // - a type with an operator TagVar, or with a function `TagVar ToTagVar(T const &)` in its namespace
+    // - std::string and std::string_view, also of char16_t and char8_t, and char8_t const *: texts. UTF-8 becomes a
+    //   wide string if narrow texts of the system are not UTF-8 and it is not ASCII. Malformed parts become U+FFFD
+    //   then.
+    // - scoped enums: their numbers. Pointers to objects: the kind voidPtr. A long double: a real
+    // - std::filesystem::path: its native text. std::error_code: "No such file or directory (generic:2)"
+    // - durations: texts such as "1500ms". Times of the system's clock: UTC, "2001-09-09T01:46:40.250Z", with as many
+    //   digits as the type has, at most 9. Times of other clocks: their durations since the start of the clock
+    template <typename T, tuzutil::IfArgument<T> = true>
+    TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
     // Copies the object that the other owns. If the kind of the other does not exist, takes over this kind, and then
     // throws "unknown type".
@@ -190,6 +284,16 @@ private:
     static bool Exists(Type type) noexcept {
         return type <= voidPtr || type == integer64 || type == unsignedInteger64 || type == unshown;
     }
+    template <typename T>
+    static TagVar From(T const &value);
+    static TString Utf8(char const *text, std::size_t length);
+    static TString Failure(int number, char const *category, char const *text);
+    // A count of units of numerator / denominator seconds.
+    static TString Duration(long long count, long long numerator, long long denominator);
+    static TString Duration(double count, long long numerator, long long denominator);
+    static TString Moment(long long count, long long numerator, long long denominator);
+    static TString Moment(double count, long long numerator, long long denominator);
+
     std::uint32_t Word() const noexcept { return static_cast<std::uint32_t>(fCell); }
     double Real() const noexcept;
     template <typename T>
@@ -210,5 +314,45 @@ private:
 #if defined(__clang__)
 #pragma clang diagnostic pop
 #endif
+
+template <typename T>
+TagVar TagVar::From(T const &value) {
+    using namespace tuzutil;
+    if constexpr (hasToTagVar<T>) {
+        return ToTagVar(value);
+    } else if constexpr (becomesTagVar<T>) {
+        return value.operator TagVar();
+    } else if constexpr (isStandardText<T, char> || isStandardText<T, char16_t>) {
+        return TagVar(TString(value));
+    } else if constexpr (isUtf8Text<T>) {
+        return TagVar(Utf8(reinterpret_cast<char const *>(value.data()), value.size()));
+    } else if constexpr (isUtf8Pointer<T>) {
+        auto const *const text = reinterpret_cast<char const *>(value);
+        return text ? TagVar(Utf8(text, TString::lengthOf(text))) : TagVar(text);
+    } else if constexpr (isScopedEnum<T>) {
+        return TagVar(static_cast<std::underlying_type_t<T>>(value));
+    } else if constexpr (isAddress<T>) {
+        return TagVar(TagVarVoidPtr(const_cast<void *>(static_cast<void const *>(value))));
+    } else if constexpr (isPath<T>) {
+        auto const &name = value.native();
+        if constexpr (sizeof name[0] == 1)
+            return TagVar(TString(name));
+        else
+            return TagVar(TString(std::u16string(name.begin(), name.end())));
+    } else if constexpr (isError<T>) {
+        return TagVar(Failure(value.value(), value.category().name(), value.message().c_str()));
+    } else if constexpr (isDuration<T> || isMoment<T>) {
+        using Period = typename T::period;
+        using Count = std::conditional_t<std::is_floating_point_v<typename T::rep>, double, long long>;
+        if constexpr (isDuration<T>)
+            return TagVar(Duration(static_cast<Count>(value.count()), Period::num, Period::den));
+        else if constexpr (isCalendar<typename T::clock>)
+            return TagVar(Moment(static_cast<Count>(value.time_since_epoch().count()), Period::num, Period::den));
+        else
+            return From(value.time_since_epoch());
+    } else {
+        return TagVar(static_cast<double>(value));
+    }
+}
 
 #endif

@@ -29,6 +29,7 @@
 #include "tuzutil/TXTMSG.h"
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -71,10 +72,24 @@ private:
                                                         Arguments const &...arguments) noexcept {
         THold const hold;
         try {
-            TagVar const values[] = {TagVar(arguments)..., TagVar(TagVar::endOfArgs)};
+            TagVar const values[] = {Take(arguments)..., TagVar(TagVar::endOfArgs)};
             WriteOut(level, category, place, format, values, sizeof...(arguments));
         } catch (...) {
             // If an entry cannot be built, it is lost, and the traced work continues.
+        }
+    }
+
+    // Makes the value of an argument. If that throws, the entry is written without this value.
+    template <typename T>
+    static TagVar Take(T const &argument) noexcept {
+        if constexpr (std::is_nothrow_constructible_v<TagVar, T const &>) {
+            return TagVar(argument);
+        } else {
+            try {
+                return TagVar(argument);
+            } catch (...) {
+                return TagVar(TagVar::unshown);
+            }
         }
     }
 

@@ -159,6 +159,7 @@ struct TPrintfHabits {
     bool cutsNullText;    // a precision below 6 cuts "(null)"; if false, nothing is printed then
     bool knowsUpperF;     // the conversion F exists
     bool zerosBeforeText; // the flag 0 also fills up texts and characters
+    bool textIsUtf8;      // narrow text is UTF-8 by custom, even if the locale knows ASCII only
 };
 extern TPrintfHabits const printfHabits;
 

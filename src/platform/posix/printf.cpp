@@ -5,7 +5,7 @@
 
 #include <stdio.h>
 
-platform::TPrintfHabits const platform::printfHabits = {true, false, true, false};
+platform::TPrintfHabits const platform::printfHabits = {true, false, true, false, true};
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {

@@ -5,7 +5,7 @@
 
 #include <stdio.h>
 
-platform::TPrintfHabits const platform::printfHabits = {false, true, false, true};
+platform::TPrintfHabits const platform::printfHabits = {false, true, false, true, false};
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {
