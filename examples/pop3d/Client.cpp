@@ -28,9 +28,9 @@ int Client::Run() {
         SocketStream connection(fHandle, {fOptions.idleSeconds, fOptions.bytesPerSecond});
         Session(connection, *fVisitor, fUsers, fOptions, fCounters, fIdleTimer).Run();
     } catch (TException &problem) {
-        TraceException(TraceCategory::session, "Client.cpp", problem);
+        TraceException(TraceCategory::session, problem);
     } catch (std::exception const &problem) {
-        TTracePoint::Write(TTrace::error, TraceCategory::session, "Client.cpp", "%s", problem.what());
+        TTracePoint::Write(TTrace::error, TraceCategory::session, "%s", problem.what());
     }
     fIdleTimer.Stop();
     HangUp();
@@ -45,8 +45,8 @@ void Client::HangUpIfIdle() {
         return;
     fIsHungUp = true;
     ++fCounters.idleSessions;
-    TTracePoint::Write(TTrace::information, TraceCategory::server, "Client.cpp", "no %s for %d seconds",
-                       isLate ? "login" : "command", isLate ? fOptions.loginSeconds : fOptions.idleSeconds);
+    TTracePoint::Write(TTrace::information, TraceCategory::server, "no %s for %d seconds", isLate ? "login" : "command",
+                       isLate ? fOptions.loginSeconds : fOptions.idleSeconds);
     HangUp();
 }
 

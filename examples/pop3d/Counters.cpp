@@ -20,8 +20,8 @@ std::string BlockName(std::string const &address, std::uint16_t port) {
 CounterBlock::CounterBlock(std::string const &address, std::uint16_t port)
     : fMemory(BlockName(address, port).c_str(), sizeof(Counters)) {
     if (!fMemory) {
-        TTracePoint::Write(TTrace::warning, TraceCategory::server, "Counters.cpp",
-                           "no shared memory for the counters, state %d", fMemory.rdstate());
+        TTracePoint::Write(TTrace::warning, TraceCategory::server, "no shared memory for the counters, state %d",
+                           fMemory.rdstate());
         fPrivate = std::make_unique<Counters>();
         fCounters = fPrivate.get();
     } else {

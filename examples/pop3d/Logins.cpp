@@ -131,8 +131,8 @@ void Session::Login(std::string const &name, bool isProven) {
     fState = State::transaction;
     fVisitor.LogIn();
     ++fCounters.logins;
-    TTracePoint::Write(TTrace::information, TraceCategory::session, "Logins.cpp", "%s logged in, %u messages",
-                       name.c_str(), static_cast<unsigned int>(fMailbox->QueryCount()));
+    TTracePoint::Write(TTrace::information, TraceCategory::session, "%s logged in, %zu messages", name,
+                       fMailbox->QueryCount());
     Ok(text::messageCount, static_cast<unsigned int>(fMailbox->QueryCount()));
 }
 

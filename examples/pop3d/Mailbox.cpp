@@ -161,8 +161,7 @@ bool Mailbox::Commit(unsigned int &removed) {
             ++removed;
             continue;
         }
-        TTracePoint::Write(TTrace::error, TraceCategory::mailbox, "Mailbox.cpp", "cannot remove %s",
-                           message.name.c_str());
+        TTracePoint::Write(TTrace::error, TraceCategory::mailbox, "cannot remove %s", message.name);
         done = false;
     }
     return done;

@@ -41,17 +41,16 @@ void Server::Admit(net::Handle handle) {
             return;
         fClients.pop_back();
     } catch (TResourceExhausted const &) {
-        TTracePoint::Write(TTrace::error, TraceCategory::server, "Server.cpp", "no memory for a client");
+        TTracePoint::Write(TTrace::error, TraceCategory::server, "no memory for a client");
     } catch (std::bad_alloc const &) {
-        TTracePoint::Write(TTrace::error, TraceCategory::server, "Server.cpp", "no memory for a client");
+        TTracePoint::Write(TTrace::error, TraceCategory::server, "no memory for a client");
     }
     // There is no thread, or no memory, for so many sessions.
     Refuse(client ? client->TakeHandle() : handle);
 }
 
 void Server::Refuse(net::Handle handle) {
-    TTracePoint::Write(TTrace::warning, TraceCategory::server, "Server.cpp", "client refused: %u sessions",
-                       static_cast<unsigned int>(fClients.size()));
+    TTracePoint::Write(TTrace::warning, TraceCategory::server, "client refused: %zu sessions", fClients.size());
     Text const &refusal = text::tooManySessions;
     try {
         fRefusals.Add(handle, std::string("-ERR ") + refusal.code + Tell(refusal) + "\r\n");

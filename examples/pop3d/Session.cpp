@@ -46,7 +46,7 @@ Session::~Session() {
 }
 
 void Session::Run() {
-    TTracePoint::Write(TTrace::functionEntry, TraceCategory::session, "Session.cpp", "session begins");
+    TTracePoint::Write(TTrace::functionEntry, TraceCategory::session, "session begins");
     TTraceExit exit(TraceCategory::session);
     exit.SetFormatMsg("session ends");
     exit.SetDebugging("Session.cpp", __LINE__);
@@ -90,7 +90,7 @@ void Session::Dispatch(char *line) {
         if (!verb.isEqual(command.verb))
             continue;
         // The verb alone: what stands behind it may be a secret.
-        TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "C: %s", command.verb);
+        TTracePoint::Write(TTrace::information, TraceCategory::session, "C: %s", command.verb);
         if (command.state != State::done && command.state != fState)
             Error(fState == State::authorization ? text::logInFirst : text::alreadyLoggedIn);
         else if (CountWords(line) > command.words)
@@ -103,7 +103,7 @@ void Session::Dispatch(char *line) {
 }
 
 void Session::Say(char const *indicator, char const *code, TTextMessage const &message) {
-    TTracePoint::Write(TTrace::information, TraceCategory::session, "Session.cpp", "S: %s %s%s", indicator, code,
+    TTracePoint::Write(TTrace::information, TraceCategory::session, "S: %s %s%s", indicator, code,
                        message.QueryMessage());
     fLines << indicator << ' ' << code << message.QueryMessage().c_str() << "\r\n";
 }

@@ -18,8 +18,9 @@ struct TraceCategory {
     static TTrace::Category const mailbox;
 };
 
-// An error and the exception that it was.
-inline void TraceException(TTrace::Category const &category, TTracePlace place, TException const &problem) {
+// Traces an exception as an error, with the place of the call.
+inline void TraceException(TTrace::Category const &category, TException const &problem,
+                           TTracePlace place = {__builtin_FILE(), __builtin_LINE()}) {
     TTracePoint::Write(TTrace::error, category, place, "%s: %s", problem.name(), problem.text(0));
 }
 

@@ -5,7 +5,7 @@
 //
 // Example:
 //     int Fetch(int number) {
-//         TTracePoint::Write(TTrace::functionEntry, fsSession, "src/session.cpp", "Fetch(%d)", number);
+//         TTracePoint::Write(TTrace::functionEntry, fsSession, "Fetch(%d)", number);
 //         TTraceExit exit(fsSession);
 //         exit.SetFormatMsg("Fetch, rc=%d");
 //         exit.SetArgs(TagVar(0));
@@ -17,11 +17,13 @@
 // Ownership:  The names of source files are borrowed and must be static. Formats and arguments are copied.
 // Threads:    Any thread may call TTracePoint::Write(). A TTraceExit belongs to one thread. A thread that is cancelled
 //             while it writes an entry finishes the entry first.
-// Failures:   TTracePoint::Write() never throws. SetRC() and operator[] throw TInvalidParameter "Out of Range" if the
-//             message does not have that argument.
+// Failures:   TTracePoint::Write() never throws. A value that cannot be made is shown as "?". SetRC() and operator[]
+//             throw TInvalidParameter "Out of Range" if the message does not have that argument.
 // Surprises:
 // - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
 //   are evaluated all the same.
+// - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is a source file.
+//   Under C++20, it must also look like one, unless the format after it is a literal.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -35,22 +37,121 @@
 
 // The place of a trace point: a static text, and the line of the call.
 struct TTracePlace {
-    TTracePlace(char const *fileName, unsigned long lineNumber = __builtin_LINE()) noexcept
+    constexpr TTracePlace(char const *fileName, unsigned long lineNumber = __builtin_LINE()) noexcept
         : file(fileName), line(lineNumber) {}
 
     char const *file;
     unsigned long line;
 };
 
+// The source file and the line of a call, as default arguments.
+struct TTraceCaller {
+    char const *file;
+    unsigned long line;
+};
+
+// What a trace point says first: a literal format with the place of the call, or a place, after which the format is the
+// first of the arguments.
+template <typename... Arguments>
+class TTraceText {
+    template <typename First = int, typename...>
+    struct TFirst {
+        static constexpr bool isText = std::is_convertible_v<First const &, char const *>;
+        static constexpr bool isLiteral = std::is_array_v<First>;
+    };
+
+public:
+    // Whether the first argument may be a format.
+    static constexpr bool mayTakeFormat = TFirst<Arguments...>::isText;
+
+    // A format or, if there is no conversion in it and a text follows, the name of a file. The literal is checked under
+    // C++20.
+    template <std::size_t size>
+    TUZUTIL_CONSTEVAL TTraceText(char const (&text)[size], TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()})
+        : fFormat(text), fPlace(caller.file, caller.line) {
+        if constexpr (TUZUTIL_CHECKS_FORMATS) {
+            if (!mayTakeFormat || tuzutil::HasConversion(text))
+                tuzutil::TFormatCheck<Arguments...>(text).Check();
+            else if (!TFirst<Arguments...>::isLiteral && !LooksLikeFile(text))
+                tuzutil::format_error::AFileNameStandsBeforeAFormat();
+        }
+    }
+    // A place, if a format follows. A pointer is the name of a file for the line of the call.
+    template <typename Pointer, std::enable_if_t<mayTakeFormat && std::is_pointer_v<Pointer> &&
+                                                     std::is_convertible_v<Pointer, char const *>,
+                                                 bool> = true>
+    constexpr TTraceText(Pointer const &file, TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()}) noexcept
+        : fFormat(nullptr), fPlace(file, caller.line) {}
+    template <std::size_t size, std::enable_if_t<mayTakeFormat && size != 0, bool> = true>
+    constexpr TTraceText(char (&file)[size], TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()}) noexcept
+        : fFormat(nullptr), fPlace(file, caller.line) {}
+    template <bool takesFormat = mayTakeFormat, std::enable_if_t<takesFormat, bool> = true>
+    constexpr TTraceText(char const *file, unsigned long line) noexcept : fFormat(nullptr), fPlace(file, line) {}
+    template <bool takesFormat = mayTakeFormat, std::enable_if_t<takesFormat, bool> = true>
+    constexpr TTraceText(TTracePlace const &place) noexcept : fFormat(nullptr), fPlace(place) {}
+
+    constexpr char const *QueryFormat() const noexcept { return fFormat; } // null if it is the first argument
+    constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; }
+
+private:
+    static constexpr bool LooksLikeFile(char const *text) noexcept {
+        for (; *text; ++text) {
+            if (*text == '.' || *text == '/' || *text == '\\')
+                return true;
+        }
+        return false;
+    }
+
+    char const *fFormat;
+    TTracePlace fPlace;
+};
+
+template <typename... Arguments>
+using TTraceTextOf = TTraceText<typename tuzutil::TSame<Arguments>::type...>;
+
+#if defined(__cpp_lib_format)
+// A literal format of std::format with the place of the call.
+template <typename... Arguments>
+class TTraceFormat {
+public:
+    template <std::size_t size>
+    consteval TTraceFormat(char const (&text)[size], TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()})
+        : fFormat(text), fPlace(caller.file, caller.line) {}
+
+    constexpr std::string_view QueryFormat() const noexcept { return fFormat.get(); }
+    constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; }
+
+private:
+    std::format_string<Arguments...> fFormat;
+    TTracePlace fPlace;
+};
+
+template <typename... Arguments>
+using TTraceFormatOf = TTraceFormat<typename tuzutil::TSame<Arguments>::type...>;
+#endif
+
 class TUZUTIL_API TTracePoint {
 public:
-    // Writes an entry with a format and its arguments. An argument may be anything that a TagVar can be made from.
+    // Writes an entry with a format and its arguments. An argument may be anything that a TagVar can be made from. The
+    // entry has the source file and the line of the call. `text` may also be a place of another kind, or the name of a
+    // file for the line of the call. Then the format is the first of the arguments, and is not checked.
     template <typename... Arguments>
-    static void Write(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
+    static void Write(std::uint32_t level, TTrace::Category const &category, TTraceTextOf<Arguments...> text,
                       Arguments const &...arguments) noexcept {
         if (__builtin_expect(TTrace::IsGlobalTracing(level, category.QueryComponent()), 0))
-            Collect(level, category, place, format, arguments...);
+            Sort(level, category, text.QueryPlace().file, text.QueryPlace().line, text.QueryFormat(), arguments...);
     }
+
+#if defined(__cpp_lib_format)
+    // Writes an entry with a literal format of std::format, which the compiler checks. If a formatter throws, the
+    // format itself is the text. Exists if the standard library has std::format.
+    template <typename... Arguments>
+    static void Format(std::uint32_t level, TTrace::Category const &category,
+                       TTraceFormatOf<Arguments const &...> format, Arguments const &...arguments) noexcept {
+        if (__builtin_expect(TTrace::IsGlobalTracing(level, category.QueryComponent()), 0))
+            CollectFormatted(level, category, format.QueryPlace(), format.QueryFormat(), arguments...);
+    }
+#endif
 
 private:
     // While a THold exists, its thread is not cancelled. Otherwise Collect() would drop the exception that unwinds the
@@ -66,10 +167,21 @@ private:
         int fHeld;
     };
 
+    // Finds the format: if `format` is null, or if it has no conversion and a text follows, it is the first argument.
     template <typename... Arguments>
-    __attribute__((noinline, cold)) static void Collect(std::uint32_t level, TTrace::Category const &category,
-                                                        TTracePlace place, char const *format,
-                                                        Arguments const &...arguments) noexcept {
+    __attribute__((noinline, cold)) static void Sort(std::uint32_t level, TTrace::Category const &category,
+                                                     char const *file, unsigned long line, char const *format,
+                                                     Arguments const &...arguments) noexcept {
+        if constexpr (TTraceText<Arguments...>::mayTakeFormat) {
+            if (!format || !tuzutil::HasConversion(format))
+                return Collect(level, category, TTracePlace(format ? format : file, line), arguments...);
+        }
+        Collect(level, category, TTracePlace(file, line), format, arguments...);
+    }
+
+    template <typename... Arguments>
+    static void Collect(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
+                        Arguments const &...arguments) noexcept {
         THold const hold;
         try {
             TagVar const values[] = {Take(arguments)..., TagVar(TagVar::endOfArgs)};
@@ -78,6 +190,22 @@ private:
             // If an entry cannot be built, it is lost, and the traced work continues.
         }
     }
+
+#if defined(__cpp_lib_format)
+    template <typename... Arguments>
+    __attribute__((noinline, cold)) static void CollectFormatted(std::uint32_t level, TTrace::Category const &category,
+                                                                 TTracePlace place, std::string_view format,
+                                                                 Arguments const &...arguments) noexcept {
+        THold const hold;
+        std::string text;
+        try {
+            text = std::vformat(format, std::make_format_args(arguments...));
+        } catch (...) {
+            return Collect(level, category, place, "%s", format);
+        }
+        Collect(level, category, place, "%s", text);
+    }
+#endif
 
     // Makes the value of an argument. If that throws, the entry is written without this value.
     template <typename T>

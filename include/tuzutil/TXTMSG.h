@@ -22,6 +22,7 @@
 // - The length of an integer follows from the argument: "%d" prints 64-bit integers whole.
 
 #include "tuzutil/EXPORT.h"
+#include "tuzutil/FORMAT.h"
 #include "tuzutil/TAGVAR.h"
 #include "tuzutil/TSTRING.h"
 
@@ -109,6 +110,12 @@ public:
         SetArgs(first, arguments...);
     }
     TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept;
+
+    // Makes a message of a literal format, which the compiler holds against the arguments, see FORMAT.h.
+    template <typename... Arguments>
+    static TTextMessage Make(TFormatOf<Arguments...> format, Arguments const &...arguments) {
+        return TTextMessage(format.QueryText(), static_cast<TagVar const &>(arguments)...);
+    }
 
     // A copy has everything except the text that was made.
     TTextMessage(TTextMessage const &other);

@@ -19,6 +19,7 @@
 #include "tuzutil/FACTORY.h"
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/FILTSTRM.h"
+#include "tuzutil/FORMAT.h"
 #include "tuzutil/LINESTRM.h"
 #include "tuzutil/MD5.h"
 #include "tuzutil/MEMSTRM.h"

@@ -44,6 +44,7 @@ NEEDS = {
         includes=["<fstream>"],
         after=r'EXPECT_TRUE(folder == "C:\\mail"); EXPECT_TRUE(other == "C:\\mail\\drafts");'
               r'EXPECT_TRUE(name == TFileName(u"c:\\MAIL\\Inbox.mbx"));'),
+    "FORMAT": Need(includes=['"tuzutil/TXTMSG.h"'], output=r'"joe has 5 messages\n"'),
     "FILTSTRM": Need(
         includes=["<cctype>", "<ostream>"], declarations=True,
         test='std::ostringstream sink; TCapitalsBuf buffer(sink); std::ostream out(&buffer);'

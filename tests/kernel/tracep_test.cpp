@@ -5,6 +5,8 @@
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACENOT.h"
 
+#include <string>
+
 namespace {
 
 TTrace::Category const fsSession(8, "Session");
@@ -16,7 +18,7 @@ int fsEvaluations = 0;
 TEST(TTracePoint, Example) {
     TCapture capture;
     auto const fetch = [](int number) {
-        TTracePoint::Write(TTrace::functionEntry, fsSession, "src/session.cpp", "Fetch(%d)", number);
+        TTracePoint::Write(TTrace::functionEntry, fsSession, "Fetch(%d)", number);
         TTraceExit exit(fsSession);
         exit.SetFormatMsg("Fetch, rc=%d");
         exit.SetArgs(TagVar(0));
@@ -63,6 +65,52 @@ TEST(TTracePoint, TakesTheLineOfTheCall) {
     ASSERT_EQ(capture.Entries().size(), 1u);
     EXPECT_EQ(capture.Entries()[0].line, line);
 }
+
+TEST(TTracePoint, AFormatAloneTakesTheFileAndTheLineOfTheCall) {
+    TCapture capture;
+    std::string const user = "joe";
+    char const *const name = "jim";
+    unsigned long const line = __LINE__ + 1;
+    TTracePoint::Write(TTrace::error, fsSession, "user %s logged in", user);
+    TTracePoint::Write(TTrace::error, fsSession, "user %s logged in", name);
+    TTracePoint::Write(TTrace::error, fsSession, "user %s logged in", "jane");
+    TTracePoint::Write(TTrace::error, fsSession, "user %2$s has %1$zu", user.size(), TString("jack"));
+    TTracePoint::Write(TTrace::error, fsSession, "nobody");
+    char const *const texts[] = {"user joe logged in", "user jim logged in", "user jane logged in", "user jack has 3",
+                                 "nobody"};
+    ASSERT_EQ(capture.Entries().size(), 5u);
+    for (unsigned long i = 0; i < 5; ++i)
+        EXPECT_EQ(capture.Entries()[i], (TSeenEntry{4, "Session", texts[i], __FILE__, line + i}));
+}
+
+TEST(TTracePoint, ATextBeforeAFormatIsTheNameOfAFile) {
+    TCapture capture;
+    char const *const file = "src/pointer.cpp";
+    char array[] = "src/array.cpp";
+    TString const format("%d messages");
+    unsigned long const line = __LINE__ + 1;
+    TTracePoint::Write(TTrace::error, fsSession, "src/literal.cpp", "%d messages", 5);
+    TTracePoint::Write(TTrace::error, fsSession, "src/literal.cpp", format, 5);
+    TTracePoint::Write(TTrace::error, fsSession, file, "%d messages", 5);
+    TTracePoint::Write(TTrace::error, fsSession, array, "%d messages", 5);
+    TTracePoint::Write(TTrace::error, fsSession, {file, line + 4}, format, 5);
+    TTracePoint::Write(TTrace::error, fsSession, {"src/literal.cpp", line + 5}, "%d messages", 5);
+    TTracePoint::Write(TTrace::error, fsSession, TTracePlace(file, line + 6), "%d messages", 5);
+    char const *const files[] = {"src/literal.cpp", "src/literal.cpp", file, array, file, "src/literal.cpp", file};
+    ASSERT_EQ(capture.Entries().size(), 7u);
+    for (unsigned long i = 0; i < 7; ++i)
+        EXPECT_EQ(capture.Entries()[i], (TSeenEntry{4, "Session", "5 messages", files[i], line + i}));
+}
+
+#if defined(__cpp_lib_format)
+TEST(TTracePoint, FormatsOfTheStandardLibrary) {
+    TCapture capture;
+    unsigned long const line = __LINE__ + 1;
+    TTracePoint::Format(TTrace::error, fsSession, "user {} has {:02}", TString("joe"), 5);
+    ASSERT_EQ(capture.Entries().size(), 1u);
+    EXPECT_EQ(capture.Entries()[0], (TSeenEntry{4, "Session", "user joe has 05", __FILE__, line}));
+}
+#endif
 
 TEST(TTraceExit, WithoutAMessageNothingIsWritten) {
     TCapture capture;

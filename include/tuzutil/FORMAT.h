@@ -1,0 +1,217 @@
+#ifndef TUZUTIL_FORMAT_H
+#define TUZUTIL_FORMAT_H
+
+// TFormat: a literal format of a message, which the compiler holds against the types of the arguments.
+//
+// Example:
+//     std::string const user = "joe";
+//     TTextMessage const message = TTextMessage::Make("%s has %d messages", user, 5u);
+//     std::cout << message.QueryMessage() << '\n';    // joe has 5 messages
+//     // TTextMessage::Make("%d has %d messages", user, 5u) does not compile:
+//     // call to non-constexpr function 'void tuzutil::format_error::AConversionDoesNotFitItsArgument()'
+//
+// Ownership:  A TFormat borrows the literal. A message copies the format and the arguments.
+// Threads:    Any thread may use a TFormat.
+// Failures:   None when the program runs: what the compiler does not check is printed as TTextMessage says.
+// Surprises:
+// - The compiler checks under C++20, if it has consteval. Otherwise faults show when the message is printed.
+// - The check is stricter than the printing: an argument that no conversion uses is an error, and so are unknown
+//   conversions, "%n" and "%S".
+// - A TagVar, and a type that makes a TagVar of itself, fits every conversion: its kind is only known later.
+// - The constructors of TTextMessage check nothing, because programs rely on what faulty formats print.
+
+#include "tuzutil/TAGVAR.h"
+
+#include <cstddef>
+#include <string_view>
+#include <type_traits>
+
+// Whether the compiler checks formats. If not, the constructors of formats cost nothing at run time.
+#if defined(__cpp_consteval)
+#define TUZUTIL_CONSTEVAL consteval
+#define TUZUTIL_CHECKS_FORMATS true
+#else
+#define TUZUTIL_CONSTEVAL constexpr
+#define TUZUTIL_CHECKS_FORMATS false
+#endif
+
+namespace tuzutil {
+
+// What the compiler names if a format is wrong. These functions are not defined.
+namespace format_error {
+void AConversionDoesNotFitItsArgument();
+void AConversionHasNoArgument();
+void AnArgumentIsNotUsed();
+void TheConversionIsUnknown();
+void AWidthIsNotAnInteger();
+void AFileNameStandsBeforeAFormat(); // see TTracePoint: was the first text meant as the format?
+} // namespace format_error
+
+// What a conversion takes.
+enum class TArgumentKind { any, integer, real, text, pointer, none };
+
+// The kind that an argument of a type will have.
+template <typename Argument>
+constexpr TArgumentKind KindOfArgument() {
+    using T = std::decay_t<Argument const &>;
+    if constexpr (hasToTagVar<T> || becomesTagVar<T> || std::is_same_v<T, TagVar> || std::is_same_v<T, TagVar::Type>)
+        return TArgumentKind::any;
+    else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
+        return TArgumentKind::integer;
+    else if constexpr (std::is_floating_point_v<T>)
+        return TArgumentKind::real;
+    else if constexpr (isAddress<T> || std::is_same_v<T, TagVarVoidPtr>)
+        return TArgumentKind::pointer;
+    else if constexpr (std::is_same_v<T, TDate> || std::is_same_v<T, TTime> || std::is_same_v<T, TDateTime>)
+        return TArgumentKind::none;
+    else if constexpr (isArgument<T> || std::is_pointer_v<T> || std::is_null_pointer_v<T> ||
+                       std::is_base_of_v<TString, T>)
+        return TArgumentKind::text;
+    else
+        return TArgumentKind::any; // a type that converts itself to one of the others
+}
+
+constexpr bool HasConversion(char const *text) {
+    while (*text && *text != '%')
+        ++text;
+    return *text != 0;
+}
+
+// Reads a format as messages do, and calls a function of format_error for the first fault.
+template <typename... Arguments>
+class TFormatCheck {
+public:
+    TUZUTIL_CONSTEVAL explicit TFormatCheck(char const *text) : fAt(text) {}
+
+    TUZUTIL_CONSTEVAL void Check() {
+        while (*fAt) {
+            if (*fAt++ != '%')
+                continue;
+            if (*fAt == '%')
+                ++fAt;
+            else
+                CheckConversion();
+        }
+        for (std::size_t i = 0; i < sizeof...(Arguments); ++i) {
+            if (!fIsUsed[i])
+                format_error::AnArgumentIsNotUsed();
+        }
+    }
+
+private:
+    TUZUTIL_CONSTEVAL void CheckConversion() {
+        std::size_t number = 0;
+        bool const isExplicit = TakeNumber(number);
+        while (Is("-+ #0"))
+            ++fAt;
+        TakeCount();
+        if (*fAt == '.') {
+            ++fAt;
+            TakeCount();
+        }
+        if (!isExplicit)
+            number = ++fRunning;
+        bool const isLong = TakeLength();
+        TArgumentKind const wanted = Wanted();
+        if (wanted == TArgumentKind::none || (isLong && wanted != TArgumentKind::integer))
+            format_error::TheConversionIsUnknown();
+        TArgumentKind const given = Use(number);
+        if (given != wanted && given != TArgumentKind::any)
+            format_error::AConversionDoesNotFitItsArgument();
+        ++fAt;
+    }
+
+    // Reads the number of an argument and its "$". If there is none, stays in place.
+    TUZUTIL_CONSTEVAL bool TakeNumber(std::size_t &number) {
+        char const *const from = fAt;
+        for (number = 0; Is("0123456789"); ++fAt)
+            number = number > 1000 ? number : number * 10 + static_cast<std::size_t>(*fAt - '0');
+        if (fAt != from && *fAt == '$') {
+            ++fAt;
+            return true;
+        }
+        fAt = from;
+        return false;
+    }
+
+    TUZUTIL_CONSTEVAL void TakeCount() {
+        if (*fAt != '*') {
+            while (Is("0123456789"))
+                ++fAt;
+            return;
+        }
+        ++fAt;
+        std::size_t number = 0;
+        if (!TakeNumber(number))
+            number = ++fRunning;
+        TArgumentKind const given = Use(number);
+        if (given != TArgumentKind::integer && given != TArgumentKind::any)
+            format_error::AWidthIsNotAnInteger();
+    }
+
+    // Reads the length, and returns whether only integers have it.
+    TUZUTIL_CONSTEVAL bool TakeLength() {
+        if (fAt[0] == 'l' && fAt[1] == 'l') {
+            fAt += 2;
+            return true;
+        }
+        bool const isLong = Is("jzt");
+        if (isLong || Is("lhL"))
+            ++fAt;
+        return isLong;
+    }
+
+    TUZUTIL_CONSTEVAL TArgumentKind Wanted() const {
+        if (Is("dioucxX"))
+            return TArgumentKind::integer;
+        if (Is("aAeEfFgG"))
+            return TArgumentKind::real;
+        return Is("s") ? TArgumentKind::text : Is("p") ? TArgumentKind::pointer : TArgumentKind::none;
+    }
+
+    TUZUTIL_CONSTEVAL bool Is(std::string_view characters) const {
+        return *fAt && characters.find(*fAt) != std::string_view::npos;
+    }
+
+    TUZUTIL_CONSTEVAL TArgumentKind Use(std::size_t number) {
+        if (number - 1 >= sizeof...(Arguments))
+            format_error::AConversionHasNoArgument();
+        fIsUsed[number - 1] = true;
+        return fKinds[number - 1];
+    }
+
+    char const *fAt;
+    std::size_t fRunning = 0;
+    bool fIsUsed[sizeof...(Arguments) + 1] = {};
+    TArgumentKind fKinds[sizeof...(Arguments) + 1] = {KindOfArgument<Arguments>()..., TArgumentKind::none};
+};
+
+template <typename T>
+struct TSame {
+    using type = T;
+};
+
+} // namespace tuzutil
+
+// The format of a message with arguments of these types. As a parameter it is written TFormatOf, so that the types are
+// those of the arguments.
+template <typename... Arguments>
+class TFormat {
+public:
+    // A literal converts to its format.
+    template <std::size_t size>
+    TUZUTIL_CONSTEVAL TFormat(char const (&text)[size]) : fText(text) {
+        if constexpr (TUZUTIL_CHECKS_FORMATS)
+            tuzutil::TFormatCheck<Arguments...>(text).Check();
+    }
+
+    constexpr char const *QueryText() const noexcept { return fText; }
+
+private:
+    char const *fText;
+};
+
+template <typename... Arguments>
+using TFormatOf = TFormat<typename tuzutil::TSame<Arguments>::type...>;
+
+#endif
