@@ -228,13 +228,15 @@ TEST(MessagePrint, IntegersOf64BitsByEveryConversionAndLength) {
 }
 
 TEST(MessagePrint, IntegersOf64BitsAsThePlatformsPrintf) {
-    for (std::string const &prefix : Prefixes("-+ #0")) {
-        for (long long const value : {0x7FFFFFFFFFFFFFFFll, -0x7FFFFFFFFFFFFFFFll - 1, 1ll << 33}) {
-            for (char const *const conversion : {"lld", "lli", "llu", "llx", "llX", "llo"}) {
-                std::string const format = prefix + conversion;
-                if (!IsAlternateOctalWithoutDigits(format)) {
-                    ASSERT_EQ(Print(format, value), RuntimePrintf(format.c_str(), value)) << format;
-                }
+    for (char const conversion : "diouxX"s) {
+        std::string const flags = conversion == 'd' || conversion == 'i' ? "-+ 0" : conversion == 'u' ? "-0" : "-#0";
+        for (std::string const &prefix : Prefixes(flags)) {
+            std::string const format = '[' + prefix + "ll" + conversion + ']';
+            for (long long const value : {0x7FFFFFFFFFFFFFFFll, -0x7FFFFFFFFFFFFFFFll - 1, 1ll << 33}) {
+                char expected[100];
+                std::snprintf(expected, sizeof expected, format.c_str(), value);
+                ASSERT_EQ(Print(format, value), expected) << format;
+                ASSERT_EQ(PrintWide(Wide(format), value), Wide(expected)) << format;
             }
         }
     }
