@@ -14,14 +14,14 @@
 //         }
 //     };
 //     static TFilter fsFilter("spam"); // in the library spamlib, usually of a subclass that overrides Accepts()
-//     TFilter *filter = TFilter::GetLoader()->Find("spam[spamlib]"); // loads spamlib.dll; null if there is none
+//     TFilter *filter = TFilter::GetLoader()->Find("spam[spamlib]"); // loads spamlib.dll; null if not found
 //
 // Ownership:  A loader borrows its factories. They belong to their libraries, which stay loaded until the process ends.
 // Threads:    Any thread may use a loader. Only one lookup at a time loads a library. A lookup of a registered factory
 //             does not wait for a load.
 // Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
-//             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, Find() returns null,
-//             and the reason is traced at level 8.
+//             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, or registers no factory
+//             of that name, Find() returns null, and a warning (level 8) is traced.
 // Surprises:
 // - Two types are equal if their names are equal, ignoring letter case. The names of their libraries are not compared.
 
@@ -62,8 +62,9 @@ class TFactoryLoaderSet;
 // factories for a moment. A lookup that loads a library also holds a second lock until the library is loaded.
 //
 // REQUIRES: the static objects of a library that is loaded without a TFactoryLoader look only for types that are
-// registered already. Otherwise two threads may wait for each other. The constructor of a static object in a library
-// does not throw, because no exception can pass through the system's loader. (An exception of Register() is kept.)
+// registered already. Otherwise two threads may wait for each other. REQUIRES: the constructors of static objects in
+// libraries let no exception escape, because no exception can pass through the system's loader. (An exception within
+// Register() does not escape: see there.)
 class TUZUTIL_API TFactoryLoaderBase {
 public:
     TFactoryLoaderBase(TFactoryLoaderBase const &) = delete;
@@ -80,8 +81,9 @@ public:
     // Loads the type's library. Looks for the library in the directories of fsLibpath first, and then where the system
     // looks for libraries, for example in the program's own directory. Always returns 0.
     int LoadDll(TFactoryType const &type);
-    // Loads a library. If the name does not end in ".dll", tries it with ".dll" first. On Linux, tries it with ".so"
-    // next, and then with "lib" before it and ".so" after it. Returns 0, or 1 if no library was loaded.
+    // Loads a library. A name that ends in ".dll" is tried as it is. To any other name, the function adds ".dll". On
+    // Linux, it then tries the name with ".so", which it adds unless the name ends so. Last, it tries the same with
+    // "lib" before the last part of the name. Returns 0, or 1 if no library was loaded.
     int LoadDll(char const *name);
 
     // Inserts the directory before those in fsLibpath. Any thread may call this function.

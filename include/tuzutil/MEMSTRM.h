@@ -14,7 +14,8 @@
 //
 // Ownership:  The stream owns its buffer. The buffer owns its blocks: each block owns the next one.
 // Threads:    One thread at a time may use a stream.
-// Failures:   Nothing is thrown. If there is no memory, writing fails, and the bytes that were written before remain.
+// Failures:   The stream and its buffer throw nothing. If there is no memory, writing fails, and the bytes that were
+//             written before remain. Only the constructor of TMemStreamBuffer, a block, throws std::bad_alloc.
 // Surprises:
 // - Reading and writing have separate positions. Writing in the middle replaces bytes and does not truncate.
 // - QueryUsed() of the last block may be too small until the next flush.
@@ -54,10 +55,10 @@ private:
 
 class TUZUTIL_API TMemStreamBuf : public std::streambuf {
 public:
-    TMemStreamBuf();
+    TMemStreamBuf(); // with blocks of 10000 bytes
     TMemStreamBuf(TMemStreamBuf const &) = delete;
     TMemStreamBuf &operator=(TMemStreamBuf const &) = delete;
-    explicit TMemStreamBuf(unsigned long blockSize); // 1 byte to 1 GiB; 10000 bytes by default
+    explicit TMemStreamBuf(unsigned long blockSize); // a size outside 1 byte to 1 GiB becomes the nearer bound
     ~TMemStreamBuf() override;
 
     TMemStreamBuffer *QueryFirstBuffer() const noexcept { return fFirst; } // null until something is written
@@ -69,10 +70,11 @@ public:
 protected:
     int sync() override;
     // A negative offset is taken as if it were positive: the position moves forward by its absolute value. A position
-    // beyond the end becomes the end. An offset from the current position counts from the reading position. If only the
-    // writing position moves, such an offset counts from a mixed position: the start of the block that is being read,
-    // plus the writing position within its own block. If nothing has been read, the offset counts from 0. Therefore
-    // tellp() may move the writing position.
+    // beyond the end becomes the end. With `cur`, an offset counts from the reading position if `mode` has `in`. If
+    // `mode` has only `out`, the offset counts from a mixed position: the start of the block that is being read, plus
+    // the writing position within its own block. If nothing has been read and no reading position has been set, an
+    // offset with `cur` counts from the start of the content, for reading and for writing. Therefore tellp() may move
+    // the writing position.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override;
     int_type overflow(int_type c) override;
@@ -96,7 +98,7 @@ private:
     std::uint32_t fBlockSize;
     TMemStreamBuffer *fFirst = nullptr;
     TMemStreamBuffer *fLast = nullptr;
-    TMemStreamBuffer *fRead = nullptr;  // holds the get area; null if nothing has been read
+    TMemStreamBuffer *fRead = nullptr;  // holds the get area; null if nothing was read and no reading position set
     TMemStreamBuffer *fWrite = nullptr; // holds the put area
 };
 

@@ -10,32 +10,38 @@
 //     TString const shown = TUnicode::ToUtf8("a\xFF", TUnicode::replace);   // "a", U+FFFD
 //
 // Ownership:  The functions only read their arguments and return new strings, or share the argument's buffer.
-// Threads:    Any thread may call them. Set the mode before there are other threads, or texts of both encodings appear.
+// Threads:    Any thread may call them. Call SetUtf8Mode() before there are other threads. Otherwise some texts may be
+//             in UTF-8, and others in the locale's encoding.
 // Failures:   TInvalidRequest "Malformed UTF-8 at byte N" or "Unpaired surrogate at character N" (ID 1, recoverable),
 //             unless faults are to be replaced. TOutOfMemory if there is no memory for the result.
 // Surprises:
-// - Text that already has the wanted form, as its flag says, is only checked: ToUtf8() takes narrow text for UTF-8.
-// - Zero characters are kept. A null string stays null. The result of a secret is wiped as the secret is.
-// - Names of files and what the program's own code writes do not follow the UTF-8 mode.
+// - The Unicode flag of a string tells its form. Text in the wanted form is not converted, but checked, and repaired
+//   with `replace`. So ToUtf8() assumes that narrow text is UTF-8.
+// - Zero characters are kept. A null string stays null. If the argument is wiped on deletion, so is the result.
+// - Names of files, and texts that the program itself writes, do not follow the UTF-8 mode.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
 class TUZUTIL_API TUnicode {
 public:
-    // What malformed text does: throw, or become U+FFFD, one for each run of bytes that could begin a character.
+    // What the functions do with malformed text: `strict` throws. `replace` puts one U+FFFD for each longest run of
+    // bytes that could begin a character, for each other malformed byte, for each unpaired surrogate, and for the odd
+    // last byte of 16-bit text.
     enum Faults { strict, replace };
 
     static TString FromUtf8(TString const &text, Faults faults = strict); // 16-bit text
     static TString ToUtf8(TString const &text, Faults faults = strict);   // narrow text
 
-    // Returns the 1-based position of the first malformed byte of narrow text, or of the first unpaired surrogate or
-    // the odd last byte of 16-bit text, in characters of 16 bits. Returns 0 if the text is well-formed.
+    // Returns the 1-based position of the first fault, or 0 if the text is well-formed. For narrow text, this is the
+    // position in bytes of the first malformed byte. For 16-bit text, it is the position in 16-bit units of the first
+    // unpaired surrogate, or of the odd last byte.
     static unsigned int FindFault(TString const &text) noexcept;
 
-    // Has narrow text mean UTF-8 whatever the locale and the system say: in messages and trace lines that hold 16-bit
-    // text, and in the texts of language libraries. Without it, Windows gives those in its code page, and a line can
-    // mix encodings. Returns whether it was on.
+    // Switches the UTF-8 mode on or off, and returns whether it was on before. In this mode, narrow text counts as
+    // UTF-8, whatever the locale and the system say, in two places: in messages and trace lines that hold 16-bit text,
+    // and in the texts of language libraries. Without the mode, Windows loads narrow texts of language libraries in its
+    // code page, so one line can mix encodings.
     static int SetUtf8Mode(int on) noexcept;
     static int IsUtf8Mode() noexcept;
 };

@@ -8,14 +8,16 @@
 //     TString wire = TModifiedUTF7::Encode(name); // "Entw&APw-rfe"
 //     TString back = TModifiedUTF7::Decode(wire); // 16-bit text, equal to name
 //     TString utf8 = TModifiedUTF7::DecodeUtf8(wire);             // the same name as UTF-8
-//     int good = TModifiedUTF7::IsCanonical("Entw&APw-rfe&AC8-"); // 0: the last run hides a "/"
+//     int good = TModifiedUTF7::IsCanonical("Entw&APw-rfe&AC8-"); // 0: "/" stands for itself
 //
 // Ownership:  The functions only read their arguments and return new strings.
 // Threads:    Any thread may call them; there is no shared state.
-// Failures:   TOutOfMemory if there is no memory for the result. Malformed input gives some name, never an error; only
-//             the functions for UTF-8 throw, as TUnicode does, if a text has no such form.
+// Failures:   TOutOfMemory if there is no memory for the result. Decode() makes some name of any text. EncodeUtf8()
+//             throws if its argument is malformed, and DecodeUtf8() if the decoded name has an unpaired surrogate. With
+//             TUnicode::replace, neither does.
 // Surprises:
-// - Many texts decode to the same name, so compare names in their decoded form, or accept canonical texts only.
+// - Many texts decode to the same name, so compare names in their decoded form, or accept only texts for which
+//   IsCanonical() returns 1.
 // - A decoded name has the Unicode flag even if it is empty. Zero characters are kept in both directions.
 // - The bytes of a narrow string are encoded as if they were the characters U+0000 to U+00FF.
 
@@ -29,19 +31,25 @@ public:
     static TString Encode(TString name);
 
     // Returns the 16-bit text that a modified UTF-7 text encodes. A run of encoded characters begins at "&" and ends at
-    // "-", or at the end of the text. A character of a run that is not in the alphabet counts as its low six bits.
+    // "-", or at the end of the text. The alphabet of a run is A-Z, a-z, 0-9, "+" and ",". Any other byte in a run
+    // counts as the low six bits of its own value.
     static TString Decode(TString text);
 
-    // The same from and to UTF-8. EncodeUtf8() throws "Malformed UTF-8 at byte N", and DecodeUtf8() "Unpaired surrogate
-    // at character N", unless faults are to be replaced by U+FFFD.
+    // EncodeUtf8() takes the name as UTF-8 or as 16-bit text, and DecodeUtf8() returns it as UTF-8. With
+    // TUnicode::replace, faults become U+FFFD. With `strict`, the functions throw TInvalidRequest: "Malformed UTF-8 at
+    // byte N" for a narrow name, and "Unpaired surrogate at character N" for a 16-bit or a decoded name.
     static TString EncodeUtf8(TString const &name, TUnicode::Faults faults = TUnicode::strict);
     static TString DecodeUtf8(TString const &text, TUnicode::Faults faults = TUnicode::strict);
 
-    // Whether a text is the one that Encode() makes of a name without zero characters and unpaired surrogates. Stores
-    // the 1-based position of the first fault, or 0, in `*fault` if that is not null: of a byte that has to be encoded
-    // or that is outside the alphabet, of the first byte of a character that is hidden in a run or not allowed, of the
-    // "&" of a run that continues the run before it, of the last byte of a run that ends within a character or with
-    // bits that are not zero, or the position after the text if a run is not closed.
+    // Returns whether the text is canonical. It is canonical if it is exactly what Encode() makes of some name that has
+    // no zero characters and no unpaired surrogates. If `fault` is not null, the function stores in it the 1-based
+    // position of the first fault, or 0 if there is none. This is the position of:
+    // - outside a run: a byte that is not printable ASCII,
+    // - in a run: a byte outside the alphabet,
+    // - in a run: the first byte with bits of a character that is zero, printable ASCII or an unpaired surrogate,
+    // - the "&" of a run that directly follows another run,
+    // - the last byte of a run, before the "-", if bits are left over that are not zero or that are six or more,
+    // - the end of the text plus 1, if a run is not closed.
     static int IsCanonical(TString const &text, unsigned int *fault = nullptr) noexcept;
 };
 

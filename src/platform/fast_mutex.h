@@ -23,9 +23,9 @@ struct TThreadRecord {
 
     std::uint32_t Number() const noexcept { return static_cast<std::uint32_t>(identity); }
 
-    // Low half: a number that is never reused and never 0. High half: the system's thread id if the system can tell
-    // from it whether the thread is alive (ids are reused), otherwise 0. Both are in one word, so that they are read
-    // together.
+    // Low half: a number that is never 0 and, unlike the system's ids, never reused. High half: the system's id of the
+    // thread, if a waiter can ask the system by this id whether the thread is alive; otherwise 0 (on Linux, and for a
+    // fiber). Both are in one word, so that they are read together.
     std::uint64_t const identity;
     TFastMutex *held = nullptr; // the first lock of a chain
 
@@ -64,9 +64,10 @@ private:
     void Release(TThreadRecord &thread) noexcept;
     void Abandon(TThreadRecord &thread) noexcept;
 
-    // Each system defines these three functions. Contend() waits until the state was `free`, and sets it to
-    // `heldAndWaitedFor`. Contend() may instead take the lock from an owner that is no longer alive; it then sets
-    // fAbandoned. WakeOne() touches only what PrepareWake() returned, because the lock may be deleted by then.
+    // Each system defines these three functions. Contend() waits until it can change the state from `free` to
+    // `heldAndWaitedFor` in one step. It may instead take the lock from an owner that is no longer alive; it then sets
+    // fAbandoned. After a timeout or a failure, it has not taken the lock. WakeOne() touches only what PrepareWake()
+    // returned, because the lock may be deleted by then.
     TWaitResult Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept;
     TWaitPlace *PrepareWake() noexcept;
     static void WakeOne(TWaitPlace *place) noexcept;
@@ -77,7 +78,7 @@ private:
     bool fAbandoned = false;              // the last owner ended while it held the lock
     TFastMutex *fPrevious = nullptr;      // in the chain of the locks that the owner holds
     TFastMutex *fNext = nullptr;
-    std::atomic<TWaitPlace *> fPlace{nullptr}; // for the system's use
+    std::atomic<TWaitPlace *> fPlace{nullptr}; // stays null if PrepareWake() does not use it, as on Linux
 };
 
 inline void TFastMutex::Own(TThreadRecord &thread) noexcept {
@@ -98,8 +99,8 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     std::uint32_t expected = held;
     if (fState.compare_exchange_strong(expected, free, std::memory_order_release, std::memory_order_acquire))
         return;
-    // The place must be read before the lock is free, because the lock may be deleted afterwards. The place has been
-    // set: a waiter sets it before it sets the state to `heldAndWaitedFor`.
+    // PrepareWake() must be called before the lock is free, because the lock may be deleted afterwards. If the system
+    // uses fPlace, it is set by now: a waiter sets it before it sets the state to `heldAndWaitedFor`.
     TWaitPlace *const place = PrepareWake();
     fState.store(free, std::memory_order_release);
     WakeOne(place);

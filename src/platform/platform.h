@@ -21,9 +21,11 @@
 //
 // Rules. Everything is in the namespace `platform`. The names of types begin with T, except those of handles, whose
 // content only this folder knows. Any thread may call any function at any time, unless a comment says otherwise. No
-// function calls code outside this folder, traces, or keeps an internal lock when it returns. A function without
-// `noexcept` may throw std::bad_alloc, or what an object of the caller throws. Texts end with a zero, and must not be
-// null unless a comment allows it. "With LastError()" means that the function that failed has set it.
+// function writes traces, or keeps an internal lock when it returns. No function calls code outside this folder, except
+// objects and functions that the caller passes, and the initialisers of libraries that it loads. A function without
+// `noexcept` may throw std::bad_alloc. If it calls an IStream that the caller passes, it may also throw what that
+// object throws. Texts end with a zero, and must not be null unless a comment allows it. "With LastError()" means that
+// the failing function has set the error code that LastError() returns.
 
 #include <cstddef>
 #include <cstdint>
@@ -57,7 +59,6 @@ bool UtcRecord(std::int64_t time, std::tm &record) noexcept;
 // the content is then undefined. An unknown conversion is written unchanged. REQUIRES: size is at least 1.
 std::size_t FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept;
 
-// Returns the present local time. Never fails. Some calls take a lock of the C library.
 struct TLocalTime {
     unsigned int month; // 1 to 12
     unsigned int day;
@@ -67,9 +68,12 @@ struct TLocalTime {
     unsigned int millisecond;
     unsigned int year = 0;
 };
+
+// Returns the present local time. Never fails. The C library may take a lock for the time zone.
 TLocalTime LocalTime() noexcept;
 
-// Returns how many minutes the local time is ahead of UTC now, with daylight saving. Never fails; as LocalTime().
+// Returns how many minutes the local time is ahead of UTC now, with daylight saving. Never fails. The C library may
+// take a lock for the time zone.
 int LocalZone() noexcept;
 
 // The process
@@ -84,8 +88,8 @@ std::uint32_t LastError() noexcept;
 void SetLastError(std::uint32_t error) noexcept;
 
 // Writes the English text of an error code of the system, with a terminating zero and without a line end. A text of
-// more than size - 1 bytes is cut. Returns its length. The text of an unknown code is "Unknown error" and the number.
-// REQUIRES: size is at least 1.
+// more than size - 1 bytes is cut. Returns the number of bytes written, without the zero. The text of an unknown code
+// is "Unknown error" and the number. REQUIRES: size is at least 1.
 std::size_t ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept;
 
 // Returns the English text of an error number of the C library. The text is never null and never deallocated.
@@ -106,8 +110,9 @@ enum class TWaitResult : std::uint32_t { done = 0, abandoned = 128, timedOut = 2
 constexpr std::uint32_t waitForEver = 0xFFFFFFFF; // as a number of milliseconds
 
 // A recursive lock. If it has a name, all processes of the user's session that ask for that name share it. If a thread
-// ends while it holds a lock, the next LockMutex() gets the lock and returns `abandoned`. Every function accepts null,
-// and then fails. Failures set LastError(). DeleteMutex() first unlocks a lock without a name if this thread holds it.
+// ends while it holds a lock, the next LockMutex() gets the lock and returns `abandoned`. Every function that takes a
+// Mutex accepts null: HoldsMutex() then returns false, and the others fail. Failures set LastError(). DeleteMutex()
+// first unlocks a lock without a name if this thread holds it.
 struct Mutex;
 Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; returns null on failure; may block
 bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for it
@@ -115,8 +120,8 @@ bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not h
 bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds it; false if that is unknown
 TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
 
-// Returns the system's own handle of a lock. If the system has no handle for it, returns an address. Returns 0 for
-// null.
+// Returns the system's own handle of a lock. If the system has no handle for it, returns the address of the Mutex: for
+// every lock on Linux, and for a lock without a name on Windows. Returns 0 for null.
 std::uintptr_t SystemHandle(Mutex *mutex) noexcept;
 
 // An event, which stays posted until it is cleared. It counts its owners, and the last DeleteEvent() deletes it. Every
@@ -133,8 +138,8 @@ bool PostEvent(Event *event) noexcept; // releases every waiting thread, even if
 
 // Runs a function on a new detached thread of the C library, with the default stack size. This library stays loaded
 // until the function has returned. If `takesSignals` is set, the new thread blocks the same signals as the caller;
-// otherwise it blocks all signals. Does not wait for the thread. Returns a number for the thread, which the caller need
-// not close. If the thread cannot be started, returns all ones, with LastError().
+// otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread; there is
+// nothing to close. If the thread cannot be started, returns all ones, with LastError().
 std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
 
 // Whether the system ends all other threads, wherever they are, before static objects are destroyed.
@@ -156,7 +161,7 @@ bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*
 // How the printf functions of a system behave. Systems differ in these points.
 struct TPrintfHabits {
     bool keepsUnknown;    // an unknown conversion is printed unchanged; if false, only its last character is
-    bool cutsNullText;    // a precision below 6 cuts "(null)"; if false, nothing is printed then
+    bool cutsNullText;    // for a null text, a precision below 6 prints the beginning of "(null)"; if false, nothing
     bool knowsUpperF;     // the conversion F exists
     bool zerosBeforeText; // the flag 0 also fills up texts and characters
     bool textIsUtf8;      // narrow text is UTF-8 by custom, even if the locale knows ASCII only
@@ -165,7 +170,7 @@ extern TPrintfHabits const printfHabits;
 
 // Writes a real as the system's printf does, in the current locale. The format consists of one conversion, which takes
 // a width, a precision and the value. Returns the number of bytes, without a terminating zero. Returns 0 if printf
-// fails. REQUIRES: size exceeds what the width, the precision and 330 digits need.
+// fails. REQUIRES: size is at least width + precision + 330; a negative precision counts as 0.
 std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                        double value) noexcept;
 
@@ -195,9 +200,9 @@ struct TDirectoryEntry {
     bool isDirectory;
 };
 
-// Begins a search and stores its first entry. Returns null if there is no entry. `lacksMemory` says whether a lack of
-// memory is the reason. The caller must close the search. May block. REQUIRES: `pattern` is a directory's name, a
-// separator and "*.*".
+// Begins a search and stores its first entry. Returns null if the directory cannot be opened or has no entry;
+// `lacksMemory` then says whether memory was lacking. The caller must close the search. May block. REQUIRES: `pattern`
+// is a directory's name, a separator and "*.*".
 Search *OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept;
 // Stores the next entry. Returns false after the last entry. May block. REQUIRES: `search` is not null (also for
 // CloseSearch()).
@@ -244,7 +249,8 @@ void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are
 
 // Libraries
 
-// A loaded library. Null stands for the program, but OpenLibrary() also returns null on failure.
+// A loaded library. As an argument of LibraryName(), null stands for the program. As a result of OpenLibrary(), null
+// means failure.
 struct Library;
 
 // Loads a library by its name from the places in which the system looks. If the last part of the name has no ".", the
@@ -253,13 +259,14 @@ struct Library;
 Library *OpenLibrary(char const *name) noexcept; // fails if `name` is null
 
 // Writes the full name of a loaded library, or of the program if `library` is null. A name of more than size - 1 bytes
-// is cut. Returns its length, or 0 if the system does not know the name. REQUIRES: size is at least 1.
+// is cut. Returns the number of bytes written, without the zero, or 0 if the system does not know the name. REQUIRES:
+// size is at least 1.
 std::size_t LibraryName(Library *library, char *name, std::size_t size) noexcept;
 
 // Copy the text with this number from a library, with a terminating zero. The first function writes 16-bit characters.
 // The second one writes bytes, in the system's code page on Windows and in UTF-8 elsewhere. A text that does not fit in
-// `size` is cut. Return its length. If the text does not exist or is empty, return 0, with LastError(). REQUIRES: size
-// is at least 1.
+// `size` is cut. Return the number of characters or bytes written, without the zero. If the text does not exist or is
+// empty, return 0, with LastError(). REQUIRES: size is at least 1.
 std::uint32_t LoadText(Library *library, std::uint64_t number, unsigned short *text, std::uint32_t size) noexcept;
 std::uint32_t LoadText(Library *library, std::uint64_t number, char *text, std::uint32_t size) noexcept;
 
