@@ -18,8 +18,8 @@
 // Surprises:
 // - Encode() makes lines. If a protocol wants a single line, as AUTH does, use EncodeLine().
 // - RFC 2045 asks a decoder to skip characters outside the alphabet, but Decode() and DecodeBinary() take each of them
-//   for the value 255. The decoded bytes are then wrong from that character on. DecodeStrict() skips them if it is
-//   called with ignoreForeign.
+//   for the value 255. The decoded bytes are then wrong from that character on. DecodeStrict() skips such characters
+//   if it is called with ignoreForeign.
 // - Decode() is for text only: its result ends before the first zero byte. DecodeBinary() keeps zero bytes.
 // - An empty or null argument gives an empty string, never a null one.
 
@@ -31,14 +31,14 @@ public:
     // Encodes all bytes of the string, including zero bytes. Writes LF (without CR) after every 18 groups of four
     // characters. A padded last group counts too: 52, 53 and 54 bytes all give 72 characters and LF.
     static TString Encode(TString const &bytes);
-    // The same without any LF.
+    // Does the same as Encode(), but writes no LF.
     static TString EncodeLine(TString const &bytes);
 
     // Decodes the text up to its first "=", or the whole text if it has none. Cuts the result before its first zero
     // byte. An incomplete last group gives its complete bytes: two characters give one byte, three give two. White
     // space (ASCII) is skipped; any other character outside the alphabet is taken for the value 255.
     static TString Decode(TString const &text);
-    // The same, but with all decoded bytes, zero bytes too.
+    // Does the same as Decode(), but returns all decoded bytes, also those after a zero byte.
     static TString DecodeBinary(TString const &text);
 
     // What DecodeStrict() does with a character that is neither in the alphabet nor "=".
@@ -47,11 +47,14 @@ public:
         ignoreForeign  // it is skipped, wherever it is (RFC 2045)
     };
 
-    // Decodes a text that consists of whole groups, of which the last is padded with "=" if necessary and has no unused
-    // bits that are set. Returns true and replaces `bytes`. Otherwise returns false and leaves `bytes` as they were.
-    // Stores the 1-based position of the first fault in `*fault` if that is not null, or 0 if there is none: of a
-    // character that is not allowed at its place, of the character with the unused bits, or the position after the text
-    // if the last group is incomplete. An empty text is valid.
+    // Decodes a text if it is valid. A valid text consists of whole groups of four characters, not counting those that
+    // are skipped. The last group is padded with "=" if necessary, and its unused bits are 0. An empty text is valid,
+    // too. If the text is valid, the function replaces `bytes` and returns true. Otherwise it leaves `bytes` unchanged
+    // and returns false. If `fault` is not null, the function stores in it the 1-based position of the first fault, or
+    // 0 if there is none. This is the position of
+    // - a character that is not allowed at its place,
+    // - the last character before the padding, if its unused bits are not 0,
+    // - the end of the text plus 1, if the last group is incomplete.
     [[nodiscard]] static bool DecodeStrict(TString const &text, TString &bytes, unsigned int *fault = nullptr,
                                            Foreign foreign = refuseForeign);
 };

@@ -13,9 +13,9 @@
 //     if (!stream)
 //         std::cerr << "too short\n";
 //
-// Ownership:  The stream that an object wraps is borrowed and must outlive the object. The object has no buffer: a copy
-//             is a second object on the same stream, with the same byte order.
-// Threads:    One thread at a time may use a stream, as with the wrapped stream.
+// Ownership:  The standard stream that an object wraps is borrowed and must outlive the object. The object has no
+//             buffer: a copy is a second object on the same stream, with the same byte order.
+// Threads:    One thread at a time may use the wrapped stream and the objects on it.
 // Failures:   A failure sets the state bits of the wrapped stream. TOutOfMemory is thrown if there is no memory for a
 //             TString whose bytes have arrived. All other exceptions are those of the wrapped stream (see its
 //             exceptions()).
@@ -39,9 +39,9 @@
 #include <ostream>
 #include <type_traits>
 
-// A value that is stored in network byte order, after `filler` zero bytes. The streams read and write its bytes
-// unchanged, whatever the order of the stream is. A long that does not fit in 32 bits becomes the nearest value that
-// does.
+// A value that is stored in network byte order, after `filler` zero bytes. The binary streams below read and write its
+// bytes unchanged, whatever byte order they have. A long that does not fit in 32 bits becomes the nearest value that
+// fits.
 template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:
@@ -101,7 +101,7 @@ public:
     explicit VBinaryStreamBase(std::ios &stream, int networkOrder = 0) noexcept
         : fIos(&stream), fOrder(networkOrder ? fsNetwork : 0) {}
 
-    // The order may change between any two values.
+    // Set the byte order of the values that are read and written from now on.
     void NetworkOrder() noexcept { fOrder |= fsNetwork; }
     void HostOrder() noexcept { fOrder &= ~fsNetwork; }
     int IsNetworkOrder() const noexcept { return static_cast<int>(fOrder & fsNetwork); }
@@ -170,8 +170,8 @@ public:
     TiBinaryStream &operator>>(char &value);
     TiBinaryStream &operator>>(signed char &value);
     TiBinaryStream &operator>>(unsigned char &value);
-    // Reads a word: at most width() - 1 characters if a width is set, and never more than the array holds. With a bare
-    // pointer and no width, nothing limits the length: never read data from strangers that way.
+    // Reads a word: at most width() - 1 characters if a width is set, and never more than the array holds. If the text
+    // is given by a pointer and no width is set, nothing limits the length: never read data from strangers in this way.
     template <typename Char, std::size_t size, typename = std::enable_if_t<sizeof(Char) == 1>>
     TiBinaryStream &operator>>(Char (&text)[size]) {
         return ReadWord(reinterpret_cast<char *>(text), size);

@@ -16,8 +16,8 @@
 // Failures:   An exception of a source passes through the stream. The stream itself throws nothing: if there is no
 //             memory for its buffer, reading sets the bad bit. Writing to its buffer always fails.
 // Surprises:
-// - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. If it is longer
-//   than a piece (see TConcatStreamBuf), only its last, incomplete piece is lost.
+// - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. If the line is
+//   longer than a piece (see TConcatStreamBuf), only the last, incomplete piece of the line is lost.
 // - An empty line remains a bare LF, unless SetWholeLines() is on. A line that already ends with CR LF is not changed.
 // - If a source sets its bad bit, the data end for the whole stream. The bytes that were read before are delivered.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
@@ -43,8 +43,8 @@ public:
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TConcatStreamBuf() override;
 
-    // If `on` is not 0, a last line without a line end is delivered with one. If `on` and `crLf` are not 0, an empty
-    // line becomes CR LF.
+    // If `on` is not 0, a line end is added to the last line of a source if it has none. If both `on` and the `crLf` of
+    // the constructor are not 0, an empty line becomes CR LF.
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
 protected:

@@ -45,14 +45,15 @@ public:
     TDirectory &operator=(TDirectory const &other);
     ~TDirectory();
 
-    // Return the full path of the first or the next entry, or null at the end. The entries "." and ".." are omitted. If
-    // `isDirectory` is not null, `*isDirectory` becomes 1 for a directory and 0 for a file. If `name` is not null,
-    // `*name` becomes the name without the path, or null at the end.
+    // Return the path of the first or the next entry, or null at the end. This path is that of the directory, a
+    // separator and the name of the entry. The entries "." and ".." are omitted. If `isDirectory` is not null,
+    // `*isDirectory` becomes 1 for a directory and 0 for a file. If `name` is not null, `*name` becomes the name of the
+    // entry, or null at the end.
     TString FindFirst(int *isDirectory = nullptr, TString *name = nullptr);
     TString FindNext(int *isDirectory = nullptr, TString *name = nullptr);
 
-    // Returns all entries, directories included, under the system's own names. It does not use the enumeration above.
-    // Throws std::filesystem::filesystem_error if the system refuses.
+    // Returns all entries, directories included, under the system's own names. This function does not use the
+    // enumeration of FindFirst(). Throws std::filesystem::filesystem_error if the system cannot open the directory.
     std::filesystem::directory_iterator NativeEntries() const {
         return std::filesystem::directory_iterator(TFileName(fPath).NativePath());
     }
@@ -64,8 +65,8 @@ public:
     // the topmost directory could be made, and traces this at level 4. The topmost directory comes after the first
     // separator. The part before that separator is never made: for "a\b", "a" must exist.
     static int MakeTree(TString const &path);
-    // The same for a path of the standard library, which may contain any character. The second one makes all missing
-    // parents and never returns 2.
+    // Make a directory whose name is a path of the standard library, which may contain any character. MakeTree() then
+    // makes all missing parents and never returns 2.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     static int MakeDir(Path const &path) {
         return MakeNative(path.c_str(), false);

@@ -23,8 +23,7 @@
 // Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" pass through the stream to the caller, see
 //             TDotByteStreamBuf. If the source or sink fails, its own state bits are set.
 // Surprises:
-// - When reading, only CR LF ends a line; when writing, any LF does. Therefore "a\n.b" is written, and read back, as
-//   "a\n..b".
+// - Reading ends a line only at CR LF, writing at any LF. So "a\n.b" is written, and read back, as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
 // - The destructor neither flushes the stream nor ends the body. A debug build traces that bytes were lost.
 
@@ -63,29 +62,30 @@ public:
     explicit TDotByteStreamBuf(std::istream &source);
     explicit TDotByteStreamBuf(std::ostream &sink);
     // Passes on the header, the first empty line and `lines` more lines, then ends the body and throws "Lines". A line
-    // of less than 3 bytes, including its line end, counts as empty. For example, "x\n" does.
+    // of less than 3 bytes, including its line end, counts as empty: for example, the line "x\n".
     TDotByteStreamBuf(std::ostream &sink, unsigned long lines);
     explicit TDotByteStreamBuf(std::iostream &stream);
     ~TDotByteStreamBuf() override;
 
     // Discards all bytes up to the end of the body, including the line ".". Stops if the source ends. Returns 0.
     int ReadToTermination();
-    // Whether the line "." was read. If this is false when reading ends, the body was cut short.
+    // Returns whether the line "." was read. If it was not read when reading ends, the body was cut short.
     bool IsTerminated() const noexcept { return fReadState == State::terminated; }
-    // Whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF after
-    // it. The source is read a line ahead, so ask when reading has ended: the answer is then about the whole body.
+    // Return whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF
+    // after it. The source is read a line ahead, so call these functions after reading has ended: the result is then
+    // about the whole body.
     bool SawBareLineFeed() const noexcept { return fHasBareLineFeed; }
     bool SawBareCarriageReturn() const noexcept { return fHasBareReturn; }
     // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if the body has already been
     // ended or the sink has failed. REQUIRES: the body is empty or ends with a line end; otherwise the "." becomes part
-    // of its last line, and the other side keeps waiting. The sink does not change line ends: open files with
-    // std::ios::binary.
+    // of its last line, and the other side keeps waiting. REQUIRES: the sink does not change line ends, so open files
+    // with std::ios::binary.
     int WriteTermination();
-    // Ends the last line with CR LF if it is unfinished (with LF if its last byte is CR), and then does the same as
-    // WriteTermination(). The line end that it adds counts as one that the caller wrote.
+    // Ends the last line with CR LF if the line is unfinished (with LF if its last byte is CR), and then does the same
+    // as WriteTermination(). The added line end counts as if the caller had written it.
     int EndBody();
-    // From now on, LF, CR, and CR LF each end a line, and every one of them is sent as CR LF. REQUIRES: nothing was
-    // written before.
+    // From now on, LF, CR, and CR LF each end a line that is written, and each of these line ends is sent as CR LF.
+    // REQUIRES: nothing was written before.
     void UseCrLf() noexcept { fUsesCrLf = true; }
     void Cancel() noexcept { fCancel.store(1); } // the next read throws
 

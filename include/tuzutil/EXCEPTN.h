@@ -19,9 +19,9 @@
 //             no memory for it, but the library's own TOutOfMemory always has its text, which is in static memory.
 // Surprises:
 // - text(0) is the newest text, but locationAtIndex(0) is the oldest location.
-// - There is room for five texts and five locations. A sixth does not simply replace the oldest, see appendText().
-// - TException does not derive from std::exception. If a program does not catch such an exception, the program ends
-//   after writing the name and the text to standard error.
+// - There is room for five texts and five locations. A sixth one removes the oldest and the newest: see appendText().
+// - TException does not derive from std::exception. If a program does not catch an exception of this family, the
+//   library writes the name and the text of the exception to standard error, and the program ends.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -69,15 +69,16 @@ public:
 
     TException &setText(char const *text) noexcept; // replaces all texts
     // Adds a text. If there are already five texts a, b, c, d, e (oldest first), they become b, c, d, d and the new
-    // text.
+    // text. Locations change in the same way.
     TException &appendText(char const *text) noexcept;
     unsigned long textCount() const noexcept { return fTextCount; }
     char const *text(unsigned long index) const noexcept; // 0: the newest; null beyond textCount()-1
 
     unsigned long locationCount() const noexcept { return fLocationCount; }
-    TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0: the oldest; null if none
+    TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0: the oldest; null if too high
 
-    // Writes nothing to the trace. If level "xc" is traced in the category, calls text(0) and ignores its result.
+    // Writes nothing to the trace, despite its name. If a destination takes level "xc" of the category, calls text(0)
+    // and ignores the result.
     TException &Trace(TTrace::Category const &category) noexcept;
     TException &TraceRethrow(TTrace::Category const &category) noexcept { return Trace(category); }
 
@@ -130,7 +131,7 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfMemory, TResourceExhausted);
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfSystemResource, TResourceExhausted);
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfWindowResource, TResourceExhausted);
 
-// TCrtMsg: holds an error number of the run-time library, or -1 if none was given.
+// TCrtMsg: holds an error number of the C library, or -1 if the constructor was given no number.
 class TUZUTIL_API TCrtMsg {
 public:
     TCrtMsg() noexcept = default;

@@ -33,7 +33,7 @@
 #include <ostream>
 #include <string>
 
-// The outcome of ReadLine(). Each of them except `end` took one whole line from the source, with its line end.
+// The outcome of ReadLine(). Unless it is `end`, ReadLine() took one whole line from the source, with its line end.
 enum class TLineRead {
     line,               // CR LF ended the line
     tooLong,            // the line is longer than the limit; the bytes beyond the limit were skipped
@@ -127,8 +127,8 @@ public:
 
     TLineStreamBuf *rdbuf() { return &fBuf; }
     unsigned long QueryLinesRead() const noexcept { return fBuf.QueryLinesRead(); }
-    // As TLineStreamBuf::ReadLine(). After `end`, eofbit and failbit are set, or badbit if the source threw or if there
-    // is no memory for the line; the other outcomes set no bit. gcount() is not changed.
+    // Does the same as TLineStreamBuf::ReadLine(). After `end`, eofbit and failbit are set, or badbit if the source
+    // threw or if there is no memory for the line. The other outcomes set no bit. gcount() is not changed.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit) { return fBuf.TakeLine(*this, line, limit); }
 
 private:
@@ -143,7 +143,7 @@ public:
 
     TLineStreamBuf *rdbuf() { return &fBuf; }
     unsigned long QueryLinesRead() const noexcept { return fBuf.QueryLinesRead(); }
-    // As that of TLineStream.
+    // Does the same as TLineStream::ReadLine().
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit) { return fBuf.TakeLine(*this, line, limit); }
 
 private:

@@ -18,9 +18,10 @@
 //
 // Ownership:  The archive borrows the stores. A store registers itself when it is created, and leaves the archive when
 //             it is destroyed.
-// Threads:    Create and destroy stores only while the process has one thread. Messages of any thread may ask them.
-// Failures:   TInvalidRequest, recoverable, ID 1: "Duplicate Message Store" if the name is already taken, "Solitary
-//             Object" from a second archive.
+// Threads:    Create and destroy stores only while the process has one thread. Messages of any thread may ask a store
+//             for texts.
+// Failures:   Constructors throw TInvalidRequest (recoverable, ID 1): that of a store "Duplicate Message Store" if the
+//             name is already taken, and that of the archive "Solitary Object" if there is one already.
 // Surprises:
 // - A store registers itself before its subclass is constructed. If a message asks it for a text at that time,
 //   TPureCall::Trap() is called, and the message uses its default text.
@@ -66,6 +67,7 @@ class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessa
 public:
     TTextMessageArchive();
     ~TTextMessageArchive() override;
+    // Returns the text from the store of that name, or an empty text if there is no such store.
     virtual TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
     static TTextMessageArchive *fsArchive; // null before it is created and after it is destroyed

@@ -11,10 +11,10 @@
 //
 // Ownership:  The store has its own TDll. The library stays loaded after the store is destroyed.
 // Threads:    The rules of TTextMessageStore apply. Several threads may call GetMsg().
-// Failures:   Those of TTextMessageStore. If the library cannot be loaded or lacks a text, a trace entry in the
-//             category Message at level 8 says so, and the default text of the message is used.
+// Failures:   The constructors throw what that of TTextMessageStore throws. If the library cannot be loaded or lacks a
+//             text, a trace entry in the category Message at level 8 says so, and the message uses its default text.
 // Surprises:
-// - The constructor reads the current language, so set the language before. If the language is "C", the store looks for
+// - The constructor reads the current language, so set the language first. If the language is "C", the store looks for
 //   no library and has no texts.
 // - The set of a message makes no difference. Therefore two texts of a store must not have the same number.
 // - If no library is found, the search returns the program itself, and texts of the program are used. The constructor's

@@ -15,15 +15,14 @@
 // Threads:    Any thread may use locks and events. A guard belongs to one thread. A thread that takes a lock sees all
 //             that was written before the lock was released. A thread that ends a wait sees all that was written before
 //             the post.
-// Failures:   If a call of the system fails, the result is EState Error, -1 or 1, and nothing is thrown. Only a guard
-//             that uses a missing event throws: TInvalidRequest "TReference null".
+// Failures:   If a call of the system fails, a guard has the state Error, an event's Wait() returns -1, and its Clear()
+//             and Post() return 1. Only a guard that uses a missing event throws: TInvalidRequest "TReference null".
 // Surprises:
 // - Time limits are in milliseconds. -1 (fsInfinite) waits for ever, and 0 does not wait. Any other negative value is
 //   taken as unsigned, which is about 49 days.
-// - If the owner of a lock dies, the next caller takes the lock as if it had been free. The data that the lock guards
-//   may be in the middle of a change.
-// - An event stays posted until it is cleared. It wakes all waiting threads, and does not count how often it was
-//   posted.
+// - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free. The data
+//   that the lock guards may be in the middle of a change.
+// - An event stays posted until it is cleared. Post() wakes all waiting threads. An event does not count its posts.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -53,7 +52,7 @@ private:
 class TUZUTIL_API TMutexSemaphore {
 public:
     enum EState {
-        Unlocked, // the guard has released it
+        Unlocked, // the guard does not hold the lock any more
         Locked,   // also if the previous owner died while holding the lock
         TimedOut,
         Error
@@ -69,7 +68,8 @@ public:
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;
     ~TMutexSemaphore();
 
-    // Returns the system's mutex if the lock has a name, and otherwise an address. Returns null if the creation failed.
+    // Returns the system's handle of a lock that has a name on Windows. For all other locks, returns an address that
+    // identifies the lock in this process. Returns null if the creation failed.
     void *GetHandle() const noexcept;
 
 protected:

@@ -14,8 +14,8 @@
 // Ownership:  The search object owns the path that it found: the pointer is valid until the object is destroyed.
 // Threads:    Change the settings only while the process has one thread. Afterwards any thread may search, but only one
 //             thread at a time may use an object.
-// Failures:   TAccessError, recoverable, ID 1, see the functions. The results of searches are traced in the category
-//             NLSResource at level 16.
+// Failures:   TAccessError (recoverable, ID 1), with the texts that the comments of the functions give. The results of
+//             searches are traced in the category NLSResource at level 16.
 // Surprises:
 // - Once an object has found a path, every later search returns that path.
 // - If nothing is found, FindInPath() and FindFile() return the file of the program itself, which opens as a library.
@@ -40,17 +40,17 @@ public:
 
     static void SetLang(char const *lang); // null means "C", the built-in texts
     static TString QueryLang();
-    // The template is a list of entries, separated by ";". Puts the new entries before the present ones. Does nothing
-    // if `entries` is null.
+    // Puts new entries before the present entries of the template, which is a list of file names, separated by ";".
+    // FindFile() says what an entry may contain. Does nothing if `entries` is null.
     static void AddNLSpath(char const *entries);
 
     // Searches in the current language, and also in fsDefaultLocale if the current language is "C". If nothing is
-    // found, does what FindInPath() does. Throws "Unable to find file NAME" if that finds nothing either.
+    // found, returns what FindInPath() returns. If FindInPath() returns null, throws "Unable to find file NAME".
     char *FindFile();
     // Searches in this language. Returns the path of the first file that the template names, or null. In an entry, %E
     // means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is added to it;
     // on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its first ".". If
-    // the program's directory contains %L or %N, or the language contains %N, these are replaced too.
+    // the program's directory contains %L or %N, or the language contains %N, these are replaced in them too.
     char *FindFile(TString const &lang);
     // Loads the library of that name, and returns its full name. Adds ".dll" to the name unless it ends in ".dll". If
     // the library cannot be loaded, returns the full name of the program, or null if the system does not know that

@@ -13,9 +13,9 @@
 // Ownership:  The buffer holds a counted reference to the IStream until it is closed or destroyed.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream itself throws nothing. If a call of the object returns anything but 0, the result is traced at
-//             level "er", and the stream behaves as at the end of file. If a write takes too few bytes, the stream does
-//             the same, but nothing is traced. Bytes that were not written keep waiting, and the next flush tries
-//             again. If the object throws, the exception passes through the buffer.
+//             level "er", and the stream behaves as at the end of file. If the object takes fewer bytes than were
+//             passed to Write(), the stream behaves so too, but nothing is traced. The other bytes keep waiting, and
+//             the next flush tries again. If the object throws, the exception passes through the buffer.
 // Surprises:
 // - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns such
 //   a result with the last bytes, these bytes are lost.
@@ -50,7 +50,8 @@ public:
     enum Type { reading, writing, readingWriting };
 
     TOleStreamBuf(IStream *stream, Type type);
-    TOleStreamBuf(unsigned long bufferSize, IStream *stream, Type type); // 2 bytes to 1 GiB; 10240 by default
+    // A size below 2 bytes counts as 2, and one above 1 GiB as 1 GiB. The constructor without a size takes 10240.
+    TOleStreamBuf(unsigned long bufferSize, IStream *stream, Type type);
     TOleStreamBuf(TOleStreamBuf const &) = delete;
     TOleStreamBuf &operator=(TOleStreamBuf const &) = delete;
     ~TOleStreamBuf() override;

@@ -6,9 +6,9 @@
 // Example:
 //     virtual int Run() { return TPureCall::Trap(); } // "pure": subclasses override it
 //
-// Ownership:  It owns nothing.
-// Threads:    Any thread may call it.
-// Failures:   It never throws.
+// Ownership:  Trap() owns nothing.
+// Threads:    Any thread may call Trap().
+// Failures:   Trap() never throws.
 // Surprises:
 // - If level "tr" (0x100000) is traced for the component "Utility", Trap() ends the process with a fault, so that a
 //   debugger shows the caller.

@@ -4,7 +4,7 @@
 // ipcSharedMemory: a named block of memory, which one process creates and others open.
 //
 // Example:
-//     ipcSharedMemory counters("pop3d.counters", sizeof(TCounters)); // in another: counters("pop3d.counters")
+//     ipcSharedMemory counters("pop3d.counters", sizeof(TCounters)); // in another process: counters("pop3d.counters")
 //     if (!counters)
 //         return counters.rdstate(); // 1: a block of that name exists already, or there is no room
 //     auto *shared = static_cast<TCounters *>(counters.Pointer());
@@ -30,7 +30,7 @@ class TUZUTIL_API ipcSharedMemory {
 public:
     // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails
     // - if the size is less than 1, or more than 2147483647 (Size() returns 0 if it is more),
-    // - if the name has more than 259 characters with its prefix (260 on some systems),
+    // - if the name, with its prefix, has more than 260 characters; some systems take only 259,
     // - if the name contains a "\" other than that of the prefix "Local\" or "Global\",
     // - on Windows, if a lock has that name.
     // REQUIRES: the process does not fork while one of its threads creates, opens or destroys an object.
@@ -45,7 +45,7 @@ public:
     int operator!() const noexcept { return fState != 0; }
     char *Name() const noexcept;                 // null if no name was given
     void *Pointer() const noexcept;              // null unless the state is 0
-    int Owner() const noexcept;                  // 1 for the constructor that creates a block
+    int Owner() const noexcept;                  // 1 if the constructor was the one that creates a block
     long Size() const noexcept { return fSize; } // as given to the constructor
 
 private:

@@ -6,7 +6,7 @@
 // Example:
 //     TDotByteStreamBuf body(connection);
 //     std::istream in(&body);
-//     body.Attach(&in);         // the library's own stream classes have done this
+//     body.Attach(&in);         // the library's own stream classes do this themselves
 //     body.Cancel();
 //     try {
 //         in.get();
@@ -31,9 +31,9 @@
 
 class TStreamLink;
 
-// When the buffer of a standard stream throws, the stream sets badbit or failbit. It drops the exception unless its
-// exception mask has that bit. This class therefore sets both bits in the mask when the buffer throws. It restores the
-// mask when the last copy of the exception is destroyed.
+// When the buffer of a standard stream throws, the stream sets badbit or failbit. The stream then drops the exception,
+// unless its exception mask has that bit. Therefore this class sets both bits in the mask when the buffer throws. It
+// restores the mask when the last copy of the exception is destroyed.
 class TUZUTIL_API TStreamControl {
 public:
     TStreamControl() noexcept = default;

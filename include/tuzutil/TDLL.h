@@ -5,7 +5,7 @@
 //
 // Example:
 //     TDll const texts("C:\\mail\\German\\msgs.dll");
-//     TString const narrow = texts.loadMessage(17, 0); // in the process's encoding
+//     TString const narrow = texts.loadMessage(17, 0); // see Surprises for its encoding
 //     TString const wide = texts.loadMessage(17, 1);   // 16-bit
 //
 // Ownership:  The library stays loaded until the process ends, even after the object is destroyed. Copies share the

@@ -52,8 +52,9 @@ public:
 
     void Set(long seconds); // from now
     void Cancel();
-    long QueryTimeLeft() const noexcept;                               // in seconds; 0 if not armed, or if due
-    unsigned long QueryPostTime() const noexcept { return fPostTime; } // in seconds since 1970; 0 if not armed
+    // Return 0 if the timer is not armed. Only a copy, which is not armed, returns what the original returned.
+    long QueryTimeLeft() const noexcept;                               // in seconds; also 0 if the time has passed
+    unsigned long QueryPostTime() const noexcept { return fPostTime; } // in seconds since 1970
 
 private:
     friend class TMasterTimer;

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TRACE_H
 #define TUZUTIL_TRACE_H
 
-// TTrace: diagnostic tracing. An entry has a level and a category; destinations choose the levels and categories they
-// take.
+// TTrace: diagnostic tracing. A trace entry has a level and a category; each destination chooses which of them it
+// takes.
 //
 // Example:
 //     class TCounter final : public TTrace::Base { // a destination: records go where Write() puts them

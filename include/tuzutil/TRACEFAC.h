@@ -14,12 +14,13 @@
 //         }
 //     };
 //     static TQueueFactory fsFactory;
-//     TTrace trace("queue[tracequeue](mail.high),er"); // in a program: CreateTrace("mail.high"), errors only
+//     TTrace trace("queue[tracequeue](mail.high),er"); // in a program; calls CreateTrace("mail.high")
 //
 // Ownership:  The loader borrows the factory, which is a static object of its library. The destination belongs to the
 //             handle that CreateTrace() returns, and to copies of that handle.
 // Threads:    Any thread may call CreateTrace(). It runs under the trace lock.
-// Failures:   Those of FACTORY.h. If the handle has no destination, nothing is traced.
+// Failures:   The constructor throws what FACTORY.h says. If CreateTrace() returns a handle without a destination,
+//             nothing is written.
 // Surprises:
 // - The argument is never null.
 // - The first comma in a configuration ends the argument, so an argument needs other separators.

@@ -13,7 +13,7 @@
 //     };
 //
 // Ownership:  Observers are borrowed. An observer leaves the set when it is destroyed.
-// Threads:    Notify() runs under the trace lock and the lock of the observers. Both are recursive.
+// Threads:    Notify() runs under the trace lock and the lock of the observers. Both locks are recursive.
 // Failures:   An exception that leaves Notify() is dropped. REQUIRES: Notify() does not end its thread.
 // Surprises:
 // - A change of the destinations notifies twice: once for the levels, and once for the components.
@@ -32,7 +32,7 @@ public:
 
     virtual void Notify(); // subclasses must override it
 
-    static void NotifyAll() noexcept; // in order of registration
+    static void NotifyAll() noexcept; // calls Notify() of all observers, in the order in which they joined
 
 protected:
     TTraceNotify(); // joins at once, before the subclass is constructed

@@ -17,7 +17,7 @@
 // Surprises:
 // - The first process that opens the file discards its content, unless another process is using the file. On Linux,
 //   there are further conditions, see TTraceSharedFileBase.
-// - Only its owner has access to a new file, see TTraceStreamBase::SetFileMode(). Directories are not made.
+// - Only the owner of a new file has access to it, see TTraceStreamBase::SetFileMode(). Directories are not made.
 // - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of the
 //   handle returns the prefix without the process.
 

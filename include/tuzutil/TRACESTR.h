@@ -18,10 +18,11 @@
 //             passed by pointer is owned, see SetStream(). Copies of a handle share the destination.
 // Threads:    The lines of a process never interleave, because each is written under the lock fsFileMutex. Other writes
 //             to the stream may come between lines.
-// Failures:   Nothing is thrown, except by ParseTraceString(), see TRACE.h. A record that a stream refuses is lost.
+// Failures:   ParseTraceString(), and the constructors that call it for their `selection`, throw as TRACE.h says. No
+//             other function throws. A record that a stream refuses is lost.
 // Surprises:
 // - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
-// - Only its owner has access to a new file, see SetFileMode().
+// - Only the owner of a new file has access to it, see SetFileMode().
 // - A text ends before its first zero. 16-bit text is written in the encoding of the process, or as UTF-8 after
 //   TUnicode::SetUtf8Mode(). A message with line ends takes several lines, and line ends are those of the system's
 //   text files.

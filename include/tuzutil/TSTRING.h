@@ -14,19 +14,17 @@
 //         std::cout << word.view().size() << '\n';    // 4, 2
 //     std::string const copy(line);                   // all bytes; TString(copy) takes them all
 //
-// Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data are valid until
-//             the buffer is deallocated, and until this string changes.
-// Threads:    Different threads may copy, read, assign and drop different strings, also if these share a buffer: a
-//             static TString const serves all threads. One string belongs to one thread at a time.
-// Failures:   TInvalidRequest (ID 1, recoverable) if a position or count is a programming error; TOutOfMemory if there
-//             is no memory or a text would reach 0xFFFFFFF0 bytes. Other misuse yields 0, a null string, or no change.
+// Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data become invalid
+//             when the string from which they come is changed or destroyed.
+// Threads:    Several threads may read and copy a string that nobody changes. Any other string belongs to one thread at
+//             a time. Different threads may use, assign and destroy different strings, even if these share a buffer.
+// Failures:   TInvalidRequest (ID 1, recoverable) for an invalid position or count. TOutOfMemory if memory is lacking,
+//             or if a text would have 0xFFFFFFF0 bytes. Other misuse gives 0, a null string or no change.
 // Surprises:
 // - A null string has no buffer, a nil string an empty one: nil.isEqual(null) is true, but null.isEqual(nil) is false.
-// - Writing through operator[] within bounds, a pointer or Wipe() changes every string that shares the buffer: call
-//   MakeUnique() first.
-// - Lengths and positions count bytes, also in 16-bit text.
-// - TString(0) and TString(n + 1) of type int do not compile, because 0 could mean a null string. TString::Number()
-//   takes every integer.
+// - Writing in bounds by operator[], a pointer or Wipe() changes all strings that share the buffer: see MakeUnique().
+// - Lengths and positions count bytes, even in 16-bit text. Only indexOf() of a 16-bit character counts characters.
+// - TString(0) and TString(n + 1) do not compile if n is an int: 0 could mean a null string. Use TString::Number().
 // - A null string gives an empty view and an empty standard string; a string made from an empty view is nil.
 
 #include "tuzutil/EXPORT.h"
@@ -55,7 +53,7 @@ namespace tuzutil {
 // changed without atomic instructions.
 TUZUTIL_API extern char const *const singleThreaded;
 
-// The standard's texts of a kind of characters.
+// Whether T is a standard string or string view whose characters are of type Char.
 template <typename T, typename Char>
 inline constexpr bool isStandardText = false;
 template <typename Char, typename Traits>
@@ -85,7 +83,8 @@ inline constexpr bool isText =
 template <typename T>
 using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
 
-// The integer types, without bool and characters; and those of them that have no constructor of their own.
+// isNumber: whether T is an integer type other than bool and the types of characters. isSmallNumber: whether, moreover,
+// TString has no constructor for exactly this type.
 template <typename T>
 inline constexpr bool isSmallNumber =
     std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char> || std::is_same_v<T, short> ||
@@ -119,18 +118,19 @@ struct TStringBuffer {
         else
             __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED);
     }
-    // Whether nobody holds the buffer any more. A sole holder leaves the count as it is: nobody else sees it.
+    // Returns whether nobody holds the buffer any more. A sole holder leaves the count as it is, because nobody else
+    // sees it.
     bool DropHolder() noexcept {
         if (*tuzutil::singleThreaded)
             return --count == 0;
         return !IsShared() || __atomic_sub_fetch(&count, 1, __ATOMIC_ACQ_REL) == 0;
     }
-    // What former holders did with the buffer has happened before the answer "no".
+    // If this returns false, everything that former holders did with the buffer has happened before.
     bool IsShared() const noexcept { return __atomic_load_n(&count, __ATOMIC_ACQUIRE) != 1; }
 };
 
-// An operator between a string and another form of text. Friends are found only if there is a string among the
-// operands, so that they never compete for the texts of other libraries.
+// Defines an operator between a string and another form of text. The operator is a friend, so the compiler considers it
+// only if one of the operands is a string. It never competes with operators for the texts of other libraries.
 #define TUZUTIL_COMPARE_WITH_TEXT(Class, If, op)                                                                       \
     template <typename T>                                                                                              \
     friend tuzutil::If<T> operator op(Class const &a, T const &b) {                                                    \
@@ -141,7 +141,8 @@ struct TStringBuffer {
         return Class(a) op b;                                                                                          \
     }
 
-// The same without a string for the other operand. IsSame() and IsLess() take its view.
+// Defines an operator between a string and a standard narrow text, and does not make a string of that text. IsSame()
+// and IsLess() take a view of it.
 #define TUZUTIL_COMPARE_IN_PLACE(op, result)                                                                           \
     template <typename T>                                                                                              \
     friend tuzutil::IfNarrow<T> operator op(TString const &left, T const &right) noexcept {                            \
@@ -173,18 +174,18 @@ public:
     TString(unsigned char const *text);
     TString(unsigned short const *text); // 16-bit text up to the first zero character; sets the Unicode flag
     TString(char16_t const *text);
-    // UTF-8 text of a type of its own (char8_t), if the compiler has that type.
+    // Takes text of type char8_t, if the compiler has this type for UTF-8.
     template <typename Char, typename = IfChar8<Char>>
     TString(Char const *text) : TString(reinterpret_cast<char const *>(text)) {}
-    // Makes a string of exactly `count` bytes: copied from `bytes` with its zero bytes, or, if `bytes` is null, `count`
-    // times `fill`. In the latter case a count of more than 1 GiB throws "Bad count for this String" before memory is
-    // allocated: it can only come from an error such as indexOf() - 1 if nothing was found.
+    // Makes a string of exactly `count` bytes. They are copied from `bytes`, zero bytes included. If `bytes` is null,
+    // they are `count` times `fill`. A count of more than 1 GiB then throws "Bad count for this String", and no memory
+    // is allocated: such a count comes from an error, for example indexOf() - 1 if nothing was found.
     TString(void const *bytes, unsigned int count, char fill);
-    // The bytes of a standard string or view, with their zero bytes; never null.
+    // Copies the bytes of a standard string or view, zero bytes included. The result is never null.
     template <typename Text, tuzutil::IfNarrow<Text> = true>
     TString(Text const &text)
         : TString(text.empty() ? static_cast<void const *>("") : text.data(), CheckedLength(text.size()), ' ') {}
-    // The same of 16-bit text, with the Unicode flag.
+    // Does the same for standard 16-bit text, and sets the Unicode flag.
     template <typename Text, tuzutil::IfWide<Text> = true>
     TString(Text const &text)
         : TString(text.empty() ? static_cast<void const *>("") : text.data(),
@@ -197,11 +198,11 @@ public:
     TString(unsigned long long number);
     template <typename I, std::enable_if_t<tuzutil::isSmallNumber<I>, bool> = true>
     TString(I number) : TString(std::conditional_t<std::is_signed_v<I>, long, unsigned long>{number}) {}
-    // A variable of type int. Literals and other values of that type are refused, because TString(0) could mean a null
-    // string as well as "0".
+    // Takes only a variable of type int. A literal or another value of type int does not compile, because TString(0)
+    // could mean a null string as well as "0".
     TString(int const &number) : TString(long{number}) {}
     TString(int &&number) = delete;
-    // The decimal text of a value of any integer type.
+    // Returns the decimal text of a value of any integer type.
     template <typename I, std::enable_if_t<tuzutil::isNumber<I>, bool> = true>
     static TString Number(I number) {
         return TString(std::conditional_t<std::is_signed_v<I>, long long, unsigned long long>{number});
@@ -229,7 +230,7 @@ public:
     char const *begin() const noexcept { return data(); }
     char const *end() const noexcept { return data() + length(); }
     std::string_view view() const noexcept { return {data(), length()}; }
-    // The data as 16-bit characters, whatever the flag says; an odd last byte is left out.
+    // Returns the data as 16-bit characters, whatever the Unicode flag says. An odd last byte is left out.
     std::u16string_view u16view() const noexcept {
         return {fBuffer ? reinterpret_cast<char16_t const *>(fBuffer->Data()) : u"", length() / 2};
     }
@@ -260,8 +261,9 @@ public:
 
     // Returns the byte at a position from 1 to length(). Throws "Bad index value for this String" for any other.
     char operator[](unsigned int position) const;
-    // Returns that byte for writing, without copying a shared buffer. If the position is beyond the end, zeros are
-    // appended until it is the last one. Position 0, and a position over 1 GiB beyond the end, throw as above.
+    // Returns the byte at a position for writing. A shared buffer is not copied, so all strings that share it change.
+    // If the position is beyond the end, this string first gets a buffer of its own, in which zero bytes are appended
+    // up to the position. Position 0, and a position over 1 GiB beyond the end, throw as above.
     char &operator[](unsigned int position);
     // These overloads take all other integer and enumeration types. A negative position throws.
     template <typename I, typename = IfPosition<I>>
@@ -273,9 +275,9 @@ public:
         return (*this)[CheckedPosition(position)];
     }
 
-    // These concatenate. A null char const * counts as empty text. The result of `+ char const *` has no flags. The
-    // result of `+ TString` has the flags of the left operand, or of the right one if the left is null. A null string
-    // gets the flags of the other by `+= TString`.
+    // These operators concatenate. A null char const * counts as empty text. The result of `+ char const *` has no
+    // flags. The result of `+ TString` has the flags of the left operand, or of the right one if the left one is null.
+    // If `+= TString` is applied to a null string, this string gets the flags of the other.
     TString operator+(TString const &other) const;
     TString operator+(char const *text) const;
     friend TString operator+(char const *left, TString const &right) { return TString(left) + right; }
@@ -289,24 +291,26 @@ public:
     TString &operator+=(Text const &text) {
         return IsNull() ? *this = TString(text) : Append(text.data(), CheckedLength(text.size()));
     }
-    // Takes a char only, because a number would not be meant as a character.
+    // Takes only a char: other types would be numbers, which the caller would not mean as a character.
     template <typename Char, std::enable_if_t<std::is_same_v<Char, char>, bool> = true>
     TString &operator+=(Char c) {
         return IsNull() ? *this = TString(&c, 1, ' ') : Append(&c, 1);
     }
 
-    // These combine bytes at equal positions, up to the end of the shorter string. If either is null, nothing changes.
+    // These operators combine the bytes at equal positions, up to the end of the shorter string. If one of the strings
+    // is null, nothing changes.
     TString &operator^=(TString const &other);
     TString &operator|=(TString const &other);
     TString &operator&=(TString const &other);
 
-    // Return at most `count` bytes: the first, the last, or those from `start` on. They never pad: what is not there is
-    // left out. The result is null only if this string is. A start of 0 throws "Bad value to truncate this String".
+    // Return at most `count` bytes: the first ones, the last ones, or those from `start` on. If the string has fewer,
+    // the result is shorter. It is null only if this string is null. A start of 0 throws "Bad value to truncate this
+    // String".
     TString left(unsigned int count) const;
     TString right(unsigned int count) const;
     TString mid(unsigned int start, unsigned int count = fsToEnd) const;
-    // Returns the pieces between the bytes `separator`, one more than there are such bytes. Pieces may be empty. A null
-    // string has none, a nil string a nil one.
+    // Returns the pieces between the separators. There is one more piece than there are separators, and pieces may be
+    // empty. A nil string gives one nil piece, and a null string gives none.
     std::vector<TString> split(char separator) const;
     // Returns the text from `start` to the end, or null if `start` is beyond the end. A start of 0 throws "Bad value to
     // truncate this String".
@@ -333,7 +337,8 @@ public:
     unsigned int indexOf(char16_t c, unsigned int start = 1) const {
         return indexOf(static_cast<unsigned short>(c), start);
     }
-    // In these, a start of 0 throws "Bad value for the starting position". An empty text is found at `start`.
+    // In the following functions, a start of 0 throws "Bad value for the starting position". An empty text is found at
+    // `start`.
     unsigned int indexOf(char const *text, unsigned int start = 1) const;
     unsigned int indexOfAnyOf(char const *set, unsigned int start = 1) const;
     unsigned int indexOfAnyBut(char const *set, unsigned int start = 1) const;
@@ -342,14 +347,16 @@ public:
     bool isEqual(TString const &other) const noexcept; // for null and nil see Surprises
     bool IsEqual(TString const &other) const noexcept { return isEqual(other); }
     bool isLessThan(TString const &other) const noexcept; // unsigned bytes; null before all, prefix before longer
-    // a == b calls a.isEqual(b): the left operand decides. The others call isLessThan().
+    // a == b and a != b call a.isEqual(b), so the order of the operands matters if one is null and the other nil. The
+    // other operators call isLessThan().
     friend bool operator==(TString const &a, TString const &b) noexcept { return a.isEqual(b); }
     friend bool operator!=(TString const &a, TString const &b) noexcept { return !a.isEqual(b); }
     friend bool operator<(TString const &a, TString const &b) noexcept { return a.isLessThan(b); }
     friend bool operator>(TString const &a, TString const &b) noexcept { return b.isLessThan(a); }
     friend bool operator<=(TString const &a, TString const &b) noexcept { return !b.isLessThan(a); }
     friend bool operator>=(TString const &a, TString const &b) noexcept { return !a.isLessThan(b); }
-    // With other forms of text. Standard texts count as strings made of them, which are never null.
+    // These compare a string with other forms of text. A standard text counts as the string that is made from it, which
+    // is never null.
     TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, ==)
     TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, !=)
     TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, <)
@@ -363,7 +370,7 @@ public:
     TUZUTIL_COMPARE_IN_PLACE(<=, !TString::IsLess(b, a))
     TUZUTIL_COMPARE_IN_PLACE(>=, !TString::IsLess(a, b))
 #if defined(__cpp_lib_three_way_comparison)
-    // The order of isLessThan(). Null is less than nil, although == may call them equal.
+    // Follows the order of isLessThan(). Null is less than nil, although nil == null is true.
     friend std::strong_ordering operator<=>(TString const &a, TString const &b) noexcept {
         return a < b ? std::strong_ordering::less : b < a ? std::strong_ordering::greater : std::strong_ordering::equal;
     }
@@ -376,7 +383,7 @@ public:
         return a < b ? std::strong_ordering::less : b < a ? std::strong_ordering::greater : std::strong_ordering::equal;
     }
 #endif
-    // Whether `full` begins with this string, and minimum <= length().
+    // Returns whether `full` begins with this string, and minimum <= length().
     bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
     bool isDigits() const noexcept; // null: false; nil: true
@@ -388,8 +395,8 @@ public:
     double asDouble() const noexcept; // as strtod, with the decimal point of the current locale
 
     void MakeUnique(); // gives this string a buffer of its own if the present one is shared
-    // The same text, with its flags, in a buffer of its own, which no writing through another string reaches. The copy
-    // of a null string is null.
+    // Returns the same text, with its flags, in a new buffer that is not shared. Writing into this string then does not
+    // change the copy. The copy of a null string is null.
     TString Copy() const;
 
 private:
@@ -468,14 +475,14 @@ inline std::vector<TString> TString::split(char separator) const {
     return pieces;
 }
 
-// Strings that are equal have one hash, a null and a nil string as well.
+// Strings that are equal have the same hash. A null and a nil string have the same hash, too.
 template <>
 struct std::hash<TString> {
     std::size_t operator()(TString const &text) const noexcept { return std::hash<std::string_view>()(text.view()); }
 };
 
 #if defined(__cpp_lib_format)
-// A string formats as its bytes do. The classes that derive from TString do the same.
+// std::format() formats a string, and an object of a class that derives from TString, as a string view of its bytes.
 template <typename Text>
 requires std::is_base_of_v<TString, Text>
 struct std::formatter<Text, char> : std::formatter<std::string_view, char> {
@@ -491,7 +498,7 @@ inline std::string_view format_as(TString const &text) noexcept {
     return text.view();
 }
 #if defined(FMT_VERSION) && FMT_VERSION < 100000
-// Before that, its header has to be included before this one.
+// Before its version 10, {fmt} finds this class, if the header of {fmt} is included before this one.
 template <>
 struct fmt::formatter<TString> : fmt::formatter<std::string_view> {
     template <typename Context>
@@ -553,8 +560,8 @@ public:
 //
 // Surprises:
 // - The flag belongs to the buffer: a TStringAndWipe made from a TString also sets the flag of that TString's buffer.
-// - A default-constructed one is null and cannot have the flag. Assigning an unflagged string to it leaves the buffer
-//   of that string unflagged.
+// - A default-constructed TStringAndWipe is null and cannot have the flag. If a TString without the flag is assigned to
+//   a TStringAndWipe, their buffer does not get the flag.
 // - The results of `+ char const *` and change(), and new texts made from the secret, do not have the flag.
 class TUZUTIL_API TStringAndWipe : public TString {
 public:
