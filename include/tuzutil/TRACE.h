@@ -231,17 +231,17 @@ public:
     };
 
     TTrace() noexcept = default; // no destination
-    // Opens the destination that a configuration names: "keyword(argument),levels,components,default,categories", see
-    // docs/tracing.md. Opens none if the configuration is null or empty. Throws TInvalidRequest "Unknown level
-    // specified" or "Invalid default specified".
+    // Opens the destination that a configuration names. Its form is
+    // "keyword(argument),levels,components,default,categories,prefix", see docs/tracing.md. Opens no destination if the
+    // configuration is null or empty. Throws TInvalidRequest "Unknown level specified" or "Invalid default specified".
     TTrace(char const *configuration);
     TTrace(TTrace const &) = default;
     TTrace &operator=(TTrace const &) = default;
     virtual ~TTrace();
 
-    // Applies the part of a configuration after the destination, "levels,components,default,categories". An empty field
-    // leaves its setting unchanged. If a field is faulty, applies only the fields before it, and throws as the
-    // constructor does.
+    // Applies the part of a configuration after the destination, "levels,components,default,categories,prefix". An
+    // empty field leaves its setting unchanged. If the levels or the default are faulty, applies only the fields before
+    // them, and throws as the constructor does.
     virtual void ParseTraceString(char const *selection);
 
     // These functions call those of the destination. Without a destination, setters do nothing, and queries return 0.

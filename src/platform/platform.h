@@ -96,7 +96,8 @@ std::size_t ErrorText(std::uint32_t error, char *text, std::size_t size) noexcep
 char const *RuntimeErrorText(int error) noexcept;
 
 // Looks up a variable of the environment. If it is not set, returns false and leaves `value` undefined. In a program
-// with raised privileges, no variable counts as set, because the environment comes from a caller with fewer privileges.
+// that the system starts with raised privileges (set-user-ID on Linux), no variable counts as set, because the
+// environment comes from a caller with fewer privileges.
 bool FindVariable(char const *name, std::string &value);
 
 // Passes a text to the debugger of the process. If the system has no channel to a debugger, writes the text to the
