@@ -1,9 +1,10 @@
 #ifndef TUZUTIL_PLATFORM_EVENT_WORD
 #define TUZUTIL_PLATFORM_EVENT_WORD
 
-// The state of an event: one word, on which threads wait. It is the same on every system. Bit 0: the event is posted.
-// Bit 1: a thread waits. The other bits count the posts: if the count has changed, a waiter is released, even if the
-// event was cleared again before the waiter ran. These functions take no locks and never call the system.
+// The state of an event is one word, on which threads wait. Its bits mean the same on every system. Bit 0 is set if the
+// event is posted, and bit 1 if a thread waits. The other bits count the posts: if the count has changed, a waiter is
+// released, even if the event was cleared again before the waiter ran. These functions take no locks and never call the
+// system.
 
 #include <atomic>
 #include <cstdint>

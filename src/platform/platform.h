@@ -14,10 +14,10 @@
 //     library           libraries and their texts                thread_record    a record for each thread
 //                                                                trace_file       files of trace records
 //
-// Both folders also have kept_error.h and deadline.h. Only posix/ has descriptor.h, native_name.h (names of files),
-// futex.h, object_folder (the folder of named objects) and text_table.h (the texts of a library). Only win32/ has
-// attach.cpp (which the system calls at loading). A port may use fast_mutex, event_word.h, no_cancel.h and
-// single_thread.h, which are the same on every system.
+// Both folders also have kept_error.h, deadline.h and thread_record.h. Only posix/ has descriptor.h, native_name.h
+// (names of files), forks.h, futex.h, object_folder (the folder of named objects) and text_table.h (the texts of a
+// library). Only win32/ has attach.cpp (which the system calls at loading) and version.rc.in. A port may use
+// fast_mutex, event_word.h, no_cancel.h and single_thread.h, which are the same on every system.
 //
 // Rules. Everything is in the namespace `platform`. The names of types begin with T, except those of handles, whose
 // content only this folder knows. Any thread may call any function at any time, unless a comment says otherwise. No

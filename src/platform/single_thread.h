@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_SINGLE_THREAD
 #define TUZUTIL_SINGLE_THREAD
 
-// A byte that is not 0 only while the process is certain to have one thread. If the system's C library keeps such a
-// byte, it clears it before a second thread can run; without one, every process counts as having several threads. The
-// address is known when the program is linked, so that objects of any start-up order can use it.
+// singleThreadByte: the address of a byte that is not 0 only while the process certainly has only one thread. Some C
+// libraries keep such a byte and clear it before a second thread can run. With any other C library, the byte is always
+// 0. The linker knows the address, so static objects can use it whatever their order of construction is.
 
 #if defined(__has_include)
 #if __has_include(<sys/single_threaded.h>)

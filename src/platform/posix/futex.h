@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_FUTEX
 #define TUZUTIL_PLATFORM_POSIX_FUTEX
 
-// Waiting on a word of memory within one process. Locks and events are built on the two system calls below. These take
-// no locks.
+// Functions with which threads of one process wait on a word of memory. Locks and events are built on these functions.
+// They take no locks.
 
 #include "platform/posix/deadline.h"
 

@@ -47,7 +47,7 @@ struct platform::Mutex {
     pthread_mutex_t *shared = nullptr;   // in a mapped file
     std::atomic<std::uint32_t> owner{0}; // the thread of this process that holds `shared`; 0 for none
     std::uint32_t depth = 0;             // how often the owner holds `shared`
-    std::uint32_t references = 1;        // fsListLock guards this and all below
+    std::uint32_t references = 1;        // fsListLock guards this member and those below
     Mutex *previous = nullptr;
     Mutex *next = nullptr;
     dev_t device = 0; // of the mapped file
@@ -56,8 +56,8 @@ struct platform::Mutex {
 
 namespace {
 
-// All locks of the process. NewMutex() looks for a lock of the same name here. In a forked child, all of them are
-// reset.
+// The list of all locks of the process. NewMutex() looks here for a lock of the same name. In a forked child, all locks
+// of the list are reset.
 constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
 constinit Mutex *fsList = nullptr;
 
@@ -320,7 +320,7 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
     return reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name: in a futex call on its state. The address of the state serves as the
+// Threads wait for a lock without a name in a futex call on the lock's state. The address of the state serves as the
 // TWaitPlace. The functions are not inlined, so that locking without waiting stays fast.
 
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {

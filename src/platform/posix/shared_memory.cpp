@@ -38,8 +38,8 @@ namespace {
 constexpr char fsKind[] = "memory";
 constexpr int fsLayout = 1;
 
-// A thread holds this lock while it holds the lock on the folder, and while it forks. Without it, a child would inherit
-// the lock on the folder.
+// A thread holds this lock while it holds the lock on the folder, and while it forks. Without fsForkLock, a child could
+// inherit the lock on the folder from another thread.
 constinit pthread_mutex_t fsForkLock = PTHREAD_MUTEX_INITIALIZER;
 
 bool Lock(int file, int how) noexcept {

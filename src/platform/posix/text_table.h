@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_TEXT_TABLE
 #define TUZUTIL_PLATFORM_POSIX_TEXT_TABLE
 
-// The texts of a language library on systems whose libraries have no string resources: one symbol with this layout.
-// tools/tuzutil_messages.py writes this layout. If the layout changes, the tool and the version must change too.
+// TTextTable: the texts of a language library on systems whose libraries have no string resources. Such a library
+// exports one symbol of this type, which tools/tuzutil_messages.py writes. If the layout changes, the tool and
+// fsVersion must change too.
 
 #include <cstdint>
 

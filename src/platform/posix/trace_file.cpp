@@ -22,9 +22,9 @@ using platform::TDescriptor;
 
 namespace {
 
-// Tells the other processes of the user that this process shares a file. It is a block of shared memory, because no
-// other user can make, open or keep such a block. A lock on the file would prove nothing: any user who may read the
-// file can lock it.
+// Tells the other processes of the user that this process shares a file. A TPresence is a block of shared memory,
+// because no other user can make, open or keep such a block. A lock on the file would prove nothing: any user who may
+// read the file can lock it.
 class TPresence {
 public:
     TPresence() noexcept = default;
@@ -92,7 +92,7 @@ private:
         return done == count;
     }
 
-    // Another process may have written since this one did, and may have ended within a line.
+    // Since this process wrote last, another one may have written, and may have been killed in the middle of a line.
     void LookAtOthers() noexcept {
         off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
         if (end == fEnd)
@@ -108,7 +108,7 @@ private:
     TDescriptor const fFile;
     bool fIsShared;
     bool fLineIsOpen = false; // the file ends within a line
-    off_t fEnd = 0;           // the end of the file after the last call here
+    off_t fEnd = 0;           // the end of the file when this process last wrote or looked
     TPresence fPresence;      // only for a shared file
 };
 

@@ -14,7 +14,7 @@ namespace {
 // The year and the week of ISO 8601: week 1 is the week with the first Thursday of the year.
 struct TIsoWeek {
     explicit TIsoWeek(std::tm const &record) noexcept : year(record.tm_year + 1900) {
-        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // its day of the year, in the same week
+        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // of this week: its day of the year
         if (thursday < 0)
             week = (thursday + DaysOf(--year)) / 7 + 1;
         else if (thursday >= DaysOf(year))
@@ -129,7 +129,7 @@ platform::TLocalTime platform::LocalTime() noexcept {
 
 int platform::LocalZone() noexcept {
     TIME_ZONE_INFORMATION zone;
-    LONG bias = 0; // UTC is the local time and these minutes
+    LONG bias = 0; // in minutes: UTC is the local time plus the bias
     switch (GetTimeZoneInformation(&zone)) {
     case TIME_ZONE_ID_STANDARD: bias = zone.Bias + zone.StandardBias; break;
     case TIME_ZONE_ID_DAYLIGHT: bias = zone.Bias + zone.DaylightBias; break;

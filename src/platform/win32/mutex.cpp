@@ -40,8 +40,8 @@ bool IsThere(Mutex const *mutex) noexcept {
     return mutex != nullptr;
 }
 
-// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists, or if its id is 0
-// because the system cannot tell.
+// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists or cannot be opened. It
+// is also null if the id is 0, as in the record of a fiber.
 class TOpenedThread {
 public:
     explicit TOpenedThread(DWORD id) noexcept

@@ -62,7 +62,7 @@ private:
         return true;
     }
 
-    // Another process may have written since this one did, and may have ended within a line.
+    // Since this process wrote last, another one may have written, and may have been killed in the middle of a line.
     void LookAtOthers(std::int64_t end) noexcept {
         char last = '\n';
         LARGE_INTEGER at;
@@ -77,7 +77,7 @@ private:
     HANDLE fHandle;
     bool fIsShared;
     bool fLineIsOpen = false; // the file ends within a line
-    std::int64_t fEnd = 0;    // the end of the file after the last call here
+    std::int64_t fEnd = 0;    // the end of the file when this process last wrote or looked
     char fBuffer[8192];
 };
 
