@@ -11,7 +11,7 @@
 //         std::ifstream file(name.NativePath());          // what the system calls it
 //
 // Ownership:  As with TString, copies share one buffer.
-// Threads:    As with TString, one thread at a time may use a name and all names that share its buffer.
+// Threads:    The rules of TString apply.
 // Failures:   TOutOfMemory if there is no memory. On Linux, a path or native name that contains a backslash throws
 //             TInvalidParameter "Backslash in a native name". In a conversion, "?" replaces a character that the other
 //             encoding does not have.

@@ -8,8 +8,7 @@
 
 namespace {
 
-// Returns the characters of a string. Reports use the characters instead of copies of the string: any thread may ask a
-// store, but only one thread at a time may copy a string.
+// Returns the characters of a string, as reports and the functions of text_library take them.
 char const *Chars(TString const &text) noexcept {
     return text;
 }

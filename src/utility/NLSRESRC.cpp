@@ -1,5 +1,6 @@
 // TSearchNLSPath and TNLSResourceDll: the search for a language library by a template of paths, and the library itself.
-// The settings belong to the whole process and have no lock. REQUIRES: the program makes them before it starts threads.
+// The settings (the language and the template) belong to the whole process and have no lock. REQUIRES: the program
+// changes them only while it has one thread.
 
 #include "tuzutil/NLSRESRC.h"
 
@@ -23,7 +24,8 @@ char const *Chars(TString const &text) noexcept {
     return text;
 }
 
-// Returns the full name of a library, or of the program if `library` is null. Returns null if the system knows no name.
+// Returns the full name of a library, or of the program if `library` is null. Returns a null string if the system does
+// not know the name.
 TString LibraryName(platform::Library *library) {
     char name[260 + 1];
     return platform::LibraryName(library, name, sizeof name) ? TString(name) : TString();
@@ -93,7 +95,7 @@ void TSearchNLSPath::SetLang(char const *lang) {
     fsLang = lang ? TString(lang) : fsLang_C;
 }
 
-// Returns a string with a buffer of its own, because only one thread at a time may use strings that share a buffer.
+// Returns a string with a buffer of its own, so that a caller that writes into the result does not change fsLang.
 TString TSearchNLSPath::QueryLang() {
     return fsLang.Copy();
 }

@@ -75,7 +75,7 @@ int TOleStreamBuf::doallocate() {
     return 0;
 }
 
-// Bytes that the component does not accept stay in the put area.
+// Passes the bytes of the put area to the component. Bytes that the component does not accept stay in the put area.
 bool TOleStreamBuf::WritePending() {
     auto const pending = static_cast<std::uint32_t>(pptr() - pbase());
     if (pending == 0)

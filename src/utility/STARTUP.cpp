@@ -1,6 +1,6 @@
-// All global objects of the library that need code at start-up, in the order of construction. They are in one source
-// file, because C++ fixes the order of construction only within a file. They are destroyed in reverse order. Those that
-// the static objects of other libraries may use in their destructors are never destroyed (immortal.h).
+// Defines all global objects of the library that need code at start-up, in the order of construction. They are in one
+// source file, because C++ fixes the order of construction only within a file. They are destroyed in reverse order. An
+// object that static objects of other libraries may use in their destructors is never destroyed (see immortal.h).
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"

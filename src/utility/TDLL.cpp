@@ -24,7 +24,8 @@ TString Load(platform::Library *library, unsigned long id) {
     return length ? TString(text, static_cast<unsigned int>(length * sizeof(Character)), ' ') : TString();
 }
 
-// The same as UTF-8, whatever the process's encoding is, cut between characters like every narrow text.
+// Returns the text of that number as UTF-8, whatever the process's encoding is. A text that is too long is cut between
+// two characters. Returns a null string if there is no text of that number.
 TString LoadUtf8(platform::Library *library, unsigned long id) {
     TString text = Load<unsigned short>(library, id);
     text.SetUnicode(1);

@@ -64,9 +64,9 @@ int TThread::Run() {
     return TPureCall::Trap();
 }
 
-// The new thread adds two references before it posts `started`: its own, and one for the starter. Without the second,
-// the object could be destroyed before the starter wakes up: the body may end and all others may release the object in
-// that time.
+// The new thread adds two references before it posts `started`: its own, and one for the starter. Without the reference
+// for the starter, the object could be destroyed before the starter wakes up: in that time, Run() may return, and all
+// other users may release the object.
 int TThread::Start() {
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};

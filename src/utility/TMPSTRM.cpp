@@ -120,7 +120,7 @@ void TTempStreamBuf::ResetAreas() noexcept {
     setp(buffer + FileBufferSize() / 2, buffer + FileBufferSize());
 }
 
-// Bytes that cannot be written to the file stay in the put area.
+// Writes the bytes of the put area to the file. Bytes that cannot be written stay in the put area.
 bool TTempStreamBuf::FlushToFile() noexcept {
     auto const waiting = static_cast<std::size_t>(pptr() - pbase());
     std::size_t const written = waiting ? fFile->Write(pbase(), waiting) : 0;

@@ -1,6 +1,7 @@
 // TTrace and TTrace::Base: the chain of destinations, the entries that each of them takes, the global words that trace
 // points test, and the writing of entries. The trace lock, TTrace::Base::fsMutex, is recursive. It guards the chain and
-// the tables of the destinations. The text of an entry is made before the lock is taken; destinations write under it.
+// the tables of the destinations. The text of an entry is made before the lock is taken; destinations write while the
+// lock is held.
 
 #include "tuzutil/TRACE.h"
 

@@ -1,6 +1,6 @@
 // TTrace::Category, the registry of categories, and the names of components. Registration takes no lock of the library.
-// A thread that reads a registered category holds TTraceRegistry::fsMutex. The destructor of a category takes it as
-// well, so that no category is destroyed while it is read.
+// A thread that reads a registered category holds TTraceRegistry::fsMutex. The destructor of a category takes this lock
+// too, so that no category is destroyed while it is read.
 
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACE.h"

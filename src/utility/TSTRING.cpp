@@ -1,6 +1,7 @@
 // TString: buffers that copies share, searches, changes and numbers. The count in a buffer is changed by atomic
-// instructions once there is a second thread, and only a buffer with one holder is changed in place. A buffer is wiped
-// before it is deallocated if its flag says so. No lock is taken.
+// instructions once there is a second thread. Functions that change a string give it a new buffer if the present one is
+// shared. Only operator[], pointers, SetFlag() and Wipe() change a shared buffer. A buffer is wiped before it is
+// deallocated if its flag says so. No lock is taken.
 
 #include "tuzutil/TSTRING.h"
 
@@ -19,7 +20,7 @@
 static_assert(sizeof(TString) == sizeof(void *), "a string holds exactly one field");
 static_assert(sizeof(TStringBuffer) == 16, "the data follow the header without a gap");
 
-// Constant, because static objects of other sources hold strings.
+// Initialised at compile time, because static objects of other sources use strings.
 constinit char const *const tuzutil::singleThreaded = platform::singleThreadByte;
 
 namespace {
@@ -31,21 +32,22 @@ char const fsBadCount[] = "Bad count for this String";
 char const fsBadStart[] = "Bad value for the starting position";
 
 constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or more is refused
-constexpr unsigned int fsMostPadding = 1u << 30;     // bytes that a caller can mean to add without giving them
+constexpr unsigned int fsMostPadding = 1u << 30;     // the most bytes that a string may be padded with in one call
 
 void RequireStart(unsigned int start, char const *text, std::uint32_t line = __builtin_LINE()) {
     if (start == 0)
         fsReports.Raise<TInvalidRequest>({text, line});
 }
 
-// Refuses lengths that come of a mistake, such as 0 - 1, before memory is taken.
+// Throws before memory is allocated if a string would be padded with more than fsMostPadding bytes: such a length comes
+// from a mistake, for example 0 - 1.
 void RequirePadding(std::uint64_t wanted, unsigned int length, char const *text,
                     std::uint32_t line = __builtin_LINE()) {
     if (wanted > std::uint64_t{length} + fsMostPadding)
         fsReports.Raise<TInvalidRequest>({text, line});
 }
 
-// memcpy that allows a null source for no bytes.
+// Does the same as memcpy(), but allows a null source if `count` is 0.
 void CopyBytes(char *to, void const *from, std::size_t count) noexcept {
     if (count)
         std::memcpy(to, from, count);
@@ -68,7 +70,7 @@ unsigned int CountUnits(Unit const *text) {
     return static_cast<unsigned int>(count);
 }
 
-// A set of bytes as 256 flags. A zero byte is in no set.
+// A set of bytes, as 256 flags. The zero byte is in no set.
 class TByteSet {
 public:
     explicit TByteSet(char const *set) noexcept {
@@ -156,7 +158,8 @@ void TString::TakeBuffer(TStringBuffer *buffer) noexcept {
     fBuffer = buffer;
 }
 
-// Writes nothing if nothing changes: the buffer may be that of a static text, which other threads read.
+// Does not write if the flag has the value already: other threads may read the buffer, for example that of a static
+// text.
 void TString::SetFlag(std::uint32_t flag, int on) noexcept {
     if (fBuffer && HasFlag(flag) != (on != 0))
         fBuffer->flags = on ? fBuffer->flags | flag : fBuffer->flags & ~flag;
@@ -185,7 +188,8 @@ TString TString::Copy() const {
     return copy;
 }
 
-// Cuts in place. The tail of a secret is zeroed, for it is no longer covered by the length that is wiped at the end.
+// Shortens the string in place. The bytes that a secret loses are zeroed here, because the final wipe covers only the
+// bytes up to the length.
 void TString::SetLength(unsigned int length) noexcept {
     if (fBuffer->flags & TStringBuffer::wipeOnDelete)
         platform::SecureZero(fBuffer->Data() + length, fBuffer->length - length);
@@ -242,7 +246,7 @@ TString::TString(unsigned long long number) : TString(DecimalText(number)) {}
 
 TString &TString::operator=(TString const &other) noexcept {
     if (this != &other) {
-        // Counted before the old buffer is released, which may be the same one.
+        // The new buffer is counted before the old one is released, because both may be the same buffer.
         TString copy(other);
         std::swap(fBuffer, copy.fBuffer);
     }
@@ -338,14 +342,15 @@ TString &TString::operator+=(char const *text) {
 
 TString &TString::operator+=(TString const &other) {
     if (IsNull()) {
-        // A buffer of its own with all bytes of the other, as for text.
+        // This string gets a buffer of its own, with all bytes and the flags of the other.
         return other.IsNull() ? *this : *this = TString() + other;
     }
     return Append(other, other.length());
 }
 
-// Appends bytes that may lie in this string's own buffer. An unshared buffer with room is extended in place. Otherwise
-// a new one is made, with room to spare if this string is built up piece by piece.
+// Appends bytes, which may lie in this string's own buffer. If the buffer is not shared and has room, the bytes are
+// added in place. Otherwise a new buffer is made. If the old one was not shared, the new one has room to spare, because
+// the string may be built up piece by piece.
 TString &TString::Append(char const *bytes, unsigned int count) {
     unsigned int const old = length();
     unsigned int const total = CheckedLength(std::uint64_t{old} + count);
@@ -362,7 +367,7 @@ TString &TString::Append(char const *bytes, unsigned int count) {
         try {
             fresh = AllocateBuffer(roomy, 1, fBuffer->flags);
         } catch (TOutOfMemory const &) {
-            // The room is a wish, the text a need.
+            // The room to spare is not necessary: a buffer for the text alone is tried next.
         }
     }
     if (!fresh)
@@ -404,7 +409,7 @@ TString &TString::operator&=(TString const &other) {
 
 // Substrings and editing
 
-// At most `count` bytes after the first `offset`, with the flags of this string.
+// Returns at most `count` of the bytes after the first `offset` bytes, with the flags of this string.
 TString TString::Part(unsigned int offset, unsigned int count) const {
     if (IsNull())
         return TString();
@@ -500,12 +505,11 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
         return *this;
     RequireStart(start, fsBadStart);
     if (!fBuffer)
-        return *this; // no position to replace anything at
+        return *this; // a null string has no position at which a pattern could be found
     unsigned int const patternLength = lengthOf(pattern);
 
-    // The replacements that will really be made, for the size: matches that do not overlap. Counting, as described to
-    // callers, resumes one byte after each match; for patterns that cannot overlap it comes to the same. An empty
-    // pattern is found at `start` each time, and counts once for each position that is left.
+    // Counts the matches that will be replaced, because the size of the result depends on them. Matches do not overlap:
+    // the search continues after each match. An empty pattern matches at `start` once for each position from there on.
     std::uint64_t matches = 0;
     if (patternLength == 0) {
         matches = start > length() ? 0 : std::min(count, length() - start + 1);
@@ -516,12 +520,12 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     if (matches == 0)
         return *this;
 
-    // No more than 2^32 matches of less than 2^32 bytes each: no overflow in 64 bits.
+    // There are at most 2^32 matches, and each has less than 2^32 bytes. So 64 bits cannot overflow.
     std::uint64_t const total = length() - matches * patternLength + matches * replacementLength;
     TStringBuffer *const fresh = AllocateBuffer(total, 1, 0);
     char const *const source = fBuffer->Data();
     char *to = fresh->Data();
-    unsigned int copied = 0; // bytes of the source that are done with
+    unsigned int copied = 0; // the number of bytes of the source that were copied or replaced
     for (std::uint64_t i = 0; i < matches; ++i) {
         unsigned int const at = Find(pattern, patternLength, std::max(start, copied + 1));
         unsigned int const between = at - 1 - copied;

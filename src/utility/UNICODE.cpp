@@ -69,7 +69,8 @@ void RequireNoFault(TString const &text) {
     fsReports.Raise<TInvalidRequest>(TTextMessage("Malformed UTF-8 at byte %u", fault));
 }
 
-// Writes all characters, or replacements, into a string for `room` bytes, which has to be enough.
+// Returns a string with all characters of the text. `put` writes each character, and U+FFFD for malformed ones.
+// REQUIRES: the result has at most `room` bytes.
 template <typename Characters, typename Put>
 TString Rewrite(TString const &text, std::uint64_t room, std::uint32_t flags, Put put) {
     Characters characters(text);
@@ -98,7 +99,8 @@ TString Wide(TString const &text, std::uint64_t room) {
     });
 }
 
-// Whether the text can be returned as it is: it has the form, and no fault.
+// Returns whether the text can be returned unchanged: it is null, or it has the wanted form and no fault. If `faults`
+// is `strict`, throws if the text has a fault.
 bool IsDone(TString const &text, bool hasForm, TUnicode::Faults faults) {
     if (faults == TUnicode::strict)
         RequireNoFault(text);

@@ -113,12 +113,12 @@ char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
     return from == end ? end : from + 1;
 }
 
-// Looks for what Encode() would have written otherwise.
+// Looks for the first place at which a text differs from what Encode() writes.
 class TCanonicalCheck {
 public:
     explicit TCanonicalCheck(TString const &text) noexcept : fText(text.view()) {}
 
-    // The offset of the first fault, or npos.
+    // Returns the offset of the first fault, or npos if the text is canonical.
     std::size_t Run() noexcept {
         bool afterRun = false;
         while (fAt != fText.size()) {
@@ -142,7 +142,7 @@ public:
     }
 
 private:
-    // Reads a run that follows its "&", including its "-".
+    // Reads the rest of a run, after its "&" and including its "-". Returns the offset of the first fault, or npos.
     std::size_t CheckRun() noexcept {
         std::uint32_t accumulator = 0;
         int pending = 0;

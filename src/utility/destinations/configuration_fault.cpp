@@ -1,5 +1,5 @@
-// Tells of faults in trace configurations: to the destination of NUV_TRACE_STARTUP, otherwise to standard error. The
-// trace lock guards the destination and is held while it writes.
+// Reports faults in trace configurations to the destination of NUV_TRACE_STARTUP or, if there is none, on standard
+// error. The trace lock guards the pointer to the destination, and is held while the destination writes.
 
 #include "utility/destinations/configuration_fault.h"
 
@@ -18,7 +18,7 @@ void SetDestination(TTrace::Base *destination) noexcept {
     fsDestination = destination;
 }
 
-// False if there is no such destination.
+// Writes an entry to the destination of NUV_TRACE_STARTUP. Returns false if there is no such destination.
 bool WriteToStartupTrace(std::string const &text) {
     TTextMessage message("%s", text.c_str());
     message.SetDebugging("src/utility/TRACEP", __LINE__);

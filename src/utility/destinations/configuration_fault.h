@@ -9,16 +9,17 @@
 #include <string>
 #include <string_view>
 
-// Whether every destination has received an entry about the fault already, that of NUV_TRACE_STARTUP included.
+// Whether an entry about the fault was written already, which the destination of NUV_TRACE_STARTUP also received.
 enum TFaultEntry { noEntryYet, alsoAnEntry };
 
-// Trace configuration: WHAT "NAME". Without memory for the line, nothing is told.
+// Tells: Trace configuration: WHAT "NAME". If there is no memory for this line, nothing is told.
 void TellConfigurationFault(std::string_view what, std::string_view name, TFaultEntry entry = noEntryYet) noexcept;
 
-// A text from outside, cut to 200 characters, with a "?" for each control character.
+// Returns a text from outside, cut to 200 bytes, with a "?" for each control character.
 std::string Printable(std::string_view text);
 
-// The destination of NUV_TRACE_STARTUP, by its handle. It receives faults from its construction until it is destroyed.
+// Holds the handle of the destination of NUV_TRACE_STARTUP. The destination receives faults as long as this object
+// exists.
 class TStartupTrace {
 public:
     explicit TStartupTrace(TTrace const &trace) noexcept;

@@ -50,7 +50,8 @@ std::string FileNameOrDefault(std::string const &argument) {
     return argument.empty() ? DefaultLogName() : LibraryForm(argument);
 }
 
-// The destination takes part even if its file cannot be written, but that must not go unnoticed.
+// Returns the handle. Tells of a fault if the file of its destination could not be opened. The destination then takes
+// part all the same, and writes nothing.
 template <typename Destination>
 TTrace Checked(TTrace trace, std::string const &name) {
     auto const &file = static_cast<Destination const &>(*trace.QueryPointer());

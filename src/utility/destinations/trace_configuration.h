@@ -2,7 +2,7 @@
 #define TUZUTIL_TRACE_CONFIGURATION
 
 // The parts of a trace configuration. A configuration has the form "destination,selection". The destination has the
-// form "keyword(argument)", and the selection the form "levels,components,default,categories".
+// form "keyword(argument)", and the selection the form "levels,components,default,categories,prefix".
 
 #include "tuzutil/TRACE.h"
 
@@ -19,7 +19,8 @@ struct TTraceConfiguration {
 };
 
 // Opens the destination that a configuration names. If the keyword is "env", replaces the configuration by the value of
-// the variable that its argument names. Returns null if there is no destination. If that is a fault, sets `problem`.
+// the environment variable that its argument names. Returns null if there is no destination. If the lack of a
+// destination is a fault, sets `problem`.
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration);
 
 // Opens the destination that the variable NUV_TRACE_STARTUP names. Reports a fault on standard error, in one line.

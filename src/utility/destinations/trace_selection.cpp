@@ -28,7 +28,8 @@ std::string_view TakeField(std::string_view &rest) noexcept {
     return field;
 }
 
-// The mask that a field sets. If the field begins with a sign, it changes the current mask. Otherwise it starts at 0.
+// The mask of levels or components that a field of the selection sets. If the field begins with a sign, it changes the
+// current mask. Otherwise the mask starts at 0.
 class TMaskChange {
 public:
     TMaskChange(std::string_view field, unsigned long current) noexcept
@@ -110,9 +111,9 @@ void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) 
     TellConfigurationFault("unknown category", name, alsoAnEntry);
 }
 
-// Signs switch categories on or off. The sign of a name is read from the field of the *components*, at the position at
-// which the name begins in this field. If there is a sign, the first character of the name is skipped. Otherwise the
-// previous sign counts. Configurations in use rely on this.
+// Switches categories on or off. The sign of a name is read from the field of the *components*, at the position at
+// which the name begins in the field of the categories. If there is a sign at that position, the first character of the
+// name is skipped. Otherwise the previous sign counts, and "+" at first. Configurations in use rely on this.
 void ApplyCategories(TTrace::Base &destination, std::string_view field, std::string_view components) {
     bool isOn = true;
     for (std::size_t at = 0; at < field.size();) {
@@ -129,7 +130,7 @@ void ApplyCategories(TTrace::Base &destination, std::string_view field, std::str
     }
 }
 
-// Words that are separated by signs, which mean nothing.
+// Sets the parts of the prefix. The field is a list of words, separated by signs. Both signs mean the same.
 void ApplyPrefixParts(TTrace::Base &destination, std::string_view field) {
     struct TPart {
         char const *keyword;

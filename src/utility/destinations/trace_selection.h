@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TRACE_SELECTION
 #define TUZUTIL_TRACE_SELECTION
 
-// The selection of a trace configuration says which entries a destination takes. Its form is
-// "levels,components,default,categories".
+// The selection of a trace configuration says which entries a destination takes, and what its records show. Its form is
+// "levels,components,default,categories,prefix".
 
 #include "tuzutil/TRACE.h"
 

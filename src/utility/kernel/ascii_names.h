@@ -18,7 +18,7 @@ inline bool IsEqual(char const *a, char const *b) noexcept {
     return Fold(*a) == Fold(*b);
 }
 
-// A null string and an empty one are equal.
+// Returns whether two names are equal. A null string and an empty one are equal.
 inline bool IsEqual(TString const &a, TString const &b) noexcept {
     char const *const left = a;
     char const *const right = b;

@@ -29,8 +29,8 @@ public:
         return true;
     }
 
-    // Held() returns the unread bytes of the get area, and Advance() skips `count` of them. REQUIRES, for Advance():
-    // there are at least `count`.
+    // Held() returns the unread bytes of the get area, and Advance() skips `count` of these bytes. REQUIRES, for
+    // Advance(): there are at least `count` unread bytes.
     static std::string_view Held(std::streambuf &buffer) noexcept {
         char const *const begin = (buffer.*&TBufferArea::gptr)();
         char const *const end = (buffer.*&TBufferArea::egptr)();

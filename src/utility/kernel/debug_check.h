@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_DEBUG_CHECK
 #define TUZUTIL_DEBUG_CHECK
 
-// Says whether this build checks for misuse that does no immediate harm. Builds without NDEBUG make the checks, and
-// trace such misuse. Builds with NDEBUG do neither.
+// Says whether this build checks for misuse that does no immediate harm. Builds without NDEBUG check for such misuse
+// and trace it. Builds with NDEBUG do neither.
 
 namespace debugcheck {
 

@@ -2,7 +2,8 @@
 #define TUZUTIL_LOCK
 
 // TLock: takes a lock without a time limit, and holds it until the end of the scope. If the lock cannot be taken, for
-// example because it could not be created, the scope runs without it. State() says whether the lock is held.
+// example because it could not be created, the code in the scope runs without the lock. State() says whether the lock
+// is held.
 
 #include "tuzutil/MUTEXSEM.h"
 

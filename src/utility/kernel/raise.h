@@ -2,7 +2,7 @@
 #define TUZUTIL_RAISE
 
 // Builds and throws the library's exceptions: sets text, ID, severity, group and one location, and calls
-// TException::Trace(). Sources use it through their reporters, see reporter.h.
+// TException::Trace(). Sources use these functions through their reporters, see reporter.h.
 
 #include "tuzutil/EXCEPTN.h"
 

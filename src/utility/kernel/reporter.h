@@ -38,8 +38,8 @@ public:
     constexpr TReporter(TTrace::Category const &category, char const *file) noexcept
         : fCategory(category), fFile(file) {}
 
-    // These write trace entries. If no destination may want an entry, they allocate nothing and take no lock. They
-    // never throw.
+    // These functions write trace entries. If no destination may want an entry, they allocate nothing and take no lock.
+    // They never throw.
     template <typename... Arguments>
     void Severe(TReportText format, Arguments const &...arguments) const noexcept {
         Write(TTrace::severe, format, arguments...);
@@ -57,7 +57,8 @@ public:
         Write(TTrace::information, format, arguments...);
     }
 
-    // These throw exceptions, except Failure(): it returns the contents for callers that throw a class of their own.
+    // These functions throw exceptions. Only Failure() returns the contents of an exception, for callers that throw a
+    // class of their own.
     TFailure Failure(TReportText text, TReportDetails const &details = {}) const noexcept {
         return {fCategory, fFile, text.text, details.function, text.line, details.errorId, details.severity};
     }

@@ -19,8 +19,8 @@ public:
         process, // "07/14-09:05:03.27 0000013C:000000A4 E"
     };
 
-    // Of the parts of TTrace::Base::PrefixPart, the year and the zone are shown if the form has a time:
-    // "2026/07/14-09:05:03.27+02:00 000000A4 E".
+    // `parts` are those of TTrace::Base::PrefixPart. If the form has a time, the year and the zone are shown:
+    // "2026/07/14-09:05:03.27+02:00 000000A4 E". The category is no part of this text.
     TTracePrefix(Form form, unsigned long level, unsigned long parts = 0) noexcept;
 
     char const *Text() const noexcept { return fText; }
@@ -32,7 +32,7 @@ private:
 };
 
 // A record is "prefix [FILE:line] text" and a line feed. The text is that of the message up to its first zero. If the
-// parts include the category, the name of the category follows the prefix.
+// parts of the prefix include the category, the name of the category follows the prefix.
 class TTraceRecord {
 public:
     TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMessage const &message)

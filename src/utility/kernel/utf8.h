@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_UTF8
 #define TUZUTIL_UTF8
 
-// UTF-8, one character at a time, as the Unicode standard defines it: no overlong forms, no surrogates, nothing beyond
-// U+10FFFF. Malformed bytes are taken as many at a time as a character could begin with, so that one replacement stands
-// for them as the standard recommends.
+// Reads and writes UTF-8, one character at a time, as the Unicode standard defines it: without overlong forms and
+// surrogates, and with nothing beyond U+10FFFF. Of malformed bytes, as many are read at once as could begin a
+// character. So one replacement character stands for all of these bytes, as the standard recommends.
 
 #include "utility/kernel/utf16.h"
 
@@ -19,14 +19,15 @@ constexpr std::uint32_t replacement = 0xFFFD;
 // Whether narrow text is UTF-8, whatever the locale says. TUnicode::SetUtf8Mode() sets it.
 extern std::atomic<bool> isMode;
 
-// Reads a character, or the malformed bytes at `at`. REQUIRES: at is not end.
+// Reads the character at `at` and returns it, or `malformed` if there is none. Moves `at` after the bytes that were
+// read. REQUIRES: at is not end.
 inline std::uint32_t Read(char const *&at, char const *end) noexcept {
     auto const lead = static_cast<unsigned char>(*at++);
     if (lead < 0x80)
         return lead;
     if (lead < 0xC2 || lead > 0xF4)
         return malformed;
-    // The first byte that follows is within narrower bounds after some leads.
+    // After some lead bytes, the bounds of the next byte are narrower.
     unsigned int lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned int highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     int const more = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
@@ -43,7 +44,7 @@ inline std::uint32_t Read(char const *&at, char const *end) noexcept {
     return code;
 }
 
-// Reads a character of 16-bit text, or an unpaired surrogate as malformed. REQUIRES: at is not end.
+// Does the same for 16-bit text, in which an unpaired surrogate is malformed. REQUIRES: at is not end.
 template <typename Unit>
 std::uint32_t ReadUnits(Unit const *&at, Unit const *end) noexcept {
     std::uint32_t const code = *at++;
@@ -54,7 +55,7 @@ std::uint32_t ReadUnits(Unit const *&at, Unit const *end) noexcept {
     return utf16::Character(code, *at++);
 }
 
-// Writes a character in at most four bytes, and returns their number. REQUIRES: it is one.
+// Writes a character in at most four bytes, and returns their number. REQUIRES: `code` is a Unicode character.
 inline std::size_t Write(std::uint32_t code, char *to) noexcept {
     if (code < 0x80) {
         *to = static_cast<char>(code);
@@ -67,7 +68,7 @@ inline std::size_t Write(std::uint32_t code, char *to) noexcept {
     return static_cast<std::size_t>(more) + 1;
 }
 
-// Writes a character in at most two units, and returns their number. REQUIRES: it is one.
+// Writes a character in at most two units, and returns their number. REQUIRES: `code` is a Unicode character.
 template <typename Unit>
 std::size_t WriteUnits(std::uint32_t code, Unit *to) noexcept {
     if (!utf16::NeedsPair(code)) {

@@ -12,8 +12,8 @@ inline bool Fits(unsigned long value) noexcept {
     return static_cast<std::uint32_t>(value) == value;
 }
 
-// Also accepts a mask that was made from a negative int, such as ~0 or 1 << 31. In a 64-bit `unsigned long`, the upper
-// 32 bits of such a mask are all 1.
+// Returns whether a mask fits in 32 bits. Also accepts a mask that was made from a negative int, such as ~0 or 1 << 31:
+// in a 64-bit `unsigned long`, the upper 32 bits of such a mask are all 1.
 inline bool FitsMask(unsigned long value) noexcept {
     return Fits(value) || static_cast<unsigned long>(static_cast<long>(static_cast<std::int32_t>(value))) == value;
 }

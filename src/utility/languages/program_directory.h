@@ -1,12 +1,13 @@
 #ifndef TUZUTIL_PROGRAM_DIRECTORY
 #define TUZUTIL_PROGRAM_DIRECTORY
 
-// The directory part of the program's full name. It replaces %E in a search template.
+// ProgramDirectory(): returns the directory part of the program's full name. This part replaces %E in the template by
+// which language libraries are searched.
 
 #include "utility/kernel/reporter.h"
 
-// Returns the part of the name before the last backslash. If there is no backslash, traces that and returns ".". For an
-// empty name, returns an empty string.
+// Returns the part of the name before the last backslash. If there is no backslash, traces this and returns ".". If the
+// name is empty, returns an empty string.
 inline TString ProgramDirectory(TString const &program, std::uint32_t line = __builtin_LINE()) {
     if (program.length() == 0)
         return TString("");

@@ -56,7 +56,7 @@ inline std::uint64_t EncodedLength(std::uint64_t count) noexcept {
     return groups * 4 + groups / 18;
 }
 
-// Returns the same for one line without LF.
+// Returns the number of characters that `count` bytes become on one line without LF.
 inline std::uint64_t EncodedLineLength(std::uint64_t count) noexcept {
     return (count + 2) / 3 * 4;
 }

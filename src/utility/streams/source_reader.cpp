@@ -74,7 +74,8 @@ source_reader::Stop source_reader::ReadToLineFeed(std::istream &source, char *in
                                                   std::size_t &count, bool *hasBareReturn) {
     if (!source.good())
         return Stop::end;
-    // For a good stream, the sentry only flushes a tied stream. It is slow enough to be left out if there is none.
+    // For a good stream, the sentry only flushes a tied stream. Making a sentry takes time, so none is made if no
+    // stream is tied.
     if (source.tie()) {
         std::istream::sentry const ready(source, true);
         if (!ready)

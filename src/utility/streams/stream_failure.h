@@ -22,7 +22,7 @@ public:
 
     void Cut() noexcept { fStream = nullptr; } // called before the stream is destroyed
     void Hold() noexcept;                      // lets exceptions through
-    void Release() noexcept;                   // ends that, once it was called as often as Hold()
+    void Release() noexcept;                   // the last of as many calls as of Hold() restores the stream
 
 private:
     std::ios *fStream;

@@ -1,5 +1,5 @@
-// TForks: takes locks of the library before a fork, and releases them after it in parent and child. For their order see
-// forks.h.
+// TForks: takes locks of the library before a fork, and releases them after the fork, in the parent and in the child.
+// forks.h explains the order of the locks.
 
 #include "utility/threads/forks.h"
 

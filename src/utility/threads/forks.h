@@ -2,9 +2,10 @@
 #define TUZUTIL_FORKS
 
 // TForks: what the library does when the process forks. During the fork, the forking thread holds the locks of the
-// destinations, the observers, the timers and the registry. So the child finds their data consistent, and no entry half
-// written. The locks are taken in the same order as by all other code: a destination may call observers, and
-// destinations and observers may set timers. Under the lock of the timers, other code takes only locks of the platform.
+// destinations, the observers, the timers and the registry of categories. So the child finds their data consistent, and
+// no trace entry half written. The locks are taken in the same order as by all other code: a destination may call
+// observers, and destinations and observers may set timers. Under the lock of the timers, other code takes only locks
+// of the platform.
 
 struct TForks {
     static bool Follow() noexcept; // call once, after the locks are made; false if the system refuses

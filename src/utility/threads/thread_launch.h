@@ -1,16 +1,16 @@
 #ifndef TUZUTIL_THREAD_LAUNCH
 #define TUZUTIL_THREAD_LAUNCH
 
-// Starts the threads of the library itself. They receive no signals, and the starter does not wait until they run. A
-// static object of a library may start a thread while the system loads that library. Such a thread cannot run before
-// the load has ended, so the starter would wait for ever.
+// Starts the threads of the library itself. These threads receive no signals, and the starter does not wait until they
+// run. The reason is that a static object of a library may start a thread while the system loads that library. Such a
+// thread cannot run before the load has ended, so a starter that waits would wait for ever.
 
 #include "tuzutil/THREAD.h"
 
 class TThreadLaunch {
 public:
-    // Returns whether the object has its event and its lock, so that starting the thread traces no failure of them.
-    // Calling this function traces what is missing.
+    // Returns whether the object has its event and its lock. Traces what is missing. If nothing is missing, starting
+    // the thread does not trace such a failure.
     static bool HasAll(TThread &thread);
 
     // Starts the thread and returns true. The thread takes over one reference of the caller, and releases it when it

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_TIMER_QUEUE
 #define TUZUTIL_TIMER_QUEUE
 
-// The armed timers in the order in which they are due. Of the timers of one second, the one set last comes first.
-// Adding and removing take at most 32 steps, and fewer if few seconds are in use. They allocate nothing, so they cannot
-// fail.
+// Holds the armed timers in the order in which they are due. Of the timers of one second, the one set last comes first.
+// Add() and Remove() take at most 32 steps, and fewer if the timers are due in few different seconds. They allocate
+// nothing, so they cannot fail.
 //
 // The timers of one second form a list. The heads of the lists form a binary tree by the bits of the second, from bit
 // 31 down. The root has depth 0. At depth d, seconds whose bit 31 - d is 0 are below branch[0], the others below
