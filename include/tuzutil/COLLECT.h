@@ -19,7 +19,7 @@
 //             32 bits" and then changes nothing. If an element or position is unknown, functions return null or change
 //             nothing.
 // Surprises:
-// - Positions are 0-based. Add(element, position) rarely inserts at that position: see the comment there.
+// - Positions are 0-based. Add(element, position) rarely inserts at that position: see TBaseSetOf::Add().
 // - DeleteSet() leaves the count as it is.
 // - In a sparse array, setting null adds an entry if the index has none. If the index has an entry, setting null
 //   removes it.
@@ -47,7 +47,7 @@ public:
     // would return to the first link.
     void Add(void *element, unsigned long position);
     void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
-    void *Find(unsigned long index) const noexcept;
+    void *Find(unsigned long index) const noexcept; // null if the index is not less than the count
     unsigned long GetNumberElements() const noexcept { return fCount; }
 
 protected:
@@ -211,8 +211,8 @@ protected:
     TSparseArrayElement *FindEntry(unsigned long index, unsigned long &position) const noexcept;
     unsigned long QueryHighestIndex() const noexcept;
     unsigned long QueryCount() const noexcept { return fCount; }
-    unsigned long QueryCapacity() const noexcept { return fCapacity; }
-    void DeleteArray();
+    unsigned long QueryCapacity() const noexcept { return fCapacity; } // the number of entries for which there is room
+    void DeleteArray();                                                // deletes the values and the entries
     // Destroys one value, which may be null. Subclasses must override this function: the base's version calls
     // TPureCall::Trap().
     virtual void DeleteElement(void *value);

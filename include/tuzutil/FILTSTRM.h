@@ -33,7 +33,7 @@
 #include <memory>
 #include <streambuf>
 
-// Manages the put area and passes its bytes on. Exceptions reach the caller of the stream, see STRMCTL.h.
+// The class manages the put area and passes its bytes on. Exceptions reach the caller of the stream, see STRMCTL.h.
 //
 // Writing several bytes at once leaves the same bytes in the put area as writing them one by one. If std::unitbuf is
 // set, a standard stream flushes in a destructor, where an exception would end the process. Therefore sync() keeps an
@@ -51,7 +51,8 @@ protected:
     int_type overflow(int_type c) override;
     std::streamsize xsputn(char const *bytes, std::streamsize count) override;
     int_type underflow() override;
-    // For pbackfail(): puts back any character while there is room, even if another character was read there.
+    // For subclasses that override pbackfail(): puts back any character, even if another one was read at that place.
+    // Fails if there is no room.
     int_type PutBack(int_type c) noexcept;
 
     // The bytes from `begin` to `end` are the next ones to be read. The memory from `back` to `begin` is for characters
@@ -76,9 +77,9 @@ protected:
     void TraceLostBytes() const noexcept;
 
 private:
-    virtual bool IsWritable() const noexcept = 0;
+    virtual bool IsWritable() const noexcept = 0;                        // whether bytes can be written
     virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; `count` is at least 1
-    virtual bool IsReadable() const noexcept = 0;
+    virtual bool IsReadable() const noexcept = 0;                        // whether bytes can be read
     virtual void BeforeRead() {} // underflow() calls it first, also while unread bytes remain; it may throw
     // Returns the next bytes of the source. At the end of the source, returns an empty piece. Its pointers are null if
     // the memory of the last piece was overwritten. REQUIRES: if ReadPiece() throws, it keeps the bytes that it has

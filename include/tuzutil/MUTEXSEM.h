@@ -52,7 +52,7 @@ private:
 class TUZUTIL_API TMutexSemaphore {
 public:
     enum EState {
-        Unlocked, // the guard does not hold the lock any more
+        Unlocked, // the guard has released the lock: only during Wait()
         Locked,   // also if the previous owner died while holding the lock
         TimedOut,
         Error

@@ -13,9 +13,9 @@
 // Ownership:  The buffer holds a counted reference to the IStream until it is closed or destroyed.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream itself throws nothing. If a call of the object returns anything but 0, the result is traced at
-//             level "er", and the stream behaves as at the end of file. If the object takes fewer bytes than were
-//             passed to Write(), the stream behaves so too, but nothing is traced. The other bytes keep waiting, and
-//             the next flush tries again. If the object throws, the exception passes through the buffer.
+//             level "er"; reading then ends as at the end of file, and writing sets the bad bit. If the object takes
+//             fewer bytes than were passed to Write(), writing also sets the bad bit, but nothing is traced. The other
+//             bytes keep waiting, and the next flush tries again. Exceptions of the object pass through the buffer.
 // Surprises:
 // - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns such
 //   a result with the last bytes, these bytes are lost.

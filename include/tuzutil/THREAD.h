@@ -18,8 +18,8 @@
 // Ownership:  Objects are counted: hold an object in a TReference before Start(). The thread holds a reference until
 //             Run() has ended. If nobody else refers to the object then, it is deleted.
 // Threads:    Any thread may wait for the end and query the state. One thread at a time may start the object. Run()
-//             sees all that was written before Start(). A thread that has waited for the end, or has seen it by a
-//             query, sees all that Run() wrote.
+//             sees all that was written before Start(). A thread that has waited for the end, or has learned of it from
+//             IsRunning() or QueryResult(), sees all that Run() wrote.
 // Failures:   If the system cannot make a thread, Start() traces this and returns 1. If Run() throws, a trace entry at
 //             level "se" reports this, and the result is -1.
 // Surprises:

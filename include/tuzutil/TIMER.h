@@ -17,7 +17,7 @@
 //             memory for its first lock, it waits until there is some.
 // Surprises:
 // - Times are whole seconds of the calendar clock, and a timer follows changes of this clock. A timer may be late by a
-//   second, or early by less than one. If its time has passed or is negative, the timer posts at once.
+//   second, or early by less than a second. If its time has passed or is negative, the timer posts at once.
 // - Of several timers that are due in the same second, the one that was set last posts first.
 // - Set() clears the event. Cancel() does not change the event.
 // - A copy is not armed, but reports the time for which the original is set.

@@ -119,14 +119,14 @@ public:
         int QueryDefaultTracing() const noexcept { return Int(fDefaultTracing); } // for categories not in the table
         void SetDefaultTracing(int on);
         int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1 if records have the long prefix
-        void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), which all setters above and below do
+        void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), unlike most setters
         // The parts that the library's destinations add to a record: the name of the category after the letter of the
         // level, and in the long prefix the year before the date and the time zone after the time. A prefix with all of
         // them is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default there is none of them.
         enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
         unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }
-        void SetPrefixParts(unsigned long parts) noexcept; // does not call Change()
-        unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; }
+        void SetPrefixParts(unsigned long parts) noexcept;                             // does not call Change()
+        unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; } // SaveState objects that exist
         int QueryDisableRestore() const noexcept { return Int(fDisableRestore); }
         void SetDisableRestore(int disable);
         void StopTracing(); // the destination never accepts an entry again
@@ -212,7 +212,8 @@ public:
 
     using Pointer = TReference<Base>;
 
-    // Remembers the settings of a handle's destination. The destructor restores them.
+    // Remembers the levels, components and default of a handle's destination. The destructor restores them, unless
+    // QueryDisableRestore() is not 0 then. Changes of the category table remain.
     class TUZUTIL_API SaveState {
     public:
         explicit SaveState(TTrace &trace);

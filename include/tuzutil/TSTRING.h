@@ -320,7 +320,7 @@ public:
     TString subString(unsigned int start, unsigned int count, char fill = ' ') const;
     // Keeps only the bytes before `start`. A start beyond the end changes nothing; 0 throws as above.
     TString &remove(unsigned int start);
-    // Removes `count` bytes from `start` on.
+    // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. 0 throws as above.
     TString &remove(unsigned int start, unsigned int count);
     // Replaces up to `count` occurrences of `pattern` at or after `start`. If it replaced anything, the result has no
     // flags.
