@@ -30,8 +30,8 @@
 #include <memory>
 #include <vector>
 
-// The buffer of TiConcatStream. It delivers a line in pieces. A piece has at most the buffer size minus 13 bytes, plus
-// the line end.
+// The buffer of TiConcatStream. It delivers a line in pieces. A piece has at most the buffer size (1024 bytes by
+// default) minus 13 bytes, plus the line end.
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
 public:
     // If `crLf` is not 0, LF line ends become CR LF. A buffer size below 14 counts as 14, and one above 1 GiB as 1 GiB.

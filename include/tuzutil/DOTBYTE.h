@@ -50,13 +50,14 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // If strangers write the lines, read them through a TiLineStream.
 //
 // End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. If a
-// source ends at the start of a line and delivers more bytes after a clear(), these bytes count as being inside a line.
+// source ends at the start of a line and delivers more bytes after its clear() was called, these bytes count as the
+// inside of a line, so a dot at their beginning has no meaning.
 //
 // Failures. A read after Cancel() throws TDotByteError "Cancel". If the number of lines is limited, the write or flush
 // that passes on the last allowed line ends the body and then throws TDotByteLinesException "Lines". If std::unitbuf
 // was set while bytes were waiting in the buffer, a flush does not throw; the next write throws instead. If another
-// stream runs the operation (out << in.rdbuf(), or a stream that is tied to this one), that other stream sets its bad
-// bit instead. If the sink is not good(), nothing is written to it, and its fail bit is set.
+// stream calls this buffer (as in out << in.rdbuf(), or because it is tied to this buffer's stream), that other stream
+// sets its bad bit instead. If the sink is not good(), nothing is written to it, and its fail bit is set.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);

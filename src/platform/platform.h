@@ -133,7 +133,8 @@ Event *ShareEvent(Event *event) noexcept;                                 // add
 void DeleteEvent(Event *event) noexcept;                                  // removes an owner
 TWaitResult WaitEvent(Event *event, std::uint32_t milliseconds) noexcept; // only looks if `milliseconds` is 0
 bool ClearEvent(Event *event) noexcept;
-bool PostEvent(Event *event) noexcept; // releases every waiting thread, even if the event is cleared at once
+// Releases every waiting thread, even if the event is cleared at once. Before Windows 8, a thread may miss such a post.
+bool PostEvent(Event *event) noexcept;
 
 // Threads and forks
 
