@@ -61,8 +61,9 @@ private:
     TTextMessage::StoreID fId;
 };
 
-// TTextMessageArchive: the stores of the process, by name. The library creates the only archive, and destroys it when
-// the library is unloaded. A store may be destroyed after the archive.
+// TTextMessageArchive: the stores of the process, by name. The library creates the only archive, and never destroys it.
+// When the library destroys its static objects, fsArchive becomes null: messages then use their default texts, and
+// stores may still be destroyed.
 class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessageStore>, TTextMessage::StoreID> {
 public:
     TTextMessageArchive();
@@ -70,7 +71,7 @@ public:
     // Returns the text from the store of that name, or an empty text if there is no such store.
     virtual TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
-    static TTextMessageArchive *fsArchive; // null before it is created and after it is destroyed
+    static TTextMessageArchive *fsArchive; // null before the archive is created, and at the end of the process
 
 private:
     friend class TTextMessageStore;

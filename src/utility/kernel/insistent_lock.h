@@ -2,8 +2,8 @@
 #define TUZUTIL_INSISTENT_LOCK
 
 // TInsistentEntry: takes a lock for work that must not be left out. The first lock that a thread takes needs a little
-// memory. If there is none, TInsistentEntry tries again until there is. It gives up after many attempts, and at once if
-// the lock itself could not be created.
+// memory. If there is no memory, TInsistentEntry tries again until there is. It gives up after many attempts, and at
+// once if the lock itself could not be created. It then does not hold the lock.
 
 #include "tuzutil/MUTEXSEM.h"
 
@@ -11,8 +11,8 @@
 #include <optional>
 #include <thread>
 
-// The limits of the attempts, in number and in time. The time limit applies only after ten attempts, because a single
-// attempt may take long on a busy machine.
+// The limits of the attempts: their number, and the time after the first failure. The time limit applies only after ten
+// attempts, because a single attempt may take long on a busy machine.
 inline constexpr int fsMostAttempts = 10000;
 inline constexpr std::chrono::milliseconds fsLongestAttempt{200};
 

@@ -25,8 +25,8 @@ enum class Stop {
 Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count,
                     bool *hasBareReturn = nullptr);
 
-// Takes the next byte if it is a line feed, and returns whether it was. `stop` is the result of ReadToLineFeed(). For
-// Stop::limit the function must look at the next byte, and waits until that byte arrives.
+// Takes the next byte if it is a line feed, and returns whether it was one. `stop` is the result of ReadToLineFeed().
+// If this is Stop::limit, the function must look at the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
 
 } // namespace source_reader
