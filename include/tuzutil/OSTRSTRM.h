@@ -29,7 +29,7 @@ public:
     oStringStreamBuf(oStringStreamBuf const &) = delete;
     oStringStreamBuf &operator=(oStringStreamBuf const &) = delete;
 
-    char *str();                 // freezes the stream and returns the block
+    char *str();                 // freezes the stream and returns the block; null if there is no memory
     void freeze(int frozen);     // if 0, the stream owns the block again
     int pcount() const noexcept; // bytes written so far
 

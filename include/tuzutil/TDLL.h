@@ -18,8 +18,8 @@
 // - The number of a text is at most 65535. An empty text counts as missing.
 // - Narrow texts are in the system's code page on Windows, and in UTF-8 elsewhere. TUnicode::SetUtf8Mode() makes them
 //   UTF-8 on every system.
-// - Loading runs code of the library. If the name has no directory, the system searches for the library in its own
-//   places.
+// - Loading runs code of the library. If the name has no directory, the library is searched for in the program's
+//   directory, and then in the places of the system.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"

@@ -14,7 +14,7 @@
 //             the timer's destructor has returned.
 // Failures:   Nothing is thrown. If the library's thread cannot be started, "Unable to start thread" is traced. The
 //             library tries again when a timer is created or set; until then no timer posts. If the thread has no
-//             memory for its first lock, it waits until there is some.
+//             memory for its first lock, it tries again for a fifth of a second.
 // Surprises:
 // - Times are whole seconds of the calendar clock, and a timer follows changes of this clock. A timer may be late by a
 //   second, or early by less than a second. If its time has passed or is negative, the timer posts at once.

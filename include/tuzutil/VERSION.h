@@ -29,7 +29,7 @@ public:
     unsigned short QueryMajor() const noexcept { return fMajor; }
     unsigned short QueryMinor() const noexcept { return fMinor; }
     char const *QueryRevision() const noexcept; // the build tag
-    char const *QueryVersion() const;           // "%d.%d.%s"; the same pointer on every call
+    char const *QueryVersion() const;           // "%d.%d.%s"; the same pointer on every call until an assignment
 
     static TVersion *QueryInstance() noexcept { return fsOnly; }
 

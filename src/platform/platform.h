@@ -255,9 +255,10 @@ void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are
 // means failure.
 struct Library;
 
-// Loads a library by its name from the places in which the system looks. If the last part of the name has no ".", the
-// function adds ".dll". The program itself can be opened too. Returns null on failure, with LastError(). The library
-// stays loaded for ever. Takes the system's loader lock and runs the library's initialisers.
+// Loads a library by its name. A name without a directory is looked for in the program's directory, and then in the
+// places of the system. If the last part of the name has no ".", the function adds ".dll"; Linux then also tries the
+// name without this ending. The program itself can be opened too. Returns null on failure, with LastError(). The
+// library stays loaded for ever. Takes the system's loader lock and runs the library's initialisers.
 Library *OpenLibrary(char const *name) noexcept; // fails if `name` is null
 
 // Writes the full name of a loaded library, or of the program if `library` is null. A name of more than size - 1 bytes
