@@ -10,8 +10,8 @@
 //     unsigned int fault;
 //     bool isValid = TBase64::DecodeStrict("TWF*", bytes, &fault); // false; fault is 4, the position of "*"
 //
-// Ownership:  The functions return new strings. Those of Encode() and Decode() have no flags; those of the others have
-//             the wipe flag if the argument has it.
+// Ownership:  The functions return new strings. The results of Encode() and Decode() have no flags. The results of the
+//             other functions have the wipe flag if the argument has it.
 // Threads:    Any thread may call them; there is no shared state.
 // Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input; the
 //             other functions make garbage of it.

@@ -17,7 +17,7 @@
 //             buffer: a copy is a second object on the same stream, with the same byte order.
 // Threads:    One thread at a time may use the wrapped stream and the objects on it.
 // Failures:   A failure sets the state bits of the wrapped stream. TOutOfMemory is thrown if there is no memory for a
-//             TString whose bytes have arrived. All other exceptions are those of the wrapped stream (see its
+//             TString whose bytes have arrived. All other exceptions come from the wrapped stream (see its
 //             exceptions()).
 // Surprises:
 // - A long takes 4 bytes on every target. If its value does not fit in 4 bytes, writing it sets the fail bit and writes

@@ -39,7 +39,7 @@ public:
     // closing bracket, so its library is "x". A null text makes both names null.
     TFactoryType(char const *text);
     TFactoryType(TString const &text);
-    // A copy has texts of its own. Writing into the strings of one does not change those of the other.
+    // A copy has texts of its own: writing into the strings of the copy does not change the original.
     TFactoryType(TFactoryType const &other);
     TFactoryType &operator=(TFactoryType const &other);
 

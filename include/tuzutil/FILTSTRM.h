@@ -73,7 +73,8 @@ protected:
     static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
     void SetPutArea(char *begin, char *end) noexcept; // sets an empty put area; null pointers close it
     void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
-    // For destructors: in a debug build, traces at level "wa" that bytes wait which were never flushed.
+    // For the destructors of subclasses. If written bytes still wait to be flushed, a build without NDEBUG traces this
+    // at level "wa".
     void TraceLostBytes() const noexcept;
 
 private:

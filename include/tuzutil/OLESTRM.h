@@ -32,8 +32,8 @@
 #if defined(_WIN32)
 struct IStream; // declared by the system
 #else
-// For systems that have no IStream: the part of the interface that the streams need. As with all component objects, a
-// result of 0 means success, and a negative one failure.
+// Declares the part of the interface that the streams need, because this system has no IStream. As with all component
+// objects, a result of 0 means success, and a negative result means failure.
 struct IStream {
     virtual unsigned long AddRef() = 0;
     virtual unsigned long Release() = 0;

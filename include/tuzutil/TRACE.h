@@ -249,8 +249,8 @@ public:
     // them, and throws as the constructor does.
     virtual void ParseTraceString(char const *selection);
 
-    // These functions call those of the destination. Without a destination, setters do nothing, and queries return 0.
-    // The exceptions are QueryDisableRestore() and UsesDefault(), which return 1.
+    // These functions call the functions of the same name in the destination. Without a destination, setters do
+    // nothing, and queries return 0. Only QueryDisableRestore() and UsesDefault() then return 1.
     unsigned long QueryLevel() const noexcept;
     void SetLevel(unsigned long level);
     unsigned long QueryComponent() const noexcept;
@@ -276,7 +276,7 @@ public:
 
     Pointer &QueryPointer() noexcept { return fDestination; }
 
-    // These functions do the same as those of Base.
+    // These functions do the same as the functions of the same name in Base.
     static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {
         Base::WriteEntry(level, category, message);
     }

@@ -9,7 +9,7 @@
 //     component_stream  calls through the interface IStream      printf           how the runtime prints
 //     error             error codes and their texts              process          ids, the environment, the debugger
 //     event             events                                   shared_memory    memory that processes share
-//     files             names of files, directories              temporary_file   files without a name
+//     files             names of files, directories              temporary_file   temporary files
 //     forks             functions to call at forks               thread           starting threads
 //     library           libraries and their texts                thread_record    a record for each thread
 //                                                                trace_file       files of trace records

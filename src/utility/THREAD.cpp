@@ -1,6 +1,6 @@
 // TThread: the start of a thread, its body and its end. TThreadLaunch starts the library's own threads. A running
-// thread holds a reference to its object. The lock fEnding is held while the end of a run is reported or reset. So the
-// changes of a report and those of a reset do not mix.
+// thread holds a reference to its object. The lock fEnding is held while the end of a run is reported, or while that
+// report is reset. So a report and a reset do not mix.
 
 #include "tuzutil/THREAD.h"
 

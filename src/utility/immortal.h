@@ -2,7 +2,7 @@
 #define TUZUTIL_IMMORTAL
 
 // TImmortal: holds an object that is built at start-up and never destroyed. Static objects of other libraries may use
-// the object in their destructors, which can run after those of this library's static objects.
+// the object in their destructors, which can run after the static objects of this library were destroyed.
 
 #include <new>
 
