@@ -327,11 +327,11 @@ public:
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
     TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
-    // Change the case by the current locale, up to the first zero byte.
+    // Change the letter case by the rules of the current locale, up to the first zero byte.
     TString &lowerCase();
     TString &upperCase();
 
-    // Searches return a 1-based position, or 0 for "not found".
+    // The following searches return a 1-based position, or 0 for "not found".
     unsigned int indexOf(char c, unsigned int start = 1) const;           // start 0 counts as 1
     unsigned int indexOf(unsigned short c, unsigned int start = 1) const; // positions count 16-bit characters
     unsigned int indexOf(char16_t c, unsigned int start = 1) const {
@@ -342,11 +342,14 @@ public:
     unsigned int indexOf(char const *text, unsigned int start = 1) const;
     unsigned int indexOfAnyOf(char const *set, unsigned int start = 1) const;
     unsigned int indexOfAnyBut(char const *set, unsigned int start = 1) const;
+    // Searches backwards from `start`. Finds nothing if `start` is beyond the end, unless it is fsToEnd.
     unsigned int lastIndexOf(char c, unsigned int start = fsToEnd) const;
 
     bool isEqual(TString const &other) const noexcept; // for null and nil see Surprises
     bool IsEqual(TString const &other) const noexcept { return isEqual(other); }
-    bool isLessThan(TString const &other) const noexcept; // unsigned bytes; null before all, prefix before longer
+    // Compares unsigned bytes. Null is less than every other string, and a text is less than a longer one that begins
+    // with it.
+    bool isLessThan(TString const &other) const noexcept;
     // a == b and a != b call a.isEqual(b), so the order of the operands matters if one is null and the other nil. The
     // other operators call isLessThan().
     friend bool operator==(TString const &a, TString const &b) noexcept { return a.isEqual(b); }
@@ -388,11 +391,11 @@ public:
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
     bool isDigits() const noexcept; // null: false; nil: true
     bool isBinaryDigits() const noexcept;
-    // Return the leading decimal number as strtol and strtoul with a 32-bit long do: a number out of range gives the
-    // nearest value.
+    // Return the number at the start of the text, which strtol() or strtoul() would read with a 32-bit long. A number
+    // out of range gives the nearest value.
     int asInt() const noexcept;
     unsigned int asUnsigned() const noexcept;
-    double asDouble() const noexcept; // as strtod, with the decimal point of the current locale
+    double asDouble() const noexcept; // what strtod() reads, with the decimal point of the current locale
 
     void MakeUnique(); // gives this string a buffer of its own if the present one is shared
     // Returns the same text, with its flags, in a new buffer that is not shared. Writing into this string then does not
