@@ -68,7 +68,7 @@ public:
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;
     ~TMutexSemaphore();
 
-    // Returns the system's handle of a lock that has a name on Windows. For all other locks, returns an address that
+    // On Windows, returns the system's handle if the lock has a name. In all other cases, returns an address that
     // identifies the lock in this process. Returns null if the creation failed.
     void *GetHandle() const noexcept;
 

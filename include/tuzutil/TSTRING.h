@@ -14,8 +14,8 @@
 //         std::cout << word.view().size() << '\n';    // 4, 2
 //     std::string const copy(line);                   // all bytes; TString(copy) takes them all
 //
-// Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data become invalid
-//             when the string from which they come is changed or destroyed.
+// Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data are valid until
+//             the string from which they come changes, or until the buffer is deallocated.
 // Threads:    Several threads may read and copy a string that nobody changes. Any other string belongs to one thread at
 //             a time. Different threads may use, assign and destroy different strings, even if these share a buffer.
 // Failures:   TInvalidRequest (ID 1, recoverable) for an invalid position or count. TOutOfMemory if memory is lacking,
