@@ -162,7 +162,7 @@ char const *const fsComponents[32] = {
 constinit std::atomic<char const *> fsGivenNames[32] = {};
 
 bool IsNamed(char const *component, TString const &name) noexcept {
-    return component && ascii_names::IsEqual(TString(component), name);
+    return component && ascii_names::IsEqual(name, std::string_view(component));
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <locale>
@@ -112,10 +113,13 @@ TEST(TraceRecord, PrefixWithoutDestinationStaysAsItIs) {
 
 TEST(TraceRecord, TimeIsTheLocalTime) {
     TTraceStream const trace;
-    std::time_t const before = std::time(nullptr);
+    auto const now = [] { // std::time() may be some milliseconds late
+        return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    };
+    std::time_t const before = now();
     TString prefix;
     trace.FormatPrefix(prefix, TTrace::error);
-    std::time_t const after = std::time(nullptr);
+    std::time_t const after = now();
     bool found = false;
     for (std::time_t second = before; second <= after; ++second) {
         char expected[32];

@@ -57,10 +57,10 @@ TTrace Checked(TTrace trace, std::string const &name) {
     auto const &file = static_cast<Destination const &>(*trace.QueryPointer());
     if (file.IsOpen())
         return trace;
-    char text[256] = "its directory cannot be made";
+    char reason[256] = "its directory cannot be made";
     if (unsigned long const error = file.QueryOpenError())
-        platform::ErrorText(static_cast<std::uint32_t>(error), text, sizeof text);
-    TellConfigurationFault("unable to write the file (" + std::string(text) + ")", name);
+        platform::ErrorText(static_cast<std::uint32_t>(error), reason, sizeof reason);
+    DropExceptions([&] { TellConfigurationFault("unable to write the file (" + std::string(reason) + ")", name); });
     return trace;
 }
 

@@ -6,6 +6,9 @@
 
 #include "tuzutil/TSTRING.h"
 
+#include <algorithm>
+#include <string_view>
+
 namespace ascii_names {
 
 inline char Fold(char c) noexcept {
@@ -19,16 +22,11 @@ inline bool IsEqual(char const *a, char const *b) noexcept {
 }
 
 // Returns whether two names are equal. A null string and an empty one are equal.
+inline bool IsEqual(TString const &a, std::string_view b) noexcept {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return Fold(x) == Fold(y); });
+}
 inline bool IsEqual(TString const &a, TString const &b) noexcept {
-    char const *const left = a;
-    char const *const right = b;
-    if (a.length() != b.length())
-        return false;
-    for (unsigned int i = 0; i < a.length(); ++i) {
-        if (Fold(left[i]) != Fold(right[i]))
-            return false;
-    }
-    return true;
+    return IsEqual(a, b.view());
 }
 
 // Returns a negative value if `a` is less than `b`, 0 if they are equal, and otherwise a positive value. Compares the
