@@ -106,6 +106,10 @@ int TSemaphore::ClearAndWait() {
 
 // Locks
 
+// An inline constant of an exported class is imported on some systems if a program that is not optimized takes its
+// address. So the library has a definition of it.
+constexpr long TMutexSemaphore::fsInfinite;
+
 TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(nullptr) {
     if (!fHandle)
         fsMutexReports.Error({"Error %d from CreateMutex(%s)", fsMutexCreated}, static_cast<int>(platform::LastError()),

@@ -66,6 +66,12 @@ void TagVar::CleanUp() noexcept {
 
 // Construction
 
+// Inline constants of an exported class are imported on some systems if a program that is not optimized takes their
+// addresses. So the library has definitions of them.
+constexpr TagVar::Type TagVar::integer64;
+constexpr TagVar::Type TagVar::unsignedInteger64;
+constexpr TagVar::Type TagVar::unshown;
+
 TagVar::TagVar(long value) noexcept : TagVar(static_cast<long long>(value)) {}
 TagVar::TagVar(unsigned long value) noexcept : TagVar(static_cast<unsigned long long>(value)) {}
 TagVar::TagVar(long long value) noexcept

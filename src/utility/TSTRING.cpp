@@ -236,6 +236,10 @@ TString::TString(void const *bytes, unsigned int count, char fill) : fBuffer(nul
         std::memset(fBuffer->Data(), fill, count);
 }
 
+// An inline constant of an exported class is imported on some systems if a program that is not optimized takes its
+// address. So the library has a definition of it.
+constexpr unsigned int TString::fsToEnd;
+
 TString::TString(long number) : TString(DecimalText(number)) {}
 
 TString::TString(unsigned long number) : TString(DecimalText(number)) {}

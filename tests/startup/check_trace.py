@@ -49,6 +49,12 @@ assert [re.sub(r":\d+]", "]", line) for line in run("stderr,wa", mode="faulty")]
     'W [TRACEP] Trace configuration: unknown component "Prtocol"',
     "W [TRACEP] Trace category TagVra not found",
 ]
+# A start-up trace that does not accept warnings, or whose file cannot be written, is as good as none.
+TOLD = ['Trace configuration: unknown component "Prtocol"', 'Trace configuration: unknown category "TagVra"']
+assert [line for line in run("stderr,er", mode="faulty") if "Trace configuration" in line] == TOLD
+UNWRITABLE = "Z:\\proc\\none\\x" if emulator else "/proc/none/x"
+lines = run(f"file({UNWRITABLE})", mode="faulty")
+assert lines[1:] == TOLD and "unable to write the file" in lines[0], lines
 assert run(None, mode="faulty") == [
     'Trace configuration: unknown component "Prtocol"',
     'Trace configuration: unknown category "TagVra"',

@@ -3,6 +3,8 @@
 
 #include "utility/destinations/configuration_fault.h"
 
+#include "tuzutil/TRACESHF.h"
+#include "tuzutil/TRACESTR.h"
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/lock.h"
@@ -18,22 +20,33 @@ void SetDestination(TTrace::Base *destination) noexcept {
     fsDestination = destination;
 }
 
-// Writes an entry to the destination of NUV_TRACE_STARTUP. Returns false if there is no such destination.
-bool WriteToStartupTrace(std::string const &text) {
-    TTextMessage message("%s", text.c_str());
-    message.SetDebugging("src/utility/TRACEP", __LINE__);
+// Returns whether the destination of NUV_TRACE_STARTUP exists and writes warnings. A destination whose file could not
+// be opened writes nothing. REQUIRES: the trace lock is held.
+bool IsListening() {
     TTrace::Category const &category = TUtilityTraceCategory::Trace;
-    TLock const lock(TTrace::Base::fsMutex);
-    if (!fsDestination)
+    if (!fsDestination || !fsDestination->IsTracing(TTrace::warning, category.QueryComponent(), category))
         return false;
-    if (fsDestination->IsTracing(TTrace::warning, category.QueryComponent(), category))
-        fsDestination->Write(TTrace::warning, category, message);
+    if (auto const *const file = dynamic_cast<TTraceStreamBase const *>(fsDestination))
+        return file->IsOpen();
+    if (auto const *const file = dynamic_cast<TTraceSharedFileBase const *>(fsDestination))
+        return file->IsOpen();
     return true;
 }
 
-bool HasStartupTrace() noexcept {
+// Writes an entry to the destination of NUV_TRACE_STARTUP. Returns false if the destination does not take it.
+bool WriteToStartupTrace(std::string const &text) {
+    TTextMessage message("%s", text.c_str());
+    message.SetDebugging("src/utility/TRACEP", __LINE__);
     TLock const lock(TTrace::Base::fsMutex);
-    return fsDestination != nullptr;
+    bool const isListening = IsListening();
+    if (isListening)
+        fsDestination->Write(TTrace::warning, TUtilityTraceCategory::Trace, message);
+    return isListening;
+}
+
+bool IsStartupTraceListening() {
+    TLock const lock(TTrace::Base::fsMutex);
+    return IsListening();
 }
 
 } // namespace
@@ -50,7 +63,7 @@ std::string Printable(std::string_view text) {
 void TellConfigurationFault(std::string_view what, std::string_view name, TFaultEntry entry) noexcept {
     DropExceptions([&] {
         std::string const text = "Trace configuration: " + std::string(what) + " \"" + Printable(name) + '"';
-        if (entry == alsoAnEntry ? HasStartupTrace() : WriteToStartupTrace(text))
+        if (entry == alsoAnEntry ? IsStartupTraceListening() : WriteToStartupTrace(text))
             return;
         std::cerr << text + "\n" << std::flush;
     });
