@@ -74,7 +74,7 @@ public:
     bool IsTerminated() const noexcept { return fReadState == State::terminated; }
     // Return whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF
     // after it. The source is read a line ahead, so call these functions after reading has ended: the result is then
-    // about the whole body.
+    // about the whole body. But a CR that is the last byte of a body that was cut short is not reported.
     bool SawBareLineFeed() const noexcept { return fHasBareLineFeed; }
     bool SawBareCarriageReturn() const noexcept { return fHasBareReturn; }
     // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if the body has already been

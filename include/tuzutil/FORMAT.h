@@ -113,7 +113,7 @@ private:
             number = ++fRunning;
         bool const isLong = TakeLength();
         TArgumentKind const wanted = Wanted();
-        if (wanted == TArgumentKind::none || (isLong && wanted != TArgumentKind::integer))
+        if (wanted == TArgumentKind::none || (isLong && (wanted != TArgumentKind::integer || *fAt == 'c')))
             format_error::TheConversionIsUnknown();
         TArgumentKind const given = Use(number);
         if (given != wanted && given != TArgumentKind::any)

@@ -59,8 +59,10 @@ public:
 
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
     // that line. If several outcomes apply, the result is `tooLong` or else `bareCarriageReturn`. After `end`, `line`
-    // holds what the source had of an unfinished line. The time is linear in the bytes read. If the string already has
-    // a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
+    // holds what the source had of an unfinished line. If the source delivers more after that, the next call takes the
+    // rest of the line for a line, and no longer knows what was skipped: do not use it. The time is linear in the bytes
+    // read. If the string already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is
+    // left behind.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:

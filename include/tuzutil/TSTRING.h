@@ -53,6 +53,9 @@ namespace tuzutil {
 // changed without atomic instructions.
 TUZUTIL_API extern char const *const singleThreaded;
 
+// The data of a null string. Every call returns the same address, so that begin() and end() belong together.
+inline constexpr char noText[] = "";
+
 // Whether T is a standard string or string view whose characters are of type Char.
 template <typename T, typename Char>
 inline constexpr bool isStandardText = false;
@@ -225,7 +228,7 @@ public:
     bool empty() const noexcept { return length() == 0; } // also for a null string
 
     // Return the data; never null. A zero follows them. A null string counts as empty.
-    char const *data() const noexcept { return fBuffer ? fBuffer->Data() : ""; }
+    char const *data() const noexcept { return fBuffer ? fBuffer->Data() : tuzutil::noText; }
     char const *c_str() const noexcept { return data(); }
     char const *begin() const noexcept { return data(); }
     char const *end() const noexcept { return data() + length(); }
@@ -280,7 +283,11 @@ public:
     // If `+= TString` is applied to a null string, this string gets the flags of the other.
     TString operator+(TString const &other) const;
     TString operator+(char const *text) const;
-    friend TString operator+(char const *left, TString const &right) { return TString(left) + right; }
+    // A template, so that a program's own operator for these operands is preferred and does not collide with it.
+    template <typename Char, std::enable_if_t<std::is_same_v<Char, char>, bool> = true>
+    friend TString operator+(Char const *left, TString const &right) {
+        return TString(left) + right;
+    }
     template <typename Text, tuzutil::IfNarrow<Text> = true>
     friend TString operator+(Text const &left, TString const &right) {
         return TString(left) + right;
@@ -291,7 +298,7 @@ public:
     TString &operator+=(Text const &text) {
         return IsNull() ? *this = TString(text) : Append(text.data(), CheckedLength(text.size()));
     }
-    // Takes only a char: other types would be numbers, which the caller would not mean as a character.
+    // Appends a character. Only a char is one: an integer of another type is appended as decimal text.
     template <typename Char, std::enable_if_t<std::is_same_v<Char, char>, bool> = true>
     TString &operator+=(Char c) {
         return IsNull() ? *this = TString(&c, 1, ' ') : Append(&c, 1);

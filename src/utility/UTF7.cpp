@@ -163,10 +163,10 @@ private:
                 if (!utf16::IsPair(high, unit))
                     return highBegin;
                 high = 0;
-            } else if (unit >> 10 == 0xD800 >> 10) {
+            } else if (utf16::IsHigh(unit)) {
                 high = unit;
                 highBegin = unitBegin;
-            } else if (unit == 0 || IsDirect(unit) || unit >> 10 == 0xDC00 >> 10) {
+            } else if (unit == 0 || IsDirect(unit) || utf16::IsLow(unit)) {
                 return unitBegin;
             }
             unitBegin = pending ? fAt : fAt + 1;

@@ -174,8 +174,10 @@ TEST(TraceSelection, ComponentsAreNamedOrNumbered) {
                       {"Game-", 4},
                       {"Game++Protocol", 12},
                       {" Game", 0}};
+    TCapture capture;
     for (auto const &row : rows)
         EXPECT_EQ(TSelected((std::string(",") + row.field).c_str()).trace.QueryComponent(), row.mask) << row.field;
+    capture.ExpectNone(); // no destination receives an entry about an unknown component
 }
 
 // Default

@@ -4,21 +4,16 @@
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACEP.h"
 #include "tuzutil/TREFCNT.h"
+#include "utility/kernel/debug_check.h"
 
 #include <memory>
 
 namespace {
 
-#if defined(NDEBUG)
-constexpr bool fsIsDebug = false;
-#else
-constexpr bool fsIsDebug = true;
-#endif
-
 class DebugCheck : public testing::Test {
 protected:
     void ExpectEntry(char const *category, char const *text, char const *file) {
-        if (fsIsDebug)
+        if (debugcheck::isOn)
             fCapture.ExpectOne(TTrace::warning, category, text, file);
         else
             fCapture.ExpectNone();
@@ -100,7 +95,7 @@ void DropOneReferenceTooMany() {
 }
 
 TEST_F(DebugCheck, AReferenceTooManyIsDropped) {
-    if (fsIsDebug) {
+    if (debugcheck::isOn) {
         EXPECT_DEATH(DropOneReferenceTooMany<TRefCounted>(), "before != 0");
         EXPECT_DEATH(DropOneReferenceTooMany<TWeakRefCounted>(), "before != 0");
     } else {

@@ -139,6 +139,10 @@ TEST(TagVarArguments, TimesOfTheCalendarAreInUtc) {
     EXPECT_EQ(at(1000000000000000001ns), "string 2001-09-09T01:46:40.000000001Z");
     EXPECT_EQ(at(24h * 366), "string 1971-01-02T00:00:00Z");
     EXPECT_EQ(at(-62167219201s), "string -0001-12-31T23:59:59Z");
+    using TFine =
+        std::chrono::duration<long long, std::ratio<1, 2147483648>>; // finer than nanoseconds, and no multiple
+    EXPECT_EQ(at(TFine(2147483647)), "string 1970-01-01T00:00:00.999999999Z");
+    EXPECT_EQ(at(TFine(536870912)), "string 1970-01-01T00:00:00.250000000Z");
     EXPECT_EQ(at(std::chrono::duration<double>(0.25)), "string 1970-01-01T00:00:00.250Z");
     EXPECT_EQ(at(std::chrono::seconds::max()), "string 9223372036854775807s"); // no calendar goes so far
     EXPECT_EQ(Show(TagVar(std::chrono::steady_clock::time_point(5ns))), "string 5ns");

@@ -3,21 +3,16 @@
 #include "support/CaptureTrace.h"
 #include "tuzutil/DOTBYTE.h"
 #include "tuzutil/LINESTRM.h"
+#include "utility/kernel/debug_check.h"
 
 #include <sstream>
 
 namespace {
 
-#if defined(NDEBUG)
-constexpr bool fsIsDebug = false;
-#else
-constexpr bool fsIsDebug = true;
-#endif
-
 class LostBytes : public testing::Test {
 protected:
     void ExpectEntry(char const *text) {
-        if (fsIsDebug)
+        if (debugcheck::isOn)
             fCapture.ExpectOne(TTrace::warning, "Utility", text, "src/utility/FILTSTRM");
         else
             fCapture.ExpectNone();

@@ -200,14 +200,7 @@ std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
         return 1;
     }
     at += used;
-    auto const code = static_cast<std::uint32_t>(static_cast<std::wint_t>(character));
-    if (!utf16::NeedsPair(code)) {
-        units[0] = static_cast<TWide>(code);
-        return 1;
-    }
-    units[0] = utf16::High(code);
-    units[1] = utf16::Low(code);
-    return 2;
+    return utf8::WriteUnits(static_cast<std::uint32_t>(static_cast<std::wint_t>(character)), units);
 }
 
 template <typename From, typename To>

@@ -11,8 +11,14 @@ namespace utf16 {
 constexpr bool NeedsPair(std::uint32_t code) noexcept {
     return code >= 0x10000;
 }
+constexpr bool IsHigh(std::uint32_t unit) noexcept {
+    return unit >> 10 == 0xD800 >> 10;
+}
+constexpr bool IsLow(std::uint32_t unit) noexcept {
+    return unit >> 10 == 0xDC00 >> 10;
+}
 constexpr bool IsPair(std::uint32_t high, std::uint32_t low) noexcept {
-    return high >> 10 == 0xD800 >> 10 && low >> 10 == 0xDC00 >> 10;
+    return IsHigh(high) && IsLow(low);
 }
 
 // REQUIRES: IsPair(high, low).

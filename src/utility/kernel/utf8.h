@@ -48,7 +48,7 @@ inline std::uint32_t Read(char const *&at, char const *end) noexcept {
 template <typename Unit>
 std::uint32_t ReadUnits(Unit const *&at, Unit const *end) noexcept {
     std::uint32_t const code = *at++;
-    if (code < 0xD800 || code > 0xDFFF)
+    if (!utf16::IsHigh(code) && !utf16::IsLow(code))
         return code;
     if (at == end || !utf16::IsPair(code, *at))
         return malformed;

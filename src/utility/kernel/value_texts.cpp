@@ -141,9 +141,14 @@ TString TagVar::Moment(long long count, long long numerator, long long denominat
         rest += denominator;
         --seconds;
     }
-    auto const nanoseconds =
-        denominator <= 1000000000 ? rest * 1000000000 / denominator : rest / (denominator / 1000000000);
-    return MomentText(seconds, nanoseconds, denominator);
+    long long nanoseconds;
+    if (denominator <= 1000000000)
+        nanoseconds = rest * 1000000000 / denominator;
+    else if (denominator % 1000000000 == 0)
+        nanoseconds = rest / (denominator / 1000000000);
+    else
+        nanoseconds = static_cast<long long>(static_cast<double>(rest) / static_cast<double>(denominator) * 1e9);
+    return MomentText(seconds, std::min(nanoseconds, 999999999ll), denominator);
 }
 
 TString TagVar::Moment(double count, long long numerator, long long denominator) {
