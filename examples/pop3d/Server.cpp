@@ -28,7 +28,8 @@ void Server::Run() {
     EndAll();
 }
 
-// Without memory for a session a client is refused, and without memory for that it is let go of: the server stays.
+// If there is no memory for a session, the client is refused. If there is no memory for the refusal either, its
+// connection is closed. The server continues in both cases.
 void Server::Admit(net::Handle handle) {
     TReference<Client> client;
     try {

@@ -70,7 +70,7 @@ void Session::Run() {
 }
 
 // After a line that is too long, the session goes on. A line that the end of the connection cut off is no command. A
-// line may end with LF alone, as people type it, and nothing is forwarded for which a CR inside of a line would matter.
+// line may end with LF alone, as people type it. A CR within a line is harmless, because commands are not forwarded.
 Session::Read Session::ReadLine(Line &line) {
     fLines.flush();
     fIdleTimer.Start();

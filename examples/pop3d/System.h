@@ -1,7 +1,8 @@
 #ifndef POP3D_SYSTEM_H
 #define POP3D_SYSTEM_H
 
-// What the server needs of the operating system beyond the standard library: sockets, given text and the wish to stop.
+// What the server needs of the operating system beyond the standard library: sockets, the text that the system gave the
+// program, and requests to stop.
 
 #include "tuzutil/TSTRING.h"
 

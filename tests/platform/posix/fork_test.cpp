@@ -132,7 +132,7 @@ TEST(Fork, TimersGoOnInTheChildFromItsNextUse) {
     EXPECT_EQ(event->Wait(15000), 0);
 }
 
-// The leak sanitizer cannot stop the child's threads reliably, and then takes what they hold for lost.
+// The leak sanitizer does not always succeed in suspending the child's threads. It then reports their memory as leaked.
 static bool fsIsChild = false;
 
 extern "C" int __lsan_is_turned_off() {
