@@ -23,7 +23,8 @@
 // - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
 //   are evaluated all the same.
 // - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is a source file.
-//   Under C++20, it must also look like one, unless the format after it is a literal.
+//   Under C++20, it must also look like one, unless the format after it is a literal. The compiler checks literals and
+//   constexpr arrays, and no other arrays.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -69,7 +70,7 @@ public:
     template <std::size_t size>
     TUZUTIL_CONSTEVAL TTraceText(char const (&text)[size], TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()})
         : fFormat(text), fPlace(caller.file, caller.line) {
-        if constexpr (TUZUTIL_CHECKS_FORMATS) {
+        if (TUZUTIL_CHECKS_FORMATS && __builtin_constant_p(text[0])) {
             if (!mayTakeFormat || tuzutil::HasConversion(text))
                 tuzutil::TFormatCheck<Arguments...>(text).Check();
             else if (!TFirst<Arguments...>::isLiteral && !LooksLikeFile(text))
@@ -85,6 +86,12 @@ public:
     template <std::size_t size, std::enable_if_t<mayTakeFormat && size != 0, bool> = true>
     constexpr TTraceText(char (&file)[size], TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()}) noexcept
         : fFormat(nullptr), fPlace(file, caller.line) {}
+    template <typename Text, std::enable_if_t<mayTakeFormat && std::is_same_v<Text, char const[]>, bool> = true>
+    constexpr TTraceText(Text &file, TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()}) noexcept
+        : fFormat(nullptr), fPlace(file, caller.line) {} // an array whose size the compiler does not know
+    template <typename Null, std::enable_if_t<mayTakeFormat && std::is_null_pointer_v<Null>, bool> = true>
+    constexpr TTraceText(Null, TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()}) noexcept
+        : fFormat(nullptr), fPlace(nullptr, caller.line) {} // no file
     template <bool takesFormat = mayTakeFormat, std::enable_if_t<takesFormat, bool> = true>
     constexpr TTraceText(char const *file, unsigned long line) noexcept : fFormat(nullptr), fPlace(file, line) {}
     template <bool takesFormat = mayTakeFormat, std::enable_if_t<takesFormat, bool> = true>
@@ -94,12 +101,18 @@ public:
     constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; }
 
 private:
-    static constexpr bool LooksLikeFile(char const *text) noexcept {
-        for (; *text; ++text) {
-            if (*text == '.' || *text == '/' || *text == '\\')
-                return true;
+    // Whether a text ends as the name of a source file does, or has a folder or an extension and no blank. A sentence
+    // such as "Login failed." has a blank or ends with its period.
+    static constexpr bool LooksLikeFile(std::string_view text) noexcept {
+        std::size_t const dot = text.rfind('.');
+        if (dot != text.npos) {
+            for (std::string_view const extension : {"c", "cc", "cpp", "cxx", "C", "h", "hh", "hpp", "hxx", "inl",
+                                                     "ipp", "tpp", "ixx", "cppm", "y", "l", "rc"}) {
+                if (text.substr(dot + 1) == extension)
+                    return true;
+            }
         }
-        return false;
+        return text.find(' ') == text.npos && dot + 1 != text.size() && text.find_first_of("./\\") != text.npos;
     }
 
     char const *fFormat;

@@ -521,6 +521,14 @@ struct fmt::formatter<TString> : fmt::formatter<std::string_view> {
 // Extracting into a string does not compile, because an extraction into its characters would not know where they end.
 std::istream &operator>>(std::istream &in, TString const &text) = delete;
 
+// These are the friends above. Declared here, they also compare objects that merely convert to strings.
+bool operator==(TString const &a, TString const &b) noexcept;
+bool operator!=(TString const &a, TString const &b) noexcept;
+bool operator<(TString const &a, TString const &b) noexcept;
+bool operator>(TString const &a, TString const &b) noexcept;
+bool operator<=(TString const &a, TString const &b) noexcept;
+bool operator>=(TString const &a, TString const &b) noexcept;
+
 TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
 
 // TStringIcmp: a TString whose equality ignores letter case, by the current locale and up to the first zero byte.
@@ -596,5 +604,12 @@ public:
 
     void Wipe() noexcept; // zeroes the data of the buffer, even if it is shared; keeps the length
 };
+
+#if defined(FMT_VERSION) && FMT_VERSION < 100000
+template <>
+struct fmt::formatter<TStringIcmp> : fmt::formatter<TString> {};
+template <>
+struct fmt::formatter<TStringAndWipe> : fmt::formatter<TString> {};
+#endif
 
 #endif

@@ -8,7 +8,7 @@ export DEBIAN_FRONTEND=noninteractive
 say() { printf '\n== %s\n' "$*"; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
-packages_build=(g++ cmake ninja-build googletest binutils python3)
+packages_build=(g++ cmake ninja-build googletest libfmt-dev binutils python3)
 packages_windows=(g++-mingw-w64-i686-posix)
 packages_wine=(wine wine32:i386)
 packages_clients=(curl python3 mpop coreutils)

@@ -13,6 +13,9 @@ TTrace::Category const fsSession(8, "Session");
 
 int fsEvaluations = 0;
 
+char const fsNamedFile[] = "src/named.cpp";
+extern char const fsFileOfUnknownSize[];
+
 } // namespace
 
 TEST(TTracePoint, Example) {
@@ -99,6 +102,18 @@ TEST(TTracePoint, ATextBeforeAFormatIsTheNameOfAFile) {
     char const *const files[] = {"src/literal.cpp", "src/literal.cpp", file, array, file, "src/literal.cpp", file};
     ASSERT_EQ(capture.Entries().size(), 7u);
     for (unsigned long i = 0; i < 7; ++i)
+        EXPECT_EQ(capture.Entries()[i], (TSeenEntry{4, "Session", "5 messages", files[i], line + i}));
+}
+
+TEST(TTracePoint, EveryStaticArrayMayNameTheFile) {
+    TCapture capture;
+    unsigned long const line = __LINE__ + 1;
+    TTracePoint::Write(TTrace::error, fsSession, fsNamedFile, "%d messages", 5);
+    TTracePoint::Write(TTrace::error, fsSession, fsFileOfUnknownSize, "%d messages", 5);
+    TTracePoint::Write(TTrace::error, fsSession, nullptr, "%d messages", 5);
+    char const *const files[] = {"src/named.cpp", "src/unknown.cpp", "(null)"};
+    ASSERT_EQ(capture.Entries().size(), 3u);
+    for (unsigned long i = 0; i < 3; ++i)
         EXPECT_EQ(capture.Entries()[i], (TSeenEntry{4, "Session", "5 messages", files[i], line + i}));
 }
 
@@ -331,3 +346,9 @@ TEST(TExceptionTrace, WritesNoRecord) {
     problem.TraceRethrow(TUtilityTraceCategory::String);
     capture.ExpectNone();
 }
+
+namespace {
+
+char const fsFileOfUnknownSize[] = "src/unknown.cpp";
+
+} // namespace

@@ -1,4 +1,5 @@
 // A format does not stand where the name of the file may stand.
+// error: AnArgumentIsNotUsed
 #include "tuzutil/TRACEP.h"
 
 void Use(TTrace::Category const &category, char const *name) {

@@ -1,4 +1,5 @@
 // A length of integers does not belong to a character: the message would show the conversion and not the argument.
+// error: TheConversionIsUnknown
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Use() {

@@ -1,4 +1,5 @@
 // A literal format fits the types of the arguments.
+// error: AConversionDoesNotFitItsArgument
 #include "tuzutil/TRACEP.h"
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 // A literal format has known conversions only.
+// error: TheConversionIsUnknown
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number) {

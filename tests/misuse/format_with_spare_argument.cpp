@@ -1,4 +1,5 @@
 // Every argument of a literal format is used.
+// error: AnArgumentIsNotUsed
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number) {

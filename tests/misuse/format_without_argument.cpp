@@ -1,4 +1,5 @@
 // Every conversion of a literal format has its argument.
+// error: AConversionHasNoArgument
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number) {

@@ -1,4 +1,5 @@
 // Sizes and streams do not stand for each other.
+// error: invalid conversion from .*int.* to .*std::istream
 #include "tuzutil/LINESTRM.h"
 
 void Use() {

@@ -1,4 +1,5 @@
 // Messages have no order and no equality; their texts have.
+// error: use of deleted function .*operator==.*Message
 #include "tuzutil/TXTMSG.h"
 
 bool Use(TTextMessage const &one, TTextMessage const &other) {

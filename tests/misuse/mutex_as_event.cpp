@@ -1,4 +1,5 @@
 // A handle of the platform leads to one kind of object: nobody waits for a lock as for an event.
+// error: cannot convert .*platform::Mutex.* to .*platform::Event
 #include "platform/platform.h"
 
 void Wait(platform::Mutex *mutex, platform::Event *event) {

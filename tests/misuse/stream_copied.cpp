@@ -1,4 +1,5 @@
 // A stream owns its buffer.
+// error: use of deleted function .*ToNulStream.const ToNulStream
 #include "tuzutil/NULSTRM.h"
 
 void Use() {

@@ -1,4 +1,5 @@
 // An extraction into a string's characters would not know where they end.
+// error: use of deleted function .*operator>>.*TString
 #include "tuzutil/TSTRING.h"
 
 #include <iostream>

@@ -1,4 +1,5 @@
 // Numbers become text only as long and unsigned long.
+// error: use of deleted function .*TString::TString.int
 #include "tuzutil/TSTRING.h"
 
 void Use() {

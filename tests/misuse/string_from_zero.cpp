@@ -1,4 +1,5 @@
 // Zero must stay ambiguous: a null string and "0" are both near.
+// error: use of deleted function .*TString::TString.int
 #include "tuzutil/TSTRING.h"
 
 void Use() {

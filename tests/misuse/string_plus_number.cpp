@@ -1,4 +1,5 @@
 // No pointer arithmetic by way of the conversions.
+// error: ambiguous overload for .*operator
 #include "tuzutil/TSTRING.h"
 
 void Use() {

@@ -1,4 +1,5 @@
 // A list of pointers to arguments holds pointers only: a value would end it.
+// error: no matching function for call to .*TTextMessage::Pointer.const TagVar
 #include "tuzutil/TXTMSG.h"
 
 void Use() {

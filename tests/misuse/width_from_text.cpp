@@ -1,4 +1,5 @@
 // A width is an integer.
+// error: AWidthIsNotAnInteger
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number, char const *text) {
