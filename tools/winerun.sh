@@ -6,7 +6,8 @@
 # output of a program that hangs (exit status 124); keep it below CTest's own.
 export WINEPREFIX="${TUZ_WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/tuz-wineprefix}"
 export WINEDEBUG="${WINEDEBUG:--all}" LC_ALL="${TUZ_WINE_LC_ALL:-C.UTF-8}"
-export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe=d}"
+# Without Wine's debugger: it would write the state of a program that dies, and on a loaded machine that now and then hangs.
+export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree,mshtml,winemenubuilder.exe,winedbg.exe=d}"
 unset DISPLAY WAYLAND_DISPLAY
 mkdir -p "$WINEPREFIX"
 # The first program to come sets the prefix up; others that come meanwhile wait, and see nothing of its chatter.
