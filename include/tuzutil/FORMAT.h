@@ -54,21 +54,22 @@ enum class TArgumentKind { any, integer, real, text, pointer, none };
 template <typename Argument>
 constexpr TArgumentKind KindOfArgument() {
     using T = std::decay_t<Argument const &>;
-    if constexpr (hasToTagVar<T> || becomesTagVar<T> || std::is_same_v<T, TagVar> || std::is_same_v<T, TagVar::Type>)
-        return TArgumentKind::any;
-    else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
-        return TArgumentKind::integer;
-    else if constexpr (std::is_floating_point_v<T>)
-        return TArgumentKind::real;
-    else if constexpr (isAddress<T> || std::is_same_v<T, TagVarVoidPtr>)
-        return TArgumentKind::pointer;
-    else if constexpr (std::is_same_v<T, TDate> || std::is_same_v<T, TTime> || std::is_same_v<T, TDateTime>)
-        return TArgumentKind::none;
-    else if constexpr (isArgument<T> || std::is_pointer_v<T> || std::is_null_pointer_v<T> ||
-                       std::is_base_of_v<TString, T>)
-        return TArgumentKind::text;
-    else
-        return TArgumentKind::any; // a type that converts itself to one of the others
+    constexpr bool makesTagVar =
+        hasToTagVar<T> || becomesTagVar<T> || std::is_same_v<T, TagVar> || std::is_same_v<T, TagVar::Type>;
+    if constexpr (!makesTagVar) {
+        if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
+            return TArgumentKind::integer;
+        else if constexpr (std::is_floating_point_v<T>)
+            return TArgumentKind::real;
+        else if constexpr (isAddress<T> || std::is_same_v<T, TagVarVoidPtr>)
+            return TArgumentKind::pointer;
+        else if constexpr (std::is_same_v<T, TDate> || std::is_same_v<T, TTime> || std::is_same_v<T, TDateTime>)
+            return TArgumentKind::none;
+        else if constexpr (isArgument<T> || std::is_pointer_v<T> || std::is_null_pointer_v<T> ||
+                           std::is_base_of_v<TString, T>)
+            return TArgumentKind::text;
+    }
+    return TArgumentKind::any; // also a type that converts itself to one of the others
 }
 
 constexpr bool HasConversion(char const *text) {

@@ -16,8 +16,20 @@ namespace {
 
 TTrace::Category const fsSession(8, "Session");
 
+} // namespace
+
+#if defined(__SANITIZE_THREAD__)
+// A child of a fork does not have the threads of its parent. The thread sanitizer reports them as never joined there.
+extern "C" char const *__tsan_default_options() {
+    return "report_thread_leaks=0";
+}
+#endif
+
+namespace {
+
 class TCountingObserver : public TTraceNotify {
 public:
+    TCountingObserver() : TTraceNotify(joinsLater) { Join(); }
     ~TCountingObserver() override { Leave(); }
     void Notify() override { ++count; }
     int count = 0;
