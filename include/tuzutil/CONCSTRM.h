@@ -58,6 +58,7 @@ private:
     void WriteThrough(char const *bytes, std::size_t count) override;
     bool IsReadable() const noexcept override;
     TPiece ReadPiece() override;
+    std::size_t TakePieces(char *into, std::size_t size) override;
 
     std::vector<std::istream *> fSources;
     std::size_t fCurrent = 0;

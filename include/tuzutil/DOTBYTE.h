@@ -110,7 +110,9 @@ private:
     bool IsReadable() const noexcept override;
     void BeforeRead() override;
     TPiece ReadPiece() override;
+    std::size_t TakePieces(char *into, std::size_t size) override;
 
+    char const *EndOfDotless(char const *from, char const *begin, char const *end) noexcept;
     static State StateAfter(char written) noexcept;
     void WriteLines(char const *bytes, std::size_t count);
     void WriteWithCrLf(char const *bytes, std::size_t count);

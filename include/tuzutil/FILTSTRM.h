@@ -51,6 +51,7 @@ protected:
     int_type overflow(int_type c) override;
     std::streamsize xsputn(char const *bytes, std::streamsize count) override;
     int_type underflow() override;
+    std::streamsize xsgetn(char *into, std::streamsize count) override;
     // For subclasses that override pbackfail(): puts back any character, even if another one was read at that place.
     // Fails if there is no room.
     int_type PutBack(int_type c) noexcept;
@@ -87,6 +88,13 @@ private:
     // read, and returns them at the next call.
     virtual TPiece ReadPiece() = 0;
 
+    // Moves whole pieces from the get area of the source's buffer to `into`, as reading them with ReadPiece() would,
+    // and returns how many bytes it stored: less than `size`. REQUIRES: the next ReadPiece() finds at least one more
+    // byte in that get area. The bytes that a caller can put back afterwards are those of the next piece and, if the
+    // pieces have room for it, the fsPutBackRoom bytes before. The default does nothing.
+    virtual std::size_t TakePieces(char *into, std::size_t size);
+
+    void KeepLast(char const *taken, std::size_t count) noexcept;
     bool FlushPutArea();
     void EmptyPutArea() noexcept;
     void Append(char const *bytes, std::size_t count) noexcept;

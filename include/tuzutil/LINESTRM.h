@@ -95,6 +95,7 @@ private:
     void WriteThrough(char const *bytes, std::size_t count) override;
     bool IsReadable() const noexcept override;
     TPiece ReadPiece() override;
+    std::size_t TakePieces(char *into, std::size_t size) override;
     void SetStreams(std::istream *source, std::ostream *sink);
     std::uint32_t ReadAreaSize() const noexcept;
 

@@ -3,9 +3,13 @@
 
 #include "tuzutil/CONCSTRM.h"
 
+#include "utility/kernel/buffer_area.h"
+#include "utility/kernel/byte_search.h"
 #include "utility/streams/source_reader.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -91,6 +95,36 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
     if (count != 0)
         fLast = piece[count - 1];
     return {back, piece, piece + count};
+}
+
+std::size_t TConcatStreamBuf::TakePieces(char *into, std::size_t size) {
+    // ReadPiece() treats the LF of a line that fills its pieces exactly like that of an empty line. Such long lines are
+    // left to it.
+    std::size_t const limit = fBufferSize - fsPutBackRoom - 3;
+    if (!IsReadable() || fLast != '\n' || fGathered != 0)
+        return 0;
+    std::istream &source = *fSources[fCurrent];
+    std::string_view const lines = source_reader::HeldLines(source, size);
+    char const *const begin = lines.data();
+    char const *const end = begin + lines.size();
+    char const *at = begin;
+    char *to = into;
+    while (at != end) {
+        char const *const lineFeed = byte_search::FindByte(at, end, '\n');
+        auto const count = static_cast<std::size_t>(lineFeed - at);
+        // With its line end of two bytes, the line leaves room for a byte that follows.
+        if (count >= limit || count + 2 >= size - static_cast<std::size_t>(to - into))
+            break;
+        std::memcpy(to, at, count);
+        to += count;
+        bool const lacksCr = count != 0 ? lineFeed[-1] != '\r' : fWholeLines;
+        if (fCrLf && lacksCr)
+            *to++ = '\r';
+        *to++ = '\n';
+        at = lineFeed + 1;
+    }
+    TBufferArea::Advance(*source.rdbuf(), static_cast<std::size_t>(at - begin));
+    return static_cast<std::size_t>(to - into);
 }
 
 std::streambuf::int_type TConcatStreamBuf::pbackfail(int_type c) {

@@ -4,6 +4,7 @@
 
 #include "tuzutil/DOTBYTE.h"
 
+#include "utility/kernel/buffer_area.h"
 #include "utility/kernel/byte_search.h"
 #include "utility/kernel/reporter.h"
 #include "utility/streams/sink_writer.h"
@@ -11,6 +12,8 @@
 #include "utility/streams/stream_failure.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -232,6 +235,55 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
             fHasBareLineFeed = true;
     }
     return {begin, begin, end};
+}
+
+std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
+    bool const isCancelled = fCancel.load(std::memory_order_relaxed) != 0; // the next underflow() then throws
+    if (isCancelled || !IsReadable() || fReadState != State::atLineStart || fGathered != 0)
+        return 0;
+    std::string_view const lines = source_reader::HeldLines(*fSource, size);
+    char const *const begin = lines.data();
+    char const *const end = begin + lines.size();
+    char const *at = begin;
+    char *to = into;
+    if (at != end && *at == '\n')
+        fHasBareLineFeed = true;
+    // Each round copies lines up to a line that begins with a dot.
+    while (at != end) {
+        if (*at == '.' && at[1] != '\n') {
+            if (at[1] == '\r' && at[2] == '\n')
+                break; // the end of the body is left to ReadPiece()
+            ++at;
+        }
+        char const *const stop = EndOfDotless(at, begin, end);
+        auto const length = static_cast<std::size_t>(stop - at);
+        std::memcpy(to, at, length);
+        to += length;
+        at = stop;
+    }
+    if (at == begin)
+        return 0;
+    fReadState = at - begin > 1 && at[-2] == '\r' ? State::atLineStart : State::insideLine;
+    TBufferArea::Advance(*fSource->rdbuf(), static_cast<std::size_t>(at - begin));
+    return static_cast<std::size_t>(to - into);
+}
+
+// Returns the beginning of the first line after `from` that begins with a dot, or `end`. Sets the flags of bare line
+// ends on the way. REQUIRES: lines begin at `begin`, and `from` is in the first byte of one or after its dot.
+char const *TDotByteStreamBuf::EndOfDotless(char const *from, char const *begin, char const *end) noexcept {
+    from += from == begin ? 1 : 0; // the byte before `begin` may not be there
+    while (char const *const found = fHasBareLineFeed && fHasBareReturn ? byte_search::FindPair(from, end, '\n', '.')
+                                                                        : byte_search::FindDottedOrBare(from, end)) {
+        bool const isAfterCr = found[-1] == '\r';
+        if (*found != '\n')
+            fHasBareReturn = true;
+        else if (!isAfterCr)
+            fHasBareLineFeed = true;
+        else
+            return found + 1;
+        from = found + 1;
+    }
+    return end;
 }
 
 int TDotByteStreamBuf::ReadToTermination() {

@@ -56,6 +56,43 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
     });
 }
 
+std::size_t TFilterStreamBuf::TakePieces(char *, std::size_t) {
+    return 0;
+}
+
+std::streamsize TFilterStreamBuf::xsgetn(char *into, std::streamsize count) {
+    std::streamsize got = 0;
+    while (got < count) {
+        auto const wanted = static_cast<std::size_t>(count - got);
+        if (gptr() < egptr()) {
+            std::size_t const taken = std::min(wanted, static_cast<std::size_t>(egptr() - gptr()));
+            std::memcpy(into + got, gptr(), taken);
+            gbump(static_cast<int>(taken));
+            got += static_cast<std::streamsize>(taken);
+            continue;
+        }
+        // Without a piece before, there is no memory for the bytes that can be put back.
+        if (std::size_t const taken = eback() ? TakePieces(into + got, wanted) : 0) {
+            KeepLast(into + got, taken);
+            got += static_cast<std::streamsize>(taken);
+        }
+        if (traits_type::eq_int_type(underflow(), traits_type::eof()))
+            break;
+    }
+    return got;
+}
+
+// Makes the last bytes read, of which the last `count` are at `taken`, the ones that can be put back.
+void TFilterStreamBuf::KeepLast(char const *taken, std::size_t count) noexcept {
+    char last[fsPutBackRoom];
+    std::size_t const fresh = std::min(count, fsPutBackRoom);
+    std::size_t const old = std::min(fsPutBackRoom - fresh, static_cast<std::size_t>(egptr() - eback()));
+    std::copy_n(egptr() - old, old, last);
+    std::copy_n(taken + count - fresh, fresh, last + old);
+    std::copy_n(last, old + fresh, fBack);
+    setg(fBack, fBack + old + fresh, fBack + old + fresh);
+}
+
 std::streambuf::int_type TFilterStreamBuf::PutBack(int_type c) noexcept {
     if (!gptr() || gptr() == fBack || traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::eof();

@@ -3,12 +3,15 @@
 
 #include "tuzutil/LINESTRM.h"
 
+#include "utility/kernel/buffer_area.h"
 #include "utility/kernel/byte_search.h"
 #include "utility/kernel/stream_guard.h"
 #include "utility/streams/sink_writer.h"
 #include "utility/streams/source_reader.h"
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -120,6 +123,19 @@ TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
     if (lineEnds)
         piece[count++] = '\n';
     return {back, piece, piece + count};
+}
+
+std::size_t TLineStreamBuf::TakePieces(char *into, std::size_t size) {
+    std::string_view const lines = fGathered == 0 ? source_reader::HeldLines(*fSource, size) : std::string_view();
+    if (lines.empty())
+        return 0;
+    std::memcpy(into, lines.data(), lines.size());
+    // A line is counted at its beginning.
+    fLinesRead += static_cast<std::uint32_t>(byte_search::CountByte(lines.data(), lines.data() + lines.size(), '\n')) -
+                  (fAtLineStart ? 0 : 1);
+    fAtLineStart = true;
+    TBufferArea::Advance(*fSource->rdbuf(), lines.size());
+    return lines.size();
 }
 
 // Reads the pieces of one line. A CR at the end of a piece is text only if the next piece does not begin with LF, so it

@@ -38,6 +38,65 @@ inline char const *FindByte(char const *from, char const *end, char c) noexcept 
     return nullptr;
 }
 
+// Returns the last `c` in [from, end), or null.
+inline char const *FindLastByte(char const *from, char const *end, char c) noexcept {
+#if defined(__SSE2__)
+    __m128i const wanted = _mm_set1_epi8(c);
+    for (; end - from >= 16; end -= 16) {
+        if (unsigned int const hits = Mask(_mm_cmpeq_epi8(Load(end - 16), wanted)))
+            return end - 1 - (__builtin_clz(hits) - 16);
+    }
+#endif
+    while (end != from) {
+        if (*--end == c)
+            return end;
+    }
+    return nullptr;
+}
+
+// Returns the number of bytes in [from, end) that are `c`.
+inline std::size_t CountByte(char const *from, char const *end, char c) noexcept {
+    std::size_t count = 0;
+#if defined(__SSE2__)
+    __m128i const wanted = _mm_set1_epi8(c);
+    __m128i const zero = _mm_setzero_si128();
+    while (end - from >= 16) {
+        // A lane counts to 255 at most.
+        __m128i lanes = zero;
+        for (int block = 0; block < 255 && end - from >= 16; ++block, from += 16)
+            lanes = _mm_sub_epi8(lanes, _mm_cmpeq_epi8(Load(from), wanted));
+        __m128i const sums = _mm_sad_epu8(lanes, zero);
+        count += static_cast<unsigned int>(_mm_cvtsi128_si32(sums)) +
+                 static_cast<unsigned int>(_mm_cvtsi128_si32(_mm_srli_si128(sums, 8)));
+    }
+#endif
+    for (; from != end; ++from)
+        count += *from == c ? 1 : 0;
+    return count;
+}
+
+// Returns the first byte in [from, end) that is an LF before a dot of the range, an LF without CR before it, or another
+// byte after a CR. Returns null if there is none. REQUIRES: from[-1] can be read.
+inline char const *FindDottedOrBare(char const *from, char const *end) noexcept {
+#if defined(__SSE2__)
+    __m128i const lineFeed = _mm_set1_epi8('\n');
+    __m128i const carriageReturn = _mm_set1_epi8('\r');
+    __m128i const dot = _mm_set1_epi8('.');
+    for (; end - from >= 17; from += 16) {
+        __m128i const ends = _mm_cmpeq_epi8(Load(from), lineFeed);
+        __m128i const dotted = _mm_and_si128(ends, _mm_cmpeq_epi8(Load(from + 1), dot));
+        __m128i const bare = _mm_xor_si128(ends, _mm_cmpeq_epi8(Load(from - 1), carriageReturn));
+        if (unsigned int const hits = Mask(_mm_or_si128(dotted, bare)))
+            return from + __builtin_ctz(hits);
+    }
+#endif
+    for (; from != end; ++from) {
+        if ((*from == '\n') != (from[-1] == '\r') || (*from == '\n' && end - from > 1 && from[1] == '.'))
+            return from;
+    }
+    return nullptr;
+}
+
 // Returns the first byte in [from, end) that is `a` or `b`, or null.
 inline char const *FindEither(char const *from, char const *end, char a, char b) noexcept {
 #if defined(__SSE2__)

@@ -106,3 +106,14 @@ bool source_reader::TakeLineFeed(std::istream &source, Stop stop) {
     });
     return true;
 }
+
+std::string_view source_reader::HeldLines(std::istream &source, std::size_t size) {
+    constexpr std::size_t fsMaximum = 1u << 30; // an area is advanced by an int
+    if (!source.good() || source.tie())
+        return {};
+    std::string_view const held = TBufferArea::Held(*source.rdbuf()).substr(0, std::min(size, fsMaximum));
+    if (held.empty())
+        return {};
+    char const *const lineFeed = byte_search::FindLastByte(held.data(), held.data() + held.size() - 1, '\n');
+    return lineFeed ? held.substr(0, static_cast<std::size_t>(lineFeed - held.data()) + 1) : std::string_view();
+}

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <string_view>
 
 namespace source_reader {
 
@@ -28,6 +29,11 @@ Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::si
 // Takes the next byte if it is a line feed, and returns whether it was one. `stop` is the result of ReadToLineFeed().
 // If this is Stop::limit, the function must look at the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
+
+// Returns the lines that the source's buffer already holds, so that they can be taken without a call of the buffer:
+// less than `size` bytes that end with LF. At least one more byte follows them in the buffer. Returns nothing if there
+// is no such line, if the source is not good, or if reading would have to flush a tied stream.
+std::string_view HeldLines(std::istream &source, std::size_t size);
 
 } // namespace source_reader
 
