@@ -109,7 +109,7 @@ TString MomentText(long long seconds, long long nanoseconds, long long denominat
 } // namespace
 
 TString TagVar::Utf8(char const *text, std::size_t length) {
-    TString const bytes(std::string_view(text, length));
+    TString bytes(std::string_view(text, length));
     bool const isAscii = std::all_of(text, text + length, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     if (isAscii || platform::printfHabits.textIsUtf8 || TUnicode::IsUtf8Mode())
         return bytes;

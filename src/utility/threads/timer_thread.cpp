@@ -33,7 +33,7 @@ void TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
 
 TReference<TMasterTimer> TMasterTimer::New() noexcept {
     try {
-        TReference<TMasterTimer> const master(new TMasterTimer);
+        TReference<TMasterTimer> master(new TMasterTimer);
         if (master->fWake.Wait(0) >= 0 && TThreadLaunch::HasAll(*master))
             return master;
     } catch (std::bad_alloc const &) {
