@@ -465,7 +465,7 @@ private:
     template <typename Combine>
     TString &CombineBytes(TString const &other, Combine combine);
     template <typename Fold>
-    TString &FoldCase(Fold fold);
+    TString &FoldCase(char first, Fold fold);
 
     TStringBuffer *fBuffer; // null for a null string
 };

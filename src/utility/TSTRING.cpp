@@ -7,6 +7,7 @@
 
 #include "platform/platform.h"
 #include "platform/single_thread.h"
+#include "utility/kernel/ascii_case.h"
 #include "utility/kernel/byte_search.h"
 #include "utility/kernel/reporter.h"
 
@@ -55,7 +56,11 @@ void CopyBytes(char *to, void const *from, std::size_t count) noexcept {
 
 // Zeroes the two or three bytes after the data. AllocateBuffer() leaves room for them.
 void Terminate(TStringBuffer *buffer) noexcept {
-    std::memset(buffer->Data() + buffer->length, 0, 2 + (buffer->length & 1));
+    char *const end = buffer->Data() + buffer->length;
+    end[0] = 0;
+    end[1] = 0;
+    if (buffer->length & 1)
+        end[2] = 0;
 }
 
 template <typename Unit>
@@ -83,12 +88,38 @@ private:
     bool fFlags[256] = {};
 };
 
+// Returns the first byte in [from, end) that is in a set of at most fsSmallSet bytes, or is not in it, as `wanted`
+// says. Returns where less than sixteen bytes are left if there is none before.
+constexpr std::size_t fsSmallSet = 8;
+char const *SkipBlocks([[maybe_unused]] char const *from, char const *end, [[maybe_unused]] char const *set,
+                       [[maybe_unused]] std::size_t size, [[maybe_unused]] bool wanted) noexcept {
+#if defined(__SSE2__)
+    for (; end - from >= 16; from += 16) {
+        __m128i const bytes = byte_search::Load(from);
+        __m128i found = _mm_setzero_si128();
+        for (std::size_t i = 0; i < size; ++i)
+            found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(set[i])));
+        unsigned int const hits = byte_search::Mask(found) ^ (wanted ? 0 : 0xFFFFu);
+        if (hits)
+            return from + __builtin_ctz(hits);
+    }
+#endif
+    return from;
+}
+
 unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
-    TByteSet const bytes(set);
+    if (start > text.length())
+        return 0;
     char const *const data = text;
-    for (unsigned int position = start; position <= text.length(); ++position) {
-        if (bytes.Has(data[position - 1]) == wanted)
-            return position;
+    char const *const end = data + text.length();
+    std::size_t const size = set ? std::strlen(set) : 0;
+    char const *at = data + start - 1;
+    if (size <= fsSmallSet)
+        at = SkipBlocks(at, end, set, size, wanted);
+    TByteSet const bytes(set);
+    for (; at != end; ++at) {
+        if (bytes.Has(*at) == wanted)
+            return static_cast<unsigned int>(at - data) + 1;
     }
     return 0;
 }
@@ -358,7 +389,7 @@ TString &TString::operator+=(TString const &other) {
 TString &TString::Append(char const *bytes, unsigned int count) {
     unsigned int const old = length();
     unsigned int const total = CheckedLength(std::uint64_t{old} + count);
-    if (!fBuffer->IsShared() && total <= fBuffer->capacity) {
+    if (total <= fBuffer->capacity && !fBuffer->IsShared()) {
         if (count)
             std::memmove(fBuffer->Data() + old, bytes, count);
         fBuffer->length = total;
@@ -543,22 +574,27 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     return *this;
 }
 
+// Up to the first zero byte. In blocks of ASCII no character is looked up, if the locale treats ASCII letters as ASCII.
 template <typename Fold>
-TString &TString::FoldCase(Fold fold) {
+TString &TString::FoldCase(char first, Fold fold) {
     if (IsNull())
         return *this;
     MakeUnique();
-    for (char *at = *this; *at; ++at)
+    char *at = *this;
+    char *const end = at + std::strlen(at);
+    if (end - at >= 64 && ascii_case::IsPlain(fold))
+        at = ascii_case::Fold(at, end, first, fold);
+    for (; at != end; ++at)
         *at = static_cast<char>(fold(static_cast<unsigned char>(*at)));
     return *this;
 }
 
 TString &TString::lowerCase() {
-    return FoldCase([](int c) { return std::tolower(c); });
+    return FoldCase('A', [](int c) { return std::tolower(c); });
 }
 
 TString &TString::upperCase() {
-    return FoldCase([](int c) { return std::toupper(c); });
+    return FoldCase('a', [](int c) { return std::toupper(c); });
 }
 
 // Searching
@@ -620,11 +656,8 @@ unsigned int TString::lastIndexOf(char c, unsigned int start) const {
     if (start > length())
         return 0;
     char const *const data = *this;
-    for (unsigned int position = start; position != 0; --position) {
-        if (data[position - 1] == c)
-            return position;
-    }
-    return 0;
+    char const *const found = byte_search::FindLastByte(data, data + start, c);
+    return found ? static_cast<unsigned int>(found - data) + 1 : 0;
 }
 
 // Comparison and tests
@@ -656,7 +689,8 @@ bool TString::isAbbreviationFor(char const *full, unsigned int minimum) const no
 
 bool TString::isDigits() const noexcept {
     char const *const data = *this;
-    return data && std::all_of(data, data + length(), [](unsigned char c) { return std::isdigit(c) != 0; });
+    return data && std::all_of(ascii_case::SkipDigits(data, data + length()), data + length(),
+                               [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
 bool TString::isBinaryDigits() const noexcept {
@@ -696,6 +730,9 @@ bool TStringIcmp::IsEqual(TStringIcmp const &other) const noexcept {
         return true;
     if (!a || !b)
         return false;
+    std::size_t const same = ascii_case::SameUpTo(a, b, std::min(length(), other.length()));
+    a += same;
+    b += same;
     for (;; ++a, ++b) {
         if (*a != *b && std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
             return false;

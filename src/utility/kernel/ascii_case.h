@@ -1,0 +1,95 @@
+#ifndef TUZUTIL_ASCII_CASE
+#define TUZUTIL_ASCII_CASE
+
+// Letter case and digits of ASCII in blocks of sixteen bytes. The case of other bytes, and in some locales that of the
+// letter I, depends on the locale: these functions leave such bytes to their caller.
+
+#include "utility/kernel/byte_search.h"
+
+#include <cstddef>
+
+namespace ascii_case {
+
+constexpr char fsCaseBit = 0x20; // the difference between a capital and a small letter
+
+// Returns whether `fold`, which is tolower() or toupper(), treats the ASCII letters as ASCII does.
+template <typename Fold>
+bool IsPlain(Fold fold) {
+    bool const isLower = fold('A') == 'a';
+    for (int c = 'A'; c <= 'Z'; ++c) {
+        int const small = c + fsCaseBit;
+        if (fold(c) != (isLower ? small : c) || fold(small) != (isLower ? small : c))
+            return false;
+    }
+    return true;
+}
+
+#if defined(__SSE2__)
+// Returns a byte of all ones for each byte from `first` to `first` + 25, which are the letters of one case.
+inline __m128i Letters(__m128i bytes, char first) noexcept {
+    // Shifted so that the letters are the 26 least signed values.
+    __m128i const shifted = _mm_add_epi8(bytes, _mm_set1_epi8(static_cast<char>(-128 - first)));
+    return _mm_cmplt_epi8(shifted, _mm_set1_epi8(-128 + 26));
+}
+#endif
+
+// Changes the case of the letters from `first` on, which is 'A' or 'a'. Calls `fold` for each byte of a block that is
+// not all ASCII. Returns where less than a block is left. REQUIRES: IsPlain(fold).
+template <typename F>
+char *Fold(char *from, char *end, [[maybe_unused]] char first, [[maybe_unused]] F fold) {
+#if defined(__SSE2__)
+    __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
+    for (; end - from >= 16; from += 16) {
+        __m128i const bytes = byte_search::Load(from);
+        if (byte_search::Mask(bytes) == 0) {
+            __m128i const folded = _mm_xor_si128(bytes, _mm_and_si128(Letters(bytes, first), caseBit));
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(from), folded);
+            continue;
+        }
+        for (int i = 0; i < 16; ++i)
+            from[i] = static_cast<char>(fold(static_cast<unsigned char>(from[i])));
+    }
+#endif
+    return from;
+}
+
+// Returns how many bytes of the first `count` of `a` and `b` are the same in every locale except for their case, in
+// whole blocks. A block with a zero byte, or with an I in one text and an i in the other, ends the search.
+inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
+                            [[maybe_unused]] std::size_t count) noexcept {
+    std::size_t same = 0;
+#if defined(__SSE2__)
+    __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
+    __m128i const letterI = _mm_set1_epi8('i');
+    for (; count - same >= 16; same += 16) {
+        __m128i const left = byte_search::Load(a + same);
+        __m128i const right = byte_search::Load(b + same);
+        __m128i const differ = _mm_xor_si128(left, right);
+        // A difference is the case bit of a letter other than I.
+        __m128i const small = _mm_or_si128(left, caseBit);
+        __m128i const foldable = _mm_andnot_si128(_mm_cmpeq_epi8(small, letterI), Letters(small, 'a'));
+        __m128i const open = _mm_andnot_si128(_mm_and_si128(foldable, caseBit), differ);
+        __m128i const equal = _mm_cmpeq_epi8(open, _mm_setzero_si128());
+        __m128i const zero = _mm_cmpeq_epi8(left, _mm_setzero_si128());
+        if (byte_search::Mask(_mm_andnot_si128(zero, equal)) != 0xFFFFu)
+            break;
+    }
+#endif
+    return same;
+}
+
+// Returns the end of the whole blocks of ASCII digits with which [from, end) begins.
+inline char const *SkipDigits(char const *from, [[maybe_unused]] char const *end) noexcept {
+#if defined(__SSE2__)
+    __m128i const shift = _mm_set1_epi8(static_cast<char>(-128 - '0'));
+    __m128i const bound = _mm_set1_epi8(-128 + 10);
+    while (end - from >= 16 &&
+           byte_search::Mask(_mm_cmplt_epi8(_mm_add_epi8(byte_search::Load(from), shift), bound)) == 0xFFFFu)
+        from += 16;
+#endif
+    return from;
+}
+
+} // namespace ascii_case
+
+#endif
