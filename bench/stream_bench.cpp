@@ -1,5 +1,6 @@
 // Line-oriented streams over 1 MiB of text in lines of 64 bytes on average, beside the floors of the machine.
 
+#include "tuzutil/CONCSTRM.h"
 #include "tuzutil/DOTBYTE.h"
 #include "tuzutil/LINESTRM.h"
 
@@ -171,19 +172,62 @@ void DotByteWriteLimited(benchmark::State &state) {
     SetBytes(state, Body().size());
 }
 
+// Reads to the end in pieces of 4 KiB, and returns the number of bytes.
+std::size_t ReadPieces(std::istream &in) {
+    char piece[fsPiece];
+    std::size_t count = 0;
+    do {
+        in.read(piece, fsPiece);
+        benchmark::DoNotOptimize(piece);
+        count += static_cast<std::size_t>(in.gcount());
+    } while (in);
+    return count;
+}
+
 void DotByteReadRuns(benchmark::State &state) {
-    std::vector<char> memory(Body().size() + 1);
-    std::streamsize count = 0;
     for (auto _ : state) {
         TMemorySourceBuf buffer(Wire());
         std::istream source(&buffer);
         TiDotByteStream in(source);
-        in.read(memory.data(), static_cast<std::streamsize>(memory.size()));
-        count = in.gcount();
+        Check(state, ReadPieces(in) == Body().size());
+    }
+    SetBytes(state, Body().size());
+}
+
+// The plainest way: one byte after the other.
+void DotByteByteLoop(benchmark::State &state) {
+    std::vector<char> memory(Wire().size());
+    std::size_t count = 0;
+    for (auto _ : state) {
+        count = 0;
+        bool isLineStart = true;
+        for (char const *at = Wire().data(); !(isLineStart && at[0] == '.' && at[1] == '\r'); ++at) {
+            if (isLineStart && *at == '.')
+                ++at;
+            memory[count++] = *at;
+            isLineStart = *at == '\n';
+        }
         benchmark::ClobberMemory();
     }
-    Check(state, static_cast<std::size_t>(count) == Body().size() &&
-                     std::memcmp(memory.data(), Body().data(), Body().size()) == 0);
+    Check(state, count == Body().size());
+    SetBytes(state, Body().size());
+}
+
+std::string WithoutCr() {
+    std::string text(Body());
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
+void ConcatReadRuns(benchmark::State &state) {
+    std::string const text = WithoutCr();
+    for (auto _ : state) {
+        TMemorySourceBuf buffer(text);
+        std::istream source(&buffer);
+        TiConcatStream in(1, source);
+        in.SetWholeLines(1);
+        Check(state, ReadPieces(in) == Body().size());
+    }
     SetBytes(state, Body().size());
 }
 
@@ -230,15 +274,48 @@ void LineReadLinesWithLimit(benchmark::State &state) {
 }
 
 void LineReadRuns(benchmark::State &state) {
-    std::vector<char> memory(Body().size());
     for (auto _ : state) {
         TMemorySourceBuf buffer(Body());
         std::istream source(&buffer);
         TiLineStream in(&source);
-        in.read(memory.data(), static_cast<std::streamsize>(memory.size()));
-        benchmark::ClobberMemory();
+        Check(state, ReadPieces(in) == Body().size());
     }
-    Check(state, std::memcmp(memory.data(), Body().data(), Body().size()) == 0);
+    SetBytes(state, Body().size());
+}
+
+void StraightGetline(benchmark::State &state) {
+    for (auto _ : state) {
+        TMemorySourceBuf buffer(Body());
+        std::istream in(&buffer);
+        ReadLines(state, in);
+    }
+    SetBytes(state, Body().size());
+}
+
+void ReadCharLines(benchmark::State &state, std::istream &in) {
+    char line[200];
+    std::size_t bytes = 0;
+    while (in.getline(line, sizeof line))
+        bytes += static_cast<std::size_t>(in.gcount());
+    Check(state, bytes == Body().size());
+}
+
+void StraightCharGetline(benchmark::State &state) {
+    for (auto _ : state) {
+        TMemorySourceBuf buffer(Body());
+        std::istream in(&buffer);
+        ReadCharLines(state, in);
+    }
+    SetBytes(state, Body().size());
+}
+
+void LineReadCharLines(benchmark::State &state) {
+    for (auto _ : state) {
+        TMemorySourceBuf buffer(Body());
+        std::istream source(&buffer);
+        TiLineStream in(&source);
+        ReadCharLines(state, in);
+    }
     SetBytes(state, Body().size());
 }
 
@@ -277,6 +354,11 @@ BENCHMARK(DotByteReadLines);
 BENCHMARK(LineReadLines);
 BENCHMARK(LineReadLinesWithLimit);
 BENCHMARK(LineReadRuns);
+BENCHMARK(StraightGetline);
+BENCHMARK(StraightCharGetline);
+BENCHMARK(LineReadCharLines);
+BENCHMARK(DotByteByteLoop);
+BENCHMARK(ConcatReadRuns);
 BENCHMARK(LineWriteToMemory);
 
 } // namespace

@@ -464,8 +464,7 @@ private:
     unsigned int Find(char const *text, unsigned int textLength, unsigned int start) const noexcept;
     template <typename Combine>
     TString &CombineBytes(TString const &other, Combine combine);
-    template <typename Fold>
-    TString &FoldCase(char first, Fold fold);
+    TString &FoldCase(char first, int (*fold)(int));
 
     TStringBuffer *fBuffer; // null for a null string
 };

@@ -7,6 +7,7 @@
 #include "utility/kernel/buffer_area.h"
 #include "utility/kernel/byte_search.h"
 #include "utility/kernel/reporter.h"
+#include "utility/kernel/wide_search.h"
 #include "utility/streams/sink_writer.h"
 #include "utility/streams/source_reader.h"
 #include "utility/streams/stream_failure.h"
@@ -143,7 +144,7 @@ void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
 // ends after the next LF that is followed by a dot.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end) const noexcept {
     char const *const lineFeed =
-        fLinesLimited ? byte_search::FindByte(from, end, '\n') : byte_search::FindPair(from, end, '\n', '.');
+        fLinesLimited ? byte_search::FindByte(from, end, '\n') : wide_search::FindPair(from, end, '\n', '.');
     return lineFeed ? lineFeed + 1 : end;
 }
 

@@ -10,6 +10,7 @@
 #include "utility/kernel/ascii_case.h"
 #include "utility/kernel/byte_search.h"
 #include "utility/kernel/reporter.h"
+#include "utility/kernel/wide_search.h"
 
 #include <algorithm>
 #include <cctype>
@@ -88,24 +89,7 @@ private:
     bool fFlags[256] = {};
 };
 
-// Returns the first byte in [from, end) that is in a set of at most fsSmallSet bytes, or is not in it, as `wanted`
-// says. Returns where less than sixteen bytes are left if there is none before.
-constexpr std::size_t fsSmallSet = 8;
-char const *SkipBlocks([[maybe_unused]] char const *from, char const *end, [[maybe_unused]] char const *set,
-                       [[maybe_unused]] std::size_t size, [[maybe_unused]] bool wanted) noexcept {
-#if defined(__SSE2__)
-    for (; end - from >= 16; from += 16) {
-        __m128i const bytes = byte_search::Load(from);
-        __m128i found = _mm_setzero_si128();
-        for (std::size_t i = 0; i < size; ++i)
-            found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(set[i])));
-        unsigned int const hits = byte_search::Mask(found) ^ (wanted ? 0 : 0xFFFFu);
-        if (hits)
-            return from + __builtin_ctz(hits);
-    }
-#endif
-    return from;
-}
+constexpr std::size_t fsSmallSet = 8; // a set of this size or less is looked for in blocks
 
 unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
     if (start > text.length())
@@ -115,7 +99,7 @@ unsigned int FindInSet(TString const &text, char const *set, unsigned int start,
     std::size_t const size = set ? std::strlen(set) : 0;
     char const *at = data + start - 1;
     if (size <= fsSmallSet)
-        at = SkipBlocks(at, end, set, size, wanted);
+        at = wide_search::SkipBlocks(at, end, set, size, wanted);
     TByteSet const bytes(set);
     for (; at != end; ++at) {
         if (bytes.Has(*at) == wanted)
@@ -574,27 +558,27 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     return *this;
 }
 
-// Up to the first zero byte. In blocks of ASCII no character is looked up, if the locale treats ASCII letters as ASCII.
-template <typename Fold>
-TString &TString::FoldCase(char first, Fold fold) {
+// Folds the text up to its first zero byte. In a long text, ASCII letters are not looked up one by one if the locale
+// treats them as ASCII does.
+TString &TString::FoldCase(char first, int (*fold)(int)) {
     if (IsNull())
         return *this;
     MakeUnique();
     char *at = *this;
     char *const end = at + std::strlen(at);
     if (end - at >= 64 && ascii_case::IsPlain(fold))
-        at = ascii_case::Fold(at, end, first, fold);
+        at = wide_search::Fold(at, end, first, fold);
     for (; at != end; ++at)
         *at = static_cast<char>(fold(static_cast<unsigned char>(*at)));
     return *this;
 }
 
 TString &TString::lowerCase() {
-    return FoldCase('A', [](int c) { return std::tolower(c); });
+    return FoldCase('A', &std::tolower);
 }
 
 TString &TString::upperCase() {
-    return FoldCase('a', [](int c) { return std::toupper(c); });
+    return FoldCase('a', &std::toupper);
 }
 
 // Searching
@@ -630,7 +614,7 @@ unsigned int TString::Find(char const *text, unsigned int textLength, unsigned i
     if (textLength == 0)
         return start;
     char const *const data = fBuffer->Data();
-    char const *const found = byte_search::FindText(data + start - 1, data + length(), text, textLength);
+    char const *const found = wide_search::FindText(data + start - 1, data + length(), text, textLength);
     return found ? static_cast<unsigned int>(found - data) + 1 : 0;
 }
 
@@ -656,7 +640,7 @@ unsigned int TString::lastIndexOf(char c, unsigned int start) const {
     if (start > length())
         return 0;
     char const *const data = *this;
-    char const *const found = byte_search::FindLastByte(data, data + start, c);
+    char const *const found = wide_search::FindLastByte(data, data + start, c);
     return found ? static_cast<unsigned int>(found - data) + 1 : 0;
 }
 
@@ -730,11 +714,14 @@ bool TStringIcmp::IsEqual(TStringIcmp const &other) const noexcept {
         return true;
     if (!a || !b)
         return false;
-    std::size_t const same = ascii_case::SameUpTo(a, b, std::min(length(), other.length()));
+    // Most locales treat the letter I as ASCII does.
+    bool const isPlain = std::tolower('I') == 'i';
+    std::size_t const same = ascii_case::SameUpTo(a, b, std::min(length(), other.length()), isPlain);
     a += same;
     b += same;
     for (;; ++a, ++b) {
-        if (*a != *b && std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
+        if (*a != *b && !ascii_case::IsSameLetter(*a, *b, isPlain) &&
+            std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
             return false;
         if (*a == 0)
             return *b == 0;

@@ -16,7 +16,7 @@ namespace {
 template <typename Check>
 void ForEachText(Check check) {
     std::mt19937 random(4711);
-    for (std::size_t length = 1; length <= 100; ++length) {
+    for (std::size_t length = 1; length <= 300; length += length < 70 ? 1 : length % 32 < 2 ? 1 : 15) {
         std::string text(length, 0);
         for (char &c : text)
             c = "aAiIzZmM"[random() % 8];
@@ -67,6 +67,24 @@ TEST(StringBlocks, TheLastOccurrenceIsFound) {
                       found == text.npos ? 0u : found + 1);
         }
     });
+}
+
+TEST(StringBlocks, TextsAreFoundAtEveryPlace) {
+    for (std::size_t length : {10u, 40u, 127u, 128u, 129u, 200u, 300u}) {
+        for (std::size_t size = 1; size <= 5; ++size) {
+            std::string const pattern(std::string("abaab").substr(0, size));
+            for (std::size_t at = 0; at + size <= length; ++at) {
+                std::string text(length, 'a'); // every place has the first letter
+                text.replace(at, size, pattern);
+                for (std::size_t start : {std::size_t{1}, at, at + 1, at + 2}) {
+                    std::size_t const first = std::max<std::size_t>(start, 1);
+                    std::size_t const found = text.find(pattern, first - 1);
+                    ASSERT_EQ(TString(text).indexOf(pattern.c_str(), static_cast<unsigned int>(first)),
+                              found == text.npos ? 0u : found + 1);
+                }
+            }
+        }
+    }
 }
 
 TEST(StringBlocks, SetsOfAnySizeAreFound) {

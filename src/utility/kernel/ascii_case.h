@@ -13,8 +13,7 @@ namespace ascii_case {
 constexpr char fsCaseBit = 0x20; // the difference between a capital and a small letter
 
 // Returns whether `fold`, which is tolower() or toupper(), treats the ASCII letters as ASCII does.
-template <typename Fold>
-bool IsPlain(Fold fold) {
+inline bool IsPlain(int (*fold)(int)) {
     bool const isLower = fold('A') == 'a';
     for (int c = 'A'; c <= 'Z'; ++c) {
         int const small = c + fsCaseBit;
@@ -34,9 +33,9 @@ inline __m128i Letters(__m128i bytes, char first) noexcept {
 #endif
 
 // Changes the case of the letters from `first` on, which is 'A' or 'a'. Calls `fold` for each byte of a block that is
-// not all ASCII. Returns where less than a block is left. REQUIRES: IsPlain(fold).
-template <typename F>
-char *Fold(char *from, char *end, [[maybe_unused]] char first, [[maybe_unused]] F fold) {
+// not all ASCII. Returns the beginning of the rest, which is shorter than a block. REQUIRES: IsPlain(fold).
+inline char *Fold(char *from, [[maybe_unused]] char *end, [[maybe_unused]] char first,
+                  [[maybe_unused]] int (*fold)(int)) {
 #if defined(__SSE2__)
     __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
     for (; end - from >= 16; from += 16) {
@@ -53,21 +52,27 @@ char *Fold(char *from, char *end, [[maybe_unused]] char first, [[maybe_unused]] 
     return from;
 }
 
-// Returns how many bytes of the first `count` of `a` and `b` are the same in every locale except for their case, in
-// whole blocks. A block with a zero byte, or with an I in one text and an i in the other, ends the search.
+// Returns whether two different bytes are one ASCII letter in two cases. I and i are that only if `isPlain` is true.
+constexpr bool IsSameLetter(char a, char b, bool isPlain) noexcept {
+    char const small = static_cast<char>(a | fsCaseBit);
+    return (a ^ b) == fsCaseBit && small >= 'a' && small <= 'z' && (isPlain || small != 'i');
+}
+
+// Returns how many of the first `count` bytes of `a` and `b` are the same except for the case of ASCII letters, in
+// whole blocks. A block with a zero byte ends the search, and so does an I beside an i unless `isPlain` is true.
 inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
-                            [[maybe_unused]] std::size_t count) noexcept {
+                            [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;
 #if defined(__SSE2__)
     __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
-    __m128i const letterI = _mm_set1_epi8('i');
+    __m128i const excluded = _mm_set1_epi8(isPlain ? 0 : 'i');
     for (; count - same >= 16; same += 16) {
         __m128i const left = byte_search::Load(a + same);
         __m128i const right = byte_search::Load(b + same);
         __m128i const differ = _mm_xor_si128(left, right);
-        // A difference is the case bit of a letter other than I.
+        // A difference may only be the case bit of a letter.
         __m128i const small = _mm_or_si128(left, caseBit);
-        __m128i const foldable = _mm_andnot_si128(_mm_cmpeq_epi8(small, letterI), Letters(small, 'a'));
+        __m128i const foldable = _mm_andnot_si128(_mm_cmpeq_epi8(small, excluded), Letters(small, 'a'));
         __m128i const open = _mm_andnot_si128(_mm_and_si128(foldable, caseBit), differ);
         __m128i const equal = _mm_cmpeq_epi8(open, _mm_setzero_si128());
         __m128i const zero = _mm_cmpeq_epi8(left, _mm_setzero_si128());

@@ -1,0 +1,196 @@
+// Searches of 32 bytes at a time. Each function has a body for AVX2 on the processors that have it. The compiler ends
+// such a body with the instruction that lets the narrower ones run at full speed again.
+
+#include "utility/kernel/wide_search.h"
+
+#include "utility/kernel/ascii_case.h"
+#include "utility/kernel/byte_search.h"
+
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+
+#include <immintrin.h>
+
+#define TUZUTIL_AVX2 __attribute__((target("avx2")))
+
+namespace {
+
+constexpr std::ptrdiff_t fsWidth = 32;
+constexpr std::ptrdiff_t fsLong = 4 * fsWidth; // a shorter range is left to the functions of byte_search.h
+
+bool HasAvx2() noexcept {
+    return __builtin_cpu_supports("avx2") != 0;
+}
+
+TUZUTIL_AVX2 inline __m256i Load32(char const *at) noexcept {
+    return _mm256_loadu_si256(reinterpret_cast<__m256i const *>(at));
+}
+
+TUZUTIL_AVX2 inline unsigned int Mask32(__m256i equal) noexcept {
+    return static_cast<unsigned int>(_mm256_movemask_epi8(equal));
+}
+
+// Each of these searches whole blocks, and returns null if the rest has to be searched. `from` or `end` then bound the
+// rest.
+
+TUZUTIL_AVX2 char const *LastByteInBlocks(char const *from, char const *&end, char c) noexcept {
+    __m256i const wanted = _mm256_set1_epi8(c);
+    for (; end - from >= 4 * fsWidth; end -= 4 * fsWidth) {
+        __m256i const first = _mm256_cmpeq_epi8(Load32(end - 128), wanted);
+        __m256i const second = _mm256_cmpeq_epi8(Load32(end - 96), wanted);
+        __m256i const third = _mm256_cmpeq_epi8(Load32(end - 64), wanted);
+        __m256i const fourth = _mm256_cmpeq_epi8(Load32(end - 32), wanted);
+        if (Mask32(_mm256_or_si256(_mm256_or_si256(first, second), _mm256_or_si256(third, fourth))) != 0)
+            break;
+    }
+    for (; end - from >= fsWidth; end -= fsWidth) {
+        if (unsigned int const hits = Mask32(_mm256_cmpeq_epi8(Load32(end - fsWidth), wanted)))
+            return end - 1 - __builtin_clz(hits);
+    }
+    return nullptr;
+}
+
+TUZUTIL_AVX2 char const *PairInBlocks(char const *&from, char const *end, char a, char b) noexcept {
+    __m256i const wantedA = _mm256_set1_epi8(a);
+    __m256i const wantedB = _mm256_set1_epi8(b);
+    for (; end - from > 2 * fsWidth; from += 2 * fsWidth) {
+        __m256i const low =
+            _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from), wantedA), _mm256_cmpeq_epi8(Load32(from + 1), wantedB));
+        __m256i const high = _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from + 32), wantedA),
+                                              _mm256_cmpeq_epi8(Load32(from + 33), wantedB));
+        if (Mask32(_mm256_or_si256(low, high)) == 0)
+            continue;
+        unsigned int const hits = Mask32(low);
+        return hits ? from + __builtin_ctz(hits) : from + 32 + __builtin_ctz(Mask32(high));
+    }
+    return nullptr;
+}
+
+// Compares the first and the last byte of the text at each place, and the rest where both are right.
+TUZUTIL_AVX2 char const *TextInBlocks(char const *&from, char const *end, char const *text,
+                                      std::size_t count) noexcept {
+    char const *const last = end - count; // the last place at which the text can begin
+    __m256i const first = _mm256_set1_epi8(text[0]);
+    __m256i const final = _mm256_set1_epi8(text[count - 1]);
+    for (; last - from >= 2 * fsWidth - 1; from += 2 * fsWidth) {
+        char const *const ends = from + count - 1;
+        __m256i const low =
+            _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from), first), _mm256_cmpeq_epi8(Load32(ends), final));
+        __m256i const high =
+            _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from + 32), first), _mm256_cmpeq_epi8(Load32(ends + 32), final));
+        if (Mask32(_mm256_or_si256(low, high)) == 0)
+            continue;
+        std::uint64_t hits = Mask32(low) | std::uint64_t{Mask32(high)} << 32;
+        for (; hits; hits &= hits - 1) {
+            char const *const candidate = from + __builtin_ctzll(hits);
+            if (std::memcmp(candidate + 1, text + 1, count - 2) == 0)
+                return candidate;
+        }
+    }
+    return nullptr;
+}
+
+TUZUTIL_AVX2 char const *SkipWide(char const *from, char const *end, char const *set, std::size_t size,
+                                  bool wanted) noexcept {
+    unsigned int const flip = wanted ? 0 : ~0u;
+    for (; end - from >= fsWidth; from += fsWidth) {
+        __m256i const bytes = Load32(from);
+        __m256i found = _mm256_setzero_si256();
+        for (std::size_t i = 0; i < size; ++i)
+            found = _mm256_or_si256(found, _mm256_cmpeq_epi8(bytes, _mm256_set1_epi8(set[i])));
+        if (unsigned int const hits = Mask32(found) ^ flip)
+            return from + __builtin_ctz(hits);
+    }
+    return from;
+}
+
+TUZUTIL_AVX2 char *FoldWide(char *from, char *end, char first, int (*fold)(int)) {
+    __m256i const caseBit = _mm256_set1_epi8(ascii_case::fsCaseBit);
+    __m256i const shift = _mm256_set1_epi8(static_cast<char>(-128 - first));
+    __m256i const bound = _mm256_set1_epi8(-128 + 26);
+    for (; end - from >= fsWidth; from += fsWidth) {
+        __m256i const bytes = Load32(from);
+        if (Mask32(bytes) == 0) {
+            __m256i const letters = _mm256_cmpgt_epi8(bound, _mm256_add_epi8(bytes, shift));
+            __m256i const folded = _mm256_xor_si256(bytes, _mm256_and_si256(letters, caseBit));
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(from), folded);
+            continue;
+        }
+        for (int i = 0; i < fsWidth; ++i)
+            from[i] = static_cast<char>(fold(static_cast<unsigned char>(from[i])));
+    }
+    return from;
+}
+
+} // namespace
+
+char const *wide_search::FindLastByte(char const *from, char const *end, char c) noexcept {
+    if (end - from >= fsLong && HasAvx2()) {
+        if (char const *const found = LastByteInBlocks(from, end, c))
+            return found;
+    }
+    return byte_search::FindLastByte(from, end, c);
+}
+
+char const *wide_search::FindPair(char const *from, char const *end, char a, char b) noexcept {
+    if (end - from >= fsLong && HasAvx2()) {
+        if (char const *const found = PairInBlocks(from, end, a, b))
+            return found;
+    }
+    return byte_search::FindPair(from, end, a, b);
+}
+
+char const *wide_search::FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {
+    if (count > 1 && end - from >= fsLong && static_cast<std::size_t>(end - from) >= count && HasAvx2()) {
+        if (char const *const found = TextInBlocks(from, end, text, count))
+            return found;
+    }
+    return byte_search::FindText(from, end, text, count);
+}
+
+char const *wide_search::SkipBlocks(char const *from, char const *end, char const *set, std::size_t size,
+                                    bool wanted) noexcept {
+    if (end - from >= fsLong && HasAvx2())
+        return SkipWide(from, end, set, size, wanted);
+    for (; end - from >= 16; from += 16) {
+        __m128i const bytes = byte_search::Load(from);
+        __m128i found = _mm_setzero_si128();
+        for (std::size_t i = 0; i < size; ++i)
+            found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, _mm_set1_epi8(set[i])));
+        if (unsigned int const hits = byte_search::Mask(found) ^ (wanted ? 0 : 0xFFFFu))
+            return from + __builtin_ctz(hits);
+    }
+    return from;
+}
+
+char *wide_search::Fold(char *from, char *end, char first, int (*fold)(int)) {
+    if (end - from >= fsLong && HasAvx2())
+        from = FoldWide(from, end, first, fold);
+    return ascii_case::Fold(from, end, first, fold);
+}
+
+#else
+
+char const *wide_search::FindLastByte(char const *from, char const *end, char c) noexcept {
+    return byte_search::FindLastByte(from, end, c);
+}
+
+char const *wide_search::FindPair(char const *from, char const *end, char a, char b) noexcept {
+    return byte_search::FindPair(from, end, a, b);
+}
+
+char const *wide_search::FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {
+    return byte_search::FindText(from, end, text, count);
+}
+
+char const *wide_search::SkipBlocks(char const *from, char const *, char const *, std::size_t, bool) noexcept {
+    return from;
+}
+
+char *wide_search::Fold(char *from, char *end, char first, int (*fold)(int)) {
+    return ascii_case::Fold(from, end, first, fold);
+}
+
+#endif

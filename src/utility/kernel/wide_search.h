@@ -1,0 +1,26 @@
+#ifndef TUZUTIL_WIDE_SEARCH
+#define TUZUTIL_WIDE_SEARCH
+
+// Searches in long ranges of bytes: 32 bytes at a time if the processor has AVX2, and otherwise those of byte_search.h.
+// For a short range, the functions of byte_search.h are faster.
+
+#include <cstddef>
+
+namespace wide_search {
+
+// Do the same as their namesakes in byte_search.h.
+char const *FindLastByte(char const *from, char const *end, char c) noexcept;
+char const *FindPair(char const *from, char const *end, char a, char b) noexcept;
+char const *FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept;
+
+// Returns the first byte in [from, end) that is one of the `size` bytes of `set`, or is none of them, as `wanted` says.
+// If there is none in the whole blocks of the range, returns the beginning of the rest, which is shorter than a block.
+char const *SkipBlocks(char const *from, char const *end, char const *set, std::size_t size, bool wanted) noexcept;
+
+// Changes the case of the ASCII letters from `first` on, which is 'A' or 'a', in whole blocks. Calls `fold` for each
+// byte of a block that is not all ASCII. Returns the beginning of the rest, which is shorter than a block.
+char *Fold(char *from, char *end, char first, int (*fold)(int));
+
+} // namespace wide_search
+
+#endif
