@@ -116,8 +116,8 @@ private:
     static State StateAfter(char written) noexcept;
     void WriteLines(char const *bytes, std::size_t count);
     void WriteWithCrLf(char const *bytes, std::size_t count);
-    char const *EndOfRun(char const *from, char const *end) const noexcept;
-    void CheckStop();
+    char const *EndOfRun(char const *from, char const *end, std::uint32_t &lines) const noexcept;
+    void CheckStop(std::uint32_t lines);
     [[noreturn]] void Stop(std::uint32_t sourceLine);
     void WriteEndLine();
     std::uint32_t ReadAreaSize() const noexcept;
@@ -132,7 +132,7 @@ private:
     bool fLinesLimited = false;
     bool fInBody = false; // an empty line was written
     std::uint32_t fLinesLeft = 0;
-    std::uint64_t fLineLength = 0; // bytes of the current line that were written
+    std::uint64_t fLineLength = 0; // bytes of the current line of the header that were written
     std::size_t fGathered = 0;     // bytes of an incomplete piece, if the source threw
     bool fHasBareLineFeed = false;
     bool fHasBareReturn = false;

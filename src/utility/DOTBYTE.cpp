@@ -123,42 +123,59 @@ TDotByteStreamBuf::State TDotByteStreamBuf::StateAfter(char written) noexcept {
     return written == '\r' ? State::afterCr : State::insideLine;
 }
 
-// Writes runs of bytes. Between two runs, a dot is inserted or a line is counted.
+// Writes runs of bytes. Between two runs, a dot is inserted, or the limit of lines is looked at.
 void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
     char const *const end = bytes + count;
     while (bytes != end) {
         if (fWriteState == State::atLineStart && *bytes == '.')
             sink_writer::Write(*fSink, ".", 1);
-        char const *const stop = EndOfRun(bytes, end);
+        std::uint32_t lines = 0;
+        char const *const stop = EndOfRun(bytes, end, lines);
         auto const length = static_cast<std::size_t>(stop - bytes);
         sink_writer::Write(*fSink, bytes, length);
         fWriteState = StateAfter(stop[-1]);
         fLineLength += length;
         bytes = stop;
-        if (fWriteState == State::atLineStart)
-            CheckStop();
+        if (fLinesLimited)
+            CheckStop(lines);
     }
 }
 
-// Returns the end of the run that begins at `from`. If lines are counted, a run ends after the next LF. Otherwise it
-// ends after the next LF that is followed by a dot.
-char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end) const noexcept {
-    char const *const lineFeed =
-        fLinesLimited ? byte_search::FindByte(from, end, '\n') : wide_search::FindPair(from, end, '\n', '.');
-    return lineFeed ? lineFeed + 1 : end;
+// Returns the end of the run that begins at `from`. A run ends after the next LF that is followed by a dot. In a header
+// whose lines are counted, it ends after each LF, and in the body after the last line that is allowed. Adds to `lines`
+// the lines of the body that end in the run, if they are counted.
+char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end, std::uint32_t &lines) const noexcept {
+    if (fLinesLimited && !fInBody) {
+        char const *const lineFeed = byte_search::FindByte(from, end, '\n');
+        return lineFeed ? lineFeed + 1 : end;
+    }
+    char const *const dotted = wide_search::FindPair(from, end, '\n', '.');
+    char const *const stop = dotted ? dotted + 1 : end;
+    if (!fLinesLimited)
+        return stop;
+    std::size_t const ends = byte_search::CountByte(from, stop, '\n');
+    lines = static_cast<std::uint32_t>(std::min<std::size_t>(ends, fLinesLeft));
+    if (ends < fLinesLeft)
+        return stop;
+    for (std::uint32_t i = 0; i < lines; ++i)
+        from = byte_search::FindByte(from, stop, '\n') + 1;
+    return from;
 }
 
-// Called after each run that ends a line.
-void TDotByteStreamBuf::CheckStop() {
-    if (fLinesLimited && fInBody) {
-        if (fLinesLeft-- == 1)
-            Stop(fsLimitInBody);
-    } else if (fLinesLimited && fLineLength < 3) {
-        fInBody = true;
+// Called after each run if lines are counted. `lines` lines of the body ended in the run.
+void TDotByteStreamBuf::CheckStop(std::uint32_t lines) {
+    if (fInBody) {
+        fLinesLeft -= lines;
         if (fLinesLeft == 0)
-            Stop(fsLimitAtEmptyLine);
+            Stop(fsLimitInBody);
+    } else if (fWriteState == State::atLineStart) {
+        if (fLineLength < 3) {
+            fInBody = true;
+            if (fLinesLeft == 0)
+                Stop(fsLimitAtEmptyLine);
+        }
+        fLineLength = 0;
     }
-    fLineLength = 0;
 }
 
 void TDotByteStreamBuf::Stop(std::uint32_t sourceLine) {
