@@ -3,8 +3,6 @@
 #include "Session.h"
 #include "Tracing.h"
 
-#include "tuzutil/EXCEPTN.h"
-
 #include <exception>
 #include <utility>
 
@@ -27,8 +25,6 @@ int Client::Run() {
     try {
         SocketStream connection(fHandle, {fOptions.idleSeconds, fOptions.bytesPerSecond});
         Session(connection, *fVisitor, fUsers, fOptions, fCounters, fIdleTimer).Run();
-    } catch (TException &problem) {
-        TraceException(TraceCategory::session, problem);
     } catch (std::exception const &problem) {
         TTracePoint::Write(TTrace::error, TraceCategory::session, "%s", problem.what());
     }

@@ -4,6 +4,8 @@
 #include "Texts.h"
 #include "Tracing.h"
 
+#include "tuzutil/EXCEPTN.h"
+
 #include <memory>
 #include <new>
 #include <utility>

@@ -8,6 +8,7 @@
 #include "Tracing.h"
 #include "Users.h"
 
+#include "tuzutil/EXCEPTN.h"
 #include "tuzutil/MSGSTRPM.h"
 #include "tuzutil/NLSRESRC.h"
 #include "tuzutil/UNICODE.h"

@@ -7,27 +7,31 @@
 //     try {
 //         text.subString(0);
 //     } catch (TException &problem) {
-//         std::cerr << problem.name() << ": " << problem.text(0) << '\n';
+//         std::cerr << problem << '\n'; // its texts, class, ID and first location, as what() returns them
 //         problem.addLocation(TExceptionLocation(__FILE__, __func__, __LINE__));
 //         problem.Throw(); // with its own class
 //     }
 //
 // Ownership:  An exception holds its texts. The group and the names in the locations are borrowed and must be static.
-// Threads:    An exception belongs to the thread that threw it. Pass copies of its texts to other threads, not the
-//             object.
+// Threads:    One thread at a time may change an exception. Several threads may read one that nobody changes.
 // Failures:   Of the members, only Throw() throws. An index out of range yields null. A text becomes null if there is
 //             no memory for it, but the library's own TOutOfMemory always has its text, which is in static memory.
 // Surprises:
 // - text(0) is the newest text, but locationAtIndex(0) is the oldest location.
 // - There is room for five texts and five locations. A sixth one removes the oldest and the newest: see appendText().
-// - TException does not derive from std::exception. If a program does not catch an exception of this family, the
-//   library writes the name and the text of the exception to standard error, and the program ends.
+// - Every exception of the family is a std::exception too. A handler for std::exception that stands before one for
+//   TException catches it. A class that derives from TException and from std::exception has two such bases: a handler
+//   for std::exception then does not catch it.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TSTRING.h"
 
+#include <atomic>
 #include <cstdint>
+#include <exception>
+#include <iosfwd>
+#include <system_error>
 
 class TUZUTIL_API TExceptionLocation {
 public:
@@ -45,7 +49,22 @@ private:
     std::uint32_t fLineNumber = 0;
 };
 
-class TUZUTIL_API TException {
+class TException;
+
+// The virtual functions of TException. As its first base, this class keeps them in their order: those of std::exception
+// come after them.
+class TUZUTIL_API TExceptionSlots {
+protected:
+    virtual ~TExceptionSlots();
+    virtual void Throw() = 0;
+    virtual int isRecoverable() const noexcept = 0;
+    virtual TException &addLocation(TExceptionLocation const &location) noexcept = 0;
+    virtual char const *name() const noexcept = 0;
+    virtual TException &logExceptionData() = 0;
+    virtual void terminate() = 0;
+};
+
+class TUZUTIL_API TException : private TExceptionSlots, public std::exception {
 public:
     enum Severity { unrecoverable, recoverable };
 
@@ -53,13 +72,25 @@ public:
     TException(TException const &other) noexcept;
     TException &operator=(TException const &other) noexcept;
 
-    virtual ~TException();
-    [[noreturn]] virtual void Throw(); // throws a copy that has the class of this object
-    virtual int isRecoverable() const noexcept;
-    virtual TException &addLocation(TExceptionLocation const &location) noexcept; // for a sixth, see appendText()
-    virtual char const *name() const noexcept;                                    // the name of the class
-    virtual TException &logExceptionData();                                       // does nothing, unless overridden
-    virtual void terminate();                                                     // does nothing, unless overridden
+    ~TException() override;
+    [[noreturn]] void Throw() override; // throws a copy that has the class of this object
+    int isRecoverable() const noexcept override;
+    TException &addLocation(TExceptionLocation const &location) noexcept override; // for a sixth, see appendText()
+    char const *name() const noexcept override;                                    // the name of the class
+    TException &logExceptionData() override;                                       // does nothing, unless overridden
+    void terminate() override;                                                     // does nothing, unless overridden
+
+    // Returns the texts from the newest to the oldest, and in parentheses the class, the ID, the first location and, if
+    // the system failed, its error code and its words, for example "Bad value to truncate this String (TInvalidRequest,
+    // ID 1, src/utility/TSTRING:512)". The result is never null. It is valid until the exception is changed or
+    // destroyed. If there is no memory for it, returns text(0), or name() if that is null.
+    char const *what() const noexcept override;
+
+    // The error of the system that led to this exception: its code and, if they tell more than the code, its own words.
+    // The library sets both if the system cannot load a library or a text. `words` is copied.
+    TException &setSystemError(unsigned long code, char const *words = nullptr) noexcept;
+    std::error_code code() const noexcept { return {static_cast<int>(fSystemCode), std::system_category()}; } // 0: none
+    char const *systemText() const noexcept { return fSystemText; } // for example of the loader; null if there is none
 
     TException &setSeverity(Severity severity) noexcept;
     TException &setErrorId(unsigned long errorId) noexcept;
@@ -89,6 +120,24 @@ private:
 
     static constexpr std::uint32_t fsMaximum = 5;
 
+    // The result of what(). A copy of the exception makes its own.
+    class TDescription {
+    public:
+        TDescription() noexcept = default;
+        TDescription(TDescription const &) noexcept {}
+        TDescription &operator=(TDescription const &) noexcept {
+            Forget();
+            return *this;
+        }
+        ~TDescription() { Forget(); }
+
+        char const *Text(TException const &problem) noexcept; // null if there is no memory
+        void Forget() noexcept;
+
+    private:
+        std::atomic<char *> fText{nullptr};
+    };
+
     Severity fSeverity;
     std::uint32_t fErrorId;
     TExceptionLocation fLocations[fsMaximum];
@@ -96,7 +145,16 @@ private:
     std::uint32_t fTextCount = 1;
     TString fTexts[fsMaximum];
     char const *fGroup = nullptr;
+    std::uint32_t fSystemCode = 0;
+    TString fSystemText;
+    mutable TDescription fDescription;
 };
+
+// Writes what(). A function of this name that a program has already is preferred.
+template <typename Traits>
+std::basic_ostream<char, Traits> &operator<<(std::basic_ostream<char, Traits> &out, TException const &problem) {
+    return out << problem.what();
+}
 
 // Declares an exception class with its constructor, Throw() and name(); TUZUTIL_DEFINE_EXCEPTION defines them. `api` is
 // the export macro of the library that contains the definition, for example TUZUTIL_API.

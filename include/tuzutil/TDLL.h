@@ -12,7 +12,8 @@
 //             handle.
 // Threads:    Several threads may call loadMessage(). For all other uses, one thread at a time may use an object.
 //             Loading takes the system's loader lock.
-// Failures:   TAccessError, recoverable; the comments of the functions give the texts.
+// Failures:   TAccessError, recoverable; the comments of the functions give the texts. Its code() is the system's error
+//             code, and systemText() says in the words of the system's loader why a library was not loaded.
 // Surprises:
 // - A text is cut after 256 characters, or after 256 bytes if it is narrow.
 // - The number of a text is at most 65535. An empty text counts as missing.

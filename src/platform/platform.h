@@ -258,8 +258,12 @@ struct Library;
 // Loads a library by its name. A name without a directory is looked for in the program's directory, and then in the
 // places of the system. If the last part of the name has no ".", the function adds ".dll"; Linux then also tries the
 // name without this ending. The program itself can be opened too. Returns null on failure, with LastError(). The
-// library stays loaded for ever. Takes the system's loader lock and runs the library's initialisers.
-Library *OpenLibrary(char const *name) noexcept; // fails if `name` is null
+// library stays loaded for ever. Takes the system's loader lock and runs the library's initialisers. On failure, stores
+// in `words` what the system's loader says about it, and nothing if the loader says nothing.
+struct TLoaderWords {
+    char text[512] = "";
+};
+Library *OpenLibrary(char const *name, TLoaderWords *words = nullptr) noexcept; // fails if `name` is null
 
 // Writes the full name of a loaded library, or of the program if `library` is null. A name of more than size - 1 bytes
 // is cut. Returns the number of bytes written, without the zero, or 0 if the system does not know the name. REQUIRES:

@@ -1,10 +1,16 @@
 // TException and its family: their texts and locations, and the test whether exceptions are traced. Only texts are
 // allocated. A text for which there is no memory becomes null: the exception may be thrown because memory is missing.
-// Only Trace() takes a lock: the trace lock, if some destination traces exceptions.
+// Only Trace() takes a lock: the trace lock, if some destination traces exceptions. what() makes its text at the first
+// call; every change of the exception discards that text.
 
 #include "tuzutil/EXCEPTN.h"
 
+#include "platform/platform.h"
+
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -27,7 +33,97 @@ void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by v
     list[4] = entry;
 }
 
+// Puts a text together: without memory, only counts its bytes.
+class TPieces {
+public:
+    explicit TPieces(char *memory) noexcept : fMemory(memory) {}
+
+    void Put(char const *text) noexcept {
+        std::size_t const count = std::strlen(text);
+        if (fMemory)
+            std::memcpy(fMemory + fLength, text, count + 1);
+        fLength += count;
+    }
+    void Put(unsigned long number) noexcept {
+        char digits[24];
+        *std::to_chars(digits, std::end(digits) - 1, number).ptr = '\0';
+        Put(digits);
+    }
+    std::size_t Length() const noexcept { return fLength; } // without the terminating zero
+
+private:
+    char *fMemory;
+    std::size_t fLength = 0;
+};
+
+void PutTexts(TPieces &pieces, TException const &problem) noexcept {
+    char const *separator = "";
+    for (unsigned long i = 0; i < problem.textCount(); ++i) {
+        if (char const *const text = problem.text(i)) {
+            pieces.Put(separator);
+            pieces.Put(text);
+            separator = ": ";
+        }
+    }
+    pieces.Put(*separator ? " (" : "(");
+}
+
+void PutSystemError(TPieces &pieces, TException const &problem) noexcept {
+    unsigned long const code = static_cast<std::uint32_t>(problem.code().value());
+    char const *words = problem.systemText();
+    if (!code && !words)
+        return;
+    char known[256];
+    if (!words) {
+        platform::ErrorText(static_cast<std::uint32_t>(code), known, sizeof known);
+        words = known;
+    }
+    pieces.Put("; system error ");
+    pieces.Put(code);
+    pieces.Put(": ");
+    pieces.Put(words);
+}
+
+void Describe(TPieces &pieces, TException const &problem) noexcept {
+    PutTexts(pieces, problem);
+    pieces.Put(problem.name());
+    pieces.Put(", ID ");
+    pieces.Put(problem.errorId());
+    if (TExceptionLocation const *const location = problem.locationAtIndex(0)) {
+        pieces.Put(", ");
+        pieces.Put(location->fileName() ? location->fileName() : "");
+        pieces.Put(":");
+        pieces.Put(location->lineNumber());
+    }
+    PutSystemError(pieces, problem);
+    pieces.Put(")");
+}
+
 } // namespace
+
+// Several threads may ask for the text of one exception. The first text that is stored is that of all.
+char const *TException::TDescription::Text(TException const &problem) noexcept {
+    if (char const *const made = fText.load(std::memory_order_acquire))
+        return made;
+    TPieces counted(nullptr);
+    Describe(counted, problem);
+    auto *const text = static_cast<char *>(std::malloc(counted.Length() + 1));
+    if (!text)
+        return nullptr;
+    TPieces pieces(text);
+    Describe(pieces, problem);
+    char *other = nullptr;
+    if (fText.compare_exchange_strong(other, text, std::memory_order_acq_rel))
+        return text;
+    std::free(text);
+    return other;
+}
+
+void TException::TDescription::Forget() noexcept {
+    std::free(fText.exchange(nullptr, std::memory_order_acq_rel));
+}
+
+TExceptionSlots::~TExceptionSlots() = default;
 
 TException::TException(char const *text, unsigned long errorId, Severity severity) noexcept
     : fSeverity(severity), fErrorId(static_cast<std::uint32_t>(errorId)) {
@@ -51,6 +147,7 @@ int TException::isRecoverable() const noexcept {
 }
 
 TException &TException::addLocation(TExceptionLocation const &location) noexcept {
+    fDescription.Forget();
     AppendToFive(fLocations, fLocationCount, location);
     return *this;
 }
@@ -71,6 +168,7 @@ TException &TException::setSeverity(Severity severity) noexcept {
 }
 
 TException &TException::setErrorId(unsigned long errorId) noexcept {
+    fDescription.Forget();
     fErrorId = static_cast<std::uint32_t>(errorId);
     return *this;
 }
@@ -81,18 +179,37 @@ TException &TException::setErrorCodeGroup(char const *group) noexcept {
 }
 
 TException &TException::setText(char const *text) noexcept {
-    fTexts[0] = TextOrNull(text);
+    TString const first = TextOrNull(text); // may be a part of what()
+    fDescription.Forget();
+    fTexts[0] = first;
     fTextCount = 1;
     return *this;
 }
 
 TException &TException::appendText(char const *text) noexcept {
-    AppendToFive(fTexts, fTextCount, TextOrNull(text));
+    TString const next = TextOrNull(text); // may be a part of what()
+    fDescription.Forget();
+    AppendToFive(fTexts, fTextCount, next);
     return *this;
 }
 
 char const *TException::text(unsigned long index) const noexcept {
     return index < fTextCount ? static_cast<char const *>(fTexts[fTextCount - 1 - index]) : nullptr;
+}
+
+char const *TException::what() const noexcept {
+    if (char const *const described = fDescription.Text(*this))
+        return described;
+    char const *const newest = text(0);
+    return newest ? newest : name();
+}
+
+TException &TException::setSystemError(unsigned long code, char const *words) noexcept {
+    TString const copied = TextOrNull(words);
+    fDescription.Forget();
+    fSystemCode = static_cast<std::uint32_t>(code);
+    fSystemText = copied;
+    return *this;
 }
 
 TExceptionLocation const *TException::locationAtIndex(unsigned long index) const noexcept {

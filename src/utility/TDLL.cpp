@@ -43,12 +43,13 @@ TString LoadUtf8(platform::Library *library, unsigned long id) {
 
 TDll::TDll(char const *name) : fName(name) {
     TLoading loading;
-    fHandle = platform::OpenLibrary(name);
+    platform::TLoaderWords words;
+    fHandle = platform::OpenLibrary(name, &words);
     std::uint32_t const error = platform::LastError();
     loading.Rethrow();
     if (!fHandle)
-        fsReports.Raise<TAccessError>(
-            TTextMessage("Unable to find or open %s, GetLastError=%u(x%2$08X)", fName, error));
+        fsReports.Raise<TAccessError>(TTextMessage("Unable to find or open %s, GetLastError=%u(x%2$08X)", fName, error),
+                                      {.systemCode = error, .systemText = *words.text ? words.text : nullptr});
     fOpen = 1;
 }
 
@@ -63,7 +64,7 @@ TString TDll::loadMessage(unsigned long id, int wide) const {
         std::uint32_t const error = platform::LastError();
         fsReports.Error("LoadString Error %d getting message %d from file %s", error, static_cast<std::uint32_t>(id),
                         fName.Copy());
-        fsReports.Raise<TAccessError>("Error getting message", {.errorId = 2});
+        fsReports.Raise<TAccessError>("Error getting message", {.errorId = 2, .systemCode = error});
     }
     text.SetUnicode(wide);
     return text;

@@ -3,9 +3,15 @@
 #include "support/Expect.h"
 
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -38,6 +44,7 @@ void ExpectCaughtBy(TException &problem) {
     EXPECT_THROW(problem.Throw(), E);
     EXPECT_THROW(problem.Throw(), Parent);
     EXPECT_THROW(problem.Throw(), TException);
+    EXPECT_THROW(problem.Throw(), std::exception);
     try {
         problem.Throw();
     } catch (E &caught) {
@@ -63,13 +70,15 @@ TEST(TException, Example) {
         try {
             text.subString(0);
         } catch (TException &problem) {
-            err << problem.name() << ": " << problem.text(0) << '\n';
+            err << problem << '\n';
             problem.addLocation(TExceptionLocation(__FILE__, __func__, __LINE__));
             problem.Throw();
         }
     };
     EXPECT_THROW(call(), TInvalidRequest);
-    EXPECT_EQ(err.str(), "TInvalidRequest: Bad value to truncate this String\n");
+    std::string const frame = "Bad value to truncate this String (TInvalidRequest, ID 1, src/utility/TSTRING:";
+    EXPECT_EQ(err.str().substr(0, frame.size()), frame);
+    EXPECT_EQ(err.str().substr(err.str().size() - 2), ")\n");
 }
 
 TEST(TException, IsThrownAsItsOwnClassWhoeverHoldsIt) {
@@ -263,6 +272,130 @@ TEST(TException, CrossesTheLibraryBoundaryToEveryHandler) {
         kept = std::current_exception();
     }
     EXPECT_THROW(std::rethrow_exception(kept), TInvalidRequest);
+}
+
+// The standard's side of an exception
+
+TEST(TExceptionWhat, TellsTextClassIdAndFirstLocation) {
+    TAccessError problem("No such mailbox", 17, TException::recoverable);
+    EXPECT_STREQ(problem.what(), "No such mailbox (TAccessError, ID 17)");
+    problem.addLocation(TExceptionLocation("src/mailbox.cpp", "Open", 12));
+    problem.addLocation(TExceptionLocation("src/session.cpp", "Login", 99));
+    EXPECT_STREQ(problem.what(), "No such mailbox (TAccessError, ID 17, src/mailbox.cpp:12)");
+}
+
+TEST(TExceptionWhat, ListsTheTextsFromTheNewestToTheOldest) {
+    TException problem = Sample();
+    problem.appendText("B").appendText(nullptr).appendText("D");
+    EXPECT_STREQ(problem.what(), "D: B: A (TException, ID 17)");
+    EXPECT_STREQ(Sample(nullptr).what(), "(TException, ID 17)");
+    EXPECT_STREQ(Sample("").what(), " (TException, ID 17)");
+}
+
+TEST(TExceptionWhat, FollowsEveryChange) {
+    TException problem = Sample();
+    std::string seen = problem.what();
+    problem.setText("B");
+    seen += std::string("|") + problem.what();
+    problem.setErrorId(4294967295ul);
+    seen += std::string("|") + problem.what();
+    problem.addLocation(TExceptionLocation());
+    seen += std::string("|") + problem.what();
+    problem = Sample("C");
+    seen += std::string("|") + problem.what();
+    problem.setText(problem.what());
+    EXPECT_EQ(seen, "A (TException, ID 17)|B (TException, ID 17)|B (TException, ID 4294967295)|"
+                    "B (TException, ID 4294967295, :0)|C (TException, ID 17)");
+    EXPECT_STREQ(problem.what(), "C (TException, ID 17) (TException, ID 17)");
+    char const *const same = problem.what();
+    EXPECT_EQ(problem.what(), same);
+}
+
+TEST(TExceptionWhat, OfACopyIsItsOwn) {
+    auto original = std::make_unique<TException>(Sample());
+    char const *const first = original->what();
+    TException const copy(*original);
+    EXPECT_NE(copy.what(), first);
+    original.reset();
+    EXPECT_STREQ(copy.what(), "A (TException, ID 17)");
+}
+
+TEST(TExceptionWhat, MayBeAskedForBySeveralThreads) {
+    for (int i = 0; i < 200; ++i) {
+        TException const problem = Sample();
+        std::array<char const *, 4> seen{};
+        std::vector<std::thread> threads;
+        for (char const *&each : seen)
+            threads.emplace_back([&] { each = problem.what(); });
+        for (std::thread &thread : threads)
+            thread.join();
+        for (char const *const each : seen)
+            ASSERT_EQ(each, problem.what());
+    }
+}
+
+TEST(TExceptionWhat, ReachesAHandlerOfTheStandard) {
+    try {
+        TString("abc").subString(0);
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (std::exception const &problem) {
+        EXPECT_EQ(std::string(problem.what()).find("Bad value to truncate this String (TInvalidRequest, ID 1, src/"),
+                  0u);
+        EXPECT_NE(dynamic_cast<TInvalidRequest const *>(&problem), nullptr);
+    }
+}
+
+TEST(TExceptionCode, IsTheSystemsErrorIfTheSystemFailed) {
+    TException problem = Sample();
+    EXPECT_FALSE(problem.code());
+    EXPECT_EQ(problem.systemText(), nullptr);
+    EXPECT_EQ(&problem.setSystemError(2), &problem); // the file does not exist, on both systems
+    EXPECT_EQ(problem.code(), std::errc::no_such_file_or_directory);
+    EXPECT_EQ(problem.code(), std::error_code(2, std::system_category()));
+    EXPECT_EQ(problem.systemText(), nullptr);
+    std::string const frame = "A (TException, ID 17; system error 2: ";
+    EXPECT_EQ(std::string(problem.what()).substr(0, frame.size()), frame);
+    EXPECT_GT(std::strlen(problem.what()), frame.size() + 1);
+    problem.setSystemError(8, "mail.dll: wrong ELF class");
+    EXPECT_STREQ(problem.what(), "A (TException, ID 17; system error 8: mail.dll: wrong ELF class)");
+    TException const copy(problem);
+    EXPECT_EQ(copy.code().value(), 8);
+    EXPECT_STREQ(copy.systemText(), "mail.dll: wrong ELF class");
+    EXPECT_FALSE(problem.setSystemError(0).code());
+    EXPECT_STREQ(problem.what(), "A (TException, ID 17)");
+}
+
+// A program's own operator, as programs have them from the time before the library had one.
+class TOwnError : public TException {
+public:
+    using TException::TException;
+};
+static std::ostream &operator<<(std::ostream &out, TOwnError const &) {
+    return out << "own";
+}
+
+TEST(TExceptionOutput, WritesWhat) {
+    std::ostringstream out;
+    out << Sample() << '|' << TOutOfMemory("B", 1, TException::recoverable) << '|'
+        << TOwnError("C", 1, TException::recoverable);
+    EXPECT_EQ(out.str(), "A (TException, ID 17)|B (TOutOfMemory, ID 1)|own");
+}
+
+// The number of a virtual function in the table, as pointers to members hold it. The destructor has the slots 0 and 1.
+template <typename Member>
+std::uintptr_t Slot(Member member) {
+    std::uintptr_t offset;
+    std::memcpy(&offset, &member, sizeof offset);
+    return (offset - 1) / sizeof(void *);
+}
+
+TEST(TExceptionLayout, KeepsTheOrderOfTheVirtualFunctions) {
+    EXPECT_EQ(Slot(&TException::Throw), 2u);
+    EXPECT_EQ(Slot(&TException::isRecoverable), 3u);
+    EXPECT_EQ(Slot(&TException::addLocation), 4u);
+    EXPECT_EQ(Slot(&TException::name), 5u);
+    EXPECT_EQ(Slot(&TException::logExceptionData), 6u);
+    EXPECT_EQ(Slot(&TException::terminate), 7u);
 }
 
 TEST(TCrtMsg, IsOneNumber) {

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <system_error>
 
 namespace {
 
@@ -64,6 +65,8 @@ void ExpectCannotOpen(char const *name) {
         EXPECT_EQ(error, same);
         EXPECT_NE(error, 0u);
         EXPECT_EQ(problem.errorId(), 1u);
+        EXPECT_EQ(problem.textCount(), 1u);
+        EXPECT_EQ(problem.code(), std::error_code(static_cast<int>(error), std::system_category()));
         EXPECT_EQ(problem.isRecoverable(), 1);
         EXPECT_STREQ(problem.errorCodeGroup(), "Quendix Library");
         ASSERT_EQ(problem.locationCount(), 1u);
@@ -243,6 +246,55 @@ TEST(TDll, AClosedOneHasNoTexts) {
     EXPECT_EQ(dll.isOpen(), 0);
     ExpectThrows<TAccessError>({.text = "Dll not loaded", .file = fsFile}, [&] { dll.loadMessage(1, 0); });
     ExpectThrows<TAccessError>({.text = "Dll not loaded", .file = fsFile}, [&] { dll.loadMessage(1, 1); });
+}
+
+TEST(TDll, AFailureCarriesTheWordsOfTheLoader) {
+    TTempFolder folder;
+    folder.AddFile("text.dll",
+                   "this is not a library, however long the text in it becomes, and it becomes long enough");
+    struct {
+        std::string name;
+        char const *word; // what the loader says
+    } const rows[] = {
+#if defined(_WIN32)
+        {folder.Name("text.dll"), ""},
+        {folder.Name("missing.dll"), ""},
+        {"tuzutil no such library.dll", ""},
+#else
+        {folder.Name("text.dll"), "text.dll: invalid ELF header"},
+        {folder.Name("text"), "text.dll: invalid ELF header"},
+        {folder.Name("missing.dll"), "missing.dll: cannot open shared object file: No such file or directory"},
+        {"tuzutil no such library.dll", "tuzutil no such library.dll: cannot open shared object file: No such file"},
+#endif
+    };
+    for (auto const &row : rows) {
+        SCOPED_TRACE(row.name);
+        try {
+            TDll dll(row.name.c_str());
+            ADD_FAILURE() << "opened";
+        } catch (TAccessError const &problem) {
+            ASSERT_NE(problem.systemText(), nullptr);
+            std::string const words = problem.systemText();
+            EXPECT_FALSE(words.empty());
+            EXPECT_NE(words.find(row.word), std::string::npos) << words;
+            EXPECT_EQ(words.find('\n'), std::string::npos) << words;
+            EXPECT_EQ(words.find('%'), std::string::npos) << words;
+            std::string const what = problem.what();
+            EXPECT_EQ(what.substr(what.size() - words.size() - 1), words + ")");
+        }
+    }
+}
+
+TEST(TDll, AMissingTextCarriesTheSystemsError) {
+    TDll const dll(Lengths().c_str());
+    try {
+        dll.loadMessage(30000, 0);
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (TAccessError const &problem) {
+        EXPECT_NE(problem.code().value(), 0);
+        EXPECT_EQ(problem.systemText(), nullptr);
+        EXPECT_NE(std::string(problem.what()).find("; system error "), std::string::npos);
+    }
 }
 
 TEST(TDll, WhatIsNoLibraryCannotBeOpened) {

@@ -147,6 +147,17 @@ TOutcome DescribesAnException() {
               "at location:\n  [file, 5] function");
 }
 
+TOutcome AnswersWhat() {
+    TException problem("first", 7, TException::recoverable);
+    problem.addLocation({"file", "function", 5});
+    std::string_view const what(problem.what());
+    if (what == "first (TException, ID 7, file:5)")
+        return done;
+    // Without memory for the description there is still the text, and without that the name.
+    return what == (problem.text(0) ? "first" : "TException") || what == "(TException, ID 7, file:5)" ? reported
+                                                                                                      : wrong;
+}
+
 // Values, messages, records
 
 TOutcome HoldsValues() {
@@ -523,6 +534,7 @@ TOperation const fsOperations[] = {
     OPERATION(FindsTexts),           OPERATION(LoadsALibrary),
     OPERATION(CollectsElements),     OPERATION(WeaklyRefers),
     OPERATION(FormatsATime),         OPERATION(TellsItsVersion),
+    OPERATION(AnswersWhat),
 };
 #undef OPERATION
 

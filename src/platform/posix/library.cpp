@@ -32,9 +32,35 @@ void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
 
-void *Open(char const *name) noexcept {
-    return ::dlopen(IsProgram(name) ? nullptr : name, RTLD_NOW | RTLD_LOCAL);
+// Whether the loader has found a library of that name and says what is wrong with it. If it has not found one of a name
+// without a directory, its text begins with that name.
+bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
+    return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }
+
+// Opens a library under one name after the other, and keeps the loader's words about a failure: those about a library
+// that exists, otherwise those about the first name.
+class TLoader {
+public:
+    void Try(char const *name) noexcept {
+        if (fLibrary)
+            return;
+        fLibrary = ::dlopen(IsProgram(name) ? nullptr : name, RTLD_NOW | RTLD_LOCAL);
+        char const *const text = fLibrary ? nullptr : ::dlerror();
+        if (!text || fIsTold)
+            return;
+        fIsTold = IsAboutTheLibrary(name, text);
+        if (fIsTold || !*fWords.text)
+            ::snprintf(fWords.text, sizeof fWords.text, "%s", text);
+    }
+    void *Result() const noexcept { return fLibrary; }
+    platform::TLoaderWords const &Words() const noexcept { return fWords; }
+
+private:
+    void *fLibrary = nullptr;
+    bool fIsTold = false; // the words are about a library that exists
+    platform::TLoaderWords fWords;
+};
 
 // Returns the error number that fits best. The loader gives its reason only as a text.
 int ReasonFor(char const *name) noexcept {
@@ -119,7 +145,7 @@ TText FindText(platform::Library *library, std::uint64_t number) noexcept {
 
 char const *const platform::nativeLibraryEnding = ".so";
 
-platform::Library *platform::OpenLibrary(char const *name) noexcept {
+platform::Library *platform::OpenLibrary(char const *name, TLoaderWords *words) noexcept {
     TNoCancel const noCancel; // the thread must not be cancelled within the loader
     TNativeName const given(name ? name : "");
     char const *const slash = ::strrchr(given, '/');
@@ -134,19 +160,21 @@ platform::Library *platform::OpenLibrary(char const *name) noexcept {
     char const *const names[] = {hasEnding ? static_cast<char const *>(given) : withEnding,
                                  given}; // programs have no ending on this system
 
-    void *library = nullptr;
+    TLoader loader;
     for (char const *const each : names) {
-        if (!library && !slash) {
+        if (!slash) {
             TBesideProgram const beside(each);
             if (*beside.path)
-                library = Open(beside.path);
+                loader.Try(beside.path);
         }
-        if (!library)
-            library = Open(each);
+        loader.Try(each);
     }
-    if (!library)
+    if (!loader.Result()) {
+        if (words)
+            *words = loader.Words();
         errno = ReasonFor(names[0]);
-    return static_cast<Library *>(library);
+    }
+    return static_cast<Library *>(loader.Result());
 }
 
 std::size_t platform::LibraryName(Library *library, char *name, std::size_t size) noexcept {

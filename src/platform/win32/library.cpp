@@ -24,17 +24,30 @@ bool Prepare(std::uint64_t number) noexcept {
     return number <= fsHighestNumber;
 }
 
+// Writes the system's English text of an error. If the text has a place for the name of the library, puts it there.
+void WriteWords(platform::TLoaderWords &words, DWORD error, char const *name) noexcept {
+    DWORD_PTR arguments[] = {reinterpret_cast<DWORD_PTR>(name ? name : "")};
+    DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_ARGUMENT_ARRAY, nullptr, error,
+                                  MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), words.text, sizeof words.text,
+                                  reinterpret_cast<va_list *>(arguments));
+    while (length && (words.text[length - 1] == '\n' || words.text[length - 1] == '\r'))
+        --length;
+    words.text[length] = '\0';
+}
+
 } // namespace
 
 char const *const platform::nativeLibraryEnding = nullptr;
 
-platform::Library *platform::OpenLibrary(char const *name) noexcept {
+platform::Library *platform::OpenLibrary(char const *name, TLoaderWords *words) noexcept {
     // The system must not open a dialogue box because of a damaged file.
     DWORD previous = 0;
     SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previous);
     HMODULE const library = LoadLibraryA(name);
     TKeptError const kept;
     SetThreadErrorMode(previous, nullptr);
+    if (!library && words)
+        WriteWords(*words, GetLastError(), name);
     return reinterpret_cast<Library *>(library);
 }
 

@@ -19,11 +19,14 @@ struct TFailure {
     std::uint32_t line;
     std::uint32_t errorId;
     TException::Severity severity;
+    std::uint32_t systemCode = 0; // see TException::setSystemError()
+    char const *systemText = nullptr;
 };
 
 template <typename E>
 void Prepare(E &exception, TFailure const &failure) {
     exception.setErrorCodeGroup("Quendix Library");
+    exception.setSystemError(failure.systemCode, failure.systemText);
     exception.addLocation(TExceptionLocation(failure.file, failure.function, failure.line));
     exception.Trace(failure.category);
 }

@@ -30,6 +30,8 @@ struct TReportDetails {
     char const *function = "";
     std::uint32_t errorId = 1;
     TException::Severity severity = TException::recoverable;
+    std::uint32_t systemCode = 0; // see TException::setSystemError()
+    char const *systemText = nullptr;
 };
 
 class TReporter {
@@ -60,7 +62,9 @@ public:
     // These functions throw exceptions. Only Failure() returns the contents of an exception, for callers that throw a
     // class of their own.
     TFailure Failure(TReportText text, TReportDetails const &details = {}) const noexcept {
-        return {fCategory, fFile, text.text, details.function, text.line, details.errorId, details.severity};
+        return {fCategory,         fFile,           text.text,        details.function,
+                text.line,         details.errorId, details.severity, details.systemCode,
+                details.systemText};
     }
     template <typename E>
     [[noreturn]] void Raise(TReportText text, TReportDetails const &details = {}) const {
