@@ -4,7 +4,7 @@
 // TPureCall: the body of a virtual function that subclasses must override. It traces that the function was called.
 //
 // Example:
-//     virtual int Run() { return TPureCall::Trap(); } // "pure": subclasses override it
+//     virtual int Run() { return TPureCall::Trap(*this, "TBody::Run()"); } // "pure": subclasses override it
 //
 // Ownership:  Trap() owns nothing.
 // Threads:    Any thread may call Trap().
@@ -12,12 +12,27 @@
 // Surprises:
 // - If level "tr" (0x100000) is traced for the component "Utility", Trap() ends the process with a fault, so that a
 //   debugger shows the caller.
+// - In a debug build of the library (without NDEBUG), a function of the library that a class fails to override ends the
+//   process at its first call. Standard error then names the class and the function.
 
 #include "tuzutil/EXPORT.h"
+
+#include <typeinfo>
 
 class TUZUTIL_API TPureCall {
 public:
     static int Trap(); // writes a trace entry at level "se"; returns 0
+
+    // The same. In a debug build of the library, then writes the class of the object and the name of the function to
+    // standard error, and ends the process. The process goes on if the object is no more than a `Class`: its
+    // constructor or its destructor runs, so its own class is not known.
+    template <typename Class>
+    static int Trap(Class const &object, char const *function) {
+        return typeid(object) == typeid(Class) ? Trap() : TrapIn(typeid(object).name(), function);
+    }
+
+private:
+    static int TrapIn(char const *className, char const *function); // the name is that of std::type_info
 };
 
 #endif

@@ -281,6 +281,10 @@ std::uint32_t LoadText(Library *library, std::uint64_t number, char *text, std::
 // the system's loader lock.
 bool IsInImage(void const *address) noexcept;
 
+// Returns whether an address is on the stack of this thread. Returns false if the system does not tell where the stack
+// is.
+bool IsOnStack(void const *address) noexcept;
+
 // The ending of the system's own libraries; null if that is ".dll".
 extern char const *const nativeLibraryEnding;
 

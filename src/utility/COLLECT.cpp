@@ -102,7 +102,7 @@ void TBaseSetOf::DeleteSet() {
 }
 
 void TBaseSetOf::DeleteElement(void *) {
-    TPureCall::Trap();
+    TPureCall::Trap(*this, "TBaseSetOf::DeleteElement()");
 }
 
 TBaseSetOf::TElement *TBaseSetOf::Following(TElement const *link) const noexcept {
@@ -224,7 +224,7 @@ void TBaseSparseArrayOf::DeleteArray() {
 }
 
 void TBaseSparseArrayOf::DeleteElement(void *) {
-    TPureCall::Trap();
+    TPureCall::Trap(*this, "TBaseSparseArrayOf::DeleteElement()");
 }
 
 void TBaseSparseArrayOf::Remove(unsigned long position) {

@@ -32,7 +32,7 @@ TTextMessageStore::~TTextMessageStore() {
 }
 
 TString TTextMessageStore::GetMsg(long, long, int) {
-    TPureCall::Trap();
+    TPureCall::Trap(*this, "TTextMessageStore::GetMsg()");
     return TString();
 }
 

@@ -1,9 +1,16 @@
 // TPureCall: its function Trap() runs when a member is called that a derived class must override but does not. It
-// writes one trace entry and, if the level "trap" is traced, ends the process. It has no lock of its own.
+// writes one trace entry and, if the level "trap" is traced, ends the process. In a debug build, it always ends the
+// process if it knows the class that does not override the member. It has no lock of its own.
 
 #include "tuzutil/PURETRAP.h"
 
+#include "utility/kernel/debug_check.h"
 #include "utility/kernel/reporter.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <memory>
 
 namespace {
 
@@ -16,6 +23,13 @@ constexpr unsigned long fsLine = 40;
 // recursion.
 thread_local bool fsIsTrapped = false;
 
+[[noreturn]] void Stop() {
+    // Debuggers show a store to address 0 best. The compiler may remove the store, so a trap instruction follows.
+    int volatile *volatile const nowhere = nullptr;
+    *nowhere = 0;
+    __builtin_trap();
+}
+
 } // namespace
 
 int TPureCall::Trap() {
@@ -24,11 +38,21 @@ int TPureCall::Trap() {
     fsIsTrapped = true;
     fsReports.Severe({"Pure virtual function called", fsLine});
     fsIsTrapped = false;
-    if (TTrace::IsGlobalTracing(TTrace::trap, 1)) {
-        // Debuggers show a store to address 0 best. The compiler may remove the store, so a trap instruction follows.
-        int volatile *volatile const nowhere = nullptr;
-        *nowhere = 0;
-        __builtin_trap();
+    if (TTrace::IsGlobalTracing(TTrace::trap, 1))
+        Stop();
+    return 0;
+}
+
+int TPureCall::TrapIn(char const *className, char const *function) {
+    Trap();
+    if (debugcheck::isOn) {
+        int status = 0;
+        std::unique_ptr<char, decltype(&std::free)> const plain(
+            abi::__cxa_demangle(className, nullptr, nullptr, &status), &std::free);
+        std::fprintf(stderr, "Pure virtual function called: class %s does not override %s\n",
+                     plain ? plain.get() : className, function);
+        std::fflush(stderr);
+        Stop();
     }
     return 0;
 }

@@ -61,13 +61,16 @@ TThread &TThread::operator=(TThread const &other) {
 TThread::~TThread() = default;
 
 int TThread::Run() {
-    return TPureCall::Trap();
+    return TPureCall::Trap(*this, "TThread::Run()");
 }
 
 // The new thread adds two references before it posts `started`: its own, and one for the starter. Without the reference
 // for the starter, the object could be destroyed before the starter wakes up: in that time, Run() may return, and all
 // other users may release the object.
 int TThread::Start() {
+    // The thread deletes an object that nobody refers to when it ends.
+    if (QueryReferenceCount() == 0 && (platform::IsOnStack(this) || platform::IsInImage(this)))
+        fsReports.Raise<TInvalidRequest>("Thread object without a reference is not allocated by new");
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};
     if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {

@@ -53,7 +53,7 @@ TTempStreamTest::TTempStreamTest() = default;
 TTempStreamTest::~TTempStreamTest() = default;
 
 int TTempStreamTest::Test(TTempStreamBuf *) {
-    return TPureCall::Trap();
+    return TPureCall::Trap(*this, "TTempStreamTest::Test()");
 }
 
 TTempStreamBuf::TTempStreamBuf(char const *name, TReference<TTempStreamTest> test)

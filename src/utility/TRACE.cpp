@@ -126,7 +126,7 @@ void TTrace::Base::Unlink() noexcept {
 }
 
 void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) {
-    TPureCall::Trap();
+    TPureCall::Trap(*this, "TTrace::Base::Write()");
 }
 
 void TTrace::Base::Change() {}

@@ -10,7 +10,7 @@ TTraceFactory::TTraceFactory(TFactoryType const &type) : TFactory(type) {}
 TTraceFactory::~TTraceFactory() = default;
 
 TTrace TTraceFactory::CreateTrace(char const *) {
-    TPureCall::Trap();
+    TPureCall::Trap(*this, "TTraceFactory::CreateTrace()");
     return TTrace();
 }
 

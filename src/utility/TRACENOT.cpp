@@ -75,7 +75,7 @@ void TTraceNotify::Leave() noexcept {
 }
 
 void TTraceNotify::Notify() {
-    TPureCall::Trap();
+    TPureCall::Trap(*this, "TTraceNotify::Notify()");
 }
 
 void TTraceNotify::NotifyAll() noexcept {

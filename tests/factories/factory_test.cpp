@@ -3,6 +3,7 @@
 #include "support/CaptureTrace.h"
 #include "support/Expect.h"
 #include "support/Module.h"
+#include "support/PureCall.h"
 #include "support/TempFolder.h"
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACEP.h"
@@ -488,9 +489,11 @@ TEST(TraceFactory, WithoutACreateTraceTraps) {
     struct TPlain : TTraceFactory {
         TPlain() : TTraceFactory("PlainKind") {}
     } factory;
-    TCapture capture(TTrace::severe);
-    EXPECT_FALSE(factory.CreateTrace("").QueryPointer());
-    capture.ExpectOne(2, "Trace", "Pure virtual function called", "src/utility/PURETRAP");
+    CallPure("class .*TPlain does not override TTraceFactory::CreateTrace", [&] {
+        TCapture capture(TTrace::severe);
+        EXPECT_FALSE(factory.CreateTrace("").QueryPointer());
+        capture.ExpectOne(2, "Trace", "Pure virtual function called", "src/utility/PURETRAP");
+    });
 }
 
 TEST(TraceFactory, TheLoaderIsOne) {

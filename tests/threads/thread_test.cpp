@@ -1,6 +1,8 @@
 #include "tuzutil/THREAD.h"
 
 #include "support/CaptureTrace.h"
+#include "support/Expect.h"
+#include "support/PureCall.h"
 #include "tuzutil/EXCEPTN.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -149,10 +152,31 @@ TEST(Thread, MainThreadAgainIsWaitedForUntilItsOwnEnd) {
 }
 
 TEST(Thread, WithoutABodyTrapsAsAPureCall) {
-    TCapture capture(TTrace::severe);
-    TReference<TWithoutBody> const thread(new TWithoutBody);
-    EXPECT_EQ(thread->MainThread(), 0);
-    capture.ExpectOne(TTrace::severe, "Trace", "Pure virtual function called", "src/utility/PURETRAP");
+    CallPure("class .*TWithoutBody does not override TThread::Run", [] {
+        TCapture capture(TTrace::severe);
+        TReference<TWithoutBody> const thread(new TWithoutBody);
+        EXPECT_EQ(thread->MainThread(), 0);
+        capture.ExpectOne(TTrace::severe, "Trace", "Pure virtual function called", "src/utility/PURETRAP");
+    });
+}
+
+// Sanitizers may keep local variables elsewhere, but not what alloca() gives, which is on the stack in every build.
+TEST(Thread, OnTheStackIsRefusedUnlessItHasAReference) {
+    auto *const local = new (__builtin_alloca(sizeof(TFetch))) TFetch;
+    static TFetch lasting;
+    for (TThread *const thread : {static_cast<TThread *>(local), static_cast<TThread *>(&lasting)})
+        ExpectThrows<TInvalidRequest>(
+            {.text = "Thread object without a reference is not allocated by new", .file = fsFile},
+            [&] { thread->Start(); });
+    EXPECT_EQ(local->IsRunning(), 0);
+    EXPECT_EQ(local->MainThread(), 17); // no other thread, and nobody's reference
+    local->AddRef();
+    EXPECT_EQ(local->Start(), 0);
+    local->WaitForTermination(-1);
+    EXPECT_EQ(local->QueryResult(), 17);
+    while (local->QueryReferenceCount() != 1)
+        std::this_thread::yield();
+    local->~TFetch();
 }
 
 TEST(Thread, ExceptionsThatLeaveTheBodyAreTracedAndEndIt) {

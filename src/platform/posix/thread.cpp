@@ -47,3 +47,15 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool 
 }
 
 bool const platform::threadsEndFirst = false;
+
+bool platform::IsOnStack(void const *address) noexcept {
+    pthread_attr_t attributes;
+    if (::pthread_getattr_np(::pthread_self(), &attributes) != 0)
+        return false;
+    void *low = nullptr;
+    std::size_t size = 0;
+    bool const isKnown = ::pthread_attr_getstack(&attributes, &low, &size) == 0;
+    ::pthread_attr_destroy(&attributes);
+    auto const distance = reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(low);
+    return isKnown && distance < size;
+}

@@ -52,3 +52,8 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
 }
 
 bool const platform::threadsEndFirst = true;
+
+bool platform::IsOnStack(void const *address) noexcept {
+    auto const *const block = reinterpret_cast<NT_TIB const *>(NtCurrentTeb());
+    return address >= block->StackLimit && address < block->StackBase;
+}
