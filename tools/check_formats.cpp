@@ -28,8 +28,7 @@ struct TFault {
 // first, file and line last.
 class TFaultTrace : public TTrace::Base {
 public:
-    TFaultTrace() : Base(TTrace::warning, TUtilityTraceCategory::Message.QueryComponent()) {}
-    ~TFaultTrace() override { Unlink(); }
+    TFaultTrace() : Base(joinsLater, TTrace::warning, TUtilityTraceCategory::Message.QueryComponent()) {}
 
     void Write(unsigned long, TTrace::Category const &, TTextMessage const &entry) override {
         switch (entry.QueryNumberArgs()) {
@@ -50,7 +49,8 @@ private:
 
 class TChecker {
 public:
-    TChecker() : fTrace(new TFaultTrace) { fHandle.QueryPointer() = TTrace::Pointer(fTrace); }
+    TChecker()
+        : fHandle(TTrace::Make<TFaultTrace>()), fTrace(static_cast<TFaultTrace *>(fHandle.QueryPointer().Pointer())) {}
 
     // What is wrong with a translation; empty where it fits.
     std::string Check(std::string const &defaultText, std::string const &translation) {
@@ -127,8 +127,8 @@ private:
         return text.append(" argument ").append(std::to_string(fault.argument));
     }
 
-    TFaultTrace *fTrace; // of the handle
     TTrace fHandle;
+    TFaultTrace *fTrace; // of the handle
 };
 
 // "-" or pairs of hexadecimal digits; false for anything else.

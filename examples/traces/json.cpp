@@ -53,16 +53,13 @@ std::string Now() {
     return text;
 }
 
-class JsonTrace final : public TTrace::Base {
+class JsonTrace : public TTrace::Base {
 public:
     explicit JsonTrace(char const *name) : Base(joinsLater) {
         if (*name)
-            fFile.open(TFileName(name).FixDelim().QueryNative().c_str(), std::ios_base::app | std::ios_base::binary);
+            fFile.open(TFileName(name).FixDelim().NativePath(), std::ios_base::app | std::ios_base::binary);
         fOut = *name ? &fFile : &std::cerr;
-        Join(); // all of it stands
     }
-    // Before the members go: from then on no entry arrives.
-    ~JsonTrace() override { Unlink(); }
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override {
         std::string const line =
@@ -83,11 +80,7 @@ class JsonTraceFactory : public TTraceFactory {
 public:
     JsonTraceFactory() : TTraceFactory("json") {}
 
-    TTrace CreateTrace(char const *argument) override {
-        TTrace trace;
-        trace.QueryPointer() = TTrace::Pointer(new JsonTrace(argument));
-        return trace;
-    }
+    TTrace CreateTrace(char const *argument) override { return TTrace::Make<JsonTrace>(argument); }
 };
 
 JsonTraceFactory fsFactory;

@@ -17,15 +17,12 @@
 
 namespace {
 
-class RotatingTrace final : public TTrace::Base {
+class RotatingTrace : public TTrace::Base {
 public:
     RotatingTrace(std::string const &name, std::uint64_t limit, unsigned kept)
         : Base(joinsLater), fName(name), fLimit(limit), fKept(kept) {
         Open(std::ios_base::app); // what a former run has written counts
-        Join();                   // all of it stands
     }
-    // Before the members go: from then on no entry arrives.
-    ~RotatingTrace() override { Unlink(); }
 
     void Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) override {
         std::string const record = Compose(level, message);
@@ -97,10 +94,7 @@ public:
             return TTrace(); // nowhere to trace to
         std::uint64_t const limit = NumberOr(TakePart(rest), 1 << 20);
         auto const kept = static_cast<unsigned>(std::min<std::uint64_t>(NumberOr(TakePart(rest), 3), 999));
-        TTrace trace;
-        trace.QueryPointer() = TTrace::Pointer(
-            new RotatingTrace(std::string(TFileName(name.c_str()).FixDelim().QueryNative()), limit, kept));
-        return trace;
+        return TTrace::Make<RotatingTrace>(std::string(TFileName(name.c_str()).FixDelim().QueryNative()), limit, kept);
     }
 };
 

@@ -5,16 +5,14 @@
 // takes.
 //
 // Example:
-//     class TCounter final : public TTrace::Base { // a destination: records go where Write() puts them
+//     class TCounter : public TTrace::Base { // a destination: records go where Write() puts them
 //     public:
-//         TCounter() : Base(joinsLater) { Join(); } // after the members are constructed
-//         ~TCounter() override { Unlink(); }        // before the members are destroyed
+//         TCounter() : Base(joinsLater) {} // entries arrive while all of its members exist
 //         void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { ++count; }
 //         int count = 0;
 //     };
 //     static TTrace::Category const fsSession(8, "Session"); // component "Protocol", category "Session"
-//     TTrace trace;
-//     trace.QueryPointer() = TTrace::Pointer(new TCounter);  // levels "np", all components, all categories
+//     TTrace trace = TTrace::Make<TCounter>();              // levels "np", all components, all categories
 //     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
 // Ownership:  Copies of a handle share its destination. The last copy deletes it. For categories see Category.
@@ -33,6 +31,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 
 class TMutexSemaphore;
 class TTextMessage;
@@ -100,7 +100,8 @@ public:
     //
     // By default, entries reach a destination from the constructor of Base to the destructor of Base. At the beginning
     // and at the end of this time, the members of a subclass do not exist. Therefore a subclass passes `joinsLater` to
-    // Base, calls Join() at the end of its constructor, and calls Unlink() at the beginning of its destructor.
+    // Base, and programs make its objects by Make(). A subclass whose objects are made otherwise calls Join() at the
+    // end of its constructor, and Unlink() at the beginning of its destructor.
     class TUZUTIL_API Base : public TRefCounted {
     public:
         ~Base() override;
@@ -188,7 +189,7 @@ public:
         // are "np".
         Base();
         Base(unsigned long level, unsigned long component);
-        // These constructors do not join. Join() is called at the end of the subclass's constructor, or after it.
+        // These constructors do not join. Make() does it, or a call of Join() after the subclass is constructed.
         enum Joining { joinsLater };
         explicit Base(Joining);
         Base(Joining, unsigned long level, unsigned long component);
@@ -243,6 +244,18 @@ public:
     TTrace(TTrace const &) = default;
     TTrace &operator=(TTrace const &) = default;
     virtual ~TTrace();
+
+    // Makes a destination of the class `Destination` from its constructor's arguments, and returns a handle to it. The
+    // destination joins the chain after it is constructed. It leaves the chain before it is destroyed; if the class is
+    // final, its destructor must call Unlink() for that.
+    template <class Destination, class... Arguments>
+    [[nodiscard]] static TTrace Make(Arguments &&...arguments) {
+        using TMade = std::conditional_t<std::is_final_v<Destination>, Destination, TLeaving<Destination>>;
+        TTrace trace;
+        trace.fDestination = Pointer(new TMade(std::forward<Arguments>(arguments)...));
+        trace.fDestination->Join();
+        return trace;
+    }
 
     // Applies the part of a configuration after the destination, "levels,components,default,categories,prefix". An
     // empty field leaves its setting unchanged. If the levels or the default are faulty, applies only the fields before
@@ -304,6 +317,15 @@ public:
     static TString &fsExeFileName; // empty until QueryExeFileName() is called
 
 private:
+    // Leaves the chain before the destructor of the destination's class begins.
+    template <class Destination>
+    class TLeaving final : public Destination {
+    public:
+        template <class... Arguments>
+        explicit TLeaving(Arguments &&...arguments) : Destination(std::forward<Arguments>(arguments)...) {}
+        ~TLeaving() override { this->TTrace::Base::Unlink(); }
+    };
+
     Pointer fDestination;
 };
 

@@ -8,9 +8,7 @@
 //     public:
 //         TQueueFactory() : TTraceFactory("queue") {}
 //         TTrace CreateTrace(char const *argument) override {
-//             TTrace trace;
-//             trace.QueryPointer() = TTrace::Pointer(new TQueueDestination(argument)); // a TTrace::Base
-//             return trace;
+//             return TTrace::Make<TQueueDestination>(argument); // a TTrace::Base
 //         }
 //     };
 //     static TQueueFactory fsFactory;
@@ -34,8 +32,8 @@ public:
     ~TTraceFactory() override;
 
     // Makes a destination. Subclasses must override this function. REQUIRES: neither this function nor the
-    // destination's Write() loads a library, because both run under the trace lock. The destructor of the destination
-    // calls Unlink() before its members are destroyed.
+    // destination's Write() loads a library, because both run under the trace lock. The destination is made by
+    // TTrace::Make(), or its destructor calls Unlink() before its members are destroyed.
     virtual TTrace CreateTrace(char const *argument);
 
     static TFactoryLoader<TTraceFactory> *GetLoader();

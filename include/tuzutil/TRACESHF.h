@@ -25,8 +25,10 @@
 #include "tuzutil/TRACE.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <iosfwd>
 #include <memory>
+#include <type_traits>
 
 class TMutexSemaphore;
 
@@ -52,11 +54,23 @@ protected:
     friend class TTraceSharedFile;
 
     TTraceSharedFileBase(char const *fileName);
+    template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
+    explicit TTraceSharedFileBase(Path const &path) : TTraceSharedFileBase(joinsLater, native, path.c_str()) {
+        Join();
+    }
+    // The same constructors for a subclass that joins later, see TTrace::Make().
+    TTraceSharedFileBase(Joining, char const *fileName);
+    template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
+    TTraceSharedFileBase(Joining joining, Path const &path) : TTraceSharedFileBase(joining, native, path.c_str()) {}
 
 private:
-    void Open(char const *fileName);
+    enum TNative { native };
+    TTraceSharedFileBase(Joining, TNative, std::filesystem::path::value_type const *name);
 
-    TString fFileName;
+    template <typename Name>
+    void Open(Name const &fileName);
+
+    TString fFileName; // null for a path of the standard library
     std::unique_ptr<TMutexSemaphore> fFileMutex;
     [[maybe_unused]] std::int32_t fReservedCount = 5000;
     std::unique_ptr<std::ostream> fStream;
@@ -67,6 +81,11 @@ class TUZUTIL_API TTraceSharedFile : public TTrace {
 public:
     TTraceSharedFile() noexcept = default; // without a destination
     TTraceSharedFile(char const *fileName);
+    // Takes a path of the standard library, of any characters.
+    template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
+    explicit TTraceSharedFile(Path const &path) {
+        QueryPointer() = TTrace::Pointer(new TTraceSharedFileBase(path));
+    }
     TTraceSharedFile(TTraceSharedFile const &) = default;
     TTraceSharedFile &operator=(TTraceSharedFile const &) = default;
     ~TTraceSharedFile() override;

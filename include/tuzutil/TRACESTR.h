@@ -21,6 +21,7 @@
 // Failures:   The functions of TTrace, and the constructors with a `selection`, throw as TRACE.h says. Nothing else is
 //             thrown. A record that a stream refuses is lost.
 // Surprises:
+// - A file name has backslashes between its parts. Pass a std::filesystem::path for a name as the system has it.
 // - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
 // - Only the owner of a new file has access to it, see SetFileMode().
 // - A text ends before its first zero. 16-bit text is written in the encoding of the process, or as UTF-8 after
@@ -32,8 +33,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
 #include <iosfwd>
 #include <memory>
+#include <type_traits>
 
 class TMutexSemaphore;
 
@@ -69,6 +72,18 @@ protected:
     TTraceStreamBase(std::ostream &stream);
     TTraceStreamBase(std::ostream *stream);
     TTraceStreamBase(char const *fileName); // makes the directories before the last backslash
+    // Takes a path of the standard library, of any characters, and makes its missing directories.
+    template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
+    explicit TTraceStreamBase(Path const &path) : TTraceStreamBase(joinsLater, native, path.c_str()) {
+        Join();
+    }
+    // The same constructors for a subclass that joins later, see TTrace::Make().
+    explicit TTraceStreamBase(Joining);
+    TTraceStreamBase(Joining, std::ostream &stream);
+    TTraceStreamBase(Joining, std::ostream *stream);
+    TTraceStreamBase(Joining, char const *fileName);
+    template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
+    TTraceStreamBase(Joining joining, Path const &path) : TTraceStreamBase(joining, native, path.c_str()) {}
 
     // A stream that is passed by pointer is deleted with the destination, or when another stream replaces it. Therefore
     // never pass &std::cout.
@@ -76,7 +91,10 @@ protected:
     void SetStream(std::ostream *stream);
 
 private:
+    enum TNative { native };
+    TTraceStreamBase(Joining, TNative, std::filesystem::path::value_type const *name);
     TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ostream *borrowed); // at most one is not null
+    TTraceStreamBase(Joining, std::unique_ptr<std::ostream> owned, std::ostream *borrowed);
 
     void Replace(std::ostream *stream, int owned);
 
@@ -88,6 +106,8 @@ class TUZUTIL_API TTraceStream : public TTrace {
 public:
     TTraceStream();
     TTraceStream(char const *fileName);
+    template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
+    explicit TTraceStream(Path const &path) : TTraceStream(new TTraceStreamBase(path)) {}
     TTraceStream(std::ostream &stream, char const *selection = nullptr);
     TTraceStream(std::ostream *stream, char const *selection = nullptr);
     TTraceStream(TTraceStream const &) = default;
@@ -120,6 +140,7 @@ protected:
     friend class TTraceWindowsDebug;
 
     TTraceWindowsDebugBase();
+    explicit TTraceWindowsDebugBase(Joining); // for a subclass that joins later, see TTrace::Make()
 };
 
 class TUZUTIL_API TTraceWindowsDebug : public TTrace {

@@ -177,7 +177,7 @@ std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int w
                        double value) noexcept;
 
 // Files. In every name that the library passes or receives, backslashes separate the parts. Only ToNativeName(),
-// FromNativeName() and HasLibraryForm() handle the system's own form.
+// FromNativeName(), HasLibraryForm() and OpenNativeTraceFile() handle the system's own form.
 
 // Convert a name in place, to the system's form or from it. They take no locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
@@ -230,6 +230,10 @@ void CloseTempFile(TempFile file) noexcept;
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
+// The same for a name in the system's own form, of any characters. Only the function for the characters of the system's
+// paths exists.
+TraceFile *OpenNativeTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
+TraceFile *OpenNativeTraceFile(wchar_t const *name, TTraceFileUse use, unsigned int mode) noexcept;
 
 // Appends a text to the file, in one piece if the system allows it, with the line ends of the system's text files. If
 // the file ends within a line, because a write failed or another writer was killed, that line is ended first. Returns

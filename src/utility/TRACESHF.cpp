@@ -15,13 +15,22 @@ char const fsMutexName[] = "kelvoTraceFile";
 
 } // namespace
 
-TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName)
-    : Base(joinsLater), fFileName(fileName), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)) {
-    Open(fileName ? fileName : "");
+TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName) : TTraceSharedFileBase(joinsLater, fileName) {
     Join(); // takes the trace lock; Open() has released the file's lock
 }
 
-void TTraceSharedFileBase::Open(char const *fileName) {
+TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, char const *fileName)
+    : Base(joining), fFileName(fileName), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)) {
+    Open(fileName ? fileName : "");
+}
+
+TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, TNative, std::filesystem::path::value_type const *name)
+    : Base(joining), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)) {
+    Open(std::filesystem::path(name));
+}
+
+template <typename Name>
+void TTraceSharedFileBase::Open(Name const &fileName) {
     TLock const entry(*fFileMutex); // no other process empties the file meanwhile
     // Without the lock, the file must not be emptied, because other processes may be writing to it.
     auto const use =

@@ -11,6 +11,7 @@
 #include "utility/kernel/trace_record.h"
 
 #include <atomic>
+#include <filesystem>
 #include <memory>
 #include <ostream>
 #include <utility>
@@ -33,6 +34,12 @@ std::unique_ptr<std::ostream> OpenFile(char const *name) {
     return std::make_unique<TTraceFileStream>(name, TTraceFileStream::Use::alone);
 }
 
+std::unique_ptr<std::ostream> OpenNative(std::filesystem::path const &name) {
+    if (name.has_parent_path() && TDirectory::MakeTree(name.parent_path()) != 0)
+        return nullptr;
+    return std::make_unique<TTraceFileStream>(name, TTraceFileStream::Use::alone);
+}
+
 TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
     return destination.QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter;
 }
@@ -51,9 +58,26 @@ TTraceStreamBase::TTraceStreamBase(std::ostream *stream)
 TTraceStreamBase::TTraceStreamBase(char const *fileName) : TTraceStreamBase(OpenFile(fileName), nullptr) {}
 
 TTraceStreamBase::TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ostream *borrowed)
-    : Base(joinsLater), fOwned(std::move(owned)), fStream(fOwned ? fOwned.get() : borrowed) {
+    : TTraceStreamBase(joinsLater, std::move(owned), borrowed) {
     Join();
 }
+
+TTraceStreamBase::TTraceStreamBase(Joining joining) : TTraceStreamBase(joining, nullptr, nullptr) {}
+
+TTraceStreamBase::TTraceStreamBase(Joining joining, std::ostream &stream)
+    : TTraceStreamBase(joining, nullptr, &stream) {}
+
+TTraceStreamBase::TTraceStreamBase(Joining joining, std::ostream *stream)
+    : TTraceStreamBase(joining, std::unique_ptr<std::ostream>(stream), nullptr) {}
+
+TTraceStreamBase::TTraceStreamBase(Joining joining, char const *fileName)
+    : TTraceStreamBase(joining, OpenFile(fileName), nullptr) {}
+
+TTraceStreamBase::TTraceStreamBase(Joining joining, TNative, std::filesystem::path::value_type const *name)
+    : TTraceStreamBase(joining, OpenNative(name), nullptr) {}
+
+TTraceStreamBase::TTraceStreamBase(Joining joining, std::unique_ptr<std::ostream> owned, std::ostream *borrowed)
+    : Base(joining), fOwned(std::move(owned)), fStream(fOwned ? fOwned.get() : borrowed) {}
 
 TTraceStreamBase::~TTraceStreamBase() {
     Unlink(); // waits until no thread writes; the stream is then destroyed without the trace lock
@@ -145,9 +169,11 @@ void TTraceStream::SetStream(std::ostream *stream) {
 
 // The debugger
 
-TTraceWindowsDebugBase::TTraceWindowsDebugBase() : Base(joinsLater) {
+TTraceWindowsDebugBase::TTraceWindowsDebugBase() : TTraceWindowsDebugBase(joinsLater) {
     Join();
 }
+
+TTraceWindowsDebugBase::TTraceWindowsDebugBase(Joining joining) : Base(joining) {}
 
 TTraceWindowsDebugBase::~TTraceWindowsDebugBase() {
     Unlink();

@@ -81,6 +81,21 @@ TEST(TTraceSharedFile, ThePrefixIsLongWhateverIsSet) {
     EXPECT_EQ(Bytes(prefix), "W");
 }
 
+TEST(TTraceSharedFile, MayBeAPathOfAnyCharacters) {
+    TTempFolder folder;
+#if defined(_WIN32)
+    std::filesystem::path const path = folder.Native("") / u"\u65E5\u672C.log";
+#else
+    std::filesystem::path const path = folder.Native("") / u"\u65E5\\\u672C.log";
+#endif
+    {
+        TTraceSharedFile const one(path);
+        TTraceSharedFile const other(path); // joins it
+        Entry(TTrace::error, "twice");
+    }
+    EXPECT_EQ(Texts(path), (TTexts{"twice", "twice"}));
+}
+
 TEST(TTraceSharedFile, TheHandleSharesItsDestination) {
     TTraceSharedFile none;
     EXPECT_FALSE(none.QueryPointer());

@@ -364,6 +364,32 @@ TEST(TTraceStream, IsABaseForDestinationsOfOnesOwn) {
     EXPECT_EQ(destination->out.str(), "!E [f:1] text\n");
 }
 
+TEST(TTraceStream, IsABaseForDestinationsThatJoinLater) {
+    class TMarked : public TTraceStreamBase {
+    public:
+        TMarked(std::ostream &out, std::string mark)
+            : TTraceStreamBase(joinsLater, out), fOut(out), fMark(std::move(mark)) {
+            SetDisplayPrefix(0);
+            Entry(TTrace::error, "file", 1, "half made");
+        }
+        ~TMarked() override { Entry(TTrace::error, "file", 1, "half gone"); }
+        void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override {
+            fOut << fMark;
+            TTraceStreamBase::Write(level, category, message);
+        }
+
+    private:
+        std::ostream &fOut;
+        std::string fMark;
+    };
+    std::ostringstream out;
+    {
+        TTrace const trace = TTrace::Make<TMarked>(out, "mark ");
+        Entry(TTrace::error, "file", 1, "whole");
+    }
+    EXPECT_EQ(out.str(), "mark E [file:1] whole\n");
+}
+
 TEST(TTraceStream, SelectionsAreApplied) {
     std::ostringstream out;
     TTraceStream const borrowing(out, "er,Game,0");
@@ -530,6 +556,32 @@ TEST(TraceFile, ItsDirectoriesAreMade) {
     trace.SetDisplayPrefix(0);
     Entry(TTrace::error, "f", 1, "one");
     EXPECT_EQ(Content(folder.Native("a\\b\\c\\trace.log")), "E [f:1] one\n");
+}
+
+TEST(TraceFile, MayBeAPathOfAnyCharactersWhoseDirectoriesAreMade) {
+    TTempFolder folder;
+#if defined(_WIN32)
+    std::filesystem::path const path = folder.Native("") / u"new" / u"\u65E5\u672C" / u"trace.log";
+#else
+    std::filesystem::path const path = folder.Native("") / u"new" / u"\u65E5\\\u672C" / u"trace\\.log";
+#endif
+    for (char const *const text : {"first", "second"}) {
+        TTraceStream trace(path);
+        trace.SetDisplayPrefix(0);
+        EXPECT_TRUE(static_cast<TTraceStreamBase &>(*trace.QueryPointer()).IsOpen());
+        Entry(TTrace::error, "file", 1, text);
+    }
+    EXPECT_EQ(Content(path), "E [file:1] second\n");
+}
+
+TEST(TraceFile, OfAPathThatIsADirectoryCannotBeOpened) {
+    TTempFolder folder;
+    TTraceStream trace(folder.Native(""));
+    EXPECT_NE(static_cast<TTraceStreamBase &>(*trace.QueryPointer()).QueryOpenError(), 0u);
+    TTraceStream within(folder.Native("") / "file" / "x.log");
+    EXPECT_TRUE(static_cast<TTraceStreamBase &>(*within.QueryPointer()).IsOpen());
+    TTraceStream below(folder.Native("") / "file" / "x.log" / "y.log");
+    EXPECT_FALSE(static_cast<TTraceStreamBase &>(*below.QueryPointer()).IsOpen());
 }
 
 TEST(TraceFile, WithoutItsDirectoryNothingIsWrittenAndNothingRaised) {

@@ -84,9 +84,8 @@ NEEDS = {
               'EXPECT_EQ(TTrace::QueryComponentName(8), "Protocol");'),
     "TRACEFAC": Need(
         includes=['"tuzutil/TXTMSG.h"'],
-        before="class TQueueDestination final : public TTrace::Base { public:"
-               "explicit TQueueDestination(char const *argument) : Base(joinsLater), name(argument) { Join(); }"
-               "~TQueueDestination() override { Unlink(); }"
+        before="class TQueueDestination : public TTrace::Base { public:"
+               "explicit TQueueDestination(char const *argument) : Base(joinsLater), name(argument) {}"
                "void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {}"
                "TString name; };",
         declarations=True,

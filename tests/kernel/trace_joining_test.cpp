@@ -91,6 +91,75 @@ TEST(TTraceBase, ThatJoinsLaterHasTheDefaultsOfEveryOther) {
     EXPECT_EQ(TTrace::Base::fsAnchor, nullptr);
 }
 
+// What a program writes: no Join(), no Unlink(). Its constructor and its destructor trace.
+class TPlain : public TTrace::Base {
+public:
+    TPlain(TTexts &heard, char const *name) : Base(joinsLater, TTrace::error, 8), fHeard(heard), fName(name) {
+        Entry("half made");
+    }
+    ~TPlain() override { Entry("half gone"); }
+
+    void Write(unsigned long, TTrace::Category const &, TTextMessage const &message) override {
+        fHeard.push_back(fName + static_cast<char const *>(message));
+    }
+
+private:
+    TTexts &fHeard;
+    std::string fName;
+};
+
+TEST(TTraceMake, HearsOfADestinationOnlyWhileItIsWhole) {
+    TTexts heard;
+    {
+        TTrace const trace = TTrace::Make<TPlain>(heard, "a ");
+        Entry("whole");
+        TTrace const copy = trace;
+        EXPECT_EQ(copy.QueryLevel(), 4u);
+        EXPECT_EQ(copy.QueryComponent(), 8u);
+    }
+    Entry("gone");
+    EXPECT_EQ(heard, TTexts{"a whole"});
+    EXPECT_EQ(TTrace::Base::fsAnchor, nullptr);
+    EXPECT_EQ(TTrace::QueryGlobalLevel(), 0u);
+}
+
+TEST(TTraceMake, TakesFinalClassesAndThoseThatJoinThemselves) {
+    TTrace final = TTrace::Make<TLate>(false);
+    TTrace own = TTrace::Make<TCaptureDestination>(4, 8);
+    Entry("heard");
+    EXPECT_EQ(static_cast<TLate &>(*final.QueryPointer()).texts, TTexts{"heard"});
+    EXPECT_EQ(static_cast<TCaptureDestination &>(*own.QueryPointer()).entries.size(), 1u);
+}
+
+TEST(TTraceMake, LeavesNothingBehindIfTheConstructorThrows) {
+    struct TThrowing : TTrace::Base {
+        TThrowing() : Base(joinsLater) { throw 17; }
+    };
+    EXPECT_THROW(static_cast<void>(TTrace::Make<TThrowing>()), int);
+    EXPECT_EQ(TTrace::Base::fsAnchor, nullptr);
+}
+
+TEST(TTraceMake, OtherThreadsNeverMeetHalfADestination) {
+    struct TSumming : TTrace::Base {
+        TSumming() : Base(joinsLater, TTrace::error, 8), values(10, 7) {}
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { sum += values.at(9); }
+        std::vector<int> values;
+        long sum = 0;
+    };
+    std::atomic<bool> done{false};
+    std::atomic<int> written{0};
+    std::thread writer([&] {
+        while (!done) {
+            Entry("any");
+            ++written;
+        }
+    });
+    for (int i = 0; i < 5000 || written < 1000; ++i)
+        TTrace const trace = TTrace::Make<TSumming>();
+    done = true;
+    writer.join();
+}
+
 TEST(TTraceNotify, ThatJoinsLaterIsToldOnlyThen) {
     struct TObserver final : TTraceNotify {
         TObserver() : TTraceNotify(joinsLater) {}

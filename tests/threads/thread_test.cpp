@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -282,8 +283,8 @@ TEST(Thread, ObjectThatNobodyRefersToIsDeletedWhenItsBodyEnds) {
 }
 #else
 TEST(ThreadDeathTest, ObjectThatNobodyRefersToIsNotStarted) {
-    TTask task([] { return 0; });
-    EXPECT_DEATH(task.Start(), "QueryReferenceCount");
+    auto const task = std::make_unique<TTask>([] { return 0; });
+    EXPECT_DEATH(task->Start(), "QueryReferenceCount");
 }
 #endif
 

@@ -135,11 +135,14 @@ TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
 } // namespace
 
 platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept {
+    return OpenNativeTraceFile(TNativeName(name), use, mode);
+}
+
+platform::TraceFile *platform::OpenNativeTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept {
     TNoCancel const noCancel;
-    TNativeName const native(name);
     bool const isShared = use != TTraceFileUse::alone;
     auto const open = [&](int flags) {
-        return KeepTrying([&] { return ::open(native, flags | O_CREAT | O_APPEND | O_CLOEXEC, mode); });
+        return KeepTrying([&] { return ::open(name, flags | O_CREAT | O_APPEND | O_CLOEXEC, mode); });
     };
     int opened = open(isShared ? O_RDWR : O_WRONLY | O_TRUNC);
     if (opened < 0 && isShared && errno == EACCES)

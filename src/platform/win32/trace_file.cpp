@@ -87,16 +87,22 @@ HANDLE Open(char const *name, DWORD access, DWORD sharing, DWORD disposition) no
     return CreateFileA(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+HANDLE Open(wchar_t const *name, DWORD access, DWORD sharing, DWORD disposition) noexcept {
+    return CreateFileW(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
 // Empties the file if nobody has it open for writing. Every process that shares the file has it open for writing, and
 // the system then refuses the call. Readers make no difference.
-void EmptyUnlessInUse(char const *name) noexcept {
+template <typename Character>
+void EmptyUnlessInUse(Character const *name) noexcept {
     HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);
     if (handle != INVALID_HANDLE_VALUE)
         CloseHandle(handle);
 }
 
 // The system appends, so that records do not overwrite each other even if writers do not take turns.
-HANDLE OpenShared(char const *name, bool mayBegin) noexcept {
+template <typename Character>
+HANDLE OpenShared(Character const *name, bool mayBegin) noexcept {
     constexpr DWORD append = FILE_APPEND_DATA | SYNCHRONIZE;
     constexpr DWORD sharing = FILE_SHARE_READ | FILE_SHARE_WRITE;
     if (mayBegin)
@@ -106,18 +112,28 @@ HANDLE OpenShared(char const *name, bool mayBegin) noexcept {
     return handle != INVALID_HANDLE_VALUE ? handle : Open(name, append, sharing, OPEN_ALWAYS);
 }
 
-} // namespace
-
-platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int) noexcept {
+template <typename Character>
+platform::TraceFile *OpenFile(Character const *name, platform::TTraceFileUse use) noexcept {
+    using platform::TTraceFileUse;
     bool const isShared = use != TTraceFileUse::alone;
     HANDLE const handle = isShared ? OpenShared(name, use == TTraceFileUse::joinedOrBegun)
                                    : Open(name, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, CREATE_ALWAYS);
     if (handle == INVALID_HANDLE_VALUE)
         return nullptr;
-    auto *const file = new (std::nothrow) TraceFile(handle, isShared);
+    auto *const file = new (std::nothrow) platform::TraceFile(handle, isShared);
     if (!file)
         CloseHandle(handle);
     return file;
+}
+
+} // namespace
+
+platform::TraceFile *platform::OpenTraceFile(char const *name, TTraceFileUse use, unsigned int) noexcept {
+    return OpenFile(name, use);
+}
+
+platform::TraceFile *platform::OpenNativeTraceFile(wchar_t const *name, TTraceFileUse use, unsigned int) noexcept {
+    return OpenFile(name, use);
 }
 
 bool platform::WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept {

@@ -6,8 +6,13 @@
 #include "tuzutil/TRACESTR.h"
 
 TTraceFileBuf::TTraceFileBuf(char const *name, Use use) noexcept
-    : fFile(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode())),
-      fError(fFile ? 0 : platform::LastError()) {}
+    : TTraceFileBuf(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode())) {}
+
+TTraceFileBuf::TTraceFileBuf(std::filesystem::path const &name, Use use) noexcept
+    : TTraceFileBuf(platform::OpenNativeTraceFile(name.c_str(), use, TTraceStreamBase::QueryFileMode())) {}
+
+TTraceFileBuf::TTraceFileBuf(platform::TraceFile *opened) noexcept
+    : fFile(opened), fError(opened ? 0 : platform::LastError()) {}
 
 TTraceFileBuf::~TTraceFileBuf() {
     platform::CloseTraceFile(fFile);

@@ -7,6 +7,7 @@
 #include "platform/platform.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <ostream>
 #include <streambuf>
 
@@ -15,6 +16,7 @@ public:
     using Use = platform::TTraceFileUse;
 
     TTraceFileBuf(char const *name, Use use) noexcept;
+    TTraceFileBuf(std::filesystem::path const &name, Use use) noexcept;
     ~TTraceFileBuf() override;
 
     bool IsOpen() const noexcept { return fFile != nullptr; }
@@ -25,6 +27,8 @@ protected:
     int_type overflow(int_type c) override;
 
 private:
+    explicit TTraceFileBuf(platform::TraceFile *opened) noexcept; // null sets the error to LastError()
+
     platform::TraceFile *fFile;
     std::uint32_t fError;
 };
@@ -35,7 +39,9 @@ public:
     using TTraceFileBuf::OpenError;
     using TTraceFileBuf::Use;
 
-    TTraceFileStream(char const *name, Use use) : TTraceFileBuf(name, use), std::ostream(this) {
+    // The name is in the library's form, or a path of the standard library.
+    template <typename Name>
+    TTraceFileStream(Name const &name, Use use) : TTraceFileBuf(name, use), std::ostream(this) {
         if (!IsOpen())
             setstate(failbit);
     }
