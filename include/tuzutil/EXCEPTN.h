@@ -84,13 +84,16 @@ public:
     // the system failed, its error code and its words, for example "Bad value to truncate this String (TInvalidRequest,
     // ID 1, src/utility/TSTRING:512)". The result is never null. It is valid until the exception is changed or
     // destroyed. If there is no memory for it, returns text(0), or name() if that is null.
-    char const *what() const noexcept override;
+    [[nodiscard]] char const *what() const noexcept override;
 
-    // The error of the system that led to this exception: its code and, if they tell more than the code, its own words.
-    // The library sets both if the system cannot load a library or a text. `words` is copied.
+    // The error of the system that led to this exception: its code, which is 0 if there is none, and its own words, for
+    // example those of the loader. The words are null unless they tell more than the code. The library sets both if the
+    // system cannot load a library or a text. `words` is copied.
     TException &setSystemError(unsigned long code, char const *words = nullptr) noexcept;
-    std::error_code code() const noexcept { return {static_cast<int>(fSystemCode), std::system_category()}; } // 0: none
-    char const *systemText() const noexcept { return fSystemText; } // for example of the loader; null if there is none
+    [[nodiscard]] std::error_code code() const noexcept {
+        return {static_cast<int>(fSystemCode), std::system_category()};
+    }
+    [[nodiscard]] char const *systemText() const noexcept { return fSystemText; }
 
     TException &setSeverity(Severity severity) noexcept;
     TException &setErrorId(unsigned long errorId) noexcept;

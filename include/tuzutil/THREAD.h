@@ -20,10 +20,9 @@
 // Threads:    Any thread may wait for the end and query the state. One thread at a time may start the object. Run()
 //             sees all that was written before Start(). A thread that has waited for the end, or has learned of it from
 //             IsRunning() or QueryResult(), sees all that Run() wrote.
-// Failures:   If the system cannot make a thread, Start() traces this and returns 1. For a local or static object
-//             without a reference, Start() throws TInvalidRequest "Thread object without a reference is not allocated
-//             by new", because the end of the thread would delete the object. If Run() throws, a trace entry at
-//             level "se" reports this, and the result is -1.
+// Failures:   If the system cannot make a thread, Start() traces this and returns 1. It refuses local and static
+//             objects by TInvalidRequest. If Run() throws, a trace entry at level "se" reports this, and the result is
+//             -1.
 // Surprises:
 // - SetStackSize() has no effect: every thread has the default size.
 // - WaitForTermination() returns at once if no thread runs, for example before Start().
@@ -50,8 +49,10 @@ public:
 
     virtual int Run(); // the body of the thread; subclasses must override it
 
-    // Returns 0 when the thread runs, or 1 if the system cannot make it. An object on the stack needs a reference by
-    // AddRef() for as long as it exists, and its Run() must end before the object is destroyed.
+    // Returns 0 when the thread runs, or 1 if the system cannot make it. Throws TInvalidRequest "Thread object without
+    // a reference is not allocated by new" for a local or static object without a reference, because the thread would
+    // delete the object at its end. Call AddRef() first to start such an object; its Run() must then end before the
+    // object is destroyed.
     int Start();
     int MainThread(); // runs the body on the calling thread, and returns its result
 

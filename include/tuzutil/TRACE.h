@@ -221,9 +221,9 @@ public:
     // QueryDisableRestore() is not 0 then. Changes of the category table remain.
     class TUZUTIL_API SaveState {
     public:
-        explicit SaveState(TTrace &trace);
+        [[nodiscard]] explicit SaveState(TTrace &trace);
         // Also sets the levels to `level`, adds the category's component, and switches the category on.
-        SaveState(TTrace &trace, unsigned long level, Category const &category);
+        [[nodiscard]] SaveState(TTrace &trace, unsigned long level, Category const &category);
         SaveState(SaveState const &) = default;
         SaveState &operator=(SaveState const &) = default;
         ~SaveState();

@@ -23,7 +23,7 @@
 
 class TUZUTIL_API TTraceException {
 public:
-    static TString FormatException(TException const &problem);
+    [[nodiscard]] static TString FormatException(TException const &problem);
 };
 
 #endif

@@ -34,7 +34,7 @@ public:
     // Makes a destination. Subclasses must override this function. REQUIRES: neither this function nor the
     // destination's Write() loads a library, because both run under the trace lock. The destination is made by
     // TTrace::Make(), or its destructor calls Unlink() before its members are destroyed.
-    virtual TTrace CreateTrace(char const *argument);
+    [[nodiscard]] virtual TTrace CreateTrace(char const *argument);
 
     static TFactoryLoader<TTraceFactory> *GetLoader();
 

@@ -67,9 +67,6 @@ private:
     enum TNative { native };
     TTraceSharedFileBase(Joining, TNative, std::filesystem::path::value_type const *name);
 
-    template <typename Name>
-    void Open(Name const &fileName);
-
     TString fFileName; // null for a path of the standard library
     std::unique_ptr<TMutexSemaphore> fFileMutex;
     [[maybe_unused]] std::int32_t fReservedCount = 5000;

@@ -21,7 +21,6 @@
 // Failures:   The functions of TTrace, and the constructors with a `selection`, throw as TRACE.h says. Nothing else is
 //             thrown. A record that a stream refuses is lost.
 // Surprises:
-// - A file name has backslashes between its parts. Pass a std::filesystem::path for a name as the system has it.
 // - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
 // - Only the owner of a new file has access to it, see SetFileMode().
 // - A text ends before its first zero. 16-bit text is written in the encoding of the process, or as UTF-8 after
@@ -105,7 +104,8 @@ private:
 class TUZUTIL_API TTraceStream : public TTrace {
 public:
     TTraceStream();
-    TTraceStream(char const *fileName);
+    TTraceStream(char const *fileName); // with backslashes between its parts
+    // Takes a name as the system has it.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TTraceStream(Path const &path) : TTraceStream(new TTraceStreamBase(path)) {}
     TTraceStream(std::ostream &stream, char const *selection = nullptr);

@@ -13,30 +13,28 @@ namespace {
 // The name of the lock for all shared trace files of the session. Every version of the library uses this name.
 char const fsMutexName[] = "kelvoTraceFile";
 
-} // namespace
-
-TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName) : TTraceSharedFileBase(joinsLater, fileName) {
-    Join(); // takes the trace lock; Open() has released the file's lock
-}
-
-TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, char const *fileName)
-    : Base(joining), fFileName(fileName), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)) {
-    Open(fileName ? fileName : "");
-}
-
-TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, TNative, std::filesystem::path::value_type const *name)
-    : Base(joining), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)) {
-    Open(std::filesystem::path(name));
-}
-
 template <typename Name>
-void TTraceSharedFileBase::Open(Name const &fileName) {
-    TLock const entry(*fFileMutex); // no other process empties the file meanwhile
+std::unique_ptr<std::ostream> Open(TMutexSemaphore &fileMutex, Name const &fileName) {
+    TLock const entry(fileMutex); // no other process empties the file meanwhile
     // Without the lock, the file must not be emptied, because other processes may be writing to it.
     auto const use =
         entry.State() == TMutexSemaphore::Locked ? TTraceFileStream::Use::joinedOrBegun : TTraceFileStream::Use::joined;
-    fStream = std::make_unique<TTraceFileStream>(fileName, use);
+    return std::make_unique<TTraceFileStream>(fileName, use);
 }
+
+} // namespace
+
+TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName) : TTraceSharedFileBase(joinsLater, fileName) {
+    Join(); // takes the trace lock; the file's lock is free again
+}
+
+TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, char const *fileName)
+    : Base(joining), fFileName(fileName), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)),
+      fStream(Open(*fFileMutex, fileName ? fileName : "")) {}
+
+TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, TNative, std::filesystem::path::value_type const *name)
+    : Base(joining), fFileMutex(std::make_unique<TMutexSemaphore>(fsMutexName)),
+      fStream(Open(*fFileMutex, std::filesystem::path(name))) {}
 
 TTraceSharedFileBase::~TTraceSharedFileBase() {
     Unlink();

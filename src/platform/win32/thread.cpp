@@ -54,6 +54,7 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
 bool const platform::threadsEndFirst = true;
 
 bool platform::IsOnStack(void const *address) noexcept {
-    auto const *const block = reinterpret_cast<NT_TIB const *>(NtCurrentTeb());
-    return address >= block->StackLimit && address < block->StackBase;
+    MEMORY_BASIC_INFORMATION there, here; // the system reserves the whole stack in one piece
+    return VirtualQuery(address, &there, sizeof there) != 0 && VirtualQuery(&there, &here, sizeof here) != 0 &&
+           there.AllocationBase == here.AllocationBase;
 }
