@@ -16,16 +16,61 @@
 //             that was written before the lock was released. A thread that ends a wait sees all that was written before
 //             the post.
 // Failures:   If a call of the system fails, a guard has the state Error, an event's Wait() returns -1, and its Clear()
-//             and Post() return 1. Only a guard that uses a missing event throws: TInvalidRequest "TReference null".
+//             and Post() return 1. A guard that uses a missing event throws TInvalidRequest "TReference null". Only
+//             lock() and the functions beside it throw std::system_error. QueryError() tells the cause.
 // Surprises:
 // - Time limits are in milliseconds. -1 (fsInfinite) waits for ever, and 0 does not wait. Any other negative value is
 //   taken as unsigned, which is about 49 days.
 // - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free. The data
-//   that the lock guards may be in the middle of a change.
+//   that the lock guards may be in the middle of a change: WasAbandoned() tells that.
 // - An event stays posted until it is cleared. Post() wakes all waiting threads. An event does not count its posts.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
+
+#include <chrono>
+#include <system_error>
+
+// Divides a wait for a standard duration into waits for milliseconds, in which the functions of this header count.
+struct TWaitTime {
+    static constexpr long fsLongest = 0x7FFFFFFF; // of a single wait: about 25 days
+
+    // Converts a duration to whole milliseconds. Rounds up, and returns at least 0 and at most `most`.
+    template <typename Number, typename Period>
+    static long long Milliseconds(std::chrono::duration<Number, Period> const &duration, long long most) {
+        double const exact = std::chrono::duration<double, std::milli>(duration).count();
+        if (!(exact > 0))
+            return 0;
+        if (exact >= static_cast<double>(most))
+            return most;
+        long long const whole = static_cast<long long>(exact);
+        return static_cast<double>(whole) < exact ? whole + 1 : whole;
+    }
+
+    // Call wait(milliseconds) until its result is not `timedOut`, or the time has passed. Return the last result. A
+    // clock that is not steady is read every second, because somebody may set it.
+    template <typename Result, typename Number, typename Period, typename Wait>
+    static Result For(std::chrono::duration<Number, Period> const &duration, Result timedOut, Wait wait) {
+        long long left = Milliseconds(duration, 0x20000000000000);
+        for (; left > fsLongest; left -= fsLongest) {
+            Result const result = wait(fsLongest);
+            if (result != timedOut)
+                return result;
+        }
+        return wait(static_cast<long>(left));
+    }
+    template <typename Result, typename Clock, typename Duration, typename Wait>
+    static Result Until(std::chrono::time_point<Clock, Duration> const &end, Result timedOut, Wait wait) {
+        for (;;) {
+            auto const now = Clock::now();
+            long const left =
+                now < end ? static_cast<long>(Milliseconds(end - now, Clock::is_steady ? fsLongest : 1000)) : 0;
+            Result const result = wait(left);
+            if (result != timedOut || left == 0)
+                return result;
+        }
+    }
+};
 
 // An event flag. Any thread may post it, and any number of threads may wait for it.
 class TUZUTIL_API TSemaphore : public TRefCounted {
@@ -36,9 +81,18 @@ public:
     ~TSemaphore() override;
 
     int Wait(long timeout); // 0 posted, 1 the time limit expired, -1 failure
-    int Clear();            // 0, or 1 on failure
-    int Post();             // 0, or 1 on failure
-    int ClearAndWait();     // calls Clear(), and returns what Wait(-1) returns
+    // Wait for a duration, which is rounded up to milliseconds, or until a time. A time that has passed does not wait.
+    template <typename Number, typename Period>
+    [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {
+        return TWaitTime::For(timeout, 1, [this](long milliseconds) { return Wait(milliseconds); });
+    }
+    template <typename Clock, typename Duration>
+    [[nodiscard]] int Wait(std::chrono::time_point<Clock, Duration> const &end) {
+        return TWaitTime::Until(end, 1, [this](long milliseconds) { return Wait(milliseconds); });
+    }
+    int Clear();        // 0, or 1 on failure
+    int Post();         // 0, or 1 on failure
+    int ClearAndWait(); // calls Clear(), and returns what Wait(-1) returns
 
 private:
     friend class TTimer;
@@ -72,6 +126,30 @@ public:
     // identifies the lock in this process. Returns null if the creation failed.
     void *GetHandle() const noexcept;
 
+    // The functions of a standard lock: std::lock_guard, std::unique_lock and std::scoped_lock take a TMutexSemaphore.
+    // A thread may lock it several times, and must unlock it as often. If a call of the system fails, the functions
+    // throw std::system_error with QueryError(). Durations are rounded up to milliseconds.
+    void lock() { IsLocked(Lock(fsInfinite)); }
+    [[nodiscard]] bool try_lock() { return IsLocked(Lock(0)); }
+    template <typename Number, typename Period>
+    [[nodiscard]] bool try_lock_for(std::chrono::duration<Number, Period> const &timeout) {
+        return IsLocked(LockFor(timeout));
+    }
+    template <typename Clock, typename Duration>
+    [[nodiscard]] bool try_lock_until(std::chrono::time_point<Clock, Duration> const &end) {
+        return IsLocked(TWaitTime::Until(end, TimedOut, [this](long milliseconds) { return Lock(milliseconds); }));
+    }
+    void unlock() { Unlock(); } // REQUIRES: this thread holds the lock
+
+    // Returns whether the last holder of the lock ended without releasing it. True from the lock request that took
+    // over the lock until this thread releases it; then the lock counts as repaired. Always false for a thread that
+    // does not hold the lock. REQUIRES, for a lock with a name: the thread took the lock through this object.
+    [[nodiscard]] bool WasAbandoned() const noexcept;
+
+    // Returns the error code of the system's last failed call in this thread: errno, or GetLastError() on Windows.
+    // After a failure of a lock or an event, this code stands until the thread calls the system again.
+    static int QueryError() noexcept;
+
 protected:
     friend class TMutexSemaphoreEntry;
     friend class TMutexSemaphoreWithEventEntry;
@@ -80,8 +158,18 @@ protected:
 
     EState Lock(long timeout);
     void Unlock();
+    template <typename Number, typename Period>
+    EState LockFor(std::chrono::duration<Number, Period> const &timeout) {
+        return TWaitTime::For(timeout, TimedOut, [this](long milliseconds) { return Lock(milliseconds); });
+    }
 
 private:
+    static bool IsLocked(EState state) {
+        if (state == Error)
+            throw std::system_error(QueryError(), std::system_category(), "TMutexSemaphore");
+        return state == Locked;
+    }
+
     bool IsHeld() const noexcept; // by this thread; false if that is unknown
 
     void *fHandle;
@@ -103,12 +191,17 @@ private:
 // Takes a lock. The destructor releases the lock if the guard got it.
 class TUZUTIL_API TMutexSemaphoreEntry {
 public:
-    TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout);
+    // REQUIRES: the guard has a name, because a guard without a name releases the lock at once.
+    [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout);
+    template <typename Number, typename Period>
+    [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, std::chrono::duration<Number, Period> const &timeout)
+        : fState(mutex.LockFor(timeout)), fMutex(mutex) {}
     TMutexSemaphoreEntry(TMutexSemaphoreEntry const &) = delete;
     TMutexSemaphoreEntry &operator=(TMutexSemaphoreEntry const &) = delete;
     ~TMutexSemaphoreEntry();
 
-    TMutexSemaphore::EState State() const noexcept { return fState; }
+    [[nodiscard]] TMutexSemaphore::EState State() const noexcept { return fState; }
+    [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // the lock was, see there
 
 private:
     TMutexSemaphore::EState fState;
@@ -118,12 +211,13 @@ private:
 // A guard that can also wait for a condition: create the guard, and call Wait() in a loop while the condition is false.
 class TUZUTIL_API TMutexSemaphoreWithEventEntry {
 public:
-    TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, long timeout);
+    [[nodiscard]] TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, long timeout);
     TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEventEntry const &) = delete;
     TMutexSemaphoreWithEventEntry &operator=(TMutexSemaphoreWithEventEntry const &) = delete;
     ~TMutexSemaphoreWithEventEntry();
 
-    TMutexSemaphore::EState State() const noexcept { return fState; }
+    [[nodiscard]] TMutexSemaphore::EState State() const noexcept { return fState; }
+    [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // the lock was, see there
 
     int Clear();
     int Post();
@@ -131,6 +225,10 @@ public:
     // Returns the result of TSemaphore::Wait(). REQUIRES: no other guard of the same thread holds the lock. Otherwise
     // the lock stays held during the wait, which a build without NDEBUG traces at level "wa".
     int Wait(long timeout);
+    template <typename Number, typename Period>
+    [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {
+        return TWaitTime::For(timeout, 1, [this](long milliseconds) { return Wait(milliseconds); });
+    }
 
 private:
     TMutexSemaphore::EState fState;

@@ -49,6 +49,10 @@ public:
     bool IsHeldBy(TThreadRecord const &thread) const noexcept {
         return fOwner.load(std::memory_order_relaxed) == thread.identity;
     }
+    // Returns whether the thread holds the lock, and the last owner ended while it held the lock.
+    bool WasAbandonedFor(TThreadRecord const &thread) const noexcept {
+        return IsHeldBy(thread) && fAbandoned == takenOver;
+    }
 
     // Returns whether a thread holds the lock or is still releasing it. The releasing thread accesses fState last.
     bool IsHeld() const noexcept { return fState.load(std::memory_order_acquire) != free; }
@@ -59,15 +63,22 @@ private:
     friend struct TThreadRecord;
 
     enum TState : std::uint32_t { free, held, heldAndWaitedFor };
+    enum TAbandoned : std::uint8_t {
+        no,
+        yes,      // the last owner ended while it held the lock
+        takenOver // by the present owner, from an owner that ended; after the release, the next owner changes this to
+                  // no
+    };
 
+    TWaitResult TakeOver() noexcept;
     void Own(TThreadRecord &thread) noexcept;
     void Release(TThreadRecord &thread) noexcept;
     void Abandon(TThreadRecord &thread) noexcept;
 
     // Each system defines these three functions. Contend() waits until it can change the state from `free` to
     // `heldAndWaitedFor` in one step. It may instead take the lock from an owner that is no longer alive; it then sets
-    // fAbandoned. After a timeout or a failure, it has not taken the lock. WakeOne() touches only what PrepareWake()
-    // returned, because the lock may be deleted by then.
+    // fAbandoned to `yes`. After a timeout or a failure, it has not taken the lock. WakeOne() touches only what
+    // PrepareWake() returned, because the lock may be deleted by then.
     TWaitResult Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept;
     TWaitPlace *PrepareWake() noexcept;
     static void WakeOne(TWaitPlace *place) noexcept;
@@ -75,8 +86,8 @@ private:
     std::atomic<std::uint32_t> fState{free};
     std::atomic<std::uint64_t> fOwner{0}; // the identity of the thread that holds the lock; 0 for none
     std::uint32_t fDepth = 0;             // how often the owner holds the lock
-    bool fAbandoned = false;              // the last owner ended while it held the lock
-    TFastMutex *fPrevious = nullptr;      // in the chain of the locks that the owner holds
+    TAbandoned fAbandoned = no;
+    TFastMutex *fPrevious = nullptr; // in the chain of the locks that the owner holds
     TFastMutex *fNext = nullptr;
     std::atomic<TWaitPlace *> fPlace{nullptr}; // stays null if PrepareWake() does not use it, as on Linux
 };
@@ -118,9 +129,7 @@ inline TWaitResult TFastMutex::Lock(TThreadRecord &thread, std::uint32_t millise
             return result;
     }
     Own(thread);
-    TWaitResult const result = fAbandoned ? TWaitResult::abandoned : TWaitResult::done;
-    fAbandoned = false;
-    return result;
+    return fAbandoned == no ? TWaitResult::done : TakeOver();
 }
 
 inline bool TFastMutex::Unlock(TThreadRecord &thread) noexcept {

@@ -112,14 +112,17 @@ constexpr std::uint32_t waitForEver = 0xFFFFFFFF; // as a number of milliseconds
 
 // A recursive lock. If it has a name, all processes of the user's session that ask for that name share it. If a thread
 // ends while it holds a lock, the next LockMutex() gets the lock and returns `abandoned`. Every function that takes a
-// Mutex accepts null: HoldsMutex() then returns false, and the others fail. Failures set LastError(). DeleteMutex()
-// first unlocks a lock without a name if this thread holds it.
+// Mutex accepts null: HoldsMutex() and WasAbandoned() then return false, and the others fail. Failures set LastError().
+// DeleteMutex() first unlocks a lock without a name if this thread holds it.
 struct Mutex;
 Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; returns null on failure; may block
 bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for it
 bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold it
 bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds it; false if that is unknown
 TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
+// Returns whether this thread holds the lock and LockMutex() returned `abandoned` when the thread took it. Also counts
+// the calls of the same thread that came later and returned `done`. Returns false if it is unknown who holds the lock.
+bool WasAbandoned(Mutex const *mutex) noexcept;
 
 // Returns the system's own handle of a lock. If the system has no handle for it, returns the address of the Mutex: for
 // every lock on Linux, and for a lock without a name on Windows. Returns 0 for null.

@@ -39,6 +39,16 @@ TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTE
 constexpr std::uint32_t fsEventCreated = 89;
 constexpr std::uint32_t fsMutexCreated = 100;
 
+// Keeps the error code of a failure, which the trace entry about that failure may change.
+struct TKeptCode {
+    TKeptCode() noexcept : code(platform::LastError()) {}
+    TKeptCode(TKeptCode const &) = delete;
+    TKeptCode &operator=(TKeptCode const &) = delete;
+    ~TKeptCode() { platform::SetLastError(code); }
+
+    std::uint32_t const code;
+};
+
 // The public header declares the handles as `void *`. They are cast here and nowhere else.
 platform::Event *EventOf(void *handle) noexcept {
     return static_cast<platform::Event *>(handle);
@@ -53,8 +63,10 @@ platform::Mutex *MutexOf(void *handle) noexcept {
 // Events
 
 TSemaphore::TSemaphore(int posted) : fHandle(platform::NewEvent(posted != 0)) {
-    if (!fHandle)
-        fsEventReports.Error({"Unable to create semaphore, error=x%08X", fsEventCreated}, platform::LastError());
+    if (fHandle)
+        return;
+    TKeptCode const kept;
+    fsEventReports.Error({"Unable to create semaphore, error=x%08X", fsEventCreated}, kept.code);
 }
 
 TSemaphore::TSemaphore(TSemaphore const &other)
@@ -74,28 +86,32 @@ TSemaphore::~TSemaphore() {
 
 int TSemaphore::Wait(long timeout) {
     TWaitResult const result = platform::WaitEvent(EventOf(fHandle), Milliseconds(timeout));
-    switch (result) {
-    case TWaitResult::done: return 0;
-    case TWaitResult::timedOut: return 1;
-    case TWaitResult::abandoned: fsEventReports.Error("Wait for semaphore abandoned"); return -1;
-    default:
+    if (result == TWaitResult::done)
+        return 0;
+    if (result == TWaitResult::timedOut)
+        return 1;
+    TKeptCode const kept;
+    if (result == TWaitResult::abandoned)
+        fsEventReports.Error("Wait for semaphore abandoned");
+    else
         fsEventReports.Error("Unable to wait for semaphore, return=x%08X, error=x%08X",
-                             static_cast<std::uint32_t>(result), platform::LastError());
-        return -1;
-    }
+                             static_cast<std::uint32_t>(result), kept.code);
+    return -1;
 }
 
 int TSemaphore::Clear() {
     if (platform::ClearEvent(EventOf(fHandle)))
         return 0;
-    fsEventReports.Error("Unable to reset semaphore, error=x%08X", platform::LastError());
+    TKeptCode const kept;
+    fsEventReports.Error("Unable to reset semaphore, error=x%08X", kept.code);
     return 1;
 }
 
 int TSemaphore::Post() {
     if (platform::PostEvent(EventOf(fHandle)))
         return 0;
-    fsEventReports.Error("Unable to post semaphore, error=x%08X", platform::LastError());
+    TKeptCode const kept;
+    fsEventReports.Error("Unable to post semaphore, error=x%08X", kept.code);
     return 1;
 }
 
@@ -111,10 +127,11 @@ int TSemaphore::ClearAndWait() {
 constexpr long TMutexSemaphore::fsInfinite;
 
 TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(nullptr) {
+    TKeptCode const kept; // malloc() and the trace entry may change the code
     if (!fHandle)
-        fsMutexReports.Error({"Error %d from CreateMutex(%s)", fsMutexCreated}, static_cast<int>(platform::LastError()),
+        fsMutexReports.Error({"Error %d from CreateMutex(%s)", fsMutexCreated}, static_cast<int>(kept.code),
                              name ? name : "unnamed");
-    fName = CopyOf(name); // after LastError(), because malloc() may change the system's error
+    fName = CopyOf(name);
 }
 
 TMutexSemaphore::~TMutexSemaphore() {
@@ -139,6 +156,14 @@ TMutexSemaphore::EState TMutexSemaphore::Lock(long timeout) {
 
 void TMutexSemaphore::Unlock() {
     platform::UnlockMutex(MutexOf(fHandle));
+}
+
+bool TMutexSemaphore::WasAbandoned() const noexcept {
+    return platform::WasAbandoned(MutexOf(fHandle));
+}
+
+int TMutexSemaphore::QueryError() noexcept {
+    return static_cast<int>(platform::LastError());
 }
 
 bool TMutexSemaphore::IsHeld() const noexcept {

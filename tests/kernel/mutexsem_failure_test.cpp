@@ -6,6 +6,8 @@
 #include "support/CaptureTrace.h"
 #include "support/Notes.h"
 
+#include <limits>
+#include <mutex>
 #include <new>
 
 namespace {
@@ -15,8 +17,10 @@ struct System {
     TWaitResult wait = TWaitResult::done;
     bool success = true;
     std::uint32_t milliseconds = 0;
+    int waits = 0;
     int unlocked = 0;
     int deleted = 0;
+    std::uint32_t error = 5;
 };
 
 System fsSystem;
@@ -36,7 +40,13 @@ Handle *Made() noexcept {
 } // namespace
 
 std::uint32_t platform::LastError() noexcept {
-    return 5;
+    return fsSystem.error;
+}
+void platform::SetLastError(std::uint32_t error) noexcept {
+    fsSystem.error = error;
+}
+bool platform::WasAbandoned(Mutex const *) noexcept {
+    return fsSystem.wait == TWaitResult::abandoned;
 }
 platform::Mutex *platform::NewMutex(char const *) noexcept {
     return Made<Mutex>();
@@ -47,6 +57,7 @@ bool platform::DeleteMutex(Mutex *) noexcept {
 }
 TWaitResult platform::LockMutex(Mutex *, std::uint32_t milliseconds) noexcept {
     fsSystem.milliseconds = milliseconds;
+    ++fsSystem.waits;
     return fsSystem.wait;
 }
 bool platform::UnlockMutex(Mutex *) noexcept {
@@ -70,6 +81,7 @@ void platform::DeleteEvent(Event *) noexcept {
 }
 TWaitResult platform::WaitEvent(Event *, std::uint32_t milliseconds) noexcept {
     fsSystem.milliseconds = milliseconds;
+    ++fsSystem.waits;
     return fsSystem.wait;
 }
 bool platform::ClearEvent(Event *) noexcept {
@@ -238,6 +250,128 @@ TEST_F(LockFailure, FailuresOfLocksAreTraced) {
     ASSERT_EQ(capture.Entries().size(), 2u);
     EXPECT_EQ(capture.Entries()[0].text, "Error 5 from CreateMutex(unnamed)");
     EXPECT_EQ(capture.Entries()[1].text, "Error 5 from CloseHandle(unnamed)");
+}
+
+// A destination whose work changes the system's error code, as that of a file may.
+class TErrorChanger : public TTrace::Base {
+public:
+    ~TErrorChanger() override { Unlink(); }
+    void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
+        fsSystem.error = 77;
+        ++written;
+    }
+    int written = 0;
+};
+
+TEST_F(LockFailure, ErrorCodesOutlastTheTraceEntries) {
+    TTrace trace;
+    auto *const destination = new TErrorChanger;
+    trace.QueryPointer() = TTrace::Pointer(destination);
+    fsSystem.success = false;
+    fsSystem.wait = TWaitResult::failed;
+    TSemaphore event;
+    EXPECT_EQ(TMutexSemaphore::QueryError(), 5);
+    event.Clear();
+    EXPECT_EQ(TMutexSemaphore::QueryError(), 5);
+    event.Post();
+    EXPECT_EQ(TMutexSemaphore::QueryError(), 5);
+    EXPECT_EQ(event.Wait(1), -1);
+    EXPECT_EQ(TMutexSemaphore::QueryError(), 5);
+    TMutexSemaphore const mutex("name");
+    EXPECT_EQ(TMutexSemaphore::QueryError(), 5);
+    EXPECT_EQ(destination->written, 5);
+}
+
+TEST_F(LockFailure, FunctionsOfStandardLocksThrowTheErrorCode) {
+    fsSystem.success = false;
+    fsSystem.wait = TWaitResult::failed;
+    TMutexSemaphore mutex;
+    auto const codeOf = [](auto call) {
+        try {
+            call();
+        } catch (std::system_error const &failure) {
+            return failure.code();
+        }
+        return std::error_code();
+    };
+    std::error_code const expected(5, std::system_category());
+    EXPECT_EQ(codeOf([&] { mutex.lock(); }), expected);
+    EXPECT_EQ(codeOf([&] { static_cast<void>(mutex.try_lock()); }), expected);
+    EXPECT_EQ(codeOf([&] { static_cast<void>(mutex.try_lock_for(std::chrono::seconds(1))); }), expected);
+    auto const later = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    EXPECT_EQ(codeOf([&] { static_cast<void>(mutex.try_lock_until(later)); }), expected);
+    EXPECT_EQ(codeOf([&] { std::lock_guard<TMutexSemaphore> const guard(mutex); }), expected);
+    EXPECT_EQ(fsSystem.unlocked, 0);
+}
+
+TEST_F(LockFailure, DurationsBecomeMillisecondsRoundedUp) {
+    using namespace std::chrono;
+    TMutexSemaphore mutex;
+    TSemaphore event;
+    auto const expect = [&](auto duration, std::uint32_t milliseconds) {
+        fsSystem.milliseconds = 4711;
+        EXPECT_TRUE(mutex.try_lock_for(duration));
+        EXPECT_EQ(fsSystem.milliseconds, milliseconds);
+        fsSystem.milliseconds = 4711;
+        EXPECT_EQ(event.Wait(duration), 0);
+        EXPECT_EQ(fsSystem.milliseconds, milliseconds);
+        fsSystem.milliseconds = 4711;
+        EXPECT_EQ(TMutexSemaphoreEntry(mutex, duration).State(), TMutexSemaphore::Locked);
+        EXPECT_EQ(fsSystem.milliseconds, milliseconds);
+    };
+    expect(milliseconds(0), 0);
+    expect(milliseconds(7), 7);
+    expect(seconds(2), 2000);
+    expect(nanoseconds(1), 1);
+    expect(microseconds(20000), 20);
+    expect(microseconds(20001), 21);
+    expect(duration<double>(0.25), 250);
+    expect(milliseconds(-1), 0);
+    expect(hours(-1), 0);
+    expect(hours::min(), 0);
+    expect(milliseconds(2147483647), 2147483647);
+    expect(hours(24 * 365), 2147483647); // in pieces
+    expect(hours::max(), 2147483647);
+    expect(duration<double>(std::numeric_limits<double>::infinity()), 2147483647);
+    expect(duration<double>(std::numeric_limits<double>::quiet_NaN()), 0);
+}
+
+TEST_F(LockFailure, LongDurationsAreWaitedForInPieces) {
+    fsSystem.wait = TWaitResult::timedOut;
+    TMutexSemaphore mutex;
+    EXPECT_FALSE(mutex.try_lock_for(std::chrono::milliseconds(3 * 2147483647LL + 5)));
+    EXPECT_EQ(fsSystem.milliseconds, 5u); // the rest
+    EXPECT_EQ(fsSystem.waits, 4);
+}
+
+// A clock that a test sets. It goes on by a second at each look.
+struct TTestClock {
+    using duration = std::chrono::milliseconds;
+    using rep = duration::rep;
+    using period = duration::period;
+    using time_point = std::chrono::time_point<TTestClock>;
+    static constexpr bool is_steady = false;
+    static time_point now() {
+        fsNow += std::chrono::seconds(1);
+        return fsNow;
+    }
+    static inline time_point fsNow{};
+};
+
+TEST_F(LockFailure, ClocksThatAreNotSteadyAreReadEverySecond) {
+    fsSystem.wait = TWaitResult::timedOut;
+    TMutexSemaphore mutex;
+    TSemaphore event;
+    TTestClock::fsNow = {};
+    EXPECT_FALSE(mutex.try_lock_until(TTestClock::time_point(std::chrono::milliseconds(4500))));
+    EXPECT_EQ(fsSystem.waits, 5); // at 1, 2, 3 and 4 seconds, and a last time without waiting
+    EXPECT_EQ(fsSystem.milliseconds, 0u);
+    EXPECT_EQ(event.Wait(TTestClock::time_point::min()), 1);
+    EXPECT_EQ(fsSystem.waits, 6);
+    fsSystem.wait = TWaitResult::done;
+    EXPECT_EQ(event.Wait(TTestClock::time_point::max()), 0);
+    EXPECT_EQ(fsSystem.milliseconds, 1000u);
+    EXPECT_EQ(fsSystem.waits, 7);
 }
 
 TEST_F(LockFailure, FailuresThatNobodyListensToAreNotFormatted) {

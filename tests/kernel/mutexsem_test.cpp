@@ -12,6 +12,7 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <optional>
 #include <string>
@@ -27,6 +28,43 @@ State StateElsewhere(TMutexSemaphore &mutex, long timeout = 0) {
     State state = TMutexSemaphore::Unlocked;
     std::thread([&] { state = TMutexSemaphoreEntry(mutex, timeout).State(); }).join();
     return state;
+}
+
+// The body of a thread that ends while it holds a lock twice: the guards are never destroyed.
+void HoldAndEnd(void *lock) {
+    auto &held = *static_cast<TMutexSemaphore *>(lock);
+    alignas(TMutexSemaphoreEntry) static char memory[2][sizeof(TMutexSemaphoreEntry)];
+    new (memory[0]) TMutexSemaphoreEntry(held, 0);
+    new (memory[1]) TMutexSemaphoreEntry(held, 0);
+}
+
+// `die` lets a holder of the lock end. The next holder learns that until it releases the lock; nobody else does.
+void ExpectAbandonedOnce(TMutexSemaphore &mutex, std::function<void()> const &die) {
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_FALSE(mutex.WasAbandoned());
+        die();
+        EXPECT_FALSE(mutex.WasAbandoned()); // nobody holds it
+        {
+            TMutexSemaphoreEntry const entry(mutex, TMutexSemaphore::fsInfinite);
+            EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+            EXPECT_TRUE(entry.WasAbandoned());
+            {
+                std::lock_guard<TMutexSemaphore> const again(mutex);
+                EXPECT_TRUE(mutex.WasAbandoned());
+            }
+            EXPECT_TRUE(mutex.WasAbandoned());
+            std::thread([&] {
+                EXPECT_FALSE(mutex.WasAbandoned());
+                TMutexSemaphoreEntry const other(mutex, 0);
+                EXPECT_EQ(other.State(), TMutexSemaphore::TimedOut);
+                EXPECT_FALSE(other.WasAbandoned());
+            }).join();
+        }
+        EXPECT_FALSE(mutex.WasAbandoned());
+        TMutexSemaphoreEntry const next(mutex, 0);
+        EXPECT_EQ(next.State(), TMutexSemaphore::Locked);
+        EXPECT_FALSE(next.WasAbandoned());
+    }
 }
 
 // Until something is so that another thread or process brings about.
@@ -81,6 +119,70 @@ TEST(Mutex, Example) {
         EXPECT_EQ(StateElsewhere(lock), TMutexSemaphore::TimedOut);
     }
     EXPECT_EQ(StateElsewhere(lock), TMutexSemaphore::Locked);
+}
+
+TEST(Mutex, StandardGuardsTakeIt) {
+    TMutexSemaphore first;
+    TMutexSemaphore second;
+    {
+        std::lock_guard<TMutexSemaphore> const guard(first);
+        EXPECT_EQ(StateElsewhere(first), TMutexSemaphore::TimedOut);
+        std::lock_guard<TMutexSemaphore> const again(first); // recursive
+    }
+    EXPECT_EQ(StateElsewhere(first), TMutexSemaphore::Locked);
+    {
+        std::scoped_lock<TMutexSemaphore, TMutexSemaphore> const both(first, second);
+        EXPECT_EQ(StateElsewhere(first), TMutexSemaphore::TimedOut);
+        EXPECT_EQ(StateElsewhere(second), TMutexSemaphore::TimedOut);
+    }
+    std::unique_lock<TMutexSemaphore> movable(first, std::defer_lock);
+    EXPECT_EQ(StateElsewhere(first), TMutexSemaphore::Locked);
+    EXPECT_TRUE(movable.try_lock());
+    EXPECT_EQ(StateElsewhere(first), TMutexSemaphore::TimedOut);
+    movable.unlock();
+    EXPECT_TRUE(movable.try_lock_for(std::chrono::microseconds(10)));
+    movable.unlock();
+    EXPECT_TRUE(movable.try_lock_until(std::chrono::system_clock::now()));
+    movable.unlock();
+    EXPECT_EQ(StateElsewhere(first), TMutexSemaphore::Locked);
+}
+
+TEST(Mutex, StandardFunctionsReturnFalseWhileAnotherThreadHoldsIt) {
+    using namespace std::chrono;
+    TMutexSemaphore mutex;
+    std::lock_guard<TMutexSemaphore> const guard(mutex);
+    std::thread([&] {
+        EXPECT_FALSE(mutex.try_lock());
+        auto const begin = steady_clock::now();
+        EXPECT_FALSE(mutex.try_lock_for(milliseconds(20)));
+        EXPECT_FALSE(mutex.try_lock_until(begin + milliseconds(50)));
+        EXPECT_GE(steady_clock::now() - begin, milliseconds(50));
+        EXPECT_FALSE(mutex.try_lock_until(begin));
+        EXPECT_FALSE(mutex.try_lock_for(seconds(-1)));
+    }).join();
+    EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::TimedOut);
+}
+
+TEST(Mutex, StandardFunctionsExcludeThreads) {
+    TMutexSemaphore mutex;
+    long count = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < 3000; ++round) {
+                if (round % 3 == 0) {
+                    std::lock_guard<TMutexSemaphore> const guard(mutex);
+                    ++count;
+                } else if (mutex.try_lock_for(std::chrono::seconds(20))) {
+                    std::lock_guard<TMutexSemaphore> const guard(mutex, std::adopt_lock);
+                    ++count;
+                }
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(count, 12000);
 }
 
 TEST(Mutex, StatesAndTheInfiniteTimeHaveTheirValues) {
@@ -245,6 +347,11 @@ TEST(Mutex, LockOfADeadThreadIsAcquired) {
     }
 }
 
+TEST(Mutex, HolderLearnsThatTheLastOneDied) {
+    TMutexSemaphore mutex;
+    ExpectAbandonedOnce(mutex, [&] { RunThreadThatEnds(HoldAndEnd, &mutex); });
+}
+
 TEST(Mutex, AWaiterGetsTheLockOfAThreadThatDies) {
     TMutexSemaphore mutex;
     struct Shared {
@@ -363,6 +470,21 @@ TEST_F(NamedMutex, LockOfAKilledProcessIsAcquired) {
     EXPECT_EQ(StateElsewhere(mutex), TMutexSemaphore::Locked);
 }
 
+TEST_F(NamedMutex, HolderLearnsThatTheLastOneDied) {
+    TMutexSemaphore mutex(name.c_str());
+    ExpectAbandonedOnce(mutex, [&] { RunThreadThatEnds(HoldAndEnd, &mutex); });
+    ExpectAbandonedOnce(mutex, [&] {
+        RemoveFiles();
+        StartHolder();
+        holder->Kill();
+    });
+    RemoveFiles();
+    StartHolder();
+    EXPECT_EQ(ReleaseHolder(), 0);
+    TMutexSemaphoreEntry const entry(mutex, 20000);
+    EXPECT_FALSE(entry.WasAbandoned());
+}
+
 TEST_F(NamedMutex, AWaiterGetsTheLockOfAProcessThatIsKilled) {
     TMutexSemaphore mutex(name.c_str());
     StartHolder();
@@ -411,6 +533,22 @@ TEST(Event, StartsAsItsArgumentSays) {
     TSemaphore posted(1);
     EXPECT_EQ(posted.Wait(0), 0);
     EXPECT_EQ(posted.Wait(TMutexSemaphore::fsInfinite), 0);
+}
+
+TEST(Event, WaitsForDurationsAndUntilTimes) {
+    using namespace std::chrono;
+    TSemaphore event;
+    auto const begin = steady_clock::now();
+    EXPECT_EQ(event.Wait(milliseconds(20)), 1);
+    EXPECT_GE(steady_clock::now() - begin, milliseconds(20));
+    EXPECT_EQ(event.Wait(begin + milliseconds(50)), 1);
+    EXPECT_GE(steady_clock::now() - begin, milliseconds(50));
+    EXPECT_EQ(event.Wait(system_clock::now() - hours(1)), 1);
+    std::thread poster([&] { event.Post(); });
+    EXPECT_EQ(event.Wait(hours::max()), 0);
+    poster.join();
+    EXPECT_EQ(event.Wait(nanoseconds(0)), 0);
+    EXPECT_EQ(event.Wait(system_clock::time_point::min()), 0);
 }
 
 TEST(Event, StaysPostedUntilItIsCleared) {

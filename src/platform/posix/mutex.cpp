@@ -47,6 +47,7 @@ struct platform::Mutex {
     pthread_mutex_t *shared = nullptr;   // in a mapped file
     std::atomic<std::uint32_t> owner{0}; // the thread of this process that holds `shared`; 0 for none
     std::uint32_t depth = 0;             // how often the owner holds `shared`
+    bool wasAbandoned = false;           // the owner took `shared` from an owner that ended
     std::uint32_t references = 1;        // fsListLock guards this member and those below
     Mutex *previous = nullptr;
     Mutex *next = nullptr;
@@ -229,6 +230,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
         return TWaitResult::failed;
     mutex.owner.store(self->Number(), std::memory_order_relaxed);
     mutex.depth = 1;
+    mutex.wasAbandoned = error == EOWNERDEAD;
     return error == EOWNERDEAD ? TWaitResult::abandoned : TWaitResult::done;
 }
 
@@ -314,6 +316,13 @@ bool platform::HoldsMutex(Mutex const *mutex) noexcept {
     if (!mutex || !self)
         return false;
     return mutex->shared ? mutex->owner == self->Number() : mutex->fast.IsHeldBy(*self);
+}
+
+bool platform::WasAbandoned(Mutex const *mutex) noexcept {
+    TThreadRecord const *const self = ThisThread();
+    if (!mutex || !self)
+        return false;
+    return mutex->shared ? mutex->owner == self->Number() && mutex->wasAbandoned : mutex->fast.WasAbandonedFor(*self);
 }
 
 std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {

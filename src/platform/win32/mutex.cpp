@@ -22,6 +22,10 @@ using platform::TWaitResult;
 struct platform::Mutex {
     HANDLE kernel = nullptr;
     TFastMutex fast;
+    std::atomic<std::uint32_t> owner{
+        0};                    // the thread of this process that took `kernel` through this object; 0 for none
+    std::uint32_t depth = 0;   // how often it did; the owner changes this member and the next one
+    bool wasAbandoned = false; // the owner took `kernel` from an owner that ended
 };
 
 // The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
@@ -38,6 +42,26 @@ bool IsThere(Mutex const *mutex) noexcept {
     if (!mutex)
         SetLastError(ERROR_INVALID_HANDLE);
     return mutex != nullptr;
+}
+
+// Records what WasAbandoned() reports about a lock with a name. An owner that has ended may still be recorded, but the
+// numbers of threads are never used again.
+void NoteLocked(Mutex &mutex, TWaitResult result) noexcept {
+    TThreadRecord const *const self = platform::ThisThread();
+    std::uint32_t const number = self ? self->Number() : 0;
+    if (result == TWaitResult::done && number != 0 && mutex.owner.load(std::memory_order_relaxed) == number) {
+        ++mutex.depth;
+        return;
+    }
+    mutex.owner.store(number, std::memory_order_relaxed);
+    mutex.depth = 1;
+    mutex.wasAbandoned = result == TWaitResult::abandoned;
+}
+
+void NoteUnlocked(Mutex &mutex) noexcept {
+    TThreadRecord const *const self = platform::ThisThread();
+    if (self && mutex.owner.load(std::memory_order_relaxed) == self->Number() && --mutex.depth == 0)
+        mutex.owner.store(0, std::memory_order_relaxed);
 }
 
 // Opens a thread to see whether it is alive. The handle is null if the thread no longer exists or cannot be opened. It
@@ -149,8 +173,12 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
 TWaitResult platform::LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept {
     if (!IsThere(mutex))
         return TWaitResult::failed;
-    if (mutex->kernel)
-        return static_cast<TWaitResult>(WaitForSingleObject(mutex->kernel, milliseconds));
+    if (mutex->kernel) {
+        auto const result = static_cast<TWaitResult>(WaitForSingleObject(mutex->kernel, milliseconds));
+        if (result == TWaitResult::done || result == TWaitResult::abandoned)
+            NoteLocked(*mutex, result);
+        return result;
+    }
     TThreadRecord *const self = ThisThread();
     return self ? mutex->fast.Lock(*self, milliseconds) : TWaitResult::failed;
 }
@@ -158,8 +186,10 @@ TWaitResult platform::LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexce
 bool platform::UnlockMutex(Mutex *mutex) noexcept {
     if (!IsThere(mutex))
         return false;
-    if (mutex->kernel)
+    if (mutex->kernel) {
+        NoteUnlocked(*mutex);
         return ReleaseMutex(mutex->kernel) != FALSE;
+    }
     TThreadRecord *const self = ThisThread();
     bool const released = self && mutex->fast.Unlock(*self);
     if (!released)
@@ -170,6 +200,14 @@ bool platform::UnlockMutex(Mutex *mutex) noexcept {
 bool platform::HoldsMutex(Mutex const *mutex) noexcept {
     TThreadRecord const *const self = ThisThread();
     return mutex && self && !mutex->kernel && mutex->fast.IsHeldBy(*self);
+}
+
+bool platform::WasAbandoned(Mutex const *mutex) noexcept {
+    TThreadRecord const *const self = ThisThread();
+    if (!mutex || !self)
+        return false;
+    return mutex->kernel ? mutex->owner.load(std::memory_order_relaxed) == self->Number() && mutex->wasAbandoned
+                         : mutex->fast.WasAbandonedFor(*self);
 }
 
 std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
@@ -192,7 +230,7 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
         TOpenedThread const holder(static_cast<DWORD>(owner >> 32));
         if (owner != 0 && holder.HasEnded()) {
             if (fOwner.compare_exchange_strong(owner, thread.identity, std::memory_order_acq_rel)) {
-                fAbandoned = true;
+                fAbandoned = yes;
                 return TWaitResult::done;
             }
             continue;

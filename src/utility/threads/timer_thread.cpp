@@ -98,6 +98,10 @@ int TMasterTimer::Run() {
 // returns null and sets `isAnyLeft` to whether any timer is still armed.
 TReference<TSemaphore> TMasterTimer::PostUntilOneFails(bool &isAnyLeft) noexcept {
     TInsistentEntry const lock(fsLock);
+    if (!lock) { // without the lock, another thread may be changing the queue; the thread tries again in a second
+        isAnyLeft = true;
+        return nullptr;
+    }
     std::int64_t const now = platform::CurrentTime();
     TTimerLink *first;
     while ((first = fsArmed.First()) && first->second <= now) {
