@@ -4,9 +4,11 @@
 // ipcSharedMemory: a named block of memory, which one process creates and others open.
 //
 // Example:
-//     ipcSharedMemory counters("pop3d.counters", sizeof(TCounters)); // in another process: counters("pop3d.counters")
+//     auto const counters = ipcSharedMemory::OpenOrCreate("pop3d.counters", sizeof(TCounters), [](void *fresh) {
+//         new (fresh) TCounters; // in the process that comes first; the others wait until this is done
+//     });
 //     if (!counters)
-//         return counters.rdstate(); // 1: a block of that name exists already, or there is no room
+//         return counters.QueryError(); // of the system
 //     auto *shared = static_cast<TCounters *>(counters.Pointer());
 //
 // Ownership:  An object maps a block, and its destructor unmaps the block. The block exists as long as an object of any
@@ -14,15 +16,16 @@
 //             as destroyed.
 // Threads:    Any thread may use an object, because it does not change after its construction. REQUIRES: the users of a
 //             block guard its content, for example with a named TMutexSemaphore.
-// Failures:   Nothing is thrown; rdstate() returns the state.
+// Failures:   Nothing is thrown; rdstate() returns the state, and QueryError() the system's error code.
 // Surprises:
 // - A new block holds zeros.
-// - Size() returns 0 for an object that opened a block: the processes must agree on the size.
+// - Size() returns 0 for an object whose constructor opened a block. TrueSize() returns the size of every block.
 // - A forked child inherits the objects of its parent, but it does not count as a user of their blocks.
 
 #include "tuzutil/EXPORT.h"
 
 #include <cstdint>
+#include <system_error>
 
 class osSharedMemory;
 
@@ -35,20 +38,43 @@ public:
     // - on Windows, if a lock has that name.
     // REQUIRES: the process does not fork while one of its threads creates, opens or destroys an object.
     ipcSharedMemory(char const *name, long size);
-    explicit ipcSharedMemory(char const *name); // opens a block that exists
+    // Opens a block that exists. Waits while another object fills the block in OpenOrCreate().
+    explicit ipcSharedMemory(char const *name);
+
+    // Opens the block of that name, or creates one of `size` bytes and calls initialise(pointer) to fill it. Exactly
+    // one process creates the block; all others wait until initialise() has returned. If initialise() throws, or its
+    // process ends meanwhile, the block never existed, and one of those that wait creates it. An exception of
+    // initialise() is passed on. The limits of names and sizes are as above. A block with fewer than `size` bytes is
+    // not opened (state 1). REQUIRES: initialise() does not open or create the same block, and the process does not
+    // fork meanwhile.
+    template <typename Function>
+    [[nodiscard]] static ipcSharedMemory OpenOrCreate(char const *name, long size, Function initialise) {
+        return ipcSharedMemory(
+            name, size, [](void *function, void *block) { (*static_cast<Function *>(function))(block); }, &initialise);
+    }
+
     ipcSharedMemory(ipcSharedMemory const &) = delete;
     ipcSharedMemory &operator=(ipcSharedMemory const &) = delete;
     virtual ~ipcSharedMemory();
 
     // 0: good; 1: the block was not created, or there is no memory; 2: no name was given; 3: the block was not opened.
     int rdstate() const noexcept { return fState; }
+    // Return why the state is not 0, as the system's error code: errno, or that of GetLastError() on Windows. Return 0
+    // if the state is 0.
+    int QueryError() const noexcept;
+    std::error_code Error() const noexcept { return std::error_code(QueryError(), std::system_category()); }
     int operator!() const noexcept { return fState != 0; }
     char *Name() const noexcept;                 // null if no name was given
     void *Pointer() const noexcept;              // null unless the state is 0
-    int Owner() const noexcept;                  // 1 if the constructor was the one that creates a block
-    long Size() const noexcept { return fSize; } // as given to the constructor
+    int Owner() const noexcept;                  // 1 if this object created the block, or was made to create it
+    long Size() const noexcept { return fSize; } // as given to the constructor; TrueSize() after OpenOrCreate()
+    // Returns the size of the block in bytes, also if another process created it; 0 unless the state is 0. On Windows,
+    // the size of a block that was created by a constructor is rounded up to whole pages, except for the creator.
+    long TrueSize() const noexcept;
 
 private:
+    ipcSharedMemory(char const *name, long size, void (*initialise)(void *function, void *block), void *function);
+
     friend class osSharedMemory;
 
     osSharedMemory *fImpl;

@@ -248,13 +248,23 @@ void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 // Shared memory
 
 // A block of memory that all processes of the user's session share under a name. The block exists until every process
-// that uses it has closed it or has ended. The first two functions set `view` to the address of the block. On failure
+// that uses it has closed it or has ended. The first three functions set `view` to the address of the block. On failure
 // they return null, with LastError(). CreateSharedMemory() fails if a block of that name exists, OpenSharedMemory() if
 // none does. May block. REQUIRES: the name is not empty.
 struct Block;
 Block *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept; // of zeros; fails below 1 byte
 Block *OpenSharedMemory(char const *name, void *&view) noexcept;
 void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are from the same call
+
+// Opens a block, and fails if it has fewer than `size` bytes. If there is no block, creates one of zeros and sets
+// `isNew`. The caller then fills the block and passes it to PublishSharedMemory(). Until then, CreateSharedMemory()
+// fails, and other calls of this function and of OpenSharedMemory() wait. If the caller closes the block instead, or
+// ends, these calls go on as if the block had never existed. REQUIRES: one thread makes all calls for a new block.
+Block *OpenOrCreateSharedMemory(char const *name, std::int32_t size, void *&view, bool &isNew) noexcept;
+bool PublishSharedMemory(Block *block) noexcept; // false, with LastError(), on failure: the block must be closed
+
+// Returns the size of a block in bytes. If CreateSharedMemory() made the block, Windows rounds it up to whole pages.
+std::size_t SharedMemorySize(Block const *block) noexcept;
 
 // Libraries
 

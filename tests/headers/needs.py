@@ -65,7 +65,7 @@ NEEDS = {
     "OSTRSTRM": Need(includes=['"tuzutil/TSTRING.h"'], after='EXPECT_EQ(text, "port 110");'),
     "PURETRAP": Need(before="struct TBody { virtual ~TBody() = default;", declarations=True, close="};",
                      test="EXPECT_EQ(TBody().Run(), 0);"),
-    "SHAREMEM": Need(before="struct TCounters { int logins; };", signature="int Example()",
+    "SHAREMEM": Need(includes=["<new>"], before="struct TCounters { int logins; };", signature="int Example()",
                      after="return shared->logins;", test=""),
     "STRMCTL": Need(includes=['"tuzutil/DOTBYTE.h"'], inside=r'std::istringstream connection("ab\r\n.\r\n");',
                     after="EXPECT_TRUE(in.good());"),

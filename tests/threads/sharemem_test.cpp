@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -14,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -39,14 +42,17 @@ public:
         fProcess.Kill();
         std::remove((fFiles + ".ready").c_str());
         std::remove((fFiles + ".release").c_str());
+        std::remove((fFiles + ".release.end").c_str());
     }
 
     void AwaitReady() {
         while (!std::ifstream(fFiles + ".ready"))
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+    void Fill() { std::ofstream(fFiles + ".release").put('x'); } // the second half of its block
     int Release() {
-        std::ofstream(fFiles + ".release").put('x');
+        Fill();
+        std::ofstream(fFiles + ".release.end").put('x');
         return fProcess.Wait();
     }
     int Wait() { return fProcess.Wait(); } // of one that gets no block
@@ -72,15 +78,17 @@ int StateOf(std::string const &name) {
 
 TEST_F(SharedMemory, Example) {
     struct TCounters {
-        int sessions;
+        int sessions = 17;
     };
-    ipcSharedMemory counters(name.c_str(), sizeof(TCounters));
+    auto const counters =
+        ipcSharedMemory::OpenOrCreate(name.c_str(), sizeof(TCounters), [](void *fresh) { new (fresh) TCounters; });
     ASSERT_FALSE(!counters);
     auto *shared = static_cast<TCounters *>(counters.Pointer());
-    shared->sessions = 17;
+    EXPECT_EQ(shared->sessions, 17);
+    shared->sessions = 18;
     ipcSharedMemory other(name.c_str());
     ASSERT_FALSE(!other);
-    EXPECT_EQ(static_cast<TCounters *>(other.Pointer())->sessions, 17);
+    EXPECT_EQ(static_cast<TCounters *>(other.Pointer())->sessions, 18);
 }
 
 TEST_F(SharedMemory, CreatorAndOpenerTellWhatTheyAre) {
@@ -327,4 +335,239 @@ TEST_F(SharedMemory, OpenersNeverMeetABlockHalfMade) {
     }
     maker.join();
     EXPECT_EQ(StateOf(name), 3);
+}
+
+// Opening or creating
+
+namespace {
+
+constexpr auto fsNothing = [](void *) {};
+
+void FillWithX(void *block) {
+    std::fill_n(static_cast<char *>(block), 100, 'x');
+}
+
+} // namespace
+
+TEST_F(SharedMemory, OpenOrCreateFillsANewBlockOnce) {
+    ipcSharedMemory const first = ipcSharedMemory::OpenOrCreate(name.c_str(), 100, FillWithX);
+    ASSERT_EQ(first.rdstate(), 0);
+    EXPECT_EQ(first.Owner(), 1);
+    EXPECT_EQ(first.Size(), 100);
+    EXPECT_EQ(first.TrueSize(), 100);
+    EXPECT_EQ(first.QueryError(), 0);
+    EXPECT_EQ(first.Name(), name);
+    EXPECT_TRUE(AllAre(first, 100, 'x'));
+
+    int calls = 0;
+    auto const second = ipcSharedMemory::OpenOrCreate(name.c_str(), 100, [&](void *) { ++calls; });
+    ASSERT_EQ(second.rdstate(), 0);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(second.Owner(), 0);
+    EXPECT_EQ(second.Size(), 100);
+    EXPECT_NE(second.Pointer(), first.Pointer());
+    EXPECT_TRUE(AllAre(second, 100, 'x'));
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 100).rdstate(), 1);
+    EXPECT_EQ(StateOf(name), 0);
+}
+
+TEST_F(SharedMemory, ABlockToBeFilledHoldsZeros) {
+    for (long const size : {1L, 4095L, 4096L, 4097L, 100000L}) {
+        bool areZeros = false;
+        auto const memory = ipcSharedMemory::OpenOrCreate(name.c_str(), size, [&](void *block) {
+            auto *const bytes = static_cast<char *>(block);
+            areZeros = std::count(bytes, bytes + size, '\0') == size;
+            std::fill_n(bytes, size, 'x');
+        });
+        ASSERT_EQ(memory.rdstate(), 0) << size;
+        EXPECT_TRUE(areZeros) << size;
+        EXPECT_TRUE(AllAre(memory, size, 'x')) << size;
+        EXPECT_EQ(ipcSharedMemory(name.c_str()).TrueSize(), size);
+    }
+}
+
+TEST_F(SharedMemory, OpenersLearnTheTrueSize) {
+    auto const memory = ipcSharedMemory::OpenOrCreate(name.c_str(), 5000, fsNothing);
+    auto const smaller = ipcSharedMemory::OpenOrCreate(name.c_str(), 10, fsNothing);
+    EXPECT_EQ(smaller.rdstate(), 0);
+    EXPECT_EQ(smaller.Size(), 5000);
+    EXPECT_EQ(smaller.TrueSize(), 5000);
+    ipcSharedMemory const opened(name.c_str());
+    EXPECT_EQ(opened.Size(), 0);
+    EXPECT_EQ(opened.TrueSize(), 5000);
+
+    auto const larger = ipcSharedMemory::OpenOrCreate(name.c_str(), 5001, fsNothing);
+    EXPECT_EQ(larger.rdstate(), 1);
+    EXPECT_EQ(larger.Pointer(), nullptr);
+    EXPECT_EQ(larger.TrueSize(), 0);
+    EXPECT_EQ(larger.Owner(), 0);
+    EXPECT_NE(larger.QueryError(), 0);
+}
+
+TEST_F(SharedMemory, BlocksOfTheConstructorAreOpenedAsTheyAre) {
+    ipcSharedMemory const created(name.c_str(), 8192);
+    EXPECT_EQ(created.TrueSize(), 8192);
+    static_cast<char *>(created.Pointer())[8191] = 'x';
+    EXPECT_EQ(ipcSharedMemory(name.c_str()).TrueSize(), 8192);
+    int calls = 0;
+    auto const opened = ipcSharedMemory::OpenOrCreate(name.c_str(), 8192, [&](void *) { ++calls; });
+    EXPECT_EQ(opened.rdstate(), 0);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(opened.TrueSize(), 8192);
+    EXPECT_EQ(static_cast<char *>(opened.Pointer())[8191], 'x');
+}
+
+TEST_F(SharedMemory, OpenOrCreateRefusesWhatTheConstructorsRefuse) {
+    int calls = 0;
+    auto const count = [&](void *) { ++calls; };
+    for (long const size : {0L, -1L, -2147483647L - 1})
+        EXPECT_EQ(ipcSharedMemory::OpenOrCreate(name.c_str(), size, count).rdstate(), 1) << size;
+    for (char const *none : {"", static_cast<char const *>(nullptr)})
+        EXPECT_EQ(ipcSharedMemory::OpenOrCreate(none, 10, count).rdstate(), 2);
+    for (std::string const &bad : {std::string("a\\b"), std::string(400, 'n')})
+        EXPECT_EQ(ipcSharedMemory::OpenOrCreate(bad.c_str(), 10, count).rdstate(), 1);
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(StateOf(name), 3);
+}
+
+TEST_F(SharedMemory, FailuresTellTheSystemsErrorCode) {
+    std::errc const missing = std::errc::no_such_file_or_directory;
+    ipcSharedMemory const absent(name.c_str());
+    EXPECT_EQ(absent.Error(), missing);
+    ipcSharedMemory const created(name.c_str(), 10);
+    EXPECT_EQ(created.QueryError(), 0);
+    EXPECT_FALSE(created.Error());
+    EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).Error(), std::errc::file_exists);
+    EXPECT_EQ(ipcSharedMemory(nullptr, 10).QueryError(), EINVAL);
+}
+
+TEST_F(SharedMemory, ABlockWhoseFillingThrowsNeverExisted) {
+    struct TFailure {};
+    EXPECT_THROW(static_cast<void>(ipcSharedMemory::OpenOrCreate(name.c_str(), 100,
+                                                                 [](void *block) {
+                                                                     FillWithX(block);
+                                                                     throw TFailure();
+                                                                 })),
+                 TFailure);
+    EXPECT_EQ(StateOf(name), 3);
+    bool areZeros = false;
+    auto const memory = ipcSharedMemory::OpenOrCreate(name.c_str(), 100, [&](void *block) {
+        auto const *const bytes = static_cast<char const *>(block);
+        areZeros = std::count(bytes, bytes + 100, '\0') == 100;
+    });
+    EXPECT_EQ(memory.Owner(), 1);
+    EXPECT_TRUE(areZeros);
+}
+
+TEST_F(SharedMemory, AnUnfinishedBlockIsNotCreatedByAConstructor) {
+    int state = 0;
+    auto const memory = ipcSharedMemory::OpenOrCreate(
+        name.c_str(), 100, [&](void *) { state = ipcSharedMemory(name.c_str(), 100).rdstate(); });
+    EXPECT_EQ(memory.rdstate(), 0);
+    EXPECT_EQ(state, 1);
+}
+
+TEST_F(SharedMemory, ThreadsThatComeTogetherGetOneBlockThatIsFilledOnce) {
+    for (int round = 0; round < 100; ++round) {
+        std::atomic<int> calls{0};
+        std::atomic<int> bad{0};
+        std::vector<std::optional<std::thread>> threads(4);
+        std::atomic<int> users{0};
+        for (auto &thread : threads) {
+            thread.emplace([&] {
+                auto const memory = ipcSharedMemory::OpenOrCreate(name.c_str(), 100, [&](void *block) {
+                    ++calls;
+                    FillWithX(block);
+                });
+                if (memory.rdstate() != 0 || !AllAre(memory, 100, 'x'))
+                    ++bad;
+                ++users;
+                while (users < 4) // keeps the block until all have it
+                    std::this_thread::yield();
+            });
+        }
+        for (auto &thread : threads)
+            thread->join();
+        EXPECT_EQ(calls, 1);
+        EXPECT_EQ(bad, 0);
+    }
+    EXPECT_EQ(StateOf(name), 3);
+}
+
+TEST_F(SharedMemory, OtherProcessesWaitUntilTheBlockIsFilled) {
+    TUser maker("fill", name, 70000);
+    maker.AwaitReady();
+    TUser second("fill", name, 70000);
+    std::atomic<int> states{0};
+    std::atomic<int> whole{0};
+    std::vector<std::thread> threads;
+    for (bool const opens : {true, false}) {
+        threads.emplace_back([&, opens] {
+            auto const look = [&](ipcSharedMemory const &memory) {
+                ++states;
+                whole += memory.rdstate() == 0 && memory.TrueSize() == 70000 && AllAre(memory, 70000, 1);
+            };
+            if (opens)
+                look(ipcSharedMemory(name.c_str()));
+            else
+                look(ipcSharedMemory::OpenOrCreate(name.c_str(), 70000, fsNothing));
+        });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // long enough for one that does not wait
+    EXPECT_EQ(states, 0);
+    maker.Fill();
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(states, 2);
+    EXPECT_EQ(whole, 2);
+    EXPECT_EQ(second.Wait(), 11);
+    EXPECT_EQ(maker.Release(), 10);
+}
+
+TEST_F(SharedMemory, AMakerThatIsKilledHandsOnToOneOfThoseThatWait) {
+    TUser maker("fill", name, 70000);
+    maker.AwaitReady();
+    TUser second("fill", name, 70000);
+    std::atomic<int> calls{0};
+    std::atomic<int> fresh{0};
+    std::atomic<int> whole{0};
+    std::atomic<bool> maySettle{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&] {
+            auto const memory = ipcSharedMemory::OpenOrCreate(name.c_str(), 70000, [&](void *block) {
+                ++calls;
+                auto *const bytes = static_cast<char *>(block);
+                fresh += std::count(bytes, bytes + 70000, '\0') == 70000;
+                std::fill_n(bytes, 70000, '\1');
+            });
+            whole += memory.rdstate() == 0 && AllAre(memory, 70000, 1);
+            while (!maySettle) // keeps the block
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    }
+    maker.Kill();
+    int const status = second.Release(); // it may be the one that fills the block
+    while (whole < 3)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    maySettle = true;
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_TRUE(status == 10 || status == 11) << status;
+    EXPECT_EQ(calls, fresh);
+    EXPECT_EQ(StateOf(name), 3);
+}
+
+TEST_F(SharedMemory, NothingIsLeftOfAMakerThatIsKilledAlone) {
+    for (int round = 0; round < 3; ++round) {
+        TUser maker("fill", name, 100);
+        maker.AwaitReady();
+        maker.Kill();
+        switch (round) {
+        case 0: EXPECT_EQ(StateOf(name), 3); break;
+        case 1: EXPECT_EQ(ipcSharedMemory(name.c_str(), 10).rdstate(), 0); break;
+        default: EXPECT_EQ(ipcSharedMemory::OpenOrCreate(name.c_str(), 10, fsNothing).Owner(), 1); break;
+        }
+        EXPECT_EQ(StateOf(name), 3);
+    }
 }

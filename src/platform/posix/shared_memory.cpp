@@ -3,6 +3,10 @@
 // process ends. Therefore nobody uses a block if its file can be locked exclusively. Blocks are made, found and removed
 // under a lock on the folder, so that no process sees an incomplete block. Takes fsForkLock, and then the lock on the
 // folder.
+//
+// A block that its maker still fills has a name of its own, and the maker holds an exclusive lock on the file. Those
+// that wait for the block wait for a shared lock on this file. They get it when the maker publishes the block, that is,
+// renames the file and takes a shared lock; or when the maker ends.
 
 #include "platform/platform.h"
 
@@ -29,13 +33,15 @@ using platform::TNoCancel;
 struct platform::Block {
     int file;
     std::size_t size;
-    pid_t process; // the process that opened the block; a forked child shares the lock on the file with it
-    char name[objectFileSize];
+    pid_t process;              // the process that opened the block; a forked child shares the lock on the file with it
+    char name[objectFileSize];  // the present name of the file
+    char final[objectFileSize]; // the name after PublishSharedMemory(); the same if the block is complete
 };
 
 namespace {
 
 constexpr char fsKind[] = "memory";
+constexpr char fsNewKind[] = "memory.new"; // begins with fsKind, so that Clean() removes what killed processes leave
 constexpr int fsLayout = 1;
 
 // A thread holds this lock while it holds the lock on the folder, and while it forks. Without fsForkLock, a child could
@@ -74,6 +80,12 @@ public:
         return ::openat(Get(), name, O_RDWR | O_NOFOLLOW | O_CLOEXEC | flags, 0600);
     }
     void Remove(char const *name) const noexcept { ::unlinkat(Get(), name, 0); }
+    bool Leads(char const *name, int file) const noexcept { // whether this is the name of the file
+        struct stat own;
+        struct stat named;
+        return ::fstat(file, &own) == 0 && ::fstatat(Get(), name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+               own.st_ino == named.st_ino;
+    }
 
     // Opens a block that a process still uses. If no process uses it, removes the block and returns -1 with ENOENT.
     int OpenLiving(char const *name) const noexcept {
@@ -111,15 +123,27 @@ bool Map(Block &block, void *&view) noexcept {
     return false;
 }
 
-// Makes a block of a file. On success, the block owns the file.
-Block *NewBlock(TDescriptor &file, std::size_t size, char const *name, void *&view) noexcept {
-    auto *const block = new (std::nothrow) Block{file.Get(), size, ::getpid(), {}};
+// The names of a block's file: while the block is filled, and after that.
+struct TNames {
+    explicit TNames(char const *name) noexcept
+        : areValid(platform::ObjectFileName(fsKind, fsLayout, name, complete) &&
+                   platform::ObjectFileName(fsNewKind, fsLayout, name, unfinished)) {}
+
+    char complete[platform::objectFileSize];
+    char unfinished[platform::objectFileSize];
+    bool areValid; // false with errno
+};
+
+// Makes a block of a file, on which it takes a lock. On success, the block owns the file.
+Block *NewBlock(TDescriptor &file, std::size_t size, int lock, TNames const &names, void *&view) noexcept {
+    auto *const block = new (std::nothrow) Block{file.Get(), size, ::getpid(), {}, {}};
     if (!block) {
         errno = ENOMEM;
         return nullptr;
     }
-    ::memcpy(block->name, name, ::strlen(name) + 1); // a name from ObjectFileName(), which fits
-    if (Lock(file.Get(), LOCK_SH | LOCK_NB) && Map(*block, view)) {
+    ::memcpy(block->name, lock == LOCK_EX ? names.unfinished : names.complete, sizeof block->name);
+    ::memcpy(block->final, names.complete, sizeof block->final);
+    if (Lock(file.Get(), lock | LOCK_NB) && Map(*block, view)) {
         file.Take();
         return block;
     }
@@ -137,6 +161,74 @@ bool Reserve(int file, off_t size) noexcept {
     return error == 0;
 }
 
+// Creates the file of a block with its memory. A block with LOCK_EX is unfinished, one with LOCK_SH complete.
+Block *MakeBlock(TFolder const &folder, TNames const &names, std::int32_t size, int lock, void *&view) noexcept {
+    char const *const name = lock == LOCK_EX ? names.unfinished : names.complete;
+    TDescriptor file(folder.Open(name, O_CREAT | O_EXCL));
+    if (!file)
+        return nullptr;
+    Block *const block =
+        Reserve(file.Get(), size) ? NewBlock(file, static_cast<std::size_t>(size), lock, names, view) : nullptr;
+    if (!block)
+        folder.Remove(name);
+    return block;
+}
+
+// Makes a block of the file of a complete block. Fails if the file has fewer than `least` bytes.
+Block *OpenedBlock(TDescriptor &file, std::int32_t least, TNames const &names, void *&view) noexcept {
+    struct stat status;
+    if (::fstat(file.Get(), &status) != 0)
+        return nullptr;
+    if (status.st_size < least) {
+        errno = EINVAL;
+        return nullptr;
+    }
+    return NewBlock(file, static_cast<std::size_t>(status.st_size), LOCK_SH, names, view);
+}
+
+// Waits until an unfinished block is published or its maker has ended. If it is published, the wait makes this process
+// a user of the block, so the block cannot vanish meanwhile. Returns whether there is a result for the caller: the
+// block, or null on failure.
+bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&view, Block *&block) noexcept {
+    TNoCancel const noCancel;
+    bool const isFree = Lock(file.Get(), LOCK_SH);
+    TFolder const folder;
+    if (isFree && folder.IsLocked() && !folder.Leads(names.complete, file.Get())) {
+        TDescriptor const closed(file.Take()); // under the lock on the folder, so that nobody takes it for a user
+        return false;
+    }
+    block = isFree && folder.IsLocked() ? OpenedBlock(file, least, names, view) : nullptr;
+    return true;
+}
+
+// Opens a block of at least `least` bytes. If there is none, creates one if `size` is not 0, and otherwise fails.
+Block *Obtain(TNames const &names, std::int32_t size, void *&view, bool &isNew) noexcept {
+    Block *block = nullptr;
+    for (;;) {
+        int found = -1;
+        {
+            TFolder const folder;
+            if (!folder.IsLocked())
+                return nullptr;
+            if (TDescriptor file(folder.OpenLiving(names.complete)); file)
+                return OpenedBlock(file, size, names, view);
+            if (errno == ENOENT)
+                found = folder.OpenLiving(names.unfinished);
+            if (found < 0 && (errno != ENOENT || size == 0))
+                return nullptr;
+            if (found < 0) {
+                folder.Clean();
+                block = MakeBlock(folder, names, size, LOCK_EX, view);
+                isNew = block != nullptr;
+                return block;
+            }
+        }
+        TDescriptor unfinished(found);
+        if (Await(unfinished, size, names, view, block))
+            return block;
+    }
+}
+
 } // namespace
 
 void platform::HoldSharedMemory() noexcept {
@@ -148,51 +240,60 @@ void platform::ReleaseSharedMemory() noexcept {
 }
 
 Block *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept {
-    char fileName[objectFileSize];
     if (size < 1) {
         errno = EINVAL;
         return nullptr;
     }
-    if (!ObjectFileName(fsKind, fsLayout, name, fileName))
+    TNames const names(name);
+    if (!names.areValid)
         return nullptr;
     TFolder const folder;
     if (!folder.IsLocked())
         return nullptr;
     folder.Clean();
-    if (TDescriptor const living(folder.OpenLiving(fileName)); living) {
-        errno = EEXIST;
-        return nullptr;
+    for (char const *const used : {names.complete, names.unfinished}) {
+        if (TDescriptor const living(folder.OpenLiving(used)); living) {
+            errno = EEXIST;
+            return nullptr;
+        }
     }
-    TDescriptor file(folder.Open(fileName, O_CREAT | O_EXCL));
-    if (!file)
-        return nullptr;
-    Block *const block =
-        Reserve(file.Get(), size) ? NewBlock(file, static_cast<std::size_t>(size), fileName, view) : nullptr;
-    if (!block)
-        folder.Remove(fileName);
-    return block;
+    return MakeBlock(folder, names, size, LOCK_SH, view);
 }
 
 Block *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
-    char fileName[objectFileSize];
-    if (!ObjectFileName(fsKind, fsLayout, name, fileName))
+    TNames const names(name);
+    bool isNew = false;
+    return names.areValid ? Obtain(names, 0, view, isNew) : nullptr;
+}
+
+Block *platform::OpenOrCreateSharedMemory(char const *name, std::int32_t size, void *&view, bool &isNew) noexcept {
+    isNew = false;
+    if (size < 1) {
+        errno = EINVAL;
         return nullptr;
+    }
+    TNames const names(name);
+    return names.areValid ? Obtain(names, size, view, isNew) : nullptr;
+}
+
+// The lock on the file is changed under the lock on the folder, so nobody takes the block for an unused one meanwhile.
+bool platform::PublishSharedMemory(Block *block) noexcept {
     TFolder const folder;
-    TDescriptor file(folder.IsLocked() ? folder.OpenLiving(fileName) : -1);
-    struct stat status;
-    if (!file || ::fstat(file.Get(), &status) != 0)
-        return nullptr;
-    return NewBlock(file, static_cast<std::size_t>(status.st_size), fileName, view);
+    if (!folder.IsLocked() || ::renameat(folder.Get(), block->name, folder.Get(), block->final) != 0)
+        return false;
+    ::memcpy(block->name, block->final, sizeof block->name);
+    return Lock(block->file, LOCK_SH | LOCK_NB);
+}
+
+std::size_t platform::SharedMemorySize(Block const *block) noexcept {
+    return block->size;
 }
 
 void platform::CloseSharedMemory(Block *block, void *view) noexcept {
     ::munmap(view, block->size);
     TFolder const folder;
     bool const isLast = folder.IsLocked() && block->process == ::getpid() && Lock(block->file, LOCK_EX | LOCK_NB);
-    struct stat own;
-    struct stat named;
-    if (isLast && ::fstat(block->file, &own) == 0 &&
-        ::fstatat(folder.Get(), block->name, &named, AT_SYMLINK_NOFOLLOW) == 0 && own.st_ino == named.st_ino)
+    if (isLast && folder.Leads(block->name, block->file))
         folder.Remove(block->name);
     ::close(block->file);
     delete block;

@@ -1,45 +1,228 @@
-// Named memory. Blocks are objects of the system, which deletes a block as soon as no process has it open. Takes no
-// lock of this library.
+// Named memory. Blocks are objects of the system, which deletes a block as soon as no process has it open.
+//
+// A block of OpenOrCreateSharedMemory() has one more page, which begins with a TFooter: the size of the block, and
+// whether its maker has filled it. The maker holds a named mutex meanwhile, which is its only lock. The system hands
+// this mutex on if the maker ends, and the unfinished block vanishes with its maker. Those that wait for the mutex do
+// not have the block open. So an unfinished block that somebody meets under the mutex vanishes in a moment.
 
 #include "platform/platform.h"
 
+#include "platform/win32/kept_error.h"
+
+#include <atomic>
+#include <new>
+#include <stdio.h>
+#include <string.h>
 #include <windows.h>
 
 using platform::Block;
+using platform::TKeptError;
+
+struct platform::Block {
+    HANDLE mapping;
+    HANDLE making; // the mutex, which this thread holds, if the block is unfinished; otherwise null
+    void *view;
+    std::size_t mapped; // in bytes, whole pages
+};
 
 namespace {
 
-Block *FailWith(HANDLE mapping, DWORD error) noexcept {
-    if (mapping)
+constexpr std::size_t fsPage = 4096;
+constexpr char fsMark[16] = "tuzutil block 1";
+
+struct TFooter {
+    char mark[sizeof fsMark];
+    std::uint32_t size;
+    std::atomic<std::uint32_t> isReady;
+};
+
+// Returns the footer of a block, or null if the block has none.
+TFooter *FooterOf(Block const &block) noexcept {
+    if (block.mapped < 2 * fsPage)
+        return nullptr;
+    auto *const footer = reinterpret_cast<TFooter *>(static_cast<char *>(block.view) + block.mapped - fsPage);
+    return memcmp(footer->mark, fsMark, sizeof fsMark) == 0 ? footer : nullptr;
+}
+
+// Maps a block, and owns its handle. Closes the handle on failure, and returns null with LastError().
+Block *NewBlock(HANDLE mapping, void *&view) noexcept {
+    if (!mapping)
+        return nullptr;
+    void *const mapped = MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0);
+    auto *const block = mapped ? new (std::nothrow) Block{mapping, nullptr, mapped, 0} : nullptr;
+    if (mapped && !block) {
+        UnmapViewOfFile(mapped);
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    }
+    if (!block) {
+        TKeptError const kept;
         CloseHandle(mapping);
+        return nullptr;
+    }
+    MEMORY_BASIC_INFORMATION region;
+    if (VirtualQuery(mapped, &region, sizeof region) == sizeof region)
+        block->mapped = region.RegionSize;
+    view = mapped;
+    return block;
+}
+
+Block *FailWith(DWORD error) noexcept {
     SetLastError(error);
     return nullptr;
 }
 
-// Maps a block, which is a handle of the system, and closes it on failure.
-Block *View(HANDLE mapping, void *&view) noexcept {
-    view = mapping ? MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, 0) : nullptr;
-    return view ? static_cast<Block *>(mapping) : FailWith(mapping, GetLastError());
+Block *Refuse(Block *block, DWORD error) noexcept {
+    platform::CloseSharedMemory(block, block->view);
+    return FailWith(error);
+}
+
+// Creates a mapping of a number of bytes. If there is one of this name, opens it and sets `exists`.
+HANDLE Create(char const *name, DWORD size, bool &exists) noexcept {
+    SetLastError(ERROR_SUCCESS); // a successful call sets an error only if the block exists already
+    HANDLE const mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name);
+    exists = GetLastError() == ERROR_ALREADY_EXISTS;
+    return mapping;
+}
+
+// The mutex that a maker of a block holds, and that this thread holds as long as the object exists. Its name is made of
+// a hash of the block's name, because it must fit, too. If the hashes of two names are equal, their makers wait for
+// each other.
+class TMaking {
+public:
+    TMaking(char const *name, bool creates) noexcept {
+        char mutexName[64];
+        NameOf(name, mutexName);
+        fMutex = creates ? CreateMutexA(nullptr, FALSE, mutexName)
+                         : OpenMutexA(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, mutexName);
+        if (!fMutex)
+            return;
+        DWORD const result = WaitForSingleObject(fMutex, INFINITE);
+        fWasAbandoned = result == WAIT_ABANDONED;
+        if (result != WAIT_OBJECT_0 && !fWasAbandoned) {
+            TKeptError const kept;
+            CloseHandle(fMutex);
+            fMutex = nullptr;
+        }
+    }
+    TMaking(TMaking const &) = delete;
+    TMaking &operator=(TMaking const &) = delete;
+    ~TMaking() { Release(fMutex); }
+
+    static void Release(HANDLE mutex) noexcept {
+        TKeptError const kept;
+        if (!mutex)
+            return;
+        ReleaseMutex(mutex);
+        CloseHandle(mutex);
+    }
+
+    explicit operator bool() const noexcept { return fMutex != nullptr; }
+    bool WasAbandoned() const noexcept { return fWasAbandoned; }
+    HANDLE Take() noexcept { // gives the mutex to the caller, who must release it
+        HANDLE const mutex = fMutex;
+        fMutex = nullptr;
+        return mutex;
+    }
+
+private:
+    static void NameOf(char const *name, char (&result)[64]) noexcept {
+        constexpr char local[] = "Local\\";
+        constexpr char global[] = "Global\\";
+        if (strncmp(name, local, sizeof local - 1) == 0)
+            name += sizeof local - 1;
+        bool const isGlobal = strncmp(name, global, sizeof global - 1) == 0;
+        std::uint64_t hash = 0xCBF29CE484222325; // FNV-1a
+        for (char const *byte = name; *byte; ++byte)
+            hash = (hash ^ static_cast<unsigned char>(*byte)) * 0x100000001B3;
+        snprintf(result, sizeof result, "%stuzutil.block.%08lx%08lx", isGlobal ? global : "",
+                 static_cast<unsigned long>(hash >> 32), static_cast<unsigned long>(hash & 0xFFFFFFFF));
+    }
+
+    HANDLE fMutex = nullptr;
+    bool fWasAbandoned = false;
+};
+
+bool IsUnfinished(Block const &block) noexcept {
+    TFooter const *const footer = FooterOf(block);
+    return footer && footer->isReady.load(std::memory_order_acquire) == 0;
+}
+
+HANDLE OpenMapping(char const *name) noexcept {
+    return OpenFileMappingA(FILE_MAP_WRITE, FALSE, name);
 }
 
 } // namespace
 
 Block *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept {
     if (size < 1)
-        return FailWith(nullptr, ERROR_INVALID_PARAMETER);
-    SetLastError(ERROR_SUCCESS); // a successful call sets an error only if the block exists already
-    HANDLE const mapping =
-        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, static_cast<DWORD>(size), name);
-    if (GetLastError() == ERROR_ALREADY_EXISTS)
-        return FailWith(mapping, ERROR_ALREADY_EXISTS);
-    return View(mapping, view);
+        return FailWith(ERROR_INVALID_PARAMETER);
+    bool exists = false;
+    HANDLE const mapping = Create(name, static_cast<DWORD>(size), exists);
+    if (!exists)
+        return NewBlock(mapping, view);
+    CloseHandle(mapping);
+    return FailWith(ERROR_ALREADY_EXISTS);
 }
 
+// If a maker's mutex exists, a maker may be at work. It makes the mutex before the block, so the mutex is looked for
+// after the block was found.
 Block *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
-    return View(OpenFileMappingA(FILE_MAP_WRITE, FALSE, name), view);
+    HANDLE mapping = OpenMapping(name);
+    if (!mapping)
+        return nullptr;
+    CloseHandle(mapping);
+    TMaking const making(name, false);
+    Block *const block = NewBlock(OpenMapping(name), view);
+    return block && IsUnfinished(*block) ? Refuse(block, ERROR_FILE_NOT_FOUND) : block;
+}
+
+Block *platform::OpenOrCreateSharedMemory(char const *name, std::int32_t size, void *&view, bool &isNew) noexcept {
+    isNew = false;
+    if (size < 1)
+        return FailWith(ERROR_INVALID_PARAMETER);
+    TMaking making(name, true);
+    if (!making)
+        return nullptr;
+    auto const bytes = static_cast<std::size_t>(size);
+    std::size_t const pages = (bytes + fsPage - 1) / fsPage * fsPage;
+    for (int tries = 0;; ++tries) {
+        bool exists = false;
+        HANDLE const mapping = Create(name, static_cast<DWORD>(pages + fsPage), exists);
+        Block *const block = NewBlock(mapping, view);
+        if (!block)
+            return nullptr;
+        if (!exists) {
+            auto *const footer = new (static_cast<char *>(block->view) + pages) TFooter{{}, {}, {}};
+            footer->size = static_cast<std::uint32_t>(size);
+            memcpy(footer->mark, fsMark, sizeof fsMark);
+            block->making = making.Take();
+            isNew = true;
+            return block;
+        }
+        // A maker may have ended before it wrote the footer. Then the block vanishes in a moment, too.
+        bool const isVanishing = IsUnfinished(*block) || (making.WasAbandoned() && !FooterOf(*block) && tries < 100);
+        if (!isVanishing)
+            return SharedMemorySize(block) < bytes ? Refuse(block, ERROR_BAD_LENGTH) : block;
+        CloseSharedMemory(block, block->view);
+        Sleep(1);
+    }
+}
+
+bool platform::PublishSharedMemory(Block *block) noexcept {
+    FooterOf(*block)->isReady.store(1, std::memory_order_release);
+    TMaking::Release(block->making);
+    block->making = nullptr;
+    return true;
+}
+
+std::size_t platform::SharedMemorySize(Block const *block) noexcept {
+    TFooter const *const footer = FooterOf(*block);
+    return footer ? footer->size : block->mapped;
 }
 
 void platform::CloseSharedMemory(Block *block, void *view) noexcept {
     UnmapViewOfFile(view);
-    CloseHandle(block);
+    CloseHandle(block->mapping);
+    TMaking::Release(block->making);
+    delete block;
 }
