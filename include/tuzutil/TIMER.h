@@ -1,12 +1,12 @@
 #ifndef TUZUTIL_TIMER_H
 #define TUZUTIL_TIMER_H
 
-// TTimer: posts an event after a number of seconds. One thread of the library serves all timers of the process.
+// TTimer: posts an event after some time. One thread of the library serves all timers of the process.
 //
 // Example:
 //     TReference<TSemaphore> const idle(new TSemaphore);
 //     TTimer timer(idle);
-//     timer.Set(600); // at every command: starts again
+//     timer.Set(std::chrono::minutes(10)); // at every command: starts again
 //     timer.Cancel();
 //
 // Ownership:  A timer holds a reference to its event. If the event is null, the timer posts nothing.
@@ -16,9 +16,10 @@
 //             library tries again when a timer is created or set; until then no timer posts. If the thread has no
 //             memory for its first lock, it tries again for a fifth of a second.
 // Surprises:
-// - Times are whole seconds of the calendar clock, and a timer follows changes of this clock. A timer may be late by a
-//   second, or early by less than a second. If its time has passed or is negative, the timer posts at once.
-// - Of several timers that are due in the same second, the one that was set last posts first.
+// - Set() with a duration measures milliseconds by the steady clock, and never posts early. Set() with a number takes
+//   whole seconds of the calendar clock and follows changes of this clock: the timer may be late by a second, or early
+//   by less than a second. If the time has passed or is negative, the timer posts at once.
+// - Of several timers of one kind that are due at the same time, the one that was set last posts first.
 // - Set() clears the event. Cancel() does not change the event.
 // - A copy is not armed, but reports the time for which the original is set.
 // - In a forked child, no timer posts until a timer is created or set.
@@ -29,6 +30,7 @@
 #include "tuzutil/TREFCNT.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 
 class TTimer;
@@ -36,11 +38,13 @@ class TTimer;
 // Connects a timer with other armed timers. A timer is armed if it is set and has not posted yet.
 struct TTimerLink {
     TTimer *timer;
-    std::uint32_t second = 0; // the second in which the timer is due, counted from 1970 on
+    std::uint64_t due = 0; // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
+    bool isSteady = false;
     bool isArmed = false;
-    TTimerLink *next = nullptr;     // the timer of the same second that was set before this one
-    TTimerLink *previous = nullptr; // the timer of the same second that was set after this one
-    TTimerLink *branch[2] = {};     // timers of other seconds; null if `previous` is not null
+    bool isCounted = false;         // among the timers that exist
+    TTimerLink *next = nullptr;     // the timer of the same time that was set before this one
+    TTimerLink *previous = nullptr; // the timer of the same time that was set after this one
+    TTimerLink *branch[2] = {};     // timers of other times; null if `previous` is not null
 };
 
 class TUZUTIL_API TTimer {
@@ -51,14 +55,25 @@ public:
     ~TTimer();
 
     void Set(long seconds); // from now
+    // Sets the timer by the steady clock. The duration is rounded up to milliseconds; about 69 years are the most.
+    template <typename Number, typename Period>
+    void Set(std::chrono::duration<Number, Period> const &fromNow) {
+        SetMilliseconds(TWaitTime::Milliseconds(fromNow, 0x20000000000));
+    }
     void Cancel();
-    // Return 0 if the timer is not armed. Only a copy, which is not armed, returns what the original returned.
-    long QueryTimeLeft() const noexcept;                               // in seconds; also 0 if the time has passed
+    // Return 0 if the timer is not armed. Only a copy, which is not armed, returns what the original returned. The
+    // first two functions also return 0 if the time has passed; until then, they return at least 1 unit.
+    std::chrono::milliseconds TimeLeft() const noexcept { return std::chrono::milliseconds(MillisecondsLeft()); }
+    long QueryTimeLeft() const noexcept;                               // in seconds
     unsigned long QueryPostTime() const noexcept { return fPostTime; } // in seconds since 1970
 
 private:
     friend class TMasterTimer;
 
+    void SetMilliseconds(long long fromNow);
+    long long MillisecondsLeft() const noexcept;
+    void Arm(bool isSteady, long long fromNow);
+    void CopyTime(TTimer const &other) noexcept;
     void Post() noexcept;
     bool HasEvent() const noexcept { return fSemaphore && fSemaphore->fHandle; }
     bool LacksEvent() const noexcept { return fSemaphore && !fSemaphore->fHandle; } // the event could not be created

@@ -46,6 +46,10 @@ void SecureZero(void *memory, std::size_t count) noexcept;
 // Returns the seconds since 1970-01-01 00:00:00 UTC. Never fails, never blocks.
 std::int64_t CurrentTime() noexcept;
 
+// Returns the nanoseconds since a fixed time. This clock never goes back, and nobody can set it. Never fails, never
+// blocks.
+std::int64_t SteadyTime() noexcept;
+
 // Returns the offset of the process's time zone from UTC, in seconds to the west and without daylight saving. The first
 // call reads the environment.
 long TimeZone() noexcept;

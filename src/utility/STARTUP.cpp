@@ -114,7 +114,9 @@ TString &TTrace::fsExeFileName = fsProgramName.Get();
 // library, starts the thread that serves all timers.
 static TImmortal<TMutexSemaphore> fsTimerLock;
 TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock.Get();
-constinit TTimerQueue TMasterTimer::fsArmed;
+constinit TTimerQueue TMasterTimer::fsArmed(TMasterTimer::fsCalendarBits);
+constinit TTimerQueue TMasterTimer::fsSteady(TMasterTimer::fsSteadyBits);
+constinit std::int64_t TMasterTimer::fsWakeTime = 0;
 constinit std::uint32_t TMasterTimer::fsCount = 0;
 constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;

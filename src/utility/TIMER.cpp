@@ -16,10 +16,11 @@
 namespace {
 
 constexpr std::int64_t fsLastSecond = UINT32_MAX;
+constexpr std::int64_t fsLastMillisecond = (std::int64_t{1} << TMasterTimer::fsSteadyBits) - 1;
 
 // Returns the second at which a timer is due, at least 1, because 0 means "not armed". A time that does not fit in 32
 // bits becomes the nearest one that does.
-std::uint32_t PostTime(std::int64_t now, long seconds) noexcept {
+std::uint32_t PostTime(std::int64_t now, std::int64_t seconds) noexcept {
     std::int64_t const distance = std::clamp<std::int64_t>(seconds, -fsLastSecond, fsLastSecond);
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(now + distance, 1, fsLastSecond));
 }
@@ -40,6 +41,9 @@ public:
 
     // Returns whether the lock is held. If the lock could not be created, it is not held, and no timer is ever armed.
     explicit operator bool() const noexcept { return bool{*fLock}; }
+
+    // Returns whether the caller may change a timer that may be armed.
+    bool MayChange() const noexcept { return bool{*fLock} || !TMasterTimer::fsLock.GetHandle(); }
 
     // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.
     void Serve() noexcept {
@@ -64,11 +68,11 @@ TTimer::TTimer(TReference<TSemaphore> semaphore) : fSemaphore(std::move(semaphor
     if (!entry)
         return;
     entry.Serve();
-    TMasterTimer::Add();
+    TMasterTimer::Add(fLink);
 }
 
 TTimer::TTimer(TTimer const &other) : TTimer(other.fSemaphore) {
-    fPostTime = other.fPostTime.load();
+    CopyTime(other);
 }
 
 TTimer &TTimer::operator=(TTimer const &other) {
@@ -76,49 +80,89 @@ TTimer &TTimer::operator=(TTimer const &other) {
         return *this;
     TReference<TSemaphore> semaphore(other.fSemaphore);
     TTimerEntry const entry; // released before the old event: its destruction may run code of the program
+    if (!entry.MayChange())
+        return *this;
     TMasterTimer::Disarm(fLink);
-    fPostTime = other.fPostTime.load();
+    CopyTime(other);
     std::swap(fSemaphore, semaphore);
     return *this;
 }
 
+// A timer that may be armed must not vanish. If the thread cannot get the lock, it therefore tries again for ever.
 TTimer::~TTimer() {
-    TTimerEntry const entry;
-    if (!entry)
+    std::optional<TTimerEntry> entry(std::in_place);
+    while (!entry->MayChange())
+        entry.emplace();
+    if (!*entry)
         return;
     TMasterTimer::Disarm(fLink);
     fPostTime = 0;
-    TMasterTimer::Remove();
+    TMasterTimer::Remove(fLink);
+}
+
+void TTimer::Set(long seconds) {
+    Arm(false, seconds);
+}
+
+void TTimer::SetMilliseconds(long long fromNow) {
+    Arm(true, fromNow);
 }
 
 // The event is cleared under the lock, so that an expiry of the former time is not taken for an expiry of the new one.
-// If the event could not be created, Clear() traces that, so it is then called without the lock.
-void TTimer::Set(long seconds) {
+// If the event could not be created, Clear() traces that, so it is then called without the lock. The steady clock is
+// rounded up, so that the timer is never early.
+void TTimer::Arm(bool isSteady, long long fromNow) {
     if (LacksEvent())
         fSemaphore->Clear();
     TTimerEntry entry;
     if (!entry)
         return;
     entry.Serve();
+    TMasterTimer::Add(fLink);
     if (HasEvent())
         fSemaphore->Clear();
     TMasterTimer::Disarm(fLink);
-    std::int64_t const now = platform::CurrentTime();
-    fPostTime = fLink.second = PostTime(now, seconds);
-    TMasterTimer::Arm(fLink, now);
+    std::uint32_t const second = PostTime(platform::CurrentTime(), isSteady ? (fromNow + 999) / 1000 : fromNow);
+    fLink.isSteady = isSteady;
+    fLink.due = second;
+    if (isSteady) {
+        std::int64_t const now =
+            (platform::SteadyTime() + TMasterTimer::fsNanoseconds - 1) / TMasterTimer::fsNanoseconds;
+        std::int64_t const due = now + fromNow;
+        fLink.due = static_cast<std::uint64_t>(std::min(due, fsLastMillisecond));
+    }
+    fPostTime = second;
+    TMasterTimer::Arm(fLink);
 }
 
 void TTimer::Cancel() {
     TTimerEntry const entry;
+    if (!entry.MayChange())
+        return;
     TMasterTimer::Disarm(fLink);
     fPostTime = 0;
 }
 
 long TTimer::QueryTimeLeft() const noexcept {
+    return static_cast<long>(std::min<std::int64_t>((MillisecondsLeft() + 999) / 1000, INT32_MAX));
+}
+
+long long TTimer::MillisecondsLeft() const noexcept {
     std::int64_t const postTime = fPostTime;
     if (postTime == 0)
         return 0;
-    return static_cast<long>(std::clamp<std::int64_t>(postTime - platform::CurrentTime(), 0, INT32_MAX));
+    if (!fLink.isSteady)
+        return std::max<std::int64_t>(postTime - platform::CurrentTime(), 0) * 1000;
+    std::int64_t const left =
+        static_cast<std::int64_t>(fLink.due) * TMasterTimer::fsNanoseconds - platform::SteadyTime();
+    return left > 0 ? std::max<std::int64_t>(left / TMasterTimer::fsNanoseconds, 1) : 0;
+}
+
+// Copies the time for which another timer is set, without arming this one. REQUIRES: this timer is not armed.
+void TTimer::CopyTime(TTimer const &other) noexcept {
+    fLink.due = other.fLink.due;
+    fLink.isSteady = other.fLink.isSteady;
+    fPostTime = other.fPostTime.load();
 }
 
 void TTimer::Post() noexcept {

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <optional>
 #include <random>
 #include <thread>
 #include <vector>
@@ -20,7 +21,9 @@
 // The state of the copy.
 static TMutexSemaphore fsTimerLock;
 TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock;
-TTimerQueue TMasterTimer::fsArmed;
+TTimerQueue TMasterTimer::fsArmed(TMasterTimer::fsCalendarBits);
+TTimerQueue TMasterTimer::fsSteady(TMasterTimer::fsSteadyBits);
+std::int64_t TMasterTimer::fsWakeTime = 0;
 std::uint32_t TMasterTimer::fsCount = 0;
 TMasterTimer *TMasterTimer::fsOnly = nullptr;
 bool TMasterTimer::fsIsOver = false;
@@ -28,8 +31,11 @@ bool TMasterTimer::fsIsOver = false;
 namespace {
 
 std::atomic<std::int64_t> fsNow{1000000};
+std::atomic<std::int64_t> fsSteadyNow{0}; // in nanoseconds
+constexpr std::int64_t fsMillisecond = 1000000;
 std::atomic<int> fsThreads{0}; // that run
 std::atomic<bool> fsHasThreads{true};
+thread_local bool fsIsService = false; // in the thread that serves the timers
 
 constexpr long fsPatience = 20000;
 
@@ -41,7 +47,10 @@ TEvent NewEvent() {
 
 class TimerClock : public testing::Test {
 protected:
-    TimerClock() { fsNow = 1000000; }
+    TimerClock() {
+        fsNow = 1000000;
+        fsSteadyNow = 5000 * fsMillisecond;
+    }
     ~TimerClock() override {
         while (fsThreads != 0)
             std::this_thread::yield();
@@ -60,6 +69,9 @@ protected:
 
 std::int64_t platform::CurrentTime() noexcept {
     return fsNow;
+}
+std::int64_t platform::SteadyTime() noexcept {
+    return fsSteadyNow;
 }
 bool const platform::threadsEndFirst = false;
 struct platform::Event {
@@ -82,6 +94,7 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
         return ~std::uintptr_t{0};
     ++fsThreads;
     std::thread([=] {
+        fsIsService = true;
         body(argument);
         --fsThreads;
     }).detach();
@@ -255,6 +268,105 @@ TEST_F(TimerClock, SetAgainCountsFromThen) {
     EXPECT_EQ(event->Wait(0), 0);
 }
 
+TEST_F(TimerClock, DurationsAreThoseOfTheSteadyClock) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(std::chrono::milliseconds(1500));
+    EXPECT_EQ(timer.QueryPostTime(), 1000002u);
+    EXPECT_EQ(timer.TimeLeft(), std::chrono::milliseconds(1500));
+    EXPECT_EQ(timer.QueryTimeLeft(), 2);
+    fsNow += 100000;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    EXPECT_EQ(timer.TimeLeft(), std::chrono::milliseconds(1500));
+    fsNow -= 1000000;
+    fsSteadyNow += 1500 * fsMillisecond - 1;
+    EXPECT_EQ(timer.TimeLeft(), std::chrono::milliseconds(1));
+    EXPECT_EQ(timer.QueryTimeLeft(), 1);
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    fsSteadyNow += 1;
+    EXPECT_EQ(timer.TimeLeft(), std::chrono::milliseconds(0));
+    Serve();
+    EXPECT_EQ(event->Wait(0), 0);
+    EXPECT_EQ(timer.QueryPostTime(), 0u);
+}
+
+TEST_F(TimerClock, DurationsAreNeverShorterThanAsked) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    fsSteadyNow += 1; // within a millisecond
+    timer.Set(std::chrono::microseconds(2500));
+    fsSteadyNow += 3 * fsMillisecond - 1;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    fsSteadyNow += fsMillisecond;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 0);
+}
+
+TEST_F(TimerClock, DurationsThatHavePassedPostAtOnceAndTheLongestAreKept) {
+    using namespace std::chrono;
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    auto const postsAtOnce = [&](auto fromNow) {
+        timer.Set(fromNow);
+        EXPECT_EQ(event->Wait(fsPatience), 0);
+        EXPECT_EQ(timer.TimeLeft(), milliseconds(0));
+    };
+    postsAtOnce(seconds(0));
+    postsAtOnce(nanoseconds(-1));
+    postsAtOnce(hours::min());
+    timer.Set(hours::max());
+    EXPECT_EQ(timer.TimeLeft(), milliseconds(2199023255552)); // 2 to the power of 41
+    EXPECT_EQ(timer.QueryTimeLeft(), 2147483647);
+    fsSteadyNow = 2199023255560 * fsMillisecond;
+    timer.Set(hours::max());
+    EXPECT_EQ(timer.TimeLeft(), milliseconds(2199023255543)); // until the last time that has 42 bits
+}
+
+TEST_F(TimerClock, OfOneMillisecondTheOneSetLastIsPostedFirst) {
+    TEvent const events[] = {NewEvent(), NewEvent()};
+    TTimer first(events[0]);
+    TTimer second(events[1]);
+    for (int round = 0; round < 200; ++round) {
+        {
+            TMutexSemaphoreEntry const entry(TMasterTimer::fsLock, -1);
+            first.Set(std::chrono::milliseconds(0));
+            second.Set(std::chrono::milliseconds(0));
+        }
+        while (first.QueryPostTime() != 0)
+            std::this_thread::yield();
+        ASSERT_EQ(second.QueryPostTime(), 0u);
+    }
+}
+
+TEST_F(TimerClock, OneTimerMayChangeItsClock) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(10);
+    timer.Set(std::chrono::seconds(20));
+    EXPECT_EQ(timer.QueryTimeLeft(), 20);
+    fsNow += 15;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    timer.Set(10);
+    fsSteadyNow += 25000 * fsMillisecond;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    EXPECT_EQ(timer.TimeLeft(), std::chrono::seconds(10));
+    timer.Set(std::chrono::seconds(20));
+    TTimer copy(timer);
+    EXPECT_EQ(copy.TimeLeft(), std::chrono::seconds(20));
+    timer.Cancel();
+    EXPECT_EQ(timer.TimeLeft(), std::chrono::seconds(0));
+    fsSteadyNow += 25000 * fsMillisecond;
+    Serve();
+    EXPECT_EQ(event->Wait(0), 1);
+    copy = timer;
+    EXPECT_EQ(copy.QueryPostTime(), 0u);
+}
+
 TEST_F(TimerClock, ThreadIsThereWhileThereAreTimers) {
     EXPECT_EQ(fsThreads, 0);
     {
@@ -314,11 +426,17 @@ TEST_F(TimerClock, ShutdownEndsTheThreadAndStartsNoOther) {
 
 namespace {
 thread_local int fsRefusals = 0; // of the next requests of this thread that may be refused
-}
+std::atomic<bool> fsServiceLacksMemory{false};
+std::atomic<int> fsServiceRefusals{0};
+} // namespace
 
 __attribute__((visibility("default"))) void *operator new(std::size_t size, std::nothrow_t const &) noexcept {
     if (fsRefusals > 0) {
         --fsRefusals;
+        return nullptr;
+    }
+    if (fsIsService && fsServiceLacksMemory) {
+        ++fsServiceRefusals;
         return nullptr;
     }
     try {
@@ -349,6 +467,38 @@ TEST_F(TimerClock, ThreadWithoutMemoryForItsFirstLockWaitsForItAndThenForTheLock
     }
     other.join();
     EXPECT_EQ(timer.QueryPostTime(), 1000010u);
+}
+
+// The thread has no memory to take the lock, and gives up after a while. It must not post without the lock.
+TEST_F(TimerClock, ServiceWithoutMemoryForItsFirstLockPostsLater) {
+    TEvent const event = NewEvent();
+    fsServiceLacksMemory = true;
+    TTimer timer(event);
+    timer.Set(0);
+    int last = -1;
+    while (fsServiceRefusals == 0 || last != fsServiceRefusals) { // until it has given up for now
+        last = fsServiceRefusals;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_EQ(event->Wait(0), 1);
+    EXPECT_NE(timer.QueryPostTime(), 0u);
+    fsServiceLacksMemory = false;
+    EXPECT_EQ(event->Wait(fsPatience), 0);
+}
+
+// A timer that was made by a thread without memory for its first lock does not count, unless it is set later.
+TEST_F(TimerClock, TimerOfAThreadWithoutMemoryLeavesTheOthersServed) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(10);
+    std::thread([] {
+        fsRefusals = 0x7FFFFFFF;
+        std::optional<TTimer> unserved(std::in_place, nullptr);
+        fsRefusals = 0;
+        unserved.reset();
+    }).join();
+    fsNow += 10;
+    EXPECT_EQ(event->Wait(fsPatience), 0);
 }
 
 // The event could not be made: posting and clearing it are traced, and what hears of it may set timers itself.
@@ -390,12 +540,15 @@ TEST_F(TimerClock, MissingEventIsTracedWithoutTheLock) {
 // The queue against the plain rule: a timer stands before the first whose second is not below its own.
 TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
     struct Row {
-        std::uint32_t seconds; // how many different ones
-        std::uint32_t distance;
+        unsigned int bits;
+        std::uint32_t times; // how many different ones
+        std::uint64_t distance;
     };
-    for (Row const row : {Row{3, 1}, Row{40, 1}, Row{200, 1}, Row{2, 0x80000000}, Row{60, 0x04000001}}) {
-        std::minstd_rand random(row.seconds);
-        TTimerQueue queue;
+    for (Row const row :
+         {Row{32, 3, 1}, Row{32, 40, 1}, Row{32, 200, 1}, Row{32, 2, 0x80000000}, Row{32, 60, 0x04000001},
+          Row{42, 200, 1}, Row{42, 60, 0x100000001}, Row{42, 2, 0x20000000000}}) {
+        std::minstd_rand random(row.times);
+        TTimerQueue queue(row.bits);
         std::vector<TTimerLink> links(100, TTimerLink{nullptr});
         std::list<TTimerLink *> model;
         for (int step = 0; step < 30000; ++step) {
@@ -404,10 +557,10 @@ TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
                 queue.Remove(link);
                 model.remove(&link);
             } else {
-                link.second = 1 + static_cast<std::uint32_t>(random() % row.seconds) * row.distance;
+                link.due = 1 + random() % row.times * row.distance;
                 queue.Add(link);
                 model.insert(
-                    std::find_if(model.begin(), model.end(), [&](auto *other) { return other->second >= link.second; }),
+                    std::find_if(model.begin(), model.end(), [&](auto *other) { return other->due >= link.due; }),
                     &link);
             }
             ASSERT_EQ(queue.First(), model.empty() ? nullptr : model.front()) << step;
@@ -422,7 +575,7 @@ TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
 }
 
 TEST(TimerQueue, HoldsTheFirstAndTheLastSecond) {
-    TTimerQueue queue;
+    TTimerQueue queue(32);
     TTimerLink links[] = {TTimerLink{nullptr, 0xFFFFFFFF}, TTimerLink{nullptr, 1}, TTimerLink{nullptr, 0xFFFFFFFE},
                           TTimerLink{nullptr, 0xFFFFFFFF}};
     for (TTimerLink &link : links)

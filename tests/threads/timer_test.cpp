@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <random>
@@ -26,11 +27,51 @@ TEvent NewEvent(int posted = 0) {
 TEST(Timer, Example) {
     TEvent const idle(new TSemaphore);
     TTimer timer(idle);
+    timer.Set(std::chrono::minutes(10));
+    EXPECT_GT(timer.TimeLeft(), std::chrono::minutes(9));
+    EXPECT_LE(timer.QueryTimeLeft(), 600);
     timer.Set(600);
     EXPECT_GT(timer.QueryTimeLeft(), 590);
     EXPECT_LE(timer.QueryTimeLeft(), 600);
     timer.Cancel();
     EXPECT_EQ(idle->Wait(0), 1);
+}
+
+TEST(Timer, PostsAfterMillisecondsAndNeverBefore) {
+    TEvent const event = NewEvent();
+    TEvent const later = NewEvent();
+    TTimer timer(event);
+    TTimer other(later);
+    other.Set(std::chrono::hours(1)); // for which the thread sleeps long
+    for (int milliseconds : {1, 5, 20, 3}) {
+        auto const duration = std::chrono::milliseconds(milliseconds);
+        auto const begin = std::chrono::steady_clock::now();
+        timer.Set(duration);
+        EXPECT_LE(timer.TimeLeft(), duration);
+        EXPECT_EQ(event->Wait(fsPatience), 0);
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, duration);
+        EXPECT_EQ(timer.TimeLeft(), std::chrono::milliseconds(0));
+        EXPECT_EQ(timer.QueryPostTime(), 0u);
+    }
+    EXPECT_EQ(later->Wait(0), 1);
+    EXPECT_GT(other.TimeLeft(), std::chrono::minutes(59));
+    other.Set(std::chrono::milliseconds(1)); // now earlier
+    EXPECT_EQ(later->Wait(fsPatience), 0);
+}
+
+TEST(Timer, BothKindsAreServedTogether) {
+    TEvent const calendar = NewEvent();
+    TEvent const steady = NewEvent();
+    TTimer first(calendar);
+    TTimer second(steady);
+    first.Set(1);
+    second.Set(std::chrono::milliseconds(10));
+    EXPECT_EQ(steady->Wait(fsPatience), 0);
+    EXPECT_EQ(calendar->Wait(fsPatience), 0);
+    second.Set(std::chrono::hours(1));
+    first.Set(0);
+    EXPECT_EQ(calendar->Wait(fsPatience), 0);
+    EXPECT_EQ(steady->Wait(0), 1);
 }
 
 TEST(Timer, IsNotArmedAtFirst) {
@@ -175,6 +216,10 @@ TEST(Timer, ThreadsUseTheirTimersAtTheSameTime) {
                 case 2:
                     if (timer)
                         timer->Cancel();
+                    break;
+                case 3:
+                    if (timer)
+                        timer->Set(std::chrono::milliseconds(random() % 50));
                     break;
                 default:
                     if (timer)

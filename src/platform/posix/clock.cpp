@@ -9,6 +9,12 @@ std::int64_t platform::CurrentTime() noexcept {
     return ::time(nullptr);
 }
 
+std::int64_t platform::SteadyTime() noexcept {
+    timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
 long platform::TimeZone() noexcept {
     static bool const ready = (::tzset(), true);
     static_cast<void>(ready);

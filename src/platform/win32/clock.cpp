@@ -107,6 +107,16 @@ std::int64_t platform::CurrentTime() noexcept {
     return since1601 / 10'000'000 - 11'644'473'600;
 }
 
+std::int64_t platform::SteadyTime() noexcept {
+    LARGE_INTEGER ticks;
+    LARGE_INTEGER perSecond;
+    QueryPerformanceCounter(&ticks);
+    QueryPerformanceFrequency(&perSecond);
+    // The product of all ticks and the nanoseconds of a second may not fit in 64 bits.
+    return ticks.QuadPart / perSecond.QuadPart * 1'000'000'000 +
+           ticks.QuadPart % perSecond.QuadPart * 1'000'000'000 / perSecond.QuadPart;
+}
+
 long platform::TimeZone() noexcept {
     // Before _tzset() is called, the runtime's value is eight hours.
     static bool const ready = (_tzset(), true);

@@ -1,11 +1,9 @@
-// TTimerQueue: the tree of seconds with a list of timers for each second, see timer_queue.h. Its functions are called
+// TTimerQueue: the tree of times with a list of timers for each time, see timer_queue.h. Its functions are called
 // under TMasterTimer::fsLock, and neither allocate nor throw.
 
 #include "utility/threads/timer_queue.h"
 
 namespace {
-
-constexpr std::uint32_t fsHighestBit = 0x80000000;
 
 // Puts `link` in the place of `other` in the tree. `place` is the pointer that leads to that place.
 void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) noexcept {
@@ -16,17 +14,17 @@ void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) no
 
 } // namespace
 
-// Returns the pointer that leads to the head of a second's list. If there is no such list, returns the null pointer at
-// which its head belongs. Takes at most 32 steps, one for each bit.
-TTimerLink **TTimerQueue::PlaceOf(std::uint32_t second) noexcept {
+// Returns the pointer that leads to the head of a time's list. If there is no such list, returns the null pointer at
+// which its head belongs. Takes at most one step for each bit.
+TTimerLink **TTimerQueue::PlaceOf(std::uint64_t due) noexcept {
     TTimerLink **place = &fRoot;
-    for (std::uint32_t bit = fsHighestBit; *place && (*place)->second != second; bit >>= 1)
-        place = &(*place)->branch[(second & bit) != 0];
+    for (std::uint64_t bit = fHighestBit; *place && (*place)->due != due; bit >>= 1)
+        place = &(*place)->branch[(due & bit) != 0];
     return place;
 }
 
 void TTimerQueue::Add(TTimerLink &link) noexcept {
-    TTimerLink **const place = PlaceOf(link.second);
+    TTimerLink **const place = PlaceOf(link.due);
     TTimerLink *const head = *place;
     link.isArmed = true;
     link.previous = nullptr;
@@ -46,7 +44,7 @@ void TTimerQueue::Remove(TTimerLink &link) noexcept {
         link.previous->next = link.next;
         return;
     }
-    TTimerLink **const place = PlaceOf(link.second);
+    TTimerLink **const place = PlaceOf(link.due);
     if (link.next) {
         TakePlace(place, *link.next, link);
         return;
@@ -63,7 +61,7 @@ void TTimerQueue::Remove(TTimerLink &link) noexcept {
 TTimerLink *TTimerQueue::First() const noexcept {
     TTimerLink *first = fRoot;
     for (TTimerLink *link = fRoot; link; link = link->branch[link->branch[0] == nullptr]) {
-        if (link->second < first->second)
+        if (link->due < first->due)
             first = link;
     }
     return first;

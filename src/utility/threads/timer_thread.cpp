@@ -7,27 +7,44 @@
 #include "utility/kernel/insistent_lock.h"
 #include "utility/threads/thread_launch.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
 namespace {
 
-// While a timer is armed, the thread reads the clock every second, so that it notices when somebody sets the clock.
-constexpr long fsLongestSleep = 1000; // milliseconds
+// While a timer of the calendar clock is armed, the thread reads this clock every second, so that it notices when
+// somebody sets the clock.
+constexpr long fsLongestSleep = 1000;          // milliseconds
+constexpr long fsLongestSteadySleep = 1000000; // while only timers of the steady clock are armed
 
 } // namespace
 
-void TMasterTimer::Remove() noexcept {
-    if (--fsCount == 0)
+std::int64_t TMasterTimer::TimeFor(TTimerQueue const &queue) noexcept {
+    return &queue == &fsSteady ? platform::SteadyTime() / fsNanoseconds : platform::CurrentTime();
+}
+
+void TMasterTimer::Add(TTimerLink &link) noexcept {
+    if (!link.isCounted)
+        ++fsCount;
+    link.isCounted = true;
+}
+
+void TMasterTimer::Remove(TTimerLink &link) noexcept {
+    if (link.isCounted && --fsCount == 0)
         Stop();
 }
 
-// While a timer is armed, the thread reads the clock every second. So it must be woken only if no timer was armed
-// before, or if this one is already due.
-void TMasterTimer::Arm(TTimerLink &link, std::int64_t now) noexcept {
-    bool const sleeps = fsArmed.IsEmpty();
-    fsArmed.Add(link);
-    if (fsOnly && (sleeps || link.second <= now))
+// Wakes the thread if it sleeps longer than until the timer is due. While a timer of the calendar clock is armed, the
+// thread reads that clock every second. So for another such timer, it must be woken only if the timer is already due.
+void TMasterTimer::Arm(TTimerLink &link) noexcept {
+    bool const hadCalendarTimers = !fsArmed.IsEmpty();
+    TTimerQueue &queue = QueueOf(link);
+    queue.Add(link);
+    if (!fsOnly)
+        return;
+    bool const sleepsTooLong = link.isSteady ? static_cast<std::int64_t>(link.due) < fsWakeTime : !hadCalendarTimers;
+    if (sleepsTooLong || (!link.isSteady && static_cast<std::int64_t>(link.due) <= TimeFor(queue)))
         fsOnly->fWake.Post();
 }
 
@@ -52,6 +69,7 @@ bool TMasterTimer::Start(TMasterTimer &master) noexcept {
     }
     master.AddRef(); // the reference of fsOnly
     fsOnly = &master;
+    fsWakeTime = 0; // it inspects the queues first
     return true;
 }
 
@@ -70,6 +88,8 @@ void TMasterTimer::Shutdown() noexcept {
     TReference<TMasterTimer> master;
     {
         TInsistentEntry const lock(fsLock);
+        if (!lock) // without the lock, another thread may be changing the state
+            return;
         fsIsOver = true;
         master = TReference<TMasterTimer>(fsOnly);
         Stop();
@@ -88,36 +108,57 @@ void TMasterTimer::LoseThread() noexcept {
 
 int TMasterTimer::Run() {
     while (!fStop) {
-        fWake.Wait(PostDue() ? fsLongestSleep : TMutexSemaphore::fsInfinite);
+        fWake.Wait(PostDue());
         fWake.Clear();
     }
     return 0;
 }
 
+// Decides how long the thread sleeps: as long as it may for the timers of the calendar clock, but not beyond the first
+// timer of the steady clock. Returns milliseconds, or fsInfinite if no timer is armed.
+long TMasterTimer::PlanSleep() noexcept {
+    TTimerLink const *const first = fsSteady.First();
+    if (!first && fsArmed.IsEmpty()) {
+        fsWakeTime = INT64_MAX;
+        return TMutexSemaphore::fsInfinite;
+    }
+    std::int64_t const now = platform::SteadyTime();
+    long sleep = fsArmed.IsEmpty() ? fsLongestSteadySleep : fsLongestSleep;
+    if (first) {
+        std::int64_t const left = static_cast<std::int64_t>(first->due) * fsNanoseconds - now;
+        std::int64_t const milliseconds = (left + fsNanoseconds - 1) / fsNanoseconds;
+        sleep = static_cast<long>(std::clamp<std::int64_t>(milliseconds, 0, sleep));
+    }
+    fsWakeTime = now / fsNanoseconds + sleep;
+    return sleep;
+}
+
 // Posts due timers until it meets one whose event could not be created, and returns that event. If there is none,
-// returns null and sets `isAnyLeft` to whether any timer is still armed.
-TReference<TSemaphore> TMasterTimer::PostUntilOneFails(bool &isAnyLeft) noexcept {
+// returns null and sets `sleep` to the time that the thread is to sleep. Without the lock, another thread may be
+// changing the queues, so nothing is posted then, and the thread tries again after a second.
+TReference<TSemaphore> TMasterTimer::PostUntilOneFails(long &sleep) noexcept {
+    sleep = fsLongestSleep;
     TInsistentEntry const lock(fsLock);
-    if (!lock) { // without the lock, another thread may be changing the queue; the thread tries again in a second
-        isAnyLeft = true;
+    if (!lock)
         return nullptr;
+    for (TTimerQueue *const queue : {&fsArmed, &fsSteady}) {
+        std::int64_t const now = TimeFor(*queue);
+        TTimerLink *first;
+        while ((first = queue->First()) && static_cast<std::int64_t>(first->due) <= now) {
+            queue->Remove(*first);
+            first->timer->Post();
+            if (first->timer->LacksEvent())
+                return first->timer->fSemaphore;
+        }
     }
-    std::int64_t const now = platform::CurrentTime();
-    TTimerLink *first;
-    while ((first = fsArmed.First()) && first->second <= now) {
-        fsArmed.Remove(*first);
-        first->timer->Post();
-        if (first->timer->LacksEvent())
-            return first->timer->fSemaphore;
-    }
-    isAnyLeft = first != nullptr;
+    sleep = PlanSleep();
     return nullptr;
 }
 
-// Posts all due timers. Returns whether any timer is still armed.
-bool TMasterTimer::PostDue() {
-    bool isAnyLeft = false;
-    while (TReference<TSemaphore> const missing = PostUntilOneFails(isAnyLeft))
+// Posts all due timers. Returns the time that the thread is to sleep.
+long TMasterTimer::PostDue() {
+    long sleep = 0;
+    while (TReference<TSemaphore> const missing = PostUntilOneFails(sleep))
         missing->Post(); // fails, and traces that; the lock is not held here
-    return isAnyLeft;
+    return sleep;
 }

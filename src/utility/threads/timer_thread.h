@@ -20,10 +20,15 @@ public:
     // REQUIRES, for the functions up to Disarm(): the caller holds the lock.
     static bool IsMissing() noexcept { return !fsOnly && !fsIsOver; } // whether the thread must be started
     static bool Start(TMasterTimer &master) noexcept;                 // false if no thread can be started
-    static void Add() noexcept { ++fsCount; }                         // counts a new timer
-    static void Remove() noexcept; // counts one timer less; ends the thread if none is left
-    static void Arm(TTimerLink &link, std::int64_t now) noexcept;
-    static void Disarm(TTimerLink &link) noexcept { fsArmed.Remove(link); }
+    static void Add(TTimerLink &link) noexcept;                       // counts a timer, but only once
+    static void Remove(TTimerLink &link) noexcept; // counts one timer less; ends the thread if none is left
+    static void Arm(TTimerLink &link) noexcept;    // for `link.due`; REQUIRES: the link is not armed
+    static void Disarm(TTimerLink &link) noexcept { QueueOf(link).Remove(link); }
+
+    // The times in the two queues have this many bits: seconds since 1970, and milliseconds of the steady clock.
+    static constexpr unsigned int fsCalendarBits = 32;
+    static constexpr unsigned int fsSteadyBits = 42;
+    static constexpr std::int64_t fsNanoseconds = 1000000; // of a millisecond
 
     // Ends the thread at the end of the process, and keeps timers from starting another one. Takes the lock itself.
     static void Shutdown() noexcept;
@@ -36,10 +41,17 @@ public:
 
 private:
     static void Stop() noexcept;
-    static TReference<TSemaphore> PostUntilOneFails(bool &isAnyLeft) noexcept;
-    static bool PostDue();
+    static TTimerQueue &QueueOf(TTimerLink const &link) noexcept { return link.isSteady ? fsSteady : fsArmed; }
+    static std::int64_t TimeFor(TTimerQueue const &queue) noexcept;
+    static TReference<TSemaphore> PostUntilOneFails(long &sleep) noexcept;
+    static long PostDue();
+    static long PlanSleep() noexcept;
 
-    static TTimerQueue fsArmed;
+    static TTimerQueue fsArmed;  // timers of the calendar clock
+    static TTimerQueue fsSteady; // timers of the steady clock
+    // The time at which the thread wakes by itself, in milliseconds of the steady clock. In the past if it does not
+    // sleep.
+    static std::int64_t fsWakeTime;
     static std::uint32_t fsCount; // the number of timers, armed or not
     static TMasterTimer *fsOnly;  // the object of the running thread; null if there is none
 
