@@ -1,14 +1,17 @@
-// TDateTime: points in time as seconds of UTC in 32 bits, with calendar arithmetic of its own. The runtime's mktime()
-// is not used: it applies historical offsets of the time zone, and on Windows refuses times before 1970. No lock is
-// taken.
+// TDateTime and TDateTime64: points in time as seconds of UTC, with calendar arithmetic of their own. The runtime's
+// mktime() is not used: it applies historical offsets of the time zone, and on Windows refuses times before 1970. No
+// lock is taken.
 
 #include "tuzutil/TDATETIM.h"
 
 #include "platform/platform.h"
 #include "utility/kernel/ascii_names.h"
+#include "utility/kernel/calendar.h"
+#include "utility/kernel/mail_date.h"
 #include "utility/kernel/string_access.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 
 namespace {
@@ -31,24 +34,29 @@ std::int32_t Clamp(std::int64_t value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
-// Returns the days from 1970-01-01 to the first day of a month of the Gregorian calendar. A year is taken to begin in
-// March, so that the leap day is its last day. 400 years have 146097 days.
-std::int64_t DaysToMonth(std::int64_t year, int month) noexcept {
-    std::int64_t const marchYear = month < 2 ? year - 1 : year;
-    std::int64_t const era = (marchYear >= 0 ? marchYear : marchYear - 399) / 400;
-    std::int64_t const yearOfEra = marchYear - era * 400;
-    std::int64_t const dayOfYear = (153 * ((month + 10) % 12) + 2) / 5;
-    return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
+// Converts a record of UTC to seconds in 32 bits.
+std::int32_t TimeFromRecord(std::tm const &record) noexcept {
+    return Clamp(calendar::TimeOf(record));
 }
 
-// Converts a record of UTC to seconds. Unlike mktime(), applies no time zone, and accepts times before 1970 on every
-// system.
-std::int32_t TimeFromRecord(std::tm const &record) noexcept {
-    int const month = record.tm_mon % 12 + (record.tm_mon % 12 < 0 ? 12 : 0);
-    std::int64_t const year = std::int64_t{1900} + record.tm_year + (std::int64_t{record.tm_mon} - month) / 12;
-    std::int64_t const days = DaysToMonth(year, month) + record.tm_mday - 1;
-    return Clamp(days * fsSecondsPerDay + std::int64_t{record.tm_hour} * 3600 + std::int64_t{record.tm_min} * 60 +
-                 record.tm_sec);
+// Formats a record of UTC. A null format means "%c".
+TString Format(std::tm const &record, char const *format) {
+    if (!format)
+        format = "%c";
+
+    // A result of 0 means "buffer too small" or "empty text", so the search needs a limit.
+    std::uint64_t const first = std::uint64_t{TString::lengthOf(format)} + 39;
+    std::uint64_t const end = std::clamp(first * fsMostGrowth, fsLeastEnd, fsLastEnd);
+    for (std::uint64_t limit = first;; limit *= 2) {
+        TString text = TStringAccess::Uninitialized(limit);
+        char *const data = text;
+        std::size_t const used = platform::FormatTime(data, static_cast<std::size_t>(limit), format, record);
+        if (used != 0 || limit >= end) {
+            data[used] = 0; // the content is undefined after a failed call
+            TStringAccess::Truncate(text, static_cast<unsigned int>(std::strlen(data)));
+            return text;
+        }
+    }
 }
 
 } // namespace
@@ -108,26 +116,15 @@ std::tm TDateTime::QueryTM() const noexcept {
     return record;
 }
 
+std::tm TDateTime::QueryCalendar() const noexcept {
+    return TDateTime64(*this).QueryCalendar();
+}
+
 TString TDateTime::QueryString(char const *format) const {
     std::tm record;
     if (fTime < 0 || !platform::UtcRecord(fTime, record))
         return TString();
-    if (!format)
-        format = "%c";
-
-    // A result of 0 means "buffer too small" or "empty text", so the search needs a limit.
-    std::uint64_t const first = std::uint64_t{TString::lengthOf(format)} + 39;
-    std::uint64_t const end = std::clamp(first * fsMostGrowth, fsLeastEnd, fsLastEnd);
-    for (std::uint64_t limit = first;; limit *= 2) {
-        TString text = TStringAccess::Uninitialized(limit);
-        char *const data = text;
-        std::size_t const used = platform::FormatTime(data, static_cast<std::size_t>(limit), format, record);
-        if (used != 0 || limit >= end) {
-            data[used] = 0; // the content is undefined after a failed call
-            TStringAccess::Truncate(text, static_cast<unsigned int>(std::strlen(data)));
-            return text;
-        }
-    }
+    return Format(record, format);
 }
 
 int TDateTime::MonthFromName(char const *name) noexcept {
@@ -136,4 +133,53 @@ int TDateTime::MonthFromName(char const *name) noexcept {
             return month;
     }
     return -1;
+}
+
+TDateTime64::TDateTime64() : fTime(platform::CurrentTime()), fTimeZone(platform::LocalZone() * -60) {}
+
+TDateTime64::TDateTime64(std::tm const &record, std::int32_t timeZone) noexcept
+    : fTime(calendar::TimeOf(record)), fTimeZone(timeZone) {}
+
+TDateTime TDateTime64::QueryDateTime() const noexcept {
+    return TDateTime(Clamp(fTime), fTimeZone);
+}
+
+std::tm TDateTime64::QueryCalendar() const noexcept {
+    std::tm record = {};
+    calendar::FillRecord(fTime, record);
+    return record;
+}
+
+std::tm TDateTime64::QueryLocalCalendar() const noexcept {
+    std::int64_t const end = INT64_MAX / 2; // beyond the limits of FillRecord()
+    std::tm record = {};
+    calendar::FillRecord(std::clamp(fTime, -end, end) - fTimeZone, record);
+    return record;
+}
+
+// The system's record may have further members, which name the zone. So it is the system that begins to fill it.
+TString TDateTime64::QueryString(char const *format) const {
+    std::tm record;
+    if (!platform::UtcRecord(0, record))
+        return TString();
+    calendar::FillRecord(fTime, record);
+    if (record.tm_year < 0 || record.tm_year > 9999 - 1900) // older runtimes end the process for such years
+        return TString();
+    return Format(record, format);
+}
+
+TString TDateTime64::QueryMailDate() const {
+    char text[fsMailDateSize];
+    std::size_t const length = WriteMailDate({fTime, fTimeZone}, text);
+    return length == 0 ? TString() : TString(static_cast<char const *>(text));
+}
+
+bool TDateTime64::ReadMailDate(char const *text, std::size_t length, TDateTime64 &date, unsigned int *fault) noexcept {
+    TMailDate read{};
+    std::size_t const position = ::ReadMailDate(text, length, read);
+    if (fault)
+        *fault = static_cast<unsigned int>(std::min<std::size_t>(position, UINT_MAX));
+    if (position == 0)
+        date = TDateTime64(read.time, read.timeZone);
+    return position == 0;
 }

@@ -25,6 +25,9 @@ long platform::TimeZone() noexcept {
 std::int64_t platform::CurrentTime() noexcept {
     return 0;
 }
+int platform::LocalZone() noexcept {
+    return 0;
+}
 bool platform::UtcRecord(std::int64_t, std::tm &record) noexcept {
     record = {};
     return true;

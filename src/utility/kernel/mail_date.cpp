@@ -1,0 +1,249 @@
+// Writes and reads dates of mail headers. The reader descends through the grammar of RFC 5322 with one byte of
+// look-ahead. Comments may be nested to any depth, so they are counted and not recursed into.
+
+#include "utility/kernel/mail_date.h"
+
+#include "utility/kernel/calendar.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr char fsDays[] = "SunMonTueWedThuFriSat";
+constexpr char fsMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
+
+constexpr int fsFirstYear = 1900;
+constexpr int fsLastYear = 9999;
+
+constexpr bool IsDigit(char c) noexcept {
+    return c >= '0' && c <= '9';
+}
+
+constexpr char Lower(char c) noexcept {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr bool IsLetter(char c) noexcept {
+    return Lower(c) >= 'a' && Lower(c) <= 'z';
+}
+
+// Returns the place of a word of three letters in a list of such words, or -1.
+int Find(char const *word, char const *list) noexcept {
+    for (int place = 0; *list; ++place, list += 3) {
+        if (Lower(word[0]) == Lower(list[0]) && Lower(word[1]) == Lower(list[1]) && Lower(word[2]) == Lower(list[2]))
+            return place;
+    }
+    return -1;
+}
+
+// Every member function returns false at a fault, with fPosition at the byte that is wrong.
+class TReader {
+public:
+    TReader(char const *text, std::size_t length) noexcept : fText(text), fLength(length) {}
+
+    bool Read(TMailDate &date) noexcept {
+        std::tm record = {};
+        int weekday = -1;
+        std::size_t weekdayAt = 0;
+        std::int32_t zone = 0;
+        if (!Blanks() || !Weekday(weekday, weekdayAt) || !Day(record) || !Blanks() || !Time(record) || !Zone(zone) ||
+            !Blanks() || fPosition != fLength)
+            return false;
+        std::int64_t const time = calendar::TimeOf(record);
+        std::int64_t const day = calendar::DaysToMonth(record.tm_year + 1900, record.tm_mon) + record.tm_mday - 1;
+        if (weekday >= 0 && weekday != calendar::Weekday(day)) {
+            fPosition = weekdayAt;
+            return false;
+        }
+        date = {time + zone, zone};
+        return true;
+    }
+
+    std::size_t Position() const noexcept { return fPosition; }
+
+private:
+    bool IsAt(char c) const noexcept { return fPosition < fLength && fText[fPosition] == c; }
+    bool IsAtDigit() const noexcept { return fPosition < fLength && IsDigit(fText[fPosition]); }
+    bool IsAtLetter() const noexcept { return fPosition < fLength && IsLetter(fText[fPosition]); }
+    bool IsAtBlank() const noexcept { return IsAt(' ') || IsAt('\t'); }
+
+    bool FailAt(std::size_t position) noexcept {
+        fPosition = position;
+        return false;
+    }
+
+    // Skips a line end, which must be followed by a blank: the header field is folded there.
+    bool Fold() noexcept {
+        std::size_t const begin = fPosition;
+        fPosition += IsAt('\r') ? 1 : 0;
+        if (!IsAt('\n'))
+            return FailAt(begin);
+        ++fPosition;
+        return IsAtBlank() || FailAt(begin);
+    }
+
+    // Skips blanks, folded lines and comments, if there are any.
+    bool Blanks() noexcept {
+        for (;;) {
+            if (IsAtBlank())
+                ++fPosition;
+            else if (IsAt('\r') || IsAt('\n')) {
+                if (!Fold())
+                    return false;
+            } else if (!IsAt('('))
+                return true;
+            else if (!Comment())
+                return false;
+        }
+    }
+
+    bool Comment() noexcept {
+        std::size_t depth = 0;
+        do {
+            if (IsAt('(')) {
+                ++depth;
+            } else if (IsAt(')')) {
+                --depth;
+            } else if (IsAt('\r') || IsAt('\n')) {
+                if (!Fold())
+                    return false;
+                continue;
+            } else if (IsAt('\\')) {
+                ++fPosition; // the next byte stands for itself
+            }
+            if (fPosition >= fLength || fText[fPosition] == '\0')
+                return false;
+            ++fPosition;
+        } while (depth != 0);
+        return true;
+    }
+
+    // Reads a number of `least` to `most` digits.
+    bool Number(int &number, int least, int most) noexcept {
+        number = 0;
+        int count = 0;
+        for (; IsAtDigit() && count < most; ++count)
+            number = number * 10 + (fText[fPosition++] - '0');
+        fDigits = count;
+        return count >= least && !IsAtDigit();
+    }
+
+    // Reads a number of two digits, which must not be above `last`.
+    bool Two(int &number, int last) noexcept {
+        std::size_t const begin = fPosition;
+        return Number(number, 2, 2) && (number <= last || FailAt(begin));
+    }
+
+    // Reads a word of three letters that is in a list.
+    bool Word(int &place, char const *list) noexcept {
+        std::size_t const begin = fPosition;
+        for (int count = 0; count < 3; ++count, ++fPosition) {
+            if (!IsAtLetter())
+                return false;
+        }
+        if (IsAtLetter())
+            return false;
+        place = Find(fText + begin, list);
+        return place >= 0 || FailAt(begin);
+    }
+
+    // Reads the name of a day and its comma, if the text begins with a letter.
+    bool Weekday(int &weekday, std::size_t &begin) noexcept {
+        begin = fPosition;
+        if (!IsAtLetter())
+            return true;
+        if (!Word(weekday, fsDays) || !Blanks() || !IsAt(','))
+            return false;
+        ++fPosition;
+        return Blanks();
+    }
+
+    bool Day(std::tm &record) noexcept {
+        std::size_t const dayAt = fPosition;
+        if (!Number(record.tm_mday, 1, 2) || !Blanks() || !Word(record.tm_mon, fsMonths) || !Blanks())
+            return false;
+        std::size_t const yearAt = fPosition;
+        int year = 0;
+        if (!Number(year, 2, 4))
+            return false;
+        if (fDigits == 2)
+            year += year < 50 ? 2000 : 1900;
+        else if (fDigits == 3)
+            year += 1900;
+        if (year < fsFirstYear)
+            return FailAt(yearAt);
+        record.tm_year = year - 1900;
+        auto const length = calendar::DaysToMonth(record.tm_mon == 11 ? year + 1 : year, (record.tm_mon + 1) % 12) -
+                            calendar::DaysToMonth(year, record.tm_mon);
+        return (record.tm_mday >= 1 && record.tm_mday <= length) || FailAt(dayAt);
+    }
+
+    bool Time(std::tm &record) noexcept {
+        if (!Two(record.tm_hour, 23) || !Blanks() || !IsAt(':'))
+            return false;
+        ++fPosition;
+        if (!Blanks() || !Two(record.tm_min, 59) || !Blanks())
+            return false;
+        if (!IsAt(':'))
+            return true;
+        ++fPosition;
+        return Blanks() && Two(record.tm_sec, 60) && Blanks(); // 60 is a leap second
+    }
+
+    bool Zone(std::int32_t &zone) noexcept {
+        if (!IsAt('+') && !IsAt('-'))
+            return NamedZone(zone);
+        int const west = IsAt('-') ? 1 : -1;
+        std::size_t const begin = ++fPosition;
+        int number = 0;
+        if (!Number(number, 4, 4))
+            return false;
+        if (number % 100 > 59)
+            return FailAt(begin + 2);
+        zone = west * (number / 100 * 3600 + number % 100 * 60);
+        return true;
+    }
+
+    // Names of zones are obsolete. "J" was never one. Of all others, only those of North America tell an offset.
+    bool NamedZone(std::int32_t &zone) noexcept {
+        std::size_t const begin = fPosition;
+        while (IsAtLetter())
+            ++fPosition;
+        std::size_t const count = fPosition - begin;
+        if (count == 0)
+            return false;
+        if (count == 1 && Lower(fText[begin]) == 'j')
+            return FailAt(begin);
+        int const place = count == 3 ? Find(fText + begin, "EDTESTCDTCSTMDTMSTPDTPST") : -1;
+        zone = place < 0 ? 0 : ((place + 1) / 2 + 4) * 3600; // 4 hours for EDT, 5 for EST and CDT, ... 8 for PST
+        return true;
+    }
+
+    char const *fText;
+    std::size_t fLength;
+    std::size_t fPosition = 0;
+    int fDigits = 0; // of the number read last
+};
+
+} // namespace
+
+std::size_t WriteMailDate(TMailDate const &date, char (&text)[fsMailDateSize]) noexcept {
+    constexpr std::int64_t end = std::int64_t{1} << 40; // far beyond the last year
+    int const east = -(date.timeZone / 60);             // in minutes
+    int const minutes = east < 0 ? -east : east;
+    std::tm record = {};
+    calendar::FillRecord(std::clamp(date.time, -end, end) + std::int64_t{east} * 60, record);
+    int const year = record.tm_year + 1900;
+    if (minutes >= 100 * 60 || year < fsFirstYear || year > fsLastYear)
+        return 0;
+    int const length =
+        std::snprintf(text, sizeof text, "%.3s, %02d %.3s %04d %02d:%02d:%02d %c%02d%02d", fsDays + record.tm_wday * 3,
+                      record.tm_mday, fsMonths + record.tm_mon * 3, year, record.tm_hour, record.tm_min, record.tm_sec,
+                      east < 0 ? '-' : '+', minutes / 60, minutes % 60);
+    return length < 0 ? 0 : static_cast<std::size_t>(length);
+}
+
+std::size_t ReadMailDate(char const *text, std::size_t length, TMailDate &date) noexcept {
+    TReader reader(text, length);
+    return reader.Read(date) ? 0 : reader.Position() + 1;
+}
