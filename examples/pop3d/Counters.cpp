@@ -18,14 +18,17 @@ std::string BlockName(std::string const &address, std::uint16_t port) {
 } // namespace
 
 CounterBlock::CounterBlock(std::string const &address, std::uint16_t port)
-    : fMemory(BlockName(address, port).c_str(), sizeof(Counters)) {
+    : fMemory(ipcSharedMemory::OpenOrCreate(BlockName(address, port).c_str(), sizeof(Counters),
+                                            [](void *block) { new (block) Counters; })) {
     if (!fMemory) {
-        TTracePoint::Write(TTrace::warning, TraceCategory::server, "no shared memory for the counters, state %d",
-                           fMemory.rdstate());
+        TTracePoint::Write(TTrace::warning, TraceCategory::server, "no shared memory for the counters: %s",
+                           fMemory.Error());
         fPrivate = std::make_unique<Counters>();
         fCounters = fPrivate.get();
     } else {
-        fCounters = new (fMemory.Pointer()) Counters;
+        fCounters = static_cast<Counters *>(fMemory.Pointer());
+        if (!fMemory.Owner()) // somebody still reads the numbers of the server before
+            new (fCounters) Counters;
     }
     fCounters->processId = static_cast<std::uint32_t>(ProcessId());
     fCounters->mark.store(Counters::fsMark, std::memory_order_release);
@@ -38,7 +41,8 @@ CounterBlock::~CounterBlock() {
 bool ShowStatus(std::string const &address, std::uint16_t port, std::string &problem) {
     ipcSharedMemory const memory(BlockName(address, port).c_str());
     auto const *const counters = static_cast<Counters const *>(memory.Pointer());
-    if (!memory || counters->mark.load(std::memory_order_acquire) != Counters::fsMark) {
+    if (!memory || memory.TrueSize() < static_cast<long>(sizeof(Counters)) ||
+        counters->mark.load(std::memory_order_acquire) != Counters::fsMark) {
         problem = Tell(text::noStatus, port);
         return false;
     }

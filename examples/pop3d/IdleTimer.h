@@ -8,13 +8,15 @@
 #include "tuzutil/TIMER.h"
 #include "tuzutil/TREFCNT.h"
 
+#include <chrono>
+
 namespace pop3d {
 
 class IdleTimer {
 public:
     explicit IdleTimer(long seconds) : fSeconds(seconds) {}
 
-    void Start() { fTimer.Set(fSeconds + 1); } // of whole seconds: the first one may be as good as over
+    void Start() { fTimer.Set(std::chrono::seconds(fSeconds)); }
     void Stop() { fTimer.Cancel(); }
     bool IsOver() const { return fEvent->Wait(0) == 0; } // until it is started again
 

@@ -6,13 +6,13 @@
 // becomes U+FFFD, so that every line is valid.
 
 #include "tuzutil/FILENAME.h"
+#include "tuzutil/TDATETIM.h"
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TXTMSG.h"
 #include "tuzutil/UNICODE.h"
 
 #include <chrono>
 #include <cstdio>
-#include <ctime>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -43,14 +43,11 @@ std::string Quoted(TString const &text) {
 // "2026-07-14T09:05:03.270Z"
 std::string Now() {
     auto const now = std::chrono::system_clock::now();
-    std::time_t const seconds = std::chrono::system_clock::to_time_t(now);
     auto const milliseconds =
         std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
-    std::tm const record = *std::gmtime(&seconds); // records come one at a time
-    char text[64];
-    std::size_t const length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &record);
-    std::snprintf(text + length, sizeof text - length, ".%03dZ", static_cast<int>(milliseconds));
-    return text;
+    char fraction[16];
+    std::snprintf(fraction, sizeof fraction, ".%03dZ", static_cast<int>(milliseconds));
+    return std::string(TDateTime64(now).QueryString("%Y-%m-%dT%H:%M:%S")) + fraction;
 }
 
 class JsonTrace : public TTrace::Base {
