@@ -11,13 +11,13 @@
 //     for (TString *name = cursor.Element(); name; name = cursor.Next())
 //         std::cout << *name << '\n'; // in the order of insertion
 //
-// Ownership:  A set deletes its elements when the set is destroyed, but not in Remove(). A sparse array deletes a value
-//             that is replaced or removed, and all values when the array is destroyed. TElemPointer refers to an object
-//             without owning it.
+// Ownership:  A set deletes its elements when it is destroyed, except those that were cut off (see TBaseSetOf::Add()).
+//             Remove() deletes no element. A sparse array deletes a value that is replaced or removed, and all values
+//             when the array is destroyed. TElemPointer refers to an object without owning it.
 // Threads:    Collections take no lock. REQUIRES: if several threads use a collection, the program guards it.
 // Failures:   TOutOfMemory if there is no memory for a link or an entry. Set() throws TInvalidParameter "Index beyond
-//             32 bits" and then changes nothing. If an element or position is unknown, functions return null or change
-//             nothing.
+//             32 bits" and then changes nothing. Finding functions return null if there is no such index, position or
+//             key. Remove() ignores an unknown element.
 // Surprises:
 // - Positions are 0-based. Add(element, position) rarely inserts at that position: see TBaseSetOf::Add().
 // - DeleteSet() leaves the count as it is.
@@ -42,9 +42,10 @@ public:
     virtual ~TBaseSetOf(); // deletes the links, not the elements
 
     void Add(void *element); // appends; one pointer may be added several times
-    // Appends if the position is 0, or not less than the count. At any other position the new link becomes both the
-    // first and the last link. The chain of links is then circular, and the count grows by 2. A cursor stops before it
-    // would return to the first link.
+    // Appends if the position is 0 or not less than the count. Otherwise makes the chain of links circular: the new
+    // link follows the last link and precedes the first one, and is from now on both the first and the last link. The
+    // count grows by 2. A cursor stops before it would return to the first link. If the next change is another Add(),
+    // it cuts the older links off: their elements are no longer in the set, and the set never deletes them.
     void Add(void *element, unsigned long position);
     void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
     void *Find(unsigned long index) const noexcept; // null if the index is not less than the count
@@ -53,7 +54,7 @@ public:
 protected:
     TBaseSetOf() noexcept = default;
 
-    // Deletes the elements and the links. The count stays as it is.
+    // Deletes the links of the chain and their elements. The count stays as it is.
     void DeleteSet();
     // Destroys one element. Subclasses must override this function: the base's version calls TPureCall::Trap().
     virtual void DeleteElement(void *element);
@@ -62,7 +63,7 @@ private:
     class TElement;
 
     TElement *GetFirst() const noexcept { return fFirst; }
-    TElement *Following(TElement const *link) const noexcept; // null after the last, also in a circular chain
+    TElement *Following(TElement const *link) const noexcept; // null if no link follows, or the first
     TElement *Preceding(TElement const *link) const noexcept;
     void Detach() noexcept;
     void DeleteLinks(TElement *first) noexcept;
@@ -70,7 +71,7 @@ private:
     std::uint32_t fCount = 0;
     TElement *fFirst = nullptr;
     TElement *fLast = nullptr;
-    TElement *fDetached = nullptr; // links that an insertion has cut off from a circular chain
+    TElement *fDetached = nullptr; // links that Add() has cut off; the destructor deletes them
 };
 
 // A place in a set. REQUIRES: nobody removes the link at which the cursor is.

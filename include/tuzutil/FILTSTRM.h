@@ -22,9 +22,11 @@
 //
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
-// Failures:   The subclass defines them. Its exceptions reach the caller of the attached stream with their own type.
+// Failures:   The subclass defines them. Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an
+//             exception of its buffer and sets its bad bit, unless its exceptions() contain badbit. Exceptions of
+//             DOTBYTE.h pass through the stream given to Attach().
 // Surprises:
-// - If std::unitbuf is set, each write passes its bytes on at once.
+// - If std::unitbuf is set for the attached stream, each write passes its bytes on at once.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -33,14 +35,15 @@
 #include <memory>
 #include <streambuf>
 
-// The class manages the put area and passes its bytes on. Exceptions reach the caller of the stream, see STRMCTL.h.
+// The class manages the put area and passes its bytes on.
 //
 // Writing several bytes at once leaves the same bytes in the put area as writing them one by one. If std::unitbuf is
-// set, a standard stream flushes in a destructor, where an exception would end the process. Therefore sync() keeps an
-// exception, and the next write throws it. Reading throws TOutOfMemory if doallocate() fails.
+// set, a standard stream flushes in the destructor of its sentry, where an exception would end the process. In this
+// case sync() keeps the exception, and the next write throws it.
 class TUZUTIL_API TFilterStreamBuf : public std::streambuf {
 public:
-    // Sets the stream whose callers receive this buffer's exceptions.
+    // Sets the stream that uses this buffer. Exceptions of DOTBYTE.h then pass through the stream, see STRMCTL.h. Null
+    // detaches the stream.
     void Attach(std::ios *stream) noexcept { fControl.Attach(stream); }
 
 protected:
@@ -66,8 +69,9 @@ protected:
     };
     static constexpr std::size_t fsPutBackRoom = 10;
 
-    // Called before reading and writing. Allocates the areas if they do not exist yet, and calls SetPutArea() if the
-    // buffer can be written to. Returns 0, or -1 if there is no memory.
+    // Called before new bytes are read, and before a write if there is no put area. Does nothing if the areas exist.
+    // Otherwise allocates them and, if the buffer can be written to, calls SetPutArea(). Returns 0, or -1 if there is
+    // no memory.
     virtual int doallocate() = 0;
 
     // Allocates memory for the areas; returns null if there is none.
@@ -83,9 +87,10 @@ private:
     virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; `count` is at least 1
     virtual bool IsReadable() const noexcept = 0;                        // whether bytes can be read
     virtual void BeforeRead() {} // underflow() calls it first, also while unread bytes remain; it may throw
-    // Returns the next bytes of the source. At the end of the source, returns an empty piece. Its pointers are null if
-    // the memory of the last piece was overwritten. REQUIRES: if ReadPiece() throws, it keeps the bytes that it has
-    // read, and returns them at the next call.
+    // Returns the next bytes of the source. At the end of the source, returns an empty piece. The pointers of the empty
+    // piece are null if this call has overwritten the memory of the piece returned before. Otherwise bytes of that
+    // piece can still be put back. REQUIRES: if ReadPiece() throws, it keeps the bytes that it has read, and returns
+    // them at the next call.
     virtual TPiece ReadPiece() = 0;
 
     // Moves whole pieces from the get area of the source's buffer to `into`, as reading them with ReadPiece() would,

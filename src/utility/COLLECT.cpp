@@ -118,8 +118,8 @@ TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept
     return nullptr;
 }
 
-// Called before the last link gets a new successor. In a circular chain, the present successors of the last link would
-// then be unreachable. They are moved to the list fDetached, which the destructor deletes.
+// Called before the last link gets a new successor. After an insertion in the middle, the last link leads to older
+// links, which would then be unreachable. They are moved to the list fDetached, which the destructor deletes.
 void TBaseSetOf::Detach() noexcept {
     TElement *const cut = fLast->next;
     if (!cut || cut == fFirst)

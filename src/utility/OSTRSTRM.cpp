@@ -17,14 +17,15 @@ oStringStreamBuf::~oStringStreamBuf() {
 }
 
 char *oStringStreamBuf::str() {
-    // A block is allocated even if nothing was written, so that the caller gets a block in every case.
+    // If nothing was written, a block is allocated here. Without memory for it, the result is null.
     if (!pbase())
         overflow(traits_type::eof());
     freeze(1);
     return pbase();
 }
 
-// While the block is frozen, the put area is empty: every write calls overflow(), which refuses it.
+// While the block is frozen, the put area ends after the bytes written. It has no room, so every write calls
+// overflow(), which refuses it.
 void oStringStreamBuf::freeze(int frozen) {
     fFrozen = frozen != 0;
     int const used = pcount();

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_OBJECT_FOLDER
 #define TUZUTIL_PLATFORM_POSIX_OBJECT_FOLDER
 
-// The folder that holds named locks and named memory as files, for all processes of a user, and the names of these
-// files. Takes no locks. REQUIRES: the caller has disabled cancellation.
+// Finds the folder in which named locks and named memory are files, and makes the names of these files. All processes
+// of a user find the same folder, unless their environments differ. Takes no locks. REQUIRES: the caller has disabled
+// cancellation.
 
 #include <cstddef>
 
@@ -10,16 +11,17 @@ namespace platform {
 
 constexpr std::size_t objectFileSize = 64; // bytes of a file name with its terminating zero
 
-// Opens the user's private folder for named objects, and makes it if it does not exist. The folder is "tuzutil" in the
-// user's run-time folder (XDG_RUNTIME_DIR, or else /run/user/UID), if the run-time folder belongs to the user and
-// nobody else may write to it. Otherwise the folder is /dev/shm/tuzutil-UID. Returns a descriptor, which the caller
-// must close, or -1 with errno: EACCES if the folder belongs to somebody else or is open to others.
+// Opens the user's private folder for named objects, and makes it if it does not exist. The folder is "tuzutil" in
+// XDG_RUNTIME_DIR, if that run-time folder belongs to the user, nobody else may write to it, and "tuzutil" exists there
+// or can be made. Otherwise the same is tried in /run/user/UID. If that fails too, the folder is /dev/shm/tuzutil-UID.
+// Returns a descriptor, which the caller must close, or -1 with errno. It is EACCES if the folder belongs to somebody
+// else or others may use it.
 int OpenObjectFolder() noexcept;
 
 // Writes the file name of an object: kind, layout version, word size, and a hash of the object's name. Therefore a long
 // name fits, and programs with another layout or word size use other files. "Local\x" means "x". Returns false with
-// errno if the name has more than 260 characters (ENAMETOOLONG), or contains a "\" other than that of "Local\" or
-// "Global\" (ENOENT).
+// errno if the name has more than 260 bytes (ENAMETOOLONG), or contains a "\" other than that of "Local\" or "Global\"
+// (ENOENT).
 bool ObjectFileName(char const *kind, int version, char const *name, char (&file)[objectFileSize]) noexcept;
 
 } // namespace platform

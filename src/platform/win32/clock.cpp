@@ -1,5 +1,5 @@
-// The time of day and calendar records. The runtime's strftime() is older than C99, so formats are rewritten for it
-// first. Takes no lock of this library; the runtime takes one for the time zone.
+// The time of day and calendar records. The runtime's strftime() does not know the conversions of C99, so formats are
+// rewritten for it first. Takes no lock of this library; the runtime takes one for the time zone.
 
 #include "platform/platform.h"
 
@@ -14,7 +14,8 @@ namespace {
 // The year and the week of ISO 8601: week 1 is the week with the first Thursday of the year.
 struct TIsoWeek {
     explicit TIsoWeek(std::tm const &record) noexcept : year(record.tm_year + 1900) {
-        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3; // of this week: its day of the year
+        // The day of the year, from 0, of this week's Thursday. It may be in the year before or in the year after.
+        int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3;
         if (thursday < 0)
             week = (thursday + DaysOf(--year)) / 7 + 1;
         else if (thursday >= DaysOf(year))
@@ -37,18 +38,18 @@ void AppendNumber(std::string &to, char const *format, int number) {
     to += digits;
 }
 
-// Returns whether the runtime's strftime() knows a conversion.
+// Returns whether a conversion is passed to the runtime's strftime() as it is.
 bool IsClassic(char conversion) noexcept {
     return conversion != '\0' && strchr("aAbBcdHIjmMpSUwWxXyY%", conversion);
 }
 
-// Returns whether only C99 knows a conversion.
+// Returns whether AppendConversion() replaces a conversion.
 bool IsNewer(char conversion) noexcept {
     return conversion != '\0' && strchr("CDeFgGhnrRtTuVzZ", conversion);
 }
 
-// Appends a form of the conversion that the runtime's strftime() knows. An unknown conversion becomes literal text,
-// because the runtime would end the process.
+// Appends the conversion in a form that the runtime's strftime() knows. An unknown conversion becomes literal text,
+// because an unknown conversion can make the runtime end the process.
 void AppendConversion(std::string &to, char conversion, std::tm const &record) {
     switch (conversion) {
     case 'C': return AppendNumber(to, "%02d", (record.tm_year + 1900) / 100);
@@ -80,15 +81,15 @@ std::string ClassicFormat(char const *format, std::tm const &record) {
         }
         ++format;
         if ((*format == 'E' || *format == 'O') && format[1])
-            ++format; // the locale may have alternative forms, but the runtime knows none
-        // Only this runtime has the flag "#". It asks for long forms, and for numbers without leading zeros.
+            ++format; // E and O ask for alternative forms, which the runtime does not have
+        // The runtime's flag "#" asks for long forms, and for numbers without leading zeros.
         if (*format == '#' && IsClassic(format[1])) {
             result.append("%#").push_back(format[1]);
             format += 2;
             continue;
         }
         if (*format == '#' && IsNewer(format[1]))
-            ++format; // runtimes that know the conversion ignore the flag
+            ++format; // the conversions that AppendConversion() replaces have no such forms
         if (*format == '\0')
             result += "%%";
         else
