@@ -13,8 +13,8 @@
 // Ownership:  The functions return new strings. The results of Encode() and Decode() have no flags. The results of the
 //             other functions have the wipe flag if the argument has it.
 // Threads:    Any thread may call them; there is no shared state.
-// Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input; the
-//             other functions make garbage of it.
+// Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input. The
+//             other decoding functions return wrong bytes for it.
 // Surprises:
 // - Encode() makes lines. If a protocol wants a single line, as AUTH does, use EncodeLine().
 // - RFC 2045 asks a decoder to skip characters outside the alphabet, but Decode() and DecodeBinary() take each of them
@@ -31,14 +31,14 @@ public:
     // Encodes all bytes of the string, including zero bytes. Writes LF (without CR) after every 18 groups of four
     // characters. A padded last group counts too: 52, 53 and 54 bytes all give 72 characters and LF.
     static TString Encode(TString const &bytes);
-    // Does the same as Encode(), but writes no LF.
+    // Does the same as Encode(), but writes no LF and keeps the wipe flag.
     static TString EncodeLine(TString const &bytes);
 
     // Decodes the text up to its first "=", or the whole text if it has none. Cuts the result before its first zero
     // byte. An incomplete last group gives its complete bytes: two characters give one byte, three give two. White
     // space (ASCII) is skipped; any other character outside the alphabet is taken for the value 255.
     static TString Decode(TString const &text);
-    // Does the same as Decode(), but returns all decoded bytes, also those after a zero byte.
+    // Does the same as Decode(), but returns all decoded bytes, also those after a zero byte, and keeps the wipe flag.
     static TString DecodeBinary(TString const &text);
 
     // What DecodeStrict() does with a character that is neither in the alphabet nor "=".

@@ -13,12 +13,14 @@
 //
 // Ownership:  The stream copies the list of sources. The sources themselves are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
-// Failures:   An exception of a source passes through the stream. The stream itself throws nothing: if there is no
-//             memory for its buffer, reading sets the bad bit. Writing to its buffer always fails.
+// Failures:   Exceptions of DOTBYTE.h that a source throws pass through the stream. If a source throws another
+//             exception, or if there is no memory for the buffer, reading sets the bad bit. Writing to the buffer
+//             always fails.
 // Surprises:
 // - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. If the line is
 //   longer than a piece (see TConcatStreamBuf), only the last, incomplete piece of the line is lost.
-// - An empty line remains a bare LF, unless SetWholeLines() is on. A line that already ends with CR LF is not changed.
+// - Unless SetWholeLines() is on, an LF at the beginning of a piece stays as it is: that of an empty line, and that of
+//   a line that fills its pieces exactly. A line that already ends with CR LF is not changed.
 // - If a source sets its bad bit, the data end for the whole stream. The bytes that were read before are delivered.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
 
@@ -44,7 +46,7 @@ public:
     ~TConcatStreamBuf() override;
 
     // If `on` is not 0, a line end is added to the last line of a source if it has none. If both `on` and the `crLf` of
-    // the constructor are not 0, an empty line becomes CR LF.
+    // the constructor are not 0, every line end becomes CR LF, also that of an empty line.
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
 protected:

@@ -11,8 +11,9 @@
 //     for (TString path = folder.FindFirst(&isDirectory, &name); path; path = folder.FindNext(&isDirectory, &name))
 //         std::cout << name << (isDirectory ? "\\" : "") << '\n'; // anna, followed by a backslash
 //
-// Ownership:  Copies share one enumeration. The first copy that is destroyed ends the enumeration for all. Each further
-//             one then traces an error, because there is nothing left to close.
+// Ownership:  Copies share one enumeration. It ends for all of them when one of them is destroyed, calls FindFirst(),
+//             or is assigned a directory with another enumeration. When another copy is destroyed later, it traces an
+//             error, because there is nothing left to close.
 // Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
 // Failures:   FindFirst() and FindNext() return a null string if nothing is found or the directory cannot be read; no
 //             reason is traced. MakeDir() and MakeTree() return a value other than 0 if a directory is not made. The
@@ -36,8 +37,7 @@
 class TUZUTIL_API TDirectory {
 public:
     TDirectory(char const *path) : fPath(path) {}
-    // Throws TInvalidParameter if TFileName cannot hold the path. On Linux, this is so if the path contains a
-    // backslash.
+    // On Linux, throws TInvalidParameter if the path contains a backslash.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TDirectory(Path const &path) : fPath(TFileName(path).QueryNameLocal()) {}
     // A copy has the same path and shares the enumeration. An assignment first ends the enumeration of the left side,
@@ -60,14 +60,14 @@ public:
     }
 
     static TString Combine(TString const &first, TString const &second); // always puts a separator between them
-    static int MakeDir(TString const &path);                             // 0 if it exists afterwards, 1 on failure
+    static int MakeDir(TString const &path); // 0 if the name exists afterwards, 1 on failure
     // Makes the directory and its missing parents. Returns 0 if the directory exists afterwards. Returns 1 if a
     // directory below the topmost one could not be made; "Created directory" is traced even then. Returns 2 if not even
-    // the topmost directory could be made, and traces this at level 4. The topmost directory comes after the first
+    // the topmost directory could be made, and traces this at level 4. The topmost directory is the one after the first
     // separator. The part before that separator is never made: for "a\b", "a" must exist.
     static int MakeTree(TString const &path);
-    // Make a directory whose name is a path of the standard library, which may contain any character. MakeTree() then
-    // makes all missing parents and never returns 2.
+    // Make a directory whose name is a path of the standard library. The path may contain any character. This
+    // MakeTree() makes all missing parents and never returns 2.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     static int MakeDir(Path const &path) {
         return MakeNative(path.c_str(), false);

@@ -25,7 +25,7 @@
 // Surprises:
 // - Reading ends a line only at CR LF, writing at any LF. So "a\n.b" is written, and read back, as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
-// - The destructor neither flushes the stream nor ends the body. A debug build traces that bytes were lost.
+// - The destructor neither flushes the stream nor ends the body. If bytes are lost by this, a debug build traces it.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
@@ -53,11 +53,12 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // source ends at the start of a line and delivers more bytes after its clear() was called, these bytes count as the
 // inside of a line, so a dot at their beginning has no meaning.
 //
-// Failures. A read after Cancel() throws TDotByteError "Cancel". If the number of lines is limited, the write or flush
-// that passes on the last allowed line ends the body and then throws TDotByteLinesException "Lines". If std::unitbuf
-// was set while bytes were waiting in the buffer, a flush does not throw; the next write throws instead. If another
-// stream calls this buffer (as in out << in.rdbuf(), or because it is tied to this buffer's stream), that other stream
-// sets its bad bit instead. If the sink is not good(), nothing is written to it, and its fail bit is set.
+// Failures. After Cancel(), the next read that needs more bytes than the buffer has throws TDotByteError "Cancel". If
+// the number of lines is limited, the write or flush that passes on the last allowed line ends the body and then throws
+// TDotByteLinesException "Lines". If std::unitbuf was set while bytes were waiting in the buffer, a flush does not
+// throw; the next write throws instead. If another stream calls this buffer (as in out << in.rdbuf(), or because this
+// buffer's stream is tied to it), that other stream sets its bad bit instead. If the sink is not good(), nothing is
+// written to it, and its fail bit is set.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
@@ -73,14 +74,14 @@ public:
     // Returns whether the line "." was read. If it was not read when reading ends, the body was cut short.
     bool IsTerminated() const noexcept { return fReadState == State::terminated; }
     // Return whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF
-    // after it. The source is read a line ahead, so call these functions after reading has ended: the result is then
-    // about the whole body. But a CR that is the last byte of a body that was cut short is not reported.
+    // after it. The source is read ahead, so call these functions after reading has ended: the result is then about the
+    // whole body. But a CR that is the last byte of a body that was cut short is not reported.
     bool SawBareLineFeed() const noexcept { return fHasBareLineFeed; }
     bool SawBareCarriageReturn() const noexcept { return fHasBareReturn; }
     // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if the body has already been
-    // ended or the sink has failed. REQUIRES: the body is empty or ends with a line end; otherwise the "." becomes part
-    // of its last line, and the other side keeps waiting. REQUIRES: the sink does not change line ends, so open files
-    // with std::ios::binary.
+    // ended, the sink has failed, or there is no memory for the buffer. REQUIRES: the body is empty or ends with a line
+    // end; otherwise the "." becomes part of its last line, and the other side keeps waiting. REQUIRES: the sink does
+    // not change line ends, so open files with std::ios::binary.
     int WriteTermination();
     // Ends the last line with CR LF if the line is unfinished (with LF if its last byte is CR), and then does the same
     // as WriteTermination(). The added line end counts as if the caller had written it.
@@ -88,7 +89,7 @@ public:
     // From now on, LF, CR, and CR LF each end a line that is written, and each of these line ends is sent as CR LF.
     // REQUIRES: nothing was written before.
     void UseCrLf() noexcept { fUsesCrLf = true; }
-    void Cancel() noexcept { fCancel.store(1); } // the next read throws
+    void Cancel() noexcept { fCancel.store(1); } // the next read throws, see above
 
 protected:
     int doallocate() override;

@@ -18,7 +18,7 @@
 //
 // Ownership:  A loader borrows its factories. They belong to their libraries, which stay loaded until the process ends.
 // Threads:    Any thread may use a loader. Only one lookup at a time loads a library. A lookup of a registered factory
-//             does not wait for a load.
+//             waits only if its own library is still being loaded.
 // Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
 //             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, or registers no factory
 //             of that name, Find() returns null, and a warning (level 8) is traced.
@@ -81,17 +81,18 @@ public:
     // Loads the type's library. Looks for the library in the directories of fsLibpath first, and then where the system
     // looks for libraries, for example in the program's own directory. Always returns 0.
     int LoadDll(TFactoryType const &type);
-    // Loads a library. A name that ends in ".dll" is tried as it is. To any other name, the function adds ".dll". On
-    // Linux, it then tries the name with ".so", which it adds unless the name ends so. Last, it tries the same with
-    // "lib" before the last part of the name. Returns 0, or 1 if no library was loaded.
+    // Loads a library. A name that ends in ".dll" is tried as it is. Any other name is tried with ".dll" added. On
+    // Linux, two more names are tried after that: the name with ".so" added, unless it ends in ".so", and the same with
+    // "lib" before its last part. Returns 0, or 1 if no library was loaded.
     int LoadDll(char const *name);
 
     // Inserts the directory before those in fsLibpath. Any thread may call this function.
     static void AddLibpath(char const *directory);
     static TString &fsLibpath; // directories, each followed by ";"; empty at first
 
-    // Adds a factory that registers itself. An exception that occurs while a library is being loaded is kept, and the
-    // Find() or LoadDll() that loads this library throws it. Returns whether the factory is registered.
+    // Adds a factory that registers itself. Throws what Add() throws. But if this thread is loading a library, the
+    // exception is kept, and the Find() or LoadDll() that loads the library throws it. Returns whether the factory is
+    // registered.
     bool Register(TFactoryType const &type, void *factory);
 
 protected:

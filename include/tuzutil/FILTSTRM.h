@@ -22,9 +22,8 @@
 //
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
-// Failures:   The subclass defines them. Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an
-//             exception of its buffer and sets its bad bit, unless its exceptions() contain badbit. Exceptions of
-//             DOTBYTE.h pass through the stream given to Attach().
+// Failures:   Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an exception of its buffer,
+//             unless its exceptions() contain badbit. Those of DOTBYTE.h pass through an attached stream.
 // Surprises:
 // - If std::unitbuf is set for the attached stream, each write passes its bytes on at once.
 

@@ -14,15 +14,15 @@
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream itself throws nothing. If there is no memory for the buffer, reading sets the bad bit. Reading
-//             without a source ends at once, and writing without a sink fails. An exception of the source or sink
-//             passes through the stream, and the bytes that were read before are kept.
+//             without a source ends at once, and writing without a sink fails. Exceptions of DOTBYTE.h that the source
+//             or sink throws pass through the stream, and the bytes that were read before are kept.
 // Surprises:
 // - Only LF ends a line. CR is an ordinary character, except to ReadLine().
 // - The size of a piece is limited, the length of a line is not: std::getline() into a std::string takes as many bytes
 //   as the other side sends before its LF. Read lines from strangers with ReadLine(), whose limit bounds the memory.
 // - If the data end after a complete line, reading the end of file counts one more line.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
-// - The destructor does not flush. A debug build traces that bytes were lost.
+// - The destructor does not flush. If bytes are lost by this, a debug build traces it.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -60,9 +60,9 @@ public:
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
     // that line. If several outcomes apply, the result is `tooLong` or else `bareCarriageReturn`. After `end`, `line`
     // holds what the source had of an unfinished line. If the source delivers more after that, the next call takes the
-    // rest of the line for a line, and no longer knows what was skipped: do not use it. The time is linear in the bytes
-    // read. If the string already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is
-    // left behind.
+    // rest of the line for a whole line, and no longer knows what was skipped: do not use its result. The time is
+    // linear in the bytes read. If the string already has a capacity of `limit` bytes, it keeps its memory, so that no
+    // copy of a secret is left behind.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:
@@ -130,8 +130,8 @@ public:
 
     TLineStreamBuf *rdbuf() { return &fBuf; }
     unsigned long QueryLinesRead() const noexcept { return fBuf.QueryLinesRead(); }
-    // Does the same as TLineStreamBuf::ReadLine(). After `end`, eofbit and failbit are set, or badbit if the source
-    // threw or if there is no memory for the line. The other outcomes set no bit. gcount() is not changed.
+    // Does the same as TLineStreamBuf::ReadLine(). After `end`, eofbit and failbit are set, or badbit if reading threw
+    // an exception. The other outcomes set no bit. gcount() is not changed.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit) { return fBuf.TakeLine(*this, line, limit); }
 
 private:

@@ -14,11 +14,11 @@
 // Failures:   The constructors throw what that of TTextMessageStore throws. If the library cannot be loaded or lacks a
 //             text, a trace entry in the category Message at level 8 says so, and the message uses its default text.
 // Surprises:
-// - The constructor reads the current language, so set the language first. If the language is "C", the store looks for
-//   no library and has no texts.
+// - The constructor that takes the name of a library reads the current language, so set the language first. If the
+//   language is "C", this constructor looks for no library, and the store has no texts.
 // - The set of a message makes no difference. Therefore two texts of a store must not have the same number.
-// - If no library is found, the search returns the program itself, and texts of the program are used. The constructor's
-//   trace entry at level 16 names the file that is used.
+// - If this constructor finds no library, the store uses the texts of the program itself. The constructor's trace entry
+//   at level 16 names the file that is used.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MSGSTORE.h"

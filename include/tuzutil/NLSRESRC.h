@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_NLSRESRC_H
 #define TUZUTIL_NLSRESRC_H
 
-// TSearchNLSPath: finds the library that holds a program's texts in the current language. TNLSResourceDll: opens it.
+// TSearchNLSPath: finds the library that holds a program's texts in the current language. TNLSResourceDll: finds and
+// opens it.
 //
 // Example:
 //     TSearchNLSPath::AddNLSpath("C:\\mail\\texts\\%L\\%N"); // before the program's own directory
@@ -18,7 +19,7 @@
 //             searches are traced in the category NLSResource at level 16.
 // Surprises:
 // - Once an object has found a path, every later search returns that path.
-// - If nothing is found, FindInPath() and FindFile() return the file of the program itself, which opens as a library.
+// - If nothing is found, FindInPath() and FindFile() without an argument return the file of the program itself.
 //   Therefore the texts of a program and those of its libraries must not have the same numbers.
 // - Check a language that comes from a stranger before you set it: it becomes part of a path.
 // - When this library is loaded, it sets the locale of the process from the environment. The locale affects decimal
@@ -44,13 +45,15 @@ public:
     // FindFile() says what an entry may contain. Does nothing if `entries` is null.
     static void AddNLSpath(char const *entries);
 
-    // Searches in the current language, and also in fsDefaultLocale if the current language is "C". If nothing is
-    // found, returns what FindInPath() returns. If FindInPath() returns null, throws "Unable to find file NAME".
+    // Searches in the current language and, if this is "C" and nothing is found, in fsDefaultLocale. If nothing is
+    // found there either, returns what FindInPath() returns. If FindInPath() returns null, throws "Unable to find file
+    // NAME".
     char *FindFile();
-    // Searches in this language. Returns the path of the first file that the template names, or null. In an entry, %E
-    // means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is added to it;
-    // on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its first ".". If
-    // the program's directory contains %L or %N, or the language contains %N, these are replaced in them too.
+    // Searches in this language. Returns the path of the first existing file that the template names, or null. In an
+    // entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is
+    // added to it; on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its
+    // first ".". If the program's directory contains %L or %N, or the language contains %N, these are replaced in them
+    // too.
     char *FindFile(TString const &lang);
     // Loads the library of that name, and returns its full name. Adds ".dll" to the name unless it ends in ".dll". If
     // the library cannot be loaded, returns the full name of the program, or null if the system does not know that

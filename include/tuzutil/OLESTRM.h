@@ -15,7 +15,8 @@
 // Failures:   The stream itself throws nothing. If a call of the object returns anything but 0, the result is traced at
 //             level "er"; reading then ends as at the end of file, and writing sets the bad bit. If the object takes
 //             fewer bytes than were passed to Write(), writing also sets the bad bit, but nothing is traced. The other
-//             bytes keep waiting, and the next flush tries again. Exceptions of the object pass through the buffer.
+//             bytes keep waiting, and the next flush tries again. Exceptions of the object pass through the buffer; a
+//             stream turns them into its bad bit, unless its exceptions() contain badbit.
 // Surprises:
 // - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns such
 //   a result with the last bytes, these bytes are lost.
@@ -59,7 +60,7 @@ public:
     unsigned long QueryBytesWritten() const noexcept; // includes the bytes that wait in the buffer
 
 protected:
-    explicit TOleStreamBuf(Type type); // without a stream: reading and writing fail
+    explicit TOleStreamBuf(Type type); // without a stream: reading and flushing fail
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
     // Attaches another stream and restarts the count of bytes at 0. Does nothing if this stream is attached already.

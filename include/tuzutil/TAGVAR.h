@@ -44,7 +44,7 @@ class ToBinaryStream;
 // are recognised by their members, so that these headers need not be included.
 namespace tuzutil {
 
-// Types of users: a function ToTagVar(value) beside the type, or an operator TagVar.
+// Whether a type of the program has a function ToTagVar(value) in its namespace, or an operator TagVar.
 template <typename T, typename = void>
 inline constexpr bool hasToTagVar = false;
 template <typename T>
@@ -71,7 +71,7 @@ inline constexpr bool isMoment = false;
 template <typename T>
 inline constexpr bool
     isMoment<T, std::void_t<typename T::clock, decltype(std::declval<T const &>().time_since_epoch())>> = true;
-// Whether the times of a clock are those of the calendar.
+// Whether a clock shows the time of the calendar.
 template <typename Clock, typename = void>
 inline constexpr bool isCalendar = false;
 template <typename Clock>
@@ -98,7 +98,8 @@ inline constexpr bool isUtf8Pointer = std::is_pointer_v<T> &&isUtf8<std::remove_
 template <typename T>
 inline constexpr bool isScopedEnum = std::is_enum_v<T> && !std::is_convertible_v<T, long long>;
 
-// A pointer to an object. Pointers to characters are texts, and pointers to values are lists of arguments.
+// Whether a type is a pointer to an object. Pointers to characters and to values do not count: they are texts and lists
+// of arguments.
 template <typename T, typename Object = std::remove_cv_t<std::remove_pointer_t<T>>>
 inline constexpr bool isAddress =
     std::is_pointer_v<T> && !std::is_function_v<Object> && !std::is_volatile_v<std::remove_pointer_t<T>> &&
@@ -180,20 +181,21 @@ public:
     TagVar(TDateTime const &value);
     TagVar(TagVarVoidPtr const &value) noexcept;
 
-    // The types that a program of today has at hand:
+    // Values can also be made of these types:
     // - a type with an operator TagVar, or with a function `TagVar ToTagVar(T const &)` in its namespace
-    // - std::string and std::string_view, also of char16_t and char8_t, and char8_t const *: texts. UTF-8 becomes a
-    //   wide string if narrow texts of the system are not UTF-8 and it is not ASCII. Malformed parts become U+FFFD
-    //   then.
+    // - std::string and std::string_view, also of char16_t and char8_t, and char8_t const *: texts. Text of char8_t
+    //   stays narrow if it is ASCII, if the system's narrow text is UTF-8, or in the UTF-8 mode (UNICODE.h). Otherwise
+    //   it becomes a wide string, and malformed parts become U+FFFD.
     // - scoped enums: their numbers. Pointers to objects: the kind voidPtr. A long double: a real
     // - std::filesystem::path: its native text. std::error_code: "No such file or directory (generic:2)"
-    // - durations: texts such as "1500ms". Times of the system's clock: UTC, "2001-09-09T01:46:40.250Z", with as many
-    //   digits as the type has, at most 9. Times of other clocks: their durations since the start of the clock
+    // - durations: texts such as "1500ms". Times of the system's clock: UTC, "2001-09-09T01:46:40.250Z", with 0, 3, 6
+    //   or 9 decimals of the second, or as durations if they are more than 10^15 seconds from 1970. Times of other
+    //   clocks: their durations since the start of the clock
     template <typename T, tuzutil::IfArgument<T> = true>
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
-    // Copies the object that the other owns. If the kind of the other does not exist, takes over this kind, and then
-    // throws "unknown type".
+    // Copies the object that the other owns. If there is no memory for it, the copy owns no object. If the kind of the
+    // other does not exist, throws "unknown type"; an assignment has then taken over this kind.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);

@@ -16,9 +16,10 @@
 //             their references.
 // Failures:   TInvalidRequest "TReference null" from -> and * of a null reference.
 // Surprises:
-// - A copy of an object starts with the count of the original, so copy only objects without references. A build without
-//   NDEBUG traces at level "wa" if an object with references is copied.
-// - One RemoveRef() too many makes the count 4294967295. A build without NDEBUG then stops in an assertion.
+// - A copy or an assignment of an object takes over the count of the original, so copy only objects without references.
+//   A build without NDEBUG traces at level "wa" if an object with references is copied.
+// - RemoveRef() on an object without references makes the count 4294967295. A build without NDEBUG then stops in an
+//   assertion.
 
 #include "tuzutil/EXPORT.h"
 

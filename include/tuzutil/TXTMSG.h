@@ -38,7 +38,7 @@ enum TExplicitInit { ExplicitInit };
 
 // Formats. The conversions are d i o u x X c s S p f F e E g G a A n. They take the flags "-", "+", " ", "#", "0", a
 // width, a precision, and one of h, l, L. Integers also take ll, j, z and t, which extend 32-bit integers to 64 bits.
-// If the argument is a text or missing, a conversion with one of these is unknown. A width or precision may be an
+// If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width or precision may be an
 // argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it prints as an unknown
 // conversion whose character is "?". "%p" prints 8 upper-case digits, or 16 if pointers are longer. On Windows, the
 // flag "0" also fills texts and characters with zeros.
@@ -111,7 +111,7 @@ public:
     }
     TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept;
 
-    // Makes a message of a literal format, which the compiler holds against the arguments, see FORMAT.h.
+    // Makes a message of a literal format, which the compiler checks against the arguments, see FORMAT.h.
     template <typename... Arguments>
     static TTextMessage Make(TFormatOf<Arguments...> format, Arguments const &...arguments) {
         return TTextMessage(format.QueryText(), static_cast<TagVar const &>(arguments)...);
@@ -153,7 +153,8 @@ public:
     operator TString() const { return QueryMessage(); }
     operator TagVar() const { return TagVar(QueryMessage()); }
 
-    // Messages are not compared: compare their texts. Without these, the conversions would compare addresses.
+    // Messages cannot be compared: compare their texts. Without these declarations, the conversions would compare
+    // addresses.
     template <typename Message>
     friend std::enable_if_t<std::is_same_v<Message, TTextMessage>> operator==(Message const &,
                                                                               Message const &) = delete;

@@ -3,8 +3,8 @@
 
 // TFastMutex: a recursive lock within one process, which calls the system only if a thread has to wait. This class is
 // the same on every system. The mutex.cpp of each system uses it for locks without a name, and defines how threads
-// wait. TThreadRecord: what the locks know about a thread. Neither class takes another lock, allocates memory or
-// traces.
+// wait. TThreadRecord holds what the locks know about a thread. Taking a lock without waiting, and releasing it, takes
+// no other lock and allocates no memory. Nothing is traced.
 
 #include "platform/platform.h"
 

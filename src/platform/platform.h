@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM
 
 // platform.h: declares everything that the library needs from an operating system. A port defines these functions; no
-// code outside this folder depends on a system. posix/ and win32/ define the functions in files with the same names:
+// other source depends on a system. posix/ and win32/ define the functions in files with the same names:
 //
 //     cancel            keeping a thread from being cancelled    memory           wiping memory
 //     clock             the time and calendar records            mutex            locks
@@ -231,9 +231,10 @@ std::int64_t SeekTempFile(TempFile file, std::int64_t offset, TFileOrigin origin
 void CloseTempFile(TempFile file) noexcept;
 
 // A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. A shared
-// file keeps its content if it is `joined`. With `joinedOrBegun`, the first process that shares the file empties it. A
-// new file gets the permissions `mode`, if the system has such permissions. Returns null, with LastError(), on failure.
-// May block. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
+// file keeps its content if it is `joined`. With `joinedOrBegun`, the first process that shares the file empties it; on
+// Linux, only if the file belongs to its user. A new file gets the permissions `mode`, if the system has such
+// permissions. Returns null, with LastError(), on failure. May block. REQUIRES: for a shared file, the caller holds the
+// named lock that all processes use.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;

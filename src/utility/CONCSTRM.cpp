@@ -1,5 +1,5 @@
-// TConcatStreamBuf and TiConcatStream: read several sources as one stream, line by line. An exception of a source
-// passes through the reading stream, see streams/stream_failure.h. No lock is taken.
+// TConcatStreamBuf and TiConcatStream: read several sources as one stream, line by line. Exceptions of DOTBYTE.h that a
+// source throws pass through the reading stream, see streams/stream_failure.h. No lock is taken.
 
 #include "tuzutil/CONCSTRM.h"
 
@@ -62,13 +62,12 @@ bool TConcatStreamBuf::IsReadable() const noexcept {
 TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
     char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
-    // Three bytes stay free: two for CR and LF, and one for a terminating zero, which is no longer written. The size of
-    // a piece is documented, so it stays as it was.
+    // Two of the three bytes are for CR and LF. The third is not used: CONCSTRM.h promises this size of a piece.
     std::size_t const limit = fBufferSize - fsPutBackRoom - 3;
 
     source_reader::Stop stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     bool lineEnds = false;
-    bool isOverwritten = false; // whether an unfinished line has overwritten the last piece
+    bool isOverwritten = false; // whether an unfinished line has overwritten the piece before
     while (fSources[fCurrent]->eof()) {
         bool const isUnfinished = fGathered != 0 || fLast != '\n';
         if (fWholeLines && isUnfinished) {
@@ -78,7 +77,7 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
         isOverwritten = isOverwritten || fGathered != 0;
         fGathered = 0; // the unfinished line is dropped
         if (++fCurrent == fSources.size())
-            return {nullptr, nullptr, nullptr}; // null, because a dropped line may have overwritten the last piece
+            return {nullptr, nullptr, nullptr}; // null, because a dropped line may have overwritten the piece before
         stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
     if (!lineEnds)

@@ -75,7 +75,8 @@ void TraceCreated(char const *path) noexcept {
     fsReports.Note("Created directory %s", path);
 }
 
-// Return a path as an entry shows it. A name of bytes needs no conversion, which would refuse a backslash.
+// Return a path in the form that trace entries show. A name of bytes is not converted, because the conversion would
+// refuse a backslash.
 [[maybe_unused]] TString Shown(char const *path) {
     return TString(path);
 }

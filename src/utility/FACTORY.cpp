@@ -41,9 +41,9 @@ bool HasEnding(TString const &name, char const *ending) {
            ascii_names::IsEqual(TStringAccess::From(whole.substr(dot)), TString(ending));
 }
 
-// The file names that a library may have, in the order in which they are tried. Without `needsEnding`, it is only the
-// name itself. Otherwise the first is the name with ".dll". If the system's own libraries have another ending, two more
-// follow: the name with that ending, and the same with "lib" before its last part.
+// The file names that a library may have, in the order in which they are tried. Without `needsEnding`, there is only
+// the name itself. Otherwise the first is the name with ".dll". If the system's own libraries have another ending, two
+// more follow: the name with that ending, and the same with "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;

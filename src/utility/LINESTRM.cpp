@@ -106,8 +106,8 @@ bool TLineStreamBuf::IsReadable() const noexcept {
 }
 
 TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
-    // The piece follows the room for bytes that are put back. The last two bytes stay free: one for the line feed, and
-    // one for a terminating zero, which is no longer written. The size of a piece is documented, so it stays as it was.
+    // The piece follows the room for bytes that are put back. One of the two bytes after the piece is for the line
+    // feed. The other is not used: LINESTRM.h promises this size of a piece.
     char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;

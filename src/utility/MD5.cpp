@@ -1,6 +1,6 @@
 // CalculateMD5: computes the digest of bytes that arrive in pieces. The bytes may be a secret key. So the destructor
-// zeroes the state, and whole blocks are read from the caller's memory without a copy. No lock is taken and nothing is
-// allocated.
+// zeroes the state, and bytes are copied only if they must wait for the rest of their block. No lock is taken and
+// nothing is allocated.
 
 #include "tuzutil/MD5.h"
 
@@ -83,7 +83,7 @@ CalculateMD5::~CalculateMD5() {
     platform::SecureZero(fState, sizeof fState);
 }
 
-// Reads the words directly from the blocks, so that no copy of them remains in memory.
+// Reads the words directly from the blocks, so that no copy of the blocks remains in memory.
 void CalculateMD5::Compress(char const *blocks, std::uint32_t count) noexcept {
     State s = {fState[0], fState[1], fState[2], fState[3]};
     for (; count; --count, blocks += fsBlock) {

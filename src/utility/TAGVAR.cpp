@@ -66,8 +66,8 @@ void TagVar::CleanUp() noexcept {
 
 // Construction
 
-// Inline constants of an exported class are imported on some systems if a program that is not optimized takes their
-// addresses. So the library has definitions of them.
+// On some systems, a program that takes the address of an inline constant of an exported class imports the constant. So
+// the library defines these constants.
 constexpr TagVar::Type TagVar::integer64;
 constexpr TagVar::Type TagVar::unsignedInteger64;
 constexpr TagVar::Type TagVar::unshown;
@@ -120,7 +120,7 @@ void TagVar::CopyOwned(TagVar const &other) {
         tagvar::ReportUnknown();
     fCell = other.fCell;
     if (fCell == 0)
-        return; // if there is no object, there is none in the copy either
+        return; // without an object, there is nothing to copy
     switch (fType) {
     case string:
     case wideString: return SetObject(fType, Make<TString>(*other.Object<TString>()));
@@ -303,7 +303,7 @@ ToBinaryStream &TagVar::WriteToBinaryStream(ToBinaryStream &out) const {
         return (out << (moment ? 1u : 0u)).fail() || !moment ? out : out << moment->QueryTime();
     }
     case voidPtr: {
-        std::uint32_t const address = Word(); // written in host order, even if the stream uses network order
+        std::uint32_t const address = Word(); // write() keeps host order, even if the stream uses network order
         return out.write(reinterpret_cast<char const *>(&address), sizeof address);
     }
     }

@@ -205,7 +205,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
         return ::pthread_mutex_trylock(mutex);
     if (milliseconds == platform::waitForEver)
         return ::pthread_mutex_lock(mutex);
-#if defined(__SANITIZE_THREAD__) // the sanitizer does not know the call below
+#if defined(__SANITIZE_THREAD__) // the thread sanitizer does not know the other call
     return ::pthread_mutex_timedlock(mutex, TDeadline(milliseconds, CLOCK_REALTIME).End());
 #else
     return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, TDeadline(milliseconds).End());

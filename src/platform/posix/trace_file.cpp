@@ -115,9 +115,8 @@ private:
 namespace {
 
 // Joins the processes that share a file. The first of them empties the file, if the file belongs to the same user.
-// TPresence says whether another process of this user shares the file. A process of another user, or of an earlier
-// version of this library, holds a shared lock on the file instead. Such a lock can only prevent the file from being
-// emptied.
+// TPresence says whether another process of this user shares the file. Every process also holds a shared lock on the
+// file if it can, for processes of other users. A lock on the file can only prevent the file from being emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;

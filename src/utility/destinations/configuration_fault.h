@@ -1,18 +1,18 @@
 #ifndef TUZUTIL_CONFIGURATION_FAULT
 #define TUZUTIL_CONFIGURATION_FAULT
 
-// Tells somebody that a trace configuration is faulty. The destination of NUV_TRACE_STARTUP receives an entry; if there
-// is none, standard error receives one line. So a misspelt name does not go unnoticed, although nothing is thrown.
+// Reports a fault in a trace configuration, for example a misspelt name. The destination of NUV_TRACE_STARTUP receives
+// an entry. If there is no such destination, or if it does not write the entry, standard error receives one line.
 
 #include "tuzutil/TRACE.h"
 
 #include <string>
 #include <string_view>
 
-// Whether an entry about the fault was written already, which the destination of NUV_TRACE_STARTUP also received.
+// Whether a trace entry about the fault was written already. The destination of NUV_TRACE_STARTUP then needs no other.
 enum TFaultEntry { noEntryYet, alsoAnEntry };
 
-// Tells: Trace configuration: WHAT "NAME". If there is no memory for this line, nothing is told.
+// Reports the line: Trace configuration: WHAT "NAME". If there is no memory for the line, reports nothing.
 void TellConfigurationFault(std::string_view what, std::string_view name, TFaultEntry entry = noEntryYet) noexcept;
 
 // Returns a text from outside, cut to 200 bytes, with a "?" for each control character.

@@ -50,8 +50,8 @@ std::string FileNameOrDefault(std::string const &argument) {
     return argument.empty() ? DefaultLogName() : LibraryForm(argument);
 }
 
-// Returns the handle. Tells of a fault if the file of its destination could not be opened. The destination then takes
-// part all the same, and writes nothing.
+// Returns the handle. Reports a fault if the file of its destination could not be opened. The handle is returned all
+// the same, but its destination writes nothing.
 template <typename Destination>
 TTrace Checked(TTrace trace, std::string const &name) {
     auto const &file = static_cast<Destination const &>(*trace.QueryPointer());

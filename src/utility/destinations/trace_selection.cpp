@@ -96,7 +96,8 @@ bool ApplyDefault(TTrace::Base &destination, std::string_view field) {
     return true;
 }
 
-// An exclamation mark switches a category off, unless the name of a category begins with it.
+// An exclamation mark before a name switches the category off, unless the name of a category begins with the mark
+// itself.
 void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) {
     TTrace::Category const *category = TTrace::FindCategory(TStringAccess::From(name));
     if (!category && name.front() == '!') {

@@ -1,6 +1,5 @@
-// TFindTable: the open directory searches. Users refer to a search by a handle. A closed handle finds nothing, even if
-// its slot is used again. The table's lock guards only the slots: searches are opened, read and closed without the
-// lock.
+// TFindTable: the open directory searches. Users refer to a search by a handle. The table's lock guards only the slots:
+// searches are opened, read and closed without the lock.
 
 #include "utility/files/search_table.h"
 

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_SEARCH_TABLE
 #define TUZUTIL_SEARCH_TABLE
 
-// TFindTable: the open directory searches, each with a 32-bit handle. A closed handle finds nothing, even if its slot
-// is used again. This is needed because copies of a TDirectory share a handle, and each copy closes it.
+// TFindTable: the open directory searches, each with a 32-bit handle. A closed handle finds nothing until its slot has
+// been used another 32,768 times. This is needed because copies of a TDirectory share a handle, and each copy closes
+// it.
 
 #include "platform/platform.h"
 #include "tuzutil/MUTEXSEM.h"

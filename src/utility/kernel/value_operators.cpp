@@ -1,5 +1,5 @@
 // The operators of tagged values. Tables say for each operator which kinds of values it accepts, and how it computes
-// the result. The operators look that up before they change anything.
+// the result. An operator looks its outcome up before it changes anything.
 
 #include "tuzutil/TAGVAR.h"
 #include "utility/kernel/value_reports.h"

@@ -2,7 +2,7 @@
 #define TUZUTIL_VALUE_REPORTS
 
 // The three exceptions of tagged values: a value does not fit, an operation does not exist for the kind of a value, or
-// the kind is unknown. Each carries the line number of the caller.
+// the kind is unknown. Each exception has the line number of the caller.
 
 #include "utility/kernel/reporter.h"
 

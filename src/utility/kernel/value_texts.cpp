@@ -1,5 +1,5 @@
-// The texts of values of other libraries: of UTF-8, of failures, of durations and of points in time. The texts do not
-// depend on the locale. No lock is taken.
+// The texts of values that are made of standard types: of UTF-8, error codes, durations and points in time. Numbers in
+// these texts do not depend on the locale. No lock is taken.
 
 #include "platform/platform.h"
 #include "tuzutil/TAGVAR.h"
@@ -134,7 +134,7 @@ TString TagVar::Moment(long long count, long long numerator, long long denominat
         return Duration(count, numerator, denominator);
     if (numerator != 1 && denominator != 1)
         return Moment(static_cast<double>(count), numerator, denominator);
-    // One of them is 1, so neither the product nor the remainder exceeds 64 bits.
+    // The numerator or the denominator is 1, so the product and the remainder fit in 64 bits.
     long long seconds = count * numerator / denominator;
     long long rest = count * numerator % denominator;
     if (rest < 0) {

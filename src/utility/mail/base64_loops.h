@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_BASE64_LOOPS
 #define TUZUTIL_BASE64_LOOPS
 
-// The inner loops of Base64. Each has two forms: a portable one, and one for processors with byte shuffles (SSSE3).
-// Both give the same bytes for every input. The caller chooses the form, so that tests can run both.
+// The inner loops of Base64. The loops of Encode() and Decode() have two forms: a portable one, and one for processors
+// with byte shuffles (SSSE3). The two forms give the same bytes for every input. The caller chooses the form, so that
+// tests can run both.
 
 #include <array>
 #include <cstddef>
@@ -124,7 +125,8 @@ struct Position {
     Byte *to;
 };
 
-// Decodes one group of four characters. Skips blanks between them. Returns false if the data ends with this group.
+// Decodes one group of four characters and skips blanks. Returns false if the group is incomplete or padded, which ends
+// the data.
 inline bool DecodeGroup(Position &at, char const *end) noexcept {
     char group[4];
     unsigned int count = 0;
@@ -188,9 +190,8 @@ inline Byte *DecodePortable(char const *from, char const *end, Byte *to) noexcep
 
 enum class Strict { group, end, fault };
 
-// Decodes one group and skips foreign characters if `skips` is true. The result is Strict::end if the data ends before
-// a group or with a padded group. After Strict::fault, at.from is the first fault, or the end if the group is
-// incomplete.
+// Decodes one group and skips foreign characters if `skips` is true. The result is Strict::end if no group is left, or
+// if the group is padded. After Strict::fault, at.from is the first fault, or the end if the group is incomplete.
 inline Strict DecodeStrictGroup(Position &at, char const *end, bool skips) noexcept {
     unsigned int bits = 0;
     unsigned int count = 0;

@@ -21,13 +21,13 @@ enum class Stop {
 // on, and `count` is increased by their number. An exception of the buffer passes if the source throws on badbit. Even
 // then `count` is correct, and a second call with the same arguments continues.
 //
-// If `hasBareReturn` is not null, it is set to true if a byte that is no line feed follows a CR among the bytes read.
-// It is never set to false.
+// If `hasBareReturn` is not null, `*hasBareReturn` becomes true if a byte that is no line feed follows a CR among the
+// bytes read. It never becomes false.
 Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count,
                     bool *hasBareReturn = nullptr);
 
 // Takes the next byte if it is a line feed, and returns whether it was one. `stop` is the result of ReadToLineFeed().
-// If this is Stop::limit, the function must look at the next byte, and waits until that byte arrives.
+// If `stop` is Stop::limit, the function inspects the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
 
 // Returns the lines that the source's buffer already holds, so that they can be taken without a call of the buffer:
