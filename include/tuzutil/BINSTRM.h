@@ -17,8 +17,7 @@
 //             buffer: a copy is a second object on the same stream, with the same byte order.
 // Threads:    One thread at a time may use the wrapped stream and the objects on it.
 // Failures:   A failure sets the state bits of the wrapped stream. TOutOfMemory is thrown if there is no memory for a
-//             TString whose bytes have arrived. All other exceptions come from the wrapped stream (see its
-//             exceptions()).
+//             TString that is being read. All other exceptions come from the wrapped stream (see its exceptions()).
 // Surprises:
 // - A long takes 4 bytes on every target. If its value does not fit in 4 bytes, writing it sets the fail bit and writes
 //   nothing.
@@ -297,9 +296,9 @@ public:
 // Writes the length in bytes and a reserved 0, both as unsigned long, and then the bytes. The string's flags are not
 // written.
 TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
-// Reads a TString. Whatever length is announced, memory is allocated only as bytes arrive. If the data end early, the
-// text consists of the bytes that arrived. The target gets a new buffer without flags. If the length is 0 or cannot be
-// read, the target stays unchanged.
+// Reads a TString. Whatever length is announced, at most 64 KiB are allocated at first, and more only as bytes arrive.
+// If the data end early, the text consists of the bytes that arrived. The target gets a new buffer without flags. If
+// the length is 0 or cannot be read, the target stays unchanged.
 TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
 
 #endif

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_STRMCTL_H
 #define TUZUTIL_STRMCTL_H
 
-// TStreamControl: lets an exception of a stream buffer reach the caller of the stream with its own type.
+// TStreamControl: lets the exceptions of DOTBYTE.h, which stream buffers throw, reach the caller of the stream.
 //
 // Example:
 //     TDotByteStreamBuf body(connection);
@@ -32,8 +32,8 @@
 class TStreamLink;
 
 // When the buffer of a standard stream throws, the stream sets badbit or failbit. The stream then drops the exception,
-// unless its exception mask has that bit. Therefore this class sets both bits in the mask when the buffer throws. It
-// restores the mask when the last copy of the exception is destroyed.
+// unless its exception mask has that bit. Therefore this class sets both bits in the mask when the buffer throws an
+// exception of DOTBYTE.h. It restores the mask when the last copy of the exception is destroyed.
 class TUZUTIL_API TStreamControl {
 public:
     TStreamControl() noexcept = default;

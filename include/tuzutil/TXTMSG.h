@@ -40,15 +40,16 @@ enum TExplicitInit { ExplicitInit };
 // width, a precision, and one of h, l, L. Integers also take ll, j, z and t, which extend 32-bit integers to 64 bits.
 // If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width or precision may be an
 // argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it prints as an unknown
-// conversion whose character is "?". "%p" prints 8 upper-case digits, or 16 if pointers are longer. On Windows, the
-// flag "0" also fills texts and characters with zeros.
+// conversion whose character is "?". "%p" prints 8 upper-case hexadecimal digits, or 16 if pointers have 64 bits. On
+// Windows, the flag "0" also fills texts and characters with zeros.
 //
 // Every other conversion is unknown. It takes no argument, and the system's own printf decides how it prints.
 // Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
-// Faults. If the argument of a conversion is missing or of another kind, or if its width is bad, the conversion prints
-// zero or a null string. It prints "?" for a 64-bit integer that it does not take, and for TagVar::unshown. If a store
-// throws, the message is treated as if the store did not have the text.
+// Faults. If the argument of a conversion is missing or of another kind, the conversion prints zero or a null string.
+// It prints "?" if the argument is a 64-bit integer that it does not take or TagVar::unshown, or if it has ll, j, z or
+// t and the argument is no integer. A width or precision whose argument is missing or no 32-bit integer is 0. If a
+// store throws, the message is treated as if the store did not have the text.
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
@@ -174,7 +175,8 @@ public:
 
     // Rewrite a narrow or 16-bit format for the system's printf: they remove the numbers of arguments and size
     // modifiers, and store the values that the new format takes in `block`. At least 11 zero characters follow the new
-    // format in `out`, unless it is longer than the old one. Return the number of characters that the text may need.
+    // format in `out`, or fewer if it is 1 to 11 characters longer than the old one. Return the number of characters
+    // that the text may need.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 

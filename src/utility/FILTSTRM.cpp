@@ -1,6 +1,6 @@
 // TFilterStreamBuf: the common part of buffers that pass bytes on to another stream. It manages the put area, and keeps
-// the bytes read last so that they can be put back. It lets exceptions pass through the stream of the caller, see
-// streams/stream_failure.h. No lock is taken.
+// the bytes read last so that they can be put back. It lets the exceptions of DOTBYTE.h pass through the attached
+// stream, see streams/stream_failure.h. No lock is taken.
 
 #include "tuzutil/FILTSTRM.h"
 

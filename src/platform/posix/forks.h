@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_FORKS
 #define TUZUTIL_PLATFORM_POSIX_FORKS
 
-// This folder takes its locks before a fork, and releases them after the fork in both processes. Otherwise the child
+// The platform takes its locks before a fork, and releases them after the fork in both processes. Otherwise the child
 // could inherit a lock that is held by a thread that does not exist in the child. mutex.cpp, process.cpp and
 // shared_memory.cpp define the functions.
 

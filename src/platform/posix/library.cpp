@@ -1,5 +1,5 @@
 // Loads libraries, and reads the texts that they hold in a TTextTable. Takes the system's loader lock. The initialisers
-// of a library run under that lock, so the caller must not hold a lock of this library.
+// of a library run under that lock, so the caller must hold no lock for which they may wait.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
-// How this system's printf functions behave, and the printing of reals, which uses one of them. It depends on the
-// current locale. Takes no lock of this library.
+// How this system's printf functions behave, and the printing of reals, which uses one of them. The text of a real
+// depends on the current locale. Takes no lock of this library.
 
 #include "platform/platform.h"
 

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_THREAD_RECORD
 #define TUZUTIL_PLATFORM_POSIX_THREAD_RECORD
 
-// Finds the record of the calling thread without a call of the system. Its pointer has the TLS model "initial-exec": it
-// uses eight bytes of the memory that the system reserves for libraries that are loaded later. Takes no locks.
+// Finds the record of the calling thread without a call of the system. The pointer to the record has the TLS model
+// "initial-exec". It therefore uses eight bytes of the memory that the system reserves for libraries that are loaded
+// later. Takes no locks.
 
 #include "platform/fast_mutex.h"
 

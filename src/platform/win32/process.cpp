@@ -21,7 +21,8 @@ std::uint32_t platform::ProcessId() noexcept {
 }
 
 bool platform::FindVariable(char const *name, std::string &value) {
-    // The runtime's copy of the environment comes first. It lacks variables that the system or another runtime has set.
+    // The runtime's copy of the environment comes first. The system is asked next, because the copy lacks variables
+    // that other code has set in the system's environment.
     if (char const *const found = getenv(name)) {
         value = found;
         return true;

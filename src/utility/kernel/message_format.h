@@ -178,8 +178,8 @@ private:
             result.modifier = *fAt++;
     }
 
-    // Reads ll, j, z or t before the conversion of an integer. If the argument is missing or a text, these stay unknown
-    // conversions: formats were written for that, and the text may belong to the next conversion.
+    // Reads ll, j, z or t before the conversion of an integer. If the argument is missing or a text, they stay unknown
+    // conversions, because the text may belong to the next conversion.
     void TakeLongModifier(TDirective<Char> &result) noexcept {
         Char const *const from = fAt;
         if (!Is('j') && !Is('z') && !Is('t') && !(Is('l') && result.modifier == static_cast<Char>('l')))
@@ -355,8 +355,8 @@ inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &
     return count;
 }
 
-// The value of a conversion. If there is none, zero or a null string is printed, or "?" for an argument that no
-// conversion but another one could show.
+// The value of a conversion. If `argument` is null, zero or a null string is printed. If `isUnshown` is set, "?" is
+// printed instead: there is an argument, but this conversion cannot show it.
 struct TValue {
     TagVar const *argument = nullptr;
     bool isUnshown = false;

@@ -1,10 +1,11 @@
 #ifndef TUZUTIL_STREAM_FAILURE
 #define TUZUTIL_STREAM_FAILURE
 
-// The exceptions of the library's stream buffers. If its buffer throws, a standard stream sets badbit or failbit, and
-// drops the exception unless its exception mask holds that bit. Each of our exceptions therefore carries a token, which
-// lists the streams that the exception passes. While the token exists, the masks of these streams hold both bits. When
-// the token is destroyed, both bits of each stream's mask and state get their former values.
+// TStreamFailure: an exception that passes through standard streams, as those of DOTBYTE.h do. If a buffer throws, its
+// stream sets badbit or failbit, and drops the exception unless the stream's exception mask holds that bit. A
+// TStreamFailure therefore has a token, which lists the streams that the exception passes. While the token exists, the
+// masks of these streams hold both bits. When the token is destroyed, both bits of each stream's mask and state get
+// their former values.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -32,7 +33,7 @@ private:
     std::ios_base::iostate fStateBefore = std::ios_base::goodbit;
 };
 
-// The base by which Relay() recognises the exceptions of this library's stream buffers, whatever their other base is.
+// The base by which Relay() recognises the exceptions that pass through streams, whatever their other base is.
 class TStreamFailure {
 public:
     virtual ~TStreamFailure();

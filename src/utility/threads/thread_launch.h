@@ -9,8 +9,8 @@
 
 class TThreadLaunch {
 public:
-    // Returns whether the object has its event and its lock. Traces what is missing. If nothing is missing, starting
-    // the thread does not trace such a failure.
+    // Returns whether the object has its event and its lock. Traces what is missing. The library's threads are started
+    // only if nothing is missing, so that nothing is traced later.
     static bool HasAll(TThread &thread);
 
     // Starts the thread and returns true. The thread takes over one reference of the caller, and releases it when it
