@@ -14,11 +14,11 @@
 //             other functions have the wipe flag if the argument has it.
 // Threads:    Any thread may call them; there is no shared state.
 // Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input. The
-//             other decoding functions return wrong bytes for it.
+//             other decoding functions return some bytes for any text.
 // Surprises:
 // - Encode() makes lines. If a protocol wants a single line, as AUTH does, use EncodeLine().
 // - RFC 2045 asks a decoder to skip characters outside the alphabet, but Decode() and DecodeBinary() take each of them
-//   for the value 255. The decoded bytes are then wrong from that character on. DecodeStrict() skips such characters
+//   for the value 255. The bytes decoded after such a character are usually wrong. DecodeStrict() skips such characters
 //   if it is called with ignoreForeign.
 // - Decode() is for text only: its result ends before the first zero byte. DecodeBinary() keeps zero bytes.
 // - An empty or null argument gives an empty string, never a null one.

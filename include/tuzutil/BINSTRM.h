@@ -39,8 +39,8 @@
 #include <type_traits>
 
 // A value that is stored in network byte order, after `filler` zero bytes. The binary streams below read and write its
-// bytes unchanged, whatever byte order they have. A long that does not fit in 32 bits becomes the nearest value that
-// fits.
+// bytes unchanged, in host order and in network order. A long that does not fit in 32 bits becomes the nearest value
+// that fits.
 template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:
@@ -144,7 +144,7 @@ private:
 };
 
 // TiBinaryStream: reads values from an istream. If the data end within a number, the missing bytes of the number are 0
-// in network order. In host order they keep their old values.
+// in network order. In host order, and in a TNetworkValue, the missing bytes keep their old values.
 class TUZUTIL_API TiBinaryStream : public virtual VBinaryStreamBase {
 public:
     explicit TiBinaryStream(std::istream &stream, int networkOrder = 0) noexcept

@@ -74,7 +74,7 @@ private:
     TElement *fDetached = nullptr; // links that Add() has cut off; the destructor deletes them
 };
 
-// A place in a set. REQUIRES: nobody removes the link at which the cursor is.
+// A place in a set. REQUIRES: while the cursor is used, its link is not removed.
 class TUZUTIL_API TBaseSetOf::Cursor {
 public:
     void *Element() const noexcept; // null at the end
@@ -236,8 +236,8 @@ public:
     TSparseArrayOf() noexcept = default;
     ~TSparseArrayOf() override { DeleteArray(); }
 
-    // A value other than null replaces the value at this index, and the old value is deleted. Null removes the entry at
-    // this index. If there is no entry, null adds an entry without a value.
+    // Stores a value at this index, and deletes the value that it replaces, unless both are the same object. Null
+    // removes the entry at this index or, if there is no entry, adds one without a value.
     void Set(unsigned long index, T *value) { TBaseSparseArrayOf::Set(index, value); }
     T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSparseArrayOf::Find(index)); }
     // Returns the value at this position in the order of the indexes, and stores its index. Returns null if the

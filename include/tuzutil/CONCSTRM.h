@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_CONCSTRM_H
 #define TUZUTIL_CONCSTRM_H
 
-// TiConcatStream: reads several streams one after another, as if they were one. It reads them line by line, and can
-// turn LF line ends into CR LF.
+// TiConcatStream: reads several streams one after another, as if they were one. The stream reads its sources line by
+// line, and can turn LF line ends into CR LF.
 //
 // Example:
 //     std::istringstream header("Subject: x\n\n");
@@ -18,11 +18,12 @@
 //             always fails.
 // Surprises:
 // - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. If the line is
-//   longer than a piece (see TConcatStreamBuf), only the last, incomplete piece of the line is lost.
+//   longer than a piece (see TConcatStreamBuf), only the bytes after its last full piece are lost.
 // - Unless SetWholeLines() is on, an LF at the beginning of a piece stays as it is: that of an empty line, and that of
 //   a line that fills its pieces exactly. A line that already ends with CR LF is not changed.
 // - If a source sets its bad bit, the data end for the whole stream. The bytes that were read before are delivered.
-// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
+// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back over the ten
+//   characters read last.
 
 #include "tuzutil/FILTSTRM.h"
 

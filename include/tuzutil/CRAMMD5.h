@@ -8,7 +8,8 @@
 //     TString challenge("<1896.697170952@postoffice.reston.mci.net>");
 //     TString digest = CalculateCramMD5::Calc(secret, challenge); // "b913a602c7eda7a495b4e6e7334d3890"
 //
-// Ownership:  Calc() only reads its arguments and returns a new string. It zeroes its own copies of the secret.
+// Ownership:  Calc() only reads its arguments and returns a new string. Bytes of the secret that Calc() copies are
+//             zeroed.
 // Threads:    Any thread may call Calc(); there is no shared state.
 // Failures:   TOutOfMemory if there is no memory for the result.
 // Surprises:

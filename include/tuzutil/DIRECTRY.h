@@ -11,9 +11,9 @@
 //     for (TString path = folder.FindFirst(&isDirectory, &name); path; path = folder.FindNext(&isDirectory, &name))
 //         std::cout << name << (isDirectory ? "\\" : "") << '\n'; // anna, followed by a backslash
 //
-// Ownership:  Copies share one enumeration. It ends for all of them when one of them is destroyed, calls FindFirst(),
-//             or is assigned a directory with another enumeration. When another copy is destroyed later, it traces an
-//             error, because there is nothing left to close.
+// Ownership:  Copies share one enumeration. The enumeration ends for all of them when one copy is destroyed, calls
+//             FindFirst(), or is assigned a directory with another enumeration. When another copy is destroyed later,
+//             it traces an error, because there is nothing left to close.
 // Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
 // Failures:   FindFirst() and FindNext() return a null string if nothing is found or the directory cannot be read; no
 //             reason is traced. MakeDir() and MakeTree() return a value other than 0 if a directory is not made. The

@@ -21,7 +21,8 @@
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may read or write. Any thread may call Cancel().
 // Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" pass through the stream to the caller, see
-//             TDotByteStreamBuf. If the source or sink fails, its own state bits are set.
+//             TDotByteStreamBuf. A failure of the source or sink sets its own state bits, a lack of memory the bad bit
+//             of the stream.
 // Surprises:
 // - Reading ends a line only at CR LF, writing at any LF. So "a\n.b" is written, and read back, as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
@@ -43,11 +44,11 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // The buffer of the dot-byte streams.
 //
 // Line ends. Reading accepts only CR LF as a line end, so no other bytes are taken for the end of the body by mistake.
-// Writing doubles a dot after any LF, so the bytes of a body never look like its end. A bare CR or LF passes unchanged
-// in both directions. Other programs may take a bare CR for a line end, and then see an end line that this class does
-// not see. A relay that forwards a body from a stranger must therefore normalise it with UseCrLf(), or refuse it if
-// SawBareCarriageReturn() or SawBareLineFeed() says so. std::getline() into a std::string accepts a line of any length.
-// If strangers write the lines, read them through a TiLineStream.
+// Writing doubles a dot after any LF, so the bytes of a body never look like its end. Unless UseCrLf() was called, a
+// bare CR or LF passes unchanged in both directions. Other programs may take a bare CR for a line end, and then see an
+// end line that this class does not see. A relay that forwards a body from a stranger must therefore normalise it with
+// UseCrLf(), or refuse it if SawBareCarriageReturn() or SawBareLineFeed() says so. std::getline() into a std::string
+// accepts a line of any length. If strangers write the lines, read them through a TiLineStream.
 //
 // End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. If a
 // source ends at the start of a line and delivers more bytes after its clear() was called, these bytes count as the

@@ -16,14 +16,16 @@
 //     static TFilter fsFilter("spam"); // in the library spamlib, usually of a subclass that overrides Accepts()
 //     TFilter *filter = TFilter::GetLoader()->Find("spam[spamlib]"); // loads spamlib.dll; null if not found
 //
-// Ownership:  A loader borrows its factories. They belong to their libraries, which stay loaded until the process ends.
+// Ownership:  A loader borrows its factories. The factories belong to their libraries, which stay loaded until the
+//             process ends.
 // Threads:    Any thread may use a loader. Only one lookup at a time loads a library. A lookup of a registered factory
 //             waits only if its own library is still being loaded.
 // Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
 //             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, or registers no factory
 //             of that name, Find() returns null, and a warning (level 8) is traced.
 // Surprises:
-// - Two types are equal if their names are equal, ignoring letter case. The names of their libraries are not compared.
+// - Two types are equal if their names are equal except for the case of ASCII letters. The names of their libraries are
+//   not compared.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -46,7 +48,7 @@ public:
     TString const &QueryName() const noexcept { return fName; }
     TString const &QueryDllName() const noexcept { return fDllName; }
 
-    // These functions compare only the names, and ignore letter case.
+    // These functions compare only the names, and ignore the case of ASCII letters.
     bool operator==(TFactoryType const &other) const noexcept;
     bool operator<(TFactoryType const &other) const noexcept;
     int IsEqual(TFactoryType const &other) const noexcept { return *this == other; }

@@ -23,7 +23,7 @@
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
 // Failures:   Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an exception of its buffer,
-//             unless its exceptions() contain badbit. Those of DOTBYTE.h pass through an attached stream.
+//             unless its exceptions() contain badbit. Exceptions of DOTBYTE.h pass through an attached stream.
 // Surprises:
 // - If std::unitbuf is set for the attached stream, each write passes its bytes on at once.
 

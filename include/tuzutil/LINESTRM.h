@@ -21,7 +21,8 @@
 // - The size of a piece is limited, the length of a line is not: std::getline() into a std::string takes as many bytes
 //   as the other side sends before its LF. Read lines from strangers with ReadLine(), whose limit bounds the memory.
 // - If the data end after a complete line, reading the end of file counts one more line.
-// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back ten characters.
+// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back over the ten
+//   characters read last.
 // - The destructor does not flush. If bytes are lost by this, a debug build traces it.
 
 #include "tuzutil/FILTSTRM.h"
@@ -88,7 +89,7 @@ private:
     static void Append(void *line, char const *bytes, std::size_t count);
 
     TLineRead TakeLine(TAppend append, void *line, std::size_t limit);
-    TLineRead TakeLine(std::istream &stream, TAppend append, void *line, std::size_t limit); // sets its state bits
+    TLineRead TakeLine(std::istream &stream, TAppend append, void *line, std::size_t limit); // sets bits of the stream
     TLineRead TakeLine(std::istream &stream, std::string &line, std::size_t limit);
 
     bool IsWritable() const noexcept override;

@@ -33,8 +33,8 @@
 
 class TMutexSemaphore;
 
-// A store of message texts. It may be a static object of a library that TDll or a factory loader loads. If its
-// constructor fails then, the exception is thrown after the load, and the store stays unregistered.
+// A store of message texts. A store may be a static object of a library that TDll or a factory loader loads. If the
+// constructor of the store fails then, the exception is thrown after the load, and the store stays unregistered.
 class TUZUTIL_API TTextMessageStore {
 public:
     TTextMessageStore(TTextMessageStore const &) = delete;

@@ -220,7 +220,7 @@ public:
     operator long() const;
     operator unsigned long() const;
     operator double() const;
-    // Return the number of any of the four integer kinds. They throw "type mismatch" for other kinds, and if the result
+    // Return the number of any of the four integer kinds. Throw "type mismatch" for other kinds, and if the result
     // cannot hold the number.
     long long QueryInteger64() const;
     unsigned long long QueryUnsignedInteger64() const;

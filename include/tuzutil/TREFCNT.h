@@ -50,8 +50,8 @@ private:
 };
 
 // The base of objects to which uncounted (weak) pointers exist. The count changes only under the lock
-// TWeakReferenceLock::fsSem, so that the weak pointers can be cleared when the last reference is released. All such
-// objects share this lock. If the lock cannot be created, which is traced at level "er", counts still change
+// TWeakReferenceLock::fsSem, so that the weak pointers can be cleared when the last reference is released. All objects
+// of this class share the lock. If the lock cannot be created, which is traced at level "er", counts still change
 // atomically.
 //
 // REQUIRES: code that makes a reference from a weak pointer holds a TWeakReferenceLock while it reads the pointer and

@@ -36,15 +36,15 @@ class TMessageFaults;
 
 enum TExplicitInit { ExplicitInit };
 
-// Formats. The conversions are d i o u x X c s S p f F e E g G a A n. They take the flags "-", "+", " ", "#", "0", a
-// width, a precision, and one of h, l, L. Integers also take ll, j, z and t, which extend 32-bit integers to 64 bits.
-// If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width or precision may be an
-// argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it prints as an unknown
-// conversion whose character is "?". "%p" prints 8 upper-case hexadecimal digits, or 16 if pointers have 64 bits. On
-// Windows, the flag "0" also fills texts and characters with zeros.
+// Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each takes the flags "-", "+", " ", "#", "0", a
+// width, a precision, and one of h, l, L. The conversions of integers also take ll, j, z and t, which extend 32-bit
+// integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width or
+// precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it prints
+// as an unknown conversion whose character is "?". "%p" prints 8 upper-case hexadecimal digits, or 16 if pointers have
+// 64 bits. On Windows, the flag "0" also fills texts and characters with zeros.
 //
-// Every other conversion is unknown. It takes no argument, and the system's own printf decides how it prints.
-// Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
+// Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
+// prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
 // Faults. If the argument of a conversion is missing or of another kind, the conversion prints zero or a null string.
 // It prints "?" if the argument is a 64-bit integer that it does not take or TagVar::unshown, or if it has ll, j, z or
@@ -97,8 +97,8 @@ public:
         : TTextMessage(store, set, number, TString(text)) {
         SetArgs(arguments...);
     }
-    // These constructors take the default text as a TString, which is 16-bit if its Unicode flag is set. It must not be
-    // a StoreID.
+    // These constructors take the default text as a TString, which is 16-bit if its Unicode flag is set. The type must
+    // be TString itself, not StoreID.
     template <typename Text, typename... Arguments, std::enable_if_t<std::is_same_v<Text, TString>, int> = 0>
     TTextMessage(Text const &text, Arguments const &...arguments) : fDefaultText(text) {
         SetArgs(arguments...);

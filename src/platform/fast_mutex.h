@@ -25,7 +25,7 @@ struct TThreadRecord {
 
     // Low half: a number that is never 0 and, unlike the system's ids, never reused. High half: the system's id of the
     // thread, if a waiter can ask the system by this id whether the thread is alive; otherwise 0 (on Linux, and for a
-    // fiber). Both are in one word, so that they are read together.
+    // fiber). Both halves are in one word, so that they are read together.
     std::uint64_t const identity;
     TFastMutex *held = nullptr; // the first lock of a chain
 

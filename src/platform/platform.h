@@ -186,7 +186,7 @@ std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int w
 // Files. In every name that the library passes or receives, backslashes separate the parts. Only ToNativeName(),
 // FromNativeName(), HasLibraryForm() and OpenNativeTraceFile() handle the system's own form.
 
-// Convert a name in place, to the system's form or from it. They take no locks.
+// Convert a name in place, to the system's form or from it. Take no locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
 void FromNativeName(char *name, std::size_t length) noexcept;
 
@@ -202,7 +202,7 @@ bool IsFile(char const *name) noexcept;
 // block.
 int MakeDirectory(char const *name) noexcept;
 
-// A search through the entries of a directory, in the system's order. One thread at a time may use it.
+// A search through the entries of a directory, in the system's order. One thread at a time may use a search.
 struct Search;
 struct TDirectoryEntry {
     char name[260]; // without its path
@@ -314,7 +314,7 @@ extern char const *const nativeLibraryEnding;
 
 // Call an object through the interface IStream. The interface is the system's, or that of OLESTRM.h if the system has
 // none. ReadStream() and WriteStream() return the object's result (0: success), and set a number of bytes. This number
-// is at most `count`, whatever the object reports. All of them may block, and may throw what the object throws.
+// is at most `count`, whatever the object reports. All four functions may block, and may throw what the object throws.
 void AddStreamReference(IStream &stream);
 void ReleaseStream(IStream &stream);
 std::int32_t ReadStream(IStream &stream, char *bytes, std::uint32_t count, std::uint32_t &read);

@@ -1,5 +1,5 @@
-// TBaseSetOf and TBaseSparseArrayOf: untyped lists and arrays, the bases of the templates in COLLECT.h. They own their
-// links and entries. The templates own the elements. Collections have no lock.
+// TBaseSetOf and TBaseSparseArrayOf: untyped lists and arrays, the bases of the templates in COLLECT.h. These bases own
+// their links and entries. The templates own the elements. Collections have no lock.
 
 #include "tuzutil/COLLECT.h"
 

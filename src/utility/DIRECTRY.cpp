@@ -27,8 +27,8 @@ std::string_view Printed(TString const &text) noexcept {
     return text.IsNull() ? "<NULL>" : std::string_view(text, text.length());
 }
 
-// Joins two parts with the separator between them. It uses no string stream, because a string stream without memory
-// would cut the text silently.
+// Joins two parts with the separator between them. Uses no string stream, because a string stream without memory would
+// cut the text silently.
 TString Join(TString const &first, TString const &second) {
     std::string_view const parts[] = {Printed(first), Printed(TDirectory::fsSeparator), Printed(second)};
     std::uint64_t length = 0;

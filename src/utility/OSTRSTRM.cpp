@@ -24,7 +24,7 @@ char *oStringStreamBuf::str() {
     return pbase();
 }
 
-// While the block is frozen, the put area ends after the bytes written. It has no room, so every write calls
+// While the block is frozen, the put area ends after the bytes written. The area then has no room, so every write calls
 // overflow(), which refuses it.
 void oStringStreamBuf::freeze(int frozen) {
     fFrozen = frozen != 0;

@@ -14,8 +14,8 @@ constexpr std::size_t objectFileSize = 64; // bytes of a file name with its term
 // Opens the user's private folder for named objects, and makes it if it does not exist. The folder is "tuzutil" in
 // XDG_RUNTIME_DIR, if that run-time folder belongs to the user, nobody else may write to it, and "tuzutil" exists there
 // or can be made. Otherwise the same is tried in /run/user/UID. If that fails too, the folder is /dev/shm/tuzutil-UID.
-// Returns a descriptor, which the caller must close, or -1 with errno. It is EACCES if the folder belongs to somebody
-// else or others may use it.
+// Returns a descriptor, which the caller must close, or -1 with errno. errno is EACCES if the folder belongs to
+// somebody else or others may use it.
 int OpenObjectFolder() noexcept;
 
 // Writes the file name of an object: kind, layout version, word size, and a hash of the object's name. Therefore a long

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_BUFFER_AREA
 #define TUZUTIL_BUFFER_AREA
 
-// TBufferArea: access to the get and put areas of any stream buffer, through pointers to its protected members. It does
-// for several characters what sbumpc() and sputc() do for a single one, and never makes a virtual call.
+// TBufferArea: access to the get and put areas of any stream buffer, through pointers to its protected members. Take()
+// and Put() do for several characters what sbumpc() and sputc() do for a single one. No function makes a virtual call.
 
 #include <cstring>
 #include <streambuf>

@@ -27,8 +27,8 @@ constexpr int fsSignificantDigits = 1100;       // more digits than a real has b
 
 // A text has a limit, so that a short message from another machine cannot make a huge text by large widths and
 // precisions, or by printing a long argument many times. The limit is fsAlwaysRoom, plus fsRoomPerByte for each byte of
-// the format and its arguments. It is at most fsManyBytes, or fsRoomPerByteOfMany for each byte if that is more. Sizes
-// are in bytes.
+// the format and its arguments. But the limit is never above fsManyBytes, or above fsRoomPerByteOfMany for each byte if
+// that is more. Sizes are in bytes.
 constexpr std::uint64_t fsAlwaysRoom = 0x40000;
 constexpr std::uint64_t fsRoomPerByte = 16;
 constexpr std::uint64_t fsManyBytes = 0x1000000;
@@ -410,8 +410,8 @@ private:
                        platform::FormatReal(buffer, size, format, static_cast<int>(field.width), precision, value));
     }
 
-    // Puts text that the runtime has made. It is converted character by character for a 16-bit text, because a decimal
-    // point may have several bytes.
+    // Puts text that the runtime has made. For a 16-bit text, the bytes are converted character by character, because a
+    // decimal point may have several bytes.
     void PutEncoded(char const *text, std::size_t count) {
         if constexpr (sizeof(Char) == 1) {
             fOut.Put(text, count);
