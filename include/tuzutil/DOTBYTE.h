@@ -26,7 +26,7 @@
 // Surprises:
 // - Reading ends a line only at CR LF, writing at any LF. So "a\n.b" is written, and read back, as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
-// - The destructor neither flushes the stream nor ends the body. If bytes are lost by this, a debug build traces it.
+// - The destructor neither flushes the stream nor ends the body. A debug build traces a loss of bytes.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"

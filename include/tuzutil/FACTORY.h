@@ -19,7 +19,7 @@
 // Ownership:  A loader borrows its factories. The factories belong to their libraries, which stay loaded until the
 //             process ends.
 // Threads:    Any thread may use a loader. Only one lookup at a time loads a library. A lookup of a registered factory
-//             waits only if its own library is still being loaded.
+//             waits only if the library of that factory is still being loaded.
 // Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
 //             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, or registers no factory
 //             of that name, Find() returns null, and a warning (level 8) is traced.

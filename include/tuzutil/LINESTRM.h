@@ -23,7 +23,7 @@
 // - If the data end after a complete line, reading the end of file counts one more line.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back over the ten
 //   characters read last.
-// - The destructor does not flush. If bytes are lost by this, a debug build traces it.
+// - The destructor does not flush. A debug build traces a loss of bytes.
 
 #include "tuzutil/FILTSTRM.h"
 

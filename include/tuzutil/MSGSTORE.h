@@ -23,7 +23,7 @@
 // Failures:   Constructors throw TInvalidRequest (recoverable, ID 1): that of a store "Duplicate Message Store" if the
 //             name is already taken, and that of the archive "Solitary Object" if there is one already.
 // Surprises:
-// - A store registers itself before its subclass is constructed. If a message asks it for a text at that time,
+// - A store registers itself before its subclass is constructed. If a message asks the store for a text at that time,
 //   TPureCall::Trap() is called, and the message uses its default text.
 // - If GetMsg() of a store throws, the message behaves as if the store did not have the text.
 

@@ -2,7 +2,7 @@
 #define TUZUTIL_NLSRESRC_H
 
 // TSearchNLSPath: finds the library that holds a program's texts in the current language. TNLSResourceDll: finds and
-// opens it.
+// opens that library.
 //
 // Example:
 //     TSearchNLSPath::AddNLSpath("C:\\mail\\texts\\%L\\%N"); // before the program's own directory
@@ -52,8 +52,7 @@ public:
     // Searches in this language. Returns the path of the first existing file that the template names, or null. In an
     // entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is
     // added to it; on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its
-    // first ".". If the program's directory contains %L or %N, or the language contains %N, these are replaced in them
-    // too.
+    // first ".". If the program's directory contains %L or %N, or the language contains %N, these are replaced too.
     char *FindFile(TString const &lang);
     // Loads the library of that name, and returns its full name. Adds ".dll" to the name unless it ends in ".dll". If
     // the library cannot be loaded, returns the full name of the program, or null if the system does not know that

@@ -10,7 +10,7 @@
 //         unsigned long bytes = out.QueryBytesWritten(); // 12
 //     }
 //
-// Ownership:  The buffer holds a counted reference to the IStream until it is closed or destroyed.
+// Ownership:  The buffer holds a counted reference to the IStream until the buffer is closed or destroyed.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream itself throws nothing. If a call of the object returns anything but 0, the result is traced at
 //             level "er"; reading then ends as at the end of file, and writing sets the bad bit. If the object takes

@@ -194,8 +194,8 @@ public:
     template <typename T, tuzutil::IfArgument<T> = true>
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
-    // Copies the object that the other owns. If there is no memory for it, the copy owns no object. If the kind of the
-    // other does not exist, throws "unknown type"; an assignment has then taken over this kind.
+    // Copies the object that the other owns. If there is no memory for its copy, the new value owns no object. If the
+    // kind of the other does not exist, throws "unknown type"; an assignment has then taken over this kind.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);

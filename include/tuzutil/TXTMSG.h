@@ -46,10 +46,10 @@ enum TExplicitInit { ExplicitInit };
 // Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
-// Faults. If the argument of a conversion is missing or of another kind, the conversion prints zero or a null string.
-// It prints "?" if the argument is a 64-bit integer that it does not take or TagVar::unshown, or if it has ll, j, z or
-// t and the argument is no integer. A width or precision whose argument is missing or no 32-bit integer is 0. If a
-// store throws, the message is treated as if the store did not have the text.
+// Faults. A conversion prints "?" for TagVar::unshown, for a 64-bit integer that it does not take and, if it has ll, j,
+// z or t, for an argument that is no integer. Otherwise, if its argument is missing or of another kind, it prints zero
+// or a null string. A width or precision whose argument is missing or no 32-bit integer is 0. If a store throws, the
+// message is treated as if the store did not have the text.
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
@@ -175,8 +175,8 @@ public:
 
     // Rewrite a narrow or 16-bit format for the system's printf: they remove the numbers of arguments and size
     // modifiers, and store the values that the new format takes in `block`. At least 11 zero characters follow the new
-    // format in `out`, or fewer if it is 1 to 11 characters longer than the old one. Return the number of characters
-    // that the text may need.
+    // format in `out`, or fewer if the new format is 1 to 11 characters longer than the old one. Return the number of
+    // characters that the text may need.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 

@@ -46,8 +46,8 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
                 setg(back, end, end);
             return traits_type::eof();
         }
-        // The bytes read before are copied to the place before the new ones. If there is more room before them, it is
-        // only for bytes that are put back.
+        // The bytes read before are copied to the place before the new ones. Any room before the copied bytes is only
+        // for bytes that are put back.
         std::size_t const kept = std::min(count, static_cast<std::size_t>(piece.begin - piece.back));
         std::copy_n(read + (count - kept), kept, piece.begin - kept);
         fBack = piece.back;

@@ -1,6 +1,7 @@
-// Locks. A lock without a name is a TFastMutex; threads that wait for it sleep in a futex call on its word. A lock with
-// a name is a robust pthread mutex in a mapped file, which all processes of the user find in the folder of named
-// objects. NewMutex(), DeleteMutex() and a fork take fsListLock. Locking and unlocking take only the lock itself.
+// Locks. A lock without a name is a TFastMutex. Threads that wait for such a lock sleep in a futex call on the lock's
+// state. A lock with a name is a robust pthread mutex in a mapped file, which all processes of the user find in the
+// folder of named objects. NewMutex(), DeleteMutex() and a fork take fsListLock. Locking and unlocking take only the
+// lock itself.
 
 #include "platform/platform.h"
 
@@ -104,8 +105,8 @@ void *Map(int file) noexcept {
     return memory == MAP_FAILED ? nullptr : memory;
 }
 
-// Makes a shared lock under a temporary name, and links it to its own name when it is complete. Returns false with
-// errno on failure: EEXIST if another process was first.
+// Makes the file of a shared lock under a temporary name, and links it to its final name when the lock is complete.
+// Returns false with errno on failure: EEXIST if another process was first.
 bool MakeShared(int folder, char const *name) noexcept {
     static constinit std::atomic<unsigned int> count{0};
     char temporary[64];

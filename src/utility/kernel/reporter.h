@@ -15,8 +15,8 @@
 #include <concepts>
 #include <cstdint>
 
-// The text or the format of a report, and its line number. The text is borrowed. REQUIRES: it exists until the end of
-// the full expression.
+// The text or the format of a report, and its line number. The text is borrowed. REQUIRES: the text exists until the
+// end of the full expression.
 struct TReportText {
     template <std::convertible_to<char const *> Text>
     TReportText(Text const &words, std::uint32_t lineNumber = __builtin_LINE()) : text(words), line(lineNumber) {}
