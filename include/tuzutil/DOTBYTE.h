@@ -21,8 +21,7 @@
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may read or write. Any thread may call Cancel().
 // Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" pass through the stream to the caller, see
-//             TDotByteStreamBuf. A failure of the source or sink sets its own state bits, a lack of memory the bad bit
-//             of the stream.
+//             TDotByteStreamBuf. A failure of the source or sink sets its own state bits.
 // Surprises:
 // - Reading ends a line only at CR LF, writing at any LF. So "a\n.b" is written, and read back, as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
@@ -59,7 +58,7 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // TDotByteLinesException "Lines". If std::unitbuf was set while bytes were waiting in the buffer, a flush does not
 // throw; the next write throws instead. If another stream calls this buffer (as in out << in.rdbuf(), or because this
 // buffer's stream is tied to it), that other stream sets its bad bit instead. If the sink is not good(), nothing is
-// written to it, and its fail bit is set.
+// written to it, and its fail bit is set. If there is no memory for the buffer, reading and writing fail.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
@@ -132,7 +131,7 @@ private:
     State fReadState = State::atLineStart;
     State fWriteState = State::atLineStart;
     bool fLinesLimited = false;
-    bool fInBody = false; // an empty line was written
+    bool fInBody = false; // lines are counted, and an empty one was written
     std::uint32_t fLinesLeft = 0;
     std::uint64_t fLineLength = 0; // bytes of the current line of the header that were written
     std::size_t fGathered = 0;     // bytes of an incomplete piece, if the source threw

@@ -24,7 +24,7 @@
 //             name is already taken, and that of the archive "Solitary Object" if there is one already.
 // Surprises:
 // - A store registers itself before its subclass is constructed. If a message asks the store for a text at that time,
-//   TPureCall::Trap() is called, and the message uses its default text.
+//   the base's GetMsg() calls TPureCall::Trap().
 // - If GetMsg() of a store throws, the message behaves as if the store did not have the text.
 
 #include "tuzutil/COLLECT.h"
@@ -40,8 +40,8 @@ public:
     TTextMessageStore(TTextMessageStore const &) = delete;
     TTextMessageStore &operator=(TTextMessageStore const &) = delete;
     virtual ~TTextMessageStore();
-    // Returns the text of a message, or an empty text if there is none. The text is 16-bit if `wide` is not 0.
-    // Subclasses must override this function. REQUIRES: the function allows calls by several threads at once, if
+    // Returns the text of a message, or an empty text if there is none. If `wide` is not 0, the caller wants a 16-bit
+    // text. Subclasses must override this function. REQUIRES: the function allows calls by several threads at once, if
     // messages of several threads use the store.
     virtual TString GetMsg(long set, long number, int wide);
     virtual int IsCached() const; // returns 0

@@ -227,7 +227,7 @@ public:
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
     // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). This function tests only three bits of
-    // the kind: it refuses nil and time, and returns the value of any other kind as an address.
+    // the kind: it refuses nil, time and the kinds above 10, and returns the value of any other kind as an address.
     TString const *QueryString() const;
     operator TString const *() const { return QueryString(); }
 
@@ -247,8 +247,8 @@ public:
     // All operators throw "unknown type" for the kinds above 10.
     //
     // Arithmetic on integers wraps at 32 bits. A signed and an unsigned integer give a signed one. A real and any
-    // number give a real, except that %= does not accept reals. += concatenates two texts. Division and remainder are
-    // computed unsigned if one operand is unsigned.
+    // number give a real, except that %= does not accept reals. += concatenates two texts. Division and remainder of
+    // integers are computed unsigned if one operand is unsigned.
     TagVar &operator+=(TagVar const &other);
     TagVar &operator-=(TagVar const &other);
     TagVar &operator*=(TagVar const &other);
@@ -263,8 +263,9 @@ public:
     TagVar &operator<<=(TagVar const &other);
     TagVar &operator>>=(TagVar const &other);
 
-    // A text or date-time value may own no object. As the right operand of IsEqual(), it equals every text, or every
-    // date-time, that owns an object. As the left operand, it equals nothing, not even itself.
+    // A text or date-time value may own no object. As the right operand of IsEqual(), such a value equals every value
+    // of its kind that owns an object. As the left operand, it equals nothing, not even itself. IsLessThan() takes it
+    // for less than every value that owns an object.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     int LogicalAnd(TagVar const &other) const;

@@ -59,7 +59,7 @@ public:
 // it while it is open. On Linux, the file has no name. A trace entry at level "er" says that the file was opened, or
 // that it could not be opened.
 //
-// Position. After the move, reading and writing share one position. At first, it is the end of the file. The buffer
+// Position. After the move, reading and writing share one position, which is first the end of the file. The buffer
 // reads ahead: flush(), tellg(), WriteTo() and a seek move the position back to the byte that is to be read next.
 // Without such a call, a write continues after the bytes that were read ahead. A negative offset moves the position
 // backwards.
