@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_FORMAT_H
 #define TUZUTIL_FORMAT_H
 
-// TFormat: a literal format of a message, which the compiler holds against the types of the arguments.
+// TFormat: a literal format of a message, which the compiler checks against the types of the arguments.
 //
 // Example:
 //     std::string const user = "joe";
@@ -194,8 +194,8 @@ struct TSame {
 
 } // namespace tuzutil
 
-// The format of a message with arguments of these types. As a parameter it is written TFormatOf, so that the types are
-// those of the arguments.
+// The format of a message with arguments of these types. Functions take it as a TFormatOf, so that the compiler deduces
+// the types only from the arguments.
 template <typename... Arguments>
 class TFormat {
 public:

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACE_H
 #define TUZUTIL_TRACE_H
 
-// TTrace: diagnostic tracing. A trace entry has a level and a category; each destination chooses which of them it
+// TTrace: diagnostic tracing. A trace entry has a level and a category; each destination chooses the entries that it
 // takes.
 //
 // Example:
@@ -85,7 +85,7 @@ public:
         Category &operator=(Category const &other);
         ~Category(); // leaves the registry
 
-        unsigned long QueryComponent() const noexcept { return fComponent; } // one bit, or 0
+        unsigned long QueryComponent() const noexcept { return fComponent; } // usually one bit
         TString const &QueryString() const noexcept { return fName; }
         int operator<(Category const &other) const noexcept; // by component, then by name
         int operator==(Category const &other) const noexcept;
@@ -111,7 +111,7 @@ public:
         // Writes one entry that this destination accepts. Subclasses must override this function. It is called under
         // the trace lock. REQUIRES: the function neither loads a library nor writes a trace entry.
         virtual void Write(unsigned long level, Category const &category, TTextMessage const &message);
-        virtual void Change(); // called after each change of the settings
+        virtual void Change(); // called after most changes of the settings
 
         unsigned long QueryLevel() const noexcept { return fLevel; }
         void SetLevel(unsigned long level); // does nothing after StopTracing(), like SetComponent()
@@ -123,7 +123,7 @@ public:
         void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), unlike most setters
         // The parts that the library's destinations add to a record: the name of the category after the letter of the
         // level, and in the long prefix the year before the date and the time zone after the time. A prefix with all of
-        // them is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default there is none of them.
+        // them is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default, no part is added.
         enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
         unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }
         void SetPrefixParts(unsigned long parts) noexcept;                             // does not call Change()
@@ -180,7 +180,7 @@ public:
 
         static Base *fsAnchor; // the head of the chain of destinations
         static TMutexSemaphore &fsMutex;
-        static TTraceWord fsRuntimeLevel; // the levels that any destination accepts
+        static TTraceWord fsRuntimeLevel; // the levels that some destination accepts
         static TTraceWord fsRuntimeComponent;
         static TTraceSetKnown fsKnownCategories;
 
@@ -237,7 +237,7 @@ public:
     };
 
     TTrace() noexcept = default; // no destination
-    // Opens the destination that a configuration names. Its form is
+    // Opens the destination that a configuration names. The form of a configuration is
     // "keyword(argument),levels,components,default,categories,prefix", see docs/tracing.md. Opens no destination if the
     // configuration is null or empty. Throws TInvalidRequest "Unknown level specified" or "Invalid default specified".
     TTrace(char const *configuration);

@@ -11,7 +11,7 @@
 //     }
 //
 // Ownership:  The result is a new string.
-// Threads:    Any thread may call it.
+// Threads:    Any thread may call FormatException().
 // Failures:   TOutOfMemory or std::bad_alloc if there is no memory for the text.
 // Surprises:
 // - The result has several lines, without a line end after the last.

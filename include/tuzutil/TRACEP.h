@@ -51,8 +51,8 @@ struct TTraceCaller {
     unsigned long line;
 };
 
-// What a trace point says first: a literal format with the place of the call, or a place, after which the format is the
-// first of the arguments.
+// The first text of a trace point: either a literal format, which gets the place of the call, or a place. After a
+// place, the format is the first of the arguments.
 template <typename... Arguments>
 class TTraceText {
     template <typename First = int, typename...>
@@ -77,7 +77,8 @@ public:
                 tuzutil::format_error::AFileNameStandsBeforeAFormat();
         }
     }
-    // A place, if a format follows. A pointer is the name of a file for the line of the call.
+    // These constructors take a place, if a format may follow. A pointer or a writable array is the name of a file, for
+    // the line of the call.
     template <typename Pointer, std::enable_if_t<mayTakeFormat && std::is_pointer_v<Pointer> &&
                                                      std::is_convertible_v<Pointer, char const *>,
                                                  bool> = true>
@@ -241,7 +242,8 @@ private:
 class TUZUTIL_API TTraceExit {
 public:
     explicit TTraceExit(TTrace::Category const &category); // without a message
-    // Copies share the message: a value that is set through one copy appears in the entries of both.
+    // Copies share the message until one of them calls SetFormatMsg(): a value that is set through one copy appears in
+    // the entries of both.
     TTraceExit(TTraceExit const &) = default;
     TTraceExit &operator=(TTraceExit const &) = default;
     ~TTraceExit();
@@ -280,7 +282,7 @@ private:
     TagVar fNoArgument; // operator[] returns it if there is no message
 };
 
-// TTraceObjects: a table of handles that is always empty. It exists for programs that use one.
+// TTraceObjects: a table of handles that is always empty. It exists for programs that use such a table.
 class TUZUTIL_API TTraceObjects {
 public:
     TTraceObjects() = default;

@@ -37,7 +37,7 @@ class TMutexSemaphore;
 // On Linux, only a process of the file's owner discards the content. It does so only if no other process of the owner
 // uses the file, and nobody has locked the file.
 //
-// If the lock "kelvoTraceFile" is not available, for example because another user holds it, the file is not emptied,
+// If the lock "kelvoTraceFile" cannot be opened, for example because another user has made it, the file is not emptied,
 // but records are written to it. If a process was killed in the middle of a line, the next record starts on a new line.
 // If another program prevents writing, nothing is written.
 class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {

@@ -18,8 +18,8 @@
 //             passed by pointer is owned, see SetStream(). Copies of a handle share the destination.
 // Threads:    The lines of a process never interleave, because each is written under the lock fsFileMutex. Other writes
 //             to the stream may come between lines.
-// Failures:   The functions of TTrace, and the constructors with a `selection`, throw as TRACE.h says. Nothing else is
-//             thrown. A record that a stream refuses is lost.
+// Failures:   The functions of TTrace, and the constructors with a `selection`, throw as TRACE.h says. Otherwise, only
+//             a lack of memory is thrown. A record that a stream refuses is lost.
 // Surprises:
 // - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
 // - Only the owner of a new file has access to it, see SetFileMode().

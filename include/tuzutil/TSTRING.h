@@ -17,13 +17,13 @@
 // Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data are valid until
 //             the string from which they come changes, or until the buffer is deallocated.
 // Threads:    Several threads may read and copy a string that nobody changes. Any other string belongs to one thread at
-//             a time. Different threads may use, assign and destroy different strings, even if these share a buffer.
+//             a time. Strings of different threads may share a buffer, if nobody writes into this buffer.
 // Failures:   TInvalidRequest (ID 1, recoverable) for an invalid position or count. TOutOfMemory if memory is lacking,
-//             or if a text would have 0xFFFFFFF0 bytes. Other misuse gives 0, a null string or no change.
+//             or if a text would have 0xFFFFFFF0 bytes or more. Other misuse gives 0, a null string or no change.
 // Surprises:
 // - A null string has no buffer, a nil string an empty one: nil.isEqual(null) is true, but null.isEqual(nil) is false.
 // - Writing in bounds by operator[], a pointer or Wipe() changes all strings that share the buffer: see MakeUnique().
-// - Lengths and positions count bytes, even in 16-bit text. Only indexOf() of a 16-bit character counts characters.
+// - Lengths and positions count bytes. Only lengthOf(), and indexOf() of a 16-bit character, count 16-bit characters.
 // - TString(0) and TString(n + 1) do not compile if n is an int: 0 could mean a null string. Use TString::Number().
 // - A null string gives an empty view and an empty standard string; a string made from an empty view is nil.
 
@@ -53,7 +53,7 @@ namespace tuzutil {
 // changed without atomic instructions.
 TUZUTIL_API extern char const *const singleThreaded;
 
-// The data of a null string. Every call returns the same address, so that begin() and end() belong together.
+// The data of all null strings. It has one address, so that begin() and end() of a null string belong together.
 inline constexpr char noText[] = "";
 
 // Whether T is a standard string or string view whose characters are of type Char.
@@ -121,7 +121,7 @@ struct TStringBuffer {
         else
             __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED);
     }
-    // Returns whether nobody holds the buffer any more. A sole holder leaves the count as it is, because nobody else
+    // Returns whether nobody holds the buffer any more. A sole holder may leave the count as it is, because nobody else
     // sees it.
     bool DropHolder() noexcept {
         if (*tuzutil::singleThreaded)
@@ -345,7 +345,7 @@ public:
         return indexOf(static_cast<unsigned short>(c), start);
     }
     // In the following functions, a start of 0 throws "Bad value for the starting position". An empty text is found at
-    // `start`.
+    // `start`, if `start` is not beyond the end.
     unsigned int indexOf(char const *text, unsigned int start = 1) const;
     unsigned int indexOfAnyOf(char const *set, unsigned int start = 1) const;
     unsigned int indexOfAnyBut(char const *set, unsigned int start = 1) const;
@@ -414,7 +414,7 @@ private:
 
     explicit TString(TStringBuffer *buffer) noexcept : fBuffer(buffer) {
         Share();
-    } // adopts a buffer of count 0
+    } // adds one to the buffer's count
 
     TString Part(unsigned int offset, unsigned int count) const;
     static TStringBuffer *AllocateBuffer(std::uint64_t length, std::uint32_t count, std::uint32_t flags);
@@ -579,7 +579,8 @@ public:
 // - The flag belongs to the buffer: a TStringAndWipe made from a TString also sets the flag of that TString's buffer.
 // - A default-constructed TStringAndWipe is null and cannot have the flag. If a TString without the flag is assigned to
 //   a TStringAndWipe, their buffer does not get the flag.
-// - The results of `+ char const *` and change(), and new texts made from the secret, do not have the flag.
+// - The results of `+ char const *` and change() do not have the flag. Standard strings made from the secret are not
+//   wiped.
 class TUZUTIL_API TStringAndWipe : public TString {
 public:
     TStringAndWipe() noexcept = default;
