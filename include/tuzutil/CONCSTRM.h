@@ -19,8 +19,8 @@
 // Surprises:
 // - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. If the line is
 //   longer than a piece (see TConcatStreamBuf), only the bytes after its last full piece are lost.
-// - Unless SetWholeLines() is on, an LF at the beginning of a piece stays as it is: that of an empty line, and that of
-//   a line that fills its pieces exactly. A line that already ends with CR LF is not changed.
+// - Unless SetWholeLines() is on, an LF that begins a piece gets no CR. Such an LF ends an empty line, or a line that
+//   fills its pieces exactly. A line that already ends with CR LF is not changed.
 // - If a source sets its bad bit, the data end for the whole stream. The bytes that were read before are delivered.
 // - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back over the ten
 //   characters read last.

@@ -17,13 +17,13 @@
 // Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
 // Failures:   FindFirst() and FindNext() return a null string if nothing is found or the directory cannot be read; no
 //             reason is traced. MakeDir() and MakeTree() return a value other than 0 if a directory is not made. The
-//             reason is traced in the category Directory at level 8. FindFirst() throws TOutOfMemory if there is no
+//             reason is traced in the category Directory at level "wa". FindFirst() throws TOutOfMemory if there is no
 //             memory for a search.
 // Surprises:
 // - FindFirst() and FindNext() list directories only if `isDirectory` is not null.
 // - The entries are listed in the order in which the system returns them.
-// - On Linux, an entry with a backslash in its name is omitted and traced at level 8: this library would take the name
-//   for a path. NativeEntries() lists such entries too.
+// - On Linux, an entry with a backslash in its name is omitted and traced at level "wa": this library would take the
+//   name for a path. NativeEntries() lists such entries too.
 // - MakeDir() succeeds if a file of that name exists.
 
 #include "tuzutil/EXPORT.h"
@@ -63,8 +63,8 @@ public:
     static int MakeDir(TString const &path); // 0 if the name exists afterwards, 1 on failure
     // Makes the directory and its missing parents. Returns 0 if the directory exists afterwards. Returns 1 if a
     // directory below the topmost one could not be made; "Created directory" is traced even then. Returns 2 if not even
-    // the topmost directory could be made, and traces this at level 4. The topmost directory is the one after the first
-    // separator. The part before that separator is never made: for "a\b", "a" must exist.
+    // the topmost directory could be made, and traces this at level "er". The topmost directory is the one after the
+    // first separator. The part before that separator is never made: for "a\b", "a" must exist.
     static int MakeTree(TString const &path);
     // Make a directory whose name is a path of the standard library. The path may contain any character. This
     // MakeTree() makes all missing parents and never returns 2.

@@ -22,7 +22,7 @@
 //             waits only if the library of that factory is still being loaded.
 // Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
 //             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, or registers no factory
-//             of that name, Find() returns null, and a warning (level 8) is traced.
+//             of that name, Find() returns null, and a warning (level "wa") is traced.
 // Surprises:
 // - Two types are equal if their names are equal except for the case of ASCII letters. The names of their libraries are
 //   not compared.

@@ -12,13 +12,13 @@
 // Ownership:  The store has its own TDll. The library stays loaded after the store is destroyed.
 // Threads:    The rules of TTextMessageStore apply. Several threads may call GetMsg().
 // Failures:   The constructors throw what that of TTextMessageStore throws. If the library cannot be loaded or lacks a
-//             text, a trace entry in the category Message at level 8 says so, and the message uses its default text.
+//             text, a trace entry in the category Message at level "wa" says so, and the message uses its default text.
 // Surprises:
 // - The constructor that takes the name of a library reads the current language, so set the language first. If the
 //   language is "C", this constructor looks for no library, and the store has no texts.
 // - The set of a message makes no difference. Therefore two texts of a store must not have the same number.
 // - If this constructor finds no library, the store uses the texts of the program itself. The constructor's trace entry
-//   at level 16 names the file that is used.
+//   at level "in" names the file that is used.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MSGSTORE.h"

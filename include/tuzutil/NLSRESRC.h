@@ -16,7 +16,7 @@
 // Threads:    Change the settings only while the process has one thread. Afterwards any thread may search, but only one
 //             thread at a time may use an object.
 // Failures:   TAccessError (recoverable, ID 1), with the texts that the comments of the functions give. The results of
-//             searches are traced in the category NLSResource at level 16.
+//             searches are traced in the category NLSResource at level "in".
 // Surprises:
 // - Once an object has found a path, every later search returns that path.
 // - If nothing is found, FindInPath() and FindFile() without an argument return the file of the program itself.

@@ -263,9 +263,9 @@ public:
     TagVar &operator<<=(TagVar const &other);
     TagVar &operator>>=(TagVar const &other);
 
-    // A text or date-time value may own no object. As the right operand of IsEqual(), such a value equals every value
-    // of its kind that owns an object. As the left operand, it equals nothing, not even itself. IsLessThan() takes it
-    // for less than every value that owns an object.
+    // A text value may own no text. As the right operand of IsEqual(), such a value equals every text value that owns a
+    // text. As the left operand, it equals nothing, not even itself. IsLessThan() takes it for less than every text
+    // value that owns a text. The same holds for date-times.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     int LogicalAnd(TagVar const &other) const;

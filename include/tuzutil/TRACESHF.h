@@ -17,7 +17,8 @@
 // Surprises:
 // - The first process that opens the file discards its content, unless another process is using the file. On Linux,
 //   there are further conditions, see TTraceSharedFileBase.
-// - Only the owner of a new file has access to it, see TTraceStreamBase::SetFileMode(). Directories are not made.
+// - On Linux, only the owner of a new file has access to it, see TTraceStreamBase::SetFileMode(). Directories are not
+//   made.
 // - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of the
 //   handle returns the prefix without the process.
 

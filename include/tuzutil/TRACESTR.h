@@ -22,7 +22,7 @@
 //             a lack of memory is thrown. A record that a stream refuses is lost.
 // Surprises:
 // - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
-// - Only the owner of a new file has access to it, see SetFileMode().
+// - On Linux, only the owner of a new file has access to it, see SetFileMode().
 // - A text ends before its first zero. 16-bit text is written in the encoding of the process, or as UTF-8 after
 //   TUnicode::SetUtf8Mode(). A message with line ends takes several lines, and line ends are those of the system's
 //   text files.

@@ -14,7 +14,7 @@
 // Threads:    Any thread may call them; there is no shared state.
 // Failures:   TOutOfMemory if there is no memory for the result. Decode() makes some name of any text. EncodeUtf8()
 //             throws if its argument is malformed, and DecodeUtf8() if the decoded name has an unpaired surrogate. With
-//             TUnicode::replace, neither does.
+//             TUnicode::replace, neither function throws for a fault.
 // Surprises:
 // - Many texts decode to the same name, so compare names in their decoded form, or accept only texts for which
 //   IsCanonical() returns 1.

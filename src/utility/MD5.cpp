@@ -1,6 +1,6 @@
 // CalculateMD5: computes the digest of bytes that arrive in pieces. The bytes may be a secret key. So the destructor
-// zeroes the state, and bytes are copied only if they must wait for the rest of their block. No lock is taken and
-// nothing is allocated.
+// zeroes the state, and bytes are copied only into a block that is incomplete. No lock is taken and nothing is
+// allocated.
 
 #include "tuzutil/MD5.h"
 

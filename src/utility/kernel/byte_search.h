@@ -1,8 +1,7 @@
 #ifndef TUZUTIL_BYTE_SEARCH
 #define TUZUTIL_BYTE_SEARCH
 
-// Fast searches in ranges of bytes. The C runtime of 32-bit Windows compares one byte at a time. With SSE2, these
-// functions compare sixteen bytes at a time on every system. They never read outside the range.
+// Searches in ranges of bytes. With SSE2, they compare sixteen bytes at a time. They never read outside the range.
 
 #include <cstddef>
 #include <cstring>

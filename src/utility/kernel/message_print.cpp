@@ -251,7 +251,7 @@ public:
     }
 
     // Returns the text. A 16-bit text with more characters than ValidateArgsW() returns keeps only its first character.
-    // A narrow text is always whole.
+    // A narrow text is not cut here.
     TString Take() {
         auto const size = static_cast<std::size_t>(std::clamp<std::int64_t>(fSize, 0, 0xFFFFFFFF));
         if (sizeof(Char) != 1 && fOut.Used() > size)
@@ -463,7 +463,8 @@ private:
             return PadText(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
         }
 
-        // The text is measured before it is put, because blanks may precede it. The precision never cuts a character.
+        // The text is measured before it is put, because blanks may precede it. The precision does not cut a converted
+        // character.
         Char units[MB_LEN_MAX];
         From const *end = text;
         std::size_t count = 0;
