@@ -44,7 +44,7 @@ public:
     ~TFastMutex() = default; // REQUIRES: no thread holds the lock or waits for it
 
     // REQUIRES: `thread` is the record of the calling thread.
-    TWaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // blocks
+    TWaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // may block
     bool Unlock(TThreadRecord &thread) noexcept; // false if the thread does not hold the lock
     bool IsHeldBy(TThreadRecord const &thread) const noexcept {
         return fOwner.load(std::memory_order_relaxed) == thread.identity;

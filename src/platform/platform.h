@@ -219,7 +219,7 @@ bool NextEntry(Search *search, TDirectoryEntry &entry) noexcept;
 bool CloseSearch(Search *search) noexcept;
 
 // A file that no other process can open and that is deleted when it is closed or the process ends. Nothing is buffered.
-// All functions may block. One thread at a time may use a file.
+// The functions below may block. One thread at a time may use a file.
 enum class TempFile : std::intptr_t {};
 constexpr TempFile noTempFile{-1};
 enum class TFileOrigin { start, current, end };

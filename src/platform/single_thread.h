@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_SINGLE_THREAD
 #define TUZUTIL_SINGLE_THREAD
 
-// singleThreadByte: the address of a byte that is not 0 only while the process certainly has only one thread. Some C
+// singleThreadByte: the address of a byte. While the byte is not 0, the process certainly has only one thread. Some C
 // libraries keep such a byte and clear it before a second thread can run. With any other C library, the byte is always
 // 0. The linker knows the address, so static objects can use it whatever their order of construction is.
 

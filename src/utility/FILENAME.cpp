@@ -59,7 +59,7 @@ public:
         return last;
     }
 
-    // The parts of the name before and after the unit at `place`. REQUIRES: `name` was passed to the constructor.
+    // Return the part of the name before or after the unit at `place`. REQUIRES: `name` was passed to the constructor.
     TString Before(TString const &name, unsigned int place) const { return name.subString(1, place * fWidth); }
     TString Behind(TString const &name, unsigned int place) const {
         unsigned int const begin = (place + 1) * fWidth;

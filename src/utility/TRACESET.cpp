@@ -57,8 +57,8 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
     return fComponent == other.fComponent && fName.isEqual(other.fName);
 }
 
-// The registry. Categories register under the lock of the system's loader. Registration takes no lock of this library,
-// because a thread that holds such a lock may be waiting for the loader's lock.
+// The registry. Categories may register under the lock of the system's loader. Registration takes no lock of this
+// library, because a thread that holds such a lock may be waiting for the loader's lock.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))

@@ -139,7 +139,7 @@ TString DecimalText(Number number) {
 
 TStringBuffer *TString::AllocateBuffer(std::uint64_t length, std::uint32_t count, std::uint32_t flags) {
     auto const checked = CheckedLength(length);
-    // Two zero bytes, a third for an odd length, rounded to even.
+    // Two zero bytes follow the data, or three if the length is odd.
     std::uint64_t const bytes = (sizeof(TStringBuffer) + std::uint64_t{checked} + 3) & ~std::uint64_t{1};
     auto *const buffer =
         bytes > SIZE_MAX ? nullptr : static_cast<TStringBuffer *>(std::malloc(static_cast<std::size_t>(bytes)));

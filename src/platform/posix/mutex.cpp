@@ -58,8 +58,8 @@ struct platform::Mutex {
 
 namespace {
 
-// The list of all locks of the process. NewMutex() looks here for a lock of the same name. In a forked child, all locks
-// of the list are reset.
+// The list of all locks of the process. NewMutex() looks here for a lock of the same name. A forked child finds here
+// the locks that other threads held, and resets them.
 constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
 constinit Mutex *fsList = nullptr;
 

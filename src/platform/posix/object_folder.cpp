@@ -48,7 +48,7 @@ bool IsOwn(int folder, mode_t refused) noexcept {
     return ::fstat(folder, &status) == 0 && status.st_uid == ::geteuid() && (status.st_mode & refused) == 0;
 }
 
-// Opens a folder if nobody else can put anything into it; otherwise returns -1.
+// Opens a folder if it belongs to the user and nobody else can put anything into it. Otherwise returns -1.
 int OpenRuntimeFolder(char const *path) noexcept {
     TDescriptor folder(*path == '/' ? ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
     return folder && IsOwn(folder.Get(), 022) ? folder.Take() : -1;

@@ -1,6 +1,6 @@
-// Files of trace records. Writers append. A process sees by a block of shared memory whether other processes share its
-// file. Takes the locks of shared_memory.cpp, and never waits for a lock on the file itself. The thread is not
-// cancelled during a call. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
+// Files of trace records. Writers append. A block of shared memory shows a process whether other processes of the user
+// share its file. Takes the locks of shared_memory.cpp, and never waits for a lock on the file itself. The thread is
+// not cancelled during a call. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
 
 #include "platform/platform.h"
 
@@ -114,9 +114,10 @@ private:
 
 namespace {
 
-// Joins the processes that share a file. The first of them empties the file, if the file belongs to the same user.
-// TPresence says whether another process of this user shares the file. Every process also holds a shared lock on the
-// file if it can, for processes of other users. A lock on the file can only prevent the file from being emptied.
+// Joins the processes that share a file. If `mayBegin` is set, the first of them empties the file, provided that the
+// file belongs to the same user and nobody has locked it. TPresence says whether another process of this user shares
+// the file. Every process also holds a shared lock on the file if it can, for processes of other users. A lock on the
+// file can only prevent the file from being emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;

@@ -49,7 +49,7 @@ bool IsNewer(char conversion) noexcept {
 }
 
 // Appends the conversion in a form that the runtime's strftime() knows. An unknown conversion becomes literal text,
-// because an unknown conversion can make the runtime end the process.
+// because it could make the runtime end the process.
 void AppendConversion(std::string &to, char conversion, std::tm const &record) {
     switch (conversion) {
     case 'C': return AppendNumber(to, "%02d", (record.tm_year + 1900) / 100);

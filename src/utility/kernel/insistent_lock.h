@@ -2,8 +2,8 @@
 #define TUZUTIL_INSISTENT_LOCK
 
 // TInsistentEntry: takes a lock for work that must not be left out. The first lock that a thread takes needs a little
-// memory. If there is no memory, TInsistentEntry tries again until there is. It gives up after many attempts, and at
-// once if the lock itself could not be created. It then does not hold the lock.
+// memory. If there is no memory, TInsistentEntry tries again, within the limits below. If the lock itself could not be
+// created, it gives up at once. After it has given up, it does not hold the lock.
 
 #include "tuzutil/MUTEXSEM.h"
 

@@ -21,7 +21,7 @@ namespace {
 
 using TWide = unsigned short;
 
-constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or precision becomes this one
+constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or precision counts as this
 constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
 constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 

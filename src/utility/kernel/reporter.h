@@ -25,7 +25,7 @@ struct TReportText {
     std::uint32_t line;
 };
 
-// The contents of an exception besides its text and its location.
+// The contents of an exception besides its text, file and line.
 struct TReportDetails {
     char const *function = "";
     std::uint32_t errorId = 1;

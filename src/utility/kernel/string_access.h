@@ -1,8 +1,7 @@
 #ifndef TUZUTIL_STRING_ACCESS
 #define TUZUTIL_STRING_ACCESS
 
-// TStringAccess: operations on strings that only the library itself may use. They fill a new buffer in place, shorten a
-// string without moving it, and share an existing buffer.
+// TStringAccess: operations on strings that only the library itself may use.
 
 #include "tuzutil/TSTRING.h"
 
@@ -10,7 +9,7 @@
 #include <string_view>
 
 struct TStringAccess {
-    // Returns a string of `length` bytes. Only the terminating zero is written. Throws TOutOfMemory.
+    // Returns a string of `length` bytes. Only the zero bytes after the data are written. Throws TOutOfMemory.
     static TString Uninitialized(std::uint64_t length, std::uint32_t flags = 0) {
         return TString(TString::AllocateBuffer(length, 0, flags));
     }

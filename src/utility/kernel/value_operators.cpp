@@ -152,7 +152,7 @@ struct TagVar::TOperators {
         return left;
     }
 
-    // For operators whose table has no reals or no texts.
+    // These are for operators whose table has no reals or no texts.
     static double NoReals(double left, double) noexcept { return left; }
     static void NoTexts(TString &, TString const &) noexcept {}
 

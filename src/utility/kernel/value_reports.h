@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_VALUE_REPORTS
 #define TUZUTIL_VALUE_REPORTS
 
-// The three exceptions of tagged values: a value does not fit, an operation does not exist for the kind of a value, or
+// The three exceptions of tagged values: the kind of a value does not fit, an operation does not exist for the kind, or
 // the kind is unknown. Each exception has the line number of the caller.
 
 #include "utility/kernel/reporter.h"

@@ -15,7 +15,7 @@
 #include <memory>
 #include <vector>
 
-// Refers to one stream. The stream's control and the exceptions under way share the link, so the link may outlive the
+// A link refers to one stream. The stream's control and the exceptions under way share the link, so it may outlive the
 // stream.
 class TStreamLink {
 public:
