@@ -51,7 +51,7 @@ public:
     // are skipped. The last group is padded with "=" if necessary, and its unused bits are 0. An empty text is valid,
     // too. If the text is valid, the function replaces `bytes` and returns true. Otherwise it leaves `bytes` unchanged
     // and returns false. If `fault` is not null, the function stores in it the 1-based position of the first fault, or
-    // 0 if there is none. This is the position of
+    // 0 if there is none. This position is that of
     // - a character that is not allowed at its place,
     // - the last character before the padding, if its unused bits are not 0,
     // - the end of the text plus 1, if the last group is incomplete.

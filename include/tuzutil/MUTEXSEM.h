@@ -116,7 +116,7 @@ public:
 
     // Opens the lock of that name, or creates it. Without a name (null or ""), creates a lock for this process alone.
     // Names belong to the user's session, so "Local\x" is the same as "x". Creation fails if the name has more than 260
-    // characters, or if it contains a "\" other than that of "Local\" or "Global\".
+    // bytes, or if it contains a "\" other than that of "Local\" or "Global\".
     TMutexSemaphore(char const *name = nullptr);
     TMutexSemaphore(TMutexSemaphore const &) = delete;
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;

@@ -58,7 +58,7 @@ public:
 
     void WaitForTermination(long timeout); // in milliseconds; -1 waits for ever
     int IsRunning() const noexcept { return fRunning.load(std::memory_order_acquire); }
-    // Returns what the last Run() has returned. Returns 0 before the first run, and -1 during a run or if it threw.
+    // Returns what the last Run() has returned. Returns 0 before the first run, and -1 during a run or if Run() threw.
     int QueryResult() const noexcept { return fResult.load(std::memory_order_acquire); }
     void SetStackSize(unsigned long size) noexcept { fStackSize = static_cast<std::uint32_t>(size); }
 

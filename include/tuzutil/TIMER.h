@@ -13,15 +13,15 @@
 // Threads:    One thread at a time may use a timer. The library's thread may post the event at any time, but not after
 //             the timer's destructor has returned.
 // Failures:   Nothing is thrown. If the library's thread cannot be started, "Unable to start thread" is traced. The
-//             library tries again when a timer is created or set; until then no timer posts. If the thread has no
-//             memory for its first lock, it tries again for a fifth of a second.
+//             library tries again when a timer is created or set; until then no timer posts. If the library's thread
+//             has no memory for its first lock, it tries again for about a fifth of a second.
 // Surprises:
 // - Set() with a duration measures milliseconds by the steady clock, and never posts early. Set() with a number takes
 //   whole seconds of the calendar clock and follows changes of this clock: the timer may be late by a second, or early
 //   by less than a second. If the time has passed or is negative, the timer posts at once.
 // - Of several timers of one kind that are due at the same time, the one that was set last posts first.
 // - Set() clears the event. Cancel() does not change the event.
-// - A copy is not armed, but reports the time for which the original is set.
+// - A copy is not armed, but reports the time for which the original was set when it was copied.
 // - In a forked child, no timer posts until a timer is created or set.
 // - When the process ends, timers that still exist no longer post.
 

@@ -43,7 +43,7 @@ public:
 
     // Returns whether the text is canonical. It is canonical if it is exactly what Encode() makes of some name that has
     // no zero characters and no unpaired surrogates. If `fault` is not null, the function stores in it the 1-based
-    // position of the first fault, or 0 if there is none. This is the position of:
+    // position of the first fault, or 0 if there is none. This position is that of:
     // - outside a run: a byte that is not printable ASCII,
     // - in a run: a byte outside the alphabet,
     // - in a run: the first byte with bits of a character that is zero, printable ASCII or an unpaired surrogate,
