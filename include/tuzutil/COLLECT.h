@@ -43,9 +43,9 @@ public:
 
     void Add(void *element); // appends; one pointer may be added several times
     // Appends if the position is 0 or not less than the count. Otherwise makes the chain of links circular: the new
-    // link follows the last link and precedes the first one, and is from now on both the first and the last link. The
+    // link follows the last link and precedes the first one. The new link is then both the first and the last link. The
     // count grows by 2. A cursor stops before it would return to the first link. If the next change is another Add(),
-    // it cuts the older links off: their elements are no longer in the set, and the set never deletes them.
+    // it cuts the older links off. Their elements are then no longer in the set, and the set never deletes them.
     void Add(void *element, unsigned long position);
     void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
     void *Find(unsigned long index) const noexcept; // null if the index is not less than the count

@@ -22,7 +22,7 @@
 // - Unless SetWholeLines() is on, an LF that begins a piece gets no CR. Such an LF ends an empty line, or a line that
 //   fills its pieces exactly. A line that already ends with CR LF is not changed.
 // - If a source sets its bad bit, the data end for the whole stream. The bytes that were read before are delivered.
-// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back over the ten
+// - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten
 //   characters read last.
 
 #include "tuzutil/FILTSTRM.h"

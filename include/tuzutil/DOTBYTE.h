@@ -45,20 +45,20 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // Line ends. Reading accepts only CR LF as a line end, so no other bytes are taken for the end of the body by mistake.
 // Writing doubles a dot after any LF, so the bytes of a body never look like its end. Unless UseCrLf() was called, a
 // bare CR or LF passes unchanged in both directions. Other programs may take a bare CR for a line end, and then see an
-// end line that this class does not see. A relay that forwards a body from a stranger must therefore normalise it with
-// UseCrLf(), or refuse it if SawBareCarriageReturn() or SawBareLineFeed() says so. std::getline() into a std::string
-// accepts a line of any length. If strangers write the lines, read them through a TiLineStream.
+// end line that this class does not see. A relay that forwards a body from a stranger must therefore normalise the body
+// with UseCrLf(), or refuse it if SawBareCarriageReturn() or SawBareLineFeed() returns true. std::getline() into a
+// std::string accepts a line of any length. If strangers write the lines, read them through a TiLineStream.
 //
-// End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. If a
-// source ends at the start of a line and delivers more bytes after its clear() was called, these bytes count as the
+// End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. A
+// source may end at the start of a line, and deliver more bytes after its clear() was called. These bytes count as the
 // inside of a line, so a dot at their beginning has no meaning.
 //
 // Failures. After Cancel(), the next read that needs more bytes than the buffer has throws TDotByteError "Cancel". If
 // the number of lines is limited, the write or flush that passes on the last allowed line ends the body and then throws
 // TDotByteLinesException "Lines". If std::unitbuf was set while bytes were waiting in the buffer, a flush does not
-// throw; the next write throws instead. If another stream calls this buffer (as in out << in.rdbuf(), or because this
-// buffer's stream is tied to it), that other stream sets its bad bit instead. If the sink is not good(), nothing is
-// written to it, and its fail bit is set. If there is no memory for the buffer, reading and writing fail.
+// throw; the next write throws instead. Another stream may call this buffer, as in out << in.rdbuf(), or because this
+// buffer's stream is tied to the other one. Then the other stream sets its bad bit instead. If the sink is not good(),
+// nothing is written to it, and its fail bit is set. If there is no memory for the buffer, reading and writing fail.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
@@ -83,8 +83,8 @@ public:
     // end; otherwise the "." becomes part of its last line, and the other side keeps waiting. REQUIRES: the sink does
     // not change line ends, so open files with std::ios::binary.
     int WriteTermination();
-    // Ends the last line with CR LF if the line is unfinished (with LF if its last byte is CR), and then does the same
-    // as WriteTermination(). The added line end counts as if the caller had written it.
+    // If the last line is unfinished, ends it with CR LF, or with LF if its last byte is CR. Then does the same as
+    // WriteTermination(). The added line end counts as if the caller had written it.
     int EndBody();
     // From now on, LF, CR, and CR LF each end a line that is written, and each of these line ends is sent as CR LF.
     // REQUIRES: nothing was written before.

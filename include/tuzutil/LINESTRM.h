@@ -18,10 +18,10 @@
 //             or sink throws pass through the stream, and the bytes that were read before are kept.
 // Surprises:
 // - Only LF ends a line. CR is an ordinary character, except to ReadLine().
-// - The size of a piece is limited, the length of a line is not: std::getline() into a std::string takes as many bytes
+// - The size of a piece is limited, but not the length of a line. std::getline() into a std::string takes as many bytes
 //   as the other side sends before its LF. Read lines from strangers with ReadLine(), whose limit bounds the memory.
 // - If the data end after a complete line, reading the end of file counts one more line.
-// - At the start of a piece, up to ten characters of any value can be put back, and unget() can go back over the ten
+// - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten
 //   characters read last.
 // - The destructor does not flush. A debug build traces a loss of bytes.
 
@@ -60,10 +60,9 @@ public:
 
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
     // that line. If several outcomes apply, the result is `tooLong` or else `bareCarriageReturn`. After `end`, `line`
-    // holds what the source had of an unfinished line. If the source delivers more after that, the next call takes the
-    // rest of the line for a whole line, and no longer knows what was skipped: do not use its result. The time is
-    // linear in the bytes read. If the string already has a capacity of `limit` bytes, it keeps its memory, so that no
-    // copy of a secret is left behind.
+    // holds what the source had of an unfinished line. Even if the source delivers more after that, do not call again:
+    // the rest of the line would count as a whole line. The time is linear in the bytes read. If the string already has
+    // a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:

@@ -20,8 +20,8 @@
 //             it is destroyed.
 // Threads:    Create and destroy stores only while the process has one thread. Messages of any thread may ask a store
 //             for texts.
-// Failures:   Constructors throw TInvalidRequest (recoverable, ID 1): that of a store "Duplicate Message Store" if the
-//             name is already taken, and that of the archive "Solitary Object" if there is one already.
+// Failures:   TInvalidRequest (recoverable, ID 1): "Duplicate Message Store" from the constructor of a store if the
+//             name is taken, "Solitary Object" from that of an archive if there is one already.
 // Surprises:
 // - A store registers itself before its subclass is constructed. If a message asks the store for a text at that time,
 //   the base's GetMsg() calls TPureCall::Trap().

@@ -12,7 +12,7 @@
 // Ownership:  The store has its own TDll. The library stays loaded after the store is destroyed.
 // Threads:    The rules of TTextMessageStore apply. Several threads may call GetMsg().
 // Failures:   The constructors throw what that of TTextMessageStore throws. If the library cannot be loaded or lacks a
-//             text, a trace entry in the category Message at level "wa" says so, and the message uses its default text.
+//             text, the message uses its default text. This is traced in the category Message at level "wa".
 // Surprises:
 // - The constructor that takes the name of a library reads the current language, so set the language first. If the
 //   language is "C", this constructor looks for no library, and the store has no texts.

@@ -13,7 +13,7 @@
 // Ownership:  The buffer holds a counted reference to the IStream until the buffer is closed or destroyed.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream itself throws nothing. If a call of the object returns anything but 0, the result is traced at
-//             level "er"; reading then ends as at the end of file, and writing sets the bad bit. If the object takes
+//             level "er". Reading then ends as at the end of file, and writing sets the bad bit. If the object takes
 //             fewer bytes than were passed to Write(), writing also sets the bad bit, but nothing is traced. The other
 //             bytes keep waiting, and the next flush tries again. Exceptions of the object pass through the buffer; a
 //             stream turns them into its bad bit, unless its exceptions() contain badbit.

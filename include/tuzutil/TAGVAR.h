@@ -227,7 +227,7 @@ public:
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
     // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). This function tests only three bits of
-    // the kind: it refuses nil, time and the kinds above 10, and returns the value of any other kind as an address.
+    // the kind. It refuses nil, time and the kinds above 10. It returns the value of any other kind as an address.
     TString const *QueryString() const;
     operator TString const *() const { return QueryString(); }
 

@@ -181,8 +181,8 @@ public:
     template <typename Char, typename = IfChar8<Char>>
     TString(Char const *text) : TString(reinterpret_cast<char const *>(text)) {}
     // Makes a string of exactly `count` bytes. They are copied from `bytes`, zero bytes included. If `bytes` is null,
-    // they are `count` times `fill`. A count of more than 1 GiB then throws "Bad count for this String", and no memory
-    // is allocated: such a count comes from an error, for example indexOf() - 1 if nothing was found.
+    // they are `count` times `fill`. A count of more than 1 GiB then throws "Bad count for this String" before memory
+    // is allocated. Such a count comes from an error, for example indexOf() - 1 if nothing was found.
     TString(void const *bytes, unsigned int count, char fill);
     // Copies the bytes of a standard string or view, zero bytes included. The result is never null.
     template <typename Text, tuzutil::IfNarrow<Text> = true>

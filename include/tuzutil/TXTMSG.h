@@ -46,10 +46,10 @@ enum TExplicitInit { ExplicitInit };
 // Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
-// Faults. A conversion prints "?" for TagVar::unshown, for a 64-bit integer that it does not take and, if it has ll, j,
-// z or t, for an argument that is no integer. Otherwise, if its argument is missing or of another kind, it prints zero
-// or a null string. A width or precision whose argument is missing or no 32-bit integer is 0. If a store throws, the
-// message is treated as if the store did not have the text.
+// Faults. A conversion prints "?" for TagVar::unshown, and for a 64-bit integer that it does not take. With ll, j, z or
+// t, it also prints "?" for an argument that is no integer. Otherwise, if its argument is missing or of another kind,
+// it prints zero or a null string. A width or precision whose argument is missing or no 32-bit integer is 0. If a store
+// throws, the message is treated as if the store did not have the text.
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
@@ -67,8 +67,8 @@ public:
     };
 
     // The values that a rewritten format takes, one after another, see ValidateArgs(). A width, a precision, an integer
-    // or a character has 4 bytes, a real or a 64-bit integer has 8, and a text or a pointer has the size of a pointer.
-    // Texts are borrowed from the message.
+    // or a character has 4 bytes. A real or a 64-bit integer has 8 bytes. A text or a pointer has the size of a
+    // pointer. Texts are borrowed from the message.
     class TUZUTIL_API CharP {
     public:
         operator char const *() const noexcept { return fBytes; }
@@ -173,8 +173,8 @@ public:
     TString const &QueryFile() const noexcept { return fFile; }
     unsigned long QueryLine() const noexcept { return fLine; }
 
-    // Rewrite a narrow or 16-bit format for the system's printf: they remove the numbers of arguments and size
-    // modifiers, and store the values that the new format takes in `block`. At least 11 zero characters follow the new
+    // Rewrite a narrow or 16-bit format for the system's printf: remove the numbers of arguments, and replace the size
+    // modifiers. Store the values that the new format takes in `block`. At least 11 zero characters follow the new
     // format in `out`, or fewer if the new format is 1 to 11 characters longer than the old one. Return the number of
     // characters that the text may need.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;

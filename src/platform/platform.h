@@ -100,8 +100,8 @@ std::size_t ErrorText(std::uint32_t error, char *text, std::size_t size) noexcep
 char const *RuntimeErrorText(int error) noexcept;
 
 // Looks up a variable of the environment. If it is not set, returns false and leaves `value` undefined. In a program
-// that the system starts with raised privileges (set-user-ID on Linux), no variable counts as set, because the
-// environment comes from a caller with fewer privileges.
+// with raised privileges (set-user-ID on Linux), no variable counts as set, because the environment comes from a caller
+// with fewer privileges.
 bool FindVariable(char const *name, std::string &value);
 
 // Passes a text to the debugger of the process. If the system has no channel to a debugger, writes the text to the
@@ -128,8 +128,8 @@ TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // onl
 // the calls of the same thread that came later and returned `done`. Returns false if it is unknown who holds the lock.
 bool WasAbandoned(Mutex const *mutex) noexcept;
 
-// Returns the system's own handle of a lock. If the system has no handle for it, returns the address of the Mutex: for
-// every lock on Linux, and for a lock without a name on Windows. Returns 0 for null.
+// Returns the system's own handle of a lock. On Linux, and for a lock without a name on Windows, the system has no
+// handle. The result is then the address of the Mutex. Returns 0 for null.
 std::uintptr_t SystemHandle(Mutex *mutex) noexcept;
 
 // An event, which stays posted until it is cleared. It counts its owners, and the last DeleteEvent() deletes it. Every

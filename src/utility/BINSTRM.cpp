@@ -79,8 +79,8 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     return got;
 }
 
-// Runs `extract` on the stream's buffer as an input function of the stream would: a sentry comes first, and failures
-// set the stream's state or are thrown according to its exception mask.
+// Runs `extract` on the stream's buffer as an input function of the stream would. A sentry comes first. Failures set
+// the stream's state, or are thrown if its exception mask says so.
 template <typename Work>
 void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     std::istream::sentry const ready(*fStream, keepWhiteSpace);

@@ -143,7 +143,7 @@ static TStartupTrace const fsStartupTrace(OpenStartupTrace());
 constinit std::terminate_handler TLastWords::fsFormer = nullptr;
 static TLastWords const fsLastWords;
 
-// 15. This object is built last and so destroyed first: it ends the thread of the timers, so that no thread of the
+// 15. This object is built last and so destroyed first. It ends the thread of the timers, so that no thread of the
 // library runs while the other objects are destroyed.
 static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }

@@ -25,7 +25,7 @@ constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or
 constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
 constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 
-// A text has a limit, so that a short message from another machine cannot make a huge text by large widths and
+// A text has a limit. Otherwise a short message from another machine could make a huge text, by large widths and
 // precisions, or by printing a long argument many times. The limit is fsAlwaysRoom, plus fsRoomPerByte for each byte of
 // the format and its arguments. But the limit is never above fsManyBytes, or above fsRoomPerByteOfMany for each byte if
 // that is more. Sizes are in bytes.
@@ -299,8 +299,8 @@ private:
         return field;
     }
 
-    // Calls `print()`, which puts `count` characters, and fills the field up to its width: with `fill` before the
-    // characters or, if the flag `left` is set, with blanks after them.
+    // Calls `print()`, which puts `count` characters, and fills the field up to its width. Puts `fill` before the
+    // characters or, if the flag `left` is set, blanks after them.
     template <typename Print>
     void Pad(TField const &field, std::size_t count, Print print, char fill = ' ') {
         std::size_t const blanks = field.Missing(count);

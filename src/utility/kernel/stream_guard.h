@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_STREAM_GUARD
 #define TUZUTIL_STREAM_GUARD
 
-// Treats an exception of a stream's buffer as the standard streams do: the stream gets its bad bit, and the exception
+// Treats an exception of a stream's buffer as the standard streams do. The stream gets its bad bit, and the exception
 // passes only if the stream's exception mask contains badbit.
 
 #include <exception>

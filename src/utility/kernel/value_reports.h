@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_VALUE_REPORTS
 #define TUZUTIL_VALUE_REPORTS
 
-// The three exceptions of tagged values: the kind of a value does not fit, an operation does not exist for the kind, or
-// the kind is unknown. Each exception has the line number of the caller.
+// The three exceptions of tagged values: "type mismatch" if the kind of a value does not fit, "not implemented" if
+// there is no such operation for the kind, and "unknown type". Each exception has the line number of the caller.
 
 #include "utility/kernel/reporter.h"
 
