@@ -18,7 +18,7 @@
 // - The check is stricter than the printing: an argument that no conversion uses is an error, and so are unknown
 //   conversions, "%n" and "%S".
 // - A TagVar, and a type that makes a TagVar of itself, fits every conversion: its kind is only known later.
-// - The constructors of TTextMessage check nothing, because programs rely on what faulty formats print.
+// - The constructors of TTextMessage do not check formats; only TTextMessage::Make() and trace points do.
 
 #include "tuzutil/TAGVAR.h"
 
@@ -37,7 +37,7 @@
 
 namespace tuzutil {
 
-// What the compiler names if a format is wrong. These functions are not defined.
+// If a format is wrong, the message of the compiler names one of these functions, which are not defined.
 namespace format_error {
 void AConversionDoesNotFitItsArgument();
 void AConversionHasNoArgument();
@@ -150,7 +150,7 @@ private:
             format_error::AWidthIsNotAnInteger();
     }
 
-    // Reads the length, and returns whether only integers have it.
+    // Reads a length modifier, and returns whether only integers take it.
     TUZUTIL_CONSTEVAL bool TakeLength() {
         if (fAt[0] == 'l' && fAt[1] == 'l') {
             fAt += 2;

@@ -11,14 +11,14 @@
 //
 // Ownership:  The store has its own TDll. The library stays loaded after the store is destroyed.
 // Threads:    The rules of TTextMessageStore apply. Several threads may call GetMsg().
-// Failures:   The constructors throw what that of TTextMessageStore throws. If the library cannot be loaded or lacks a
-//             text, the message uses its default text. This is traced in the category Message at level "wa".
+// Failures:   The constructors throw what the constructor of TTextMessageStore throws. If the library cannot be loaded
+//             or lacks a text, the message uses its default text. This is traced in the category Message at level "wa".
 // Surprises:
 // - The constructor that takes the name of a library reads the current language, so set the language first. If the
 //   language is "C", this constructor looks for no library, and the store has no texts.
 // - The set of a message makes no difference. Therefore two texts of a store must not have the same number.
-// - If this constructor finds no library, the store uses the texts of the program itself. The constructor's trace entry
-//   at level "in" names the file that is used.
+// - If the constructor that takes a name finds no library, the store uses the texts of the program itself. A trace
+//   entry at level "in" names the file that is used.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MSGSTORE.h"

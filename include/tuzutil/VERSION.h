@@ -11,8 +11,7 @@
 // Threads:    Several threads may call the queries.
 // Failures:   Only QueryVersion() throws: TOutOfMemory if there is no memory for the text.
 // Surprises:
-// - QueryInstance() returns null. Therefore QueryMajorVersion() and QueryMinorVersion() return 0, on which programs
-//   rely.
+// - QueryInstance() returns null. Therefore QueryMajorVersion() and QueryMinorVersion() return 0.
 
 #include "tuzutil/EXPORT.h"
 

@@ -114,8 +114,7 @@ TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
 
     source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, piece, limit, fGathered);
     bool const lineEnds = source_reader::TakeLineFeed(*fSource, stop);
-    // The line is counted even if nothing was read. So the end of the data counts as one more line, and callers rely on
-    // that.
+    // The line is counted even if nothing was read. So the end of the data counts as one more line, as LINESTRM.h says.
     if (fAtLineStart)
         ++fLinesRead;
     fAtLineStart = lineEnds;

@@ -67,7 +67,7 @@ TTrace::Category const TUtilityTraceCategory::MemStream(1, "MemStream");
 TTrace::Category const TUtilityTraceCategory::OleStream(1, "OleStream");
 TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
 
-// 5. The version. The pointer TVersion::fsOnly stays null, because programs rely on that (see VERSION.h).
+// 5. The version. The pointer TVersion::fsOnly stays null (see VERSION.h).
 static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
 

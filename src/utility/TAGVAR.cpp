@@ -208,7 +208,7 @@ TDateTime const *TagVar::QueryDateTime() const {
 }
 
 TString const *TagVar::QueryString() const {
-    // Tests three bits of the kind instead of comparing the kind. Callers rely on the other kinds that this accepts.
+    // Tests only three bits of the kind, and so accepts other kinds too, as TAGVAR.h says.
     if ((fType & 7) == 0)
         tagvar::ReportMismatch();
     return Object<TString>();

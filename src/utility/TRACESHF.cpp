@@ -10,7 +10,8 @@
 
 namespace {
 
-// The name of the lock for all shared trace files of the session. Every version of the library uses this name.
+// The name of the lock for all shared trace files of the session. The name must not change, because processes with
+// different versions of the library may share a file.
 char const fsMutexName[] = "kelvoTraceFile";
 
 template <typename Name>

@@ -10,8 +10,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
-// The id of this thread, or 0 before the first call of ThreadId(). The id is kept, because asking the system each time
-// would take a tenth of the time that a trace record takes.
+// The id of this thread, or 0 before the first call of ThreadId(). The id is kept, because most trace records contain
+// it, and a call of the system takes long.
 constinit static thread_local std::uint32_t fsThreadId = 0;
 
 void platform::ForgetThreadIdInChild() noexcept {

@@ -77,9 +77,9 @@ std::uint32_t Truncate(double value) noexcept {
                                             : 0x80000000u;
 }
 
-// A division by zero raises the processor's fault, and callers rely on that. The divisor is volatile, so that the
-// compiler cannot remove the division. REQUIRES: a signed divisor is not -1, because some processors also raise a fault
-// if they divide the smallest integer by -1.
+// A division by zero raises the processor's fault, as TAGVAR.h says. The divisor is volatile, so that the compiler
+// cannot remove the division. REQUIRES: a signed divisor is not -1, because some processors also raise a fault if they
+// divide the smallest integer by -1.
 template <typename Word>
 __attribute__((no_sanitize("undefined"))) Word Quotient(Word left, Word right) noexcept {
     Word const volatile divisor = right;
@@ -249,7 +249,7 @@ int TagVar::IsEqual(TagVar const &other) const {
     switch (TOperators::Outcome(fsIsEqual, *this, other, __LINE__)) {
     case 'r': return TOperators::Real(*this) == TOperators::Real(other);
     case 's':
-        // If either value owns no text, the result is whether the left value owns one. Callers rely on this.
+        // If either value owns no text, the result is whether the left value owns one, as TAGVAR.h says.
         return left && right ? TOperators::Text(*this)->isEqual(*TOperators::Text(other)) : left;
     case 't': return left && right ? TOperators::Moment(*this)->IsEqual(*TOperators::Moment(other)) : left;
     case '=': return 1;
