@@ -63,7 +63,7 @@ private:
     class TElement;
 
     TElement *GetFirst() const noexcept { return fFirst; }
-    TElement *Following(TElement const *link) const noexcept; // null if no link follows, or the first
+    TElement *Following(TElement const *link) const noexcept; // null if no link follows, or the first one
     TElement *Preceding(TElement const *link) const noexcept;
     void Detach() noexcept;
     void DeleteLinks(TElement *first) noexcept;

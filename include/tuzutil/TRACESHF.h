@@ -11,7 +11,8 @@
 //
 // Ownership:  Copies of a handle share the destination, which holds the file and the lock.
 // Threads:    A process holds the lock "kelvoTraceFile" while it writes a record. The session has one such lock for all
-//             shared files: a process that is suspended while it writes stops all others that write to one.
+//             shared files: a process that is suspended while it writes stops all other processes that write to a
+//             shared file.
 // Failures:   Nothing is thrown. If the file cannot be opened, nothing is written. A record that the system refuses is
 //             lost.
 // Surprises:

@@ -262,7 +262,8 @@ public:
 
     std::ostream &Print(std::ostream &out) const; // writes raw bytes, unformatted; "<NULL>" for a null string
 
-    // Returns the byte at a position from 1 to length(). Throws "Bad index value for this String" for any other.
+    // Returns the byte at a position from 1 to length(). Throws "Bad index value for this String" for any other
+    // position.
     char operator[](unsigned int position) const;
     // Returns the byte at a position for writing. A shared buffer is not copied, so all strings that share it change.
     // If the position is beyond the end, this string first gets a buffer of its own, in which zero bytes are appended

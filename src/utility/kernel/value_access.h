@@ -12,7 +12,7 @@
 struct TagVarAccess {
     static TagVar::Type Kind(TagVar const &value) noexcept { return value.fType; }
     static std::uint32_t Word(TagVar const &value) noexcept { return value.Word(); }
-    // Returns the number of an integer kind, extended to 64 bits by its sign if it has one.
+    // Returns the number of an integer kind in 64 bits. A signed number of 32 bits is extended by its sign.
     static std::uint64_t Long(TagVar const &value) noexcept {
         return value.fType == TagVar::integer
                    ? static_cast<std::uint64_t>(std::int64_t{static_cast<std::int32_t>(value.Word())})

@@ -44,7 +44,7 @@ std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find
             act, [&](auto... problem) { fsReports.Warning(known, store, name, problem...); },
             [&] { fsReports.Warning(unknown, store, name); });
     };
-    // A TReportText takes the line number of its definition, so each of these reports has a different one.
+    // A TReportText takes the line number of its definition, so each of these reports has a line number of its own.
     TReportText const notFound = "For message store %s, could not find DLL %s, %s(%s,%u,%u), Using C locale";
     TReportText const notFoundEither = "For message store %s, could not find DLL %s, unknown exception, Using C locale";
     TReportText const notLoaded = "For message store %s, could not load DLL %s, %s(%s,%u,%u), Using C locale";

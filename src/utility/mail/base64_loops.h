@@ -262,7 +262,7 @@ TUZUTIL_SSSE3 inline __m128i CharactersOf(__m128i values) noexcept {
 // Converts twelve bytes to sixteen characters. Each lane of 32 bits in `spread` holds the three bytes of a group in the
 // order 1 0 2 1.
 TUZUTIL_SSSE3 inline __m128i EncodeSpread(__m128i spread) noexcept {
-    // The bits of a lane, from the highest, are bbbbcccc ccdddddd aaaaaabb bbbbcccc. Those with the same letter belong
+    // The bits of a lane, from the highest, are bbbbcccc ccdddddd aaaaaabb bbbbcccc. Bits with the same letter belong
     // to one character. The multiplications shift the fields a and c to the right, and the fields b and d to the left.
     __m128i const high = _mm_mulhi_epu16(_mm_and_si128(spread, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040));
     __m128i const low = _mm_mullo_epi16(_mm_and_si128(spread, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010));
