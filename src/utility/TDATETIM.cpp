@@ -26,7 +26,7 @@ constexpr std::uint64_t fsLastEnd = 0x10000000;
 char const *const fsMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 // The last days of the months in common years and in leap years. Element 1 is for January. Days of the year are counted
-// from 0. Element 0 is 0 instead of -1, so QueryTM() numbers the days of January from 0. Callers rely on that.
+// from 0. Element 0 is 0 instead of -1, so QueryTM() numbers the days of January from 0, as TDATETIM.h says.
 constexpr int fsLastDay[2][13] = {{0, 30, 58, 89, 119, 150, 180, 211, 242, 272, 303, 333, 364},
                                   {0, 30, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365}};
 
