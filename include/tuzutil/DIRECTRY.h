@@ -17,8 +17,8 @@
 // Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
 // Failures:   FindFirst() and FindNext() return a null string if nothing is found or the directory cannot be read; no
 //             reason is traced. MakeDir() and MakeTree() return a value other than 0 if a directory is not made. The
-//             reason is traced in the category Directory at level "wa". FindFirst() throws TOutOfMemory if there is no
-//             memory for a search.
+//             reason is traced in the category Directory at level "wa". TOutOfMemory is thrown if there is no memory
+//             for a search or a text.
 // Surprises:
 // - FindFirst() and FindNext() list directories only if `isDirectory` is not null.
 // - The entries are listed in the order in which the system returns them.

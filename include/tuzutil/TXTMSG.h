@@ -13,7 +13,7 @@
 // Threads:    One thread at a time may use a message, even for reading, because the first query makes the text.
 // Failures:   Faulty formats and arguments do not throw: the comment of the class says what is printed instead.
 //             operator[] throws TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown
-//             kind throws TInvalidRequest "unknown type".
+//             kind throws TInvalidRequest "unknown type". A lack of memory throws TOutOfMemory or std::bad_alloc.
 // Surprises:
 // - SetArgs() does not change a text that has been made. A copy of the message makes its own text.
 // - An empty text becomes a text of one zero character.
