@@ -1,8 +1,7 @@
 #ifndef TUZUTIL_FACTORY_H
 #define TUZUTIL_FACTORY_H
 
-// TFactoryType, TFactory, TFactoryLoader: find factory objects by name, and load the libraries of the factories on
-// first use.
+// TFactoryType, TFactory, TFactoryLoader: find factory objects by name, and load their libraries on first use.
 //
 // Example:
 //     class TFilter : public TFactory<TFilter> { // a kind of factory
