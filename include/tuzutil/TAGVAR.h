@@ -14,12 +14,14 @@
 //
 // Ownership:  A value owns its text, date, time or date-time, and a copy of the value owns a copy. A text shares its
 //             characters with the TString from which it was made. A void pointer is borrowed.
-// Threads:    One thread at a time may use a value. Strings that share its characters may be in other threads.
+// Threads:    One thread at a time may use a value. At the same time, other threads may use strings that share
+//             characters with the value.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
 //             type" (ID 3, unrecoverable). A compound operator that throws leaves its left operand unchanged. Dividing
 //             an integer by zero causes a fault of the processor, not an exception.
 // Surprises:
-// - Which kinds can be combined depends on the operator and on the order of the operands.
+// - Which kinds can be combined depends on the operator. The kind of the result may depend on the order of the
+//   operands.
 // - Call IsString() or IsWideString() before QueryString(). For other kinds, QueryString() may return a number as a
 //   pointer.
 // - Many types become values, see the constructors. Pointers that are not texts have the kind voidPtr.
@@ -40,11 +42,12 @@ class TagVar;
 class TiBinaryStream;
 class ToBinaryStream;
 
-// What an argument may be besides the types that TagVar names in its constructors. Types of <chrono> and <filesystem>
-// are recognised by their members, so that these headers need not be included.
+// These traits tell from which types a TagVar can be made, besides the parameter types of its other constructors. Types
+// of <chrono> and <filesystem> are recognised by their members, so that these headers need not be included.
 namespace tuzutil {
 
-// Whether a type of the program has a function ToTagVar(value) in its namespace, or an operator TagVar.
+// True if a type of the program has a function ToTagVar(value) in its namespace (hasToTagVar), or an operator TagVar
+// (becomesTagVar).
 template <typename T, typename = void>
 inline constexpr bool hasToTagVar = false;
 template <typename T>
@@ -71,7 +74,7 @@ inline constexpr bool isMoment = false;
 template <typename T>
 inline constexpr bool
     isMoment<T, std::void_t<typename T::clock, decltype(std::declval<T const &>().time_since_epoch())>> = true;
-// Whether a clock shows the time of the calendar.
+// True if a clock has to_time_t(), so that its times can be converted to calendar times.
 template <typename Clock, typename = void>
 inline constexpr bool isCalendar = false;
 template <typename Clock>
@@ -98,8 +101,8 @@ inline constexpr bool isUtf8Pointer = std::is_pointer_v<T> &&isUtf8<std::remove_
 template <typename T>
 inline constexpr bool isScopedEnum = std::is_enum_v<T> && !std::is_convertible_v<T, long long>;
 
-// Whether a type is a pointer to an object. Pointers to characters and to values do not count: they are texts and lists
-// of arguments.
+// True if a type is a pointer to an object, but not to characters or to TagVars. Pointers to characters are texts, or
+// cannot become values. A pointer to TagVars is a list of arguments.
 template <typename T, typename Object = std::remove_cv_t<std::remove_pointer_t<T>>>
 inline constexpr bool isAddress =
     std::is_pointer_v<T> && !std::is_function_v<Object> && !std::is_volatile_v<std::remove_pointer_t<T>> &&
@@ -151,10 +154,11 @@ public:
         voidPtr = 10
     };
 
-    // The kinds above 10 are additions, and no enumerators, so that a switch over Type remains complete. No operator
-    // accepts them, and QueryString() refuses them. Read the numbers by QueryInteger64().
+    // The kinds above 10 were added later. They are not enumerators, so that a switch over the enumerators of Type
+    // remains complete. No operator accepts these kinds, and QueryString() refuses them. QueryInteger64() and
+    // QueryUnsignedInteger64() return the 64-bit numbers.
     static constexpr Type integer64 = static_cast<Type>(64);         // an integer that does not fit in 32 bits
-    static constexpr Type unsignedInteger64 = static_cast<Type>(72); // an unsigned one that does not fit in 32 bits
+    static constexpr Type unsignedInteger64 = static_cast<Type>(72); // an unsigned integer that does not fit in 32 bits
     static constexpr Type unshown = static_cast<Type>(80); // an argument without a value: messages print it as "?"
 
     TagVar() noexcept : TagVar(nil) {}
@@ -164,7 +168,8 @@ public:
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}
     TagVar(unsigned short value) noexcept : TagVar(static_cast<unsigned int>(value)) {}
     TagVar(unsigned int value) noexcept : fType(unsignedInteger), fCell(value) {}
-    // These give the kinds integer and unsignedInteger if the value fits in 32 bits, and otherwise the 64-bit kinds.
+    // If the value fits in 32 bits, its kind is integer or unsignedInteger. Otherwise it is integer64 or
+    // unsignedInteger64.
     TagVar(long value) noexcept;
     TagVar(unsigned long value) noexcept;
     TagVar(long long value) noexcept;
@@ -183,9 +188,9 @@ public:
 
     // Values can also be made of these types:
     // - a type with an operator TagVar, or with a function `TagVar ToTagVar(T const &)` in its namespace
-    // - std::string and std::string_view, also of char16_t and char8_t, and char8_t const *: texts. Text of char8_t
-    //   stays narrow if it is ASCII, if the system's narrow text is UTF-8, or in the UTF-8 mode (UNICODE.h). Otherwise
-    //   it becomes a wide string, and malformed parts become U+FFFD.
+    // - std::basic_string and std::basic_string_view of char, char16_t or char8_t, and char8_t const *: texts. Text of
+    //   char8_t stays narrow if it is ASCII, if the system's narrow text is UTF-8, or in the UTF-8 mode (UNICODE.h).
+    //   Otherwise it becomes a wide string, and malformed parts become U+FFFD.
     // - scoped enums: their numbers. Pointers to objects: the kind voidPtr. A long double: a real
     // - std::filesystem::path: its native text. std::error_code: "No such file or directory (generic:2)"
     // - durations: texts such as "1500ms". Times of the system's clock: UTC, "2001-09-09T01:46:40.250Z", with 0, 3, 6
@@ -194,8 +199,9 @@ public:
     template <typename T, tuzutil::IfArgument<T> = true>
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
-    // Copies the object that the other owns. If there is no memory for its copy, the new value owns no object. If the
-    // kind of the other does not exist, throws "unknown type"; an assignment has then taken over this kind.
+    // Copies the object that the other owns. If there is no memory for the copy, the new value owns no object. If the
+    // kind of the other does not exist, throws "unknown type". After such an assignment, the left value has this kind
+    // too and owns no object.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
@@ -216,7 +222,7 @@ public:
     int IsTime() const noexcept { return IsType(time); }
     int IsDateTime() const noexcept { return IsType(dateTime); }
 
-    // Return the value if it has the matching kind, and throw "type mismatch" otherwise.
+    // Return the value if it has the matching kind. Throw "type mismatch" for other kinds.
     operator long() const;
     operator unsigned long() const;
     operator double() const;

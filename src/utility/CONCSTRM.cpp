@@ -62,12 +62,13 @@ bool TConcatStreamBuf::IsReadable() const noexcept {
 TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
     char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
-    // Two of the three bytes are for CR and LF. The third is not used: CONCSTRM.h promises this size of a piece.
+    // Two of the 3 bytes are for CR and LF. The third byte stays unused, because CONCSTRM.h promises pieces of at most
+    // the buffer size minus 13 bytes, plus the line end.
     std::size_t const limit = fBufferSize - fsPutBackRoom - 3;
 
     source_reader::Stop stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     bool lineEnds = false;
-    bool isOverwritten = false; // whether an unfinished line has overwritten the piece before
+    bool isOverwritten = false; // whether an unfinished line has overwritten the previous piece
     while (fSources[fCurrent]->eof()) {
         bool const isUnfinished = fGathered != 0 || fLast != '\n';
         if (fWholeLines && isUnfinished) {
@@ -77,7 +78,7 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
         isOverwritten = isOverwritten || fGathered != 0;
         fGathered = 0; // the unfinished line is dropped
         if (++fCurrent == fSources.size())
-            return {nullptr, nullptr, nullptr}; // null, because a dropped line may have overwritten the piece before
+            return {nullptr, nullptr, nullptr}; // null, because a dropped line may have overwritten the previous piece
         stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);
     }
     if (!lineEnds)

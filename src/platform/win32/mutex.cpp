@@ -161,7 +161,8 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         while (mutex->fast.Unlock(*self)) {
         }
     }
-    // If another thread holds the lock, the lock is in that thread's chain, so it must not be deleted.
+    // If another thread holds the lock, the chain of held locks in that thread's record contains the lock. The lock
+    // must then not be deleted.
     if (mutex->fast.IsHeld())
         return true;
     if (TWaitPlace *const place = mutex->fast.Place())
@@ -215,8 +216,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
                                   : reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name. The functions are not inlined, so that locking without waiting stays
-// fast.
+// How threads wait for a lock without a name. Contend() and WakeOne() are not inlined, so that locking without waiting
+// stays fast.
 
 // A thread that ends releases its locks, but a thread that is killed does not. The waiters detect that the owner was
 // killed.

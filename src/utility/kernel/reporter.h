@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_REPORTER
 #define TUZUTIL_REPORTER
 
-// TReporter: writes trace entries and throws exceptions for a source of the library. A source defines one TReporter
-// with the category and the file name of its reports. Each report has the line number of the call, unless the call
-// gives another one.
+// TReporter: writes trace entries and throws exceptions for a source of the library. A TReporter has the category and
+// the file name of the reports. A source defines one, or shares one that a header defines. Each report has the line
+// number of the call, unless the caller passes another number.
 //
 //     TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 //     fsReports.Error("Unable to start thread");
@@ -40,8 +40,8 @@ public:
     constexpr TReporter(TTrace::Category const &category, char const *file) noexcept
         : fCategory(category), fFile(file) {}
 
-    // These functions write trace entries. If no destination may want an entry, they allocate nothing and take no lock.
-    // They never throw.
+    // These functions write trace entries and never throw. They allocate nothing and take no lock if the global level
+    // or the global components exclude the entry.
     template <typename... Arguments>
     void Severe(TReportText format, Arguments const &...arguments) const noexcept {
         Write(TTrace::severe, format, arguments...);
@@ -59,8 +59,8 @@ public:
         Write(TTrace::information, format, arguments...);
     }
 
-    // These functions throw exceptions. Only Failure() returns the contents of an exception, for callers that throw a
-    // class of their own.
+    // Failure() returns the contents of an exception and throws nothing. The caller then throws an exception class of
+    // its choice. The other functions throw.
     TFailure Failure(TReportText text, TReportDetails const &details = {}) const noexcept {
         return {fCategory,         fFile,           text.text,        details.function,
                 text.line,         details.errorId, details.severity, details.systemCode,

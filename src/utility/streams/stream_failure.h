@@ -23,7 +23,7 @@ public:
 
     void Cut() noexcept { fStream = nullptr; } // called before the stream is destroyed
     void Hold() noexcept;                      // lets exceptions through
-    void Release() noexcept;                   // the last of as many calls as of Hold() restores the stream
+    void Release() noexcept;                   // restores the stream when called as often as Hold()
 
 private:
     std::ios *fStream;
@@ -70,8 +70,8 @@ template <typename E>
     throw TStreamFailureOf<E>(failure);
 }
 
-// Runs the body of a buffer's virtual operation. If the body throws a TStreamFailure, also one that comes from an inner
-// stream, makes it pass through the control's stream.
+// Runs the body of a buffer's virtual operation. If a TStreamFailure leaves the body, Relay() makes the exception pass
+// through the control's stream. The exception may come from an inner stream.
 template <typename F>
 auto Relay(TStreamControl &control, F body) -> decltype(body()) {
     try {
