@@ -12,7 +12,7 @@
 //
 // Ownership:  The functions return new strings. The results of Encode() and Decode() have no flags. The results of the
 //             other functions have the wipe flag if the argument has it.
-// Threads:    Any thread may call them; there is no shared state.
+// Threads:    Any thread may call the functions; there is no shared state.
 // Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input. The
 //             other decoding functions return some bytes for any text.
 // Surprises:
@@ -38,10 +38,11 @@ public:
     // byte. An incomplete last group gives its complete bytes: two characters give one byte, three give two. White
     // space (ASCII) is skipped; any other character outside the alphabet is taken for the value 255.
     static TString Decode(TString const &text);
-    // Does the same as Decode(), but returns all decoded bytes, also those after a zero byte, and keeps the wipe flag.
+    // Does the same as Decode(), but returns all decoded bytes, including those after a zero byte, and keeps the wipe
+    // flag.
     static TString DecodeBinary(TString const &text);
 
-    // What DecodeStrict() does with a character that is neither in the alphabet nor "=".
+    // Says what DecodeStrict() does with a character that is neither in the alphabet nor "=".
     enum Foreign {
         refuseForeign, // it is a fault, and so are blanks and line ends (RFC 4648)
         ignoreForeign  // it is skipped, wherever it is (RFC 2045)
@@ -51,7 +52,7 @@ public:
     // are skipped. The last group is padded with "=" if necessary, and its unused bits are 0. An empty text is valid,
     // too. If the text is valid, the function replaces `bytes` and returns true. Otherwise it leaves `bytes` unchanged
     // and returns false. If `fault` is not null, the function stores in it the 1-based position of the first fault, or
-    // 0 if there is none. This position is that of
+    // 0 if there is none. The position is that of
     // - a character that is not allowed at its place,
     // - the last character before the padding, if its unused bits are not 0,
     // - the end of the text plus 1, if the last group is incomplete.

@@ -12,8 +12,8 @@
 //         std::cout << name << (isDirectory ? "\\" : "") << '\n'; // anna, followed by a backslash
 //
 // Ownership:  Copies share one enumeration. The enumeration ends for all of them when one copy is destroyed, calls
-//             FindFirst(), or is assigned a directory with another enumeration. When another copy is destroyed later,
-//             it traces an error, because there is nothing left to close.
+//             FindFirst(), or is assigned a directory with another enumeration. If another copy is destroyed later, its
+//             destructor traces an error, because the enumeration has already ended.
 // Threads:    One thread at a time may use a directory and its copies; separate objects are independent.
 // Failures:   FindFirst() and FindNext() return a null string if nothing is found or the directory cannot be read; no
 //             reason is traced. MakeDir() and MakeTree() return a value other than 0 if a directory is not made. The
@@ -46,8 +46,8 @@ public:
     TDirectory &operator=(TDirectory const &other);
     ~TDirectory();
 
-    // Return the path of the first or the next entry, or null at the end. This path is that of the directory, a
-    // separator and the name of the entry. The entries "." and ".." are omitted. If `isDirectory` is not null,
+    // Return the path of the first or the next entry, or null at the end. A returned path consists of the directory's
+    // path, a separator and the entry's name. The entries "." and ".." are omitted. If `isDirectory` is not null,
     // `*isDirectory` becomes 1 for a directory and 0 for a file. If `name` is not null, `*name` becomes the name of the
     // entry, or null at the end.
     TString FindFirst(int *isDirectory = nullptr, TString *name = nullptr);
