@@ -59,12 +59,13 @@ public:
         return std::filesystem::directory_iterator(TFileName(fPath).NativePath());
     }
 
-    static TString Combine(TString const &first, TString const &second); // always puts a separator between them
+    // Joins two parts with a separator, even if `first` ends with a separator.
+    static TString Combine(TString const &first, TString const &second);
     static int MakeDir(TString const &path); // 0 if the name exists afterwards, 1 on failure
     // Makes the directory and its missing parents. Returns 0 if the directory exists afterwards. Returns 1 if a
-    // directory below the topmost one could not be made; "Created directory" is traced even then. Returns 2 if not even
-    // the topmost directory could be made, and traces this at level "er". The topmost directory is the one after the
-    // first separator. The part before that separator is never made: for "a\b", "a" must exist.
+    // directory below the topmost one could not be made. Even in this case, "Created directory" is traced. Returns 2 if
+    // not even the topmost directory could be made, and traces this at level "er". The topmost directory is the one
+    // after the first separator. The part before that separator is never made: for "a\b", "a" must exist.
     static int MakeTree(TString const &path);
     // Make a directory whose name is a path of the standard library. The path may contain any character. This
     // MakeTree() makes all missing parents and never returns 2.

@@ -21,9 +21,9 @@
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may read or write. Any thread may call Cancel().
 // Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" pass through the stream to the caller, see
-//             TDotByteStreamBuf. A failure of the source or sink sets its own state bits.
+//             TDotByteStreamBuf. If the source or sink fails, the state bits of that stream tell so.
 // Surprises:
-// - Reading ends a line only at CR LF, writing at any LF. So "a\n.b" is written, and read back, as "a\n..b".
+// - Reading ends a line only at CR LF. Writing ends it at any LF, so "a\n.b" is written, and read back, as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
 // - The destructor neither flushes the stream nor ends the body. A debug build traces a loss of bytes.
 
@@ -57,8 +57,9 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // the number of lines is limited, the write or flush that passes on the last allowed line ends the body and then throws
 // TDotByteLinesException "Lines". If std::unitbuf was set while bytes were waiting in the buffer, a flush does not
 // throw; the next write throws instead. Another stream may call this buffer, as in out << in.rdbuf(), or because this
-// buffer's stream is tied to the other one. Then the other stream sets its bad bit instead. If the sink is not good(),
-// nothing is written to it, and its fail bit is set. If there is no memory for the buffer, reading and writing fail.
+// buffer's stream is tied to the other one. Then the other stream sets its bad bit instead of passing the exception on.
+// If the sink is not good(), nothing is written to it, and its fail bit is set. If there is no memory for the buffer,
+// reading and writing fail.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
@@ -74,8 +75,8 @@ public:
     // Returns whether the line "." was read. If it was not read when reading ends, the body was cut short.
     bool IsTerminated() const noexcept { return fReadState == State::terminated; }
     // Return whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF
-    // after it. The source is read ahead, so call these functions after reading has ended: the result is then about the
-    // whole body. But a CR that is the last byte of a body that was cut short is not reported.
+    // after it. The source is read ahead. Call these functions after reading has ended, so that the result is about the
+    // whole body. If a body was cut short after a CR, this CR is not reported.
     bool SawBareLineFeed() const noexcept { return fHasBareLineFeed; }
     bool SawBareCarriageReturn() const noexcept { return fHasBareReturn; }
     // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if the body has already been
@@ -131,14 +132,14 @@ private:
     State fReadState = State::atLineStart;
     State fWriteState = State::atLineStart;
     bool fLinesLimited = false;
-    bool fInBody = false; // lines are counted, and an empty one was written
+    bool fInBody = false; // lines are counted, and an empty line was written
     std::uint32_t fLinesLeft = 0;
     std::uint64_t fLineLength = 0; // bytes of the current line of the header that were written
     std::size_t fGathered = 0;     // bytes of an incomplete piece, if the source threw
     bool fHasBareLineFeed = false;
     bool fHasBareReturn = false;
     bool fUsesCrLf = false;
-    bool fSkipsLineFeed = false; // a CR came last and was sent as CR LF, so that an LF after it is no line end
+    bool fSkipsLineFeed = false; // the last byte was a CR and was sent as CR LF, so an LF now sends nothing
 };
 
 class TUZUTIL_API TDotByteStream : public std::iostream {

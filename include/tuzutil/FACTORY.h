@@ -65,8 +65,8 @@ class TFactoryLoaderSet;
 //
 // REQUIRES: the static objects of a library that is loaded without a TFactoryLoader look only for types that are
 // registered already. Otherwise two threads may wait for each other. REQUIRES: the constructors of static objects in
-// libraries let no exception escape, because no exception can pass through the system's loader. (An exception within
-// Register() does not escape: see there.)
+// libraries let no exception escape, because no exception can pass through the system's loader. (Register() lets no
+// exception escape during a load.)
 class TUZUTIL_API TFactoryLoaderBase {
 public:
     TFactoryLoaderBase(TFactoryLoaderBase const &) = delete;

@@ -55,7 +55,7 @@ public:
     ~TFileName() = default;
 
     // Converts a path of the standard library. The result is 16-bit text if the system's names are of 16-bit
-    // characters. Otherwise the path is converted as FromNative() does it, which refuses a backslash.
+    // characters. Otherwise the path is converted by the rules of FromNative(), which refuses a backslash.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TFileName(Path const &path);
 

@@ -23,7 +23,7 @@
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
 // Failures:   Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an exception of its buffer,
-//             unless its exceptions() contain badbit. Exceptions of DOTBYTE.h pass through an attached stream.
+//             unless the stream's exceptions() contain badbit. Exceptions of DOTBYTE.h pass through an attached stream.
 // Surprises:
 // - If std::unitbuf is set for the attached stream, each write passes its bytes on at once.
 
@@ -85,7 +85,7 @@ private:
     virtual bool IsWritable() const noexcept = 0;                        // whether bytes can be written
     virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; `count` is at least 1
     virtual bool IsReadable() const noexcept = 0;                        // whether bytes can be read
-    virtual void BeforeRead() {} // underflow() calls it first, also while unread bytes remain; it may throw
+    virtual void BeforeRead() {} // underflow() calls this first, even if unread bytes remain; may throw
     // Returns the next bytes of the source. At the end of the source, returns an empty piece. The pointers of the empty
     // piece are null if this call has overwritten the memory of the piece returned before. Otherwise bytes of that
     // piece can still be put back. REQUIRES: if ReadPiece() throws, it keeps the bytes that it has read, and returns

@@ -17,7 +17,8 @@
 // - The compiler checks under C++20, if it has consteval. Otherwise faults show when the message is printed.
 // - The check is stricter than the printing: an argument that no conversion uses is an error, and so are unknown
 //   conversions, "%n" and "%S".
-// - A TagVar, and a type that makes a TagVar of itself, fits every conversion: its kind is only known later.
+// - A TagVar fits every conversion, and so does a type that makes a TagVar of itself: the kind is known only at run
+//   time.
 // - The constructors of TTextMessage do not check formats; only TTextMessage::Make() and trace points do.
 
 #include "tuzutil/TAGVAR.h"
@@ -26,7 +27,7 @@
 #include <string_view>
 #include <type_traits>
 
-// Whether the compiler checks formats. If not, the constructors of formats cost nothing at run time.
+// TUZUTIL_CHECKS_FORMATS is true if the compiler checks formats.
 #if defined(__cpp_consteval)
 #define TUZUTIL_CONSTEVAL consteval
 #define TUZUTIL_CHECKS_FORMATS true
@@ -47,7 +48,7 @@ void AWidthIsNotAnInteger();
 void AFileNameStandsBeforeAFormat(); // see TTracePoint: was the first text meant as the format?
 } // namespace format_error
 
-// What a conversion takes.
+// The kinds of arguments, as conversions distinguish them.
 enum class TArgumentKind { any, integer, real, text, pointer, none };
 
 // The kind that an argument of a type will have.

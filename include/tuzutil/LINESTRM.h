@@ -39,7 +39,7 @@ enum class TLineRead {
     line,               // CR LF ended the line
     tooLong,            // the line is longer than the limit; the bytes beyond the limit were skipped
     bareLineFeed,       // an LF without a CR before it ended the line
-    bareCarriageReturn, // no LF follows a CR in the line; such a CR is part of the text
+    bareCarriageReturn, // the line has a CR that no LF follows; this CR is part of the text
     end                 // the source ended, or failed, before the line ended
 };
 
@@ -59,10 +59,11 @@ public:
     unsigned long QueryLinesRead() const noexcept { return fLinesRead; }
 
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
-    // that line. If several outcomes apply, the result is `tooLong` or else `bareCarriageReturn`. After `end`, `line`
-    // holds what the source had of an unfinished line. Even if the source delivers more after that, do not call again:
-    // the rest of the line would count as a whole line. The time is linear in the bytes read. If the string already has
-    // a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
+    // that line. If several outcomes apply, the result is `tooLong` if that is one of them, and `bareCarriageReturn`
+    // otherwise. After `end`, `line` holds what the source had of an unfinished line. Even if the source delivers more
+    // after that, do not call again: the rest of the line would count as a whole line. The time is linear in the bytes
+    // read. If the string already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is
+    // left behind.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:
@@ -83,12 +84,13 @@ private:
     friend class TLineStream;
     friend class TiLineStream;
 
-    // Appends bytes to a line. The code of the caller defines it, so that no standard string is passed to the library.
+    // Appends bytes to a line. The function is compiled into the caller's code, so that no standard string is passed to
+    // the library.
     using TAppend = void (*)(void *line, char const *bytes, std::size_t count);
     static void Append(void *line, char const *bytes, std::size_t count);
 
     TLineRead TakeLine(TAppend append, void *line, std::size_t limit);
-    TLineRead TakeLine(std::istream &stream, TAppend append, void *line, std::size_t limit); // sets bits of the stream
+    TLineRead TakeLine(std::istream &stream, TAppend append, void *line, std::size_t limit); // sets state bits
     TLineRead TakeLine(std::istream &stream, std::string &line, std::size_t limit);
 
     bool IsWritable() const noexcept override;

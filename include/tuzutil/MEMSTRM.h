@@ -12,10 +12,10 @@
 //     std::ostringstream copy;
 //     unsigned long bytes = message.rdbuf()->WriteTo(copy); // 21
 //
-// Ownership:  The stream owns its buffer. The buffer owns its blocks: each block owns the next one.
+// Ownership:  The stream owns its buffer. The buffer owns the first block, and each block owns the next one.
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream and its buffer throw nothing. If there is no memory, writing fails, and the bytes that were
-//             written before remain. Only the constructor of TMemStreamBuffer, a block, throws std::bad_alloc.
+//             written before remain. Only the constructor of a block (TMemStreamBuffer) throws std::bad_alloc.
 // Surprises:
 // - Reading and writing have separate positions. Writing in the middle replaces bytes and does not truncate.
 // - QueryUsed() of the last block may be too small until the next flush.
@@ -36,7 +36,7 @@ public:
     explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, also for a size beyond 32 bits
     TMemStreamBuffer(TMemStreamBuffer const &) = delete;
     TMemStreamBuffer &operator=(TMemStreamBuffer const &) = delete;
-    ~TMemStreamBuffer(); // destroys the whole chain from here on
+    ~TMemStreamBuffer(); // destroys this block and all blocks after it
 
     unsigned long QueryAllocSize() const noexcept { return fAllocSize; }
     unsigned long QueryUsed() const noexcept { return fUsed; }
@@ -72,9 +72,9 @@ protected:
     // A negative offset is taken as if it were positive: the position moves forward by its absolute value. A position
     // beyond the end becomes the end. With `cur`, an offset counts from the reading position if `mode` has `in`. If
     // `mode` has only `out`, the offset counts from a mixed position. This is the start of the block that is being
-    // read, plus the writing position within its own block. As long as nothing was read and no reading position was
-    // set, an offset with `cur` counts from the start of the content, for reading and for writing. Therefore tellp()
-    // may move the writing position.
+    // read, plus the offset of the writing position within the block that is being written. As long as nothing was read
+    // and no reading position was set, an offset with `cur` counts from the start of the content, for reading and for
+    // writing. Therefore tellp() may move the writing position.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override;
     int_type overflow(int_type c) override;
@@ -98,7 +98,7 @@ private:
     std::uint32_t fBlockSize;
     TMemStreamBuffer *fFirst = nullptr;
     TMemStreamBuffer *fLast = nullptr;
-    TMemStreamBuffer *fRead = nullptr;  // holds the get area; null if nothing was read and no reading position set
+    TMemStreamBuffer *fRead = nullptr;  // holds the get area; null if nothing was read and no reading position was set
     TMemStreamBuffer *fWrite = nullptr; // holds the put area
 };
 

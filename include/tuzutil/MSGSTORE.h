@@ -21,7 +21,7 @@
 // Threads:    Create and destroy stores only while the process has one thread. Messages of any thread may ask a store
 //             for texts.
 // Failures:   TInvalidRequest (recoverable, ID 1): "Duplicate Message Store" from the constructor of a store if the
-//             name is taken, "Solitary Object" from that of an archive if there is one already.
+//             name is taken, "Solitary Object" from the constructor of an archive if an archive exists already.
 // Surprises:
 // - A store registers itself before its subclass is constructed. If a message asks the store for a text at that time,
 //   the base's GetMsg() calls TPureCall::Trap().

@@ -61,7 +61,7 @@ public:
     operator char *() { return FindFile(); }
 
     static TString const fsLang_C;
-    static TString const fsDefaultLocale; // FindFile() also searches in this one if the language is "C"
+    static TString const fsDefaultLocale; // FindFile() also searches in this language if the current language is "C"
     static TString fsLang;
     static TString fsNLSpath; // the template
 

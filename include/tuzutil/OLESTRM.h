@@ -64,7 +64,8 @@ protected:
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
     // Attaches another stream and restarts the count of bytes at 0. Does nothing if this stream is attached already.
-    // Flush first: waiting bytes are written to the new stream, and bytes that were read ahead are still delivered.
+    // Flush before the call: bytes that still wait are written to the new stream. Bytes that were read ahead from the
+    // old stream are still delivered.
     void Init(IStream *stream);
     void Close(); // releases the stream, and discards the bytes that wait or were read ahead
 

@@ -47,8 +47,9 @@ public:
     ~TTempStreamTest() override;
 
     // Returns a value other than 0 to move the content to the file now. Subclasses must override this function. The
-    // test may inspect the blocks, seek and write. If it seeks to a block with room and returns 0, writing continues
-    // there. After the move to the file, writing continues at the end. While the test writes, it may be called again.
+    // test may inspect the blocks, seek and write. If the test seeks to a block with room and returns 0, writing
+    // continues there. After the move to the file, writing continues at the end. While the test writes, it may be
+    // called again.
     virtual int Test(TTempStreamBuf *buf);
 };
 
@@ -97,7 +98,7 @@ private:
     TReference<TTempStreamTest> fTest;
     TString fName;
     std::unique_ptr<TFile> fFile;        // null while the data is in memory
-    std::unique_ptr<char[]> fFileBuffer; // first the bytes read, then the bytes to be written
+    std::unique_ptr<char[]> fFileBuffer; // first half: bytes read; second half: bytes to be written
 };
 
 class TUZUTIL_API TTempStream : public TMemStream {

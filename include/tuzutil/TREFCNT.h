@@ -16,8 +16,8 @@
 //             their references.
 // Failures:   TInvalidRequest "TReference null" from -> and * of a null reference.
 // Surprises:
-// - A copy or an assignment of an object takes over the count of the original, so copy only objects without references.
-//   A build without NDEBUG traces at level "wa" if an object with references is copied.
+// - Copying or assigning an object also copies the count of the original, so copy only objects without references. A
+//   build without NDEBUG traces at level "wa" if an object with references is copied.
 // - RemoveRef() on an object without references makes the count 4294967295. A build without NDEBUG then stops in an
 //   assertion.
 
