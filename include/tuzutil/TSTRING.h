@@ -49,14 +49,15 @@
 
 namespace tuzutil {
 
-// Leads to a byte that is not 0 only while the process is certain to have one thread. The counts in buffers are then
+// Points to a byte that is not 0 only while the process is certain to have one thread. The counts in buffers are then
 // changed without atomic instructions.
 TUZUTIL_API extern char const *const singleThreaded;
 
-// The data of all null strings. It has one address, so that begin() and end() of a null string belong together.
+// The data of all null strings. The array has one address, so that begin() and end() of a null string point into the
+// same array.
 inline constexpr char noText[] = "";
 
-// Whether T is a standard string or string view whose characters are of type Char.
+// True if T is a standard string or string view whose characters are of type Char.
 template <typename T, typename Char>
 inline constexpr bool isStandardText = false;
 template <typename Char, typename Traits>
@@ -74,8 +75,8 @@ std::string_view View(T const &text) noexcept {
     return {text.data(), text.size()};
 }
 
-// The forms of text, narrow or 16-bit, of which a string for a comparison is made. Each form is named, because
-// otherwise the string's conversions would compare addresses.
+// The types of text, narrow or 16-bit, that a comparison converts to a string. Each type is listed, because otherwise
+// the string would be converted to a pointer, and addresses would be compared.
 template <typename T>
 inline constexpr bool isText =
     std::is_same_v<T, char const *> || std::is_same_v<T, char *> || std::is_same_v<T, unsigned char const *> ||
@@ -86,8 +87,8 @@ inline constexpr bool isText =
 template <typename T>
 using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
 
-// isNumber: whether T is an integer type other than bool and the types of characters. isSmallNumber: whether, moreover,
-// TString has no constructor for exactly this type.
+// isNumber is true if T is an integer type other than bool and the types of characters. isSmallNumber is true if, in
+// addition, TString has no constructor for exactly this type.
 template <typename T>
 inline constexpr bool isSmallNumber =
     std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char> || std::is_same_v<T, short> ||
@@ -128,7 +129,7 @@ struct TStringBuffer {
             return --count == 0;
         return !IsShared() || __atomic_sub_fetch(&count, 1, __ATOMIC_ACQ_REL) == 0;
     }
-    // If this returns false, everything that former holders did with the buffer has happened before.
+    // If this returns false, everything that former holders did with the buffer has happened before the call.
     bool IsShared() const noexcept { return __atomic_load_n(&count, __ATOMIC_ACQUIRE) != 1; }
 };
 
@@ -181,8 +182,8 @@ public:
     template <typename Char, typename = IfChar8<Char>>
     TString(Char const *text) : TString(reinterpret_cast<char const *>(text)) {}
     // Makes a string of exactly `count` bytes. They are copied from `bytes`, zero bytes included. If `bytes` is null,
-    // they are `count` times `fill`. A count of more than 1 GiB then throws "Bad count for this String" before memory
-    // is allocated. Such a count comes from an error, for example indexOf() - 1 if nothing was found.
+    // they are `count` times `fill`. In this case, a count of more than 1 GiB throws "Bad count for this String" before
+    // memory is allocated. Such a count comes from an error, for example indexOf() - 1 if nothing was found.
     TString(void const *bytes, unsigned int count, char fill);
     // Copies the bytes of a standard string or view, zero bytes included. The result is never null.
     template <typename Text, tuzutil::IfNarrow<Text> = true>
@@ -328,7 +329,8 @@ public:
     TString subString(unsigned int start, unsigned int count, char fill = ' ') const;
     // Keeps only the bytes before `start`. A start beyond the end changes nothing; 0 throws as above.
     TString &remove(unsigned int start);
-    // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. 0 throws as above.
+    // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. A start of 0 throws as
+    // above.
     TString &remove(unsigned int start, unsigned int count);
     // Replaces up to `count` occurrences of `pattern` at or after `start`. If it replaced anything, the result has no
     // flags.
@@ -350,7 +352,7 @@ public:
     unsigned int indexOf(char const *text, unsigned int start = 1) const;
     unsigned int indexOfAnyOf(char const *set, unsigned int start = 1) const;
     unsigned int indexOfAnyBut(char const *set, unsigned int start = 1) const;
-    // Searches backwards from `start`. Finds nothing if `start` is beyond the end, unless it is fsToEnd.
+    // Searches backwards from `start`. Finds nothing if `start` is beyond the end, unless `start` is fsToEnd.
     unsigned int lastIndexOf(char c, unsigned int start = fsToEnd) const;
 
     bool isEqual(TString const &other) const noexcept; // for null and nil see Surprises
@@ -394,7 +396,7 @@ public:
         return a < b ? std::strong_ordering::less : b < a ? std::strong_ordering::greater : std::strong_ordering::equal;
     }
 #endif
-    // Returns whether `full` begins with this string, and minimum <= length().
+    // Returns true if `full` begins with this string and `minimum` is at most length().
     bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
     bool isDigits() const noexcept; // null: false; nil: true
@@ -403,7 +405,7 @@ public:
     // out of range gives the nearest value.
     int asInt() const noexcept;
     unsigned int asUnsigned() const noexcept;
-    double asDouble() const noexcept; // what strtod() reads, with the decimal point of the current locale
+    double asDouble() const noexcept; // the number that strtod() reads, with the decimal point of the current locale
 
     void MakeUnique(); // gives this string a buffer of its own if the present one is shared
     // Returns the same text, with its flags, in a new buffer that is not shared. Writing into this string then does not

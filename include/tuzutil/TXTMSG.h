@@ -53,8 +53,9 @@ enum TExplicitInit { ExplicitInit };
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
-// the most is 16 MiB, or 4 times this size if that is more. The rest of the text is dropped without a report. A 16-bit
-// text that needs more characters than ValidateArgsW() returns keeps only its first character.
+// the text never exceeds 16 MiB, or 4 times this size if that is more than 16 MiB. The rest of the text is dropped
+// without a report. A 16-bit text that needs more characters than ValidateArgsW() returns keeps only its first
+// character.
 class TUZUTIL_API TTextMessage {
 public:
     // The name of a message store; empty for a message without a store.
@@ -137,7 +138,7 @@ public:
     void SetArgs(TagVar const **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
     void SetArgs(TagVar **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
 
-    // Return an argument, counted from 0.
+    // Return the argument with this index, counted from 0.
     TagVar &operator[](unsigned int index) { return fArguments[CheckedIndex(index)]; }
     TagVar const &operator[](unsigned int index) const { return fArguments[CheckedIndex(index)]; }
     template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
@@ -180,7 +181,7 @@ public:
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 
-    // Write and read the message (docs/formats.md), but neither its formatted text nor the place that raised it. If the
+    // Write and read the message (docs/formats.md), but neither its formatted text nor its source file and line. If the
     // stream fails, reading stops, and the parts that were read before remain. An empty text in the stream leaves the
     // message's own text unchanged.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
@@ -189,7 +190,7 @@ public:
 private:
     friend class TMessageFaults;
 
-    // Whether the first argument begins a list of pointers.
+    // Returns whether the first argument begins a list of pointers.
     template <typename First, typename... Rest>
     static constexpr bool IsPointerList() {
         return std::is_convertible_v<First, TagVar const *> && !std::is_integral_v<First>;
@@ -235,7 +236,7 @@ private:
     std::unique_ptr<TagVar[]> fArguments;
     TString fFile;
     std::uint32_t fLine = 0;
-    std::vector<std::unique_ptr<TagVar[]>> fFormerArguments; // those before each assignment
+    std::vector<std::unique_ptr<TagVar[]>> fFormerArguments; // the arguments before each assignment
 };
 
 #endif

@@ -10,13 +10,13 @@
 //     TString const shown = TUnicode::ToUtf8("a\xFF", TUnicode::replace);   // "a", U+FFFD
 //
 // Ownership:  The functions only read their arguments and return new strings, or share the argument's buffer.
-// Threads:    Any thread may call them. Call SetUtf8Mode() before there are other threads. Otherwise some texts may be
-//             in UTF-8, and others in the locale's encoding.
+// Threads:    Any thread may call the functions. Call SetUtf8Mode() before there are other threads. Otherwise some
+//             texts may be in UTF-8, and others in the locale's encoding.
 // Failures:   TInvalidRequest "Malformed UTF-8 at byte N" or "Unpaired surrogate at character N" (ID 1, recoverable),
 //             unless faults are to be replaced. TOutOfMemory if there is no memory for the result.
 // Surprises:
-// - The Unicode flag of a string tells its form. Text in the wanted form is not converted, but checked, and repaired
-//   with `replace`. So ToUtf8() assumes that narrow text is UTF-8.
+// - The Unicode flag of a string tells its form. Text that already has the wanted form is checked, and `replace`
+//   repairs it. ToUtf8() therefore assumes that narrow text is UTF-8.
 // - Zero characters are kept. A null string stays null. If the argument is wiped on deletion, so is the result.
 // - Names of files, and texts that the program itself writes, do not follow the UTF-8 mode.
 
@@ -25,8 +25,8 @@
 
 class TUZUTIL_API TUnicode {
 public:
-    // What the functions do with malformed text: `strict` throws. `replace` puts one U+FFFD for each longest run of
-    // bytes that could begin a character, and for each other malformed byte. It does the same for each unpaired
+    // Says what the functions do with malformed text. `strict` throws. `replace` puts one U+FFFD for each longest run
+    // of bytes that could begin a character, and for each other malformed byte. It does the same for each unpaired
     // surrogate, and for the odd last byte of 16-bit text.
     enum Faults { strict, replace };
 

@@ -11,9 +11,9 @@
 //     int good = TModifiedUTF7::IsCanonical("Entw&APw-rfe&AC8-"); // 0: "/" stands for itself
 //
 // Ownership:  The functions only read their arguments and return new strings.
-// Threads:    Any thread may call them; there is no shared state.
-// Failures:   TOutOfMemory if there is no memory for the result. Decode() makes some name of any text. EncodeUtf8()
-//             throws if its argument is malformed, and DecodeUtf8() if the decoded name has an unpaired surrogate. With
+// Threads:    Any thread may call the functions; there is no shared state.
+// Failures:   TOutOfMemory if there is no memory for the result. Decode() accepts any text. EncodeUtf8() throws if its
+//             argument is malformed, and DecodeUtf8() if the decoded name has an unpaired surrogate. With
 //             TUnicode::replace, neither function throws for a fault.
 // Surprises:
 // - Many texts decode to the same name, so compare names in their decoded form, or accept only texts for which

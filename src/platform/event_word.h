@@ -30,7 +30,7 @@ inline std::uint32_t Begin(std::atomic<std::uint32_t> &word) noexcept {
 }
 
 // Posts the event. Returns whether the caller must wake the waiters. Does not touch the word after the post, because a
-// thread that is released may delete it.
+// thread that is released may delete the word.
 inline bool Post(std::atomic<std::uint32_t> &word) noexcept {
     std::uint32_t state = word.load();
     while (!word.compare_exchange_weak(state, ((state & ~waiters) | posted) + once)) {

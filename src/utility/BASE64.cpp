@@ -32,7 +32,7 @@ std::uint32_t WipeFlag(TString const &argument) noexcept {
     return argument.IsWipeOnDelete() ? std::uint32_t{TStringBuffer::wipeOnDelete} : 0;
 }
 
-// Returns all bytes that Decode() may give.
+// Decodes the text without cutting the result at a zero byte.
 TString DecodeAll(TString const &text, std::uint32_t flags) {
     TString bytes = TStringAccess::Uninitialized(base64::DecodedRoom(text.length()), flags);
     char const *const from = text;

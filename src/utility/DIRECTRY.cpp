@@ -1,5 +1,5 @@
-// TDirectory: lists the entries of a directory, and makes directories. Open searches are kept in TFindTable. The lock
-// of that table is the only one taken here, and it is released before a trace entry is written.
+// TDirectory: lists the entries of a directory, and makes directories. Open searches are kept in TFindTable. No lock is
+// taken except that of the table, which is released before a trace entry is written.
 
 #include "tuzutil/DIRECTRY.h"
 

@@ -31,7 +31,7 @@ inline void WakeWord(void *word, int threads) noexcept {
     ::syscall(SYS_futex, word, FUTEX_WAKE | FUTEX_PRIVATE_FLAG, threads, nullptr, nullptr, 0);
 }
 
-// Sets errno to the error number of a wait that failed, and returns the result that belongs to it.
+// Sets errno to the error number of a wait that failed, and returns the result that belongs to this number.
 inline TWaitResult FailedWait(int error) noexcept {
     errno = error;
     return error == ETIMEDOUT ? TWaitResult::timedOut : TWaitResult::failed;

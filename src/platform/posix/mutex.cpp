@@ -42,7 +42,7 @@ constexpr int fsLayout = 1;
 } // namespace
 
 // A lock in this process. All users of one name in this process share one Mutex. Invariant: `shared` is null exactly if
-// the lock has no name, and `fast` is used only then.
+// the lock has no name. `fast` is used only for a lock without a name.
 struct platform::Mutex {
     TFastMutex fast;
     pthread_mutex_t *shared = nullptr;   // in a mapped file
@@ -256,8 +256,8 @@ void platform::ReleaseMutexes() noexcept {
     ::pthread_mutex_unlock(&fsListLock);
 }
 
-// A forked child has only the thread that forked. Locks that this thread held stay held; locks of other threads become
-// free. Named locks remain with the parent.
+// A forked child has only the thread that forked. Locks without a name that this thread held stay held, and those of
+// other threads become free. Named locks remain with the parent.
 void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
@@ -283,7 +283,8 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         return true;
     while (UnlockMutex(mutex)) {
     }
-    // If another thread holds the lock, the lock is in that thread's chain, so it must not be deleted.
+    // If another thread holds the lock, the chain of held locks in that thread's record contains the lock. The lock
+    // must then not be deleted.
     if (mutex->owner != 0 || mutex->fast.IsHeld())
         return true;
     Unlink(mutex);
@@ -331,7 +332,7 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 }
 
 // Threads wait for a lock without a name in a futex call on the lock's state. The address of the state serves as the
-// TWaitPlace. The functions are not inlined, so that locking without waiting stays fast.
+// TWaitPlace. Contend() and WakeOne() are not inlined, so that locking without waiting stays fast.
 
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)

@@ -42,7 +42,7 @@ struct THash {
     TValue value = TValue{0x6C62272E07BB0142} << 64 | 0x62B821756295C58D;
 };
 
-// Returns whether a folder belongs to the user, and its permissions have none of the bits in `refused`.
+// Returns whether a folder belongs to the user and has a mode without the bits in `refused`.
 bool IsOwn(int folder, mode_t refused) noexcept {
     struct stat status;
     return ::fstat(folder, &status) == 0 && status.st_uid == ::geteuid() && (status.st_mode & refused) == 0;

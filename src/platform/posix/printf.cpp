@@ -1,4 +1,4 @@
-// How this system's printf functions behave, and the printing of reals, which uses one of them. The text of a real
+// Tells how this system's printf functions behave, and prints reals with one of these functions. The text of a real
 // depends on the current locale. Takes no lock of this library.
 
 #include "platform/platform.h"

@@ -92,7 +92,7 @@ private:
         return done == count;
     }
 
-    // Since this process wrote last, another one may have written, and may have been killed in the middle of a line.
+    // Another process may have written after this process wrote last, and may have been killed in the middle of a line.
     void LookAtOthers() noexcept {
         off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
         if (end == fEnd)

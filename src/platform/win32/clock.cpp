@@ -14,7 +14,7 @@ namespace {
 // The year and the week of ISO 8601: week 1 is the week with the first Thursday of the year.
 struct TIsoWeek {
     explicit TIsoWeek(std::tm const &record) noexcept : year(record.tm_year + 1900) {
-        // The day of the year, from 0, of this week's Thursday. It may be in the year before or in the year after.
+        // The day of the year, from 0, of this week's Thursday. That Thursday may be in the previous or the next year.
         int const thursday = record.tm_yday - (record.tm_wday + 6) % 7 + 3;
         if (thursday < 0)
             week = (thursday + DaysOf(--year)) / 7 + 1;

@@ -17,8 +17,8 @@ HMODULE HandleOf(platform::Library *library) noexcept {
     return reinterpret_cast<HMODULE>(library);
 }
 
-// Sets the error code in advance, because the system sets none if there is no such text. Returns whether the number is
-// valid.
+// Sets the error code in advance, because the system sets no code if there is no such text. Returns whether the number
+// is valid.
 bool Prepare(std::uint64_t number) noexcept {
     SetLastError(number <= fsHighestNumber ? ERROR_SUCCESS : ERROR_RESOURCE_NAME_NOT_FOUND);
     return number <= fsHighestNumber;

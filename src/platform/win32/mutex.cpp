@@ -1,7 +1,7 @@
-// Locks. A lock without a name is a TFastMutex. Its waiters wait for an event of the system, and also for the end of
-// the owner's thread, because that thread may be killed. A lock with a name is a mutex of the system: locking it and
-// unlocking it call the system each time. fsSpareLock is held for a moment when a lock gets its event or gives the
-// event back. No other lock is taken.
+// Locks. A lock without a name is a TFastMutex. Threads that wait for such a lock wait for an event of the system, and
+// also for the end of the owner's thread, because that thread may be killed. A lock with a name is a mutex of the
+// system: locking it and unlocking it call the system each time. fsSpareLock is held for a moment when a lock gets its
+// event or gives the event back. No other lock is taken.
 
 #include "platform/platform.h"
 
@@ -18,7 +18,7 @@ using platform::TThreadRecord;
 using platform::TWaitPlace;
 using platform::TWaitResult;
 
-// Invariant: `kernel` is null exactly if the lock has no name, and `fast` is used only then.
+// Invariant: `kernel` is null exactly if the lock has no name. `fast` is used only for a lock without a name.
 struct platform::Mutex {
     HANDLE kernel = nullptr;
     TFastMutex fast;

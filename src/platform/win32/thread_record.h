@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 #define TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 
-// Finds the record of the calling thread. The record says which thread owns a lock. It is made when the thread first
-// uses a lock. Takes no lock of this library.
+// Finds the record of the calling thread. A lock identifies its owner by that thread's record. The record is made when
+// the thread first uses a lock. Takes no lock of this library.
 
 #include "platform/fast_mutex.h"
 
@@ -13,7 +13,7 @@ namespace platform {
 TThreadRecord *ThisThread() noexcept;
 
 // Deletes the records of all threads, because the library is unloaded and must not be called when a thread ends. After
-// that, all callers count as one thread, because only the thread that unloads the library still calls it.
+// that, all callers count as one thread, because only the thread that unloads the library still calls the library.
 void ForgetThreads() noexcept;
 
 } // namespace platform

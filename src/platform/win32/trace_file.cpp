@@ -62,7 +62,7 @@ private:
         return true;
     }
 
-    // Since this process wrote last, another one may have written, and may have been killed in the middle of a line.
+    // Another process may have written after this process wrote last, and may have been killed in the middle of a line.
     void LookAtOthers(std::int64_t end) noexcept {
         char last = '\n';
         LARGE_INTEGER at;
