@@ -79,8 +79,8 @@ public:
         // the category.
         Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
-        // A copy does not join the registry. It has a text of its own, so that writing into one does not change the
-        // other.
+        // A copy does not join the registry. It has a text of its own, so that writing into one text does not change
+        // the other.
         Category(Category const &other);
         Category &operator=(Category const &other);
         ~Category(); // leaves the registry
@@ -146,7 +146,7 @@ public:
         void AddCategory(Category const &category, int on);
         void RemoveCategory(Category const &category);
         int QueryCategory(Category const &category) const; // `on` of its entry in the table, or the default
-        int UsesDefault(Category const &category) const;   // 1 if it has an entry in the table, 0 if it has none
+        int UsesDefault(Category const &category) const;   // 1 if the category has an entry in the table, otherwise 0
 
         // Stores the beginning of a record: the letter of the level, after date, time and thread if the prefix is long.
         // The name of the category is not stored.
@@ -263,7 +263,7 @@ public:
     virtual void ParseTraceString(char const *selection);
 
     // These functions call the functions of the same name in the destination. Without a destination, setters do
-    // nothing, and queries return 0. Only QueryDisableRestore() and UsesDefault() then return 1.
+    // nothing, QueryDisableRestore() and UsesDefault() return 1, and all other queries return 0.
     unsigned long QueryLevel() const noexcept;
     void SetLevel(unsigned long level);
     unsigned long QueryComponent() const noexcept;

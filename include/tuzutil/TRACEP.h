@@ -62,7 +62,7 @@ class TTraceText {
     };
 
 public:
-    // Whether the first argument may be a format.
+    // True if the first argument may be a format.
     static constexpr bool mayTakeFormat = TFirst<Arguments...>::isText;
 
     // A format or, if there is no conversion in it and a text follows, the name of a file. The literal is checked under
@@ -181,7 +181,7 @@ private:
         int fHeld;
     };
 
-    // Finds the format: if `format` is null, or if it has no conversion and a text follows, it is the first argument.
+    // Finds the format. If `format` is null, or has no conversion and a text follows, the first argument is the format.
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void Sort(std::uint32_t level, TTrace::Category const &category,
                                                      char const *file, unsigned long line, char const *format,

@@ -47,7 +47,7 @@ public:
     ~TTraceSharedFileBase() override;
 
     bool IsOpen() const noexcept;                  // whether the file could be opened
-    unsigned long QueryOpenError() const noexcept; // the system's error code if it could not; 0 otherwise
+    unsigned long QueryOpenError() const noexcept; // the system's error code if opening failed; 0 otherwise
 
     void FormatPrefix(TString &prefix, unsigned long level) const;
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;

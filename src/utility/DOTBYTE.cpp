@@ -234,11 +234,12 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {
         if (count == 2 && begin[1] == '\r' && lineFeed) {
             fReadState = State::terminated;
-            return {nullptr, nullptr, nullptr}; // null, because the line with the dot has overwritten the last piece
+            // Null, because the line with the dot has overwritten the previous piece.
+            return {nullptr, nullptr, nullptr};
         }
         ++begin;
     }
-    // A CR at the end of the last piece belongs to a line end only if the line feed is the very next byte.
+    // A CR at the end of the previous piece belongs to a line end only if the next byte is the line feed.
     if (count > 0 && fReadState == State::afterCr)
         fHasBareReturn = true;
     if (count > 0 && end[-1] == '\r')

@@ -41,13 +41,13 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         std::copy_n(end - count, count, read);
         TPiece const piece = ReadPiece();
         if (piece.begin == piece.end) {
-            // The bytes read before can still be put back if they have not been overwritten.
+            // The bytes of the previous piece can still be put back if they have not been overwritten.
             if (piece.begin)
                 setg(back, end, end);
             return traits_type::eof();
         }
-        // The bytes read before are copied to the place before the new ones. Any room before the copied bytes is only
-        // for bytes that are put back.
+        // The bytes that were read last are copied to the place in front of the new ones. The room in front of the
+        // copied bytes is for bytes that are put back.
         std::size_t const kept = std::min(count, static_cast<std::size_t>(piece.begin - piece.back));
         std::copy_n(read + (count - kept), kept, piece.begin - kept);
         fBack = piece.back;

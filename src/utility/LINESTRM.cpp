@@ -107,7 +107,7 @@ bool TLineStreamBuf::IsReadable() const noexcept {
 
 TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
     // The piece follows the room for bytes that are put back. One of the two bytes after the piece is for the line
-    // feed. The other is not used: LINESTRM.h promises this size of a piece.
+    // feed. The other stays unused, because LINESTRM.h promises pieces of this size.
     char *const back = fStorage.get();
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;

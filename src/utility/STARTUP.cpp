@@ -40,8 +40,8 @@ constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
 // 3. Locks for weak references, for tracing, for the registered categories, and for the observers; also the set of the
-// observers. Trace destinations and counted objects need these locks. Any library may have static objects of their
-// classes.
+// observers. Trace destinations and counted objects need these locks, and static objects of any library may be such
+// destinations or objects.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
 static TImmortal<TMutexSemaphore> fsTraceLock;

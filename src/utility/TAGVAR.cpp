@@ -146,7 +146,7 @@ TagVar &TagVar::operator=(TagVar const &other) {
     return *this;
 }
 
-TagVar &TagVar::operator=(TagVar &&other) { // a kind that does not exist throws NOLINT(bugprone-exception-escape)
+TagVar &TagVar::operator=(TagVar &&other) { // throws if the kind does not exist NOLINT(bugprone-exception-escape)
     if (!Exists(other.fType))
         return *this = std::as_const(other);
     if (this != &other) {

@@ -75,7 +75,8 @@ public:
     }
 
 private:
-    static thread_local Walk *fsInnermost; // of this thread; while it holds the trace lock, no other thread has walks
+    // Of this thread; while this thread holds the trace lock, no other thread has walks.
+    static thread_local Walk *fsInnermost;
 
     Base *fNext;
     Walk *fOuter;
@@ -297,7 +298,8 @@ bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Categor
 
 namespace {
 
-// A handle passes its calls on to its destination. If it has none, Tell() does nothing and Ask() returns `otherwise`.
+// A handle passes its calls on to its destination. Without a destination, Tell() does nothing and Ask() returns
+// `otherwise`.
 template <typename Member, typename... Arguments>
 void Tell(TTrace::Pointer const &destination, Member member, Arguments &&...arguments) {
     if (destination)

@@ -15,8 +15,8 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/TREFCNT");
 constexpr std::uint32_t fsNullReferenceLine = 203;
 
-// Returns the count with which a copy starts, which is that of the original. Nothing refers to the copy yet. If its
-// count does not start at 0, no release of a reference brings the count to 0, and the copy is never destroyed.
+// Returns the count with which a copy starts, which is that of the original. Nothing refers to the copy yet. If the
+// copy's count does not start at 0, releasing references never brings the count to 0, and the copy is never destroyed.
 std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
     std::uint32_t const count = other;
     if (debugcheck::isOn && count != 0)

@@ -37,8 +37,8 @@ bool OwnsText(TagVar const &value) {
     return (value.IsString() || value.IsWideString()) && value.QueryString();
 }
 
-// Copies an argument. If there is no memory for its text, the copy of a TagVar has no text. The message would then say
-// something else, so this function throws.
+// Copies an argument. If there is no memory for its text, the copy of a TagVar has no text. The message would then be
+// wrong, so this function throws.
 void CopyArgument(TagVar const &from, TagVar &to) {
     to = from;
     if (OwnsText(from) && !OwnsText(to))

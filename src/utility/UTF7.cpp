@@ -146,7 +146,7 @@ private:
     std::size_t CheckRun() noexcept {
         std::uint32_t accumulator = 0;
         int pending = 0;
-        std::size_t unitBegin = fAt; // of the first byte with bits of the unit that is being read
+        std::size_t unitBegin = fAt; // the offset of the first byte with bits of the unit
         std::size_t highBegin = 0;
         std::uint32_t high = 0; // a surrogate that waits for its pair
         for (; fAt != fText.size() && fText[fAt] != '-'; ++fAt) {
@@ -191,8 +191,8 @@ private:
 TString TModifiedUTF7::Encode(TString name) {
     bool const wide = name.IsUnicode();
     std::uint64_t const units = wide ? name.length() / 2 : name.length();
-    // The longest result has seven bytes for two characters: one in a run of its own, such as "&AOk-", followed by an
-    // ampersand, "&-".
+    // The longest result has seven bytes for two characters: one character in a run of its own, such as "&AOk-", and an
+    // ampersand, which becomes "&-".
     TString text = TStringAccess::Uninitialized((units * 7 + 3) / 2);
     char *const to = text;
     char *const end = wide ? EncodeUnits<std::uint16_t>(name, to) : EncodeUnits<std::uint8_t>(name, to);

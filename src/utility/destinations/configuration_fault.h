@@ -9,7 +9,8 @@
 #include <string>
 #include <string_view>
 
-// Whether a trace entry about the fault was written already. The destination of NUV_TRACE_STARTUP then needs no other.
+// Says whether a trace entry about the fault was written already. If so, the destination of NUV_TRACE_STARTUP gets no
+// second entry.
 enum TFaultEntry { noEntryYet, alsoAnEntry };
 
 // Reports the line: Trace configuration: WHAT "NAME". If there is no memory for the line, reports nothing.

@@ -114,7 +114,7 @@ void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) 
 
 // Switches categories on or off. The sign of a name is read from the field of the *components*, at the position at
 // which the name begins in the field of the categories. If there is a sign at that position, the first character of the
-// name is skipped. Otherwise the previous sign counts, and "+" at first. docs/tracing.md describes this trap.
+// name is skipped. Otherwise the previous sign applies or, if there was none, "+". docs/tracing.md describes this trap.
 void ApplyCategories(TTrace::Base &destination, std::string_view field, std::string_view components) {
     bool isOn = true;
     for (std::size_t at = 0; at < field.size();) {

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_ASCII_NAMES
 #define TUZUTIL_ASCII_NAMES
 
-// Compares names without regard to the case of ASCII letters. The locale has no influence. Keywords, and names of
-// categories and factories, are compared like this.
+// Compares names without regard to the case of ASCII letters. The locale has no influence. Keywords and the names of
+// categories and factories are compared in this way.
 
 #include "tuzutil/TSTRING.h"
 

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_BYTE_SEARCH
 #define TUZUTIL_BYTE_SEARCH
 
-// Searches in ranges of bytes. With SSE2, they compare sixteen bytes at a time. They never read outside the range.
+// Searches in ranges of bytes. With SSE2, the functions compare sixteen bytes at a time. They never read outside the
+// range.
 
 #include <cstddef>
 #include <cstring>
@@ -116,7 +117,7 @@ inline char const *FindEither(char const *from, char const *end, char a, char b)
 }
 
 // Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, sets `*hasBareReturn` if a CR before
-// the result is followed by another byte of the range than LF. One search finds the end of a usual line, in which the
+// the result is followed by a byte of the range that is not LF. One search finds the end of a usual line, in which the
 // first CR is the one before the LF.
 inline char const *FindLineFeed(char const *from, char const *end, bool *hasBareReturn) noexcept {
     if (!hasBareReturn || *hasBareReturn)

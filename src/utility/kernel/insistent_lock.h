@@ -3,7 +3,7 @@
 
 // TInsistentEntry: takes a lock for work that must not be left out. The first lock that a thread takes needs a little
 // memory. If there is no memory, TInsistentEntry tries again, within the limits below. If the lock itself could not be
-// created, it gives up at once. After it has given up, it does not hold the lock.
+// created, TInsistentEntry gives up at once. An object that has given up does not hold the lock.
 
 #include "tuzutil/MUTEXSEM.h"
 
@@ -16,8 +16,8 @@
 inline constexpr int fsMostAttempts = 10000;
 inline constexpr std::chrono::milliseconds fsLongestAttempt{200};
 
-// Calls `take`, which tries to take the lock and returns its state, until the lock is held. Returns false if it gives
-// up.
+// Calls `take`, which tries to take the lock and returns its state, until the lock is held. Returns false if the limits
+// are reached, or if the lock could not be created.
 inline bool Insist(TMutexSemaphore const &mutex, auto take) noexcept {
     std::optional<std::chrono::steady_clock::time_point> end; // set at the first failure
     for (int i = 0; i < fsMostAttempts; ++i) {

@@ -21,7 +21,7 @@ public:
 
     static bool IsUnderWay() noexcept;
 
-    // Runs `act`, which registers an object. If it throws while this thread loads a library, keeps the exception and
+    // Runs `act`, which registers an object. If `act` throws while this thread loads a library, keeps the exception and
     // returns false; the object is then not registered. Outside a load, lets the exception pass. Of several exceptions,
     // the first is kept.
     template <typename Act>
@@ -37,8 +37,8 @@ public:
         }
     }
 
-    // Throws the kept exception, if there is one. A nested load passes the exception on to the outer load instead: its
-    // caller is then the constructor of a static object, which must not throw.
+    // Throws the kept exception, if there is one. In a nested load, passes the exception on to the outer load instead:
+    // the nested load runs within the constructor of a static object, which must not throw.
     void Rethrow();
 
 private:

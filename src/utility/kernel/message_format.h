@@ -84,7 +84,7 @@ inline bool IsWord(TagVar const *value) noexcept {
            (TagVarAccess::Kind(*value) == TagVar::integer || TagVarAccess::Kind(*value) == TagVar::unsignedInteger);
 }
 
-// Whether the value is an integer of 64 bits.
+// Returns whether the value is an integer of 64 bits.
 inline bool IsLong(TagVar const *value) noexcept {
     return value &&
            (TagVarAccess::Kind(*value) == TagVar::integer64 || TagVarAccess::Kind(*value) == TagVar::unsignedInteger64);
@@ -123,14 +123,15 @@ struct TDirective {
     // kept[5]. Together they are the flags, width and precision without the numbers of arguments.
     Char const *kept[6];
     // Set by the parser. The place at which the literal text continues: after the conversion, or at the character of an
-    // unknown one.
+    // unknown conversion.
     Char const *end;
 };
 
 template <typename Char>
 class TDirectiveParser {
 public:
-    // `at` is the place after the percent sign. `running` is the number of the next argument that is not numbered.
+    // `at` is the place after the percent sign. `running` is the number of the argument that the next conversion
+    // without an argument number takes.
     TDirectiveParser(Char const *at, Char const *formatEnd, std::uint32_t &running,
                      TMessageArguments const &arguments) noexcept
         : fAt(at), fEnd(formatEnd), fRunning(running), fArguments(arguments) {}
@@ -178,8 +179,8 @@ private:
             result.modifier = *fAt++;
     }
 
-    // Reads ll, j, z or t before the conversion of an integer. If the argument is missing or a text, they stay unknown
-    // conversions, because the text may belong to the next conversion.
+    // Reads ll, j, z or t before the conversion of an integer. If the argument is missing or a text, the letters are
+    // read as unknown conversions, because the text may belong to the next conversion.
     void TakeLongModifier(TDirective<Char> &result) noexcept {
         Char const *const from = fAt;
         if (!Is('j') && !Is('z') && !Is('t') && !(Is('l') && result.modifier == static_cast<Char>('l')))
@@ -312,7 +313,7 @@ void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &argume
 
 // Values
 
-// A width or a precision after its argument, if any, has been looked up.
+// The amount of a width or a precision. If the amount is an argument, that argument has been looked up.
 struct TCount {
     bool isPresent = false;
     bool isArgument = false;
@@ -385,7 +386,7 @@ TValue ResolveValue(TDirective<Char> const &directive, TMessageArguments const &
     return {nullptr, value && (directive.isLong || TagVarAccess::Kind(*value) > TagVar::voidPtr)};
 }
 
-// Whether the conversion of an integer takes 64 bits.
+// Returns whether the conversion of an integer takes 64 bits.
 template <typename Char>
 bool TakesLong(TDirective<Char> const &directive, TagVar const *value) noexcept {
     return directive.isLong || IsLong(value);

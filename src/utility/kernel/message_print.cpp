@@ -27,8 +27,8 @@ constexpr int fsSignificantDigits = 1100;       // more digits than a real has b
 
 // A text has a limit. Otherwise a short message from another machine could make a huge text, by large widths and
 // precisions, or by printing a long argument many times. The limit is fsAlwaysRoom, plus fsRoomPerByte for each byte of
-// the format and its arguments. But the limit is never above fsManyBytes, or above fsRoomPerByteOfMany for each byte if
-// that is more. Sizes are in bytes.
+// the format and its arguments. But the limit is never above fsManyBytes or, if that is more, above fsRoomPerByteOfMany
+// for each byte. Sizes are in bytes.
 constexpr std::uint64_t fsAlwaysRoom = 0x40000;
 constexpr std::uint64_t fsRoomPerByte = 16;
 constexpr std::uint64_t fsManyBytes = 0x1000000;

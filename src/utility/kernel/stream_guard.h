@@ -17,7 +17,7 @@ inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
     }
 }
 
-// Runs `work`, which uses the stream's buffer, and returns true. If it throws, sets the bad bit. Then the exception
+// Runs `work`, which uses the stream's buffer, and returns true. If `work` throws, sets the bad bit. Then the exception
 // passes if the mask contains badbit; otherwise the result is false. The unwinding of a cancelled thread always
 // continues.
 template <typename Work>

@@ -20,7 +20,7 @@ public:
     };
 
     // `parts` are those of TTrace::Base::PrefixPart. In a form with a time, yearPart and zonePart add the year and the
-    // zone: "2026/07/14-09:05:03.27+02:00 000000A4 E". The category is no part of this text.
+    // zone: "2026/07/14-09:05:03.27+02:00 000000A4 E". The category is not part of this text.
     TTracePrefix(Form form, unsigned long level, unsigned long parts = 0) noexcept;
 
     char const *Text() const noexcept { return fText; }

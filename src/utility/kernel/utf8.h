@@ -2,8 +2,8 @@
 #define TUZUTIL_UTF8
 
 // Reads and writes UTF-8, one character at a time, as the Unicode standard defines it: without overlong forms and
-// surrogates, and with nothing beyond U+10FFFF. Of malformed bytes, as many are read at once as could begin a
-// character. So one replacement character stands for all of these bytes, as the standard recommends.
+// surrogates, and with nothing beyond U+10FFFF. Of malformed bytes, the longest run that could begin a character is
+// read at once. One replacement character stands for the whole run, as the standard recommends.
 
 #include "utility/kernel/utf16.h"
 
@@ -16,11 +16,11 @@ namespace utf8 {
 constexpr std::uint32_t malformed = 0xFFFFFFFF;
 constexpr std::uint32_t replacement = 0xFFFD;
 
-// Whether narrow text is UTF-8, whatever the locale says. TUnicode::SetUtf8Mode() sets it.
+// True if narrow text is UTF-8, whatever the locale says. TUnicode::SetUtf8Mode() sets it.
 extern std::atomic<bool> isMode;
 
-// Reads the character at `at` and returns it, or `malformed` if there is none. Moves `at` after the bytes that were
-// read. REQUIRES: at is not end.
+// Reads the character at `at` and returns it, or `malformed` if the bytes are not a character. Moves `at` after the
+// bytes that were read. REQUIRES: at is not end.
 inline std::uint32_t Read(char const *&at, char const *end) noexcept {
     auto const lead = static_cast<unsigned char>(*at++);
     if (lead < 0x80)

@@ -1,5 +1,5 @@
 // The operators of tagged values. Tables say for each operator which kinds of values it accepts, and how it computes
-// the result. An operator looks its outcome up before it changes anything.
+// the result. An operator looks up its outcome before it changes anything.
 
 #include "tuzutil/TAGVAR.h"
 #include "utility/kernel/value_reports.h"
@@ -131,7 +131,7 @@ struct TagVar::TOperators {
     static TString *Text(TagVar const &value) noexcept { return value.Object<TString>(); }
     static TDateTime *Moment(TagVar const &value) noexcept { return value.Object<TDateTime>(); }
 
-    // Sets the left value to the result: of `words(left, right, isSigned)` for words, or of `reals(left, right)` for
+    // Sets the left value to the result of `words(left, right, isSigned)` for words, or of `reals(left, right)` for
     // reals. If both texts exist, `texts(left, right)` changes the left one. If only the right text exists, the left
     // value gets a copy of it.
     template <typename Words, typename Reals, typename Texts>
@@ -249,7 +249,7 @@ int TagVar::IsEqual(TagVar const &other) const {
     switch (TOperators::Outcome(fsIsEqual, *this, other, __LINE__)) {
     case 'r': return TOperators::Real(*this) == TOperators::Real(other);
     case 's':
-        // If either value owns no text, the result is whether the left value owns one, as TAGVAR.h says.
+        // If either value owns no text, the values are equal exactly if the left value owns one, as TAGVAR.h says.
         return left && right ? TOperators::Text(*this)->isEqual(*TOperators::Text(other)) : left;
     case 't': return left && right ? TOperators::Moment(*this)->IsEqual(*TOperators::Moment(other)) : left;
     case '=': return 1;

@@ -161,7 +161,7 @@ inline constexpr auto fsShifted = [] {
     return shifted;
 }();
 
-// Decodes groups until fewer than four characters are left, or a group contains one outside the alphabet.
+// Decodes groups until fewer than four characters are left, or a group contains a character outside the alphabet.
 inline void DecodeRun(Position &at, char const *end) noexcept {
     for (; end - at.from >= 4; at.from += 4, at.to += 3) {
         auto const *const text = reinterpret_cast<Byte const *>(at.from);

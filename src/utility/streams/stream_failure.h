@@ -15,8 +15,8 @@
 #include <memory>
 #include <vector>
 
-// A link refers to one stream. The stream's control and the exceptions under way share the link, so it may outlive the
-// stream.
+// A link refers to one stream. The stream's control and the exceptions under way share the link, so the link may
+// outlive the stream.
 class TStreamLink {
 public:
     explicit TStreamLink(std::ios *stream) noexcept : fStream(stream) {}

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_FORKS
 #define TUZUTIL_FORKS
 
-// TForks: what the library does when the process forks. During the fork, the forking thread holds the locks of the
-// destinations, the observers, the timers and the registry of categories. So the child finds their data consistent, and
-// no trace entry half written. The locks are taken in the same order as by all other code: a destination may call
+// TForks: keeps the library's data consistent when the process forks. During the fork, the forking thread holds the
+// locks of the destinations, the observers, the timers and the registry of categories. So the child finds complete data
+// and complete trace entries. The locks are taken in the same order as by all other code: a destination may call
 // observers, and destinations and observers may set timers. Under the lock of the timers, other code takes only locks
 // of the platform.
 

@@ -13,9 +13,9 @@ public:
     // only if nothing is missing, so that nothing is traced later.
     static bool HasAll(TThread &thread);
 
-    // Starts the thread and returns true. The thread takes over one reference of the caller, and releases it when it
-    // ends. The object counts as running at once. If no thread could be started, returns false, and the caller keeps
-    // the reference.
+    // Starts the thread and returns true. The thread takes over one reference of the caller, and releases the reference
+    // when the thread ends. The object counts as running at once. If no thread could be started, returns false, and the
+    // caller keeps the reference.
     static bool StartUnannounced(TThread &thread);
 
     // Traces that a thread could not be started.
