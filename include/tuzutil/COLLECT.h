@@ -45,8 +45,8 @@ public:
     // Appends if the position is 0 or not less than the count. Otherwise makes the chain of links circular: the new
     // link follows the last link and precedes the first one. The new link is then both the first and the last link. The
     // count grows by 2. A cursor stops before it would return to the first link. If the next change is another Add(),
-    // that Add() cuts the older links off. Their elements are then no longer in the set, and the set never deletes
-    // them.
+    // that Add() cuts the older links off. The elements of the older links are then no longer in the set, and the set
+    // never deletes these elements.
     void Add(void *element, unsigned long position);
     void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
     void *Find(unsigned long index) const noexcept; // null if the index is not less than the count

@@ -46,8 +46,8 @@ public:
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TConcatStreamBuf() override;
 
-    // If `on` is not 0, a line end is added to the last line of a source if it has none. If both `on` and the `crLf` of
-    // the constructor are not 0, every line end becomes CR LF, even the line end of an empty line.
+    // If `on` is not 0, a line end is added to the last line of a source if that line has none. If both `on` and the
+    // `crLf` of the constructor are not 0, every line end becomes CR LF, even the line end of an empty line.
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
 protected:

@@ -14,7 +14,8 @@
 // Threads:    Any thread may use a TFormat.
 // Failures:   None when the program runs: what the compiler does not check is printed as TTextMessage says.
 // Surprises:
-// - The compiler checks under C++20, if it has consteval. Otherwise faults show when the message is printed.
+// - Formats are checked under C++20, by compilers that have consteval. Otherwise faults show when the message is
+//   printed.
 // - The check is stricter than the printing: an argument that no conversion uses is an error, and so are unknown
 //   conversions, "%n" and "%S".
 // - A TagVar fits every conversion, and so does a type that makes a TagVar of itself: the kind is known only at run

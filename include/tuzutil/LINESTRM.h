@@ -34,7 +34,8 @@
 #include <ostream>
 #include <string>
 
-// The outcome of ReadLine(). Unless it is `end`, ReadLine() took one whole line from the source, with its line end.
+// The outcome of ReadLine(). Unless the outcome is `end`, ReadLine() took one whole line from the source, with its line
+// end.
 enum class TLineRead {
     line,               // CR LF ended the line
     tooLong,            // the line is longer than the limit; the bytes beyond the limit were skipped

@@ -77,7 +77,7 @@ private:
     friend class TTextMessageStore;
 
     TTextMessageStore *FindStore(TTextMessage::StoreID const &id) const;
-    bool Register(TTextMessageStore *store); // false if its name is taken
+    bool Register(TTextMessageStore *store); // false if the store's name is taken
     void Deregister(TTextMessageStore const *store);
 
     static TMutexSemaphore &fsMutex; // a thread that holds it takes no other lock

@@ -21,7 +21,7 @@
 // - Once an object has found a path, every later search returns that path.
 // - If nothing is found, FindInPath() and FindFile() without an argument return the file of the program itself.
 //   Therefore the texts of a program and those of its libraries must not have the same numbers.
-// - Check a language that comes from a stranger before you set it: it becomes part of a path.
+// - Check a language that comes from a stranger before you set it: the language becomes part of a path.
 // - When tuzutil itself is loaded, it sets the locale of the process from the environment. The locale affects decimal
 //   points, letter case and the system's texts, but not the language of messages.
 

@@ -20,7 +20,7 @@
 // Surprises:
 // - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns such
 //   a result with the last bytes, these bytes are lost.
-// - The stream cannot seek. Its position is that of the object.
+// - The stream cannot seek. The position is that of the IStream.
 
 #include "tuzutil/EXPORT.h"
 

@@ -12,8 +12,8 @@
 // Ownership:  str() freezes the stream: the block then belongs to the caller. The caller must either release it with
 //             free() or return it to the stream with freeze(0).
 // Threads:    One thread at a time may use a stream.
-// Failures:   A write sets the bad bit if the block is frozen, if it would exceed INT_MAX bytes, or if there is no
-//             memory for it.
+// Failures:   A write sets the bad bit if the block is frozen, if the block would exceed INT_MAX bytes, or if there is
+//             no memory.
 // Surprises:
 // - The text has no terminating zero unless std::ends is written.
 // - Formatting does not depend on the global locale.

@@ -16,7 +16,7 @@
 //
 // Ownership:  The stream is borrowed. If the stream is destroyed before the control, call Attach(nullptr) first.
 // Threads:    One thread at a time may use a control and its stream. If another thread gets the exception, that thread
-//             must destroy it before the stream is used again.
+//             must destroy the exception before the stream is used again.
 // Failures:   The control itself does not fail.
 // Surprises:
 // - In the handler the stream is still bad, and its exception mask has badbit and failbit. When the last copy of the
@@ -33,7 +33,7 @@ class TStreamLink;
 
 // When the buffer of a standard stream throws, the stream sets badbit or failbit. The stream then drops the exception,
 // unless its exception mask has that bit. Therefore this class sets both bits in the mask when the buffer throws an
-// exception of DOTBYTE.h. It restores the mask when the last copy of the exception is destroyed.
+// exception of DOTBYTE.h. The class restores the mask when the last copy of the exception is destroyed.
 class TUZUTIL_API TStreamControl {
 public:
     TStreamControl() noexcept = default;

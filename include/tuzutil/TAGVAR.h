@@ -168,7 +168,7 @@ public:
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}
     TagVar(unsigned short value) noexcept : TagVar(static_cast<unsigned int>(value)) {}
     TagVar(unsigned int value) noexcept : fType(unsignedInteger), fCell(value) {}
-    // If the value fits in 32 bits, its kind is integer or unsignedInteger. Otherwise it is integer64 or
+    // If the value fits in 32 bits, its kind is integer or unsignedInteger. Otherwise the kind is integer64 or
     // unsignedInteger64.
     TagVar(long value) noexcept;
     TagVar(unsigned long value) noexcept;
@@ -270,8 +270,8 @@ public:
     TagVar &operator>>=(TagVar const &other);
 
     // A text value may own no text. As the right operand of IsEqual(), such a value equals every text value that owns a
-    // text. As the left operand, it equals nothing, not even itself. IsLessThan() takes it for less than every text
-    // value that owns a text. The same holds for date-times.
+    // text. As the left operand, it equals nothing, not even itself. IsLessThan() takes such a value for less than
+    // every text value that owns a text. The same holds for date-times.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     int LogicalAnd(TagVar const &other) const;

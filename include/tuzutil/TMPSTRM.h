@@ -48,7 +48,7 @@ public:
 
     // Returns a value other than 0 to move the content to the file now. Subclasses must override this function. The
     // test may inspect the blocks, seek and write. If the test seeks to a block with room and returns 0, writing
-    // continues there. After the move to the file, writing continues at the end. While the test writes, it may be
+    // continues there. After the move to the file, writing continues at the end. While the test writes, the test may be
     // called again.
     virtual int Test(TTempStreamBuf *buf);
 };
@@ -57,8 +57,8 @@ public:
 // stays in memory.
 //
 // The file. On Windows, the file has a random name in the user's folder for temporary files, and nobody else can open
-// it while it is open. On Linux, the file has no name. A trace entry at level "er" says that the file was opened, or
-// that it could not be opened.
+// the file while the stream has it open. On Linux, the file has no name. A trace entry at level "er" says that the file
+// was opened, or that it could not be opened.
 //
 // Position. After the move, reading and writing share one position, which is first the end of the file. The buffer
 // reads ahead: flush(), tellg(), WriteTo() and a seek move the position back to the byte that is to be read next.

@@ -63,7 +63,7 @@ public:
     TTrace::Category const *Next() noexcept;
 
 private:
-    mutable TTraceSetKnown::TEntry const *fEntry; // Element() moves it on if the category has left
+    mutable TTraceSetKnown::TEntry const *fEntry; // Element() moves it to the next entry if the category has left
 };
 
 // An entry of a table: a category, and whether it is on.

@@ -134,7 +134,7 @@ struct TStringBuffer {
 };
 
 // Defines an operator between a string and another form of text. The operator is a friend, so the compiler considers it
-// only if one of the operands is a string. It never competes with operators for the texts of other libraries.
+// only if one of the operands is a string. The operator never competes with operators for the texts of other libraries.
 #define TUZUTIL_COMPARE_WITH_TEXT(Class, If, op)                                                                       \
     template <typename T>                                                                                              \
     friend tuzutil::If<T> operator op(Class const &a, T const &b) {                                                    \
@@ -146,7 +146,7 @@ struct TStringBuffer {
     }
 
 // Defines an operator between a string and a standard narrow text, and does not make a string of that text. IsSame()
-// and IsLess() take a view of it.
+// and IsLess() take a view of the text.
 #define TUZUTIL_COMPARE_IN_PLACE(op, result)                                                                           \
     template <typename T>                                                                                              \
     friend tuzutil::IfNarrow<T> operator op(TString const &left, T const &right) noexcept {                            \
@@ -181,9 +181,10 @@ public:
     // Takes text of type char8_t, if the compiler has this type for UTF-8.
     template <typename Char, typename = IfChar8<Char>>
     TString(Char const *text) : TString(reinterpret_cast<char const *>(text)) {}
-    // Makes a string of exactly `count` bytes. They are copied from `bytes`, zero bytes included. If `bytes` is null,
-    // they are `count` times `fill`. In this case, a count of more than 1 GiB throws "Bad count for this String" before
-    // memory is allocated. Such a count comes from an error, for example indexOf() - 1 if nothing was found.
+    // Makes a string of exactly `count` bytes. The bytes are copied from `bytes`, zero bytes included. If `bytes` is
+    // null, the string consists of `count` times `fill`. In this case, a count of more than 1 GiB throws "Bad count for
+    // this String" before memory is allocated. Such a count comes from an error, for example indexOf() - 1 if nothing
+    // was found.
     TString(void const *bytes, unsigned int count, char fill);
     // Copies the bytes of a standard string or view, zero bytes included. The result is never null.
     template <typename Text, tuzutil::IfNarrow<Text> = true>
@@ -228,7 +229,7 @@ public:
 
     bool empty() const noexcept { return length() == 0; } // also for a null string
 
-    // Return the data; never null. A zero follows them. A null string counts as empty.
+    // Return the data; never null. A zero follows the data. A null string counts as empty.
     char const *data() const noexcept { return fBuffer ? fBuffer->Data() : tuzutil::noText; }
     char const *c_str() const noexcept { return data(); }
     char const *begin() const noexcept { return data(); }
@@ -313,8 +314,8 @@ public:
     TString &operator&=(TString const &other);
 
     // Return at most `count` bytes: the first ones, the last ones, or those from `start` on. If the string has fewer,
-    // the result is shorter. It is null only if this string is null. A start of 0 throws "Bad value to truncate this
-    // String".
+    // the result is shorter. The result is null only if this string is null. A start of 0 throws "Bad value to truncate
+    // this String".
     TString left(unsigned int count) const;
     TString right(unsigned int count) const;
     TString mid(unsigned int start, unsigned int count = fsToEnd) const;
@@ -332,7 +333,7 @@ public:
     // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. A start of 0 throws as
     // above.
     TString &remove(unsigned int start, unsigned int count);
-    // Replaces up to `count` occurrences of `pattern` at or after `start`. If it replaced anything, the result has no
+    // Replaces up to `count` occurrences of `pattern` at or after `start`. If anything was replaced, the result has no
     // flags.
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
@@ -520,7 +521,8 @@ struct fmt::formatter<TString> : fmt::formatter<std::string_view> {
 };
 #endif
 
-// Extracting into a string does not compile, because an extraction into its characters would not know where they end.
+// Extracting into a string does not compile, because it would write to the string's characters without knowing where
+// these end.
 std::istream &operator>>(std::istream &in, TString const &text) = delete;
 
 // These are the friends above. Declared here, they also compare objects that merely convert to strings.
@@ -571,7 +573,8 @@ public:
 #undef TUZUTIL_COMPARE_WITH_TEXT
 #undef TUZUTIL_COMPARE_IN_PLACE
 
-// TStringAndWipe: a TString for secrets. Its buffer is zeroed when the last string that shares it releases it.
+// TStringAndWipe: a TString for secrets. The buffer of a secret is zeroed when the last string that shares the buffer
+// releases it.
 //
 // Example:
 //     TStringAndWipe secret(password);

@@ -26,8 +26,8 @@
 class TUZUTIL_API TUnicode {
 public:
     // Says what the functions do with malformed text. `strict` throws. `replace` puts one U+FFFD for each longest run
-    // of bytes that could begin a character, and for each other malformed byte. It does the same for each unpaired
-    // surrogate, and for the odd last byte of 16-bit text.
+    // of bytes that could begin a character, and for each other malformed byte. `replace` does the same for each
+    // unpaired surrogate, and for the odd last byte of 16-bit text.
     enum Faults { strict, replace };
 
     static TString FromUtf8(TString const &text, Faults faults = strict); // 16-bit text
@@ -40,8 +40,8 @@ public:
 
     // Switches the UTF-8 mode on or off, and returns whether it was on before. In this mode, narrow text counts as
     // UTF-8, whatever the locale and the system say. This holds for messages and trace lines that hold 16-bit text, and
-    // for the texts of language libraries. Without the mode, Windows loads narrow texts of language libraries in its
-    // code page, so one line can mix encodings.
+    // for the texts of language libraries. Without the mode, Windows loads narrow texts of language libraries in the
+    // system's code page, so one line can mix encodings.
     static int SetUtf8Mode(int on) noexcept;
     static int IsUtf8Mode() noexcept;
 };

@@ -2,9 +2,9 @@
 #define TUZUTIL_PLATFORM_FAST_MUTEX
 
 // TFastMutex: a recursive lock within one process, which calls the system only if a thread has to wait. This class is
-// the same on every system. The mutex.cpp of each system uses it for locks without a name, and defines how threads
-// wait. TThreadRecord holds what the locks know about a thread. Taking a lock without waiting, and releasing it, takes
-// no other lock and allocates no memory. Nothing is traced.
+// the same on every system. The mutex.cpp of each system uses TFastMutex for locks without a name, and defines how
+// threads wait. TThreadRecord holds what the locks know about a thread. Taking a lock without waiting, and releasing
+// it, takes no other lock and allocates no memory. Nothing is traced.
 
 #include "platform/platform.h"
 
@@ -111,7 +111,7 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     if (fState.compare_exchange_strong(expected, free, std::memory_order_release, std::memory_order_acquire))
         return;
     // PrepareWake() must be called before the lock is free, because the lock may be deleted afterwards. If the system
-    // uses fPlace, it is set by now: a waiter sets it before it sets the state to `heldAndWaitedFor`.
+    // uses fPlace, it is set by now: a waiter sets fPlace before the state becomes `heldAndWaitedFor`.
     TWaitPlace *const place = PrepareWake();
     fState.store(free, std::memory_order_release);
     WakeOne(place);

@@ -3,7 +3,7 @@
 
 // TNoCancel: keeps this thread from being cancelled while the object exists. Code that catches and drops all exceptions
 // needs a TNoCancel. On some systems, a cancellation unwinds the thread like an exception, and catch (...) must not
-// drop it. Takes no locks.
+// drop that unwinding. Takes no locks.
 
 #include "platform/platform.h"
 

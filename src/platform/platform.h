@@ -232,9 +232,9 @@ void CloseTempFile(TempFile file) noexcept;
 
 // A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. A shared
 // file keeps its content if it is `joined`. With `joinedOrBegun`, the first process that shares the file empties it; on
-// Linux, only if the file belongs to its user. A new file gets the permissions `mode`, if the system has such
-// permissions. Returns null, with LastError(), on failure. May block. REQUIRES: for a shared file, the caller holds the
-// named lock that all processes use.
+// Linux, only if the file belongs to the user of that process. A new file gets the permissions `mode`, if the system
+// has such permissions. Returns null, with LastError(), on failure. May block. REQUIRES: for a shared file, the caller
+// holds the named lock that all processes use.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;

@@ -119,7 +119,8 @@ TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept
 }
 
 // Called before the last link gets a new successor. After an insertion in the middle, the last link leads to older
-// links, which would then be unreachable. They are moved to the list fDetached, which the destructor deletes.
+// links, which would then be unreachable. These older links are moved to the list fDetached, which the destructor
+// deletes.
 void TBaseSetOf::Detach() noexcept {
     TElement *const cut = fLast->next;
     if (!cut || cut == fFirst)

@@ -223,8 +223,8 @@ void TDotByteStreamBuf::BeforeRead() {
 
 TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     char *begin = fBuffer.get();
-    // A full piece has fsAreaSize - 1 bytes. It is delivered before the next byte of the source, which may not have
-    // arrived, is inspected.
+    // A full piece has fsAreaSize - 1 bytes. The piece is delivered before the next byte is inspected, because that
+    // byte may not have arrived yet.
     source_reader::Stop const stop =
         source_reader::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered, &fHasBareReturn);
     bool const lineFeed = stop == source_reader::Stop::lineFeed && source_reader::TakeLineFeed(*fSource, stop);

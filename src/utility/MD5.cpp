@@ -79,7 +79,8 @@ CalculateMD5::CalculateMD5() noexcept : fState{0x67452301, 0xEFCDAB89, 0x98BADCF
 
 CalculateMD5::~CalculateMD5() {
     platform::SecureZero(fBlock, sizeof fBlock);
-    // In a keyed digest, the state after the key must stay as secret as the key: with it, anybody can compute digests.
+    // In a keyed digest, the state after the key must stay as secret as the key: with that state, anybody can compute
+    // digests.
     platform::SecureZero(fState, sizeof fState);
 }
 

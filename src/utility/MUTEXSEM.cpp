@@ -1,6 +1,6 @@
 // Locks, events and their guards: TSemaphore, TMutexSemaphore, TMutexSemaphoreWithEvent. The platform provides the
-// events and locks; this source converts its results and traces failures. Lock() and Unlock() must not trace, because
-// tracing takes locks. Trace entries about events name THREAD as their source file.
+// events and locks; this source converts the results of the platform and traces failures. Lock() and Unlock() must not
+// trace, because tracing takes locks. Trace entries about events name THREAD as their source file.
 
 #include "tuzutil/MUTEXSEM.h"
 
@@ -123,7 +123,7 @@ int TSemaphore::ClearAndWait() {
 // Locks
 
 // An inline constant of an exported class is imported on some systems if a program that is not optimized takes its
-// address. So the library has a definition of it.
+// address. So the library defines this constant.
 constexpr long TMutexSemaphore::fsInfinite;
 
 TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(nullptr) {

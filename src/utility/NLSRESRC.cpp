@@ -1,6 +1,6 @@
 // TSearchNLSPath and TNLSResourceDll: the search for a language library by a template of paths, and the library itself.
 // The settings (the language and the template) belong to the whole process and have no lock. REQUIRES: the program
-// changes them only while it has one thread.
+// changes the settings only while it has one thread.
 
 #include "tuzutil/NLSRESRC.h"
 

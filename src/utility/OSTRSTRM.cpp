@@ -25,7 +25,7 @@ char *oStringStreamBuf::str() {
 }
 
 // While the block is frozen, the put area ends after the bytes written. The area then has no room, so every write calls
-// overflow(), which refuses it.
+// overflow(), which refuses the write.
 void oStringStreamBuf::freeze(int frozen) {
     fFrozen = frozen != 0;
     int const used = pcount();

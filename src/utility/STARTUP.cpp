@@ -1,6 +1,7 @@
 // Defines all global objects of the library that need code at start-up, in the order of construction. They are in one
-// source file, because C++ fixes the order of construction only within a file. They are destroyed in reverse order. An
-// object that static objects of other libraries may use in their destructors is never destroyed (see immortal.h).
+// source file, because C++ fixes the order of construction only within a file. The objects are destroyed in reverse
+// order. An object that static objects of other libraries may use in their destructors is never destroyed (see
+// immortal.h).
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"

@@ -1,6 +1,6 @@
 // TTraceStreamBase, the destination that writes to a stream or file, and TTraceWindowsDebugBase, which writes to the
-// debugger. The lock fsFileMutex keeps records from mixing. It is taken under the trace lock, and a stream is never
-// destroyed while it is held.
+// debugger. The lock fsFileMutex keeps records from mixing. This lock is taken under the trace lock. While fsFileMutex
+// is held, no stream is destroyed.
 
 #include "tuzutil/TRACESTR.h"
 

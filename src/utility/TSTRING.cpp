@@ -252,7 +252,7 @@ TString::TString(void const *bytes, unsigned int count, char fill) : fBuffer(nul
 }
 
 // An inline constant of an exported class is imported on some systems if a program that is not optimized takes its
-// address. So the library has a definition of it.
+// address. So the library defines this constant.
 constexpr unsigned int TString::fsToEnd;
 
 TString::TString(long number) : TString(DecimalText(number)) {}

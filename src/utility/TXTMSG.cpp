@@ -130,7 +130,7 @@ TString const &TTextMessage::QueryMessage() const {
     return fFormatted;
 }
 
-// Returns the text of this message from its store. If the store throws, returns a null text, as if it had none.
+// Returns the text of this message from its store. If the store throws, returns a null text, as if the store had none.
 TString TTextMessage::StoredText() const noexcept {
     if (fStore.length() == 0)
         return TString();

@@ -175,7 +175,7 @@ private:
             return fAt;
         if (high)
             return highBegin;
-        // Fewer than six bits may be left over, and they are zero.
+        // At the end of a run, fewer than six bits may be left over, and they must be zero.
         if (pending >= 6 || (accumulator & ((1u << pending) - 1)))
             return fAt - 1;
         ++fAt;

@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_POSIX_FUTEX
 
 // Functions with which threads of one process wait on a word of memory. Locks and events are built on these functions.
-// They take no locks.
+// The functions themselves take no locks.
 
 #include "platform/posix/deadline.h"
 

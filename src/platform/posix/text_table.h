@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_PLATFORM_POSIX_TEXT_TABLE
 #define TUZUTIL_PLATFORM_POSIX_TEXT_TABLE
 
-// TTextTable: the texts of a language library on systems whose libraries have no string resources. Such a library
-// exports one symbol of this type, which tools/tuzutil_messages.py writes. If the layout changes, the tool and
-// fsVersion must change too.
+// TTextTable: the texts of a language library on systems whose libraries have no string resources. The language library
+// exports one symbol of this type. The definition of the symbol is written by tools/tuzutil_messages.py. If the layout
+// changes, the tool and fsVersion must change too.
 
 #include <cstdint>
 

@@ -29,8 +29,8 @@ struct platform::Mutex {
 };
 
 // The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
-// lock, because a thread may be about to post it. Such a post wakes a waiter of the other lock without a reason. That
-// waiter inspects its lock and continues to wait.
+// lock, because a thread may be about to post the event. Such a post wakes a waiter of the other lock without a reason.
+// That waiter inspects its lock and continues to wait.
 struct platform::TWaitPlace {
     HANDLE const event;
     TWaitPlace *next; // in the list of unused places

@@ -28,8 +28,8 @@ std::string_view TakeField(std::string_view &rest) noexcept {
     return field;
 }
 
-// The mask of levels or components that a field of the selection sets. If the field begins with a sign, it changes the
-// current mask. Otherwise the mask starts at 0.
+// The mask of levels or components that a field of the selection sets. If the field begins with a sign, the field
+// changes the current mask. Otherwise the mask starts at 0.
 class TMaskChange {
 public:
     TMaskChange(std::string_view field, unsigned long current) noexcept

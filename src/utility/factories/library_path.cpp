@@ -1,5 +1,5 @@
-// TLibpath: the list of directories in which factory libraries are searched. Both functions hold TLibpath::fsMutex, and
-// take no other lock meanwhile.
+// TLibpath: the list of directories in which factory libraries are searched. The functions below hold
+// TLibpath::fsMutex, and take no other lock meanwhile.
 
 #include "utility/factories/library_path.h"
 

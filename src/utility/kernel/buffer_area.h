@@ -11,7 +11,7 @@
 class TBufferArea : private std::streambuf {
 public:
     // Take() moves `count` bytes out of the get area, and Put() moves them into the put area. If the area has fewer
-    // bytes or less room, they move nothing and return false.
+    // bytes or less room, the functions move nothing and return false.
     static bool Take(std::streambuf &buffer, void *to, int count) noexcept {
         char const *const from = (buffer.*&TBufferArea::gptr)();
         if ((buffer.*&TBufferArea::egptr)() - from < count)

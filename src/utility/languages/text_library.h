@@ -17,8 +17,8 @@ namespace text_library {
 
 inline TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/MSGSTRPM");
 
-// Runs `act`, and returns true unless it throws. If it throws a TException, calls `known` with the contents of the
-// exception. If it throws any other exception, calls `unknown`.
+// Runs `act`, and returns true unless it throws. If `act` throws a TException, calls `known` with the contents of the
+// exception. If `act` throws any other exception, calls `unknown`.
 template <typename Act, typename Known, typename Unknown>
 bool Attempt(Act act, Known known, Unknown unknown) {
     TNoCancel const noCancel;

@@ -22,7 +22,7 @@ enum class Stop {
 // then `count` is correct, and a second call with the same arguments continues.
 //
 // If `hasBareReturn` is not null, `*hasBareReturn` becomes true if a byte that is no line feed follows a CR among the
-// bytes read. It never becomes false.
+// bytes read. `*hasBareReturn` never becomes false.
 Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count,
                     bool *hasBareReturn = nullptr);
 
