@@ -33,15 +33,19 @@ void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by v
     list[4] = entry;
 }
 
-// Puts a text together: without memory, only counts its bytes.
+// Puts a text together. Without memory, only counts its bytes; otherwise cuts the text to the room that there is.
 class TPieces {
 public:
-    explicit TPieces(char *memory) noexcept : fMemory(memory) {}
+    TPieces() noexcept = default;
+    TPieces(char *memory, std::size_t room) noexcept : fMemory(memory), fRoom(room) { *fMemory = '\0'; }
 
     void Put(char const *text) noexcept {
-        std::size_t const count = std::strlen(text);
-        if (fMemory)
-            std::memcpy(fMemory + fLength, text, count + 1);
+        std::size_t count = std::strlen(text);
+        if (fMemory) {
+            count = std::min(count, fRoom - fLength);
+            std::memcpy(fMemory + fLength, text, count);
+            fMemory[fLength + count] = '\0';
+        }
         fLength += count;
     }
     void Put(unsigned long number) noexcept {
@@ -52,7 +56,8 @@ public:
     std::size_t Length() const noexcept { return fLength; } // without the terminating zero
 
 private:
-    char *fMemory;
+    char *fMemory = nullptr;
+    std::size_t fRoom = 0; // without the terminating zero
     std::size_t fLength = 0;
 };
 
@@ -105,12 +110,12 @@ void Describe(TPieces &pieces, TException const &problem) noexcept {
 char const *TException::TDescription::Text(TException const &problem) noexcept {
     if (char const *const made = fText.load(std::memory_order_acquire))
         return made;
-    TPieces counted(nullptr);
+    TPieces counted;
     Describe(counted, problem);
     auto *const text = static_cast<char *>(std::malloc(counted.Length() + 1));
     if (!text)
         return nullptr;
-    TPieces pieces(text);
+    TPieces pieces(text, counted.Length());
     Describe(pieces, problem);
     char *other = nullptr;
     if (fText.compare_exchange_strong(other, text, std::memory_order_acq_rel))

@@ -1,5 +1,5 @@
 // TThread itself has no body: only objects of classes that derive from it can be made.
-
+// error: .*TThread::TThread.* is protected
 #include "tuzutil/THREAD.h"
 
 class TFetch : public TThread {
