@@ -44,7 +44,7 @@ function(tuzutil_add_suite name)
     target_link_libraries(${suite} PRIVATE tuzutil::tuzutil gtest_main Threads::Threads ${arg_LIBRARIES})
     target_compile_definitions(${suite} PRIVATE ${arg_DEFINITIONS})
     if(NOT arg_OPTIMIZED AND NOT arg_SEAM AND NOT arg_OWN_COPY)
-        target_compile_options(${suite} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
+        target_compile_options(${suite} PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-O0>)
     endif()
     if(arg_SEAM OR arg_OWN_COPY)
         # The copy is the program's own, and is not looked for in the DLL.
