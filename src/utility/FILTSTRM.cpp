@@ -18,6 +18,16 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM");
 
+// Copies the bytes that can be put back. Nearly always these are as many as there is room for, or none: with a constant
+// number the compiler needs no call.
+template <std::size_t most>
+void CopyBytes(char const *from, std::size_t count, char *to) noexcept {
+    if (count == most)
+        std::memcpy(to, from, most);
+    else
+        std::copy_n(from, count, to);
+}
+
 } // namespace
 
 TFilterStreamBuf::~TFilterStreamBuf() = default;
@@ -38,7 +48,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         setg(nullptr, nullptr, nullptr);
         char read[fsPutBackRoom];
         std::size_t const count = std::min(static_cast<std::size_t>(end - back), fsPutBackRoom);
-        std::copy_n(end - count, count, read);
+        CopyBytes<fsPutBackRoom>(end - count, count, read);
         TPiece const piece = ReadPiece();
         if (piece.begin == piece.end) {
             // The bytes of the previous piece can still be put back if they have not been overwritten.
@@ -49,7 +59,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         // The bytes that were read last are copied to the place in front of the new ones. The room in front of the
         // copied bytes is for bytes that are put back.
         std::size_t const kept = std::min(count, static_cast<std::size_t>(piece.begin - piece.back));
-        std::copy_n(read + (count - kept), kept, piece.begin - kept);
+        CopyBytes<fsPutBackRoom>(read + (count - kept), kept, piece.begin - kept);
         fBack = piece.back;
         setg(piece.begin - kept, piece.begin, piece.end);
         return traits_type::to_int_type(*gptr());

@@ -112,13 +112,17 @@ TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;
 
-    source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, piece, limit, fGathered);
-    bool const lineEnds = source_reader::TakeLineFeed(*fSource, stop);
+    std::size_t count = 0;
+    bool lineEnds = fGathered == 0 && source_reader::TakeHeldLine(*fSource, piece, limit, count);
+    if (!lineEnds) {
+        source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, piece, limit, fGathered);
+        lineEnds = source_reader::TakeLineFeed(*fSource, stop);
+        count = std::exchange(fGathered, 0);
+    }
     // The line is counted even if nothing was read. So the end of the data counts as one more line, as LINESTRM.h says.
     if (fAtLineStart)
         ++fLinesRead;
     fAtLineStart = lineEnds;
-    std::size_t count = std::exchange(fGathered, 0);
     if (lineEnds)
         piece[count++] = '\n';
     return {back, piece, piece + count};

@@ -5,8 +5,12 @@
 // line is no failure. The source gets eofbit at its end, and badbit if its buffer throws. Bytes after the line feed
 // stay in the source.
 
+#include "utility/kernel/buffer_area.h"
+#include "utility/kernel/byte_search.h"
+
 #include <cstddef>
-#include <iosfwd>
+#include <cstring>
+#include <istream>
 #include <string_view>
 
 namespace source_reader {
@@ -29,6 +33,29 @@ Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::si
 // Takes the next byte if it is a line feed, and returns whether it was one. `stop` is the result of ReadToLineFeed().
 // If `stop` is Stop::limit, the function inspects the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
+
+// Does what ReadToLineFeed() and TakeLineFeed() do for a line that the source's buffer already holds whole, with its
+// line feed within the first `limit` bytes, if no tied stream has to be flushed. Returns false, and does nothing, for
+// another line. Most lines are of the first kind, and calls would take as long as the rest of the work.
+inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, std::size_t &count,
+                         bool *hasBareReturn = nullptr) {
+    if (!source.good() || source.tie())
+        return false;
+    std::string_view const held = TBufferArea::Held(*source.rdbuf()).substr(0, limit);
+    if (held.empty())
+        return false;
+    bool hasBare = hasBareReturn && *hasBareReturn;
+    char const *const lineFeed =
+        byte_search::FindLineFeed(held.data(), held.data() + held.size(), hasBareReturn ? &hasBare : nullptr);
+    if (!lineFeed)
+        return false;
+    if (hasBareReturn)
+        *hasBareReturn = hasBare;
+    count = static_cast<std::size_t>(lineFeed - held.data());
+    std::memcpy(into, held.data(), count);
+    TBufferArea::Advance(*source.rdbuf(), count + 1);
+    return true;
+}
 
 // Returns the lines that the source's buffer already holds, so that they can be taken without a call of the buffer:
 // less than `size` bytes that end with LF. At least one more byte follows them in the buffer. Returns nothing if there
