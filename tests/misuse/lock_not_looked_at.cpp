@@ -1,0 +1,15 @@
+// Whoever tries to take a lock must look whether that succeeded.
+// error: ignoring return value of .*try_lock
+#include "tuzutil/MUTEXSEM.h"
+
+#pragma GCC diagnostic error "-Wunused-result"
+
+void Use(TMutexSemaphore &lock) {
+#ifdef WRONG
+    lock.try_lock();
+#else
+    if (!lock.try_lock())
+        return;
+#endif
+    lock.unlock();
+}
