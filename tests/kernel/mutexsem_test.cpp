@@ -540,7 +540,6 @@ TEST(Event, WaitsForDurationsAndUntilTimes) {
     TSemaphore event;
     auto const begin = steady_clock::now();
     EXPECT_EQ(event.Wait(milliseconds(20)), 1);
-    EXPECT_GE(steady_clock::now() - begin, milliseconds(20));
     EXPECT_EQ(event.Wait(begin + milliseconds(50)), 1);
     EXPECT_GE(steady_clock::now() - begin, milliseconds(50));
     EXPECT_EQ(event.Wait(system_clock::now() - hours(1)), 1);

@@ -429,6 +429,14 @@ TOutcome ArmsATimer() {
     return isArmed ? done : reported;
 }
 
+TOutcome FillsSharedMemory() {
+    auto const memory = ipcSharedMemory::OpenOrCreate("tuzutil.tests.outofmemory.filled", 64,
+                                                      [](void *block) { std::memset(block, 1, 64); });
+    if (!memory)
+        return memory.QueryError() != 0 ? reported : wrong;
+    return memory.TrueSize() == 64 && static_cast<char const *>(memory.Pointer())[63] == 1 ? done : wrong;
+}
+
 TOutcome SharesMemory() {
     ipcSharedMemory const memory("tuzutil.tests.outofmemory.block", 64);
     if (!memory)
@@ -529,12 +537,12 @@ TOperation const fsOperations[] = {
     OPERATION(WritesToNothing),      OPERATION(Locks),
     OPERATION(LocksByName),          OPERATION(PostsAnEvent),
     OPERATION(RunsAThread),          OPERATION(ArmsATimer),
-    OPERATION(SharesMemory),         OPERATION(NamesFiles),
-    OPERATION(ListsADirectory),      OPERATION(MakesDirectories),
-    OPERATION(FindsTexts),           OPERATION(LoadsALibrary),
-    OPERATION(CollectsElements),     OPERATION(WeaklyRefers),
-    OPERATION(FormatsATime),         OPERATION(TellsItsVersion),
-    OPERATION(AnswersWhat),
+    OPERATION(SharesMemory),         OPERATION(FillsSharedMemory),
+    OPERATION(NamesFiles),           OPERATION(ListsADirectory),
+    OPERATION(MakesDirectories),     OPERATION(FindsTexts),
+    OPERATION(LoadsALibrary),        OPERATION(CollectsElements),
+    OPERATION(WeaklyRefers),         OPERATION(FormatsATime),
+    OPERATION(TellsItsVersion),      OPERATION(AnswersWhat),
 };
 #undef OPERATION
 

@@ -56,10 +56,18 @@ protected:
         return ::fstatat(folder, file, &status, AT_SYMLINK_NOFOLLOW) == 0;
     }
 
+    // The file of a block that a process still fills.
+    bool IsUnfinishedThere() const {
+        char unfinished[platform::objectFileSize];
+        platform::ObjectFileName("memory.new", 1, name.c_str(), unfinished);
+        struct stat status;
+        return ::fstatat(folder, unfinished, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    }
+
     // By a process that is killed. Any other that makes a block may remove it from then on.
-    void LeaveBehind() const {
+    void LeaveBehind(char const *how = "create") const {
         std::string const ready = name + ".ready";
-        TProcess process("memory_user", {"create", name, "100", ready, name + ".release"});
+        TProcess process("memory_user", {how, name, "100", ready, name + ".release"});
         while (!std::ifstream(ready))
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         process.Kill();
@@ -102,6 +110,40 @@ TEST_F(SharedMemoryFile, OfAKilledProcessGoesWhenThisOneMakesAnotherBlock) {
     LeaveBehind();
     ipcSharedMemory const second((name + ".second").c_str(), 1);
     EXPECT_FALSE(IsThere());
+}
+
+TEST_F(SharedMemoryFile, HasANameOfItsOwnWhileItIsFilled) {
+    bool wasThere = true;
+    bool wasUnfinished = false;
+    {
+        auto const memory = ipcSharedMemory::OpenOrCreate(name.c_str(), 10, [&](void *) {
+            wasThere = IsThere();
+            wasUnfinished = IsUnfinishedThere();
+        });
+        EXPECT_FALSE(wasThere);
+        EXPECT_TRUE(wasUnfinished);
+        EXPECT_TRUE(IsThere());
+        EXPECT_FALSE(IsUnfinishedThere());
+    }
+    EXPECT_FALSE(IsThere());
+}
+
+TEST_F(SharedMemoryFile, OfAKilledMakerGoesWhenItIsLookedForOrAnotherBlockIsMade) {
+    LeaveBehind("fill");
+    EXPECT_FALSE(IsThere());
+    EXPECT_EQ(ipcSharedMemory(name.c_str()).rdstate(), 3);
+    EXPECT_FALSE(IsUnfinishedThere());
+    LeaveBehind("fill");
+    ipcSharedMemory const other((name + ".other").c_str(), 1);
+    EXPECT_FALSE(IsUnfinishedThere());
+}
+
+TEST_F(SharedMemoryFile, IsNotLeftByAThreadThatIsCancelledWhileItFillsTheBlock) {
+    EXPECT_TRUE(IsCancelledIn(
+        [this] { static_cast<void>(ipcSharedMemory::OpenOrCreate(name.c_str(), 10, [](void *) { CancelHere(); })); }));
+    EXPECT_FALSE(IsThere());
+    EXPECT_FALSE(IsUnfinishedThere());
+    EXPECT_EQ(ipcSharedMemory::OpenOrCreate(name.c_str(), 10, [](void *) {}).Owner(), 1);
 }
 
 TEST_F(SharedMemoryFile, FolderIsFreeWhileAChildMadeMeanwhileStillRuns) {
