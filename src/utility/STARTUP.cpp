@@ -122,6 +122,7 @@ constinit std::int64_t TMasterTimer::fsWakeTime = 0;
 constinit std::uint32_t TMasterTimer::fsCount = 0;
 constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
+constinit bool TMasterTimer::fsAreTimersLost = false;
 
 // 11. From here on, a fork of the process first waits for the locks of TForks, which are defined in 3 and 10.
 static bool const fsForksAreFollowed = TForks::Follow();

@@ -6,6 +6,9 @@
 #include "utility/threads/timer_thread.cpp"
 
 #include "support/CaptureTrace.h"
+#if !defined(_WIN32)
+#include "platform/posix/InChild.h"
+#endif
 
 #include <algorithm>
 #include <chrono>
@@ -27,6 +30,7 @@ std::int64_t TMasterTimer::fsWakeTime = 0;
 std::uint32_t TMasterTimer::fsCount = 0;
 TMasterTimer *TMasterTimer::fsOnly = nullptr;
 bool TMasterTimer::fsIsOver = false;
+bool TMasterTimer::fsAreTimersLost = false;
 
 namespace {
 
@@ -467,6 +471,27 @@ TEST_F(TimerClock, ThreadWithoutMemoryForItsFirstLockWaitsForItAndThenForTheLock
     }
     other.join();
     EXPECT_EQ(timer.QueryPostTime(), 1000010u);
+}
+
+// A thread forks that could not take the lock, while another one may be changing the queues.
+TEST_F(TimerClock, LostTimersOfAChildNeverPostAndStartNoThread) {
+    TEvent const event = NewEvent();
+    TTimer timer(event);
+    timer.Set(10);
+    int const threads = fsThreads;
+    EXPECT_EQ(InChild([&] {
+                  TMasterTimer::LoseTimers();
+                  fsNow += 10;
+                  TTimer other(event);
+                  other.Set(0);
+                  other.Set(std::chrono::seconds(0));
+                  timer.Set(0);
+                  timer.Cancel();
+                  return event->Wait(50) == 1 && fsThreads == threads ? 0 : 1;
+              }),
+              0);
+    fsNow += 10;
+    EXPECT_EQ(event->Wait(fsPatience), 0);
 }
 
 // The thread has no memory to take the lock, and gives up after a while. It must not post without the lock.

@@ -27,7 +27,11 @@ void TForks::InParent() noexcept {
     TTrace::Base::fsMutex.Unlock();
 }
 
+// Before() may have failed to take a lock, if the thread had no memory for its first one.
 void TForks::InChild() noexcept {
-    TMasterTimer::LoseThread();
+    if (TMasterTimer::fsLock.IsHeld())
+        TMasterTimer::LoseThread();
+    else
+        TMasterTimer::LoseTimers();
     InParent();
 }

@@ -38,6 +38,8 @@ void TMasterTimer::Remove(TTimerLink &link) noexcept {
 // Wakes the thread if it sleeps longer than until the timer is due. While a timer of the calendar clock is armed, the
 // thread reads that clock every second. So for another such timer, it must be woken only if the timer is already due.
 void TMasterTimer::Arm(TTimerLink &link) noexcept {
+    if (fsAreTimersLost)
+        return;
     bool const hadCalendarTimers = !fsArmed.IsEmpty();
     TTimerQueue &queue = QueueOf(link);
     queue.Add(link);
@@ -46,6 +48,11 @@ void TMasterTimer::Arm(TTimerLink &link) noexcept {
     bool const sleepsTooLong = link.isSteady ? static_cast<std::int64_t>(link.due) < fsWakeTime : !hadCalendarTimers;
     if (sleepsTooLong || (!link.isSteady && static_cast<std::int64_t>(link.due) <= TimeFor(queue)))
         fsOnly->fWake.Post();
+}
+
+void TMasterTimer::Disarm(TTimerLink &link) noexcept {
+    if (!fsAreTimersLost)
+        QueueOf(link).Remove(link);
 }
 
 TReference<TMasterTimer> TMasterTimer::New() noexcept {
@@ -104,6 +111,12 @@ void TMasterTimer::LoseThread() noexcept {
         lost->RemoveRef(); // the reference of the thread
         lost->RemoveRef(); // the reference of fsOnly
     }
+}
+
+void TMasterTimer::LoseTimers() noexcept {
+    fsIsOver = true;
+    fsAreTimersLost = true;
+    fsOnly = nullptr;
 }
 
 int TMasterTimer::Run() {

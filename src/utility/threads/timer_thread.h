@@ -23,7 +23,7 @@ public:
     static void Add(TTimerLink &link) noexcept;                       // counts a timer, but only once
     static void Remove(TTimerLink &link) noexcept; // counts one timer less; ends the thread if none is left
     static void Arm(TTimerLink &link) noexcept;    // for `link.due`; REQUIRES: the link is not armed
-    static void Disarm(TTimerLink &link) noexcept { QueueOf(link).Remove(link); }
+    static void Disarm(TTimerLink &link) noexcept;
 
     // The times in the two queues have this many bits: seconds since 1970, and milliseconds of the steady clock.
     static constexpr unsigned int fsCalendarBits = 32;
@@ -36,6 +36,11 @@ public:
 
     // Called in a forked child, which has the timers but not the thread. REQUIRES: the caller holds the lock.
     static void LoseThread() noexcept;
+
+    // Called instead in a forked child if the lock could not be taken before the fork. Another thread may have been
+    // changing the queues, so no function touches them any more, and no timer of the child posts.
+    static void LoseTimers() noexcept;
+    static bool fsAreTimersLost;
 
     int Run() override;
 
