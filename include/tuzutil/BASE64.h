@@ -29,7 +29,7 @@
 class TUZUTIL_API TBase64 {
 public:
     // Encodes all bytes of the string, including zero bytes. Writes LF (without CR) after every 18 groups of four
-    // characters. A padded last group counts too: 52, 53 and 54 bytes all give 72 characters and LF.
+    // characters. A padded last group counts as a group: 52, 53 and 54 bytes all give 72 characters and LF.
     static TString Encode(TString const &bytes);
     // Does the same as Encode(), but writes no LF and keeps the wipe flag.
     static TString EncodeLine(TString const &bytes);

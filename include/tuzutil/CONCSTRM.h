@@ -37,7 +37,8 @@
 // default) minus 13 bytes, plus the line end.
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
 public:
-    // If `crLf` is not 0, LF line ends become CR LF. A buffer size below 14 counts as 14, and one above 1 GiB as 1 GiB.
+    // If `crLf` is not 0, LF line ends become CR LF. A buffer size below 14 counts as 14, and a size above 1 GiB as 1
+    // GiB.
     TConcatStreamBuf(int crLf, std::istream &source);
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source);
     TConcatStreamBuf(int crLf, std::istream &first, std::istream &second);

@@ -50,7 +50,7 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // std::string accepts a line of any length. If strangers write the lines, read them through a TiLineStream.
 //
 // End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. A
-// source may end at the start of a line, and deliver more bytes after its clear() was called. These bytes count as the
+// source may end at the start of a line, and deliver more bytes after its clear() was called. Such bytes continue the
 // inside of a line, so a dot at their beginning has no meaning.
 //
 // Failures. After Cancel(), the next read that needs more bytes than the buffer has throws TDotByteError "Cancel". If

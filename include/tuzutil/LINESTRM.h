@@ -44,9 +44,9 @@ enum class TLineRead {
     end                 // the source ended, or failed, before the line ended
 };
 
-// The buffer of the line streams. The buffer size is 10,240 bytes by default; a size below 500 counts as 500, and one
-// above 1 GiB as 1 GiB. The reading area is the whole buffer, or half of it if the stream also writes. A piece with its
-// LF has at most the size of the reading area minus 11 bytes.
+// The buffer of the line streams. The buffer size is 10,240 bytes by default; a size below 500 counts as 500, and a
+// size above 1 GiB as 1 GiB. The reading area is the whole buffer, or half of it if the stream also writes. A piece
+// with its LF has at most the size of the reading area minus 11 bytes.
 class TUZUTIL_API TLineStreamBuf : public TFilterStreamBuf {
 public:
     explicit TLineStreamBuf(std::iostream *stream);
@@ -60,11 +60,10 @@ public:
     unsigned long QueryLinesRead() const noexcept { return fLinesRead; }
 
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
-    // that line. If several outcomes apply, the result is `tooLong` if that is one of them, and `bareCarriageReturn`
-    // otherwise. After `end`, `line` holds what the source had of an unfinished line. Even if the source delivers more
-    // after that, do not call again: the rest of the line would count as a whole line. The time is linear in the bytes
-    // read. If the string already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is
-    // left behind.
+    // that line. `tooLong` takes precedence over `bareCarriageReturn`, and this over `bareLineFeed`. After `end`,
+    // `line` holds what the source had of an unfinished line. Even if the source delivers more after that, do not call
+    // again: the rest of the line would count as a whole line. The time is linear in the bytes read. If the string
+    // already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:

@@ -33,7 +33,7 @@
 // One block of QueryAllocSize() bytes. The first QueryUsed() bytes are content.
 class TUZUTIL_API TMemStreamBuffer {
 public:
-    explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, also for a size beyond 32 bits
+    explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, even for a size beyond 32 bits
     TMemStreamBuffer(TMemStreamBuffer const &) = delete;
     TMemStreamBuffer &operator=(TMemStreamBuffer const &) = delete;
     ~TMemStreamBuffer(); // destroys this block and all blocks after it

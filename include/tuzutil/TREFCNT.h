@@ -105,7 +105,8 @@ public:
     TReference(TReference &&other) noexcept : fTarget(other.fTarget) { other.fTarget = nullptr; }
     ~TReference() { Release(fTarget); }
 
-    // Assignments take the new reference before they release the old one, because the old target may own the new one.
+    // Assignments take the new reference before they release the old one, because the old target may own the new
+    // target.
     TReference &operator=(T *target) { return *this = TReference(target); }
     TReference &operator=(TReference const &other) { return *this = TReference(other); }
     TReference &operator=(TReference &&other) {

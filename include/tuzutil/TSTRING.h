@@ -256,7 +256,8 @@ public:
     bool IsNull() const noexcept { return fBuffer == nullptr; }
     bool IsNilString() const noexcept { return fBuffer && fBuffer->length == 0; }
 
-    // Flags belong to the buffer: setting one changes all strings that share it, and does nothing on a null string.
+    // Flags belong to the buffer: setting a flag changes all strings that share the buffer, and does nothing on a null
+    // string.
     bool IsUnicode() const noexcept { return HasFlag(TStringBuffer::unicode); }
     void SetUnicode(int on) noexcept { SetFlag(TStringBuffer::unicode, on); }
     bool IsWipeOnDelete() const noexcept { return HasFlag(TStringBuffer::wipeOnDelete); }
@@ -301,7 +302,7 @@ public:
     TString &operator+=(Text const &text) {
         return IsNull() ? *this = TString(text) : Append(text.data(), CheckedLength(text.size()));
     }
-    // Appends a character. Only a char is one: an integer of another type is appended as decimal text.
+    // Appends a character. Only a char counts as a character: an integer of another type is appended as decimal text.
     template <typename Char, std::enable_if_t<std::is_same_v<Char, char>, bool> = true>
     TString &operator+=(Char c) {
         return IsNull() ? *this = TString(&c, 1, ' ') : Append(&c, 1);

@@ -40,7 +40,7 @@ constinit TTraceWord TTrace::Base::fsRuntimeComponent;
 constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
-// 3. Locks for weak references, for tracing, for the registered categories, and for the observers; also the set of the
+// 3. The locks of weak references, of tracing, of the registered categories and of the observers, and the set of the
 // observers. Trace destinations and counted objects need these locks, and static objects of any library may be such
 // destinations or objects.
 static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
@@ -54,7 +54,7 @@ TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
 static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
 TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet = fsObservers.Get();
 
-// 4. The library's categories. Every exception that the library throws needs one.
+// 4. The library's categories. Every exception that the library throws needs a category.
 TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");
 TTrace::Category const TUtilityTraceCategory::NLSResource(1, "NLSResource");
 TTrace::Category const TUtilityTraceCategory::Message(1, "Message");

@@ -1,6 +1,6 @@
 // TTimer: the timers of users. Every operation that changes a timer holds TMasterTimer::fsLock. Under this lock nothing
-// is traced and no event is destroyed, because both may run code that sets timers. The thread that serves all timers is
-// in threads/timer_thread.cpp.
+// is traced and no event is destroyed, because tracing and destroying an event may run code that sets timers. The
+// thread that serves all timers is in threads/timer_thread.cpp.
 
 #include "tuzutil/TIMER.h"
 

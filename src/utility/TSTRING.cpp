@@ -368,8 +368,8 @@ TString &TString::operator+=(TString const &other) {
 }
 
 // Appends bytes, which may lie in this string's own buffer. If the buffer is not shared and has room, the bytes are
-// added in place. Otherwise a new buffer is made. If the old one was not shared, the new one has room to spare, because
-// the string may be built up piece by piece.
+// added in place. Otherwise a new buffer is made. If the old buffer was not shared, the new buffer has room to spare,
+// because the string may be built up piece by piece.
 TString &TString::Append(char const *bytes, unsigned int count) {
     unsigned int const old = length();
     unsigned int const total = CheckedLength(std::uint64_t{old} + count);

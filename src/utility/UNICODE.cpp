@@ -113,7 +113,7 @@ TString TUnicode::FromUtf8(TString const &text, Faults faults) {
     if (IsDone(text, text.IsUnicode(), faults))
         return text;
     std::uint64_t const length = text.length();
-    // No byte becomes more than a unit. An odd last byte becomes one, too.
+    // Each byte becomes at most one unit, and an odd last byte becomes one unit.
     return text.IsUnicode() ? Wide<TUnits>(text, length + 1) : Wide<TBytes>(text, length * 2);
 }
 

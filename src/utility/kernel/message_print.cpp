@@ -114,7 +114,7 @@ private:
         return count;
     }
 
-    // A full text takes nothing more: after dropped characters, later ones would be out of place.
+    // A full text takes nothing more: once characters were dropped, later characters would be out of place.
     std::size_t Grow(std::size_t count) {
         if (fIsFull)
             return 0;
