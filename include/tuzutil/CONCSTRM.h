@@ -37,8 +37,7 @@
 // default) minus 13 bytes, plus the line end.
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
 public:
-    // If `crLf` is not 0, LF line ends become CR LF. A buffer size below 14 counts as 14, and a size above 1 GiB as 1
-    // GiB.
+    // If `crLf` is not 0, LF line ends become CR LF. A buffer size outside 14 bytes to 1 GiB becomes the nearer bound.
     TConcatStreamBuf(int crLf, std::istream &source);
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source);
     TConcatStreamBuf(int crLf, std::istream &first, std::istream &second);

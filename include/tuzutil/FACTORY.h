@@ -84,8 +84,8 @@ public:
     // looks for libraries, for example in the program's own directory. Always returns 0.
     int LoadDll(TFactoryType const &type);
     // Loads a library. A name that ends in ".dll" is tried as it is. Any other name is tried with ".dll" added. On
-    // Linux, the name is tried next with the ending ".so", which is added if it is missing. The last try is the same
-    // name with "lib" before its last part. Returns 0, or 1 if no library was loaded.
+    // Linux, two more tries follow for such a name: first the name with the ending ".so", which is added if it is
+    // missing, and then this name with "lib" before its last part. Returns 0, or 1 if no library was loaded.
     int LoadDll(char const *name);
 
     // Inserts the directory before those in fsLibpath. Any thread may call this function.

@@ -79,8 +79,9 @@ public:
     TString QueryNameUnicode() const;
     operator TagVar() const { return TagVar(QueryNameLocal()); }
 
-    // Compares the names by the rules of the current locale, and ignores letter case. A narrow and a 16-bit name are
-    // compared as 16-bit text; a narrow name that cannot be converted then equals nothing. Two null names are equal.
+    // Compares the names up to their first zero, by the rules of the current locale, and ignores letter case. A narrow
+    // and a 16-bit name are compared as 16-bit text; a narrow name that cannot be converted then equals nothing. Two
+    // null names are equal.
     bool operator==(TFileName const &other) const noexcept;
     bool operator!=(TFileName const &other) const noexcept { return !(*this == other); }
 

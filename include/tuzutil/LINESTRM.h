@@ -44,9 +44,9 @@ enum class TLineRead {
     end                 // the source ended, or failed, before the line ended
 };
 
-// The buffer of the line streams. The buffer size is 10,240 bytes by default; a size below 500 counts as 500, and a
-// size above 1 GiB as 1 GiB. The reading area is the whole buffer, or half of it if the stream also writes. A piece
-// with its LF has at most the size of the reading area minus 11 bytes.
+// The buffer of the line streams. The buffer size is 10,240 bytes by default. A size outside 500 bytes to 1 GiB becomes
+// the nearer bound. The reading area is the whole buffer, or half of it if the stream also writes. A piece with its LF
+// has at most the size of the reading area minus 11 bytes.
 class TUZUTIL_API TLineStreamBuf : public TFilterStreamBuf {
 public:
     explicit TLineStreamBuf(std::iostream *stream);

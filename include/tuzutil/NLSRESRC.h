@@ -49,8 +49,8 @@ public:
     // found there either, returns what FindInPath() returns. If FindInPath() returns null, throws "Unable to find file
     // NAME".
     char *FindFile();
-    // Searches in this language. Returns the path of the first existing file that the template names, or null. In an
-    // entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is
+    // Searches in the language `lang`. Returns the path of the first existing file that the template names, or null. In
+    // an entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is
     // added to it; on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its
     // first ".". If the program's directory contains %L or %N, or the language contains %N, these are replaced too.
     char *FindFile(TString const &lang);

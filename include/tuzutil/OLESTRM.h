@@ -51,7 +51,7 @@ public:
     enum Type { reading, writing, readingWriting };
 
     TOleStreamBuf(IStream *stream, Type type);
-    // A size below 2 bytes counts as 2, and a size above 1 GiB as 1 GiB. The constructor without a size takes 10240.
+    // A size outside 2 bytes to 1 GiB becomes the nearer bound. The constructor without a size takes 10240 bytes.
     TOleStreamBuf(unsigned long bufferSize, IStream *stream, Type type);
     TOleStreamBuf(TOleStreamBuf const &) = delete;
     TOleStreamBuf &operator=(TOleStreamBuf const &) = delete;

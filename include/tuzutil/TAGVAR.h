@@ -194,7 +194,7 @@ public:
     // - scoped enums: their numbers. Pointers to objects: the kind voidPtr. A long double: a real
     // - std::filesystem::path: its native text. std::error_code: "No such file or directory (generic:2)"
     // - durations: texts such as "1500ms". Times of the system's clock: UTC, "2001-09-09T01:46:40.250Z", with 0, 3, 6
-    //   or 9 decimals of the second, or as durations if they are more than 10^15 seconds from 1970. Times of other
+    //   or 9 decimals of the second, or as durations if they are 10^15 seconds or more from 1970. Times of other
     //   clocks: their durations since the start of the clock
     template <typename T, tuzutil::IfArgument<T> = true>
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}

@@ -403,8 +403,8 @@ public:
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
     bool isDigits() const noexcept; // null: false; nil: true
     bool isBinaryDigits() const noexcept;
-    // Return the number at the start of the text, which strtol() or strtoul() would read with a 32-bit long. A number
-    // out of range gives the nearest value.
+    // Return the number that strtol() or strtoul() would read at the start of the text with a 32-bit long. A number out
+    // of range gives the nearest value.
     int asInt() const noexcept;
     unsigned int asUnsigned() const noexcept;
     double asDouble() const noexcept; // the number that strtod() reads, with the decimal point of the current locale

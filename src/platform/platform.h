@@ -257,7 +257,7 @@ void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 // they return null, with LastError(). CreateSharedMemory() fails if a block of that name exists, OpenSharedMemory() if
 // none does. May block. REQUIRES: the name is not empty.
 struct Block;
-// Fills it with zeros; fails below 1 byte.
+// Creates a block of zeros. Fails if `size` is less than 1.
 Block *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept;
 Block *OpenSharedMemory(char const *name, void *&view) noexcept;
 void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are from the same call

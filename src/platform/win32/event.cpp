@@ -25,7 +25,7 @@ struct platform::Event {
 
 namespace {
 
-// The system's calls for waiting on a word; null if it has none.
+// The system's calls for waiting on a word; null if the system lacks them.
 struct TWordWaiting {
     BOOL(WINAPI *wait)(void volatile *, void *, SIZE_T, DWORD) = nullptr;
     void(WINAPI *wakeAll)(void *) = nullptr;

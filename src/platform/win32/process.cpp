@@ -36,7 +36,7 @@ bool platform::FindVariable(char const *name, std::string &value) {
             value.resize(length);
             return length != 0 || GetLastError() != ERROR_ENVVAR_NOT_FOUND;
         }
-        size = length; // another thread has made it longer
+        size = length; // another thread has set a longer value
     }
     return false;
 }

@@ -21,8 +21,8 @@ constinit TThreadRecord fsUnloading{0xFFFFFFFF, 0};
 
 void WINAPI EndOfThread(void *record) noexcept {
     auto *const thread = static_cast<TThreadRecord *>(record);
-    // When the library is unloaded, the system also calls this function for the records of killed threads. Other
-    // threads may have taken the locks of killed threads since.
+    // When the library is unloaded, the system also calls this function for the records of killed threads. By then,
+    // other threads may have taken the locks of killed threads.
     if (!fsForgotten)
         thread->AbandonAll();
     delete thread;

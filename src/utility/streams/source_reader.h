@@ -2,7 +2,7 @@
 #define TUZUTIL_SOURCE_READER
 
 // Reads a source stream up to a line feed. Unlike istream::get() with a delimiter, this never sets failbit, so an empty
-// line is no failure. The source gets eofbit at its end, and badbit if its buffer throws. Bytes after the line feed
+// line is not a failure. The source gets eofbit at its end, and badbit if its buffer throws. Bytes after the line feed
 // stay in the source.
 
 #include "utility/kernel/buffer_area.h"
@@ -25,8 +25,8 @@ enum class Stop {
 // on, and `count` is increased by their number. An exception of the buffer passes if the source throws on badbit. Even
 // then `count` is correct, and a second call with the same arguments continues.
 //
-// If `hasBareReturn` is not null, `*hasBareReturn` becomes true if a byte that is no line feed follows a CR among the
-// bytes read. `*hasBareReturn` never becomes false.
+// If `hasBareReturn` is not null, `*hasBareReturn` becomes true if a byte other than LF follows a CR among the bytes
+// read. `*hasBareReturn` never becomes false.
 Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::size_t &count,
                     bool *hasBareReturn = nullptr);
 
