@@ -21,11 +21,11 @@
 // Ownership:  Source and sink are borrowed and must outlive the stream.
 // Threads:    One thread at a time may read or write. Any thread may call Cancel().
 // Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" pass through the stream to the caller, see
-//             TDotByteStreamBuf. If the source or sink fails, the state bits of that stream tell so.
+//             TDotByteStreamBuf. A source or sink that fails sets its own state bits.
 // Surprises:
 // - Reading ends a line only at CR LF. Writing ends it at any LF, so "a\n.b" is written, and read back, as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
-// - The destructor neither flushes the stream nor ends the body. A debug build traces a loss of bytes.
+// - The destructor neither flushes nor ends the body. A build without NDEBUG traces a loss of bytes at level "wa".
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
@@ -72,7 +72,7 @@ public:
 
     // Discards all bytes up to the end of the body, including the line ".". Stops if the source ends. Returns 0.
     int ReadToTermination();
-    // Returns whether the line "." was read. If it was not read when reading ends, the body was cut short.
+    // Returns whether the line "." was read. If not, and reading has ended, the body was cut short.
     bool IsTerminated() const noexcept { return fReadState == State::terminated; }
     // Return whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF
     // after it. The source is read ahead. Call these functions after reading has ended, so that the result is about the

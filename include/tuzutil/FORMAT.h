@@ -52,7 +52,7 @@ void AFileNameStandsBeforeAFormat(); // see TTracePoint: was the first text mean
 // The kinds of arguments, as conversions distinguish them.
 enum class TArgumentKind { any, integer, real, text, pointer, none };
 
-// The kind that an argument of a type will have.
+// Returns the kind of an argument of this type.
 template <typename Argument>
 constexpr TArgumentKind KindOfArgument() {
     using T = std::decay_t<Argument const &>;

@@ -23,7 +23,7 @@
 // - If the data end after a complete line, reading the end of file counts one more line.
 // - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten
 //   characters read last.
-// - The destructor does not flush. A debug build traces a loss of bytes.
+// - The destructor does not flush. A build without NDEBUG traces a loss of bytes at level "wa".
 
 #include "tuzutil/FILTSTRM.h"
 

@@ -51,8 +51,8 @@ private:
 
 // The base of objects to which uncounted (weak) pointers exist. The count changes only under the lock
 // TWeakReferenceLock::fsSem, so that the weak pointers can be cleared when the last reference is released. All objects
-// of this class share the lock. If the lock cannot be created, a trace entry at level "er" says so, and counts still
-// change atomically.
+// of this class share the lock. If the lock cannot be taken, this is traced at level "er", and counts still change
+// atomically.
 //
 // REQUIRES: code that makes a reference from a weak pointer holds a TWeakReferenceLock while it reads the pointer and
 // calls AddRef(). ZeroWeakReference() must clear every weak pointer from which references are made.
