@@ -20,7 +20,7 @@
 //             lock() and the functions beside it throw std::system_error. QueryError() tells the cause.
 // Surprises:
 // - Time limits are in milliseconds. -1 (fsInfinite) waits for ever, and 0 does not wait. Any other negative value is
-//   taken as unsigned, which is about 49 days.
+//   taken as unsigned, which gives between 24 and 50 days.
 // - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free. The data
 //   that the lock guards may be in the middle of a change: WasAbandoned() tells that.
 // - An event stays posted until it is cleared. Post() wakes all waiting threads. An event does not count its posts.

@@ -169,13 +169,13 @@ public:
         static TTraceSetKnownCursor *ListClasses();               // starts at the first; the caller deletes the cursor
         static Category const *FindCategory(TString const &name); // ignores case and component; null if there is none
         // Returns the name of the lowest bit, or "" if no bit below bit 32 is set. A name that the program has given
-        // comes before the library's name.
+        // replaces the library's name.
         static TString QueryComponentName(unsigned long mask);
         // Returns the bit of a component, or 0 if the name is unknown. Letter case does not matter. "1" to "32" stand
         // for bits 0 to 31; other numbers count modulo 32.
         static unsigned long QueryComponentFromName(TString const &name);
         // Gives a component a second name, which trace configurations understand too. Does nothing if `mask` is not a
-        // single bit, or is bit 0, which is this library's. REQUIRES: `name` lives as long as the process.
+        // single bit, or is bit 0, which is this library's. REQUIRES: `name` exists until the process ends.
         static void NameComponent(unsigned long mask, char const *name) noexcept;
 
         static Base *fsAnchor; // the head of the chain of destinations
