@@ -15,8 +15,7 @@
 // Surprises:
 // - The challenge must be decoded from Base64 before the call. The client then sends the user name, a blank and the
 //   digest, encoded in Base64.
-// - If the secret has more than 64 bytes, its place is taken by the MD5 of the secret's bytes before the first zero
-//   byte.
+// - A secret of more than 64 bytes is replaced by the MD5 of its bytes before the first zero byte.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"

@@ -297,7 +297,7 @@ private:
     static TagVar From(T const &value);
     static TString Utf8(char const *text, std::size_t length);
     static TString Failure(int number, char const *category, char const *text);
-    // A count of units of numerator / denominator seconds.
+    // These functions take a number of units of time. A unit has numerator / denominator seconds.
     static TString Duration(long long count, long long numerator, long long denominator);
     static TString Duration(double count, long long numerator, long long denominator);
     static TString Moment(long long count, long long numerator, long long denominator);

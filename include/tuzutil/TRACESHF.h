@@ -13,8 +13,8 @@
 // Threads:    A process holds the lock "kelvoTraceFile" while it writes a record. The session has one such lock for all
 //             shared files: a process that is suspended while it writes stops all other processes that write to a
 //             shared file.
-// Failures:   Nothing is thrown. If the file cannot be opened, nothing is written. A record that the system refuses is
-//             lost.
+// Failures:   The functions of TTrace throw as TRACE.h says. Otherwise, only a lack of memory is thrown. If the file
+//             cannot be opened, nothing is written. A record that the system refuses is lost.
 // Surprises:
 // - The first process that opens the file discards its content, unless another process is using the file. On Linux,
 //   there are further conditions, see TTraceSharedFileBase.

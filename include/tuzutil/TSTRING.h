@@ -178,7 +178,7 @@ public:
     TString(unsigned char const *text);
     TString(unsigned short const *text); // 16-bit text up to the first zero character; sets the Unicode flag
     TString(char16_t const *text);
-    // Takes text of type char8_t, if the compiler has this type for UTF-8.
+    // Takes UTF-8 text of type char8_t, if the compiler has this type.
     template <typename Char, typename = IfChar8<Char>>
     TString(Char const *text) : TString(reinterpret_cast<char const *>(text)) {}
     // Makes a string of exactly `count` bytes. The bytes are copied from `bytes`, zero bytes included. If `bytes` is

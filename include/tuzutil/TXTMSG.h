@@ -36,12 +36,12 @@ class TMessageFaults;
 
 enum TExplicitInit { ExplicitInit };
 
-// Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each takes the flags "-", "+", " ", "#", "0", a
-// width, a precision, and one of h, l, L. The conversions of integers also take ll, j, z and t, which extend 32-bit
-// integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width or
-// precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it prints
-// as an unknown conversion whose character is "?". "%p" prints 8 upper-case hexadecimal digits, or 16 if pointers have
-// 64 bits. On Windows, the flag "0" also fills texts and characters with zeros.
+// Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each may have the flags "-", "+", " ", "#", "0",
+// a width, a precision, and one of h, l, L. The conversions of integers may also have ll, j, z or t, which extend
+// 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width
+// or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it
+// prints as an unknown conversion whose character is "?". "%p" prints 8 upper-case hexadecimal digits, or 16 if
+// pointers have 64 bits. On Windows, the flag "0" also fills texts and characters with zeros.
 //
 // Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".

@@ -3,8 +3,8 @@
 
 // The state of an event is one word, on which threads wait. Its bits mean the same on every system. Bit 0 is set if the
 // event is posted, and bit 1 if a thread may be waiting. The other bits count the posts: if the count has changed, a
-// waiter is released, even if the event was cleared again before the waiter ran. These functions take no locks and
-// never call the system.
+// waiter is released, even if the event was cleared again before the waiter ran. The functions of this file take no
+// locks and never call the system.
 
 #include <atomic>
 #include <cstdint>
