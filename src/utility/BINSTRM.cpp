@@ -80,7 +80,7 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
 }
 
 // Runs `extract` on the stream's buffer as an input function of the stream would. A sentry comes first. Failures set
-// the stream's state, or are thrown if its exception mask says so.
+// the stream's state, or are thrown if the stream's exception mask says so.
 template <typename Work>
 void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     std::istream::sentry const ready(*fStream, keepWhiteSpace);

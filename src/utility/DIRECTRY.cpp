@@ -45,7 +45,7 @@ bool IsSelfOrParent(char const *name) noexcept {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// A caller that passes no place for `isDirectory` wants only files.
+// A caller that passes null for `isDirectory` wants only files.
 bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
 }

@@ -17,7 +17,7 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
-constexpr std::uint32_t fsFirstSlots = 16; // the room for arguments that is allocated when the first one has been read
+constexpr std::uint32_t fsFirstSlots = 16; // arguments for which room is made when the first has been read
 
 std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));

@@ -256,8 +256,8 @@ void platform::ReleaseMutexes() noexcept {
     ::pthread_mutex_unlock(&fsListLock);
 }
 
-// A forked child has only the thread that forked. Locks without a name that this thread held stay held, and those of
-// other threads become free. Named locks remain with the parent.
+// A forked child has only the thread that forked. In the child, this thread still holds its locks without a name, and
+// such locks of other threads become free. Named locks remain with the parent.
 void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
@@ -283,8 +283,7 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         return true;
     while (UnlockMutex(mutex)) {
     }
-    // If another thread holds the lock, the chain of held locks in that thread's record contains the lock. The lock
-    // must then not be deleted.
+    // If another thread holds the lock, that thread will still access the lock, so the lock must not be deleted.
     if (mutex->owner != 0 || mutex->fast.IsHeld())
         return true;
     Unlink(mutex);

@@ -161,8 +161,7 @@ bool platform::DeleteMutex(Mutex *mutex) noexcept {
         while (mutex->fast.Unlock(*self)) {
         }
     }
-    // If another thread holds the lock, the chain of held locks in that thread's record contains the lock. The lock
-    // must then not be deleted.
+    // If another thread holds the lock, that thread will still access the lock, so the lock must not be deleted.
     if (mutex->fast.IsHeld())
         return true;
     if (TWaitPlace *const place = mutex->fast.Place())

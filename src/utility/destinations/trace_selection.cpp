@@ -96,8 +96,7 @@ bool ApplyDefault(TTrace::Base &destination, std::string_view field) {
     return true;
 }
 
-// An exclamation mark before a name switches the category off, unless the name of a category begins with the mark
-// itself.
+// An exclamation mark before a name switches the category off, unless the mark belongs to the name of a category.
 void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) {
     TTrace::Category const *category = TTrace::FindCategory(TStringAccess::From(name));
     if (!category && name.front() == '!') {

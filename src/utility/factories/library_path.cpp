@@ -1,4 +1,4 @@
-// TLibpath: the list of directories in which factory libraries are searched. The functions below hold
+// TLibpath: the list of directories that are searched for factory libraries. The functions below hold
 // TLibpath::fsMutex, and take no other lock meanwhile.
 
 #include "utility/factories/library_path.h"

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_LIBRARY_PATH
 #define TUZUTIL_LIBRARY_PATH
 
-// TLibpath: the list of directories in which factory libraries are searched. The list is TFactoryLoaderBase::fsLibpath.
+// TLibpath: the list of directories that are searched for factory libraries. The list is TFactoryLoaderBase::fsLibpath.
 // The lock fsMutex guards it, and no other lock is taken while fsMutex is held.
 
 #include "tuzutil/MUTEXSEM.h"

@@ -49,8 +49,8 @@ struct TStaticText {
 extern TStaticText fsOutOfMemory; // "Out of memory"
 extern TStaticText fsTextTooLong; // "Text too long"
 
-// Throws the exception for a lack of memory. The text of the exception is static: if allocating a text failed, that
-// would raise the same exception again, without end.
+// Throws the exception for a lack of memory. The text of the exception is static: if a text were allocated and there
+// were no memory for it, the same exception would be raised again, without end.
 [[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text,
                                    std::uint32_t line);
 

@@ -2,8 +2,8 @@
 #define TUZUTIL_REPORTER
 
 // TReporter: writes trace entries and throws exceptions for a source of the library. A TReporter has the category and
-// the file name of the reports. A source defines one, or shares one that a header defines. Each report has the line
-// number of the call, unless the caller passes another number.
+// the file name of the reports. A source defines its reporters, or shares one that a header defines. Each report has
+// the line number of the call, unless the caller passes another number.
 //
 //     TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 //     fsReports.Error("Unable to start thread");

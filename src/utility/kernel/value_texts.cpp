@@ -64,8 +64,8 @@ void Append(std::string &text, long long number, std::size_t digits) {
     text.append(digits - std::min(digits, decimal.size()), '0') += decimal;
 }
 
-// Converts days since 1970 to a date of the Gregorian calendar. Years begin in March here, so that the leap day is the
-// last day of a year.
+// Appends the Gregorian date of the day that is `days` days after 1970-01-01. Years begin in March here, so that the
+// leap day is the last day of a year.
 void AppendDate(std::string &text, long long days) {
     days += 719468; // since 0000-03-01
     long long const era = (days >= 0 ? days : days - 146096) / 146097;

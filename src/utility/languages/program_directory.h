@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PROGRAM_DIRECTORY
 #define TUZUTIL_PROGRAM_DIRECTORY
 
-// ProgramDirectory(): returns the directory part of the program's full name. This part replaces %E in the template by
-// which language libraries are searched.
+// ProgramDirectory(): returns the directory part of the program's full name. This part replaces %E in the template that
+// says where to look for language libraries.
 
 #include "utility/kernel/reporter.h"
 

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_SOURCE_READER
 #define TUZUTIL_SOURCE_READER
 
-// Reads a source stream up to a line feed. Unlike istream::get() with a delimiter, this never sets failbit, so an empty
-// line is not a failure. The source gets eofbit at its end, and badbit if its buffer throws. Bytes after the line feed
-// stay in the source.
+// Reads a source stream up to a line feed. Unlike istream::get() with a delimiter, ReadToLineFeed() never sets failbit,
+// so an empty line is not a failure. The source gets eofbit at its end, and badbit if its buffer throws. Bytes after
+// the line feed stay in the source.
 
 #include "utility/kernel/buffer_area.h"
 #include "utility/kernel/byte_search.h"
@@ -22,8 +22,8 @@ enum class Stop {
 };
 
 // Reads until `count` is `limit`, the next byte is a line feed, or the source ends. Bytes are stored from into[count]
-// on, and `count` is increased by their number. An exception of the buffer passes if the source throws on badbit. Even
-// then `count` is correct, and a second call with the same arguments continues.
+// on, and `count` is increased by their number. An exception of the buffer passes if the source's exception mask
+// contains badbit. Even then `count` is correct, and a second call with the same arguments continues.
 //
 // If `hasBareReturn` is not null, `*hasBareReturn` becomes true if a byte other than LF follows a CR among the bytes
 // read. `*hasBareReturn` never becomes false.
