@@ -60,10 +60,10 @@ public:
     unsigned long QueryLinesRead() const noexcept { return fLinesRead; }
 
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
-    // that line. `tooLong` takes precedence over `bareCarriageReturn`, and this over `bareLineFeed`. After `end`,
-    // `line` holds what the source had of an unfinished line. Even if the source delivers more after that, do not call
-    // again: the rest of the line would count as a whole line. The time is linear in the bytes read. If the string
-    // already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
+    // that line. `tooLong` takes precedence over `bareCarriageReturn`, and `bareCarriageReturn` over `bareLineFeed`.
+    // After `end`, `line` holds what the source had of an unfinished line. Even if the source delivers more after that,
+    // do not call again: the rest of the line would count as a whole line. The time is linear in the bytes read. If the
+    // string already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:

@@ -34,7 +34,8 @@
 class TMutexSemaphore;
 
 // A store of message texts. A store may be a static object of a library that TDll or a factory loader loads. If the
-// constructor of the store fails then, the exception is thrown after the load, and the store stays unregistered.
+// constructor of the store fails during the load, the exception is thrown after the load, and the store stays
+// unregistered.
 class TUZUTIL_API TTextMessageStore {
 public:
     TTextMessageStore(TTextMessageStore const &) = delete;

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TMPSTRM_H
 #define TUZUTIL_TMPSTRM_H
 
-// TTempStream: a memory stream that moves its content to a temporary file when a test of the program says so.
+// TTempStream: a memory stream that moves its content to a temporary file when an object of the program decides so.
 //
 // Example:
 //     class TAtMost : public TTempStreamTest { // asked before each block of memory

@@ -43,7 +43,7 @@ bool HasEnding(TString const &name, char const *ending) {
 
 // The file names that a library may have, in the order in which they are tried. Without `needsEnding`, there is only
 // the name itself. Otherwise the first is the name with ".dll". If the system's own libraries have another ending, two
-// more follow: the name with that ending, and the same with "lib" before its last part.
+// more follow: the name with that ending, and the name with both that ending and "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;

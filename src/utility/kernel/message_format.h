@@ -323,7 +323,7 @@ struct TCount {
     std::int32_t Int() const noexcept { return static_cast<std::int32_t>(amount); } // as printf takes it
 
     // Returns the number of characters that ValidateArgs() assumes for this count: 0 if it is absent, and otherwise at
-    // least fsCountSize. Only a precision that comes from an argument may be less.
+    // least fsCountSize. For a precision that comes from an argument, the result may be less.
     std::int64_t Size(bool isWidth) const noexcept {
         if (isMismatch)
             return fsCountSize;
