@@ -77,8 +77,8 @@ public:
                 tuzutil::format_error::AFileNameStandsBeforeAFormat();
         }
     }
-    // These constructors take a place, if a format may follow. A pointer or a writable array is the name of a file, for
-    // the line of the call.
+    // These constructors take a place, if a format may follow. A pointer or a writable array is the name of a file; the
+    // line is that of the call.
     template <typename Pointer, std::enable_if_t<mayTakeFormat && std::is_pointer_v<Pointer> &&
                                                      std::is_convertible_v<Pointer, char const *>,
                                                  bool> = true>
@@ -147,8 +147,8 @@ using TTraceFormatOf = TTraceFormat<typename tuzutil::TSame<Arguments>::type...>
 class TUZUTIL_API TTracePoint {
 public:
     // Writes an entry with a format and its arguments. An argument may be anything that a TagVar can be made from. The
-    // entry has the source file and the line of the call. `text` may also be a place of another kind, or the name of a
-    // file for the line of the call. Then the format is the first of the arguments, and is not checked.
+    // entry has the source file and the line of the call. `text` may also be a TTracePlace, or the name of a file, to
+    // which the line of the call is added. Then the format is the first of the arguments, and is not checked.
     template <typename... Arguments>
     static void Write(std::uint32_t level, TTrace::Category const &category, TTraceTextOf<Arguments...> text,
                       Arguments const &...arguments) noexcept {

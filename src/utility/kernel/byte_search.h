@@ -116,9 +116,9 @@ inline char const *FindEither(char const *from, char const *end, char a, char b)
     return nullptr;
 }
 
-// Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, sets `*hasBareReturn` if a CR before
-// the result is followed by a byte of the range that is not LF. A single search finds the end of a usual line, in which
-// the first CR is the one before the LF.
+// Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, sets `*hasBareReturn` if, before the
+// result or the end, a CR is followed by a byte of the range that is not LF. A single search finds the end of a usual
+// line, in which the first CR is the one before the LF.
 inline char const *FindLineFeed(char const *from, char const *end, bool *hasBareReturn) noexcept {
     if (!hasBareReturn || *hasBareReturn)
         return FindByte(from, end, '\n');
