@@ -198,7 +198,7 @@ private:
                         Arguments const &...arguments) noexcept {
         THold const hold;
         try {
-            TagVar const values[] = {Take(arguments)..., TagVar(TagVar::endOfArgs)};
+            TagVar values[] = {Take(arguments)..., TagVar(TagVar::endOfArgs)};
             WriteOut(level, category, place, format, values, sizeof...(arguments));
         } catch (...) {
             // If an entry cannot be built, it is lost, and the traced work continues.
@@ -236,7 +236,7 @@ private:
     }
 
     static void WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
-                         TagVar const *values, unsigned long count);
+                         TagVar *values, unsigned long count); // takes the values over
 };
 
 class TUZUTIL_API TTraceExit {

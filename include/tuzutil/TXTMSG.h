@@ -33,6 +33,7 @@
 #include <vector>
 
 class TMessageFaults;
+class TTracePoint;
 
 enum TExplicitInit { ExplicitInit };
 
@@ -189,6 +190,7 @@ public:
 
 private:
     friend class TMessageFaults;
+    friend class TTracePoint;
 
     // Returns whether the first argument begins a list of pointers.
     template <typename First, typename... Rest>
@@ -222,6 +224,7 @@ private:
 
     static std::size_t CountList(TagVar const *const *pointers, std::size_t limit) noexcept;
     void TakeArguments(TagVar const *const *pointers, std::size_t count);
+    void MoveArguments(TagVar *values, std::size_t count); // a value of kind nil or endOfArgs ends the list
     void Reserve(std::uint32_t capacity);
     std::uint32_t CheckedIndex(unsigned int index) const;
     TString StoredText() const noexcept;

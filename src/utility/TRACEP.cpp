@@ -12,12 +12,9 @@ TTracePoint::THold::~THold() {
 }
 
 void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
-                           TagVar const *values, unsigned long count) {
-    std::vector<TagVar const *> list;
-    for (unsigned long i = 0; i <= count; ++i)
-        list.push_back(values + i);
-    list.push_back(nullptr);
-    TTextMessage message(format, list.data());
+                           TagVar *values, unsigned long count) {
+    TTextMessage message(format);
+    message.MoveArguments(values, count);
     message.SetDebugging(place.file, place.line);
     TTrace::Base::WriteEntry(level, category, message);
 }

@@ -103,6 +103,16 @@ void TTextMessage::TakeArguments(TagVar const *const *pointers, std::size_t coun
     fCount = fCapacity = static_cast<std::uint32_t>(count);
 }
 
+void TTextMessage::MoveArguments(TagVar *values, std::size_t count) {
+    auto const ends = [](TagVar const &value) { return value.IsNil() || value.IsEndOfArgs(); };
+    TagVar *const end = std::find_if(values, values + count, ends);
+    auto const moved = static_cast<std::uint32_t>(end - values);
+    std::unique_ptr<TagVar[]> fresh(moved ? new TagVar[moved] : nullptr);
+    std::move(values, end, fresh.get());
+    fArguments = std::move(fresh);
+    fCount = fCapacity = moved;
+}
+
 void TTextMessage::Reserve(std::uint32_t capacity) {
     std::unique_ptr<TagVar[]> fresh(new TagVar[capacity]);
     std::move(fArguments.get(), fArguments.get() + fCount, fresh.get());
