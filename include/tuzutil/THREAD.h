@@ -48,7 +48,8 @@ public:
 
     virtual int Run(); // the body of the thread; subclasses must override it
 
-    // Returns 0 when the thread runs, or 1 if the system cannot make it. Throws TInvalidRequest "Thread object without
+    // Returns 0 when the thread runs, or 1 if the system cannot make it; errno, or GetLastError() on Windows, then says
+    // why. Throws TInvalidRequest "Thread object without
     // a reference is not allocated by new" for a local or static object without a reference, because the thread would
     // delete the object at its end. Call AddRef() first to start such an object; its Run() must then end before the
     // object is destroyed.

@@ -74,8 +74,10 @@ int TThread::Start() {
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};
     if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {
+        std::uint32_t const error = platform::LastError();
         platform::DeleteEvent(start.started);
         TThreadLaunch::ReportNotStarted();
+        platform::SetLastError(error); // callers may ask the system for it
         return 1;
     }
     platform::WaitEvent(start.started, platform::waitForEver);

@@ -11,6 +11,8 @@ namespace {
 
 bool fsHasThreads;
 bool fsHasEvents = true;
+constexpr std::uint32_t fsReason = 11; // why there is no thread
+std::uint32_t fsLastError = 0;
 
 class TTask : public TThread {
 public:
@@ -20,10 +22,25 @@ public:
 } // namespace
 
 std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool) noexcept {
-    if (!fsHasThreads)
+    if (!fsHasThreads) {
+        SetLastError(fsReason);
         return ~std::uintptr_t{0};
+    }
     std::thread(body, argument).join();
     return 1;
+}
+
+std::uint32_t platform::LastError() noexcept {
+    return fsLastError;
+}
+void platform::SetLastError(std::uint32_t error) noexcept {
+    fsLastError = error;
+}
+bool platform::IsOnStack(void const *) noexcept {
+    return false;
+}
+bool platform::IsInImage(void const *) noexcept {
+    return false;
 }
 
 // An event is a word here: the thread above has ended before anybody waits.
@@ -34,6 +51,7 @@ platform::Event *platform::NewEvent(bool posted) noexcept {
     return fsHasEvents ? new Event{posted} : nullptr;
 }
 void platform::DeleteEvent(Event *event) noexcept {
+    fsLastError = 0; // as a call of the system may do
     delete event;
 }
 bool platform::PostEvent(Event *event) noexcept {
@@ -68,6 +86,7 @@ TEST(ThreadFailure, IsSilentWhereNobodyListens) {
     TCapture capture(TTrace::severe);
     fsHasThreads = false;
     EXPECT_EQ(task->Start(), 1);
+    EXPECT_EQ(platform::LastError(), fsReason); // not that of what Start() does afterwards
     capture.ExpectNone();
     capture.trace.SetLevel(TTrace::error);
     EXPECT_EQ(task->Start(), 1);

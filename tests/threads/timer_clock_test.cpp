@@ -93,6 +93,16 @@ bool platform::PostEvent(Event *event) noexcept {
 platform::TWaitResult platform::WaitEvent(Event *event, std::uint32_t) noexcept {
     return event->event.Wait(-1) == 0 ? TWaitResult::done : TWaitResult::failed;
 }
+bool platform::IsOnStack(void const *) noexcept {
+    return false;
+}
+bool platform::IsInImage(void const *) noexcept {
+    return false;
+}
+std::uint32_t platform::LastError() noexcept {
+    return 0;
+}
+void platform::SetLastError(std::uint32_t) noexcept {}
 std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool) noexcept {
     if (!fsHasThreads)
         return ~std::uintptr_t{0};
