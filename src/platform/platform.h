@@ -90,6 +90,8 @@ std::uint32_t ProcessId() noexcept;
 // Get and set the system's error code. Each thread has its own.
 std::uint32_t LastError() noexcept;
 void SetLastError(std::uint32_t error) noexcept;
+extern std::uint32_t const badArgument; // the codes of a wrong argument and of a lack of memory
+extern std::uint32_t const noMemory;
 
 // Writes the English text of an error code of the system, with a terminating zero and without a line end. A text of
 // more than size - 1 bytes is cut. Returns the number of bytes written, without the zero. The text of an unknown code

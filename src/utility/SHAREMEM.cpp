@@ -58,12 +58,13 @@ osSharedMemory::osSharedMemory(ipcSharedMemory &owner, char const *name, TUse us
     : fOwner(owner), fIsOwner(use == create) {
     if (!name || !*name) {
         owner.fState = noName;
-        fError = EINVAL;
+        fError = platform::badArgument;
         return;
     }
     std::size_t const size = std::strlen(name) + 1;
     fName = static_cast<char *>(std::malloc(size));
     if (!fName) {
+        platform::SetLastError(platform::noMemory);
         Fail(notCreated);
         return;
     }
@@ -151,7 +152,7 @@ int ipcSharedMemory::Owner() const noexcept {
 }
 
 int ipcSharedMemory::QueryError() const noexcept {
-    return fImpl ? fImpl->Error() : ENOMEM;
+    return fImpl ? fImpl->Error() : static_cast<int>(platform::noMemory);
 }
 
 long ipcSharedMemory::TrueSize() const noexcept {

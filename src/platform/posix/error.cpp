@@ -7,6 +7,9 @@
 #include <stdio.h>
 #include <string.h>
 
+std::uint32_t const platform::badArgument = EINVAL;
+std::uint32_t const platform::noMemory = ENOMEM;
+
 std::uint32_t platform::LastError() noexcept {
     return static_cast<std::uint32_t>(errno);
 }

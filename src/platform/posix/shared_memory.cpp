@@ -192,12 +192,19 @@ Block *OpenedBlock(TDescriptor &file, std::int32_t least, TNames const &names, v
 bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&view, Block *&block) noexcept {
     TNoCancel const noCancel;
     bool const isFree = Lock(file.Get(), LOCK_SH);
+    int const failure = errno;
     TFolder const folder;
     if (isFree && folder.IsLocked() && !folder.Leads(names.complete, file.Get())) {
+        // The maker has ended without publishing the block. Its file is removed here: others that wait hold their locks
+        // on it for a moment too, so each of them would take the file for that of a living maker, and wait again.
+        if (folder.Leads(names.unfinished, file.Get()))
+            folder.Remove(names.unfinished);
         TDescriptor const closed(file.Take()); // under the lock on the folder, so that nobody takes it for a user
         return false;
     }
     block = isFree && folder.IsLocked() ? OpenedBlock(file, least, names, view) : nullptr;
+    if (!isFree)
+        errno = failure;
     return true;
 }
 

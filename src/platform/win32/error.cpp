@@ -7,6 +7,9 @@
 #include <string.h>
 #include <windows.h>
 
+std::uint32_t const platform::badArgument = ERROR_INVALID_PARAMETER;
+std::uint32_t const platform::noMemory = ERROR_NOT_ENOUGH_MEMORY;
+
 std::uint32_t platform::LastError() noexcept {
     return GetLastError();
 }

@@ -16,11 +16,16 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <new>
 #include <signal.h>
 #include <string>
+#include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -79,6 +84,60 @@ protected:
     int folder = platform::OpenObjectFolder();
 };
 
+// Kills the maker of a block for which many processes wait.
+void KillMaker(std::string const &name) {
+    constexpr int fsProcesses = 60;
+    struct TCounts {
+        std::atomic<int> makers{0};
+        std::atomic<int> fillings{0};
+        std::atomic<int> whole{0};
+    };
+    auto *const memory = ::mmap(nullptr, sizeof(TCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    auto &counts = *new (memory) TCounts;
+    std::vector<pid_t> processes;
+    auto const start = [&](auto const &body) {
+        processes.push_back(::fork());
+        if (processes.back() == 0) {
+            body();
+            ::_exit(0);
+        }
+    };
+    start([&] {
+        auto const block = ipcSharedMemory::OpenOrCreate(name.c_str(), 5000, [&](void *) {
+            ++counts.makers;
+            ::pause();
+        });
+    });
+    while (counts.makers == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (int i = 0; i < fsProcesses; ++i) {
+        start([&] {
+            auto const block = ipcSharedMemory::OpenOrCreate(name.c_str(), 5000, [&](void *bytes) {
+                ++counts.fillings;
+                *static_cast<char *>(bytes) = 'x';
+            });
+            if (block.rdstate() == 0 && *static_cast<char const *>(block.Pointer()) == 'x')
+                ++counts.whole;
+            while (counts.whole < fsProcesses) // keeps the block
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    }
+    // Nearly all of them wait by then. The result does not depend on it.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    ::kill(processes.front(), SIGKILL);
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (counts.whole < fsProcesses && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(counts.whole, fsProcesses);
+    EXPECT_EQ(counts.fillings, 1);
+    for (pid_t const process : processes) {
+        ::kill(process, SIGKILL);
+        ::waitpid(process, nullptr, 0);
+    }
+    ::munmap(memory, sizeof(TCounts));
+}
+
 } // namespace
 
 TEST_F(SharedMemoryFile, GoesWithTheLastOneThatHasIt) {
@@ -136,6 +195,12 @@ TEST_F(SharedMemoryFile, OfAKilledMakerGoesWhenItIsLookedForOrAnotherBlockIsMade
     LeaveBehind("fill");
     ipcSharedMemory const other((name + ".other").c_str(), 1);
     EXPECT_FALSE(IsUnfinishedThere());
+}
+
+// A fault may need several rounds to show.
+TEST_F(SharedMemoryFile, OfAKilledMakerIsNotTakenForALivingOneByThoseThatWait) {
+    for (int round = 0; round < 3 && !HasFailure(); ++round)
+        KillMaker(name);
 }
 
 TEST_F(SharedMemoryFile, IsNotLeftByAThreadThatIsCancelledWhileItFillsTheBlock) {
