@@ -24,11 +24,15 @@ public:
     static int Trap(); // writes a trace entry at level "se"; returns 0
 
     // The same. In a debug build of the library, then writes the class of the object and the name of the function to
-    // standard error, and ends the process. The process goes on if the object is no more than a `Class`: its
-    // constructor or its destructor runs, so its own class is not known.
+    // standard error, and ends the process. The process goes on if the object is no more than a `Class`, because its
+    // constructor or destructor then runs and its own class is not known, and in programs that are built without RTTI.
     template <typename Class>
-    static int Trap(Class const &object, char const *function) {
-        return typeid(object) == typeid(Class) ? Trap() : TrapIn(typeid(object).name(), function);
+    static int Trap([[maybe_unused]] Class const &object, [[maybe_unused]] char const *function) {
+#if defined(__cpp_rtti)
+        if (typeid(object) != typeid(Class))
+            return TrapIn(typeid(object).name(), function);
+#endif
+        return Trap();
     }
 
 private:

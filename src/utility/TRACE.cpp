@@ -126,8 +126,13 @@ void TTrace::Base::Unlink() noexcept {
     }
 }
 
+// Without a reference, the object may be in the constructor or destructor of a class between this one and its own,
+// which overrides this function.
 void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) {
-    TPureCall::Trap(*this, "TTrace::Base::Write()");
+    if (QueryReferenceCount() == 0)
+        TPureCall::Trap();
+    else
+        TPureCall::Trap(*this, "TTrace::Base::Write()");
 }
 
 void TTrace::Base::Change() {}
