@@ -137,7 +137,7 @@ public:
     }
     template <typename Clock, typename Duration>
     [[nodiscard]] bool try_lock_until(std::chrono::time_point<Clock, Duration> const &end) {
-        return IsLocked(TWaitTime::Until(end, TimedOut, [this](long milliseconds) { return Lock(milliseconds); }));
+        return IsLocked(LockUntil(end));
     }
     void unlock() { Unlock(); } // REQUIRES: this thread holds the lock
 
@@ -161,6 +161,10 @@ protected:
     template <typename Number, typename Period>
     EState LockFor(std::chrono::duration<Number, Period> const &timeout) {
         return TWaitTime::For(timeout, TimedOut, [this](long milliseconds) { return Lock(milliseconds); });
+    }
+    template <typename Clock, typename Duration>
+    EState LockUntil(std::chrono::time_point<Clock, Duration> const &end) {
+        return TWaitTime::Until(end, TimedOut, [this](long milliseconds) { return Lock(milliseconds); });
     }
 
 private:
@@ -196,6 +200,9 @@ public:
     template <typename Number, typename Period>
     [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, std::chrono::duration<Number, Period> const &timeout)
         : fState(mutex.LockFor(timeout)), fMutex(mutex) {}
+    template <typename Clock, typename Duration>
+    [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, std::chrono::time_point<Clock, Duration> const &end)
+        : fState(mutex.LockUntil(end)), fMutex(mutex) {}
     TMutexSemaphoreEntry(TMutexSemaphoreEntry const &) = delete;
     TMutexSemaphoreEntry &operator=(TMutexSemaphoreEntry const &) = delete;
     ~TMutexSemaphoreEntry();
@@ -228,6 +235,10 @@ public:
     template <typename Number, typename Period>
     [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {
         return TWaitTime::For(timeout, 1, [this](long milliseconds) { return Wait(milliseconds); });
+    }
+    template <typename Clock, typename Duration>
+    [[nodiscard]] int Wait(std::chrono::time_point<Clock, Duration> const &end) {
+        return TWaitTime::Until(end, 1, [this](long milliseconds) { return Wait(milliseconds); });
     }
 
 private:

@@ -140,11 +140,17 @@ TEST(TTraceMake, LeavesNothingBehindIfTheConstructorThrows) {
 }
 
 TEST(TTraceMake, OtherThreadsNeverMeetHalfADestination) {
-    struct TSumming : TTrace::Base {
-        TSumming() : Base(joinsLater, TTrace::error, 8), values(10, 7) {}
-        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { sum += values.at(9); }
+    struct TChecking : TTrace::Base {
+        TChecking() : Base(joinsLater, TTrace::error, 8), values(10, 7) {}
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
+            if (values != std::vector<int>(10, 7))
+                ++Broken();
+        }
+        static std::atomic<int> &Broken() {
+            static std::atomic<int> broken{0};
+            return broken;
+        }
         std::vector<int> values;
-        long sum = 0;
     };
     std::atomic<bool> done{false};
     std::atomic<int> written{0};
@@ -155,9 +161,10 @@ TEST(TTraceMake, OtherThreadsNeverMeetHalfADestination) {
         }
     });
     for (int i = 0; i < 5000 || written < 1000; ++i)
-        TTrace const trace = TTrace::Make<TSumming>();
+        TTrace const trace = TTrace::Make<TChecking>();
     done = true;
     writer.join();
+    EXPECT_EQ(TChecking::Broken(), 0);
 }
 
 TEST(TTraceNotify, ThatJoinsLaterIsToldOnlyThen) {

@@ -5,6 +5,8 @@
 
 #include "platform/win32/kept_error.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string.h>
 #include <windows.h>
 
@@ -26,7 +28,9 @@ bool Prepare(std::uint64_t number) noexcept {
 
 // Writes the system's English text of an error. If the text has a place for the name of the library, puts it there.
 void WriteWords(platform::TLoaderWords &words, DWORD error, char const *name) noexcept {
-    DWORD_PTR arguments[] = {reinterpret_cast<DWORD_PTR>(name ? name : "")};
+    DWORD_PTR arguments[99]; // a text has at most the places %1 to %99
+    std::fill(std::begin(arguments), std::end(arguments), reinterpret_cast<DWORD_PTR>(""));
+    arguments[0] = reinterpret_cast<DWORD_PTR>(name ? name : "");
     DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_ARGUMENT_ARRAY, nullptr, error,
                                   MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), words.text, sizeof words.text,
                                   reinterpret_cast<va_list *>(arguments));
