@@ -10,13 +10,13 @@
 //     unsigned int fault;
 //     bool isValid = TBase64::DecodeStrict("TWF*", bytes, &fault); // false; fault is 4, the position of "*"
 //
-// Ownership:  The functions return new strings. The results of Encode() and Decode() have no flags. The results of the
-//             other functions have the wipe flag if the argument has it.
+// Ownership:  The functions return new strings. The results of Encode() and Decode() have no flags (TSTRING.h). The
+//             results of the other functions have the wipe flag if the argument has it.
 // Threads:    Any thread may call the functions; there is no shared state.
-// Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input. The
-//             other decoding functions return some bytes for any text.
+// Failures:   TOutOfMemory if there is no memory for the result. Only DecodeStrict() recognises malformed input.
+//             Decode() and DecodeBinary() do not report a fault, and return whatever bytes the text gives.
 // Surprises:
-// - Encode() makes lines. If a protocol wants a single line, as AUTH does, use EncodeLine().
+// - Encode() breaks its result into lines. If a protocol wants a single line, use EncodeLine().
 // - RFC 2045 asks a decoder to skip characters outside the alphabet, but Decode() and DecodeBinary() take each of them
 //   for the value 255. The bytes decoded after such a character are usually wrong. DecodeStrict() skips such characters
 //   if it is called with ignoreForeign.
@@ -44,8 +44,8 @@ public:
 
     // Says what DecodeStrict() does with a character that is neither in the alphabet nor "=".
     enum Foreign {
-        refuseForeign, // it is a fault, and so are blanks and line ends (RFC 4648)
-        ignoreForeign  // it is skipped, wherever it is (RFC 2045)
+        refuseForeign, // the character is a fault, even a blank or a line end (RFC 4648)
+        ignoreForeign  // the character is skipped, wherever it is (RFC 2045)
     };
 
     // Decodes a text if it is valid. A valid text consists of whole groups of four characters, not counting those that

@@ -21,10 +21,10 @@
 // Surprises:
 // - A long takes 4 bytes on every target. If its value does not fit in 4 bytes, writing it sets the fail bit and writes
 //   nothing.
-// - A long double takes 8 bytes in host order and 10 in network order, so both sides must use the same order.
+// - A long double takes 8 bytes in host order and 10 bytes in network order.
 // - Characters and zero-terminated text are *formatted*: width, fill and skipws apply, and no length is written. Use
 //   put, get, read and write for exact bytes, and TString for text that is to be read again.
-// - Reading an empty TString leaves the target unchanged.
+// - If the TString in the stream is empty, operator>> leaves its target unchanged.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -38,9 +38,9 @@
 #include <ostream>
 #include <type_traits>
 
-// A value that is stored in network byte order, after `filler` zero bytes. The binary streams below read and write its
-// bytes unchanged, in host order and in network order. A long that does not fit in 32 bits becomes the nearest value
-// that fits.
+// A value that is stored in network byte order, after `filler` zero bytes. Whatever the byte order of a binary stream
+// (below) is, the stream reads and writes these stored bytes unchanged. A long that does not fit in 32 bits becomes the
+// nearest value that fits.
 template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:
@@ -169,8 +169,9 @@ public:
     TiBinaryStream &operator>>(char &value);
     TiBinaryStream &operator>>(signed char &value);
     TiBinaryStream &operator>>(unsigned char &value);
-    // Reads a word: at most width() - 1 characters if a width is set, and never more than the array holds. If the text
-    // is given by a pointer and no width is set, nothing limits the length: never read data from strangers in this way.
+    // Reads a word and ends it with a zero. If a width is set, the word has at most width() - 1 characters. A word that
+    // is read into an array also ends at the size of the array. If the target is a pointer and no width is set, nothing
+    // limits the length: never read data from strangers in this way.
     template <typename Char, std::size_t size, typename = std::enable_if_t<sizeof(Char) == 1>>
     TiBinaryStream &operator>>(Char (&text)[size]) {
         return ReadWord(reinterpret_cast<char *>(text), size);
@@ -187,11 +188,12 @@ public:
     TiBinaryStream &operator>>(std::ios_base &(*manipulator)(std::ios_base &));
     TiBinaryStream &operator>>(TiBinaryStream &(*manipulator)(TiBinaryStream &));
 
-    // These functions call those of the same name in the wrapped stream.
+    // If these functions have no comment of their own, they call those of the same name in the wrapped stream.
     TiBinaryStream &read(char *bytes, int count);
     TiBinaryStream &read(signed char *bytes, int count);
     TiBinaryStream &read(unsigned char *bytes, int count);
-    int ipfx(int keepWhiteSpace = 0); // 1 if the stream is ready for input
+    // Prepares the stream for input, as a std::istream::sentry does. Returns 1 if the stream is ready for input.
+    int ipfx(int keepWhiteSpace = 0);
     TiBinaryStream &seekg(std::streamoff position);
     TiBinaryStream &seekg(std::streamoff offset, std::ios_base::seekdir from);
     std::streamoff tellg();
@@ -261,7 +263,7 @@ public:
     ToBinaryStream &operator<<(std::ios_base &(*manipulator)(std::ios_base &));
     ToBinaryStream &operator<<(ToBinaryStream &(*manipulator)(ToBinaryStream &));
 
-    // These functions call those of the same name in the wrapped stream.
+    // If these functions have no comment of their own, they call those of the same name in the wrapped stream.
     ToBinaryStream &write(char const *bytes, int count);
     ToBinaryStream &write(signed char const *bytes, int count);
     ToBinaryStream &write(unsigned char const *bytes, int count);
@@ -296,9 +298,9 @@ public:
 // Writes the length in bytes and a reserved 0, both as unsigned long, and then the bytes. The string's flags are not
 // written.
 TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
-// Reads a TString. Whatever length is announced, at most 64 KiB are allocated at first, and more only as bytes arrive.
-// If the data end early, the text consists of the bytes that arrived. The target gets a new buffer without flags. If
-// the length is 0 or cannot be read, the target stays unchanged.
+// Reads a TString. Whatever length the stream announces, the function allocates at most 64 KiB at first, and more only
+// as bytes arrive. If the data end early, the text consists of the bytes that arrived. The target gets a new buffer
+// without flags. If the length is 0, or if the length or the reserved 0 cannot be read, the target stays unchanged.
 TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
 
 #endif

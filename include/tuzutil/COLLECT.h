@@ -12,12 +12,12 @@
 //         std::cout << *name << '\n'; // in the order of insertion
 //
 // Ownership:  A set deletes its elements when it is destroyed, except those that were cut off (see TBaseSetOf::Add()).
-//             Remove() deletes no element. A sparse array deletes a value that is replaced or removed, and all values
-//             when the array is destroyed. TElemPointer refers to an object without owning it.
+//             Remove() deletes no element. A sparse array deletes a value when Set() replaces or removes it, and
+//             deletes all values when the array is destroyed. A TElemPointer does not own the object that it refers to.
 // Threads:    Collections take no lock. REQUIRES: if several threads use a collection, the program guards it.
-// Failures:   TOutOfMemory if there is no memory for a link or an entry. Set() throws TInvalidParameter "Index beyond
-//             32 bits" and then changes nothing. Finding functions return null if there is no such index, position or
-//             key. Remove() ignores an unknown element.
+// Failures:   TOutOfMemory if there is no memory for a link or an entry. If an index needs more than 32 bits, Set()
+//             throws TInvalidParameter "Index beyond 32 bits" and changes nothing. Finding functions return null if
+//             there is no such index, position or key. Remove() ignores an element that is not in the set.
 // Surprises:
 // - Positions are 0-based. Add(element, position) rarely inserts at that position: see TBaseSetOf::Add().
 // - DeleteSet() leaves the count as it is.
@@ -42,11 +42,11 @@ public:
     virtual ~TBaseSetOf(); // deletes the links, not the elements
 
     void Add(void *element); // appends; one pointer may be added several times
-    // Appends if the position is 0 or not less than the count. Otherwise makes the chain of links circular: the new
-    // link follows the last link and precedes the first one. The new link is then both the first and the last link. The
-    // count grows by 2. A cursor stops before it would return to the first link. If the next change is another Add(),
-    // that Add() cuts the older links off. The elements of the older links are then no longer in the set, and the set
-    // never deletes these elements.
+    // If the position is 0 or not less than the count, appends the element. At any other position, puts the new link
+    // between the last link and the first one. The chain of links is then circular, and the new link counts as the
+    // first link and as the last one. The count grows by 2. A cursor stops before it would return to the first link. If
+    // the next change of the set is another Add(), that Add() cuts off all links that existed before the circle was
+    // made. Their elements are then no longer in the set, and the set never deletes these elements.
     void Add(void *element, unsigned long position);
     void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
     void *Find(unsigned long index) const noexcept; // null if the index is not less than the count
@@ -64,7 +64,7 @@ private:
     class TElement;
 
     TElement *GetFirst() const noexcept { return fFirst; }
-    TElement *Following(TElement const *link) const noexcept; // null if no link follows, or if the first link does
+    TElement *Following(TElement const *link) const noexcept; // null if no link follows, or if the first link follows
     TElement *Preceding(TElement const *link) const noexcept;
     void Detach() noexcept;
     void DeleteLinks(TElement *first) noexcept;

@@ -19,9 +19,10 @@
 // Surprises:
 // - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. If the line is
 //   longer than a piece (see TConcatStreamBuf), only the bytes after its last full piece are lost.
-// - Unless SetWholeLines() is on, an LF that begins a piece gets no CR. Such an LF ends an empty line, or a line that
-//   fills its pieces exactly. A line that already ends with CR LF is not changed.
-// - If a source sets its bad bit, the data end for the whole stream. The bytes that were read before are delivered.
+// - Even if LF line ends become CR LF, an LF that begins a piece gets no CR unless SetWholeLines() is on. Such an LF
+//   ends an empty line, or a line that fills its pieces exactly. A line that already ends with CR LF is not changed.
+// - If a source sets its bad bit without its end-of-file bit, the data end there for the whole stream. The bytes that
+//   were read before are delivered.
 // - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten
 //   characters read last.
 
@@ -46,8 +47,8 @@ public:
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TConcatStreamBuf() override;
 
-    // If `on` is not 0, a line end is added to the last line of a source if that line has none. If both `on` and the
-    // `crLf` of the constructor are not 0, every line end becomes CR LF, even the line end of an empty line.
+    // If `on` is not 0, the stream adds a line end to the last line of each source that does not end with one. If the
+    // `crLf` of the constructor is not 0 either, every LF becomes CR LF, even the LF of an empty line.
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
 protected:

@@ -8,13 +8,13 @@
 //     TString challenge("<1896.697170952@postoffice.reston.mci.net>");
 //     TString digest = CalculateCramMD5::Calc(secret, challenge); // "b913a602c7eda7a495b4e6e7334d3890"
 //
-// Ownership:  Calc() only reads its arguments and returns a new string. Bytes of the secret that Calc() copies are
-//             zeroed.
+// Ownership:  Calc() only reads its arguments and returns a new string. Before it returns, Calc() zeroes its own copies
+//             of the secret's bytes.
 // Threads:    Any thread may call Calc(); there is no shared state.
 // Failures:   TOutOfMemory if there is no memory for the result.
 // Surprises:
-// - The challenge must be decoded from Base64 before the call. The client then sends the user name, a blank and the
-//   digest, encoded in Base64.
+// - The challenge must be decoded from Base64 before the call. To answer, the client joins the user name, a blank and
+//   the digest, and sends the Base64 form of this text.
 // - A secret of more than 64 bytes is replaced by the MD5 of its bytes before the first zero byte.
 
 #include "tuzutil/EXPORT.h"

@@ -23,8 +23,8 @@
 // Failures:   TDotByteError "Cancel" and TDotByteLinesException "Lines" pass through the stream to the caller, see
 //             TDotByteStreamBuf. A source or sink that fails sets its own state bits.
 // Surprises:
-// - Reading ends a line only at CR LF. Writing ends it at any LF, so "a\n.b" is written, and read back, as "a\n..b".
-// - A bare CR passes unchanged, but some programs take it for a line end. A relay must normalise it: UseCrLf() does.
+// - Reading ends a line only at CR LF, but writing ends it at any LF. So "a\n.b" is written and read back as "a\n..b".
+// - A bare CR passes unchanged, but some programs take it for a line end. A relay must replace it, as UseCrLf() does.
 // - The destructor neither flushes nor ends the body. A build without NDEBUG traces a loss of bytes at level "wa".
 
 #include "tuzutil/EXCEPTN.h"
@@ -43,20 +43,20 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // The buffer of the dot-byte streams.
 //
 // Line ends. Reading accepts only CR LF as a line end, so no other bytes are taken for the end of the body by mistake.
-// Writing doubles a dot after any LF, so the bytes of a body never look like its end. Unless UseCrLf() was called, a
-// bare CR or LF passes unchanged in both directions. Other programs may take a bare CR for a line end, and then see an
-// end line that this class does not see. A relay that forwards a body from a stranger must therefore normalise the body
-// with UseCrLf(), or refuse it if SawBareCarriageReturn() or SawBareLineFeed() returns true. std::getline() into a
+// Writing doubles a dot after any LF, so the bytes of a body never look like its end. Reading passes a bare CR or LF on
+// unchanged, and so does writing unless UseCrLf() was called. Other programs may take a bare CR for a line end, and
+// then see an end line that this class does not see. A relay that forwards a body from a stranger must therefore write
+// it with UseCrLf(), or refuse it if SawBareCarriageReturn() or SawBareLineFeed() returns true. std::getline() into a
 // std::string accepts a line of any length. If strangers write the lines, read them through a TiLineStream.
 //
 // End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. A
-// source may end at the start of a line, and deliver more bytes after its clear() was called. Such bytes continue the
-// inside of a line, so a dot at their beginning has no meaning.
+// source may end at the start of a line, and deliver more bytes after its clear() was called. This class takes such
+// bytes for the rest of a line, so a dot at their beginning is an ordinary character.
 //
 // Failures. After Cancel(), the next read that needs more bytes than the buffer has throws TDotByteError "Cancel". If
 // the number of lines is limited, the write or flush that passes on the last allowed line ends the body and then throws
-// TDotByteLinesException "Lines". If std::unitbuf was set while bytes were waiting in the buffer, a flush does not
-// throw; the next write throws instead. Another stream may call this buffer, as in out << in.rdbuf(), or because this
+// TDotByteLinesException "Lines". If std::unitbuf is set while bytes wait in the buffer, a flush does not throw this
+// exception; the next write throws it. Another stream may call this buffer, as in out << in.rdbuf(), or because this
 // buffer's stream is tied to the other one. Then the other stream sets its bad bit instead of passing the exception on.
 // If the sink is not good(), nothing is written to it, and its fail bit is set. If there is no memory for the buffer,
 // reading and writing fail.
@@ -64,7 +64,7 @@ class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);
     explicit TDotByteStreamBuf(std::ostream &sink);
-    // Passes on the header, the first empty line and `lines` more lines, then ends the body and throws "Lines". A line
+    // Passes on the header, the first empty line and `lines` more lines. Then ends the body and throws "Lines". A line
     // of less than 3 bytes, including its line end, counts as empty: for example, the line "x\n".
     TDotByteStreamBuf(std::ostream &sink, unsigned long lines);
     explicit TDotByteStreamBuf(std::iostream &stream);
@@ -79,18 +79,18 @@ public:
     // whole body. If a body was cut short after a CR, this CR is not reported.
     bool SawBareLineFeed() const noexcept { return fHasBareLineFeed; }
     bool SawBareCarriageReturn() const noexcept { return fHasBareReturn; }
-    // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if the body has already been
-    // ended, the sink has failed, or there is no memory for the buffer. REQUIRES: the body is empty or ends with a line
-    // end; otherwise the "." becomes part of its last line, and the other side keeps waiting. REQUIRES: the sink does
-    // not change line ends, so open files with std::ios::binary.
+    // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if there is no sink, the body
+    // has already been ended, the sink has failed, or there is no memory for the buffer. REQUIRES: the body is empty or
+    // ends with a line end; otherwise the "." becomes part of its last line, and the other side keeps waiting.
+    // REQUIRES: the sink does not change line ends, so open files with std::ios::binary.
     int WriteTermination();
     // If the last line is unfinished, ends it with CR LF, or with LF if its last byte is CR. Then does the same as
-    // WriteTermination(). The added line end counts as if the caller had written it.
+    // WriteTermination(). A limit of lines counts this line too, and may throw "Lines".
     int EndBody();
     // From now on, LF, CR, and CR LF each end a line that is written, and each of these line ends is sent as CR LF.
     // REQUIRES: nothing was written before.
     void UseCrLf() noexcept { fUsesCrLf = true; }
-    void Cancel() noexcept { fCancel.store(1); } // the next read throws, see above
+    void Cancel() noexcept { fCancel.store(1); } // the next read that needs more bytes throws, see above
 
 protected:
     int doallocate() override;
@@ -100,7 +100,7 @@ protected:
 private:
     enum class State {
         terminated,  // the line "." was read or written
-        atLineStart, // at the first byte, or after CR LF; when writing, after any LF
+        atLineStart, // before the first byte, or after CR LF; when writing, after any LF
         insideLine,  // after any other byte
         afterCr      // after a CR
     };

@@ -18,7 +18,7 @@
 //             no memory for it, but the library's own TOutOfMemory always has its text, which is in static memory.
 // Surprises:
 // - text(0) is the newest text, but locationAtIndex(0) is the oldest location.
-// - There is room for five texts and five locations. A sixth one removes the oldest and the newest: see appendText().
+// - There is room for five texts and five locations. A sixth text or location overwrites two of them: see appendText().
 // - Every exception of the family is a std::exception too. A handler for std::exception that stands before one for
 //   TException catches it. A subclass must declare a what() of its own noexcept. If the subclass also derives from a
 //   standard exception, what() is ambiguous, and a handler for std::exception does not catch it.
@@ -51,8 +51,8 @@ private:
 
 class TException;
 
-// The virtual functions of TException. As its first base, this class keeps them in their order: those of std::exception
-// come after them.
+// Declares the virtual functions of TException. This class is the first base of TException, so these functions keep
+// their places in the table of virtual functions, before those of std::exception.
 class TUZUTIL_API TExceptionSlots {
 protected:
     virtual ~TExceptionSlots();
@@ -86,9 +86,10 @@ public:
     // destroyed. If there is no memory for it, returns text(0), or name() if that is null.
     [[nodiscard]] char const *what() const noexcept override;
 
-    // The error of the system that led to this exception: its code, which is 0 if there is none, and its own words, for
-    // example those of the loader. The words are null unless they tell more than the code. The library sets both if the
-    // system cannot load a library or a text. `words` is copied.
+    // Stores the error of the system that led to this exception. `code` is the system's error code, or 0 if there is
+    // none. `words` is what the system says about the error, or null if that tells no more than the code; the text is
+    // copied. The library calls this function if the system cannot load a library or a text. Afterwards code() and
+    // systemText() return both.
     TException &setSystemError(unsigned long code, char const *words = nullptr) noexcept;
     [[nodiscard]] std::error_code code() const noexcept {
         return {static_cast<int>(fSystemCode), std::system_category()};
@@ -153,14 +154,15 @@ private:
     mutable TDescription fDescription;
 };
 
-// Writes what(). A function of this name that a program has already is preferred.
+// Writes what(). If a program has an operator<< of its own for TException that is not a template, the compiler prefers
+// that one.
 template <typename Traits>
 std::basic_ostream<char, Traits> &operator<<(std::basic_ostream<char, Traits> &out, TException const &problem) {
     return out << problem.what();
 }
 
-// Declares an exception class with its constructor, Throw() and name(); TUZUTIL_DEFINE_EXCEPTION defines them. `api` is
-// the export macro of the library that contains the definition, for example TUZUTIL_API.
+// Declares an exception class. TUZUTIL_DEFINE_EXCEPTION defines its destructor, Throw() and name(). `api` is the export
+// macro of the library that contains this definition, for example TUZUTIL_API.
 #define TUZUTIL_DECLARE_EXCEPTION(api, Class, Parent)                                                                  \
     class api Class : public Parent {                                                                                  \
     public:                                                                                                            \

@@ -18,14 +18,13 @@
 //
 // Ownership:  A loader borrows its factories. The factories belong to their libraries, which stay loaded until the
 //             process ends.
-// Threads:    Any thread may use a loader. Only one lookup at a time loads a library. A lookup of a registered factory
-//             waits only if the library of that factory is still being loaded.
+// Threads:    Any thread may use a loader. Only one lookup of a loader at a time loads a library. A lookup of a
+//             registered factory waits for a load only if the library of that factory is still being loaded.
 // Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
 //             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, or registers no factory
 //             of that name, Find() returns null, and a warning (level "wa") is traced.
 // Surprises:
-// - Two types are equal if their names are equal except for the case of ASCII letters. The names of their libraries are
-//   not compared.
+// - Two types are equal if their names are equal. The case of ASCII letters does not count, nor does the library.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -81,7 +80,7 @@ public:
     void *Find(unsigned long index); // in the order of registration, from 0; null after the last
 
     // Loads the type's library. Looks for the library in the directories of fsLibpath first, and then where the system
-    // looks for libraries, for example in the program's own directory. Always returns 0.
+    // looks for libraries. Returns 0 even if no library was loaded.
     int LoadDll(TFactoryType const &type);
     // Loads a library. A name that ends in ".dll" is tried as it is. Any other name is tried with ".dll" added. On
     // Linux, two more tries follow for such a name: first the name with the ending ".so", which is added if it is
@@ -92,9 +91,9 @@ public:
     static void AddLibpath(char const *directory);
     static TString &fsLibpath; // directories, each followed by ";"; empty at first
 
-    // Adds a factory that registers itself. Throws what Add() throws. But if this thread is loading a library, the
-    // exception is kept, and the Find() or LoadDll() that loads the library throws it. Returns whether the factory is
-    // registered.
+    // Adds a factory that registers itself, and returns whether the factory is registered. Throws what Add() throws.
+    // But if this thread is loading a library, Register() keeps the exception, and the Find() or LoadDll() that loads
+    // the library throws it.
     bool Register(TFactoryType const &type, void *factory);
 
 protected:

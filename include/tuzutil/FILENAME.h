@@ -11,16 +11,16 @@
 //         std::ifstream file(name.NativePath());          // what the system calls it
 //
 // Ownership:  As with TString, copies share one buffer.
-// Threads:    The rules of TString apply.
-// Failures:   TOutOfMemory if there is no memory. On Linux, a path or native name that contains a backslash throws
-//             TInvalidParameter "Backslash in a native name". In a conversion, "?" replaces a character that the other
-//             encoding does not have.
+// Threads:    The rules of TString (TSTRING.h) apply.
+// Failures:   TOutOfMemory if there is no memory. On Linux, FromNative() and the constructor from a path throw
+//             TInvalidParameter "Backslash in a native name" if the name contains a backslash. A conversion puts "?" in
+//             the place of a character that the other encoding does not have.
 // Surprises:
 // - An empty folder does not mean the current folder: an empty folder and "inbox" join to "\inbox", which is in the
 //   root. QueryPath() returns an empty folder for a name without a delimiter.
 // - Only the backslash is a delimiter, and a byte 0x5C counts as a backslash even inside a double-byte character.
 //   FixDelim() turns slashes into backslashes.
-// - If a name contains a colon at any place, the part before it counts as a drive.
+// - If a name contains a colon at any place, the part before the first colon counts as a drive.
 // - Converting an empty name gives one zero character. Converting a null name to 16-bit text gives "(", the first
 //   character of "(null)".
 // - To make a TagVar or an argument of a message, pass QueryNameLocal(). If a TFileName is passed, two conversions fit,
@@ -74,13 +74,14 @@ public:
     static TString const &QueryDelimUnicode() noexcept { return fsDelimUnicode; }
     static int SupportsDrive() noexcept { return 1; }
 
-    // Return the name as narrow or as 16-bit text. A conversion follows the rules of the current locale.
+    // Return the name as narrow or as 16-bit text. A conversion takes the narrow text to be in the encoding of the
+    // current locale, or in UTF-8 if the UTF-8 mode is on (UNICODE.h).
     TString QueryNameLocal() const;
     TString QueryNameUnicode() const;
     operator TagVar() const { return TagVar(QueryNameLocal()); }
 
     // Compares the names up to their first zero, by the rules of the current locale, and ignores letter case. A narrow
-    // and a 16-bit name are compared as 16-bit text; a narrow name that cannot be converted then equals nothing. Two
+    // and a 16-bit name are compared as 16-bit text. If the narrow name cannot be converted, they are not equal. Two
     // null names are equal.
     bool operator==(TFileName const &other) const noexcept;
     bool operator!=(TFileName const &other) const noexcept { return !(*this == other); }

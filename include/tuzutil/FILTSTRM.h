@@ -23,9 +23,9 @@
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
 // Failures:   Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an exception of its buffer,
-//             unless the stream's exceptions() contain badbit. Exceptions of DOTBYTE.h pass through an attached stream.
+//             unless the stream's exceptions() contain badbit. Those of DOTBYTE.h pass through the stream of Attach().
 // Surprises:
-// - If std::unitbuf is set for the attached stream, each write passes its bytes on at once.
+// - If std::unitbuf is set for the stream that was given to Attach(), each write passes its bytes on at once.
 
 #include "tuzutil/STRMCTL.h"
 
@@ -34,11 +34,12 @@
 #include <memory>
 #include <streambuf>
 
-// The class manages the put area and passes its bytes on.
+// The class manages the put area, and passes its bytes to WriteThrough().
 //
 // Writing several bytes at once leaves the same bytes in the put area as writing them one by one. If std::unitbuf is
-// set, a standard stream flushes in the destructor of its sentry, where an exception would end the process. In this
-// case sync() keeps the exception, and the next write throws it.
+// set for a standard stream, the stream flushes after each output, in the destructor of its sentry. An exception that
+// leaves this destructor would end the process. Therefore, if std::unitbuf is set for the attached stream, sync() keeps
+// an exception of WriteThrough(), and the next write throws it.
 class TUZUTIL_API TFilterStreamBuf : public std::streambuf {
 public:
     // Sets the stream that uses this buffer. Exceptions of DOTBYTE.h then pass through the stream, see STRMCTL.h. Null
@@ -54,13 +55,13 @@ protected:
     std::streamsize xsputn(char const *bytes, std::streamsize count) override;
     int_type underflow() override;
     std::streamsize xsgetn(char *into, std::streamsize count) override;
-    // For subclasses that override pbackfail(): puts back any character, even if another one was read at that place.
-    // Fails if there is no room.
+    // Puts back any character, even if another one was read at that place. Returns end of file if there is no room for
+    // the character. A subclass may call this function in its pbackfail().
     int_type PutBack(int_type c) noexcept;
 
     // The bytes from `begin` to `end` are the next ones to be read. The memory from `back` to `begin` is for characters
-    // that are put back. underflow() copies the bytes that were read last, at most fsPutBackRoom, to the end of this
-    // memory.
+    // that are put back. underflow() copies the bytes that were read last, at most fsPutBackRoom, to the end of the
+    // memory before `begin`.
     struct TPiece {
         char *back;
         char *begin;
@@ -68,17 +69,17 @@ protected:
     };
     static constexpr std::size_t fsPutBackRoom = 10;
 
-    // Called before new bytes are read, and before a write if there is no put area. Does nothing if the areas exist.
-    // Otherwise allocates them and, if the buffer can be written to, calls SetPutArea(). Returns 0, or -1 if there is
-    // no memory.
+    // Called before new bytes are read, and before a write if there is no put area. If the areas exist, this function
+    // must do nothing. Otherwise it allocates the areas, and calls SetPutArea() if the buffer can be written to. It
+    // returns 0, or -1 if there is no memory.
     virtual int doallocate() = 0;
 
-    // Allocates memory for the areas; returns null if there is none.
+    // Allocates memory for the areas. Returns null if there is no memory.
     static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
     void SetPutArea(char *begin, char *end) noexcept; // sets an empty put area; null pointers close it
     void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
-    // For the destructors of subclasses. If written bytes still wait to be flushed, a build without NDEBUG traces this
-    // at level "wa".
+    // If written bytes still wait to be flushed, a build without NDEBUG traces this at level "wa". The destructors of
+    // subclasses call this function.
     void TraceLostBytes() const noexcept;
 
 private:
@@ -93,9 +94,9 @@ private:
     virtual TPiece ReadPiece() = 0;
 
     // Moves whole pieces from the get area of the source's buffer to `into`, as reading them with ReadPiece() would,
-    // and returns how many bytes it stored: less than `size`. REQUIRES: the next ReadPiece() finds at least one more
-    // byte in that get area. The bytes that a caller can put back afterwards are those of the next piece and, if the
-    // pieces have room for it, the fsPutBackRoom bytes before. The default does nothing.
+    // and returns how many bytes it stored: less than `size`. REQUIRES: the function leaves at least one byte in that
+    // get area, for the next ReadPiece(). A caller can put back the bytes of that next piece and, if the piece has room
+    // for them, up to fsPutBackRoom bytes that were read before it. The default does nothing, and returns 0.
     virtual std::size_t TakePieces(char *into, std::size_t size);
 
     void KeepLast(char const *taken, std::size_t count) noexcept;

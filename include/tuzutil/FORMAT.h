@@ -12,14 +12,15 @@
 //
 // Ownership:  A TFormat borrows the literal. A message copies the format and the arguments.
 // Threads:    Any thread may use a TFormat.
-// Failures:   None when the program runs: what the compiler does not check is printed as TTextMessage says.
+// Failures:   No function fails when the program runs. TTextMessage (TXTMSG.h) says how a faulty format is printed that
+//             no compiler has checked.
 // Surprises:
-// - Formats are checked under C++20, by compilers that have consteval. Otherwise faults show when the message is
-//   printed.
+// - A compiler checks formats if it has consteval, which C++20 introduced. With other compilers, a faulty format
+//   compiles.
 // - The check is stricter than the printing: an argument that no conversion uses is an error, and so are unknown
 //   conversions, "%n" and "%S".
-// - A TagVar fits every conversion, and so does a type that makes a TagVar of itself: the kind is known only at run
-//   time.
+// - A TagVar fits every conversion, and so does a type that makes a TagVar of itself, because the kind of the TagVar is
+//   known only at run time.
 // - The constructors of TTextMessage do not check formats; only TTextMessage::Make() and trace points do.
 
 #include "tuzutil/TAGVAR.h"
@@ -46,7 +47,7 @@ void AConversionHasNoArgument();
 void AnArgumentIsNotUsed();
 void TheConversionIsUnknown();
 void AWidthIsNotAnInteger();
-void AFileNameStandsBeforeAFormat(); // see TTracePoint: was the first text meant as the format?
+void AFileNameStandsBeforeAFormat(); // called by TTracePoint (TRACEP.h)
 } // namespace format_error
 
 // The kinds of arguments, as conversions distinguish them.
@@ -124,7 +125,8 @@ private:
         ++fAt;
     }
 
-    // Reads the number of an argument and its "$". If there is none, stays in place.
+    // Reads the number of an argument and the "$" after it. If these do not stand at fAt, leaves fAt unchanged and
+    // returns false.
     TUZUTIL_CONSTEVAL bool TakeNumber(std::size_t &number) {
         char const *const from = fAt;
         for (number = 0; Is("0123456789"); ++fAt)

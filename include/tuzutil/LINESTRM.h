@@ -15,12 +15,12 @@
 // Threads:    One thread at a time may use a stream.
 // Failures:   The stream itself throws nothing. If there is no memory for the buffer, reading sets the bad bit. Reading
 //             without a source ends at once, and writing without a sink fails. Exceptions of DOTBYTE.h that the source
-//             or sink throws pass through the stream, and the bytes that were read before are kept.
+//             or sink throws pass through the stream. Bytes that were read before such an exception are not lost.
 // Surprises:
 // - Only LF ends a line. CR is an ordinary character, except to ReadLine().
 // - The size of a piece is limited, but not the length of a line. std::getline() into a std::string takes as many bytes
 //   as the other side sends before its LF. Read lines from strangers with ReadLine(), whose limit bounds the memory.
-// - If the data end after a complete line, reading the end of file counts one more line.
+// - If the data end after a complete line, the attempt to read on counts one more line.
 // - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten
 //   characters read last.
 // - The destructor does not flush. A build without NDEBUG traces a loss of bytes at level "wa".
@@ -61,16 +61,17 @@ public:
 
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
     // that line. `tooLong` takes precedence over `bareCarriageReturn`, and `bareCarriageReturn` over `bareLineFeed`.
-    // After `end`, `line` holds what the source had of an unfinished line. Even if the source delivers more after that,
-    // do not call again: the rest of the line would count as a whole line. The time is linear in the bytes read. If the
-    // string already has a capacity of `limit` bytes, it keeps its memory, so that no copy of a secret is left behind.
+    // After `end`, `line` holds the beginning of the unfinished line, of at most `limit` bytes. Do not call again after
+    // `end`, even if the source delivers more: the rest of the line would count as a whole line. The time is linear in
+    // the bytes read. If the string has a capacity of `limit` bytes before the call, it keeps its memory. Then no copy
+    // of a secret is left behind in memory that the string has released.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:
     TLineStreamBuf();
     explicit TLineStreamBuf(unsigned long bufferSize);
 
-    // Attach other streams. Bytes that were read ahead or wait to be written are discarded. The count of lines
+    // Attach another stream. Init() discards bytes that were read ahead or wait to be written. The count of lines
     // continues.
     void Init(std::iostream *stream);
     void Init(std::istream *source);
@@ -84,8 +85,8 @@ private:
     friend class TLineStream;
     friend class TiLineStream;
 
-    // Appends bytes to a line. The function is compiled into the caller's code, so that no standard string is passed to
-    // the library.
+    // Appends bytes to a line. Append() is compiled into the caller's code. Therefore the library's code never touches
+    // a std::string of the caller.
     using TAppend = void (*)(void *line, char const *bytes, std::size_t count);
     static void Append(void *line, char const *bytes, std::size_t count);
 

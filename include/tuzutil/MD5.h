@@ -15,7 +15,7 @@
 // Threads:    One thread at a time may use an object.
 // Failures:   No function fails.
 // Surprises:
-// - The length in bits is counted in 32 bits: for 512 MiB or more, the digest differs from that of the standard.
+// - The length in bits is counted in 32 bits. For 512 MiB or more, the digest differs from that of RFC 1321.
 // - MD5 is historic. Use it for old protocols only, never for new designs.
 // - Done() zeroes the buffered bytes of the message. The destructor also zeroes the state.
 

@@ -34,16 +34,15 @@
 class TMutexSemaphore;
 
 // A store of message texts. A store may be a static object of a library that TDll or a factory loader loads. If the
-// constructor of the store fails during the load, the exception is thrown after the load, and the store stays
-// unregistered.
+// store cannot be registered during the load, TDll or the loader throws the exception after the load.
 class TUZUTIL_API TTextMessageStore {
 public:
     TTextMessageStore(TTextMessageStore const &) = delete;
     TTextMessageStore &operator=(TTextMessageStore const &) = delete;
     virtual ~TTextMessageStore();
-    // Returns the text of a message, or an empty text if there is none. If `wide` is not 0, the caller wants a 16-bit
-    // text. Subclasses must override this function. REQUIRES: the function allows calls by several threads at once, if
-    // messages of several threads use the store.
+    // Returns the text of a message, or an empty text if the store has none. If `wide` is not 0, the caller wants a
+    // 16-bit text. Subclasses must override this function. REQUIRES: if messages of several threads use the store, the
+    // function allows calls by several threads at once.
     virtual TString GetMsg(long set, long number, int wide);
     virtual int IsCached() const; // returns 0
 
@@ -63,8 +62,8 @@ private:
 };
 
 // TTextMessageArchive: the stores of the process, by name. The library creates the only archive, and never destroys it.
-// When the library destroys its static objects, fsArchive becomes null: messages then use their default texts, and
-// stores may still be destroyed.
+// When the library destroys its static objects, it sets fsArchive to null. From then on, messages use their default
+// texts, and stores may still be destroyed.
 class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessageStore>, TTextMessage::StoreID> {
 public:
     TTextMessageArchive();

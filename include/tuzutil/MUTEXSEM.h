@@ -15,14 +15,14 @@
 // Threads:    Any thread may use locks and events. A guard belongs to one thread. A thread that takes a lock sees all
 //             that was written before the lock was released. A thread that ends a wait sees all that was written before
 //             the post.
-// Failures:   If a call of the system fails, a guard has the state Error, an event's Wait() returns -1, and its Clear()
-//             and Post() return 1. A guard that uses a missing event throws TInvalidRequest "TReference null". Only
-//             lock() and the functions beside it throw std::system_error. QueryError() tells the cause.
+// Failures:   If a call of the system fails, a guard has the state Error, an event's Wait() returns -1, its Clear() and
+//             Post() return 1, and lock() and the try_lock functions throw std::system_error. QueryError() then returns
+//             the cause. If a guard clears, posts or awaits a null event, it throws TInvalidRequest "TReference null".
 // Surprises:
-// - Time limits are in milliseconds. -1 (fsInfinite) waits for ever, and 0 does not wait. Any other negative value is
-//   taken as unsigned, which gives between 24 and 50 days.
-// - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free. The data
-//   that the lock guards may be in the middle of a change: WasAbandoned() tells that.
+// - Time limits are in milliseconds. With -1 (fsInfinite), a function waits for ever; with 0, it does not wait. Any
+//   other negative value is taken as unsigned, which gives between 24 and 50 days.
+// - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free, although
+//   the data that the lock guards may be in the middle of a change. WasAbandoned() then returns true.
 // - An event stays posted until it is cleared. Post() wakes all waiting threads. An event does not count its posts.
 
 #include "tuzutil/EXPORT.h"
@@ -31,7 +31,8 @@
 #include <chrono>
 #include <system_error>
 
-// Divides a wait for a standard duration into waits for milliseconds, in which the functions of this header count.
+// Divides a wait for a std::chrono duration, or until a std::chrono time, into waits for whole milliseconds. The other
+// functions of this header take such milliseconds.
 struct TWaitTime {
     static constexpr long fsLongest = 0x7FFFFFFF; // of a single wait: about 25 days
 
@@ -81,7 +82,8 @@ public:
     ~TSemaphore() override;
 
     int Wait(long timeout); // 0 posted, 1 the time limit expired, -1 failure
-    // Wait for a duration, which is rounded up to milliseconds, or until a time. A time that has passed does not wait.
+    // Wait for a duration, which is rounded up to milliseconds, or until a time. If the time has passed, Wait() returns
+    // at once.
     template <typename Number, typename Period>
     [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {
         return TWaitTime::For(timeout, 1, [this](long milliseconds) { return Wait(milliseconds); });
@@ -101,8 +103,9 @@ private:
 };
 
 // A recursive lock. On a system that has fibers, a lock without a name belongs to the fiber that took it, not to the
-// thread. After a fork, a lock without a name that another thread held is free in the child; the forking thread still
-// holds its own locks. Locks with a name remain with the parent.
+// thread. A fork affects a lock without a name as follows: if the forking thread holds the lock, it also holds it in
+// the child. If another thread holds the lock, it is free in the child. A fork does not give the child a lock with a
+// name: a thread of the parent that holds the lock keeps it.
 class TUZUTIL_API TMutexSemaphore {
 public:
     enum EState {
@@ -126,9 +129,9 @@ public:
     // identifies the lock in this process. Returns null if the creation failed.
     void *GetHandle() const noexcept;
 
-    // The functions of a standard lock: std::lock_guard, std::unique_lock and std::scoped_lock take a TMutexSemaphore.
-    // A thread may lock it several times, and must unlock it as often. If a call of the system fails, the functions
-    // throw std::system_error with QueryError(). Durations are rounded up to milliseconds.
+    // With these functions, std::lock_guard, std::unique_lock and std::scoped_lock can take a TMutexSemaphore. A thread
+    // may lock it several times, and must unlock it as often. If a call of the system fails, the locking functions
+    // throw std::system_error with the code of QueryError(). Durations are rounded up to milliseconds.
     void lock() { IsLocked(Lock(fsInfinite)); }
     [[nodiscard]] bool try_lock() { return IsLocked(Lock(0)); }
     template <typename Number, typename Period>
@@ -141,13 +144,14 @@ public:
     }
     void unlock() { Unlock(); } // REQUIRES: this thread holds the lock
 
-    // Returns whether the last holder of the lock ended without releasing it. True from the lock request that took
-    // over the lock until this thread releases it; then the lock counts as repaired. Always false for a thread that
-    // does not hold the lock. REQUIRES, for a lock with a name: the thread took the lock through this object.
+    // Returns whether the last holder of the lock ended without releasing it. The result is true from the lock request
+    // that took over the lock until this thread releases the lock. From then on, the lock counts as repaired. The
+    // result is false for a thread that does not hold the lock. REQUIRES: if the lock has a name, the thread took the
+    // lock through this object.
     [[nodiscard]] bool WasAbandoned() const noexcept;
 
     // Returns the error code of the system's last failed call in this thread: errno, or GetLastError() on Windows.
-    // After a failure of a lock or an event, this code stands until the thread calls the system again.
+    // After a failure of a lock or an event, the code may change when the thread calls the system again.
     static int QueryError() noexcept;
 
 protected:
@@ -208,7 +212,7 @@ public:
     ~TMutexSemaphoreEntry();
 
     [[nodiscard]] TMutexSemaphore::EState State() const noexcept { return fState; }
-    [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // the lock was, see there
+    [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // see TMutexSemaphore
 
 private:
     TMutexSemaphore::EState fState;
@@ -224,13 +228,13 @@ public:
     ~TMutexSemaphoreWithEventEntry();
 
     [[nodiscard]] TMutexSemaphore::EState State() const noexcept { return fState; }
-    [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // the lock was, see there
+    [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // see TMutexSemaphore
 
     int Clear();
     int Post();
     // Releases the lock if the guard holds it, waits for the event, and takes the lock again without a time limit.
     // Returns the result of TSemaphore::Wait(). REQUIRES: no other guard of the same thread holds the lock. Otherwise
-    // the lock stays held during the wait, which a build without NDEBUG traces at level "wa".
+    // the thread holds the lock during the wait, and a build without NDEBUG traces this at level "wa".
     int Wait(long timeout);
     template <typename Number, typename Period>
     [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {

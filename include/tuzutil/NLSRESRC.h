@@ -41,22 +41,24 @@ public:
 
     static void SetLang(char const *lang); // null means "C", the built-in texts
     static TString QueryLang();
-    // Puts new entries before the present entries of the template, which is a list of file names, separated by ";".
-    // FindFile() says what an entry may contain. Does nothing if `entries` is null.
+    // Puts new entries before the present entries of the template. The template is a list of file names, separated by
+    // ";". FindFile() says what an entry may contain. Does nothing if `entries` is null.
     static void AddNLSpath(char const *entries);
 
-    // Searches in the current language and, if this is "C" and nothing is found, in fsDefaultLocale. If nothing is
-    // found there either, returns what FindInPath() returns. If FindInPath() returns null, throws "Unable to find file
-    // NAME".
+    // Searches in the current language. If this is "C" and nothing is found, searches in fsDefaultLocale too. If
+    // nothing is found at all, returns what FindInPath() returns, but throws "Unable to find file NAME" if that is
+    // null.
     char *FindFile();
     // Searches in the language `lang`. Returns the path of the first existing file that the template names, or null. In
     // an entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is
-    // added to it; on Linux, ".so" is tried next. A language with a "." is first tried with a backslash instead of its
-    // first ".". If the program's directory contains %L or %N, or the language contains %N, these are replaced too.
+    // added to it; on Linux, the name with ".so" is tried next. A language with a "." is first tried with a backslash
+    // instead of its first ".". If the program's directory contains %L or %N, or the language contains %N, these are
+    // replaced too.
     char *FindFile(TString const &lang);
-    // Loads the library of that name, and returns its full name. Adds ".dll" to the name unless it ends in ".dll". If
-    // the library cannot be loaded, returns the full name of the program, or null if the system does not know that
-    // name. If a static object of the library could not register itself, throws the exception of that object.
+    // Loads the library with the constructor's name, and returns the library's full name. Adds ".dll" to the name
+    // unless it ends in ".dll". If the library cannot be loaded, returns the full name of the program, or null if the
+    // system does not know the program's name. If a static object of the library could not register itself, throws the
+    // exception of that object.
     char *FindInPath();
     operator char *() { return FindFile(); }
 
