@@ -18,9 +18,9 @@
 //             bytes keep waiting, and the next flush tries again. Exceptions of the object pass through the buffer; a
 //             stream turns them into its bad bit, unless its exceptions() contain badbit.
 // Surprises:
-// - A positive result, which stands for a special kind of success, counts as a failure here. If an object returns such
-//   a result with the last bytes, these bytes are lost.
-// - The stream cannot seek. The position is that of the IStream.
+// - A positive result of the object, which means a special kind of success, counts as a failure here. If the object
+//   returns such a result with the last bytes, these bytes are lost.
+// - The stream cannot seek. It reads and writes at the position of the IStream, and reads ahead.
 
 #include "tuzutil/EXPORT.h"
 
@@ -63,9 +63,9 @@ protected:
     explicit TOleStreamBuf(Type type); // without a stream: reading and flushing fail
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
-    // Attaches another stream and restarts the count of bytes at 0. Does nothing if this stream is attached already.
-    // Flush before the call: bytes that still wait are written to the new stream. Bytes that were read ahead from the
-    // old stream are still delivered.
+    // Attaches `stream`, and restarts the count of bytes at 0. Does nothing if `stream` is attached already. Flush
+    // before the call: bytes that still wait are written to the new stream. Bytes that were read ahead from the old
+    // stream are still delivered.
     void Init(IStream *stream);
     void Close(); // releases the stream, and discards the bytes that wait or were read ahead
 

@@ -12,8 +12,9 @@
 // Surprises:
 // - If level "tr" (0x100000) is traced for the component "Utility", Trap() ends the process with a fault, so that a
 //   debugger shows the caller.
-// - In a debug build of the library (without NDEBUG), a function of the library that a class fails to override ends the
-//   process at its first call. Standard error then names the class and the function.
+// - Some functions of the library must be overridden. If a class of the program does not override such a function, a
+//   debug build of the library (without NDEBUG) ends the process at its first call, and writes the names of the class
+//   and the function to standard error.
 
 #include "tuzutil/EXPORT.h"
 

@@ -8,7 +8,7 @@
 //         new (fresh) TCounters; // in the process that comes first; the others wait until this is done
 //     });
 //     if (!counters)
-//         return counters.QueryError(); // of the system
+//         return counters.QueryError(); // the system's error code
 //     auto *shared = static_cast<TCounters *>(counters.Pointer());
 //
 // Ownership:  An object maps a block, and its destructor unmaps the block. The block exists as long as an object of any
@@ -16,7 +16,7 @@
 //             as destroyed.
 // Threads:    Any thread may use an object, because it does not change after its construction. REQUIRES: the users of a
 //             block guard its content, for example with a named TMutexSemaphore.
-// Failures:   Nothing is thrown; rdstate() returns the state, and QueryError() the system's error code.
+// Failures:   The class throws nothing. rdstate() returns the state, and QueryError() the system's error code.
 // Surprises:
 // - A new block holds zeros.
 // - Size() returns 0 for an object whose constructor opened a block. TrueSize() returns the size of every block.
@@ -43,10 +43,10 @@ public:
 
     // Opens the block of that name, or creates one of `size` bytes and calls initialise(pointer) to fill it. Exactly
     // one process creates the block; all others wait until initialise() has returned. If initialise() throws, or its
-    // process ends meanwhile, the block never existed, and one of those that wait creates it. An exception of
-    // initialise() is passed on. The limits of names and sizes are as above. A block with fewer than `size` bytes is
-    // not opened (state 1). REQUIRES: initialise() does not open or create the same block, and the process does not
-    // fork meanwhile.
+    // process ends meanwhile, the block is removed, and one of the waiting processes creates it again. OpenOrCreate()
+    // passes an exception of initialise() on. The limits of names and sizes are those of the first constructor. If the
+    // block exists with fewer than `size` bytes, it is not opened, and rdstate() returns 1. REQUIRES: initialise() does
+    // not open or create the same block, and the process does not fork while initialise() runs.
     template <typename Function>
     [[nodiscard]] static ipcSharedMemory OpenOrCreate(char const *name, long size, Function initialise) {
         return ipcSharedMemory(
@@ -59,17 +59,18 @@ public:
 
     // 0: good; 1: the block was not created, or there is no memory; 2: no name was given; 3: the block was not opened.
     int rdstate() const noexcept { return fState; }
-    // Return why the state is not 0, as the system's error code: errno, or that of GetLastError() on Windows. Return 0
+    // Return the system's error code (errno, or GetLastError() on Windows) that tells why the state is not 0. Return 0
     // if the state is 0.
     int QueryError() const noexcept;
     std::error_code Error() const noexcept { return std::error_code(QueryError(), std::system_category()); }
     int operator!() const noexcept { return fState != 0; }
     char *Name() const noexcept;                 // null if no name was given
     void *Pointer() const noexcept;              // null unless the state is 0
-    int Owner() const noexcept;                  // 1 if this object created the block, or was made to create it
+    int Owner() const noexcept;                  // 1 after the constructor with a size, or if OpenOrCreate() created
     long Size() const noexcept { return fSize; } // as given to the constructor; TrueSize() after OpenOrCreate()
-    // Returns the size of the block in bytes, also if another process created it; 0 unless the state is 0. On Windows,
-    // the size of a block that was created by a constructor is rounded up to whole pages, except for the creator.
+    // Returns the size of the block in bytes, even if another process created it. Returns 0 unless the state is 0. On
+    // Windows, if the constructor with a size created the block, the other objects of the block return the size rounded
+    // up to whole pages.
     long TrueSize() const noexcept;
 
 private:

@@ -19,8 +19,8 @@
 //             must destroy the exception before the stream is used again.
 // Failures:   The control itself does not fail.
 // Surprises:
-// - In the handler the stream is still bad, and its exception mask has badbit and failbit. When the last copy of the
-//   exception is destroyed, both bits get their former values, in the mask and in the state.
+// - While a handler has the exception, the stream is still bad, and its exception mask has badbit and failbit. When the
+//   last copy of the exception is destroyed, both bits get their former values, in the mask and in the state.
 // - If a buffer is not attached, call exceptions(std::ios::badbit) of the stream before reading or writing, and call
 //   clear() after an exception.
 

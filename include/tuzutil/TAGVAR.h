@@ -24,7 +24,7 @@
 //   operands.
 // - Call IsString() or IsWideString() before QueryString(). For other kinds, QueryString() may return a number as a
 //   pointer.
-// - Many types become values, see the constructors. Pointers that are not texts have the kind voidPtr.
+// - Many types become values, see the constructors. A pointer to an object that is not text has the kind voidPtr.
 // - A void pointer is written to a stream as an address. Never accept a void pointer in data from strangers.
 
 #include "tuzutil/EXPORT.h"
@@ -42,8 +42,8 @@ class TagVar;
 class TiBinaryStream;
 class ToBinaryStream;
 
-// These traits tell from which types a TagVar can be made, besides the parameter types of its other constructors. Types
-// of <chrono> and <filesystem> are recognised by their members, so that these headers need not be included.
+// These traits tell from which types the template constructor of TagVar makes a value. They recognise types of <chrono>
+// and <filesystem> by their members. So this header does not include <chrono> and <filesystem> for them.
 namespace tuzutil {
 
 // True if a type of the program has a function ToTagVar(value) in its namespace (hasToTagVar), or an operator TagVar
@@ -189,8 +189,8 @@ public:
     // Values can also be made of these types:
     // - a type with an operator TagVar, or with a function `TagVar ToTagVar(T const &)` in its namespace
     // - std::basic_string and std::basic_string_view of char, char16_t or char8_t, and char8_t const *: texts. Text of
-    //   char8_t stays narrow if it is ASCII, if the system's narrow text is UTF-8, or in the UTF-8 mode (UNICODE.h).
-    //   Otherwise it becomes a wide string, and malformed parts become U+FFFD.
+    //   char8_t stays narrow if it is ASCII, if the system's narrow text is UTF-8, or if the UTF-8 mode is on
+    //   (UNICODE.h). Otherwise it becomes a wide string, and malformed parts become U+FFFD.
     // - scoped enums: their numbers. Pointers to objects: the kind voidPtr. A long double: a real
     // - std::filesystem::path: its native text. std::error_code: "No such file or directory (generic:2)"
     // - durations: texts such as "1500ms". Times of the system's clock: UTC, "2001-09-09T01:46:40.250Z", with 0, 3, 6
@@ -199,9 +199,9 @@ public:
     template <typename T, tuzutil::IfArgument<T> = true>
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
-    // Copies the object that the other owns. If there is no memory for the copy, the new value owns no object. If the
-    // kind of the other does not exist, throws "unknown type". After such an assignment, the left value has this kind
-    // too and owns no object.
+    // A copy and an assignment copy the object that the other value owns. If there is no memory for it, the new value
+    // owns no object. If the kind of the other value does not exist, they throw "unknown type". After an assignment
+    // that throws, the left value has this kind too, and owns no object.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
@@ -222,7 +222,8 @@ public:
     int IsTime() const noexcept { return IsType(time); }
     int IsDateTime() const noexcept { return IsType(dateTime); }
 
-    // Return the value if it has the matching kind. Throw "type mismatch" for other kinds.
+    // Return the value if its kind is integer, unsignedInteger or real, in this order of the operators. Throw "type
+    // mismatch" for other kinds.
     operator long() const;
     operator unsigned long() const;
     operator double() const;
@@ -230,10 +231,12 @@ public:
     // cannot hold the number.
     long long QueryInteger64() const;
     unsigned long long QueryUnsignedInteger64() const;
+    // Return the pointer of a voidPtr, or the date-time of a dateTime. Throw "type mismatch" for other kinds.
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
     // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). This function tests only three bits of
-    // the kind. It refuses nil, time and the kinds above 10. It returns the value of any other kind as an address.
+    // the kind. It throws "type mismatch" for nil, time and the kinds above 10. It returns the value of any other kind
+    // as an address.
     TString const *QueryString() const;
     operator TString const *() const { return QueryString(); }
 
@@ -269,9 +272,10 @@ public:
     TagVar &operator<<=(TagVar const &other);
     TagVar &operator>>=(TagVar const &other);
 
-    // A text value may own no text. As the right operand of IsEqual(), such a value equals every text value that owns a
-    // text. As the left operand, it equals nothing, not even itself. IsLessThan() takes such a value for less than
-    // every text value that owns a text. The same holds for date-times.
+    // A text value may own no text. If such a value is the right operand of IsEqual(), it equals every text value that
+    // owns a text. If such a value is the left operand, it equals nothing, not even itself. IsLessThan() takes such a
+    // value for less than every text value that owns a text. Values of kind dateTime that own no date-time behave
+    // alike.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     int LogicalAnd(TagVar const &other) const;

@@ -16,8 +16,8 @@
 //
 // Ownership:  Both classes are plain values and borrow nothing.
 // Threads:    Different objects may be used concurrently.
-// Failures:   QueryString() and QueryMailDate() throw TOutOfMemory. A time that does not fit in the 32 bits of a
-//             TDateTime becomes the nearest one that does.
+// Failures:   QueryString() and QueryMailDate() throw TOutOfMemory if there is no memory for the text. A time that does
+//             not fit in the 32 bits of a TDateTime becomes the nearest one that does.
 // Surprises:
 // - The zone is in seconds *west* of UTC. Neither QueryString() nor comparisons apply it.
 // - QueryTM() numbers days unlike the C library, see there. QueryCalendar() numbers them as the C library does.
@@ -32,7 +32,7 @@
 #include <string_view>
 #include <type_traits>
 
-// Empty classes, so that a TagVar can have the kind date or time.
+// These classes are empty. A TagVar that is made of one of them has the kind date or time.
 class TUZUTIL_API TDate {};
 class TUZUTIL_API TTime {};
 
@@ -64,8 +64,7 @@ public:
     // or less, all fields are 0.
     std::tm QueryTM() const noexcept;
     // Returns the time in UTC by a format of strftime; null means "%c". Returns a null string for a time before 1970.
-    // Returns an empty string if the text is empty or too long. At least 64 KiB fit, or 64 times the length of the
-    // format if that is more (at most 256 MiB).
+    // Returns an empty string if the text is empty or too long. A text of less than 64 KiB is never too long.
     TString QueryString(char const *format) const;
 
     // Returns 0 for "Jan" to 11 for "Dec", in any letter case, and -1 for every other text.
@@ -104,8 +103,9 @@ public:
     bool operator!=(TDateTime64 const &other) const noexcept { return fTime != other.fTime; }
     bool operator<(TDateTime64 const &other) const noexcept { return fTime < other.fTime; }
 
-    // Return the calendar record in UTC, and in the zone of this object. Days of the month are 1 to 31. A time before
-    // or after the 1900 million years around 1970 becomes the nearest one within.
+    // QueryCalendar() returns the calendar record in UTC, and QueryLocalCalendar() in the zone of this object. Days of
+    // the month are 1 to 31. A time more than about 1900 million years before or after 1970 becomes the nearest one
+    // within this limit.
     std::tm QueryCalendar() const noexcept;
     std::tm QueryLocalCalendar() const noexcept;
     // Returns the time in UTC by a format of strftime, as TDateTime::QueryString() does, but for the years 1900 to
@@ -118,10 +118,10 @@ public:
     TString QueryMailDate() const;
 
     // Reads the date of a mail header, in the forms of sections 3.3 and 4.3 of RFC 5322: with folded lines, comments,
-    // years of two or three digits and names of zones. Names of zones outside North America count as UTC, as that
-    // standard says. Returns whether the whole text is a date; if not, `date` is unchanged. The date must exist, and
-    // the day of the week, if there is one, must be right. If `fault` is not null, the function stores in it the
-    // 1-based position of the first fault, or 0 if there is none. If the text ends too early, this is its length + 1.
+    // years of two or three digits and names of zones. Names of zones outside North America count as UTC, as RFC 5322
+    // says. Returns whether the whole text is a date; if not, `date` is unchanged. The date must exist, and the day of
+    // the week, if there is one, must be right. If `fault` is not null, the function stores in it the 1-based position
+    // of the first fault, or 0 if there is none. If the text ends too early, this position is the text's length + 1.
     template <typename Text>
     [[nodiscard]] static bool FromMailDate(Text const &text, TDateTime64 &date,
                                            unsigned int *fault = nullptr) noexcept {

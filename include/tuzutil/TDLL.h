@@ -12,15 +12,16 @@
 //             handle.
 // Threads:    Several threads may call loadMessage(). For all other uses, one thread at a time may use an object.
 //             Loading takes the system's loader lock.
-// Failures:   TAccessError, recoverable; the comments of the functions give the texts. Its code() is the system's error
-//             code, and systemText() says in the words of the system's loader why a library was not loaded.
+// Failures:   TAccessError (recoverable), with the texts that the comments of the functions give. The code() of the
+//             exception is the system's error code. Its systemText() is what the system's loader says if a library was
+//             not loaded; it may be null.
 // Surprises:
 // - A text is cut after 256 characters, or after 256 bytes if it is narrow.
 // - The number of a text is at most 65535. An empty text counts as missing.
 // - Narrow texts are in the system's code page on Windows, and in UTF-8 elsewhere. TUnicode::SetUtf8Mode() makes them
 //   UTF-8 on every system.
 // - Loading runs code of the library. If the name has no directory, the library is searched for in the program's
-//   directory, and then in the places of the system.
+//   directory, and then where the system looks for libraries.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"

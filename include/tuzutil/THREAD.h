@@ -34,9 +34,9 @@
 #include <atomic>
 #include <cstdint>
 
-// REQUIRES: nobody calls Start() or MainThread() on a running object: Run() would run twice, but only the first end and
-// one result would be reported. Nobody copies a running object, because copies share the event that reports the end.
-// Run() does not wait for its own end: that wait would never return.
+// REQUIRES: nobody calls Start() or MainThread() on a running object, because Run() would then run twice, but only one
+// end and one result would be reported. REQUIRES: nobody copies a running object, because copies share the event that
+// reports the end. REQUIRES: Run() does not wait for its own end, because that wait would never return.
 class TUZUTIL_API TThread : public TRefCounted {
 protected:
     TThread();
@@ -48,17 +48,18 @@ public:
 
     virtual int Run(); // the body of the thread; subclasses must override it
 
-    // Returns 0 when the thread runs, or 1 if the system cannot make it; errno, or GetLastError() on Windows, then says
-    // why. Throws TInvalidRequest "Thread object without
-    // a reference is not allocated by new" for a local or static object without a reference, because the thread would
-    // delete the object at its end. Call AddRef() first to start such an object; its Run() must then end before the
-    // object is destroyed.
+    // Starts the thread. Returns 0 after the thread has begun to run. If the system cannot make a thread, returns 1,
+    // and errno, or GetLastError() on Windows, tells why. If nobody refers to a local or static object, throws
+    // TInvalidRequest "Thread object without a reference is not allocated by new", because the thread would delete the
+    // object at its end. To start a local or static object, call its AddRef() before. Its Run() must then end before
+    // the object is destroyed.
     int Start();
     int MainThread(); // runs the body on the calling thread, and returns its result
 
     void WaitForTermination(long timeout); // in milliseconds; -1 waits for ever
     int IsRunning() const noexcept { return fRunning.load(std::memory_order_acquire); }
-    // Returns what the last Run() has returned. Returns 0 before the first run, and -1 during a run or if Run() threw.
+    // Returns what the last Run() has returned. Returns 0 before the first run, -1 during a run, and -1 after a run in
+    // which Run() threw.
     int QueryResult() const noexcept { return fResult.load(std::memory_order_acquire); }
     void SetStackSize(unsigned long size) noexcept { fStackSize = static_cast<std::uint32_t>(size); }
 
@@ -71,8 +72,8 @@ private:
     void ForgetEnd();
     bool Begin(void (*entry)(void *), void *argument, bool takesSignals);
 
-    std::uintptr_t fHandle; // the system's handle, which may be closed already; all ones without a thread
-    std::uint32_t fId = 0;  // low half of the handle of the last successful start
+    std::uintptr_t fHandle; // the system's handle, which may be closed already; all bits are 1 if there is no thread
+    std::uint32_t fId = 0;  // the low 32 bits of the handle of the last successful start
     TReference<TSemaphore> fSignal;
     std::atomic<std::int32_t> fFinished{0};
     std::atomic<std::int32_t> fRunning{0};

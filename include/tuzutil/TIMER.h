@@ -12,13 +12,13 @@
 // Ownership:  A timer holds a reference to its event. If the event is null, the timer posts nothing.
 // Threads:    One thread at a time may use a timer. The library's thread may post the event at any time, but not after
 //             the timer's destructor has returned.
-// Failures:   Nothing is thrown. If the library's thread cannot be started, "Unable to start thread" is traced. The
-//             library tries again when a timer is created or set; until then no timer posts. If the library's thread
-//             has no memory for its first lock, it tries again for about a fifth of a second.
+// Failures:   The class throws nothing. If the library's thread cannot be started, "Unable to start thread" is traced.
+//             The library tries to start it again when a timer is created or set; until then no timer posts. If there
+//             is no memory for the first lock that the thread takes, it tries again for about a fifth of a second.
 // Surprises:
-// - Set() with a duration measures milliseconds by the steady clock, and never posts early. Set() with a number takes
-//   whole seconds of the calendar clock and follows changes of this clock: the timer may be late by a second, or early
-//   by less than a second. If the time has passed or is negative, the timer posts at once.
+// - After Set() with a duration, the timer counts milliseconds of the steady clock, and never posts early. After Set()
+//   with a number, it counts whole seconds of the calendar clock, follows changes of this clock, and may be late by a
+//   second, or early by less than a second. If the time has passed or is negative, the timer posts at once.
 // - Of several timers of one kind that are due at the same time, the one that was set last posts first.
 // - Set() clears the event. Cancel() does not change the event.
 // - A copy is not armed, but reports the time for which the original was set when it was copied.
@@ -41,10 +41,10 @@ struct TTimerLink {
     std::uint64_t due = 0; // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
     bool isSteady = false;
     bool isArmed = false;
-    bool isCounted = false;         // among the timers that exist
+    bool isCounted = false;         // whether the timer is counted among those that exist
     TTimerLink *next = nullptr;     // the timer of the same time that was set before this one
     TTimerLink *previous = nullptr; // the timer of the same time that was set after this one
-    TTimerLink *branch[2] = {};     // timers of other times; null if `previous` is not null
+    TTimerLink *branch[2] = {};     // timers of other times; used only while `previous` is null
 };
 
 class TUZUTIL_API TTimer {
@@ -54,15 +54,17 @@ public:
     TTimer &operator=(TTimer const &other); // disarms this timer
     ~TTimer();
 
-    void Set(long seconds); // from now
-    // Sets the timer by the steady clock. The duration is rounded up to milliseconds; about 69 years are the most.
+    void Set(long seconds); // sets the timer by the calendar clock; the seconds count from now
+    // Sets the timer by the steady clock. The duration is rounded up to milliseconds. A duration of more than about 69
+    // years counts as 69 years.
     template <typename Number, typename Period>
     void Set(std::chrono::duration<Number, Period> const &fromNow) {
         SetMilliseconds(TWaitTime::Milliseconds(fromNow, 0x20000000000));
     }
     void Cancel();
-    // Return 0 if the timer is not armed. Only a copy, which is not armed, returns what the original returned. The
-    // first two functions also return 0 if the time has passed; until then, they return at least 1 unit.
+    // Return the time for which the timer is set, or the time that is left until then. If the timer is not armed, they
+    // return 0. A copy is never armed, but it returns the values for the time for which the original was set when it
+    // was copied. TimeLeft() and QueryTimeLeft() return at least 1 unit until the time has passed, and then 0.
     std::chrono::milliseconds TimeLeft() const noexcept { return std::chrono::milliseconds(MillisecondsLeft()); }
     long QueryTimeLeft() const noexcept;                               // in seconds
     unsigned long QueryPostTime() const noexcept { return fPostTime; } // in seconds since 1970

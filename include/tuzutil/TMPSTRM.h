@@ -46,9 +46,9 @@ public:
     TTempStreamTest &operator=(TTempStreamTest const &) = default;
     ~TTempStreamTest() override;
 
-    // Returns a value other than 0 to move the content to the file now. Subclasses must override this function. The
-    // test may inspect the blocks, seek and write. If the test seeks to a block with room and returns 0, writing
-    // continues there. After the move to the file, writing continues at the end. While the test writes, the test may be
+    // Returns a value other than 0 to move the content to the file now. Subclasses must override this function. This
+    // function may inspect the blocks, seek and write. If it seeks to a block with room and returns 0, writing
+    // continues there. After the move to the file, writing continues at the end. While this function writes, it may be
     // called again.
     virtual int Test(TTempStreamBuf *buf);
 };
@@ -61,9 +61,9 @@ public:
 // was opened, or that it could not be opened.
 //
 // Position. After the move, reading and writing share one position, which is first the end of the file. The buffer
-// reads ahead: flush(), tellg(), WriteTo() and a seek move the position back to the byte that is to be read next.
-// Without such a call, a write continues after the bytes that were read ahead. A negative offset moves the position
-// backwards.
+// reads ahead. Each of flush(), tellg(), WriteTo() and a seek first moves the position back to the byte that is to be
+// read next. Without such a call, a write continues after the bytes that were read ahead. In a seek, a negative offset
+// moves the position backwards.
 //
 // Failures. If the file cannot be made or takes no more bytes, the bytes that were written before remain readable, and
 // the next write tries again. A failure to read from the file looks like the end of the file.
@@ -73,9 +73,9 @@ public:
     TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStreamBuf() override;
 
-    // Copies the content to `to` and returns the number of bytes copied. Starts at the beginning before the move to the
-    // file, and at the present position after the move. If the file fails, sets the fail bit of `to`. Returns 0 if the
-    // file does not take the bytes that wait to be written.
+    // Copies the content to `to`, and returns the number of bytes copied. As long as the content is in memory, copies
+    // it from its beginning. After the move to the file, copies it from the present position on. If the file fails,
+    // sets the fail bit of `to`. If the file does not take the bytes that wait to be written, also returns 0.
     unsigned long WriteTo(std::ostream &to) override;
 
 protected:
