@@ -15,15 +15,15 @@
 //     TTrace trace = TTrace::Make<TCounter>();              // levels "np", all components, all categories
 //     TTracePoint::Write(TTrace::error, fsSession, "src/session.cpp", "%d bytes lost", 17);
 //
-// Ownership:  Copies of a handle share its destination. The last copy deletes it. For categories see Category.
+// Ownership:  Copies of a TTrace share its destination. The last copy deletes it. For categories see Category.
 // Threads:    Any thread may trace, and may add, change or remove destinations. The trace lock (fsMutex, recursive) is
 //             held while the set of destinations changes and during each Write(). A fork waits for this lock, too. One
-//             thread at a time may use a handle or a SaveState.
+//             thread at a time may use a TTrace or a SaveState.
 // Failures:   Setters throw TInvalidParameter "Mask beyond 32 bits" if a mask has bits above bit 31, and change
 //             nothing. Queries ignore such bits. An exception that leaves a destination's Write() is dropped.
 // Surprises:
 // - A trace point reads the global levels and components without the lock, so it may see a change late.
-// - Setters accept ~0 and 1 << 31, although these negative ints have bits above bit 31 when they are converted.
+// - Setters accept ~0 and 1 << 31, although these negative ints have bits above bit 31 after the conversion to long.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -151,7 +151,7 @@ public:
         // Stores the beginning of a record: the letter of the level, after date, time and thread if the prefix is long.
         // The name of the category is not stored.
         void FormatPrefix(TString &prefix, unsigned long level) const;
-        static char LevelChar(unsigned long level) noexcept; // '?' if the level is not a single bit with a letter
+        static char LevelChar(unsigned long level) noexcept; // '?' if it has no letter, or is a combination of levels
 
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
         static void SetGlobalTracing(); // computes the global level and component from all destinations
@@ -185,11 +185,12 @@ public:
         static TTraceSetKnown fsKnownCategories;
 
     protected:
-        // These constructors join the chain at once, before the subclass is constructed. Without arguments, the levels
-        // are "np".
+        // These constructors join the chain at once, before the subclass is constructed. The constructor without
+        // arguments sets the levels "np" (docs/tracing.md) and all components.
         Base();
         Base(unsigned long level, unsigned long component);
-        // These constructors do not join. Make() does it, or a call of Join() after the subclass is constructed.
+        // These constructors do not join the chain. Make() calls Join(), or the subclass does so after it is
+        // constructed.
         enum Joining { joinsLater };
         explicit Base(Joining);
         Base(Joining, unsigned long level, unsigned long component);
@@ -217,8 +218,8 @@ public:
 
     using Pointer = TReference<Base>;
 
-    // Remembers the levels, components and default of a handle's destination. The destructor restores them, unless
-    // QueryDisableRestore() is not 0 then. Changes of the category table remain.
+    // Remembers the levels, components and default of a handle's destination. If QueryDisableRestore() is 0 when the
+    // object is destroyed, the destructor restores them. Changes of the category table remain.
     class TUZUTIL_API SaveState {
     public:
         [[nodiscard]] explicit SaveState(TTrace &trace);
@@ -246,8 +247,8 @@ public:
     virtual ~TTrace();
 
     // Makes a destination of the class `Destination` from its constructor's arguments, and returns a handle to it. The
-    // destination joins the chain after it is constructed. It leaves the chain before it is destroyed; if the class is
-    // final, its destructor must call Unlink() for that.
+    // destination joins the chain after it is constructed, and leaves the chain before it is destroyed. REQUIRES: if
+    // the class is final, its destructor itself calls Unlink() first.
     template <class Destination, class... Arguments>
     [[nodiscard]] static TTrace Make(Arguments &&...arguments) {
         using TMade = std::conditional_t<std::is_final_v<Destination>, Destination, TLeaving<Destination>>;

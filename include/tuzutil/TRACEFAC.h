@@ -17,8 +17,8 @@
 // Ownership:  The loader borrows the factory, which is a static object of its library. The destination belongs to the
 //             handle that CreateTrace() returns, and to copies of that handle.
 // Threads:    Any thread may call CreateTrace(). It runs under the trace lock.
-// Failures:   The constructor throws what FACTORY.h says. If CreateTrace() returns a handle without a destination,
-//             nothing is written.
+// Failures:   The constructor throws what TFactoryLoaderBase::Register() throws (FACTORY.h). If CreateTrace() returns a
+//             handle without a destination, nothing is written.
 // Surprises:
 // - The argument is never null.
 // - The first comma in a configuration ends the argument, so an argument needs other separators.
@@ -32,8 +32,8 @@ public:
     ~TTraceFactory() override;
 
     // Makes a destination. Subclasses must override this function. REQUIRES: neither this function nor the
-    // destination's Write() loads a library, because both run under the trace lock. The destination is made by
-    // TTrace::Make(), or its destructor calls Unlink() before its members are destroyed.
+    // destination's Write() loads a library, because both run under the trace lock. REQUIRES: this function makes the
+    // destination by TTrace::Make(), or the destination's destructor calls Unlink() before its members are destroyed.
     [[nodiscard]] virtual TTrace CreateTrace(char const *argument);
 
     static TFactoryLoader<TTraceFactory> *GetLoader();

@@ -36,7 +36,7 @@
 #include <utility>
 #include <vector>
 
-// The place of a trace point: a static text, and the line of the call.
+// The place of a trace point: the name of the source file, which is a static text, and the line of the call.
 struct TTracePlace {
     constexpr TTracePlace(char const *fileName, unsigned long lineNumber = __builtin_LINE()) noexcept
         : file(fileName), line(lineNumber) {}
@@ -45,7 +45,8 @@ struct TTracePlace {
     unsigned long line;
 };
 
-// The source file and the line of a call, as default arguments.
+// The source file and the line of a call. Functions take it as a default argument of __builtin_FILE() and
+// __builtin_LINE(), which the compiler replaces by the place of the call.
 struct TTraceCaller {
     char const *file;
     unsigned long line;
@@ -65,8 +66,8 @@ public:
     // True if the first argument may be a format.
     static constexpr bool mayTakeFormat = TFirst<Arguments...>::isText;
 
-    // A format or, if there is no conversion in it and a text follows, the name of a file. The literal is checked under
-    // C++20.
+    // Takes a literal. If the literal has no conversion, and the first argument is a text, the literal is the name of a
+    // file. Otherwise it is the format. Under C++20, the compiler checks the literal.
     template <std::size_t size>
     TUZUTIL_CONSTEVAL TTraceText(char const (&text)[size], TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()})
         : fFormat(text), fPlace(caller.file, caller.line) {
@@ -77,8 +78,8 @@ public:
                 tuzutil::format_error::AFileNameStandsBeforeAFormat();
         }
     }
-    // These constructors take a place, if a format may follow. A pointer or a writable array is the name of a file; the
-    // line is that of the call.
+    // These constructors take a place. They exist only if the first argument may be a format. A pointer or a writable
+    // array is the name of a file, and the line is that of the call.
     template <typename Pointer, std::enable_if_t<mayTakeFormat && std::is_pointer_v<Pointer> &&
                                                      std::is_convertible_v<Pointer, char const *>,
                                                  bool> = true>
@@ -98,12 +99,13 @@ public:
     template <bool takesFormat = mayTakeFormat, std::enable_if_t<takesFormat, bool> = true>
     constexpr TTraceText(TTracePlace const &place) noexcept : fFormat(nullptr), fPlace(place) {}
 
-    constexpr char const *QueryFormat() const noexcept { return fFormat; } // null if it is the first argument
+    constexpr char const *QueryFormat() const noexcept { return fFormat; } // null if the first argument is the format
     constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; }
 
 private:
-    // Whether a text ends as the name of a source file does, or has a folder or an extension and no blank. A sentence
-    // such as "Login failed." has a blank or ends with its period.
+    // Returns whether a text has one of the extensions below, or looks otherwise like the name of a file: it contains a
+    // dot or a delimiter, has no blank, and does not end with its last dot. A sentence such as "Login failed." has a
+    // blank or ends with a dot.
     static constexpr bool LooksLikeFile(std::string_view text) noexcept {
         std::size_t const dot = text.rfind('.');
         if (dot != text.npos) {
@@ -158,7 +160,7 @@ public:
 
 #if defined(__cpp_lib_format)
     // Writes an entry with a literal format of std::format, which the compiler checks. If a formatter throws, the
-    // format itself is the text. Exists if the standard library has std::format.
+    // format itself becomes the text. This function exists only if the standard library has std::format.
     template <typename... Arguments>
     static void Format(std::uint32_t level, TTrace::Category const &category,
                        TTraceFormatOf<Arguments const &...> format, Arguments const &...arguments) noexcept {
@@ -181,7 +183,8 @@ private:
         int fHeld;
     };
 
-    // Finds the format. If `format` is null, or has no conversion and a text follows, the first argument is the format.
+    // Finds the format. If `format` is null, or if it has no conversion and the first argument is a text, the first
+    // argument is the format, and a `format` that is not null is the name of a file.
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void Sort(std::uint32_t level, TTrace::Category const &category,
                                                      char const *file, unsigned long line, char const *format,
@@ -263,8 +266,8 @@ public:
     void SetDebugging(char const *file, unsigned long line);
 
 private:
-    // A message that was replaced exists until the last owner is destroyed, because references to its arguments may be
-    // in use.
+    // If SetFormatMsg() replaces a message, the former message exists as long as the new one, because references to its
+    // arguments may be in use.
     struct TMessage {
         TMessage(char const *format, std::shared_ptr<TMessage> earlier) : text(format), previous(std::move(earlier)) {}
         TMessage(TMessage const &) = delete;
@@ -289,8 +292,8 @@ public:
     explicit TTraceObjects(unsigned int capacity) : fCapacity(capacity) {}
 
     unsigned int Add(char const *configuration, int, char *); // adds nothing; returns 0xFFFFFFFF
-    TTrace operator[](unsigned int index) const;              // without a destination if there is no entry
-    void Remove(unsigned int index);                          // leaves a handle without a destination there
+    TTrace operator[](unsigned int index) const;              // a handle without a destination if there is no entry
+    void Remove(unsigned int index);                          // replaces the entry by a handle without a destination
 
 private:
     [[maybe_unused]] std::uint32_t fCapacity = 0;

@@ -42,7 +42,7 @@ private:
     friend class TTraceSetKnownCursor;
 
     // Readers follow `next` without a lock. An entry is complete before it is linked, and is never unlinked. When its
-    // category leaves, `category` becomes null until another category takes the entry over.
+    // category leaves the registry, `category` becomes null until another category takes the entry over.
     struct TEntry {
         std::atomic<TTrace::Category const *> category{nullptr};
         std::atomic<TEntry *> next{nullptr};

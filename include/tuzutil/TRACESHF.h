@@ -41,13 +41,12 @@ class TMutexSemaphore;
 //
 // If the lock "kelvoTraceFile" cannot be opened, for example because another user has made it, the file is not emptied,
 // but records are written to it. If a process was killed in the middle of a line, the next record starts on a new line.
-// If another program prevents writing, nothing is written.
 class TUZUTIL_API TTraceSharedFileBase : public TTrace::Base {
 public:
     ~TTraceSharedFileBase() override;
 
     bool IsOpen() const noexcept;                  // whether the file could be opened
-    unsigned long QueryOpenError() const noexcept; // the system's error code if opening failed; 0 otherwise
+    unsigned long QueryOpenError() const noexcept; // the system's error code if the file could not be opened, or 0
 
     void FormatPrefix(TString &prefix, unsigned long level) const;
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;

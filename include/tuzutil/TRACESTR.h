@@ -23,8 +23,8 @@
 // Surprises:
 // - A file is emptied when it is opened, even if another process writes to it. To share a file, use TTraceSharedFile.
 // - On Linux, only the owner of a new file has access to it, see SetFileMode().
-// - A text ends before its first zero. 16-bit text is written in the encoding of the process, or as UTF-8 after
-//   TUnicode::SetUtf8Mode(). A message with line ends takes several lines, and line ends are those of the system's
+// - A text ends before its first zero. 16-bit text is written in the encoding of the locale, or as UTF-8 after
+//   TUnicode::SetUtf8Mode(1). A message with line ends takes several lines, and line ends are those of the system's
 //   text files.
 
 #include "tuzutil/EXPORT.h"
@@ -105,7 +105,7 @@ class TUZUTIL_API TTraceStream : public TTrace {
 public:
     TTraceStream();
     TTraceStream(char const *fileName); // with backslashes between its parts
-    // Takes a name as the system has it.
+    // Takes a path of the standard library, of any characters.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TTraceStream(Path const &path) : TTraceStream(new TTraceStreamBase(path)) {}
     TTraceStream(std::ostream &stream, char const *selection = nullptr);

@@ -49,10 +49,10 @@ private:
     std::atomic<std::uint32_t> fCount{0};
 };
 
-// The base of objects to which uncounted (weak) pointers exist. The count changes only under the lock
-// TWeakReferenceLock::fsSem, so that the weak pointers can be cleared when the last reference is released. All objects
-// of this class share the lock. If the lock cannot be taken, this is traced at level "er", and counts still change
-// atomically.
+// The base of objects to which uncounted (weak) pointers exist. The count changes under the lock
+// TWeakReferenceLock::fsSem, which all objects of this class share. When the last reference is released,
+// ZeroWeakReference() clears the weak pointers under this lock. If the lock cannot be taken, this is traced at level
+// "er", and the count still changes atomically.
 //
 // REQUIRES: code that makes a reference from a weak pointer holds a TWeakReferenceLock while it reads the pointer and
 // calls AddRef(). ZeroWeakReference() must clear every weak pointer from which references are made.
@@ -69,8 +69,8 @@ public:
     virtual void RemoveRef();
 
 private:
-    // Clears the weak pointers; the default does nothing. This function runs under the lock, when the count is 0.
-    // REQUIRES: the function takes no other lock of the library.
+    // Clears the weak pointers; the default does nothing. RemoveRef() calls this function under the lock when the count
+    // has become 0. REQUIRES: the function takes no other lock of the library.
     virtual void ZeroWeakReference();
     virtual void Unreachable(); // deletes the object; called after the lock has been released
 

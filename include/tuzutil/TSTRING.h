@@ -14,7 +14,7 @@
 //         std::cout << word.view().size() << '\n';    // 4, 2
 //     std::string const copy(line);                   // all bytes; TString(copy) takes them all
 //
-// Ownership:  Copies share one buffer; the last handle deallocates it. Pointers and views of the data are valid until
+// Ownership:  Copies share one buffer; the last of them deallocates it. Pointers and views of the data are valid until
 //             the string from which they come changes, or until the buffer is deallocated.
 // Threads:    Several threads may read and copy a string that nobody changes. Any other string belongs to one thread at
 //             a time. Strings of different threads may share a buffer, if nobody writes into this buffer.
@@ -23,7 +23,7 @@
 // Surprises:
 // - A null string has no buffer, a nil string an empty one: nil.isEqual(null) is true, but null.isEqual(nil) is false.
 // - Writing in bounds by operator[], a pointer or Wipe() changes all strings that share the buffer: see MakeUnique().
-// - Lengths and positions count bytes. Only lengthOf(), and indexOf() of a 16-bit character, count 16-bit characters.
+// - Lengths and positions count bytes. Only lengthOf() of 16-bit text, and indexOf() of a 16-bit character, do not.
 // - TString(0) and TString(n + 1) do not compile if n is an int: 0 could mean a null string. Use TString::Number().
 // - A null string gives an empty view and an empty standard string; a string made from an empty view is nil.
 
@@ -49,8 +49,8 @@
 
 namespace tuzutil {
 
-// Points to a byte that is not 0 only while the process is certain to have one thread. The counts in buffers are then
-// changed without atomic instructions.
+// Points to a byte that is not 0 only while the process is certain to have one thread. While the byte is not 0, strings
+// change the counts in buffers without atomic instructions.
 TUZUTIL_API extern char const *const singleThreaded;
 
 // The data of all null strings. The array has one address, so that begin() and end() of a null string point into the
@@ -122,8 +122,8 @@ struct TStringBuffer {
         else
             __atomic_fetch_add(&count, 1, __ATOMIC_RELAXED);
     }
-    // Returns whether nobody holds the buffer any more. A sole holder may leave the count as it is, because nobody else
-    // sees it.
+    // Removes one holder, and returns whether nobody holds the buffer any more. If the caller is the only holder, the
+    // count may stay as it is, because nobody else sees it.
     bool DropHolder() noexcept {
         if (*tuzutil::singleThreaded)
             return --count == 0;
@@ -287,7 +287,8 @@ public:
     // If `+= TString` is applied to a null string, this string gets the flags of the other.
     TString operator+(TString const &other) const;
     TString operator+(char const *text) const;
-    // A template, so that a program's own operator for these operands is preferred and does not collide with it.
+    // This operator is a template. If a program has an operator of its own for these operands that is not a template,
+    // the compiler prefers that one.
     template <typename Char, std::enable_if_t<std::is_same_v<Char, char>, bool> = true>
     friend TString operator+(Char const *left, TString const &right) {
         return TString(left) + right;
@@ -526,7 +527,8 @@ struct fmt::formatter<TString> : fmt::formatter<std::string_view> {
 // these end.
 std::istream &operator>>(std::istream &in, TString const &text) = delete;
 
-// These are the friends above. Declared here, they also compare objects that merely convert to strings.
+// These declare the friends above outside of the class, too. Therefore the operators also compare objects that are not
+// strings but convert to strings.
 bool operator==(TString const &a, TString const &b) noexcept;
 bool operator!=(TString const &a, TString const &b) noexcept;
 bool operator<(TString const &a, TString const &b) noexcept;

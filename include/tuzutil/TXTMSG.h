@@ -122,7 +122,7 @@ public:
 
     // A copy has everything except the text that was made.
     TTextMessage(TTextMessage const &other);
-    // The former arguments are kept until the message is destroyed, so that references to them remain valid.
+    // An assignment keeps the former arguments until the message is destroyed. So references to them remain valid.
     TTextMessage &operator=(TTextMessage const &other);
     ~TTextMessage() = default;
 
@@ -175,10 +175,10 @@ public:
     TString const &QueryFile() const noexcept { return fFile; }
     unsigned long QueryLine() const noexcept { return fLine; }
 
-    // Rewrite a narrow or 16-bit format for the system's printf: remove the numbers of arguments, and replace the size
-    // modifiers. Store the values that the new format takes in `block`. At least 11 zero characters follow the new
-    // format in `out`, or fewer if the new format is 1 to 11 characters longer than the old one. Return the number of
-    // characters that the text may need.
+    // Rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`: remove the numbers
+    // of arguments, and replace the size modifiers. Store the values that the new format takes in `block`. Return the
+    // number of characters that the text may need. At least 11 zero characters follow the new format in `out`. If the
+    // new format is 1 to 11 characters longer than the old one, fewer zero characters follow.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 

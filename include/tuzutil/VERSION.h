@@ -28,7 +28,8 @@ public:
     unsigned short QueryMajor() const noexcept { return fMajor; }
     unsigned short QueryMinor() const noexcept { return fMinor; }
     char const *QueryRevision() const noexcept; // the build tag
-    char const *QueryVersion() const;           // "%d.%d.%s"; the same pointer on every call until an assignment
+    // Returns the text "MAJOR.MINOR.TAG". Every call returns the same pointer, until a version is assigned to this one.
+    char const *QueryVersion() const;
 
     static TVersion *QueryInstance() noexcept { return fsOnly; }
 
