@@ -54,8 +54,8 @@ public:
     TString FindFirst(int *isDirectory = nullptr, TString *name = nullptr);
     TString FindNext(int *isDirectory = nullptr, TString *name = nullptr);
 
-    // Returns an iterator over all entries, directories included, which has the system's own names. This function does
-    // not use the enumeration of FindFirst(). Throws std::filesystem::filesystem_error if the system cannot open the
+    // Returns an iterator over all entries, directories included, under the system's own names. The iterator is
+    // independent of FindFirst() and FindNext(). Throws std::filesystem::filesystem_error if the system cannot open the
     // directory.
     std::filesystem::directory_iterator NativeEntries() const {
         return std::filesystem::directory_iterator(TFileName(fPath).NativePath());

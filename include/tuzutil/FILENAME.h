@@ -47,8 +47,8 @@ public:
     TFileName(char const *name) : TString(name) {}
     TFileName(unsigned short const *name) : TString(name) {}
     TFileName(char16_t const *name) : TString(name) {}
-    // Joins both names with exactly one delimiter between them. The result is 16-bit text if at least one of the names
-    // is.
+    // Joins both names with exactly one delimiter between them. The result is 16-bit text if one or both of the names
+    // are.
     TFileName(TFileName const &first, TFileName const &second);
     TFileName(TFileName const &other) noexcept = default;
     TFileName &operator=(TFileName const &other) noexcept = default;
@@ -63,9 +63,9 @@ public:
     template <class Path = std::filesystem::path>
     Path NativePath() const;
 
-    // FromNative() converts a name from the system's form, and QueryNative() converts it into that form. On Linux, the
-    // system's form is narrow text with slashes. There FromNative() refuses a name that contains a backslash, because
-    // the result would name another file. Use std::filesystem::path for such a name.
+    // FromNative() converts a name of the system's form to a TFileName. QueryNative() converts a TFileName to the
+    // system's form, which is narrow text with slashes on Linux. On Linux, FromNative() throws if the name contains a
+    // backslash, because the result would name another file. Use std::filesystem::path for such a name.
     static TFileName FromNative(char const *name);
     TString QueryNative() const;
 

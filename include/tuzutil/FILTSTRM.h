@@ -23,7 +23,7 @@
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
 // Failures:   Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an exception of its buffer,
-//             unless the stream's exceptions() contain badbit. Those of DOTBYTE.h pass through the stream of Attach().
+//             unless the stream's exceptions() contain badbit, or the exception is one of DOTBYTE.h (see Attach()).
 // Surprises:
 // - If std::unitbuf is set for the stream that was given to Attach(), each write passes its bytes on at once.
 

@@ -12,8 +12,7 @@
 //
 // Ownership:  A TFormat borrows the literal. A message copies the format and the arguments.
 // Threads:    Any thread may use a TFormat.
-// Failures:   No function fails when the program runs. TTextMessage (TXTMSG.h) says how a faulty format is printed that
-//             no compiler has checked.
+// Failures:   No function fails when the program runs. TXTMSG.h says how a TTextMessage prints a faulty format.
 // Surprises:
 // - A compiler checks formats if it has consteval, which C++20 introduced. With other compilers, a faulty format
 //   compiles.

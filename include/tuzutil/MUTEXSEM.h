@@ -178,7 +178,7 @@ private:
         return state == Locked;
     }
 
-    bool IsHeld() const noexcept; // by this thread; false if that is unknown
+    bool IsHeld() const noexcept; // whether this thread holds the lock; false if that is unknown
 
     void *fHandle;
     char *fName;

@@ -55,10 +55,10 @@ public:
     // instead of its first ".". If the program's directory contains %L or %N, or the language contains %N, these are
     // replaced too.
     char *FindFile(TString const &lang);
-    // Loads the library with the constructor's name, and returns the library's full name. Adds ".dll" to the name
-    // unless it ends in ".dll". If the library cannot be loaded, returns the full name of the program, or null if the
-    // system does not know the program's name. If a static object of the library could not register itself, throws the
-    // exception of that object.
+    // Loads the library whose name was given to the constructor, and returns the library's full name. Adds ".dll" to
+    // the given name unless it ends in ".dll". If the library cannot be loaded, returns the full name of the program,
+    // or null if the system does not know the program's name. If a static object of the library could not register
+    // itself, throws the exception of that object.
     char *FindInPath();
     operator char *() { return FindFile(); }
 

@@ -16,7 +16,8 @@
 //             as destroyed.
 // Threads:    Any thread may use an object, because it does not change after its construction. REQUIRES: the users of a
 //             block guard its content, for example with a named TMutexSemaphore.
-// Failures:   The class throws nothing. rdstate() returns the state, and QueryError() the system's error code.
+// Failures:   Only exceptions of initialise() reach the caller. rdstate() returns the state of an object, and
+//             QueryError() the system's error code.
 // Surprises:
 // - A new block holds zeros.
 // - Size() returns 0 for an object whose constructor opened a block. TrueSize() returns the size of every block.
@@ -64,9 +65,11 @@ public:
     int QueryError() const noexcept;
     std::error_code Error() const noexcept { return std::error_code(QueryError(), std::system_category()); }
     int operator!() const noexcept { return fState != 0; }
-    char *Name() const noexcept;                 // null if no name was given
-    void *Pointer() const noexcept;              // null unless the state is 0
-    int Owner() const noexcept;                  // 1 after the constructor with a size, or if OpenOrCreate() created
+    char *Name() const noexcept;    // null if no name was given
+    void *Pointer() const noexcept; // null unless the state is 0
+    // Returns 1 if the constructor with a size made this object, or if OpenOrCreate() created the block for it.
+    // Otherwise returns 0.
+    int Owner() const noexcept;
     long Size() const noexcept { return fSize; } // as given to the constructor; TrueSize() after OpenOrCreate()
     // Returns the size of the block in bytes, even if another process created it. Returns 0 unless the state is 0. On
     // Windows, if the constructor with a size created the block, the other objects of the block return the size rounded

@@ -155,7 +155,7 @@ public:
     };
 
     // The kinds above 10 were added later. They are not enumerators, so that a switch over the enumerators of Type
-    // remains complete. No operator accepts these kinds, and QueryString() refuses them. QueryInteger64() and
+    // remains complete. The operators and QueryString() throw an exception for these kinds. QueryInteger64() and
     // QueryUnsignedInteger64() return the 64-bit numbers.
     static constexpr Type integer64 = static_cast<Type>(64);         // an integer that does not fit in 32 bits
     static constexpr Type unsignedInteger64 = static_cast<Type>(72); // an unsigned integer that does not fit in 32 bits
@@ -200,8 +200,8 @@ public:
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
     // A copy and an assignment copy the object that the other value owns. If there is no memory for it, the new value
-    // owns no object. If the kind of the other value does not exist, they throw "unknown type". After an assignment
-    // that throws, the left value has this kind too, and owns no object.
+    // owns no object. If the kind of the other value does not exist, they throw "unknown type". After an assignment has
+    // thrown this, the left value has the kind of the other value, and owns no object.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
@@ -222,8 +222,8 @@ public:
     int IsTime() const noexcept { return IsType(time); }
     int IsDateTime() const noexcept { return IsType(dateTime); }
 
-    // Return the value if its kind is integer, unsignedInteger or real, in this order of the operators. Throw "type
-    // mismatch" for other kinds.
+    // Return the value as a long if its kind is integer, as an unsigned long if it is unsignedInteger, and as a double
+    // if it is real. Throw "type mismatch" for every other kind.
     operator long() const;
     operator unsigned long() const;
     operator double() const;
@@ -240,8 +240,8 @@ public:
     TString const *QueryString() const;
     operator TString const *() const { return QueryString(); }
 
-    // Writes the value as text. Writes "(nil)" and "(endOfArgs)" for these kinds, and "(null)" if a text or date-time
-    // value owns no object. Throws "not implemented" for date and time.
+    // Writes the value as text. Writes "(nil)" and "(endOfArgs)" for values of these kinds, and "(null)" if a text or
+    // date-time value owns no object. Throws "not implemented" for the kinds date and time.
     std::ostream &StreamOut(std::ostream &out) const;
     std::istream &StreamIn(std::istream &in); // always throws "not implemented"
     std::ostream &PrintType(std::ostream &out) const;

@@ -62,9 +62,10 @@ public:
         SetMilliseconds(TWaitTime::Milliseconds(fromNow, 0x20000000000));
     }
     void Cancel();
-    // Return the time for which the timer is set, or the time that is left until then. If the timer is not armed, they
-    // return 0. A copy is never armed, but it returns the values for the time for which the original was set when it
-    // was copied. TimeLeft() and QueryTimeLeft() return at least 1 unit until the time has passed, and then 0.
+    // TimeLeft() and QueryTimeLeft() return the time that is left: at least 1 unit until the time has passed, and then
+    // 0. QueryPostTime() returns the time for which the timer is set. If the timer is not armed, the functions return
+    // 0. Exception: a copy is not armed, but it returns the values for the time for which the original was set when it
+    // was copied.
     std::chrono::milliseconds TimeLeft() const noexcept { return std::chrono::milliseconds(MillisecondsLeft()); }
     long QueryTimeLeft() const noexcept;                               // in seconds
     unsigned long QueryPostTime() const noexcept { return fPostTime; } // in seconds since 1970

@@ -108,8 +108,8 @@ public:
         Base(Base const &) = delete;
         Base &operator=(Base const &) = delete;
 
-        // Writes one entry that this destination accepts. Subclasses must override this function. It is called under
-        // the trace lock. REQUIRES: the function neither loads a library nor writes a trace entry.
+        // Writes one entry that this destination accepts. Subclasses must override this function. The library calls it
+        // under the trace lock. REQUIRES: the function neither loads a library nor writes a trace entry.
         virtual void Write(unsigned long level, Category const &category, TTextMessage const &message);
         virtual void Change(); // called after most changes of the settings
 
@@ -121,9 +121,9 @@ public:
         void SetDefaultTracing(int on);
         int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1 if records have the long prefix
         void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), unlike most setters
-        // The parts that the library's destinations add to a record: the name of the category after the letter of the
-        // level, and in the long prefix the year before the date and the time zone after the time. A prefix with all of
-        // them is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default, no part is added.
+        // The library's destinations can add these parts to a record: the name of the category after the letter of the
+        // level, and in the long prefix the year before the date and the time zone after the time. A prefix with all
+        // three parts is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default, no part is added.
         enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
         unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }
         void SetPrefixParts(unsigned long parts) noexcept;                             // does not call Change()
@@ -189,8 +189,7 @@ public:
         // arguments sets the levels "np" (docs/tracing.md) and all components.
         Base();
         Base(unsigned long level, unsigned long component);
-        // These constructors do not join the chain. Make() calls Join(), or the subclass does so after it is
-        // constructed.
+        // These constructors do not join the chain. The object joins it when Make() or the subclass calls Join().
         enum Joining { joinsLater };
         explicit Base(Joining);
         Base(Joining, unsigned long level, unsigned long component);

@@ -16,7 +16,7 @@
 //
 // Ownership:  The loader borrows the factory, which is a static object of its library. The destination belongs to the
 //             handle that CreateTrace() returns, and to copies of that handle.
-// Threads:    Any thread may call CreateTrace(). It runs under the trace lock.
+// Threads:    The library calls CreateTrace() on the thread that opens the destination, under the trace lock.
 // Failures:   The constructor throws what TFactoryLoaderBase::Register() throws (FACTORY.h). If CreateTrace() returns a
 //             handle without a destination, nothing is written.
 // Surprises:

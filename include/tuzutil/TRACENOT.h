@@ -12,7 +12,7 @@
 //         std::atomic<int> isVerbose{0};
 //     };
 //
-// Ownership:  Observers are borrowed. An observer leaves the set when it is destroyed.
+// Ownership:  The library borrows the observers. The destructor of an observer calls Leave().
 // Threads:    Notify() runs under the trace lock and the lock of the observers. Both locks are recursive.
 // Failures:   An exception that leaves Notify() is dropped. REQUIRES: Notify() does not end its thread.
 // Surprises:

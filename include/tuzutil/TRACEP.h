@@ -23,8 +23,8 @@
 // - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
 //   are evaluated all the same.
 // - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is a source file.
-//   Under C++20, it must also look like one, unless the format after it is a literal. The compiler checks literals and
-//   constexpr arrays, and no other arrays.
+//   Under C++20, the compiler refuses a source file whose text does not look like a file name, unless the format after
+//   it is a literal. It checks literals and constexpr arrays, and no other arrays.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -224,7 +224,7 @@ private:
     }
 #endif
 
-    // Makes the value of an argument. If that throws, the entry is written without this value.
+    // Makes the value of an argument. If that throws, the entry shows "?" in the place of this value.
     template <typename T>
     static TagVar Take(T const &argument) noexcept {
         if constexpr (std::is_nothrow_constructible_v<TagVar, T const &>) {

@@ -9,7 +9,7 @@
 //     TTracePoint::Write(TTrace::warning, fsCategory, "src/server.cpp", "Queue is full");
 //     // 07/14-09:05:03.27 0000013C:000000A4 W [server.cpp:89] Queue is full
 //
-// Ownership:  Copies of a handle share the destination, which holds the file and the lock.
+// Ownership:  Copies of a TTraceSharedFile share the destination, which holds the file and the lock.
 // Threads:    A process holds the lock "kelvoTraceFile" while it writes a record. The session has one such lock for all
 //             shared files: a process that is suspended while it writes stops all other processes that write to a
 //             shared file.
@@ -20,8 +20,8 @@
 //   there are further conditions, see TTraceSharedFileBase.
 // - On Linux, only the owner of a new file has access to it, see TTraceStreamBase::SetFileMode(). Directories are not
 //   made.
-// - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of the
-//   handle returns the prefix without the process.
+// - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of a
+//   TTraceSharedFile returns a prefix without the process.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"

@@ -104,7 +104,7 @@ private:
 class TUZUTIL_API TTraceStream : public TTrace {
 public:
     TTraceStream();
-    TTraceStream(char const *fileName); // with backslashes between its parts
+    TTraceStream(char const *fileName); // backslashes separate the parts of the name
     // Takes a path of the standard library, of any characters.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TTraceStream(Path const &path) : TTraceStream(new TTraceStreamBase(path)) {}

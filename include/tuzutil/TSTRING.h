@@ -129,7 +129,7 @@ struct TStringBuffer {
             return --count == 0;
         return !IsShared() || __atomic_sub_fetch(&count, 1, __ATOMIC_ACQ_REL) == 0;
     }
-    // If this returns false, everything that former holders did with the buffer has happened before the call.
+    // If this function returns false, everything that former holders did with the buffer has happened before the call.
     bool IsShared() const noexcept { return __atomic_load_n(&count, __ATOMIC_ACQUIRE) != 1; }
 };
 
@@ -335,8 +335,8 @@ public:
     // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. A start of 0 throws as
     // above.
     TString &remove(unsigned int start, unsigned int count);
-    // Replaces up to `count` occurrences of `pattern` at or after `start`. If anything was replaced, the result has no
-    // flags.
+    // Replaces up to `count` occurrences of `pattern` at or after `start`. If anything was replaced, this string then
+    // has no flags.
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
     TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
@@ -402,7 +402,7 @@ public:
     // Returns true if `full` begins with this string and `minimum` is at most length().
     bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
-    bool isDigits() const noexcept; // null: false; nil: true
+    bool isDigits() const noexcept; // false for a null string, true for a nil string
     bool isBinaryDigits() const noexcept;
     // Return the number that strtol() or strtoul() would read at the start of the text with a 32-bit long. A number out
     // of range gives the nearest value.
