@@ -17,7 +17,7 @@
 //             exception, or if there is no memory for the buffer, reading sets the bad bit. Writing to the buffer
 //             always fails.
 // Surprises:
-// - If a source does not end its last line with LF, this line is lost, unless SetWholeLines() is on. If the line is
+// - If the last line of a source does not end with LF, this line is lost, unless SetWholeLines() is on. If the line is
 //   longer than a piece (see TConcatStreamBuf), only the bytes after its last full piece are lost.
 // - Even if LF line ends become CR LF, an LF that begins a piece gets no CR unless SetWholeLines() is on. Such an LF
 //   ends an empty line, or a line that fills its pieces exactly. A line that already ends with CR LF is not changed.

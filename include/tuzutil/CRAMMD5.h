@@ -15,7 +15,7 @@
 // Surprises:
 // - The challenge must be decoded from Base64 before the call. To answer, the client joins the user name, a blank and
 //   the digest, and sends the Base64 form of this text.
-// - A secret of more than 64 bytes is replaced by the MD5 of its bytes before the first zero byte.
+// - If the secret has more than 64 bytes, Calc() uses the MD5 of its bytes before the first zero byte as the key.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"

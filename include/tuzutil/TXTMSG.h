@@ -18,7 +18,7 @@
 // - SetArgs() does not change a text that has been made. A copy of the message makes its own text.
 // - An empty text becomes a text of one zero character.
 // - In a list of pointers to arguments, a value of kind nil ends the list as fsEndOfArgs does.
-// - A 16-bit default text is read back from a stream as narrow bytes: the stream does not say that it is 16-bit.
+// - A 16-bit default text is read back from a stream as narrow bytes, because a stream does not store flags.
 // - The length of an integer follows from the argument: "%d" prints 64-bit integers whole.
 
 #include "tuzutil/EXPORT.h"
@@ -48,9 +48,9 @@ enum TExplicitInit { ExplicitInit };
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
 // Faults. A conversion prints "?" for TagVar::unshown, and for a 64-bit integer that it does not take. With ll, j, z or
-// t, it also prints "?" for an argument that is not an integer. Otherwise, if its argument is missing or of another
-// kind, it prints zero or a null string. A width or precision is 0 if its argument is missing or is not a 32-bit
-// integer. If a store throws, the message is treated as if the store did not have the text.
+// t, it also prints "?" for an argument that is neither an integer nor a text. Otherwise, if its argument is missing or
+// of another kind, it prints zero or a null string. A width or precision is 0 if its argument is missing or is not a
+// 32-bit integer. If a store throws, the message behaves as if the store did not have the text.
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
