@@ -46,7 +46,7 @@ void AConversionHasNoArgument();
 void AnArgumentIsNotUsed();
 void TheConversionIsUnknown();
 void AWidthIsNotAnInteger();
-void AFileNameStandsBeforeAFormat(); // called by TTracePoint (TRACEP.h)
+void AFileNameStandsBeforeAFormat(); // called by TTraceText (TRACEP.h)
 } // namespace format_error
 
 // The kinds of arguments, as conversions distinguish them.

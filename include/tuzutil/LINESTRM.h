@@ -85,8 +85,8 @@ private:
     friend class TLineStream;
     friend class TiLineStream;
 
-    // Appends bytes to a line. Append() is compiled into the caller's code. Therefore the library's code never touches
-    // a std::string of the caller.
+    // Appends bytes to a line. Append() is compiled into the caller's code. Therefore only the caller's code changes
+    // the std::string.
     using TAppend = void (*)(void *line, char const *bytes, std::size_t count);
     static void Append(void *line, char const *bytes, std::size_t count);
 

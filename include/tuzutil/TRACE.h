@@ -23,7 +23,7 @@
 //             nothing. Queries ignore such bits. An exception that leaves a destination's Write() is dropped.
 // Surprises:
 // - A trace point reads the global levels and components without the lock, so it may see a change late.
-// - Setters accept ~0 and 1 << 31, although these negative ints have bits above bit 31 after the conversion to long.
+// - Setters accept ~0 and 1 << 31, although on Linux these negative ints become masks with bits above bit 31.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
