@@ -87,9 +87,9 @@ public:
     [[nodiscard]] char const *what() const noexcept override;
 
     // Stores the error of the system that led to this exception. `code` is the system's error code, or 0 if there is
-    // none. `words` is what the system says about the error, or null if that tells no more than the code; the text is
-    // copied. The library calls this function if the system cannot load a library or a text. Afterwards code() and
-    // systemText() return both.
+    // none. `words` is what the system says about the error, or null if that tells no more than the code. The function
+    // copies `words`. The library calls this function if the system cannot load a library or a text. Afterwards code()
+    // returns the code, and systemText() the words.
     TException &setSystemError(unsigned long code, char const *words = nullptr) noexcept;
     [[nodiscard]] std::error_code code() const noexcept {
         return {static_cast<int>(fSystemCode), std::system_category()};

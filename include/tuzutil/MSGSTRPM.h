@@ -12,7 +12,8 @@
 // Ownership:  The store has its own TDll. The library stays loaded after the store is destroyed.
 // Threads:    The rules of TTextMessageStore apply. Several threads may call GetMsg().
 // Failures:   The constructors throw what the constructor of TTextMessageStore throws. If the library cannot be loaded
-//             or lacks a text, the message uses its default text. This is traced in the category Message at level "wa".
+//             or lacks a text, the store traces this in the category Message at level "wa", and the message uses its
+//             default text.
 // Surprises:
 // - The constructor that takes the name of a library reads the current language, so set the language first. If the
 //   language is "C", this constructor looks for no library, and the store has no texts.

@@ -34,7 +34,7 @@ class TUZUTIL_API ipcSharedMemory {
 public:
     // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails
     // - if the size is less than 1, or more than 2147483647 (Size() returns 0 if it is more),
-    // - if the name, with its prefix, has more than 260 characters; some systems take only 259,
+    // - if the name, with its prefix, has more than 260 bytes (on some systems, more than 259),
     // - if the name contains a "\" other than that of the prefix "Local\" or "Global\",
     // - on Windows, if a lock has that name.
     // REQUIRES: the process does not fork while one of its threads creates, opens or destroys an object.

@@ -46,8 +46,8 @@ class ToBinaryStream;
 // and <filesystem> by their members. So this header does not include <chrono> and <filesystem> for them.
 namespace tuzutil {
 
-// True if a type of the program has a function ToTagVar(value) in its namespace (hasToTagVar), or an operator TagVar
-// (becomesTagVar).
+// hasToTagVar is true if a type of the program has a function ToTagVar(value) in its namespace. becomesTagVar is true
+// if it has an operator TagVar.
 template <typename T, typename = void>
 inline constexpr bool hasToTagVar = false;
 template <typename T>
@@ -74,7 +74,7 @@ inline constexpr bool isMoment = false;
 template <typename T>
 inline constexpr bool
     isMoment<T, std::void_t<typename T::clock, decltype(std::declval<T const &>().time_since_epoch())>> = true;
-// True if a clock has to_time_t(), so that its times can be converted to calendar times.
+// isCalendar is true if a clock has to_time_t(). The times of such a clock are printed as calendar times.
 template <typename Clock, typename = void>
 inline constexpr bool isCalendar = false;
 template <typename Clock>
@@ -101,8 +101,8 @@ inline constexpr bool isUtf8Pointer = std::is_pointer_v<T> &&isUtf8<std::remove_
 template <typename T>
 inline constexpr bool isScopedEnum = std::is_enum_v<T> && !std::is_convertible_v<T, long long>;
 
-// True if a type is a pointer to an object, but not to characters or to TagVars. Pointers to characters are texts, or
-// cannot become values. A pointer to TagVars is a list of arguments.
+// isAddress is true if a type is a pointer to an object, but not to characters or to TagVars. A pointer to characters
+// is a text, or cannot become a value. A pointer to TagVars is a list of arguments.
 template <typename T, typename Object = std::remove_cv_t<std::remove_pointer_t<T>>>
 inline constexpr bool isAddress =
     std::is_pointer_v<T> && !std::is_function_v<Object> && !std::is_volatile_v<std::remove_pointer_t<T>> &&

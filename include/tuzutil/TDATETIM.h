@@ -20,7 +20,7 @@
 //             not fit in the 32 bits of a TDateTime becomes the nearest one that does.
 // Surprises:
 // - The zone is in seconds *west* of UTC. Neither QueryString() nor comparisons apply it.
-// - QueryTM() numbers days unlike the C library, see there. QueryCalendar() numbers them as the C library does.
+// - QueryTM() numbers days unlike the C library, see its comment. QueryCalendar() numbers days as the C library does.
 // - QueryString() takes the names of days and months from the current locale. QueryMailDate() writes English names.
 
 #include "tuzutil/EXPORT.h"

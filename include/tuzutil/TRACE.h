@@ -79,8 +79,8 @@ public:
         // the category.
         Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
-        // A copy does not join the registry. It has a text of its own, so that writing into one text does not change
-        // the other.
+        // A copy does not join the registry. It has a text of its own: writing into the text of one category does not
+        // change that of the other.
         Category(Category const &other);
         Category &operator=(Category const &other);
         ~Category(); // leaves the registry
@@ -132,8 +132,8 @@ public:
         void SetDisableRestore(int disable);
         void StopTracing(); // the destination never accepts an entry again
 
-        // Joins the chain of destinations at its head, so that entries reach this destination. Does nothing if this
-        // destination is in the chain.
+        // Joins the chain of destinations at its head. From then on, entries reach this destination. Does nothing if
+        // this destination is in the chain.
         void Join();
 
         int StillTracing() const noexcept { return !fStopped; }
@@ -162,7 +162,7 @@ public:
         static int IsGlobalTracing(unsigned long level, unsigned long component) noexcept {
             return (fsRuntimeLevel & level) != 0 && (fsRuntimeComponent & component) != 0;
         }
-        // Also tests whether a destination accepts an entry of the category.
+        // Returns whether some destination accepts an entry of this level, component and category.
         static int IsGlobalTracing(unsigned long level, unsigned long component, Category const &category);
 
         static void Register(Category const &category);
@@ -222,7 +222,8 @@ public:
     class TUZUTIL_API SaveState {
     public:
         [[nodiscard]] explicit SaveState(TTrace &trace);
-        // Also sets the levels to `level`, adds the category's component, and switches the category on.
+        // Does the same as the first constructor. Then sets the levels to `level`, adds the category's component, and
+        // switches the category on.
         [[nodiscard]] SaveState(TTrace &trace, unsigned long level, Category const &category);
         SaveState(SaveState const &) = default;
         SaveState &operator=(SaveState const &) = default;

@@ -63,7 +63,7 @@ class TTraceText {
     };
 
 public:
-    // True if the first argument may be a format.
+    // mayTakeFormat is true if the first argument may be a format, because it converts to text.
     static constexpr bool mayTakeFormat = TFirst<Arguments...>::isText;
 
     // Takes a literal. If the literal has no conversion, and the first argument is a text, the literal is the name of a

@@ -59,7 +59,8 @@ protected:
     explicit TTraceSharedFileBase(Path const &path) : TTraceSharedFileBase(joinsLater, native, path.c_str()) {
         Join();
     }
-    // The same constructors for a subclass that joins later, see TTrace::Make().
+    // These constructors are for a subclass that joins later, see TTrace::Make(). Otherwise they do the same as those
+    // above.
     TTraceSharedFileBase(Joining, char const *fileName);
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     TTraceSharedFileBase(Joining joining, Path const &path) : TTraceSharedFileBase(joining, native, path.c_str()) {}

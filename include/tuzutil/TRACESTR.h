@@ -76,7 +76,8 @@ protected:
     explicit TTraceStreamBase(Path const &path) : TTraceStreamBase(joinsLater, native, path.c_str()) {
         Join();
     }
-    // The same constructors for a subclass that joins later, see TTrace::Make().
+    // These constructors are for a subclass that joins later, see TTrace::Make(). Otherwise they do the same as those
+    // above.
     explicit TTraceStreamBase(Joining);
     TTraceStreamBase(Joining, std::ostream &stream);
     TTraceStreamBase(Joining, std::ostream *stream);
@@ -131,8 +132,8 @@ public:
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
     // Sets a function that takes each line instead of the debugger. The line has its line end and a terminating zero.
-    // Null restores the debugger. Returns the former function, or null for the debugger. REQUIRES: the function neither
-    // throws nor traces.
+    // If `output` is null, the debugger takes the lines again. SetOutput() returns the former function, or null for the
+    // debugger. REQUIRES: the function neither throws nor traces.
     using TOutput = void (*)(char const *line);
     static TOutput SetOutput(TOutput output) noexcept;
 

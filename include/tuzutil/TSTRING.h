@@ -53,11 +53,11 @@ namespace tuzutil {
 // change the counts in buffers without atomic instructions.
 TUZUTIL_API extern char const *const singleThreaded;
 
-// The data of all null strings. The array has one address, so that begin() and end() of a null string point into the
-// same array.
+// The data of all null strings. The array is inline and so has one address. Therefore begin() and end() of a null
+// string point into the same array.
 inline constexpr char noText[] = "";
 
-// True if T is a standard string or string view whose characters are of type Char.
+// isStandardText is true if T is a standard string or string view whose characters are of type Char.
 template <typename T, typename Char>
 inline constexpr bool isStandardText = false;
 template <typename Char, typename Traits>
@@ -105,7 +105,8 @@ inline constexpr bool isNumber =
 //   | count | flags | length | capacity | data: length bytes | 0 0 (0) |
 //     4       4       4        4
 //
-// At least two zero bytes always follow the data, and three if the length is odd, so that the 16-bit view ends as well.
+// At least two zero bytes always follow the data, and three if the length is odd. Therefore the data also end with a
+// zero if they are read as 16-bit characters.
 struct TStringBuffer {
     std::uint32_t count;    // handles that share the buffer
     std::uint32_t flags;    // wipeOnDelete, unicode
