@@ -1,5 +1,5 @@
-// TBase64: converts strings to and from Base64. The loops are in mail/base64_loops.h. This source chooses the loop that
-// suits the processor. It takes no lock and keeps no state.
+// TBase64: converts strings to and from Base64. The loops are in mail/base64_loops.h. EncodeBytes() and DecodeText()
+// choose the loop that suits the processor. No lock is taken.
 
 #include "tuzutil/BASE64.h"
 
@@ -32,7 +32,7 @@ std::uint32_t WipeFlag(TString const &argument) noexcept {
     return argument.IsWipeOnDelete() ? std::uint32_t{TStringBuffer::wipeOnDelete} : 0;
 }
 
-// Decodes the text without cutting the result at a zero byte.
+// Returns all bytes that the text encodes. A zero byte does not end the result.
 TString DecodeAll(TString const &text, std::uint32_t flags) {
     TString bytes = TStringAccess::Uninitialized(base64::DecodedRoom(text.length()), flags);
     char const *const from = text;

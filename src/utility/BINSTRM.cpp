@@ -1,7 +1,7 @@
 // TiBinaryStream and ToBinaryStream: numbers and texts, in host or network order, over a stream that the caller owns.
-// Small numbers are read and written directly in the areas of the stream's buffer, without a virtual call. A text is
-// read piece by piece: a hostile stream that announces a great length takes little memory until the bytes arrive. No
-// lock is taken, because a stream belongs to one thread.
+// Small numbers are read and written directly in the areas of the stream's buffer, without a virtual call. The memory
+// for a text grows while its bytes arrive, because a hostile stream may announce any length. No lock is taken, because
+// a stream belongs to one thread.
 
 #include "tuzutil/BINSTRM.h"
 
@@ -79,8 +79,8 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     return got;
 }
 
-// Runs `extract` on the stream's buffer as an input function of the stream would. A sentry comes first. Failures set
-// the stream's state, or are thrown if the stream's exception mask says so.
+// Constructs a sentry, then runs `extract` on the stream's buffer, as an input function of the stream would. Failures
+// set the stream's state. They are also thrown if the stream's exception mask says so.
 template <typename Work>
 void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     std::istream::sentry const ready(*fStream, keepWhiteSpace);

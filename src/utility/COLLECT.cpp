@@ -44,7 +44,7 @@ TBaseSetOf::~TBaseSetOf() {
 void TBaseSetOf::Add(void *element) {
     auto *const link = New<TElement>(element);
     if (!fFirst) {
-        fFirst = link; // fLast is not used, because DeleteSet() may have deleted its link
+        fFirst = link; // fLast is not used: DeleteSet() may have deleted the link to which it points
     } else {
         Detach();
         fLast->next = link;
@@ -119,8 +119,8 @@ TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept
 }
 
 // Called before the last link gets a new successor. After an insertion in the middle, the last link leads to older
-// links, which would then be unreachable. These older links are moved to the list fDetached, which the destructor
-// deletes.
+// links. The new successor would make these links unreachable, so they are moved to the list fDetached, which the
+// destructor deletes.
 void TBaseSetOf::Detach() noexcept {
     TElement *const cut = fLast->next;
     if (!cut || cut == fFirst)
@@ -203,7 +203,7 @@ TBaseSparseArrayOf::TSparseArrayElement *TBaseSparseArrayOf::FindEntry(unsigned 
     position = 0;
     if (fCount == 0 || index < fEntries[0]->index)
         return nullptr;
-    unsigned long low = 0; // the index at `low` is at most the wanted one; the index at `high` is above it
+    unsigned long low = 0; // the wanted index is not below that of entry `low`, and is below those from `high` on
     unsigned long high = fCount;
     while (high - low > 1) {
         unsigned long const middle = low + (high - low) / 2;

@@ -1,5 +1,6 @@
-// TConcatStreamBuf and TiConcatStream: read several sources as one stream, line by line. Exceptions of DOTBYTE.h that a
-// source throws pass through the reading stream, see streams/stream_failure.h. No lock is taken.
+// TConcatStreamBuf and TiConcatStream: read several sources as one stream, line by line. If a source throws an
+// exception of DOTBYTE.h, the exception passes through the reading stream (see streams/stream_failure.h). No lock is
+// taken.
 
 #include "tuzutil/CONCSTRM.h"
 
@@ -15,7 +16,7 @@
 namespace {
 
 constexpr unsigned long fsDefaultSize = 1024;
-constexpr unsigned long fsMinimumSize = 14; // a piece then has one byte
+constexpr unsigned long fsMinimumSize = 14; // a piece then has one byte and its line end
 constexpr unsigned long fsMaximumSize = 1ul << 30;
 
 } // namespace
@@ -98,8 +99,8 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
 }
 
 std::size_t TConcatStreamBuf::TakePieces(char *into, std::size_t size) {
-    // ReadPiece() treats the LF of a line that fills its pieces exactly like that of an empty line. Such long lines are
-    // left to it.
+    // If a line fills a piece exactly, ReadPiece() treats the LF of the line like that of an empty line. Lines of that
+    // length or more are left to ReadPiece().
     std::size_t const limit = fBufferSize - fsPutBackRoom - 3;
     if (!IsReadable() || fLast != '\n' || fGathered != 0)
         return 0;
@@ -112,7 +113,7 @@ std::size_t TConcatStreamBuf::TakePieces(char *into, std::size_t size) {
     while (at != end) {
         char const *const lineFeed = byte_search::FindByte(at, end, '\n');
         auto const count = static_cast<std::size_t>(lineFeed - at);
-        // With its line end of two bytes, the line leaves room for a byte that follows.
+        // Copies the line only if its bytes and a line end of two bytes leave room for at least one more byte.
         if (count >= limit || count + 2 >= size - static_cast<std::size_t>(to - into))
             break;
         std::memcpy(to, at, count);

@@ -1,5 +1,5 @@
-// TDirectory: lists the entries of a directory, and makes directories. Open searches are kept in TFindTable. No lock is
-// taken except that of the table, which is released before a trace entry is written.
+// TDirectory: lists the entries of a directory, and makes directories. Open searches are kept in TFindTable
+// (search_table.h). No lock is taken except that of the table, which is released before a trace entry is written.
 
 #include "tuzutil/DIRECTRY.h"
 
@@ -45,13 +45,14 @@ bool IsSelfOrParent(char const *name) noexcept {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// A caller that passes null for `isDirectory` wants only files.
+// Returns whether the caller wants the entry: a file, or a directory other than "." and "..". A caller that passes null
+// for `isDirectory` wants only files.
 bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
 }
 
-// Returns whether an entry is listed. A name with a backslash is left out, because the library would take it for a path
-// to another file.
+// Returns whether an entry is listed. A name with a backslash is left out and traced, because the library would take it
+// for a path to another file.
 bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     if (!IsWanted(entry, isDirectory))
         return false;
@@ -75,8 +76,8 @@ void TraceCreated(char const *path) noexcept {
     fsReports.Note("Created directory %s", path);
 }
 
-// Return a path in the form that trace entries show. A name of bytes is not converted, because the conversion would
-// refuse a backslash.
+// Returns a path in the form that trace entries show. The function for names of bytes does not convert them, because
+// the conversion would refuse a backslash.
 [[maybe_unused]] TString Shown(char const *path) {
     return TString(path);
 }
@@ -153,9 +154,9 @@ int TDirectory::MakeDir(TString const &path) {
     return Make(path);
 }
 
-// Shortens the path by one part at a time until a directory can be made, then makes the longer paths in turn. All paths
-// are cut from one text: a zero replaces the separator after the last part. A text for each path would need too much
-// memory, because a path from outside may have any number of parts.
+// Shortens the path by one part at a time until its directory exists or can be made, then makes the longer paths in
+// turn. All paths are cut from one text: a zero replaces the separator after the last part. Texts for all paths would
+// need too much memory, because a path from outside may have any number of parts.
 int TDirectory::MakeTree(TString const &path) {
     TString levels = path ? path : TString("");
     levels.MakeUnique();

@@ -93,7 +93,8 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
         WriteLines(bytes, count);
 }
 
-// Sends CR LF for each line end, whatever its form. The bytes are converted in parts, so that the sink gets few writes.
+// Sends CR LF for each line end of the text, which may be LF, CR or CR LF. The bytes are converted in parts, so that
+// the sink gets few writes.
 void TDotByteStreamBuf::WriteWithCrLf(char const *bytes, std::size_t count) {
     char part[2 * fsAreaSize];
     char const *const end = bytes + count;
@@ -123,7 +124,8 @@ TDotByteStreamBuf::State TDotByteStreamBuf::StateAfter(char written) noexcept {
     return written == '\r' ? State::afterCr : State::insideLine;
 }
 
-// Writes runs of bytes. Between two runs, a dot is inserted, or the limit of lines is looked at.
+// Writes the bytes in runs. If a run begins a line and its first byte is a dot, a second dot is written before it. If
+// the number of lines is limited, the limit is checked after each run.
 void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
     char const *const end = bytes + count;
     while (bytes != end) {
@@ -141,9 +143,9 @@ void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
     }
 }
 
-// Returns the end of the run that begins at `from`. A run ends after the next LF that is followed by a dot. In a header
-// whose lines are counted, it ends after each LF, and in the body after the last line that is allowed. Adds to `lines`
-// the lines of the body that end in the run, if they are counted.
+// Returns the end of the run that begins at `from`. A run ends after the next LF that is followed by a dot. If the
+// number of lines is limited, a run in the header ends after each LF, and a run in the body ends at the latest after
+// the last line that is allowed. In the body, also adds to `lines` the lines that end in the run.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end, std::uint32_t &lines) const noexcept {
     if (fLinesLimited && !fInBody) {
         char const *const lineFeed = byte_search::FindByte(from, end, '\n');
@@ -162,7 +164,8 @@ char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end, std::
     return from;
 }
 
-// Called after each run if lines are counted. `lines` lines of the body ended in the run.
+// Called after each run if the number of lines is limited. `lines` is the number of lines of the body that ended in the
+// run.
 void TDotByteStreamBuf::CheckStop(std::uint32_t lines) {
     if (fInBody) {
         fLinesLeft -= lines;
@@ -272,7 +275,7 @@ std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
     char *to = into;
     if (at != end && *at == '\n')
         fHasBareLineFeed = true;
-    // Each round copies lines up to a line that begins with a dot.
+    // Each round copies the bytes up to the next line that begins with a dot.
     while (at != end) {
         if (*at == '.' && at[1] != '\n') {
             if (at[1] == '\r' && at[2] == '\n')
@@ -293,7 +296,8 @@ std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
 }
 
 // Returns the beginning of the first line after `from` that begins with a dot, or `end`. Sets the flags of bare line
-// ends on the way. REQUIRES: lines begin at `begin`, and `from` is in the first byte of one or after its dot.
+// ends on the way. REQUIRES: a line begins at `begin`. `from` is at the beginning of a line, or after the dot that
+// begins it.
 char const *TDotByteStreamBuf::EndOfDotless(char const *from, char const *begin, char const *end) noexcept {
     from += from == begin ? 1 : 0; // the byte before `begin` may not be there
     while (char const *const found = fHasBareLineFeed && fHasBareReturn ? byte_search::FindPair(from, end, '\n', '.')

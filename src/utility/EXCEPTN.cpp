@@ -1,7 +1,7 @@
-// TException and its family: their texts and locations, and the test whether exceptions are traced. Only texts are
-// allocated. A text for which there is no memory becomes null: the exception may be thrown because memory is missing.
-// Only Trace() takes a lock: the trace lock, if some destination traces exceptions. what() makes its text at the first
-// call; every change of the exception discards that text.
+// TException and its derived classes: their texts and locations, and the test whether exceptions are traced. Only texts
+// are allocated. If there is no memory for a text, the text becomes null, because the exception itself may report a
+// lack of memory. Trace() takes the trace lock, unless the global level or component excludes the entry. No other
+// function takes a lock. what() makes its text at the first call, and every change of the exception discards that text.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -22,7 +22,7 @@ TString TextOrNull(char const *text) noexcept {
     }
 }
 
-// Appends to a list of at most five entries. For a full list see TException::appendText().
+// Appends to a list of at most five entries. TException::appendText() in EXCEPTN.h says what happens to a full list.
 template <typename Entry>
 void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be an element of the list
     if (count < 5) {
@@ -33,7 +33,8 @@ void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by v
     list[4] = entry;
 }
 
-// Puts a text together. Without memory, only counts its bytes; otherwise cuts the text to the room that there is.
+// Joins pieces to one text. A TPieces without memory only counts the bytes. Otherwise it cuts the text to the room that
+// it was given.
 class TPieces {
 public:
     TPieces() noexcept = default;
@@ -106,7 +107,8 @@ void Describe(TPieces &pieces, TException const &problem) noexcept {
 
 } // namespace
 
-// Several threads may ask for the text of one exception. The first text that is stored is that of all.
+// Several threads may ask for the text of one exception at the same time. All of them get the text that was stored
+// first.
 char const *TException::TDescription::Text(TException const &problem) noexcept {
     if (char const *const made = fText.load(std::memory_order_acquire))
         return made;

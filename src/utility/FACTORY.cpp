@@ -41,9 +41,9 @@ bool HasEnding(TString const &name, char const *ending) {
            ascii_names::IsEqual(TStringAccess::From(whole.substr(dot)), TString(ending));
 }
 
-// The file names that a library may have, in the order in which they are tried. Without `needsEnding`, there is only
-// the name itself. Otherwise the first is the name with ".dll". If the system's own libraries have another ending, two
-// more follow: the name with that ending, and the name with both that ending and "lib" before its last part.
+// The file names that a library may have, in the order in which they are tried. If `needsEnding` is false, there is
+// only the name itself. If it is true, the first is the name with ".dll". If the system's own libraries have another
+// ending, two more follow: the name with that ending, and this second name with "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;
@@ -86,7 +86,8 @@ platform::Library *Open(TString const &name) {
     return library;
 }
 
-// Tries the names of the library in turn until one can be opened. If all fail, LastError() is the error of the first.
+// Tries the names of the library in turn until one can be opened. If all fail, LastError() is the error of the first
+// attempt.
 platform::Library *OpenUnderAnyName(TString const &name) {
     TNames const names(name, !HasEnding(name, fsEnding));
     platform::Library *const library = Open(names.all[0]);
@@ -193,9 +194,9 @@ void TFactoryLoaderBase::Settle() {
         entry->Settle();
 }
 
-// A registered factory is found without waiting for a thread that loads a library. That thread may be waiting for the
-// lock of the system's loader. The thread that holds the loader's lock may be running a static object that looks for a
-// factory. So the two threads could wait for each other.
+// Looks for a registered factory before it takes fMutex. A thread that holds fMutex may be waiting for the lock of the
+// system's loader. The thread that holds the loader's lock may be running a static object that looks for a factory. If
+// this function waited for fMutex then, the two threads would wait for each other.
 void *TFactoryLoaderBase::Find(TFactoryType const &type) {
     if (void *const factory = Lookup(type, false))
         return factory;

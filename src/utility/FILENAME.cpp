@@ -42,7 +42,7 @@ public:
         return place < fCount && (*this)[place] == static_cast<unsigned char>(unit);
     }
 
-    // The searches stop at the first zero unit, and return fsNowhere if the wanted unit is not found.
+    // FindFirst() and FindLast() stop at the first zero unit, and return fsNowhere if the wanted unit is not found.
     unsigned int FindFirst(char wanted) const noexcept {
         for (unsigned int place = 0; place != fCount && (*this)[place] != 0; ++place) {
             if (Has(place, wanted))
@@ -59,7 +59,8 @@ public:
         return last;
     }
 
-    // Return the part of the name before or after the unit at `place`. REQUIRES: `name` was passed to the constructor.
+    // Before() and Behind() return the part of the name before or after the unit at `place`. REQUIRES: `name` is the
+    // name that was passed to the constructor.
     TString Before(TString const &name, unsigned int place) const { return name.subString(1, place * fWidth); }
     TString Behind(TString const &name, unsigned int place) const {
         unsigned int const begin = (place + 1) * fWidth;
@@ -72,10 +73,11 @@ private:
     unsigned int fCount;
 };
 
-// Reads the units of a name in lower case, up to the first zero. With `asWide`, a narrow name is read as 16-bit text.
+// Reads the units of a name in lower case, up to the first zero. If `asWide` is set, a narrow name is read as 16-bit
+// text.
 class TFoldedReader {
 public:
-    static constexpr std::int32_t fsUnreadable = -1; // bytes that cannot be converted; they equal nothing
+    static constexpr std::int32_t fsUnreadable = -1; // stands for bytes that cannot be converted, and equals no unit
 
     TFoldedReader(TString const &name, bool asWide) noexcept
         : fUnits(name), fBytes(name), fLength(name.length()), fAsWide(asWide),

@@ -1,6 +1,6 @@
 // TFilterStreamBuf: the common part of buffers that pass bytes on to another stream. It manages the put area, and keeps
 // the bytes read last so that they can be put back. It lets the exceptions of DOTBYTE.h pass through the attached
-// stream, see streams/stream_failure.h. No lock is taken.
+// stream (see streams/stream_failure.h). No lock is taken.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -18,8 +18,8 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM");
 
-// Copies the bytes that can be put back. Nearly always these are as many as there is room for, or none: with a constant
-// number the compiler needs no call.
+// Copies at most `most` bytes. The usual number is `most` itself. It is a constant, so the compiler copies that number
+// without a call.
 template <std::size_t most>
 void CopyBytes(char const *from, std::size_t count, char *to) noexcept {
     if (count == most)
@@ -81,7 +81,7 @@ std::streamsize TFilterStreamBuf::xsgetn(char *into, std::streamsize count) {
             got += static_cast<std::streamsize>(taken);
             continue;
         }
-        // Without a piece before, there is no memory for the bytes that can be put back.
+        // If eback() is null, there is no memory yet for the bytes that can be put back.
         if (std::size_t const taken = eback() ? TakePieces(into + got, wanted) : 0) {
             KeepLast(into + got, taken);
             got += static_cast<std::streamsize>(taken);
@@ -92,7 +92,8 @@ std::streamsize TFilterStreamBuf::xsgetn(char *into, std::streamsize count) {
     return got;
 }
 
-// Makes the last bytes read, of which the last `count` are at `taken`, the ones that can be put back.
+// Lets the bytes that were read last be put back. The last `count` bytes read are at `taken`, and the earlier ones are
+// in the get area.
 void TFilterStreamBuf::KeepLast(char const *taken, std::size_t count) noexcept {
     char last[fsPutBackRoom];
     std::size_t const fresh = std::min(count, fsPutBackRoom);
@@ -142,8 +143,8 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
         auto const waiting = static_cast<std::size_t>(pptr() - pbase());
         if (!FlushPutArea())
             return 0;
-        // As many bytes stay in the area as if they had been written one by one. Bytes that fill the area exactly
-        // would stay until one more byte is written.
+        // As many bytes stay in the area as if they had been written one by one: bytes that fill the area exactly stay
+        // there until one more byte is written.
         auto const size = static_cast<std::size_t>(fPutEnd - fPutBegin);
         std::size_t const stay = unbuffered || size == 0 ? 0 : (waiting + given - 1) % size + 1;
         if (stay < given)
@@ -159,9 +160,9 @@ int TFilterStreamBuf::sync() {
         return 0;
     if (!fControl.IsUnitBuffered())
         return overflow(traits_type::eof());
-    // With unitbuf, the destructor of an output sentry may call this function. An exception that leaves a destructor
-    // ends the process. A reported failure could have the same effect, because the stream may throw on failures. So the
-    // exception is kept for the next write.
+    // If std::unitbuf is set, the destructor of an output sentry may call this function. An exception that leaves a
+    // destructor ends the process. A reported failure could do the same, because the stream may throw on failures. So
+    // the exception is kept for the next write.
     TNoCancel const noCancel;
     try {
         FlushPutArea();
@@ -199,7 +200,8 @@ void TFilterStreamBuf::SetPutArea(char *begin, char *end) noexcept {
     setp(begin, end);
 }
 
-// With unitbuf no bytes may wait in the area. So the area gets no room, and every byte leads to a call of overflow().
+// If std::unitbuf is set, no bytes may wait in the area. So the area gets no room, and every byte leads to a call of
+// overflow().
 void TFilterStreamBuf::EmptyPutArea() noexcept {
     setp(fPutBegin, fControl.IsUnitBuffered() ? fPutBegin : fPutEnd);
 }

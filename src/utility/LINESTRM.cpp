@@ -61,8 +61,8 @@ void TLineStreamBuf::Init(std::ostream *sink) {
     SetStreams(nullptr, sink);
 }
 
-// Sets source and sink, each of which may be null. The division of the storage into areas depends on the two. So the
-// storage is released here, and allocated again at the next use.
+// Sets source and sink, each of which may be null. The division of the storage into areas depends on which of them is
+// null. So the storage is released here, and allocated again at the next use.
 void TLineStreamBuf::SetStreams(std::istream *source, std::ostream *sink) {
     Close();
     fSource = source;
@@ -141,8 +141,8 @@ std::size_t TLineStreamBuf::TakePieces(char *into, std::size_t size) {
     return lines.size();
 }
 
-// Reads the pieces of one line. A CR at the end of a piece is text only if the next piece does not begin with LF, so it
-// is held back until then.
+// Reads the pieces of one line. A CR at the end of a piece is text only if the next piece does not begin with LF. So
+// the CR is held back until the next piece is read.
 TLineRead TLineStreamBuf::TakeLine(TAppend append, void *line, std::size_t limit) {
     bool isTooLong = false;
     bool hasBareReturn = false;

@@ -66,7 +66,7 @@ TTextMessageArchive::~TTextMessageArchive() {
     DeleteSet();
 }
 
-// Asks the store after the lock is released: a store may write trace entries, and their messages ask the archive too.
+// Calls the store without the lock, because a store may write trace entries, and their messages ask the archive too.
 TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
     TTextMessageStore *const store = FindStore(id);
     return store ? store->GetMsg(set, number, wide) : TString();
@@ -87,8 +87,8 @@ bool TTextMessageArchive::Register(TTextMessageStore *store) {
     return true;
 }
 
-// Compares the addresses of the stores as well: if `store` was not registered, the entry may be another store of the
-// same name.
+// Compares the addresses of the stores as well. If `store` was never registered, the entry may be that of another store
+// of the same name.
 void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
     TLock const lock(fsMutex);
     auto *const element = FindKey(store->Key());

@@ -1,5 +1,5 @@
 // TTextMessageStorePM: a message store whose texts are in a language library. Every failure is traced, and messages
-// then use their default texts, see languages/text_library.h. No lock is held while a library is looked for or loaded.
+// then use their default texts (see languages/text_library.h). No lock is held while a library is looked for or loaded.
 
 #include "tuzutil/MSGSTRPM.h"
 

@@ -39,7 +39,8 @@ TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTE
 constexpr std::uint32_t fsEventCreated = 89;
 constexpr std::uint32_t fsMutexCreated = 100;
 
-// Keeps the error code of a failure, which the trace entry about that failure may change.
+// Restores the error code of a failure when the block ends, because the trace entry about that failure may change the
+// code.
 struct TKeptCode {
     TKeptCode() noexcept : code(platform::LastError()) {}
     TKeptCode(TKeptCode const &) = delete;
@@ -122,8 +123,8 @@ int TSemaphore::ClearAndWait() {
 
 // Locks
 
-// An inline constant of an exported class is imported on some systems if a program that is not optimized takes its
-// address. So the library defines this constant.
+// On some systems, a program that is not optimized imports an inline constant of an exported class, if the program
+// takes the address of the constant. So the library defines this constant.
 constexpr long TMutexSemaphore::fsInfinite;
 
 TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(nullptr) {

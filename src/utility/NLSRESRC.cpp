@@ -84,7 +84,7 @@ private:
 
     TString fProgram;
     TString fFiles[2];     // the second is null, or has the ending of the system's own libraries
-    TString fLanguages[2]; // the first is null, or has a backslash in place of the first "."
+    TString fLanguages[2]; // the first is null, or the language with a backslash in place of its first "."
 };
 
 } // namespace

@@ -1,5 +1,6 @@
-// TOleStreamBuf and its streams over a component's IStream. Init() adds a reference to the component; Close() and the
-// destructor release it. A failure of the component is traced and ends the operation. No lock is taken.
+// TOleStreamBuf and its streams read and write a component's IStream. Init() adds a reference to the component. Close()
+// and the destructor release this reference. A failure of the component is traced and ends the operation. No lock is
+// taken.
 
 #include "tuzutil/OLESTRM.h"
 

@@ -17,7 +17,7 @@ oStringStreamBuf::~oStringStreamBuf() {
 }
 
 char *oStringStreamBuf::str() {
-    // If nothing was written, a block is allocated here. Without memory for it, the result is null.
+    // If nothing was written, a block is allocated here. If there is no memory for it, the result is null.
     if (!pbase())
         overflow(traits_type::eof());
     freeze(1);

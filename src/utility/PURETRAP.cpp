@@ -1,6 +1,6 @@
-// TPureCall: its function Trap() runs when a member is called that a derived class must override but does not. It
-// writes one trace entry and, if the level "trap" is traced, ends the process. In a debug build, it always ends the
-// process if it knows the class that does not override the member. It has no lock of its own.
+// TPureCall: Trap() runs when a member is called that a derived class must override but does not. It writes one trace
+// entry and, if the level "trap" is traced, ends the process. TrapIn() does the same, and in a debug build always ends
+// the process. No lock of this source's own is taken.
 
 #include "tuzutil/PURETRAP.h"
 
@@ -19,12 +19,13 @@ TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/PURETRAP");
 // The line number in the source location of the trace entry.
 constexpr unsigned long fsLine = 40;
 
-// Set while the trace entry is written. Without it, a destination that calls Trap() itself would cause an endless
-// recursion.
+// Set while this thread writes the trace entry. Without the flag, a destination that calls Trap() itself would cause an
+// endless recursion.
 thread_local bool fsIsTrapped = false;
 
 [[noreturn]] void Stop() {
-    // Debuggers show a store to address 0 best. The compiler may remove the store, so a trap instruction follows.
+    // The process stops at the store to address 0, which debuggers show well. If it does not, the trap instruction
+    // stops it.
     int volatile *volatile const nowhere = nullptr;
     *nowhere = 0;
     __builtin_trap();

@@ -119,7 +119,7 @@ ipcSharedMemory::ipcSharedMemory(char const *name) : fImpl(nullptr) {
         fState = notCreated;
 }
 
-// If `initialise` throws, the implementation is destroyed, which removes the block.
+// If `initialise` throws, the destructor of `impl` removes the block.
 ipcSharedMemory::ipcSharedMemory(char const *name, long size, void (*initialise)(void *function, void *block),
                                  void *function)
     : fImpl(nullptr), fSize(SizeOf(size)) {

@@ -1,7 +1,7 @@
 // Defines all global objects of the library that need code at start-up, in the order of construction. They are in one
 // source file, because C++ fixes the order of construction only within a file. The objects are destroyed in reverse
-// order. An object that static objects of other libraries may use in their destructors is never destroyed (see
-// immortal.h).
+// order. The objects in a TImmortal are never destroyed, so static objects of other libraries can use them in their
+// destructors (see immortal.h).
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"
@@ -34,7 +34,7 @@
 static std::ios_base::Init fsStandardStreams;
 
 // 2. The words that every trace point tests, the chain of destinations, and the registry of categories. They are
-// initialised at compile time, so they can be used before other objects are built and after they are destroyed.
+// initialised at compile time, so they can be used before the objects below are built and after these are destroyed.
 constinit TTraceWord TTrace::Base::fsRuntimeLevel;
 constinit TTraceWord TTrace::Base::fsRuntimeComponent;
 constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
@@ -73,8 +73,8 @@ static TVersion fsVersion(0, 1);
 constinit TVersion *TVersion::fsOnly = nullptr;
 
 // 6. Messages: the value that ends their argument lists, and the archive of their stores with its lock. The pointer
-// fsArchive is null before the archive is built, and again from the destructor of fsArchiveEnd on. Messages then use
-// their default texts. The archive itself is never destroyed, because another thread may be searching it.
+// fsArchive is null before the archive is built, and again from the destructor of fsArchiveEnd on. While it is null,
+// messages use their default texts. The archive itself is never destroyed, because another thread may be searching it.
 TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
 static TImmortal<TMutexSemaphore> fsArchiveLock;
@@ -124,10 +124,12 @@ constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
 constinit bool TMasterTimer::fsAreTimersLost = false;
 
-// 11. From here on, a fork of the process first waits for the locks of TForks, which are defined in 3 and 10.
+// 11. If Follow() succeeds, TForks from here on takes four locks before each fork of the process: those of tracing, of
+// the observers and of the registered categories (defined in 3), and that of the timers (defined in 10).
 static bool const fsForksAreFollowed = TForks::Follow();
 
-// 12. The destructor of this object clears the words that trace points test. No trace point writes after that.
+// 12. The destructor of this object clears the words that trace points test. No trace point writes after that, unless
+// the chain or the settings of a destination change.
 static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
@@ -145,8 +147,9 @@ static TStartupTrace const fsStartupTrace(OpenStartupTrace());
 constinit std::terminate_handler TLastWords::fsFormer = nullptr;
 static TLastWords const fsLastWords;
 
-// 15. This object is built last and so destroyed first. It ends the thread of the timers, so that no thread of the
-// library runs while the other objects are destroyed.
+// 15. This object is built last and so destroyed first. Its destructor ends the thread of the timers, because no thread
+// of the library should run while the other objects are destroyed. If the system has already ended all other threads,
+// the destructor does nothing.
 static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }
 } fsTimersEnd;

@@ -1,6 +1,6 @@
 // TStreamControl, TStreamLink and TStreamFailure: they let the exceptions of DOTBYTE.h pass through the stream whose
-// buffer throws them. The stream would otherwise drop the exception, see streams/stream_failure.h. A stream and its
-// exceptions belong to one thread, so no lock is taken.
+// buffer throws them. The stream would otherwise drop such an exception (see streams/stream_failure.h). A stream and
+// its exceptions belong to one thread, so no lock is taken.
 
 #include "utility/streams/stream_failure.h"
 

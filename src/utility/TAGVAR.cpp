@@ -66,8 +66,8 @@ void TagVar::CleanUp() noexcept {
 
 // Construction
 
-// On some systems, a program that takes the address of an inline constant of an exported class imports the constant. So
-// the library defines these constants.
+// On some systems, a program that is not optimized imports an inline constant of an exported class, if the program
+// takes the address of the constant. So the library defines these constants.
 constexpr TagVar::Type TagVar::integer64;
 constexpr TagVar::Type TagVar::unsignedInteger64;
 constexpr TagVar::Type TagVar::unshown;
@@ -112,7 +112,8 @@ TagVar::TagVar(TagVarVoidPtr const &value) noexcept {
     SetObject(voidPtr, value.QueryVoidPtr());
 }
 
-// Copies the kind and the value of `other`; an owned object is copied too. REQUIRES: this value owns no object.
+// Copies the kind and the value of `other`. An object that `other` owns is copied too. REQUIRES: this value owns no
+// object.
 void TagVar::CopyOwned(TagVar const &other) {
     fType = other.fType;
     fCell = 0;
@@ -261,7 +262,7 @@ std::ostream &TagVar::PrintType(std::ostream &out) const {
 
 // Binary form
 
-// A number of 64 bits is written as two words, in the order of the bytes of the stream.
+// Writes a number of 64 bits as two words. In network order the high word comes first, otherwise the low word.
 ToBinaryStream &TagVar::WriteLong(ToBinaryStream &out) const {
     auto const high = static_cast<std::uint32_t>(fCell >> 32);
     return out.IsNetworkOrder() ? out << high << Word() : out << Word() << high;

@@ -17,16 +17,17 @@
 namespace {
 
 constexpr int fsSecondsPerDay = 86400;
-// QueryString() enlarges its buffer until the text fits, but at most to this multiple of its first size. No conversion
-// makes that many bytes of one byte of the format. The limit is between the two sizes below, which are in bytes.
+// QueryString() doubles its buffer until the text fits, or until the buffer has `end` bytes or more. `end` is
+// fsMostGrowth times the first size of the buffer, but at least fsLeastEnd and at most fsLastEnd bytes.
 constexpr std::uint64_t fsMostGrowth = 64;
 constexpr std::uint64_t fsLeastEnd = 0x10000;
 constexpr std::uint64_t fsLastEnd = 0x10000000;
 
 char const *const fsMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-// The last days of the months in common years and in leap years. Element 1 is for January. Days of the year are counted
-// from 0. Element 0 is 0 instead of -1, so QueryTM() numbers the days of January from 0, as TDATETIM.h says.
+// The last days of the months in common years and in leap years, as days of the year, counted from 0. Element 1 is for
+// January. QueryTM() subtracts the last day of the previous month. For January it subtracts element 0, which is 0 and
+// not -1, so the days of January are numbered from 0, as TDATETIM.h says.
 constexpr int fsLastDay[2][13] = {{0, 30, 58, 89, 119, 150, 180, 211, 242, 272, 303, 333, 364},
                                   {0, 30, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365}};
 
@@ -44,7 +45,7 @@ TString Format(std::tm const &record, char const *format) {
     if (!format)
         format = "%c";
 
-    // A result of 0 means "buffer too small" or "empty text", so the search needs a limit.
+    // A result of 0 means "buffer too small" or "empty text", so the growth of the buffer needs a limit.
     std::uint64_t const first = std::uint64_t{TString::lengthOf(format)} + 39;
     std::uint64_t const end = std::clamp(first * fsMostGrowth, fsLeastEnd, fsLastEnd);
     for (std::uint64_t limit = first;; limit *= 2) {
@@ -157,7 +158,8 @@ std::tm TDateTime64::QueryLocalCalendar() const noexcept {
     return record;
 }
 
-// The system's record may have further members, which name the zone. So it is the system that begins to fill it.
+// On some systems, std::tm has further members, which name the zone. So platform::UtcRecord() fills the record first.
+// FillRecord() then replaces the standard fields.
 TString TDateTime64::QueryString(char const *format) const {
     std::tm record;
     if (!platform::UtcRecord(0, record))

@@ -1,4 +1,4 @@
-// TDll: a dynamic library and the texts in it. The library is never closed, and copies of the object share its handle.
+// TDll: a dynamic library and the texts in it. The library is never closed, and copies of a TDll share its handle.
 // Several threads may load texts at the same time. No lock is taken.
 
 #include "tuzutil/TDLL.h"
@@ -16,7 +16,7 @@ TReporter const fsReports(TUtilityTraceCategory::String, "src/utility/TDLL");
 
 constexpr std::uint32_t fsCapacity = 257; // room for a text, in characters, including its terminating zero
 
-// Returns a null string if there is no text of that number.
+// Returns the text with the number `id`, or a null string if there is none.
 template <typename Character>
 TString Load(platform::Library *library, unsigned long id) {
     Character text[fsCapacity];
@@ -24,8 +24,8 @@ TString Load(platform::Library *library, unsigned long id) {
     return length ? TString(text, static_cast<unsigned int>(length * sizeof(Character)), ' ') : TString();
 }
 
-// Returns the text of that number as UTF-8, whatever the process's encoding is. A text that is too long is cut between
-// two characters. Returns a null string if there is no text of that number.
+// Returns the text with the number `id` as UTF-8, whatever the process's encoding is, or a null string if there is
+// none. A text of fsCapacity bytes or more is cut between two characters.
 TString LoadUtf8(platform::Library *library, unsigned long id) {
     TString text = Load<unsigned short>(library, id);
     text.SetUnicode(1);

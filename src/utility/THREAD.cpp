@@ -64,11 +64,12 @@ int TThread::Run() {
     return TPureCall::Trap(*this, "TThread::Run()");
 }
 
-// The new thread adds two references before it posts `started`: its own, and one for the starter. Without the reference
-// for the starter, the object could be destroyed before the starter wakes up: in that time, Run() may return, and all
-// other users may release the object.
+// The new thread adds two references before it posts `started`: its own, and one for the starter. Run() may return, and
+// all other users may release the object, before the starter wakes up. The reference for the starter keeps the object
+// from being destroyed in that time.
 int TThread::Start() {
-    // The thread deletes an object that nobody refers to when it ends.
+    // When the thread ends, it deletes its object if nobody else has a reference to it. So such an object must be made
+    // by new.
     if (QueryReferenceCount() == 0 && (platform::IsOnStack(this) || platform::IsInImage(this)))
         fsReports.Raise<TInvalidRequest>("Thread object without a reference is not allocated by new");
     assert(QueryReferenceCount() != 0);
@@ -107,7 +108,7 @@ int TThread::MainThread() {
     return RunBody(nullptr);
 }
 
-// Reports the end of a run, even if the thread is being cancelled and the body has not returned.
+// The destructor reports the end of a run, even if the thread is being cancelled and the body has not returned.
 struct TThread::TEnding {
     ~TEnding() {
         TInsistentEntry const end(thread.fEnding);
@@ -141,7 +142,7 @@ void TThread::WaitForTermination(long timeout) {
         fSignal->Wait(timeout);
 }
 
-// Releases the reference of a thread to its object when the thread ends, even if it is being cancelled.
+// The destructor releases the thread's reference to its object, even if the thread is being cancelled.
 struct TThreadLaunch::THold {
     ~THold() { thread.RemoveRef(); }
     TThread &thread;

@@ -25,9 +25,9 @@ std::uint32_t PostTime(std::int64_t now, std::int64_t seconds) noexcept {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(now + distance, 1, fsLastSecond));
 }
 
-// Holds the lock of the timers. If the thread could not be started, the destructor reports that after it has released
-// the lock, because a trace destination may set timers. Invariant: fLock is empty only inside Serve() and the
-// destructor.
+// Holds the lock of the timers. If the thread of the timers could not be started, the destructor reports that after it
+// has released the lock, because a trace destination may set timers. Invariant: fLock is empty only inside Serve() and
+// the destructor.
 class TTimerEntry {
 public:
     TTimerEntry() noexcept : fLock(std::in_place, TMasterTimer::fsLock) {}
@@ -42,7 +42,8 @@ public:
     // Returns whether the lock is held. If the lock could not be created, it is not held, and no timer is ever armed.
     explicit operator bool() const noexcept { return bool{*fLock}; }
 
-    // Returns whether the caller may change a timer that may be armed.
+    // Returns whether the caller may change a timer that may be armed: the lock is held, or it could not be created,
+    // and no timer is armed.
     bool MayChange() const noexcept { return bool{*fLock} || !TMasterTimer::fsLock.GetHandle(); }
 
     // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.
@@ -88,7 +89,8 @@ TTimer &TTimer::operator=(TTimer const &other) {
     return *this;
 }
 
-// A timer that may be armed must not vanish. If the thread cannot get the lock, it therefore tries again for ever.
+// A timer that may be armed must not vanish. If the thread cannot get the lock, the destructor therefore tries again
+// for ever.
 TTimer::~TTimer() {
     std::optional<TTimerEntry> entry(std::in_place);
     while (!entry->MayChange())
@@ -109,8 +111,8 @@ void TTimer::SetMilliseconds(long long fromNow) {
 }
 
 // The event is cleared under the lock, so that an expiry of the former time is not taken for an expiry of the new one.
-// If the event could not be created, Clear() traces that, so it is then called without the lock. The steady clock is
-// rounded up, so that the timer is never early.
+// If the event could not be created, Clear() traces that, so Clear() is then called without the lock. Times of the
+// steady clock are rounded up, so that the timer is never early.
 void TTimer::Arm(bool isSteady, long long fromNow) {
     if (LacksEvent())
         fSemaphore->Clear();

@@ -153,8 +153,8 @@ std::streambuf::int_type TTempStreamBuf::underflow() {
     return traits_type::to_int_type(*gptr());
 }
 
-// Moves the position of the file back to that of the reader, and empties the get area. Bytes that wait in the put area
-// are then written at the position of the reader.
+// Moves the position of the file back to that of the reader, and empties the get area. After that, bytes of the put
+// area are written at the position of the reader. Returns false if the position cannot be moved.
 bool TTempStreamBuf::DropReadAhead() noexcept {
     std::ptrdiff_t const ahead = egptr() - gptr();
     if (ahead != 0 && fFile->Seek(-ahead, platform::TFileOrigin::current) < 0)

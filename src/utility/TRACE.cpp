@@ -33,8 +33,8 @@ std::uint32_t Mask(unsigned long mask) {
     return static_cast<std::uint32_t>(mask);
 }
 
-// Counts how many entries the thread is writing. Writing an entry may cause another one: for example, a fault of its
-// format is traced. A limit keeps this from going on for ever.
+// Counts the entries that this thread is writing. Writing an entry may cause another one: for example, a fault in its
+// format is traced. WriteEntry() drops entries that are nested too deep, because this could otherwise go on for ever.
 class TDepth {
 public:
     TDepth() noexcept { ++fsDepth; }
@@ -51,8 +51,9 @@ thread_local int TDepth::fsDepth = 0;
 
 } // namespace
 
-// A walk along the chain, under the trace lock. Walks of one thread may be nested. Invariant: fNext is null or in the
-// chain. If a destination leaves the chain, every walk that would visit it next continues with its successor.
+// A walk along the chain of destinations. REQUIRES: the thread holds the trace lock. Walks of one thread may be nested.
+// Invariant: fNext is null or in the chain. If a destination leaves the chain, every walk that would visit it next
+// continues with the destination behind it.
 class TTrace::Base::Walk {
 public:
     Walk() noexcept : fNext(fsAnchor), fOuter(fsInnermost) { fsInnermost = this; }
@@ -75,7 +76,7 @@ public:
     }
 
 private:
-    // Of this thread; while this thread holds the trace lock, no other thread has walks.
+    // The innermost walk of this thread. While this thread holds the trace lock, no other thread has walks.
     static thread_local Walk *fsInnermost;
 
     Base *fNext;
@@ -249,8 +250,8 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     if (!IsHeard(level, category.QueryComponent(), category))
         return;
     // The text is made before the lock is taken, because making it may load a library, which needs the lock of the
-    // system's loader. Another thread may hold the loader's lock while it runs a static object that traces and so waits
-    // for the trace lock.
+    // system's loader. Another thread may hold the loader's lock while it runs the constructor or destructor of a
+    // static object. If that object traces, the thread waits for the trace lock.
     if (!DropExceptions([&] { static_cast<void>(message.QueryMessage()); }))
         return;
     TLock const lock(Base::fsMutex);
@@ -303,8 +304,8 @@ bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Categor
 
 namespace {
 
-// A handle passes its calls on to its destination. Without a destination, Tell() does nothing and Ask() returns
-// `otherwise`.
+// Tell() and Ask() pass a call of a handle on to its destination. If the handle has no destination, Tell() does nothing
+// and Ask() returns `otherwise`.
 template <typename Member, typename... Arguments>
 void Tell(TTrace::Pointer const &destination, Member member, Arguments &&...arguments) {
     if (destination)
@@ -436,7 +437,7 @@ TTrace::SaveState::~SaveState() {
     Base *const destination = fDestination.Pointer();
     if (!destination)
         return;
-    // Each of these calls leads to Change(), which a destination may override, and which may throw. The exceptions are
+    // Each of these calls runs Change(), which a destination may override, and which may throw. The exceptions are
     // dropped, because a destructor must not throw.
     if (!destination->QueryDisableRestore()) {
         DropExceptions([&] { destination->SetLevel(fLevel); });

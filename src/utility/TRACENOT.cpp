@@ -1,6 +1,6 @@
 // TTraceNotify: observers of the global trace words. They are called under the trace lock and TTraceObservers::fsMutex,
 // which are taken in this order. An observer may join, leave, write trace entries, and change which entries are traced.
-// Exceptions that it throws are dropped.
+// Exceptions that an observer throws are dropped.
 
 #include "tuzutil/TRACENOT.h"
 
@@ -14,10 +14,10 @@
 
 namespace {
 
-// A walk over the observers that were registered when the walk began, under TTraceObservers::fsMutex. A walk allocates
-// nothing, because a lack of memory must not keep observers from being called. Observers may leave during the walk, and
-// new ones are added at the end of the set. Invariant: the observers before fNext were called, and those from fEnd on
-// joined during the walk.
+// A walk over the observers that were registered when the walk began. REQUIRES: the thread holds
+// TTraceObservers::fsMutex. A walk allocates nothing, because a lack of memory must not keep observers from being
+// called. Observers may leave during the walk, and new ones are added at the end of the set. Invariant: the observers
+// before fNext were called, and those from fEnd on joined during the walk.
 class TObserverWalk {
 public:
     TObserverWalk() noexcept : fEnd(TTraceObservers::fsSet.GetNumberElements()), fOuter(fsInnermost) {

@@ -58,7 +58,7 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
 }
 
 // The registry. Categories may register under the lock of the system's loader. Registration takes no lock of this
-// library, because a thread that holds such a lock may be waiting for the loader's lock.
+// library, because a thread that holds a lock of this library may be waiting for the loader's lock.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))

@@ -26,7 +26,7 @@ std::unique_ptr<std::ostream> Open(TMutexSemaphore &fileMutex, Name const &fileN
 } // namespace
 
 TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName) : TTraceSharedFileBase(joinsLater, fileName) {
-    Join(); // takes the trace lock; the file's lock is free again
+    Join(); // takes the trace lock, so the file's lock must be free here
 }
 
 TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, char const *fileName)

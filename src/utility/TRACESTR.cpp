@@ -1,6 +1,6 @@
 // TTraceStreamBase, the destination that writes to a stream or file, and TTraceWindowsDebugBase, which writes to the
-// debugger. The lock fsFileMutex keeps records from mixing. This lock is taken under the trace lock. While fsFileMutex
-// is held, no stream is destroyed.
+// debugger. The lock fsFileMutex keeps records from mixing. A thread that holds the trace lock may take fsFileMutex,
+// but not the other way round. While fsFileMutex is held, no stream is destroyed.
 
 #include "tuzutil/TRACESTR.h"
 
@@ -124,7 +124,7 @@ void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &catego
         return;
     TTraceRecord const record(FormOf(*this), level, QueryPrefixParts(), category, message);
     TLock const lock(fsFileMutex);
-    std::ostream *const stream = fStream; // may have been replaced meanwhile
+    std::ostream *const stream = fStream; // another thread may have replaced the stream meanwhile
     if (!stream)
         return;
     stream->clear(); // an earlier record may have failed; this one is tried all the same

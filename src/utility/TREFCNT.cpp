@@ -1,6 +1,6 @@
 // TRefCounted and TWeakRefCounted: objects that count the references to them. TWeakRefCounted changes its count under
-// TWeakReferenceLock, so that a weak pointer never finds an object that is being destroyed. An object is destroyed
-// after that lock is released.
+// TWeakReferenceLock. When the count becomes 0, it also calls ZeroWeakReference() under that lock, so that a weak
+// pointer never finds an object that is being destroyed. The object is destroyed after the lock is released.
 
 #include "tuzutil/TREFCNT.h"
 
@@ -15,8 +15,9 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/TREFCNT");
 constexpr std::uint32_t fsNullReferenceLine = 203;
 
-// Returns the count with which a copy starts, which is that of the original. Nothing refers to the copy yet. If the
-// copy's count does not start at 0, releasing references never brings the count to 0, and the copy is never destroyed.
+// Returns the count that a new or assigned object takes over from the original. If a new copy starts with a count other
+// than 0, releasing its references never brings the count to 0, and the copy is never destroyed. In an assignment, the
+// target loses its own count.
 std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
     std::uint32_t const count = other;
     if (debugcheck::isOn && count != 0)

@@ -1,7 +1,7 @@
 // TString: buffers that copies share, searches, changes and numbers. The count in a buffer is changed by atomic
 // instructions once there is a second thread. Functions that change a string give it a new buffer if the present one is
-// shared. Only operator[], pointers, SetFlag() and Wipe() change a shared buffer. A buffer is wiped before it is
-// deallocated if its flag says so. No lock is taken.
+// shared. Only operator[], pointers, SetFlag() and Wipe() change a shared buffer. If the flag wipeOnDelete of a buffer
+// is set, the buffer is wiped before it is deallocated. No lock is taken.
 
 #include "tuzutil/TSTRING.h"
 
@@ -109,7 +109,7 @@ unsigned int FindInSet(TString const &text, char const *set, unsigned int start,
 }
 
 // The number at the start of a text, as strtol reads it: white space, a sign, decimal digits. The magnitude stops
-// growing beyond 32 bits.
+// growing when it no longer fits in 32 bits.
 struct TLeadingNumber {
     explicit TLeadingNumber(char const *text) noexcept {
         while (std::isspace(static_cast<unsigned char>(*text)))
@@ -173,8 +173,8 @@ void TString::TakeBuffer(TStringBuffer *buffer) noexcept {
     fBuffer = buffer;
 }
 
-// Does not write if the flag has the value already: other threads may read the buffer, for example that of a static
-// text.
+// If the flag has the value already, nothing is written, because other threads may read the buffer. The buffer of a
+// static text is an example.
 void TString::SetFlag(std::uint32_t flag, int on) noexcept {
     if (fBuffer && HasFlag(flag) != (on != 0))
         fBuffer->flags = on ? fBuffer->flags | flag : fBuffer->flags & ~flag;
@@ -203,8 +203,8 @@ TString TString::Copy() const {
     return copy;
 }
 
-// Shortens the string in place. The bytes that a secret loses are zeroed here, because the final wipe covers only the
-// bytes up to the length.
+// Shortens the string in place. If the flag wipeOnDelete is set, the bytes that the string loses are zeroed here,
+// because the wipe at the end covers only the bytes up to the length.
 void TString::SetLength(unsigned int length) noexcept {
     if (fBuffer->flags & TStringBuffer::wipeOnDelete)
         platform::SecureZero(fBuffer->Data() + length, fBuffer->length - length);
@@ -251,8 +251,8 @@ TString::TString(void const *bytes, unsigned int count, char fill) : fBuffer(nul
         std::memset(fBuffer->Data(), fill, count);
 }
 
-// An inline constant of an exported class is imported on some systems if a program that is not optimized takes its
-// address. So the library defines this constant.
+// On some systems, a program that is not optimized imports an inline constant of an exported class, if the program
+// takes the address of the constant. So the library defines this constant.
 constexpr unsigned int TString::fsToEnd;
 
 TString::TString(long number) : TString(DecimalText(number)) {}
@@ -361,7 +361,7 @@ TString &TString::operator+=(char const *text) {
 
 TString &TString::operator+=(TString const &other) {
     if (IsNull()) {
-        // This string gets a buffer of its own, with all bytes and the flags of the other.
+        // This string gets a buffer of its own, with all bytes and the flags of the other string.
         return other.IsNull() ? *this : *this = TString() + other;
     }
     return Append(other, other.length());
@@ -528,7 +528,8 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     unsigned int const patternLength = lengthOf(pattern);
 
     // Counts the matches that will be replaced, because the size of the result depends on them. Matches do not overlap:
-    // the search continues after each match. An empty pattern matches at `start` once for each position from there on.
+    // the search continues after each match. An empty pattern is found at `start` as often as there are positions from
+    // `start` on, but at most `count` times.
     std::uint64_t matches = 0;
     if (patternLength == 0) {
         matches = start > length() ? 0 : std::min(count, length() - start + 1);
@@ -607,7 +608,7 @@ unsigned int TString::indexOf(unsigned short c, unsigned int start) const {
     return 0;
 }
 
-// `start` is at least 1.
+// Returns the position of the text, or 0. REQUIRES: `start` is at least 1.
 unsigned int TString::Find(char const *text, unsigned int textLength, unsigned int start) const noexcept {
     if (start > length() || textLength > length() - start + 1)
         return 0;
@@ -714,7 +715,7 @@ bool TStringIcmp::IsEqual(TStringIcmp const &other) const noexcept {
         return true;
     if (!a || !b)
         return false;
-    // Most locales treat the letter I as ASCII does.
+    // In some locales, the small letter of I is not i.
     bool const isPlain = std::tolower('I') == 'i';
     std::size_t const same = ascii_case::SameUpTo(a, b, std::min(length(), other.length()), isPlain);
     a += same;

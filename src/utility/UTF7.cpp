@@ -92,7 +92,7 @@ void PutUnit(char *&to, std::uint32_t unit) noexcept {
     to += sizeof value;
 }
 
-// Decodes a run whose "&" has been read. Returns the place after its "-", or `end` if there is none.
+// Decodes a run whose "&" has been read. Returns the place after the "-" of the run, or `end` if the run has no "-".
 char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
     if (from != end && *from == '-') {
         PutUnit(to, '&');

@@ -1,6 +1,7 @@
-// Files of trace records. Writers append. A block of shared memory shows a process whether other processes of the user
-// share its file. Takes the locks of shared_memory.cpp, and never waits for a lock on the file itself. The thread is
-// not cancelled during a call. REQUIRES: for a shared file, the caller holds the named lock that all processes use.
+// Opens, writes and closes the files of trace records. Every write appends to the file. A process learns from a block
+// of shared memory whether other processes of the user share the trace file. The functions take the locks of
+// shared_memory.cpp, and never wait for a lock on the file itself. The thread is not cancelled during a call. REQUIRES:
+// while a file is opened as joinedOrBegun, the caller holds the named lock that all processes use.
 
 #include "platform/platform.h"
 
@@ -36,12 +37,14 @@ public:
             platform::CloseSharedMemory(fBlock, fView);
     }
 
-    // Returns whether this process is the first; false if that is unknown.
+    // Joins the processes that share the file. Returns whether this process is the first of them, or false if that is
+    // unknown.
     bool Enter(struct stat const &file) noexcept {
         char name[80];
         ::snprintf(name, sizeof name, "tuzutil trace file %llx-%llx", static_cast<unsigned long long>(file.st_dev),
                    static_cast<unsigned long long>(file.st_ino));
-        // If the last process leaves between the two calls, both are repeated.
+        // The block may disappear between the two calls, because the last process that used it has left. Then both
+        // calls are repeated.
         for (int tries = 0; tries < 100 && !fBlock; ++tries) {
             fBlock = platform::CreateSharedMemory(name, 1, fView);
             if (fBlock)
@@ -60,7 +63,7 @@ private:
 
 } // namespace
 
-// Invariant: fLineIsOpen describes the file up to fEnd.
+// Invariant: fLineIsOpen tells whether the first fEnd bytes of the file end within a line.
 struct platform::TraceFile {
     explicit TraceFile(int descriptor) noexcept : fFile(descriptor), fIsShared(false) {}
     TraceFile(int descriptor, TPresence &&presence) noexcept
@@ -92,7 +95,8 @@ private:
         return done == count;
     }
 
-    // Another process may have written after this process wrote last, and may have been killed in the middle of a line.
+    // If the file no longer ends where this process left it, inspects its last byte. Another process may have been
+    // killed in the middle of a line.
     void LookAtOthers() noexcept {
         off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
         if (end == fEnd)
@@ -114,17 +118,19 @@ private:
 
 namespace {
 
-// Joins the processes that share a file. If `mayBegin` is set, the first of these processes empties the file, provided
-// that the file belongs to the user of the process and nobody has locked the file. TPresence says whether another
-// process of this user shares the file. Every process also holds a shared lock on the file if it can, so that processes
-// of other users see that the file is in use. A lock on the file can only prevent the file from being emptied.
+// Makes this process one of those that share a file. If `mayBegin` is set and this process is the first of them,
+// empties the file, provided that the file belongs to the user of the process and nobody has locked it. TPresence says
+// whether another process of this user shares the file. Every process also holds a shared lock on the file if it can,
+// so that processes of other users see that the file is in use. A lock on the file can only prevent the file from being
+// emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
         return presence;
     bool const isFirst = presence.Enter(status);
-    // This call must not wait: if another program has locked the file, every process that traces would stop.
+    // This call must not wait. If it waited while another program has the file locked, every process that traces would
+    // stop.
     if (mayBegin && isFirst && status.st_uid == ::geteuid() &&
         KeepTrying([=] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0)
         static_cast<void>(::ftruncate(descriptor, 0) == 0);

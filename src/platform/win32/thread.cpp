@@ -1,5 +1,6 @@
-// Starts threads through the runtime. Each thread increments the load count of this library, so that the library stays
-// loaded while the thread runs. Takes the system's loader lock.
+// Starts threads through the runtime. StartThread() increments the load count of this library for each thread, so that
+// the library stays loaded while the thread runs. The thread decrements the count when it ends. Both take the system's
+// loader lock.
 
 #include "platform/platform.h"
 
@@ -26,7 +27,7 @@ unsigned int WINAPI RunBody(void *given) {
         library = what.library;
         what.body(what.argument);
     }
-    // The code of the library may be gone when the library is freed, so this call never returns.
+    // After the library is freed, its code may be gone. So this call also ends the thread, and never returns.
     FreeLibraryAndExitThread(library, 0);
 }
 

@@ -1,6 +1,6 @@
-// Reports faults in trace configurations to the destination of NUV_TRACE_STARTUP or, if this destination does not write
-// them, on standard error. The trace lock guards the pointer to the destination, and is held while the destination
-// writes.
+// Reports faults in trace configurations to the destination that the environment variable NUV_TRACE_STARTUP names. If
+// this destination does not write them, reports them on standard error. The trace lock guards the pointer to the
+// destination, and is held while the destination writes.
 
 #include "utility/destinations/configuration_fault.h"
 

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_CONFIGURATION_FAULT
 #define TUZUTIL_CONFIGURATION_FAULT
 
-// Reports a fault in a trace configuration, for example a misspelt name. The destination of NUV_TRACE_STARTUP receives
-// an entry. If there is no such destination, or if it does not write the entry, standard error receives one line.
+// Reports a fault in a trace configuration, for example a misspelt name. The destination that the environment variable
+// NUV_TRACE_STARTUP names receives an entry. If there is no such destination, or if it does not write the entry,
+// standard error receives one line.
 
 #include "tuzutil/TRACE.h"
 

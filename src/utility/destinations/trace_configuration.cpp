@@ -1,6 +1,6 @@
-// Opens the destination that a trace configuration names, by a keyword, a variable of the environment, or a factory.
-// At start-up, opens the destination that the variable NUV_TRACE_STARTUP names; failures are then written to standard
-// error. The trace lock is held while a factory makes a destination.
+// Opens the destination that a trace configuration names, by a keyword, a variable of the environment, or a factory. At
+// start-up, opens the destination that the variable NUV_TRACE_STARTUP names. If that fails, the failure is written to
+// standard error. The trace lock is held while a factory makes a destination.
 
 #include "utility/destinations/trace_configuration.h"
 

@@ -27,7 +27,7 @@ protected:
     int_type overflow(int_type c) override;
 
 private:
-    explicit TTraceFileBuf(platform::TraceFile *opened) noexcept; // null sets the error to LastError()
+    explicit TTraceFileBuf(platform::TraceFile *opened) noexcept; // if it is null, fError becomes LastError()
 
     platform::TraceFile *fFile;
     std::uint32_t fError;

@@ -53,7 +53,8 @@ TTraceLevel const *FindLevel(std::string_view keyword) noexcept {
     return nullptr;
 }
 
-// Returns false if a pair of characters is not the keyword of a level. `at` is then the position of that pair.
+// Applies the field of the levels. Returns false if a pair of characters is not the keyword of a level. `at` is then
+// the position of that pair.
 bool ApplyLevels(TTrace::Base &destination, std::string_view field, std::size_t &at) {
     TMaskChange change(field, destination.QueryLevel());
     for (at = 0; at < field.size();) {

@@ -23,7 +23,7 @@ struct TTraceSelectionFault {
     std::uint32_t line = 0;     // the line of trace_selection.cpp that found the fault
 };
 
-// Applies a selection to a destination, field by field, up to the first fault.
+// Applies a selection to a destination, field by field, up to the first fault. Returns that fault.
 TTraceSelectionFault ApplyTraceSelection(TTrace::Base &destination, std::string_view selection);
 
 #endif

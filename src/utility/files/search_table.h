@@ -2,7 +2,7 @@
 #define TUZUTIL_SEARCH_TABLE
 
 // TFindTable: the open directory searches, each with a 32-bit handle. A closed handle finds nothing until its slot has
-// been used another 32,768 times. Copies of a TDirectory share a handle, and each copy closes it.
+// been used another 32,768 times. Copies of a TDirectory share a handle, and each copy tries to close it.
 
 #include "platform/platform.h"
 #include "tuzutil/MUTEXSEM.h"

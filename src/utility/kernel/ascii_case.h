@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_ASCII_CASE
 #define TUZUTIL_ASCII_CASE
 
-// Letter case and digits of ASCII in blocks of sixteen bytes. The case of other bytes, and in some locales that of the
-// letter I, depends on the locale: these functions leave such bytes to their caller.
+// Functions for the letter case and the digits of ASCII, in blocks of sixteen bytes. The case of other bytes depends on
+// the locale, and so does the case of I and i in some locales. Only the callers know the locale.
 
 #include "utility/kernel/byte_search.h"
 
@@ -24,16 +24,18 @@ inline bool IsPlain(int (*fold)(int)) {
 }
 
 #if defined(__SSE2__)
-// Returns a byte of all ones for each byte from `first` to `first` + 25, which are the letters of one case.
+// Returns a byte of all ones for each byte from `first` to `first` + 25, and 0 for all other bytes. If `first` is 'A'
+// or 'a', the former are the letters of one case.
 inline __m128i Letters(__m128i bytes, char first) noexcept {
-    // Shifted so that the letters are the 26 least signed values.
+    // The shift makes the letters the 26 least signed values.
     __m128i const shifted = _mm_add_epi8(bytes, _mm_set1_epi8(static_cast<char>(-128 - first)));
     return _mm_cmplt_epi8(shifted, _mm_set1_epi8(-128 + 26));
 }
 #endif
 
-// Changes the case of the letters from `first` on, which is 'A' or 'a'. Calls `fold` for each byte of a block that is
-// not all ASCII. Returns the beginning of the rest, which is shorter than a block. REQUIRES: IsPlain(fold).
+// Changes the case of the 26 letters from `first` on, which is 'A' or 'a'. If a block has bytes that are not ASCII,
+// calls `fold` for each of its bytes. Returns the beginning of the bytes that are left to the caller. REQUIRES:
+// IsPlain(fold).
 inline char *Fold(char *from, [[maybe_unused]] char *end, [[maybe_unused]] char first,
                   [[maybe_unused]] int (*fold)(int)) {
 #if defined(__SSE2__)
@@ -58,8 +60,9 @@ constexpr bool IsSameLetter(char a, char b, bool isPlain) noexcept {
     return (a ^ b) == fsCaseBit && small >= 'a' && small <= 'z' && (isPlain || small != 'i');
 }
 
-// Returns how many of the first `count` bytes of `a` and `b` are the same except for the case of ASCII letters, in
-// whole blocks. A block with a zero byte ends the search, and so does an I beside an i unless `isPlain` is true.
+// Compares `a` and `b` in blocks, over at most `count` bytes, without regard to the case of ASCII letters. Returns the
+// number of bytes before the first block that differs. A block with a zero byte ends the comparison. If `isPlain` is
+// false, so does a block with an I opposite an i.
 inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                             [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;

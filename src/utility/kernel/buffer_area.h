@@ -10,8 +10,8 @@
 
 class TBufferArea : private std::streambuf {
 public:
-    // Take() moves `count` bytes out of the get area, and Put() moves them into the put area. If the area has fewer
-    // bytes or less room, the functions move nothing and return false.
+    // Take() moves `count` bytes out of the get area, and Put() moves `count` bytes into the put area. If the get area
+    // has fewer bytes, or the put area has less room, the functions move nothing and return false.
     static bool Take(std::streambuf &buffer, void *to, int count) noexcept {
         char const *const from = (buffer.*&TBufferArea::gptr)();
         if ((buffer.*&TBufferArea::egptr)() - from < count)

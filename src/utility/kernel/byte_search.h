@@ -75,8 +75,8 @@ inline std::size_t CountByte(char const *from, char const *end, char c) noexcept
     return count;
 }
 
-// Returns the first byte in [from, end) that is an LF before a dot of the range, an LF without CR before it, or another
-// byte after a CR. Returns null if there is none. REQUIRES: from[-1] can be read.
+// Returns the first of these bytes in [from, end), or null: an LF whose next byte in the range is a dot, an LF without
+// a CR before it, and a byte other than LF that follows a CR. REQUIRES: from[-1] can be read.
 inline char const *FindDottedOrBare(char const *from, char const *end) noexcept {
 #if defined(__SSE2__)
     __m128i const lineFeed = _mm_set1_epi8('\n');
@@ -116,9 +116,9 @@ inline char const *FindEither(char const *from, char const *end, char a, char b)
     return nullptr;
 }
 
-// Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, sets `*hasBareReturn` if, before the
-// result or the end, a CR is followed by a byte of the range that is not LF. A single search finds the end of a usual
-// line, in which the first CR is the one before the LF.
+// Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, looks at each CR before the result, or
+// before `end` if there is no LF. If the next byte of the range is not LF, sets `*hasBareReturn`. A single search finds
+// the end of a usual line, in which the first CR is the one before the LF.
 inline char const *FindLineFeed(char const *from, char const *end, bool *hasBareReturn) noexcept {
     if (!hasBareReturn || *hasBareReturn)
         return FindByte(from, end, '\n');

@@ -10,8 +10,8 @@
 namespace calendar {
 
 constexpr std::int64_t fsSecondsPerDay = 86400;
-// The years that a std::tm holds are between about -2147 and 2147 million. The nearest whole number of days is well
-// inside.
+// A std::tm can hold the years from about -2147 million to 2147 million. Times up to this many days from 1970 are well
+// inside these years.
 constexpr std::int64_t fsMostDays = 700'000'000'000;
 
 // Returns the days from 1970-01-01 to the first day of a month of the Gregorian calendar. A year is taken to begin in

@@ -2,8 +2,8 @@
 #define TUZUTIL_LOADING
 
 // TLoading: keeps the exceptions of static objects in a library that is being loaded. An exception that leaves the
-// constructor of a static object ends the process; no handler can catch it. So objects that register themselves keep
-// their exception in the TLoading of their thread, and Rethrow() throws it after the system's loader has returned:
+// constructor of a static object ends the process, and no handler can catch it. So objects that register themselves
+// keep their exception in the TLoading of their thread. Rethrow() throws it after the system's loader has returned:
 //
 //     TLoading loading;
 //     platform::Library *const library = platform::OpenLibrary(name);

@@ -9,8 +9,8 @@
 
 namespace {
 
-// The reference count of a static text. The count is so far from zero and from the largest number that no number of
-// copies brings it there.
+// The reference count of a static text. The count is so far from zero and from the largest number that it reaches
+// neither, however many copies are made and destroyed.
 constexpr std::uint32_t fsManyHolders = 0x40000000;
 
 template <std::size_t size>
