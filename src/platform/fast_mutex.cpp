@@ -1,5 +1,5 @@
-// The rare operations of locks within one process: they release the locks of a thread that ends, hand them on, and
-// reset locks after a fork. They take no lock. REQUIRES: every record that is passed is that of the calling thread.
+// The rare operations of TFastMutex: releasing the locks of a thread that ends, taking over such a lock, and resetting
+// locks after a fork. They take no lock. REQUIRES: every record that is passed is that of the calling thread.
 
 #include "platform/fast_mutex.h"
 
@@ -17,7 +17,8 @@ void platform::TFastMutex::ForgetOtherThreads(TThreadRecord const &self) noexcep
     fAbandoned = no;
 }
 
-// Records that the present owner took the lock from an owner that ended, or that the owner before did so.
+// If the previous owner ended while it held the lock, records that the present owner took the lock over, and returns
+// `abandoned`. Otherwise records that nobody ended, and returns `done`.
 platform::TWaitResult platform::TFastMutex::TakeOver() noexcept {
     bool const isNow = fAbandoned == yes;
     fAbandoned = isNow ? takenOver : no;

@@ -76,7 +76,7 @@ private:
     void Abandon(TThreadRecord &thread) noexcept;
 
     // Each system defines these three functions. Contend() waits until it can change the state from `free` to
-    // `heldAndWaitedFor` in one step. It may instead take the lock from an owner that is no longer alive; it then sets
+    // `heldAndWaitedFor` in one step. Instead it may take the lock from an owner that is no longer alive, and then sets
     // fAbandoned to `yes`. After a timeout or a failure, it has not taken the lock. WakeOne() touches only what
     // PrepareWake() returned, because the lock may be deleted by then.
     TWaitResult Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept;

@@ -54,13 +54,14 @@ std::int64_t SteadyTime() noexcept;
 // call reads the environment.
 long TimeZone() noexcept;
 
-// Fills in the UTC calendar record of a time. Returns false if the system cannot convert it; the record is then
+// Fills in the UTC calendar record of a time. If the system cannot convert the time, returns false, and the record is
 // undefined.
 bool UtcRecord(std::int64_t time, std::tm &record) noexcept;
 
 // Writes a calendar record by a format of C99's strftime, in the current locale, with a terminating zero. Returns the
-// number of bytes without that zero, at most size - 1. Returns 0 if the text does not fit, is empty, or cannot be made;
-// the content is then undefined. An unknown conversion is written unchanged. REQUIRES: size is at least 1.
+// number of bytes without that zero, at most size - 1. If the text does not fit, is empty, or cannot be made, returns
+// 0, and the content of the buffer is undefined. An unknown conversion is written unchanged. REQUIRES: size is at least
+// 1.
 std::size_t FormatTime(char *buffer, std::size_t size, char const *format, std::tm const &record) noexcept;
 
 struct TLocalTime {
@@ -135,7 +136,7 @@ bool WasAbandoned(Mutex const *mutex) noexcept;
 std::uintptr_t SystemHandle(Mutex *mutex) noexcept;
 
 // An event, which stays posted until it is cleared. It counts its owners, and the last DeleteEvent() deletes it. Every
-// function accepts null; WaitEvent(), ClearEvent() and PostEvent() then fail. Failures set LastError().
+// function accepts null. With null, WaitEvent(), ClearEvent() and PostEvent() fail. Failures set LastError().
 struct Event;
 Event *NewEvent(bool posted) noexcept;                                    // one owner; null on failure
 Event *ShareEvent(Event *event) noexcept;                                 // adds an owner; returns its argument
@@ -148,9 +149,9 @@ bool PostEvent(Event *event) noexcept;
 // Threads and forks
 
 // Runs a function on a new detached thread of the C library, with the default stack size. This library stays loaded
-// until the function has returned. If `takesSignals` is set, the new thread blocks the same signals as the caller;
-// otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread; there is
-// nothing to close. If the thread cannot be started, returns all ones, with LastError().
+// until the function has returned. If `takesSignals` is set, the new thread blocks the same signals as the caller.
+// Otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread, but need
+// not be closed. If the thread cannot be started, returns all ones, with LastError().
 std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
 
 // Whether the system ends all other threads, wherever they are, before static objects are destroyed.
@@ -188,7 +189,7 @@ std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int w
 // Files. In every name that the library passes or receives, backslashes separate the parts. Only ToNativeName(),
 // FromNativeName(), HasLibraryForm() and OpenNativeTraceFile() handle the system's own form.
 
-// Convert a name in place, to the system's form or from it. Take no locks.
+// ToNativeName() converts a name in place to the system's form, and FromNativeName() from it. They take no locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
 void FromNativeName(char *name, std::size_t length) noexcept;
 
@@ -211,9 +212,9 @@ struct TDirectoryEntry {
     bool isDirectory;
 };
 
-// Begins a search and stores its first entry. Returns null if the directory cannot be opened or has no entry;
-// `lacksMemory` then says whether memory was lacking. The caller must close the search. May block. REQUIRES: `pattern`
-// is a directory's name, a separator and "*.*".
+// Begins a search and stores its first entry. If the directory cannot be opened or has no entry, returns null, and
+// `lacksMemory` says whether memory was lacking. The caller must close the search. May block. REQUIRES: `pattern` is a
+// directory's name, a separator and "*.*".
 Search *OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept;
 // Stores the next entry. Returns false after the last entry. May block. REQUIRES: `search` is not null (also for
 // CloseSearch()).
@@ -233,10 +234,10 @@ std::int64_t SeekTempFile(TempFile file, std::int64_t offset, TFileOrigin origin
 void CloseTempFile(TempFile file) noexcept;
 
 // A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. A shared
-// file keeps its content if it is `joined`. With `joinedOrBegun`, the first process that shares the file empties it; on
-// Linux, only if the file belongs to the user of that process. A new file gets the permissions `mode`, if the system
-// has such permissions. Returns null, with LastError(), on failure. May block. REQUIRES: for a shared file, the caller
-// holds the named lock that all processes use.
+// file keeps its content if it is `joined`. With `joinedOrBegun`, the first process that shares the file empties it. On
+// Linux, it does so only if the file belongs to the user of that process and nobody has locked the file. A new file
+// gets the permissions `mode`, if the system has such permissions. Returns null, with LastError(), on failure. May
+// block. REQUIRES: for `joinedOrBegun`, the caller holds the named lock that all processes use.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
@@ -247,8 +248,9 @@ TraceFile *OpenNativeTraceFile(wchar_t const *name, TTraceFileUse use, unsigned 
 
 // Appends a text to the file, in one piece if the system allows it, with the line ends of the system's text files. If
 // the file ends within a line, because a write failed or another writer was killed, that line is ended first. Returns
-// false if `file` is null or if a part of the text could not be written. May block. REQUIRES: only one thread of one
-// process writes at a time.
+// false if `file` is null or if a part of the text could not be written. May block. REQUIRES: only one thread at a time
+// writes through a TraceFile. Processes that share a file hold a named lock during a call, so that their records do not
+// mix.
 bool WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept;
 void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 

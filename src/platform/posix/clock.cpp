@@ -1,5 +1,5 @@
 // The time of day, and calendar records. Each thread keeps the last local time that it converted. Takes no lock of this
-// library; the C library takes one for the time zone.
+// library, but the C library takes one for the time zone.
 
 #include "platform/platform.h"
 

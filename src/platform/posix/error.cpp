@@ -19,7 +19,7 @@ void platform::SetLastError(std::uint32_t error) noexcept {
 }
 
 std::size_t platform::ErrorText(std::uint32_t error, char *text, std::size_t size) noexcept {
-    // strerror() would answer in the language of the locale.
+    // strerror() would return a text in the language of the locale.
     char const *const known = ::strerrordesc_np(static_cast<int>(error));
     if (known)
         ::snprintf(text, size, "%s", known);

@@ -9,7 +9,7 @@ namespace platform {
 
 void HoldMutexes() noexcept;
 void ReleaseMutexes() noexcept;
-void SettleMutexesInChild() noexcept; // first resets the locks of other threads, then releases
+void SettleMutexesInChild() noexcept; // resets the locks of other threads, then calls ReleaseMutexes()
 
 void ForgetThreadIdInChild() noexcept;
 

@@ -32,14 +32,14 @@ void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
 
-// Whether the loader has found a library of that name and says what is wrong with it. If it has not found one of a name
-// without a directory, its text begins with that name.
+// Returns whether the loader found a library of this name, and `text` says what is wrong with it. If the loader finds
+// no library for a name without a directory, `text` begins with that name.
 bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }
 
-// Opens a library under one name after the other, and keeps the loader's words about a failure: those about a library
-// that exists, otherwise those about the first name.
+// Opens a library under one name after the other. Keeps the loader's words about a failure. If they are about a library
+// that exists, they are preferred. Otherwise those about the first name are kept.
 class TLoader {
 public:
     void Try(char const *name) noexcept {

@@ -89,7 +89,8 @@ bool Fails(int error) noexcept {
     return error != 0;
 }
 
-// The pthread mutex is not recursive: Mutex::owner and Mutex::depth record how often a thread holds it.
+// Makes a pthread mutex that is not recursive, because Mutex::owner and Mutex::depth record how often a thread holds
+// it. Returns 0, or an error number.
 int Initialize(pthread_mutex_t *mutex) noexcept {
     pthread_mutexattr_t attributes;
     ::pthread_mutexattr_init(&attributes);
@@ -200,7 +201,7 @@ bool IsThere(Mutex const *mutex) noexcept {
     return mutex != nullptr;
 }
 
-// Takes a shared lock. Returns an error number.
+// Takes a shared lock. Returns 0, or an error number.
 int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)
         return ::pthread_mutex_trylock(mutex);

@@ -5,8 +5,8 @@
 // folder.
 //
 // A block that its maker still fills has a name of its own, and the maker holds an exclusive lock on the file. Those
-// that wait for the block wait for a shared lock on this file. They get it when the maker publishes the block, that is,
-// renames the file and takes a shared lock; or when the maker ends.
+// that wait for the block wait for a shared lock on this file. They get this lock when the maker ends or publishes the
+// block. To publish it, the maker renames the file and changes its own lock to a shared one.
 
 #include "platform/platform.h"
 
@@ -134,7 +134,7 @@ struct TNames {
     bool areValid; // false with errno
 };
 
-// Makes a block of a file, on which it takes a lock. On success, the block owns the file.
+// Makes a block from a file, and takes the lock `lock` on the file. On success, the block owns the file.
 Block *NewBlock(TDescriptor &file, std::size_t size, int lock, TNames const &names, void *&view) noexcept {
     auto *const block = new (std::nothrow) Block{file.Get(), size, ::getpid(), {}, {}};
     if (!block) {
@@ -161,7 +161,8 @@ bool Reserve(int file, off_t size) noexcept {
     return error == 0;
 }
 
-// Creates the file of a block with its memory. A block with LOCK_EX is unfinished, one with LOCK_SH complete.
+// Creates the file of a block with its memory. If `lock` is LOCK_EX, the block is unfinished. If it is LOCK_SH, the
+// block is complete.
 Block *MakeBlock(TFolder const &folder, TNames const &names, std::int32_t size, int lock, void *&view) noexcept {
     char const *const name = lock == LOCK_EX ? names.unfinished : names.complete;
     TDescriptor file(folder.Open(name, O_CREAT | O_EXCL));
@@ -174,7 +175,7 @@ Block *MakeBlock(TFolder const &folder, TNames const &names, std::int32_t size, 
     return block;
 }
 
-// Makes a block of the file of a complete block. Fails if the file has fewer than `least` bytes.
+// Makes a block from the file of a complete block. Fails if the file has fewer than `least` bytes.
 Block *OpenedBlock(TDescriptor &file, std::int32_t least, TNames const &names, void *&view) noexcept {
     struct stat status;
     if (::fstat(file.Get(), &status) != 0)
@@ -186,9 +187,9 @@ Block *OpenedBlock(TDescriptor &file, std::int32_t least, TNames const &names, v
     return NewBlock(file, static_cast<std::size_t>(status.st_size), LOCK_SH, names, view);
 }
 
-// Waits until an unfinished block is published or its maker has ended. If it is published, the wait makes this process
-// a user of the block, so the block cannot vanish meanwhile. Returns whether there is a result for the caller: the
-// block, or null on failure.
+// Waits until an unfinished block is published or its maker has ended. If the block is published, this process then
+// holds a shared lock on the file, so the block cannot vanish meanwhile. Returns true if there is a result, and stores
+// it in `block`: the block, or null on failure. Returns false if the block has vanished.
 bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&view, Block *&block) noexcept {
     TNoCancel const noCancel;
     bool const isFree = Lock(file.Get(), LOCK_SH);

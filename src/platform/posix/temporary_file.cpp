@@ -20,7 +20,8 @@ int DescriptorOf(TempFile file) noexcept {
     return static_cast<int>(file);
 }
 
-// If the system's own folder for temporary files fails, uses the folder that the environment names.
+// Opens a file in the folder that the environment names, for the case that the system's own folder for temporary files
+// fails.
 int OpenElsewhere() noexcept {
     char const *const folder = ::secure_getenv("TMPDIR");
     return folder ? ::open(folder, O_TMPFILE | O_RDWR | O_EXCL | O_CLOEXEC, 0600) : -1;

@@ -1,5 +1,5 @@
 // The time of day and calendar records. The runtime's strftime() does not know the conversions of C99, so formats are
-// rewritten for it first. Takes no lock of this library; the runtime takes one for the time zone.
+// rewritten for it first. Takes no lock of this library, but the runtime takes one for the time zone.
 
 #include "platform/platform.h"
 
@@ -113,7 +113,8 @@ std::int64_t platform::SteadyTime() noexcept {
     LARGE_INTEGER perSecond;
     QueryPerformanceCounter(&ticks);
     QueryPerformanceFrequency(&perSecond);
-    // The product of all ticks and the nanoseconds of a second may not fit in 64 bits.
+    // The product of all ticks and the nanoseconds of a second may not fit in 64 bits, so whole seconds and the rest
+    // are converted separately.
     return ticks.QuadPart / perSecond.QuadPart * 1'000'000'000 +
            ticks.QuadPart % perSecond.QuadPart * 1'000'000'000 / perSecond.QuadPart;
 }

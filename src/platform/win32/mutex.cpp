@@ -24,7 +24,7 @@ struct platform::Mutex {
     TFastMutex fast;
     std::atomic<std::uint32_t> owner{
         0};                    // the thread of this process that took `kernel` through this object; 0 for none
-    std::uint32_t depth = 0;   // how often it did; the owner changes this member and the next one
+    std::uint32_t depth = 0;   // how often it took `kernel`; only the owner changes this member and the next
     bool wasAbandoned = false; // the owner took `kernel` from an owner that ended
 };
 
@@ -44,8 +44,8 @@ bool IsThere(Mutex const *mutex) noexcept {
     return mutex != nullptr;
 }
 
-// Records what WasAbandoned() reports about a lock with a name. An owner that has ended may still be recorded, but the
-// numbers of threads are never used again.
+// Records what WasAbandoned() reports about a lock with a name. If an owner has ended, it may still be recorded, which
+// does no harm, because the numbers of threads are never used again.
 void NoteLocked(Mutex &mutex, TWaitResult result) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     std::uint32_t const number = self ? self->Number() : 0;
@@ -215,8 +215,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
                                   : reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// How threads wait for a lock without a name. Contend() and WakeOne() are not inlined, so that locking without waiting
-// stays fast.
+// The functions below let threads wait for a lock without a name. Contend() and WakeOne() are not inlined, so that
+// locking without waiting stays fast.
 
 // A thread that ends releases its locks, but a thread that is killed does not. The waiters detect that the owner was
 // killed.

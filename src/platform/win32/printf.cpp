@@ -9,8 +9,8 @@ platform::TPrintfHabits const platform::printfHabits = {false, true, false, true
 
 std::size_t platform::FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                                  double value) noexcept {
-    // snprintf() belongs to the compiler. Only _snprintf() prints as the system does: three digits of exponent, and
-    // "1.#INF00" for infinity.
+    // snprintf() belongs to the compiler's library. Only _snprintf() prints as the system does: three digits of
+    // exponent, and "1.#INF00" for infinity.
     int const count = _snprintf(buffer, size, format, width, precision, value);
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }

@@ -1,9 +1,10 @@
 // Named memory. Blocks are objects of the system, which deletes a block as soon as no process has it open.
 //
 // A block of OpenOrCreateSharedMemory() has one more page, which begins with a TFooter: the size of the block, and
-// whether its maker has filled it. The maker holds a named mutex meanwhile, which is its only lock. The system hands
-// this mutex on if the maker ends, and the unfinished block vanishes with its maker. Those that wait for the mutex do
-// not have the block open. So an unfinished block that somebody meets under the mutex vanishes in a moment.
+// whether its maker has filled it. While the maker fills the block, it holds a named mutex and no other lock. If the
+// maker ends, the system hands the mutex to a thread that waits for it. The unfinished block then vanishes, because
+// threads that wait for the mutex do not have the block open. So if a thread that holds the mutex finds an unfinished
+// block, this block vanishes in a moment.
 
 #include "platform/platform.h"
 
@@ -44,7 +45,7 @@ TFooter *FooterOf(Block const &block) noexcept {
     return memcmp(footer->mark, fsMark, sizeof fsMark) == 0 ? footer : nullptr;
 }
 
-// Maps a block, and owns its handle. Closes the handle on failure, and returns null with LastError().
+// Maps a block. The result owns the handle `mapping`. On failure, closes the handle and returns null, with LastError().
 Block *NewBlock(HANDLE mapping, void *&view) noexcept {
     if (!mapping)
         return nullptr;
@@ -76,7 +77,7 @@ Block *Refuse(Block *block, DWORD error) noexcept {
     return FailWith(error);
 }
 
-// Creates a mapping of a number of bytes. If there is one of this name, opens it and sets `exists`.
+// Creates a mapping of `size` bytes. If a mapping of this name exists already, opens it and sets `exists`.
 HANDLE Create(char const *name, DWORD size, bool &exists) noexcept {
     SetLastError(ERROR_SUCCESS); // a successful call sets an error only if the block exists already
     HANDLE const mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name);
@@ -84,9 +85,9 @@ HANDLE Create(char const *name, DWORD size, bool &exists) noexcept {
     return mapping;
 }
 
-// The mutex that a maker of a block holds, and that this thread holds as long as the object exists. Its name is made of
-// a hash of the block's name, because it must fit, too. If the hashes of two names are equal, their makers wait for
-// each other.
+// The mutex that the maker of a block holds. This thread holds it as long as the object exists, unless Take() has given
+// it to the caller. The name of the mutex contains a hash of the block's name, because the whole name may not fit. If
+// the hashes of two names are equal, their makers wait for each other.
 class TMaking {
 public:
     TMaking(char const *name, bool creates) noexcept {
@@ -164,8 +165,8 @@ Block *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&
     return FailWith(ERROR_ALREADY_EXISTS);
 }
 
-// If a maker's mutex exists, a maker may be at work. It makes the mutex before the block, so the mutex is looked for
-// after the block was found.
+// If a maker's mutex exists, a maker may be at work. A maker makes its mutex before its block, so the mutex is looked
+// for after the block was found.
 Block *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
     HANDLE mapping = OpenMapping(name);
     if (!mapping)

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 #define TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 
-// Finds the record of the calling thread. A lock identifies its owner by that thread's record. The record is made when
-// the thread first uses a lock. Takes no lock of this library.
+// Finds the record of the calling thread. A lock identifies its owner by the record of the owning thread. The record is
+// made when the thread first uses a lock. Takes no lock of this library.
 
 #include "platform/fast_mutex.h"
 

@@ -1,5 +1,6 @@
-// Files of trace records. Writers append. The system tells whether another writer has the file open. Takes no locks.
-// REQUIRES: for a shared file, the caller holds the named lock that all processes use.
+// Opens, writes and closes the files of trace records. Every write appends to the file. The system tells whether
+// another writer has the file open. Takes no locks. REQUIRES: while a file is opened as joinedOrBegun, the caller holds
+// the named lock that all processes use.
 
 #include "platform/platform.h"
 
@@ -8,7 +9,7 @@
 #include <string_view>
 #include <windows.h>
 
-// Invariant: fLineIsOpen describes the file up to fEnd.
+// Invariant: fLineIsOpen tells whether the first fEnd bytes of the file end within a line.
 struct platform::TraceFile {
     TraceFile(HANDLE handle, bool isShared) noexcept : fHandle(handle), fIsShared(isShared) {}
     TraceFile(TraceFile const &) = delete;
@@ -62,7 +63,8 @@ private:
         return true;
     }
 
-    // Another process may have written after this process wrote last, and may have been killed in the middle of a line.
+    // Inspects the last byte of the file. Another process may have written after this process wrote last, and may have
+    // been killed in the middle of a line.
     void LookAtOthers(std::int64_t end) noexcept {
         char last = '\n';
         LARGE_INTEGER at;
@@ -92,7 +94,7 @@ HANDLE Open(wchar_t const *name, DWORD access, DWORD sharing, DWORD disposition)
 }
 
 // Empties the file if nobody has it open for writing. Every process that shares the file has it open for writing, and
-// the system then refuses the call. Readers make no difference.
+// the system then refuses the call. Processes that only read the file do not prevent the call.
 template <typename Character>
 void EmptyUnlessInUse(Character const *name) noexcept {
     HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);

@@ -1,5 +1,5 @@
 // Writes and reads dates of mail headers. The reader descends through the grammar of RFC 5322 with one byte of
-// look-ahead. Comments may be nested to any depth, so they are counted and not recursed into.
+// look-ahead. Comments may be nested to any depth, so the reader counts their depth instead of calling itself.
 
 #include "utility/kernel/mail_date.h"
 
@@ -36,7 +36,7 @@ int Find(char const *word, char const *list) noexcept {
     return -1;
 }
 
-// Every member function returns false at a fault, with fPosition at the byte that is wrong.
+// A member function that reads returns false at a fault, and leaves fPosition at the byte that is wrong.
 class TReader {
 public:
     TReader(char const *text, std::size_t length) noexcept : fText(text), fLength(length) {}
@@ -204,7 +204,8 @@ private:
         return true;
     }
 
-    // Names of zones are obsolete. "J" was never one. Of all others, only those of North America tell an offset.
+    // Reads the name of a zone, an obsolete form. "J" was never the name of a zone, so it is a fault. Of the other
+    // names, only those of North America tell an offset.
     bool NamedZone(std::int32_t &zone) noexcept {
         std::size_t const begin = fPosition;
         while (IsAtLetter())

@@ -27,8 +27,8 @@ constexpr int fsSignificantDigits = 1100;       // more digits than a real has b
 
 // A text has a limit. Otherwise a short message from another machine could make a huge text, by large widths and
 // precisions, or by printing a long argument many times. The limit is fsAlwaysRoom, plus fsRoomPerByte for each byte of
-// the format and its arguments. But the limit is never above fsManyBytes or, if that is more, above fsRoomPerByteOfMany
-// for each byte. Sizes are in bytes.
+// the format and its arguments. But the limit is at most fsManyBytes or, if that is more, fsRoomPerByteOfMany for each
+// of these bytes. It is never above fsMostBytes. Sizes are in bytes.
 constexpr std::uint64_t fsAlwaysRoom = 0x40000;
 constexpr std::uint64_t fsRoomPerByte = 16;
 constexpr std::uint64_t fsManyBytes = 0x1000000;
@@ -52,7 +52,7 @@ std::size_t RoomForText(TString const &format, TMessageArguments const &argument
 }
 
 // Collects a text, first in an array on the stack, then on the heap. If a text would exceed its limit, the rest is
-// dropped, and the text is full.
+// dropped, and the text counts as full.
 template <typename Char>
 class TOutput {
 public:
@@ -87,8 +87,8 @@ public:
     std::size_t Used() const noexcept { return static_cast<std::size_t>(fAt - fBegin); }
     void Truncate(std::size_t count) noexcept { fAt = fBegin + count; } // REQUIRES: count is at most Used()
 
-    // Returns the text. If nothing was put, it is one zero character: TTextMessage takes a length of 0 for a text that
-    // is not made yet.
+    // Returns the text. If nothing was put, returns one zero character, because TTextMessage takes a text of length 0
+    // for one that is not made yet.
     TString Take() {
         if (fAt == fBegin)
             Put(Char{0});
@@ -179,7 +179,8 @@ std::size_t ToNarrow(TWide const *&at, TWide const *end, char *bytes) noexcept {
     return 1;
 }
 
-// Does the same for one character of narrow text, which becomes one or two units.
+// Reads one character of narrow text, moves `at` past it, writes its one or two units and returns their number.
+// REQUIRES: at least one byte is left.
 std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
     auto const byte = static_cast<unsigned char>(*at);
     if (byte < 0x80) {

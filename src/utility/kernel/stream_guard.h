@@ -17,8 +17,8 @@ inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
     }
 }
 
-// Runs `work`, which uses the stream's buffer, and returns true. If `work` throws, sets the bad bit. Then the exception
-// passes if the mask contains badbit; otherwise the result is false. The unwinding of a cancelled thread always
+// Runs `work`, which uses the stream's buffer, and returns true. If `work` throws, sets the bad bit. Then, if the mask
+// contains badbit, the exception passes. Otherwise the result is false. The unwinding of a cancelled thread always
 // continues.
 template <typename Work>
 bool Guard(std::ios &stream, Work work) {

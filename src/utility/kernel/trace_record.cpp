@@ -26,7 +26,7 @@ char *PutHexadecimal(char *at, std::uint32_t number) noexcept {
     return at;
 }
 
-// "+02:00"
+// Writes an offset from UTC in the form "+02:00".
 char *PutZone(char *at, int minutes) noexcept {
     *at++ = minutes < 0 ? '-' : '+';
     auto const distance = static_cast<unsigned int>(minutes < 0 ? -minutes : minutes);
@@ -56,7 +56,7 @@ char *PutTime(char *at, unsigned long parts) noexcept {
     return parts & TTrace::Base::zonePart ? PutZone(at, platform::LocalZone()) : at;
 }
 
-// Returns the part after the last separator, which may be a slash or a backslash.
+// Returns the part of a file name after the last slash or backslash. If `file` is null, returns "????.???".
 std::string_view LastPart(char const *file) noexcept {
     if (!file)
         return "????.???";

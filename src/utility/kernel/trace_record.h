@@ -19,8 +19,8 @@ public:
         process, // "07/14-09:05:03.27 0000013C:000000A4 E"
     };
 
-    // `parts` are those of TTrace::Base::PrefixPart. In a form with a time, yearPart and zonePart add the year and the
-    // zone: "2026/07/14-09:05:03.27+02:00 000000A4 E". The category is not part of this text.
+    // `parts` is a combination of values of TTrace::Base::PrefixPart. In a form with a time, yearPart and zonePart add
+    // the year and the zone: "2026/07/14-09:05:03.27+02:00 000000A4 E". The category is not part of this text.
     TTracePrefix(Form form, unsigned long level, unsigned long parts = 0) noexcept;
 
     char const *Text() const noexcept { return fText; }

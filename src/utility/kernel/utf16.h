@@ -26,7 +26,7 @@ constexpr std::uint32_t Character(std::uint32_t high, std::uint32_t low) noexcep
     return 0x10000 + ((high & 0x3FF) << 10) + (low & 0x3FF);
 }
 
-// REQUIRES: NeedsPair(code).
+// REQUIRES, for High() and Low(): NeedsPair(code).
 constexpr std::uint16_t High(std::uint32_t code) noexcept {
     return static_cast<std::uint16_t>(0xD7C0 + (code >> 10));
 }

@@ -152,7 +152,7 @@ struct TagVar::TOperators {
         return left;
     }
 
-    // These are for operators whose table has no reals or no texts.
+    // NoReals() and NoTexts() are for operators whose table has no reals or no texts.
     static double NoReals(double left, double) noexcept { return left; }
     static void NoTexts(TString &, TString const &) noexcept {}
 
@@ -249,7 +249,7 @@ int TagVar::IsEqual(TagVar const &other) const {
     switch (TOperators::Outcome(fsIsEqual, *this, other, __LINE__)) {
     case 'r': return TOperators::Real(*this) == TOperators::Real(other);
     case 's':
-        // If either value owns no text, the values are equal exactly if the left value owns one, as TAGVAR.h says.
+        // If one value or both own no text, the values count as equal if the left value owns one, as TAGVAR.h says.
         return left && right ? TOperators::Text(*this)->isEqual(*TOperators::Text(other)) : left;
     case 't': return left && right ? TOperators::Moment(*this)->IsEqual(*TOperators::Moment(other)) : left;
     case '=': return 1;

@@ -1,5 +1,5 @@
-// Searches of 32 bytes at a time. Each function has a body for AVX2 on the processors that have it. The compiler ends
-// such a body with the instruction that lets the narrower ones run at full speed again.
+// Searches of 32 bytes at a time. Each function uses its body for AVX2 if the processor has AVX2. At the end of such a
+// body, the compiler puts the instruction that lets narrower vector instructions run at full speed again.
 
 #include "utility/kernel/wide_search.h"
 
@@ -32,8 +32,8 @@ TUZUTIL_AVX2 inline unsigned int Mask32(__m256i equal) noexcept {
     return static_cast<unsigned int>(_mm256_movemask_epi8(equal));
 }
 
-// Each of these searches whole blocks, and returns null if the rest has to be searched. `from` or `end` then bound the
-// rest.
+// Each of the functions below searches whole blocks. If it returns null, the rest has to be searched, and `from` or
+// `end` has been moved to the rest.
 
 TUZUTIL_AVX2 char const *LastByteInBlocks(char const *from, char const *&end, char c) noexcept {
     __m256i const wanted = _mm256_set1_epi8(c);
@@ -68,7 +68,7 @@ TUZUTIL_AVX2 char const *PairInBlocks(char const *&from, char const *end, char a
     return nullptr;
 }
 
-// Compares the first and the last byte of the text at each place, and the rest where both are right.
+// Compares the first and the last byte of the text at each place. If both match, compares the rest of the text.
 TUZUTIL_AVX2 char const *TextInBlocks(char const *&from, char const *end, char const *text,
                                       std::size_t count) noexcept {
     char const *const last = end - count; // the last place at which the text can begin

@@ -13,12 +13,13 @@ char const *FindLastByte(char const *from, char const *end, char c) noexcept;
 char const *FindPair(char const *from, char const *end, char a, char b) noexcept;
 char const *FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept;
 
-// Returns the first byte in [from, end) that is one of the `size` bytes of `set`, or is none of them, as `wanted` says.
-// If there is none in the whole blocks of the range, returns the beginning of the rest, which is shorter than a block.
+// If `wanted` is true, returns the first byte in [from, end) that is one of the `size` bytes of `set`. Otherwise
+// returns the first byte that is none of them. If the whole blocks of the range contain no such byte, returns the
+// beginning of the rest.
 char const *SkipBlocks(char const *from, char const *end, char const *set, std::size_t size, bool wanted) noexcept;
 
-// Changes the case of the ASCII letters from `first` on, which is 'A' or 'a', in whole blocks. Calls `fold` for each
-// byte of a block that is not all ASCII. Returns the beginning of the rest, which is shorter than a block.
+// Changes the case of the 26 ASCII letters from `first` on, which is 'A' or 'a', in whole blocks. If a block has bytes
+// that are not ASCII, calls `fold` for each of its bytes. Returns the beginning of the rest.
 char *Fold(char *from, char *end, char first, int (*fold)(int));
 
 } // namespace wide_search

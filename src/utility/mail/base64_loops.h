@@ -273,7 +273,7 @@ TUZUTIL_SSSE3 inline __m128i LoadBytes(Byte const *from) noexcept {
     return _mm_loadu_si128(reinterpret_cast<__m128i const *>(from));
 }
 
-// Encodes the first twelve of the sixteen bytes at `from`, which are all read.
+// Reads sixteen bytes at `from`, and encodes the first twelve of them.
 TUZUTIL_SSSE3 inline void EncodeTwelve(Byte const *from, char *to) noexcept {
     __m128i const spread = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
     _mm_storeu_si128(reinterpret_cast<__m128i *>(to), EncodeSpread(_mm_shuffle_epi8(LoadBytes(from), spread)));
@@ -306,7 +306,7 @@ inline char *EncodeShuffle(Byte const *from, std::size_t count, char *to) noexce
 struct Classes {
     std::array<char, 16> rows{};    // for each row, the bit of its set
     std::array<char, 16> columns{}; // for each column, the bits of the sets without a character there
-    std::array<char, 16> added{};   // for each row, value minus character; row 1, which has none, is used for "/"
+    std::array<char, 16> added{};   // for each row, value minus character; row 1 has no characters and serves for "/"
 };
 
 inline constexpr auto fsClasses = [] {

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_SINK_WRITER
 #define TUZUTIL_SINK_WRITER
 
-// Writes to a sink stream that may have std::unitbuf set. With unitbuf, a standard stream flushes in the destructor of
-// its sentry. An exception that leaves a destructor ends the process. So the flag is cleared during the write here, and
-// a flush that may throw follows.
+// Writes to a sink stream that may have std::unitbuf set. If it is set, a standard stream flushes in the destructor of
+// its sentry. An exception that leaves a destructor ends the process. So the flag is cleared during the write, and the
+// sink is flushed afterwards outside of any destructor.
 
 #include "utility/kernel/stream_guard.h"
 

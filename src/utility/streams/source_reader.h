@@ -34,9 +34,9 @@ Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::si
 // If `stop` is Stop::limit, the function inspects the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
 
-// Does what ReadToLineFeed() and TakeLineFeed() do for a line that the source's buffer already holds whole, with its
-// line feed within the first `limit` bytes, if no tied stream has to be flushed. Returns false, and does nothing, for
-// another line. Most lines are of the first kind, and calls would take as long as the rest of the work.
+// Does the work of ReadToLineFeed() and TakeLineFeed() for one line, if the source's buffer already holds the line with
+// its line feed within the first `limit` bytes, and if no tied stream has to be flushed. Otherwise does nothing and
+// returns false. The function is inline, because for a usual line, calls would take as long as the rest of the work.
 inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, std::size_t &count,
                          bool *hasBareReturn = nullptr) {
     if (!source.good() || source.tie())
@@ -57,9 +57,9 @@ inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, st
     return true;
 }
 
-// Returns the lines that the source's buffer already holds, so that they can be taken without a call of the buffer:
-// less than `size` bytes that end with LF. At least one more byte follows them in the buffer. Returns nothing if there
-// is no such line, if the source is not good, or if reading would have to flush a tied stream.
+// Returns the lines that the source's buffer already holds, so that they can be taken without a call of the buffer.
+// They are less than `size` bytes and end with LF, and at least one more byte follows them in the buffer. Returns
+// nothing if there is no such line, if the source is not good, or if reading would have to flush a tied stream.
 std::string_view HeldLines(std::istream &source, std::size_t size);
 
 } // namespace source_reader

@@ -1,4 +1,4 @@
-// TTimerQueue: the tree of times with a list of timers for each time, see timer_queue.h. Its functions are called
+// TTimerQueue: the tree of times, with a list of timers for each time (see timer_queue.h). Its functions are called
 // under TMasterTimer::fsLock, and neither allocate nor throw.
 
 #include "utility/threads/timer_queue.h"
@@ -14,8 +14,8 @@ void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) no
 
 } // namespace
 
-// Returns the pointer that leads to the head of a time's list. If there is no such list, returns the null pointer at
-// which its head belongs. Takes at most one step for each bit.
+// Returns the pointer that leads to the head of the list for the time `due`. If there is no such list, returns the null
+// pointer at which its head belongs. Takes at most one step for each bit of a time.
 TTimerLink **TTimerQueue::PlaceOf(std::uint64_t due) noexcept {
     TTimerLink **place = &fRoot;
     for (std::uint64_t bit = fHighestBit; *place && (*place)->due != due; bit >>= 1)

@@ -7,8 +7,8 @@
 //
 // The timers of one time form a list. The heads of the lists form a binary tree by the bits of the time, from the
 // highest bit down. The root has depth 0. At depth d, times whose d-th highest bit is 0 are below branch[0], the others
-// below branch[1]. The place of a node prescribes only the bits that lead to it, and all nodes below it have these bits
-// too. So any leaf below a node can take its place.
+// below branch[1]. The place of a node prescribes only the bits that lead to this place, and all nodes below it have
+// these bits too. So any leaf below a node can take the place of that node.
 
 #include "tuzutil/TIMER.h"
 

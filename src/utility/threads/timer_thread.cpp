@@ -35,8 +35,9 @@ void TMasterTimer::Remove(TTimerLink &link) noexcept {
         Stop();
 }
 
-// Wakes the thread if it sleeps longer than until the timer is due. While a timer of the calendar clock is armed, the
-// thread reads that clock every second. So for another such timer, it must be woken only if the timer is already due.
+// Puts the timer into its queue, and wakes the thread if it would sleep too long. While a timer of the calendar clock
+// is armed, the thread reads that clock every second. So for another timer of that clock, the thread must be woken only
+// if the timer is already due.
 void TMasterTimer::Arm(TTimerLink &link) noexcept {
     if (fsAreTimersLost)
         return;
@@ -61,13 +62,13 @@ TReference<TMasterTimer> TMasterTimer::New() noexcept {
         if (master->fWake.Wait(0) >= 0 && TThreadLaunch::HasAll(*master))
             return master;
     } catch (std::bad_alloc const &) {
-        // Without memory the result is null, as if the event could not be made.
+        // If there is no memory, the result is null, as if the event could not be made.
     }
     return nullptr;
 }
 
-// Does not wait until the thread runs: a static timer of a library is made while the system loads that library, and no
-// thread can begin before the load has ended.
+// Does not wait until the thread runs, because a static timer of a library is made while the system loads that library.
+// No thread can begin before the load has ended.
 bool TMasterTimer::Start(TMasterTimer &master) noexcept {
     master.AddRef(); // the reference of the thread
     if (!TThreadLaunch::StartUnannounced(master)) {
@@ -76,7 +77,7 @@ bool TMasterTimer::Start(TMasterTimer &master) noexcept {
     }
     master.AddRef(); // the reference of fsOnly
     fsOnly = &master;
-    fsWakeTime = 0; // it inspects the queues first
+    fsWakeTime = 0; // the thread inspects the queues before it sleeps
     return true;
 }
 
@@ -127,8 +128,9 @@ int TMasterTimer::Run() {
     return 0;
 }
 
-// Decides how long the thread sleeps: as long as it may for the timers of the calendar clock, but not beyond the first
-// timer of the steady clock. Returns milliseconds, or fsInfinite if no timer is armed.
+// Decides how long the thread sleeps. A sleep lasts at most as long as the armed timers of the calendar clock allow,
+// and at most until the first timer of the steady clock is due. Returns milliseconds, or fsInfinite if no timer is
+// armed.
 long TMasterTimer::PlanSleep() noexcept {
     TTimerLink const *const first = fsSteady.First();
     if (!first && fsArmed.IsEmpty()) {
@@ -147,8 +149,8 @@ long TMasterTimer::PlanSleep() noexcept {
 }
 
 // Posts due timers until it meets one whose event could not be created, and returns that event. If there is none,
-// returns null and sets `sleep` to the time that the thread is to sleep. Without the lock, another thread may be
-// changing the queues, so nothing is posted then, and the thread tries again after a second.
+// returns null and sets `sleep` to the time that the thread is to sleep. If the lock cannot be taken, another thread
+// may be changing the queues. Nothing is posted then, and the thread tries again after a second.
 TReference<TSemaphore> TMasterTimer::PostUntilOneFails(long &sleep) noexcept {
     sleep = fsLongestSleep;
     TInsistentEntry const lock(fsLock);

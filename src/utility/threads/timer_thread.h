@@ -28,7 +28,7 @@ public:
     // The times in the two queues have this many bits: seconds since 1970, and milliseconds of the steady clock.
     static constexpr unsigned int fsCalendarBits = 32;
     static constexpr unsigned int fsSteadyBits = 42;
-    static constexpr std::int64_t fsNanoseconds = 1000000; // of a millisecond
+    static constexpr std::int64_t fsNanoseconds = 1000000; // in a millisecond
 
     // Ends the thread at the end of the process, and keeps timers from starting another one. Takes the lock itself.
     static void Shutdown() noexcept;
@@ -54,8 +54,8 @@ private:
 
     static TTimerQueue fsArmed;  // timers of the calendar clock
     static TTimerQueue fsSteady; // timers of the steady clock
-    // The time at which the thread wakes by itself, in milliseconds of the steady clock. In the past if it does not
-    // sleep.
+    // The time at which the thread wakes by itself, in milliseconds of the steady clock. It is in the past if the
+    // thread does not sleep.
     static std::int64_t fsWakeTime;
     static std::uint32_t fsCount; // the number of timers, armed or not
     static TMasterTimer *fsOnly;  // the object of the running thread; null if there is none
