@@ -1,6 +1,6 @@
-// TDotByteStreamBuf and its streams: text bodies of mail protocols. A dot at the beginning of a line is doubled, and a
-// line with a single dot ends the body. Any thread may call Cancel(). The other functions are for one thread at a time.
-// No lock is taken.
+// TDotByteStreamBuf and its streams: text bodies as mail protocols send them. In this form, a dot at the beginning of a
+// line is doubled, and a line with a single dot ends the body. Any thread may call Cancel(). The other functions are
+// for one thread at a time. No lock is taken.
 
 #include "tuzutil/DOTBYTE.h"
 
@@ -21,7 +21,7 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::MemStream, "src/utility/DOTBYTE");
 
-// The line numbers that the exceptions and the trace entry below report.
+// The line numbers that the exceptions and the trace entry of this source report.
 constexpr std::uint32_t fsLimitInBody = 271;
 constexpr std::uint32_t fsLimitAtEmptyLine = 279;
 constexpr std::uint32_t fsCancelling = 297;
@@ -145,7 +145,7 @@ void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
 
 // Returns the end of the run that begins at `from`. A run ends after the next LF that is followed by a dot. If the
 // number of lines is limited, a run in the header ends after each LF, and a run in the body ends at the latest after
-// the last line that is allowed. In the body, also adds to `lines` the lines that end in the run.
+// the last line that is allowed. In the latter case, also adds to `lines` the lines that end in the run.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end, std::uint32_t &lines) const noexcept {
     if (fLinesLimited && !fInBody) {
         char const *const lineFeed = byte_search::FindByte(from, end, '\n');
@@ -247,7 +247,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
         }
         ++begin;
     }
-    // A CR at the end of the previous piece belongs to a line end only if the next byte is the line feed.
+    // If the previous piece ended with CR, and a byte other than LF follows, that CR is bare.
     if (count > 0 && fReadState == State::afterCr)
         fHasBareReturn = true;
     if (count > 0 && end[-1] == '\r')
@@ -265,7 +265,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
 }
 
 std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
-    bool const isCancelled = fCancel.load(std::memory_order_relaxed) != 0; // the next underflow() then throws
+    bool const isCancelled = fCancel.load(std::memory_order_relaxed) != 0; // if so, the next underflow() throws
     if (isCancelled || !IsReadable() || fReadState != State::atLineStart || fGathered != 0)
         return 0;
     std::string_view const lines = source_reader::HeldLines(*fSource, size);
@@ -299,7 +299,7 @@ std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
 // ends on the way. REQUIRES: a line begins at `begin`. `from` is at the beginning of a line, or after the dot that
 // begins it.
 char const *TDotByteStreamBuf::EndOfDotless(char const *from, char const *begin, char const *end) noexcept {
-    from += from == begin ? 1 : 0; // the byte before `begin` may not be there
+    from += from == begin ? 1 : 0; // the byte before `begin` must not be read
     while (char const *const found = fHasBareLineFeed && fHasBareReturn ? byte_search::FindPair(from, end, '\n', '.')
                                                                         : byte_search::FindDottedOrBare(from, end)) {
         bool const isAfterCr = found[-1] == '\r';

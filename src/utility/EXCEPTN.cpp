@@ -24,7 +24,7 @@ TString TextOrNull(char const *text) noexcept {
 
 // Appends to a list of at most five entries. TException::appendText() in EXCEPTN.h says what happens to a full list.
 template <typename Entry>
-void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be an element of the list
+void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be in the list
     if (count < 5) {
         list[count++] = entry;
         return;

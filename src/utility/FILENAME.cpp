@@ -127,7 +127,8 @@ TString const &DelimOf(TString const &name) noexcept {
     return name.IsUnicode() ? TFileName::fsDelimUnicode : TFileName::fsDelimLocal;
 }
 
-// Joins two names with exactly one delimiter between them. REQUIRES: both have the same encoding.
+// Joins two names with one delimiter between them: adds a delimiter if neither name has one there, and removes one if
+// both have. REQUIRES: both names have the same encoding.
 TString Joined(TFileName const &first, TFileName const &second) {
     bool const hasDelimBefore = first.IsDelimAtEnd();
     bool const hasDelimBehind = second.IsDelimAtBegin();

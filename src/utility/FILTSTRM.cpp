@@ -92,8 +92,8 @@ std::streamsize TFilterStreamBuf::xsgetn(char *into, std::streamsize count) {
     return got;
 }
 
-// Lets the bytes that were read last be put back. The last `count` bytes read are at `taken`, and the earlier ones are
-// in the get area.
+// Sets the get area so that the bytes that were read last can be put back. The last `count` of them are at `taken`, and
+// the earlier ones are in the present get area.
 void TFilterStreamBuf::KeepLast(char const *taken, std::size_t count) noexcept {
     char last[fsPutBackRoom];
     std::size_t const fresh = std::min(count, fsPutBackRoom);

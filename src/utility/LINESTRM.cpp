@@ -133,7 +133,7 @@ std::size_t TLineStreamBuf::TakePieces(char *into, std::size_t size) {
     if (lines.empty())
         return 0;
     std::memcpy(into, lines.data(), lines.size());
-    // A line is counted at its beginning.
+    // A line is counted when it begins, so a line that has begun before is counted already.
     fLinesRead += static_cast<std::uint32_t>(byte_search::CountByte(lines.data(), lines.data() + lines.size(), '\n')) -
                   (fAtLineStart ? 0 : 1);
     fAtLineStart = true;

@@ -1,5 +1,5 @@
 // TTextMessageStore, which supplies messages with texts, and TTextMessageArchive, which finds a store by its name. The
-// lock TTextMessageArchive::fsMutex guards the archive's set, and no other code is called under this lock.
+// lock TTextMessageArchive::fsMutex guards the archive's set. No store is called under this lock.
 
 #include "tuzutil/MSGSTORE.h"
 

@@ -1,5 +1,5 @@
 // Locks, events and their guards: TSemaphore, TMutexSemaphore, TMutexSemaphoreWithEvent. The platform provides the
-// events and locks; this source converts the results of the platform and traces failures. Lock() and Unlock() must not
+// events and locks. This source converts the results of the platform and traces failures. Lock() and Unlock() must not
 // trace, because tracing takes locks. Trace entries about events name THREAD as their source file.
 
 #include "tuzutil/MUTEXSEM.h"
@@ -39,8 +39,7 @@ TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTE
 constexpr std::uint32_t fsEventCreated = 89;
 constexpr std::uint32_t fsMutexCreated = 100;
 
-// Restores the error code of a failure when the block ends, because the trace entry about that failure may change the
-// code.
+// The destructor restores the error code of a failure, because the trace entry about that failure may change the code.
 struct TKeptCode {
     TKeptCode() noexcept : code(platform::LastError()) {}
     TKeptCode(TKeptCode const &) = delete;

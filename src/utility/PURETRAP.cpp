@@ -1,6 +1,6 @@
 // TPureCall: Trap() runs when a member is called that a derived class must override but does not. It writes one trace
 // entry and, if the level "trap" is traced, ends the process. TrapIn() does the same, and in a debug build always ends
-// the process. No lock of this source's own is taken.
+// the process. This source has no lock of its own.
 
 #include "tuzutil/PURETRAP.h"
 

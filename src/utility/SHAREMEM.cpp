@@ -1,6 +1,6 @@
 // ipcSharedMemory: a block of memory that processes share by its name. The object owns its mapping of the block. The
 // platform removes a block that no process uses any more, and lets only one process fill a new block. Nothing is
-// traced; callers query the state.
+// traced, because callers query the state.
 
 #include "tuzutil/SHAREMEM.h"
 

@@ -68,8 +68,8 @@ int TThread::Run() {
 // all other users may release the object, before the starter wakes up. The reference for the starter keeps the object
 // from being destroyed in that time.
 int TThread::Start() {
-    // When the thread ends, it deletes its object if nobody else has a reference to it. So such an object must be made
-    // by new.
+    // When the thread ends, it deletes its object if nobody else has a reference to the object. So an object without
+    // references must be made by new.
     if (QueryReferenceCount() == 0 && (platform::IsOnStack(this) || platform::IsInImage(this)))
         fsReports.Raise<TInvalidRequest>("Thread object without a reference is not allocated by new");
     assert(QueryReferenceCount() != 0);

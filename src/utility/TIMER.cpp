@@ -42,8 +42,8 @@ public:
     // Returns whether the lock is held. If the lock could not be created, it is not held, and no timer is ever armed.
     explicit operator bool() const noexcept { return bool{*fLock}; }
 
-    // Returns whether the caller may change a timer that may be armed: the lock is held, or it could not be created,
-    // and no timer is armed.
+    // Returns whether the caller may change a timer that may be armed. It may if the lock is held. It also may if the
+    // lock could not be created, because no timer is armed then.
     bool MayChange() const noexcept { return bool{*fLock} || !TMasterTimer::fsLock.GetHandle(); }
 
     // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.
@@ -80,7 +80,7 @@ TTimer &TTimer::operator=(TTimer const &other) {
     if (this == &other)
         return *this;
     TReference<TSemaphore> semaphore(other.fSemaphore);
-    TTimerEntry const entry; // released before the old event: its destruction may run code of the program
+    TTimerEntry const entry; // destroyed before `semaphore`: the destructor of the old event may run any code
     if (!entry.MayChange())
         return *this;
     TMasterTimer::Disarm(fLink);

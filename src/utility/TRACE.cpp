@@ -1,6 +1,6 @@
 // TTrace and TTrace::Base: the chain of destinations, the entries that each of them takes, the global words that trace
 // points test, and the writing of entries. The trace lock, TTrace::Base::fsMutex, is recursive. It guards the chain and
-// the tables of the destinations. The text of an entry is made before the lock is taken; destinations write while the
+// the tables of the destinations. The text of an entry is made before the lock is taken. Destinations write while the
 // lock is held.
 
 #include "tuzutil/TRACE.h"
@@ -251,7 +251,8 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
         return;
     // The text is made before the lock is taken, because making it may load a library, which needs the lock of the
     // system's loader. Another thread may hold the loader's lock while it runs the constructor or destructor of a
-    // static object. If that object traces, the thread waits for the trace lock.
+    // static object. If that object traces, that thread waits for the trace lock. So the two threads could wait for
+    // each other.
     if (!DropExceptions([&] { static_cast<void>(message.QueryMessage()); }))
         return;
     TLock const lock(Base::fsMutex);

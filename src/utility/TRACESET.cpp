@@ -95,7 +95,7 @@ bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
 void TTraceSetKnown::Remove(TTrace::Category const *category) noexcept {
     for (TEntry *entry = fHead.next.load(std::memory_order_acquire); entry;
          entry = entry->next.load(std::memory_order_acquire)) {
-        // A relaxed load suffices, because only the destructor of a category removes that category.
+        // A relaxed load suffices, because no other thread changes an entry that has this category.
         if (entry->category.load(std::memory_order_relaxed) != category)
             continue;
         entry->category.store(nullptr, std::memory_order_release);

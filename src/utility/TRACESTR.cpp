@@ -27,7 +27,7 @@ bool HasDirectory(TString const &fileName) {
     return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
 }
 
-// Returns null if there is no name, or if the directory of the file cannot be made.
+// Opens a file. Returns null if there is no name, or if the directory of the file cannot be made.
 std::unique_ptr<std::ostream> OpenFile(char const *name) {
     if (!name || !HasDirectory(name))
         return nullptr;

@@ -89,7 +89,7 @@ private:
     bool fFlags[256] = {};
 };
 
-constexpr std::size_t fsSmallSet = 8; // a set of this size or less is looked for in blocks
+constexpr std::size_t fsSmallSet = 8; // a set of at most this size is searched for in blocks of bytes
 
 unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
     if (start > text.length())
@@ -173,8 +173,8 @@ void TString::TakeBuffer(TStringBuffer *buffer) noexcept {
     fBuffer = buffer;
 }
 
-// If the flag has the value already, nothing is written, because other threads may read the buffer. The buffer of a
-// static text is an example.
+// If the flag has the value already, the buffer is not written, because other threads may be reading it. An example is
+// the buffer of a static text.
 void TString::SetFlag(std::uint32_t flag, int on) noexcept {
     if (fBuffer && HasFlag(flag) != (on != 0))
         fBuffer->flags = on ? fBuffer->flags | flag : fBuffer->flags & ~flag;

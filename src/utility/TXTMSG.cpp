@@ -23,7 +23,7 @@ std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
-// Reads a value, and stores it only if that succeeds.
+// Reads a value, and stores it only if reading succeeds. Returns whether it did.
 template <typename Wire, typename Value>
 bool ReadInto(TiBinaryStream &in, Value &value) {
     Wire wire{};

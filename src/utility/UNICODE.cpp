@@ -1,4 +1,4 @@
-// Conversions between UTF-8 and 16-bit text, and the word that says whether narrow text is UTF-8. No lock is taken.
+// Conversions between UTF-8 and 16-bit text, and the flag that says whether narrow text is UTF-8. No lock is taken.
 
 #include "tuzutil/UNICODE.h"
 
