@@ -66,8 +66,7 @@ private:
     enum TAbandoned : std::uint8_t {
         no,
         yes,      // the last owner ended while it held the lock
-        takenOver // by the present owner, from an owner that ended; after the release, the next owner changes this to
-                  // no
+        takenOver // by the present owner, from an owner that ended; the next owner changes this to `no`
     };
 
     TWaitResult TakeOver() noexcept;

@@ -2,8 +2,8 @@
 #define TUZUTIL_PLATFORM_NO_CANCEL
 
 // TNoCancel: keeps this thread from being cancelled while the object exists. Code that catches and drops all exceptions
-// needs a TNoCancel. On some systems, a cancellation unwinds the thread like an exception, and catch (...) must not
-// drop that unwinding. Takes no locks.
+// needs a TNoCancel, because some systems unwind a cancelled thread like an exception, and catch (...) must not drop
+// that unwinding. Takes no locks.
 
 #include "platform/platform.h"
 

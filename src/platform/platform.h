@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_PLATFORM
 #define TUZUTIL_PLATFORM
 
-// platform.h: declares everything that the library needs from an operating system. A port defines these functions; no
+// platform.h: declares everything that the library needs from an operating system. A port defines these functions. No
 // other source depends on a system. posix/ and win32/ define the functions in files with the same names:
 //
 //     cancel            keeping a thread from being cancelled    memory           wiping memory

@@ -162,7 +162,7 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
-// Traces a fault of the format or its arguments. The caller does not learn of it.
+// Traces a fault of the format or its arguments, and throws nothing.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
     TString const &store = fMessage.fStore;
     auto const set = fMessage.fSet;

@@ -38,8 +38,8 @@ bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }
 
-// Opens a library under one name after the other. Keeps the loader's words about a failure. If they are about a library
-// that exists, they are preferred. Otherwise those about the first name are kept.
+// Opens a library under one name after the other. If all attempts fail, keeps the loader's words about the first
+// library that exists. If none exists, keeps its words about the first name.
 class TLoader {
 public:
     void Try(char const *name) noexcept {

@@ -111,7 +111,7 @@ private:
 
     TDescriptor const fFile;
     bool fIsShared;
-    bool fLineIsOpen = false; // the file ends within a line
+    bool fLineIsOpen = false; // whether the file ends within a line
     off_t fEnd = 0;           // the end of the file when this process last wrote or looked
     TPresence fPresence;      // only for a shared file
 };

@@ -1,5 +1,5 @@
 // DllMain(), which the system calls when it loads or unloads the library. DllMain() runs under the system's loader
-// lock: it must not load a library, wait for a thread, trace or take a lock.
+// lock, so it must not load a library, wait for a thread, trace or take a lock.
 
 #include "platform/win32/thread_record.h"
 

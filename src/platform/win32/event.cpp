@@ -127,6 +127,6 @@ bool platform::PostEvent(Event *event) noexcept {
         return SetEvent(event->kernel) != FALSE;
     auto *const word = &event->state;
     if (event_word::Post(*word))
-        Words().wakeAll(word); // uses only the address, as the event may be deleted by now
+        Words().wakeAll(word); // uses only the address, because the event may be deleted by now
     return true;
 }

@@ -64,8 +64,8 @@ void NoteUnlocked(Mutex &mutex) noexcept {
         mutex.owner.store(0, std::memory_order_relaxed);
 }
 
-// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists or cannot be opened. It
-// is also null if the id is 0, as in the record of a fiber.
+// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists or cannot be opened. The
+// handle is also null if the id is 0, as in the record of a fiber.
 class TOpenedThread {
 public:
     explicit TOpenedThread(DWORD id) noexcept

@@ -78,7 +78,7 @@ private:
 
     HANDLE fHandle;
     bool fIsShared;
-    bool fLineIsOpen = false; // the file ends within a line
+    bool fLineIsOpen = false; // whether the file ends within a line
     std::int64_t fEnd = 0;    // the end of the file when this process last wrote or looked
     char fBuffer[8192];
 };

@@ -24,8 +24,8 @@ inline bool IsPlain(int (*fold)(int)) {
 }
 
 #if defined(__SSE2__)
-// Returns a byte of all ones for each byte from `first` to `first` + 25, and 0 for all other bytes. If `first` is 'A'
-// or 'a', the former are the letters of one case.
+// Replaces each byte from `first` to `first` + 25 by all ones, and each other byte by 0. If `first` is 'A' or 'a', the
+// former are the letters of one case.
 inline __m128i Letters(__m128i bytes, char first) noexcept {
     // The shift makes the letters the 26 least signed values.
     __m128i const shifted = _mm_add_epi8(bytes, _mm_set1_epi8(static_cast<char>(-128 - first)));
@@ -54,15 +54,16 @@ inline char *Fold(char *from, [[maybe_unused]] char *end, [[maybe_unused]] char 
     return from;
 }
 
-// Returns whether two different bytes are one ASCII letter in two cases. I and i are that only if `isPlain` is true.
+// Returns whether two different bytes are one ASCII letter in two cases. I and i count as one letter only if `isPlain`
+// is true.
 constexpr bool IsSameLetter(char a, char b, bool isPlain) noexcept {
     char const small = static_cast<char>(a | fsCaseBit);
     return (a ^ b) == fsCaseBit && small >= 'a' && small <= 'z' && (isPlain || small != 'i');
 }
 
 // Compares `a` and `b` in blocks, over at most `count` bytes, without regard to the case of ASCII letters. Returns the
-// number of bytes before the first block that differs. A block with a zero byte ends the comparison. If `isPlain` is
-// false, so does a block with an I opposite an i.
+// size of the blocks before the one that ends the comparison. A block ends it if it has a difference or a zero byte or,
+// if `isPlain` is false, an I opposite an i.
 inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                             [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;

@@ -22,23 +22,23 @@ public:
     static bool IsUnderWay() noexcept;
 
     // Runs `act`, which registers an object. If `act` throws while this thread loads a library, keeps the exception and
-    // returns false; the object is then not registered. Outside a load, lets the exception pass. Of several exceptions,
-    // the first is kept.
+    // returns false. The object is then not registered. If this thread loads no library, lets the exception pass. Of
+    // several exceptions, the first is kept.
     template <typename Act>
     static bool RaiseOrKeep(Act act) {
         try {
             act();
             return true;
         } catch (...) {
-            if (!IsUnderWay() || !std::current_exception()) // without an exception, a cancelled thread is unwound
+            if (!IsUnderWay() || !std::current_exception()) // if there is none, a cancelled thread is unwound
                 throw;
             Keep(std::current_exception());
             return false;
         }
     }
 
-    // Throws the kept exception, if there is one. In a nested load, passes the exception on to the outer load instead:
-    // the nested load runs within the constructor of a static object, which must not throw.
+    // Throws the kept exception, if there is one. In a nested load, passes the exception on to the outer load instead,
+    // because the nested load runs within the constructor of a static object, which must not throw.
     void Rethrow();
 
 private:

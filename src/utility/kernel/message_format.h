@@ -16,7 +16,7 @@
 #include <string_view>
 #include <type_traits>
 
-// Traces faults of a format or its arguments. The caller does not learn of them.
+// Traces faults of a format or its arguments. Faults are only traced: the function that finds one continues.
 class TMessageFaults {
 public:
     enum Fault { storesCount, badWidth, badPrecision, badValue };
@@ -237,7 +237,7 @@ private:
     }
 
     // Reads a width or a precision: digits, or a star that may have the number of an argument. That number begins at
-    // gap[0] and ends at gap[1], and is not kept.
+    // gap[0] and ends at gap[1], and is left out of TDirective::kept.
     void TakeCount(TCountSource &count, Char const **gap) noexcept {
         gap[0] = gap[1] = fAt;
         if (Is('*')) {
@@ -356,8 +356,8 @@ inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &
     return count;
 }
 
-// The value of a conversion. If `argument` is null, zero or a null string is printed. If `isUnshown` is set, "?" is
-// printed instead: there is an argument, but this conversion cannot show it.
+// The value of a conversion. If `argument` is null, zero or a null string is printed. But if `isUnshown` is set, "?" is
+// printed instead, because there is an argument that this conversion cannot show.
 struct TValue {
     TagVar const *argument = nullptr;
     bool isUnshown = false;

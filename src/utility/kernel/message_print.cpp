@@ -492,7 +492,8 @@ private:
         PadText(field, count, [&] { fOut.Widen("(null)", count); });
     }
 
-    // Prints an unknown conversion as the runtime does, but without its character. Some runtimes print nothing here.
+    // Prints an unknown conversion as the runtime does, up to its character. WalkFormat() passes the character as
+    // literal text. Some runtimes print nothing before the character.
     void PrintUnknown(TField const &field) {
         if (!platform::printfHabits.keepsUnknown)
             return;

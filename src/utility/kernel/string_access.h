@@ -26,8 +26,8 @@ struct TStringAccess {
     // many bytes.
     static void Truncate(TString &text, unsigned int length) noexcept { text.SetLength(length); }
 
-    // Lengthens or shortens a string. Its bytes are kept; additional bytes are not written. The string then has a
-    // buffer of its own.
+    // Lengthens or shortens a string, which gets a buffer of its own. Its bytes are kept up to the new length.
+    // Additional bytes are not written.
     static void Resize(TString &text, std::uint64_t length) { text.MakeUnique(TString::CheckedLength(length)); }
 };
 

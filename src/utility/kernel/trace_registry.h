@@ -2,9 +2,9 @@
 #define TUZUTIL_TRACE_REGISTRY
 
 // The lock of the registered categories. A thread holds the lock while it reads a category from the registry. The
-// destructor of a category takes the lock too, so that no category is destroyed while it is read. The holder of the
-// lock waits for nothing else, so the lock may be taken under the lock of the system's loader. Registration reads no
-// category and does not take the lock. The lock is defined in STARTUP.cpp and never destroyed.
+// destructor of a category takes the lock too, so that no category is destroyed while it is read. Neither waits for
+// anything else while it holds the lock, so the lock may be taken under the lock of the system's loader. Registration
+// reads no category and does not take the lock. The lock is defined in STARTUP.cpp and never destroyed.
 
 #include "tuzutil/MUTEXSEM.h"
 

@@ -1,5 +1,5 @@
 // TMasterTimer: the one thread that posts the events of due timers, and the state that all timers share. The lock
-// fsLock guards the state. While it is held, no other lock of the library is taken, and nothing is traced.
+// fsLock guards the state. While it is held, nothing is traced. timer_thread.h says which locks are taken under it.
 
 #include "utility/threads/timer_thread.h"
 

@@ -9,8 +9,9 @@
 
 class TMasterTimer : public TThread {
 public:
-    // Guards all static members below. While it is held, no other lock of the library is taken. Nothing is traced
-    // either, because a trace destination may set timers.
+    // Guards all static members below. A thread that holds it takes only locks of the platform and the lock fEnding of
+    // the object whose thread it starts (THREAD.h). TForks also takes TTraceRegistry::fsMutex under it. Nothing is
+    // traced while it is held, because a trace destination may set timers.
     static TMutexSemaphore &fsLock; // never destroyed
 
     // Returns an object whose thread can be started without a trace entry, or null if there is no memory for it or for
