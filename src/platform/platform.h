@@ -23,9 +23,9 @@
 // content only this folder knows. Any thread may call any function at any time, unless a comment says otherwise. No
 // function writes traces, or keeps an internal lock when it returns. No function calls code outside this folder, except
 // objects and functions that the caller passes, and the initialisers of libraries that it loads. A function without
-// `noexcept` may throw std::bad_alloc. If it calls an IStream that the caller passes, it may also throw what that
-// object throws. Texts end with a zero, and must not be null unless a comment allows it. "With LastError()" means that
-// the failing function has set the error code that LastError() returns.
+// `noexcept` may throw std::bad_alloc. If such a function calls an IStream that the caller passes, it may also throw
+// what the IStream throws. Texts end with a zero, and must not be null unless a comment allows it. "With LastError()"
+// means that the failing function has set the error code that LastError() returns.
 
 #include <cstddef>
 #include <cstdint>
@@ -83,12 +83,12 @@ int LocalZone() noexcept;
 
 // The process
 
-// Return the system's ids of this thread and this process. Never fail, never block. In a forked child, both are the
-// child's ids.
+// ThreadId() and ProcessId() return the system's ids of this thread and this process. They never fail and never block.
+// In a forked child, both return the child's ids.
 std::uint32_t ThreadId() noexcept;
 std::uint32_t ProcessId() noexcept;
 
-// Get and set the system's error code. Each thread has its own.
+// LastError() returns the system's error code, and SetLastError() sets it. Each thread has a code of its own.
 std::uint32_t LastError() noexcept;
 void SetLastError(std::uint32_t error) noexcept;
 extern std::uint32_t const badArgument; // the codes of a wrong argument and of a lack of memory
@@ -102,9 +102,9 @@ std::size_t ErrorText(std::uint32_t error, char *text, std::size_t size) noexcep
 // Returns the English text of an error number of the C library. The text is never null and never deallocated.
 char const *RuntimeErrorText(int error) noexcept;
 
-// Looks up a variable of the environment. If it is not set, returns false and leaves `value` undefined. In a program
-// with raised privileges (set-user-ID on Linux), no variable counts as set, because the environment comes from a caller
-// with fewer privileges.
+// Looks up a variable of the environment. If the variable is not set, returns false and leaves `value` undefined. In a
+// program with raised privileges (set-user-ID on Linux), no variable counts as set, because the environment comes from
+// a caller with fewer privileges.
 bool FindVariable(char const *name, std::string &value);
 
 // Passes a text to the debugger of the process. If the system has no channel to a debugger, writes the text to the
@@ -127,8 +127,9 @@ bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits
 bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold it
 bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds it; false if that is unknown
 TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
-// Returns whether this thread holds the lock and LockMutex() returned `abandoned` when the thread took it. Also counts
-// the calls of the same thread that came later and returned `done`. Returns false if it is unknown who holds the lock.
+// Returns whether this thread holds the lock and LockMutex() returned `abandoned` when the thread took it. Later nested
+// calls of LockMutex() by this thread return `done`, and do not change the result. Returns false if it is unknown who
+// holds the lock.
 bool WasAbandoned(Mutex const *mutex) noexcept;
 
 // Returns the system's own handle of a lock. On Linux, and for a lock without a name on Windows, the system has no
@@ -150,22 +151,23 @@ bool PostEvent(Event *event) noexcept;
 
 // Runs a function on a new detached thread of the C library, with the default stack size. This library stays loaded
 // until the function has returned. If `takesSignals` is set, the new thread blocks the same signals as the caller.
-// Otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread, but need
-// not be closed. If the thread cannot be started, returns all ones, with LastError().
+// Otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread. Nothing
+// has to be closed. If the thread cannot be started, returns all ones, with LastError().
 std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
 
 // Whether the system ends all other threads, wherever they are, before static objects are destroyed.
 extern bool const threadsEndFirst;
 
-// Keep this thread from being cancelled, if the system cancels threads. Pass the result of HoldCancellation() to
-// ReleaseCancellation(). A cancellation that arrives in between stays pending. Pairs of calls may be nested.
+// HoldCancellation() keeps this thread from being cancelled until ReleaseCancellation() is called with its result. Both
+// do nothing if the system does not cancel threads. A cancellation that arrives in between stays pending. Pairs of
+// calls may be nested.
 int HoldCancellation() noexcept;
 void ReleaseCancellation(int held) noexcept;
 
-// Registers functions for forks: `before` is called before each fork, and `inParent` or `inChild` after it. The
+// Registers functions for forks. `before` is called before each fork, and `inParent` or `inChild` after it. The
 // platform takes its own locks after `before`, and releases them before it calls `inParent` or `inChild`. Returns
-// false, with LastError(), if the registration fails. Returns true and does nothing if processes do not fork. REQUIRES:
-// this function is called at most once.
+// false, with LastError(), if the registration fails. If processes do not fork, returns true and does nothing.
+// REQUIRES: this function is called at most once.
 bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*inChild)() noexcept) noexcept;
 
 // Printing
@@ -212,8 +214,8 @@ struct TDirectoryEntry {
     bool isDirectory;
 };
 
-// Begins a search and stores its first entry. If the directory cannot be opened or has no entry, returns null, and
-// `lacksMemory` says whether memory was lacking. The caller must close the search. May block. REQUIRES: `pattern` is a
+// Begins a search and stores its first entry. The caller must close the search. If the directory cannot be opened or
+// has no entry, returns null, and `lacksMemory` says whether memory was lacking. May block. REQUIRES: `pattern` is a
 // directory's name, a separator and "*.*".
 Search *OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept;
 // Stores the next entry. Returns false after the last entry. May block. REQUIRES: `search` is not null (also for
@@ -233,16 +235,16 @@ std::size_t WriteTempFile(TempFile file, char const *bytes, std::size_t count) n
 std::int64_t SeekTempFile(TempFile file, std::int64_t offset, TFileOrigin origin) noexcept;
 void CloseTempFile(TempFile file) noexcept;
 
-// A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. A shared
-// file keeps its content if it is `joined`. With `joinedOrBegun`, the first process that shares the file empties it. On
-// Linux, it does so only if the file belongs to the user of that process and nobody has locked the file. A new file
+// A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. With
+// `joined`, a shared file keeps its content. With `joinedOrBegun`, the first process that shares the file empties it.
+// On Linux, it does so only if the file belongs to the user of that process and nobody has locked the file. A new file
 // gets the permissions `mode`, if the system has such permissions. Returns null, with LastError(), on failure. May
 // block. REQUIRES: for `joinedOrBegun`, the caller holds the named lock that all processes use.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
-// The same for a name in the system's own form, of any characters. Only the function for the characters of the system's
-// paths exists.
+// Does the same for a name in the system's own form, of any characters. Only one of the two functions exists: that for
+// the characters of the system's paths.
 TraceFile *OpenNativeTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
 TraceFile *OpenNativeTraceFile(wchar_t const *name, TTraceFileUse use, unsigned int mode) noexcept;
 
@@ -257,9 +259,9 @@ void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 // Shared memory
 
 // A block of memory that all processes of the user's session share under a name. The block exists until every process
-// that uses it has closed it or has ended. The first three functions set `view` to the address of the block. On failure
-// they return null, with LastError(). CreateSharedMemory() fails if a block of that name exists, OpenSharedMemory() if
-// none does. May block. REQUIRES: the name is not empty.
+// that uses it has closed it or has ended. The functions that return a Block set `view` to the address of the block. On
+// failure they return null, with LastError(). CreateSharedMemory() fails if a block of that name exists.
+// OpenSharedMemory() fails if there is none. These functions may block. REQUIRES: the name is not empty.
 struct Block;
 // Creates a block of zeros. Fails if `size` is less than 1.
 Block *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept;
@@ -269,7 +271,8 @@ void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are
 // Opens a block, and fails if it has fewer than `size` bytes. If there is no block, creates one of zeros and sets
 // `isNew`. The caller then fills the block and passes it to PublishSharedMemory(). Until then, CreateSharedMemory()
 // fails, and other calls of this function and of OpenSharedMemory() wait. If the caller closes the block instead, or
-// ends, these calls go on as if the block had never existed. REQUIRES: one thread makes all calls for a new block.
+// its process ends, these calls go on as if the block had never existed. REQUIRES: one thread makes all calls for a new
+// block.
 Block *OpenOrCreateSharedMemory(char const *name, std::int32_t size, void *&view, bool &isNew) noexcept;
 bool PublishSharedMemory(Block *block) noexcept; // false, with LastError(), on failure: the block must be closed
 
@@ -283,10 +286,10 @@ std::size_t SharedMemorySize(Block const *block) noexcept;
 struct Library;
 
 // Loads a library by its name. A name without a directory is looked for in the program's directory, and then in the
-// places of the system. If the last part of the name has no ".", the function adds ".dll"; Linux then also tries the
-// name without this ending. The program itself can be opened too. Returns null on failure, with LastError(). The
-// library stays loaded for ever. Takes the system's loader lock and runs the library's initialisers. On failure, stores
-// in `words` what the system's loader says about it, and nothing if the loader says nothing.
+// places of the system. If the last part of the name has no ".", the function adds ".dll". Linux then also tries the
+// name without this ending. The program itself can be opened too. The library stays loaded for ever. Takes the system's
+// loader lock and runs the library's initialisers. On failure, returns null, with LastError(). If the system's loader
+// says anything about the failure, `words` then contains that.
 struct TLoaderWords {
     char text[512] = "";
 };
@@ -297,10 +300,10 @@ Library *OpenLibrary(char const *name, TLoaderWords *words = nullptr) noexcept; 
 // size is at least 1.
 std::size_t LibraryName(Library *library, char *name, std::size_t size) noexcept;
 
-// Copy the text with this number from a library, with a terminating zero. The first function writes 16-bit characters.
-// The second one writes bytes, in the system's code page on Windows and in UTF-8 elsewhere. A text that does not fit in
-// `size` is cut. Return the number of characters or bytes written, without the zero. If the text does not exist or is
-// empty, return 0, with LastError(). REQUIRES: size is at least 1.
+// Both functions copy the text with this number from a library, with a terminating zero. The first one writes 16-bit
+// characters. The second one writes bytes, in the system's code page on Windows and in UTF-8 elsewhere. A text that
+// does not fit in `size` is cut. They return the number of characters or bytes written, without the zero. If the text
+// does not exist or is empty, they return 0, with LastError(). REQUIRES: size is at least 1.
 std::uint32_t LoadText(Library *library, std::uint64_t number, unsigned short *text, std::uint32_t size) noexcept;
 std::uint32_t LoadText(Library *library, std::uint64_t number, char *text, std::uint32_t size) noexcept;
 
@@ -317,9 +320,10 @@ extern char const *const nativeLibraryEnding;
 
 // Component objects
 
-// Call an object through the interface IStream. The interface is the system's, or that of OLESTRM.h if the system has
-// none. ReadStream() and WriteStream() return the object's result (0: success), and set a number of bytes. This number
-// is at most `count`, whatever the object reports. All four functions may block, and may throw what the object throws.
+// These functions call an object through the interface IStream. The interface is the system's, or that of OLESTRM.h if
+// the system has none. ReadStream() and WriteStream() return the object's result (0: success), and set a number of
+// bytes. This number is at most `count`, whatever the object reports. All four functions may block, and may throw what
+// the object throws.
 void AddStreamReference(IStream &stream);
 void ReleaseStream(IStream &stream);
 std::int32_t ReadStream(IStream &stream, char *bytes, std::uint32_t count, std::uint32_t &read);
