@@ -1,7 +1,8 @@
 // TException and its derived classes: their texts and locations, and the test whether exceptions are traced. Only texts
 // are allocated. If there is no memory for a text, the text becomes null, because the exception itself may report a
 // lack of memory. Trace() takes the trace lock, unless the global level or component excludes the entry. No other
-// function takes a lock. what() makes its text at the first call, and every change of the exception discards that text.
+// function takes a lock. what() makes its text at the first call. A function that changes a part of this text discards
+// the text.
 
 #include "tuzutil/EXCEPTN.h"
 

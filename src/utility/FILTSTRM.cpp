@@ -81,7 +81,7 @@ std::streamsize TFilterStreamBuf::xsgetn(char *into, std::streamsize count) {
             got += static_cast<std::streamsize>(taken);
             continue;
         }
-        // If eback() is null, there is no memory yet for the bytes that can be put back.
+        // If eback() is null, there may be no memory yet for the bytes that can be put back.
         if (std::size_t const taken = eback() ? TakePieces(into + got, wanted) : 0) {
             KeepLast(into + got, taken);
             got += static_cast<std::streamsize>(taken);

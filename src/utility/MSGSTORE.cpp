@@ -1,5 +1,6 @@
 // TTextMessageStore, which supplies messages with texts, and TTextMessageArchive, which finds a store by its name. The
-// lock TTextMessageArchive::fsMutex guards the archive's set. No store is called under this lock.
+// lock TTextMessageArchive::fsMutex guards the archive's set. Under this lock, the archive reads only the names of
+// stores.
 
 #include "tuzutil/MSGSTORE.h"
 

@@ -125,7 +125,8 @@ void ReportStartup(std::string const &problem) {
     std::cerr << fsStartupVariable + (": " + problem) + "\n" << std::flush;
 }
 
-// If the selection has a fault, reports it and restores the settings, so that the selection is not applied in part.
+// If the selection has a fault, reports it and restores level, component and default, so that the selection is not
+// applied in part.
 void ApplyStartupSelection(TTrace::Base &destination, std::string const &selection) {
     unsigned long const level = destination.QueryLevel();
     unsigned long const component = destination.QueryComponent();

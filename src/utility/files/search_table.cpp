@@ -1,5 +1,5 @@
-// TFindTable: the open directory searches. Users refer to a search by a handle. The table's lock guards only the slots:
-// searches are opened, read and closed without the lock.
+// TFindTable: the open directory searches. Users refer to a search by a handle. The table's lock guards the slots.
+// Searches are opened, read and closed without the lock, except that Add() closes a search for which there is no room.
 
 #include "utility/files/search_table.h"
 
