@@ -100,8 +100,8 @@ TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
 [[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
 
 // 9. Trace destinations: the lock that keeps lines from mixing, and the directories of factory libraries with their
-// lock. The loader of trace factories is built at its first use; only the pointer to it is here. The default name of a
-// trace file is made from the program's name.
+// lock. The loader of trace factories is built at its first use, so only the pointer to it is here. The default name of
+// a trace file is made from the program's name.
 static TImmortal<TMutexSemaphore> fsTraceFileLock;
 TMutexSemaphore &TTraceStreamBase::fsFileMutex = fsTraceFileLock.Get();
 static TImmortal<TString> fsFactoryLibpath;

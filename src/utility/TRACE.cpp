@@ -251,8 +251,8 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
         return;
     // The text is made before the lock is taken, because making it may load a library, which needs the lock of the
     // system's loader. Another thread may hold the loader's lock while it runs the constructor or destructor of a
-    // static object. If that object traces, that thread waits for the trace lock. So the two threads could wait for
-    // each other.
+    // static object. If that object traces, the other thread waits for the trace lock. So the two threads could wait
+    // for each other.
     if (!DropExceptions([&] { static_cast<void>(message.QueryMessage()); }))
         return;
     TLock const lock(Base::fsMutex);

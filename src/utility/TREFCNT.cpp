@@ -68,8 +68,8 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// The count changes under the lock. It is also atomic, because it is read without the lock, and because it must stay
-// correct if the lock could not be taken.
+// The count changes under the lock. The count is also atomic, because it is read without the lock, and because it must
+// stay correct if the lock could not be taken.
 void TWeakRefCounted::AddRef() {
     TWeakReferenceLock const lock;
     ++fCount;

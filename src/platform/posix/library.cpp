@@ -67,7 +67,7 @@ int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
 
-// The path of a file in the program's own directory; empty if the path is too long.
+// The path of a file in the program's own directory. If the path is too long, it is empty.
 struct TBesideProgram {
     explicit TBesideProgram(char const *name) noexcept {
         ssize_t const length = ::readlink(fsProgram, path, sizeof path);

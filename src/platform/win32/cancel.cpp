@@ -1,5 +1,5 @@
-// Threads are not cancelled on this system, so both functions do nothing. They exist so that common code can call them
-// on every system. They take no locks.
+// Threads are not cancelled on this system, so HoldCancellation() and ReleaseCancellation() do nothing. They exist so
+// that common code can call them on every system. They take no locks.
 
 #include "platform/platform.h"
 

@@ -25,7 +25,7 @@ struct platform::Event {
 
 namespace {
 
-// The system's calls for waiting on a word; null if the system lacks them.
+// The system's calls for waiting on a word. Both are null if the system lacks one of them.
 struct TWordWaiting {
     BOOL(WINAPI *wait)(void volatile *, void *, SIZE_T, DWORD) = nullptr;
     void(WINAPI *wakeAll)(void *) = nullptr;

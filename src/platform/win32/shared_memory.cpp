@@ -85,9 +85,9 @@ HANDLE Create(char const *name, DWORD size, bool &exists) noexcept {
     return mapping;
 }
 
-// The mutex that the maker of a block holds. This thread holds it as long as the object exists, unless Take() has given
-// it to the caller. The name of the mutex contains a hash of the block's name, because the whole name may not fit. If
-// the hashes of two names are equal, their makers wait for each other.
+// The mutex that the maker of a block holds. This thread holds the mutex as long as the object exists, unless Take()
+// has given the mutex to the caller. The name of the mutex contains a hash of the block's name, because the whole name
+// may not fit. If the hashes of two names are equal, their makers wait for each other.
 class TMaking {
 public:
     TMaking(char const *name, bool creates) noexcept {
