@@ -97,7 +97,8 @@ bool ApplyDefault(TTrace::Base &destination, std::string_view field) {
     return true;
 }
 
-// An exclamation mark before a name switches the category off, unless the mark belongs to the name of a category.
+// Switches a category on or off. If the name begins with "!" and no category has this name, switches off the category
+// whose name follows the "!". Reports a name that no category has.
 void ApplyCategory(TTrace::Base &destination, std::string_view name, bool isOn) {
     TTrace::Category const *category = TTrace::FindCategory(TStringAccess::From(name));
     if (!category && name.front() == '!') {

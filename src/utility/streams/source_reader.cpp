@@ -1,6 +1,6 @@
 // Reads a source up to a line feed: within the get area of its buffer or, if the buffer has no get area, character by
-// character. An exception of the buffer passes only if the source's exception mask asks for that, see
-// kernel/stream_guard.h.
+// character. An exception of the buffer passes only if the source's exception mask asks for it (see
+// kernel/stream_guard.h).
 
 #include "utility/streams/source_reader.h"
 
