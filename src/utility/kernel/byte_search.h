@@ -116,9 +116,9 @@ inline char const *FindEither(char const *from, char const *end, char a, char b)
     return nullptr;
 }
 
-// Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, sets `*hasBareReturn` to true if a CR
-// before the result, or before `end` if there is no LF, is followed by another byte of the range than LF. A single
-// search finds the end of a usual line, in which the first CR is the one before the LF.
+// Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, looks at each CR before the result, or
+// before `end` if there is no LF. If a byte of the range that is not LF follows such a CR, sets `*hasBareReturn` to
+// true. A single search finds the end of a usual line, in which the first CR is the one before the LF.
 inline char const *FindLineFeed(char const *from, char const *end, bool *hasBareReturn) noexcept {
     if (!hasBareReturn || *hasBareReturn)
         return FindByte(from, end, '\n');
