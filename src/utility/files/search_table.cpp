@@ -1,5 +1,5 @@
 // TFindTable: the open directory searches. Users refer to a search by a handle. The table's lock guards the slots.
-// Searches are opened, read and closed without the lock, except that Add() closes a search for which there is no room.
+// Searches are opened, read and closed without the lock.
 
 #include "utility/files/search_table.h"
 
@@ -10,22 +10,31 @@
 #include <new>
 
 std::int32_t TFindTable::Add(platform::Search *search) {
-    TLock const lock(fMutex);
-    auto slot = std::find_if(fSlots.begin(), fSlots.end(), [](TSlot const &each) { return !each.search; });
-    if (slot == fSlots.end()) {
-        try {
-            if (fSlots.size() >> fsSlotBits)
-                throw std::bad_alloc();
-            slot = fSlots.emplace(fSlots.end());
-        } catch (std::bad_alloc const &) {
-            platform::CloseSearch(search);
-            TReporter(TUtilityTraceCategory::Directory, "src/utility/files/search_table").RaiseOutOfMemory();
+    {
+        TLock const lock(fMutex);
+        if (TSlot *const slot = FreeSlot()) {
+            slot->search = search;
+            slot->generation = (slot->generation + 1) & (INT32_MAX >> fsSlotBits);
+            return static_cast<std::int32_t>(slot->generation << fsSlotBits |
+                                             static_cast<std::uint32_t>(slot - fSlots.data()));
         }
     }
-    slot->search = search;
-    slot->generation = (slot->generation + 1) & (INT32_MAX >> fsSlotBits);
-    return static_cast<std::int32_t>(slot->generation << fsSlotBits |
-                                     static_cast<std::uint32_t>(slot - fSlots.begin()));
+    // The lock is released by now, because the exception may be traced under the trace lock.
+    platform::CloseSearch(search);
+    TReporter(TUtilityTraceCategory::Directory, "src/utility/files/search_table").RaiseOutOfMemory();
+}
+
+TFindTable::TSlot *TFindTable::FreeSlot() noexcept {
+    auto const free = std::find_if(fSlots.begin(), fSlots.end(), [](TSlot const &each) { return !each.search; });
+    if (free != fSlots.end())
+        return &*free;
+    if (fSlots.size() >> fsSlotBits)
+        return nullptr;
+    try {
+        return &fSlots.emplace_back();
+    } catch (std::bad_alloc const &) {
+        return nullptr;
+    }
 }
 
 TFindTable::TSlot *TFindTable::Open(std::int32_t handle) noexcept {

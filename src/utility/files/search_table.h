@@ -30,6 +30,7 @@ private:
         std::uint32_t generation = 0;
     };
 
+    TSlot *FreeSlot() noexcept; // null if there is no room
     TSlot *Open(std::int32_t handle) noexcept;
 
     TMutexSemaphore fMutex;
