@@ -54,7 +54,11 @@ function(tuzutil_add_suite name)
         add_dependencies(${suite} ${arg_NEEDS})
     endif()
     tuzutil_warnings(${suite})
-    gtest_discover_tests(${suite} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
+    set(timeout 600)
+    if(TUZUTIL_SANITIZE)
+        set(timeout 3600) # some suites try all short texts, which takes a sanitizer many minutes
+    endif()
+    gtest_discover_tests(${suite} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT ${timeout})
 endfunction()
 
 # tuzutil_add_suites(NAME...): suites that need nothing else.

@@ -237,10 +237,10 @@ std::size_t WriteMailDate(TMailDate const &date, char (&text)[fsMailDateSize]) n
     int const year = record.tm_year + 1900;
     if (minutes >= 100 * 60 || year < fsFirstYear || year > fsLastYear)
         return 0;
-    int const length =
-        std::snprintf(text, sizeof text, "%.3s, %02d %.3s %04d %02d:%02d:%02d %c%02d%02d", fsDays + record.tm_wday * 3,
-                      record.tm_mday, fsMonths + record.tm_mon * 3, year, record.tm_hour, record.tm_min, record.tm_sec,
-                      east < 0 ? '-' : '+', minutes / 60, minutes % 60);
+    int const length = std::snprintf(text, sizeof text, "%.3s, %02d %.3s %04d %02d:%02d:%02d %c%02d%02d",
+                                     fsDays + std::ptrdiff_t{3} * record.tm_wday, record.tm_mday,
+                                     fsMonths + std::ptrdiff_t{3} * record.tm_mon, year, record.tm_hour, record.tm_min,
+                                     record.tm_sec, east < 0 ? '-' : '+', minutes / 60, minutes % 60);
     return length < 0 ? 0 : static_cast<std::size_t>(length);
 }
 

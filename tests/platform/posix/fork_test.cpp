@@ -17,7 +17,7 @@
 // What belonged to a thread that is not there in a child stays behind.
 extern "C" __attribute__((visibility("default"))) char const *__lsan_default_suppressions();
 char const *__lsan_default_suppressions() {
-    return "leak:MakeRecord";
+    return "leak:NewThreadRecord";
 }
 
 namespace {
@@ -135,7 +135,7 @@ TEST(Fork, TimersGoOnInTheChildFromItsNextUse) {
 // The leak sanitizer does not always succeed in suspending the child's threads. It then reports their memory as leaked.
 static bool fsIsChild = false;
 
-extern "C" int __lsan_is_turned_off() {
+extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off() {
     return fsIsChild;
 }
 
