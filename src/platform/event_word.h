@@ -2,9 +2,9 @@
 #define TUZUTIL_PLATFORM_EVENT_WORD
 
 // The state of an event is one word, on which threads wait. Its bits mean the same on every system. Bit 0 is set if the
-// event is posted, and bit 1 if a thread may be waiting. The other bits count the posts: if the count has changed, a
-// waiter is released, even if the event was cleared again before the waiter ran. The functions of this file take no
-// locks and never call the system.
+// event is posted, and bit 1 if a thread may be waiting. The other bits count the posts. If this count changes while a
+// thread waits, the wait ends, even if the event is cleared again before the thread runs. The functions of this file
+// take no locks and never call the system.
 
 #include <atomic>
 #include <cstdint>
@@ -20,8 +20,8 @@ inline bool IsReleased(std::uint32_t begun, std::uint32_t now) noexcept {
     return (now & posted) != 0 || begun / once != now / once;
 }
 
-// Announces a waiter, and returns the state at which it begins to wait. If the event is posted, only returns its state,
-// because the thread need not wait.
+// Sets the bit `waiters`, and returns the state at which the caller begins to wait. If the event is posted, changes
+// nothing and returns the state, because the caller need not wait.
 inline std::uint32_t Begin(std::atomic<std::uint32_t> &word) noexcept {
     std::uint32_t state = word.load();
     while (!(state & posted) && !word.compare_exchange_weak(state, state | waiters)) {

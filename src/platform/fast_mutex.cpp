@@ -1,5 +1,6 @@
 // The rare operations of TFastMutex: releasing the locks of a thread that ends, taking over such a lock, and resetting
-// locks after a fork. They take no lock. REQUIRES: every record that is passed is that of the calling thread.
+// locks after a fork. They take no lock. REQUIRES: every TThreadRecord that a function uses is that of the calling
+// thread.
 
 #include "platform/fast_mutex.h"
 

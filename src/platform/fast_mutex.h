@@ -3,8 +3,8 @@
 
 // TFastMutex: a recursive lock within one process, which calls the system only if a thread has to wait. This class is
 // the same on every system. The mutex.cpp of each system uses TFastMutex for locks without a name, and defines how
-// threads wait. TThreadRecord holds what the locks know about a thread. Taking a lock without waiting, and releasing
-// it, takes no other lock and allocates no memory. Nothing is traced.
+// threads wait. TThreadRecord holds what the locks know about a thread. A thread that takes a TFastMutex without
+// waiting, or releases one, takes no other lock and allocates no memory. Nothing is traced.
 
 #include "platform/platform.h"
 
@@ -15,8 +15,9 @@ namespace platform {
 
 class TFastMutex;
 
-// Each system's thread_record.cpp makes the record of a thread on first use, and calls AbandonAll() when the thread
-// ends. Invariant: `held` leads to exactly those locks whose owner is `identity`.
+// Each system's thread_record.cpp makes the record of a thread when the thread first uses a lock, and calls
+// AbandonAll() when the thread ends. Invariant, unless the thread was killed: the chain that begins with `held`
+// contains exactly the locks whose fOwner is `identity`.
 struct TThreadRecord {
     constexpr TThreadRecord(std::uint32_t aNumber, std::uint32_t aSystemId) noexcept
         : identity(std::uint64_t{aSystemId} << 32 | aNumber) {}
@@ -29,13 +30,13 @@ struct TThreadRecord {
     std::uint64_t const identity;
     TFastMutex *held = nullptr; // the first lock of a chain
 
-    void AbandonAll() noexcept; // unlocks all locks of the thread and marks them as abandoned
+    void AbandonAll() noexcept; // unlocks all locks of the chain and marks them as abandoned
 };
 
 struct TWaitPlace; // the object on which threads wait for one lock; each system defines it
 
-// Invariant: fOwner is the identity of a thread exactly while that thread holds the lock. Then fDepth, fPrevious and
-// fNext belong to that thread.
+// Invariant: fOwner is the identity of a thread exactly while that thread holds the lock. Only that thread uses fDepth,
+// fPrevious and fNext.
 class TFastMutex {
 public:
     TFastMutex() noexcept = default;
@@ -43,20 +44,20 @@ public:
     TFastMutex &operator=(TFastMutex const &) = delete;
     ~TFastMutex() = default; // REQUIRES: no thread holds the lock or waits for it
 
-    // REQUIRES: `thread` is the record of the calling thread.
+    // REQUIRES: a TThreadRecord that is passed to a function is that of the calling thread.
     TWaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // may block
     bool Unlock(TThreadRecord &thread) noexcept; // false if the thread does not hold the lock
     bool IsHeldBy(TThreadRecord const &thread) const noexcept {
         return fOwner.load(std::memory_order_relaxed) == thread.identity;
     }
-    // Returns whether the thread holds the lock, and the last owner ended while it held the lock.
+    // Returns whether the thread holds the lock, and took it over from an owner that ended without unlocking it.
     bool WasAbandonedFor(TThreadRecord const &thread) const noexcept {
         return IsHeldBy(thread) && fAbandoned == takenOver;
     }
 
     // Returns whether a thread holds the lock or is still releasing it. The releasing thread accesses fState last.
     bool IsHeld() const noexcept { return fState.load(std::memory_order_acquire) != free; }
-    TWaitPlace *Place() const noexcept { return fPlace; }        // null unless the system has set one
+    TWaitPlace *Place() const noexcept { return fPlace; }        // null unless Contend() has set one
     void ForgetOtherThreads(TThreadRecord const &self) noexcept; // for a forked child, which has only this thread
 
 private:
@@ -66,7 +67,7 @@ private:
     enum TAbandoned : std::uint8_t {
         no,
         yes,      // the last owner ended while it held the lock
-        takenOver // by the present owner, from an owner that ended; the next owner changes this to `no`
+        takenOver // the present owner took the lock over from an owner that ended; the next owner sets `no`
     };
 
     TWaitResult TakeOver() noexcept;
@@ -75,9 +76,9 @@ private:
     void Abandon(TThreadRecord &thread) noexcept;
 
     // Each system defines these three functions. Contend() waits until it can change the state from `free` to
-    // `heldAndWaitedFor` in one step. Instead it may take the lock from an owner that is no longer alive, and then sets
-    // fAbandoned to `yes`. After a timeout or a failure, it has not taken the lock. WakeOne() touches only what
-    // PrepareWake() returned, because the lock may be deleted by then.
+    // `heldAndWaitedFor` in one step. If the owner is no longer alive, Contend() may instead take the lock from it, and
+    // then sets fAbandoned to `yes`. If Contend() times out or fails, the thread does not have the lock. PrepareWake()
+    // returns the place where threads wait. WakeOne() uses only this place, because the lock may be deleted by then.
     TWaitResult Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept;
     TWaitPlace *PrepareWake() noexcept;
     static void WakeOne(TWaitPlace *place) noexcept;
@@ -88,7 +89,7 @@ private:
     TAbandoned fAbandoned = no;
     TFastMutex *fPrevious = nullptr; // in the chain of the locks that the owner holds
     TFastMutex *fNext = nullptr;
-    std::atomic<TWaitPlace *> fPlace{nullptr}; // stays null if PrepareWake() does not use it, as on Linux
+    std::atomic<TWaitPlace *> fPlace{nullptr}; // null before a thread has waited; on Linux always null
 };
 
 inline void TFastMutex::Own(TThreadRecord &thread) noexcept {
@@ -110,7 +111,7 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     if (fState.compare_exchange_strong(expected, free, std::memory_order_release, std::memory_order_acquire))
         return;
     // PrepareWake() must be called before the lock is free, because the lock may be deleted afterwards. If the system
-    // uses fPlace, it is set by now: a waiter sets fPlace before the state becomes `heldAndWaitedFor`.
+    // uses fPlace, fPlace is set by now: a waiter sets fPlace before the state becomes `heldAndWaitedFor`.
     TWaitPlace *const place = PrepareWake();
     fState.store(free, std::memory_order_release);
     WakeOne(place);

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_PLATFORM
 #define TUZUTIL_PLATFORM
 
-// platform.h: declares everything that the library needs from an operating system. A port defines these functions. No
-// other source depends on a system. posix/ and win32/ define the functions in files with the same names:
+// platform.h: declares everything that the library needs from an operating system. A port to a system defines these
+// functions. No source outside this folder depends on a system. posix/ and win32/ define the functions in files with
+// the same names:
 //
 //     cancel            keeping a thread from being cancelled    memory           wiping memory
 //     clock             the time and calendar records            mutex            locks
@@ -16,16 +17,18 @@
 //
 // Both folders also have kept_error.h, deadline.h and thread_record.h. Only posix/ has descriptor.h, native_name.h
 // (names of files), forks.h, futex.h, object_folder (the folder of named objects) and text_table.h (the texts of a
-// library). Only win32/ has attach.cpp (which the system calls at loading) and version.rc.in. A port may use
-// fast_mutex, event_word.h, no_cancel.h and single_thread.h, which are the same on every system.
+// library). Only win32/ has attach.cpp (a function that the system calls when it loads or unloads the library) and
+// version.rc.in. A port may use fast_mutex, event_word.h, no_cancel.h and single_thread.h, which are the same on every
+// system.
 //
-// Rules. Everything is in the namespace `platform`. The names of types begin with T, except those of handles, whose
-// content only this folder knows. Any thread may call any function at any time, unless a comment says otherwise. No
-// function writes traces, or keeps an internal lock when it returns. No function calls code outside this folder, except
-// objects and functions that the caller passes, and the initialisers of libraries that it loads. A function without
-// `noexcept` may throw std::bad_alloc. If such a function calls an IStream that the caller passes, it may also throw
-// what the IStream throws. Texts end with a zero, and must not be null unless a comment allows it. "With LastError()"
-// means that the failing function has set the error code that LastError() returns.
+// Rules. Everything except IStream is in the namespace `platform`. The names of types begin with T, except the names of
+// handles, whose content only this folder knows. Any thread may call any function at any time, unless a comment says
+// otherwise. No function writes traces. No function keeps an internal lock when it returns, except
+// OpenOrCreateSharedMemory() for a new block. No function calls code outside this folder and the system, except objects
+// and functions that the caller passes, and the initialisers of libraries that it loads. A function without `noexcept`
+// may throw std::bad_alloc. If such a function calls an IStream that the caller passes, it may also throw what the
+// IStream throws. Texts end with a zero, and must not be null unless a comment allows it. "With LastError()" means that
+// the failing function has set the error code that LastError() returns.
 
 #include <cstddef>
 #include <cstdint>
@@ -84,7 +87,8 @@ int LocalZone() noexcept;
 // The process
 
 // ThreadId() and ProcessId() return the system's ids of this thread and this process. They never fail and never block.
-// In a forked child, both return the child's ids.
+// In a forked child, ProcessId() returns the child's id. ThreadId() returns that of the child's thread if FollowForks()
+// was called before the fork.
 std::uint32_t ThreadId() noexcept;
 std::uint32_t ProcessId() noexcept;
 
@@ -118,44 +122,47 @@ enum class TWaitResult : std::uint32_t { done = 0, abandoned = 128, timedOut = 2
 constexpr std::uint32_t waitForEver = 0xFFFFFFFF; // as a number of milliseconds
 
 // A recursive lock. If it has a name, all processes of the user's session that ask for that name share it. If a thread
-// ends while it holds a lock, the next LockMutex() gets the lock and returns `abandoned`. Every function that takes a
-// Mutex accepts null: HoldsMutex() and WasAbandoned() then return false, and the others fail. Failures set LastError().
-// DeleteMutex() first unlocks a lock without a name if this thread holds it.
+// ends while it holds a lock, the next LockMutex() that takes this lock returns `abandoned`. Every function that takes
+// a Mutex accepts null: HoldsMutex() and WasAbandoned() then return false, and the others fail. Failures set
+// LastError(). DeleteMutex() first unlocks a lock without a name if this thread holds it.
 struct Mutex;
 Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; returns null on failure; may block
-bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for it
-bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold it
-bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds it; false if that is unknown
+bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for the lock
+bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold the lock
+bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds the lock; false if unknown
 TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
 // Returns whether this thread holds the lock and LockMutex() returned `abandoned` when the thread took it. Later nested
-// calls of LockMutex() by this thread return `done`, and do not change the result. Returns false if it is unknown who
-// holds the lock.
+// calls of LockMutex() by this thread return `done`, and do not change what WasAbandoned() returns. Returns false if it
+// is unknown who holds the lock.
 bool WasAbandoned(Mutex const *mutex) noexcept;
 
 // Returns the system's own handle of a lock. On Linux, and for a lock without a name on Windows, the system has no
 // handle. The result is then the address of the Mutex. Returns 0 for null.
 std::uintptr_t SystemHandle(Mutex *mutex) noexcept;
 
-// An event, which stays posted until it is cleared. It counts its owners, and the last DeleteEvent() deletes it. Every
-// function accepts null. With null, WaitEvent(), ClearEvent() and PostEvent() fail. Failures set LastError().
+// An event, which stays posted until it is cleared. The event counts its owners, and the DeleteEvent() of the last
+// owner deletes it. Every function accepts null. With null, WaitEvent(), ClearEvent() and PostEvent() fail. Failures
+// set LastError().
 struct Event;
 Event *NewEvent(bool posted) noexcept;                                    // one owner; null on failure
 Event *ShareEvent(Event *event) noexcept;                                 // adds an owner; returns its argument
 void DeleteEvent(Event *event) noexcept;                                  // removes an owner
 TWaitResult WaitEvent(Event *event, std::uint32_t milliseconds) noexcept; // only looks if `milliseconds` is 0
 bool ClearEvent(Event *event) noexcept;
-// Releases every waiting thread, even if the event is cleared at once. Before Windows 8, a thread may miss such a post.
+// Posts the event. This releases every waiting thread, even if the event is cleared at once afterwards. On Windows
+// before Windows 8, a waiting thread may miss a post that is cleared at once.
 bool PostEvent(Event *event) noexcept;
 
 // Threads and forks
 
 // Runs a function on a new detached thread of the C library, with the default stack size. This library stays loaded
 // until the function has returned. If `takesSignals` is set, the new thread blocks the same signals as the caller.
-// Otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread. Nothing
-// has to be closed. If the thread cannot be started, returns all ones, with LastError().
+// Otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread. The
+// caller need not close anything. If the thread cannot be started, returns all ones, with LastError().
 std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
 
-// Whether the system ends all other threads, wherever they are, before static objects are destroyed.
+// Whether the system, at the end of the process, ends all other threads before this library's static objects are
+// destroyed.
 extern bool const threadsEndFirst;
 
 // HoldCancellation() keeps this thread from being cancelled until ReleaseCancellation() is called with its result. Both
@@ -164,10 +171,10 @@ extern bool const threadsEndFirst;
 int HoldCancellation() noexcept;
 void ReleaseCancellation(int held) noexcept;
 
-// Registers functions for forks. `before` is called before each fork, and `inParent` or `inChild` after it. The
-// platform takes its own locks after `before`, and releases them before it calls `inParent` or `inChild`. Returns
-// false, with LastError(), if the registration fails. If processes do not fork, returns true and does nothing.
-// REQUIRES: this function is called at most once.
+// Registers functions for forks. `before` is called before each fork. After the fork, `inParent` is called in the
+// parent, and `inChild` in the child. The platform takes its own locks after `before`, and releases them before it
+// calls `inParent` or `inChild`. Returns false, with LastError(), if the registration fails. If processes do not fork,
+// returns true and does nothing. REQUIRES: this function is called at most once.
 bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*inChild)() noexcept) noexcept;
 
 // Printing
@@ -188,8 +195,9 @@ extern TPrintfHabits const printfHabits;
 std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int width, int precision,
                        double value) noexcept;
 
-// Files. In every name that the library passes or receives, backslashes separate the parts. Only ToNativeName(),
-// FromNativeName(), HasLibraryForm() and OpenNativeTraceFile() handle the system's own form.
+// Files. In every name that the library passes to these functions or receives from them, backslashes separate the
+// parts. Only ToNativeName(), FromNativeName(), HasLibraryForm() and OpenNativeTraceFile() handle the system's own
+// form.
 
 // ToNativeName() converts a name in place to the system's form, and FromNativeName() from it. They take no locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
@@ -237,14 +245,15 @@ void CloseTempFile(TempFile file) noexcept;
 
 // A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. With
 // `joined`, a shared file keeps its content. With `joinedOrBegun`, the first process that shares the file empties it.
-// On Linux, it does so only if the file belongs to the user of that process and nobody has locked the file. A new file
-// gets the permissions `mode`, if the system has such permissions. Returns null, with LastError(), on failure. May
-// block. REQUIRES: for `joinedOrBegun`, the caller holds the named lock that all processes use.
+// On Linux, it does so only if the file belongs to the user of that process and nobody has locked the file. If the
+// system has such permissions, a new file gets those of `mode` that the umask of the process allows. On failure,
+// returns null, with LastError(). May block. REQUIRES: for `joinedOrBegun`, the caller holds the named lock that all
+// processes use.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
-// Does the same for a name in the system's own form, of any characters. Only one of the two functions exists: that for
-// the characters of the system's paths.
+// These functions do the same for a name in the system's own form. On each system, only one of them is defined: that
+// with the character type of the system's paths.
 TraceFile *OpenNativeTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
 TraceFile *OpenNativeTraceFile(wchar_t const *name, TTraceFileUse use, unsigned int mode) noexcept;
 
@@ -270,9 +279,9 @@ void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are
 
 // Opens a block, and fails if it has fewer than `size` bytes. If there is no block, creates one of zeros and sets
 // `isNew`. The caller then fills the block and passes it to PublishSharedMemory(). Until then, CreateSharedMemory()
-// fails, and other calls of this function and of OpenSharedMemory() wait. If the caller closes the block instead, or
-// its process ends, these calls go on as if the block had never existed. REQUIRES: one thread makes all calls for a new
-// block.
+// fails for this name, and other calls of this function and of OpenSharedMemory() wait. If the caller closes the block
+// instead, or its process ends, these calls go on as if the block had never existed. REQUIRES: one thread makes all
+// calls for a new block.
 Block *OpenOrCreateSharedMemory(char const *name, std::int32_t size, void *&view, bool &isNew) noexcept;
 bool PublishSharedMemory(Block *block) noexcept; // false, with LastError(), on failure: the block must be closed
 
@@ -288,8 +297,8 @@ struct Library;
 // Loads a library by its name. A name without a directory is looked for in the program's directory, and then in the
 // places of the system. If the last part of the name has no ".", the function adds ".dll". Linux then also tries the
 // name without this ending. The program itself can be opened too. The library stays loaded for ever. Takes the system's
-// loader lock and runs the library's initialisers. On failure, returns null, with LastError(). If the system's loader
-// says anything about the failure, `words` then contains that.
+// loader lock and runs the library's initialisers. On failure, returns null, with LastError(). If `words` is not null,
+// it then receives the text of the system's loader about the failure, if there is one.
 struct TLoaderWords {
     char text[512] = "";
 };
@@ -321,9 +330,9 @@ extern char const *const nativeLibraryEnding;
 // Component objects
 
 // These functions call an object through the interface IStream. The interface is the system's, or that of OLESTRM.h if
-// the system has none. ReadStream() and WriteStream() return the object's result (0: success), and set a number of
-// bytes. This number is at most `count`, whatever the object reports. All four functions may block, and may throw what
-// the object throws.
+// the system has none. ReadStream() and WriteStream() return the object's result (0: success), and store the number of
+// bytes in `read` or `written`. This number is at most `count`, whatever the object reports. All four functions may
+// block, and may throw what the object throws.
 void AddStreamReference(IStream &stream);
 void ReleaseStream(IStream &stream);
 std::int32_t ReadStream(IStream &stream, char *bytes, std::uint32_t count, std::uint32_t &read);

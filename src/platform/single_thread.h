@@ -3,7 +3,7 @@
 
 // singleThreadByte: the address of a byte. While the byte is not 0, the process certainly has only one thread. Some C
 // libraries keep such a byte and clear it before a second thread can run. With any other C library, the byte is always
-// 0. The linker knows the address, so static objects can use it whatever their order of construction is.
+// 0. The linker knows the address, so static objects can use it in whatever order they are constructed.
 
 #if defined(__has_include)
 #if __has_include(<sys/single_threaded.h>)

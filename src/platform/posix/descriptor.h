@@ -13,7 +13,8 @@
 
 namespace platform {
 
-// Repeats a system call until no signal interrupts it. Returns its result: -1, with errno, on failure.
+// Repeats a system call until no signal interrupts it. Returns the result of the last attempt: -1, with errno, on
+// failure.
 auto KeepTrying(auto call) noexcept {
     auto result = call();
     while (result < 0 && errno == EINTR)

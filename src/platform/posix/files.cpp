@@ -38,7 +38,7 @@ bool platform::IsFile(char const *name) noexcept {
 
 namespace {
 
-// A search is the C library's own object.
+// A pointer to a Search is the C library's pointer to a DIR.
 platform::Search *SearchOf(DIR *directory) noexcept {
     return reinterpret_cast<platform::Search *>(directory);
 }

@@ -16,9 +16,9 @@
 
 namespace platform {
 
-// Blocks while the word has this value, at most until the deadline on the monotonic clock. Returns 0 if the thread was
-// woken, perhaps without a reason, or if the word has another value. Otherwise returns an error number, usually
-// ETIMEDOUT.
+// If the word has the value `value`, blocks until the thread is woken, but at most until the deadline. The deadline is
+// a time of the monotonic clock. Returns 0 if the thread was woken, perhaps without a reason, or if the word has
+// another value. Otherwise returns an error number, usually ETIMEDOUT.
 inline int WaitForWord(std::atomic<std::uint32_t> &word, std::uint32_t value, TDeadline const &deadline) noexcept {
     long const result = ::syscall(SYS_futex, &word, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, value, deadline.End(),
                                   nullptr, FUTEX_BITSET_MATCH_ANY);

@@ -32,14 +32,14 @@ void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
 
-// Returns whether the loader found a library of this name, and `text` says what is wrong with it. If the loader finds
-// no library for a name without a directory, `text` begins with that name.
+// Returns whether `text`, the loader's words about `name`, is about a library that exists. Otherwise `text` says that
+// there is no such library: for a name without a directory, it then begins with that name.
 bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }
 
-// Opens a library under one name after the other. If all attempts fail, keeps the loader's words about the first
-// library that exists. If none exists, keeps its words about the first name.
+// Opens a library under one name after the other. If all attempts fail, the TLoader keeps the loader's words about the
+// first library that exists. If none exists, the TLoader keeps its words about the first name.
 class TLoader {
 public:
     void Try(char const *name) noexcept {
@@ -58,16 +58,16 @@ public:
 
 private:
     void *fLibrary = nullptr;
-    bool fIsTold = false; // the words are about a library that exists
+    bool fIsTold = false; // fWords is about a library that exists
     platform::TLoaderWords fWords;
 };
 
-// Returns the error number that fits best. The loader gives its reason only as a text.
+// Returns the error number that fits best if a library could not be loaded. The loader gives its reason only as a text.
 int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
 
-// The path of a file in the program's own directory. If the path is too long, it is empty.
+// The path of a file in the program's own directory. The path is empty if it would be too long.
 struct TBesideProgram {
     explicit TBesideProgram(char const *name) noexcept {
         ssize_t const length = ::readlink(fsProgram, path, sizeof path);
@@ -158,7 +158,7 @@ platform::Library *platform::OpenLibrary(char const *name, TLoaderWords *words) 
     bool const hasEnding = ::strchr(last, '.') != nullptr;
     ::snprintf(withEnding, sizeof withEnding, "%s.dll", static_cast<char const *>(given));
     char const *const names[] = {hasEnding ? static_cast<char const *>(given) : withEnding,
-                                 given}; // programs have no ending on this system
+                                 given}; // as given: a name without an ending may be that of the program
 
     TLoader loader;
     for (char const *const each : names) {

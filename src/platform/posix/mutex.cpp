@@ -41,14 +41,14 @@ constexpr int fsLayout = 1;
 
 } // namespace
 
-// A lock in this process. All users of one name in this process share one Mutex. Invariant: `shared` is null exactly if
-// the lock has no name. `fast` is used only for a lock without a name.
+// A lock, as this process sees it. All users of one name in this process share one Mutex. Invariant: `shared` is null
+// exactly if the lock has no name. `fast` is used only for a lock without a name.
 struct platform::Mutex {
     TFastMutex fast;
     pthread_mutex_t *shared = nullptr;   // in a mapped file
-    std::atomic<std::uint32_t> owner{0}; // the thread of this process that holds `shared`; 0 for none
+    std::atomic<std::uint32_t> owner{0}; // number of the thread of this process that holds `shared`; or 0
     std::uint32_t depth = 0;             // how often the owner holds `shared`
-    bool wasAbandoned = false;           // the owner took `shared` from an owner that ended
+    bool wasAbandoned = false;           // the owner took `shared` over from an owner that ended
     std::uint32_t references = 1;        // fsListLock guards this member and those below
     Mutex *previous = nullptr;
     Mutex *next = nullptr;
@@ -58,7 +58,7 @@ struct platform::Mutex {
 
 namespace {
 
-// The list of all locks of the process. NewMutex() looks here for a lock of the same name. A forked child finds here
+// The list of all locks of the process. NewMutex() looks here for a lock with the same file. A forked child finds here
 // the locks that other threads held, and resets them.
 constinit pthread_mutex_t fsListLock = PTHREAD_MUTEX_INITIALIZER;
 constinit Mutex *fsList = nullptr;
@@ -83,7 +83,7 @@ void Unlink(Mutex *mutex) noexcept {
         mutex->next->previous = mutex->previous;
 }
 
-// Stores an error number in errno. Returns false if the number is 0.
+// Stores an error number in errno. Returns whether the number is not 0.
 bool Fails(int error) noexcept {
     errno = error;
     return error != 0;
@@ -115,7 +115,7 @@ bool MakeShared(int folder, char const *name) noexcept {
     do {
         ::snprintf(temporary, sizeof temporary, "new-%ld-%u", static_cast<long>(::getpid()), ++count);
         opened = ::openat(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    } while (opened < 0 && errno == EEXIST); // a process that was killed here has left the file
+    } while (opened < 0 && errno == EEXIST); // a process of the same id was killed here, and has left its file
     TDescriptor const file(opened);
     if (!file)
         return false;
@@ -207,7 +207,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
         return ::pthread_mutex_trylock(mutex);
     if (milliseconds == platform::waitForEver)
         return ::pthread_mutex_lock(mutex);
-#if defined(__SANITIZE_THREAD__) // the thread sanitizer does not know the other call
+#if defined(__SANITIZE_THREAD__) // the thread sanitizer does not know pthread_mutex_clocklock()
     return ::pthread_mutex_timedlock(mutex, TDeadline(milliseconds, CLOCK_REALTIME).End());
 #else
     return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, TDeadline(milliseconds).End());

@@ -13,7 +13,8 @@ namespace platform {
 
 class TNativeName {
 public:
-    // A name that is too long for the system is cut to a length that every call still refuses as too long.
+    // A name that is too long for the system is cut to a length that every call of the system still refuses as too
+    // long.
     explicit TNativeName(char const *name) noexcept : TNativeName(name, ::strnlen(name, PATH_MAX)) {}
     TNativeName(char const *name, std::size_t length) noexcept {
         std::size_t const kept = length < PATH_MAX ? length : PATH_MAX;

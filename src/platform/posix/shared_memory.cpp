@@ -4,9 +4,10 @@
 // under a lock on the folder, so that no process sees an incomplete block. Takes fsForkLock, and then the lock on the
 // folder.
 //
-// A block that its maker still fills has a name of its own, and the maker holds an exclusive lock on the file. Those
-// that wait for the block wait for a shared lock on this file. They get this lock when the maker ends or publishes the
-// block. To publish it, the maker renames the file and changes its own lock to a shared one.
+// As long as the maker fills a block, the file of the block has another name, and the maker holds an exclusive lock on
+// the file. Threads that wait for the block wait for a shared lock on the file. They get this lock when the maker ends,
+// or closes or publishes the block. To publish the block, the maker renames the file and changes its own lock to a
+// shared one.
 
 #include "platform/platform.h"
 
@@ -35,7 +36,7 @@ struct platform::Block {
     std::size_t size;
     pid_t process;              // the process that opened the block; a forked child shares the lock on the file with it
     char name[objectFileSize];  // the present name of the file
-    char final[objectFileSize]; // the name after PublishSharedMemory(); the same if the block is complete
+    char final[objectFileSize]; // the name of the file when the block is complete
 };
 
 namespace {
@@ -87,7 +88,8 @@ public:
                own.st_ino == named.st_ino;
     }
 
-    // Opens a block that a process still uses. If no process uses it, removes the block and returns -1 with ENOENT.
+    // Opens the file of a block that a process still uses. If no process uses the block, removes the file and returns
+    // -1 with ENOENT.
     int OpenLiving(char const *name) const noexcept {
         TDescriptor file(Open(name, O_NONBLOCK));
         if (!file || !Lock(file.Get(), LOCK_EX | LOCK_NB))
@@ -123,7 +125,7 @@ bool Map(Block &block, void *&view) noexcept {
     return false;
 }
 
-// The names of a block's file: while the block is filled, and after that.
+// The names of a block's file: `unfinished` as long as the maker fills the block, and `complete` after that.
 struct TNames {
     explicit TNames(char const *name) noexcept
         : areValid(platform::ObjectFileName(fsKind, fsLayout, name, complete) &&
@@ -151,8 +153,9 @@ Block *NewBlock(TDescriptor &file, std::size_t size, int lock, TNames const &nam
     return nullptr;
 }
 
-// Reserves the memory now. Otherwise, a process that touches the memory later would be killed if none is left. If a
-// signal interrupts the call, it is repeated, but not for ever: signals may arrive faster than the memory is reserved.
+// Reserves the memory of a file now. Otherwise, a process that touches the memory later would be killed if no memory is
+// left then. If a signal interrupts the call, it is repeated, but not for ever: signals may arrive faster than the
+// memory is reserved.
 bool Reserve(int file, off_t size) noexcept {
     int error = EINTR;
     for (int tries = 0; tries < 100 && error == EINTR; ++tries)
@@ -187,20 +190,21 @@ Block *OpenedBlock(TDescriptor &file, std::int32_t least, TNames const &names, v
     return NewBlock(file, static_cast<std::size_t>(status.st_size), LOCK_SH, names, view);
 }
 
-// Waits until an unfinished block is published or its maker has ended. If the block is published, this process then
-// holds a shared lock on the file, so the block cannot vanish meanwhile. Returns true if there is a result, and stores
-// it in `block`: the block, or null on failure. Returns false if the block has vanished.
+// Waits until the maker of an unfinished block publishes or closes the block, or ends. After that, this process holds a
+// shared lock on the file, so no other process removes a published block. Returns true if there is a result, and stores
+// it in `block`: the block, or null on failure. Returns false if the block was not published.
 bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&view, Block *&block) noexcept {
     TNoCancel const noCancel;
     bool const isFree = Lock(file.Get(), LOCK_SH);
     int const failure = errno;
     TFolder const folder;
     if (isFree && folder.IsLocked() && !folder.Leads(names.complete, file.Get())) {
-        // The maker has ended without publishing the block. Its file is removed here: others that wait hold their locks
-        // on it for a moment too, so each of them would take the file for that of a living maker, and wait again.
+        // The maker has ended or closed the block without publishing it. If the file is still there, it must be removed
+        // here, because other waiters hold shared locks on it for a moment too. Each waiter would otherwise take the
+        // lock of another waiter for that of a living maker, and wait again.
         if (folder.Leads(names.unfinished, file.Get()))
             folder.Remove(names.unfinished);
-        TDescriptor const closed(file.Take()); // under the lock on the folder, so that nobody takes it for a user
+        TDescriptor const closed(file.Take()); // closed here, under the lock on the folder
         return false;
     }
     block = isFree && folder.IsLocked() ? OpenedBlock(file, least, names, view) : nullptr;

@@ -20,8 +20,8 @@ int DescriptorOf(TempFile file) noexcept {
     return static_cast<int>(file);
 }
 
-// Opens a file in the folder that the environment names, for the case that the system's own folder for temporary files
-// fails.
+// Opens a file in the folder that the variable TMPDIR names. OpenTempFile() calls this function if tmpfile() gives no
+// file.
 int OpenElsewhere() noexcept {
     char const *const folder = ::secure_getenv("TMPDIR");
     return folder ? ::open(folder, O_TMPFILE | O_RDWR | O_EXCL | O_CLOEXEC, 0600) : -1;

@@ -2,8 +2,8 @@
 #define TUZUTIL_PLATFORM_POSIX_THREAD_RECORD
 
 // Finds the record of the calling thread without a call of the system. The pointer to the record has the TLS model
-// "initial-exec". The pointer therefore uses eight bytes of the memory that the system reserves for libraries that are
-// loaded later. Takes no locks.
+// "initial-exec". If dlopen() loads this library, the pointer therefore uses eight bytes of the static TLS memory that
+// the system keeps free for such libraries. Takes no locks.
 
 #include "platform/fast_mutex.h"
 

@@ -48,7 +48,7 @@ bool IsNewer(char conversion) noexcept {
     return conversion != '\0' && strchr("CDeFgGhnrRtTuVzZ", conversion);
 }
 
-// Appends the conversion in a form that the runtime's strftime() knows. An unknown conversion becomes literal text,
+// Appends a conversion in a form that the runtime's strftime() knows. An unknown conversion becomes literal text,
 // because it could make the runtime end the process.
 void AppendConversion(std::string &to, char conversion, std::tm const &record) {
     switch (conversion) {
@@ -89,7 +89,7 @@ std::string ClassicFormat(char const *format, std::tm const &record) {
             continue;
         }
         if (*format == '#' && IsNewer(format[1]))
-            ++format; // the conversions that AppendConversion() replaces have no such forms
+            ++format; // the flag is dropped: conversions that AppendConversion() replaces have no such forms
         if (*format == '\0')
             result += "%%";
         else

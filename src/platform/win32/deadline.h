@@ -15,7 +15,7 @@ public:
     explicit TDeadline(std::uint32_t milliseconds) noexcept
         : fIsLimited(milliseconds != waitForEver), fEnd(GetTickCount64() + milliseconds) {}
 
-    // Returns milliseconds: 0 after the end, INFINITE for a wait without an end.
+    // Returns how many milliseconds are left: 0 after the end, INFINITE for a wait without an end.
     DWORD Remaining() const noexcept {
         if (!fIsLimited)
             return INFINITE;

@@ -1,6 +1,6 @@
 // Events within one process. An event is a word, whose bits event_word.h explains. Threads that wait for the event
-// sleep in the system's WaitOnAddress() on that word. Systems before Windows 8 lack this function, and an event is an
-// object of the kernel there. Takes no locks. The last owner deletes the event.
+// sleep in the system's WaitOnAddress() on that word. Systems before Windows 8 lack this function. There, an event is
+// an object of the kernel. Takes no locks. The last owner deletes the event.
 
 #include "platform/platform.h"
 

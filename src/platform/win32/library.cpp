@@ -19,14 +19,14 @@ HMODULE HandleOf(platform::Library *library) noexcept {
     return reinterpret_cast<HMODULE>(library);
 }
 
-// Sets the error code in advance, because the system sets no code if there is no such text. Returns whether the number
-// is valid.
+// Returns whether the number of a text is valid. Sets the error code in advance: ERROR_SUCCESS for a valid number,
+// because the system may set no code if there is no such text.
 bool Prepare(std::uint64_t number) noexcept {
     SetLastError(number <= fsHighestNumber ? ERROR_SUCCESS : ERROR_RESOURCE_NAME_NOT_FOUND);
     return number <= fsHighestNumber;
 }
 
-// Writes the system's English text of an error. If the text has a place for the name of the library, puts it there.
+// Writes the system's English text of an error. If the text has a place for the name of the library, puts `name` there.
 void WriteWords(platform::TLoaderWords &words, DWORD error, char const *name) noexcept {
     DWORD_PTR arguments[99]; // a text has at most the places %1 to %99
     std::fill(std::begin(arguments), std::end(arguments), reinterpret_cast<DWORD_PTR>(""));

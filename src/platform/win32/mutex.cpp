@@ -1,7 +1,7 @@
 // Locks. A lock without a name is a TFastMutex. Threads that wait for such a lock wait for an event of the system, and
 // also for the end of the owner's thread, because that thread may be killed. A lock with a name is a mutex of the
-// system: locking it and unlocking it call the system each time. fsSpareLock is held for a moment when a lock gets its
-// event or gives the event back. No other lock is taken.
+// system: locking it and unlocking it call the system each time. When a lock gets its event or gives the event back,
+// the thread holds fsSpareLock for a moment. No other lock is taken.
 
 #include "platform/platform.h"
 
@@ -22,15 +22,14 @@ using platform::TWaitResult;
 struct platform::Mutex {
     HANDLE kernel = nullptr;
     TFastMutex fast;
-    std::atomic<std::uint32_t> owner{
-        0};                    // the thread of this process that took `kernel` through this object; 0 for none
-    std::uint32_t depth = 0;   // how often it took `kernel`; only the owner changes this member and the next
+    std::atomic<std::uint32_t> owner{0}; // the number of the thread that took `kernel` through this object; 0 for none
+    std::uint32_t depth = 0;   // how often the owner took `kernel`; only the owner changes this member and the next
     bool wasAbandoned = false; // the owner took `kernel` from an owner that ended
 };
 
 // The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
-// lock, because a thread may be about to post the event. Such a post wakes a waiter of the other lock without a reason.
-// That waiter inspects its lock and continues to wait.
+// lock, because the thread that unlocked the lock may be about to post the event. Such a late post wakes a thread that
+// waits for the other lock without a reason. That thread inspects its lock and continues to wait.
 struct platform::TWaitPlace {
     HANDLE const event;
     TWaitPlace *next; // in the list of unused places
@@ -44,8 +43,8 @@ bool IsThere(Mutex const *mutex) noexcept {
     return mutex != nullptr;
 }
 
-// Records what WasAbandoned() reports about a lock with a name. If an owner has ended, it may still be recorded, which
-// does no harm, because the numbers of threads are never used again.
+// Records what WasAbandoned() reports about a lock with a name. An owner that has ended may still be recorded. This
+// does no harm, because the number of a thread is never used for another thread.
 void NoteLocked(Mutex &mutex, TWaitResult result) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     std::uint32_t const number = self ? self->Number() : 0;
@@ -218,8 +217,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 // The functions below let threads wait for a lock without a name. Contend() and WakeOne() are not inlined, so that
 // locking without waiting stays fast.
 
-// A thread that ends releases its locks, but a thread that is killed does not. The waiters detect that the owner was
-// killed.
+// A thread that ends releases its locks, but a thread that is killed does not. Therefore each waiter also watches
+// whether the thread of the owner has ended.
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     TWaitPlace const *const place = PlaceIn(fPlace);
     if (!place)

@@ -3,8 +3,8 @@
 // A block of OpenOrCreateSharedMemory() has one more page, which begins with a TFooter: the size of the block, and
 // whether its maker has filled it. While the maker fills the block, it holds a named mutex and no other lock. If the
 // maker ends, the system hands the mutex to a thread that waits for it. The unfinished block then vanishes, because
-// threads that wait for the mutex do not have the block open. So if a thread that holds the mutex finds an unfinished
-// block, this block vanishes in a moment.
+// threads that wait for the mutex do not have the block open. So if a thread has received the mutex and finds an
+// unfinished block, this block vanishes in a moment.
 
 #include "platform/platform.h"
 
@@ -79,15 +79,16 @@ Block *Refuse(Block *block, DWORD error) noexcept {
 
 // Creates a mapping of `size` bytes. If a mapping of this name exists already, opens it and sets `exists`.
 HANDLE Create(char const *name, DWORD size, bool &exists) noexcept {
-    SetLastError(ERROR_SUCCESS); // a successful call sets an error only if the block exists already
+    SetLastError(ERROR_SUCCESS); // a successful call sets an error only if the mapping exists already
     HANDLE const mapping = CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, name);
     exists = GetLastError() == ERROR_ALREADY_EXISTS;
     return mapping;
 }
 
-// The mutex that the maker of a block holds. This thread holds the mutex as long as the object exists, unless Take()
-// has given the mutex to the caller. The name of the mutex contains a hash of the block's name, because the whole name
-// may not fit. If the hashes of two names are equal, their makers wait for each other.
+// The mutex that the maker of a block holds. If the object converts to true, this thread holds the mutex, and the
+// destructor releases it. After Take(), the caller must release the mutex instead. The name of the mutex contains a
+// hash of the block's name, because the whole name may not fit. If the hashes of two names are equal, their makers wait
+// for each other.
 class TMaking {
 public:
     TMaking(char const *name, bool creates) noexcept {
@@ -165,8 +166,8 @@ Block *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&
     return FailWith(ERROR_ALREADY_EXISTS);
 }
 
-// If a maker's mutex exists, a maker may be at work. A maker makes its mutex before its block, so the mutex is looked
-// for after the block was found.
+// If the mutex of a maker exists, this function waits for the mutex, because the maker may still fill the block. A
+// maker creates its mutex before its block, so this function looks for the mutex only after it has found a block.
 Block *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
     HANDLE mapping = OpenMapping(name);
     if (!mapping)

@@ -38,7 +38,8 @@ int ErrorNumber(DWORD error) noexcept {
     }
 }
 
-// Writes "tuz", 96 random bits and ".tmp". Returns false if the system gives no random bits.
+// Writes the name of a file: "tuz", 96 random bits in hexadecimal digits, and ".tmp". Returns false if the system gives
+// no random bits.
 constexpr unsigned int fsNameSize = 3 + 24 + 4 + 1;
 bool MakeName(wchar_t *name) noexcept {
     wchar_t *at = name;

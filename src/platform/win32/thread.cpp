@@ -1,6 +1,6 @@
 // Starts threads through the runtime. StartThread() increments the load count of this library for each thread, so that
-// the library stays loaded while the thread runs. The thread decrements the count when it ends. Both take the system's
-// loader lock.
+// the library stays loaded while the thread runs. The thread decrements the count when it ends. StartThread() and the
+// thread that ends take the system's loader lock.
 
 #include "platform/platform.h"
 

@@ -28,8 +28,8 @@ void WINAPI EndOfThread(void *record) noexcept {
     delete thread;
 }
 
-// A fiber has a record of its own and may continue on another thread, so the end of a thread says nothing about a
-// fiber's locks.
+// Makes the record of the calling thread or fiber. A fiber has a record of its own and may continue on another thread,
+// so the end of a thread says nothing about a fiber's locks. Therefore the record of a fiber has the id 0.
 TThreadRecord *MakeRecord(DWORD index) noexcept {
     DWORD const id = IsThreadAFiber() ? 0 : GetCurrentThreadId();
     auto *thread = new (std::nothrow) TThreadRecord{++fsLast, id};

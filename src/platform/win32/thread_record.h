@@ -12,8 +12,9 @@ namespace platform {
 // memory.
 TThreadRecord *ThisThread() noexcept;
 
-// Deletes the records of all threads, because the library is unloaded and must not be called when a thread ends. After
-// that, all callers count as one thread, because only the thread that unloads the library still calls the library.
+// Deletes the records of all threads. The library calls this function when it is unloaded, because the system must not
+// call the library at the end of a thread after that. Afterwards all callers count as one thread, because only the
+// thread that unloads the library still calls the library.
 void ForgetThreads() noexcept;
 
 } // namespace platform

@@ -63,8 +63,8 @@ private:
         return true;
     }
 
-    // Inspects the last byte of the file. Another process may have written after this process wrote last, and may have
-    // been killed in the middle of a line.
+    // Inspects the last byte of the file, which ends at `end`. Another process may have written after this process
+    // wrote last, and may have been killed in the middle of a line.
     void LookAtOthers(std::int64_t end) noexcept {
         char last = '\n';
         LARGE_INTEGER at;
@@ -102,7 +102,8 @@ void EmptyUnlessInUse(Character const *name) noexcept {
         CloseHandle(handle);
 }
 
-// The system appends, so that records do not overwrite each other even if writers do not take turns.
+// Opens a file in such a way that the system appends what is written. Therefore records do not overwrite each other,
+// even if writers do not take turns.
 template <typename Character>
 HANDLE OpenShared(Character const *name, bool mayBegin) noexcept {
     constexpr DWORD append = FILE_APPEND_DATA | SYNCHRONIZE;
