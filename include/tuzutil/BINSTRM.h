@@ -100,7 +100,7 @@ public:
     explicit VBinaryStreamBase(std::ios &stream, int networkOrder = 0) noexcept
         : fIos(&stream), fOrder(networkOrder ? fsNetwork : 0) {}
 
-    // Set the byte order of the values that are read and written from now on.
+    // These functions set the byte order of the values that are read and written from now on.
     void NetworkOrder() noexcept { fOrder |= fsNetwork; }
     void HostOrder() noexcept { fOrder &= ~fsNetwork; }
     int IsNetworkOrder() const noexcept { return static_cast<int>(fOrder & fsNetwork); }

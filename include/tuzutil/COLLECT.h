@@ -22,7 +22,7 @@
 // - Positions are 0-based. Add(element, position) rarely inserts at that position: see TBaseSetOf::Add().
 // - DeleteSet() leaves the count as it is.
 // - In a sparse array, setting null adds an entry if the index has none. If the index has an entry, setting null
-//   removes it.
+//   removes this entry.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/PURETRAP.h"

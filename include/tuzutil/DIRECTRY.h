@@ -47,10 +47,10 @@ public:
     TDirectory &operator=(TDirectory const &other);
     ~TDirectory();
 
-    // Return the path of the first or the next entry, or a null string at the end. A returned path consists of the
-    // directory's path, a separator and the entry's name. The entries "." and ".." are omitted. If `isDirectory` is not
-    // null, `*isDirectory` becomes 1 for a directory and 0 for a file. If `name` is not null, `*name` becomes the name
-    // of the entry, or a null string at the end.
+    // These functions return the path of the first or the next entry, or a null string at the end. A returned path
+    // consists of the directory's path, a separator and the entry's name. The entries "." and ".." are omitted. If
+    // `isDirectory` is not null, `*isDirectory` becomes 1 for a directory and 0 for a file. If `name` is not null,
+    // `*name` becomes the name of the entry, or a null string at the end.
     TString FindFirst(int *isDirectory = nullptr, TString *name = nullptr);
     TString FindNext(int *isDirectory = nullptr, TString *name = nullptr);
 
@@ -69,8 +69,8 @@ public:
     // Returns 1 if a directory below the topmost one could not be made; "Created directory" is traced even then.
     // Returns 2 if not even the topmost directory could be made, and traces this at level "er".
     static int MakeTree(TString const &path);
-    // Make a directory whose name is a path of the standard library. The path may contain any character. MakeTree()
-    // with such a path makes all missing parents, and returns 0 or 1.
+    // These functions make a directory whose name is a path of the standard library. The path may contain any
+    // character. MakeTree() with such a path makes all missing parents, and returns 0 or 1.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     static int MakeDir(Path const &path) {
         return MakeNative(path.c_str(), false);

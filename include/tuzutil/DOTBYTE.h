@@ -74,9 +74,9 @@ public:
     int ReadToTermination();
     // Returns whether the line "." was read. If not, and reading has ended, the body was cut short.
     bool IsTerminated() const noexcept { return fReadState == State::terminated; }
-    // Return whether the bytes read from the source so far contain an LF without a CR before it, or a CR without an LF
-    // after it. The source is read ahead. Call these functions after reading has ended, so that the result is about the
-    // whole body. If a body was cut short after a CR, this CR is not reported.
+    // These functions return whether the bytes read from the source so far contain an LF without a CR before it, or a
+    // CR without an LF after it. The source is read ahead. Call these functions after reading has ended, so that the
+    // result is about the whole body. If a body was cut short after a CR, this CR is not reported.
     bool SawBareLineFeed() const noexcept { return fHasBareLineFeed; }
     bool SawBareCarriageReturn() const noexcept { return fHasBareReturn; }
     // Writes the waiting bytes and the line ".", and flushes the sink. Returns 0, or -1 if there is no sink, the body

@@ -83,13 +83,13 @@ public:
     // Returns the texts from the newest to the oldest, and in parentheses the class, the ID, the first location and, if
     // the system failed, its error code and its words, for example "Bad value to truncate this String (TInvalidRequest,
     // ID 1, src/utility/TSTRING:512)". The result is never null. It is valid until the exception is changed or
-    // destroyed. If there is no memory for it, returns text(0), or name() if that is null.
+    // destroyed. If there is no memory for the result, returns text(0), or name() if text(0) is null.
     [[nodiscard]] char const *what() const noexcept override;
 
     // Stores the error of the system that led to this exception. `code` is the system's error code, or 0 if there is
-    // none. `words` is what the system says about the error, or null if that tells no more than the code. The function
-    // copies `words`. The library calls this function if the system cannot load a library or a text. Afterwards code()
-    // returns the code, and systemText() the words.
+    // none. `words` is what the system says about the error, or null if the system says no more than the code tells.
+    // The function copies `words`. The library calls this function if the system cannot load a library or a text.
+    // Afterwards code() returns the code, and systemText() the words.
     TException &setSystemError(unsigned long code, char const *words = nullptr) noexcept;
     [[nodiscard]] std::error_code code() const noexcept {
         return {static_cast<int>(fSystemCode), std::system_category()};

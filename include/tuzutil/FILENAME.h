@@ -74,8 +74,8 @@ public:
     static TString const &QueryDelimUnicode() noexcept { return fsDelimUnicode; }
     static int SupportsDrive() noexcept { return 1; }
 
-    // Return the name as narrow or as 16-bit text. A conversion takes the narrow text to be in the encoding of the
-    // current locale, or in UTF-8 if the UTF-8 mode is on (UNICODE.h).
+    // These functions return the name as narrow or as 16-bit text. A conversion takes the narrow text to be in the
+    // encoding of the current locale, or in UTF-8 if the UTF-8 mode is on (UNICODE.h).
     TString QueryNameLocal() const;
     TString QueryNameUnicode() const;
     operator TagVar() const { return TagVar(QueryNameLocal()); }

@@ -63,16 +63,16 @@ public:
     // that line. `tooLong` takes precedence over `bareCarriageReturn`, and `bareCarriageReturn` over `bareLineFeed`.
     // After `end`, `line` holds the beginning of the unfinished line, of at most `limit` bytes. Do not call again after
     // `end`, even if the source delivers more: the rest of the line would count as a whole line. The time is linear in
-    // the bytes read. If the string has a capacity of `limit` bytes before the call, it keeps its memory. Then no copy
-    // of a secret is left behind in memory that the string has released.
+    // the bytes read. If the string has a capacity of `limit` bytes before the call, the string keeps its memory. Then
+    // no copy of a secret is left behind in memory that the string has released.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:
     TLineStreamBuf();
     explicit TLineStreamBuf(unsigned long bufferSize);
 
-    // Attach another stream. Init() discards bytes that were read ahead or wait to be written. The count of lines
-    // continues.
+    // These functions attach another stream. They discard bytes that were read ahead or wait to be written. The count
+    // of lines continues.
     void Init(std::iostream *stream);
     void Init(std::istream *source);
     void Init(std::ostream *sink);

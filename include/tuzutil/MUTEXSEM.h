@@ -48,8 +48,8 @@ struct TWaitTime {
         return static_cast<double>(whole) < exact ? whole + 1 : whole;
     }
 
-    // Call wait(milliseconds) until its result is not `timedOut`, or the time has passed. Return the last result. A
-    // clock that is not steady is read every second, because somebody may set it.
+    // For() and Until() call wait(milliseconds) until its result is not `timedOut`, or the time has passed. They return
+    // the last result. A clock that is not steady is read every second, because somebody may set it.
     template <typename Result, typename Number, typename Period, typename Wait>
     static Result For(std::chrono::duration<Number, Period> const &duration, Result timedOut, Wait wait) {
         long long left = Milliseconds(duration, 0x20000000000000);
@@ -82,8 +82,8 @@ public:
     ~TSemaphore() override;
 
     int Wait(long timeout); // 0 posted, 1 the time limit expired, -1 failure
-    // Wait for a duration, which is rounded up to milliseconds, or until a time. If the time has passed, Wait() returns
-    // at once.
+    // These functions wait for a duration, which is rounded up to milliseconds, or until a time. If the time has
+    // passed, Wait() returns at once.
     template <typename Number, typename Period>
     [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {
         return TWaitTime::For(timeout, 1, [this](long milliseconds) { return Wait(milliseconds); });
@@ -103,9 +103,9 @@ private:
 };
 
 // A recursive lock. On a system that has fibers, a lock without a name belongs to the fiber that took it, not to the
-// thread. A fork affects a lock without a name as follows: if the forking thread holds the lock, it also holds it in
-// the child. If another thread holds the lock, it is free in the child. A fork does not give the child a lock with a
-// name: a thread of the parent that holds the lock keeps it.
+// thread. A fork affects a lock without a name as follows: if the forking thread holds the lock, that thread also holds
+// the lock in the child. If another thread holds the lock, the lock is free in the child. A fork does not give the
+// child a lock with a name: a thread of the parent that holds the lock keeps it.
 class TUZUTIL_API TMutexSemaphore {
 public:
     enum EState {

@@ -21,7 +21,7 @@
 // Surprises:
 // - A new block holds zeros.
 // - Size() returns 0 for an object whose constructor opened a block. TrueSize() returns the size of every block.
-// - A forked child inherits the objects of its parent, but it does not count as a user of their blocks.
+// - A forked child inherits the objects of its parent, but the child does not count as a user of their blocks.
 
 #include "tuzutil/EXPORT.h"
 
@@ -60,8 +60,8 @@ public:
 
     // 0: good; 1: the block was not created, or there is no memory; 2: no name was given; 3: the block was not opened.
     int rdstate() const noexcept { return fState; }
-    // Return the system's error code (errno, or GetLastError() on Windows) that tells why the state is not 0. Return 0
-    // if the state is 0.
+    // These functions return the system's error code (errno, or GetLastError() on Windows) that tells why the state is
+    // not 0. They return 0 if the state is 0.
     int QueryError() const noexcept;
     std::error_code Error() const noexcept { return std::error_code(QueryError(), std::system_category()); }
     int operator!() const noexcept { return fState != 0; }

@@ -83,7 +83,8 @@ inline constexpr bool isCalendar<Clock, std::void_t<decltype(&Clock::to_time_t)>
 template <typename T>
 inline constexpr bool isError = std::is_same_v<T, std::error_code> || std::is_same_v<T, std::error_condition>;
 
-// The type of UTF-8 text, char8_t, has no name in C++17.
+// isUtf8 is true if a type is char8_t, the type of UTF-8 text. This type has no name in C++17, so isUtf8 excludes the
+// other types of one byte.
 template <typename T, bool isInteger = std::is_integral_v<T>>
 inline constexpr bool isUtf8 = false;
 template <typename T>
@@ -222,16 +223,17 @@ public:
     int IsTime() const noexcept { return IsType(time); }
     int IsDateTime() const noexcept { return IsType(dateTime); }
 
-    // Return the value as a long if its kind is integer, as an unsigned long if it is unsignedInteger, and as a double
-    // if it is real. Throw "type mismatch" for every other kind.
+    // These operators return the value as a long if its kind is integer, as an unsigned long if it is unsignedInteger,
+    // and as a double if it is real. They throw "type mismatch" for every other kind.
     operator long() const;
     operator unsigned long() const;
     operator double() const;
-    // Return the number of any of the four integer kinds. Throw "type mismatch" for other kinds, and if the result
-    // cannot hold the number.
+    // These functions return the number of any of the four integer kinds. They throw "type mismatch" for other kinds,
+    // and if the result cannot hold the number.
     long long QueryInteger64() const;
     unsigned long long QueryUnsignedInteger64() const;
-    // Return the pointer of a voidPtr, or the date-time of a dateTime. Throw "type mismatch" for other kinds.
+    // These functions return the pointer of a voidPtr, or the date-time of a dateTime. They throw "type mismatch" for
+    // other kinds.
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
     // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). This function tests only three bits of

@@ -14,7 +14,7 @@
 //             the timer's destructor has returned.
 // Failures:   The class throws nothing. If the library's thread cannot be started, "Unable to start thread" is traced.
 //             The library tries to start it again when a timer is created or set; until then no timer posts. If there
-//             is no memory for the first lock that the thread takes, it tries again for about a fifth of a second.
+//             is no memory for the first lock that the thread takes, the thread retries for about 0.2 seconds.
 // Surprises:
 // - After Set() with a duration, the timer counts milliseconds of the steady clock, and never posts early. After Set()
 //   with a number, it counts whole seconds of the calendar clock, follows changes of this clock, and may be late by a
@@ -35,7 +35,7 @@
 
 class TTimer;
 
-// Connects a timer with other armed timers. A timer is armed if it is set and has not posted yet.
+// Connects a timer with other armed timers. A timer is armed from Set() until it posts, is cancelled or is assigned to.
 struct TTimerLink {
     TTimer *timer;
     std::uint64_t due = 0; // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`

@@ -21,7 +21,7 @@
 // Ownership:  The stream owns its buffer and the file. The file is removed when the stream is destroyed or the process
 //             ends.
 // Threads:    One thread at a time may use a stream.
-// Failures:   Nothing is thrown. If the file cannot be made or takes no more bytes, writing fails; see TTempStreamBuf.
+// Failures:   Nothing is thrown. If the file cannot be made or takes no more bytes, writing fails: see TTempStreamBuf.
 // Surprises:
 // - The name is stored, but the file does not get this name.
 // - After the move to the file, reading and writing share one position: seek between them, and before WriteTo().
@@ -75,7 +75,8 @@ public:
 
     // Copies the content to `to`, and returns the number of bytes copied. As long as the content is in memory, copies
     // it from its beginning. After the move to the file, copies it from the present position on. If the file fails,
-    // sets the fail bit of `to`. If the file does not take the bytes that wait to be written, also returns 0.
+    // sets the fail bit of `to`. If the file does not take the bytes that wait to be written, sets the fail bit too,
+    // and returns 0.
     unsigned long WriteTo(std::ostream &to) override;
 
 protected:

@@ -72,7 +72,7 @@ public:
     };
 
     // REQUIRES: a category that is used for tracing is a static object, and exists as long as anything traces with it.
-    // A build without NDEBUG traces at level "wa" if any other object is registered as a category.
+    // A build without NDEBUG traces at level "wa" if a category that is not a static object is registered.
     class TUZUTIL_API Category {
     public:
         // Joins the registry of categories. If the component does not fit in 32 bits, no destination takes entries of
@@ -145,13 +145,13 @@ public:
 
         void AddCategory(Category const &category, int on);
         void RemoveCategory(Category const &category);
-        int QueryCategory(Category const &category) const; // `on` of its entry in the table, or the default
+        int QueryCategory(Category const &category) const; // `on` of the category's entry in the table, or the default
         int UsesDefault(Category const &category) const;   // 1 if the category has an entry in the table, otherwise 0
 
         // Stores the beginning of a record: the letter of the level, after date, time and thread if the prefix is long.
         // The name of the category is not stored.
         void FormatPrefix(TString &prefix, unsigned long level) const;
-        static char LevelChar(unsigned long level) noexcept; // '?' if it has no letter, or is a combination of levels
+        static char LevelChar(unsigned long level) noexcept; // '?' if the level has no letter, or is a combination
 
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
         static void SetGlobalTracing(); // computes the global level and component from all destinations

@@ -45,8 +45,8 @@ struct TTracePlace {
     unsigned long line;
 };
 
-// The source file and the line of a call. Functions take it as a default argument of __builtin_FILE() and
-// __builtin_LINE(), which the compiler replaces by the place of the call.
+// The source file and the line of a call. A function gets it as a parameter with a default argument, which consists of
+// __builtin_FILE() and __builtin_LINE(). The compiler replaces these two by the place of the call.
 struct TTraceCaller {
     char const *file;
     unsigned long line;
@@ -170,8 +170,8 @@ public:
 #endif
 
 private:
-    // While a THold exists, its thread is not cancelled. Otherwise Collect() would drop the exception that unwinds the
-    // thread.
+    // While a THold exists, its thread is not cancelled. Otherwise Collect() would catch and drop the exception that
+    // unwinds a cancelled thread.
     class TUZUTIL_API THold {
     public:
         THold() noexcept;
@@ -183,8 +183,8 @@ private:
         int fHeld;
     };
 
-    // Finds the format. If `format` is null, or if it has no conversion and the first argument is a text, the first
-    // argument is the format, and a `format` that is not null is the name of a file.
+    // Finds the format, and passes the entry on. If `format` is null, or if it has no conversion and the first argument
+    // is a text, the first argument is the format, and a `format` that is not null is the name of a file.
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void Sort(std::uint32_t level, TTrace::Category const &category,
                                                      char const *file, unsigned long line, char const *format,

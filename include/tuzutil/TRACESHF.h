@@ -21,7 +21,7 @@
 // - On Linux, only the owner of a new file has access to it, see TTraceStreamBase::SetFileMode(). Directories are not
 //   made.
 // - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of a
-//   TTraceSharedFile returns a prefix without the process.
+//   TTraceSharedFile stores a prefix without the process.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"

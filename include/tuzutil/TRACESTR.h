@@ -40,7 +40,7 @@
 class TMutexSemaphore;
 
 // A destination that writes to a stream or a file. If the file or its directory cannot be made, nothing is written. If
-// the stream fails, the record is lost. The state of the stream is cleared before the next record; in a file, that
+// the stream fails, the record is lost. Before the next record, the state of the stream is cleared. In a file, the next
 // record starts on a new line.
 class TUZUTIL_API TTraceStreamBase : public TTrace::Base {
 public:
@@ -48,7 +48,7 @@ public:
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
-    // Returns whether there is a stream. If it is the stream of a file, the file must have been opened too.
+    // Returns whether there is a stream and, if it is the stream of a file, whether the file could be opened.
     bool IsOpen() const noexcept;
     // Returns the system's error code if the file could not be opened. Returns 0 otherwise, and also if the directory
     // of the file could not be made.

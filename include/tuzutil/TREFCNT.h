@@ -81,7 +81,7 @@ private:
     std::atomic<std::uint32_t> fCount{0};
 };
 
-// Holds the lock of all weak references. The lock is recursive.
+// Holds the lock of all weak references as long as the object exists. The lock is recursive.
 class TUZUTIL_API TWeakReferenceLock {
 public:
     TWeakReferenceLock();

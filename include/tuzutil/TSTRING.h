@@ -75,8 +75,9 @@ std::string_view View(T const &text) noexcept {
     return {text.data(), text.size()};
 }
 
-// The types of text, narrow or 16-bit, that a comparison converts to a string. Each type is listed, because otherwise
-// the string would be converted to a pointer, and addresses would be compared.
+// isText is true if T is a type of text that a comparison with a TString converts to a TString. The types are listed
+// one by one. For a type of text that is not listed, the compiler could convert the TString to a pointer instead, and
+// compare addresses.
 template <typename T>
 inline constexpr bool isText =
     std::is_same_v<T, char const *> || std::is_same_v<T, char *> || std::is_same_v<T, unsigned char const *> ||
@@ -146,8 +147,8 @@ struct TStringBuffer {
         return Class(a) op b;                                                                                          \
     }
 
-// Defines an operator between a string and a standard narrow text, and does not make a string of that text. IsSame()
-// and IsLess() take a view of the text.
+// Defines an operator between a string and a standard narrow text. The operator does not make a string of that text.
+// IsSame() and IsLess() take a view of the text.
 #define TUZUTIL_COMPARE_IN_PLACE(op, result)                                                                           \
     template <typename T>                                                                                              \
     friend tuzutil::IfNarrow<T> operator op(TString const &left, T const &right) noexcept {                            \
@@ -230,7 +231,7 @@ public:
 
     bool empty() const noexcept { return length() == 0; } // also for a null string
 
-    // Return the data; never null. A zero follows the data. A null string counts as empty.
+    // These functions return the data, never null. A zero follows the data. A null string counts as empty.
     char const *data() const noexcept { return fBuffer ? fBuffer->Data() : tuzutil::noText; }
     char const *c_str() const noexcept { return data(); }
     char const *begin() const noexcept { return data(); }
@@ -243,8 +244,8 @@ public:
     explicit operator std::string() const { return std::string(view()); } // all bytes, with zero bytes
     explicit operator std::u16string() const { return std::u16string(u16view()); }
 
-    // Return the data, or null for a null string. Writing through the pointer changes every string that shares the
-    // buffer.
+    // These operators return the data, or null for a null string. Writing through the pointer changes every string that
+    // shares the buffer.
     operator char *() const noexcept { return fBuffer ? fBuffer->Data() : nullptr; }
     operator unsigned char *() const noexcept { return reinterpret_cast<unsigned char *>(static_cast<char *>(*this)); }
     operator unsigned short *() const noexcept {
@@ -316,9 +317,9 @@ public:
     TString &operator|=(TString const &other);
     TString &operator&=(TString const &other);
 
-    // Return at most `count` bytes: the first ones, the last ones, or those from `start` on. If the string has fewer,
-    // the result is shorter. The result is null only if this string is null. A start of 0 throws "Bad value to truncate
-    // this String".
+    // These functions return at most `count` bytes: left() the first ones, right() the last ones, and mid() those from
+    // `start` on. If the string has fewer, the result is shorter. The result is null only if this string is null. A
+    // start of 0 throws "Bad value to truncate this String".
     TString left(unsigned int count) const;
     TString right(unsigned int count) const;
     TString mid(unsigned int start, unsigned int count = fsToEnd) const;
@@ -341,13 +342,13 @@ public:
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
     TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
-    // Change the letter case by the rules of the current locale, up to the first zero byte.
+    // These functions change the letter case by the rules of the current locale, up to the first zero byte.
     TString &lowerCase();
     TString &upperCase();
 
     // The following searches return a 1-based position, or 0 for "not found".
     unsigned int indexOf(char c, unsigned int start = 1) const;           // start 0 counts as 1
-    unsigned int indexOf(unsigned short c, unsigned int start = 1) const; // positions count 16-bit characters
+    unsigned int indexOf(unsigned short c, unsigned int start = 1) const; // counts 16-bit characters
     unsigned int indexOf(char16_t c, unsigned int start = 1) const {
         return indexOf(static_cast<unsigned short>(c), start);
     }
@@ -372,8 +373,8 @@ public:
     friend bool operator>(TString const &a, TString const &b) noexcept { return b.isLessThan(a); }
     friend bool operator<=(TString const &a, TString const &b) noexcept { return !b.isLessThan(a); }
     friend bool operator>=(TString const &a, TString const &b) noexcept { return !a.isLessThan(b); }
-    // These compare a string with other forms of text. A standard text counts as the string that is made from it, which
-    // is never null.
+    // These operators compare a string with other forms of text. A standard text counts as the string that is made from
+    // it, which is never null.
     TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, ==)
     TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, !=)
     TUZUTIL_COMPARE_WITH_TEXT(TString, IfText, <)
@@ -405,8 +406,8 @@ public:
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
     bool isDigits() const noexcept; // false for a null string, true for a nil string
     bool isBinaryDigits() const noexcept;
-    // Return the number that strtol() or strtoul() would read at the start of the text with a 32-bit long. A number out
-    // of range gives the nearest value.
+    // These functions return the number that strtol() or strtoul() would read at the start of the text with a 32-bit
+    // long. A number out of range gives the nearest value.
     int asInt() const noexcept;
     unsigned int asUnsigned() const noexcept;
     double asDouble() const noexcept; // the number that strtod() reads, with the decimal point of the current locale

@@ -139,7 +139,7 @@ public:
     void SetArgs(TagVar const **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
     void SetArgs(TagVar **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
 
-    // Return the argument with this index, counted from 0.
+    // These operators return the argument with this index, counted from 0.
     TagVar &operator[](unsigned int index) { return fArguments[CheckedIndex(index)]; }
     TagVar const &operator[](unsigned int index) const { return fArguments[CheckedIndex(index)]; }
     template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
@@ -156,8 +156,8 @@ public:
     operator TString() const { return QueryMessage(); }
     operator TagVar() const { return TagVar(QueryMessage()); }
 
-    // Messages cannot be compared: compare their texts. Without these declarations, the conversions would compare
-    // addresses.
+    // Messages cannot be compared: compare their texts. Without these declarations, the compiler would convert the
+    // messages to pointers and compare addresses.
     template <typename Message>
     friend std::enable_if_t<std::is_same_v<Message, TTextMessage>> operator==(Message const &,
                                                                               Message const &) = delete;
@@ -175,16 +175,17 @@ public:
     TString const &QueryFile() const noexcept { return fFile; }
     unsigned long QueryLine() const noexcept { return fLine; }
 
-    // Rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`: remove the numbers
-    // of arguments, and replace the size modifiers. Store the values that the new format takes in `block`. Return the
-    // number of characters that the text may need. At least 11 zero characters follow the new format in `out`. If the
-    // new format is 1 to 11 characters longer than the old one, fewer zero characters follow.
+    // These functions rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`:
+    // they remove the numbers of arguments, and replace the size modifiers. They store the values that the new format
+    // takes in `block`. They return the number of characters that the text may need. At least 11 zero characters follow
+    // the new format in `out`. If the new format is 1 to 11 characters longer than the old one, fewer zero characters
+    // follow.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 
-    // Write and read the message (docs/formats.md), but neither its formatted text nor its source file and line. If the
-    // stream fails, reading stops, and the parts that were read before remain. An empty text in the stream leaves the
-    // message's own text unchanged.
+    // These functions write and read the message (docs/formats.md), but neither its formatted text nor its source file
+    // and line. If the stream fails, reading stops, and the parts that were read before remain. An empty text in the
+    // stream leaves the message's own text unchanged.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 

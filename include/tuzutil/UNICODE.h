@@ -15,7 +15,7 @@
 // Failures:   With `strict`, a fault throws TInvalidRequest (ID 1, recoverable): "Malformed UTF-8 at byte N" for narrow
 //             text, "Unpaired surrogate at character N" for 16-bit text. TOutOfMemory if there is no memory.
 // Surprises:
-// - The functions take a string with the Unicode flag for 16-bit text, and every other string for UTF-8. Text that
+// - The functions read a string with the Unicode flag as 16-bit text, and every other string as UTF-8. Text that
 //   already has the wanted form is checked but not converted; `replace` repairs its faults.
 // - Zero characters are kept. A null string stays null. If the argument is wiped on deletion, so is the result.
 // - The UTF-8 mode changes neither how the system reads narrow names of files, nor what the program writes without
@@ -40,10 +40,11 @@ public:
     // first unpaired surrogate, or of a last byte that is half a unit.
     static unsigned int FindFault(TString const &text) noexcept;
 
-    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, messages and trace
-    // lines convert between 16-bit and narrow text as UTF-8, and narrow texts of language libraries are loaded as
-    // UTF-8. While it is off, messages and trace lines convert by the current locale, but Windows loads the narrow
-    // texts in the system's code page. One line can then contain both encodings.
+    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, the library takes
+    // the narrow text in messages and trace lines for UTF-8 when it converts it from or to 16-bit text, and loads the
+    // narrow texts of language libraries as UTF-8. While the mode is off, the library converts by the current locale,
+    // but Windows loads the narrow texts of language libraries in the system's code page. One line can then contain
+    // both encodings.
     static int SetUtf8Mode(int on) noexcept;
     static int IsUtf8Mode() noexcept;
 };

@@ -48,7 +48,7 @@ public:
     // - in a run: a byte outside the alphabet,
     // - in a run: the first byte with bits of a character that is zero, printable ASCII or an unpaired surrogate,
     // - the "&" of a run that directly follows another run,
-    // - the last byte of a run, before the "-", if bits are left over that are not zero or that are six or more,
+    // - the last byte of a run, before the "-", if the bits that are left over are not all zero, or are six or more,
     // - the end of the text plus 1, if a run is not closed.
     static int IsCanonical(TString const &text, unsigned int *fault = nullptr) noexcept;
 };
