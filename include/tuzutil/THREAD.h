@@ -20,8 +20,8 @@
 // Threads:    Any thread may wait for the end and query the state. One thread at a time may start the object. Run()
 //             sees all that was written before Start(). A thread that has waited for the end, or has learned of it from
 //             IsRunning() or QueryResult(), sees all that Run() wrote.
-// Failures:   If the system cannot make a thread, Start() traces this and returns 1. For local objects without
-//             a reference, Start() throws. If Run() throws, a trace entry (level "se") reports this; the result is -1.
+// Failures:   If the system cannot make a thread, Start() traces this and returns 1. For a local or static
+//             object without a reference, it throws. If Run() throws, this is traced (level "se"); the result is -1.
 // Surprises:
 // - SetStackSize() has no effect: every thread has the default size.
 // - WaitForTermination() returns at once if no thread runs, for example before Start().

@@ -14,7 +14,7 @@
 //             the timer's destructor has returned.
 // Failures:   The class throws nothing. If the library's thread cannot be started, "Unable to start thread" is traced.
 //             The library tries to start it again when a timer is created or set; until then no timer posts. If there
-//             is no memory for the first lock that the thread takes, the thread retries for about 0.2 seconds.
+//             is no memory for the first lock of the library's thread, that thread retries for about 0.2 seconds.
 // Surprises:
 // - After Set() with a duration, the timer counts milliseconds of the steady clock, and never posts early. After Set()
 //   with a number, it counts whole seconds of the calendar clock, follows changes of this clock, and may be late by a

@@ -23,7 +23,7 @@
 // By default, Notify() may be called at any time after this base class is constructed, until Leave(). REQUIRES: if
 // other threads can make changes, an observer passes `joinsLater` to its base, calls Join() at the end of its
 // constructor, and calls Leave() at the beginning of its destructor. If other classes derive from the observer's class,
-// the destructor of each of these classes calls Leave(), but none of their constructors calls Join(). Join() is then
+// the destructors of all these classes call Leave(), and none of the constructors calls Join(). Instead, Join() is
 // called after the complete object is constructed.
 class TUZUTIL_API TTraceNotify {
 public:

@@ -58,9 +58,9 @@ public:
     static void InitializeMutex() noexcept {} // does nothing; it exists for programs that call it
 
     // Sets who may read and write the files that destinations make from now on, including shared files. The mode
-    // consists of the nine permission bits of POSIX. Bits beyond 0666, and those in the umask, are ignored. The default
-    // is 0600, for the owner only. Existing files keep their mode. Returns the former mode. On Windows, the permissions
-    // of the folder apply instead.
+    // consists of the nine permission bits of POSIX. Bits outside 0666, and bits that the umask of the process
+    // contains, are ignored. The default is 0600, for the owner only. Existing files keep their mode. Returns the
+    // former mode. On Windows, the permissions of the folder apply instead.
     static unsigned int SetFileMode(unsigned int mode) noexcept;
     static unsigned int QueryFileMode() noexcept;
 

@@ -220,7 +220,7 @@ public:
     TString &operator=(TString const &other) noexcept;
     TString &operator=(TString &&other) noexcept;
 
-    // Returns the number of units before the first zero unit; 0 for a null pointer.
+    // These functions return the number of characters before the first zero character, or 0 for a null pointer.
     static unsigned int lengthOf(char const *text);
     static unsigned int lengthOf(unsigned char const *text);
     static unsigned int lengthOf(unsigned short const *text);
@@ -318,8 +318,8 @@ public:
     TString &operator&=(TString const &other);
 
     // These functions return at most `count` bytes: left() the first ones, right() the last ones, and mid() those from
-    // `start` on. If the string has fewer, the result is shorter. The result is null only if this string is null. A
-    // start of 0 throws "Bad value to truncate this String".
+    // `start` on. If the string has fewer bytes, the result is shorter. The result is null only if this string is null.
+    // A start of 0 throws "Bad value to truncate this String".
     TString left(unsigned int count) const;
     TString right(unsigned int count) const;
     TString mid(unsigned int start, unsigned int count = fsToEnd) const;
@@ -529,8 +529,8 @@ struct fmt::formatter<TString> : fmt::formatter<std::string_view> {
 // these end.
 std::istream &operator>>(std::istream &in, TString const &text) = delete;
 
-// These declare the friends above outside of the class, too. Therefore the operators also compare objects that are not
-// strings but convert to strings.
+// These declarations repeat the friends above outside of the class. Therefore the operators also compare objects that
+// are not strings but convert to strings.
 bool operator==(TString const &a, TString const &b) noexcept;
 bool operator!=(TString const &a, TString const &b) noexcept;
 bool operator<(TString const &a, TString const &b) noexcept;

@@ -49,8 +49,8 @@ enum TExplicitInit { ExplicitInit };
 //
 // Faults. A conversion prints "?" for TagVar::unshown, and for a 64-bit integer that it does not take. With ll, j, z or
 // t, it also prints "?" for an argument that is neither an integer nor a text. Otherwise, if its argument is missing or
-// of another kind, it prints zero or a null string. A width or precision is 0 if its argument is missing or is not a
-// 32-bit integer. If a store throws, the message behaves as if the store did not have the text.
+// of a kind that it does not take, it prints zero or a null string. A width or precision is 0 if its argument is
+// missing or is not a 32-bit integer. If a store throws, the message behaves as if the store did not have the text.
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,

@@ -40,11 +40,11 @@ public:
     // first unpaired surrogate, or of a last byte that is half a unit.
     static unsigned int FindFault(TString const &text) noexcept;
 
-    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, the library takes
-    // the narrow text in messages and trace lines for UTF-8 when it converts it from or to 16-bit text, and loads the
-    // narrow texts of language libraries as UTF-8. While the mode is off, the library converts by the current locale,
-    // but Windows loads the narrow texts of language libraries in the system's code page. One line can then contain
-    // both encodings.
+    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, narrow text counts
+    // as UTF-8 wherever messages and trace lines convert between narrow and 16-bit text, and the narrow texts of
+    // language libraries are loaded as UTF-8. While the mode is off, these conversions follow the current locale, but
+    // Windows loads the narrow texts of language libraries in the system's code page. One line can then contain both
+    // encodings.
     static int SetUtf8Mode(int on) noexcept;
     static int IsUtf8Mode() noexcept;
 };

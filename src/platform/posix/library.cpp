@@ -33,7 +33,7 @@ void *HandleOf(platform::Library *library) noexcept {
 }
 
 // Returns whether `text`, the loader's words about `name`, is about a library that exists. Otherwise `text` says that
-// there is no such library: for a name without a directory, it then begins with that name.
+// there is no such library. For a name without a directory, such a text begins with that name.
 bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }

@@ -1,8 +1,8 @@
 // Named memory. A block is a file in the user's folder of named objects, and the last process that closes the block
 // removes the file. Each process that has a block holds a shared lock on the file, which the kernel releases when the
 // process ends. Therefore nobody uses a block if its file can be locked exclusively. Blocks are made, found and removed
-// under a lock on the folder, so that no process sees an incomplete block. Takes fsForkLock, and then the lock on the
-// folder.
+// under a lock on the folder, so that no process sees an incomplete block. The functions take fsForkLock, and then the
+// lock on the folder.
 //
 // As long as the maker fills a block, the file of the block has another name, and the maker holds an exclusive lock on
 // the file. Threads that wait for the block wait for a shared lock on the file. They get this lock when the maker ends,
@@ -191,8 +191,8 @@ Block *OpenedBlock(TDescriptor &file, std::int32_t least, TNames const &names, v
 }
 
 // Waits until the maker of an unfinished block publishes or closes the block, or ends. After that, this process holds a
-// shared lock on the file, so no other process removes a published block. Returns true if there is a result, and stores
-// it in `block`: the block, or null on failure. Returns false if the block was not published.
+// shared lock on the file, so no other process removes the block if it was published. Returns true if there is a
+// result, and stores it in `block`: the block, or null on failure. Returns false if the block was not published.
 bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&view, Block *&block) noexcept {
     TNoCancel const noCancel;
     bool const isFree = Lock(file.Get(), LOCK_SH);

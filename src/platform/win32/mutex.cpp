@@ -28,8 +28,8 @@ struct platform::Mutex {
 };
 
 // The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
-// lock, because the thread that unlocked the lock may be about to post the event. Such a late post wakes a thread that
-// waits for the other lock without a reason. That thread inspects its lock and continues to wait.
+// lock, because the thread that unlocked the lock may be about to post the event. Such a late post wakes, without a
+// reason, a thread that waits for the other lock. That thread inspects its lock and continues to wait.
 struct platform::TWaitPlace {
     HANDLE const event;
     TWaitPlace *next; // in the list of unused places
@@ -43,8 +43,8 @@ bool IsThere(Mutex const *mutex) noexcept {
     return mutex != nullptr;
 }
 
-// Records what WasAbandoned() reports about a lock with a name. An owner that has ended may still be recorded. This
-// does no harm, because the number of a thread is never used for another thread.
+// Records what WasAbandoned() reports about a lock with a name. A thread that has ended may still be recorded as the
+// owner. This does no harm, because the number of a thread is never used for another thread.
 void NoteLocked(Mutex &mutex, TWaitResult result) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     std::uint32_t const number = self ? self->Number() : 0;
@@ -63,8 +63,8 @@ void NoteUnlocked(Mutex &mutex) noexcept {
         mutex.owner.store(0, std::memory_order_relaxed);
 }
 
-// Opens a thread to see whether it is alive. The handle is null if the thread no longer exists or cannot be opened. The
-// handle is also null if the id is 0, as in the record of a fiber.
+// Opens a thread to see whether the thread is alive. The handle is null if the thread no longer exists or cannot be
+// opened. The handle is also null if the id is 0, as in the record of a fiber.
 class TOpenedThread {
 public:
     explicit TOpenedThread(DWORD id) noexcept

@@ -85,10 +85,10 @@ HANDLE Create(char const *name, DWORD size, bool &exists) noexcept {
     return mapping;
 }
 
-// The mutex that the maker of a block holds. If the object converts to true, this thread holds the mutex, and the
-// destructor releases it. After Take(), the caller must release the mutex instead. The name of the mutex contains a
-// hash of the block's name, because the whole name may not fit. If the hashes of two names are equal, their makers wait
-// for each other.
+// The mutex that the maker of a block holds. If a TMaking converts to true, this thread holds the mutex, and the
+// destructor releases the mutex. After Take(), the caller must release the mutex instead. The name of the mutex
+// contains a hash of the block's name, because the whole name may not fit. If the names of two blocks have the same
+// hash, the makers of these blocks wait for each other.
 class TMaking {
 public:
     TMaking(char const *name, bool creates) noexcept {
