@@ -36,8 +36,8 @@ class TMutexSemaphore;
 
 // The destination of a shared file.
 //
-// On Linux, only a process of the file's owner discards the content. It does so only if no other process of the owner
-// uses the file, and nobody has locked the file.
+// On Linux, a process discards the content only if the file belongs to the user of the process, no other process of
+// this user uses the file, and nobody has locked the file.
 //
 // If the lock "kelvoTraceFile" cannot be opened, for example because another user has made it, the file is not emptied,
 // but records are written to it. If a process was killed in the middle of a line, the next record starts on a new line.

@@ -51,8 +51,8 @@ private:
 
 // The base of objects to which uncounted (weak) pointers exist. The count changes under the lock
 // TWeakReferenceLock::fsSem, which all objects of this class share. When the last reference is released,
-// ZeroWeakReference() clears the weak pointers under this lock. If the lock cannot be taken, this is traced at level
-// "er", and the count still changes atomically.
+// ZeroWeakReference() clears the weak pointers under this lock. If the lock cannot be taken, TWeakReferenceLock traces
+// this at level "er", and the count still changes atomically.
 //
 // REQUIRES: code that makes a reference from a weak pointer holds a TWeakReferenceLock while it reads the pointer and
 // calls AddRef(). ZeroWeakReference() must clear every weak pointer from which references are made.

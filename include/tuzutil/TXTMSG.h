@@ -122,7 +122,8 @@ public:
 
     // A copy has everything except the text that was made.
     TTextMessage(TTextMessage const &other);
-    // An assignment keeps the former arguments until the message is destroyed. So references to them remain valid.
+    // An assignment keeps the former arguments until the message is destroyed. So references to the former arguments
+    // remain valid.
     TTextMessage &operator=(TTextMessage const &other);
     ~TTextMessage() = default;
 

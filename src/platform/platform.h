@@ -157,12 +157,12 @@ bool PostEvent(Event *event) noexcept;
 
 // Runs a function on a new detached thread of the C library, with the default stack size. This library stays loaded
 // until the function has returned. If `takesSignals` is set, the new thread blocks the same signals as the caller.
-// Otherwise it blocks all signals. Does not wait for the thread. Returns a number that identifies the thread. The
-// caller need not close anything. If the thread cannot be started, returns all ones, with LastError().
+// Otherwise the new thread blocks all signals. Does not wait for the thread. Returns a number that identifies the
+// thread. The caller need not close anything. If the thread cannot be started, returns all ones, with LastError().
 std::uintptr_t StartThread(void (*body)(void *), void *argument, bool takesSignals) noexcept;
 
-// Whether the system, at the end of the process, ends all other threads before this library's static objects are
-// destroyed.
+// threadsEndFirst tells whether the system, at the end of the process, ends all other threads before this library's
+// static objects are destroyed.
 extern bool const threadsEndFirst;
 
 // HoldCancellation() keeps this thread from being cancelled until ReleaseCancellation() is called with its result. Both
@@ -218,13 +218,13 @@ int MakeDirectory(char const *name) noexcept;
 // A search through the entries of a directory, in the system's order. One thread at a time may use a search.
 struct Search;
 struct TDirectoryEntry {
-    char name[260]; // without its path
+    char name[260]; // without the path of the directory
     bool isDirectory;
 };
 
-// Begins a search and stores its first entry. The caller must close the search. If the directory cannot be opened or
-// has no entry, returns null, and `lacksMemory` says whether memory was lacking. May block. REQUIRES: `pattern` is a
-// directory's name, a separator and "*.*".
+// Begins a search and stores its first entry. The caller must close the search with CloseSearch(). If the directory
+// cannot be opened or has no entry, returns null, and `lacksMemory` says whether memory was lacking. May block.
+// REQUIRES: `pattern` is a directory's name, a separator and "*.*".
 Search *OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept;
 // Stores the next entry. Returns false after the last entry. May block. REQUIRES: `search` is not null (also for
 // CloseSearch()).
@@ -245,8 +245,8 @@ void CloseTempFile(TempFile file) noexcept;
 
 // A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. With
 // `joined`, a shared file keeps its content. With `joinedOrBegun`, the first process that shares the file empties it.
-// On Linux, it does so only if the file belongs to the user of that process and nobody has locked the file. If the
-// system has such permissions, a new file gets those of `mode` that the umask of the process allows. On failure,
+// On Linux, that process empties the file only if the file belongs to the user of the process and nobody has locked it.
+// If the system has such permissions, a new file gets those of `mode` that the umask of the process allows. On failure,
 // returns null, with LastError(). May block. REQUIRES: for `joinedOrBegun`, the caller holds the named lock that all
 // processes use.
 struct TraceFile;

@@ -258,7 +258,7 @@ void platform::ReleaseMutexes() noexcept {
 }
 
 // A forked child has only the thread that forked. In the child, this thread still holds its locks without a name, and
-// such locks of other threads become free. Named locks remain with the parent.
+// such locks of other threads become free. A named lock that a thread held still belongs to that thread of the parent.
 void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {

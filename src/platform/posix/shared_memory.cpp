@@ -288,7 +288,8 @@ Block *platform::OpenOrCreateSharedMemory(char const *name, std::int32_t size, v
     return names.areValid ? Obtain(names, size, view, isNew) : nullptr;
 }
 
-// The lock on the file is changed under the lock on the folder, so nobody takes the block for an unused one meanwhile.
+// PublishSharedMemory() changes the lock on the file under the lock on the folder, so no other process can take the
+// block for an unused one during the change.
 bool platform::PublishSharedMemory(Block *block) noexcept {
     TFolder const folder;
     if (!folder.IsLocked() || ::renameat(folder.Get(), block->name, folder.Get(), block->final) != 0)

@@ -119,10 +119,10 @@ private:
 namespace {
 
 // Makes this process one of those that share a file. If `mayBegin` is set and this process is the first of them,
-// empties the file, provided that the file belongs to the user of the process and nobody has locked it. TPresence says
-// whether another process of this user shares the file. Every process also holds a shared lock on the file if it can,
-// so that processes of other users see that the file is in use. A lock on the file can only prevent the file from being
-// emptied.
+// empties the file, but only if the file belongs to the user of the process and nobody has locked the file. TPresence
+// says whether another process of this user shares the file. Every process also holds a shared lock on the file if it
+// can, so that processes of other users see that the file is in use. A lock on the file can only prevent the file from
+// being emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;

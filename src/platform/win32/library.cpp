@@ -20,7 +20,7 @@ HMODULE HandleOf(platform::Library *library) noexcept {
 }
 
 // Returns whether the number of a text is valid. Sets the error code in advance: ERROR_SUCCESS for a valid number,
-// because the system may set no code if there is no such text.
+// because the system may set no code if there is no text with this number.
 bool Prepare(std::uint64_t number) noexcept {
     SetLastError(number <= fsHighestNumber ? ERROR_SUCCESS : ERROR_RESOURCE_NAME_NOT_FOUND);
     return number <= fsHighestNumber;
