@@ -46,11 +46,12 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // Writing doubles a dot after any LF, so the bytes of a body never look like its end. Reading passes a bare CR or LF on
 // unchanged, and so does writing unless UseCrLf() was called. Other programs may take a bare CR for a line end, and
 // then see an end line that this class does not see. A relay that forwards a body from a stranger must therefore write
-// it with UseCrLf(), or refuse it if SawBareCarriageReturn() or SawBareLineFeed() returns true. std::getline() into a
-// std::string accepts a line of any length. If strangers write the lines, read them through a TiLineStream.
+// the body with UseCrLf(), or refuse the body if SawBareCarriageReturn() or SawBareLineFeed() returns true.
+// std::getline() into a std::string accepts a line of any length. If strangers write the lines, read them through a
+// TiLineStream.
 //
-// End of the body. If IsTerminated() is true when reading ends, the body is complete; otherwise it was cut short. A
-// source may end at the start of a line, and deliver more bytes after its clear() was called. This class takes such
+// End of the body. If IsTerminated() is true when reading ends, the body is complete. Otherwise the body was cut short.
+// A source may end at the start of a line, and deliver more bytes after its clear() was called. This class takes such
 // bytes for the rest of a line, so a dot at their beginning is an ordinary character.
 //
 // Failures. After Cancel(), the next read that needs more bytes than the buffer has throws TDotByteError "Cancel". If
@@ -58,8 +59,8 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // TDotByteLinesException "Lines". If std::unitbuf is set while bytes wait in the buffer, a flush does not throw this
 // exception; the next write throws it. Another stream may call this buffer, as in out << in.rdbuf(), or because this
 // buffer's stream is tied to the other one. Then the other stream sets its bad bit instead of passing the exception on.
-// If the sink is not good(), nothing is written to it, and its fail bit is set. If there is no memory for the buffer,
-// reading and writing fail.
+// If the sink is not good(), nothing is written to the sink, and the fail bit of the sink is set. If there is no memory
+// for the buffer, reading and writing fail.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
     explicit TDotByteStreamBuf(std::istream &source);

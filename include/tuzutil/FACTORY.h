@@ -79,8 +79,8 @@ public:
     void *Find(TFactoryType const &type);
     void *Find(unsigned long index); // in the order of registration, from 0; null after the last
 
-    // Loads the type's library. Looks for the library in the directories of fsLibpath first, and then where the system
-    // looks for libraries. Returns 0 even if no library was loaded.
+    // Loads the type's library. Looks for the library in the directories of fsLibpath first, then in the program's
+    // directory, and then where the system looks for libraries. Returns 0 even if no library was loaded.
     int LoadDll(TFactoryType const &type);
     // Loads a library. A name that ends in ".dll" is tried as it is. Any other name is tried with ".dll" added. On
     // Linux, two more tries follow for such a name: first the name with the ending ".so", which is added if it is

@@ -76,7 +76,7 @@ protected:
 
     // Allocates memory for the areas. Returns null if there is no memory.
     static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
-    void SetPutArea(char *begin, char *end) noexcept; // sets an empty put area; null pointers close it
+    void SetPutArea(char *begin, char *end) noexcept; // sets an empty put area; null pointers close the area
     void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
     // If written bytes still wait to be flushed, a build without NDEBUG traces this at level "wa". The destructors of
     // subclasses call this function.

@@ -196,7 +196,7 @@ private:
     TReference<TSemaphore> fEvent;
 };
 
-// Takes a lock. The destructor releases the lock if the guard got it.
+// Takes a lock. The destructor releases the lock if the guard holds it.
 class TUZUTIL_API TMutexSemaphoreEntry {
 public:
     // REQUIRES: the guard has a name, because a guard without a name releases the lock at once.

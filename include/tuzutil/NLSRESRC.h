@@ -46,14 +46,14 @@ public:
     static void AddNLSpath(char const *entries);
 
     // Searches in the current language. If this is "C" and nothing is found, searches in fsDefaultLocale too. If
-    // nothing is found at all, returns what FindInPath() returns, but throws "Unable to find file NAME" if that is
-    // null.
+    // nothing is found at all, returns what FindInPath() returns, but throws "Unable to find file NAME" if this result
+    // is null.
     char *FindFile();
     // Searches in the language `lang`. Returns the path of the first existing file that the template names, or null. In
-    // an entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", ".dll" is
-    // added to it; on Linux, the name with ".so" is tried next. A language with a "." is first tried with a backslash
-    // instead of its first ".". If the program's directory contains %L or %N, or the language contains %N, these are
-    // replaced too.
+    // an entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", the search
+    // adds ".dll" to it. On Linux, the search next tries the name with ".so" instead. If the language contains a ".",
+    // the search first tries the language with a backslash instead of its first ".". If the program's directory
+    // contains %L or %N, or the language contains %N, the search replaces these too.
     char *FindFile(TString const &lang);
     // Loads the library whose name was given to the constructor, and returns the library's full name. Adds ".dll" to
     // the given name unless it ends in ".dll". If the library cannot be loaded, returns the full name of the program,

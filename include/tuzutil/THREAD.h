@@ -49,10 +49,10 @@ public:
     virtual int Run(); // the body of the thread; subclasses must override it
 
     // Starts the thread. Returns 0 after the thread has begun to run. If the system cannot make a thread, returns 1,
-    // and errno, or GetLastError() on Windows, tells why. If this object is local or static and has no reference,
-    // throws TInvalidRequest "Thread object without a reference is not allocated by new", because the thread would
-    // delete the object at its end. To start a local or static object, call its AddRef() before. Its Run() must then
-    // end before the object is destroyed.
+    // and errno, or GetLastError() on Windows, tells why. If this object is static or on the stack of the calling
+    // thread, and has no reference, throws TInvalidRequest "Thread object without a reference is not allocated by new",
+    // because the thread would delete the object at its end. To start a local or static object, call its AddRef()
+    // before. Its Run() must then end before the object is destroyed.
     int Start();
     int MainThread(); // runs the body on the calling thread, and returns its result
 

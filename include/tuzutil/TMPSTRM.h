@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TMPSTRM_H
 #define TUZUTIL_TMPSTRM_H
 
-// TTempStream: a memory stream that moves its content to a temporary file when an object of the program decides so.
+// TTempStream: a memory stream that moves its content to a temporary file when a TTempStreamTest of the program decides
+// so.
 //
 // Example:
 //     class TAtMost : public TTempStreamTest { // asked before each block of memory
