@@ -127,7 +127,8 @@ public:
     T *Find(unsigned long index) { return Whole(TFactoryLoaderBase::Find(index)); }
 
 private:
-    // A factory registers the address of its base TFactory<T>, because its own class T is not constructed yet.
+    // A factory registers the address of its base TFactory<T>, because the part of class T is not constructed yet at
+    // that time.
     static T *Whole(void *factory) { return static_cast<T *>(static_cast<TFactory<T> *>(factory)); }
 };
 

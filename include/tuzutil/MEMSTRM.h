@@ -42,7 +42,7 @@ public:
     unsigned long QueryUsed() const noexcept { return fUsed; }
     char const *QueryData() const noexcept { return fData.get(); }
     TMemStreamBuffer *QueryNext() const noexcept { return fNext; }
-    void SetNext(TMemStreamBuffer *next) noexcept; // destroys the blocks that followed
+    void SetNext(TMemStreamBuffer *next) noexcept; // destroys the blocks that followed before
 
 private:
     friend class TMemStreamBuf;

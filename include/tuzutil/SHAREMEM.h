@@ -43,11 +43,12 @@ public:
     explicit ipcSharedMemory(char const *name);
 
     // Opens the block of that name, or creates one of `size` bytes and calls initialise(pointer) to fill it. Exactly
-    // one process creates the block; all others wait until initialise() has returned. If initialise() throws, or its
-    // process ends meanwhile, the block is removed, and one of the waiting processes creates it again. OpenOrCreate()
-    // passes an exception of initialise() on. The limits of names and sizes are those of the first constructor. If the
-    // block exists with fewer than `size` bytes, it is not opened, and rdstate() returns 1. REQUIRES: initialise() does
-    // not open or create the same block, and the process does not fork while initialise() runs.
+    // one process creates the block; all others wait until initialise() has returned. If initialise() throws, or the
+    // process ends while initialise() runs, the block is removed, and one of the waiting processes creates it again.
+    // OpenOrCreate() passes an exception of initialise() on. The limits of names and sizes are those of the first
+    // constructor. If the block exists with fewer than `size` bytes, it is not opened, and rdstate() returns 1.
+    // REQUIRES: initialise() does not open or create the same block, and the process does not fork while initialise()
+    // runs.
     template <typename Function>
     [[nodiscard]] static ipcSharedMemory OpenOrCreate(char const *name, long size, Function initialise) {
         return ipcSharedMemory(
@@ -72,8 +73,8 @@ public:
     int Owner() const noexcept;
     long Size() const noexcept { return fSize; } // as given to the constructor; TrueSize() after OpenOrCreate()
     // Returns the size of the block in bytes, even if another process created it. Returns 0 unless the state is 0. On
-    // Windows, if the constructor with a size created the block, the other objects of the block return the size rounded
-    // up to whole pages.
+    // Windows, if the constructor with a size created the block, objects that open the block return the size rounded up
+    // to whole pages.
     long TrueSize() const noexcept;
 
 private:

@@ -338,7 +338,7 @@ public:
     // above.
     TString &remove(unsigned int start, unsigned int count);
     // Replaces up to `count` occurrences of `pattern` at or after `start`. If anything was replaced, this string then
-    // has no flags.
+    // has no flags. A start of 0 throws "Bad value for the starting position", unless `count` is 0.
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
     TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
