@@ -1,6 +1,6 @@
-// TTrace::Category, the registry of categories, and the names of components. Registration takes no lock of the library.
-// A thread that reads a registered category holds TTraceRegistry::fsMutex. The destructor of a category takes this lock
-// too, so that no category is destroyed while it is read.
+// TTrace::Category, the registry of categories, and the names of components. The registration of a static category
+// takes no lock of the library. FindCategory() holds TTraceRegistry::fsMutex while it reads the categories in the
+// registry. The destructor of a category takes this lock too, because no category may be destroyed while it is read.
 
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACE.h"
@@ -31,7 +31,7 @@ TTrace::Category::Category(unsigned long component, TString const &name)
 
 TTrace::Category::Category(unsigned long component, char const *name) : Category(component, TString(name)) {}
 
-// Removes the category from the registry. A copy is in the registry only if the program has registered it.
+// Removes the category from the registry, if it is there. The copy constructor does not register the new category.
 TTrace::Category::~Category() {
     TLock const lock(TTraceRegistry::fsMutex);
     TTrace::Base::fsKnownCategories.Remove(this);
@@ -57,8 +57,9 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
     return fComponent == other.fComponent && fName.isEqual(other.fName);
 }
 
-// The registry. Categories may register under the lock of the system's loader. Registration takes no lock of this
-// library, because a thread that holds a lock of this library may be waiting for the loader's lock.
+// The registry. A static category is registered under the lock of the system's loader if its library is loaded by the
+// program. So this registration takes no lock of this library: a thread that holds a lock of this library may be
+// waiting for the loader's lock.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))

@@ -17,13 +17,13 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
-constexpr std::uint32_t fsFirstSlots = 16; // arguments for which room is made when the first has been read
+constexpr std::uint32_t fsFirstSlots = 16; // room is made for so many arguments at most after the first has arrived
 
 std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
-// Reads a value, and stores it only if reading succeeds. Returns whether it did.
+// Reads a value, and stores it only if reading succeeds. Returns whether reading succeeds.
 template <typename Wire, typename Value>
 bool ReadInto(TiBinaryStream &in, Value &value) {
     Wire wire{};
@@ -37,8 +37,8 @@ bool OwnsText(TagVar const &value) {
     return (value.IsString() || value.IsWideString()) && value.QueryString();
 }
 
-// Copies an argument. If there is no memory for its text, the copy of a TagVar has no text. The message would then be
-// wrong, so this function throws.
+// Copies an argument. If there is no memory for the text of the argument, the assignment throws nothing, but the copy
+// has no text. CopyArgument() then throws TOutOfMemory, because the message would be wrong without the text.
 void CopyArgument(TagVar const &from, TagVar &to) {
     to = from;
     if (OwnsText(from) && !OwnsText(to))
@@ -94,7 +94,7 @@ void TTextMessage::SetArgs(TagVar const *const *array) {
     TakeArguments(array, array ? CountList(array, SIZE_MAX) : 0);
 }
 
-// The new arguments are copied before the old ones are destroyed, because they may be the same objects.
+// The new arguments are copied before the old ones are destroyed, because `pointers` may lead to the old ones.
 void TTextMessage::TakeArguments(TagVar const *const *pointers, std::size_t count) {
     std::unique_ptr<TagVar[]> fresh(count ? new TagVar[count] : nullptr);
     for (std::size_t i = 0; i < count; ++i)
@@ -140,7 +140,7 @@ TString const &TTextMessage::QueryMessage() const {
     return fFormatted;
 }
 
-// Returns the text of this message from its store. If the store throws, returns a null text, as if the store had none.
+// Returns the text of this message from its store. If the store throws an exception, returns a null text.
 TString TTextMessage::StoredText() const noexcept {
     if (fStore.length() == 0)
         return TString();
@@ -162,7 +162,7 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
-// Traces a fault of the format or its arguments, and throws nothing.
+// Traces a fault of the format or of an argument, and throws nothing.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
     TString const &store = fMessage.fStore;
     auto const set = fMessage.fSet;
@@ -204,7 +204,7 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
         (in >> fDefaultText).fail() || !ReadInto<std::uint32_t>(in, announced))
         return in;
 
-    // The room is doubled only when it is full. So a great announced number alone costs no memory.
+    // The room for arguments is doubled only when it is full. So a large announced number alone costs no memory.
     while (fCount != announced) {
         TagVar value;
         if (value.ReadFromBinaryStream(in).fail())

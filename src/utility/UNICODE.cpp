@@ -27,7 +27,7 @@ private:
     char const *fEnd;
 };
 
-// The characters of a 16-bit string. An odd last byte is malformed.
+// The characters of a 16-bit string. If its length in bytes is odd, the last byte counts as malformed.
 class TUnits {
 public:
     explicit TUnits(TString const &text) noexcept
@@ -69,7 +69,7 @@ void RequireNoFault(TString const &text) {
     fsReports.Raise<TInvalidRequest>(TTextMessage("Malformed UTF-8 at byte %u", fault));
 }
 
-// Returns a string with all characters of the text. `put` writes each character, and U+FFFD for malformed ones.
+// Returns a string with all characters of the text, as `put` writes them. A malformed character is replaced by U+FFFD.
 // REQUIRES: the result has at most `room` bytes.
 template <typename Characters, typename Put>
 TString Rewrite(TString const &text, std::uint64_t room, std::uint32_t flags, Put put) {
@@ -99,8 +99,8 @@ TString Wide(TString const &text, std::uint64_t room) {
     });
 }
 
-// Returns whether the text can be returned unchanged: it is null, or it has the wanted form and no fault. If `faults`
-// is `strict`, throws if the text has a fault.
+// Returns whether the text needs no conversion: the text is null, or it has the wanted form and no fault. If `faults`
+// is `strict` and the text has a fault, throws TInvalidRequest.
 bool IsDone(TString const &text, bool hasForm, TUnicode::Faults faults) {
     if (faults == TUnicode::strict)
         RequireNoFault(text);

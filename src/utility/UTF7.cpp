@@ -16,8 +16,9 @@ namespace {
 
 constexpr char fsAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+,";
 
-// A run encodes characters other than printable ASCII. It begins with "&" and ends with "-". Each character between
-// them stands for six bits, which this table gives. A character outside the alphabet stands for its own low six bits.
+// A run encodes characters other than printable ASCII. A run begins with "&" and ends with "-". Each character between
+// these two stands for six bits. The table gives the six bits of each character. A character outside the alphabet
+// stands for its own low six bits.
 constexpr auto fsBits = [] {
     std::array<unsigned char, 256> bits{};
     for (std::size_t c = 0; c < 256; ++c)
@@ -51,11 +52,11 @@ private:
     char const *fEnd;
 };
 
-// Writes the run that begins at the current unit. The low `pending` bits of the accumulator are not written yet.
+// Writes all units up to the next one that needs no run, as one run. REQUIRES: the current unit needs a run.
 template <typename Unit>
 char *EncodeRun(TUnits<Unit> &units, char *to) noexcept {
     std::uint32_t accumulator = 0;
-    int pending = 0;
+    int pending = 0; // the number of low bits of the accumulator that are not written yet
     *to++ = '&';
     do {
         accumulator = accumulator << 16 | units.Current();
@@ -108,7 +109,7 @@ char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
             PutUnit(to, accumulator >> pending);
         }
     }
-    if (pending >= 8) // an odd last byte is the high half of a character
+    if (pending >= 8) // the first 8 of these bits are the high half of a last character
         PutUnit(to, accumulator >> (pending - 8) << 8);
     return from == end ? end : from + 1;
 }
@@ -148,7 +149,7 @@ private:
         int pending = 0;
         std::size_t unitBegin = fAt; // the offset of the first byte with bits of the unit
         std::size_t highBegin = 0;
-        std::uint32_t high = 0; // a surrogate that waits for its pair
+        std::uint32_t high = 0; // a high surrogate whose low surrogate has not been read yet; 0 if there is none
         for (; fAt != fText.size() && fText[fAt] != '-'; ++fAt) {
             auto const c = static_cast<unsigned char>(fText[fAt]);
             if (fsAlphabet[fsBits[c]] != fText[fAt])

@@ -1,5 +1,6 @@
-// TVersion: version numbers and the text made of them. The first call of QueryVersion() makes the text. If several
-// threads make it at the same time, one text is kept and the others are deallocated. No lock is taken.
+// TVersion: version numbers, and the text that QueryVersion() makes of them. An object keeps its text until it is
+// assigned to or destroyed. If several threads make the text of an object at the same time, one text is kept and the
+// others are deallocated. No lock is taken.
 
 #include "tuzutil/VERSION.h"
 

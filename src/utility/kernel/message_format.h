@@ -179,8 +179,9 @@ private:
             result.modifier = *fAt++;
     }
 
-    // Reads ll, j, z or t before the conversion of an integer. If the argument is missing or a text, the letters are
-    // read as unknown conversions, because the text may belong to the next conversion.
+    // Reads the second l of ll, or a j, z or t, before the conversion of an integer. If the argument is missing or is a
+    // text, the letter counts as an unknown conversion, which uses no argument. So a text argument stays available for
+    // the next conversion.
     void TakeLongModifier(TDirective<Char> &result) noexcept {
         Char const *const from = fAt;
         if (!Is('j') && !Is('z') && !Is('t') && !(Is('l') && result.modifier == static_cast<Char>('l')))
@@ -356,8 +357,8 @@ inline TCount ResolveCount(TCountSource const &source, TMessageArguments const &
     return count;
 }
 
-// The value of a conversion. If `argument` is null, zero or a null string is printed. But if `isUnshown` is set, "?" is
-// printed instead, because there is an argument that this conversion cannot show.
+// The value of a conversion. If `argument` is null, a conversion that takes a value prints zero or a null string. If
+// `isUnshown` is set too, the conversion prints "?" instead, because there is an argument that it cannot show.
 struct TValue {
     TagVar const *argument = nullptr;
     bool isUnshown = false;

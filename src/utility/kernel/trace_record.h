@@ -31,8 +31,8 @@ private:
     std::size_t fLength;
 };
 
-// A record is "prefix [FILE:line] text" and a line feed. The text is that of the message up to its first zero. If the
-// parts of the prefix include the category, the name of the category follows the prefix.
+// A record is "prefix [FILE:line] text" and a line feed. The text is that of the message up to its first zero. If
+// `parts` contains TTrace::Base::categoryPart, a blank and the name of the category follow the prefix.
 class TTraceRecord {
 public:
     TTraceRecord(TTracePrefix::Form form, unsigned long level, TTextMessage const &message)

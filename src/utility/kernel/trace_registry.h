@@ -1,10 +1,10 @@
 #ifndef TUZUTIL_TRACE_REGISTRY
 #define TUZUTIL_TRACE_REGISTRY
 
-// The lock of the registered categories. A thread holds the lock while it reads a category from the registry. The
-// destructor of a category takes the lock too, so that no category is destroyed while it is read. Neither waits for
-// anything else while it holds the lock, so the lock may be taken under the lock of the system's loader. Registration
-// reads no category and does not take the lock. The lock is defined in STARTUP.cpp and never destroyed.
+// The lock of the registered categories. TTrace::Base::FindCategory() holds this lock while it reads the categories in
+// the registry. The destructor of a category takes the lock too, because no category may be destroyed while it is read.
+// Neither waits for anything else while it holds the lock, so the lock may be taken under the lock of the system's
+// loader. Registration does not take the lock. The lock is defined in STARTUP.cpp and never destroyed.
 
 #include "tuzutil/MUTEXSEM.h"
 

@@ -9,13 +9,13 @@
 
 class TMasterTimer : public TThread {
 public:
-    // Guards all static members below. A thread that holds it takes only locks of the platform and the lock fEnding of
-    // the object whose thread it starts (THREAD.h). TForks also takes TTraceRegistry::fsMutex under it. Nothing is
-    // traced while it is held, because a trace destination may set timers.
+    // Guards all static members below. Under this lock, only locks of the platform are taken and, when a thread is
+    // started, the lock fEnding (THREAD.h) of that thread's object. TForks also takes TTraceRegistry::fsMutex under it.
+    // Nothing is traced under this lock, because a trace destination may set timers.
     static TMutexSemaphore &fsLock; // never destroyed
 
-    // Returns an object whose thread can be started without a trace entry, or null if there is no memory for it or for
-    // its parts. REQUIRES: the caller does not hold the lock, because the failure of a part is traced.
+    // Returns an object that has all its parts, so Start() traces nothing. Returns null if there is no memory for the
+    // object or its parts. REQUIRES: the caller does not hold the lock, because the failure of a part is traced.
     static TReference<TMasterTimer> New() noexcept;
 
     // REQUIRES, for the functions up to Disarm(): the caller holds the lock.
@@ -56,7 +56,7 @@ private:
     static TTimerQueue fsArmed;  // timers of the calendar clock
     static TTimerQueue fsSteady; // timers of the steady clock
     // The time at which the thread wakes by itself, in milliseconds of the steady clock. It is in the past if the
-    // thread does not sleep.
+    // thread woke by itself, 0 before the thread's first sleep, and INT64_MAX if no timer is armed.
     static std::int64_t fsWakeTime;
     static std::uint32_t fsCount; // the number of timers, armed or not
     static TMasterTimer *fsOnly;  // the object of the running thread; null if there is none
