@@ -1,6 +1,6 @@
-// TTimer: the timers of users. Every operation that changes a timer holds TMasterTimer::fsLock. Under this lock nothing
-// is traced and no event is destroyed, because tracing and destroying an event may run code that sets timers. The
-// thread that serves all timers is in threads/timer_thread.cpp.
+// TTimer: the timers that programs make. A function that changes a timer takes TMasterTimer::fsLock. While a thread
+// holds this lock, it traces nothing and destroys no event, because both may run code that sets timers. The thread that
+// serves all timers is in threads/timer_thread.cpp.
 
 #include "tuzutil/TIMER.h"
 
@@ -42,8 +42,8 @@ public:
     // Returns whether the lock is held. If the lock could not be created, it is not held, and no timer is ever armed.
     explicit operator bool() const noexcept { return bool{*fLock}; }
 
-    // Returns whether the caller may change a timer that may be armed. It may if the lock is held. It also may if the
-    // lock could not be created, because no timer is armed then.
+    // Returns whether the caller may change a timer that may be armed. The caller may do so if the lock is held. If the
+    // lock could not be created, the caller may do so without the lock, because no timer is armed then.
     bool MayChange() const noexcept { return bool{*fLock} || !TMasterTimer::fsLock.GetHandle(); }
 
     // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.
@@ -80,7 +80,7 @@ TTimer &TTimer::operator=(TTimer const &other) {
     if (this == &other)
         return *this;
     TReference<TSemaphore> semaphore(other.fSemaphore);
-    TTimerEntry const entry; // destroyed before `semaphore`: the destructor of the old event may run any code
+    TTimerEntry const entry; // releases the lock before `semaphore` destroys the old event, which may run any code
     if (!entry.MayChange())
         return *this;
     TMasterTimer::Disarm(fLink);
@@ -110,9 +110,9 @@ void TTimer::SetMilliseconds(long long fromNow) {
     Arm(true, fromNow);
 }
 
-// The event is cleared under the lock, so that an expiry of the former time is not taken for an expiry of the new one.
-// If the event could not be created, Clear() traces that, so Clear() is then called without the lock. Times of the
-// steady clock are rounded up, so that the timer is never early.
+// The event is cleared while the lock is held. Otherwise the event could be posted afterwards for the former time, and
+// the program would take this for the new time. If the event could not be created, Clear() traces that, so Clear() is
+// then called without the lock. Times of the steady clock are rounded up, because a timer must not expire early.
 void TTimer::Arm(bool isSteady, long long fromNow) {
     if (LacksEvent())
         fSemaphore->Clear();

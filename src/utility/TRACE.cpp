@@ -33,8 +33,9 @@ std::uint32_t Mask(unsigned long mask) {
     return static_cast<std::uint32_t>(mask);
 }
 
-// Counts the entries that this thread is writing. Writing an entry may cause another one: for example, a fault in its
-// format is traced. WriteEntry() drops entries that are nested too deep, because this could otherwise go on for ever.
+// Counts the entries that this thread is writing. Writing an entry may cause another entry: for example, a fault in the
+// format is traced. WriteEntry() drops entries that are nested too deep, because nesting could otherwise go on for
+// ever.
 class TDepth {
 public:
     TDepth() noexcept { ++fsDepth; }

@@ -1,5 +1,5 @@
 // TTraceException: makes the text that describes an exception in full. The text is the same in every locale. If there
-// is no memory for it, FormatException() throws. No lock is taken.
+// is no memory for the text, FormatException() throws. No lock is taken.
 
 #include "tuzutil/TRACEEXC.h"
 
@@ -8,7 +8,7 @@
 
 TString TTraceException::FormatException(TException const &problem) {
     std::ostringstream out;
-    out.exceptions(std::ios_base::badbit); // so that a lack of memory throws instead of cutting the text
+    out.exceptions(std::ios_base::badbit); // a lack of memory must throw, not cut the text
     out.imbue(std::locale::classic());     // the program's locale might group digits
     char const *const group = problem.errorCodeGroup();
     out << "Exception " << problem.name() << ", group " << (group ? group : "unknown")

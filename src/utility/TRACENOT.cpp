@@ -1,6 +1,6 @@
-// TTraceNotify: observers of the global trace words. They are called under the trace lock and TTraceObservers::fsMutex,
-// which are taken in this order. An observer may join, leave, write trace entries, and change which entries are traced.
-// Exceptions that an observer throws are dropped.
+// TTraceNotify: observers of the global level and the global component. They are called while the calling thread holds
+// the trace lock, TTrace::Base::fsMutex, and then TTraceObservers::fsMutex. An observer may join, leave, write trace
+// entries, and change which entries are traced. Exceptions that an observer throws are dropped.
 
 #include "tuzutil/TRACENOT.h"
 
@@ -17,7 +17,7 @@ namespace {
 // A walk over the observers that were registered when the walk began. REQUIRES: the thread holds
 // TTraceObservers::fsMutex. A walk allocates nothing, because a lack of memory must not keep observers from being
 // called. Observers may leave during the walk, and new ones are added at the end of the set. Invariant: the observers
-// before fNext were called, and those from fEnd on joined during the walk.
+// at places before fNext were called, and the observers at fEnd and after it joined during the walk.
 class TObserverWalk {
 public:
     TObserverWalk() noexcept : fEnd(TTraceObservers::fsSet.GetNumberElements()), fOuter(fsInnermost) {

@@ -1,6 +1,6 @@
 // TTraceSharedFileBase: a destination whose file several processes write. A named lock, the same for all processes of
-// the session, is held while the file is opened and while a record is written. The trace lock must be taken before the
-// named lock.
+// the session, is held while the file is opened and while a record is written. A thread that holds the named lock must
+// not take the trace lock, TTrace::Base::fsMutex, because other threads take the named lock under the trace lock.
 
 #include "tuzutil/TRACESHF.h"
 
@@ -26,7 +26,7 @@ std::unique_ptr<std::ostream> Open(TMutexSemaphore &fileMutex, Name const &fileN
 } // namespace
 
 TTraceSharedFileBase::TTraceSharedFileBase(char const *fileName) : TTraceSharedFileBase(joinsLater, fileName) {
-    Join(); // takes the trace lock, so the file's lock must be free here
+    Join(); // takes the trace lock, so this thread must not hold the named lock here
 }
 
 TTraceSharedFileBase::TTraceSharedFileBase(Joining joining, char const *fileName)
@@ -56,7 +56,7 @@ void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) co
 void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) {
     TTraceRecord const record(TTracePrefix::process, level, QueryPrefixParts(), category, message);
     TLock const entry(*fFileMutex);
-    fStream->clear(); // an earlier record may have failed; this one is tried all the same
+    fStream->clear(); // even if an earlier record has failed, this one is written
     fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // appends the record in one write
     fStream->flush();
 }

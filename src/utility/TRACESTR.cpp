@@ -1,6 +1,6 @@
 // TTraceStreamBase, the destination that writes to a stream or file, and TTraceWindowsDebugBase, which writes to the
-// debugger. The lock fsFileMutex keeps records from mixing. A thread that holds the trace lock may take fsFileMutex,
-// but not the other way round. While fsFileMutex is held, no stream is destroyed.
+// debugger. The lock fsFileMutex keeps records from mixing. A thread that holds the trace lock, TTrace::Base::fsMutex,
+// may take fsFileMutex. A thread that holds fsFileMutex neither takes the trace lock nor destroys a stream.
 
 #include "tuzutil/TRACESTR.h"
 
@@ -21,7 +21,7 @@ namespace {
 constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
 constinit std::atomic<unsigned int> fsFileMode{0600};
 
-// Returns whether the directory of a file exists, or could be made.
+// Returns whether the directory of a file exists or was made. Returns true if the name contains no directory.
 bool HasDirectory(TString const &fileName) {
     unsigned int const separator = fileName.lastIndexOf('\\');
     return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
@@ -80,7 +80,7 @@ TTraceStreamBase::TTraceStreamBase(Joining joining, std::unique_ptr<std::ostream
     : Base(joining), fOwned(std::move(owned)), fStream(fOwned ? fOwned.get() : borrowed) {}
 
 TTraceStreamBase::~TTraceStreamBase() {
-    Unlink(); // waits until no thread writes; the stream is then destroyed without the trace lock
+    Unlink(); // waits for the trace lock, under which other threads write, and releases it again
     Replace(nullptr, 0);
 }
 
@@ -103,7 +103,7 @@ unsigned int TTraceStreamBase::QueryFileMode() noexcept {
 }
 
 void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
-    std::unique_ptr<std::ostream> former; // destroyed after the lock is released: its destructor may run any code
+    std::unique_ptr<std::ostream> former; // destroyed after the lock is released, because it may run any code
     TLock const lock(fsFileMutex);
     former = std::exchange(fOwned, std::unique_ptr<std::ostream>(owned ? stream : nullptr));
     if (former.get() == stream)
@@ -127,7 +127,7 @@ void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &catego
     std::ostream *const stream = fStream; // another thread may have replaced the stream meanwhile
     if (!stream)
         return;
-    stream->clear(); // an earlier record may have failed; this one is tried all the same
+    stream->clear(); // even if an earlier record has failed, this one is written
     stream->write(record.Text(), static_cast<std::streamsize>(record.Length()));
     stream->flush();
 }

@@ -1,6 +1,6 @@
 // TRefCounted and TWeakRefCounted: objects that count the references to them. TWeakRefCounted changes its count under
-// TWeakReferenceLock. When the count becomes 0, it also calls ZeroWeakReference() under that lock, so that a weak
-// pointer never finds an object that is being destroyed. The object is destroyed after the lock is released.
+// TWeakReferenceLock. When the count becomes 0, RemoveRef() also calls ZeroWeakReference() under that lock, because a
+// weak pointer must not find an object that is being destroyed. The object is destroyed after the lock is released.
 
 #include "tuzutil/TREFCNT.h"
 
@@ -69,7 +69,7 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
 }
 
 // The count changes under the lock. The count is also atomic, because it is read without the lock, and because it must
-// stay correct if the lock could not be taken.
+// stay correct even if the lock cannot be taken.
 void TWeakRefCounted::AddRef() {
     TWeakReferenceLock const lock;
     ++fCount;

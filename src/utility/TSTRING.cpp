@@ -1,7 +1,8 @@
-// TString: buffers that copies share, searches, changes and numbers. The count in a buffer is changed by atomic
-// instructions once there is a second thread. Functions that change a string give it a new buffer if the present one is
-// shared. Only operator[], pointers, SetFlag() and Wipe() change a shared buffer. If the flag wipeOnDelete of a buffer
-// is set, the buffer is wiped before it is deallocated. No lock is taken.
+// TString: strings whose copies share one buffer. The buffer counts the strings that share it. After a second thread
+// has started, atomic instructions change this count. If the buffer of a string is shared, a function that changes the
+// string first gives it a new buffer. Exceptions: operator[], SetFlag(), Wipe() and writing through a pointer change a
+// shared buffer. If the flag wipeOnDelete of a buffer is set, the buffer is wiped before it is deallocated. No lock is
+// taken.
 
 #include "tuzutil/TSTRING.h"
 
@@ -22,7 +23,7 @@
 static_assert(sizeof(TString) == sizeof(void *), "a string holds exactly one field");
 static_assert(sizeof(TStringBuffer) == 16, "the data follow the header without a gap");
 
-// Initialised at compile time, because static objects of other sources use strings.
+// This pointer is initialised at compile time, because static objects of other sources use strings.
 constinit char const *const tuzutil::singleThreaded = platform::singleThreadByte;
 
 namespace {
@@ -41,8 +42,8 @@ void RequireStart(unsigned int start, char const *text, std::uint32_t line = __b
         fsReports.Raise<TInvalidRequest>({text, line});
 }
 
-// Throws before memory is allocated if a string would be padded with more than fsMostPadding bytes: such a length comes
-// from a mistake, for example 0 - 1.
+// If a string would be padded with more than fsMostPadding bytes, throws before any memory is allocated. Such a length
+// usually comes from a mistake, for example 0 - 1.
 void RequirePadding(std::uint64_t wanted, unsigned int length, char const *text,
                     std::uint32_t line = __builtin_LINE()) {
     if (wanted > std::uint64_t{length} + fsMostPadding)
@@ -89,7 +90,7 @@ private:
     bool fFlags[256] = {};
 };
 
-constexpr std::size_t fsSmallSet = 8; // a set of at most this size is searched for in blocks of bytes
+constexpr std::size_t fsSmallSet = 8; // for a set of at most this size, blocks of bytes are searched at once
 
 unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
     if (start > text.length())
@@ -204,7 +205,7 @@ TString TString::Copy() const {
 }
 
 // Shortens the string in place. If the flag wipeOnDelete is set, the bytes that the string loses are zeroed here,
-// because the wipe at the end covers only the bytes up to the length.
+// because DecrementAndFree() wipes only the bytes up to the length.
 void TString::SetLength(unsigned int length) noexcept {
     if (fBuffer->flags & TStringBuffer::wipeOnDelete)
         platform::SecureZero(fBuffer->Data() + length, fBuffer->length - length);
@@ -368,8 +369,8 @@ TString &TString::operator+=(TString const &other) {
 }
 
 // Appends bytes, which may lie in this string's own buffer. If the buffer is not shared and has room, the bytes are
-// added in place. Otherwise a new buffer is made. If the old buffer was not shared, the new buffer has room to spare,
-// because the string may be built up piece by piece.
+// added in place. Otherwise a new buffer is made. If the old buffer was not shared and there is enough memory, the new
+// buffer has room to spare, because the string may be built up piece by piece.
 TString &TString::Append(char const *bytes, unsigned int count) {
     unsigned int const old = length();
     unsigned int const total = CheckedLength(std::uint64_t{old} + count);
@@ -540,7 +541,7 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     if (matches == 0)
         return *this;
 
-    // There are at most 2^32 matches, and each has less than 2^32 bytes. So 64 bits cannot overflow.
+    // There are fewer than 2^32 matches, and a replacement has fewer than 2^32 bytes. So 64 bits cannot overflow.
     std::uint64_t const total = length() - matches * patternLength + matches * replacementLength;
     TStringBuffer *const fresh = AllocateBuffer(total, 1, 0);
     char const *const source = fBuffer->Data();
@@ -559,8 +560,8 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     return *this;
 }
 
-// Folds the text up to its first zero byte. In a long text, ASCII letters are not looked up one by one if the locale
-// treats them as ASCII does.
+// Converts the text up to its first zero byte with `fold`. `first` is the first ASCII letter that `fold` changes. If
+// the locale treats ASCII letters as ASCII does, those of a long text are not converted one by one.
 TString &TString::FoldCase(char first, int (*fold)(int)) {
     if (IsNull())
         return *this;
@@ -608,7 +609,7 @@ unsigned int TString::indexOf(unsigned short c, unsigned int start) const {
     return 0;
 }
 
-// Returns the position of the text, or 0. REQUIRES: `start` is at least 1.
+// Returns the first position from `start` on at which the text is found, or 0. REQUIRES: `start` is at least 1.
 unsigned int TString::Find(char const *text, unsigned int textLength, unsigned int start) const noexcept {
     if (start > length() || textLength > length() - start + 1)
         return 0;

@@ -35,9 +35,9 @@ void TMasterTimer::Remove(TTimerLink &link) noexcept {
         Stop();
 }
 
-// Puts the timer into its queue, and wakes the thread if it would sleep too long. While a timer of the calendar clock
-// is armed, the thread reads that clock every second. So for another timer of that clock, the thread must be woken only
-// if the timer is already due.
+// Puts the timer into its queue, and wakes the thread if it would sleep too long. If a timer of the calendar clock was
+// armed before, the thread reads that clock every second already. The thread is then woken for a further timer of that
+// clock only if this timer is already due.
 void TMasterTimer::Arm(TTimerLink &link) noexcept {
     if (fsAreTimersLost)
         return;
@@ -148,9 +148,9 @@ long TMasterTimer::PlanSleep() noexcept {
     return sleep;
 }
 
-// Posts due timers until it meets one whose event could not be created, and returns that event. If there is none,
-// returns null and sets `sleep` to the time that the thread is to sleep. If the lock cannot be taken, another thread
-// may be changing the queues. Nothing is posted then, and the thread tries again after a second.
+// Posts due timers until it meets one whose event could not be created, and returns that event. If there is no such
+// timer, returns null and sets `sleep` to the time that the thread is to sleep. If the lock cannot be taken, another
+// thread may be changing the queues. Nothing is posted then, and the thread tries again after a second.
 TReference<TSemaphore> TMasterTimer::PostUntilOneFails(long &sleep) noexcept {
     sleep = fsLongestSleep;
     TInsistentEntry const lock(fsLock);
