@@ -203,7 +203,7 @@ TBaseSparseArrayOf::TSparseArrayElement *TBaseSparseArrayOf::FindEntry(unsigned 
     position = 0;
     if (fCount == 0 || index < fEntries[0]->index)
         return nullptr;
-    unsigned long low = 0; // the wanted index is not below that of entry `low`, and is below those from `high` on
+    unsigned long low = 0; // the wanted index is at least that of entry `low`, and less than those from `high` on
     unsigned long high = fCount;
     while (high - low > 1) {
         unsigned long const middle = low + (high - low) / 2;

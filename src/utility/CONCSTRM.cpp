@@ -77,7 +77,7 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
             break;
         }
         isOverwritten = isOverwritten || fGathered != 0;
-        fGathered = 0; // the unfinished line is dropped
+        fGathered = 0; // drops the unfinished line, if there is one
         if (++fCurrent == fSources.size())
             return {nullptr, nullptr, nullptr}; // null, because a dropped line may have overwritten the previous piece
         stop = source_reader::ReadToLineFeed(*fSources[fCurrent], piece, limit, fGathered);

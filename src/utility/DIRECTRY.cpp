@@ -76,7 +76,7 @@ void TraceCreated(char const *path) noexcept {
     fsReports.Note("Created directory %s", path);
 }
 
-// Returns a path in the form that trace entries show. The function for names of bytes does not convert them, because
+// Returns a path in the form that trace entries show. The function for paths of `char` does not convert them, because
 // the conversion would refuse a backslash.
 [[maybe_unused]] TString Shown(char const *path) {
     return TString(path);
@@ -103,7 +103,7 @@ TDirectory &TDirectory::operator=(TDirectory const &other) {
 TDirectory::~TDirectory() {
     if (fHandle == TFindTable::fsNone || TFindTable::fsOnly.Close(fHandle))
         return;
-    int const error = EINVAL; // the handle was closed by a copy
+    int const error = EINVAL; // a copy of this object has closed the handle
     fsReports.Error("TDirectory::~TDirectory(): _findclose(%s) error %d: %s", fPath, error,
                     platform::RuntimeErrorText(error));
 }

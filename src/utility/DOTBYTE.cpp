@@ -93,8 +93,8 @@ void TDotByteStreamBuf::WriteThrough(char const *bytes, std::size_t count) {
         WriteLines(bytes, count);
 }
 
-// Sends CR LF for each line end of the text, which may be LF, CR or CR LF. The bytes are converted in parts, so that
-// the sink gets few writes.
+// Sends CR LF for each line end of the text, which may be LF, CR or CR LF. The converted bytes are gathered in `part`,
+// because one write for each byte would be slow.
 void TDotByteStreamBuf::WriteWithCrLf(char const *bytes, std::size_t count) {
     char part[2 * fsAreaSize];
     char const *const end = bytes + count;
@@ -143,9 +143,9 @@ void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
     }
 }
 
-// Returns the end of the run that begins at `from`. A run ends after the next LF that is followed by a dot. If the
-// number of lines is limited, a run in the header ends after each LF, and a run in the body ends at the latest after
-// the last line that is allowed. In the latter case, also adds to `lines` the lines that end in the run.
+// Returns the end of the run that begins at `from`. A run ends after the next LF that is followed by a dot, or else at
+// `end`. If the number of lines is limited, a run in the header ends after the next LF. A run in the body then ends
+// after the last allowed line at the latest, and `lines` is set to the number of lines that end in this run.
 char const *TDotByteStreamBuf::EndOfRun(char const *from, char const *end, std::uint32_t &lines) const noexcept {
     if (fLinesLimited && !fInBody) {
         char const *const lineFeed = byte_search::FindByte(from, end, '\n');
@@ -242,7 +242,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {
         if (count == 2 && begin[1] == '\r' && lineFeed) {
             fReadState = State::terminated;
-            // Null, because the line with the dot has overwritten the previous piece.
+            // The pointers are null, because the line with the dot has overwritten the previous piece.
             return {nullptr, nullptr, nullptr};
         }
         ++begin;
@@ -265,7 +265,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
 }
 
 std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
-    bool const isCancelled = fCancel.load(std::memory_order_relaxed) != 0; // if so, the next underflow() throws
+    bool const isCancelled = fCancel.load(std::memory_order_relaxed) != 0; // the next underflow() then throws
     if (isCancelled || !IsReadable() || fReadState != State::atLineStart || fGathered != 0)
         return 0;
     std::string_view const lines = source_reader::HeldLines(*fSource, size);
@@ -295,9 +295,9 @@ std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
     return static_cast<std::size_t>(to - into);
 }
 
-// Returns the beginning of the first line after `from` that begins with a dot, or `end`. Sets the flags of bare line
-// ends on the way. REQUIRES: a line begins at `begin`. `from` is at the beginning of a line, or after the dot that
-// begins it.
+// Returns the beginning of the first line after `from` that begins with a dot, or `end`. Only CR LF ends a line here.
+// Sets the flags for the bare CRs and LFs before that place. REQUIRES: a line begins at `begin`, and `from` is at the
+// beginning of a line or after the dot that begins a line.
 char const *TDotByteStreamBuf::EndOfDotless(char const *from, char const *begin, char const *end) noexcept {
     from += from == begin ? 1 : 0; // the byte before `begin` must not be read
     while (char const *const found = fHasBareLineFeed && fHasBareReturn ? byte_search::FindPair(from, end, '\n', '.')

@@ -1,8 +1,7 @@
-// TException and its derived classes: their texts and locations, and the test whether exceptions are traced. Only texts
-// are allocated. If there is no memory for a text, the text becomes null, because the exception itself may report a
-// lack of memory. Trace() takes the trace lock, unless the global level or component excludes the entry. No other
-// function takes a lock. what() makes its text at the first call. A function that changes a part of this text discards
-// the text.
+// TException and its derived classes: their texts and locations. Only texts are allocated. If there is no memory for a
+// text, the text becomes null and nothing is thrown, because the exception itself may report a lack of memory. Trace()
+// takes the trace lock, unless the global level or component excludes exceptions. No other function takes a lock.
+// what() makes its text at the first call. A function that changes a part of this text discards the text.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -25,7 +24,7 @@ TString TextOrNull(char const *text) noexcept {
 
 // Appends to a list of at most five entries. TException::appendText() in EXCEPTN.h says what happens to a full list.
 template <typename Entry>
-void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be in the list
+void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // copied, because it may be in the list
     if (count < 5) {
         list[count++] = entry;
         return;
@@ -34,8 +33,8 @@ void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by v
     list[4] = entry;
 }
 
-// Joins pieces to one text. A TPieces without memory only counts the bytes. Otherwise it cuts the text to the room that
-// it was given.
+// Joins pieces to one text. A TPieces without memory only counts the bytes. A TPieces with memory writes the text
+// there, and cuts it to the given room.
 class TPieces {
 public:
     TPieces() noexcept = default;

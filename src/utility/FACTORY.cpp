@@ -195,8 +195,8 @@ void TFactoryLoaderBase::Settle() {
 }
 
 // Looks for a registered factory before it takes fMutex. A thread that holds fMutex may be waiting for the lock of the
-// system's loader. The thread that holds the loader's lock may be running a static object that looks for a factory. If
-// this function waited for fMutex then, the two threads would wait for each other.
+// system's loader. The thread that holds the loader's lock may be running the constructor of a static object that looks
+// for a factory. If that thread then waited for fMutex, the two threads would wait for each other.
 void *TFactoryLoaderBase::Find(TFactoryType const &type) {
     if (void *const factory = Lookup(type, false))
         return factory;

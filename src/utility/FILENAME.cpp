@@ -1,5 +1,6 @@
 // TFileName: takes file names apart, in narrow or 16-bit text, and converts them to and from the system's own form.
-// Conversions follow the current locale. No lock is taken, and no file is accessed.
+// Conversions between narrow and 16-bit text use the encoding of the locale, or UTF-8 if the UTF-8 mode is on
+// (UNICODE.h). Comparisons always follow the locale. No lock is taken, and no file is accessed.
 
 #include "tuzutil/FILENAME.h"
 
@@ -23,8 +24,8 @@ TReporter const fsTextReports(TUtilityTraceCategory::String, "src/utility/FILENA
 
 constexpr unsigned int fsNowhere = ~0u;
 
-// A name as a row of units. A unit is a byte of a narrow name or a 16-bit character of a wide one. Places count units
-// from 0.
+// A name as a row of units. A unit is a byte of a narrow name or a 16-bit character of a wide one. The place of a unit
+// is its index, counted from 0.
 class TUnits {
 public:
     explicit TUnits(TString const &name) noexcept

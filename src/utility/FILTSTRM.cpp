@@ -18,8 +18,8 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM");
 
-// Copies at most `most` bytes. The usual number is `most` itself. It is a constant, so the compiler copies that number
-// without a call.
+// Copies `count` bytes, at most `most`. Usually `count` is `most`, which is a constant. The compiler copies a constant
+// number of bytes without a call.
 template <std::size_t most>
 void CopyBytes(char const *from, std::size_t count, char *to) noexcept {
     if (count == most)
@@ -51,7 +51,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
         CopyBytes<fsPutBackRoom>(end - count, count, read);
         TPiece const piece = ReadPiece();
         if (piece.begin == piece.end) {
-            // The bytes of the previous piece can still be put back if they have not been overwritten.
+            // If ReadPiece() has not overwritten the previous piece, the bytes of that piece can still be put back.
             if (piece.begin)
                 setg(back, end, end);
             return traits_type::eof();
@@ -161,7 +161,7 @@ int TFilterStreamBuf::sync() {
     if (!fControl.IsUnitBuffered())
         return overflow(traits_type::eof());
     // If std::unitbuf is set, the destructor of an output sentry may call this function. An exception that leaves a
-    // destructor ends the process. A reported failure could do the same, because the stream may throw on failures. So
+    // destructor ends the process. A reported failure could end it too, because the stream may throw on failures. So
     // the exception is kept for the next write.
     TNoCancel const noCancel;
     try {
@@ -172,7 +172,8 @@ int TFilterStreamBuf::sync() {
     return 0;
 }
 
-// Returns false if this buffer cannot be written to, or if there is no memory for its area.
+// Writes the bytes of the put area. Returns false if this buffer cannot be written to, or if there is no memory for the
+// area.
 bool TFilterStreamBuf::FlushPutArea() {
     if (!IsWritable())
         return false;

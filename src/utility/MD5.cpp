@@ -29,8 +29,8 @@ void StoreWord(char *to, std::uint32_t word) noexcept {
     std::memcpy(to, &word, sizeof word);
 }
 
-// The step functions. G is the sum of two terms that have no bit in common. The term that does not depend on `b`, the
-// word computed last, is added first, so that the processor need not wait for `b`.
+// The step functions. G is the sum of two terms that have no bit in common. The word `b` was computed last. The term
+// that does not depend on `b` is added first, because the processor need not wait for `b` to do that.
 struct F {
     static void Add(std::uint32_t &a, std::uint32_t b, std::uint32_t c, std::uint32_t d) noexcept {
         a += d ^ (b & (c ^ d));
@@ -79,8 +79,8 @@ CalculateMD5::CalculateMD5() noexcept : fState{0x67452301, 0xEFCDAB89, 0x98BADCF
 
 CalculateMD5::~CalculateMD5() {
     platform::SecureZero(fBlock, sizeof fBlock);
-    // In a keyed digest, the state after the key must stay as secret as the key: with that state, anybody can compute
-    // digests.
+    // In a keyed digest, the state after the key must stay as secret as the key, because anybody who knows this state
+    // can compute digests with the key.
     platform::SecureZero(fState, sizeof fState);
 }
 

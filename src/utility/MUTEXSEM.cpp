@@ -49,7 +49,7 @@ struct TKeptCode {
     std::uint32_t const code;
 };
 
-// The public header declares the handles as `void *`. They are cast here and nowhere else.
+// The public header declares the handles as `void *`. Only these two functions cast them to the platform's types.
 platform::Event *EventOf(void *handle) noexcept {
     return static_cast<platform::Event *>(handle);
 }

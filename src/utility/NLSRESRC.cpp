@@ -59,7 +59,7 @@ public:
 
     TString const &File() const noexcept { return fFiles[0]; }
 
-    // Returns the full name of the first existing file that the entry denotes, or null.
+    // Returns the path of the first existing file that the entry denotes, or null if there is no such file.
     TString Find(TString const &entry) const {
         for (TString const &language : fLanguages) {
             for (TString const &file : fFiles) {
@@ -95,7 +95,7 @@ void TSearchNLSPath::SetLang(char const *lang) {
     fsLang = lang ? TString(lang) : fsLang_C;
 }
 
-// Returns a string with a buffer of its own, so that a caller that writes into the result does not change fsLang.
+// Returns a string with a buffer of its own, because a caller that writes into the result must not change fsLang.
 TString TSearchNLSPath::QueryLang() {
     return fsLang.Copy();
 }

@@ -1,6 +1,6 @@
-// TOleStreamBuf and its streams read and write a component's IStream. Init() adds a reference to the component. Close()
-// and the destructor release this reference. A failure of the component is traced and ends the operation. No lock is
-// taken.
+// TOleStreamBuf and its streams read and write a component's IStream. Init() adds a reference to the new component, and
+// releases the reference to the former one. Close() and the destructor release the reference too. A failure of the
+// component is traced and ends the operation. No lock is taken.
 
 #include "tuzutil/OLESTRM.h"
 
@@ -111,7 +111,7 @@ std::streambuf::int_type TOleStreamBuf::underflow() {
     if (!fStream || doallocate() != 0)
         return traits_type::eof();
     auto const size =
-        static_cast<std::uint32_t>(pbase() - eback()); // the get area ends at the beginning of the put area
+        static_cast<std::uint32_t>(pbase() - eback()); // bytes can be read up to the beginning of the put area
     std::uint32_t read = 0;
     std::int32_t const result = platform::ReadStream(*fStream, eback(), size, read);
     if (result != 0) {

@@ -1,6 +1,7 @@
-// TPureCall: Trap() runs when a member is called that a derived class must override but does not. It writes one trace
-// entry and, if the level "trap" is traced, ends the process. TrapIn() does the same, and in a debug build always ends
-// the process. This source has no lock of its own.
+// TPureCall: Trap() runs when a member is called that a derived class must override but does not. Trap() writes one
+// trace entry and, if the level "trap" is traced, ends the process. TrapIn() does the same. In a debug build, TrapIn()
+// then also writes the names of the class and the function to standard error, and ends the process. This source has no
+// lock of its own.
 
 #include "tuzutil/PURETRAP.h"
 
@@ -19,13 +20,13 @@ TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/PURETRAP");
 // The line number in the source location of the trace entry.
 constexpr unsigned long fsLine = 40;
 
-// Set while this thread writes the trace entry. Without the flag, a destination that calls Trap() itself would cause an
-// endless recursion.
+// True while this thread writes the trace entry. Without this flag, a destination that itself calls Trap() would cause
+// an endless recursion.
 thread_local bool fsIsTrapped = false;
 
 [[noreturn]] void Stop() {
-    // The process stops at the store to address 0, which debuggers show well. If it does not, the trap instruction
-    // stops it.
+    // The store to address 0 stops the process, and debuggers show the place well. If the store does not stop the
+    // process, the trap instruction does.
     int volatile *volatile const nowhere = nullptr;
     *nowhere = 0;
     __builtin_trap();

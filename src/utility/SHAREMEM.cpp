@@ -91,7 +91,7 @@ void osSharedMemory::Fail(State state) noexcept {
     fView = nullptr;
 }
 
-// Lets other objects open the block, which this object has filled.
+// Called after this object's block has been filled. From then on, other objects can open the block.
 void osSharedMemory::Publish() noexcept {
     if (platform::PublishSharedMemory(fMapping))
         return;

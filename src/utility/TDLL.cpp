@@ -16,7 +16,7 @@ TReporter const fsReports(TUtilityTraceCategory::String, "src/utility/TDLL");
 
 constexpr std::uint32_t fsCapacity = 257; // room for a text, in characters, including its terminating zero
 
-// Returns the text with the number `id`, or a null string if there is none.
+// Returns the text with the number `id`, or a null string if the library has no such text.
 template <typename Character>
 TString Load(platform::Library *library, unsigned long id) {
     Character text[fsCapacity];
@@ -24,8 +24,8 @@ TString Load(platform::Library *library, unsigned long id) {
     return length ? TString(text, static_cast<unsigned int>(length * sizeof(Character)), ' ') : TString();
 }
 
-// Returns the text with the number `id` as UTF-8, whatever the process's encoding is, or a null string if there is
-// none. A text of fsCapacity bytes or more is cut between two characters.
+// Returns the text with the number `id` as UTF-8, whatever the process's encoding is. Returns a null string if the
+// library has no such text. A text of fsCapacity bytes or more is cut between two characters, to fewer bytes than that.
 TString LoadUtf8(platform::Library *library, unsigned long id) {
     TString text = Load<unsigned short>(library, id);
     text.SetUnicode(1);

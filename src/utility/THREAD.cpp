@@ -21,15 +21,15 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/THREAD");
 constexpr std::uintptr_t fsNoHandle = ~std::uintptr_t{0};
 
-// The starter passes this object to the new thread. It is on the stack of the starter, which waits until `started` is
-// posted.
+// The starting thread passes this object to the new thread. The object is on the stack of the starting thread, which
+// waits until `started` is posted.
 struct TStart {
     TThread &thread;
     platform::Event *started;
 };
 
 // Traces an exception that left the body of a thread. If the full text cannot be made, traces only the name of the
-// exception. This function does not throw, so that the thread ends in order.
+// exception. This function does not throw, because an exception would keep the thread from ending in order.
 void TraceEscaped(TException const &problem) noexcept {
     if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
         return;
@@ -64,9 +64,9 @@ int TThread::Run() {
     return TPureCall::Trap(*this, "TThread::Run()");
 }
 
-// The new thread adds two references before it posts `started`: its own, and one for the starter. Run() may return, and
-// all other users may release the object, before the starter wakes up. The reference for the starter keeps the object
-// from being destroyed in that time.
+// The new thread adds two references before it posts `started`: its own, and one for the starting thread. Run() may
+// return, and all other users may release the object, before the starting thread wakes up. The reference for the
+// starting thread keeps the object from being destroyed in that time.
 int TThread::Start() {
     // When the thread ends, it deletes its object if nobody else has a reference to the object. So an object without
     // references must be made by new.
@@ -78,7 +78,7 @@ int TThread::Start() {
         std::uint32_t const error = platform::LastError();
         platform::DeleteEvent(start.started);
         TThreadLaunch::ReportNotStarted();
-        platform::SetLastError(error); // callers may ask the system for it
+        platform::SetLastError(error); // callers may ask the system for this error
         return 1;
     }
     platform::WaitEvent(start.started, platform::waitForEver);

@@ -27,7 +27,7 @@ void TForks::InParent() noexcept {
     TTrace::Base::fsMutex.Unlock();
 }
 
-// Before() may have failed to take the lock of the timers, if the thread had no memory for its first lock.
+// If the thread had no memory for its first lock, Before() may have failed to take the lock of the timers.
 void TForks::InChild() noexcept {
     if (TMasterTimer::fsLock.IsHeld())
         TMasterTimer::LoseThread();

@@ -1,16 +1,16 @@
 #ifndef TUZUTIL_THREAD_LAUNCH
 #define TUZUTIL_THREAD_LAUNCH
 
-// Starts the threads of the library itself. These threads receive no signals, and the starter does not wait until they
-// run. The reason is that a static object of a library may start a thread while the system loads that library. Such a
-// thread cannot run before the load has ended, so a starter that waits would wait for ever.
+// Starts the threads of the library itself. These threads receive no signals. The starting thread does not wait until
+// the new thread runs, because a static object of a library may start a thread while the system loads that library. The
+// new thread cannot run before the load has ended, so a wait would never end.
 
 #include "tuzutil/THREAD.h"
 
 class TThreadLaunch {
 public:
     // Returns whether the object has its event and its lock. Traces what is missing. The library's threads are started
-    // only if nothing is missing, so that nothing is traced later.
+    // only if nothing is missing, because a later use of a missing part would be traced.
     static bool HasAll(TThread &thread);
 
     // Starts the thread and returns true. The thread takes over one reference of the caller, and releases the reference

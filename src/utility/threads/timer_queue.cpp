@@ -14,8 +14,8 @@ void TakePlace(TTimerLink **place, TTimerLink &link, TTimerLink const &other) no
 
 } // namespace
 
-// Returns the pointer that leads to the head of the list for the time `due`. If there is no such list, returns the null
-// pointer at which its head belongs. Takes at most one step for each bit of a time.
+// Returns the address of the pointer to the head of the list for the time `due`. If there is no such list, this pointer
+// is null, and Add() stores the head of a new list there. Takes at most one step for each bit of a time.
 TTimerLink **TTimerQueue::PlaceOf(std::uint64_t due) noexcept {
     TTimerLink **place = &fRoot;
     for (std::uint64_t bit = fHighestBit; *place && (*place)->due != due; bit >>= 1)

@@ -1,14 +1,14 @@
 #ifndef TUZUTIL_TIMER_QUEUE
 #define TUZUTIL_TIMER_QUEUE
 
-// Holds the armed timers in the order in which they are due. Of the timers of one time, the one set last comes first.
-// Add() and Remove() take at most as many steps as a time has bits, and fewer if the timers are due at few different
-// times. They allocate nothing, so they cannot fail.
+// Holds the armed timers, and finds the timer that is due first. If several timers are due at that time, finds the one
+// that was added last. Add() and Remove() take at most as many steps as a time has bits, and fewer if the timers are
+// due at few different times. These functions allocate nothing, so they cannot fail.
 //
-// The timers of one time form a list. The heads of the lists form a binary tree by the bits of the time, from the
-// highest bit down. The root has depth 0. At depth d, times whose d-th highest bit is 0 are below branch[0], the others
-// below branch[1]. The place of a node prescribes only the bits that lead to this place, and all nodes below it have
-// these bits too. So any leaf below a node can take the place of that node.
+// The timers of one time form a list. The heads of the lists are the nodes of a binary tree. The root divides the other
+// times by their highest bit, the children of the root divide them by the second highest bit, and so on. Times in which
+// this bit is 0 are below branch[0], the others are below branch[1]. So all times below a place have the bits that lead
+// to this place. Nothing else is required of them, so any leaf below a node can take the place of that node.
 
 #include "tuzutil/TIMER.h"
 
