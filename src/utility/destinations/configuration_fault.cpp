@@ -34,7 +34,8 @@ bool IsListening() {
     return true;
 }
 
-// Writes an entry to the destination of NUV_TRACE_STARTUP. Returns false if the destination does not take it.
+// Writes a warning to the destination of NUV_TRACE_STARTUP. If the destination does not exist or does not write
+// warnings, returns false.
 bool WriteToStartupTrace(std::string const &text) {
     TTextMessage message("%s", text.c_str());
     message.SetDebugging("src/utility/TRACEP", __LINE__);

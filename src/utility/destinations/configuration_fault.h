@@ -17,7 +17,7 @@ enum TFaultEntry { noEntryYet, alsoAnEntry };
 // Reports the line: Trace configuration: WHAT "NAME". If there is no memory for the line, reports nothing.
 void TellConfigurationFault(std::string_view what, std::string_view name, TFaultEntry entry = noEntryYet) noexcept;
 
-// Returns a text from outside, cut to 200 bytes, with a "?" for each control character.
+// Returns `text` cut to 200 bytes, with a "?" in place of each control character.
 std::string Printable(std::string_view text);
 
 // Holds the handle of the destination of NUV_TRACE_STARTUP. The destination receives faults as long as this object

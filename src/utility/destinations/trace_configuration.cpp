@@ -24,7 +24,7 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
-constexpr int fsDeepest = 16; // how many variables are read if each refers to another
+constexpr int fsDeepest = 16; // if each variable refers to another, at most so many are read
 
 // Destinations
 
@@ -50,8 +50,8 @@ std::string FileNameOrDefault(std::string const &argument) {
     return argument.empty() ? DefaultLogName() : LibraryForm(argument);
 }
 
-// Returns the handle. Reports a fault if the file of its destination could not be opened. The handle is returned all
-// the same, but its destination writes nothing.
+// Returns the handle `trace`. If the file of its destination could not be opened, also reports this fault. The
+// destination then writes nothing.
 template <typename Destination>
 TTrace Checked(TTrace trace, std::string const &name) {
     auto const &file = static_cast<Destination const &>(*trace.QueryPointer());
@@ -86,7 +86,7 @@ TTrace FactoryTrace(TTraceConfiguration &configuration) {
         keyword.empty() ? nullptr
                         : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(LibraryForm(keyword).c_str()));
     if (factory) {
-        TLock const lock(TTrace::Base::fsMutex); // no other thread reaches the destination before it is complete
+        TLock const lock(TTrace::Base::fsMutex); // no other thread writes to the destination before it is complete
         return factory->CreateTrace(configuration.argument.c_str());
     }
     fsReports.Error(fsNoFactory, keyword.c_str());
@@ -125,8 +125,8 @@ void ReportStartup(std::string const &problem) {
     std::cerr << fsStartupVariable + (": " + problem) + "\n" << std::flush;
 }
 
-// If the selection has a fault, reports it and restores level, component and default, so that the selection is not
-// applied in part.
+// If the selection has a fault, reports the fault and restores level, component and default, because the selection must
+// not be applied in part.
 void ApplyStartupSelection(TTrace::Base &destination, std::string const &selection) {
     unsigned long const level = destination.QueryLevel();
     unsigned long const component = destination.QueryComponent();

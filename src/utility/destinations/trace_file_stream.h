@@ -27,7 +27,7 @@ protected:
     int_type overflow(int_type c) override;
 
 private:
-    explicit TTraceFileBuf(platform::TraceFile *opened) noexcept; // if it is null, fError becomes LastError()
+    explicit TTraceFileBuf(platform::TraceFile *opened) noexcept; // if `opened` is null, fError becomes LastError()
 
     platform::TraceFile *fFile;
     std::uint32_t fError;
@@ -39,7 +39,7 @@ public:
     using TTraceFileBuf::OpenError;
     using TTraceFileBuf::Use;
 
-    // The name is in the library's form, or a path of the standard library.
+    // The name is a `char const *` in the library's form, or a path of the standard library.
     template <typename Name>
     TTraceFileStream(Name const &name, Use use) : TTraceFileBuf(name, use), std::ostream(this) {
         if (!IsOpen())

@@ -1,5 +1,5 @@
 // Applies a selection to a destination, field by field: levels, components, the default, categories, parts of the
-// prefix. No lock is held here. The destination takes its lock for each change.
+// prefix. This source takes no lock. The functions of the destination take the trace lock if they need it.
 
 #include "utility/destinations/trace_selection.h"
 

@@ -19,7 +19,7 @@ std::int32_t TFindTable::Add(platform::Search *search) {
                                              static_cast<std::uint32_t>(slot - fSlots.data()));
         }
     }
-    // The lock is released by now, because the exception may be traced under the trace lock.
+    // The table's lock is released before the exception is thrown, because throwing it may take the trace lock.
     platform::CloseSearch(search);
     TReporter(TUtilityTraceCategory::Directory, "src/utility/files/search_table").RaiseOutOfMemory();
 }

@@ -1,5 +1,5 @@
-// Rewrites the formats of messages for a printf that does not know numbered arguments. Collects the values of the
-// arguments in the block that such a printf takes.
+// Rewrites the format of a message for a printf that does not know numbered arguments. Collects the values of the
+// arguments in a block, in the order in which such a printf takes them.
 
 #include "utility/kernel/message_format.h"
 #include "utility/kernel/string_access.h"

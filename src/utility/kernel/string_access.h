@@ -22,12 +22,12 @@ struct TStringAccess {
     // Returns a string that shares a buffer. The count of the buffer grows by 1.
     static TString Shared(TStringBuffer &buffer) noexcept { return TString(&buffer); }
 
-    // Shortens a string to `length` bytes without moving it. REQUIRES: the string is not shared, and has at least as
-    // many bytes.
+    // Shortens a string to `length` bytes in place. REQUIRES: the string does not share its buffer, and has at least
+    // `length` bytes.
     static void Truncate(TString &text, unsigned int length) noexcept { text.SetLength(length); }
 
-    // Lengthens or shortens a string, which gets a buffer of its own. Its bytes are kept up to the new length.
-    // Additional bytes are not written.
+    // Gives a string a new buffer of `length` bytes, and copies the bytes of the string up to this length. Any further
+    // bytes of the buffer are not written. REQUIRES: the string is not null.
     static void Resize(TString &text, std::uint64_t length) { text.MakeUnique(TString::CheckedLength(length)); }
 };
 

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_TRACE_OBSERVERS
 #define TUZUTIL_TRACE_OBSERVERS
 
-// The observers of the global trace words, and the lock that guards their set. A thread that needs this lock and the
-// trace lock takes the trace lock first. The set and its lock are defined in STARTUP.cpp and never destroyed.
+// The observers of the global level and the global component (TRACENOT.h), and the lock that guards their set. A thread
+// that needs this lock and the trace lock takes the trace lock first. The set and its lock are defined in STARTUP.cpp
+// and never destroyed.
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/MUTEXSEM.h"

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TRACE_RECORD
 #define TUZUTIL_TRACE_RECORD
 
-// TTraceRecord: composes one record of a trace in memory, so that a destination can write the record in one piece.
+// TTraceRecord: composes one record of a trace in memory, because a destination writes a record in one piece.
 
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"

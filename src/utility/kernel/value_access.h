@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_VALUE_ACCESS
 #define TUZUTIL_VALUE_ACCESS
 
-// TagVarAccess: reads the contents of tagged values without a check of their kind. It is for code of the library that
-// has tested the kind already.
+// TagVarAccess: reads the content of a TagVar without a check of its kind. Only code of the library that has tested the
+// kind already uses it.
 
 #include "tuzutil/TAGVAR.h"
 

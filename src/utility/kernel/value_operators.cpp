@@ -1,5 +1,5 @@
-// The operators of tagged values. Tables say for each operator which kinds of values it accepts, and how it computes
-// the result. An operator looks up its outcome before it changes anything.
+// The operators of TagVar. A table says for each operator which kinds of values the operator accepts, and how it
+// computes the result. An operator looks up its outcome before it changes anything.
 
 #include "tuzutil/TAGVAR.h"
 #include "utility/kernel/value_reports.h"
@@ -61,7 +61,7 @@ constexpr TOutcomes fsPlus =       "iur......";
 constexpr TOutcomes fsStep =       "iur.!t...";
 // clang-format on
 
-// Throws if the outcome is "." or "!".
+// Throws if the outcome is "." or "!". Otherwise returns the outcome.
 char Decided(char outcome, std::uint32_t line) {
     if (outcome == '.')
         tagvar::ReportMismatch(line);
@@ -77,8 +77,8 @@ std::uint32_t Truncate(double value) noexcept {
                                             : 0x80000000u;
 }
 
-// A division by zero raises the processor's fault, as TAGVAR.h says. The divisor is volatile, so that the compiler
-// cannot remove the division. REQUIRES: a signed divisor is not -1, because some processors also raise a fault if they
+// A division by zero raises the processor's fault, as TAGVAR.h says. The divisor is volatile, because the compiler must
+// not remove the division. REQUIRES: a signed divisor is not -1, because some processors also raise a fault if they
 // divide the smallest integer by -1.
 template <typename Word>
 __attribute__((no_sanitize("undefined"))) Word Quotient(Word left, Word right) noexcept {

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_VALUE_REPORTS
 #define TUZUTIL_VALUE_REPORTS
 
-// The three exceptions of tagged values: "type mismatch" if the kind of a value does not fit, "not implemented" if
+// The three exceptions of TagVar: "type mismatch" if the kind of a value does not fit, "not implemented" if
 // there is no such operation for the kind, and "unknown type". Each exception has the line number of the caller.
 
 #include "utility/kernel/reporter.h"

@@ -58,14 +58,14 @@ std::string DurationText(Count count, long long numerator, long long denominator
     return Decimal(count) + UnitName(numerator, denominator);
 }
 
-// Appends a number with leading zeros.
+// Appends a number with as many leading zeros as `digits` digits need.
 void Append(std::string &text, long long number, std::size_t digits) {
     std::string const decimal = Decimal(number);
     text.append(digits - std::min(digits, decimal.size()), '0') += decimal;
 }
 
-// Appends the Gregorian date of the day that is `days` days after 1970-01-01. Years begin in March here, so that the
-// leap day is the last day of a year.
+// Appends the Gregorian date of the day that is `days` days after 1970-01-01. Years begin in March here, because the
+// leap day is then the last day of a year.
 void AppendDate(std::string &text, long long days) {
     days += 719468; // since 0000-03-01
     long long const era = (days >= 0 ? days : days - 146096) / 146097;

@@ -32,8 +32,8 @@ TUZUTIL_AVX2 inline unsigned int Mask32(__m256i equal) noexcept {
     return static_cast<unsigned int>(_mm256_movemask_epi8(equal));
 }
 
-// Each of the functions below searches whole blocks. If it returns null, the rest has to be searched, and `from` or
-// `end` has been moved to the rest.
+// Each of the next three functions searches whole blocks, and moves `from` or `end` past them. If the function returns
+// null, the caller must search the rest between `from` and `end`.
 
 TUZUTIL_AVX2 char const *LastByteInBlocks(char const *from, char const *&end, char c) noexcept {
     __m256i const wanted = _mm256_set1_epi8(c);

@@ -2,8 +2,8 @@
 #define TUZUTIL_TEXT_LIBRARY
 
 // Opens the language library of a message store, and loads texts from it. Every failure is traced, and the caller then
-// uses the default texts. The search, the opening and the loading are parameters, so that a test can cause every
-// failure.
+// uses the default texts. The search, the opening and the loading are parameters, because a test causes each failure by
+// functions of its own.
 
 #include "platform/no_cancel.h"
 #include "tuzutil/EXCEPTN.h"

@@ -2,8 +2,8 @@
 #define TUZUTIL_BASE64_LOOPS
 
 // The inner loops of Base64. The loops of Encode() and Decode() have two forms: a portable one, and one for processors
-// with byte shuffles (SSSE3). The two forms give the same bytes for every input. The caller chooses the form, so that
-// tests can run both.
+// with byte shuffles (SSSE3). The two forms give the same bytes for every input. The caller chooses the form, because
+// the tests run both.
 
 #include <array>
 #include <cstddef>
@@ -79,7 +79,7 @@ inline char *EncodeGroups(Byte const *from, std::size_t groups, char *to) noexce
     return to;
 }
 
-// Encodes the last group if it has only one or two bytes.
+// Encodes a last group of one or two bytes.
 inline char *EncodePadded(Byte const *from, std::size_t count, char *to) noexcept {
     unsigned int const second = count == 2 ? from[1] : 0;
     unsigned int const bits = unsigned{from[0]} << 16 | second << 8;
@@ -217,7 +217,7 @@ inline Strict DecodeStrictGroup(Position &at, char const *end, bool skips) noexc
     if (count + padding < 4)
         return Strict::fault;
     bits <<= 6 * padding;
-    if (bits & ((1u << 8 * padding) - 1)) { // bits that belong to no byte
+    if (bits & ((1u << 8 * padding) - 1)) { // these bits belong to no byte and must be 0
         at.from = last;
         return Strict::fault;
     }
@@ -226,8 +226,8 @@ inline Strict DecodeStrictGroup(Position &at, char const *end, bool skips) noexc
     return padding ? Strict::end : Strict::group;
 }
 
-// Decodes a whole text. Returns whether it is valid. If not, at.from is the first fault, or the end of an incomplete
-// text.
+// Decodes a whole text. Returns whether the text is valid. If it is not, at.from is the first fault, or the end of an
+// incomplete text.
 inline bool DecodeStrict(Position &at, char const *end, bool skips) noexcept {
     Strict result = Strict::group;
     while (result == Strict::group) {
@@ -279,8 +279,8 @@ TUZUTIL_SSSE3 inline void EncodeTwelve(Byte const *from, char *to) noexcept {
     _mm_storeu_si128(reinterpret_cast<__m128i *>(to), EncodeSpread(_mm_shuffle_epi8(LoadBytes(from), spread)));
 }
 
-// A line has four times twelve bytes and six more. These six are loaded as the last six of sixteen bytes, so that no
-// byte after the line is read.
+// A line has four times twelve bytes and six more. These six are loaded as the last six of sixteen bytes, because no
+// byte after the line may be read.
 TUZUTIL_SSSE3 inline char *EncodeLinesShuffle(Byte const *from, std::size_t lines, char *to) noexcept {
     __m128i const spreadLast = _mm_setr_epi8(11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1);
     for (; lines; --lines, from += fsLine, to += fsColumns + 1) {
@@ -330,8 +330,8 @@ TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexce
     return _mm_loadu_si128(reinterpret_cast<__m128i const *>(table.data()));
 }
 
-// Decodes sixteen characters to twelve bytes, but writes sixteen. Returns a bit for each character that is not in the
-// alphabet. The groups before the first such character are decoded correctly.
+// Decodes sixteen characters to twelve bytes, but writes sixteen bytes. Returns a bit for each character that is not in
+// the alphabet. The groups before the group of the first such character are decoded correctly.
 TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noexcept {
     __m128i const text = _mm_loadu_si128(reinterpret_cast<__m128i const *>(from));
     __m128i const half = _mm_set1_epi8(15);
@@ -348,8 +348,9 @@ TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noex
     return static_cast<unsigned int>(_mm_movemask_epi8(right)) ^ 0xFFFFu;
 }
 
-// Decodes a full line and returns true if all its characters are in the alphabet. The last sixteen characters overlap
-// those before them by eight, so that no character after the line is read.
+// Decodes a full line. Returns false if the line has a character outside the alphabet. The bytes written are then
+// wrong. The last sixteen characters overlap those before them by eight, because no character after the line may be
+// read.
 TUZUTIL_SSSE3 inline bool DecodeLine(char const *from, Byte *to) noexcept {
     return (DecodeSixteen(from, to) | DecodeSixteen(from + 16, to + 12) | DecodeSixteen(from + 32, to + 24) |
             DecodeSixteen(from + 48, to + 36) | DecodeSixteen(from + 56, to + 42)) == 0;

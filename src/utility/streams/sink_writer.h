@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_SINK_WRITER
 #define TUZUTIL_SINK_WRITER
 
-// Writes to a sink stream that may have std::unitbuf set. If it is set, a standard stream flushes in the destructor of
-// its sentry. An exception that leaves a destructor ends the process. So the flag is cleared during the write, and the
-// sink is flushed afterwards outside of any destructor.
+// Writes to a sink stream that may have std::unitbuf set. If this flag is set, a standard stream flushes in the
+// destructor of its sentry. An exception that leaves a destructor ends the process. So the flag is cleared during the
+// write, and the sink is flushed afterwards outside of any destructor.
 
 #include "utility/kernel/stream_guard.h"
 
@@ -24,8 +24,8 @@ private:
     std::ostream &fSink;
 };
 
-// Runs `write` on the sink if the sink is good. Otherwise sets the fail bit of the sink, so that the caller sees that
-// nothing was written. A sink that is also read is not good after reading has reached the end of the data.
+// Runs `write` on the sink if the sink is good. Otherwise sets the fail bit of the sink, because nothing is written. A
+// sink that is also read is not good after reading has reached the end of the data.
 template <typename F>
 void Through(std::ostream &sink, F write) {
     if (!sink.good()) {

@@ -57,9 +57,9 @@ inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, st
     return true;
 }
 
-// Returns the lines that the source's buffer already holds, so that they can be taken without a call of the buffer.
-// They are less than `size` bytes and end with LF, and at least one more byte follows them in the buffer. Returns
-// nothing if there is no such line, if the source is not good, or if reading would have to flush a tied stream.
+// Returns lines that the source's buffer already holds. These lines have fewer than `size` bytes in all and end with
+// LF, and at least one more byte follows them in the buffer. Returns an empty view if there is no such line, if the
+// source is not good, or if reading would have to flush a tied stream.
 std::string_view HeldLines(std::istream &source, std::size_t size);
 
 } // namespace source_reader
