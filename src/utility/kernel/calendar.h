@@ -14,8 +14,9 @@ constexpr std::int64_t fsSecondsPerDay = 86400;
 // inside these years.
 constexpr std::int64_t fsMostDays = 700'000'000'000;
 
-// Returns the days from 1970-01-01 to the first day of a month of the Gregorian calendar. A year is taken to begin in
-// March, so that the leap day is its last day. 400 years have 146097 days.
+// Returns the days from 1970-01-01 to the first day of a month of the Gregorian calendar. The month is counted from 0
+// for January. Inside this function years begin in March, because the leap day is then the last day of a year. 400
+// years have 146097 days.
 constexpr std::int64_t DaysToMonth(std::int64_t year, int month) noexcept {
     std::int64_t const marchYear = month < 2 ? year - 1 : year;
     std::int64_t const era = (marchYear >= 0 ? marchYear : marchYear - 399) / 400;
@@ -39,8 +40,8 @@ constexpr int Weekday(std::int64_t days) noexcept {
     return static_cast<int>(((days + 4) % 7 + 7) % 7);
 }
 
-// Fills in the nine standard fields of a record, in UTC, and leaves all others as they are. A time that is further from
-// 1970 than fsMostDays becomes the nearest one.
+// Fills in the nine standard fields of a record, in UTC, and leaves all others as they are. If the time is further from
+// 1970 than fsMostDays, fills in the nearest time that is not.
 constexpr void FillRecord(std::int64_t time, std::tm &record) noexcept {
     std::int64_t const limited = std::clamp(time, -fsMostDays * fsSecondsPerDay, fsMostDays * fsSecondsPerDay);
     std::int64_t days = limited / fsSecondsPerDay;

@@ -72,7 +72,8 @@ private:
         return false;
     }
 
-    // Skips a line end, which must be followed by a blank: the header field is folded there.
+    // Skips a line end. Returns false if no blank follows, because only a folded header field continues after a line
+    // end.
     bool Fold() noexcept {
         std::size_t const begin = fPosition;
         fPosition += IsAt('\r') ? 1 : 0;
@@ -147,7 +148,7 @@ private:
         return place >= 0 || FailAt(begin);
     }
 
-    // Reads the name of a day and its comma, if the text begins with a letter.
+    // If a letter comes next, reads the name of a day and the comma after it. Otherwise reads nothing.
     bool Weekday(int &weekday, std::size_t &begin) noexcept {
         begin = fPosition;
         if (!IsAtLetter())
@@ -204,8 +205,8 @@ private:
         return true;
     }
 
-    // Reads the name of a zone, an obsolete form. "J" was never the name of a zone, so it is a fault. Of the other
-    // names, only those of North America tell an offset.
+    // Reads the name of a zone, which is an obsolete form. "J" was never the name of a zone, so it is a fault. Only the
+    // names of North American zones tell an offset. All other names count as offset 0.
     bool NamedZone(std::int32_t &zone) noexcept {
         std::size_t const begin = fPosition;
         while (IsAtLetter())
@@ -223,7 +224,7 @@ private:
     char const *fText;
     std::size_t fLength;
     std::size_t fPosition = 0;
-    int fDigits = 0; // of the number read last
+    int fDigits = 0; // how many digits the number read last has
 };
 
 } // namespace

@@ -18,9 +18,9 @@ constexpr std::size_t fsMailDateSize = 40; // bytes of a date that WriteMailDate
 // the terminating zero, or 0 if the form cannot express the date.
 std::size_t WriteMailDate(TMailDate const &date, char (&text)[fsMailDateSize]) noexcept;
 
-// Reads a date in the strict or in an obsolete form, and never reads beyond `length`. Returns 0 and sets `date` if the
-// whole text is a date. Otherwise returns the 1-based position of the first fault, which is length + 1 if the text ends
-// too early, and does not change `date`.
+// Reads a date in the strict or in an obsolete form, and never reads beyond `length`. If the whole text is a date, sets
+// `date` and returns 0. Otherwise leaves `date` as it is, and returns the position of the first fault, counted from 1.
+// If the text ends too early, this position is length + 1.
 std::size_t ReadMailDate(char const *text, std::size_t length, TMailDate &date) noexcept;
 
 #endif

@@ -59,7 +59,7 @@ inline constexpr TConversionRow fsConversionRows[] = {
     {"n", TConversion::storesCount, 0},
 };
 
-inline constexpr std::int64_t fsCountSize = 20; // the fewest characters that ValidateArgs() assumes for a width
+inline constexpr std::int64_t fsCountSize = 20; // ValidateArgs() assumes at least so many characters for a width
 
 inline constexpr auto fsConversions = [] {
     std::array<TConversion, 128> table{};
@@ -122,8 +122,8 @@ struct TDirective {
     // Set by the parser. The pieces of the format from kept[0] to kept[1], from kept[2] to kept[3] and from kept[4] to
     // kept[5] are together the flags, width and precision without the numbers of arguments.
     Char const *kept[6];
-    // Set by the parser. The place at which the literal text continues: after the conversion, or at the character of an
-    // unknown conversion.
+    // Set by the parser. This is the place at which the literal text continues: after the conversion, or at the
+    // character of an unknown conversion.
     Char const *end;
 };
 
@@ -237,8 +237,8 @@ private:
         return flags;
     }
 
-    // Reads a width or a precision: digits, or a star that may have the number of an argument. That number begins at
-    // gap[0] and ends at gap[1], and is left out of TDirective::kept.
+    // Reads a width or a precision: digits, or a star and, if present, the number of an argument with its "$". The part
+    // of the format from gap[0] to gap[1] is this number with its "$", which TDirective::kept leaves out.
     void TakeCount(TCountSource &count, Char const **gap) noexcept {
         gap[0] = gap[1] = fAt;
         if (Is('*')) {

@@ -1,5 +1,5 @@
-// The formatter of messages: prints typed values into narrow or 16-bit text. The size of the text is limited by the
-// size of the format and its arguments, so that a short message cannot use up the memory.
+// The formatter of messages: prints typed values into narrow or 16-bit text. The size of the format and its arguments
+// limits the size of the text, because a short message must not use up the memory.
 
 #include "platform/platform.h"
 #include "utility/kernel/message_format.h"
@@ -25,10 +25,11 @@ constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or
 constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
 constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 
-// A text has a limit. Otherwise a short message from another machine could make a huge text, by large widths and
-// precisions, or by printing a long argument many times. The limit is fsAlwaysRoom, plus fsRoomPerByte for each byte of
-// the format and its arguments. But the limit is at most fsManyBytes or, if that is more, fsRoomPerByteOfMany for each
-// of these bytes. It is never above fsMostBytes. Sizes are in bytes.
+// The size of a text has a limit. Otherwise a short message from another machine could make a huge text, by large
+// widths and precisions, or by printing a long argument many times. The limit is the least of three numbers of bytes:
+// - fsAlwaysRoom, plus fsRoomPerByte for each byte of the format and its arguments,
+// - fsManyBytes or, if that is more, fsRoomPerByteOfMany for each byte of the format and its arguments,
+// - fsMostBytes.
 constexpr std::uint64_t fsAlwaysRoom = 0x40000;
 constexpr std::uint64_t fsRoomPerByte = 16;
 constexpr std::uint64_t fsManyBytes = 0x1000000;
@@ -151,8 +152,8 @@ constexpr auto fsTwoDigits = [] {
     return digits;
 }();
 
-// Conversion between narrow and 16-bit text, by the current locale or as UTF-8. A character without a counterpart
-// becomes "?".
+// Conversion between narrow and 16-bit text, by the current locale or, if the UTF-8 mode is on (UNICODE.h), as UTF-8. A
+// character without a counterpart becomes "?".
 
 // Reads one character of 16-bit text, moves `at` past it, writes its bytes and returns their number. REQUIRES: at least
 // one unit is left.
@@ -251,8 +252,8 @@ public:
         }
     }
 
-    // Returns the text. A 16-bit text with more characters than ValidateArgsW() returns keeps only its first character.
-    // A narrow text is not cut here.
+    // Returns the text. If a 16-bit text has more characters than the number that ValidateArgsW() returns, only the
+    // first character is left, or none if this number is 0. A narrow text is not cut here.
     TString Take() {
         auto const size = static_cast<std::size_t>(std::clamp<std::int64_t>(fSize, 0, 0xFFFFFFFF));
         if (sizeof(Char) != 1 && fOut.Used() > size)
@@ -464,8 +465,8 @@ private:
             return PadText(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
         }
 
-        // The text is measured before it is put, because blanks may precede it. The precision does not cut a converted
-        // character.
+        // The text is measured before it is put, because blanks may precede it. The precision never cuts a character
+        // that is converted to several units.
         Char units[MB_LEN_MAX];
         From const *end = text;
         std::size_t count = 0;
