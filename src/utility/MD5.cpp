@@ -1,5 +1,5 @@
 // CalculateMD5: computes the digest of bytes that arrive in pieces. The bytes may be a secret key. So the destructor
-// zeroes the state, and bytes are copied only into a block that is incomplete. No lock is taken and nothing is
+// zeroes the state, and bytes are copied only if their block is not complete yet. No lock is taken and nothing is
 // allocated.
 
 #include "tuzutil/MD5.h"
@@ -30,7 +30,7 @@ void StoreWord(char *to, std::uint32_t word) noexcept {
 }
 
 // The step functions. G is the sum of two terms that have no bit in common. The word `b` was computed last. The term
-// that does not depend on `b` is added first, because the processor need not wait for `b` to do that.
+// without `b` is added first, because this addition need not wait for `b`.
 struct F {
     static void Add(std::uint32_t &a, std::uint32_t b, std::uint32_t c, std::uint32_t d) noexcept {
         a += d ^ (b & (c ^ d));

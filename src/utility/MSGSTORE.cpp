@@ -88,8 +88,8 @@ bool TTextMessageArchive::Register(TTextMessageStore *store) {
     return true;
 }
 
-// Removes the entry of this store. Compares the addresses of the stores as well as their names, because another store
-// of the same name may be registered instead of this one.
+// Removes the entry of `store`. Compares the address of the store as well as its name, because another store of the
+// same name may be registered instead of this one.
 void TTextMessageArchive::Deregister(TTextMessageStore const *store) {
     TLock const lock(fsMutex);
     auto *const element = FindKey(store->Key());

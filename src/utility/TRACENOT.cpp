@@ -1,6 +1,6 @@
-// TTraceNotify: observers of the global level and the global component. They are called while the calling thread holds
-// the trace lock, TTrace::Base::fsMutex, and then TTraceObservers::fsMutex. An observer may join, leave, write trace
-// entries, and change which entries are traced. Exceptions that an observer throws are dropped.
+// TTraceNotify: observers of the global level and the global component. The thread that calls them holds two locks,
+// which it takes in this order: the trace lock, TTrace::Base::fsMutex, and TTraceObservers::fsMutex. An observer may
+// join, leave, write trace entries, and change which entries are traced. An exception of an observer is dropped.
 
 #include "tuzutil/TRACENOT.h"
 

@@ -57,8 +57,8 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
     return fComponent == other.fComponent && fName.isEqual(other.fName);
 }
 
-// The registry. A static category is registered under the lock of the system's loader if its library is loaded by the
-// program. So this registration takes no lock of this library: a thread that holds a lock of this library may be
+// The registry. While the system loads a library, it holds the loader's lock, and the static categories of that library
+// are registered. So this registration takes no lock of this library, because a thread that holds such a lock may be
 // waiting for the loader's lock.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {

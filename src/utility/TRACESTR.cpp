@@ -103,7 +103,7 @@ unsigned int TTraceStreamBase::QueryFileMode() noexcept {
 }
 
 void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
-    std::unique_ptr<std::ostream> former; // destroyed after the lock is released, because it may run any code
+    std::unique_ptr<std::ostream> former; // its destructor may run any code, so it is destroyed after the unlock
     TLock const lock(fsFileMutex);
     former = std::exchange(fOwned, std::unique_ptr<std::ostream>(owned ? stream : nullptr));
     if (former.get() == stream)

@@ -17,7 +17,7 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
-constexpr std::uint32_t fsFirstSlots = 16; // room is made for so many arguments at most after the first has arrived
+constexpr std::uint32_t fsFirstSlots = 16; // after the first argument has arrived, room is made for at most this many
 
 std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));

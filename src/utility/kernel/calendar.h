@@ -40,8 +40,8 @@ constexpr int Weekday(std::int64_t days) noexcept {
     return static_cast<int>(((days + 4) % 7 + 7) % 7);
 }
 
-// Fills in the nine standard fields of a record, in UTC, and leaves all others as they are. If the time is further from
-// 1970 than fsMostDays, fills in the nearest time that is not.
+// Fills in the nine standard fields of a record, in UTC, and leaves all others as they are. If the time is further than
+// fsMostDays from 1970, fills in the nearest time that is not further.
 constexpr void FillRecord(std::int64_t time, std::tm &record) noexcept {
     std::int64_t const limited = std::clamp(time, -fsMostDays * fsSecondsPerDay, fsMostDays * fsSecondsPerDay);
     std::int64_t days = limited / fsSecondsPerDay;

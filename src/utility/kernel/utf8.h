@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_UTF8
 #define TUZUTIL_UTF8
 
-// Reads and writes UTF-8, one character at a time, as the Unicode standard defines it: without overlong forms and
-// surrogates, and with nothing beyond U+10FFFF. Of malformed bytes, the longest run that could begin a character is
-// read at once. One replacement character stands for the whole run, as the standard recommends.
+// Reads and writes UTF-8 and 16-bit text, one character at a time. In UTF-8, overlong forms, surrogates and numbers
+// above U+10FFFF are malformed, as the Unicode standard says. Of malformed bytes, the longest run that could begin a
+// character is read at once. One replacement character stands for the whole run, as the standard recommends.
 
 #include "utility/kernel/utf16.h"
 

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_VALUE_ACCESS
 #define TUZUTIL_VALUE_ACCESS
 
-// TagVarAccess: reads the content of a TagVar without a check of its kind. Only code of the library that has tested the
-// kind already uses it.
+// TagVarAccess: reads the content of a TagVar without a check of its kind. REQUIRES: the caller knows that the value is
+// of the kind that the function is for.
 
 #include "tuzutil/TAGVAR.h"
 

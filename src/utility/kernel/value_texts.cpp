@@ -58,7 +58,7 @@ std::string DurationText(Count count, long long numerator, long long denominator
     return Decimal(count) + UnitName(numerator, denominator);
 }
 
-// Appends a number with as many leading zeros as `digits` digits need.
+// Appends a number in at least `digits` digits, with leading zeros if necessary. REQUIRES: the number is not negative.
 void Append(std::string &text, long long number, std::size_t digits) {
     std::string const decimal = Decimal(number);
     text.append(digits - std::min(digits, decimal.size()), '0') += decimal;

@@ -348,8 +348,8 @@ TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noex
     return static_cast<unsigned int>(_mm_movemask_epi8(right)) ^ 0xFFFFu;
 }
 
-// Decodes a full line. Returns false if the line has a character outside the alphabet. The bytes written are then
-// wrong. The last sixteen characters overlap those before them by eight, because no character after the line may be
+// Decodes a full line. If the line has a character outside the alphabet, returns false, and some of the bytes written
+// are wrong. The last sixteen characters overlap those before them by eight, because no character after the line may be
 // read.
 TUZUTIL_SSSE3 inline bool DecodeLine(char const *from, Byte *to) noexcept {
     return (DecodeSixteen(from, to) | DecodeSixteen(from + 16, to + 12) | DecodeSixteen(from + 32, to + 24) |

@@ -4,8 +4,8 @@
 // TStreamFailure: an exception that passes through standard streams, as those of DOTBYTE.h do. If a buffer throws, its
 // stream sets badbit or failbit, and drops the exception unless the stream's exception mask holds that bit. A
 // TStreamFailure therefore has a token, which lists the streams that the exception passes. While the token exists, the
-// masks of these streams hold both bits. When the token is destroyed, both bits of each stream's mask and state get
-// their former values.
+// masks of these streams hold both bits. When the last token that lists a stream is destroyed, those of the two bits
+// that were not set before are cleared again, in the stream's mask and in its state.
 
 #include "tuzutil/STRMCTL.h"
 

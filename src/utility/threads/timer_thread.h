@@ -55,8 +55,8 @@ private:
 
     static TTimerQueue fsArmed;  // timers of the calendar clock
     static TTimerQueue fsSteady; // timers of the steady clock
-    // The time at which the thread wakes by itself, in milliseconds of the steady clock. It is in the past if the
-    // thread woke by itself, 0 before the thread's first sleep, and INT64_MAX if no timer is armed.
+    // The time at which the thread wakes by itself, in milliseconds of the steady clock. This time is in the past if
+    // the thread woke by itself. It is 0 before the first sleep, and INT64_MAX if the thread sleeps until it is woken.
     static std::int64_t fsWakeTime;
     static std::uint32_t fsCount; // the number of timers, armed or not
     static TMasterTimer *fsOnly;  // the object of the running thread; null if there is none
