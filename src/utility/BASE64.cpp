@@ -1,5 +1,5 @@
 // TBase64: converts strings to and from Base64. The loops are in mail/base64_loops.h. EncodeBytes() and DecodeText()
-// choose the loop that suits the processor. No lock is taken.
+// choose the loop that suits the processor. This source has no lock.
 
 #include "tuzutil/BASE64.h"
 

@@ -1,7 +1,7 @@
 // TiBinaryStream and ToBinaryStream: numbers and texts, in host or network order, over a stream that the caller owns.
 // Numbers of 2, 4 or 8 bytes are copied directly from and to the get and put areas of the stream's buffer, without a
 // virtual call, if they fit there. The memory for a text grows while its bytes arrive, because a hostile stream may
-// announce any length. No lock is taken, because a stream belongs to one thread.
+// announce any length. This source has no lock, because a stream belongs to one thread.
 
 #include "tuzutil/BINSTRM.h"
 

@@ -1,5 +1,6 @@
 // CalculateCramMD5: computes the answer to a challenge of CRAM-MD5. The answer is a keyed MD5 digest in hexadecimal
-// digits. The blocks with the key and the inner digest are zeroed before their memory is released. No lock is taken.
+// digits. The blocks with the key and the inner digest are zeroed before their memory is released. This source has no
+// lock.
 
 #include "tuzutil/CRAMMD5.h"
 

@@ -1,6 +1,6 @@
 // TDotByteStreamBuf and its streams: text bodies as mail protocols send them. In this form, a dot at the beginning of a
 // line is doubled, and a line with a single dot ends the body. Any thread may call Cancel(). The other functions are
-// for one thread at a time. No lock is taken.
+// for one thread at a time. This source has no lock.
 
 #include "tuzutil/DOTBYTE.h"
 

@@ -1,6 +1,6 @@
 // TFilterStreamBuf: the common part of buffers that pass bytes on to another stream. It manages the put area, and keeps
 // the bytes read last so that they can be put back. It lets the exceptions of DOTBYTE.h pass through the attached
-// stream (see streams/stream_failure.h). No lock is taken.
+// stream (see streams/stream_failure.h). This source has no lock.
 
 #include "tuzutil/FILTSTRM.h"
 

@@ -1,5 +1,5 @@
 // TLineStreamBuf and its streams: read the lines of a source in pieces of bounded size, and pass written bytes on to a
-// sink unchanged. No lock is taken, because a stream belongs to one thread.
+// sink unchanged. This source has no lock, because a stream belongs to one thread.
 
 #include "tuzutil/LINESTRM.h"
 

@@ -1,5 +1,5 @@
-// TMemStreamBuf and TMemStream: a stream in memory. Its bytes are in a chain of blocks, which are never moved. No lock
-// is taken, because a stream belongs to one thread.
+// TMemStreamBuf and TMemStream: a stream in memory. Its bytes are in a chain of blocks, which are never moved. This
+// source has no lock, because a stream belongs to one thread.
 
 #include "tuzutil/MEMSTRM.h"
 

@@ -1,6 +1,6 @@
 // TDateTime and TDateTime64: points in time as seconds of UTC, with calendar arithmetic of their own. The runtime's
-// mktime() is not used: it applies historical offsets of the time zone, and on Windows refuses times before 1970. No
-// lock is taken.
+// mktime() is not used: it applies historical offsets of the time zone, and on Windows refuses times before 1970. This
+// source has no lock.
 
 #include "tuzutil/TDATETIM.h"
 

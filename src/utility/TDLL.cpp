@@ -1,5 +1,5 @@
 // TDll: a dynamic library and the texts in it. The library is never closed, and copies of a TDll share its handle.
-// Several threads may load texts at the same time. No lock is taken.
+// Several threads may load texts at the same time. This source has no lock.
 
 #include "tuzutil/TDLL.h"
 

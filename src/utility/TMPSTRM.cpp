@@ -1,6 +1,6 @@
 // TTempStreamBuf and TTempStream: a stream in memory that moves to a temporary file when its TTempStreamTest asks for
-// that. The blocks in memory stay unchanged until the move has succeeded. No lock is taken, because a stream belongs to
-// one thread.
+// that. The blocks in memory stay unchanged until the move has succeeded. This source has no lock, because a stream
+// belongs to one thread.
 
 #include "tuzutil/TMPSTRM.h"
 

@@ -1,5 +1,5 @@
 // TTraceException: makes the text that describes an exception in full. The text is the same in every locale. If there
-// is no memory for the text, FormatException() throws. No lock is taken.
+// is no memory for the text, FormatException() throws. This source has no lock.
 
 #include "tuzutil/TRACEEXC.h"
 

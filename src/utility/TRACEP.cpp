@@ -1,5 +1,5 @@
 // TTracePoint and TTraceExit: the part of a trace point that runs only if a destination may want the entry. If an entry
-// cannot be made, it is lost, and the traced code continues. No lock is taken before TTrace::Base::WriteEntry().
+// cannot be made, it is lost, and the traced code continues. This source has no lock.
 
 #include "tuzutil/TRACEP.h"
 

@@ -1,6 +1,6 @@
 // TTextMessage: a format with its arguments, the text made of them, and the binary form. Faults of a format are traced,
 // never thrown. Arguments that an assignment replaces are kept as long as the message, because callers may hold
-// references to them. No lock is taken, because a message belongs to one thread.
+// references to them. This source has no lock, because a message belongs to one thread.
 
 #include "tuzutil/TXTMSG.h"
 

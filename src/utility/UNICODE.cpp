@@ -1,4 +1,5 @@
-// Conversions between UTF-8 and 16-bit text, and the flag that says whether narrow text is UTF-8. No lock is taken.
+// Conversions between UTF-8 and 16-bit text, and the flag that says whether narrow text is UTF-8. This source has no
+// lock.
 
 #include "tuzutil/UNICODE.h"
 

@@ -1,5 +1,5 @@
 // TModifiedUTF7: converts the names of mailboxes from narrow or 16-bit text to modified UTF-7, and from modified UTF-7
-// to 16-bit text. No lock is taken.
+// to 16-bit text. This source has no lock.
 
 #include "tuzutil/UTF7.h"
 

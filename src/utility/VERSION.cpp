@@ -1,6 +1,6 @@
 // TVersion: version numbers, and the text that QueryVersion() makes of them. An object keeps its text until the object
 // is assigned to or destroyed. If several threads make the text of an object at the same time, one text is kept and the
-// others are deallocated. No lock is taken.
+// others are deallocated. This source has no lock.
 
 #include "tuzutil/VERSION.h"
 

@@ -1,5 +1,5 @@
-// TLibpath: the list of directories that are searched for factory libraries. The functions below hold
-// TLibpath::fsMutex, and take no other lock meanwhile.
+// TLibpath: the list of directories that are searched for factory libraries. While the functions below hold
+// TLibpath::fsMutex, they call no code outside of the library.
 
 #include "utility/factories/library_path.h"
 

@@ -2,7 +2,7 @@
 #define TUZUTIL_LIBRARY_PATH
 
 // TLibpath: the list of directories that are searched for factory libraries. The list is TFactoryLoaderBase::fsLibpath.
-// The lock fsMutex guards it, and no other lock is taken while fsMutex is held.
+// The lock fsMutex guards the list. No code outside of the library is called while fsMutex is held.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TSTRING.h"

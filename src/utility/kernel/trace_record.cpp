@@ -1,5 +1,5 @@
 // TTracePrefix and TTraceRecord: compose a record of a trace in memory. A record has a prefix (such as date, thread and
-// level), the source file and line, and the text. No lock is taken, and nothing is written to a file.
+// level), the source file and line, and the text. This source has no lock, and writes nothing to a file.
 
 #include "utility/kernel/trace_record.h"
 

@@ -1,5 +1,5 @@
 // The texts of values that are made of standard types: of UTF-8 text, error codes, durations and points in time.
-// Numbers in these texts do not depend on the locale. No lock is taken.
+// Numbers in these texts do not depend on the locale. This source has no lock.
 
 #include "platform/platform.h"
 #include "tuzutil/TAGVAR.h"
