@@ -1,7 +1,8 @@
 // TiBinaryStream and ToBinaryStream: numbers and texts, in host or network order, over a stream that the caller owns.
-// Numbers of 2, 4 or 8 bytes are copied directly from and to the get and put areas of the stream's buffer, without a
-// virtual call, if they fit there. The memory for a text grows while its bytes arrive, because a hostile stream may
-// announce any length. This source has no lock, because a stream belongs to one thread.
+// Most numbers are copied directly from the get area or to the put area of the stream's buffer, without a virtual call,
+// if the area has enough bytes or room and the stream needs no sentry. The memory for a text grows while its bytes
+// arrive, because a hostile stream may announce any length. This source has no lock, because a stream belongs to one
+// thread.
 
 #include "tuzutil/BINSTRM.h"
 

@@ -154,9 +154,9 @@ int TDirectory::MakeDir(TString const &path) {
     return Make(path);
 }
 
-// Shortens the path by one part at a time until its directory exists or can be made, then makes the longer paths in
-// turn. All paths are cut from one text: a zero replaces the separator after the last part. Texts for all paths would
-// need too much memory, because a path from outside may have any number of parts.
+// Shortens the path by one part at a time until the shortened path exists or can be made. Then makes the longer paths
+// in turn. All paths are cut from one text: a zero replaces the separator after the last part. Texts for all paths
+// would need too much memory, because a path from outside may have any number of parts.
 int TDirectory::MakeTree(TString const &path) {
     TString levels = path ? path : TString("");
     levels.MakeUnique();

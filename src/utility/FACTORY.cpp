@@ -42,8 +42,8 @@ bool HasEnding(TString const &name, char const *ending) {
 }
 
 // The file names that a library may have, in the order in which they are tried. If `needsEnding` is false, there is
-// only the name itself. If it is true, the first is the name with ".dll". If the system's own libraries have another
-// ending, two more follow: the name with that ending, and this second name with "lib" before its last part.
+// only the name itself. If `needsEnding` is true, the first is the name with ".dll". If the system's own libraries have
+// another ending, two more follow: the name with that ending, and the same with "lib" before the last part of the name.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;
@@ -58,8 +58,8 @@ struct TNames {
     std::array<TString, 3> all; // unused elements are null
 };
 
-// Returns the full name of the library in the first directory that contains it, or null if no directory does. A full
-// name of more than fsLongestPath bytes is skipped.
+// Returns the path of the library in the first directory that contains the library, or null if no directory contains
+// it. A path of more than fsLongestPath bytes is skipped.
 TString Search(TString const &directories, TString const &name) {
     TNames const files(name, LastPart(View(name)).find('.') == std::string_view::npos);
     std::string_view rest = View(directories);
@@ -86,8 +86,8 @@ platform::Library *Open(TString const &name) {
     return library;
 }
 
-// Tries the names of the library in turn until one can be opened. If all fail, LastError() is the error of the first
-// attempt.
+// Tries the names of the library in turn until the library can be opened. If all attempts fail, LastError() is the
+// error of the first attempt.
 platform::Library *OpenUnderAnyName(TString const &name) {
     TNames const names(name, !HasEnding(name, fsEnding));
     platform::Library *const library = Open(names.all[0]);

@@ -6,8 +6,8 @@
 
 namespace {
 
-// The bits that a stream may set when its buffer throws. Most operations set badbit. Those that copy from one buffer to
-// another may set failbit.
+// The bits that a stream may set when its buffer throws. Most operations of a stream set badbit. The operations that
+// copy from one buffer to another may set failbit.
 constexpr std::ios_base::iostate fsBits = std::ios_base::badbit | std::ios_base::failbit;
 
 // Runs a change of a stream's mask or state. The stream makes the change, and then throws if mask and state have a

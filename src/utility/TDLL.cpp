@@ -25,7 +25,8 @@ TString Load(platform::Library *library, unsigned long id) {
 }
 
 // Returns the text with the number `id` as UTF-8, whatever the process's encoding is. Returns a null string if the
-// library has no such text. A text of fsCapacity bytes or more is cut between two characters, to fewer bytes than that.
+// library has no such text. If the UTF-8 has fsCapacity bytes or more, cuts it between two characters, to fewer bytes
+// than fsCapacity.
 TString LoadUtf8(platform::Library *library, unsigned long id) {
     TString text = Load<unsigned short>(library, id);
     text.SetUnicode(1);

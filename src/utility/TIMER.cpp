@@ -19,7 +19,7 @@ constexpr std::int64_t fsLastSecond = UINT32_MAX;
 constexpr std::int64_t fsLastMillisecond = (std::int64_t{1} << TMasterTimer::fsSteadyBits) - 1;
 
 // Returns the second at which a timer is due, at least 1, because 0 means "not armed". A time that does not fit in 32
-// bits becomes the nearest one that does.
+// bits becomes the nearest time that fits.
 std::uint32_t PostTime(std::int64_t now, std::int64_t seconds) noexcept {
     std::int64_t const distance = std::clamp<std::int64_t>(seconds, -fsLastSecond, fsLastSecond);
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(now + distance, 1, fsLastSecond));
@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    TReference<TMasterTimer> fSpare; // is destroyed after the lock is released
+    TReference<TMasterTimer> fSpare; // comes before fLock, so it is destroyed after the lock is released
     std::optional<TInsistentEntry> fLock;
     bool fIsServed = true;
 };
@@ -89,8 +89,8 @@ TTimer &TTimer::operator=(TTimer const &other) {
     return *this;
 }
 
-// A timer that may be armed must not vanish. If the thread cannot get the lock, the destructor therefore tries again
-// for ever.
+// An armed timer must leave its queue before it is destroyed. So if the thread cannot get the lock, the destructor
+// tries again for ever.
 TTimer::~TTimer() {
     std::optional<TTimerEntry> entry(std::in_place);
     while (!entry->MayChange())

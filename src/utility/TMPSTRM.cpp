@@ -80,7 +80,8 @@ int TTempStreamBuf::extend() {
     return hasRoom ? 0 : TMemStreamBuf::extend();
 }
 
-// The blocks stay unchanged until all bytes are in the file. If the move fails, the file is removed at once.
+// Moves the stream to a temporary file. The blocks stay unchanged until all bytes are in the file. If the move fails,
+// the file is removed at once.
 int TTempStreamBuf::MoveToFile() {
     int error = 0;
     std::unique_ptr<TFile> file(new (std::nothrow) TFile(error));

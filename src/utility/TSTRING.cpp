@@ -1,8 +1,8 @@
 // TString: strings whose copies share one buffer. The buffer counts the strings that share it. If the process may have
 // a second thread, atomic instructions change this count. If the buffer of a string is shared, a function that changes
 // the string first gives it a new buffer. But operator[], SetFlag(), Wipe() and writes through a pointer change the
-// shared buffer. If the flag wipeOnDelete of a buffer is set, the buffer is wiped before it is deallocated. No lock is
-// taken.
+// shared buffer. If the flag wipeOnDelete of a buffer is set, the buffer is wiped before it is deallocated. This source
+// has no lock.
 
 #include "tuzutil/TSTRING.h"
 

@@ -38,8 +38,8 @@ public:
     // Called in a forked child, which has the timers but not the thread. REQUIRES: the caller holds the lock.
     static void LoseThread() noexcept;
 
-    // Called instead in a forked child if the lock could not be taken before the fork. Another thread may have been
-    // changing the queues, so no function touches them any more, and no timer of the child posts.
+    // Called in a forked child instead of LoseThread(), if the lock could not be taken before the fork. Another thread
+    // may have been changing the queues, so no function touches them any more, and no timer of the child posts.
     static void LoseTimers() noexcept;
     static bool fsAreTimersLost;
 
