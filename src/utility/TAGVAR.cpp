@@ -1,6 +1,6 @@
 // TagVar: construction, copies, conversions, texts and the binary form of a value that knows its kind. The operators
-// are in kernel/value_operators.cpp. If there is no memory for the text or the time of a new value, the value has none,
-// and nothing is thrown. This source has no lock.
+// are in kernel/value_operators.cpp. If there is no memory for the text or the time of a copy, the copy has none, and
+// nothing is thrown. This source has no lock.
 
 #include "tuzutil/TAGVAR.h"
 

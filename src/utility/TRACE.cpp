@@ -128,9 +128,10 @@ void TTrace::Base::Unlink() noexcept {
     }
 }
 
-// Trap() names the class of the object that it gets. If nobody refers to the object, the constructor or destructor of
-// one of its base classes may be running. The object then has the type of this base class, which need not override the
-// function even if the object's own class does. So Trap() does not get the object in this case.
+// In a debug build, Trap() names the class of the object that it gets, and ends the process. If nobody refers to the
+// object, the constructor or destructor of one of its base classes may be running. The object then has the type of this
+// base class, which need not override the function even if the object's own class does. So Trap() does not get the
+// object in this case.
 void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) {
     if (QueryReferenceCount() == 0)
         TPureCall::Trap();
