@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_MSGSTORE_H
 #define TUZUTIL_MSGSTORE_H
 
-// TTextMessageStore: supplies the messages of one component with texts, by set and number. The archive finds a store by
-// its name.
+// TTextMessageStore: supplies the messages of one component with texts, by set and number. The archive
+// (TTextMessageArchive) finds a store by its name.
 //
 // Example:
 //     class TGermanStore : public TTextMessageStore {

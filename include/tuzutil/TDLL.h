@@ -39,9 +39,9 @@ public:
     void open() noexcept {} // does nothing: the constructor has loaded the library
     void *GetHandle() const noexcept { return fHandle; }
 
-    // Returns the text with that number, as 16-bit text if `wide` is not 0. Throws "Dll not loaded" (ID 1) if there is
-    // no library. If there is no such text, traces this in the category String at level "er", and throws "Error getting
-    // message" (ID 2).
+    // Returns the text with that number, as 16-bit text if `wide` is not 0. Throws "Dll not loaded" (ID 1) if isOpen()
+    // is 0. If there is no such text, traces this in the category String at the level TTrace::error, and throws "Error
+    // getting message" (ID 2).
     TString loadMessage(unsigned long id, int wide) const;
 
 protected:

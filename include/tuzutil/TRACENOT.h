@@ -23,8 +23,8 @@
 // By default, Notify() may be called at any time after this base class is constructed, until Leave(). REQUIRES: if
 // other threads can make changes, an observer passes `joinsLater` to its base, calls Join() at the end of its
 // constructor, and calls Leave() at the beginning of its destructor. If other classes derive from the observer's class,
-// the destructors of all these classes call Leave(), and none of the constructors calls Join(). Instead, Join() is
-// called after the complete object is constructed.
+// then neither its constructor nor theirs calls Join(), but its destructor and theirs all call Leave(). A member
+// function calls Join() after the complete object is constructed.
 class TUZUTIL_API TTraceNotify {
 public:
     TTraceNotify(TTraceNotify const &) = delete;

@@ -40,14 +40,16 @@ enum TExplicitInit { ExplicitInit };
 // Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each may have the flags "-", "+", " ", "#", "0",
 // a width, a precision, and one of h, l, L. The conversions of integers may also have ll, j, z or t, which extend
 // 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width
-// or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" stores nothing: it
-// prints as an unknown conversion whose character is "?". "%p" prints 8 upper-case hexadecimal digits, or 16 if
-// pointers have 64 bits. On Windows, the flag "0" also fills texts and characters with zeros.
+// or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" takes its
+// argument and stores nothing. It is printed as an unknown conversion with the character "?". "%p" prints 8 upper-case
+// hexadecimal digits, or 16 if pointers have 64 bits. On Windows, the flag "0" also fills texts and characters with
+// zeros.
 //
 // Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
-// Faults. A conversion prints "?" for TagVar::unshown, and for a 64-bit integer that it does not take. With ll, j, z or
+// Faults. A conversion prints "?" for an argument of the kind TagVar::unshown, which has no value, and for a 64-bit
+// integer that the conversion does not take. With ll, j, z or
 // t, it also prints "?" for an argument that is neither an integer nor a text. Otherwise, if its argument is missing or
 // of a kind that it does not take, it prints zero or a null string. A width or precision is 0 if its argument is
 // missing or is not a 32-bit integer. If a store throws, the message behaves as if the store did not have the text.
@@ -55,8 +57,8 @@ enum TExplicitInit { ExplicitInit };
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
 // the text never exceeds 16 MiB, or 4 times this size if that is more than 16 MiB. The rest of the text is dropped
-// without a report. A 16-bit text that needs more characters than ValidateArgsW() returns keeps only its first
-// character.
+// without a report. If a 16-bit text has more characters than the number that ValidateArgsW() returns for
+// its format, it keeps only its first character.
 class TUZUTIL_API TTextMessage {
 public:
     // The name of a message store; empty for a message without a store.
@@ -178,15 +180,15 @@ public:
 
     // These functions rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`:
     // they remove the numbers of arguments, and replace the size modifiers. They store the values that the new format
-    // takes in `block`. They return the number of characters that the text may need. At least 11 zero characters follow
-    // the new format in `out`. If the new format is 1 to 11 characters longer than the old one, fewer zero characters
-    // follow.
+    // takes in `block`. They return the number of characters that the text may need. Zero characters follow the new
+    // format in `out`: 10 to 0 if the new format is 1 to 11 characters longer than the old one, and otherwise at least
+    // 11.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 
-    // These functions write and read the message (docs/formats.md), but neither its formatted text nor its source file
-    // and line. If the stream fails, reading stops, and the parts that were read before remain. An empty text in the
-    // stream leaves the message's own text unchanged.
+    // Write and read the message (docs/formats.md). The formatted text is not written, and the source file and the line
+    // are written as an empty text and 0. If the stream fails, reading stops, and the parts that were read before
+    // remain. If a text in the stream is empty, the message keeps the text that it had in this place.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
@@ -204,7 +206,8 @@ private:
         return false;
     }
     static TagVar const *Pointer(TagVar const *value) noexcept { return value; }
-    // 0 or NULL ends a list; a value among pointers does not compile.
+    // An integer among pointers, such as 0 or NULL, ends the list, whatever its value is. A value of another type does
+    // not compile.
     template <typename I, typename = std::enable_if_t<std::is_integral_v<I>>>
     static TagVar const *Pointer(I) noexcept {
         return nullptr;

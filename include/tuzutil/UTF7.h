@@ -8,7 +8,7 @@
 //     TString wire = TModifiedUTF7::Encode(name); // "Entw&APw-rfe"
 //     TString back = TModifiedUTF7::Decode(wire); // 16-bit text, equal to name
 //     TString utf8 = TModifiedUTF7::DecodeUtf8(wire);             // the same name as UTF-8
-//     int good = TModifiedUTF7::IsCanonical("Entw&APw-rfe&AC8-"); // 0: "/" stands for itself
+//     int good = TModifiedUTF7::IsCanonical("Entw&APw-rfe&AC8-"); // 0: "&AC8-" is "/"
 //
 // Ownership:  The functions only read their arguments and return new strings.
 // Threads:    Any thread may call the functions; there is no shared state.
@@ -46,7 +46,8 @@ public:
     // position of the first fault, or 0 if there is none. This position is that of:
     // - outside a run: a byte that is not printable ASCII,
     // - in a run: a byte outside the alphabet,
-    // - in a run: the first byte with bits of a character that is zero, printable ASCII or an unpaired surrogate,
+    // - in a run: the first byte that carries bits of a decoded character, if this character is zero, printable ASCII
+    //   or an unpaired surrogate,
     // - the "&" of a run that directly follows another run,
     // - the last byte of a run, before the "-", if the bits that are left over are not all zero, or are six or more,
     // - the end of the text plus 1, if a run is not closed.

@@ -9,7 +9,8 @@
 #include <string_view>
 
 struct TStringAccess {
-    // Returns a string of `length` bytes. Only the zero bytes after the data are written. Throws TOutOfMemory.
+    // Returns a string of `length` bytes, which are not initialised. Only the zero bytes that end the text are written.
+    // Throws TOutOfMemory.
     static TString Uninitialized(std::uint64_t length, std::uint32_t flags = 0) {
         return TString(TString::AllocateBuffer(length, 0, flags));
     }
@@ -19,7 +20,7 @@ struct TStringAccess {
         return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
     }
 
-    // Returns a string that shares a buffer. The count of the buffer grows by 1.
+    // Returns a string that shares a buffer. The reference count of the buffer grows by 1.
     static TString Shared(TStringBuffer &buffer) noexcept { return TString(&buffer); }
 
     // Shortens a string to `length` bytes in place. REQUIRES: the string does not share its buffer, and has at least
