@@ -551,9 +551,10 @@ TEST_F(SharedMemory, AMakerThatIsKilledHandsOnToOneOfThoseThatWait) {
         });
     }
     maker.Kill();
-    int const status = second.Release(); // it may be the one that fills the block
+    second.Fill(); // it may be the one that fills the block, and then keeps the block
     while (whole < 3)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    int const status = second.Release();
     maySettle = true;
     for (std::thread &thread : threads)
         thread.join();

@@ -20,7 +20,8 @@ TTrace::Category const fsSession(8, "Session");
 
 #if defined(__SANITIZE_THREAD__)
 // A child of a fork does not have the threads of its parent. The thread sanitizer reports them as never joined there.
-extern "C" char const *__tsan_default_options() {
+extern "C" __attribute__((visibility("default"))) char const *__tsan_default_options();
+char const *__tsan_default_options() {
     return "report_thread_leaks=0";
 }
 #endif
