@@ -9,6 +9,7 @@
 #include "tuzutil/DIRECTRY.h"
 #include "utility/factories/library_path.h"
 #include "utility/kernel/ascii_names.h"
+#include "utility/kernel/kept_code.h"
 #include "utility/kernel/loading.h"
 #include "utility/kernel/lock.h"
 #include "utility/kernel/reporter.h"
@@ -80,9 +81,8 @@ TString Search(TString const &directories, TString const &name) {
 platform::Library *Open(TString const &name) {
     TLoading loading;
     platform::Library *const library = platform::OpenLibrary(name);
-    std::uint32_t const error = platform::LastError();
+    TKeptCode const kept;
     loading.Rethrow();
-    platform::SetLastError(error);
     return library;
 }
 
@@ -91,13 +91,12 @@ platform::Library *Open(TString const &name) {
 platform::Library *OpenUnderAnyName(TString const &name) {
     TNames const names(name, !HasEnding(name, fsEnding));
     platform::Library *const library = Open(names.all[0]);
-    std::uint32_t const error = platform::LastError();
+    TKeptCode const kept;
     for (std::size_t i = 1; i < names.all.size(); ++i) {
         platform::Library *const other = !library && names.all[i] ? Open(names.all[i]) : nullptr;
         if (other)
             return other;
     }
-    platform::SetLastError(error);
     return library;
 }
 

@@ -6,6 +6,7 @@
 
 #include "platform/platform.h"
 #include "utility/kernel/debug_check.h"
+#include "utility/kernel/kept_code.h"
 #include "utility/kernel/reporter.h"
 
 #include <cstdlib>
@@ -38,16 +39,6 @@ TReporter const fsMutexReports(TUtilityTraceCategory::Utility, "src/utility/MUTE
 // The line numbers in the trace entries of failed creations.
 constexpr std::uint32_t fsEventCreated = 89;
 constexpr std::uint32_t fsMutexCreated = 100;
-
-// The destructor restores the error code of a failure, because the trace entry about that failure may change the code.
-struct TKeptCode {
-    TKeptCode() noexcept : code(platform::LastError()) {}
-    TKeptCode(TKeptCode const &) = delete;
-    TKeptCode &operator=(TKeptCode const &) = delete;
-    ~TKeptCode() { platform::SetLastError(code); }
-
-    std::uint32_t const code;
-};
 
 // The public header declares the handles as `void *`. Only these two functions cast them to the platform's types.
 platform::Event *EventOf(void *handle) noexcept {

@@ -16,14 +16,11 @@
 
 namespace {
 
-constexpr int fsSecondsPerDay = 86400;
 // QueryString() doubles its buffer until the text fits, or until the buffer has `end` bytes or more. `end` is
 // fsMostGrowth times the first size of the buffer, but at least fsLeastEnd and at most fsLastEnd bytes.
 constexpr std::uint64_t fsMostGrowth = 64;
 constexpr std::uint64_t fsLeastEnd = 0x10000;
 constexpr std::uint64_t fsLastEnd = 0x10000000;
-
-char const *const fsMonths[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 // The last days of the months in common years and in leap years, as days of the year, counted from 0. Element 1 is for
 // January. QueryTM() subtracts the last day of the previous month. For January it subtracts element 0, which is 0 and
@@ -92,7 +89,7 @@ std::tm TDateTime::QueryTM() const noexcept {
 
     // Divides the time since 1970 into cycles of four years. The third year of each cycle (1972, 1976 and so on) is the
     // leap year.
-    constexpr int fourYears = 1461 * fsSecondsPerDay;
+    constexpr int fourYears = 1461 * calendar::fsSecondsPerDay;
     constexpr int yearStart[4] = {0, 31536000, 63072000, 94694400};
     int const inCycle = fTime % fourYears;
     int year = 3;
@@ -100,13 +97,13 @@ std::tm TDateTime::QueryTM() const noexcept {
         --year;
 
     int const inYear = inCycle - yearStart[year];
-    int const inDay = inYear % fsSecondsPerDay;
+    int const inDay = inYear % calendar::fsSecondsPerDay;
     record.tm_year = 70 + fTime / fourYears * 4 + year;
-    record.tm_yday = inYear / fsSecondsPerDay;
+    record.tm_yday = inYear / calendar::fsSecondsPerDay;
     record.tm_hour = inDay / 3600;
     record.tm_min = inDay / 60 % 60;
     record.tm_sec = inDay % 60;
-    record.tm_wday = (fTime / fsSecondsPerDay + 4) % 7;
+    record.tm_wday = (fTime / calendar::fsSecondsPerDay + 4) % 7;
 
     auto const &lastDay = fsLastDay[year == 2];
     int month = 1;
@@ -130,7 +127,7 @@ TString TDateTime::QueryString(char const *format) const {
 
 int TDateTime::MonthFromName(char const *name) noexcept {
     for (int month = 0; name && month < 12; ++month) {
-        if (ascii_names::IsEqual(name, fsMonths[month]))
+        if (ascii_names::IsEqual(name, calendar::fsMonthNames[month]))
             return month;
     }
     return -1;

@@ -9,6 +9,7 @@
 #include "tuzutil/TRACEEXC.h"
 #include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/insistent_lock.h"
+#include "utility/kernel/kept_code.h"
 #include "utility/kernel/lock.h"
 #include "utility/kernel/reporter.h"
 #include "utility/threads/thread_launch.h"
@@ -75,10 +76,9 @@ int TThread::Start() {
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};
     if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {
-        std::uint32_t const error = platform::LastError();
+        TKeptCode const kept; // callers may ask the system for the code
         platform::DeleteEvent(start.started);
         TThreadLaunch::ReportNotStarted();
-        platform::SetLastError(error); // callers may ask the system for this error
         return 1;
     }
     platform::WaitEvent(start.started, platform::waitForEver);

@@ -9,10 +9,14 @@
 
 namespace calendar {
 
-constexpr std::int64_t fsSecondsPerDay = 86400;
+inline constexpr int fsSecondsPerDay = 86400;
+// The names that mail headers and MonthFromName() know, whatever the locale is.
+inline constexpr char const *fsDayNames[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+inline constexpr char const *fsMonthNames[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 // A std::tm can hold the years from about -2147 million to 2147 million. Times up to this many days from 1970 are well
 // inside these years.
-constexpr std::int64_t fsMostDays = 700'000'000'000;
+inline constexpr std::int64_t fsMostDays = 700'000'000'000;
 
 // Returns the days from 1970-01-01 to the first day of a month of the Gregorian calendar. The month is counted from 0
 // for January. Inside this function years begin in March, because the leap day is then the last day of a year. 400
@@ -47,7 +51,7 @@ constexpr void FillRecord(std::int64_t time, std::tm &record) noexcept {
     std::int64_t days = limited / fsSecondsPerDay;
     int second = static_cast<int>(limited % fsSecondsPerDay);
     if (second < 0) {
-        second += static_cast<int>(fsSecondsPerDay);
+        second += fsSecondsPerDay;
         --days;
     }
     // The estimate is wrong by at most a year, because 400 years have exactly 146097 days.

@@ -3,14 +3,15 @@
 
 #include "utility/kernel/mail_date.h"
 
+#include "utility/kernel/ascii_names.h"
 #include "utility/kernel/calendar.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <string_view>
 
 namespace {
-
-constexpr char fsDays[] = "SunMonTueWedThuFriSat";
-constexpr char fsMonths[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
 
 constexpr int fsFirstYear = 1900;
 constexpr int fsLastYear = 9999;
@@ -19,21 +20,23 @@ constexpr bool IsDigit(char c) noexcept {
     return c >= '0' && c <= '9';
 }
 
-constexpr char Lower(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+constexpr bool IsLetter(char c) noexcept {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-constexpr bool IsLetter(char c) noexcept {
-    return Lower(c) >= 'a' && Lower(c) <= 'z';
-}
+// The zones of North America: those that are 4 hours west of UTC come first, then those that are 5 hours west, and so
+// on.
+constexpr char const *fsZones[] = {"EDT", "EST", "CDT", "CST", "MDT", "MST", "PDT", "PST"};
 
 // Returns the place of a word of three letters in a list of such words, or -1.
-int Find(char const *word, char const *list) noexcept {
-    for (int place = 0; *list; ++place, list += 3) {
-        if (Lower(word[0]) == Lower(list[0]) && Lower(word[1]) == Lower(list[1]) && Lower(word[2]) == Lower(list[2]))
-            return place;
-    }
-    return -1;
+template <std::size_t count>
+int Find(std::string_view word, char const *const (&list)[count]) noexcept {
+    auto const isWord = [=](char const *name) {
+        return std::equal(word.begin(), word.end(), name, name + 3,
+                          [](char a, char b) { return ascii_names::Fold(a) == ascii_names::Fold(b); });
+    };
+    auto const found = std::find_if(std::begin(list), std::end(list), isWord);
+    return found == std::end(list) ? -1 : static_cast<int>(found - std::begin(list));
 }
 
 // A member function that reads returns false at a fault, and leaves fPosition at the byte that is wrong.
@@ -136,15 +139,16 @@ private:
     }
 
     // Reads a word of three letters that is in a list.
-    bool Word(int &place, char const *list) noexcept {
+    template <std::size_t count>
+    bool Word(int &place, char const *const (&list)[count]) noexcept {
         std::size_t const begin = fPosition;
-        for (int count = 0; count < 3; ++count, ++fPosition) {
+        for (int letters = 0; letters < 3; ++letters, ++fPosition) {
             if (!IsAtLetter())
                 return false;
         }
         if (IsAtLetter())
             return false;
-        place = Find(fText + begin, list);
+        place = Find({fText + begin, 3}, list);
         return place >= 0 || FailAt(begin);
     }
 
@@ -153,7 +157,7 @@ private:
         begin = fPosition;
         if (!IsAtLetter())
             return true;
-        if (!Word(weekday, fsDays) || !Blanks() || !IsAt(','))
+        if (!Word(weekday, calendar::fsDayNames) || !Blanks() || !IsAt(','))
             return false;
         ++fPosition;
         return Blanks();
@@ -161,7 +165,7 @@ private:
 
     bool Day(std::tm &record) noexcept {
         std::size_t const dayAt = fPosition;
-        if (!Number(record.tm_mday, 1, 2) || !Blanks() || !Word(record.tm_mon, fsMonths) || !Blanks())
+        if (!Number(record.tm_mday, 1, 2) || !Blanks() || !Word(record.tm_mon, calendar::fsMonthNames) || !Blanks())
             return false;
         std::size_t const yearAt = fPosition;
         int year = 0;
@@ -211,12 +215,12 @@ private:
         std::size_t const begin = fPosition;
         while (IsAtLetter())
             ++fPosition;
-        std::size_t const count = fPosition - begin;
-        if (count == 0)
+        std::string_view const name(fText + begin, fPosition - begin);
+        if (name.empty())
             return false;
-        if (count == 1 && Lower(fText[begin]) == 'j')
+        if (name == "j" || name == "J")
             return FailAt(begin);
-        int const place = count == 3 ? Find(fText + begin, "EDTESTCDTCSTMDTMSTPDTPST") : -1;
+        int const place = Find(name, fsZones);
         zone = place < 0 ? 0 : ((place + 1) / 2 + 4) * 3600; // 4 hours for EDT, 5 for EST and CDT, ... 8 for PST
         return true;
     }
@@ -238,10 +242,10 @@ std::size_t WriteMailDate(TMailDate const &date, char (&text)[fsMailDateSize]) n
     int const year = record.tm_year + 1900;
     if (minutes >= 100 * 60 || year < fsFirstYear || year > fsLastYear)
         return 0;
-    int const length = std::snprintf(text, sizeof text, "%.3s, %02d %.3s %04d %02d:%02d:%02d %c%02d%02d",
-                                     fsDays + std::ptrdiff_t{3} * record.tm_wday, record.tm_mday,
-                                     fsMonths + std::ptrdiff_t{3} * record.tm_mon, year, record.tm_hour, record.tm_min,
-                                     record.tm_sec, east < 0 ? '-' : '+', minutes / 60, minutes % 60);
+    int const length =
+        std::snprintf(text, sizeof text, "%s, %02d %s %04d %02d:%02d:%02d %c%02d%02d",
+                      calendar::fsDayNames[record.tm_wday], record.tm_mday, calendar::fsMonthNames[record.tm_mon], year,
+                      record.tm_hour, record.tm_min, record.tm_sec, east < 0 ? '-' : '+', minutes / 60, minutes % 60);
     return length < 0 ? 0 : static_cast<std::size_t>(length);
 }
 
