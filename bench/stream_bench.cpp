@@ -172,8 +172,13 @@ void DotByteWriteLimited(benchmark::State &state) {
     SetBytes(state, Body().size());
 }
 
-// Reads to the end in pieces of 4 KiB, and returns the number of bytes.
-std::size_t ReadPieces(std::istream &in) {
+// How a source is opened, and how it is then read to its end.
+auto const fsStraight = [](std::istream &source) -> std::istream & { return source; };
+auto const fsDotted = [](std::istream &source) { return TiDotByteStream(source); };
+auto const fsByLine = [](std::istream &source) { return TiLineStream(&source); };
+auto const fsToCrLf = [](std::istream &source) { return TiConcatStream(1, source); };
+
+void ReadPieces(benchmark::State &state, std::istream &in) {
     char piece[fsPiece];
     std::size_t count = 0;
     do {
@@ -181,15 +186,45 @@ std::size_t ReadPieces(std::istream &in) {
         benchmark::DoNotOptimize(piece);
         count += static_cast<std::size_t>(in.gcount());
     } while (in);
-    return count;
+    Check(state, count == Body().size());
 }
 
-void DotByteReadRuns(benchmark::State &state) {
+void ReadLines(benchmark::State &state, std::istream &in) {
+    std::string line;
+    std::size_t bytes = 0;
+    while (std::getline(in, line))
+        bytes += line.size() + 1;
+    Check(state, bytes == Body().size());
+}
+
+void ReadCharLines(benchmark::State &state, std::istream &in) {
+    char line[200];
+    std::size_t bytes = 0;
+    while (in.getline(line, sizeof line))
+        bytes += static_cast<std::size_t>(in.gcount());
+    Check(state, bytes == Body().size());
+}
+
+void ReadLinesWithLimit(benchmark::State &state, TiLineStream &in) {
+    std::string line;
+    std::size_t bytes = 0;
+    while (in.ReadLine(line, 1000) == TLineRead::line)
+        bytes += line.size() + 2;
+    Check(state, bytes == Body().size());
+}
+
+void ReadWholeLines(benchmark::State &state, TiConcatStream &in) {
+    in.SetWholeLines(1);
+    ReadPieces(state, in);
+}
+
+template <typename Open, typename Read>
+void ReadBody(benchmark::State &state, std::string const &text, Open open, Read read) {
     for (auto _ : state) {
-        TMemorySourceBuf buffer(Wire());
+        TMemorySourceBuf buffer(text);
         std::istream source(&buffer);
-        TiDotByteStream in(source);
-        Check(state, ReadPieces(in) == Body().size());
+        auto &&in = open(source);
+        read(state, in);
     }
     SetBytes(state, Body().size());
 }
@@ -213,110 +248,49 @@ void DotByteByteLoop(benchmark::State &state) {
     SetBytes(state, Body().size());
 }
 
-std::string WithoutCr() {
-    std::string text(Body());
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+std::string const &WithoutCr() {
+    static std::string const text = [] {
+        std::string body(Body());
+        body.erase(std::remove(body.begin(), body.end(), '\r'), body.end());
+        return body;
+    }();
     return text;
 }
 
-void ConcatReadRuns(benchmark::State &state) {
-    std::string const text = WithoutCr();
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(text);
-        std::istream source(&buffer);
-        TiConcatStream in(1, source);
-        in.SetWholeLines(1);
-        Check(state, ReadPieces(in) == Body().size());
-    }
-    SetBytes(state, Body().size());
-}
-
-void ReadLines(benchmark::State &state, std::istream &in) {
-    std::string line;
-    std::size_t bytes = 0;
-    while (std::getline(in, line))
-        bytes += line.size() + 1;
-    Check(state, bytes == Body().size());
+void DotByteReadRuns(benchmark::State &state) {
+    ReadBody(state, Wire(), fsDotted, ReadPieces);
 }
 
 void DotByteReadLines(benchmark::State &state) {
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(Wire());
-        std::istream source(&buffer);
-        TiDotByteStream in(source);
-        ReadLines(state, in);
-    }
-    SetBytes(state, Body().size());
+    ReadBody(state, Wire(), fsDotted, ReadLines);
 }
 
 void LineReadLines(benchmark::State &state) {
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(Body());
-        std::istream source(&buffer);
-        TiLineStream in(&source);
-        ReadLines(state, in);
-    }
-    SetBytes(state, Body().size());
+    ReadBody(state, Body(), fsByLine, ReadLines);
 }
 
 void LineReadLinesWithLimit(benchmark::State &state) {
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(Body());
-        std::istream source(&buffer);
-        TiLineStream in(&source);
-        std::string line;
-        std::size_t bytes = 0;
-        while (in.ReadLine(line, 1000) == TLineRead::line)
-            bytes += line.size() + 2;
-        Check(state, bytes == Body().size());
-    }
-    SetBytes(state, Body().size());
+    ReadBody(state, Body(), fsByLine, ReadLinesWithLimit);
 }
 
 void LineReadRuns(benchmark::State &state) {
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(Body());
-        std::istream source(&buffer);
-        TiLineStream in(&source);
-        Check(state, ReadPieces(in) == Body().size());
-    }
-    SetBytes(state, Body().size());
+    ReadBody(state, Body(), fsByLine, ReadPieces);
 }
 
 void StraightGetline(benchmark::State &state) {
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(Body());
-        std::istream in(&buffer);
-        ReadLines(state, in);
-    }
-    SetBytes(state, Body().size());
-}
-
-void ReadCharLines(benchmark::State &state, std::istream &in) {
-    char line[200];
-    std::size_t bytes = 0;
-    while (in.getline(line, sizeof line))
-        bytes += static_cast<std::size_t>(in.gcount());
-    Check(state, bytes == Body().size());
+    ReadBody(state, Body(), fsStraight, ReadLines);
 }
 
 void StraightCharGetline(benchmark::State &state) {
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(Body());
-        std::istream in(&buffer);
-        ReadCharLines(state, in);
-    }
-    SetBytes(state, Body().size());
+    ReadBody(state, Body(), fsStraight, ReadCharLines);
 }
 
 void LineReadCharLines(benchmark::State &state) {
-    for (auto _ : state) {
-        TMemorySourceBuf buffer(Body());
-        std::istream source(&buffer);
-        TiLineStream in(&source);
-        ReadCharLines(state, in);
-    }
-    SetBytes(state, Body().size());
+    ReadBody(state, Body(), fsByLine, ReadCharLines);
+}
+
+void ConcatReadRuns(benchmark::State &state) {
+    ReadBody(state, WithoutCr(), fsToCrLf, ReadWholeLines);
 }
 
 void LineWriteToMemory(benchmark::State &state) {
@@ -349,6 +323,7 @@ BENCHMARK(StringStreamGetline);
 BENCHMARK(DotByteWriteToMemory);
 BENCHMARK(DotByteWriteToNull);
 BENCHMARK(DotByteWriteLimited);
+BENCHMARK(DotByteByteLoop);
 BENCHMARK(DotByteReadRuns);
 BENCHMARK(DotByteReadLines);
 BENCHMARK(LineReadLines);
@@ -357,7 +332,6 @@ BENCHMARK(LineReadRuns);
 BENCHMARK(StraightGetline);
 BENCHMARK(StraightCharGetline);
 BENCHMARK(LineReadCharLines);
-BENCHMARK(DotByteByteLoop);
 BENCHMARK(ConcatReadRuns);
 BENCHMARK(LineWriteToMemory);
 
