@@ -30,10 +30,15 @@
 
 #include <chrono>
 #include <system_error>
+#include <type_traits>
 
 // Divides a wait for a std::chrono duration, or until a std::chrono time, into waits for whole milliseconds. The other
 // functions of this header take such milliseconds.
 struct TWaitTime {
+    // Enables a template for the durations and times of std::chrono.
+    template <typename Limit>
+    using If = std::enable_if_t<!std::is_void_v<typename Limit::rep>, bool>;
+
     static constexpr long fsLongest = 0x7FFFFFFF; // of a single wait: about 25 days
 
     // Converts a duration to whole milliseconds. Rounds up, and returns at least 0 and at most `most`.
@@ -48,10 +53,11 @@ struct TWaitTime {
         return static_cast<double>(whole) < exact ? whole + 1 : whole;
     }
 
-    // For() and Until() call wait(milliseconds) until its result is not `timedOut`, or the time has passed. They return
-    // the last result. A clock that is not steady is read every second, because somebody may set it.
+    // These functions wait for a duration, or until a time. They call wait(milliseconds) until its result is not
+    // `timedOut`, or the time has passed. They return the last result. A clock that is not steady is read every second,
+    // because somebody may set it.
     template <typename Result, typename Number, typename Period, typename Wait>
-    static Result For(std::chrono::duration<Number, Period> const &duration, Result timedOut, Wait wait) {
+    static Result Repeat(std::chrono::duration<Number, Period> const &duration, Result timedOut, Wait wait) {
         long long left = Milliseconds(duration, 0x20000000000000);
         for (; left > fsLongest; left -= fsLongest) {
             Result const result = wait(fsLongest);
@@ -61,7 +67,7 @@ struct TWaitTime {
         return wait(static_cast<long>(left));
     }
     template <typename Result, typename Clock, typename Duration, typename Wait>
-    static Result Until(std::chrono::time_point<Clock, Duration> const &end, Result timedOut, Wait wait) {
+    static Result Repeat(std::chrono::time_point<Clock, Duration> const &end, Result timedOut, Wait wait) {
         for (;;) {
             auto const now = Clock::now();
             long const left =
@@ -82,15 +88,11 @@ public:
     ~TSemaphore() override;
 
     int Wait(long timeout); // 0 posted, 1 the time limit expired, -1 failure
-    // These functions wait for a duration, which is rounded up to milliseconds, or until a time. If the time has
-    // passed, Wait() returns at once.
-    template <typename Number, typename Period>
-    [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {
-        return TWaitTime::For(timeout, 1, [this](long milliseconds) { return Wait(milliseconds); });
-    }
-    template <typename Clock, typename Duration>
-    [[nodiscard]] int Wait(std::chrono::time_point<Clock, Duration> const &end) {
-        return TWaitTime::Until(end, 1, [this](long milliseconds) { return Wait(milliseconds); });
+    // Waits for a std::chrono duration, which is rounded up to milliseconds, or until a std::chrono time. If the time
+    // has passed, returns at once.
+    template <typename Limit, TWaitTime::If<Limit> = true>
+    [[nodiscard]] int Wait(Limit const &limit) {
+        return TWaitTime::Repeat(limit, 1, [this](long milliseconds) { return Wait(milliseconds); });
     }
     int Clear();        // 0, or 1 on failure
     int Post();         // 0, or 1 on failure
@@ -136,11 +138,11 @@ public:
     [[nodiscard]] bool try_lock() { return IsLocked(Lock(0)); }
     template <typename Number, typename Period>
     [[nodiscard]] bool try_lock_for(std::chrono::duration<Number, Period> const &timeout) {
-        return IsLocked(LockFor(timeout));
+        return IsLocked(Lock(timeout));
     }
     template <typename Clock, typename Duration>
     [[nodiscard]] bool try_lock_until(std::chrono::time_point<Clock, Duration> const &end) {
-        return IsLocked(LockUntil(end));
+        return IsLocked(Lock(end));
     }
     void unlock() { Unlock(); } // REQUIRES: this thread holds the lock
 
@@ -162,13 +164,9 @@ protected:
 
     EState Lock(long timeout);
     void Unlock();
-    template <typename Number, typename Period>
-    EState LockFor(std::chrono::duration<Number, Period> const &timeout) {
-        return TWaitTime::For(timeout, TimedOut, [this](long milliseconds) { return Lock(milliseconds); });
-    }
-    template <typename Clock, typename Duration>
-    EState LockUntil(std::chrono::time_point<Clock, Duration> const &end) {
-        return TWaitTime::Until(end, TimedOut, [this](long milliseconds) { return Lock(milliseconds); });
+    template <typename Limit, TWaitTime::If<Limit> = true>
+    EState Lock(Limit const &limit) {
+        return TWaitTime::Repeat(limit, TimedOut, [this](long milliseconds) { return Lock(milliseconds); });
     }
 
 private:
@@ -201,12 +199,9 @@ class TUZUTIL_API TMutexSemaphoreEntry {
 public:
     // REQUIRES: the guard has a name, because a guard without a name releases the lock at once.
     [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout);
-    template <typename Number, typename Period>
-    [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, std::chrono::duration<Number, Period> const &timeout)
-        : fState(mutex.LockFor(timeout)), fMutex(mutex) {}
-    template <typename Clock, typename Duration>
-    [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, std::chrono::time_point<Clock, Duration> const &end)
-        : fState(mutex.LockUntil(end)), fMutex(mutex) {}
+    template <typename Limit, TWaitTime::If<Limit> = true>
+    [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, Limit const &limit)
+        : fState(mutex.Lock(limit)), fMutex(mutex) {}
     TMutexSemaphoreEntry(TMutexSemaphoreEntry const &) = delete;
     TMutexSemaphoreEntry &operator=(TMutexSemaphoreEntry const &) = delete;
     ~TMutexSemaphoreEntry();
@@ -223,6 +218,9 @@ private:
 class TUZUTIL_API TMutexSemaphoreWithEventEntry {
 public:
     [[nodiscard]] TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, long timeout);
+    template <typename Limit, TWaitTime::If<Limit> = true>
+    [[nodiscard]] TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, Limit const &limit)
+        : fState(static_cast<TMutexSemaphore &>(mutex).Lock(limit)), fMutex(mutex), fOwner(mutex) {}
     TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEventEntry const &) = delete;
     TMutexSemaphoreWithEventEntry &operator=(TMutexSemaphoreWithEventEntry const &) = delete;
     ~TMutexSemaphoreWithEventEntry();
@@ -236,13 +234,9 @@ public:
     // Returns the result of TSemaphore::Wait(). REQUIRES: no other guard of the same thread holds the lock. Otherwise
     // the thread holds the lock during the wait, and a build without NDEBUG traces this at level "wa".
     int Wait(long timeout);
-    template <typename Number, typename Period>
-    [[nodiscard]] int Wait(std::chrono::duration<Number, Period> const &timeout) {
-        return TWaitTime::For(timeout, 1, [this](long milliseconds) { return Wait(milliseconds); });
-    }
-    template <typename Clock, typename Duration>
-    [[nodiscard]] int Wait(std::chrono::time_point<Clock, Duration> const &end) {
-        return TWaitTime::Until(end, 1, [this](long milliseconds) { return Wait(milliseconds); });
+    template <typename Limit, TWaitTime::If<Limit> = true>
+    [[nodiscard]] int Wait(Limit const &limit) {
+        return TWaitTime::Repeat(limit, 1, [this](long milliseconds) { return Wait(milliseconds); });
     }
 
 private:

@@ -185,6 +185,28 @@ TEST(Mutex, StandardFunctionsExcludeThreads) {
     EXPECT_EQ(count, 12000);
 }
 
+TEST(Mutex, GuardsTakeDurationsAndTimes) {
+    using namespace std::chrono;
+    TReference<TSemaphore> const event(new TSemaphore);
+    TMutexSemaphoreWithEvent mutex(event);
+    std::thread([&] {
+        TMutexSemaphoreWithEventEntry entry(mutex, minutes(1));
+        EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+        EXPECT_EQ(entry.Wait(microseconds(1)), 1);
+        EXPECT_EQ(entry.Wait(steady_clock::now() - seconds(1)), 1);
+        std::thread([&] {
+            EXPECT_EQ(TMutexSemaphoreEntry(mutex, milliseconds(1)).State(), TMutexSemaphore::TimedOut);
+            EXPECT_EQ(TMutexSemaphoreEntry(mutex, steady_clock::now()).State(), TMutexSemaphore::TimedOut);
+            EXPECT_EQ(TMutexSemaphoreWithEventEntry(mutex, seconds(0)).State(), TMutexSemaphore::TimedOut);
+            EXPECT_EQ(TMutexSemaphoreWithEventEntry(mutex, system_clock::now()).State(), TMutexSemaphore::TimedOut);
+        }).join();
+        EXPECT_EQ(entry.Post(), 0);
+        EXPECT_EQ(entry.Wait(steady_clock::now() + minutes(1)), 0);
+        EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
+    }).join();
+    EXPECT_EQ(TMutexSemaphoreEntry(mutex, steady_clock::now() + minutes(1)).State(), TMutexSemaphore::Locked);
+}
+
 TEST(Mutex, StatesAndTheInfiniteTimeHaveTheirValues) {
     EXPECT_EQ(int{TMutexSemaphore::Unlocked}, 0);
     EXPECT_EQ(int{TMutexSemaphore::Locked}, 1);
