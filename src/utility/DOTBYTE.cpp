@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
-#include <utility>
 
 namespace {
 
@@ -228,15 +227,8 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     char *begin = fBuffer.get();
     // A full piece has fsAreaSize - 1 bytes. The piece is delivered before the next byte is inspected, because that
     // byte may not have arrived yet.
-    std::size_t count = 0;
-    bool lineFeed =
-        fGathered == 0 && source_reader::TakeHeldLine(*fSource, begin, fsAreaSize - 1, count, &fHasBareReturn);
-    if (!lineFeed) {
-        source_reader::Stop const stop =
-            source_reader::ReadToLineFeed(*fSource, begin, fsAreaSize - 1, fGathered, &fHasBareReturn);
-        lineFeed = stop == source_reader::Stop::lineFeed && source_reader::TakeLineFeed(*fSource, stop);
-        count = std::exchange(fGathered, 0);
-    }
+    auto const [count, lineFeed] = source_reader::ReadPart(*fSource, begin, fsAreaSize - 1, fGathered,
+                                                           source_reader::AtLimit::stop, &fHasBareReturn);
     char *end = begin + count;
 
     if (fReadState == State::atLineStart && count >= 2 && *begin == '.') {

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
-#include <utility>
 
 namespace {
 
@@ -112,13 +111,8 @@ TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
     char *const piece = back + fsPutBackRoom;
     std::size_t const limit = ReadAreaSize() - fsPutBackRoom - 2;
 
-    std::size_t count = 0;
-    bool lineEnds = fGathered == 0 && source_reader::TakeHeldLine(*fSource, piece, limit, count);
-    if (!lineEnds) {
-        source_reader::Stop const stop = source_reader::ReadToLineFeed(*fSource, piece, limit, fGathered);
-        lineEnds = source_reader::TakeLineFeed(*fSource, stop);
-        count = std::exchange(fGathered, 0);
-    }
+    auto [count, lineEnds] =
+        source_reader::ReadPart(*fSource, piece, limit, fGathered, source_reader::AtLimit::inspect);
     // The line is counted even if nothing was read. So the end of the data counts as one more line, as LINESTRM.h says.
     if (fAtLineStart)
         ++fLinesRead;

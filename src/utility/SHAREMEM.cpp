@@ -7,7 +7,6 @@
 #include "platform/platform.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>

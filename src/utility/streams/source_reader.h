@@ -12,6 +12,7 @@
 #include <cstring>
 #include <istream>
 #include <string_view>
+#include <utility>
 
 namespace source_reader {
 
@@ -34,27 +35,45 @@ Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::si
 // If `stop` is Stop::limit, the function inspects the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
 
-// Does the work of ReadToLineFeed() and TakeLineFeed() for one line, if the source's buffer already holds the line with
-// its line feed within the first `limit` bytes, and if no tied stream has to be flushed. Otherwise does nothing and
-// returns false. The function is inline, because for a usual line, calls would take as long as the rest of the work.
-inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, std::size_t &count,
-                         bool *hasBareReturn = nullptr) {
+// A line, or the part of it that fits in `limit` bytes. `endsLine` is true if the line feed was taken; it is not
+// counted or stored.
+struct TPart {
+    std::size_t count;
+    bool endsLine;
+};
+
+// What ReadPart() does after `limit` bytes: it returns them at once, or waits for the next byte to see whether that
+// byte is the line feed.
+enum class AtLimit { stop, inspect };
+
+// Takes a line that the source's buffer already holds, with its line feed within the first `limit` bytes. Otherwise, or
+// if a tied stream has to be flushed, takes nothing and returns false. The function is inline, because for a usual
+// line, calls would take as long as the rest of the work.
+inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, std::size_t &count, bool *hasBareReturn) {
     if (!source.good() || source.tie())
         return false;
     std::string_view const held = TBufferArea::Held(*source.rdbuf()).substr(0, limit);
     if (held.empty())
         return false;
-    bool hasBare = hasBareReturn && *hasBareReturn;
-    char const *const lineFeed =
-        byte_search::FindLineFeed(held.data(), held.data() + held.size(), hasBareReturn ? &hasBare : nullptr);
+    char const *const lineFeed = byte_search::FindLineFeed(held.data(), held.data() + held.size(), hasBareReturn);
     if (!lineFeed)
         return false;
-    if (hasBareReturn)
-        *hasBareReturn = hasBare;
     count = static_cast<std::size_t>(lineFeed - held.data());
     std::memcpy(into, held.data(), count);
     TBufferArea::Advance(*source.rdbuf(), count + 1);
     return true;
+}
+
+// Reads the next part of a line. `gathered` is the number of bytes that a call which threw has stored before; it is 0
+// after the call. `hasBareReturn` is that of ReadToLineFeed().
+inline TPart ReadPart(std::istream &source, char *into, std::size_t limit, std::size_t &gathered, AtLimit atLimit,
+                      bool *hasBareReturn = nullptr) {
+    std::size_t count = 0;
+    if (gathered == 0 && TakeHeldLine(source, into, limit, count, hasBareReturn))
+        return {count, true};
+    Stop const stop = ReadToLineFeed(source, into, limit, gathered, hasBareReturn);
+    bool const endsLine = (stop != Stop::limit || atLimit == AtLimit::inspect) && TakeLineFeed(source, stop);
+    return {std::exchange(gathered, 0), endsLine};
 }
 
 // Returns lines that the source's buffer already holds. These lines have fewer than `size` bytes in all and end with
