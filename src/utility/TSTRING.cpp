@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ostream>
+#include <string_view>
 
 static_assert(sizeof(TString) == sizeof(void *), "a string holds exactly one field");
 static_assert(sizeof(TStringBuffer) == 16, "the data follow the header without a gap");
@@ -80,9 +81,9 @@ unsigned int CountUnits(Unit const *text) {
 // A set of bytes, as 256 flags. The zero byte is in no set.
 class TByteSet {
 public:
-    explicit TByteSet(char const *set) noexcept {
-        for (; set && *set; ++set)
-            fFlags[static_cast<unsigned char>(*set)] = true;
+    explicit TByteSet(std::string_view set) noexcept {
+        for (char const c : set)
+            fFlags[static_cast<unsigned char>(c)] = true;
     }
     bool Has(char c) const noexcept { return fFlags[static_cast<unsigned char>(c)]; }
 
@@ -97,16 +98,16 @@ unsigned int FindInSet(TString const &text, char const *set, unsigned int start,
         return 0;
     char const *const data = text;
     char const *const end = data + text.length();
-    std::size_t const size = set ? std::strlen(set) : 0;
+    std::string_view const bytes(set ? set : "");
     char const *at = data + start - 1;
-    if (size <= fsSmallSet)
-        at = wide_search::SkipBlocks(at, end, set, size, wanted);
-    TByteSet const bytes(set);
-    for (; at != end; ++at) {
-        if (bytes.Has(*at) == wanted)
-            return static_cast<unsigned int>(at - data) + 1;
+    if (bytes.size() <= fsSmallSet) {
+        at = wide_search::SkipBlocks(at, end, bytes.data(), bytes.size(), wanted);
+        at = std::find_if(at, end, [=](char c) { return (bytes.find(c) != bytes.npos) == wanted; });
+    } else {
+        TByteSet const table(bytes);
+        at = std::find_if(at, end, [&](char c) { return table.Has(c) == wanted; });
     }
-    return 0;
+    return at == end ? 0 : static_cast<unsigned int>(at - data) + 1;
 }
 
 // The number at the start of a text, as strtol reads it: white space, a sign, decimal digits. The magnitude stops

@@ -123,6 +123,27 @@ TEST(TTraceMake, HearsOfADestinationOnlyWhileItIsWhole) {
     EXPECT_EQ(TTrace::QueryGlobalLevel(), 0u);
 }
 
+// While the constructor or the destructor of a class in between runs, the object is not yet, or no longer, of the class
+// that overrides Write(). Nobody forgot to override it then.
+TEST(TTraceBase, MayBeWrittenToWhileAClassInBetweenIsUnderConstruction) {
+    struct TBetween : TTrace::Base {
+        TBetween() : Base(TTrace::error, 8) { Entry("under construction"); }
+        ~TBetween() override {
+            Entry("under destruction");
+            Unlink();
+        }
+    };
+    struct TWhole : TBetween {
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { ++written; }
+        int written = 0;
+    };
+    TTrace trace;
+    auto *const whole = new TWhole;
+    trace.QueryPointer() = TTrace::Pointer(whole);
+    Entry("whole");
+    EXPECT_EQ(whole->written, 1);
+}
+
 TEST(TTraceMake, TakesFinalClassesAndThoseThatJoinThemselves) {
     TTrace final = TTrace::Make<TLate>(false);
     TTrace own = TTrace::Make<TCaptureDestination>(4, 8);
