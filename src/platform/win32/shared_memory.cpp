@@ -10,6 +10,7 @@
 
 #include "platform/win32/kept_error.h"
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 #include <stdio.h>
@@ -218,8 +219,9 @@ bool platform::PublishSharedMemory(Block *block) noexcept {
 }
 
 std::size_t platform::SharedMemorySize(Block const *block) noexcept {
+    // A program that writes beyond its block may have changed the size in the footer.
     TFooter const *const footer = FooterOf(*block);
-    return footer ? footer->size : block->mapped;
+    return footer ? std::min<std::size_t>(footer->size, block->mapped - fsPage) : block->mapped;
 }
 
 void platform::CloseSharedMemory(Block *block, void *view) noexcept {
