@@ -8,11 +8,12 @@ export DEBIAN_FRONTEND=noninteractive
 say() { printf '\n== %s\n' "$*"; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
-packages_build=(g++ cmake ninja-build googletest libfmt-dev binutils python3)
+# What configuring a preset needs: the suites that use clang++ and {fmt} are configured for every command.
+packages_build=(g++ clang cmake ninja-build googletest libfmt-dev binutils python3)
 packages_windows=(g++-mingw-w64-i686-posix)
 packages_wine=(wine wine32:i386)
 packages_clients=(curl python3 mpop coreutils)
-packages_checks=(clang-format clang clang-tidy-14 libclang-rt-14-dev)
+packages_checks=(clang-format clang-tidy-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev libspdlog-dev)
 
 installed() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
