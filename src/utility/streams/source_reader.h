@@ -35,19 +35,19 @@ Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::si
 // If `stop` is Stop::limit, the function inspects the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
 
-// A line, or the part of it that fits in `limit` bytes. `endsLine` is true if the line feed was taken; it is not
-// counted or stored.
+// A part of a line: `count` bytes were stored. If `endsLine` is true, the line feed after them was taken too, but not
+// stored.
 struct TPart {
     std::size_t count;
     bool endsLine;
 };
 
-// What ReadPart() does after `limit` bytes: it returns them at once, or waits for the next byte to see whether that
-// byte is the line feed.
+// Tells ReadPart() what to do after `limit` bytes without a line feed: to return at once, or to wait for the next byte,
+// because that byte may be the line feed.
 enum class AtLimit { stop, inspect };
 
-// Takes a line that the source's buffer already holds, with its line feed within the first `limit` bytes. Otherwise, or
-// if a tied stream has to be flushed, takes nothing and returns false. The function is inline, because for a usual
+// Takes a whole line if the source's buffer already holds the line and its line feed within `limit` bytes, and if no
+// tied stream has to be flushed. Otherwise takes nothing and returns false. The function is inline, because for a usual
 // line, calls would take as long as the rest of the work.
 inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, std::size_t &count, bool *hasBareReturn) {
     if (!source.good() || source.tie())
@@ -64,8 +64,9 @@ inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, st
     return true;
 }
 
-// Reads the next part of a line. `gathered` is the number of bytes that a call which threw has stored before; it is 0
-// after the call. `hasBareReturn` is that of ReadToLineFeed().
+// Reads the next part of a line. If an earlier call threw, `gathered` is the number of bytes that the earlier call had
+// stored, and this call continues after them. Sets `gathered` to 0 unless this call throws, too. `hasBareReturn` is
+// that of ReadToLineFeed().
 inline TPart ReadPart(std::istream &source, char *into, std::size_t limit, std::size_t &gathered, AtLimit atLimit,
                       bool *hasBareReturn = nullptr) {
     std::size_t count = 0;
