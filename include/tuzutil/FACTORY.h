@@ -22,7 +22,8 @@
 //             registered factory waits for a load only if the library of that factory is still being loaded.
 // Failures:   TInvalidRequest "Already defined" from Add(), "No dll name found" from Find() and LoadDll(), and
 //             "Singleton Object" from ThrowSingletonException(). If a library cannot be loaded, or registers no factory
-//             of that name, Find() returns null, and a warning (level "wa") is traced.
+//             of that name, Find() returns null, and a warning (level "wa") is traced. If a library exists but cannot
+//             be loaded, a second warning has the words of the system's loader.
 // Surprises:
 // - Two types are equal if their names are equal. The case of ASCII letters does not count, nor does the library.
 
@@ -76,8 +77,8 @@ public:
     void Remove(TFactoryType const &type);             // does nothing if there is no such type
     // Returns the factory of that name. If there is none, loads the type's library, and returns the factory that the
     // library has registered, or null. If the registration of a factory threw during the load, throws that exception.
-    void *Find(TFactoryType const &type);
-    void *Find(unsigned long index); // in the order of registration, from 0; null after the last
+    [[nodiscard]] void *Find(TFactoryType const &type);
+    [[nodiscard]] void *Find(unsigned long index); // in the order of registration, from 0; null after the last
 
     // Loads the type's library. Looks for the library in the directories of fsLibpath first, then in the program's
     // directory, and then where the system looks for libraries. Returns 0 even if no library was loaded.
@@ -123,8 +124,8 @@ public:
     bool Register(TFactoryType const &type, TFactory<T> *factory) {
         return TFactoryLoaderBase::Register(type, factory);
     }
-    T *Find(TFactoryType const &type) { return Whole(TFactoryLoaderBase::Find(type)); }
-    T *Find(unsigned long index) { return Whole(TFactoryLoaderBase::Find(index)); }
+    [[nodiscard]] T *Find(TFactoryType const &type) { return Whole(TFactoryLoaderBase::Find(type)); }
+    [[nodiscard]] T *Find(unsigned long index) { return Whole(TFactoryLoaderBase::Find(index)); }
 
 private:
     // A factory registers the address of its base TFactory<T>, because the part of class T is not constructed yet at

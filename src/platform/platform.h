@@ -301,6 +301,7 @@ struct Library;
 // it then receives the text of the system's loader about the failure, if there is one.
 struct TLoaderWords {
     char text[512] = "";
+    bool isAboutLibrary = false; // the library exists, so the text says more than that it was not found
 };
 Library *OpenLibrary(char const *name, TLoaderWords *words = nullptr) noexcept; // fails if `name` is null
 

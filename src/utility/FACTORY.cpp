@@ -18,6 +18,7 @@
 #include <array>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -78,24 +79,27 @@ TString Search(TString const &directories, TString const &name) {
     return TString();
 }
 
-platform::Library *Open(TString const &name) {
+platform::Library *Open(TString const &name, platform::TLoaderWords &words) {
     TLoading loading;
-    platform::Library *const library = platform::OpenLibrary(name);
+    platform::Library *const library = platform::OpenLibrary(name, &words);
     TKeptCode const kept;
     loading.Rethrow();
     return library;
 }
 
 // Tries the names of the library in turn until the library can be opened. If all attempts fail, LastError() is the
-// error of the first attempt.
-platform::Library *OpenUnderAnyName(TString const &name) {
+// error of the first attempt, and `words` is what the system's loader says about the first library that exists. If no
+// library exists, `words` is about the first name.
+platform::Library *OpenUnderAnyName(TString const &name, platform::TLoaderWords &words) {
     TNames const names(name, !HasEnding(name, fsEnding));
-    platform::Library *const library = Open(names.all[0]);
+    platform::Library *const library = Open(names.all[0], words);
     TKeptCode const kept;
-    for (std::size_t i = 1; i < names.all.size(); ++i) {
-        platform::Library *const other = !library && names.all[i] ? Open(names.all[i]) : nullptr;
-        if (other)
+    for (std::size_t i = 1; i < names.all.size() && !library && names.all[i]; ++i) {
+        platform::TLoaderWords more;
+        if (platform::Library *const other = Open(names.all[i], more))
             return other;
+        if (more.isAboutLibrary && !words.isAboutLibrary)
+            words = more;
     }
     return library;
 }
@@ -162,11 +166,17 @@ TFactoryLoaderBase::TFactoryLoaderBase()
 TFactoryLoaderBase::~TFactoryLoaderBase() = default;
 
 void TFactoryLoaderBase::Add(TFactoryType const &type, void *factory) {
-    TLock const lock(*fRegistryMutex);
-    if (fFactories->FindKey(type))
+    auto entry = std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay());
+    bool isTaken = false;
+    {
+        TLock const lock(*fRegistryMutex);
+        isTaken = fFactories->FindKey(type) != nullptr;
+        if (!isTaken)
+            fFactories->Add(std::move(entry));
+    }
+    if (isTaken)
         fsReports.Raise<TInvalidRequest>("Already defined",
                                          {.function = "TFactoryLoaderBase::Add(const TFactoryType&,void*)"});
-    fFactories->Add(std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay()));
 }
 
 bool TFactoryLoaderBase::Register(TFactoryType const &type, void *factory) {
@@ -231,9 +241,12 @@ int TFactoryLoaderBase::LoadDll(TFactoryType const &type) {
 }
 
 int TFactoryLoaderBase::LoadDll(char const *name) {
-    if (OpenUnderAnyName(TString("") + name))
+    platform::TLoaderWords words;
+    if (OpenUnderAnyName(TString("") + name, words))
         return 0;
     fsReports.Warning("Unable to load Dll %s, rc=x%08X", name, platform::LastError());
+    if (words.isAboutLibrary)
+        fsReports.Warning("Unable to load Dll %s: %s", name, words.text);
     return 1;
 }
 

@@ -174,7 +174,7 @@ TEST(TFactoryLoader, WithoutALibraryNameNothingCanBeLoaded) {
     TLoader loader;
     for (TFactoryType const &type : {TFactoryType("x[]"), TFactoryType(""), TFactoryType(TString())}) {
         ExpectThrows<TInvalidRequest>({.text = "No dll name found", .file = fsFile, .function = fsLoad},
-                                      [&] { loader.Find(type); });
+                                      [&] { static_cast<void>(loader.Find(type)); });
         ExpectThrows<TInvalidRequest>({.text = "No dll name found", .file = fsFile, .function = fsLoad},
                                       [&] { loader.LoadDll(type); });
     }
@@ -270,7 +270,7 @@ TEST(FactoryLibrary, WithANameThatIsTakenFailsBehindTheLoad) {
     TTraceFactory *const good = TTraceFactory::GetLoader()->Find("good");
     ASSERT_NE(good, nullptr);
     ExpectThrows<TInvalidRequest>({.text = "Already defined", .file = fsFile, .function = fsAdd},
-                                  [] { TTraceFactory::GetLoader()->Find("second[duplicate]"); });
+                                  [] { static_cast<void>(TTraceFactory::GetLoader()->Find("second[duplicate]")); });
     EXPECT_EQ(TTraceFactory::GetLoader()->Find("good"), good);
     bool isFree = false; // no lock was left behind
     std::thread([&] { isFree = TTraceFactory::GetLoader()->Find("good") == good; }).join();
@@ -284,21 +284,27 @@ TEST(FactoryLibrary, WithANameThatIsTakenFailsBehindTheLoad) {
 TEST(FactoryLibrary, ThatThrowsWhileLoadingKeepsWhatCameBefore) {
     TLibpathScope const path;
     ExpectThrows<TInvalidRequest>({.text = "Already defined", .file = fsFile, .function = fsAdd},
-                                  [] { TTraceFactory::GetLoader()->Find("throwing"); });
+                                  [] { static_cast<void>(TTraceFactory::GetLoader()->Find("throwing")); });
     TTraceFactory *const factory = TTraceFactory::GetLoader()->Find("throwing");
     ASSERT_NE(factory, nullptr);
     EXPECT_EQ(factory->CreateTrace("").QueryLevel(), 0x10000008u);
 }
 
 TEST(FactoryLibrary, ThatIsNoneIsTriedByPathAndByName) {
-    TLibpathScope const path;
+    TLibpathScope const libpath;
     TCapture capture;
     EXPECT_EQ(TTraceFactory::GetLoader()->Find("kind[broken]"), nullptr);
-    ASSERT_EQ(capture.Entries().size(), 3u);
-    std::string const directory = TTempFolder::FromNative(TUZUTIL_TEST_FACTORIES);
-    ExpectCannotLoad(capture.Entries()[0], directory + "\\broken.dll");
-    ExpectCannotLoad(capture.Entries()[1], "broken");
-    EXPECT_EQ(capture.Entries()[2], NotFound(capture.Entries()[2], "kind"));
+    ASSERT_EQ(capture.Entries().size(), 4u);
+    std::string const path = TTempFolder::FromNative(TUZUTIL_TEST_FACTORIES) + "\\broken.dll";
+    ExpectCannotLoad(capture.Entries()[0], path);
+    TSeenEntry const &words = capture.Entries()[1]; // what the system's loader says about the library that exists
+    std::string const frame = "Unable to load Dll " + path + ": ";
+    EXPECT_EQ(words.level, 8u);
+    EXPECT_EQ(words.category, "Factory");
+    EXPECT_EQ(words.text.substr(0, frame.size()), frame);
+    EXPECT_GT(words.text.size(), frame.size() + 10);
+    ExpectCannotLoad(capture.Entries()[2], "broken");
+    EXPECT_EQ(capture.Entries()[3], NotFound(capture.Entries()[3], "kind"));
 }
 
 TEST(FactoryLibrary, NamesGetTheEndingUnlessTheyHaveIt) {
@@ -336,9 +342,9 @@ TEST(FactoryLibrary, IsLookedForInTheNewestDirectoryFirst) {
     TFactoryLoaderBase::AddLibpath(newer.Name().c_str());
     TCapture capture;
     EXPECT_EQ(TTraceFactory::GetLoader()->Find("twice"), nullptr);
-    ASSERT_EQ(capture.Entries().size(), 3u);
-    ExpectCannotLoad(capture.Entries()[0], newer.Name("twice.dll"));
-    ExpectCannotLoad(capture.Entries()[1], "twice");
+    ASSERT_EQ(capture.Entries().size(), 4u);
+    ExpectCannotLoad(capture.Entries()[0], newer.Name("twice.dll")); // the words of the loader follow
+    ExpectCannotLoad(capture.Entries()[2], "twice");
 }
 
 // A library that another thread loads looks for a factory while a lookup here waits for the system's loader.

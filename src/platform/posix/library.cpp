@@ -47,10 +47,10 @@ public:
             return;
         fLibrary = ::dlopen(IsProgram(name) ? nullptr : name, RTLD_NOW | RTLD_LOCAL);
         char const *const text = fLibrary ? nullptr : ::dlerror();
-        if (!text || fIsTold)
+        if (!text || fWords.isAboutLibrary)
             return;
-        fIsTold = IsAboutTheLibrary(name, text);
-        if (fIsTold || !*fWords.text)
+        fWords.isAboutLibrary = IsAboutTheLibrary(name, text);
+        if (fWords.isAboutLibrary || !*fWords.text)
             ::snprintf(fWords.text, sizeof fWords.text, "%s", text);
     }
     void *Result() const noexcept { return fLibrary; }
@@ -58,7 +58,6 @@ public:
 
 private:
     void *fLibrary = nullptr;
-    bool fIsTold = false; // fWords is about a library that exists
     platform::TLoaderWords fWords;
 };
 

@@ -26,6 +26,13 @@ bool Prepare(std::uint64_t number) noexcept {
     return number <= fsHighestNumber;
 }
 
+// Returns whether the error is about a library that exists.
+bool IsAboutLibrary(DWORD error) noexcept {
+    return error == ERROR_BAD_EXE_FORMAT || error == ERROR_EXE_MACHINE_TYPE_MISMATCH || error == ERROR_PROC_NOT_FOUND ||
+           error == ERROR_INVALID_ORDINAL || error == ERROR_DLL_INIT_FAILED || error == ERROR_ACCESS_DENIED ||
+           error == ERROR_SHARING_VIOLATION;
+}
+
 // Writes the system's English text of an error. If the text has a place for the name of the library, puts `name` there.
 void WriteWords(platform::TLoaderWords &words, DWORD error, char const *name) noexcept {
     DWORD_PTR arguments[99]; // a text has at most the places %1 to %99
@@ -37,6 +44,7 @@ void WriteWords(platform::TLoaderWords &words, DWORD error, char const *name) no
     while (length && (words.text[length - 1] == '\n' || words.text[length - 1] == '\r'))
         --length;
     words.text[length] = '\0';
+    words.isAboutLibrary = length > 0 && IsAboutLibrary(error);
 }
 
 } // namespace

@@ -1,17 +1,34 @@
 // TLibpath: the list of directories that are searched for factory libraries. While the functions below hold
-// TLibpath::fsMutex, they call no code outside of the library.
+// TLibpath::fsMutex, they only share or swap the list. A longer text is made without the lock, because a lack of memory
+// would be traced.
 
 #include "utility/factories/library_path.h"
 
 #include "tuzutil/FACTORY.h"
 #include "utility/kernel/lock.h"
 
+#include <utility>
+
+namespace {
+
+TString Shared(TMutexSemaphore &mutex) {
+    TLock const lock(mutex);
+    return TFactoryLoaderBase::fsLibpath;
+}
+
+} // namespace
+
 TString TLibpath::Copy() {
-    TLock const lock(fsMutex);
-    return TFactoryLoaderBase::fsLibpath.Copy();
+    return Shared(fsMutex).Copy();
 }
 
 void TLibpath::AddFirst(char const *directory) {
-    TLock const lock(fsMutex);
-    TFactoryLoaderBase::fsLibpath = TString("") + directory + ";" + TFactoryLoaderBase::fsLibpath;
+    for (bool isStored = false; !isStored;) {
+        TString const before = Shared(fsMutex);
+        TString after = TString("") + directory + ";" + before;
+        TLock const lock(fsMutex);
+        isStored = TFactoryLoaderBase::fsLibpath == before;
+        if (isStored)
+            std::swap(TFactoryLoaderBase::fsLibpath, after);
+    }
 }
