@@ -150,6 +150,12 @@ bool IsUnfinished(Block const &block) noexcept {
     return footer && footer->isReady.load(std::memory_order_acquire) == 0;
 }
 
+// Returns whether a maker may have ended before it wrote the footer. The block of such a maker vanishes in a moment. A
+// block without a footer that is still there after many tries was made by CreateSharedMemory().
+bool MayVanish(Block const &block, TMaking const &making, int tries) noexcept {
+    return making.WasAbandoned() && !FooterOf(block) && tries < 100;
+}
+
 HANDLE OpenMapping(char const *name) noexcept {
     return OpenFileMappingA(FILE_MAP_WRITE, FALSE, name);
 }
@@ -175,8 +181,17 @@ Block *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
         return nullptr;
     CloseHandle(mapping);
     TMaking const making(name, false);
-    Block *const block = NewBlock(OpenMapping(name), view);
-    return block && IsUnfinished(*block) ? Refuse(block, ERROR_FILE_NOT_FOUND) : block;
+    for (int tries = 0;; ++tries) {
+        Block *const block = NewBlock(OpenMapping(name), view);
+        if (!block)
+            return nullptr;
+        if (IsUnfinished(*block))
+            return Refuse(block, ERROR_FILE_NOT_FOUND);
+        if (!MayVanish(*block, making, tries))
+            return block;
+        CloseSharedMemory(block, block->view);
+        Sleep(1);
+    }
 }
 
 Block *platform::OpenOrCreateSharedMemory(char const *name, std::int32_t size, void *&view, bool &isNew) noexcept {
@@ -202,9 +217,7 @@ Block *platform::OpenOrCreateSharedMemory(char const *name, std::int32_t size, v
             isNew = true;
             return block;
         }
-        // A maker may have ended before it wrote the footer. Then the block vanishes in a moment, too.
-        bool const isVanishing = IsUnfinished(*block) || (making.WasAbandoned() && !FooterOf(*block) && tries < 100);
-        if (!isVanishing)
+        if (!IsUnfinished(*block) && !MayVanish(*block, making, tries))
             return SharedMemorySize(block) < bytes ? Refuse(block, ERROR_BAD_LENGTH) : block;
         CloseSharedMemory(block, block->view);
         Sleep(1);
