@@ -15,6 +15,7 @@ packages_wine=(wine wine32:i386)
 packages_clients=(curl python3 mpop coreutils)
 packages_checks=(clang-format clang-tidy-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev libspdlog-dev)
+packages_docs=(doxygen python3)
 
 installed() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 

@@ -1,0 +1,211 @@
+#!/usr/bin/env python3
+"""Shows the comments of a public header to Doxygen: filter.py HEADER
+
+The headers have plain comments. This filter makes documentation of them:
+- The first page of a header documents the classes that it names, with its example and its sections.
+- A comment above a declaration documents it, and all that follow without an empty line between them.
+- A comment behind a declaration documents that declaration.
+- Destructors, copies and assignments without a comment are left out, and so are deleted functions.
+Everything else is passed on unchanged.
+"""
+
+import os
+import re
+import sys
+
+SECTION = re.compile(r"^(Ownership|Threads|Failures):\s+(.*)$")
+SCOPE = re.compile(r"^(template\s*<.*>\s*)?(class|struct|enum|namespace|union|extern\s+\"C\")\b(?!.*\)\s*(const)?\s*(noexcept)?\s*$)")
+
+
+def escape(text):
+    """Takes the meaning that Doxygen gives to some characters out of a comment, except in `code`."""
+    parts = re.split(r"(`[^`]*`)", text)
+    for i in range(0, len(parts), 2):
+        parts[i] = re.sub(r"([\\@<>#%&|*_~])", r"\\\1", parts[i])
+        parts[i] = parts[i].replace("\\*", "*").replace("\\_", "_").replace("\\|", "|").replace("\\~", "~")
+        parts[i] = re.sub(r"\b(T[A-Z]\w*)(?=::)", r"\1", parts[i])
+    return "".join(parts)
+
+
+def page(lines, header):
+    """The documentation that the first page of a header gives to its classes."""
+    head = re.match(r"([\w, ]+?):\s", lines[0])
+    names = [name for name in re.split(r", | and ", head.group(1)) if re.fullmatch(r"\w+", name)] if head else []
+    body, code, items = [], False, False
+    for line in lines:
+        if line.startswith("Example:"):
+            body += ["\\par Example", "\\code{.cpp}"]
+            code = True
+            continue
+        if code and line and not line.startswith("    "):
+            body.append("\\endcode")
+            code = False
+        elif code and not line:
+            following = lines[lines.index(line) + 1:]
+            body.append("")
+            continue
+        if code:
+            body.append(line[4:])
+            continue
+        section = SECTION.match(line)
+        if section:
+            body += [f"\\par {section.group(1)}", escape(section.group(2))]
+        elif line.startswith("Surprises:"):
+            body += ["\\par Surprises", ""]
+            items = True
+        else:
+            body.append((line if items and not line.startswith("- ") else escape(line.strip())) if not items
+                        else (("- " + escape(line[2:])) if line.startswith("- ") else "  " + escape(line.strip())))
+    if code:
+        body.append("\\endcode")
+    text = "\n".join(body)
+    out = f"/*! \\file\n{text}\n*/\n"
+    for name in names:
+        out += f"/*! \\class {name} {header} tuzutil/{header}\n{text}\n*/\n"
+    return out
+
+
+def split_comment(line):
+    """The code of a line, and its comment or None."""
+    quote = None
+    i = 0
+    while i < len(line):
+        c = line[i]
+        if quote:
+            if c == "\\":
+                i += 1
+            elif c == quote:
+                quote = None
+        elif c == '"' or (c == "'" and not (i and line[i - 1].isalnum())):
+            quote = c
+        elif line.startswith("//", i):
+            return line[:i].rstrip(), line[i + 2:].strip()
+        i += 1
+    return line.rstrip(), None
+
+
+# A member that does what such a member always does.
+ORDINARY = re.compile(r"(virtual )?~\w+\(.*|(explicit )?(\w+)\(\3 (const )?(const )?&&?\w*\).*|(explicit )?(\w+)\(\7 const &\w*\).*"
+                      r"|.*= (delete|default);|(\w+) &operator=\(\9 (const )?&&?\w*\).*")
+
+
+class Filter:
+    def __init__(self, out):
+        self.out = out
+        self.comment = []    # lines of comments since the last code
+        self.documents = []  # the comment that documents the declarations of this paragraph
+        self.statement = ""  # what was read of the present declaration
+        self.scopes = ["namespace"]
+        self.macro = False
+
+    def line(self, line):
+        stripped = line.strip()
+        if self.macro or stripped.startswith("#"):
+            self.flush(False)
+            self.macro = stripped.endswith("\\")
+            self.out(line)
+        elif stripped.startswith("//"):
+            self.comment.append(line)
+        elif not stripped:
+            self.flush(False)
+            self.documents = []
+            self.out(line)
+        else:
+            self.code(line)
+
+    def flush(self, documents):
+        for comment in self.comment:
+            indent = comment[:len(comment) - len(comment.lstrip())]
+            text = comment.strip()[2:]
+            self.out(f"{indent}///{escape(text)}" if documents else comment)
+        if documents and self.comment:
+            self.documents = [f"///{escape(comment.strip()[2:])}" for comment in self.comment]
+        self.comment = []
+
+    def code(self, line):
+        code, behind = split_comment(line)
+        starts = not self.statement and self.scopes[-1] in ("class", "struct", "namespace")
+        indent = line[:len(line) - len(line.lstrip())]
+        label = re.fullmatch(r"(public|protected|private):", code.strip())
+        ordinary = starts and not self.comment and behind is None and ORDINARY.fullmatch(code.strip()) and \
+            code.strip()[-1:] in ";}"
+        if ordinary:
+            self.follow(code)
+            self.out("")
+            return
+        if starts and not label and code.strip() != "};" and not code.strip().startswith("}"):
+            if self.comment:
+                self.flush(True)
+            elif self.documents and not re.match(r"(class|struct|enum|namespace)\b.*\{", code.strip()):
+                for text in self.documents:
+                    self.out(indent + text)
+        else:
+            self.flush(self.scopes[-1] == "enum")
+        if label:
+            self.documents = []
+        whole = self.follow(code)
+        if behind is None:
+            self.out(line)
+        elif self.scopes[-1] != "body" and (whole or self.scopes[-1] == "enum"):
+            self.out(f"{code} ///< {escape(behind)}")
+        else:
+            self.out(line)
+
+    def follow(self, code):
+        """Follows braces and statements. Returns whether a declaration ends with this line."""
+        whole = False
+        text = re.sub(r'"(\\.|[^"\\])*"', '""', code)
+        text = re.sub(r"'(\\.|[^'\\])'", "' '", text)
+        for c in text:
+            if c == "{":
+                kind = SCOPE.match(self.statement.strip())
+                name = kind.group(2) if kind and "(" not in re.sub(r"^template\s*<.*?>\s*", "", self.statement) else None
+                self.scopes.append({"union": "struct"}.get(name, name) if name else "body")
+                if name:
+                    self.statement = ""
+            elif c == "}":
+                if len(self.scopes) > 1:
+                    ended = self.scopes.pop()
+                    if ended == "body" and self.scopes[-1] != "body" and "(" in self.statement:
+                        rest = text[text.rindex("}") + 1:].strip()
+                        if rest[:1] not in (",", "{", ")"):
+                            self.statement = ""
+                            whole = True
+            elif c == ";":
+                if self.scopes[-1] != "body":
+                    self.statement = ""
+                    whole = True
+            elif self.scopes[-1] != "body":
+                self.statement += c
+        if re.fullmatch(r"\s*(public|protected|private):\s*", self.statement):
+            self.statement = ""
+        if self.statement:
+            self.statement += " "
+        if not self.statement.strip():
+            self.statement = ""
+        return whole
+
+
+def main():
+    path = sys.argv[1]
+    with open(path, encoding="utf-8") as source:
+        lines = source.read().split("\n")
+    header = os.path.basename(path)
+    first = next((i for i, line in enumerate(lines) if line.startswith("//")), None)
+    written = []
+    if first is not None:
+        last = first
+        while lines[last].startswith("//"):
+            last += 1
+        documented = page([line[3:] for line in lines[first:last]], header)
+        lines[first:last] = [""] * (last - first)
+        written.append(documented)
+    follow = Filter(written.append)
+    for line in lines:
+        follow.line(line)
+    follow.flush(False)
+    sys.stdout.write("\n".join(written))
+
+
+if __name__ == "__main__":
+    main()
