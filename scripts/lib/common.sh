@@ -13,7 +13,7 @@ packages_build=(g++ clang cmake ninja-build googletest libfmt-dev binutils pytho
 packages_windows=(g++-mingw-w64-i686-posix)
 packages_wine=(wine wine32:i386)
 packages_clients=(curl python3 mpop coreutils)
-packages_checks=(clang-format clang-tidy-14 libclang-rt-14-dev)
+packages_checks=(gdb clang-format clang-tidy-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev libspdlog-dev)
 packages_docs=(doxygen python3)
 
