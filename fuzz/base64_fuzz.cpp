@@ -3,11 +3,13 @@
 #include "tuzutil/BASE64.h"
 #include "utility/mail/base64_loops.h"
 
+#include "bounds.h"
+
 #include <cstdlib>
 #include <string>
 #include <vector>
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     std::vector<char> const text(data, data + size); // ends where a checker sees it
     std::vector<base64::Byte> plain(static_cast<std::size_t>(base64::DecodedRoom(size)));
     plain.resize(

@@ -5,6 +5,8 @@
 #include "support/dotbyte_model.h"
 #include "support/streams.h"
 
+#include "bounds.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
@@ -74,7 +76,7 @@ void WriteLimited(std::string_view body, std::size_t lines) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     if (size == 0)
         return 0;
     std::string_view const text(reinterpret_cast<char const *>(data) + 1, size - 1);

@@ -3,6 +3,8 @@
 
 #include "tuzutil/FILENAME.h"
 
+#include "bounds.h"
+
 #include <cstdlib>
 
 namespace {
@@ -35,7 +37,7 @@ void Split(TFileName const &name) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     TString text(data, static_cast<unsigned int>(size), ' ');
     Split(text);
     text.SetUnicode(1);

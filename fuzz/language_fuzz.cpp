@@ -4,6 +4,8 @@
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/NLSRESRC.h"
 
+#include "bounds.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -19,7 +21,7 @@ std::string TakeText(std::string &rest) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     std::string rest(reinterpret_cast<char const *>(data), size);
     TSearchNLSPath::fsNLSpath = TakeText(rest).c_str();
     TSearchNLSPath search(TakeText(rest).c_str());

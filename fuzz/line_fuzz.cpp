@@ -6,6 +6,8 @@
 #include "support/line_model.h"
 #include "support/streams.h"
 
+#include "bounds.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
@@ -60,7 +62,7 @@ void Concatenate(std::string_view text, std::size_t split) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     if (size == 0)
         return 0;
     std::string_view const text(reinterpret_cast<char const *>(data) + 1, size - 1);

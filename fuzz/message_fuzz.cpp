@@ -5,6 +5,8 @@
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TXTMSG.h"
 
+#include "bounds.h"
+
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -45,7 +47,7 @@ void Format(Char const *format, unsigned int choice) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     if (size == 0)
         return 0;
     std::string const bytes(reinterpret_cast<char const *>(data + 1), size - 1);

@@ -4,6 +4,8 @@
 #include "tuzutil/FACTORY.h"
 #include "tuzutil/TRACE.h"
 
+#include "bounds.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -18,7 +20,7 @@ public:
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     std::string const text(reinterpret_cast<char const *>(data), size);
     TTrace trace;
     trace.QueryPointer() = TTrace::Pointer(new TSilent);

@@ -3,9 +3,11 @@
 
 #include "tuzutil/UTF7.h"
 
+#include "bounds.h"
+
 #include <cstdlib>
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const *data, std::size_t size) {
+int TestOneInput(unsigned char const *data, std::size_t size) {
     TString const text(data, static_cast<unsigned int>(size), ' ');
     TString const name = TModifiedUTF7::Decode(text);
     if (TModifiedUTF7::Decode(TModifiedUTF7::Encode(name)) != name)

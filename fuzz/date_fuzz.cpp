@@ -1,0 +1,35 @@
+// Dates of mail from any bytes: what is accepted is written in a form that is accepted as the same date. Formats of
+// dates from any bytes give a text.
+
+#include "tuzutil/TDATETIM.h"
+
+#include "bounds.h"
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+void Require(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+} // namespace
+
+int TestOneInput(unsigned char const *data, std::size_t size) {
+    std::string const text(reinterpret_cast<char const *>(data), size);
+    TDateTime64 date;
+    unsigned int fault = 0;
+    if (TDateTime64::FromMailDate(text, date, &fault)) {
+        Require(fault == 0);
+        TString const written = date.QueryMailDate();
+        TDateTime64 again;
+        Require(TDateTime64::FromMailDate(written, again, &fault));
+        Require(again.QueryTime() == date.QueryTime() && again.QueryMailDate() == written);
+    } else {
+        Require(fault >= 1 && fault <= size + 1);
+    }
+    static_cast<void>(TDateTime64(1000000000).QueryString(text.c_str()));
+    return 0;
+}

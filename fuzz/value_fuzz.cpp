@@ -1,0 +1,76 @@
+// Values in their binary form from any bytes, in both byte orders: reading ends, what is read can be written, and what
+// is written is read back as the same value.
+
+#include "tuzutil/BINSTRM.h"
+#include "tuzutil/EXCEPTN.h"
+#include "tuzutil/TAGVAR.h"
+
+#include "bounds.h"
+
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+namespace {
+
+void Require(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+std::string Written(TagVar const &value, int networkOrder) {
+    std::ostringstream bytes;
+    ToBinaryStream out(bytes, networkOrder);
+    value.WriteToBinaryStream(out);
+    return bytes.str();
+}
+
+void ReadValues(std::string const &bytes, int networkOrder) {
+    std::istringstream source(bytes);
+    TiBinaryStream in(source, networkOrder);
+    for (std::size_t count = 0; source.good() && count <= bytes.size(); ++count) {
+        TagVar value;
+        try {
+            value.ReadFromBinaryStream(in);
+        } catch (TInvalidRequest const &) {
+            return; // a kind that does not exist
+        }
+        if (!source)
+            return;
+        if (!value.IsType(TagVar::date) && !value.IsType(TagVar::time)) { // these have no text
+            std::ostringstream shown;
+            value.StreamOut(shown);
+        }
+        std::string const form = Written(value, networkOrder);
+        std::istringstream again(form);
+        TiBinaryStream repeated(again, networkOrder);
+        TagVar copy;
+        copy.ReadFromBinaryStream(repeated);
+        Require(Written(copy, networkOrder) == form);
+    }
+}
+
+void ReadStrings(std::string const &bytes, int networkOrder) {
+    std::istringstream source(bytes);
+    TiBinaryStream in(source, networkOrder);
+    std::size_t total = 0;
+    while (source.good()) {
+        TString text; // an empty string in the stream would leave the former text
+        in >> text;
+        total += source ? text.length() : 0;
+        int number = 0;
+        in >> number;
+    }
+    Require(total <= bytes.size());
+}
+
+} // namespace
+
+int TestOneInput(unsigned char const *data, std::size_t size) {
+    if (size == 0)
+        return 0;
+    std::string const bytes(reinterpret_cast<char const *>(data + 1), size - 1);
+    ReadValues(bytes, data[0] & 1);
+    ReadStrings(bytes, data[0] & 1);
+    return 0;
+}
