@@ -17,6 +17,7 @@
 
 namespace {
 
+char const fsHead[] = "Subject: x\r\n\r\n"; // after a whole line, many lines are taken at once
 char const fsCommand[] = "RCPT TO:<stranger>\r\n";
 
 std::string ReadBody(std::istream &source, std::size_t run, bool &isWhole) {
@@ -29,10 +30,11 @@ std::string ReadBody(std::istream &source, std::size_t run, bool &isWhole) {
     return body;
 }
 
-// Reads a body that has `trick` after `before` bytes, then what a stranger wants to be taken for a command, and the
-// true end. Returns whether the reader took each byte for what it is.
-void ExpectRead(support::TEndOfData const &trick, std::size_t before, std::size_t split, std::size_t run) {
-    std::string const prefix(before, 'x');
+// Reads a body that has `trick` after `head` and `before` bytes, then what a stranger wants to be taken for a command,
+// and the true end. Returns whether the reader took each byte for what it is.
+void ExpectRead(support::TEndOfData const &trick, std::string const &head, std::size_t before, std::size_t split,
+                std::size_t run) {
+    std::string const prefix = head + std::string(before, 'x');
     std::string const wire = prefix + trick.bytes + fsCommand + ".\r\nQUIT\r\n";
     support::TSplitSource source(wire, split);
     bool isWhole = false;
@@ -79,8 +81,10 @@ TEST(Smuggling, NothingElseEndsABodyAtAnySplit) {
         for (std::size_t before : {0u, 1u, 5u}) {
             for (std::size_t split = 0; split <= before + trick.bytes.size() + 4; ++split) {
                 for (std::size_t run : {1u, 2u, 3u, 64u})
-                    ExpectRead(trick, before, split, run);
+                    ExpectRead(trick, "", before, split, run);
             }
+            for (std::size_t run = 1; run < 100; ++run)
+                ExpectRead(trick, fsHead, before, support::fsAll, run);
         }
     }
 }
@@ -89,8 +93,10 @@ TEST(Smuggling, NothingElseEndsABodyAroundTheEdgesOfPieces) {
     for (support::TEndOfData const &trick : support::EndsOfData()) {
         for (std::size_t edge : {1024u, 2048u, 4096u, 10240u}) {
             for (std::size_t before = edge - 12; before <= edge + 4; ++before) {
-                for (std::size_t split : {support::fsAll, std::size_t{1}, std::size_t{1000}})
-                    ExpectRead(trick, before, split, 4096);
+                for (std::size_t split : {support::fsAll, std::size_t{1}, std::size_t{1000}}) {
+                    ExpectRead(trick, "", before, split, 4096);
+                    ExpectRead(trick, fsHead, before, split, 4096);
+                }
             }
         }
     }
