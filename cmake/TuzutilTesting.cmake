@@ -9,6 +9,19 @@ set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 add_subdirectory(${TUZUTIL_GOOGLETEST} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
 
+# The headers that nearly every suite includes are compiled once for all suites of the same kind. A program of its own
+# holds them, because the flags must be those of a program.
+set(TUZUTIL_SUITE_HEADERS <gtest/gtest.h> <chrono> <filesystem> <fstream> <functional> <iostream> <map> <memory> <sstream>
+                          <string> <string_view> <thread> <vector>)
+foreach(kind plain optimized)
+    file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/suite_headers.cpp CONTENT "int main() {}\n")
+    add_executable(${kind}_suite_headers EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/suite_headers.cpp)
+    target_link_libraries(${kind}_suite_headers PRIVATE tuzutil::tuzutil gtest_main Threads::Threads)
+    target_precompile_headers(${kind}_suite_headers PRIVATE ${TUZUTIL_SUITE_HEADERS})
+    tuzutil_warnings(${kind}_suite_headers)
+endforeach()
+target_compile_options(plain_suite_headers PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-O0>)
+
 # tuzutil_add_suite(NAME [SUPPORT name...] [NEEDS target...] [DEFINITIONS name=value...] [LIBRARIES library...]
 #                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED] [OPTIMIZED])
 #
@@ -43,7 +56,10 @@ function(tuzutil_add_suite name)
     target_include_directories(${suite} PRIVATE ${PROJECT_SOURCE_DIR}/tests ${PROJECT_SOURCE_DIR}/src)
     target_link_libraries(${suite} PRIVATE tuzutil::tuzutil gtest_main Threads::Threads ${arg_LIBRARIES})
     target_compile_definitions(${suite} PRIVATE ${arg_DEFINITIONS})
-    if(NOT arg_OPTIMIZED AND NOT arg_SEAM AND NOT arg_OWN_COPY)
+    if(arg_OPTIMIZED)
+        target_precompile_headers(${suite} REUSE_FROM optimized_suite_headers)
+    elseif(NOT arg_SEAM AND NOT arg_OWN_COPY)
+        target_precompile_headers(${suite} REUSE_FROM plain_suite_headers)
         target_compile_options(${suite} PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-O0>)
     endif()
     if(arg_SEAM OR arg_OWN_COPY)
