@@ -9,6 +9,8 @@
 
 #include <cstddef>
 #include <errno.h>
+#include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace platform {
@@ -20,6 +22,10 @@ auto KeepTrying(auto call) noexcept {
     while (result < 0 && errno == EINTR)
         result = call();
     return result;
+}
+
+inline int OpenAt(int folder, char const *name, int flags, mode_t mode = 0) noexcept {
+    return KeepTrying([&] { return ::openat(folder, name, flags, mode); });
 }
 
 // Writes until all bytes are written or a call fails. Returns the number of bytes written.

@@ -114,7 +114,7 @@ bool MakeShared(int folder, char const *name) noexcept {
     int opened = -1;
     do {
         ::snprintf(temporary, sizeof temporary, "new-%ld-%u", static_cast<long>(::getpid()), ++count);
-        opened = ::openat(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        opened = platform::OpenAt(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     } while (opened < 0 && errno == EEXIST); // a process of the same id was killed here, and has left its file
     TDescriptor const file(opened);
     if (!file)
@@ -141,9 +141,9 @@ int OpenShared(char const *name) noexcept {
     TDescriptor const folder(platform::OpenObjectFolder());
     if (!folder)
         return -1;
-    int file = ::openat(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    int file = platform::OpenAt(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
     if (file < 0 && errno == ENOENT && (MakeShared(folder.Get(), fileName) || errno == EEXIST))
-        file = ::openat(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+        file = platform::OpenAt(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
     return file;
 }
 

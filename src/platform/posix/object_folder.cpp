@@ -58,7 +58,7 @@ int OpenRuntimeFolder(char const *path) noexcept {
 // afterwards, no matter who made it.
 int OpenPrivate(int base, char const *name, bool &isMade) noexcept {
     isMade = ::mkdirat(base, name, 0700) == 0 || errno == EEXIST;
-    TDescriptor folder(isMade ? ::openat(base, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1);
+    TDescriptor folder(isMade ? platform::OpenAt(base, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1);
     if (!folder || IsOwn(folder.Get(), 077))
         return folder.Take();
     errno = EACCES;

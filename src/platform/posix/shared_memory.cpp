@@ -78,7 +78,7 @@ public:
     bool IsLocked() const noexcept { return fIsLocked; }
 
     int Open(char const *name, int flags) const noexcept {
-        return ::openat(Get(), name, O_RDWR | O_NOFOLLOW | O_CLOEXEC | flags, 0600);
+        return platform::OpenAt(Get(), name, O_RDWR | O_NOFOLLOW | O_CLOEXEC | flags, 0600);
     }
     void Remove(char const *name) const noexcept { ::unlinkat(Get(), name, 0); }
     bool Leads(char const *name, int file) const noexcept { // whether this is the name of the file
@@ -101,7 +101,7 @@ public:
 
     // Removes the files that killed processes have left.
     void Clean() const noexcept {
-        TDescriptor list(::openat(Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        TDescriptor list(platform::OpenAt(Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         DIR *const directory = list ? ::fdopendir(list.Get()) : nullptr;
         if (!directory)
             return;

@@ -1,0 +1,295 @@
+// Every operation below meets a failure at each of its calls of the system: once at that one alone, and once at it and
+// all that follow. The failure is told as the headers say, no file and no mapping stays open, nothing is half written,
+// and the next try succeeds. Then each call is interrupted by a signal, or moves half of its bytes: that is no failure.
+
+#include "support/FailingCalls.h"
+#include "support/TempFolder.h"
+#include "tuzutil/tuzutil.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// What an operation says of itself. `wrong`: it claims success, and the result is not right.
+enum TOutcome { done, reported, wrong };
+
+std::string Name(char const *kind) {
+    return "tuzutil.failing." + std::to_string(::getpid()) + "." + kind;
+}
+
+TTempFolder const &Folder() {
+    static TTempFolder const folder;
+    return folder;
+}
+
+void Remove(char const *name) {
+    calls::TOwn const own;
+    std::filesystem::remove_all(Folder().Native(name));
+}
+
+TOutcome TakesANamedLock() {
+    TMutexSemaphore lock(Name("lock").c_str());
+    if (!lock.GetHandle())
+        return reported;
+    TMutexSemaphoreEntry const entry(lock, 1000);
+    return entry.State() == TMutexSemaphore::Locked ? done : reported;
+}
+
+TOutcome SharesMemory() {
+    ipcSharedMemory const made(Name("block").c_str(), 10000);
+    if (!made)
+        return made.QueryError() != 0 && made.Pointer() == nullptr ? reported : wrong;
+    auto *const bytes = static_cast<char *>(made.Pointer());
+    bytes[0] = 'a';
+    bytes[9999] = 'z';
+    ipcSharedMemory const opened(Name("block").c_str());
+    if (!opened)
+        return opened.QueryError() != 0 ? reported : wrong;
+    auto const *const seen = static_cast<char const *>(opened.Pointer());
+    return seen[0] == 'a' && seen[9999] == 'z' && opened.TrueSize() == 10000 ? done : wrong;
+}
+
+TOutcome FillsSharedMemory() {
+    int filled = 0;
+    auto const first = ipcSharedMemory::OpenOrCreate(Name("filled").c_str(), 100, [&](void *block) {
+        ++filled;
+        *static_cast<char *>(block) = 'x';
+    });
+    if (!first)
+        return first.QueryError() != 0 ? reported : wrong;
+    auto const second = ipcSharedMemory::OpenOrCreate(Name("filled").c_str(), 100, [&](void *) { ++filled; });
+    if (!second)
+        return second.QueryError() != 0 ? reported : wrong;
+    return filled == 1 && *static_cast<char const *>(second.Pointer()) == 'x' ? done : wrong;
+}
+
+class TWorker : public TThread {
+public:
+    int Run() override { return 17; }
+};
+
+TOutcome RunsAThread() {
+    TReference<TWorker> const worker(new TWorker);
+    if (worker->Start() != 0)
+        return worker->IsRunning() ? wrong : reported;
+    worker->WaitForTermination(-1);
+    return worker->QueryResult() == 17 ? done : wrong;
+}
+
+// The library's thread ends with the last timer. If it cannot be started, no timer posts, and this is traced.
+TOutcome SetsATimer() {
+    TReference<TSemaphore> const event(new TSemaphore);
+    TTimer timer(event);
+    timer.Set(1ms);
+    return event->Wait(200ms) == 0 ? done : reported;
+}
+
+TTrace::Category const fsCategory(8, "FailingCalls");
+
+void WriteRecords() {
+    for (int i = 0; i < 3; ++i)
+        TTracePoint::Write(TTrace::error, fsCategory, {"f", 1}, "record %d", i);
+}
+
+// Every line of a file is a record, or the beginning of one whose rest did not fit; no record comes twice.
+TOutcome HasRecords(std::string const &name, std::string_view prefix) {
+    calls::TOwn const own;
+    std::filesystem::path const file = Folder().Native(name);
+    if (!std::filesystem::exists(file))
+        return reported;
+    std::ifstream in(file);
+    std::size_t whole = 0;
+    std::string expected[] = {"record 0", "record 1", "record 2"};
+    for (std::string line; std::getline(in, line);) {
+        std::size_t const at = line.find(prefix);
+        std::string const text = at == line.npos ? "" : line.substr(at + prefix.size());
+        bool known = text.empty();
+        for (std::string &record : expected) {
+            known = known || (!record.empty() && record.compare(0, text.size(), text) == 0);
+            if (text == record && !text.empty()) {
+                ++whole;
+                record.clear();
+            }
+        }
+        if (!known)
+            return wrong;
+    }
+    return whole == 3 ? done : reported; // a record that the system refuses is lost
+}
+
+TOutcome TracesToAFile() {
+    Remove("traces");
+    {
+        TTraceStream trace(Folder().Name("traces\\new\\trace.log").c_str());
+        trace.SetDisplayPrefix(0);
+        WriteRecords();
+    }
+    return HasRecords("traces\\new\\trace.log", "E [f:1] ");
+}
+
+TOutcome TracesToASharedFile() {
+    Remove("shared.log");
+    {
+        TTraceSharedFile const trace(Folder().Name("shared.log").c_str());
+        WriteRecords();
+    }
+    return HasRecords("shared.log", " E [f:1] ");
+}
+
+TOutcome MovesToATemporaryFile() {
+    class TAlways : public TTempStreamTest {
+    public:
+        int Test(TTempStreamBuf *) override { return 1; }
+    };
+    TTempStream stream("message", new TAlways);
+    std::string text;
+    for (int i = 0; i < 20000; ++i)
+        text += std::to_string(i) + ' ';
+    stream << text << std::flush;
+    if (!stream)
+        return reported;
+    stream.seekg(0);
+    std::string seen(text.size() + 10, '\0');
+    stream.read(seen.data(), static_cast<std::streamsize>(seen.size()));
+    seen.resize(static_cast<std::size_t>(stream.gcount()));
+    if (seen == text)
+        return done;
+    return seen == text.substr(0, seen.size()) ? reported : wrong; // the end came too early: the state says so
+}
+
+TOutcome ListsADirectory() {
+    TDirectory folder(Folder().Name("listed").c_str());
+    int isDirectory = 0;
+    std::size_t count = 0;
+    TString name;
+    for (TString path = folder.FindFirst(&isDirectory, &name); path; path = folder.FindNext(&isDirectory, &name)) {
+        if ((name == "sub") != (isDirectory != 0))
+            return wrong;
+        ++count;
+    }
+    return count == 3 ? done : count < 3 ? reported : wrong;
+}
+
+TOutcome MakesDirectories() {
+    Remove("made");
+    int const result = TDirectory::MakeTree(Folder().Name("made\\a\\b").c_str());
+    calls::TOwn const own;
+    bool const isThere = Folder().HasFolder("made\\a\\b");
+    return result != 0 ? reported : isThere ? done : wrong;
+}
+
+TOutcome LoadsALibrary() {
+    try {
+        TDll const program("libm.so.6");
+        return done;
+    } catch (TAccessError const &problem) {
+        return problem.code() ? reported : wrong;
+    }
+}
+
+struct TOperation {
+    char const *name;
+    TOutcome (*run)();
+};
+
+TOperation const fsOperations[] = {
+    {"TakesANamedLock", TakesANamedLock},
+    {"SharesMemory", SharesMemory},
+    {"FillsSharedMemory", FillsSharedMemory},
+    {"RunsAThread", RunsAThread},
+    {"SetsATimer", SetsATimer},
+    {"TracesToAFile", TracesToAFile},
+    {"TracesToASharedFile", TracesToASharedFile},
+    {"MovesToATemporaryFile", MovesToATemporaryFile},
+    {"ListsADirectory", ListsADirectory},
+    {"MakesDirectories", MakesDirectories},
+    {"LoadsALibrary", LoadsALibrary},
+};
+
+void PrintTo(TOperation const &operation, std::ostream *out) {
+    *out << operation.name;
+}
+
+std::size_t OpenFiles() {
+    std::filesystem::directory_iterator const files("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+}
+
+std::size_t SharedMappings() {
+    std::ifstream maps("/proc/self/maps");
+    std::size_t count = 0;
+    for (std::string line; std::getline(maps, line);)
+        count += line.find("tuzutil-") != line.npos || line.find("/tuzutil/") != line.npos
+                     ? line.find(".so") == line.npos
+                     : 0;
+    return count;
+}
+
+class FailingCalls : public testing::TestWithParam<TOperation> {
+protected:
+    FailingCalls() {
+        Folder().AddFile("listed\\one");
+        Folder().AddFile("listed\\two");
+        Folder().AddFolder("listed\\sub");
+    }
+
+    // Fails each call from the first on, until the operation makes fewer. Returns how many calls failed.
+    long FailEach(void (*fail)(long, calls::Kind) noexcept, calls::Kind kind, bool mayFail) {
+        TOutcome (*const run)() = GetParam().run;
+        EXPECT_EQ(run(), done);
+        EXPECT_EQ(run(), done); // what is kept for the life of the process is there now
+        std::size_t const files = OpenFiles();
+        std::size_t const mappings = SharedMappings();
+        for (long number = 1;; ++number) {
+            fail(number, kind);
+            TOutcome const outcome = run();
+            long const counted = calls::Stop();
+            std::string const what = "call " + std::to_string(number) + ", " + calls::LastFailed();
+            EXPECT_NE(outcome, wrong) << what;
+            EXPECT_TRUE(mayFail || outcome == done) << what;
+            EXPECT_EQ(run(), done) << "after " << what;
+            EXPECT_EQ(OpenFiles(), files) << what;
+            EXPECT_EQ(SharedMappings(), mappings) << what;
+            if (counted < number) {
+                EXPECT_EQ(outcome, done);
+                return number - 1;
+            }
+            if (HasFailure())
+                return number;
+        }
+    }
+};
+
+TEST_P(FailingCalls, AreToldWhenOneFails) {
+    EXPECT_GT(FailEach(calls::FailOnly, calls::Kind::error, true), 0);
+}
+
+TEST_P(FailingCalls, AreToldWhenAllFromOneOnFail) {
+    EXPECT_GT(FailEach(calls::FailFrom, calls::Kind::error, true), 0);
+}
+
+TEST_P(FailingCalls, AreRepeatedIfASignalInterruptsThem) {
+    FailEach(calls::FailOnly, calls::Kind::interrupted, false);
+}
+
+TEST_P(FailingCalls, GoOnAfterHalfOfTheBytes) {
+    FailEach(calls::FailOnly, calls::Kind::partial, false);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FailingCalls, testing::ValuesIn(fsOperations),
+                         [](auto const &each) { return std::string(each.param.name); });
+
+} // namespace

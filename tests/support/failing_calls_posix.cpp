@@ -1,0 +1,215 @@
+// The program's own definitions stand before those of the C library, which they call by dlsym(RTLD_NEXT).
+
+#include "support/FailingCalls.h"
+
+#include <atomic>
+#include <cstdarg>
+#include <cstddef>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+namespace {
+
+constinit std::atomic<long> fsCounted{0};
+constinit std::atomic<long> fsFirst{0}; // that fails; 0 for none
+constinit std::atomic<long> fsLast{0};
+constinit std::atomic<bool> fsIsCounting{false};
+constinit std::atomic<calls::Kind> fsKind{calls::Kind::error};
+constinit std::atomic<char const *> fsFailed{"none"};
+
+void Begin(long first, long last, calls::Kind kind) noexcept {
+    fsCounted = 0;
+    fsFailed = "none";
+    fsKind = kind;
+    fsLast = last;
+    fsFirst = first;
+    fsIsCounting = true;
+}
+
+// Counts a call that can fail in this way, and returns whether it must.
+bool MustFail(char const *name, calls::Kind kind) noexcept {
+    if (!fsIsCounting || fsKind != kind)
+        return false;
+    long const number = ++fsCounted;
+    bool const fails = fsFirst != 0 && number >= fsFirst && number <= fsLast;
+    if (fails)
+        fsFailed = name;
+    return fails;
+}
+
+// Returns whether the call must fail, and sets errno.
+bool Fails(char const *name, int error) noexcept {
+    if (!MustFail(name, calls::Kind::error))
+        return false;
+    errno = error;
+    return true;
+}
+
+bool IsInterrupted(char const *name) noexcept {
+    if (!MustFail(name, calls::Kind::interrupted))
+        return false;
+    errno = EINTR;
+    return true;
+}
+
+template <typename Function>
+Function *Real(char const *name) noexcept {
+    void *const found = ::dlsym(RTLD_NEXT, name);
+    Function *function;
+    static_assert(sizeof function == sizeof found);
+    memcpy(&function, &found, sizeof function);
+    return function;
+}
+
+} // namespace
+
+void calls::FailFrom(long number, Kind kind) noexcept {
+    Begin(number, __LONG_MAX__, kind);
+}
+
+void calls::FailOnly(long number, Kind kind) noexcept {
+    Begin(number, number, kind);
+}
+
+long calls::Stop() noexcept {
+    fsIsCounting = false;
+    return fsCounted;
+}
+
+calls::TOwn::TOwn() noexcept : fWasCounting(fsIsCounting.exchange(false)) {}
+
+calls::TOwn::~TOwn() {
+    fsIsCounting = fWasCounting;
+}
+
+char const *calls::LastFailed() noexcept {
+    return fsFailed;
+}
+
+// A function that returns `failure` and sets errno to `error`.
+#define TUZUTIL_FAILING(result, name, parameters, arguments, error, failure)                                           \
+    result name parameters {                                                                                           \
+        static auto *const real = Real<result parameters>(#name);                                                      \
+        return Fails(#name, error) ? failure : real arguments;                                                         \
+    }
+// The same for a function that a signal can interrupt.
+#define TUZUTIL_INTERRUPTIBLE(result, name, parameters, arguments, error, failure)                                     \
+    result name parameters {                                                                                           \
+        static auto *const real = Real<result parameters>(#name);                                                      \
+        return Fails(#name, error) || IsInterrupted(#name) ? failure : real arguments;                                 \
+    }
+// The same for a function that returns an error number.
+#define TUZUTIL_FAILING_NUMBER(name, parameters, arguments, error)                                                     \
+    int name parameters {                                                                                              \
+        static auto *const real = Real<int parameters>(#name);                                                         \
+        return Fails(#name, error) ? error : real arguments;                                                           \
+    }
+
+extern "C" {
+
+#pragma GCC visibility push(default)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnonnull-compare"
+
+int open(char const *path, int flags, ...) {
+    std::va_list rest;
+    va_start(rest, flags);
+    mode_t const mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    static auto *const real = Real<int(char const *, int, ...)>("open");
+    return Fails("open", EMFILE) || IsInterrupted("open") ? -1 : real(path, flags, mode);
+}
+
+int openat(int folder, char const *path, int flags, ...) {
+    std::va_list rest;
+    va_start(rest, flags);
+    mode_t const mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    static auto *const real = Real<int(int, char const *, int, ...)>("openat");
+    return Fails("openat", EMFILE) || IsInterrupted("openat") ? -1 : real(folder, path, flags, mode);
+}
+
+int fcntl(int file, int command, ...) {
+    std::va_list rest;
+    va_start(rest, command);
+    void *const argument = va_arg(rest, void *);
+    va_end(rest);
+    static auto *const real = Real<int(int, int, ...)>("fcntl");
+    return Fails("fcntl", ENOLCK) ? -1 : real(file, command, argument);
+}
+
+ssize_t write(int file, void const *bytes, size_t count) {
+    static auto *const real = Real<ssize_t(int, void const *, size_t)>("write");
+    if (Fails("write", ENOSPC) || IsInterrupted("write"))
+        return -1;
+    return real(file, bytes, count > 1 && MustFail("write", calls::Kind::partial) ? count / 2 : count);
+}
+
+ssize_t read(int file, void *bytes, size_t count) {
+    static auto *const real = Real<ssize_t(int, void *, size_t)>("read");
+    if (Fails("read", EIO) || IsInterrupted("read"))
+        return -1;
+    return real(file, bytes, count > 1 && MustFail("read", calls::Kind::partial) ? count / 2 : count);
+}
+
+ssize_t pread(int file, void *bytes, size_t count, off_t at) {
+    static auto *const real = Real<ssize_t(int, void *, size_t, off_t)>("pread");
+    return Fails("pread", EIO) || IsInterrupted("pread") ? -1 : real(file, bytes, count, at);
+}
+
+ssize_t writev(int file, iovec const *parts, int count) {
+    static auto *const real = Real<ssize_t(int, iovec const *, int)>("writev");
+    if (Fails("writev", ENOSPC) || IsInterrupted("writev"))
+        return -1;
+    return count > 1 && MustFail("writev", calls::Kind::partial) ? real(file, parts, 1) : real(file, parts, count);
+}
+
+void *mmap(void *at, size_t size, int protection, int flags, int file, off_t offset) {
+    static auto *const real = Real<void *(void *, size_t, int, int, int, off_t)>("mmap");
+    return file >= 0 && Fails("mmap", ENOMEM) ? MAP_FAILED : real(at, size, protection, flags, file, offset);
+}
+
+TUZUTIL_FAILING(int, fstat, (int file, struct stat *status), (file, status), EIO, -1)
+TUZUTIL_FAILING(int, stat, (char const *path, struct stat *status), (path, status), EACCES, -1)
+TUZUTIL_FAILING(int, fstatat, (int folder, char const *path, struct stat *status, int flags),
+                (folder, path, status, flags), EACCES, -1)
+TUZUTIL_FAILING(off_t, lseek, (int file, off_t offset, int from), (file, offset, from), EIO, -1)
+TUZUTIL_INTERRUPTIBLE(int, ftruncate, (int file, off_t size), (file, size), EIO, -1)
+TUZUTIL_INTERRUPTIBLE(int, flock, (int file, int operation), (file, operation), ENOLCK, -1)
+TUZUTIL_FAILING(int, mkdir, (char const *path, mode_t mode), (path, mode), ENOSPC, -1)
+TUZUTIL_FAILING(int, mkdirat, (int folder, char const *path, mode_t mode), (folder, path, mode), ENOSPC, -1)
+TUZUTIL_FAILING(int, linkat, (int from, char const *name, int to, char const *link, int flags),
+                (from, name, to, link, flags), EIO, -1)
+TUZUTIL_FAILING(int, renameat, (int from, char const *name, int to, char const *newName), (from, name, to, newName),
+                EIO, -1)
+TUZUTIL_FAILING(DIR *, opendir, (char const *path), (path), EMFILE, nullptr)
+TUZUTIL_FAILING(DIR *, fdopendir, (int file), (file), ENOMEM, nullptr)
+TUZUTIL_FAILING(dirent *, readdir, (DIR * folder), (folder), EIO, nullptr)
+TUZUTIL_FAILING(FILE *, tmpfile, (), (), EMFILE, nullptr)
+TUZUTIL_FAILING(char *, realpath, (char const *path, char *result), (path, result), EACCES, nullptr)
+TUZUTIL_FAILING(ssize_t, readlink, (char const *path, char *result, size_t size), (path, result, size), EACCES, -1)
+TUZUTIL_FAILING(int, access, (char const *path, int mode), (path, mode), EACCES, -1)
+TUZUTIL_FAILING(void *, dlopen, (char const *name, int flags), (name, flags), ENOMEM, nullptr)
+TUZUTIL_FAILING_NUMBER(posix_fallocate, (int file, off_t offset, off_t size), (file, offset, size), ENOSPC)
+TUZUTIL_FAILING_NUMBER(pthread_create,
+                       (pthread_t * thread, pthread_attr_t const *attributes, void *(*body)(void *), void *argument),
+                       (thread, attributes, body, argument), EAGAIN)
+TUZUTIL_FAILING_NUMBER(pthread_mutex_init, (pthread_mutex_t * mutex, pthread_mutexattr_t const *attributes),
+                       (mutex, attributes), ENOMEM)
+TUZUTIL_FAILING_NUMBER(pthread_getattr_np, (pthread_t thread, pthread_attr_t *attributes), (thread, attributes), ENOMEM)
+
+#pragma GCC diagnostic pop
+#pragma GCC visibility pop
+
+} // extern "C"
