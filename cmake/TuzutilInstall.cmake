@@ -1,21 +1,67 @@
+# What is installed, in four components: Runtime (what programs need to run), Development (headers, CMake and pkg-config
+# files), Tools, Documentation.
 include(CMakePackageConfigHelpers)
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/tuzutil)
+get_target_property(kind tuzutil TYPE)
 
-install(TARGETS tuzutil check_formats EXPORT tuzutilTargets
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/tuzutil DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(EXPORT tuzutilTargets NAMESPACE tuzutil:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tuzutil)
+install(TARGETS tuzutil EXPORT tuzutilTargets
+        RUNTIME COMPONENT Runtime
+        LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
+        ARCHIVE COMPONENT Development)
+install(DIRECTORY include/tuzutil DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development)
+install(EXPORT tuzutilTargets NAMESPACE tuzutil:: DESTINATION ${package_folder} COMPONENT Development)
+install(FILES cmake/TuzutilDlls.cmake cmake/TuzutilFactoryLibrary.cmake cmake/TuzutilLanguageLibrary.cmake
+              tools/tuzutil_messages.py
+        DESTINATION ${package_folder} COMPONENT Development)
+configure_package_config_file(cmake/tuzutilConfig.cmake.in ${PROJECT_BINARY_DIR}/tuzutilConfig.cmake
+                              INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/tuzutilConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/tuzutilConfig.cmake ${PROJECT_BINARY_DIR}/tuzutilConfigVersion.cmake
+        DESTINATION ${package_folder} COMPONENT Development)
 
-configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/tuzutilConfig.cmake.in
-                              ${CMAKE_CURRENT_BINARY_DIR}/tuzutilConfig.cmake
-                              INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tuzutil)
-write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/tuzutilConfigVersion.cmake
-                                 COMPATIBILITY SameMinorVersion)
-install(FILES ${PROJECT_SOURCE_DIR}/cmake/TuzutilLanguageLibrary.cmake ${PROJECT_SOURCE_DIR}/tools/tuzutil_messages.py
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tuzutil)
-if(WIN32)
-    install(FILES ${TUZUTIL_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TUZUTIL_BUILD_TOOLS)
+    install(TARGETS check_formats EXPORT tuzutilTools RUNTIME COMPONENT Tools)
+    install(EXPORT tuzutilTools NAMESPACE tuzutil:: DESTINATION ${package_folder} COMPONENT Tools)
+    if(NOT WIN32)
+        install(FILES tools/tuzutil_check_formats.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Tools)
+    endif()
 endif()
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tuzutilConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/tuzutilConfigVersion.cmake
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tuzutil)
+
+if(WIN32)
+    if(kind STREQUAL "SHARED_LIBRARY")
+        tuzutil_runtime_dlls(runtime)
+        install(FILES ${runtime} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+    endif()
+    # For those who build on another system.
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+        set(toolchain cmake/mingw-i686.cmake)
+    else()
+        set(toolchain cmake/mingw-x86_64.cmake)
+    endif()
+    install(FILES ${toolchain} cmake/mingw.cmake DESTINATION ${package_folder} COMPONENT Development)
+    install(PROGRAMS tools/winerun.sh DESTINATION ${package_folder} COMPONENT Development)
+endif()
+
+# The paths in this file are relative to the file itself, so that the installed folder can be moved.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE up)
+set(define)
+set(private)
+if(kind STREQUAL "STATIC_LIBRARY")
+    set(define -DTUZUTIL_STATIC)
+    set(private -pthread)
+    if(WIN32)
+        set(private "-lole32 -luuid")
+    endif()
+endif()
+configure_file(cmake/tuzutil.pc.in ${PROJECT_BINARY_DIR}/tuzutil.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tuzutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+
+install(FILES README.md CHANGELOG.md LICENSE SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT Documentation FILES_MATCHING PATTERN "*.md")
+
+if(PROJECT_IS_TOP_LEVEL)
+    add_custom_target(uninstall
+                      COMMAND ${CMAKE_COMMAND} -DBUILD_FOLDER=${PROJECT_BINARY_DIR}
+                              -P ${PROJECT_SOURCE_DIR}/cmake/TuzutilUninstall.cmake
+                      COMMENT "Removing what was installed from this build" VERBATIM)
+endif()

@@ -1,10 +1,14 @@
 # tuzutil_add_language_library(NAME [LANGUAGE language] STRINGS file.rc
-#                              [DEFAULTS file] [OUTPUT_DIRECTORY folder] [ALLOW_LONG_TEXTS])
+#                              [DEFAULTS file] [TARGET program] [DESTINATION folder] [OUTPUT_DIRECTORY folder]
+#                              [ALLOW_LONG_TEXTS])
 #
 # Builds the texts of one language, for TTextMessageStorePM and TNLSResourceDll, from a resource script in UTF-8: the
 # target NAME_language, and below the folder (where programs are built, unless it is given) the file language/NAME.dll.
 # A language with a code page, as "German.1252", has a folder for it: German/1252/NAME.dll. Without a language, the
 # target NAME makes NAME.dll, which is found where there is none for the current one.
+#
+# If TARGET is given, the texts are built whenever that program is built, and put beside it. If DESTINATION is given, they
+# are installed below that folder, which should be the folder in which the program is installed.
 #
 # The build fails, with file and line, where a number is given twice or above 65535; where a text is longer than the 256
 # characters, or bytes in UTF-8, that are loaded, unless ALLOW_LONG_TEXTS is given; and where a text does not fit the
@@ -17,9 +21,12 @@ foreach(folder ${CMAKE_CURRENT_LIST_DIR} ${CMAKE_CURRENT_LIST_DIR}/../tools)
 endforeach()
 
 function(tuzutil_add_language_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "ALLOW_LONG_TEXTS" "LANGUAGE;STRINGS;DEFAULTS;OUTPUT_DIRECTORY" "")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "ALLOW_LONG_TEXTS" "LANGUAGE;STRINGS;DEFAULTS;TARGET;DESTINATION;OUTPUT_DIRECTORY" "")
     if(NOT arg_STRINGS OR arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "tuzutil_add_language_library(NAME [LANGUAGE language] STRINGS file.rc ...)")
+    endif()
+    if(NOT arg_OUTPUT_DIRECTORY AND arg_TARGET)
+        set(arg_OUTPUT_DIRECTORY $<TARGET_FILE_DIR:${arg_TARGET}>)
     endif()
     if(NOT arg_OUTPUT_DIRECTORY)
         set(arg_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
@@ -28,10 +35,14 @@ function(tuzutil_add_language_library name)
         set(arg_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
     endif()
     set(folder ${arg_OUTPUT_DIRECTORY})
+    set(install_folder ${arg_DESTINATION})
     set(target ${name})
     if(arg_LANGUAGE)
         string(REPLACE "." "/" subfolder ${arg_LANGUAGE})
         string(APPEND folder /${subfolder})
+        if(arg_DESTINATION)
+            string(APPEND install_folder /${subfolder})
+        endif()
         string(APPEND target _${arg_LANGUAGE})
     endif()
     cmake_path(ABSOLUTE_PATH arg_STRINGS BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
@@ -42,6 +53,9 @@ function(tuzutil_add_language_library name)
         list(APPEND options --allow-long)
     endif()
     if(arg_DEFAULTS)
+        if(NOT TARGET tuzutil::check_formats)
+            message(FATAL_ERROR "DEFAULTS needs the program tuzutil_check_formats, of the component Tools")
+        endif()
         cmake_path(ABSOLUTE_PATH arg_DEFAULTS BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
         list(APPEND options --defaults ${arg_DEFAULTS} --checker $<TARGET_FILE:tuzutil::check_formats>)
         if(CMAKE_CROSSCOMPILING_EMULATOR)
@@ -72,4 +86,10 @@ function(tuzutil_add_language_library name)
     endif()
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX PREFIX "" SUFFIX ".dll" OUTPUT_NAME ${name}
                           LIBRARY_OUTPUT_DIRECTORY ${folder})
+    if(arg_TARGET)
+        add_dependencies(${arg_TARGET} ${target})
+    endif()
+    if(install_folder)
+        install(TARGETS ${target} LIBRARY DESTINATION ${install_folder})
+    endif()
 endfunction()

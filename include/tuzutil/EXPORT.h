@@ -3,9 +3,12 @@
 
 // EXPORT.h: defines TUZUTIL_API, which marks everything that the library exports.
 //
-// The build of the library defines `tuzutil_EXPORTS`. A program that uses the library defines nothing.
+// The build of the library defines `tuzutil_EXPORTS`. `TUZUTIL_STATIC` is defined if the library is a static one, which
+// exports nothing: CMake and pkg-config define it for programs too. Otherwise a program defines nothing.
 
-#if defined(_WIN32)
+#if defined(TUZUTIL_STATIC)
+#define TUZUTIL_API
+#elif defined(_WIN32)
 #if defined(tuzutil_EXPORTS)
 #define TUZUTIL_API __declspec(dllexport)
 #else

@@ -31,6 +31,7 @@
 #include "tuzutil/OLESTRM.h"
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/PURETRAP.h"
+#include "tuzutil/RELEASE.h"
 #include "tuzutil/SHAREMEM.h"
 #include "tuzutil/STRMCTL.h"
 #include "tuzutil/TAGVAR.h"

@@ -9,7 +9,7 @@ say() { printf '\n== %s\n' "$*"; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
 # What configuring a preset needs: the suites that use clang++ and {fmt} are configured for every command.
-packages_build=(g++ clang cmake ninja-build googletest libfmt-dev binutils python3)
+packages_build=(g++ clang cmake ninja-build pkg-config googletest libfmt-dev binutils python3)
 packages_windows=(g++-mingw-w64-i686-posix)
 packages_wine=(wine wine32:i386)
 packages_clients=(curl python3 mpop coreutils)

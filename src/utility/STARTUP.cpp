@@ -1,7 +1,7 @@
 // Defines all global objects of the library that need code at start-up, in the order of construction. They are in one
 // source file, because C++ fixes the order of construction only within a file. The objects are destroyed in reverse
 // order. The objects in a TImmortal are never destroyed, so static objects of other libraries can use them in their
-// destructors (see immortal.h).
+// destructors (see immortal.h). A reference to a TImmortal is initialised by a cast, which needs no code at start-up.
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"
@@ -9,6 +9,7 @@
 #include "tuzutil/MSGSTORE.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/NLSRESRC.h"
+#include "tuzutil/RELEASE.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACESET.h"
@@ -30,8 +31,16 @@
 #include <clocale>
 #include <ios>
 
+// If the library is a static one, its objects are built before those of the program, and destroyed after them. 101 is
+// the first priority that is not reserved for the compiler.
+#define BUILT_FIRST [[gnu::init_priority(101)]]
+
+// A program that links a static library names this function, so that the linker includes this file
+// (src/CMakeLists.txt).
+extern "C" void TuzutilIsLinked() {}
+
 // 1. The standard streams. Trace destinations may write to them until the process ends.
-static std::ios_base::Init fsStandardStreams;
+BUILT_FIRST static std::ios_base::Init fsStandardStreams;
 
 // 2. The words that every trace point tests, the chain of destinations, and the registry of categories. They are
 // initialised at compile time, so they can be used before the objects below are built and after these are destroyed.
@@ -43,79 +52,82 @@ constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 // 3. The locks of weak references, of tracing, of the registered categories and of the observers, and the set of the
 // observers. Trace destinations and counted objects need these locks, and static objects of any library may be such
 // destinations or objects.
-static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
-TMutexSemaphore &TWeakReferenceLock::fsSem = fsWeakReferenceLock.Get();
-static TImmortal<TMutexSemaphore> fsTraceLock;
-TMutexSemaphore &TTrace::Base::fsMutex = fsTraceLock.Get();
-static TImmortal<TMutexSemaphore> fsRegistryLock;
-TMutexSemaphore &TTraceRegistry::fsMutex = fsRegistryLock.Get();
-static TImmortal<TMutexSemaphore> fsObserversLock;
-TMutexSemaphore &TTraceObservers::fsMutex = fsObserversLock.Get();
-static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
-TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet = fsObservers.Get();
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
+TMutexSemaphore &TWeakReferenceLock::fsSem = reinterpret_cast<TMutexSemaphore &>(fsWeakReferenceLock);
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsTraceLock;
+TMutexSemaphore &TTrace::Base::fsMutex = reinterpret_cast<TMutexSemaphore &>(fsTraceLock);
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsRegistryLock;
+TMutexSemaphore &TTraceRegistry::fsMutex = reinterpret_cast<TMutexSemaphore &>(fsRegistryLock);
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsObserversLock;
+TMutexSemaphore &TTraceObservers::fsMutex = reinterpret_cast<TMutexSemaphore &>(fsObserversLock);
+BUILT_FIRST static TImmortal<TSetOfCopy<TElemPointer<TTraceNotify>>> fsObservers;
+TSetOfCopy<TElemPointer<TTraceNotify>> &TTraceObservers::fsSet =
+    reinterpret_cast<TSetOfCopy<TElemPointer<TTraceNotify>> &>(fsObservers);
 
 // 4. The library's categories. Every exception that the library throws needs a category.
-TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");
-TTrace::Category const TUtilityTraceCategory::NLSResource(1, "NLSResource");
-TTrace::Category const TUtilityTraceCategory::Message(1, "Message");
-TTrace::Category const TUtilityTraceCategory::Trace(1, "Trace");
-TTrace::Category const TUtilityTraceCategory::Queue(1, "Queue");
-TTrace::Category const TUtilityTraceCategory::Utility(1, "Utility");
-TTrace::Category const TUtilityTraceCategory::String(1, "String");
-TTrace::Category const TUtilityTraceCategory::Factory(1, "Factory");
-TTrace::Category const TUtilityTraceCategory::CrtMsg(1, "CRTmsg");
-TTrace::Category const TUtilityTraceCategory::MemStream(1, "MemStream");
-TTrace::Category const TUtilityTraceCategory::OleStream(1, "OleStream");
-TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::TagVar(1, "TagVar");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::NLSResource(1, "NLSResource");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::Message(1, "Message");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::Trace(1, "Trace");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::Queue(1, "Queue");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::Utility(1, "Utility");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::String(1, "String");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::Factory(1, "Factory");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::CrtMsg(1, "CRTmsg");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::MemStream(1, "MemStream");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::OleStream(1, "OleStream");
+BUILT_FIRST TTrace::Category const TUtilityTraceCategory::Directory(1, "Directory");
 
 // 5. The version. The pointer TVersion::fsOnly stays null (see VERSION.h).
-static TVersion fsVersion(0, 1);
+BUILT_FIRST static TVersion fsVersion(TUZUTIL_VERSION_MAJOR, TUZUTIL_VERSION_MINOR);
 constinit TVersion *TVersion::fsOnly = nullptr;
 
 // 6. Messages: the value that ends their argument lists, and the archive of their stores with its lock. The pointer
 // fsArchive is null before the archive is built, and again from the destructor of fsArchiveEnd on. While it is null,
 // messages use their default texts. The archive itself is never destroyed, because another thread may be searching it.
-TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
+BUILT_FIRST TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
-static TImmortal<TMutexSemaphore> fsArchiveLock;
-TMutexSemaphore &TTextMessageArchive::fsMutex = fsArchiveLock.Get();
-static TImmortal<TTextMessageArchive> fsMessageArchive;
-static struct TArchiveEnd {
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsArchiveLock;
+TMutexSemaphore &TTextMessageArchive::fsMutex = reinterpret_cast<TMutexSemaphore &>(fsArchiveLock);
+BUILT_FIRST static TImmortal<TTextMessageArchive> fsMessageArchive;
+BUILT_FIRST static struct TArchiveEnd {
     ~TArchiveEnd() { TTextMessageArchive::fsArchive = nullptr; }
 } fsArchiveEnd;
 
 // 7. The separators in file names, and the table of open directory searches.
-TString const TFileName::fsDelimLocal("\\");
-TString const TFileName::fsDelimUnicode(u"\\");
-TString const TDirectory::fsSeparator("\\");
-static TImmortal<TFindTable> fsFindTable;
-TFindTable &TFindTable::fsOnly = fsFindTable.Get();
+BUILT_FIRST TString const TFileName::fsDelimLocal("\\");
+BUILT_FIRST TString const TFileName::fsDelimUnicode(u"\\");
+BUILT_FIRST TString const TDirectory::fsSeparator("\\");
+BUILT_FIRST static TImmortal<TFindTable> fsFindTable;
+TFindTable &TFindTable::fsOnly = reinterpret_cast<TFindTable &>(fsFindTable);
 
 // 8. Languages: the settings of the search for texts. The locale of the process is set here, once, from the
 // environment.
-TString const TSearchNLSPath::fsLang_C("C");
-TString const TSearchNLSPath::fsDefaultLocale("English");
-TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
-TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
-[[maybe_unused]] static char const *const fsLocale = std::setlocale(LC_ALL, "");
+BUILT_FIRST TString const TSearchNLSPath::fsLang_C("C");
+BUILT_FIRST TString const TSearchNLSPath::fsDefaultLocale("English");
+BUILT_FIRST TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
+BUILT_FIRST TString TSearchNLSPath::fsNLSpath("%E\\%L\\%N;%E\\%N;");
+BUILT_FIRST static struct TLocale {
+    TLocale() { std::setlocale(LC_ALL, ""); }
+} fsLocale;
 
 // 9. Trace destinations: the lock that keeps lines from mixing, and the directories of factory libraries with their
 // lock. The loader of trace factories is built at its first use, so only the pointer to it is here. The default name of
 // a trace file is made from the program's name.
-static TImmortal<TMutexSemaphore> fsTraceFileLock;
-TMutexSemaphore &TTraceStreamBase::fsFileMutex = fsTraceFileLock.Get();
-static TImmortal<TString> fsFactoryLibpath;
-TString &TFactoryLoaderBase::fsLibpath = fsFactoryLibpath.Get();
-static TImmortal<TMutexSemaphore> fsLibpathLock;
-TMutexSemaphore &TLibpath::fsMutex = fsLibpathLock.Get();
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsTraceFileLock;
+TMutexSemaphore &TTraceStreamBase::fsFileMutex = reinterpret_cast<TMutexSemaphore &>(fsTraceFileLock);
+BUILT_FIRST static TImmortal<TString> fsFactoryLibpath;
+TString &TFactoryLoaderBase::fsLibpath = reinterpret_cast<TString &>(fsFactoryLibpath);
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsLibpathLock;
+TMutexSemaphore &TLibpath::fsMutex = reinterpret_cast<TMutexSemaphore &>(fsLibpathLock);
 constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
-static TImmortal<TString> fsProgramName;
-TString &TTrace::fsExeFileName = fsProgramName.Get();
+BUILT_FIRST static TImmortal<TString> fsProgramName;
+TString &TTrace::fsExeFileName = reinterpret_cast<TString &>(fsProgramName);
 
 // 10. Timers: their lock and their state. No timer is armed yet. The first timer, which may be a static object of any
 // library, starts the thread that serves all timers.
-static TImmortal<TMutexSemaphore> fsTimerLock;
-TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock.Get();
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsTimerLock;
+TMutexSemaphore &TMasterTimer::fsLock = reinterpret_cast<TMutexSemaphore &>(fsTimerLock);
 constinit TTimerQueue TMasterTimer::fsArmed(TMasterTimer::fsCalendarBits);
 constinit TTimerQueue TMasterTimer::fsSteady(TMasterTimer::fsSteadyBits);
 constinit std::int64_t TMasterTimer::fsWakeTime = 0;
@@ -126,11 +138,11 @@ constinit bool TMasterTimer::fsAreTimersLost = false;
 
 // 11. If Follow() succeeds, TForks from here on takes four locks before each fork of the process: those of tracing, of
 // the observers and of the registered categories (defined in 3), and that of the timers (defined in 10).
-static bool const fsForksAreFollowed = TForks::Follow();
+BUILT_FIRST static struct TFollowedForks { bool const fAreFollowed = TForks::Follow(); } fsForks;
 
 // 12. The destructor of this object clears the words that trace points test. No trace point writes after that, unless
 // the chain or the settings of a destination change.
-static struct TSilence {
+BUILT_FIRST static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
         TTrace::Base::fsRuntimeComponent = 0;
@@ -138,18 +150,21 @@ static struct TSilence {
 } fsSilence;
 
 // 13. The destination that the environment names. It needs all of the above, and receives the entries from here on.
-static TStartupTrace const fsStartupTrace(OpenStartupTrace());
-[[maybe_unused]] static bool const fsSaysSo =
-    fsForksAreFollowed ||
-    (TReporter(TUtilityTraceCategory::Utility, "src/utility/STARTUP").Error("Unable to follow forks"), false);
+BUILT_FIRST static TStartupTrace const fsStartupTrace(OpenStartupTrace());
+BUILT_FIRST static struct TForksReport {
+    TForksReport() {
+        if (!fsForks.fAreFollowed)
+            TReporter(TUtilityTraceCategory::Utility, "src/utility/STARTUP").Error("Unable to follow forks");
+    }
+} fsForksReport;
 
 // 14. The handler that reports an uncaught exception of the library before the program ends.
 constinit std::terminate_handler TLastWords::fsFormer = nullptr;
-static TLastWords const fsLastWords;
+BUILT_FIRST static TLastWords const fsLastWords;
 
 // 15. This object is built last and so destroyed first. Its destructor ends the thread of the timers, because no thread
 // of the library should run while the other objects are destroyed. If the system has already ended all other threads,
 // the destructor does nothing.
-static struct TTimersEnd {
+BUILT_FIRST static struct TTimersEnd {
     ~TTimersEnd() { TMasterTimer::Shutdown(); }
 } fsTimersEnd;

@@ -117,5 +117,6 @@ NEEDS = {
     "UNICODE": Need(
         after=r'EXPECT_EQ(wide, u"Entw\u00FCrfe"); EXPECT_EQ(back, "Entw\xC3\xBCrfe"); EXPECT_EQ(fault, 2u);'
               r'EXPECT_EQ(shown, "a\xEF\xBF\xBD");'),
+    "RELEASE": Need(test="Example();", output=r'"tuzutil 0.1.0\n"'),
     "VERSION": Need(test='TShown shown; Example(); EXPECT_EQ(shown.Text().substr(0, 4), "3.7.");'),
 }

@@ -1,5 +1,7 @@
 #include "tuzutil/VERSION.h"
 
+#include "tuzutil/RELEASE.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -22,6 +24,14 @@ TEST(TVersion, TextIsMadeOnce) {
 
 TEST(TVersion, BuildTagIsTheVersionOfTheProject) {
     EXPECT_STREQ(TVersion(1, 1).QueryRevision(), "tuzutil-0.1.0");
+}
+
+TEST(TVersion, MacrosCompareVersions) {
+    EXPECT_EQ(TUZUTIL_VERSION, 1000);
+    EXPECT_STREQ(TUZUTIL_VERSION_STRING, "0.1.0");
+    EXPECT_TRUE(TUZUTIL_VERSION_IS_AT_LEAST(0, 0, 999) && TUZUTIL_VERSION_IS_AT_LEAST(0, 1, 0));
+    EXPECT_FALSE(TUZUTIL_VERSION_IS_AT_LEAST(0, 1, 1) || TUZUTIL_VERSION_IS_AT_LEAST(1, 0, 0));
+    EXPECT_EQ(TUZUTIL_VERSION_NUMBER(2, 13, 7), 2013007);
 }
 
 TEST(TVersion, CopiesHaveATextOfTheirOwn) {

@@ -47,7 +47,7 @@ def layer_of(path):
         return "platform"
     if parts[0] == "tuzutil":
         stem = pathlib.Path(path).stem
-        return {"EXPORT": "platform", "tuzutil": "roof"}.get(stem) or family.get(stem)
+        return {"EXPORT": "platform", "RELEASE": "platform", "tuzutil": "roof"}.get(stem) or family.get(stem)
     if parts[0] == "utility":
         if len(parts) == 3:
             return parts[1] if parts[1] in layers else None

@@ -2,29 +2,11 @@
 
 #include "startup/load.h"
 #include "startup/objects.h"
+#include "startup/printing.h"
 
 #include <cstdio>
 
 namespace {
-
-class TPrinting : public TTrace::Base {
-public:
-    ~TPrinting() override {
-        Unlink();
-        std::printf("destination destroyed\n");
-        std::fflush(stdout);
-    }
-    void Write(unsigned long, TTrace::Category const &category, TTextMessage const &message) override {
-        std::printf("%s: %s\n", static_cast<char const *>(category.QueryString()), static_cast<char const *>(message));
-        std::fflush(stdout);
-    }
-};
-
-TTrace OpenTrace() {
-    TTrace trace;
-    trace.QueryPointer() = TTrace::Pointer(new TPrinting);
-    return trace;
-}
 
 TTrace fsTrace = OpenTrace(); // before all that trace, so destroyed after them
 TStaticUser fsUser("program");

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Compares what the library exports with the list kept beside this program.
+"""Compares what the library exports with the lists kept beside this program.
 
-check.py LIST LIBRARY TOOLPREFIX [--update]
+check.py LIST LIBRARY OBJDUMP [--update]      LIBRARY exports the names of LIST, and no others
+check.py LIST LIBRARY OBJDUMP --released      LIBRARY exports the names of LIST, that of a release, which programs need
 
-The list holds one demangled name a line. Instances of standard templates that a compiler emits into the library are
+A list holds one demangled name a line. Instances of standard templates that a compiler emits into the library are
 no part of its interface and are left out.
 """
 
@@ -12,9 +13,9 @@ import subprocess
 import sys
 
 
-def exported(library, prefix):
+def exported(library, objdump):
     if library.endswith(".dll"):
-        table = subprocess.run([prefix + "objdump", "-p", library], check=True, capture_output=True, text=True).stdout
+        table = subprocess.run([objdump, "-p", library], check=True, capture_output=True, text=True).stdout
         table = table.split("[Ordinal/Name Pointer] Table", 1)[1]
         # The table ends with an empty line; the linker's names lack the leading underscore of the system.
         names = re.findall(r"^\s*\[\s*\d+\]\s+(?:\+base\[\s*\d+\]\s+)?(?:[0-9a-f]{4}\s+)?(\S+)$", table, re.M)
@@ -28,8 +29,8 @@ def exported(library, prefix):
 
 
 def main():
-    list_file, library, prefix = sys.argv[1:4]
-    names = exported(library, prefix)
+    list_file, library, objdump = sys.argv[1:4]
+    names = exported(library, objdump)
     if not names:
         sys.exit(f"{library}: no exported name found")
     if "--update" in sys.argv:
@@ -39,7 +40,7 @@ def main():
     with open(list_file, encoding="utf-8") as listed:
         wanted = listed.read().splitlines()
     missing = sorted(set(wanted) - set(names))
-    added = sorted(set(names) - set(wanted))
+    added = [] if "--released" in sys.argv else sorted(set(names) - set(wanted))
     for name in missing:
         print(f"no longer exported: {name}")
     for name in added:

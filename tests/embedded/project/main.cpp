@@ -2,7 +2,16 @@
 
 #include <iostream>
 
+struct TText {
+    long number;
+    char const *english;
+};
+static TText const fsCount{1, "%2$s has %1$d messages"};
+
 int main() {
-    std::cout << TTextMessage("%2$s has %1$d messages", 5, "inbox").QueryMessage() << '\n';
+    TSearchNLSPath::SetLang("German");
+    TTextMessage::StoreID const id(TString("embedding"), ExplicitInit);
+    TTextMessageStorePM const store(id, "embedding");
+    std::cout << TTextMessage(id, 1, fsCount.number, fsCount.english, 5, "inbox").QueryMessage() << '\n';
     return 0;
 }
