@@ -4,6 +4,13 @@ include(CMakePackageConfigHelpers)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/tuzutil)
 get_target_property(kind tuzutil TYPE)
 
+# tuzutil_compress(FILE COMPRESSED): without the time, so that rebuilds are identical.
+function(tuzutil_compress file compressed)
+    cmake_path(GET compressed PARENT_PATH folder)
+    file(MAKE_DIRECTORY ${folder})
+    execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/${file} OUTPUT_FILE ${compressed} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
 install(TARGETS tuzutil EXPORT tuzutilTargets
         RUNTIME COMPONENT Runtime
         LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
@@ -23,7 +30,8 @@ if(TUZUTIL_BUILD_TOOLS)
     install(TARGETS check_formats EXPORT tuzutilTools RUNTIME COMPONENT Tools)
     install(EXPORT tuzutilTools NAMESPACE tuzutil:: DESTINATION ${package_folder} COMPONENT Tools)
     if(NOT WIN32)
-        install(FILES tools/tuzutil_check_formats.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Tools)
+        tuzutil_compress(tools/tuzutil_check_formats.1 ${PROJECT_BINARY_DIR}/tuzutil_check_formats.1.gz)
+        install(FILES ${PROJECT_BINARY_DIR}/tuzutil_check_formats.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT Tools)
     endif()
 endif()
 
@@ -64,4 +72,5 @@ if(PROJECT_IS_TOP_LEVEL)
                       COMMAND ${CMAKE_COMMAND} -DBUILD_FOLDER=${PROJECT_BINARY_DIR}
                               -P ${PROJECT_SOURCE_DIR}/cmake/TuzutilUninstall.cmake
                       COMMENT "Removing what was installed from this build" VERBATIM)
+    include(cmake/TuzutilPackages.cmake)
 endif()

@@ -1,0 +1,64 @@
+#!/usr/bin/env bash
+# run.sh PACKAGES-FOLDER WORK-FOLDER: installs each package in a folder of its own, and there builds and runs the
+# README's program with it, in a project of six lines.
+set -euo pipefail
+root=$(realpath "$(dirname "$0")/../..")
+packages=$(realpath "$1")
+work=$(realpath -m "$2")
+rm -rf "$work"
+mkdir -p "$work/program"
+
+cat >"$work/program/CMakeLists.txt" <<'END'
+cmake_minimum_required(VERSION 3.25)
+project(program CXX)
+find_package(tuzutil REQUIRED)
+add_executable(program main.cpp)
+target_link_libraries(program PRIVATE tuzutil::tuzutil)
+tuzutil_copy_dlls(program)
+END
+sed -n '/^```cpp$/,/^```$/p' "$root/README.md" | sed '/^```/d' >"$work/program/main.cpp"
+
+check() { # check NAME COMMAND...: what the program prints
+    local name=$1 output
+    shift
+    output=$("$@" | tr -d '\r')
+    printf '%s: %s\n' "$name" "$output"
+    [ "$output" = "RETR: message 17" ]
+}
+try() { # try NAME CMAKE-OPTION...: builds the program in the folder NAME
+    local name=$1
+    shift
+    cmake -S "$work/program" -B "$work/$name/build" -G Ninja "$@" >"$work/$name.log" 2>&1 || { cat "$work/$name.log"; return 1; }
+    cmake --build "$work/$name/build" >"$work/$name.log" 2>&1 || { cat "$work/$name.log"; return 1; }
+}
+
+# The Debian packages: what they depend on is there for this system, but not for the folder, which also has no shell for
+# the scripts that refresh the linker's cache.
+apt-get install --simulate "$packages"/*.deb >"$work/debian.log" 2>&1 || { cat "$work/debian.log"; exit 1; }
+mkdir -p "$work/debian/var/lib/dpkg"/{info,updates,triggers}
+touch "$work/debian/var/lib/dpkg"/{status,available}
+dpkg --root="$work/debian" --force-not-root --force-bad-path --unpack "$packages"/*.deb >"$work/debian.log" 2>&1 ||
+    { cat "$work/debian.log"; exit 1; }
+[ "$(dpkg-query --admindir="$work/debian/var/lib/dpkg" -W -f '${Package} ')" = "libtuzutil-dev libtuzutil0 " ]
+try debian -DCMAKE_PREFIX_PATH="$work/debian/usr"
+check debian "$work/debian/build/program"
+
+mkdir "$work/tarball"
+tar -xzf "$packages"/tuzutil-*-linux-*.tar.gz -C "$work/tarball" --strip-components=1
+try tarball -DCMAKE_PREFIX_PATH="$work/tarball"
+check tarball "$work/tarball/build/program"
+export PKG_CONFIG_PATH
+PKG_CONFIG_PATH=$(dirname "$(find "$work/tarball" -name tuzutil.pc)")
+# shellcheck disable=SC2046 # the words are separate arguments
+g++ "$work/program/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/tarball/build/by_pkg_config"
+LD_LIBRARY_PATH=$(pkg-config --variable=libdir tuzutil) check pkg-config "$work/tarball/build/by_pkg_config"
+
+for zip in "$packages"/tuzutil-*-win*.zip; do
+    name=$(basename "$zip" .zip | sed 's/.*-//')
+    (mkdir "$work/$name" && cd "$work/$name" && cmake -E tar xf "$zip" && mv tuzutil-*/* .)
+    folder=$work/$name/lib/cmake/tuzutil
+    try "$name" -DCMAKE_TOOLCHAIN_FILE="$(echo "$folder"/mingw-*.cmake)"
+    # The presets of these names have such folders for Wine, too.
+    export TUZ_WINEPREFIX="$root/build/$name/wineprefix" WINEARCH="$name"
+    check "$name" "$folder/winerun.sh" "$work/$name/build/program.exe"
+done
