@@ -12,6 +12,8 @@ die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 packages_build=(g++ clang cmake ninja-build pkg-config googletest libfmt-dev binutils python3)
 packages_windows=(g++-mingw-w64-i686-posix)
 packages_wine=(wine wine32:i386)
+packages_windows64=(g++-mingw-w64-x86-64-posix)
+packages_wine64=(wine64)
 packages_clients=(curl python3 mpop coreutils)
 packages_checks=(gdb clang-format clang-tidy-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev libspdlog-dev)
@@ -28,7 +30,7 @@ need() {
         local -n list="packages_$group"
         for package in "${list[@]}"; do
             installed "$package" && continue
-            if [ "$group" = wine ]; then missing_wine+=("$package"); else missing+=("$package"); fi
+            if [[ $group = wine* ]]; then missing_wine+=("$package"); else missing+=("$package"); fi
         done
     done
     [ ${#missing[@]} -eq 0 ] && [ ${#missing_wine[@]} -eq 0 ] && return 0

@@ -1,9 +1,10 @@
 #!/bin/sh
-# run.sh BUILD-FOLDER SOURCE-FOLDER WORK-FOLDER [MACHINE]: installs the library, builds the consumer against it, runs it
-# from the installed files alone, and uninstalls the library. For Windows, MACHINE chooses the installed toolchain.
+# run.sh BUILD-FOLDER SOURCE-FOLDER WORK-FOLDER LIBDIR [MACHINE]: installs the library, builds the consumer against it,
+# runs it from the installed files alone, and uninstalls the library. LIBDIR is the folder of libraries, below the
+# prefix. For Windows, MACHINE chooses the installed toolchain.
 set -eu
-build=$1 source=$2 work=$3 machine=${4:-}
-package=$work/prefix/lib/cmake/tuzutil
+build=$1 source=$2 work=$3 libdir=$4 machine=${5:-}
+package=$work/prefix/$libdir/cmake/tuzutil
 rm -rf "$work"
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 
@@ -13,7 +14,7 @@ if [ -n "$machine" ]; then
     mkdir -p "$work/own/lib/cmake/own"
     touch "$work/own/lib/cmake/own/ownConfig.cmake"
 else
-    set -- -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_INSTALL_RPATH="$work/prefix/lib"
+    set -- -DCMAKE_PREFIX_PATH="$work/prefix" -DCMAKE_INSTALL_RPATH="$work/prefix/$libdir"
 fi
 cmake -S "$source" -B "$work/build" -G Ninja "$@" >/dev/null
 cmake --build "$work/build"
@@ -42,11 +43,11 @@ cmake --install "$work/build" --prefix "$prefix" >/dev/null
 expect "$prefix/bin/consumer"
 
 if [ -z "$machine" ]; then
-    export PKG_CONFIG_PATH="$work/prefix/lib/pkgconfig"
+    export PKG_CONFIG_PATH="$work/prefix/$libdir/pkgconfig"
     [ "$(pkg-config --modversion tuzutil)" = "$(sed -n 's/.*VERSION_STRING "\(.*\)"/\1/p' "$work/prefix/include/tuzutil/RELEASE.h")" ]
     # shellcheck disable=SC2046 # the words are separate arguments
     g++ "$source/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/build/by_pkg_config"
-    LD_LIBRARY_PATH="$work/prefix/lib" expect "$work/build/by_pkg_config"
+    LD_LIBRARY_PATH="$work/prefix/$libdir" expect "$work/build/by_pkg_config"
 fi
 
 xargs rm <"$work/build/install_manifest.txt" # the consumer's files
