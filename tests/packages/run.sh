@@ -34,31 +34,42 @@ try() { # try NAME CMAKE-OPTION...: builds the program in the folder NAME
 
 # The Debian packages: what they depend on is there for this system, but not for the folder, which also has no shell for
 # the scripts that refresh the linker's cache.
-apt-get install --simulate "$packages"/*.deb >"$work/debian.log" 2>&1 || { cat "$work/debian.log"; exit 1; }
-mkdir -p "$work/debian/var/lib/dpkg"/{info,updates,triggers}
-touch "$work/debian/var/lib/dpkg"/{status,available}
-dpkg --root="$work/debian" --force-not-root --force-bad-path --unpack "$packages"/*.deb >"$work/debian.log" 2>&1 ||
-    { cat "$work/debian.log"; exit 1; }
-[ "$(dpkg-query --admindir="$work/debian/var/lib/dpkg" -W -f '${Package} ')" = "libtuzutil-dev libtuzutil0 " ]
-try debian -DCMAKE_PREFIX_PATH="$work/debian/usr"
-check debian "$work/debian/build/program"
-
-mkdir "$work/tarball"
-tar -xzf "$packages"/tuzutil-*-linux-*.tar.gz -C "$work/tarball" --strip-components=1
-try tarball -DCMAKE_PREFIX_PATH="$work/tarball"
-check tarball "$work/tarball/build/program"
-export PKG_CONFIG_PATH
-PKG_CONFIG_PATH=$(dirname "$(find "$work/tarball" -name tuzutil.pc)")
-# shellcheck disable=SC2046 # the words are separate arguments
-g++ "$work/program/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/tarball/build/by_pkg_config"
-LD_LIBRARY_PATH=$(pkg-config --variable=libdir tuzutil) check pkg-config "$work/tarball/build/by_pkg_config"
-
-for zip in "$packages"/tuzutil-*-win*.zip; do
-    name=$(basename "$zip" .zip | sed 's/.*-//')
-    (mkdir "$work/$name" && cd "$work/$name" && cmake -E tar xf "$zip" && mv tuzutil-*/* .)
+debian() {
+    apt-get install --simulate "$packages"/*.deb >"$work/debian.log" 2>&1 || { cat "$work/debian.log"; exit 1; }
+    mkdir -p "$work/debian/var/lib/dpkg"/{info,updates,triggers}
+    touch "$work/debian/var/lib/dpkg"/{status,available}
+    dpkg --root="$work/debian" --force-not-root --force-bad-path --unpack "$packages"/*.deb >"$work/debian.log" 2>&1 ||
+        { cat "$work/debian.log"; exit 1; }
+    [ "$(dpkg-query --admindir="$work/debian/var/lib/dpkg" -W -f '${Package} ')" = "libtuzutil-dev libtuzutil0 " ]
+    try debian -DCMAKE_PREFIX_PATH="$work/debian/usr"
+    check debian "$work/debian/build/program"
+}
+tarball() {
+    mkdir "$work/tarball"
+    tar -xzf "$packages"/tuzutil-*-linux-*.tar.gz -C "$work/tarball" --strip-components=1
+    try tarball -DCMAKE_PREFIX_PATH="$work/tarball"
+    check tarball "$work/tarball/build/program"
+    export PKG_CONFIG_PATH
+    PKG_CONFIG_PATH=$(dirname "$(find "$work/tarball" -name tuzutil.pc)")
+    # shellcheck disable=SC2046 # the words are separate arguments
+    g++ "$work/program/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/tarball/build/by_pkg_config"
+    LD_LIBRARY_PATH=$(pkg-config --variable=libdir tuzutil) check pkg-config "$work/tarball/build/by_pkg_config"
+}
+windows() { # windows ZIP
+    local name folder
+    name=$(basename "$1" .zip | sed 's/.*-//')
+    (mkdir "$work/$name" && cd "$work/$name" && cmake -E tar xf "$1" && mv tuzutil-*/* .)
     folder=$work/$name/lib/cmake/tuzutil
     try "$name" -DCMAKE_TOOLCHAIN_FILE="$(echo "$folder"/mingw-*.cmake)"
     # The presets of these names have such folders for Wine, too.
     export TUZ_WINEPREFIX="$root/build/$name/wineprefix" WINEARCH="$name"
     check "$name" "$folder/winerun.sh" "$work/$name/build/program.exe"
+}
+
+for package in "$packages"/*; do
+    case $package in
+    */libtuzutil-dev_*.deb) debian ;;
+    *.tar.gz) tarball ;;
+    *.zip) windows "$package" ;;
+    esac
 done
