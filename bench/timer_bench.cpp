@@ -1,7 +1,16 @@
 // Setting one of many armed timers anew, 600 to 3600 seconds ahead, beside an ordered container under a lock that does
-// the same bookkeeping.
+// the same bookkeeping, and beside the event loops libev and libevent, which take no lock.
 
 #include "tuzutil/TIMER.h"
+
+#ifdef HAS_LIBEV
+#define EV_COMPAT3 0 // leaves out names that libevent also defines
+#include <ev.h>
+#endif
+#ifdef HAS_LIBEVENT
+#include <event2/event.h>
+#include <event2/event_struct.h>
+#endif
 
 #include <benchmark/benchmark.h>
 
@@ -81,6 +90,64 @@ void StandardMultimap(benchmark::State &state) {
     if (armed.size() != count)
         std::abort();
 }
+
+#ifdef HAS_LIBEV
+void LibevAgain(benchmark::State &state) {
+    auto const count = static_cast<std::size_t>(state.range(0));
+    struct ev_loop *const loop = ev_loop_new(0);
+    std::vector<ev_timer> timers(count);
+    TDraw draw(count);
+    auto const arm = [&](ev_timer &timer, long seconds) {
+        timer.repeat = static_cast<double>(seconds);
+        ev_timer_again(loop, &timer);
+    };
+    for (ev_timer &timer : timers) {
+        ev_timer_init(
+            &timer, [](struct ev_loop *, ev_timer *, int) {}, 0., 0.);
+        arm(timer, draw.Next().seconds);
+    }
+    for (auto _ : state) {
+        TDraw::TPick const &pick = draw.Next();
+        arm(timers[pick.timer], pick.seconds);
+    }
+    for (ev_timer &timer : timers) {
+        if (ev_timer_remaining(loop, &timer) < 300)
+            std::abort();
+    }
+    ev_loop_destroy(loop);
+}
+BENCHMARK(LibevAgain)->Arg(100)->Arg(10000)->Arg(100000);
+#endif
+
+#ifdef HAS_LIBEVENT
+void LibeventAdd(benchmark::State &state) {
+    auto const count = static_cast<std::size_t>(state.range(0));
+    event_base *const base = event_base_new();
+    std::vector<event> timers(count);
+    TDraw draw(count);
+    auto const arm = [&](event &timer, long seconds) {
+        timeval const time = {seconds, 0};
+        if (event_add(&timer, &time) != 0)
+            std::abort();
+    };
+    for (event &timer : timers) {
+        event_assign(
+            &timer, base, -1, 0, [](evutil_socket_t, short, void *) {}, nullptr);
+        arm(timer, draw.Next().seconds);
+    }
+    for (auto _ : state) {
+        TDraw::TPick const &pick = draw.Next();
+        arm(timers[pick.timer], pick.seconds);
+    }
+    for (event &timer : timers) {
+        if (!event_pending(&timer, EV_TIMEOUT, nullptr))
+            std::abort();
+        event_del(&timer);
+    }
+    event_base_free(base);
+}
+BENCHMARK(LibeventAdd)->Arg(100)->Arg(10000)->Arg(100000);
+#endif
 
 BENCHMARK_CAPTURE(SetAgain, Directly, false)->Arg(1)->Arg(100)->Arg(10000)->Arg(100000);
 BENCHMARK_CAPTURE(SetAgain, Cancelled, true)->Arg(100)->Arg(100000);

@@ -42,9 +42,8 @@ struct TTimerLink {
     bool isSteady = false;
     bool isArmed = false;
     bool isCounted = false;         // whether the timer is counted among those that exist
-    TTimerLink *next = nullptr;     // the timer of the same time that was set before this one
-    TTimerLink *previous = nullptr; // the timer of the same time that was set after this one
-    TTimerLink *branch[2] = {};     // timers of other times; used only while `previous` is null
+    TTimerLink *next = nullptr;     // neighbours in a ring of armed timers
+    TTimerLink *previous = nullptr;
 };
 
 class TUZUTIL_API TTimer {

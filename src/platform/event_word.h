@@ -29,6 +29,13 @@ inline std::uint32_t Begin(std::atomic<std::uint32_t> &word) noexcept {
     return state & posted ? state : state | waiters;
 }
 
+// Clears the event. An event that is not posted is only read, because reading costs less. A post that comes later keeps
+// the event posted, as if Clear() had come first.
+inline void Clear(std::atomic<std::uint32_t> &word) noexcept {
+    if (word.load() & posted)
+        word.fetch_and(~posted);
+}
+
 // Posts the event. Returns whether the caller must wake the waiters. Does not touch the word after the post, because a
 // thread that is released may delete the word.
 inline bool Post(std::atomic<std::uint32_t> &word) noexcept {

@@ -128,9 +128,10 @@ TString &TTrace::fsExeFileName = reinterpret_cast<TString &>(fsProgramName);
 // library, starts the thread that serves all timers.
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsTimerLock;
 TMutexSemaphore &TMasterTimer::fsLock = reinterpret_cast<TMutexSemaphore &>(fsTimerLock);
-constinit TTimerQueue TMasterTimer::fsArmed(TMasterTimer::fsCalendarBits);
-constinit TTimerQueue TMasterTimer::fsSteady(TMasterTimer::fsSteadyBits);
+constinit TTimerQueue TMasterTimer::fsArmed;
+constinit TTimerQueue TMasterTimer::fsSteady;
 constinit std::int64_t TMasterTimer::fsWakeTime = 0;
+constinit bool TMasterTimer::fsMissesCalendar = false;
 constinit std::uint32_t TMasterTimer::fsCount = 0;
 constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;

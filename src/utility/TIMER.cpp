@@ -16,7 +16,7 @@
 namespace {
 
 constexpr std::int64_t fsLastSecond = UINT32_MAX;
-constexpr std::int64_t fsLastMillisecond = (std::int64_t{1} << TMasterTimer::fsSteadyBits) - 1;
+constexpr std::int64_t fsLastMillisecond = (std::int64_t{1} << TTimerQueue::fsBits) - 1;
 
 // Returns the second at which a timer is due, at least 1, because 0 means "not armed". A time that does not fit in 32
 // bits becomes the nearest time that fits.
@@ -98,7 +98,7 @@ TTimer::~TTimer() {
     if (!*entry)
         return;
     TMasterTimer::Disarm(fLink);
-    fPostTime = 0;
+    fPostTime.store(0, std::memory_order_release);
     TMasterTimer::Remove(fLink);
 }
 
@@ -133,7 +133,7 @@ void TTimer::Arm(bool isSteady, long long fromNow) {
         std::int64_t const due = now + fromNow;
         fLink.due = static_cast<std::uint64_t>(std::min(due, fsLastMillisecond));
     }
-    fPostTime = second;
+    fPostTime.store(second, std::memory_order_release);
     TMasterTimer::Arm(fLink);
 }
 
@@ -142,7 +142,7 @@ void TTimer::Cancel() {
     if (!entry.MayChange())
         return;
     TMasterTimer::Disarm(fLink);
-    fPostTime = 0;
+    fPostTime.store(0, std::memory_order_release);
 }
 
 long TTimer::QueryTimeLeft() const noexcept {
@@ -168,7 +168,7 @@ void TTimer::CopyTime(TTimer const &other) noexcept {
 }
 
 void TTimer::Post() noexcept {
-    fPostTime = 0;
+    fPostTime.store(0, std::memory_order_release);
     if (HasEvent())
         fSemaphore->Post();
 }

@@ -1,6 +1,7 @@
-// TRefCounted and TWeakRefCounted: objects that count the references to them. TWeakRefCounted changes its count under
-// TWeakReferenceLock. When the count becomes 0, RemoveRef() also calls ZeroWeakReference() under that lock, because a
-// weak pointer must not find an object that is being destroyed. The object is destroyed after the lock is released.
+// TRefCounted and TWeakRefCounted: objects that count the references to them. The first reference to a TWeakRefCounted
+// is made, and the last one is released, under TWeakReferenceLock. When the count becomes 0, RemoveRef() also calls
+// ZeroWeakReference() under that lock, because a weak pointer must not find an object that is being destroyed. The
+// object is destroyed after the lock is released.
 
 #include "tuzutil/TREFCNT.h"
 
@@ -68,14 +69,24 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// The count changes under the lock. The count is also atomic, because it is read without the lock, and because it must
-// stay correct even if the lock cannot be taken.
+// If the count is not 0, it stays above 0 during AddRef(), because the caller either owns a reference or holds the lock.
 void TWeakRefCounted::AddRef() {
+    if (fCount.load(std::memory_order_relaxed) != 0) {
+        fCount.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
     TWeakReferenceLock const lock;
     ++fCount;
 }
 
+// A reference other than the last one is released without the lock. If the reference may be the last one, the lock is
+// taken before the count changes. Then a thread that holds the lock can still make another reference.
 void TWeakRefCounted::RemoveRef() {
+    std::uint32_t count = fCount.load(std::memory_order_relaxed);
+    while (count > 1) {
+        if (fCount.compare_exchange_weak(count, count - 1, std::memory_order_release, std::memory_order_relaxed))
+            return;
+    }
     bool last;
     {
         TWeakReferenceLock const lock;

@@ -24,9 +24,10 @@
 // The state of the copy.
 static TMutexSemaphore fsTimerLock;
 TMutexSemaphore &TMasterTimer::fsLock = fsTimerLock;
-TTimerQueue TMasterTimer::fsArmed(TMasterTimer::fsCalendarBits);
-TTimerQueue TMasterTimer::fsSteady(TMasterTimer::fsSteadyBits);
+TTimerQueue TMasterTimer::fsArmed;
+TTimerQueue TMasterTimer::fsSteady;
 std::int64_t TMasterTimer::fsWakeTime = 0;
+bool TMasterTimer::fsMissesCalendar = false;
 std::uint32_t TMasterTimer::fsCount = 0;
 TMasterTimer *TMasterTimer::fsOnly = nullptr;
 bool TMasterTimer::fsIsOver = false;
@@ -575,15 +576,13 @@ TEST_F(TimerClock, MissingEventIsTracedWithoutTheLock) {
 // The queue against the plain rule: a timer stands before the first whose second is not below its own.
 TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
     struct Row {
-        unsigned int bits;
         std::uint32_t times; // how many different ones
         std::uint64_t distance;
     };
-    for (Row const row :
-         {Row{32, 3, 1}, Row{32, 40, 1}, Row{32, 200, 1}, Row{32, 2, 0x80000000}, Row{32, 60, 0x04000001},
-          Row{42, 200, 1}, Row{42, 60, 0x100000001}, Row{42, 2, 0x20000000000}}) {
+    for (Row const row : {Row{3, 1}, Row{40, 1}, Row{200, 1}, Row{5000, 1}, Row{2, 0x80000000}, Row{60, 0x04000001},
+                          Row{60, 0x100000001}, Row{1000, 0xFFFFFFFF}, Row{2, 0x20000000000}}) {
         std::minstd_rand random(row.times);
-        TTimerQueue queue(row.bits);
+        TTimerQueue queue;
         std::vector<TTimerLink> links(100, TTimerLink{nullptr});
         std::list<TTimerLink *> model;
         for (int step = 0; step < 30000; ++step) {
@@ -598,9 +597,19 @@ TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
                     std::find_if(model.begin(), model.end(), [&](auto *other) { return other->due >= link.due; }),
                     &link);
             }
-            ASSERT_EQ(queue.First(), model.empty() ? nullptr : model.front()) << step;
+            ASSERT_EQ(queue.IsEmpty(), model.empty());
+            if (model.empty())
+                continue;
+            // The clock may stand anywhere, also before an earlier time.
+            std::uint64_t const now = random() % (row.times + 2) * row.distance;
+            std::uint64_t const first = model.front()->due;
+            ASSERT_LE(static_cast<std::uint64_t>(queue.NoneBefore()), first) << step;
+            ASSERT_EQ(queue.FirstDue(static_cast<std::int64_t>(now)), first <= now ? model.front() : nullptr) << step;
+            std::uint64_t const begin = first > now ? now + 1 : 0;
+            ASSERT_GE(static_cast<std::uint64_t>(queue.NoneBefore()), begin) << step;
+            ASSERT_LE(static_cast<std::uint64_t>(queue.NoneBefore()), first) << step;
         }
-        while (TTimerLink *const first = queue.First()) {
+        while (TTimerLink *const first = queue.FirstDue(INT64_MAX)) {
             ASSERT_EQ(first, model.front());
             queue.Remove(*first);
             model.pop_front();
@@ -610,14 +619,14 @@ TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
 }
 
 TEST(TimerQueue, HoldsTheFirstAndTheLastSecond) {
-    TTimerQueue queue(32);
+    TTimerQueue queue;
     TTimerLink links[] = {TTimerLink{nullptr, 0xFFFFFFFF}, TTimerLink{nullptr, 1}, TTimerLink{nullptr, 0xFFFFFFFE},
                           TTimerLink{nullptr, 0xFFFFFFFF}};
     for (TTimerLink &link : links)
         queue.Add(link);
     for (int which : {1, 2, 3, 0}) {
-        ASSERT_EQ(queue.First(), &links[which]);
+        ASSERT_EQ(queue.FirstDue(INT64_MAX), &links[which]);
         queue.Remove(links[which]);
     }
-    EXPECT_EQ(queue.First(), nullptr);
+    EXPECT_EQ(queue.FirstDue(INT64_MAX), nullptr);
 }

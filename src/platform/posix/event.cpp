@@ -66,7 +66,7 @@ platform::TWaitResult platform::WaitEvent(Event *event, std::uint32_t millisecon
 bool platform::ClearEvent(Event *event) noexcept {
     if (!IsThere(event))
         return false;
-    event->state.fetch_and(~event_word::posted);
+    event_word::Clear(event->state);
     return true;
 }
 

@@ -116,7 +116,7 @@ bool platform::ClearEvent(Event *event) noexcept {
         return false;
     if (event->kernel)
         return ResetEvent(event->kernel) != FALSE;
-    event->state.fetch_and(~event_word::posted);
+    event_word::Clear(event->state);
     return true;
 }
 

@@ -1,33 +1,56 @@
 #ifndef TUZUTIL_TIMER_QUEUE
 #define TUZUTIL_TIMER_QUEUE
 
-// Holds the armed timers, and finds the timer that is due first. If several timers are due at that time, finds the one
-// that was added last. Add() and Remove() take at most as many steps as a time has bits, and fewer if the timers are
-// due at few different times. These functions allocate nothing, so they cannot fail.
+// Holds the armed timers, and finds those that are due, in the order of their times. If several timers have the same
+// time, the one that was added last comes first. Add() and Remove() take a constant number of steps. FirstDue() takes
+// at most six steps for each timer during the life of that timer, as long as no timer is added for a time that has
+// passed. These functions allocate nothing, so they cannot fail.
 //
-// The timers of one time form a list. The heads of the lists are the nodes of a binary tree. The root divides the other
-// times by their highest bit, the children of the root divide them by the second highest bit, and so on. Times in which
-// this bit is 0 are below branch[0], the others are below branch[1]. So all times below a place have the bits that lead
-// to this place. Nothing else is required of them, so any leaf below a node can take the place of that node.
+// The queue is a hierarchy of wheels. A time is a number of seven digits to the base 64, and each wheel has a list of
+// timers for each value of one digit. The times are compared with `fBase`, which is never later than any timer: a timer
+// belongs to the wheel of the highest digit in which its time and fBase differ. So the lists of the lowest wheel hold
+// timers of a single time each, and all timers of a wheel are due before those of the wheels above. When the time of a
+// list of a higher wheel begins, fBase advances to this time, and the timers of that list move to lower wheels.
 
 #include "tuzutil/TIMER.h"
 
 class TTimerQueue {
 public:
-    explicit constexpr TTimerQueue(unsigned int bits) noexcept : fHighestBit(std::uint64_t{1} << (bits - 1)) {}
+    static constexpr unsigned int fsBits = 42; // of a time
 
-    // Adds a link by its member `due`. REQUIRES: the link is not armed, and the time has at most as many bits as were
-    // passed to the constructor.
+    // Adds a link by its member `due`. REQUIRES: the link is not armed, and the time has at most fsBits bits.
     void Add(TTimerLink &link) noexcept;
     void Remove(TTimerLink &link) noexcept; // does nothing if the link is not armed
-    bool IsEmpty() const noexcept { return !fRoot; }
-    TTimerLink *First() const noexcept; // the timer due first; null if none is armed
+    bool IsEmpty() const noexcept { return fFilledWheels == 0; }
+    TTimerLink *FirstDue(std::int64_t now) noexcept; // the timer due first; null if none is due at the time `now`
+    // Returns a time before which no timer is due. The thread wakes at this time, and calls FirstDue(). If no timer is
+    // due then, the next result is later. REQUIRES: the queue is not empty.
+    std::int64_t NoneBefore() const noexcept;
 
 private:
-    TTimerLink **PlaceOf(std::uint64_t due) noexcept;
+    static constexpr unsigned int fsDigitBits = 6;
+    static constexpr unsigned int fsWheels = fsBits / fsDigitBits;
+    static constexpr unsigned int fsDigits = 1U << fsDigitBits;
 
-    std::uint64_t const fHighestBit;
-    TTimerLink *fRoot = nullptr;
+    struct TPlace {
+        unsigned int wheel;
+        unsigned int digit;
+    };
+
+    TPlace PlaceOf(std::uint64_t due) const noexcept;
+    TPlace FirstPlace() const noexcept;
+    std::uint64_t Begin(TPlace place) const noexcept;
+    void MarkFilled(TPlace place) noexcept;
+    TTimerLink *Empty(TPlace place) noexcept;
+    void Append(TPlace place, TTimerLink &first) noexcept;
+    void Advance(TPlace place) noexcept;
+    void SetBack(std::uint64_t base) noexcept;
+
+    std::uint64_t fBase = 0;
+    std::uint32_t fFilledWheels = 0;            // a bit for each wheel that has a timer
+    std::uint64_t fFilledDigits[fsWheels] = {}; // a bit for each list that has a timer
+    // The lists are rings: the link before the first one is the last one.
+    TTimerLink *fFirst[fsWheels][fsDigits] = {};
 };
 
 #endif

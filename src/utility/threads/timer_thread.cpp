@@ -35,25 +35,31 @@ void TMasterTimer::Remove(TTimerLink &link) noexcept {
         Stop();
 }
 
-// Puts the timer into its queue, and wakes the thread if it would sleep too long. If a timer of the calendar clock was
-// armed before, the thread reads that clock every second already. The thread is then woken for a further timer of that
-// clock only if this timer is already due.
+// Puts the timer into its queue, and wakes the thread if it would sleep too long. If the thread reads the calendar clock
+// every second already, it is woken for a further timer of that clock only if this timer is already due.
 void TMasterTimer::Arm(TTimerLink &link) noexcept {
     if (fsAreTimersLost)
         return;
-    bool const hadCalendarTimers = !fsArmed.IsEmpty();
     TTimerQueue &queue = QueueOf(link);
     queue.Add(link);
     if (!fsOnly)
         return;
-    bool const sleepsTooLong = link.isSteady ? static_cast<std::int64_t>(link.due) < fsWakeTime : !hadCalendarTimers;
-    if (sleepsTooLong || (!link.isSteady && static_cast<std::int64_t>(link.due) <= TimeFor(queue)))
+    auto const due = static_cast<std::int64_t>(link.due);
+    if (link.isSteady ? due < fsWakeTime : fsMissesCalendar || due <= TimeFor(queue)) {
+        ExpectWake();
         fsOnly->fWake.Post();
+    }
 }
 
 void TMasterTimer::Disarm(TTimerLink &link) noexcept {
     if (!fsAreTimersLost)
         QueueOf(link).Remove(link);
+}
+
+// Records that the thread inspects the queues before it sleeps again, so nothing needs to wake it.
+void TMasterTimer::ExpectWake() noexcept {
+    fsWakeTime = 0;
+    fsMissesCalendar = false;
 }
 
 TReference<TMasterTimer> TMasterTimer::New() noexcept {
@@ -77,7 +83,7 @@ bool TMasterTimer::Start(TMasterTimer &master) noexcept {
     }
     master.AddRef(); // the reference of fsOnly
     fsOnly = &master;
-    fsWakeTime = 0; // the thread inspects the queues before it sleeps
+    ExpectWake();
     return true;
 }
 
@@ -129,22 +135,22 @@ int TMasterTimer::Run() {
 }
 
 // Decides how long the thread sleeps. A sleep lasts at most as long as the armed timers of the calendar clock allow,
-// and at most until the first timer of the steady clock is due. Returns milliseconds, or fsInfinite if no timer is
-// armed.
+// and at most until a timer of the steady clock can be due. Returns milliseconds, or fsInfinite if no timer is armed.
 long TMasterTimer::PlanSleep() noexcept {
-    TTimerLink const *const first = fsSteady.First();
-    if (!first && fsArmed.IsEmpty()) {
+    if (fsSteady.IsEmpty() && fsArmed.IsEmpty()) {
         fsWakeTime = INT64_MAX;
+        fsMissesCalendar = true;
         return TMutexSemaphore::fsInfinite;
     }
     std::int64_t const now = platform::SteadyTime();
     long sleep = fsArmed.IsEmpty() ? fsLongestSteadySleep : fsLongestSleep;
-    if (first) {
-        std::int64_t const left = static_cast<std::int64_t>(first->due) * fsNanoseconds - now;
+    if (!fsSteady.IsEmpty()) {
+        std::int64_t const left = fsSteady.NoneBefore() * fsNanoseconds - now;
         std::int64_t const milliseconds = (left + fsNanoseconds - 1) / fsNanoseconds;
         sleep = static_cast<long>(std::clamp<std::int64_t>(milliseconds, 0, sleep));
     }
     fsWakeTime = now / fsNanoseconds + sleep;
+    fsMissesCalendar = fsArmed.IsEmpty();
     return sleep;
 }
 
@@ -158,8 +164,7 @@ TReference<TSemaphore> TMasterTimer::PostUntilOneFails(long &sleep) noexcept {
         return nullptr;
     for (TTimerQueue *const queue : {&fsArmed, &fsSteady}) {
         std::int64_t const now = TimeFor(*queue);
-        TTimerLink *first;
-        while ((first = queue->First()) && static_cast<std::int64_t>(first->due) <= now) {
+        while (TTimerLink *const first = queue->FirstDue(now)) {
             queue->Remove(*first);
             first->timer->Post();
             if (first->timer->LacksEvent())

@@ -26,9 +26,6 @@ public:
     static void Arm(TTimerLink &link) noexcept;    // for `link.due`; REQUIRES: the link is not armed
     static void Disarm(TTimerLink &link) noexcept;
 
-    // The times in the two queues have this many bits: seconds since 1970, and milliseconds of the steady clock.
-    static constexpr unsigned int fsCalendarBits = 32;
-    static constexpr unsigned int fsSteadyBits = 42;
     static constexpr std::int64_t fsNanoseconds = 1000000; // in a millisecond
 
     // Ends the thread at the end of the process, and keeps timers from starting another one. Takes the lock itself.
@@ -52,12 +49,15 @@ private:
     static TReference<TSemaphore> PostUntilOneFails(long &sleep) noexcept;
     static long PostDue();
     static long PlanSleep() noexcept;
+    static void ExpectWake() noexcept;
 
-    static TTimerQueue fsArmed;  // timers of the calendar clock
-    static TTimerQueue fsSteady; // timers of the steady clock
+    static TTimerQueue fsArmed;  // timers of the calendar clock, by seconds since 1970
+    static TTimerQueue fsSteady; // timers of the steady clock, by milliseconds
     // The time at which the thread wakes by itself, in milliseconds of the steady clock. This time is in the past if
-    // the thread woke by itself. It is 0 before the first sleep, and INT64_MAX if the thread sleeps until it is woken.
+    // the thread woke by itself. It is 0 if the thread has been started or woken, and INT64_MAX if the thread sleeps
+    // until it is woken.
     static std::int64_t fsWakeTime;
+    static bool fsMissesCalendar; // whether the thread sleeps without reading the calendar clock every second
     static std::uint32_t fsCount; // the number of timers, armed or not
     static TMasterTimer *fsOnly;  // the object of the running thread; null if there is none
 
