@@ -8,6 +8,7 @@
 
 #include <condition_variable>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -124,6 +125,15 @@ void CopyReference(benchmark::State &state) {
     }
 }
 
+void CopySharedPtr(benchmark::State &state) {
+    Bystander const bystander;
+    auto const reference = std::make_shared<int>(1);
+    for (auto _ : state) {
+        std::shared_ptr<int> const copy(reference);
+        benchmark::DoNotOptimize(copy.get());
+    }
+}
+
 BENCHMARK(Unnamed);
 BENCHMARK(Nested);
 BENCHMARK(Named);
@@ -133,5 +143,6 @@ BENCHMARK(StandardEvent);
 BENCHMARK(RoundTrip)->UseRealTime();
 BENCHMARK(CopyReference<Counted>);
 BENCHMARK(CopyReference<Weak>);
+BENCHMARK(CopySharedPtr);
 
 } // namespace

@@ -124,7 +124,8 @@ void TTimer::Arm(bool isSteady, long long fromNow) {
     if (HasEvent())
         fSemaphore->Clear();
     TMasterTimer::Disarm(fLink);
-    std::uint32_t const second = PostTime(platform::CurrentTime(), isSteady ? (fromNow + 999) / 1000 : fromNow);
+    std::int64_t const today = platform::CurrentTime();
+    std::uint32_t const second = PostTime(today, isSteady ? (fromNow + 999) / 1000 : fromNow);
     fLink.isSteady = isSteady;
     fLink.due = second;
     if (isSteady) {
@@ -134,7 +135,7 @@ void TTimer::Arm(bool isSteady, long long fromNow) {
         fLink.due = static_cast<std::uint64_t>(std::min(due, fsLastMillisecond));
     }
     fPostTime.store(second, std::memory_order_release);
-    TMasterTimer::Arm(fLink);
+    TMasterTimer::Arm(fLink, today);
 }
 
 void TTimer::Cancel() {

@@ -297,6 +297,75 @@ void PublishWeak(Target *target) {
 
 } // namespace
 
+// Counts may change while the lock is held elsewhere, except from 0 and to 0.
+TEST(WeakRefCounted, AReferenceBesideAnotherComesAndGoesWithoutTheLock) {
+    int ends = 0;
+    TReference<PlainWeak> first(new PlainWeak(&ends));
+    {
+        TWeakReferenceLock const lock;
+        std::thread([first] { TReference<PlainWeak> const copy(first); }).join();
+        EXPECT_EQ(first->QueryReferenceCount(), 1u);
+    }
+    EXPECT_EQ(ends, 0);
+    std::thread([last = std::move(first)]() mutable { last = nullptr; }).join();
+    EXPECT_EQ(ends, 1);
+}
+
+TEST(WeakRefCounted, TheLastReferenceWaitsForTheLockAndAWeakPointerMayKeepTheObject) {
+    TReference<Target> last(new Target);
+    TReference<Target> kept;
+    std::thread releasing;
+    PublishWeak(last.Pointer());
+    {
+        TWeakReferenceLock const lock;
+        releasing = std::thread([&last] { last = nullptr; });
+        kept = Target::fsWeak;
+        EXPECT_NE(kept.Pointer(), nullptr);
+    }
+    releasing.join();
+    EXPECT_EQ(kept->alive, 1);
+    EXPECT_EQ(kept->QueryReferenceCount(), 1u);
+    EXPECT_EQ(Target::fsWeak, kept.Pointer());
+    kept = nullptr;
+    EXPECT_EQ(Target::fsWeak, nullptr);
+    EXPECT_EQ(Target::fsLive, 0);
+}
+
+// Some threads copy their references freely, others find the object by the weak pointer.
+TEST(WeakRefCounted, CopiesAndWeakPointersCompeteForTheSameObjects) {
+    std::atomic<bool> stop{false};
+    std::atomic<int> revived{0};
+    std::vector<std::thread> threads;
+    for (int count = 0; count < 2; ++count) {
+        threads.emplace_back([&] {
+            while (!stop) {
+                if (TReference<Target> const strong = StrongFromWeak()) {
+                    TReference<Target> const copy(strong);
+                    EXPECT_EQ(copy->alive, 1);
+                    ++revived;
+                }
+            }
+        });
+    }
+    for (int round = 0; round < 2000 || revived < 1000; ++round) {
+        TReference<Target> target(new Target);
+        PublishWeak(target.Pointer());
+        std::thread copying([target] {
+            for (int copies = 0; copies < 10; ++copies) {
+                TReference<Target> const copy(target);
+                EXPECT_EQ(copy->alive, 1);
+            }
+        });
+        target = nullptr;
+        copying.join();
+    }
+    stop = true;
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(Target::fsLive, 0);
+    EXPECT_EQ(Target::fsWeak, nullptr);
+}
+
 TEST(WeakRefCounted, NoWeakPointerRevivesAnObjectWhoseCountWasZero) {
     std::atomic<bool> stop{false};
     std::atomic<int> revived{0};

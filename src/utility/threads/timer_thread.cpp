@@ -35,17 +35,16 @@ void TMasterTimer::Remove(TTimerLink &link) noexcept {
         Stop();
 }
 
-// Puts the timer into its queue, and wakes the thread if it would sleep too long. If the thread reads the calendar clock
-// every second already, it is woken for a further timer of that clock only if this timer is already due.
-void TMasterTimer::Arm(TTimerLink &link) noexcept {
+// Puts the timer into its queue, and wakes the thread if it would sleep too long. If the thread reads the calendar
+// clock every second already, it is woken for a further timer of that clock only if this timer is already due.
+void TMasterTimer::Arm(TTimerLink &link, std::int64_t today) noexcept {
     if (fsAreTimersLost)
         return;
-    TTimerQueue &queue = QueueOf(link);
-    queue.Add(link);
+    QueueOf(link).Add(link);
     if (!fsOnly)
         return;
     auto const due = static_cast<std::int64_t>(link.due);
-    if (link.isSteady ? due < fsWakeTime : fsMissesCalendar || due <= TimeFor(queue)) {
+    if (link.isSteady ? due < fsWakeTime : fsMissesCalendar || due <= today) {
         ExpectWake();
         fsOnly->fWake.Post();
     }

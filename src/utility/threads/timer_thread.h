@@ -23,7 +23,8 @@ public:
     static bool Start(TMasterTimer &master) noexcept;                 // false if no thread can be started
     static void Add(TTimerLink &link) noexcept;                       // counts a timer, but only once
     static void Remove(TTimerLink &link) noexcept; // counts one timer less; ends the thread if none is left
-    static void Arm(TTimerLink &link) noexcept;    // for `link.due`; REQUIRES: the link is not armed
+    // Arms a timer for the time `link.due`. `today` is the time of the calendar clock. REQUIRES: the link is not armed.
+    static void Arm(TTimerLink &link, std::int64_t today) noexcept;
     static void Disarm(TTimerLink &link) noexcept;
 
     static constexpr std::int64_t fsNanoseconds = 1000000; // in a millisecond
