@@ -35,15 +35,21 @@
 
 class TTimer;
 
+// A place in a ring of armed timers.
+struct TTimerRing {
+    TTimerRing *next = nullptr;
+    TTimerRing *previous = nullptr;
+};
+
 // Connects a timer with other armed timers. A timer is armed from Set() until it posts, is cancelled or is assigned to.
-struct TTimerLink {
+struct TTimerLink : TTimerRing {
+    explicit TTimerLink(TTimer *aTimer, std::uint64_t aDue = 0) noexcept : timer(aTimer), due(aDue) {}
+
     TTimer *timer;
-    std::uint64_t due = 0; // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
+    std::uint64_t due; // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
     bool isSteady = false;
     bool isArmed = false;
-    bool isCounted = false;         // whether the timer is counted among those that exist
-    TTimerLink *next = nullptr;     // neighbours in a ring of armed timers
-    TTimerLink *previous = nullptr;
+    bool isCounted = false; // whether the timer is counted among those that exist
 };
 
 class TUZUTIL_API TTimer {

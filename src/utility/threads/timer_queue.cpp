@@ -1,9 +1,25 @@
 // TTimerQueue: the hierarchy of wheels (see timer_queue.h). Its functions are called under TMasterTimer::fsLock, and
-// neither allocate nor throw.
+// neither allocate nor throw. Add() and Remove() have few branches, because none of them could be predicted.
 
 #include "utility/threads/timer_queue.h"
 
 #include <bit>
+
+namespace {
+
+bool HasTimers(TTimerRing const &list) noexcept {
+    return list.next != &list;
+}
+
+// Puts the links from `first` to `last` between `before` and the link that follows it.
+void Insert(TTimerRing &before, TTimerRing &first, TTimerRing &last) noexcept {
+    last.next = before.next;
+    first.previous = &before;
+    before.next->previous = &last;
+    before.next = &first;
+}
+
+} // namespace
 
 // Returns the list to which a timer belongs. REQUIRES: `due` is not before fBase.
 inline TTimerQueue::TPlace TTimerQueue::PlaceOf(std::uint64_t due) const noexcept {
@@ -13,9 +29,14 @@ inline TTimerQueue::TPlace TTimerQueue::PlaceOf(std::uint64_t due) const noexcep
 }
 
 // Returns the list whose timers are due first. REQUIRES: the queue is not empty.
-inline TTimerQueue::TPlace TTimerQueue::FirstPlace() const noexcept {
-    auto const wheel = static_cast<unsigned int>(std::countr_zero(fFilledWheels));
-    return {wheel, static_cast<unsigned int>(std::countr_zero(fFilledDigits[wheel]))};
+inline TTimerQueue::TPlace TTimerQueue::FirstPlace() noexcept {
+    for (;;) {
+        auto const wheel = static_cast<unsigned int>(std::countr_zero(fMarkedWheels));
+        TPlace const place = {wheel, static_cast<unsigned int>(std::countr_zero(fMarkedDigits[wheel]))};
+        if (HasTimers(fLists[wheel][place.digit]))
+            return place;
+        Unmark(place);
+    }
 }
 
 // Returns the earliest time that belongs to a list.
@@ -24,48 +45,37 @@ inline std::uint64_t TTimerQueue::Begin(TPlace place) const noexcept {
     return ((fBase >> shift) / fsDigits * fsDigits + place.digit) << shift;
 }
 
-inline void TTimerQueue::MarkFilled(TPlace place) noexcept {
-    fFilledWheels |= 1U << place.wheel;
-    fFilledDigits[place.wheel] |= std::uint64_t{1} << place.digit;
+// Returns a list that is about to get a timer.
+inline TTimerRing &TTimerQueue::Prepare(TPlace place) noexcept {
+    fMarkedWheels |= 1U << place.wheel;
+    fMarkedDigits[place.wheel] |= std::uint64_t{1} << place.digit;
+    TTimerRing &list = fLists[place.wheel][place.digit];
+    if (!list.next)
+        list.next = list.previous = &list;
+    return list;
 }
 
-// Takes all timers from a list, and returns the first one.
-inline TTimerLink *TTimerQueue::Empty(TPlace place) noexcept {
-    std::uint64_t &digits = fFilledDigits[place.wheel];
+// Returns a list that is empty, or is about to become empty.
+TTimerRing &TTimerQueue::Unmark(TPlace place) noexcept {
+    std::uint64_t &digits = fMarkedDigits[place.wheel];
     digits &= ~(std::uint64_t{1} << place.digit);
     if (digits == 0)
-        fFilledWheels &= ~(1U << place.wheel);
-    return fFirst[place.wheel][place.digit];
+        fMarkedWheels &= ~(1U << place.wheel);
+    return fLists[place.wheel][place.digit];
 }
 
-// Appends the ring that begins with `first` to a list.
-void TTimerQueue::Append(TPlace place, TTimerLink &first) noexcept {
-    TTimerLink *&head = fFirst[place.wheel][place.digit];
-    if (fFilledDigits[place.wheel] >> place.digit & 1) {
-        TTimerLink *const last = head->previous;
-        TTimerLink *const newLast = first.previous;
-        last->next = &first;
-        first.previous = last;
-        newLast->next = head;
-        head->previous = newLast;
-        return;
-    }
-    head = &first;
-    MarkFilled(place);
-}
-
-// Advances fBase to the begin of the first list, and moves the timers of this list to lower wheels. The order of timers
-// of the same time does not change. REQUIRES: the list is the first one, and not of the lowest wheel.
+// Advances fBase to the begin of the first list, and moves the timers of this list to lower wheels. The last timer
+// moves first, so the order of timers of the same time does not change. REQUIRES: the list is the first one, and not of
+// the lowest wheel.
 void TTimerQueue::Advance(TPlace place) noexcept {
     fBase = Begin(place);
-    TTimerLink *const first = Empty(place);
-    TTimerLink *link = first;
-    do {
-        TTimerLink *const next = link->next;
-        link->next = link->previous = link;
-        Append(PlaceOf(link->due), *link);
-        link = next;
-    } while (link != first);
+    TTimerRing &list = Unmark(place);
+    for (TTimerRing *ring = list.previous; ring != &list;) {
+        TTimerRing *const previous = ring->previous;
+        Insert(Prepare(PlaceOf(static_cast<TTimerLink *>(ring)->due)), *ring, *ring);
+        ring = previous;
+    }
+    list.next = list.previous = &list;
 }
 
 // Sets fBase to an earlier time. All timers of the wheels below the highest digit that changes then differ from fBase
@@ -75,8 +85,14 @@ void TTimerQueue::SetBack(std::uint64_t base) noexcept {
     std::uint64_t const oldBase = fBase;
     fBase = base;
     TPlace const target = PlaceOf(oldBase);
-    while (fFilledWheels & ((1U << target.wheel) - 1))
-        Append(target, *Empty(FirstPlace()));
+    TTimerRing &to = Prepare(target);
+    while (fMarkedWheels & ((1U << target.wheel) - 1)) {
+        auto const wheel = static_cast<unsigned int>(std::countr_zero(fMarkedWheels));
+        TTimerRing &from = Unmark({wheel, static_cast<unsigned int>(std::countr_zero(fMarkedDigits[wheel]))});
+        if (HasTimers(from))
+            Insert(to, *from.next, *from.previous);
+        from.next = from.previous = &from;
+    }
 }
 
 // An empty queue begins anew at the first time that is added. Later additions seldom come before this time.
@@ -85,32 +101,16 @@ void TTimerQueue::Add(TTimerLink &link) noexcept {
         fBase = link.due / fsDigits * fsDigits;
     else if (link.due < fBase)
         SetBack(link.due / fsDigits * fsDigits);
-    TPlace const place = PlaceOf(link.due);
-    TTimerLink *&head = fFirst[place.wheel][place.digit];
+    ++fCount;
     link.isArmed = true;
-    link.next = link.previous = &link;
-    if (fFilledDigits[place.wheel] >> place.digit & 1) {
-        link.next = head;
-        link.previous = head->previous;
-        link.previous->next = &link;
-        head->previous = &link;
-    }
-    head = &link;
-    MarkFilled(place);
+    Insert(Prepare(PlaceOf(link.due)), link, link);
 }
 
 void TTimerQueue::Remove(TTimerLink &link) noexcept {
     if (!link.isArmed)
         return;
+    --fCount;
     link.isArmed = false;
-    TPlace const place = PlaceOf(link.due);
-    if (link.next == &link) {
-        Empty(place);
-        return;
-    }
-    TTimerLink *&head = fFirst[place.wheel][place.digit];
-    if (head == &link)
-        head = link.next;
     link.next->previous = link.previous;
     link.previous->next = link.next;
 }
@@ -121,12 +121,12 @@ TTimerLink *TTimerQueue::FirstDue(std::int64_t now) noexcept {
         if (static_cast<std::int64_t>(Begin(place)) > now)
             return nullptr;
         if (place.wheel == 0)
-            return fFirst[0][place.digit];
+            return static_cast<TTimerLink *>(fLists[0][place.digit].next);
         Advance(place);
     }
     return nullptr;
 }
 
-std::int64_t TTimerQueue::NoneBefore() const noexcept {
+std::int64_t TTimerQueue::NoneBefore() noexcept {
     return static_cast<std::int64_t>(Begin(FirstPlace()));
 }

@@ -14,6 +14,8 @@
 
 #include "tuzutil/TIMER.h"
 
+#include <cstddef>
+
 class TTimerQueue {
 public:
     static constexpr unsigned int fsBits = 42; // of a time
@@ -21,11 +23,11 @@ public:
     // Adds a link by its member `due`. REQUIRES: the link is not armed, and the time has at most fsBits bits.
     void Add(TTimerLink &link) noexcept;
     void Remove(TTimerLink &link) noexcept; // does nothing if the link is not armed
-    bool IsEmpty() const noexcept { return fFilledWheels == 0; }
+    bool IsEmpty() const noexcept { return fCount == 0; }
     TTimerLink *FirstDue(std::int64_t now) noexcept; // the timer due first; null if none is due at the time `now`
     // Returns a time before which no timer is due. The thread wakes at this time, and calls FirstDue(). If no timer is
     // due then, the next result is later. REQUIRES: the queue is not empty.
-    std::int64_t NoneBefore() const noexcept;
+    std::int64_t NoneBefore() noexcept;
 
 private:
     static constexpr unsigned int fsDigitBits = 6;
@@ -38,19 +40,21 @@ private:
     };
 
     TPlace PlaceOf(std::uint64_t due) const noexcept;
-    TPlace FirstPlace() const noexcept;
+    TPlace FirstPlace() noexcept;
     std::uint64_t Begin(TPlace place) const noexcept;
-    void MarkFilled(TPlace place) noexcept;
-    TTimerLink *Empty(TPlace place) noexcept;
-    void Append(TPlace place, TTimerLink &first) noexcept;
+    TTimerRing &Prepare(TPlace place) noexcept;
+    TTimerRing &Unmark(TPlace place) noexcept;
     void Advance(TPlace place) noexcept;
     void SetBack(std::uint64_t base) noexcept;
 
     std::uint64_t fBase = 0;
-    std::uint32_t fFilledWheels = 0;            // a bit for each wheel that has a timer
-    std::uint64_t fFilledDigits[fsWheels] = {}; // a bit for each list that has a timer
-    // The lists are rings: the link before the first one is the last one.
-    TTimerLink *fFirst[fsWheels][fsDigits] = {};
+    std::size_t fCount = 0;
+    // A bit for each wheel and for each list that may have timers. Remove() leaves these bits alone, because a list
+    // often gets another timer soon. FirstPlace() clears the bits of empty lists.
+    std::uint32_t fMarkedWheels = 0;
+    std::uint64_t fMarkedDigits[fsWheels] = {};
+    // Each list is a ring with its timers. A list that was never marked is not yet closed to a ring.
+    TTimerRing fLists[fsWheels][fsDigits] = {};
 };
 
 #endif
