@@ -36,6 +36,7 @@
 #include <istream>
 #include <limits>
 #include <ostream>
+#include <streambuf>
 #include <type_traits>
 
 // A value that is stored in network byte order, after `filler` zero bytes. Whatever the byte order of a binary stream
@@ -94,6 +95,65 @@ static_assert(sizeof(TNetworkInt) == 4 && sizeof(TNetworkUnsigned) == 4 && sizeo
 static_assert(sizeof(TNetworkUnsignedLong) == 4 && sizeof(TNetworkFloat) == 4);
 static_assert(sizeof(TNetworkDouble) == 8 && sizeof(TNetworkLongDouble) == 10);
 
+namespace tuzutil {
+
+// Gives access to the get and put areas of any stream buffer, through pointers to its protected members. Take() and
+// Put() do for several characters what sbumpc() and sputc() do for a single one, but make no virtual call. If the get
+// area has fewer bytes than are wanted, or the put area has less room, they move nothing and return false.
+class TStreamArea : private std::streambuf {
+public:
+    template <typename Bytes>
+    static bool Take(std::streambuf &buffer, Bytes &bytes) noexcept {
+        char const *const from = (buffer.*&TStreamArea::gptr)();
+        if ((buffer.*&TStreamArea::egptr)() - from < static_cast<std::ptrdiff_t>(sizeof bytes))
+            return false;
+        std::memcpy(&bytes, from, sizeof bytes);
+        (buffer.*&TStreamArea::gbump)(static_cast<int>(sizeof bytes));
+        return true;
+    }
+    template <typename Bytes>
+    static bool Put(std::streambuf &buffer, Bytes const &bytes) noexcept {
+        char *const to = (buffer.*&TStreamArea::pptr)();
+        if ((buffer.*&TStreamArea::epptr)() - to < static_cast<std::ptrdiff_t>(sizeof bytes))
+            return false;
+        std::memcpy(to, &bytes, sizeof bytes);
+        (buffer.*&TStreamArea::pbump)(static_cast<int>(sizeof bytes));
+        return true;
+    }
+};
+
+// Converts a number between its value and its bytes in a stream.
+template <typename Wire>
+struct TWireNumber {
+    using Bits = std::conditional_t<sizeof(Wire) == 2, std::uint16_t,
+                                    std::conditional_t<sizeof(Wire) == 4, std::uint32_t, std::uint64_t>>;
+
+    static Bits Encode(Wire value, bool networkOrder) noexcept {
+        Bits bits;
+        std::memcpy(&bits, &value, sizeof bits);
+        return networkOrder ? Reversed(bits) : bits;
+    }
+    static Wire Decode(Bits bits, bool networkOrder) noexcept {
+        if (networkOrder)
+            bits = Reversed(bits);
+        Wire value;
+        std::memcpy(&value, &bits, sizeof value);
+        return value;
+    }
+
+private:
+    static Bits Reversed(Bits bits) noexcept {
+        if constexpr (sizeof bits == 2)
+            return __builtin_bswap16(bits);
+        else if constexpr (sizeof bits == 4)
+            return __builtin_bswap32(bits);
+        else
+            return __builtin_bswap64(bits);
+    }
+};
+
+} // namespace tuzutil
+
 // VBinaryStreamBase: holds the byte order, and gives access to the state and format of the wrapped stream.
 class TUZUTIL_API VBinaryStreamBase {
 public:
@@ -133,6 +193,10 @@ public:
 
 protected:
     std::ios &Ios() const noexcept { return *fIos; }
+    // These functions return whether the stream is ready, and needs none of the work of a sentry, such as flushing a
+    // tied stream.
+    bool IsReadyForInput() const { return fIos->good() && !fIos->tie(); }
+    bool IsReadyForOutput() const { return IsReadyForInput() && !(fIos->flags() & std::ios_base::unitbuf); }
 
 private:
     static constexpr std::uint32_t fsNetwork = 1;
@@ -150,14 +214,15 @@ public:
     explicit TiBinaryStream(std::istream &stream, int networkOrder = 0) noexcept
         : VBinaryStreamBase(stream, networkOrder), fStream(&stream) {}
 
-    TiBinaryStream &operator>>(short &value);
-    TiBinaryStream &operator>>(unsigned short &value);
-    TiBinaryStream &operator>>(int &value);
-    TiBinaryStream &operator>>(unsigned int &value);
-    TiBinaryStream &operator>>(long &value); // sign-extended if a long has more than 4 bytes
-    TiBinaryStream &operator>>(unsigned long &value);
-    TiBinaryStream &operator>>(float &value);
-    TiBinaryStream &operator>>(double &value);
+    TUZUTIL_INLINE TiBinaryStream &operator>>(short &value) { return ReadNumber<std::int16_t>(value); }
+    TUZUTIL_INLINE TiBinaryStream &operator>>(unsigned short &value) { return ReadNumber<std::uint16_t>(value); }
+    TUZUTIL_INLINE TiBinaryStream &operator>>(int &value) { return ReadNumber<std::int32_t>(value); }
+    TUZUTIL_INLINE TiBinaryStream &operator>>(unsigned int &value) { return ReadNumber<std::uint32_t>(value); }
+    // A value is sign-extended if a long has more than 4 bytes.
+    TUZUTIL_INLINE TiBinaryStream &operator>>(long &value) { return ReadNumber<std::int32_t>(value); }
+    TUZUTIL_INLINE TiBinaryStream &operator>>(unsigned long &value) { return ReadNumber<std::uint32_t>(value); }
+    TUZUTIL_INLINE TiBinaryStream &operator>>(float &value) { return ReadNumber<float>(value); }
+    TUZUTIL_INLINE TiBinaryStream &operator>>(double &value) { return ReadNumber<double>(value); }
     TiBinaryStream &operator>>(long double &value);
     template <typename Host, typename Wire, std::size_t filler>
     TiBinaryStream &operator>>(TNetworkValue<Host, Wire, filler> &value) {
@@ -216,8 +281,22 @@ private:
 
     static constexpr std::streamsize fsAskStream = -1;
 
+    // Copies the number from the get area of the stream's buffer if all bytes are there and no sentry is needed.
     template <typename Wire, typename Value>
-    TiBinaryStream &ReadNumber(Value &value);
+    TiBinaryStream &ReadNumber(Value &value) {
+        bool const network = IsNetworkOrder() != 0;
+        typename tuzutil::TWireNumber<Wire>::Bits bits = 0;
+        std::size_t got = sizeof bits;
+        if (IsReadyForInput() && tuzutil::TStreamArea::Take(*Ios().rdbuf(), bits))
+            fCount = sizeof bits;
+        else
+            got = ReadBytes(&bits, sizeof bits);
+        if (network || got == sizeof bits)
+            value = static_cast<Value>(tuzutil::TWireNumber<Wire>::Decode(bits, network));
+        else
+            std::memcpy(&value, &bits, got); // the low bytes have arrived; the other bytes keep their values
+        return *this;
+    }
     TiBinaryStream &ReadWord(char *text, std::size_t size);
     std::size_t ReadBytes(void *bytes, std::size_t count);
     template <typename Work>
@@ -234,14 +313,15 @@ public:
     explicit ToBinaryStream(std::ostream &stream, int networkOrder = 0) noexcept
         : VBinaryStreamBase(stream, networkOrder), fStream(&stream) {}
 
-    ToBinaryStream &operator<<(short value);
-    ToBinaryStream &operator<<(unsigned short value);
-    ToBinaryStream &operator<<(int value);
-    ToBinaryStream &operator<<(unsigned int value);
-    ToBinaryStream &operator<<(long value); // a value that needs more than 4 bytes sets the fail bit
-    ToBinaryStream &operator<<(unsigned long value);
-    ToBinaryStream &operator<<(float value);
-    ToBinaryStream &operator<<(double value);
+    TUZUTIL_INLINE ToBinaryStream &operator<<(short value) { return WriteNumber<std::int16_t>(value); }
+    TUZUTIL_INLINE ToBinaryStream &operator<<(unsigned short value) { return WriteNumber<std::uint16_t>(value); }
+    TUZUTIL_INLINE ToBinaryStream &operator<<(int value) { return WriteNumber<std::int32_t>(value); }
+    TUZUTIL_INLINE ToBinaryStream &operator<<(unsigned int value) { return WriteNumber<std::uint32_t>(value); }
+    // A value that needs more than 4 bytes sets the fail bit.
+    TUZUTIL_INLINE ToBinaryStream &operator<<(long value) { return WriteNumber<std::int32_t>(value); }
+    TUZUTIL_INLINE ToBinaryStream &operator<<(unsigned long value) { return WriteNumber<std::uint32_t>(value); }
+    TUZUTIL_INLINE ToBinaryStream &operator<<(float value) { return WriteNumber<float>(value); }
+    TUZUTIL_INLINE ToBinaryStream &operator<<(double value) { return WriteNumber<double>(value); }
     ToBinaryStream &operator<<(long double value); // as a double; in network order, two zero bytes precede it
     template <typename Host, typename Wire, std::size_t filler>
     ToBinaryStream &operator<<(TNetworkValue<Host, Wire, filler> const &value) {
@@ -280,8 +360,20 @@ public:
 private:
     friend TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
 
+    // Copies the number to the put area of the stream's buffer if there is room and no sentry is needed.
     template <typename Wire, typename Value>
-    ToBinaryStream &WriteNumber(Value value);
+    ToBinaryStream &WriteNumber(Value value) {
+        if constexpr (sizeof(Value) > sizeof(Wire)) {
+            if (static_cast<Value>(static_cast<Wire>(value)) != value) {
+                Ios().setstate(std::ios_base::failbit);
+                return *this;
+            }
+        }
+        auto const bits = tuzutil::TWireNumber<Wire>::Encode(static_cast<Wire>(value), IsNetworkOrder() != 0);
+        if (!IsReadyForOutput() || !tuzutil::TStreamArea::Put(*Ios().rdbuf(), bits))
+            WriteBytes(&bits, sizeof bits);
+        return *this;
+    }
     void WriteBytes(void const *bytes, std::size_t count);
 
     std::ostream *fStream;

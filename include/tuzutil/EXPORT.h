@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_EXPORT_H
 #define TUZUTIL_EXPORT_H
 
-// EXPORT.h: defines TUZUTIL_API, which marks everything that the library exports.
+// EXPORT.h: defines TUZUTIL_API and TUZUTIL_INLINE, which mark everything that the library exports.
 //
 // The build of the library defines `tuzutil_EXPORTS`. `TUZUTIL_STATIC` is defined if the library is a static one, which
 // exports nothing: CMake and pkg-config define it for programs too. Otherwise a program defines nothing.
@@ -16,6 +16,13 @@
 #endif
 #else
 #define TUZUTIL_API __attribute__((visibility("default")))
+#endif
+
+// Marks an inline member of an exported class that the library also exports.
+#if defined(_WIN32)
+#define TUZUTIL_INLINE
+#else
+#define TUZUTIL_INLINE TUZUTIL_API
 #endif
 
 #endif

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <bit>
 #include <locale>
+#include <tuple>
 #include <utility>
 
 static_assert(std::endian::native == std::endian::little, "network order is the reverse of host order");
@@ -22,41 +23,53 @@ namespace {
 
 constexpr std::uint64_t fsFirstStep = 0x10000; // the most bytes that are allocated for a text before any has arrived
 
-std::uint16_t Reversed(std::uint16_t bits) noexcept {
-    return __builtin_bswap16(bits);
-}
-std::uint32_t Reversed(std::uint32_t bits) noexcept {
-    return __builtin_bswap32(bits);
-}
-std::uint64_t Reversed(std::uint64_t bits) noexcept {
-    return __builtin_bswap64(bits);
-}
-
-// Converts a number to its bytes in the stream and back, in host or network order.
-template <typename Wire>
-struct TEncoding {
-    using Bits = std::conditional_t<sizeof(Wire) == 2, std::uint16_t,
-                                    std::conditional_t<sizeof(Wire) == 4, std::uint32_t, std::uint64_t>>;
-
-    static void Put(unsigned char *to, Wire value, bool networkOrder) noexcept {
-        auto bits = std::bit_cast<Bits>(value);
-        if (networkOrder)
-            bits = Reversed(bits);
-        std::memcpy(to, &bits, sizeof bits);
-    }
-    static Wire Take(unsigned char const *from, bool networkOrder) noexcept {
-        Bits bits;
-        std::memcpy(&bits, from, sizeof bits);
-        return std::bit_cast<Wire>(networkOrder ? Reversed(bits) : bits);
-    }
+// The library exports the inline operators, too. The addresses that this object holds make the compiler emit them.
+template <typename... Numbers>
+struct TEmitted {
+    std::tuple<TiBinaryStream &(TiBinaryStream::*)(Numbers &)...> read{
+        static_cast<TiBinaryStream &(TiBinaryStream::*)(Numbers &)>(&TiBinaryStream::operator>>)...};
+    std::tuple<ToBinaryStream &(ToBinaryStream::*)(Numbers)...> write{
+        static_cast<ToBinaryStream &(ToBinaryStream::*)(Numbers)>(&ToBinaryStream::operator<<)...};
 };
+[[gnu::used]] TEmitted<short, unsigned short, int, unsigned int, long, unsigned long, float, double> const fsEmitted;
 
-// Returns whether the stream is ready and needs none of the work of a sentry, such as flushing a tied stream.
-bool NeedsNoSentry(std::istream const &stream) {
-    return stream.good() && !stream.tie();
+using TLength = tuzutil::TWireNumber<std::uint32_t>;
+
+constexpr std::size_t fsHeaderSize = 8;           // the length of a text and a reserved 0
+constexpr std::size_t fsMostAtOnce = 0x40000000u; // the most bytes of a text that are moved from or to an area at once
+
+// Copies the length and the bytes of a text to the put area. If the area has less room, copies nothing and returns
+// false.
+bool PutText(std::streambuf &buffer, TString const &text, bool networkOrder) noexcept {
+    std::size_t const length = text.length();
+    if (length > fsMostAtOnce || TBufferArea::Room(buffer) < fsHeaderSize + length)
+        return false;
+    char *const to = TBufferArea::Filled(buffer, fsHeaderSize + length);
+    std::uint64_t const header = TLength::Encode(static_cast<std::uint32_t>(length), networkOrder);
+    std::memcpy(to, &header, sizeof header);
+    char const *const from = text;
+    if (length < 8 || length > 16) {
+        std::memcpy(to + fsHeaderSize, from, length);
+        return true;
+    }
+    // Many texts are that short. Two copies, which may overlap, cost less than a call of memcpy().
+    std::memcpy(to + fsHeaderSize, from, 8);
+    std::memcpy(to + length, from + length - 8, 8);
+    return true;
 }
-bool NeedsNoSentry(std::ostream const &stream) {
-    return stream.good() && !stream.tie() && !(stream.flags() & std::ios_base::unitbuf);
+
+// Returns the bytes of the text that comes next in the get area. If not all of them are there, or the text is empty,
+// returns an empty view.
+std::string_view HeldText(std::streambuf &buffer, bool networkOrder) noexcept {
+    std::string_view const held = TBufferArea::Held(buffer);
+    if (held.size() < fsHeaderSize)
+        return {};
+    std::uint32_t bits;
+    std::memcpy(&bits, held.data(), sizeof bits);
+    std::size_t const length = TLength::Decode(bits, networkOrder);
+    if (length > fsMostAtOnce || held.size() - fsHeaderSize < length)
+        return {};
+    return held.substr(fsHeaderSize, length);
 }
 
 } // namespace
@@ -67,7 +80,7 @@ bool NeedsNoSentry(std::ostream const &stream) {
 std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     auto *const to = static_cast<char *>(bytes);
     auto const wanted = static_cast<std::streamsize>(count);
-    if (!NeedsNoSentry(*fStream)) {
+    if (!IsReadyForInput()) {
         Unformatted().read(to, wanted);
         return static_cast<std::size_t>(fStream->gcount());
     }
@@ -100,52 +113,13 @@ std::istream &TiBinaryStream::Unformatted() noexcept {
     return *fStream;
 }
 
-template <typename Wire, typename Value>
-TiBinaryStream &TiBinaryStream::ReadNumber(Value &value) {
-    bool const network = IsNetworkOrder() != 0;
-    unsigned char bytes[sizeof(Wire)] = {};
-    std::size_t got = sizeof bytes;
-    if (NeedsNoSentry(*fStream) && TBufferArea::Take(*fStream->rdbuf(), bytes, sizeof bytes))
-        fCount = sizeof bytes;
-    else
-        got = ReadBytes(bytes, sizeof bytes);
-    if (network || got == sizeof bytes)
-        value = static_cast<Value>(TEncoding<Wire>::Take(bytes, network));
-    else
-        std::memcpy(&value, bytes, got); // the low bytes have arrived; the other bytes keep their values
-    return *this;
-}
-
-TiBinaryStream &TiBinaryStream::operator>>(short &value) {
-    return ReadNumber<std::int16_t>(value);
-}
-TiBinaryStream &TiBinaryStream::operator>>(unsigned short &value) {
-    return ReadNumber<std::uint16_t>(value);
-}
-TiBinaryStream &TiBinaryStream::operator>>(int &value) {
-    return ReadNumber<std::int32_t>(value);
-}
-TiBinaryStream &TiBinaryStream::operator>>(unsigned int &value) {
-    return ReadNumber<std::uint32_t>(value);
-}
-TiBinaryStream &TiBinaryStream::operator>>(long &value) {
-    return ReadNumber<std::int32_t>(value);
-}
-TiBinaryStream &TiBinaryStream::operator>>(unsigned long &value) {
-    return ReadNumber<std::uint32_t>(value);
-}
-TiBinaryStream &TiBinaryStream::operator>>(float &value) {
-    return ReadNumber<float>(value);
-}
-TiBinaryStream &TiBinaryStream::operator>>(double &value) {
-    return ReadNumber<double>(value);
-}
-
 TiBinaryStream &TiBinaryStream::operator>>(long double &value) {
     if (IsNetworkOrder()) {
         unsigned char bytes[2 + sizeof(double)] = {}; // the first two are filler
         ReadBytes(bytes, sizeof bytes);
-        value = TEncoding<double>::Take(bytes + 2, true);
+        std::uint64_t bits;
+        std::memcpy(&bits, bytes + 2, sizeof bits);
+        value = tuzutil::TWireNumber<double>::Decode(bits, true);
         return *this;
     }
     double number = static_cast<double>(value); // bytes that do not arrive keep their values
@@ -297,7 +271,7 @@ TiBinaryStream &TiBinaryStream::operator>>(std::streambuf *to) {
 void ToBinaryStream::WriteBytes(void const *bytes, std::size_t count) {
     auto const *const from = static_cast<char const *>(bytes);
     auto const size = static_cast<std::streamsize>(count);
-    if (!NeedsNoSentry(*fStream)) {
+    if (!IsReadyForOutput()) {
         fStream->write(from, size);
         return;
     }
@@ -306,46 +280,6 @@ void ToBinaryStream::WriteBytes(void const *bytes, std::size_t count) {
         return;
     if (put != size)
         fStream->setstate(std::ios_base::badbit);
-}
-
-template <typename Wire, typename Value>
-ToBinaryStream &ToBinaryStream::WriteNumber(Value value) {
-    if constexpr (sizeof(Value) > sizeof(Wire)) {
-        if (static_cast<Value>(static_cast<Wire>(value)) != value) {
-            fStream->setstate(std::ios_base::failbit);
-            return *this;
-        }
-    }
-    unsigned char bytes[sizeof(Wire)];
-    TEncoding<Wire>::Put(bytes, static_cast<Wire>(value), IsNetworkOrder() != 0);
-    if (!NeedsNoSentry(*fStream) || !TBufferArea::Put(*fStream->rdbuf(), bytes, sizeof bytes))
-        WriteBytes(bytes, sizeof bytes);
-    return *this;
-}
-
-ToBinaryStream &ToBinaryStream::operator<<(short value) {
-    return WriteNumber<std::int16_t>(value);
-}
-ToBinaryStream &ToBinaryStream::operator<<(unsigned short value) {
-    return WriteNumber<std::uint16_t>(value);
-}
-ToBinaryStream &ToBinaryStream::operator<<(int value) {
-    return WriteNumber<std::int32_t>(value);
-}
-ToBinaryStream &ToBinaryStream::operator<<(unsigned int value) {
-    return WriteNumber<std::uint32_t>(value);
-}
-ToBinaryStream &ToBinaryStream::operator<<(long value) {
-    return WriteNumber<std::int32_t>(value);
-}
-ToBinaryStream &ToBinaryStream::operator<<(unsigned long value) {
-    return WriteNumber<std::uint32_t>(value);
-}
-ToBinaryStream &ToBinaryStream::operator<<(float value) {
-    return WriteNumber<float>(value);
-}
-ToBinaryStream &ToBinaryStream::operator<<(double value) {
-    return WriteNumber<double>(value);
 }
 
 ToBinaryStream &ToBinaryStream::operator<<(long double value) {
@@ -443,6 +377,8 @@ ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text) {
     if (stream.fail())
         return stream;
     unsigned long const length = text.length();
+    if (stream.IsReadyForOutput() && PutText(*stream.Ios().rdbuf(), text, stream.IsNetworkOrder() != 0))
+        return stream;
     stream << length << 0ul;
     if (length != 0)
         stream.WriteBytes(static_cast<char const *>(text), length);
@@ -450,6 +386,18 @@ ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text) {
 }
 
 TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text) {
+    if (stream.IsReadyForInput()) {
+        std::streambuf &buffer = *stream.Ios().rdbuf();
+        std::string_view const held = HeldText(buffer, stream.IsNetworkOrder() != 0);
+        if (!held.empty()) {
+            TBufferArea::Advance(buffer, fsHeaderSize);
+            stream.fCount = sizeof(std::uint32_t); // the value if there is no memory for the text
+            TStringAccess::Assign(text, held);
+            TBufferArea::Advance(buffer, held.size());
+            stream.fCount = static_cast<std::streamsize>(held.size());
+            return stream;
+        }
+    }
     unsigned long announced = 0;
     unsigned long reserved = 0;
     if (stream.fail() || (stream >> announced).fail() || (stream >> reserved).fail() || announced == 0)

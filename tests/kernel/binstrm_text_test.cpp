@@ -179,6 +179,44 @@ TEST(BinaryStreamText, ReadingAStringShrinksTheTargetAndSparesItsOtherHolders) {
     EXPECT_EQ(Text(holder), "a long old text");
 }
 
+TEST(BinaryStreamText, ReadingAStringKeepsNoFlagOfTheTarget) {
+    TString target("a secret of yesterday");
+    target.SetWipeOnDelete(1);
+    std::istringstream source("\0\0\0\2\0\0\0\0xy\0\0\0\3\0\0\0\0abc"s);
+    TiBinaryStream in(source, 1);
+    in >> target;
+    EXPECT_EQ(Text(target), "xy");
+    EXPECT_FALSE(target.IsWipeOnDelete());
+    EXPECT_EQ(in.gcount(), 2);
+    in >> target;
+    EXPECT_EQ(Text(target), "abc");
+    EXPECT_EQ(in.gcount(), 3);
+    EXPECT_EQ(source.tellg(), 21);
+}
+
+// A buffer with a put area of some size, and nothing beyond.
+TEST(BinaryStreamText, StringsAndNumbersAreWrittenAsFarAsThereIsRoom) {
+    struct TRoom : std::streambuf {
+        explicit TRoom(std::size_t size) : bytes(size, '~') { setp(bytes.data(), bytes.data() + size); }
+        std::string bytes;
+    };
+    for (std::size_t const length : {1u, 7u, 8u, 12u, 16u, 17u, 100u}) {
+        std::string const text(length, 't');
+        std::string const header = "\0\0\0"s + static_cast<char>(length) + "\0\0\0\0"s;
+        std::string const all = header + text + "\1\2\3\4";
+        for (std::size_t size = 0; size <= all.size() + 1; ++size) {
+            TRoom room(size);
+            std::ostream stream(&room);
+            ToBinaryStream out(stream, 1);
+            out << TString(text) << 0x01020304;
+            EXPECT_EQ(stream.good(), size >= all.size()) << length << ' ' << size;
+            // What follows a failure is not written.
+            std::size_t const used = std::min(size, all.size());
+            EXPECT_EQ(room.bytes.substr(0, used), all.substr(0, used)) << length << ' ' << size;
+        }
+    }
+}
+
 TEST(BinaryStreamText, StringIsNotReadOrWrittenOnAFailedStream) {
     for (auto const state : {std::ios::failbit, std::ios::badbit}) {
         std::stringstream bytes("\0\0\0\1\0\0\0\0z"s);

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_BUFFER_AREA
 #define TUZUTIL_BUFFER_AREA
 
-// TBufferArea: access to the get and put areas of any stream buffer, through pointers to its protected members. Take()
-// and Put() do for several characters what sbumpc() and sputc() do for a single one. No function makes a virtual call.
+// TBufferArea: access to the get and put areas of any stream buffer, through pointers to its protected members. No
+// function makes a virtual call.
 
 #include <cstring>
 #include <streambuf>
@@ -10,25 +10,6 @@
 
 class TBufferArea : private std::streambuf {
 public:
-    // Take() moves `count` bytes out of the get area, and Put() moves `count` bytes into the put area. If the get area
-    // has fewer bytes, or the put area has less room, the functions move nothing and return false.
-    static bool Take(std::streambuf &buffer, void *to, int count) noexcept {
-        char const *const from = (buffer.*&TBufferArea::gptr)();
-        if ((buffer.*&TBufferArea::egptr)() - from < count)
-            return false;
-        std::memcpy(to, from, static_cast<std::size_t>(count));
-        (buffer.*&TBufferArea::gbump)(count);
-        return true;
-    }
-    static bool Put(std::streambuf &buffer, void const *from, int count) noexcept {
-        char *const to = (buffer.*&TBufferArea::pptr)();
-        if ((buffer.*&TBufferArea::epptr)() - to < count)
-            return false;
-        std::memcpy(to, from, static_cast<std::size_t>(count));
-        (buffer.*&TBufferArea::pbump)(count);
-        return true;
-    }
-
     // Held() returns the unread bytes of the get area, and Advance() skips `count` of these bytes. REQUIRES, for
     // Advance(): there are at least `count` unread bytes.
     static std::string_view Held(std::streambuf &buffer) noexcept {
@@ -38,6 +19,17 @@ public:
     }
     static void Advance(std::streambuf &buffer, std::size_t count) noexcept {
         (buffer.*&TBufferArea::gbump)(static_cast<int>(count));
+    }
+
+    // Room() returns the number of bytes for which the put area has room. Filled() counts `count` of these bytes as
+    // written, and returns their address, where the caller must store them. REQUIRES, for Filled(): there is room.
+    static std::size_t Room(std::streambuf &buffer) noexcept {
+        return static_cast<std::size_t>((buffer.*&TBufferArea::epptr)() - (buffer.*&TBufferArea::pptr)());
+    }
+    static char *Filled(std::streambuf &buffer, std::size_t count) noexcept {
+        char *const to = (buffer.*&TBufferArea::pptr)();
+        (buffer.*&TBufferArea::pbump)(static_cast<int>(count));
+        return to;
     }
 
     // Removes the first `count` bytes from the put area, and moves the rest to its beginning. REQUIRES: the area holds

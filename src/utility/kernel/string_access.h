@@ -6,6 +6,7 @@
 #include "tuzutil/TSTRING.h"
 
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 struct TStringAccess {
@@ -18,6 +19,18 @@ struct TStringAccess {
     // Returns a string with the bytes of a view. Throws TOutOfMemory.
     static TString From(std::string_view text) {
         return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
+    }
+
+    // Assigns a text without flags. Keeps the buffer of the string if nobody else holds it, it has room, and it has no
+    // flags. The bytes must not lie in this buffer. Throws TOutOfMemory; the string is then unchanged.
+    static void Assign(TString &text, std::string_view bytes) {
+        TStringBuffer *const buffer = text.fBuffer;
+        if (!buffer || buffer->flags != 0 || buffer->capacity < bytes.size() || buffer->IsShared()) {
+            text = From(bytes);
+            return;
+        }
+        std::memcpy(buffer->Data(), bytes.data(), bytes.size());
+        text.SetLength(static_cast<unsigned int>(bytes.size()));
     }
 
     // Returns a string that shares a buffer. The reference count of the buffer grows by 1.
