@@ -31,6 +31,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -117,6 +118,15 @@ struct TStringBuffer {
     enum Flag : std::uint32_t { wipeOnDelete = 1, unicode = 2 };
 
     char *Data() noexcept { return reinterpret_cast<char *>(this + 1); }
+
+    // Zeroes the two or three bytes after the data, for which there is always room.
+    void Terminate() noexcept {
+        char *const end = Data() + length;
+        end[0] = 0;
+        end[1] = 0;
+        if (length & 1)
+            end[2] = 0;
+    }
 
     void AddHolder() noexcept {
         if (*tuzutil::singleThreaded)
@@ -299,7 +309,9 @@ public:
     friend TString operator+(Text const &left, TString const &right) {
         return TString(left) + right;
     }
-    TString &operator+=(char const *text);
+    TUZUTIL_INLINE TString &operator+=(char const *text) {
+        return text && AppendInPlace(text, std::strlen(text)) ? *this : AppendText(text);
+    }
     TString &operator+=(TString const &other);
     template <typename Text, tuzutil::IfNarrow<Text> = true>
     TString &operator+=(Text const &text) {
@@ -466,6 +478,16 @@ private:
     void MakeUnique(unsigned int newLength);
     void TakeBuffer(TStringBuffer *buffer) noexcept;
     void SetLength(unsigned int length) noexcept;
+    // Appends bytes without a call if the buffer is not shared and has room. Otherwise does nothing and returns false.
+    bool AppendInPlace(char const *bytes, std::size_t count) noexcept {
+        if (!fBuffer || count > fBuffer->capacity - fBuffer->length || fBuffer->IsShared())
+            return false;
+        std::memmove(fBuffer->Data() + fBuffer->length, bytes, count);
+        fBuffer->length += static_cast<std::uint32_t>(count);
+        fBuffer->Terminate();
+        return true;
+    }
+    TString &AppendText(char const *text);
     TString &Append(char const *bytes, unsigned int count);
     TString &Change(char const *pattern, char const *replacement, unsigned int replacementLength, unsigned int start,
                     unsigned int count);

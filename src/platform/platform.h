@@ -44,6 +44,12 @@ namespace platform {
 // Zeroes memory in a way that the compiler cannot remove. Never fails, never blocks.
 void SecureZero(void *memory, std::size_t count) noexcept;
 
+// Letters
+
+// Returns whether tolower() or, if `toLower` is false, toupper() treats the ASCII letters as ASCII does in the current
+// locale. Never blocks.
+bool AreLettersPlain(bool toLower) noexcept;
+
 // Time
 
 // Returns the seconds since 1970-01-01 00:00:00 UTC. Never fails, never blocks.

@@ -14,6 +14,7 @@
 #include "utility/kernel/wide_search.h"
 
 #include <algorithm>
+#include <bit>
 #include <cctype>
 #include <charconv>
 #include <cstdlib>
@@ -36,6 +37,7 @@ char const fsBadCount[] = "Bad count for this String";
 char const fsBadStart[] = "Bad value for the starting position";
 
 constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or more is refused
+constexpr std::uint64_t fsBlockCost = 64;            // the header of a buffer, its zeros, and what the heap adds
 constexpr unsigned int fsMostPadding = 1u << 30;     // the most bytes that a string may be padded with in one call
 
 void RequireStart(unsigned int start, char const *text, std::uint32_t line = __builtin_LINE()) {
@@ -55,15 +57,6 @@ void RequirePadding(std::uint64_t wanted, unsigned int length, char const *text,
 void CopyBytes(char *to, void const *from, std::size_t count) noexcept {
     if (count)
         std::memcpy(to, from, count);
-}
-
-// Zeroes the two or three bytes after the data. AllocateBuffer() leaves room for them.
-void Terminate(TStringBuffer *buffer) noexcept {
-    char *const end = buffer->Data() + buffer->length;
-    end[0] = 0;
-    end[1] = 0;
-    if (buffer->length & 1)
-        end[2] = 0;
 }
 
 template <typename Unit>
@@ -91,7 +84,7 @@ private:
     bool fFlags[256] = {};
 };
 
-constexpr std::size_t fsSmallSet = 8; // for a set of at most this size, blocks of bytes are searched at once
+constexpr std::size_t fsSmallSet = 8; // a larger set is searched by a table
 
 unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
     if (start > text.length())
@@ -100,8 +93,8 @@ unsigned int FindInSet(TString const &text, char const *set, unsigned int start,
     char const *const end = data + text.length();
     std::string_view const bytes(set ? set : "");
     char const *at = data + start - 1;
+    at = wide_search::SkipBlocks(at, end, bytes.data(), bytes.size(), wanted);
     if (bytes.size() <= fsSmallSet) {
-        at = wide_search::SkipBlocks(at, end, bytes.data(), bytes.size(), wanted);
         at = std::find_if(at, end, [=](char c) { return (bytes.find(c) != bytes.npos) == wanted; });
     } else {
         TByteSet const table(bytes);
@@ -148,7 +141,7 @@ TStringBuffer *TString::AllocateBuffer(std::uint64_t length, std::uint32_t count
     if (!buffer)
         fsReports.RaiseOutOfMemory();
     *buffer = TStringBuffer{count, flags, checked, checked};
-    Terminate(buffer);
+    buffer->Terminate();
     return buffer;
 }
 
@@ -211,7 +204,7 @@ void TString::SetLength(unsigned int length) noexcept {
     if (fBuffer->flags & TStringBuffer::wipeOnDelete)
         platform::SecureZero(fBuffer->Data() + length, fBuffer->length - length);
     fBuffer->length = length;
-    Terminate(fBuffer);
+    fBuffer->Terminate();
 }
 
 // Construction
@@ -355,7 +348,10 @@ TString TString::operator+(char const *text) const {
     return result;
 }
 
-TString &TString::operator+=(char const *text) {
+// The library exports the inline operator, too. This address makes the compiler emit the operator.
+[[gnu::used]] static TString &(TString::*const fsAppendText)(char const *) = &TString::operator+=;
+
+TString &TString::AppendText(char const *text) {
     if (IsNull())
         return *this = TString(text);
     return Append(text, lengthOf(text));
@@ -375,14 +371,13 @@ TString &TString::operator+=(TString const &other) {
 TString &TString::Append(char const *bytes, unsigned int count) {
     unsigned int const old = length();
     unsigned int const total = CheckedLength(std::uint64_t{old} + count);
-    if (total <= fBuffer->capacity && !fBuffer->IsShared()) {
-        if (count)
-            std::memmove(fBuffer->Data() + old, bytes, count);
-        fBuffer->length = total;
-        Terminate(fBuffer);
+    if (count == 0 && !fBuffer->IsShared())
         return *this;
-    }
-    std::uint64_t const roomy = std::min(std::uint64_t{old} * 2 + count, fsLengthLimit - 1);
+    if (AppendInPlace(bytes, count))
+        return *this;
+    // The size of the block is a power of two, with what the heap adds to it, because heaps serve such sizes best.
+    std::uint64_t const roomy =
+        std::min(std::bit_ceil(std::uint64_t{total} + fsBlockCost) - fsBlockCost, fsLengthLimit - 1);
     TStringBuffer *fresh = nullptr;
     if (!fBuffer->IsShared() && roomy > total) {
         try {
@@ -396,7 +391,7 @@ TString &TString::Append(char const *bytes, unsigned int count) {
     CopyBytes(fresh->Data(), fBuffer->Data(), old);
     CopyBytes(fresh->Data() + old, bytes, count); // before the old buffer is released
     fresh->length = total;
-    Terminate(fresh);
+    fresh->Terminate();
     TakeBuffer(fresh);
     return *this;
 }
@@ -568,10 +563,10 @@ TString &TString::FoldCase(char first, int (*fold)(int)) {
         return *this;
     MakeUnique();
     char *at = *this;
-    char *const end = at + std::strlen(at);
-    if (end - at >= 64 && ascii_case::IsPlain(fold))
+    char *const end = at + length();
+    if (end - at >= 64 && platform::AreLettersPlain(first == 'A'))
         at = wide_search::Fold(at, end, first, fold);
-    for (; at != end; ++at)
+    for (; *at; ++at) // a zero byte follows the data
         *at = static_cast<char>(fold(static_cast<unsigned char>(*at)));
     return *this;
 }

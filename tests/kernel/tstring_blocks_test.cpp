@@ -88,7 +88,8 @@ TEST(StringBlocks, TextsAreFoundAtEveryPlace) {
 }
 
 TEST(StringBlocks, SetsOfAnySizeAreFound) {
-    char const *const sets[] = {"", "z", "zZ", "aAiIzZmM", "aAiIzZmMx", "aAiIzZm"};
+    char const *const sets[] = {"",         "z", "zZ", "aAiIzZmM", "aAiIzZmMx", "aAiIzZm", "\xE4z", "aAiIzZmMx\xFF",
+                                "\x09\x89p"};
     ForEachText([&](std::string const &text) {
         for (char const *const set : sets) {
             for (unsigned int start : {1u, 5u}) {

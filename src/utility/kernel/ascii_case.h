@@ -12,17 +12,6 @@ namespace ascii_case {
 
 constexpr char fsCaseBit = 0x20; // the difference between a capital and a small letter
 
-// Returns whether `fold`, which is tolower() or toupper(), treats the ASCII letters as ASCII does.
-inline bool IsPlain(int (*fold)(int)) {
-    bool const isLower = fold('A') == 'a';
-    for (int c = 'A'; c <= 'Z'; ++c) {
-        int const small = c + fsCaseBit;
-        if (fold(c) != (isLower ? small : c) || fold(small) != (isLower ? small : c))
-            return false;
-    }
-    return true;
-}
-
 #if defined(__SSE2__)
 // Replaces each byte from `first` to `first` + 25 by all ones, and each other byte by 0. If `first` is 'A' or 'a', the
 // former are the letters of one case.
@@ -34,19 +23,21 @@ inline __m128i Letters(__m128i bytes, char first) noexcept {
 #endif
 
 // Changes the case of the 26 letters from `first` on, which is 'A' or 'a'. If a block has bytes that are not ASCII,
-// calls `fold` for each of its bytes. Returns the beginning of the bytes that are left to the caller. REQUIRES:
-// IsPlain(fold).
+// calls `fold` for each of its bytes. Stops at a block with a zero byte. Returns the beginning of the bytes that are
+// left to the caller. REQUIRES: `fold` treats the ASCII letters as ASCII does.
 inline char *Fold(char *from, [[maybe_unused]] char *end, [[maybe_unused]] char first,
                   [[maybe_unused]] int (*fold)(int)) {
 #if defined(__SSE2__)
     __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
     for (; end - from >= 16; from += 16) {
         __m128i const bytes = byte_search::Load(from);
-        if (byte_search::Mask(bytes) == 0) {
+        if (byte_search::Mask(_mm_cmpgt_epi8(bytes, _mm_setzero_si128())) == 0xFFFFu) {
             __m128i const folded = _mm_xor_si128(bytes, _mm_and_si128(Letters(bytes, first), caseBit));
             _mm_storeu_si128(reinterpret_cast<__m128i *>(from), folded);
             continue;
         }
+        if (byte_search::Mask(_mm_cmpeq_epi8(bytes, _mm_setzero_si128())) != 0)
+            break;
         for (int i = 0; i < 16; ++i)
             from[i] = static_cast<char>(fold(static_cast<unsigned char>(from[i])));
     }
@@ -63,16 +54,17 @@ constexpr bool IsSameLetter(char a, char b, bool isPlain) noexcept {
 
 // Compares `a` and `b` in blocks, over at most `count` bytes, without regard to the case of ASCII letters. Returns the
 // size of the blocks before the one that ends the comparison. A block ends it if it has a difference or a zero byte or,
-// if `isPlain` is false, an I opposite an i.
+// if `isPlain` is false, an I opposite an i. The last block overlaps the one before it, so that all bytes are in blocks
+// if there are at least sixteen.
 inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                             [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;
 #if defined(__SSE2__)
     __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
     __m128i const excluded = _mm_set1_epi8(isPlain ? 0 : 'i');
-    for (; count - same >= 16; same += 16) {
-        __m128i const left = byte_search::Load(a + same);
-        __m128i const right = byte_search::Load(b + same);
+    auto const isSame = [=](std::size_t at) {
+        __m128i const left = byte_search::Load(a + at);
+        __m128i const right = byte_search::Load(b + at);
         __m128i const differ = _mm_xor_si128(left, right);
         // A difference may only be the case bit of a letter.
         __m128i const small = _mm_or_si128(left, caseBit);
@@ -80,9 +72,14 @@ inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] cha
         __m128i const open = _mm_andnot_si128(_mm_and_si128(foldable, caseBit), differ);
         __m128i const equal = _mm_cmpeq_epi8(open, _mm_setzero_si128());
         __m128i const zero = _mm_cmpeq_epi8(left, _mm_setzero_si128());
-        if (byte_search::Mask(_mm_andnot_si128(zero, equal)) != 0xFFFFu)
-            break;
+        return byte_search::Mask(_mm_andnot_si128(zero, equal)) == 0xFFFFu;
+    };
+    for (; count - same >= 16; same += 16) {
+        if (!isSame(same))
+            return same;
     }
+    if (same != 0 && same != count && isSame(count - 16))
+        same = count;
 #endif
     return same;
 }

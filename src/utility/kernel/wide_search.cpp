@@ -18,6 +18,7 @@
 namespace {
 
 constexpr std::ptrdiff_t fsWidth = 32;
+constexpr std::size_t fsSmallSet = 8; // a larger set is left to the caller if each of its bytes must be compared
 constexpr std::ptrdiff_t fsLong = 4 * fsWidth; // a shorter range is left to the functions of byte_search.h
 
 bool HasAvx2() noexcept {
@@ -106,22 +107,83 @@ TUZUTIL_AVX2 char const *SkipWide(char const *from, char const *end, char const 
     return from;
 }
 
-TUZUTIL_AVX2 char *FoldWide(char *from, char *end, char first, int (*fold)(int)) {
+// A set of ASCII characters, as a row of sixteen bytes. The lower four bits of a character are the index of a byte of
+// the row, and the upper four bits are the number of a bit in this byte. The bit is set if the character is in the set.
+struct TAsciiSet {
+    TAsciiSet(char const *set, std::size_t size) noexcept {
+        for (std::size_t i = 0; i < size; ++i) {
+            auto const c = static_cast<unsigned char>(set[i]);
+            isAscii = isAscii && c < 0x80;
+            row[c % 16] = static_cast<unsigned char>(row[c % 16] | 1u << (c / 16 % 8));
+        }
+    }
+
+    alignas(16) unsigned char row[16] = {};
+    bool isAscii = true;
+};
+
+// Looks up 32 characters at a time. A byte that is not ASCII gives 0 in the first look-up, so it is in no set. Returns
+// `end` if no byte is found. REQUIRES: the range has at least 64 bytes.
+TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, TAsciiSet const &set, bool wanted) noexcept {
+    __m256i const rows = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<__m128i const *>(set.row)));
+    __m256i const bits = _mm256_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 4, 8, 16, 32, 64,
+                                          -128, 0, 0, 0, 0, 0, 0, 0, 0);
+    __m256i const low = _mm256_set1_epi8(0x0F);
+    auto const absent = [&](char const *at) TUZUTIL_AVX2 {
+        __m256i const bytes = Load32(at);
+        __m256i const upper = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), low);
+        __m256i const found = _mm256_and_si256(_mm256_shuffle_epi8(rows, bytes), _mm256_shuffle_epi8(bits, upper));
+        return _mm256_cmpeq_epi8(found, _mm256_setzero_si256());
+    };
+    // Skips blocks that hold no byte that is looked for, and then finds the first one. The last blocks overlap those
+    // before them, so no rest is left.
+    unsigned int const flip = wanted ? ~0u : 0;
+    for (;; from += 2 * fsWidth) {
+        if (end - from < 2 * fsWidth) {
+            if (from == end)
+                return end;
+            from = end - 2 * fsWidth;
+        }
+        __m256i const first = absent(from);
+        __m256i const second = absent(from + fsWidth);
+        if (wanted ? Mask32(_mm256_and_si256(first, second)) == ~0u : Mask32(_mm256_or_si256(first, second)) == 0)
+            continue;
+        unsigned int const hits = Mask32(first) ^ flip;
+        return hits ? from + __builtin_ctz(hits) : from + fsWidth + __builtin_ctz(Mask32(second) ^ flip);
+    }
+}
+
+// Folds whole blocks of 64 bytes, up to the first one that has a zero byte or a byte that is not ASCII. Makes no call,
+// because the compiler would have to reload the constants after it.
+TUZUTIL_AVX2 char *FoldAscii(char *from, char *end, char first) noexcept {
     __m256i const caseBit = _mm256_set1_epi8(ascii_case::fsCaseBit);
     __m256i const shift = _mm256_set1_epi8(static_cast<char>(-128 - first));
     __m256i const bound = _mm256_set1_epi8(-128 + 26);
-    for (; end - from >= fsWidth; from += fsWidth) {
-        __m256i const bytes = Load32(from);
-        if (Mask32(bytes) == 0) {
-            __m256i const letters = _mm256_cmpgt_epi8(bound, _mm256_add_epi8(bytes, shift));
-            __m256i const folded = _mm256_xor_si256(bytes, _mm256_and_si256(letters, caseBit));
-            _mm256_storeu_si256(reinterpret_cast<__m256i *>(from), folded);
-            continue;
-        }
-        for (int i = 0; i < fsWidth; ++i)
-            from[i] = static_cast<char>(fold(static_cast<unsigned char>(from[i])));
+    auto const fold = [&](char *at, __m256i bytes) TUZUTIL_AVX2 {
+        __m256i const letters = _mm256_cmpgt_epi8(bound, _mm256_add_epi8(bytes, shift));
+        __m256i const folded = _mm256_xor_si256(bytes, _mm256_and_si256(letters, caseBit));
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), folded);
+    };
+    for (; end - from >= 2 * fsWidth; from += 2 * fsWidth) {
+        __m256i const low = Load32(from);
+        __m256i const high = Load32(from + fsWidth);
+        __m256i const least = _mm256_min_epi8(low, high);
+        if (Mask32(_mm256_cmpgt_epi8(least, _mm256_setzero_si256())) != ~0u)
+            break;
+        fold(from, low);
+        fold(from + fsWidth, high);
     }
     return from;
+}
+
+char *FoldWide(char *from, char *end, char first, int (*fold)(int)) {
+    for (;;) {
+        from = FoldAscii(from, end, first);
+        if (end - from < 2 * fsWidth || std::memchr(from, 0, 2 * fsWidth))
+            return from;
+        for (char *const next = from + 2 * fsWidth; from != next; ++from)
+            *from = static_cast<char>(fold(static_cast<unsigned char>(*from)));
+    }
 }
 
 } // namespace
@@ -152,8 +214,14 @@ char const *wide_search::FindText(char const *from, char const *end, char const 
 
 char const *wide_search::SkipBlocks(char const *from, char const *end, char const *set, std::size_t size,
                                     bool wanted) noexcept {
-    if (end - from >= fsLong && HasAvx2())
-        return SkipWide(from, end, set, size, wanted);
+    if (end - from >= fsLong && HasAvx2()) {
+        TAsciiSet const ascii(set, size);
+        return ascii.isAscii        ? SkipAscii(from, end, ascii, wanted)
+               : size <= fsSmallSet ? SkipWide(from, end, set, size, wanted)
+                                    : from;
+    }
+    if (size > fsSmallSet)
+        return from;
     for (; end - from >= 16; from += 16) {
         __m128i const bytes = byte_search::Load(from);
         __m128i found = _mm_setzero_si128();

@@ -14,12 +14,13 @@ char const *FindPair(char const *from, char const *end, char a, char b) noexcept
 char const *FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept;
 
 // If `wanted` is true, returns the first byte in [from, end) that is one of the `size` bytes of `set`. Otherwise
-// returns the first byte that is none of them. If the whole blocks of the range contain no such byte, returns the
-// beginning of the rest.
+// returns the first byte that is none of them. If the blocks that can be searched at once contain no such byte, returns
+// the beginning of the rest.
 char const *SkipBlocks(char const *from, char const *end, char const *set, std::size_t size, bool wanted) noexcept;
 
 // Changes the case of the 26 ASCII letters from `first` on, which is 'A' or 'a', in whole blocks. If a block has bytes
-// that are not ASCII, calls `fold` for each of its bytes. Returns the beginning of the rest.
+// that are not ASCII, calls `fold` for each of its bytes. Stops at a block with a zero byte. Returns the beginning of the
+// rest.
 char *Fold(char *from, char *end, char first, int (*fold)(int));
 
 } // namespace wide_search

@@ -1,0 +1,17 @@
+// Asks tolower() or toupper() for each letter, because the runtime's tables are not open to programs. Takes the locks
+// of the runtime only.
+
+#include "platform/platform.h"
+
+#include <ctype.h>
+
+bool platform::AreLettersPlain(bool toLower) noexcept {
+    int const caseBit = 'a' - 'A';
+    int const shift = toLower ? caseBit : 0; // from a capital letter to the result
+    auto const *const fold = toLower ? &::tolower : &::toupper;
+    for (int c = 'A'; c <= 'Z'; ++c) {
+        if (fold(c) != c + shift || fold(c + caseBit) != c + shift)
+            return false;
+    }
+    return true;
+}
