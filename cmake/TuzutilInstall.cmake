@@ -64,6 +64,14 @@ endif()
 configure_file(cmake/tuzutil.pc.in ${PROJECT_BINARY_DIR}/tuzutil.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tuzutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
+# What debuggers show of the library's objects. gdb loads its file together with the library, if the library is installed
+# where gdb looks (/usr on Debian).
+install(FILES tools/debug/tuzutil.natvis DESTINATION ${CMAKE_INSTALL_DATADIR}/tuzutil COMPONENT Development)
+if(kind STREQUAL "SHARED_LIBRARY" AND NOT WIN32)
+    install(FILES tools/debug/tuzutil_gdb.py RENAME libtuzutil.so.${PROJECT_VERSION}-gdb.py
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR} COMPONENT Development)
+endif()
+
 install(FILES README.md CHANGELOG.md LICENSE SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT Documentation FILES_MATCHING PATTERN "*.md")
 

@@ -18,7 +18,7 @@ packages_clients=(curl python3 mpop coreutils)
 packages_checks=(gdb clang-format clang-tidy-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev libspdlog-dev libev-dev libevent-dev libssl-dev)
 packages_docs=(doxygen python3)
-packages_packages=(dpkg-dev file gzip)
+packages_packages=(dpkg-dev file gdb gzip)
 packages_lintian=(lintian)
 
 installed() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }

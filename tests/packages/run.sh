@@ -43,6 +43,20 @@ debian() {
     [ "$(dpkg-query --admindir="$work/debian/var/lib/dpkg" -W -f '${Package} ')" = "libtuzutil-dev libtuzutil0 " ]
     try debian -DCMAKE_PREFIX_PATH="$work/debian/usr"
     check debian "$work/debian/build/program"
+    debugger
+}
+# gdb loads the printers together with the library. Here the library is not where the package puts it, so gdb is shown
+# the same tree below the folder in which the library is.
+debugger() {
+    local library scripts seen
+    library=$(realpath "$work/debian"/usr/lib/*/libtuzutil.so)
+    scripts=$work/gdb$(dirname "$library")
+    mkdir -p "$scripts"
+    ln -s "$work/debian/usr/share/gdb/auto-load${library#"$work/debian"}-gdb.py" "$scripts"
+    seen=$(gdb -batch -nx -iex "set auto-load safe-path /" -iex "set auto-load scripts-directory $work/gdb" -ex "break main" \
+        -ex run -ex "info tuzutil-traces" -ex kill "$work/debian/build/program" 2>&1 | grep -c "No trace destinations")
+    printf 'gdb: %s\n' "$seen"
+    [ "$seen" = 1 ]
 }
 tarball() {
     mkdir "$work/tarball"
