@@ -32,11 +32,17 @@ void Prepare(E &exception, TFailure const &failure) {
 }
 
 template <typename E>
-[[noreturn]] void Raise(TFailure const &failure) {
+E Prepared(TFailure const &failure) {
     static_assert(!std::is_same_v<E, TOutOfMemory>, "RaiseOutOfMemory() takes no memory");
     E exception(failure.text, failure.errorId, failure.severity);
     Prepare(exception, failure);
-    throw exception;
+    return exception;
+}
+
+// The exception is made in place, so it is not copied.
+template <typename E>
+[[noreturn]] void Raise(TFailure const &failure) {
+    throw Prepared<E>(failure);
 }
 
 // A text in static memory. Exceptions share it without an allocation. Its reference count never falls to zero, so it is
