@@ -1,10 +1,17 @@
-// Base64, modified UTF-7 and MD5 beside memcpy and memchr of the same bytes.
+// Base64, modified UTF-7 and MD5 beside memcpy and memchr of the same bytes, and beside OpenSSL. OpenSSL's functions
+// for blocks write to a buffer that exists, make no lines, and skip no blanks.
 
 #include "tuzutil/BASE64.h"
 #include "tuzutil/CRAMMD5.h"
 #include "tuzutil/MD5.h"
 #include "tuzutil/UTF7.h"
 #include "utility/mail/base64_loops.h"
+
+#ifdef HAS_OPENSSL
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include <openssl/evp.h>
+#include <openssl/md5.h>
+#endif
 
 #include <benchmark/benchmark.h>
 
@@ -152,6 +159,65 @@ void CramMd5(benchmark::State &state) {
     Require(digest == "b913a602c7eda7a495b4e6e7334d3890");
 }
 
+#ifdef HAS_OPENSSL
+void Base64EncodeOpenssl(benchmark::State &state) {
+    std::string const bytes = Bytes(Size(state));
+    std::vector<unsigned char> text(bytes.size() / 3 * 4 + 5);
+    for (auto _ : state) {
+        EVP_EncodeBlock(text.data(), reinterpret_cast<unsigned char const *>(bytes.data()),
+                        static_cast<int>(bytes.size()));
+        benchmark::ClobberMemory();
+    }
+    Count(state, bytes.size());
+}
+
+void Base64DecodeOpenssl(benchmark::State &state) {
+    std::string const bytes = Bytes(Size(state));
+    std::vector<unsigned char> text(bytes.size() / 3 * 4 + 5);
+    int const length = EVP_EncodeBlock(text.data(), reinterpret_cast<unsigned char const *>(bytes.data()),
+                                       static_cast<int>(bytes.size()));
+    std::vector<unsigned char> back(bytes.size() + 3);
+    for (auto _ : state) {
+        Require(EVP_DecodeBlock(back.data(), text.data(), length) >= static_cast<int>(bytes.size()));
+        benchmark::ClobberMemory();
+    }
+    Count(state, bytes.size());
+}
+
+// The digest by the functions for MD5 alone, with both paddings made by hand.
+void CramMd5Openssl(benchmark::State &state) {
+    std::string const secret("tanstaaftanstaaf");
+    std::string const challenge("<1896.697170952@postoffice.reston.mci.net>");
+    char text[33] = {};
+    for (auto _ : state) {
+        unsigned char inner[64] = {};
+        unsigned char outer[64] = {};
+        std::memcpy(inner, secret.data(), secret.size());
+        std::memcpy(outer, secret.data(), secret.size());
+        for (int i = 0; i < 64; ++i) {
+            inner[i] ^= 0x36;
+            outer[i] ^= 0x5C;
+        }
+        unsigned char digest[16];
+        MD5_CTX context;
+        MD5_Init(&context);
+        MD5_Update(&context, inner, sizeof inner);
+        MD5_Update(&context, challenge.data(), challenge.size());
+        MD5_Final(digest, &context);
+        MD5_Init(&context);
+        MD5_Update(&context, outer, sizeof outer);
+        MD5_Update(&context, digest, sizeof digest);
+        MD5_Final(digest, &context);
+        for (int i = 0; i < 16; ++i) {
+            text[2 * i] = "0123456789abcdef"[digest[i] >> 4];
+            text[2 * i + 1] = "0123456789abcdef"[digest[i] & 15];
+        }
+        benchmark::DoNotOptimize(text);
+    }
+    Require(std::string(text) == "b913a602c7eda7a495b4e6e7334d3890");
+}
+#endif
+
 void Sizes(benchmark::internal::Benchmark *benchmark) {
     benchmark->Arg(54)->Arg(4096)->Arg(1 << 20);
 }
@@ -166,5 +232,10 @@ BENCHMARK(Utf7Encode)->Apply(Sizes);
 BENCHMARK(Utf7Decode)->Apply(Sizes);
 BENCHMARK(Md5)->Apply(Sizes);
 BENCHMARK(CramMd5);
+#ifdef HAS_OPENSSL
+BENCHMARK(Base64EncodeOpenssl)->Apply(Sizes);
+BENCHMARK(Base64DecodeOpenssl)->Apply(Sizes);
+BENCHMARK(CramMd5Openssl);
+#endif
 
 } // namespace

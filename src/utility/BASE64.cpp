@@ -3,8 +3,8 @@
 
 #include "tuzutil/BASE64.h"
 
-#include "utility/kernel/byte_search.h"
 #include "utility/kernel/string_access.h"
+#include "utility/kernel/wide_search.h"
 #include "utility/mail/base64_loops.h"
 
 #include <cstdint>
@@ -14,6 +14,8 @@ namespace {
 
 char *EncodeBytes(base64::Byte const *from, std::size_t count, char *to) noexcept {
 #if defined(TUZUTIL_BASE64_SHUFFLE)
+    if (count >= base64::fsLine && base64::HasWide())
+        return base64::EncodeWide(from, count, to);
     if (base64::HasShuffle())
         return base64::EncodeShuffle(from, count, to);
 #endif
@@ -22,6 +24,8 @@ char *EncodeBytes(base64::Byte const *from, std::size_t count, char *to) noexcep
 
 base64::Byte *DecodeText(char const *from, char const *end, base64::Byte *to) noexcept {
 #if defined(TUZUTIL_BASE64_SHUFFLE)
+    if (base64::HasWide())
+        return base64::DecodeWide(from, end, to);
     if (base64::HasShuffle())
         return base64::DecodeShuffle(from, end, to);
 #endif
@@ -58,7 +62,7 @@ TString TBase64::EncodeLine(TString const &bytes) {
 TString TBase64::Decode(TString const &text) {
     TString bytes = DecodeAll(text, 0);
     char const *const to = bytes;
-    if (char const *const zero = byte_search::FindByte(to, to + bytes.length(), '\0'))
+    if (char const *const zero = wide_search::FindByte(to, to + bytes.length(), '\0'))
         TStringAccess::Truncate(bytes, static_cast<unsigned int>(zero - to));
     return bytes;
 }

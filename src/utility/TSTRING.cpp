@@ -587,7 +587,7 @@ unsigned int TString::indexOf(char c, unsigned int start) const {
     if (start > length())
         return 0;
     char const *const data = fBuffer->Data();
-    char const *const found = byte_search::FindByte(data + start - 1, data + length(), c);
+    char const *const found = wide_search::FindByte(data + start - 1, data + length(), c);
     return found ? static_cast<unsigned int>(found - data) + 1 : 0;
 }
 

@@ -59,6 +59,18 @@ TEST(StringBlocks, ComparisonsIgnoreTheCaseOnly) {
     });
 }
 
+TEST(StringBlocks, TheFirstOccurrenceIsFound) {
+    ForEachText([](std::string const &text) {
+        for (std::size_t start = 1; start <= text.size(); start += 7) {
+            for (char const c : {'I', 'q', '\0'}) {
+                std::size_t const found = text.find(c, start - 1);
+                EXPECT_EQ(TString(text).indexOf(c, static_cast<unsigned int>(start)),
+                          found == text.npos ? 0u : found + 1);
+            }
+        }
+    });
+}
+
 TEST(StringBlocks, TheLastOccurrenceIsFound) {
     ForEachText([](std::string const &text) {
         for (std::size_t start = 1; start <= text.size(); start += 7) {

@@ -97,6 +97,8 @@ std::vector<Path> Paths() {
 #if defined(TUZUTIL_BASE64_SHUFFLE)
     if (base64::HasShuffle())
         paths.push_back({"shuffle", base64::EncodeShuffle, base64::DecodeShuffle});
+    if (base64::HasWide())
+        paths.push_back({"wide", base64::EncodeWide, base64::DecodeWide});
 #endif
     return paths;
 }

@@ -8,7 +8,7 @@
 bool platform::AreLettersPlain(bool toLower) noexcept {
     int const caseBit = 'a' - 'A';
     int const shift = toLower ? caseBit : 0; // from a capital letter to the result
-    auto const *const fold = toLower ? &::tolower : &::toupper;
+    auto *const fold = toLower ? &::tolower : &::toupper;
     for (int c = 'A'; c <= 'Z'; ++c) {
         if (fold(c) != c + shift || fold(c + caseBit) != c + shift)
             return false;

@@ -33,8 +33,25 @@ TUZUTIL_AVX2 inline unsigned int Mask32(__m256i equal) noexcept {
     return static_cast<unsigned int>(_mm256_movemask_epi8(equal));
 }
 
-// Each of the next three functions searches whole blocks, and moves `from` or `end` past them. If the function returns
+// Each of the next four functions searches whole blocks, and moves `from` or `end` past them. If the function returns
 // null, the caller must search the rest between `from` and `end`.
+
+TUZUTIL_AVX2 char const *ByteInBlocks(char const *&from, char const *end, char c) noexcept {
+    __m256i const wanted = _mm256_set1_epi8(c);
+    for (; end - from >= 4 * fsWidth; from += 4 * fsWidth) {
+        __m256i const first = _mm256_cmpeq_epi8(Load32(from), wanted);
+        __m256i const second = _mm256_cmpeq_epi8(Load32(from + 32), wanted);
+        __m256i const third = _mm256_cmpeq_epi8(Load32(from + 64), wanted);
+        __m256i const fourth = _mm256_cmpeq_epi8(Load32(from + 96), wanted);
+        if (Mask32(_mm256_or_si256(_mm256_or_si256(first, second), _mm256_or_si256(third, fourth))) != 0)
+            break;
+    }
+    for (; end - from >= fsWidth; from += fsWidth) {
+        if (unsigned int const hits = Mask32(_mm256_cmpeq_epi8(Load32(from), wanted)))
+            return from + __builtin_ctz(hits);
+    }
+    return nullptr;
+}
 
 TUZUTIL_AVX2 char const *LastByteInBlocks(char const *from, char const *&end, char c) noexcept {
     __m256i const wanted = _mm256_set1_epi8(c);
@@ -188,6 +205,14 @@ char *FoldWide(char *from, char *end, char first, int (*fold)(int)) {
 
 } // namespace
 
+char const *wide_search::FindByte(char const *from, char const *end, char c) noexcept {
+    if (end - from >= fsLong && HasAvx2()) {
+        if (char const *const found = ByteInBlocks(from, end, c))
+            return found;
+    }
+    return byte_search::FindByte(from, end, c);
+}
+
 char const *wide_search::FindLastByte(char const *from, char const *end, char c) noexcept {
     if (end - from >= fsLong && HasAvx2()) {
         if (char const *const found = LastByteInBlocks(from, end, c))
@@ -240,6 +265,10 @@ char *wide_search::Fold(char *from, char *end, char first, int (*fold)(int)) {
 }
 
 #else
+
+char const *wide_search::FindByte(char const *from, char const *end, char c) noexcept {
+    return byte_search::FindByte(from, end, c);
+}
 
 char const *wide_search::FindLastByte(char const *from, char const *end, char c) noexcept {
     return byte_search::FindLastByte(from, end, c);

@@ -9,6 +9,7 @@
 namespace wide_search {
 
 // Do the same as their namesakes in byte_search.h.
+char const *FindByte(char const *from, char const *end, char c) noexcept;
 char const *FindLastByte(char const *from, char const *end, char c) noexcept;
 char const *FindPair(char const *from, char const *end, char a, char b) noexcept;
 char const *FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept;

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_BASE64_LOOPS
 #define TUZUTIL_BASE64_LOOPS
 
-// The inner loops of Base64. The loops of Encode() and Decode() have two forms: a portable one, and one for processors
-// with byte shuffles (SSSE3). The two forms give the same bytes for every input. The caller chooses the form, because
-// the tests run both.
+// The inner loops of Base64. The loops of Encode() and Decode() have three forms: a portable one, one for processors
+// with byte shuffles (SSSE3), and one for processors with wide vectors (AVX2). All forms give the same bytes for every
+// input. The caller chooses the form, because the tests run all of them.
 
 #include <array>
 #include <cstddef>
@@ -12,7 +12,7 @@
 
 #if defined(__x86_64__) || defined(__i386__)
 #define TUZUTIL_BASE64_SHUFFLE 1
-#include <tmmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace base64 {
@@ -248,15 +248,22 @@ inline bool HasShuffle() noexcept {
     return __builtin_cpu_supports("ssse3") != 0;
 }
 
+// What is added to a value to get its character: index 0 is for small letters, 1 to 10 for digits, 11 for "+", 12 for
+// "/", and 13 for capital letters.
+inline constexpr std::array<char, 16> fsAdded = {'a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
+                                                 '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '+' - 62,
+                                                 '/' - 63, 'A',      0,        0};
+
+TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexcept {
+    return _mm_loadu_si128(reinterpret_cast<__m128i const *>(table.data()));
+}
+
 // Converts sixteen values below 64 to characters. The alphabet has five ranges of consecutive characters, and the same
 // constant is added to all values of a range.
 TUZUTIL_SSSE3 inline __m128i CharactersOf(__m128i values) noexcept {
-    // The constants: index 0 for small letters, 1 to 10 for digits, 11 for "+", 12 for "/", 13 for capital letters.
-    __m128i const added = _mm_setr_epi8('a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
-                                        '0' - 52, '0' - 52, '0' - 52, '+' - 62, '/' - 63, 'A', 0, 0);
     __m128i const place = _mm_subs_epu8(values, _mm_set1_epi8(51)); // 0 for all letters
     __m128i const capital = _mm_and_si128(_mm_cmplt_epi8(values, _mm_set1_epi8(26)), _mm_set1_epi8(13));
-    return _mm_add_epi8(values, _mm_shuffle_epi8(added, _mm_or_si128(place, capital)));
+    return _mm_add_epi8(values, _mm_shuffle_epi8(LoadTable(fsAdded), _mm_or_si128(place, capital)));
 }
 
 // Converts twelve bytes to sixteen characters. Each lane of 32 bits in `spread` holds the three bytes of a group in the
@@ -295,9 +302,20 @@ TUZUTIL_SSSE3 inline char *EncodeLinesShuffle(Byte const *from, std::size_t line
     return to;
 }
 
+// Encodes the bytes after the last full line, twelve at a time as long as sixteen can be read.
+TUZUTIL_SSSE3 inline char *EncodeTailShuffle(Byte const *from, std::size_t count, char *to) noexcept {
+    std::size_t left = count;
+    for (; left >= 16; left -= 12, from += 12, to += 16)
+        EncodeTwelve(from, to);
+    to = EncodeLine(from, left, to);
+    if (count > fsLine - 3) // a padded group filled the line
+        *to++ = '\n';
+    return to;
+}
+
 inline char *EncodeShuffle(Byte const *from, std::size_t count, char *to) noexcept {
     to = EncodeLinesShuffle(from, count / fsLine, to);
-    return EncodeTail(from + count / fsLine * fsLine, count % fsLine, to);
+    return EncodeTailShuffle(from + count / fsLine * fsLine, count % fsLine, to);
 }
 
 // Tables that recognise and convert the characters of the alphabet. The high half of a character is its row in the
@@ -326,10 +344,6 @@ inline constexpr auto fsClasses = [] {
     return classes;
 }();
 
-TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexcept {
-    return _mm_loadu_si128(reinterpret_cast<__m128i const *>(table.data()));
-}
-
 // Decodes sixteen characters to twelve bytes, but writes sixteen bytes. Returns a bit for each character that is not in
 // the alphabet. The groups before the group of the first such character are decoded correctly.
 TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noexcept {
@@ -348,6 +362,11 @@ TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noex
     return static_cast<unsigned int>(_mm_movemask_epi8(right)) ^ 0xFFFFu;
 }
 
+// Returns whether the text may begin with a full line and its LF.
+inline bool IsLine(char const *from, char const *end) noexcept {
+    return end - from > static_cast<std::ptrdiff_t>(fsColumns) && from[fsColumns] == '\n';
+}
+
 // Decodes a full line. If the line has a character outside the alphabet, returns false, and some of the bytes written
 // are wrong. The last sixteen characters overlap those before them by eight, because no character after the line may be
 // read.
@@ -356,12 +375,24 @@ TUZUTIL_SSSE3 inline bool DecodeLine(char const *from, Byte *to) noexcept {
             DecodeSixteen(from + 48, to + 36) | DecodeSixteen(from + 56, to + 42)) == 0;
 }
 
-TUZUTIL_SSSE3 inline Byte *DecodeShuffle(char const *from, char const *end, Byte *to) noexcept {
+// Decodes full lines until one is followed by another character than LF, or has a character outside the alphabet.
+TUZUTIL_SSSE3 inline Position DecodeLinesShuffle(Position at, char const *end) noexcept {
+    while (IsLine(at.from, end) && DecodeLine(at.from, at.to))
+        at = {at.from + fsColumns + 1, at.to + fsLine};
+    return at;
+}
+
+// Decodes lines by `lines`, which is DecodeLinesShuffle() or its wide form, and all other text by sixteen characters.
+TUZUTIL_SSSE3 inline Byte *DecodeBlocks(char const *from, char const *end, Byte *to,
+                                        Position (*lines)(Position, char const *) noexcept) noexcept {
     while (end - from >= 16) {
-        if (end - from > static_cast<std::ptrdiff_t>(fsColumns) && from[fsColumns] == '\n' && DecodeLine(from, to)) {
-            from += fsColumns + 1;
-            to += fsLine;
-            continue;
+        if (IsLine(from, end)) {
+            Position const at = lines({from, to}, end);
+            bool const hasLine = at.from != from;
+            from = at.from;
+            to = at.to;
+            if (hasLine)
+                continue;
         }
         unsigned int const wrong = DecodeSixteen(from, to);
         if (!wrong) {
@@ -385,6 +416,123 @@ TUZUTIL_SSSE3 inline Byte *DecodeShuffle(char const *from, char const *end, Byte
     return DecodePortable(from, end, to);
 }
 
+inline Byte *DecodeShuffle(char const *from, char const *end, Byte *to) noexcept {
+    return DecodeBlocks(from, end, to, DecodeLinesShuffle);
+}
+
+// The wide forms for processors with AVX2 work on lines in blocks of 32 characters. Each half of a vector is treated as
+// the vector of the form above.
+
+#define TUZUTIL_AVX2 __attribute__((target("avx2")))
+
+inline bool HasWide() noexcept {
+    return __builtin_cpu_supports("avx2") != 0;
+}
+
+// A constant of 32 bytes that stands ready in memory, because the compiler would otherwise make it anew for each line.
+struct Constant {
+    constexpr explicit Constant(std::array<char, 16> const &half) noexcept : bytes{} {
+        for (std::size_t i = 0; i < bytes.size(); ++i)
+            bytes[i] = half[i % half.size()];
+    }
+    constexpr explicit Constant(std::uint32_t lane) noexcept : bytes{} {
+        for (std::size_t i = 0; i < bytes.size(); ++i)
+            bytes[i] = static_cast<char>(lane >> (i % 4 * 8));
+    }
+    TUZUTIL_AVX2 operator __m256i() const noexcept {
+        return _mm256_load_si256(reinterpret_cast<__m256i const *>(bytes.data()));
+    }
+
+    alignas(32) std::array<char, 32> bytes;
+};
+
+struct EncodeConstants {
+    Constant order{std::array<char, 16>{1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10}};
+    Constant highMask{0x0FC0FC00}, highFactor{0x04000040}, lowMask{0x003F03F0}, lowFactor{0x01000010};
+    Constant lastLetter{0x33333333}, firstSmall{0x1A1A1A1A}, capital{0x0D0D0D0D}, added{fsAdded};
+};
+inline constexpr EncodeConstants fsEncode;
+
+// Reads 28 bytes at `from`, and encodes the first 24 of them.
+TUZUTIL_AVX2 inline void EncodeTwentyFour(Byte const *from, char *to) noexcept {
+    __m256i const bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(LoadBytes(from)), LoadBytes(from + 12), 1);
+    __m256i const spread = _mm256_shuffle_epi8(bytes, fsEncode.order);
+    __m256i const high = _mm256_mulhi_epu16(_mm256_and_si256(spread, fsEncode.highMask), fsEncode.highFactor);
+    __m256i const low = _mm256_mullo_epi16(_mm256_and_si256(spread, fsEncode.lowMask), fsEncode.lowFactor);
+    __m256i const values = _mm256_or_si256(high, low);
+    __m256i const place = _mm256_subs_epu8(values, fsEncode.lastLetter);
+    __m256i const capital = _mm256_and_si256(_mm256_cmpgt_epi8(fsEncode.firstSmall, values), fsEncode.capital);
+    __m256i const added = _mm256_shuffle_epi8(fsEncode.added, _mm256_or_si256(place, capital));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(to), _mm256_add_epi8(values, added));
+}
+
+TUZUTIL_AVX2 inline char *EncodeLinesWide(Byte const *from, std::size_t lines, char *to) noexcept {
+    __m128i const spreadLast = _mm_setr_epi8(11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1);
+    for (; lines; --lines, from += fsLine, to += fsColumns + 1) {
+        EncodeTwentyFour(from, to);
+        EncodeTwentyFour(from + 24, to + 32);
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(to + 64),
+                         EncodeSpread(_mm_shuffle_epi8(LoadBytes(from + 38), spreadLast)));
+        to[fsColumns] = '\n';
+    }
+    return to;
+}
+
+inline char *EncodeWide(Byte const *from, std::size_t count, char *to) noexcept {
+    to = EncodeLinesWide(from, count / fsLine, to);
+    return EncodeTailShuffle(from + count / fsLine * fsLine, count % fsLine, to);
+}
+
+struct DecodeConstants {
+    Constant half{0x0F0F0F0F}, slash{0x2F2F2F2F}, rows{fsClasses.rows}, columns{fsClasses.columns};
+    Constant added{fsClasses.added}, twelveBits{0x01400140}, groups{0x00011000};
+    Constant order{std::array<char, 16>{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1}};
+};
+inline constexpr DecodeConstants fsDecode;
+
+struct Decoded {
+    __m256i bytes; // 24 bytes, and 8 zeros
+    __m256i wrong; // not 0 in the bytes of characters outside the alphabet
+};
+
+// Decodes 32 characters.
+TUZUTIL_AVX2 inline Decoded DecodeThirtyTwo(char const *from) noexcept {
+    __m256i const text = _mm256_loadu_si256(reinterpret_cast<__m256i const *>(from));
+    __m256i const row = _mm256_and_si256(_mm256_srli_epi32(text, 4), fsDecode.half);
+    __m256i const column = _mm256_and_si256(text, fsDecode.half);
+    __m256i const wrong =
+        _mm256_and_si256(_mm256_shuffle_epi8(fsDecode.rows, row), _mm256_shuffle_epi8(fsDecode.columns, column));
+    __m256i const place = _mm256_add_epi8(row, _mm256_cmpeq_epi8(text, fsDecode.slash));
+    __m256i const values = _mm256_add_epi8(text, _mm256_shuffle_epi8(fsDecode.added, place));
+    __m256i const groups = _mm256_madd_epi16(_mm256_maddubs_epi16(values, fsDecode.twelveBits), fsDecode.groups);
+    __m256i const gap = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7); // the unused quarters of both halves come last
+    return {_mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, fsDecode.order), gap), wrong};
+}
+
+// Works like DecodeLinesShuffle(). The last 32 characters of a line overlap those before them, because no character
+// after the line may be read. The blocks write over each other in order, and not beyond the line.
+TUZUTIL_AVX2 inline Position DecodeLinesWide(Position at, char const *end) noexcept {
+    while (IsLine(at.from, end)) {
+        Decoded const first = DecodeThirtyTwo(at.from);
+        Decoded const second = DecodeThirtyTwo(at.from + 32);
+        Decoded const last = DecodeThirtyTwo(at.from + 40);
+        __m256i const wrong = _mm256_or_si256(_mm256_or_si256(first.wrong, second.wrong), last.wrong);
+        if (!_mm256_testz_si256(wrong, wrong))
+            break;
+        _mm256_storeu_si256(reinterpret_cast<__m256i *>(at.to), first.bytes);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(at.to + 24), _mm256_castsi256_si128(second.bytes));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(at.to + 30), _mm256_castsi256_si128(last.bytes));
+        _mm_storel_epi64(reinterpret_cast<__m128i *>(at.to + 46), _mm256_extracti128_si256(last.bytes, 1));
+        at = {at.from + fsColumns + 1, at.to + fsLine};
+    }
+    return at;
+}
+
+inline Byte *DecodeWide(char const *from, char const *end, Byte *to) noexcept {
+    return DecodeBlocks(from, end, to, DecodeLinesWide);
+}
+
+#undef TUZUTIL_AVX2
 #undef TUZUTIL_SSSE3
 #endif
 
