@@ -69,7 +69,8 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// If the count is not 0, it stays above 0 during AddRef(), because the caller either owns a reference or holds the lock.
+// If the count is not 0, it stays above 0 during AddRef(), because the caller either owns a reference or holds the
+// lock.
 void TWeakRefCounted::AddRef() {
     if (fCount.load(std::memory_order_relaxed) != 0) {
         fCount.fetch_add(1, std::memory_order_relaxed);

@@ -20,8 +20,8 @@ char const *FindText(char const *from, char const *end, char const *text, std::s
 char const *SkipBlocks(char const *from, char const *end, char const *set, std::size_t size, bool wanted) noexcept;
 
 // Changes the case of the 26 ASCII letters from `first` on, which is 'A' or 'a', in whole blocks. If a block has bytes
-// that are not ASCII, calls `fold` for each of its bytes. Stops at a block with a zero byte. Returns the beginning of the
-// rest.
+// that are not ASCII, calls `fold` for each of its bytes. Stops at a block with a zero byte. Returns the beginning of
+// the rest.
 char *Fold(char *from, char *end, char first, int (*fold)(int));
 
 } // namespace wide_search
