@@ -64,11 +64,12 @@ void File(benchmark::State &state) {
 
 void StandardFile(benchmark::State &state) {
     std::size_t const size = Size(state);
+    std::vector<char> buffer(static_cast<std::size_t>(state.range(1)));
     std::vector<char> const piece(fsPiece, 'x');
     std::vector<char> read(fsPiece);
     for (auto _ : state) {
         std::FILE *const file = std::tmpfile();
-        if (!file)
+        if (!file || std::setvbuf(file, buffer.data(), _IOFBF, buffer.size()) != 0)
             std::abort();
         for (std::size_t done = 0; done < size; done += fsPiece)
             std::fwrite(piece.data(), 1, fsPiece, file);
@@ -85,6 +86,6 @@ void StandardFile(benchmark::State &state) {
 BENCHMARK(Memory)->Args({65536, 10000})->Args({65536, 65536})->Args({64 << 20, 10000})->Args({64 << 20, 65536});
 BENCHMARK(StandardMemory)->Arg(65536)->Arg(64 << 20);
 BENCHMARK(File)->Args({65536, 10000})->Args({65536, 131072})->Args({64 << 20, 10000})->Args({64 << 20, 131072});
-BENCHMARK(StandardFile)->Arg(65536)->Arg(64 << 20);
+BENCHMARK(StandardFile)->Args({65536, 65536})->Args({64 << 20, 65536});
 
 } // namespace
