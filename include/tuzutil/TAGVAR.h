@@ -207,7 +207,10 @@ public:
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
     TagVar &operator=(TagVar &&other); // throws as the copy does NOLINT(bugprone-exception-escape)
-    ~TagVar() { CleanUp(); }
+    ~TagVar() {
+        if ((fType >= string && fType <= dateTime) || (static_cast<std::uint32_t>(fType) & kept & innerKinds) != 0)
+            CleanUp();
+    }
 
     int IsType(Type type) const noexcept { return fType == type; }
     int IsNil() const noexcept { return IsType(nil); }
@@ -294,7 +297,22 @@ public:
 
 private:
     friend struct TagVarAccess;
+    friend class TTextMessage;
+    friend class TTracePoint;
     struct TOperators;
+
+    // The arguments of messages and trace points may have these kinds. Other values never have them, and no program
+    // sees them. `kept` and `keptWide` are texts of which the cell holds the buffer, because a TString object would
+    // need an allocation; the cell is 0 for a null text. The others are borrowed: `lentChars` is a char const *, and
+    // `lentString` and `lentWide` are a TString const *. They become `kept` when they are copied.
+    enum TInner : std::uint32_t {
+        innerKinds = 0x70000000, // a kind with one of these bits is an inner kind
+        kept = 0x10000000 | string,
+        keptWide = 0x10000000 | wideString,
+        lentString = 0x20000000 | string,
+        lentWide = 0x20000000 | wideString,
+        lentChars = 0x40000000 | string
+    };
 
     static bool Exists(Type type) noexcept {
         return type <= voidPtr || type == integer64 || type == unsignedInteger64 || type == unshown;
@@ -319,6 +337,25 @@ private:
     void SetReal(double value) noexcept;
     void SetObject(Type type, void const *object) noexcept;
     void CopyOwned(TagVar const &other);
+    static TagVar Keep(TString const &text) noexcept; // of kind `kept` or `keptWide`
+    static TagVar Keep(char const *text);
+    static TagVar Keep(TagVar const &value); // a copy; of kind `kept` or `keptWide` if the value owns a text
+    static TagVar Lend(TString const &text) noexcept {
+        TagVar value(static_cast<Type>(text.IsUnicode() ? lentWide : lentString));
+        value.fCell = reinterpret_cast<std::uintptr_t>(&text);
+        return value;
+    }
+    static TagVar Lend(char const *text) noexcept {
+        TagVar value(static_cast<Type>(lentChars));
+        value.fCell = reinterpret_cast<std::uintptr_t>(text);
+        return value;
+    }
+    void Own(); // gives a value of an inner kind a TString object, as programs see it; throws if there is no memory
+    bool IsInner() const noexcept {
+        std::uint32_t const type = fType;
+        return __builtin_expect(type > 0xFFFF, 0) &&
+               (type == kept || type == keptWide || type == lentString || type == lentWide || type == lentChars);
+    }
     ToBinaryStream &WriteLong(ToBinaryStream &out) const;
     void ReadLong(TiBinaryStream &in);
     void CleanUp() noexcept;

@@ -87,7 +87,7 @@ public:
 
     static TagVar const fsEndOfArgs; // ends a list of arguments
 
-    TTextMessage() noexcept = default;
+    TTextMessage() noexcept {}
 
     // If the message has a store, these constructors take the store, the set and the number first. Then they take a
     // narrow or 16-bit default text, and then the arguments. The arguments are either values, or pointers to values, or
@@ -119,7 +119,9 @@ public:
     // Makes a message of a literal format, which the compiler checks against the arguments, see FORMAT.h.
     template <typename... Arguments>
     static TTextMessage Make(TFormatOf<Arguments...> format, Arguments const &...arguments) {
-        return TTextMessage(format.QueryText(), static_cast<TagVar const &>(arguments)...);
+        TTextMessage message(format.QueryText());
+        message.SetValues(arguments...);
+        return message;
     }
 
     // A copy has everything except the text that was made.
@@ -127,7 +129,7 @@ public:
     // An assignment keeps the former arguments until the message is destroyed. So references to the former arguments
     // remain valid.
     TTextMessage &operator=(TTextMessage const &other);
-    ~TTextMessage() = default;
+    ~TTextMessage();
 
     // Replaces the arguments, but not a text that has been made. Takes the arguments in the same forms as the
     // constructors.
@@ -136,7 +138,7 @@ public:
         if constexpr (IsPointerList<Arguments...>())
             SetList({Pointer(arguments)...});
         else
-            SetValues(static_cast<TagVar const &>(arguments)...);
+            SetValues(arguments...);
     }
     void SetArgs(TagVar const *const *array);
     void SetArgs(TagVar const **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
@@ -213,10 +215,25 @@ private:
         return nullptr;
     }
 
+    // The new arguments are made before the old ones are destroyed, because the new ones may be copies of the old ones.
     template <typename... Values>
     void SetValues(Values const &...values) {
-        TagVar const *const pointers[] = {&values..., nullptr};
-        TakeArguments(pointers, sizeof...(values));
+        if constexpr (sizeof...(Values) == 0) {
+            TakeOver(nullptr, 0);
+        } else {
+            TagVar fresh[] = {Argument(values)...};
+            TakeOver(fresh, sizeof...(values));
+        }
+    }
+    template <typename T>
+    static TagVar Argument(T const &value) {
+        if constexpr (std::is_arithmetic_v<T>)
+            return TagVar(value);
+        else if constexpr (std::is_same_v<T, TString> || std::is_same_v<std::decay_t<T>, char *> ||
+                           std::is_same_v<std::decay_t<T const &>, char const *>)
+            return TagVar::Keep(value);
+        else
+            return TagVar::Keep(static_cast<TagVar const &>(value));
     }
     template <std::size_t count>
     void SetList(TagVar const *const (&pointers)[count]) {
@@ -230,7 +247,13 @@ private:
     static std::size_t CountList(TagVar const *const *pointers, std::size_t limit) noexcept;
     void TakeArguments(TagVar const *const *pointers, std::size_t count);
     void MoveArguments(TagVar *values, std::size_t count); // a value of kind nil or endOfArgs ends the list
+    void TakeOver(TagVar *values, std::size_t count);
+    TagVar *NewArray(std::size_t count);
+    void DropArguments() noexcept;
+    void RetireArguments();
+    void ShowArguments() const;
     void Reserve(std::uint32_t capacity);
+    TagVar *Slots() const noexcept { return reinterpret_cast<TagVar *>(fSlots); }
     std::uint32_t CheckedIndex(unsigned int index) const;
     TString StoredText() const noexcept;
 
@@ -241,10 +264,17 @@ private:
     mutable TString fFormatted; // empty until the first query
     std::uint32_t fCount = 0;
     std::uint32_t fCapacity = 0;
-    std::unique_ptr<TagVar[]> fArguments;
+    TagVar *fArguments = nullptr; // in fSlots, or an array on the heap of fCapacity values
     TString fFile;
     std::uint32_t fLine = 0;
-    std::vector<std::unique_ptr<TagVar[]>> fFormerArguments; // the arguments before each assignment
+    // If fAreShown is set, references to the arguments, or pointers to their texts, may exist outside the message. An
+    // assignment then keeps the arguments: fSlots keeps the first fRetired of its values.
+    mutable bool fAreShown = false;
+    std::uint8_t fRetired = 0;
+    std::vector<std::unique_ptr<TagVar[]>> fFormerArguments;
+    // Up to fsSlots arguments need no memory of their own. No object is built in a place that is not used.
+    static constexpr std::size_t fsSlots = 8;
+    alignas(TagVar) mutable unsigned char fSlots[fsSlots * sizeof(TagVar)];
 };
 
 #endif

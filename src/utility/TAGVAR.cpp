@@ -5,6 +5,8 @@
 #include "tuzutil/TAGVAR.h"
 
 #include "tuzutil/BINSTRM.h"
+#include "utility/kernel/string_access.h"
+#include "utility/kernel/value_access.h"
 #include "utility/kernel/value_reports.h"
 
 #include <bit>
@@ -52,12 +54,14 @@ void TagVar::SetObject(Type type, void const *object) noexcept {
 }
 
 void TagVar::CleanUp() noexcept {
-    switch (fType) {
+    switch (static_cast<std::uint32_t>(fType)) {
     case string:
     case wideString: delete Object<TString>(); break;
     case date: delete Object<TDate>(); break;
     case time: delete Object<TTime>(); break;
     case dateTime: delete Object<TDateTime>(); break;
+    case kept:
+    case keptWide: TStringAccess::Adopt(Object<TStringBuffer>()); break;
     default: break;
     }
     fType = nil;
@@ -115,6 +119,12 @@ TagVar::TagVar(TagVarVoidPtr const &value) noexcept {
 // Copies the kind and the value of `other`. An object that `other` owns is copied too. REQUIRES: this value owns no
 // object.
 void TagVar::CopyOwned(TagVar const &other) {
+    if (other.IsInner()) {
+        TagVar copy = Keep(other);
+        fType = std::exchange(copy.fType, nil);
+        fCell = std::exchange(copy.fCell, 0);
+        return;
+    }
     fType = other.fType;
     fCell = 0;
     if (!Exists(fType))
@@ -130,6 +140,53 @@ void TagVar::CopyOwned(TagVar const &other) {
     case dateTime: return SetObject(fType, Make<TDateTime>(*other.Object<TDateTime>()));
     default: return;
     }
+}
+
+// Arguments
+
+TagVar TagVar::Keep(TString const &text) noexcept {
+    TagVar value(static_cast<Type>(text.IsUnicode() ? keptWide : kept));
+    value.fCell = reinterpret_cast<std::uintptr_t>(TStringAccess::Buffer(TString(text)));
+    return value;
+}
+
+TagVar TagVar::Keep(char const *text) {
+    TagVar value(static_cast<Type>(kept));
+    value.fCell = reinterpret_cast<std::uintptr_t>(TStringAccess::Buffer(TString(text)));
+    return value;
+}
+
+TagVar TagVar::Keep(TagVar const &value) {
+    TString const *text = nullptr;
+    switch (static_cast<std::uint32_t>(value.fType)) {
+    case lentChars: return Keep(value.Object<char const>());
+    case lentString:
+    case lentWide:
+    case string:
+    case wideString: text = value.Object<TString>(); break;
+    case kept:
+    case keptWide: {
+        TagVar copy(value.fType);
+        copy.fCell = value.fCell;
+        if (auto *const buffer = value.Object<TStringBuffer>())
+            buffer->AddHolder();
+        return copy;
+    }
+    default: break;
+    }
+    if (!text)
+        return value;
+    TagVar copy = Keep(*text);
+    copy.fType = static_cast<Type>(TagVarAccess::Kind(value) == wideString ? keptWide : kept);
+    return copy;
+}
+
+void TagVar::Own() {
+    TagVar const text = Keep(*this);
+    auto *const object = new TString(TStringAccess::Shared(text.Object<TStringBuffer>()));
+    Type const type = TagVarAccess::Kind(*this);
+    CleanUp();
+    SetObject(type, object);
 }
 
 TagVar::TagVar(TagVar const &other) {
@@ -148,7 +205,7 @@ TagVar &TagVar::operator=(TagVar const &other) {
 }
 
 TagVar &TagVar::operator=(TagVar &&other) { // throws if the kind does not exist NOLINT(bugprone-exception-escape)
-    if (!Exists(other.fType))
+    if (!Exists(other.fType) && !other.IsInner())
         return *this = std::as_const(other);
     if (this != &other) {
         CleanUp();
@@ -280,10 +337,12 @@ ToBinaryStream &TagVar::WriteToBinaryStream(ToBinaryStream &out) const {
         Fail(out);
         return out;
     }
-    if ((out << static_cast<std::uint32_t>(fType)).fail())
+    if ((out << static_cast<std::uint32_t>(TagVarAccess::Kind(*this))).fail())
         return out;
 
     switch (static_cast<std::uint32_t>(fType)) {
+    case kept:
+    case keptWide: return (out << 1u).fail() ? out : out << TStringAccess::Shared(Object<TStringBuffer>());
     case nil:
     case endOfArgs:
     case date:

@@ -11,6 +11,8 @@
 #include "utility/kernel/reporter.h"
 
 #include <algorithm>
+#include <iterator>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -33,24 +35,24 @@ bool ReadInto(TiBinaryStream &in, Value &value) {
     return true;
 }
 
-bool OwnsText(TagVar const &value) {
-    return (value.IsString() || value.IsWideString()) && value.QueryString();
-}
+// Memory for values that become the arguments of a message. A few values need no allocation.
+class TFreshArguments {
+public:
+    explicit TFreshArguments(std::size_t count) : values(fFew) {
+        if (count > std::size(fFew)) {
+            fMany.reset(new TagVar[count]);
+            values = fMany.get();
+        }
+    }
+    TFreshArguments(TFreshArguments const &) = delete;
+    TFreshArguments &operator=(TFreshArguments const &) = delete;
 
-// Copies an argument. If there is no memory for the text of the argument, the assignment throws nothing, but the copy
-// has no text. CopyArgument() then throws TOutOfMemory, because the message would be wrong without the text.
-void CopyArgument(TagVar const &from, TagVar &to) {
-    to = from;
-    if (OwnsText(from) && !OwnsText(to))
-        fsReports.RaiseOutOfMemory();
-}
+    TagVar *values;
 
-std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t count) {
-    std::unique_ptr<TagVar[]> copy(count ? new TagVar[count] : nullptr);
-    for (std::uint32_t i = 0; i != count; ++i)
-        CopyArgument(arguments[i], copy[i]);
-    return copy;
-}
+private:
+    TagVar fFew[8];
+    std::unique_ptr<TagVar[]> fMany;
+};
 
 } // namespace
 
@@ -59,18 +61,29 @@ std::unique_ptr<TagVar[]> CopyArguments(TagVar const *arguments, std::uint32_t c
 TTextMessage::TTextMessage(StoreID const &store, long set, long number, TString const &text) noexcept
     : fStore(store), fSet(Clamp(set)), fNumber(Clamp(number)), fDefaultText(text) {}
 
-TTextMessage::TTextMessage(TTextMessage const &other) {
-    *this = other;
+TTextMessage::TTextMessage(TTextMessage const &other)
+    : fStore(other.fStore), fSet(other.fSet), fNumber(other.fNumber), fDefaultText(other.fDefaultText),
+      fFile(other.fFile), fLine(other.fLine) {
+    fArguments = NewArray(other.fCount);
+    fCapacity = other.fCount;
+    try {
+        for (; fCount != other.fCount; ++fCount)
+            new (fArguments + fCount) TagVar(TagVar::Keep(other.fArguments[fCount]));
+    } catch (...) {
+        DropArguments();
+        throw;
+    }
 }
 
 TTextMessage &TTextMessage::operator=(TTextMessage const &other) {
     if (this == &other)
         return *this;
-    auto fresh = CopyArguments(other.fArguments.get(), other.fCount);
-    if (fArguments)
-        fFormerArguments.push_back(std::move(fArguments));
-    fArguments = std::move(fresh);
-    fCount = fCapacity = other.fCount;
+    TFreshArguments fresh(other.fCount);
+    for (std::uint32_t i = 0; i != other.fCount; ++i)
+        fresh.values[i] = TagVar::Keep(other.fArguments[i]);
+    if (fAreShown)
+        RetireArguments();
+    TakeOver(fresh.values, other.fCount);
     fStore = other.fStore;
     fSet = other.fSet;
     fNumber = other.fNumber;
@@ -79,6 +92,11 @@ TTextMessage &TTextMessage::operator=(TTextMessage const &other) {
     fFile = other.fFile;
     fLine = other.fLine;
     return *this;
+}
+
+TTextMessage::~TTextMessage() {
+    DropArguments();
+    std::destroy_n(Slots(), fRetired);
 }
 
 // Arguments
@@ -94,35 +112,76 @@ void TTextMessage::SetArgs(TagVar const *const *array) {
     TakeArguments(array, array ? CountList(array, SIZE_MAX) : 0);
 }
 
-// The new arguments are copied before the old ones are destroyed, because `pointers` may lead to the old ones.
 void TTextMessage::TakeArguments(TagVar const *const *pointers, std::size_t count) {
-    std::unique_ptr<TagVar[]> fresh(count ? new TagVar[count] : nullptr);
+    TFreshArguments fresh(count);
     for (std::size_t i = 0; i < count; ++i)
-        CopyArgument(*pointers[i], fresh[i]);
-    fArguments = std::move(fresh);
-    fCount = fCapacity = static_cast<std::uint32_t>(count);
+        fresh.values[i] = TagVar::Keep(*pointers[i]);
+    TakeOver(fresh.values, count);
 }
 
 void TTextMessage::MoveArguments(TagVar *values, std::size_t count) {
     auto const ends = [](TagVar const &value) { return value.IsNil() || value.IsEndOfArgs(); };
-    TagVar *const end = std::find_if(values, values + count, ends);
-    auto const moved = static_cast<std::uint32_t>(end - values);
-    std::unique_ptr<TagVar[]> fresh(moved ? new TagVar[moved] : nullptr);
-    std::move(values, end, fresh.get());
-    fArguments = std::move(fresh);
-    fCount = fCapacity = moved;
+    TakeOver(values, static_cast<std::size_t>(std::find_if(values, values + count, ends) - values));
+}
+
+// Moves the values into the message, in the place of the former arguments.
+void TTextMessage::TakeOver(TagVar *values, std::size_t count) {
+    TagVar *const fresh = NewArray(count);
+    DropArguments();
+    fArguments = fresh;
+    fCount = fCapacity = static_cast<std::uint32_t>(count);
+    std::uninitialized_move_n(values, count, fresh);
+}
+
+// Returns memory for arguments: fSlots if that suffices, or an array of nil values.
+TagVar *TTextMessage::NewArray(std::size_t count) {
+    return count <= fsSlots && fRetired == 0 ? Slots() : new TagVar[count];
+}
+
+void TTextMessage::DropArguments() noexcept {
+    if (fArguments == Slots())
+        std::destroy_n(fArguments, fCount);
+    else
+        delete[] fArguments;
+    fArguments = nullptr;
+    fCount = fCapacity = 0;
+    fAreShown = false;
+}
+
+// Keeps the arguments until the message is destroyed, because references to them may exist.
+void TTextMessage::RetireArguments() {
+    if (fArguments == Slots())
+        fRetired = static_cast<std::uint8_t>(fCount);
+    else
+        fFormerArguments.emplace_back(fArguments);
+    fArguments = nullptr;
+    fCount = fCapacity = 0;
+    fAreShown = false;
+}
+
+// Gives the arguments the form in which programs see them.
+void TTextMessage::ShowArguments() const {
+    for (std::uint32_t i = 0; i != fCount; ++i)
+        TagVarAccess::Own(fArguments[i]);
+    fAreShown = true;
 }
 
 void TTextMessage::Reserve(std::uint32_t capacity) {
-    std::unique_ptr<TagVar[]> fresh(new TagVar[capacity]);
-    std::move(fArguments.get(), fArguments.get() + fCount, fresh.get());
-    fArguments = std::move(fresh);
+    auto *const fresh = new TagVar[capacity];
+    std::uint32_t const count = fCount;
+    std::move(fArguments, fArguments + count, fresh);
+    DropArguments();
+    fArguments = fresh;
+    fCount = count;
     fCapacity = capacity;
 }
 
 std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
-    if (index < fCount)
+    if (index < fCount) {
+        if (!fAreShown)
+            ShowArguments();
         return index;
+    }
     if (fFile.length() != 0)
         fsReports.Warning("Reqested argument %u in message from %s[%u]", index, fFile, fLine);
     fsReports.Raise<TInvalidParameter>("Out of Range");
@@ -133,10 +192,9 @@ std::uint32_t TTextMessage::CheckedIndex(unsigned int index) const {
 TString const &TTextMessage::QueryMessage() const {
     if (fFormatted.length() != 0)
         return fFormatted;
-    TString text = StoredText();
-    if (text.length() == 0)
-        text = fDefaultText;
-    fFormatted = PrintMessage(text, {fArguments.get(), fCount, TMessageFaults(*this)});
+    TString const stored = StoredText();
+    TString const &text = stored.length() == 0 ? fDefaultText : stored;
+    fFormatted = PrintMessage(text, {fArguments, fCount, TMessageFaults(*this)});
     return fFormatted;
 }
 
@@ -150,11 +208,13 @@ TString TTextMessage::StoredText() const noexcept {
 }
 
 unsigned long TTextMessage::ValidateArgs(TString const &format, TString &out, CharP &block) const {
-    return RewriteNarrow(format, {fArguments.get(), fCount, TMessageFaults(*this)}, out, block);
+    ShowArguments(); // the block borrows the texts of the arguments
+    return RewriteNarrow(format, {fArguments, fCount, TMessageFaults(*this)}, out, block);
 }
 
 unsigned long TTextMessage::ValidateArgsW(TString const &format, TString &out, CharP &block) const {
-    return RewriteWide(format, {fArguments.get(), fCount, TMessageFaults(*this)}, out, block);
+    ShowArguments(); // the block borrows the texts of the arguments
+    return RewriteWide(format, {fArguments, fCount, TMessageFaults(*this)}, out, block);
 }
 
 void TTextMessage::SetDebugging(char const *file, unsigned long line) {
@@ -162,13 +222,17 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
-// Traces a fault of the format or of an argument, and throws nothing.
+// Traces a fault of the format or of an argument, and throws nothing. Without a message, gives the text up.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
-    TString const &store = fMessage.fStore;
-    auto const set = fMessage.fSet;
-    auto const number = fMessage.fNumber;
-    TString const &file = fMessage.fFile;
-    auto const line = fMessage.fLine;
+    if (!fMessage) {
+        fIsGivenUp = true;
+        return;
+    }
+    TString const &store = fMessage->fStore;
+    auto const set = fMessage->fSet;
+    auto const number = fMessage->fNumber;
+    TString const &file = fMessage->fFile;
+    auto const line = fMessage->fLine;
     switch (fault) {
     case storesCount:
         return fsReports.Warning("%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,
@@ -196,8 +260,7 @@ ToBinaryStream &TTextMessage::WriteToBinaryStream(ToBinaryStream &out) const {
 
 TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
     fFormatted = TString();
-    fArguments.reset();
-    fCount = fCapacity = 0;
+    DropArguments();
 
     std::uint32_t announced = 0;
     if ((in >> fStore).fail() || !ReadInto<std::int32_t>(in, fSet) || !ReadInto<std::int32_t>(in, fNumber) ||

@@ -21,11 +21,15 @@ class TMessageFaults {
 public:
     enum Fault { storesCount, badWidth, badPrecision, badValue };
 
-    explicit TMessageFaults(TTextMessage const &message) noexcept : fMessage(message) {}
+    explicit TMessageFaults(TTextMessage const &message) noexcept : fMessage(&message) {}
+    // Without a message, a fault is not traced. The text is given up instead, so that a message can make it.
+    TMessageFaults() noexcept = default;
     void Report(Fault fault, char conversion, std::uint32_t argument) const;
+    bool IsGivenUp() const noexcept { return fIsGivenUp; }
 
 private:
-    TTextMessage const &fMessage;
+    TTextMessage const *fMessage = nullptr;
+    mutable bool fIsGivenUp = false;
 };
 
 struct TMessageArguments {
@@ -40,6 +44,9 @@ struct TMessageArguments {
 };
 
 TString PrintMessage(TString const &format, TMessageArguments const &arguments);
+// Prints into [begin, end) and allocates nothing for the text. Returns the end of the text. Returns null if there is no
+// room for the text, if the text has a zero character, or if the format has a fault, which is not reported.
+char *PrintInPlace(std::string_view format, TMessageArguments const &arguments, char *begin, char *end);
 std::uint32_t RewriteNarrow(TString const &format, TMessageArguments const &, TString &out, TTextMessage::CharP &block);
 std::uint32_t RewriteWide(TString const &format, TMessageArguments const &, TString &out, TTextMessage::CharP &block);
 
@@ -264,6 +271,7 @@ struct TFormatText {
     explicit TFormatText(TString const &format) noexcept
         : begin(reinterpret_cast<Char const *>(static_cast<char const *>(format))),
           end(begin + format.length() / sizeof(Char)) {}
+    explicit TFormatText(std::string_view format) noexcept : begin(format.data()), end(begin + format.size()) {}
 
     Char const *begin;
     Char const *end;
@@ -290,14 +298,21 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
 }
 
 // Passes the pieces of a format to `user`, in order: literal text to Literal(), a directive to Convert(). For a doubled
-// percent sign, calls Percent(). Ends at the first zero, as every printf does, or when IsFull() returns true.
+// percent sign, calls Percent(). If User::convertsPlain is true, and the format is narrow, PutLiteral() finds the end
+// of literal text, and ConvertPlain() may take a directive first. Ends at the first zero, as every printf does, or when
+// IsFull() returns true.
 template <typename Char, typename User>
 void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &arguments, User &user) {
     std::uint32_t running = 1;
     for (Char const *at = format.begin; !user.IsFull();) {
-        Char const *const percent = FindSpecial(at, format.end);
-        if (percent != at)
-            user.Literal(at, percent);
+        Char const *percent;
+        if constexpr (sizeof(Char) == 1 && User::convertsPlain) {
+            percent = user.PutLiteral(at, format.end);
+        } else {
+            percent = FindSpecial(at, format.end);
+            if (percent != at)
+                user.Literal(at, percent);
+        }
         if (percent == format.end || *percent == 0)
             return;
         at = percent + 1;
@@ -305,6 +320,10 @@ void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &argume
             user.Percent();
             ++at;
             continue;
+        }
+        if constexpr (sizeof(Char) == 1 && User::convertsPlain) {
+            if (user.ConvertPlain(at, format.end, running))
+                continue;
         }
         auto const directive = TDirectiveParser<Char>(at, format.end, running, arguments).Parse();
         user.Convert(directive);
@@ -401,8 +420,7 @@ std::int64_t ValueSize(TConversion conversion, TagVar const *value) noexcept {
         return fsConversionSizes[static_cast<std::size_t>(conversion)];
     if (!value)
         return fsCountSize;
-    TString const *const text = TagVarAccess::Text(*value);
-    return text ? text->length() / (sizeof(Char) != 1 && IsWide(value) ? 2 : 1) : 0;
+    return static_cast<std::int64_t>(TagVarAccess::Text(*value).size() / (sizeof(Char) != 1 && IsWide(value) ? 2 : 1));
 }
 
 #endif

@@ -4,6 +4,7 @@
 #include "platform/platform.h"
 #include "utility/kernel/message_format.h"
 #include "utility/kernel/string_access.h"
+#include "utility/kernel/two_digits.h"
 #include "utility/kernel/utf16.h"
 #include "utility/kernel/utf8.h"
 
@@ -38,14 +39,12 @@ constexpr std::uint64_t fsArgumentBytes = 32;    // added for each argument, bes
 constexpr std::uint64_t fsMostBytes = 0x3FFFFFFE;
 
 // Returns the limit of a text in bytes.
-std::size_t RoomForText(TString const &format, TMessageArguments const &arguments) noexcept {
-    std::uint64_t given = format.length();
+std::size_t RoomForText(std::size_t formatBytes, TMessageArguments const &arguments) noexcept {
+    std::uint64_t given = formatBytes;
     for (std::uint32_t i = 0; i < arguments.count; ++i) {
         given += fsArgumentBytes;
-        if (IsText(&arguments.values[i])) {
-            TString const *const text = TagVarAccess::Text(arguments.values[i]);
-            given += text ? text->length() : 0;
-        }
+        if (IsText(&arguments.values[i]))
+            given += TagVarAccess::Text(arguments.values[i]).size();
     }
     std::uint64_t const room = std::min(fsAlwaysRoom + given * fsRoomPerByte, //
                                         std::max(fsManyBytes, given * fsRoomPerByteOfMany));
@@ -57,8 +56,11 @@ std::size_t RoomForText(TString const &format, TMessageArguments const &argument
 template <typename Char>
 class TOutput {
 public:
-    explicit TOutput(std::size_t most) noexcept
-        : fBegin(fLocal), fAt(fLocal), fEnd(fLocal + std::size(fLocal)), fMost(most) {}
+    TOutput(std::size_t formatBytes, TMessageArguments const &arguments) noexcept
+        : fBegin(fLocal), fAt(fLocal), fEnd(fLocal + std::size(fLocal)), fArguments(&arguments),
+          fFormatBytes(formatBytes) {}
+    // Collects the text in memory of the caller. If the text needs more, it counts as full.
+    TOutput(Char *begin, Char *end) noexcept : fBegin(begin), fAt(begin), fEnd(end) {}
     TOutput(TOutput const &) = delete;
     TOutput &operator=(TOutput const &) = delete;
 
@@ -70,6 +72,34 @@ public:
         count = Room(count);
         std::copy_n(units, count, fAt);
         fAt += count;
+    }
+    // Does the same for bytes behind which fsSlack bytes can be read. A few bytes are copied without a loop.
+    static constexpr std::size_t fsSlack = 16;
+    void PutFew(Char const *units, std::size_t count) {
+        if (count > fsSlack || static_cast<std::size_t>(fEnd - fAt) < fsSlack)
+            return Put(units, count);
+        std::memcpy(fAt, units, fsSlack);
+        fAt += count;
+    }
+    // Puts the bytes before the first percent sign or zero, or all if there is neither. Returns the place of that byte,
+    // or `end`.
+    Char const *PutLiteral(Char const *from, Char const *end) {
+        while (end - from >= 8 && fEnd - fAt >= 8) {
+            std::uint64_t bytes;
+            std::memcpy(&bytes, from, sizeof bytes);
+            std::memcpy(fAt, &bytes, sizeof bytes);
+            std::uint64_t const special = Zeros(bytes) | Zeros(bytes ^ fsOnes * '%');
+            if (special != 0) {
+                int const before = __builtin_ctzll(special) / 8;
+                fAt += before;
+                return from + before;
+            }
+            from += 8;
+            fAt += 8;
+        }
+        for (; from != end && *from != '%' && *from != 0; ++from)
+            Put(*from);
+        return from;
     }
     // Puts ASCII characters, each as one unit of the text.
     template <typename Byte>
@@ -86,6 +116,7 @@ public:
 
     bool IsFull() const noexcept { return fIsFull; }
     std::size_t Used() const noexcept { return static_cast<std::size_t>(fAt - fBegin); }
+    Char *At() const noexcept { return fAt; }
     void Truncate(std::size_t count) noexcept { fAt = fBegin + count; } // REQUIRES: count is at most Used()
 
     // Returns the text. If nothing was put, returns one zero character, because TTextMessage takes a text of length 0
@@ -108,6 +139,12 @@ private:
         return sizeof(Char) == 1 ? 0u : std::uint32_t{TStringBuffer::unicode};
     }
 
+    static constexpr std::uint64_t fsOnes = 0x0101010101010101;
+
+    // Returns a word in which the lowest bit that is set is bit 7 of the lowest byte of `bytes` that is 0. Returns 0 if
+    // no byte is 0. REQUIRES: the processor stores the lowest byte first.
+    static std::uint64_t Zeros(std::uint64_t bytes) noexcept { return (bytes - fsOnes) & ~bytes & fsOnes * 0x80; }
+
     // Makes room, and returns how many of `count` characters can be put.
     std::size_t Room(std::size_t count) {
         if (static_cast<std::size_t>(fEnd - fAt) < count) [[unlikely]]
@@ -117,14 +154,17 @@ private:
 
     // A full text takes nothing more: once characters were dropped, later characters would be out of place.
     std::size_t Grow(std::size_t count) {
-        if (fIsFull)
+        if (fIsFull || !fArguments) {
+            fIsFull = true;
             return 0;
+        }
+        std::size_t const most = RoomForText(fFormatBytes, *fArguments); // always more than the array on the stack
         std::size_t const used = Used();
-        fIsFull = fMost / sizeof(Char) - used < count;
+        fIsFull = most / sizeof(Char) - used < count;
         if (fIsFull)
-            count = fMost / sizeof(Char) - used;
+            count = most / sizeof(Char) - used;
         std::size_t const wanted = std::max(used + count, used * 2) * sizeof(Char);
-        TString fresh = TStringAccess::Uninitialized(std::min(wanted, fMost), Flags());
+        TString fresh = TStringAccess::Uninitialized(std::min(wanted, most), Flags());
         std::memcpy(static_cast<char *>(fresh), fBegin, used * sizeof(Char));
         fHeap = std::move(fresh);
         fBegin = reinterpret_cast<Char *>(static_cast<char *>(fHeap));
@@ -136,21 +176,12 @@ private:
     Char *fBegin;
     Char *fAt;
     Char *fEnd;
-    std::size_t const fMost; // bytes
+    TMessageArguments const *const fArguments = nullptr; // null if the memory is that of the caller
+    std::size_t const fFormatBytes = 0;
     bool fIsFull = false;
     TString fHeap;
     Char fLocal[512];
 };
-
-// The digits of the numbers from 00 to 99.
-constexpr auto fsTwoDigits = [] {
-    std::array<char, 200> digits{};
-    for (std::size_t i = 0; i < 100; ++i) {
-        digits[i * 2] = static_cast<char>('0' + i / 10);
-        digits[i * 2 + 1] = static_cast<char>('0' + i % 10);
-    }
-    return digits;
-}();
 
 // Conversion between narrow and 16-bit text, by the current locale or, if the UTF-8 mode is on (UNICODE.h), as UTF-8. A
 // character without a counterpart becomes "?".
@@ -221,12 +252,74 @@ template <typename Char>
 class TPrinter {
 public:
     TPrinter(TString const &format, TMessageArguments const &arguments) noexcept
-        : fArguments(arguments), fOut(RoomForText(format, arguments)),
+        : fArguments(arguments), fOut(format.length(), arguments),
           fSize(static_cast<std::int64_t>(format.length() / sizeof(Char))) {}
+    TPrinter(Char *begin, Char *end, TMessageArguments const &arguments) noexcept
+        : fArguments(arguments), fOut(begin, end), fSize(0) {}
 
+    bool HasZero() const noexcept { return fHasZero; } // whether a character 0 was printed
+    char const *PutLiteral(char const *from, char const *end) { return fOut.PutLiteral(from, end); }
     void Literal(Char const *from, Char const *to) { fOut.Put(from, static_cast<std::size_t>(to - from)); }
     void Percent() { fOut.Put('%'); }
-    bool IsFull() const noexcept { return fOut.IsFull(); }
+    static constexpr bool convertsPlain = true;
+    bool IsFull() const noexcept { return fOut.IsFull() || fArguments.faults.IsGivenUp(); }
+    Char *At() const noexcept { return fOut.At(); }
+
+    // Converts the directives that are most frequent: %d, %u, %x, %X and %s with arguments of 32 bits or texts, with or
+    // without the number of the argument, a width of at most 99, and the flag "-" or, for numbers, "0". `at` is the
+    // place after the percent sign, and is moved past the directive. Returns false, and does nothing, for any other
+    // directive.
+    bool ConvertPlain(char const *&at, char const *end, std::uint32_t &running) {
+        char const *next = at;
+        auto const take = [&]() noexcept { return next == end ? '\0' : *next++; };
+        auto const takeNumber = [&](char &c) noexcept { // of one or two digits; `c` is the first of them
+            auto number = static_cast<std::uint32_t>(c - '0');
+            c = take();
+            if (c >= '0' && c <= '9') {
+                number = number * 10 + static_cast<std::uint32_t>(c - '0');
+                c = take();
+            }
+            return number;
+        };
+        char c = take();
+        std::uint32_t argument = 0;
+        TField field{0};
+        if (c >= '1' && c <= '9') {
+            std::uint32_t const number = takeNumber(c);
+            if (c == '$') {
+                argument = number;
+                c = take();
+            } else {
+                field.width = number;
+            }
+        }
+        if (field.width == 0) {
+            if (c == '-' || c == '0') {
+                field.flags = c == '-' ? TFlags::left : TFlags::zero;
+                c = take();
+            }
+            if (c >= '1' && c <= '9')
+                field.width = takeNumber(c);
+        }
+        TagVar const *const value = fArguments.Find(argument ? argument : running);
+        if (c == 's') {
+            if (!IsText(value) || IsWide(value) || field.Has(TFlags::zero))
+                return false;
+            std::string_view const text = TagVarAccess::Text(*value);
+            if (!text.data())
+                return false;
+            PrintText(field, text.data(), text.size());
+        } else if (c == 'd' || c == 'u' || c == 'x' || c == 'X') {
+            if (!IsWord(value))
+                return false;
+            PrintPlainInteger(field, TagVarAccess::Word(*value), c);
+        } else {
+            return false;
+        }
+        running += argument == 0;
+        at = next;
+        return true;
+    }
 
     void Convert(TDirective<Char> const &directive) {
         TField const field = Field(directive);
@@ -319,6 +412,41 @@ private:
         Pad(field, count, print, platform::printfHabits.zerosBeforeText && field.Has(TFlags::zero) ? '0' : ' ');
     }
 
+    // Does the same as PrintInteger() for the directives of ConvertPlain().
+    void PrintPlainInteger(TField const &field, std::uint32_t word, char conversion) {
+        constexpr std::size_t longest = 112; // a width has at most two digits
+        char digits[longest + TOutput<char>::fsSlack];
+        char *const end = digits + longest;
+        char *first = end;
+        bool const isNegative = conversion == 'd' && static_cast<std::int32_t>(word) < 0;
+        std::uint32_t rest = isNegative ? 0u - word : word;
+        if (conversion == 'd' || conversion == 'u') {
+            for (; rest >= 100; rest /= 100)
+                std::memcpy(first -= 2, &two_digits::texts[rest % 100 * 2], 2);
+            if (rest >= 10)
+                std::memcpy(first -= 2, &two_digits::texts[rest * 2], 2);
+            else
+                *--first = static_cast<char>('0' + rest);
+        } else {
+            char const *const alphabet = conversion == 'x' ? "0123456789abcdef" : "0123456789ABCDEF";
+            do
+                *--first = alphabet[rest & 15];
+            while (rest >>= 4);
+        }
+        if (field.Has(TFlags::zero)) {
+            while (static_cast<std::size_t>(end - first) + isNegative < field.width)
+                *--first = '0';
+        }
+        if (isNegative)
+            *--first = '-';
+        auto const count = static_cast<std::size_t>(end - first);
+        if (count < field.width && !field.Has(TFlags::left))
+            fOut.Fill(' ', field.width - count);
+        fOut.PutFew(first, count);
+        if (count < field.width && field.Has(TFlags::left))
+            fOut.Fill(' ', field.width - count);
+    }
+
     template <typename Word>
     void PrintInteger(TField const &field, Word word, char conversion) {
         bool const isSigned = conversion == 'd' || conversion == 'i';
@@ -340,8 +468,8 @@ private:
         default:
             for (; rest >= 10; rest /= 100) { // two digits at a time
                 auto const pair = static_cast<std::size_t>(rest % 100) * 2;
-                *--first = fsTwoDigits[pair + 1];
-                *--first = fsTwoDigits[pair];
+                *--first = two_digits::texts[pair + 1];
+                *--first = two_digits::texts[pair];
             }
             if (rest)
                 *--first = static_cast<char>('0' + rest);
@@ -442,17 +570,18 @@ private:
         Char units[MB_LEN_MAX];
         From const *at = &character;
         std::size_t const count = Encode(at, &character + 1, units);
+        fHasZero |= units[0] == 0;
         PadText(field, count, [&] { fOut.Put(units, count); });
     }
 
     void PrintText(TField const &field, TagVar const *value) {
-        TString const *const text = value ? TagVarAccess::Text(*value) : nullptr;
-        if (!text || text->IsNull())
+        std::string_view const text = value ? TagVarAccess::Text(*value) : std::string_view();
+        if (!text.data())
             return PrintNullText(field);
         if (IsWide(value))
-            PrintText(field, reinterpret_cast<TWide const *>(static_cast<char const *>(*text)), text->length() / 2);
+            PrintText(field, reinterpret_cast<TWide const *>(text.data()), text.size() / 2);
         else
-            PrintText(field, static_cast<char const *>(*text), text->length());
+            PrintText(field, text.data(), text.size());
     }
 
     // Prints a text up to its first zero, and at most as many characters as the precision allows.
@@ -461,7 +590,13 @@ private:
         std::size_t const most = field.Precision(SIZE_MAX);
         if constexpr (sizeof(From) == sizeof(Char)) {
             std::size_t const end = std::min(length, most);
-            auto const count = static_cast<std::size_t>(std::find(text, text + end, From{0}) - text);
+            std::size_t count = end;
+            if constexpr (sizeof(From) == 1) {
+                if (char const *const zero = byte_search::FindByte(text, text + end, '\0'))
+                    count = static_cast<std::size_t>(zero - text);
+            } else {
+                count = static_cast<std::size_t>(std::find(text, text + end, From{0}) - text);
+            }
             return PadText(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
         }
 
@@ -521,6 +656,7 @@ private:
 
     TMessageArguments const &fArguments;
     TOutput<Char> fOut;
+    bool fHasZero = false;
     std::int64_t fSize; // the size that ValidateArgs() and ValidateArgsW() return
 };
 
@@ -532,6 +668,12 @@ TString Print(TString const &format, TMessageArguments const &arguments) {
 }
 
 } // namespace
+
+char *PrintInPlace(std::string_view format, TMessageArguments const &arguments, char *begin, char *end) {
+    TPrinter<char> printer(begin, end, arguments);
+    WalkFormat(TFormatText<char>(format), arguments, printer);
+    return printer.IsFull() || printer.HasZero() ? nullptr : printer.At();
+}
 
 TString PrintMessage(TString const &format, TMessageArguments const &arguments) {
     return format.IsUnicode() ? Print<TWide>(format, arguments) : Print<char>(format, arguments);

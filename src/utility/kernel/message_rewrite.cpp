@@ -38,6 +38,7 @@ public:
 
     void Literal(Char const *from, Char const *to) { fFormat.append(from, to); }
     void Percent() { fFormat.append(2, '%'); }
+    static constexpr bool convertsPlain = false;
     static constexpr bool IsFull() noexcept { return false; }
 
     void Convert(TDirective<Char> const &directive) {
@@ -126,10 +127,7 @@ private:
         }
     }
 
-    void TakeText(TagVar const *value) {
-        TString const *const text = value ? TagVarAccess::Text(*value) : nullptr;
-        fBlock.Append(text ? static_cast<char const *>(*text) : nullptr);
-    }
+    void TakeText(TagVar const *value) { fBlock.Append(value ? TagVarAccess::Text(*value).data() : nullptr); }
 
     TMessageArguments const &fArguments;
     std::basic_string<Char> fFormat;

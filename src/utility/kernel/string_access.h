@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 struct TStringAccess {
     // Returns a string of `length` bytes, which are not initialised. Only the zero bytes that end the text are written.
@@ -35,6 +36,20 @@ struct TStringAccess {
 
     // Returns a string that shares a buffer. The reference count of the buffer grows by 1.
     static TString Shared(TStringBuffer &buffer) noexcept { return TString(&buffer); }
+
+    // Does the same if `buffer` is not null. Otherwise returns a null string.
+    static TString Shared(TStringBuffer *buffer) noexcept { return TString(buffer); }
+
+    // Takes the buffer out of a string. The caller holds the buffer instead of the string, and gives it to Adopt()
+    // later. The buffer of a null string is null.
+    static TStringBuffer *Buffer(TString &&text) noexcept { return std::exchange(text.fBuffer, nullptr); }
+
+    // Returns the string that holds a buffer instead of the caller.
+    static TString Adopt(TStringBuffer *buffer) noexcept {
+        TString text;
+        text.fBuffer = buffer;
+        return text;
+    }
 
     // Shortens a string to `length` bytes in place. REQUIRES: the string does not share its buffer, and has at least
     // `length` bytes.

@@ -8,9 +8,13 @@
 
 #include <bit>
 #include <cstdint>
+#include <string_view>
 
 struct TagVarAccess {
-    static TagVar::Type Kind(TagVar const &value) noexcept { return value.fType; }
+    // The kind that programs see. The kinds of arguments that only the library knows count as texts.
+    static TagVar::Type Kind(TagVar const &value) noexcept {
+        return value.IsInner() ? static_cast<TagVar::Type>(value.fType & ~TagVar::innerKinds) : value.fType;
+    }
     static std::uint32_t Word(TagVar const &value) noexcept { return value.Word(); }
     // Returns the number of an integer kind in 64 bits. A signed number of 32 bits is extended by its sign.
     static std::uint64_t Long(TagVar const &value) noexcept {
@@ -20,7 +24,24 @@ struct TagVarAccess {
     }
     static double Real(TagVar const &value) noexcept { return std::bit_cast<double>(value.fCell); }
     static void const *Pointer(TagVar const &value) noexcept { return value.Object<void const>(); }
-    static TString const *Text(TagVar const &value) noexcept { return value.Object<TString const>(); }
+    // Returns the bytes of a text. The data are null if the value owns no text, or a null text.
+    static std::string_view Text(TagVar const &value) noexcept {
+        std::uint32_t const kind = value.fType;
+        if (kind == TagVar::kept || kind == TagVar::keptWide) {
+            auto *const buffer = value.Object<TStringBuffer>();
+            return buffer ? std::string_view(buffer->Data(), buffer->length) : std::string_view();
+        }
+        if (kind == TagVar::lentChars) {
+            auto const *const chars = value.Object<char const>();
+            return chars ? std::string_view(chars) : std::string_view();
+        }
+        auto const *const text = value.Object<TString const>();
+        return text && !text->IsNull() ? text->view() : std::string_view();
+    }
+    static void Own(TagVar &value) {
+        if (value.IsInner())
+            value.Own();
+    }
 };
 
 #endif
