@@ -34,8 +34,10 @@
 #include <type_traits>
 #include <utility>
 
+class TagVar;
 class TMutexSemaphore;
 class TTextMessage;
+class TTraceLine;
 class TTraceSet;
 class TTraceSetKnown;
 class TTraceSetKnownCursor;
@@ -198,7 +200,22 @@ public:
 
     private:
         friend class TTrace;
+        friend class TTracePoint;
+        friend class TTraceSharedFile;
+        friend class TTraceSharedFileBase;
+        friend class TTraceStream;
+        friend class TTraceStreamBase;
         class Walk;
+
+        // The library's destinations also take an entry of a trace point as a line, without a message. Other
+        // destinations, and subclasses of those of the library, have no such function. It is called under the trace
+        // lock.
+        using TLineWriter = void (*)(Base &, unsigned long level, TTraceLine &) noexcept;
+        void TakeLines(TLineWriter writer); // from now on
+        static bool WriteLine(unsigned long level, Category const &category, char const *file, unsigned long line,
+                              char const *format, TagVar const *values, std::uint32_t count) noexcept;
+        static void FindSoleDestination() noexcept;
+        int TakesCategory(Category const &category) const;
 
         static bool IsHeard(unsigned long level, unsigned long component, Category const &category);
         static int Int(TTraceWord const &word) noexcept { return static_cast<int>(static_cast<std::uint32_t>(word)); }
@@ -213,6 +230,7 @@ public:
         std::atomic<TTraceSet *> fCategories{nullptr};
         std::atomic<std::uint32_t> fCountSaveState{0};
         TTraceWord fPrefixParts{0};
+        std::atomic<TLineWriter> fWriteLine{nullptr};
     };
 
     using Pointer = TReference<Base>;

@@ -154,7 +154,7 @@ public:
     template <typename... Arguments>
     static void Write(std::uint32_t level, TTrace::Category const &category, TTraceTextOf<Arguments...> text,
                       Arguments const &...arguments) noexcept {
-        if (__builtin_expect(TTrace::IsGlobalTracing(level, category.QueryComponent()), 0))
+        if (__builtin_expect(IsWanted(level, category), 0))
             Sort(level, category, text.QueryPlace().file, text.QueryPlace().line, text.QueryFormat(), arguments...);
     }
 
@@ -164,13 +164,19 @@ public:
     template <typename... Arguments>
     static void Format(std::uint32_t level, TTrace::Category const &category,
                        TTraceFormatOf<Arguments const &...> format, Arguments const &...arguments) noexcept {
-        if (__builtin_expect(TTrace::IsGlobalTracing(level, category.QueryComponent()), 0))
+        if (__builtin_expect(IsWanted(level, category), 0))
             CollectFormatted(level, category, format.QueryPlace(), format.QueryFormat(), arguments...);
     }
 #endif
 
 private:
-    // While a THold exists, its thread is not cancelled. Otherwise Collect() would catch and drop the exception that
+    // Tests the levels first. Usually this test fails, and then the component of the category is not read.
+    static bool IsWanted(std::uint32_t level, TTrace::Category const &category) noexcept {
+        return __builtin_expect((TTrace::Base::fsRuntimeLevel & level) != 0, 0) &&
+               (TTrace::Base::fsRuntimeComponent & category.QueryComponent()) != 0;
+    }
+
+    // While a THold exists, its thread is not cancelled. Otherwise Take() would catch and drop the exception that
     // unwinds a cancelled thread.
     class TUZUTIL_API THold {
     public:
@@ -199,12 +205,13 @@ private:
     template <typename... Arguments>
     static void Collect(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
                         Arguments const &...arguments) noexcept {
-        THold const hold;
-        try {
+        if constexpr ((IsSafe<Arguments>() && ...)) {
             TagVar values[] = {Take(arguments)..., TagVar(TagVar::endOfArgs)};
-            WriteOut(level, category, place, format, values, sizeof...(arguments));
-        } catch (...) {
-            // If an entry cannot be built, it is lost, and the traced work continues.
+            WriteValues(level, category, place, format, values, sizeof...(arguments));
+        } else {
+            THold const hold;
+            TagVar values[] = {Take(arguments)..., TagVar(TagVar::endOfArgs)};
+            WriteValues(level, category, place, format, values, sizeof...(arguments));
         }
     }
 
@@ -224,10 +231,25 @@ private:
     }
 #endif
 
+    // IsLent() returns whether an argument of a type is a text that stays where it is, because the value of the
+    // argument is not needed after the call. IsSafe() returns whether making the value of the argument throws nothing,
+    // and runs no code outside this library.
+    template <typename T>
+    static constexpr bool IsLent() {
+        using Decayed = std::decay_t<T const &>;
+        return std::is_same_v<Decayed, char const *> || std::is_same_v<Decayed, char *> || std::is_same_v<T, TString>;
+    }
+    template <typename T>
+    static constexpr bool IsSafe() {
+        return IsLent<T>() || (std::is_arithmetic_v<T> && std::is_nothrow_constructible_v<TagVar, T const &>);
+    }
+
     // Makes the value of an argument. If that throws, the entry shows "?" in the place of this value.
     template <typename T>
     static TagVar Take(T const &argument) noexcept {
-        if constexpr (std::is_nothrow_constructible_v<TagVar, T const &>) {
+        if constexpr (IsLent<T>()) {
+            return TagVar::Lend(argument);
+        } else if constexpr (std::is_nothrow_constructible_v<TagVar, T const &>) {
             return TagVar(argument);
         } else {
             try {
@@ -240,6 +262,9 @@ private:
 
     static void WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
                          TagVar *values, unsigned long count); // takes the values over
+    // Does the same. Values may be lent. If an entry cannot be built, it is lost, and the traced work continues.
+    static void WriteValues(std::uint32_t level, TTrace::Category const &category, TTracePlace place,
+                            char const *format, TagVar *values, unsigned long count) noexcept;
 };
 
 class TUZUTIL_API TTraceExit {

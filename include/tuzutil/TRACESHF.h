@@ -67,6 +67,7 @@ protected:
 
 private:
     enum TNative { native };
+    static void WriteLine(Base &destination, unsigned long level, TTraceLine &line) noexcept;
     TTraceSharedFileBase(Joining, TNative, std::filesystem::path::value_type const *name);
 
     TString fFileName; // null for a path of the standard library
@@ -83,11 +84,14 @@ public:
     // Takes a path of the standard library, of any characters.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TTraceSharedFile(Path const &path) {
-        QueryPointer() = TTrace::Pointer(new TTraceSharedFileBase(path));
+        Own(new TTraceSharedFileBase(path));
     }
     TTraceSharedFile(TTraceSharedFile const &) = default;
     TTraceSharedFile &operator=(TTraceSharedFile const &) = default;
     ~TTraceSharedFile() override;
+
+private:
+    void Own(TTraceSharedFileBase *destination);
 };
 
 #endif

@@ -38,6 +38,7 @@
 #include <type_traits>
 
 class TMutexSemaphore;
+class TTraceFileStream;
 
 // A destination that writes to a stream or a file. If the file or its directory cannot be made, nothing is written. If
 // the stream fails, the record is lost. Before the next record, the state of the stream is cleared. In a file, the next
@@ -97,9 +98,11 @@ private:
     TTraceStreamBase(Joining, std::unique_ptr<std::ostream> owned, std::ostream *borrowed);
 
     void Replace(std::ostream *stream, int owned);
+    static void WriteLine(Base &destination, unsigned long level, TTraceLine &line) noexcept;
 
     std::unique_ptr<std::ostream> fOwned;         // the stream if it is owned, otherwise null
     std::atomic<std::ostream *> fStream{nullptr}; // changed under fsFileMutex
+    TTraceFileStream *fFile; // the stream if it is that of a file which this class has opened; used under fsFileMutex
 };
 
 class TUZUTIL_API TTraceStream : public TTrace {

@@ -6,6 +6,7 @@
 // that unwinding. Takes no locks.
 
 #include "platform/platform.h"
+#include "platform/single_thread.h"
 
 namespace platform {
 
@@ -20,8 +21,28 @@ private:
     int fHeld;
 };
 
+// Keeps other threads from cancelling this thread while the object exists. If the process has only one thread, the
+// constructor and the destructor call nothing. REQUIRES: the code in the scope neither reaches a cancellation point nor
+// starts a thread, because a thread may have cancelled itself before.
+class TNoCancelByOthers {
+public:
+    TNoCancelByOthers() noexcept : fHeld(*singleThreadByte ? fsNotHeld : HoldCancellation()) {}
+    TNoCancelByOthers(TNoCancelByOthers const &) = delete;
+    TNoCancelByOthers &operator=(TNoCancelByOthers const &) = delete;
+    ~TNoCancelByOthers() {
+        if (fHeld != fsNotHeld)
+            ReleaseCancellation(fHeld);
+    }
+
+private:
+    static constexpr int fsNotHeld = -1; // HoldCancellation() never returns this number
+
+    int fHeld;
+};
+
 } // namespace platform
 
-using platform::TNoCancel; // the layers above use the short name
+using platform::TNoCancel; // the layers above use the short names
+using platform::TNoCancelByOthers;
 
 #endif

@@ -13,7 +13,7 @@
 #include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/lock.h"
 #include "utility/kernel/reporter.h"
-#include "utility/kernel/trace_record.h"
+#include "utility/kernel/trace_line.h"
 #include "utility/kernel/word32.h"
 
 #include <functional>
@@ -85,6 +85,27 @@ private:
 };
 
 thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
+
+namespace {
+
+// Is set while the chain has exactly one destination, and this destination takes lines and entries of every category.
+// Then the levels and components of this destination are the global ones, which the trace point has tested.
+constinit TTraceWord fsHasSoleDestination{0};
+
+} // namespace
+
+// REQUIRES: the thread holds the trace lock.
+void TTrace::Base::FindSoleDestination() noexcept {
+    Base const *const first = fsAnchor;
+    fsHasSoleDestination = first && !first->fNext && first->fWriteLine.load(std::memory_order_relaxed) &&
+                           first->fDefaultTracing && first->fCategories.load()->GetNumberElements() == 0;
+}
+
+void TTrace::Base::TakeLines(TLineWriter writer) {
+    TLock const lock(Base::fsMutex);
+    fWriteLine.store(writer, std::memory_order_relaxed);
+    FindSoleDestination();
+}
 
 // Destinations
 
@@ -166,7 +187,11 @@ void TTrace::Base::SetComponent(unsigned long component) {
 }
 
 void TTrace::Base::SetDefaultTracing(int on) {
-    fDefaultTracing = static_cast<std::uint32_t>(on);
+    {
+        TLock const lock(Base::fsMutex);
+        fDefaultTracing = static_cast<std::uint32_t>(on);
+        FindSoleDestination();
+    }
     Change();
 }
 
@@ -209,6 +234,7 @@ void TTrace::Base::AddCategory(Category const &category, int on) {
             entry->SetOn(on);
         else
             categories.Add(std::make_unique<TElementCategory>(category, on));
+        FindSoleDestination();
     }
     Change();
 }
@@ -221,13 +247,20 @@ void TTrace::Base::RemoveCategory(Category const &category) {
         if (!entry)
             return;
         categories.Remove(entry.get());
+        FindSoleDestination();
     }
     Change();
 }
 
 int TTrace::Base::QueryCategory(Category const &category) const {
     TLock const lock(Base::fsMutex);
-    TElementCategory const *const entry = fCategories.load()->FindKey(category);
+    return TakesCategory(category);
+}
+
+// REQUIRES: the thread holds the trace lock.
+int TTrace::Base::TakesCategory(Category const &category) const {
+    TTraceSet const &categories = *fCategories;
+    TElementCategory const *const entry = categories.GetNumberElements() != 0 ? categories.FindKey(category) : nullptr;
     return entry ? entry->IsOn() : QueryDefaultTracing();
 }
 
@@ -268,6 +301,43 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     }
 }
 
+// Writes an entry of a trace point without a message. Returns false, and writes nothing, if a message is needed. That
+// is the case if a destination that takes the entry does not take lines, or if TTraceLine::Print() fails.
+bool TTrace::Base::WriteLine(unsigned long level, Category const &category, char const *file, unsigned long line,
+                             char const *format, TagVar const *values, std::uint32_t count) noexcept {
+    TDepth const depth;
+    if (depth.IsTooDeep())
+        return true;
+    TNoCancelByOthers const noCancel;
+    unsigned long const component = category.QueryComponent();
+    auto const takes = [&](Base const &destination) {
+        return destination.IsTracing(level, component) && destination.TakesCategory(category);
+    };
+    if (!fsHasSoleDestination) {
+        TLock const lock(Base::fsMutex);
+        bool isHeard = false;
+        for (Walk walk; Base const *const destination = walk.Next();) {
+            if (!takes(*destination))
+                continue;
+            if (!destination->fWriteLine.load(std::memory_order_relaxed))
+                return false;
+            isHeard = true;
+        }
+        if (!isHeard)
+            return true;
+    }
+    TTraceLine entry(category, file, line);
+    if (!entry.Print(format, values, count))
+        return false;
+    TLock const lock(Base::fsMutex);
+    for (Walk walk; Base *const destination = walk.Next();) {
+        TLineWriter const write = destination->fWriteLine.load(std::memory_order_relaxed);
+        if (write && takes(*destination))
+            write(*destination, level, entry);
+    }
+    return true;
+}
+
 void TTrace::Base::SetGlobalTracing() {
     TLock const lock(Base::fsMutex);
     std::uint32_t level = 0;
@@ -276,6 +346,7 @@ void TTrace::Base::SetGlobalTracing() {
         level |= destination->fLevel;
         component |= destination->fComponent;
     }
+    FindSoleDestination();
     SetGlobalLevel(level);
     SetGlobalComponent(component);
 }

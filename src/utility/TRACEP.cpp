@@ -5,6 +5,8 @@
 
 #include "utility/kernel/drop_exceptions.h"
 
+#include <algorithm>
+
 TTracePoint::THold::THold() noexcept : fHeld(platform::HoldCancellation()) {}
 
 TTracePoint::THold::~THold() {
@@ -17,6 +19,22 @@ void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category
     message.MoveArguments(values, count);
     message.SetDebugging(place.file, place.line);
     TTrace::Base::WriteEntry(level, category, message);
+}
+
+void TTracePoint::WriteValues(std::uint32_t level, TTrace::Category const &category, TTracePlace place,
+                              char const *format, TagVar *values, unsigned long count) noexcept {
+    auto const ends = [](TagVar const &value) { return value.IsNil() || value.IsEndOfArgs(); };
+    TagVar *const end = std::find_if(values, values + count, ends);
+    if (TTrace::Base::WriteLine(level, category, place.file, place.line, format, values,
+                                static_cast<std::uint32_t>(end - values)))
+        return;
+    DropExceptions([&] {
+        for (TagVar *value = values; value != end; ++value) {
+            if (value->IsInner() && !DropExceptions([&] { *value = TagVar::Keep(*value); }))
+                *value = TagVar(TagVar::unshown);
+        }
+        WriteOut(level, category, place, format, values, static_cast<unsigned long>(end - values));
+    });
 }
 
 // Destroys the chain of earlier messages in a loop, because nested destructors would need stack for the whole chain.

@@ -6,7 +6,7 @@
 
 #include "utility/destinations/trace_file_stream.h"
 #include "utility/kernel/lock.h"
-#include "utility/kernel/trace_record.h"
+#include "utility/kernel/trace_line.h"
 
 namespace {
 
@@ -61,8 +61,21 @@ void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &ca
     fStream->flush();
 }
 
+void TTraceSharedFileBase::WriteLine(Base &destination, unsigned long level, TTraceLine &line) noexcept {
+    auto &self = static_cast<TTraceSharedFileBase &>(destination);
+    std::string_view const record = line.Record(TTracePrefix::process, level, self.QueryPrefixParts());
+    TLock const entry(*self.fFileMutex);
+    static_cast<TTraceFileStream &>(*self.fStream).Append(record);
+}
+
 TTraceSharedFile::TTraceSharedFile(char const *fileName) {
-    QueryPointer() = TTrace::Pointer(new TTraceSharedFileBase(fileName));
+    Own(new TTraceSharedFileBase(fileName));
+}
+
+// REQUIRES: `destination` is of the class TTraceSharedFileBase itself, because a subclass may have its own Write().
+void TTraceSharedFile::Own(TTraceSharedFileBase *destination) {
+    QueryPointer() = TTrace::Pointer(destination);
+    destination->TakeLines(&TTraceSharedFileBase::WriteLine);
 }
 
 TTraceSharedFile::~TTraceSharedFile() = default;

@@ -7,13 +7,15 @@
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
 #include "utility/destinations/trace_file_stream.h"
+#include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/lock.h"
-#include "utility/kernel/trace_record.h"
+#include "utility/kernel/trace_line.h"
 
 #include <atomic>
 #include <filesystem>
 #include <memory>
 #include <ostream>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -42,6 +44,12 @@ std::unique_ptr<std::ostream> OpenNative(std::filesystem::path const &name) {
 
 TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
     return destination.QueryDisplayPrefix() ? TTracePrefix::thread : TTracePrefix::letter;
+}
+
+void Put(std::ostream &stream, std::string_view record) {
+    stream.clear(); // even if an earlier record has failed, this one is written
+    stream.write(record.data(), static_cast<std::streamsize>(record.size()));
+    stream.flush();
 }
 
 } // namespace
@@ -77,7 +85,8 @@ TTraceStreamBase::TTraceStreamBase(Joining joining, TNative, std::filesystem::pa
     : TTraceStreamBase(joining, OpenNative(name), nullptr) {}
 
 TTraceStreamBase::TTraceStreamBase(Joining joining, std::unique_ptr<std::ostream> owned, std::ostream *borrowed)
-    : Base(joining), fOwned(std::move(owned)), fStream(fOwned ? fOwned.get() : borrowed) {}
+    : Base(joining), fOwned(std::move(owned)), fStream(fOwned ? fOwned.get() : borrowed),
+      fFile(dynamic_cast<TTraceFileStream *>(fOwned.get())) {}
 
 TTraceStreamBase::~TTraceStreamBase() {
     Unlink(); // waits for the trace lock, under which other threads write, and releases it again
@@ -109,6 +118,7 @@ void TTraceStreamBase::Replace(std::ostream *stream, int owned) {
     if (former.get() == stream)
         static_cast<void>(former.release()); // the same stream is set again, so it is not destroyed
     fStream = stream;
+    fFile = nullptr;
 }
 
 void TTraceStreamBase::SetStream(std::ostream &stream) {
@@ -127,13 +137,26 @@ void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &catego
     std::ostream *const stream = fStream; // another thread may have replaced the stream meanwhile
     if (!stream)
         return;
-    stream->clear(); // even if an earlier record has failed, this one is written
-    stream->write(record.Text(), static_cast<std::streamsize>(record.Length()));
-    stream->flush();
+    Put(*stream, {record.Text(), record.Length()});
 }
 
+void TTraceStreamBase::WriteLine(Base &destination, unsigned long level, TTraceLine &line) noexcept {
+    auto &self = static_cast<TTraceStreamBase &>(destination);
+    if (!self.fStream)
+        return;
+    std::string_view const record = line.Record(FormOf(self), level, self.QueryPrefixParts());
+    TLock const lock(fsFileMutex);
+    if (self.fFile) {
+        self.fFile->Append(record);
+    } else if (std::ostream *const stream = self.fStream) {
+        DropExceptions([&] { Put(*stream, record); });
+    }
+}
+
+// REQUIRES: `destination` is of the class TTraceStreamBase itself, because a subclass may have its own Write().
 TTraceStream::TTraceStream(TTraceStreamBase *destination) {
     QueryPointer() = TTrace::Pointer(destination);
+    destination->TakeLines(&TTraceStreamBase::WriteLine);
 }
 
 TTraceStream::TTraceStream() : TTraceStream(new TTraceStreamBase) {}

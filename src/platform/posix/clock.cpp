@@ -27,8 +27,9 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
 
 platform::TLocalTime platform::LocalTime() noexcept {
     // Converting is expensive, so the record is kept until the next second begins.
-    static thread_local std::time_t knownTime = -1;
-    static thread_local TLocalTime known;
+    // All threads have these objects from the start, so they are found without a call.
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local std::time_t knownTime = -1;
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local TLocalTime known{};
     timespec now;
     ::clock_gettime(CLOCK_REALTIME, &now);
     if (now.tv_sec != knownTime) {

@@ -18,7 +18,9 @@ bool platform::FollowForks(void (*before)() noexcept, void (*inParent)() noexcep
     if (error == 0)
         error = ::pthread_atfork(before, inParent, inChild);
     if (error == 0)
-        error = ::pthread_atfork(nullptr, nullptr, ForgetThreadIdInChild);
+        error = ::pthread_atfork(nullptr, nullptr, ForgetIdsInChild);
+    if (error == 0)
+        KeepProcessId();
     errno = error;
     return error == 0;
 }

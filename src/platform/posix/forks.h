@@ -11,7 +11,8 @@ void HoldMutexes() noexcept;
 void ReleaseMutexes() noexcept;
 void SettleMutexesInChild() noexcept; // resets the locks of other threads, then calls ReleaseMutexes()
 
-void ForgetThreadIdInChild() noexcept;
+void KeepProcessId() noexcept; // from now on, every child calls ForgetIdsInChild()
+void ForgetIdsInChild() noexcept;
 
 void HoldSharedMemory() noexcept;
 void ReleaseSharedMemory() noexcept;

@@ -6,16 +6,27 @@
 #include "platform/no_cancel.h"
 #include "platform/posix/forks.h"
 
+#include <atomic>
 #include <stdlib.h>
 #include <syslog.h>
 #include <unistd.h>
 
-// The id of this thread, or 0 before the first call of ThreadId(). The id is kept, because most trace records contain
-// it, and a call of the system takes long.
-constinit static thread_local std::uint32_t fsThreadId = 0;
+// The ids are kept, because most trace records contain them, and a call of the system takes long. A forked child
+// forgets them. This is the id of this thread, or 0 before the first call of ThreadId().
+[[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint32_t fsThreadId = 0;
 
-void platform::ForgetThreadIdInChild() noexcept {
+// The id of this process, or 0 if it is not known yet. It is known only after KeepProcessId() was called, because a
+// child would otherwise not forget it.
+static constinit std::atomic<std::uint32_t> fsProcessId{0};
+static constinit std::atomic<bool> fsKeepsProcessId{false};
+
+void platform::KeepProcessId() noexcept {
+    fsKeepsProcessId.store(true, std::memory_order_relaxed);
+}
+
+void platform::ForgetIdsInChild() noexcept {
     fsThreadId = 0;
+    fsProcessId.store(0, std::memory_order_relaxed);
 }
 
 std::uint32_t platform::ThreadId() noexcept {
@@ -24,9 +35,14 @@ std::uint32_t platform::ThreadId() noexcept {
     return fsThreadId;
 }
 
-// The system is asked each time, because a forked child has another id.
 std::uint32_t platform::ProcessId() noexcept {
-    return static_cast<std::uint32_t>(::getpid());
+    std::uint32_t id = fsProcessId.load(std::memory_order_relaxed);
+    if (id == 0) {
+        id = static_cast<std::uint32_t>(::getpid());
+        if (fsKeepsProcessId.load(std::memory_order_relaxed))
+            fsProcessId.store(id, std::memory_order_relaxed);
+    }
+    return id;
 }
 
 bool platform::FindVariable(char const *name, std::string &value) {

@@ -15,7 +15,9 @@
 #include <stdio.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
+#include <unistd.h>
 #include <utility>
 
 using platform::KeepTrying;
@@ -74,6 +76,7 @@ struct platform::TraceFile {
             LookAtOthers();
         if (!fLineIsOpen)
             return Append(text, count);
+        TNoCancel const noCancel;
         // The missing line end and the record are written together.
         char lineEnd = '\n';
         iovec pieces[] = {{&lineEnd, 1}, {const_cast<char *>(text), count}};
@@ -88,7 +91,16 @@ struct platform::TraceFile {
 
 private:
     bool Append(char const *text, std::size_t count) noexcept {
-        std::size_t const done = platform::WriteAll(fFile.Get(), text, count);
+        std::size_t done = 0;
+        while (done < count) {
+            // Unlike write(), syscall() is not a cancellation point, so the thread need not be kept from being
+            // cancelled. Doing so would take longer than all the rest of this function besides the call itself.
+            long const result =
+                KeepTrying([&] { return ::syscall(SYS_write, fFile.Get(), text + done, count - done); });
+            if (result <= 0)
+                break;
+            done += static_cast<std::size_t>(result);
+        }
         if (done != 0)
             fLineIsOpen = text[done - 1] != '\n';
         fEnd += static_cast<off_t>(done);
@@ -101,6 +113,7 @@ private:
         off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
         if (end == fEnd)
             return;
+        TNoCancel const noCancel;
         char last = '\n';
         if (end > 0 && ::pread(fFile.Get(), &last, 1, end - 1) == 1)
             fLineIsOpen = last != '\n';
@@ -165,7 +178,6 @@ platform::TraceFile *platform::OpenNativeTraceFile(char const *name, TTraceFileU
 }
 
 bool platform::WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept {
-    TNoCancel const noCancel;
     return file && file->Write(text, count);
 }
 

@@ -18,6 +18,10 @@ TTraceFileBuf::~TTraceFileBuf() {
     platform::CloseTraceFile(fFile);
 }
 
+void TTraceFileBuf::Append(std::string_view text) noexcept {
+    platform::WriteTraceFile(fFile, text.data(), text.size());
+}
+
 std::streamsize TTraceFileBuf::xsputn(char const *text, std::streamsize count) {
     return platform::WriteTraceFile(fFile, text, static_cast<std::size_t>(count)) ? count : 0;
 }

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <ostream>
 #include <streambuf>
+#include <string_view>
 
 class TTraceFileBuf : public std::streambuf {
 public:
@@ -20,6 +21,8 @@ public:
     ~TTraceFileBuf() override;
 
     bool IsOpen() const noexcept { return fFile != nullptr; }
+    // Does the same as write(), without the state of the stream. Bytes that the system refuses are lost.
+    void Append(std::string_view text) noexcept;
     std::uint32_t OpenError() const noexcept { return fError; } // the system's error code; 0 if the file is open
 
 protected:
@@ -36,6 +39,7 @@ private:
 // The buffer is the first base, so it is built before the stream that needs it.
 class TTraceFileStream : private TTraceFileBuf, public std::ostream {
 public:
+    using TTraceFileBuf::Append;
     using TTraceFileBuf::OpenError;
     using TTraceFileBuf::Use;
 

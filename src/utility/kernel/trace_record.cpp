@@ -6,6 +6,7 @@
 #include "platform/platform.h"
 #include "tuzutil/TRACE.h"
 #include "utility/kernel/trace_levels.h"
+#include "utility/kernel/two_digits.h"
 
 #include <algorithm>
 #include <charconv>
@@ -15,15 +16,22 @@
 namespace {
 
 char *PutTwoDigits(char *at, unsigned int number) noexcept {
-    *at++ = static_cast<char>('0' + number / 10 % 10);
-    *at++ = static_cast<char>('0' + number % 10);
-    return at;
+    number = number < 100 ? number : number % 100;
+    std::memcpy(at, &two_digits::texts[number * 2], 2);
+    return at + 2;
 }
 
 char *PutHexadecimal(char *at, std::uint32_t number) noexcept {
-    for (int shift = 28; shift >= 0; shift -= 4)
-        *at++ = "0123456789ABCDEF"[number >> shift & 0xF];
-    return at;
+    // The four bits of each digit are moved to a byte of their own. The sum of a byte and 6 has bit 4 set if the digit
+    // is a letter.
+    std::uint64_t bits = number;
+    bits = (bits & 0xFFFF) << 32 | bits >> 16;
+    bits = (bits & 0xFF000000FF) << 16 | (bits & 0xFF000000FF00) >> 8;
+    bits = (bits & 0xF000F000F000F) << 8 | (bits & 0xF000F000F000F0) >> 4;
+    std::uint64_t const letters = (bits + 0x0606060606060606) >> 4 & 0x0101010101010101;
+    std::uint64_t const digits = bits + 0x3030303030303030 + letters * ('A' - '0' - 10);
+    std::memcpy(at, &digits, sizeof digits);
+    return at + sizeof digits;
 }
 
 // Writes an offset from UTC in the form "+02:00".
@@ -54,14 +62,6 @@ char *PutTime(char *at, unsigned long parts) noexcept {
     *at++ = '.';
     at = PutTwoDigits(at, now.millisecond / 10);
     return parts & TTrace::Base::zonePart ? PutZone(at, platform::LocalZone()) : at;
-}
-
-// Returns the part of a file name after the last slash or backslash. If `file` is null, returns "????.???".
-std::string_view LastPart(char const *file) noexcept {
-    if (!file)
-        return "????.???";
-    std::string_view const path(file);
-    return path.substr(path.find_last_of("\\/") + 1);
 }
 
 // Returns the text of the message. 16-bit text is converted to the encoding of the process.
@@ -102,7 +102,7 @@ TTracePrefix::TTracePrefix(Form form, unsigned long level, unsigned long parts) 
 }
 
 TTraceRecord::TTraceRecord(TTracePrefix const &prefix, TTrace::Category const *category, TTextMessage const &message) {
-    std::string_view const file = LastPart(message.QueryFile());
+    std::string_view const file = SourceName(message.QueryFile());
     char digits[16];
     char *const lineEnd = std::to_chars(digits, digits + sizeof digits, message.QueryLine()).ptr;
     std::string_view const line(digits, static_cast<std::size_t>(lineEnd - digits));

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 // The beginning of a record, in one of three forms.
 class TTracePrefix {
@@ -53,5 +54,16 @@ private:
     char *fText = fShort;
     std::size_t fLength = 0;
 };
+
+// Returns the part of a file name after the last slash or backslash. If `file` is null, returns "????.???".
+inline std::string_view SourceName(char const *file) noexcept {
+    if (!file)
+        return "????.???";
+    std::string_view const path(file);
+    char const *begin = file + path.size();
+    while (begin != file && begin[-1] != '/' && begin[-1] != '\\')
+        --begin;
+    return {begin, static_cast<std::size_t>(file + path.size() - begin)};
+}
 
 #endif

@@ -1,0 +1,39 @@
+#ifndef TUZUTIL_TRACE_LINE
+#define TUZUTIL_TRACE_LINE
+
+// TTraceLine: a record of a trace point, made without a message and without an allocation.
+
+#include "utility/kernel/trace_record.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// A record whose text is made first, before the destinations that write it are known. Each destination then puts its
+// prefix in front of the text. The record is not on the heap, so it is made only if it is short enough.
+class TTraceLine {
+public:
+    TTraceLine(TTrace::Category const &category, char const *file, unsigned long line) noexcept
+        : fCategory(category), fFile(file), fLine(line) {}
+    TTraceLine(TTraceLine const &) = delete;
+    TTraceLine &operator=(TTraceLine const &) = delete;
+
+    // Makes the text of the record. Returns false if the record is too long, or if the format has a fault.
+    bool Print(char const *format, TagVar const *values, std::uint32_t count) noexcept;
+    // Returns the whole record of a destination. A zero follows the record, which is valid until the next call.
+    // REQUIRES: Print() has returned true.
+    std::string_view Record(TTracePrefix::Form form, unsigned long level, unsigned long parts) noexcept;
+
+private:
+    static constexpr std::size_t fsHead = 256; // room for everything before the text
+    static constexpr std::size_t fsText = 768; // room for the text, the line feed and the zero
+
+    TTrace::Category const &fCategory;
+    char const *fFile;
+    unsigned long fLine;
+    char *fPlace = nullptr; // the place of " [FILE:line] "
+    char *fEnd = nullptr;
+    char fRoom[fsHead + fsText];
+};
+
+#endif
