@@ -1,13 +1,16 @@
-// Formatting a message with numbered arguments, beside snprintf. A message formats once, so that each round formats a
-// copy; what the copy alone costs stands beside it.
+// Formatting a message with numbered arguments, beside snprintf and fmt. A message formats once, so that each round
+// formats a copy; what the copy alone costs stands beside it.
 
+#include "allocations.h"
 #include "tuzutil/TXTMSG.h"
 
 #include <benchmark/benchmark.h>
+#include <fmt/format.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -15,6 +18,7 @@ char const fsExpected[] = "message inbox has 1234 items, 0000BEEF";
 
 void Message(benchmark::State &state) {
     TTextMessage const message("message %2$s has %1$d items, %3$08X", 1234, "inbox", 0xBEEFu);
+    allocations::TCounter const counter(state);
     for (auto step : state) {
         TTextMessage const copy(message);
         benchmark::DoNotOptimize(static_cast<char const *>(copy.QueryMessage()));
@@ -41,6 +45,7 @@ void Literal(benchmark::State &state) {
 
 void MadeAndFormatted(benchmark::State &state) {
     TString const name("inbox");
+    allocations::TCounter const counter(state);
     for (auto step : state) {
         TTextMessage const message("message %2$s has %1$d items, %3$08X", 1234, name, 0xBEEFu);
         benchmark::DoNotOptimize(static_cast<char const *>(message.QueryMessage()));
@@ -70,6 +75,15 @@ void SnprintfInOrder(benchmark::State &state) {
     });
 }
 
+// With a format that is known only at run time, as that of a message is.
+void Fmt(benchmark::State &state) {
+    std::string const name("inbox");
+    for (auto step : state) {
+        std::string const text = fmt::format(fmt::runtime("message {1} has {0} items, {2:08X}"), 1234, name, 0xBEEFu);
+        benchmark::DoNotOptimize(text.c_str());
+    }
+}
+
 } // namespace
 
 BENCHMARK(Message);
@@ -78,3 +92,4 @@ BENCHMARK(Literal);
 BENCHMARK(MadeAndFormatted);
 BENCHMARK(SnprintfNumbered);
 BENCHMARK(SnprintfInOrder);
+BENCHMARK(Fmt);

@@ -1,5 +1,7 @@
-// Trace points, and records that reach the system one by one, beside spdlog and beside nothing but the write.
+// Trace points, and records that reach the system one by one, beside spdlog and beside nothing but the write. The
+// counter "allocations" is the number of allocations for each record.
 
+#include "allocations.h"
 #include "support/TempFolder.h"
 #include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESHF.h"
@@ -7,14 +9,21 @@
 
 #include <benchmark/benchmark.h>
 #include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <ostream>
+#include <streambuf>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -37,6 +46,24 @@ void Disabled(benchmark::State &state) {
     }
 }
 
+// What a disabled trace point cannot do without: two words are read and tested. As at a trace point, a function that is
+// never called takes a reference to the argument.
+[[gnu::noinline, gnu::cold]] void Never(int const &number) {
+    std::exit(number);
+}
+extern std::atomic<std::uint32_t> fsLevels, fsComponents;
+std::atomic<std::uint32_t> fsLevels{0}, fsComponents{0};
+
+void DisabledFloor(benchmark::State &state) {
+    int number = 17;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(number);
+        if (__builtin_expect((fsLevels.load(std::memory_order_relaxed) & TTrace::error) != 0, 0) &&
+            (fsComponents.load(std::memory_order_relaxed) & fsCategory.QueryComponent()) != 0)
+            Never(number);
+    }
+}
+
 void DisabledSpdlog(benchmark::State &state) {
     spdlog::logger logger("bench");
     logger.set_level(spdlog::level::off);
@@ -46,6 +73,66 @@ void DisabledSpdlog(benchmark::State &state) {
         if (logger.should_log(spdlog::level::err))
             logger.error("session {}", number);
     }
+}
+
+// Processes that do the same as the row until the row ends.
+template <typename Body>
+class TOthers {
+public:
+    TOthers(int count, Body body) {
+        for (int i = 0; i < count; ++i) {
+            pid_t const child = ::fork();
+            if (child == 0) {
+                for (;;)
+                    body();
+            }
+            fChildren.push_back(child);
+        }
+    }
+    ~TOthers() {
+        for (pid_t const child : fChildren) {
+            ::kill(child, SIGKILL);
+            ::waitpid(child, nullptr, 0);
+        }
+    }
+
+private:
+    std::vector<pid_t> fChildren;
+};
+
+// Drops all bytes.
+class TDropBuf : public std::streambuf {
+protected:
+    std::streamsize xsputn(char const *, std::streamsize count) override { return count; }
+    int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+};
+
+void WriteRecord() {
+    TTracePoint::Write(TTrace::error, fsCategory, {"bench/trace_bench.cpp", 100},
+                       "session %d of %s: %d bytes were sent to the client", 4711, "anna@example.org", 123456);
+}
+
+void WriteRecord(spdlog::logger &logger) {
+    logger.log(spdlog::source_loc{"bench/trace_bench.cpp", 100, ""}, spdlog::level::err,
+               "session {} of {}: {} bytes were sent to the client", 4711, "anna@example.org", 123456);
+}
+
+void RecordToDrop(benchmark::State &state) {
+    TDropBuf buffer;
+    std::ostream out(&buffer);
+    TTraceStream const trace(out);
+    allocations::TCounter const counter(state);
+    for (auto _ : state)
+        WriteRecord();
+}
+
+void RecordToDropSpdlog(benchmark::State &state) {
+    spdlog::logger logger("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
+    logger.set_pattern("%m/%d-%H:%M:%S.%e %t %L [%s:%#] %v");
+    logger.flush_on(spdlog::level::trace);
+    allocations::TCounter const counter(state);
+    for (auto _ : state)
+        WriteRecord(logger);
 }
 
 void WriteOnly(benchmark::State &state) {
@@ -66,11 +153,37 @@ void Record(benchmark::State &state) {
     TTempFolder const folder;
     {
         Trace const trace(folder.Name("trace.log").c_str());
+        allocations::TCounter const counter(state);
         for (auto _ : state)
-            TTracePoint::Write(TTrace::error, fsCategory, {"bench/trace_bench.cpp", 100},
-                               "session %d of %s: %d bytes were sent to the client", 4711, "anna@example.org", 123456);
+            WriteRecord();
     }
     CheckLines(state, folder.Native("trace.log"));
+}
+
+// One of four processes that share a file.
+void RecordOfFour(benchmark::State &state) {
+    TTempFolder const folder;
+    TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+    TOthers const others(3, [] { WriteRecord(); });
+    for (auto _ : state)
+        WriteRecord();
+}
+
+void WriteOnlyOfFour(benchmark::State &state) {
+    TTempFolder const folder;
+    auto const path = folder.Native("trace.log");
+    int const file = ::open(path.c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600);
+    std::string const record = std::string(109, 'x') + "\n";
+    auto const write = [&] {
+        if (::write(file, record.data(), record.size()) != static_cast<ssize_t>(record.size()))
+            std::abort();
+    };
+    {
+        TOthers const others(3, write);
+        for (auto _ : state)
+            write();
+    }
+    ::close(file);
 }
 
 void RecordSpdlog(benchmark::State &state) {
@@ -81,8 +194,7 @@ void RecordSpdlog(benchmark::State &state) {
         logger.set_pattern("%m/%d-%H:%M:%S.%e %t %L [%s:%#] %v");
         logger.flush_on(spdlog::level::trace);
         for (auto _ : state)
-            logger.log(spdlog::source_loc{"bench/trace_bench.cpp", 100, ""}, spdlog::level::err,
-                       "session {} of {}: {} bytes were sent to the client", 4711, "anna@example.org", 123456);
+            WriteRecord(logger);
     }
     CheckLines(state, folder.Native("trace.log"));
 }
@@ -90,8 +202,13 @@ void RecordSpdlog(benchmark::State &state) {
 } // namespace
 
 BENCHMARK(Disabled);
+BENCHMARK(DisabledFloor);
 BENCHMARK(DisabledSpdlog);
+BENCHMARK(RecordToDrop);
+BENCHMARK(RecordToDropSpdlog);
 BENCHMARK(WriteOnly);
 BENCHMARK(Record<TTraceStream>)->Name("RecordToFile");
 BENCHMARK(Record<TTraceSharedFile>)->Name("RecordToSharedFile");
 BENCHMARK(RecordSpdlog);
+BENCHMARK(RecordOfFour)->UseRealTime();
+BENCHMARK(WriteOnlyOfFour)->UseRealTime();

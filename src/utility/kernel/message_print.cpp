@@ -97,6 +97,11 @@ public:
             from += 8;
             fAt += 8;
         }
+        if (fEnd - fAt >= 8) { // fewer than eight bytes are left
+            for (; from != end && *from != '%' && *from != 0; ++from)
+                *fAt++ = *from;
+            return from;
+        }
         for (; from != end && *from != '%' && *from != 0; ++from)
             Put(*from);
         return from;
