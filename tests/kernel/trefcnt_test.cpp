@@ -347,7 +347,7 @@ TEST(WeakRefCounted, CopiesAndWeakPointersCompeteForTheSameObjects) {
             }
         });
     }
-    for (int round = 0; round < 2000 || revived < 1000; ++round) {
+    for (int round = 0; round < 200 || revived < 100; ++round) {
         TReference<Target> target(new Target);
         PublishWeak(target.Pointer());
         std::thread copying([target] {
