@@ -49,11 +49,11 @@ private:
     std::atomic<std::uint32_t> fCount{0};
 };
 
-// The base of objects to which uncounted (weak) pointers exist. The count begins and ends under the lock
-// TWeakReferenceLock::fsSem, which all objects of this class share. Between the first reference and the last, the count
-// changes atomically without the lock. When the last reference is released, ZeroWeakReference() clears the weak
-// pointers under this lock. If the lock cannot be taken, TWeakReferenceLock traces this at level "er", and the count
-// still changes atomically.
+// The base of objects to which uncounted (weak) pointers exist. All objects of this class share the lock
+// TWeakReferenceLock::fsSem. While a thread holds this lock, other threads wait for it before they change a count.
+// While the lock is free, only the first and the last reference take it. When the last reference is released,
+// ZeroWeakReference() clears the weak pointers under this lock. If the lock cannot be taken, TWeakReferenceLock traces
+// this at level "er", and the count still changes atomically.
 //
 // REQUIRES: code that makes a reference from a weak pointer holds a TWeakReferenceLock while it reads the pointer and
 // calls AddRef(). ZeroWeakReference() must clear every weak pointer from which references are made.
@@ -93,6 +93,10 @@ public:
     static TMutexSemaphore &fsSem; // never destroyed, because references may be released until the very end
 
 private:
+    friend class TWeakRefCounted;
+
+    static bool IsFree() noexcept; // whether no thread holds the lock
+
     int fState; // a TMutexSemaphore::EState
     TMutexSemaphore *fMutex;
 };

@@ -5,6 +5,7 @@
 
 #include "tuzutil/TREFCNT.h"
 
+#include "platform/platform.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "utility/kernel/debug_check.h"
 #include "utility/kernel/reporter.h"
@@ -69,10 +70,11 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// If the count is not 0, it stays above 0 during AddRef(), because the caller either owns a reference or holds the
-// lock.
+// If the lock is free, the count changes without it. A thread that takes the lock in the same moment may still see this
+// one change. If the count is not 0, it stays above 0 during AddRef(), because the caller either owns a reference or
+// holds the lock.
 void TWeakRefCounted::AddRef() {
-    if (fCount.load(std::memory_order_relaxed) != 0) {
+    if (fCount.load(std::memory_order_relaxed) != 0 && TWeakReferenceLock::IsFree()) {
         fCount.fetch_add(1, std::memory_order_relaxed);
         return;
     }
@@ -80,11 +82,12 @@ void TWeakRefCounted::AddRef() {
     ++fCount;
 }
 
-// A reference other than the last one is released without the lock. If the reference may be the last one, the lock is
-// taken before the count changes. Then a thread that holds the lock can still make another reference.
+// A reference other than the last one is released without the lock if the lock is free. If the reference may be the
+// last one, the lock is taken before the count changes. Then a thread that holds the lock can still make another
+// reference.
 void TWeakRefCounted::RemoveRef() {
     std::uint32_t count = fCount.load(std::memory_order_relaxed);
-    while (count > 1) {
+    while (count > 1 && TWeakReferenceLock::IsFree()) {
         if (fCount.compare_exchange_weak(count, count - 1, std::memory_order_release, std::memory_order_relaxed))
             return;
     }
@@ -110,6 +113,10 @@ void TWeakRefCounted::Unreachable() {
 TWeakReferenceLock::TWeakReferenceLock() : fState(fsSem.Lock(TMutexSemaphore::fsInfinite)), fMutex(&fsSem) {
     if (fState != TMutexSemaphore::Locked)
         fsReports.Error("Unable to lock weak references, state=%d", fState);
+}
+
+bool TWeakReferenceLock::IsFree() noexcept {
+    return platform::IsFree(static_cast<platform::Mutex const *>(fsSem.fHandle));
 }
 
 TWeakReferenceLock::~TWeakReferenceLock() {

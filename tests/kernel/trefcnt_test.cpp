@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <utility>
@@ -298,17 +299,26 @@ void PublishWeak(Target *target) {
 } // namespace
 
 // Counts may change while the lock is held elsewhere, except from 0 and to 0.
-TEST(WeakRefCounted, AReferenceBesideAnotherComesAndGoesWithoutTheLock) {
+TEST(WeakRefCounted, NoCountChangesWhileAnotherThreadHoldsTheLock) {
     int ends = 0;
-    TReference<PlainWeak> first(new PlainWeak(&ends));
+    TReference<PlainWeak> const first(new PlainWeak(&ends));
+    std::atomic<bool> isCopied{false};
+    std::thread copying;
     {
         TWeakReferenceLock const lock;
-        std::thread([first] { TReference<PlainWeak> const copy(first); }).join();
-        EXPECT_EQ(first->QueryReferenceCount(), 1u);
+        copying = std::thread([&] {
+            TReference<PlainWeak> const copy(first.Pointer());
+            isCopied = true;
+        });
+        for (int tries = 0; tries != 50; ++tries) {
+            EXPECT_EQ(first->QueryReferenceCount(), 1u);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_FALSE(isCopied);
     }
-    EXPECT_EQ(ends, 0);
-    std::thread([last = std::move(first)]() mutable { last = nullptr; }).join();
-    EXPECT_EQ(ends, 1);
+    copying.join();
+    EXPECT_TRUE(isCopied);
+    EXPECT_EQ(first->QueryReferenceCount(), 1u);
 }
 
 TEST(WeakRefCounted, TheLastReferenceWaitsForTheLockAndAWeakPointerMayKeepTheObject) {

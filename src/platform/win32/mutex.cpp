@@ -196,6 +196,10 @@ bool platform::UnlockMutex(Mutex *mutex) noexcept {
     return released;
 }
 
+bool platform::IsFree(Mutex const *mutex) noexcept {
+    return mutex && !mutex->fast.IsHeld();
+}
+
 bool platform::HoldsMutex(Mutex const *mutex) noexcept {
     TThreadRecord const *const self = ThisThread();
     return mutex && self && !mutex->kernel && mutex->fast.IsHeldBy(*self);
