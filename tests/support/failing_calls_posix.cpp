@@ -15,6 +15,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -154,6 +155,24 @@ ssize_t write(int file, void const *bytes, size_t count) {
     if (Fails("write", ENOSPC) || IsInterrupted("write"))
         return -1;
     return real(file, bytes, count > 1 && MustFail("write", calls::Kind::partial) ? count / 2 : count);
+}
+
+// The library writes records by syscall(), because write() is a cancellation point.
+long syscall(long number, ...) {
+    std::va_list rest;
+    va_start(rest, number);
+    long arguments[6];
+    for (long &argument : arguments)
+        argument = va_arg(rest, long);
+    va_end(rest);
+    static auto *const real = Real<long(long, ...)>("syscall");
+    if (number == SYS_write) {
+        if (Fails("write by syscall", ENOSPC) || IsInterrupted("write by syscall"))
+            return -1;
+        if (arguments[2] > 1 && MustFail("write by syscall", calls::Kind::partial))
+            arguments[2] /= 2;
+    }
+    return real(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]);
 }
 
 ssize_t read(int file, void *bytes, size_t count) {
