@@ -11,7 +11,8 @@
 
 class TNumberedDestination : public TTrace::Base {
 public:
-    TNumberedDestination(unsigned long number, char const *argument) : Base(number, std::strlen(argument)) {}
+    TNumberedDestination(unsigned long number, char const *argument)
+        : Base(number, static_cast<unsigned long>(std::strlen(argument))) {}
     ~TNumberedDestination() override { Unlink(); }
     void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {}
 };

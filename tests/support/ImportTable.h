@@ -30,7 +30,7 @@ inline bool ReplaceImport(char const *module, char const *name, void *function) 
                 continue;
             DWORD before;
             VirtualProtect(&address->u1.Function, sizeof address->u1.Function, PAGE_READWRITE, &before);
-            address->u1.Function = reinterpret_cast<DWORD>(function);
+            address->u1.Function = reinterpret_cast<DWORD_PTR>(function);
             isFound = true;
         }
     }
