@@ -248,7 +248,7 @@ TEST(MemStreamBuffer, LongChainsAreDestroyedWithoutRecursion) {
 TEST(MemStream, DoesWhatTheModelDoes) {
     for (unsigned int seed = 0; seed < 300; ++seed) {
         std::minstd_rand random(seed);
-        std::size_t const blockSize = DrawBlockSize(random);
+        auto const blockSize = static_cast<unsigned long>(DrawBlockSize(random));
         TMemStreamBuf buf(blockSize);
         TMemoryModel model(blockSize);
         for (int step = 0; step < 60; ++step) {

@@ -317,7 +317,7 @@ TEST(TempStream, AnExceptionOfTheTestLosesNothing) {
 TEST(TempStream, DoesWhatTheModelDoes) {
     for (unsigned int seed = 0; seed < 400; ++seed) {
         std::minstd_rand random(seed);
-        std::size_t const blockSize = DrawBlockSize(random);
+        auto const blockSize = static_cast<unsigned long>(DrawBlockSize(random));
         unsigned int const some = 1 + static_cast<unsigned int>(random() % 12);
         unsigned int const movesAt = seed % 4 == 0 ? 0xFFFFFFFF : seed % 4 == 1 ? 1 : some;
         unsigned int asked = 0;
