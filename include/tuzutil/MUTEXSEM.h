@@ -177,6 +177,7 @@ private:
     }
 
     bool IsHeld() const noexcept; // whether this thread holds the lock; false if that is unknown
+    bool IsFree() const noexcept; // whether no thread holds the lock; false if that is unknown
 
     void *fHandle;
     char *fName;

@@ -136,7 +136,7 @@ Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; returns
 bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for the lock
 bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold the lock
 bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds the lock; false if unknown
-bool IsFree(Mutex const *mutex) noexcept;     // whether no thread holds a lock without a name; REQUIRES: it has no name
+bool IsFree(Mutex const *mutex) noexcept;     // whether no thread holds a lock without a name; false if unknown
 TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
 // Returns whether this thread holds the lock and LockMutex() returned `abandoned` when the thread took it. Later nested
 // calls of LockMutex() by this thread return `done`, and do not change what WasAbandoned() returns. Returns false if it

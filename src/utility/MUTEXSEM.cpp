@@ -161,6 +161,10 @@ bool TMutexSemaphore::IsHeld() const noexcept {
     return platform::HoldsMutex(MutexOf(fHandle));
 }
 
+bool TMutexSemaphore::IsFree() const noexcept {
+    return platform::IsFree(MutexOf(fHandle));
+}
+
 TMutexSemaphoreWithEvent::TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name)
     : TMutexSemaphore(name), fEvent(event) {}
 

@@ -5,7 +5,6 @@
 
 #include "tuzutil/TREFCNT.h"
 
-#include "platform/platform.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "utility/kernel/debug_check.h"
 #include "utility/kernel/reporter.h"
@@ -116,7 +115,7 @@ TWeakReferenceLock::TWeakReferenceLock() : fState(fsSem.Lock(TMutexSemaphore::fs
 }
 
 bool TWeakReferenceLock::IsFree() noexcept {
-    return platform::IsFree(static_cast<platform::Mutex const *>(fsSem.fHandle));
+    return fsSem.IsFree();
 }
 
 TWeakReferenceLock::~TWeakReferenceLock() {

@@ -314,7 +314,7 @@ bool platform::UnlockMutex(Mutex *mutex) noexcept {
 }
 
 bool platform::IsFree(Mutex const *mutex) noexcept {
-    return mutex && !mutex->fast.IsHeld();
+    return mutex && !mutex->shared && !mutex->fast.IsHeld();
 }
 
 bool platform::HoldsMutex(Mutex const *mutex) noexcept {
