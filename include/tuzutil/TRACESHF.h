@@ -48,6 +48,12 @@ public:
     bool IsOpen() const noexcept;                  // whether the file could be opened
     unsigned long QueryOpenError() const noexcept; // the system's error code if the file could not be opened, or 0
 
+    // Returns the path of the file, even if it could not be opened.
+    template <class Path = std::filesystem::path>
+    Path QueryPath() const {
+        return Path(Name());
+    }
+
     void FormatPrefix(TString &prefix, unsigned long level) const;
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
@@ -70,6 +76,8 @@ private:
     static void WriteLine(Base &destination, unsigned long level, TTraceLine &line) noexcept;
     TTraceSharedFileBase(Joining, TNative, std::filesystem::path::value_type const *name);
 
+    std::filesystem::path::value_type const *Name() const noexcept; // in the system's form
+
     TString fFileName; // null for a path of the standard library
     std::unique_ptr<TMutexSemaphore> fFileMutex;
     [[maybe_unused]] std::int32_t fReservedCount = 5000;
@@ -90,8 +98,16 @@ public:
     TTraceSharedFile &operator=(TTraceSharedFile const &) = default;
     ~TTraceSharedFile() override;
 
+    // Returns the path of the file, or an empty path without a destination.
+    template <class Path = std::filesystem::path>
+    Path QueryPath() const {
+        TTraceSharedFileBase const *const destination = Destination();
+        return destination ? destination->QueryPath() : Path();
+    }
+
 private:
     void Own(TTraceSharedFileBase *destination);
+    TTraceSharedFileBase const *Destination() const noexcept; // null if there is none, or one of another class
 };
 
 #endif

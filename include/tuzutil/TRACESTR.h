@@ -51,9 +51,17 @@ public:
 
     // Returns whether there is a stream and, if it is the stream of a file, whether the file could be opened.
     bool IsOpen() const noexcept;
-    // Returns the system's error code if the file could not be opened. Returns 0 otherwise, and also if the directory
-    // of the file could not be made.
+    // Returns the system's error code if the file could not be opened, for example because its directory could not be
+    // made. Returns 0 otherwise.
     unsigned long QueryOpenError() const noexcept;
+    // Returns the path of the file that the constructor opened, or tried to open. Returns an empty path if the
+    // destination was made for a stream, or if SetStream() has replaced the file.
+    template <class Path = std::filesystem::path>
+    Path QueryPath() const {
+        Path path;
+        CopyPath([](void *copy, auto name) { *static_cast<Path *>(copy) = name; }, &path);
+        return path;
+    }
 
     static TMutexSemaphore &fsFileMutex;      // never destroyed
     static void InitializeMutex() noexcept {} // does nothing; it exists for programs that call it
@@ -97,6 +105,9 @@ private:
     TTraceStreamBase(std::unique_ptr<std::ostream> owned, std::ostream *borrowed); // at most one is not null
     TTraceStreamBase(Joining, std::unique_ptr<std::ostream> owned, std::ostream *borrowed);
 
+    using TTakePath = void (*)(void *path, std::filesystem::path::value_type const *name);
+    void CopyPath(TTakePath take, void *path) const; // calls `take` under fsFileMutex, or not at all
+
     void Replace(std::ostream *stream, int owned);
     static void WriteLine(Base &destination, unsigned long level, TTraceLine &line) noexcept;
 
@@ -121,10 +132,19 @@ public:
     void SetStream(std::ostream &stream);
     void SetStream(std::ostream *stream);
 
+    // Returns what QueryPath() of the destination returns.
+    template <class Path = std::filesystem::path>
+    Path QueryPath() const {
+        Path path;
+        CopyPath([](void *copy, auto name) { *static_cast<Path *>(copy) = name; }, &path);
+        return path;
+    }
+
 private:
     explicit TTraceStream(TTraceStreamBase *destination);
 
     TTraceStreamBase *Destination();
+    void CopyPath(TTraceStreamBase::TTakePath take, void *path) const;
 };
 
 // Writes lines to the debugger of the process. If the system has no channel to a debugger, writes to the system's log.

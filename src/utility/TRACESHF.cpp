@@ -49,6 +49,10 @@ unsigned long TTraceSharedFileBase::QueryOpenError() const noexcept {
     return static_cast<TTraceFileStream const &>(*fStream).OpenError();
 }
 
+std::filesystem::path::value_type const *TTraceSharedFileBase::Name() const noexcept {
+    return static_cast<TTraceFileStream const &>(*fStream).Name().c_str();
+}
+
 void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) const {
     prefix = TTracePrefix(TTracePrefix::process, level, QueryPrefixParts()).Text();
 }
@@ -79,3 +83,7 @@ void TTraceSharedFile::Own(TTraceSharedFileBase *destination) {
 }
 
 TTraceSharedFile::~TTraceSharedFile() = default;
+
+TTraceSharedFileBase const *TTraceSharedFile::Destination() const noexcept {
+    return dynamic_cast<TTraceSharedFileBase const *>(const_cast<TTraceSharedFile *>(this)->QueryPointer().Pointer());
+}

@@ -23,22 +23,21 @@ namespace {
 constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
 constinit std::atomic<unsigned int> fsFileMode{0600};
 
-// Returns whether the directory of a file exists or was made. Returns true if the name contains no directory.
-bool HasDirectory(TString const &fileName) {
-    unsigned int const separator = fileName.lastIndexOf('\\');
-    return separator <= 1 || TDirectory::MakeTree(fileName.subString(1, separator - 1)) == 0;
-}
-
-// Opens a file. Returns null if there is no name, or if the directory of the file cannot be made.
+// Opens a file, after its directory was made if that was missing. If the directory cannot be made, the file cannot be
+// opened, and the stream has the error of that attempt. Returns null if there is no name.
 std::unique_ptr<std::ostream> OpenFile(char const *name) {
-    if (!name || !HasDirectory(name))
+    if (!name)
         return nullptr;
+    TString const fileName(name);
+    unsigned int const separator = fileName.lastIndexOf('\\');
+    if (separator > 1)
+        TDirectory::MakeTree(fileName.subString(1, separator - 1));
     return std::make_unique<TTraceFileStream>(name, TTraceFileStream::Use::alone);
 }
 
 std::unique_ptr<std::ostream> OpenNative(std::filesystem::path const &name) {
-    if (name.has_parent_path() && TDirectory::MakeTree(name.parent_path()) != 0)
-        return nullptr;
+    if (name.has_parent_path())
+        TDirectory::MakeTree(name.parent_path());
     return std::make_unique<TTraceFileStream>(name, TTraceFileStream::Use::alone);
 }
 
@@ -101,6 +100,12 @@ unsigned long TTraceStreamBase::QueryOpenError() const noexcept {
     TLock const lock(fsFileMutex);
     auto const *const file = dynamic_cast<TTraceFileStream const *>(fStream.load());
     return file ? file->OpenError() : 0;
+}
+
+void TTraceStreamBase::CopyPath(TTakePath take, void *path) const {
+    TLock const lock(fsFileMutex);
+    if (fFile)
+        take(path, fFile->Name().c_str());
 }
 
 unsigned int TTraceStreamBase::SetFileMode(unsigned int mode) noexcept {
@@ -176,6 +181,12 @@ TTraceStream::~TTraceStream() = default;
 // Returns null if the handle now has a destination of another class, or none.
 TTraceStreamBase *TTraceStream::Destination() {
     return dynamic_cast<TTraceStreamBase *>(QueryPointer().Pointer());
+}
+
+void TTraceStream::CopyPath(TTraceStreamBase::TTakePath take, void *path) const {
+    if (auto const *const destination =
+            dynamic_cast<TTraceStreamBase const *>(const_cast<TTraceStream *>(this)->QueryPointer().Pointer()))
+        destination->CopyPath(take, path);
 }
 
 void TTraceStream::SetStream(std::ostream &stream) {

@@ -91,6 +91,7 @@ TEST(TTraceSharedFile, MayBeAPathOfAnyCharacters) {
     {
         TTraceSharedFile const one(path);
         TTraceSharedFile const other(path); // joins it
+        EXPECT_EQ(other.QueryPath(), path);
         Entry(TTrace::error, "twice");
     }
     EXPECT_EQ(Texts(path), (TTexts{"twice", "twice"}));
@@ -99,8 +100,10 @@ TEST(TTraceSharedFile, MayBeAPathOfAnyCharacters) {
 TEST(TTraceSharedFile, TheHandleSharesItsDestination) {
     TTraceSharedFile none;
     EXPECT_FALSE(none.QueryPointer());
+    EXPECT_EQ(none.QueryPath(), std::filesystem::path());
     TTempFolder const folder;
     TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+    EXPECT_EQ(trace.QueryPath(), folder.Native("trace.log"));
     TTraceSharedFile copy(trace);
     none = copy;
     copy.SetLevel(TTrace::error);

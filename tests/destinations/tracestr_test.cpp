@@ -574,6 +574,20 @@ TEST(TraceFile, MayBeAPathOfAnyCharactersWhoseDirectoriesAreMade) {
     EXPECT_EQ(Content(path), "E [file:1] second\n");
 }
 
+TEST(TraceFile, GivesItsPathBack) {
+    TTempFolder const folder;
+    std::filesystem::path const path = folder.Native("") / u"\u65E5.log";
+    TTraceStream named(folder.Name("a\\trace.log").c_str());
+    TTraceStream const native(path);
+    EXPECT_EQ(named.QueryPath(), folder.Native("a\\trace.log"));
+    EXPECT_EQ(native.QueryPath(), path);
+    std::ostringstream out;
+    named.SetStream(out);
+    EXPECT_EQ(named.QueryPath(), std::filesystem::path());
+    EXPECT_EQ(TTraceStream(out).QueryPath(), std::filesystem::path());
+    EXPECT_EQ(TTraceStream().QueryPath(), std::filesystem::path());
+}
+
 TEST(TraceFile, OfAPathThatIsADirectoryCannotBeOpened) {
     TTempFolder folder;
     TTraceStream trace(folder.Native(""));
@@ -591,6 +605,8 @@ TEST(TraceFile, WithoutItsDirectoryNothingIsWrittenAndNothingRaised) {
     trace.SetDisplayPrefix(0);
     Entry(TTrace::error, "f", 1, "lost");
     EXPECT_TRUE(std::filesystem::is_regular_file(folder.Native("blocked")));
+    EXPECT_NE(static_cast<TTraceStreamBase &>(*trace.QueryPointer()).QueryOpenError(), 0u);
+    EXPECT_FALSE(static_cast<TTraceStreamBase &>(*trace.QueryPointer()).IsOpen());
     std::ostringstream out; // the destination as such is whole
     trace.SetStream(out);
     Entry(TTrace::error, "f", 2, "kept");

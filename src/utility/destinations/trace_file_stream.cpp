@@ -3,16 +3,26 @@
 
 #include "utility/destinations/trace_file_stream.h"
 
+#include "tuzutil/FILENAME.h"
 #include "tuzutil/TRACESTR.h"
 
-TTraceFileBuf::TTraceFileBuf(char const *name, Use use) noexcept
-    : TTraceFileBuf(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode())) {}
+#include <utility>
 
-TTraceFileBuf::TTraceFileBuf(std::filesystem::path const &name, Use use) noexcept
-    : TTraceFileBuf(platform::OpenNativeTraceFile(name.c_str(), use, TTraceStreamBase::QueryFileMode())) {}
+TTraceFileBuf::TTraceFileBuf(char const *name, Use use) : TTraceFileBuf(name, TFileName(name).NativePath(), use) {}
 
-TTraceFileBuf::TTraceFileBuf(platform::TraceFile *opened) noexcept
-    : fFile(opened), fError(opened ? 0 : platform::LastError()) {}
+// The name is copied before the file is opened, because copying may throw, and then nobody would close the file.
+TTraceFileBuf::TTraceFileBuf(char const *name, std::filesystem::path &&path, Use use) noexcept
+    : TTraceFileBuf(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode()), std::move(path)) {}
+
+TTraceFileBuf::TTraceFileBuf(std::filesystem::path const &name, Use use)
+    : TTraceFileBuf(name, std::filesystem::path(name), use) {}
+
+TTraceFileBuf::TTraceFileBuf(std::filesystem::path const &name, std::filesystem::path &&path, Use use) noexcept
+    : TTraceFileBuf(platform::OpenNativeTraceFile(name.c_str(), use, TTraceStreamBase::QueryFileMode()),
+                    std::move(path)) {}
+
+TTraceFileBuf::TTraceFileBuf(platform::TraceFile *opened, std::filesystem::path &&name) noexcept
+    : fFile(opened), fError(opened ? 0 : platform::LastError()), fName(std::move(name)) {}
 
 TTraceFileBuf::~TTraceFileBuf() {
     platform::CloseTraceFile(fFile);

@@ -16,11 +16,12 @@ class TTraceFileBuf : public std::streambuf {
 public:
     using Use = platform::TTraceFileUse;
 
-    TTraceFileBuf(char const *name, Use use) noexcept;
-    TTraceFileBuf(std::filesystem::path const &name, Use use) noexcept;
+    TTraceFileBuf(char const *name, Use use);
+    TTraceFileBuf(std::filesystem::path const &name, Use use);
     ~TTraceFileBuf() override;
 
     bool IsOpen() const noexcept { return fFile != nullptr; }
+    std::filesystem::path const &Name() const noexcept { return fName; } // in the system's form
     // Does the same as write(), without the state of the stream. Bytes that the system refuses are lost.
     void Append(std::string_view text) noexcept;
     std::uint32_t OpenError() const noexcept { return fError; } // the system's error code; 0 if the file is open
@@ -30,16 +31,21 @@ protected:
     int_type overflow(int_type c) override;
 
 private:
-    explicit TTraceFileBuf(platform::TraceFile *opened) noexcept; // if `opened` is null, fError becomes LastError()
+    TTraceFileBuf(char const *name, std::filesystem::path &&path, Use use) noexcept;
+    TTraceFileBuf(std::filesystem::path const &name, std::filesystem::path &&path, Use use) noexcept;
+    // If `opened` is null, fError becomes LastError().
+    TTraceFileBuf(platform::TraceFile *opened, std::filesystem::path &&name) noexcept;
 
     platform::TraceFile *fFile;
     std::uint32_t fError;
+    std::filesystem::path fName;
 };
 
 // The buffer is the first base, so it is built before the stream that needs it.
 class TTraceFileStream : private TTraceFileBuf, public std::ostream {
 public:
     using TTraceFileBuf::Append;
+    using TTraceFileBuf::Name;
     using TTraceFileBuf::OpenError;
     using TTraceFileBuf::Use;
 
