@@ -1,11 +1,16 @@
 #!/usr/bin/env python3
-"""Prints the rows of the benchmarks beside their peers: report.py TARGETS RESULTS [--check]
+"""Prints the rows of the benchmarks beside their peers: report.py TARGETS RESULTS [--check] [--page FOLDER]
 
-A row's figure is the median of its repetitions. The ratio is that of the medians, and its spread comes from the
-quartiles of both. With --check, the status is 1 if a ratio misses its target by more than its spread."""
+The figure of a row is the median of its repetitions. The ratio is that of the medians, and its spread comes from the
+quartiles of both. With --check, the status is 1 if a ratio misses its target by more than its spread. With --page, the
+table also goes into performance.md of the folder, with a picture for a light and one for a dark background."""
 
+import datetime
 import json
 import os
+import pathlib
+import platform
+import re
 import statistics
 import sys
 
@@ -21,36 +26,89 @@ def read(path):
     return rows
 
 
+def compare(targets, results):
+    """For each target: program, row, peer, and if both were measured their times, the spread of the ratio, and the target."""
+    known = {}
+    with open(targets, encoding="utf-8") as file:
+        lines = [[part.strip() for part in line.split("|")] for line in file if not line.startswith("#")]
+    for program, row, peer, most in lines:
+        path = os.path.join(results, program + ".json")
+        if program not in known and os.path.exists(path):
+            known[program] = read(path)
+        rows = known.get(program, {})
+        if row not in rows or peer not in rows:
+            yield program, row, peer, None, None, 0.0, float(most), program in known
+            continue
+        spread = 0.0
+        if min(len(rows[row]), len(rows[peer])) > 2:
+            low, _, high = statistics.quantiles(rows[row], n=4)
+            peer_low, _, peer_high = statistics.quantiles(rows[peer], n=4)
+            spread = (high / peer_low - low / peer_high) / 2
+        yield program, row, peer, statistics.median(rows[row]), statistics.median(rows[peer]), spread, float(most), True
+
+
+def verdict(ratio, spread, most):
+    return "holds" if ratio <= most or ratio - spread <= most else "MISSED"
+
+
+def processor():
+    with open("/proc/cpuinfo", encoding="utf-8") as file:
+        names = re.findall(r"^model name\s*: (.*)$", file.read(), re.MULTILINE)
+    return f"{len(names)} cores of {names[0]}, {platform.freedesktop_os_release()['PRETTY_NAME']}"
+
+
+def write_page(found, folder):
+    page = pathlib.Path(folder) / "performance.md"
+    lines = [f"Measured on {datetime.date.today()}: {processor()}.", "",
+             "| program | row | beside | ns | ns beside | ratio | spread | target | |", "|---|---|---|--:|--:|--:|--:|--:|---|"]
+    for program, row, peer, ours, theirs, spread, most, _ in found:
+        if ours:
+            lines.append(f"| {program} | `{row}` | `{peer}` | {ours:,.1f} | {theirs:,.1f} | {ours / theirs:.2f} | {spread:.2f} |"
+                         f" {most:.2f} | {verdict(ours / theirs, spread, most)} |")
+    text = page.read_text(encoding="utf-8")
+    text = re.sub(r"(?<=<!-- measured -->\n).*(?=<!-- end -->)", lambda _: "\n".join(lines) + "\n", text, flags=re.DOTALL)
+    page.write_text(text, encoding="utf-8")
+    for name, ink, bar, line in (("light", "#1f2328", "#0969da", "#d0d7de"), ("dark", "#e6edf3", "#4493f8", "#30363d")):
+        draw(found, pathlib.Path(folder) / f"performance-{name}.svg", ink, bar, line)
+
+
+def draw(found, path, ink, bar, line):
+    """A bar for each row: its time divided by that of its peer. The line at 1 is the peer."""
+    shown = [(f"{program}: {row}", f"{peer}", ours / theirs) for program, row, peer, ours, theirs, *_ in found if ours]
+    left, scale, step, most = 250, 150, 18, 3.0
+    height = step * len(shown) + 40
+    out = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 900 {height}" font-family="sans-serif" font-size="11" '
+           f'fill="{ink}"><title>Time of each row divided by that of its peer</title>']
+    for at in range(4):
+        out.append(f'<line x1="{left + at * scale}" y1="20" x2="{left + at * scale}" y2="{height - 10}" stroke="{line}"/>'
+                   f'<text x="{left + at * scale}" y="14" text-anchor="middle">{at}</text>')
+    for number, (row, peer, ratio) in enumerate(shown):
+        y = 26 + number * step
+        width = min(ratio, most) * scale
+        out.append(f'<text x="{left - 6}" y="{y + 10}" text-anchor="end">{row}</text>'
+                   f'<rect x="{left}" y="{y}" width="{width:.1f}" height="{step - 5}" fill="{bar}"/>'
+                   f'<text x="{left + width + 6:.1f}" y="{y + 10}">{ratio:.2f} of {peer}</text>')
+    out.append("</svg>")
+    path.write_text("\n".join(out).replace("&", "&amp;").replace("<Weak>", "&lt;Weak&gt;") + "\n", encoding="utf-8")
+
+
 def main():
     targets, results = sys.argv[1:3]
-    known = {}
+    found = list(compare(targets, results))
     missed = 0
     print(f"{'row':<34}{'peer':<24}{'row ns':>12}{'peer ns':>12}{'ratio':>8}{'spread':>8}{'target':>8}")
-    with open(targets, encoding="utf-8") as file:
-        for line in file:
-            if line.startswith("#"):
-                continue
-            program, row, peer, most = (part.strip() for part in line.split("|"))
-            path = os.path.join(results, program + ".json")
-            if program not in known and os.path.exists(path):
-                known[program] = read(path)
-            rows = known.get(program, {})
-            if row not in rows or peer not in rows:
-                print(f"{program + ' ' + row:<34}{peer:<24}   was not measured")
-                missed += program in known
-                continue
-            ours, theirs = statistics.median(rows[row]), statistics.median(rows[peer])
-            ratio = ours / theirs
-            spread = 0.0
-            if min(len(rows[row]), len(rows[peer])) > 2:
-                low, _, high = statistics.quantiles(rows[row], n=4)
-                peer_low, _, peer_high = statistics.quantiles(rows[peer], n=4)
-                spread = (high / peer_low - low / peer_high) / 2
-            holds = ratio <= float(most) or ratio - spread <= float(most)
-            missed += not holds
-            print(f"{program + ' ' + row:<34}{peer:<24}{ours:>12.1f}{theirs:>12.1f}{ratio:>8.2f}{spread:>8.2f}"
-                  f"{float(most):>8.2f}  {'holds' if holds else 'MISSED'}")
+    for program, row, peer, ours, theirs, spread, most, was_run in found:
+        if not ours:
+            print(f"{program + ' ' + row:<34}{peer:<24}   was not measured")
+            missed += was_run
+            continue
+        word = verdict(ours / theirs, spread, most)
+        missed += word != "holds"
+        print(f"{program + ' ' + row:<34}{peer:<24}{ours:>12.1f}{theirs:>12.1f}{ours / theirs:>8.2f}{spread:>8.2f}"
+              f"{most:>8.2f}  {word}")
     print(f"{missed} targets missed")
+    if "--page" in sys.argv:
+        write_page(found, sys.argv[sys.argv.index("--page") + 1])
     return 1 if missed and "--check" in sys.argv else 0
 
 
