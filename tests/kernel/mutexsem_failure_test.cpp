@@ -64,6 +64,10 @@ bool platform::UnlockMutex(Mutex *) noexcept {
     ++fsSystem.unlocked;
     return fsSystem.success;
 }
+bool platform::IsFree(Mutex const *) noexcept {
+    return false;
+}
+
 bool platform::HoldsMutex(Mutex const *) noexcept {
     return false;
 }
