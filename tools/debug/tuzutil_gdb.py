@@ -39,7 +39,10 @@ def quoted(data, wide):
 
 def show_string(value):
     """Shows a TString, or an object of a class that derives from it."""
-    pointer = value["fBuffer"]
+    return show_buffer(value["fBuffer"])
+
+
+def show_buffer(pointer):
     if not int(pointer):
         return "null"
     buffer = pointer.dereference()
@@ -61,6 +64,8 @@ class String:
 KINDS = {0: "nil", 1: "endOfArgs", 2: "integer", 3: "unsignedInteger", 4: "real", 5: "string", 6: "wideString", 7: "date",
          8: "time", 9: "dateTime", 10: "voidPtr", 64: "integer64", 72: "unsignedInteger64", 80: "unshown"}
 
+KEPT = (0x10000005, 0x10000006)  # arguments of messages, which hold the buffer of a text
+
 
 def show_value(value):
     """Shows a TagVar."""
@@ -74,6 +79,8 @@ def show_value(value):
         return repr(struct.unpack("<d", raw)[0])
     if kind in (5, 6):
         return show_string(deref(gdb.Value(cell), "TString")) if cell else "null"
+    if kind in KEPT:
+        return show_buffer(gdb.Value(cell).cast(gdb.lookup_type("TStringBuffer").pointer()))
     if kind == 64:
         return str(struct.unpack("<q", raw)[0])
     if kind == 72:
@@ -93,19 +100,6 @@ class Value:
         return show_value(self.value)
 
 
-def find_pointer(value):
-    """The pointer within a std::unique_ptr, or None."""
-    kind = value.type.strip_typedefs()
-    if kind.code == gdb.TYPE_CODE_PTR:
-        return value
-    if kind.code == gdb.TYPE_CODE_STRUCT:
-        for field in kind.fields():
-            found = None if hasattr(field, "bitpos") is False else find_pointer(value[field])
-            if found is not None:
-                return found
-    return None
-
-
 class Message:
     def __init__(self, value):
         self.value = value
@@ -120,8 +114,8 @@ class Message:
 
     def arguments(self):
         count = int(self.value["fCount"])
-        first = find_pointer(self.value["fArguments"])
-        return [(first + i).dereference() for i in range(count)] if first is not None and int(first) else []
+        first = self.value["fArguments"]
+        return [(first + i).dereference() for i in range(count)] if int(first) else []
 
 
 class Problem:
