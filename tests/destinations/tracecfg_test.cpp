@@ -353,20 +353,20 @@ TEST(TraceConfiguration, AFileThatCannotBeWrittenGoesToStandardError) {
     TTempFolder const folder;
     folder.AddFolder("taken");
     folder.AddFile("file");
-    for (char const *keyword : {"file", "shfile"}) {
-        TDiversion const error(std::cerr);
-        std::string const name = folder.Name("taken");
-        TTrace const trace((keyword + ("(" + name + "),al")).c_str());
-        std::string const told = error.Text();
-        EXPECT_TRUE(told.starts_with("Trace configuration: unable to write the file (")) << told;
-        EXPECT_TRUE(told.ends_with(") \"" + name + "\"\n")) << told;
+    std::string const beginning = "Trace configuration: unable to write the file (";
+    for (std::string const keyword : {"file", "shfile"}) {
+        for (std::string const &name : {folder.Name("taken"), folder.Name("file\\below\\trace.log")}) {
+            TDiversion const error(std::cerr);
+            TTrace const trace((keyword + "(" + name + "),al").c_str());
+            std::string const told = error.Text();
+            EXPECT_TRUE(told.starts_with(beginning)) << told;
+            EXPECT_TRUE(told.ends_with(") \"" + name + "\"\n")) << told;
+            EXPECT_GT(told.size(), beginning.size() + name.size() + 10) << told; // the system's reason
+        }
     }
     TDiversion const error(std::cerr);
-    TTrace const below(("file(" + folder.Name("file\\below\\trace.log") + ")").c_str());
-    EXPECT_EQ(error.Text(), "Trace configuration: unable to write the file (its directory cannot be made) \"" +
-                                folder.Name("file\\below\\trace.log") + "\"\n");
     TTrace const right(("file(" + folder.Name("trace.log") + ")").c_str());
-    EXPECT_EQ(error.Text().find("trace.log\"", error.Text().find('\n')), std::string::npos);
+    EXPECT_EQ(error.Text(), "");
 }
 
 TEST(TraceSelection, MoreThanFiveFieldsAreIgnored) {

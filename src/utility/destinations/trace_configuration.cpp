@@ -57,9 +57,8 @@ TTrace Checked(TTrace trace, std::string const &name) {
     auto const &file = static_cast<Destination const &>(*trace.QueryPointer());
     if (file.IsOpen())
         return trace;
-    char reason[256] = "its directory cannot be made";
-    if (unsigned long const error = file.QueryOpenError())
-        platform::ErrorText(static_cast<std::uint32_t>(error), reason, sizeof reason);
+    char reason[256] = "";
+    platform::ErrorText(static_cast<std::uint32_t>(file.QueryOpenError()), reason, sizeof reason);
     DropExceptions([&] { TellConfigurationFault("unable to write the file (" + std::string(reason) + ")", name); });
     return trace;
 }
