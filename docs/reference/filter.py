@@ -3,9 +3,12 @@
 
 The headers have plain comments. This filter makes documentation of them:
 - The first page of a header documents the classes that it names, with its example and its sections.
-- A comment above a declaration documents it, and all that follow without an empty line between them.
+- A comment above a declaration documents it. A comment about several declarations ("These functions ...", or "A() and
+  B() ...") documents all that follow without an empty line between them, and without a comment above them.
 - A comment behind a declaration documents that declaration.
-- Destructors, copies and assignments without a comment are left out, and so are deleted functions.
+- Private members are left out, except virtual functions, which a subclass can override.
+- Destructors, copies and assignments without a comment are left out, and so are deleted functions, friends that are
+  declared elsewhere, functions that repeat a friend outside of its class, and definitions of members outside of it.
 Everything else is passed on unchanged.
 """
 
@@ -25,6 +28,14 @@ def escape(text):
         parts[i] = parts[i].replace("\\*", "*").replace("\\_", "_").replace("\\|", "|").replace("\\~", "~")
         parts[i] = re.sub(r"\b(T[A-Z]\w*)(?=::)", r"\1", parts[i])
     return "".join(parts)
+
+
+def sentence(text):
+    """A comment behind a declaration, with a capital letter and a full stop."""
+    first = text.split()[0]
+    if re.fullmatch(r"[a-z]+[,;:]?", first):
+        text = text[0].upper() + text[1:]
+    return text if text[-1] in ".:?" else text + "."
 
 
 def page(lines, header):
@@ -84,24 +95,44 @@ def split_comment(line):
     return line.rstrip(), None
 
 
+# A comment about all declarations of a paragraph.
+SHARED = re.compile(r"[^.]*\b([Tt]hese|following) \w+s\b|\w+\(\)(, \w+\(\))* and ")
+
+# A member that is defined outside of its class.
+MEMBER = re.compile(r"(template <.*?> )?[\w:<>, *&]*?\bT\w+::\w+\([^;]*\{")
+
 # A member that does what such a member always does.
 ORDINARY = re.compile(r"(virtual )?~\w+\(.*|(explicit )?(\w+)\(\3 (const )?(const )?&&?\w*\).*|(explicit )?(\w+)\(\7 const &\w*\).*"
                       r"|.*= (delete|default);|(\w+) &operator=\(\9 (const )?&&?\w*\).*")
 
 
 class Filter:
-    def __init__(self, out):
-        self.out = out
+    def __init__(self, lines):
+        self.lines = lines
+        self.out = lines.append
+        self.begin = 0       # index of the first line of the present declaration
+        self.friends = set() # functions that are defined as friends in a class
         self.comment = []    # lines of comments since the last code
         self.documents = []  # the comment that documents the declarations of this paragraph
         self.statement = ""  # what was read of the present declaration
         self.scopes = ["namespace"]
+        self.private = [False]  # whether each scope is in its private part
+        self.shown = False      # whether the present declaration is shown although it is private
         self.macro = False
 
     def line(self, line):
         stripped = line.strip()
         if self.macro or stripped.startswith("#"):
-            self.flush(False)
+            if stripped.startswith("#define"):
+                if not self.comment:
+                    self.lines += self.documents
+                self.flush(True)
+            elif self.comment and re.match(r"// TUZUTIL_\w+ ", self.comment[0]):
+                text = [escape(comment[2:]) for comment in self.comment]
+                self.lines += [f"/*! \\def {self.comment[0].split()[1]}", *text, "*/"]
+                self.comment = []
+            else:
+                self.flush(False)
             self.macro = stripped.endswith("\\")
             self.out(line)
         elif stripped.startswith("//"):
@@ -119,7 +150,8 @@ class Filter:
             text = comment.strip()[2:]
             self.out(f"{indent}///{escape(text)}" if documents else comment)
         if documents and self.comment:
-            self.documents = [f"///{escape(comment.strip()[2:])}" for comment in self.comment]
+            if SHARED.match(" ".join(comment.strip()[2:].strip() for comment in self.comment)):
+                self.documents = [f"///{escape(comment.strip()[2:])}" for comment in self.comment]
         self.comment = []
 
     def code(self, line):
@@ -127,16 +159,26 @@ class Filter:
         starts = not self.statement and self.scopes[-1] in ("class", "struct", "namespace")
         indent = line[:len(line) - len(line.lstrip())]
         label = re.fullmatch(r"(public|protected|private):", code.strip())
+        if starts:
+            self.shown = not any(self.private) or (not any(self.private[:-1]) and code.strip().startswith("virtual "))
+        if label and not any(self.private[:-1]):
+            self.private[-1] = label.group(1) == "private"
+        elif not self.shown and not (code.strip() == "};" and not any(self.private[:-1])):
+            self.comment = []
+            self.follow(code)
+            return
         ordinary = starts and not self.comment and behind is None and ORDINARY.fullmatch(code.strip()) and \
             code.strip()[-1:] in ";}"
         if ordinary:
             self.follow(code)
             self.out("")
             return
+        if starts:
+            self.begin = len(self.lines)
         if starts and not label and code.strip() != "};" and not code.strip().startswith("}"):
             if self.comment:
                 self.flush(True)
-            elif self.documents and not re.match(r"(class|struct|enum|namespace)\b.*\{", code.strip()):
+            elif self.documents and not re.match(r"(class|struct|enum|namespace)\b.*\{$", code.strip()):
                 for text in self.documents:
                     self.out(indent + text)
         else:
@@ -147,28 +189,42 @@ class Filter:
         if behind is None:
             self.out(line)
         elif self.scopes[-1] != "body" and (whole or self.scopes[-1] == "enum"):
-            self.out(f"{code} ///< {escape(behind)}")
+            self.out(f"{code} ///< {escape(sentence(behind))}")
         else:
             self.out(line)
+        if whole:
+            self.leave_out()
+
+    def leave_out(self):
+        """Takes the declaration that has just ended out of the lines if it needs no documentation."""
+        declaration = " ".join(line.strip() for line in self.lines[self.begin:] if not line.strip().startswith("//"))
+        declaration = declaration.split(" ///<")[0]
+        friend = re.match(r"(template <.*?> )?friend (.*?)( \{.*|;)$", declaration)
+        if friend and friend.group(3).startswith(" {"):
+            self.friends.add(friend.group(2))
+        elif friend or re.search(r"= delete;$", declaration) or declaration[:-1] in self.friends or \
+                (self.scopes[-1] == "namespace" and MEMBER.match(declaration)):
+            del self.lines[self.begin:]
 
     def follow(self, code):
         """Follows braces and statements. Returns whether a declaration ends with this line."""
         whole = False
         text = re.sub(r'"(\\.|[^"\\])*"', '""', code)
         text = re.sub(r"'(\\.|[^'\\])'", "' '", text)
-        for c in text:
+        for i, c in enumerate(text):
             if c == "{":
                 kind = SCOPE.match(self.statement.strip())
                 name = kind.group(2) if kind and "(" not in re.sub(r"^template\s*<.*?>\s*", "", self.statement) else None
                 self.scopes.append({"union": "struct"}.get(name, name) if name else "body")
+                self.private.append(self.scopes[-1] == "class")
                 if name:
                     self.statement = ""
             elif c == "}":
                 if len(self.scopes) > 1:
                     ended = self.scopes.pop()
+                    self.private.pop()
                     if ended == "body" and self.scopes[-1] != "body" and "(" in self.statement:
-                        rest = text[text.rindex("}") + 1:].strip()
-                        if rest[:1] not in (",", "{", ")"):
+                        if not text[i + 1:].strip():
                             self.statement = ""
                             whole = True
             elif c == ";":
@@ -177,7 +233,7 @@ class Filter:
                     whole = True
             elif self.scopes[-1] != "body":
                 self.statement += c
-        if re.fullmatch(r"\s*(public|protected|private):\s*", self.statement):
+        if re.fullmatch(r"\s*((public|protected|private):|TUZUTIL_\w+\(.*\))\s*", self.statement):
             self.statement = ""
         if self.statement:
             self.statement += " "
@@ -200,7 +256,7 @@ def main():
         documented = page([line[3:] for line in lines[first:last]], header)
         lines[first:last] = [""] * (last - first)
         written.append(documented)
-    follow = Filter(written.append)
+    follow = Filter(written)
     for line in lines:
         follow.line(line)
     follow.flush(False)

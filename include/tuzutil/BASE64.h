@@ -26,6 +26,7 @@
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
+// Encodes and decodes Base64. All functions are static, and any thread may call them.
 class TUZUTIL_API TBase64 {
 public:
     // Encodes all bytes of the string, including zero bytes. Writes LF (without CR) after every 18 groups of four

@@ -46,6 +46,7 @@ template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:
     TNetworkValue() noexcept = default; // 0
+    // Stores the value in network byte order.
     explicit TNetworkValue(Host value) noexcept {
         Wire const wire = Convert(value);
         Bits bits;
@@ -53,6 +54,7 @@ public:
         for (std::size_t i = sizeof fBytes; i-- > filler; bits = static_cast<Bits>(bits >> 4 >> 4))
             fBytes[i] = static_cast<unsigned char>(bits & 0xFF);
     }
+    // Returns the stored value in host byte order.
     operator Host() const noexcept {
         Bits bits = 0;
         for (std::size_t i = filler; i < sizeof fBytes; ++i)
@@ -80,6 +82,8 @@ private:
     unsigned char fBytes[filler + sizeof(Wire)] = {};
 };
 
+// These types store a value in as many bytes as a stream in network order does: 2 for a short, 4 for an int, a long or
+// a float, 8 for a double, and 10 for a long double.
 using TNetworkShort = TNetworkValue<short, std::int16_t>;
 using TNetworkUnsignedShort = TNetworkValue<unsigned short, std::uint16_t>;
 using TNetworkInt = TNetworkValue<int, std::int32_t>;
@@ -157,12 +161,16 @@ private:
 // VBinaryStreamBase: holds the byte order, and gives access to the state and format of the wrapped stream.
 class TUZUTIL_API VBinaryStreamBase {
 public:
+    // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.
+    // Otherwise they are in host byte order.
     explicit VBinaryStreamBase(std::ios &stream, int networkOrder = 0) noexcept
         : fIos(&stream), fOrder(networkOrder ? fsNetwork : 0) {}
 
     // These functions set the byte order of the values that are read and written from now on.
     void NetworkOrder() noexcept { fOrder |= fsNetwork; }
     void HostOrder() noexcept { fOrder &= ~fsNetwork; }
+
+    // These functions return 1 or 0.
     int IsNetworkOrder() const noexcept { return static_cast<int>(fOrder & fsNetwork); }
     int IsHostOrder() const noexcept { return IsNetworkOrder() ^ 1; }
 
@@ -182,7 +190,7 @@ public:
     int precision() const { return static_cast<int>(fIos->precision()); }
     int precision(int value) { return static_cast<int>(fIos->precision(value)); }
     std::ios_base::iostate rdstate() const { return fIos->rdstate(); }
-    operator void *() const { return fIos->fail() ? nullptr : const_cast<VBinaryStreamBase *>(this); }
+    operator void *() const { return fIos->fail() ? nullptr : const_cast<VBinaryStreamBase *>(this); } // null if fail()
     explicit operator bool() const { return !fIos->fail(); }
     bool operator!() const { return fIos->fail(); }
     bool eof() const { return fIos->eof(); }
@@ -192,7 +200,7 @@ public:
     void clear(int state = 0) { fIos->clear(static_cast<std::ios_base::iostate>(state)); } // sets exactly this state
 
 protected:
-    std::ios &Ios() const noexcept { return *fIos; }
+    std::ios &Ios() const noexcept { return *fIos; } // the wrapped stream
     // These functions return whether the stream is ready, and needs none of the work of a sentry, such as flushing a
     // tied stream.
     bool IsReadyForInput() const { return fIos->good() && !fIos->tie(); }
@@ -211,19 +219,24 @@ private:
 // in network order. In host order, and in a TNetworkValue, the missing bytes keep their old values.
 class TUZUTIL_API TiBinaryStream : public virtual VBinaryStreamBase {
 public:
+    // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.
+    // Otherwise they are in host byte order.
     explicit TiBinaryStream(std::istream &stream, int networkOrder = 0) noexcept
         : VBinaryStreamBase(stream, networkOrder), fStream(&stream) {}
 
+    // These operators read a number: a short from 2 bytes, a double from 8 bytes, and every other number from 4 bytes.
+    // If a long has more than 4 bytes, a signed value is sign-extended.
     TUZUTIL_INLINE TiBinaryStream &operator>>(short &value) { return ReadNumber<std::int16_t>(value); }
     TUZUTIL_INLINE TiBinaryStream &operator>>(unsigned short &value) { return ReadNumber<std::uint16_t>(value); }
     TUZUTIL_INLINE TiBinaryStream &operator>>(int &value) { return ReadNumber<std::int32_t>(value); }
     TUZUTIL_INLINE TiBinaryStream &operator>>(unsigned int &value) { return ReadNumber<std::uint32_t>(value); }
-    // A value is sign-extended if a long has more than 4 bytes.
     TUZUTIL_INLINE TiBinaryStream &operator>>(long &value) { return ReadNumber<std::int32_t>(value); }
     TUZUTIL_INLINE TiBinaryStream &operator>>(unsigned long &value) { return ReadNumber<std::uint32_t>(value); }
     TUZUTIL_INLINE TiBinaryStream &operator>>(float &value) { return ReadNumber<float>(value); }
     TUZUTIL_INLINE TiBinaryStream &operator>>(double &value) { return ReadNumber<double>(value); }
+    // Reads a double of 8 bytes. In network order, two more bytes precede it, and are skipped.
     TiBinaryStream &operator>>(long double &value);
+    // Reads the bytes unchanged, because they are in network order already.
     template <typename Host, typename Wire, std::size_t filler>
     TiBinaryStream &operator>>(TNetworkValue<Host, Wire, filler> &value) {
         ReadBytes(&value, sizeof value);
@@ -234,9 +247,9 @@ public:
     TiBinaryStream &operator>>(char &value);
     TiBinaryStream &operator>>(signed char &value);
     TiBinaryStream &operator>>(unsigned char &value);
-    // Reads a word and ends it with a zero. If a width is set, the word has at most width() - 1 characters. A word that
-    // is read into an array also ends at the size of the array. If the target is a pointer and no width is set, nothing
-    // limits the length: never read data from strangers in this way.
+    // These operators read a word and end it with a zero. If a width is set, the word has at most width() - 1
+    // characters. A word that is read into an array also ends at the size of the array. If the target is a pointer and
+    // no width is set, nothing limits the length: never read data from strangers in this way.
     template <typename Char, std::size_t size, typename = std::enable_if_t<sizeof(Char) == 1>>
     TiBinaryStream &operator>>(Char (&text)[size]) {
         return ReadWord(reinterpret_cast<char *>(text), size);
@@ -248,12 +261,14 @@ public:
         return ReadWord(reinterpret_cast<char *>(text), static_cast<std::size_t>(-1));
     }
 
+    // These operators call the manipulator: with this object if the manipulator takes a binary stream, and otherwise
+    // with the wrapped stream.
     TiBinaryStream &operator>>(std::istream &(*manipulator)(std::istream &));
     TiBinaryStream &operator>>(std::ios &(*manipulator)(std::ios &));
     TiBinaryStream &operator>>(std::ios_base &(*manipulator)(std::ios_base &));
     TiBinaryStream &operator>>(TiBinaryStream &(*manipulator)(TiBinaryStream &));
 
-    // If these functions have no comment of their own, they call those of the same name in the wrapped stream.
+    // These functions call those of the same name in the wrapped stream, unless they have a comment of their own.
     TiBinaryStream &read(char *bytes, int count);
     TiBinaryStream &read(signed char *bytes, int count);
     TiBinaryStream &read(unsigned char *bytes, int count);
@@ -310,19 +325,23 @@ private:
 // ToBinaryStream: writes values to an ostream.
 class TUZUTIL_API ToBinaryStream : public virtual VBinaryStreamBase {
 public:
+    // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.
+    // Otherwise they are in host byte order.
     explicit ToBinaryStream(std::ostream &stream, int networkOrder = 0) noexcept
         : VBinaryStreamBase(stream, networkOrder), fStream(&stream) {}
 
+    // These operators write a number: a short as 2 bytes, a double as 8 bytes, and every other number as 4 bytes. If a
+    // long does not fit in 4 bytes, the operators set the fail bit and write nothing.
     TUZUTIL_INLINE ToBinaryStream &operator<<(short value) { return WriteNumber<std::int16_t>(value); }
     TUZUTIL_INLINE ToBinaryStream &operator<<(unsigned short value) { return WriteNumber<std::uint16_t>(value); }
     TUZUTIL_INLINE ToBinaryStream &operator<<(int value) { return WriteNumber<std::int32_t>(value); }
     TUZUTIL_INLINE ToBinaryStream &operator<<(unsigned int value) { return WriteNumber<std::uint32_t>(value); }
-    // A value that needs more than 4 bytes sets the fail bit.
     TUZUTIL_INLINE ToBinaryStream &operator<<(long value) { return WriteNumber<std::int32_t>(value); }
     TUZUTIL_INLINE ToBinaryStream &operator<<(unsigned long value) { return WriteNumber<std::uint32_t>(value); }
     TUZUTIL_INLINE ToBinaryStream &operator<<(float value) { return WriteNumber<float>(value); }
     TUZUTIL_INLINE ToBinaryStream &operator<<(double value) { return WriteNumber<double>(value); }
     ToBinaryStream &operator<<(long double value); // as a double; in network order, two zero bytes precede it
+    // Writes the stored bytes unchanged.
     template <typename Host, typename Wire, std::size_t filler>
     ToBinaryStream &operator<<(TNetworkValue<Host, Wire, filler> const &value) {
         WriteBytes(&value, sizeof value);
@@ -338,12 +357,14 @@ public:
     ToBinaryStream &operator<<(signed char const *text);
     ToBinaryStream &operator<<(unsigned char const *text);
 
+    // These operators call the manipulator: with this object if the manipulator takes a binary stream, and otherwise
+    // with the wrapped stream.
     ToBinaryStream &operator<<(std::ostream &(*manipulator)(std::ostream &));
     ToBinaryStream &operator<<(std::ios &(*manipulator)(std::ios &));
     ToBinaryStream &operator<<(std::ios_base &(*manipulator)(std::ios_base &));
     ToBinaryStream &operator<<(ToBinaryStream &(*manipulator)(ToBinaryStream &));
 
-    // If these functions have no comment of their own, they call those of the same name in the wrapped stream.
+    // These functions call those of the same name in the wrapped stream, unless they have a comment of their own.
     ToBinaryStream &write(char const *bytes, int count);
     ToBinaryStream &write(signed char const *bytes, int count);
     ToBinaryStream &write(unsigned char const *bytes, int count);
@@ -382,6 +403,8 @@ private:
 // TBinaryStream: writes values to an iostream and reads them from it.
 class TUZUTIL_API TBinaryStream : public TiBinaryStream, public ToBinaryStream {
 public:
+    // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.
+    // Otherwise they are in host byte order.
     explicit TBinaryStream(std::iostream &stream, int networkOrder = 0) noexcept
         : VBinaryStreamBase(stream, networkOrder), TiBinaryStream(stream, networkOrder),
           ToBinaryStream(stream, networkOrder) {}

@@ -50,6 +50,7 @@ public:
     void Add(void *element, unsigned long position);
     void Remove(void *element); // removes the first link that holds the pointer; does not destroy the element
     void *Find(unsigned long index) const noexcept; // null if the index is not less than the count
+    // Returns the count, which is not always the number of elements: see Add() and DeleteSet().
     unsigned long GetNumberElements() const noexcept { return fCount; }
 
 protected:
@@ -78,11 +79,12 @@ private:
 // A place in a set. REQUIRES: while the cursor is used, its link is not removed.
 class TUZUTIL_API TBaseSetOf::Cursor {
 public:
-    void *Element() const noexcept; // null at the end
-    void *Next() noexcept;
+    void *Element() const noexcept;                  // null at the end
+    void *Next() noexcept;                           // moves on; returns the pointer there, or null at the end
     bool IsAtEnd() const noexcept { return !fLink; } // distinguishes the end from a null element
 
 protected:
+    // Begins at the first link.
     explicit Cursor(TBaseSetOf const &set) noexcept : fSet(&set), fLink(set.GetFirst()) {}
 
 private:
@@ -97,6 +99,7 @@ public:
     TSetOf() noexcept = default;
     ~TSetOf() override { DeleteSet(); }
 
+    // These functions do the same as those of TBaseSetOf, for elements of the class T.
     void Add(T *element) { TBaseSetOf::Add(element); }
     // Takes ownership of the element. If there is no memory for the link, deletes the element and throws TOutOfMemory.
     void Add(std::unique_ptr<T> element) {
@@ -107,15 +110,18 @@ public:
     void Remove(T *element) { TBaseSetOf::Remove(element); }
     T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSetOf::Find(index)); }
 
+    // A place in a set. REQUIRES: while the cursor is used, the element at its place is not removed.
     class Cursor : public TBaseSetOf::Cursor {
     public:
-        explicit Cursor(TSetOf const &set) noexcept : TBaseSetOf::Cursor(set) {}
+        explicit Cursor(TSetOf const &set) noexcept : TBaseSetOf::Cursor(set) {} // at the first element
 
-        T *Element() const noexcept { return static_cast<T *>(TBaseSetOf::Cursor::Element()); }
+        T *Element() const noexcept { return static_cast<T *>(TBaseSetOf::Cursor::Element()); } // null at the end
+        // Moves on. Returns the element there, or null at the end.
         T *Next() noexcept { return static_cast<T *>(TBaseSetOf::Cursor::Next()); }
     };
 
 protected:
+    // Deletes an element of the class T.
     void DeleteElement(void *element) override { delete static_cast<T *>(element); }
 };
 
@@ -156,6 +162,7 @@ class TSetOfCopy : public TSetOf<T> {
 public:
     TSetOfCopy() noexcept = default;
     TSetOfCopy(TSetOfCopy const &other) : TSetOf<T>() { AddCopies(other); }
+    // Deletes the elements of this list, and then copies those of the other list.
     TSetOfCopy &operator=(TSetOfCopy const &other) {
         if (this != &other) {
             for (;;) {
@@ -184,10 +191,10 @@ private:
 template <typename T>
 class TElemPointer {
 public:
-    explicit TElemPointer(T *target) noexcept : fTarget(target) {}
+    explicit TElemPointer(T *target) noexcept : fTarget(target) {} // the target may be null
 
-    T *Pointer() const noexcept { return fTarget; }
-    decltype(auto) Key() const { return fTarget->Key(); }
+    T *Pointer() const noexcept { return fTarget; }       // the target
+    decltype(auto) Key() const { return fTarget->Key(); } // REQUIRES: the target is not null
 
 private:
     T *fTarget;
@@ -205,13 +212,15 @@ protected:
 
     TBaseSparseArrayOf() noexcept = default;
 
+    // These functions do the same as those of TSparseArrayOf, for untyped values.
     void Set(unsigned long index, void *value);
     void *Find(unsigned long index) const noexcept;
     void *FindIndex(unsigned long position, unsigned long &index) const noexcept;
     // Returns the entry at the index and stores its position. If there is no such entry, returns null and stores the
     // position at which the entry would be inserted.
     TSparseArrayElement *FindEntry(unsigned long index, unsigned long &position) const noexcept;
-    unsigned long QueryHighestIndex() const noexcept;
+    unsigned long QueryHighestIndex() const noexcept; // 0 if the array is empty
+    // Returns the number of entries, including those without a value.
     unsigned long QueryCount() const noexcept { return fCount; }
     unsigned long QueryCapacity() const noexcept { return fCapacity; } // the number of entries for which there is room
     void DeleteArray();                                                // deletes the values and the entries
@@ -240,6 +249,7 @@ public:
     // Stores a value at this index, and deletes the value that it replaces, unless both are the same object. Null
     // removes the entry at this index or, if there is no entry, adds one without a value.
     void Set(unsigned long index, T *value) { TBaseSparseArrayOf::Set(index, value); }
+    // Returns the value at this index, or null if there is no entry or the entry has no value.
     T *Find(unsigned long index) const noexcept { return static_cast<T *>(TBaseSparseArrayOf::Find(index)); }
     // Returns the value at this position in the order of the indexes, and stores its index. Returns null if the
     // position is not less than the count.
@@ -249,9 +259,10 @@ public:
     using TBaseSparseArrayOf::DeleteArray;
     using TBaseSparseArrayOf::QueryCapacity;
     using TBaseSparseArrayOf::QueryCount;
-    using TBaseSparseArrayOf::QueryHighestIndex; // 0 if the array is empty
+    using TBaseSparseArrayOf::QueryHighestIndex;
 
 protected:
+    // Deletes a value of the class T.
     void DeleteElement(void *value) override { delete static_cast<T *>(value); }
 };
 

@@ -38,7 +38,8 @@
 // default) minus 13 bytes, plus the line end.
 class TUZUTIL_API TConcatStreamBuf : public TFilterStreamBuf {
 public:
-    // If `crLf` is not 0, LF line ends become CR LF. A buffer size outside 14 bytes to 1 GiB becomes the nearer bound.
+    // These constructors take one source, two sources, or a list of `count` pointers to sources. If `crLf` is not 0, LF
+    // line ends become CR LF. A buffer size outside 14 bytes to 1 GiB becomes the nearer bound.
     TConcatStreamBuf(int crLf, std::istream &source);
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::istream &source);
     TConcatStreamBuf(int crLf, std::istream &first, std::istream &second);
@@ -52,8 +53,8 @@ public:
     void SetWholeLines(int on) noexcept { fWholeLines = on != 0; }
 
 protected:
-    int doallocate() override; // -1 if there is no memory
-    int_type pbackfail(int_type c) override;
+    int doallocate() override;               // -1 if there is no memory
+    int_type pbackfail(int_type c) override; // puts back any character, see PutBack()
 
 private:
     TConcatStreamBuf(int crLf, unsigned long bufferSize, std::vector<std::istream *> sources);
@@ -74,8 +75,10 @@ private:
     std::size_t fGathered = 0; // bytes of an incomplete piece, if a source threw
 };
 
+// An istream that reads several streams one after another, through a TConcatStreamBuf.
 class TUZUTIL_API TiConcatStream : public std::istream {
 public:
+    // These constructors take the same arguments as those of TConcatStreamBuf.
     TiConcatStream(int crLf, std::istream &source);
     TiConcatStream(int crLf, unsigned long bufferSize, std::istream &source);
     TiConcatStream(int crLf, std::istream &first, std::istream &second);
@@ -84,8 +87,8 @@ public:
     TiConcatStream(int crLf, unsigned long bufferSize, std::istream **sources, unsigned long count);
     ~TiConcatStream() override;
 
-    TConcatStreamBuf *rdbuf() { return &fBuf; }
-    void SetWholeLines(int on) noexcept { fBuf.SetWholeLines(on); }
+    TConcatStreamBuf *rdbuf() { return &fBuf; }                     // the buffer of this stream
+    void SetWholeLines(int on) noexcept { fBuf.SetWholeLines(on); } // see TConcatStreamBuf
 
 private:
     void Start();

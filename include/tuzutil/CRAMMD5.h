@@ -20,6 +20,7 @@
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
+// Calculates the answer to the challenge of a CRAM-MD5 login.
 class TUZUTIL_API CalculateCramMD5 {
 public:
     // Returns the HMAC-MD5 of the challenge, keyed with the secret, as 32 lower-case hexadecimal digits.

@@ -35,9 +35,11 @@
 #include <filesystem>
 #include <type_traits>
 
+// A directory whose entries can be listed. Static functions make directories. Backslashes separate the parts of a path
+// on every system.
 class TUZUTIL_API TDirectory {
 public:
-    TDirectory(char const *path) : fPath(path) {}
+    TDirectory(char const *path) : fPath(path) {} // the directory need not exist
     // On Linux, throws TInvalidParameter if the path contains a backslash.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TDirectory(Path const &path) : fPath(TFileName(path).QueryNameLocal()) {}

@@ -37,7 +37,9 @@
 #include <memory>
 #include <ostream>
 
+// A read throws this exception after Cancel(). Its text is "Cancel".
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteError, TAccessError);
+// A write or flush throws this exception when the last allowed line was passed on. Its text is "Lines".
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 
 // The buffer of the dot-byte streams.
@@ -63,6 +65,7 @@ TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 // for the buffer, reading and writing fail.
 class TUZUTIL_API TDotByteStreamBuf : public TFilterStreamBuf {
 public:
+    // These constructors take the source, the sink, or a stream that is both.
     explicit TDotByteStreamBuf(std::istream &source);
     explicit TDotByteStreamBuf(std::ostream &sink);
     // Passes on the header, the first empty line and `lines` more lines. Then ends the body and throws "Lines". A line
@@ -143,11 +146,13 @@ private:
     bool fSkipsLineFeed = false; // the last byte was a CR and was sent as CR LF, so an LF now sends nothing
 };
 
+// An iostream that reads and writes the bodies of messages, through a TDotByteStreamBuf.
 class TUZUTIL_API TDotByteStream : public std::iostream {
 public:
-    explicit TDotByteStream(std::iostream &stream);
+    explicit TDotByteStream(std::iostream &stream); // source and sink
     ~TDotByteStream() override;
 
+    // These functions give access to the buffer of this stream, see TDotByteStreamBuf.
     TDotByteStreamBuf *rdbuf() { return &fBuf; }
     int ReadToTermination() { return fBuf.ReadToTermination(); }
     bool IsTerminated() const noexcept { return fBuf.IsTerminated(); }
@@ -162,11 +167,13 @@ private:
     TDotByteStreamBuf fBuf;
 };
 
+// An istream that reads the body of a message, through a TDotByteStreamBuf.
 class TUZUTIL_API TiDotByteStream : public std::istream {
 public:
-    explicit TiDotByteStream(std::istream &source);
+    explicit TiDotByteStream(std::istream &source); // exceptions of DOTBYTE.h pass through this stream
     ~TiDotByteStream() override;
 
+    // These functions give access to the buffer of this stream, see TDotByteStreamBuf.
     TDotByteStreamBuf *rdbuf() { return &fBuf; }
     int ReadToTermination() { return fBuf.ReadToTermination(); }
     bool IsTerminated() const noexcept { return fBuf.IsTerminated(); }
@@ -178,12 +185,15 @@ private:
     TDotByteStreamBuf fBuf;
 };
 
+// An ostream that writes the body of a message, through a TDotByteStreamBuf.
 class TUZUTIL_API ToDotByteStream : public std::ostream {
 public:
+    // These constructors take the same arguments as those of TDotByteStreamBuf.
     explicit ToDotByteStream(std::ostream &sink);
     ToDotByteStream(std::ostream &sink, unsigned long lines);
     ~ToDotByteStream() override;
 
+    // These functions give access to the buffer of this stream, see TDotByteStreamBuf.
     TDotByteStreamBuf *rdbuf() { return &fBuf; }
     int WriteTermination() { return fBuf.WriteTermination(); }
     int EndBody() { return fBuf.EndBody(); }

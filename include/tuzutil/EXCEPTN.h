@@ -33,15 +33,17 @@
 #include <iosfwd>
 #include <system_error>
 
+// A place in a source file. The names are borrowed, and must be static.
 class TUZUTIL_API TExceptionLocation {
 public:
     TExceptionLocation() noexcept = default;
+    // Both names may be null.
     TExceptionLocation(char const *fileName, char const *functionName, unsigned long lineNumber) noexcept
         : fFileName(fileName), fFunctionName(functionName), fLineNumber(static_cast<std::uint32_t>(lineNumber)) {}
 
     char const *fileName() const noexcept { return fFileName; }         // null by default
     char const *functionName() const noexcept { return fFunctionName; } // null by default
-    unsigned long lineNumber() const noexcept { return fLineNumber; }
+    unsigned long lineNumber() const noexcept { return fLineNumber; }   // 0 by default
 
 private:
     char const *fFileName = nullptr;
@@ -64,17 +66,21 @@ protected:
     virtual void terminate() = 0;
 };
 
+// The base of all exceptions of the library. An exception has up to five texts and five locations, an ID, a severity
+// and a group.
 class TUZUTIL_API TException : private TExceptionSlots, public std::exception {
 public:
+    // Whether the program can go on after the failure.
     enum Severity { unrecoverable, recoverable };
 
+    // The text is copied, and may be null. The ID has 32 bits. At first there is no group and no location.
     TException(char const *text, unsigned long errorId, Severity severity) noexcept;
     TException(TException const &other) noexcept;
     TException &operator=(TException const &other) noexcept;
 
     ~TException() override;
-    [[noreturn]] void Throw() override; // throws a copy that has the class of this object
-    int isRecoverable() const noexcept override;
+    [[noreturn]] void Throw() override;          // throws a copy that has the class of this object
+    int isRecoverable() const noexcept override; // 1 or 0
     TException &addLocation(TExceptionLocation const &location) noexcept override; // for a sixth, see appendText()
     char const *name() const noexcept override;                                    // the name of the class
     TException &logExceptionData() override;                                       // does nothing, unless overridden
@@ -91,33 +97,37 @@ public:
     // The function copies `words`. The library calls this function if the system cannot load a library or a text.
     // Afterwards code() returns the code, and systemText() the words.
     TException &setSystemError(unsigned long code, char const *words = nullptr) noexcept;
+    // Returns the error of the system. Its value is 0 if there is none.
     [[nodiscard]] std::error_code code() const noexcept {
         return {static_cast<int>(fSystemCode), std::system_category()};
     }
-    [[nodiscard]] char const *systemText() const noexcept { return fSystemText; }
+    [[nodiscard]] char const *systemText() const noexcept { return fSystemText; } // null if there is none
 
+    // These functions change one property, and return this exception.
     TException &setSeverity(Severity severity) noexcept;
     TException &setErrorId(unsigned long errorId) noexcept;
     TException &setErrorCodeGroup(char const *group) noexcept; // borrowed; null means "unknown"
-    unsigned long errorId() const noexcept { return fErrorId; }
-    char const *errorCodeGroup() const noexcept { return fGroup; }
+
+    unsigned long errorId() const noexcept { return fErrorId; }    // distinguishes failures of one class
+    char const *errorCodeGroup() const noexcept { return fGroup; } // null means "unknown"
 
     TException &setText(char const *text) noexcept; // replaces all texts
     // Adds a text. If there are already five texts a, b, c, d, e (oldest first), they become b, c, d, d and the new
     // text. Locations change in the same way.
     TException &appendText(char const *text) noexcept;
-    unsigned long textCount() const noexcept { return fTextCount; }
-    char const *text(unsigned long index) const noexcept; // 0: the newest; null beyond textCount()-1
+    unsigned long textCount() const noexcept { return fTextCount; } // 1 to 5; a null text counts
+    char const *text(unsigned long index) const noexcept;           // 0: the newest; null beyond textCount()-1
 
-    unsigned long locationCount() const noexcept { return fLocationCount; }
+    unsigned long locationCount() const noexcept { return fLocationCount; }        // 0 to 5
     TExceptionLocation const *locationAtIndex(unsigned long index) const noexcept; // 0: the oldest; null if too high
 
     // Writes nothing to the trace, despite its name. If a destination takes level "xc" of the category, calls text(0)
     // and ignores the result.
     TException &Trace(TTrace::Category const &category) noexcept;
+    // Does the same as Trace().
     TException &TraceRethrow(TTrace::Category const &category) noexcept { return Trace(category); }
 
-    static void assertParameter(char const *, TExceptionLocation) noexcept {}
+    static void assertParameter(char const *, TExceptionLocation) noexcept {} // does nothing
 
 private:
     friend struct TExceptionAccess;
@@ -175,6 +185,8 @@ std::basic_ostream<char, Traits> &operator<<(std::basic_ostream<char, Traits> &o
         char const *name() const noexcept override;                                                                    \
     }
 
+// Defines the members of an exception class that TUZUTIL_DECLARE_EXCEPTION has declared. Write this macro in one source
+// file.
 #define TUZUTIL_DEFINE_EXCEPTION(Class)                                                                                \
     Class::~Class() = default;                                                                                         \
     void Class::Throw() {                                                                                              \
@@ -184,22 +196,31 @@ std::basic_ostream<char, Traits> &operator<<(std::basic_ostream<char, Traits> &o
         return #Class;                                                                                                 \
     }
 
+// The system cannot load a library, or the library lacks a text.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TAccessError, TException);
+// The library does not throw this exception. It is for programs.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TAssertionFailure, TException);
+// The library does not throw this exception. It is for programs.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDeviceError, TException);
+// An argument is out of range.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TInvalidParameter, TException);
+// The object cannot do what was asked of it.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TInvalidRequest, TException);
+// The base of the exceptions that tell what is lacking.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TResourceExhausted, TException);
+// There is no memory.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfMemory, TResourceExhausted);
+// The library does not throw this exception. It is for programs.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfSystemResource, TResourceExhausted);
+// The library does not throw this exception. It is for programs.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfWindowResource, TResourceExhausted);
 
 // TCrtMsg: holds an error number of the C library, or -1 if the constructor was given no number.
 class TUZUTIL_API TCrtMsg {
 public:
     TCrtMsg() noexcept = default;
-    TCrtMsg(int number) noexcept : fNumber(number) {}
-    TCrtMsg(char const *) noexcept {} // the text is ignored
+    TCrtMsg(int number) noexcept : fNumber(number) {} // the number is not checked
+    TCrtMsg(char const *) noexcept {}                 // the text is ignored
 
     void Write(char const *) const noexcept {} // does nothing
 

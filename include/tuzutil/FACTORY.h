@@ -37,16 +37,16 @@
 // The name of a factory and of its library.
 class TUZUTIL_API TFactoryType {
 public:
-    // The text is "name[library]", or "name" if the library has the same name. "x[]" names no library. "x[y" lacks the
-    // closing bracket, so its library is "x". A null text makes both names null.
+    // These constructors take a text "name[library]", or "name" if the library has the same name. "x[]" names no
+    // library. "x[y" lacks the closing bracket, so its library is "x". A null text makes both names null.
     TFactoryType(char const *text);
     TFactoryType(TString const &text);
     // A copy has texts of its own: writing into the strings of the copy does not change the original.
     TFactoryType(TFactoryType const &other);
     TFactoryType &operator=(TFactoryType const &other);
 
-    TString const &QueryName() const noexcept { return fName; }
-    TString const &QueryDllName() const noexcept { return fDllName; }
+    TString const &QueryName() const noexcept { return fName; }       // without the library
+    TString const &QueryDllName() const noexcept { return fDllName; } // may be null, see the constructors
 
     // These functions compare only the names, and ignore the case of ASCII letters.
     bool operator==(TFactoryType const &other) const noexcept;
@@ -100,6 +100,8 @@ public:
 protected:
     TFactoryLoaderBase();
 
+    // Throws TInvalidRequest "Singleton Object". A subclass that allows only one object calls this function for a
+    // second.
     [[noreturn]] void ThrowSingletonException();
 
 private:
@@ -120,6 +122,7 @@ class TFactoryLoader : public TFactoryLoaderBase {
 public:
     TFactoryLoader() = default;
 
+    // These functions do the same as those of TFactoryLoaderBase, for factories of the class T.
     void Add(TFactoryType const &type, TFactory<T> *factory) { TFactoryLoaderBase::Add(type, factory); }
     bool Register(TFactoryType const &type, TFactory<T> *factory) {
         return TFactoryLoaderBase::Register(type, factory);
@@ -145,9 +148,11 @@ public:
             loader->Remove(fType);
     }
 
-    TFactoryType const &QueryType() const noexcept { return fType; }
+    TFactoryType const &QueryType() const noexcept { return fType; } // as given to the constructor
 
 protected:
+    // Registers this object with the loader of T, and throws what TFactoryLoaderBase::Register() throws. The destructor
+    // removes the object from the loader.
     explicit TFactory(TFactoryType const &type) : fType(type) {
         if (TFactoryLoader<T> *const loader = T::GetLoader())
             fIsRegistered = loader->Register(type, this);

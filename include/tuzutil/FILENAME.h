@@ -35,14 +35,17 @@
 #include <string>
 #include <type_traits>
 
+// The name of a file or directory. Its text is narrow or 16-bit. Backslashes separate its parts on every system.
 class TUZUTIL_API TFileName : public TString {
 public:
+    // The form of a name: `unicode` is 16-bit text, and `local` is narrow text.
     enum Type { unicode = 0, local = 1 };
 
     static TString const fsDelimLocal;   // one backslash, as narrow text
     static TString const fsDelimUnicode; // one backslash, as 16-bit text
 
     TFileName() noexcept = default; // null
+    // These constructors take a name as it is. A null pointer gives a null name.
     TFileName(TString const &name) noexcept : TString(name) {}
     TFileName(char const *name) : TString(name) {}
     TFileName(unsigned short const *name) : TString(name) {}
@@ -63,15 +66,17 @@ public:
     template <class Path = std::filesystem::path>
     Path NativePath() const;
 
-    // FromNative() converts a name of the system's form to a TFileName. QueryNative() converts a TFileName to the
-    // system's form, which is narrow text with slashes on Linux. On Linux, FromNative() throws if the name contains a
-    // backslash, because the result would name another file. Use std::filesystem::path for such a name.
+    // These functions convert a name from and to the system's form, which is narrow text with slashes on Linux. On
+    // Linux, FromNative() throws if the name contains a backslash, because the result would name another file. Use
+    // std::filesystem::path for such a name.
     static TFileName FromNative(char const *name);
     TString QueryNative() const;
 
-    Type QueryType() const noexcept { return IsUnicode() ? unicode : local; }
+    Type QueryType() const noexcept { return IsUnicode() ? unicode : local; } // the form of this name
+    // These functions return one backslash, as narrow or as 16-bit text.
     static TString const &QueryDelimLocal() noexcept { return fsDelimLocal; }
     static TString const &QueryDelimUnicode() noexcept { return fsDelimUnicode; }
+    // Returns 1: a name can begin with a drive on every system.
     static int SupportsDrive() noexcept { return 1; }
 
     // These functions return the name as narrow or as 16-bit text. A conversion takes the narrow text to be in the
@@ -80,22 +85,22 @@ public:
     TString QueryNameUnicode() const;
     operator TagVar() const { return TagVar(QueryNameLocal()); }
 
-    // Compares the names up to their first zero, by the rules of the current locale, and ignores letter case. A narrow
-    // and a 16-bit name are compared as 16-bit text. If the narrow name cannot be converted, they are not equal. Two
-    // null names are equal.
+    // These operators compare the names up to their first zero, by the rules of the current locale, and ignores letter
+    // case. A narrow and a 16-bit name are compared as 16-bit text. If the narrow name cannot be converted, they are
+    // not equal. Two null names are equal.
     bool operator==(TFileName const &other) const noexcept;
     bool operator!=(TFileName const &other) const noexcept { return !(*this == other); }
 
-    int IsDrive() const noexcept; // contains a colon
-    TFileName QueryDrive() const; // before the first colon; empty if there is none
-    int IsDelimAtBegin() const noexcept;
-    int IsDelimAtEnd() const noexcept;
-    int IsFullPath() const noexcept; // begins with a delimiter, after the drive if there is one
+    int IsDrive() const noexcept;        // whether the name contains a colon
+    TFileName QueryDrive() const;        // the part before the first colon; empty if there is none
+    int IsDelimAtBegin() const noexcept; // 0 if a drive precedes the delimiter
+    int IsDelimAtEnd() const noexcept;   // 1 or 0
+    int IsFullPath() const noexcept;     // whether it begins with a delimiter, after the drive if there is one
 
-    TFileName QueryPath() const;      // before the last delimiter; empty if there is none
-    TFileName QueryName() const;      // after the last delimiter; the whole name if there is none
-    TFileName QueryFirstName() const; // before the first delimiter; the whole name if there is none
-    TFileName QueryFirstRest() const; // after the first delimiter; null if there is none
+    TFileName QueryPath() const;      // the part before the last delimiter; empty if there is none
+    TFileName QueryName() const;      // the part after the last delimiter; the whole name if there is none
+    TFileName QueryFirstName() const; // the part before the first delimiter; the whole name if there is none
+    TFileName QueryFirstRest() const; // the part after the first delimiter; null if there is none
 
     TFileName &FixDelim(); // turns slashes into delimiters
 
@@ -126,6 +131,7 @@ Path TFileName::NativePath() const {
     }
 }
 
+// These operators convert the text to a TFileName, and compare the names as TFileName does.
 inline bool operator==(TFileName const &a, TString const &b) noexcept {
     return a == TFileName(b);
 }

@@ -34,7 +34,8 @@
 #include <memory>
 #include <streambuf>
 
-// The class manages the put area, and passes its bytes to WriteThrough().
+// A base class for buffers that pass bytes on to another stream, or read them from one. The class manages the put area,
+// and passes its bytes to WriteThrough().
 //
 // Writing several bytes at once leaves the same bytes in the put area as writing them one by one. If std::unitbuf is
 // set for a standard stream, the stream flushes after each output, in the destructor of its sentry. An exception that
@@ -50,6 +51,7 @@ protected:
     TFilterStreamBuf() noexcept = default;
     ~TFilterStreamBuf() override;
 
+    // These functions do what std::streambuf says of them. Those that read throw TOutOfMemory if doallocate() fails.
     int sync() override;
     int_type overflow(int_type c) override;
     std::streamsize xsputn(char const *bytes, std::streamsize count) override;
@@ -63,11 +65,11 @@ protected:
     // that are put back. underflow() copies the bytes that were read last, at most fsPutBackRoom, to the end of the
     // memory before `begin`.
     struct TPiece {
-        char *back;
-        char *begin;
-        char *end;
+        char *back;  // where the memory for put-back characters begins
+        char *begin; // the first byte to be read
+        char *end;   // behind the last byte to be read
     };
-    static constexpr std::size_t fsPutBackRoom = 10;
+    static constexpr std::size_t fsPutBackRoom = 10; // characters
 
     // Called before new bytes are read, and before a write if there is no put area. If the areas exist, this function
     // must do nothing. Otherwise it allocates the areas, and calls SetPutArea() if the buffer can be written to. It
@@ -77,7 +79,7 @@ protected:
     // Allocates memory for the areas. Returns null if there is no memory.
     static std::unique_ptr<char[]> NewStorage(std::size_t size) noexcept;
     void SetPutArea(char *begin, char *end) noexcept; // sets an empty put area; null pointers close the area
-    void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); }
+    void ClosePutArea() noexcept { SetPutArea(nullptr, nullptr); } // removes the put area
     // If written bytes still wait to be flushed, a build without NDEBUG traces this at level "wa". The destructors of
     // subclasses call this function.
     void TraceLostBytes() const noexcept;

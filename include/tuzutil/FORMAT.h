@@ -209,12 +209,14 @@ public:
             tuzutil::TFormatCheck<Arguments...>(text).Check();
     }
 
-    constexpr char const *QueryText() const noexcept { return fText; }
+    constexpr char const *QueryText() const noexcept { return fText; } // the literal
 
 private:
     char const *fText;
 };
 
+// The type of a parameter that takes a format. The compiler then deduces the types of the arguments from the arguments
+// alone.
 template <typename... Arguments>
 using TFormatOf = TFormat<typename tuzutil::TSame<Arguments>::type...>;
 

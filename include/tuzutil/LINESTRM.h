@@ -49,6 +49,7 @@ enum class TLineRead {
 // has at most the size of the reading area minus 11 bytes.
 class TUZUTIL_API TLineStreamBuf : public TFilterStreamBuf {
 public:
+    // These constructors take the source, the sink, or a stream that is both. The pointer may be null.
     explicit TLineStreamBuf(std::iostream *stream);
     explicit TLineStreamBuf(std::istream *source);
     explicit TLineStreamBuf(std::ostream *sink);
@@ -57,6 +58,7 @@ public:
     TLineStreamBuf(unsigned long bufferSize, std::ostream *sink);
     ~TLineStreamBuf() override;
 
+    // Returns how many lines were begun. The line that is being read counts.
     unsigned long QueryLinesRead() const noexcept { return fLinesRead; }
 
     // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
@@ -68,6 +70,7 @@ public:
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:
+    // These constructors attach no stream: call Init() before reading or writing.
     TLineStreamBuf();
     explicit TLineStreamBuf(unsigned long bufferSize);
 
@@ -78,8 +81,8 @@ protected:
     void Init(std::ostream *sink);
     void Close(); // releases the storage with its content; the next read or write allocates it again
 
-    int doallocate() override; // -1 if there is no memory
-    int_type pbackfail(int_type c) override;
+    int doallocate() override;               // -1 if there is no memory
+    int_type pbackfail(int_type c) override; // puts back any character, see PutBack()
 
 private:
     friend class TLineStream;
@@ -125,13 +128,16 @@ inline TLineRead TLineStreamBuf::TakeLine(std::istream &stream, std::string &lin
     return TakeLine(stream, &Append, &line, limit);
 }
 
+// An iostream that reads lines, through a TLineStreamBuf.
 class TUZUTIL_API TLineStream : public std::iostream {
 public:
+    // These constructors take the same arguments as those of TLineStreamBuf.
     explicit TLineStream(std::iostream *stream);
     TLineStream(unsigned long bufferSize, std::iostream *stream);
     ~TLineStream() override;
 
-    TLineStreamBuf *rdbuf() { return &fBuf; }
+    TLineStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
+    // Does the same as TLineStreamBuf::QueryLinesRead().
     unsigned long QueryLinesRead() const noexcept { return fBuf.QueryLinesRead(); }
     // Does the same as TLineStreamBuf::ReadLine(). After `end`, eofbit and failbit are set, or badbit if reading threw
     // an exception. The other outcomes set no bit. gcount() is not changed.
@@ -141,13 +147,16 @@ private:
     TLineStreamBuf fBuf;
 };
 
+// An istream that reads lines, through a TLineStreamBuf.
 class TUZUTIL_API TiLineStream : public std::istream {
 public:
+    // These constructors take the same arguments as those of TLineStreamBuf.
     explicit TiLineStream(std::istream *source);
     TiLineStream(unsigned long bufferSize, std::istream *source);
     ~TiLineStream() override;
 
-    TLineStreamBuf *rdbuf() { return &fBuf; }
+    TLineStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
+    // Does the same as TLineStreamBuf::QueryLinesRead().
     unsigned long QueryLinesRead() const noexcept { return fBuf.QueryLinesRead(); }
     // Does the same as TLineStream::ReadLine().
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit) { return fBuf.TakeLine(*this, line, limit); }
@@ -156,13 +165,15 @@ private:
     TLineStreamBuf fBuf;
 };
 
+// An ostream that buffers bytes and passes them on unchanged, through a TLineStreamBuf.
 class TUZUTIL_API ToLineStream : public std::ostream {
 public:
+    // These constructors take the same arguments as those of TLineStreamBuf.
     explicit ToLineStream(std::ostream *sink);
     ToLineStream(unsigned long bufferSize, std::ostream *sink);
     ~ToLineStream() override;
 
-    TLineStreamBuf *rdbuf() { return &fBuf; }
+    TLineStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
 
 private:
     TLineStreamBuf fBuf;

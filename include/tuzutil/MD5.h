@@ -23,6 +23,7 @@
 
 #include <cstdint>
 
+// Calculates an MD5 digest. Write() takes the bytes in pieces, and Done() gives the digest.
 class TUZUTIL_API CalculateMD5 {
 public:
     CalculateMD5() noexcept;

@@ -30,7 +30,7 @@
 #include <ostream>
 #include <streambuf>
 
-// One block of QueryAllocSize() bytes. The first QueryUsed() bytes are content.
+// One block of the memory of a TMemStream. It has QueryAllocSize() bytes. The first QueryUsed() bytes are content.
 class TUZUTIL_API TMemStreamBuffer {
 public:
     explicit TMemStreamBuffer(unsigned long allocSize); // throws std::bad_alloc, even for a size beyond 32 bits
@@ -38,11 +38,11 @@ public:
     TMemStreamBuffer &operator=(TMemStreamBuffer const &) = delete;
     ~TMemStreamBuffer(); // destroys this block and all blocks after it
 
-    unsigned long QueryAllocSize() const noexcept { return fAllocSize; }
-    unsigned long QueryUsed() const noexcept { return fUsed; }
-    char const *QueryData() const noexcept { return fData.get(); }
-    TMemStreamBuffer *QueryNext() const noexcept { return fNext; }
-    void SetNext(TMemStreamBuffer *next) noexcept; // destroys the blocks that followed before
+    unsigned long QueryAllocSize() const noexcept { return fAllocSize; } // bytes, used or not
+    unsigned long QueryUsed() const noexcept { return fUsed; }           // bytes of content; complete after a flush
+    char const *QueryData() const noexcept { return fData.get(); }       // the first byte of the block
+    TMemStreamBuffer *QueryNext() const noexcept { return fNext; }       // null for the last block
+    void SetNext(TMemStreamBuffer *next) noexcept;                       // destroys the blocks that followed before
 
 private:
     friend class TMemStreamBuf;
@@ -53,6 +53,7 @@ private:
     TMemStreamBuffer *fNext = nullptr;
 };
 
+// The buffer of TMemStream: a chain of blocks of one size.
 class TUZUTIL_API TMemStreamBuf : public std::streambuf {
 public:
     TMemStreamBuf(); // with blocks of 10000 bytes
@@ -64,11 +65,12 @@ public:
     TMemStreamBuffer *QueryFirstBuffer() const noexcept { return fFirst; } // null until something is written
 
     // Writes the whole content to another stream, whatever the reading position is. Returns the number of bytes
-    // written, at most 4294967295. Stops if the other stream fails.
+    // written, at most 4294967295. Stops if the other stream fails. If the other stream uses this buffer, writes
+    // nothing and sets the fail bit of that stream.
     virtual unsigned long WriteTo(std::ostream &to);
 
 protected:
-    int sync() override;
+    int sync() override; // brings QueryUsed() of the last block up to date; returns 0
     // A negative offset is taken as if it were positive: the position moves forward by its absolute value. A position
     // beyond the end becomes the end. With `cur`, an offset counts from the reading position if `mode` has `in`. If
     // `mode` has only `out`, the offset counts from a mixed position: the start of the block that is being read, plus
@@ -76,14 +78,14 @@ protected:
     // reading position was set, an offset with `cur` counts from the start of the content, whatever `mode` is. Because
     // tellp() seeks by 0 with `cur` and `out`, it may move the writing position.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
-    pos_type seekpos(pos_type position, std::ios_base::openmode mode) override;
-    int_type overflow(int_type c) override;
-    int_type underflow() override;
+    pos_type seekpos(pos_type position, std::ios_base::openmode mode) override; // as seekoff() with `beg`
+    int_type overflow(int_type c) override;                                     // 0 on success
+    int_type underflow() override;                                              // goes on to the next block
     virtual int doallocate(); // makes the first block if there is none; 0, or -1 on failure
     virtual int extend();     // continues in the next block, or adds one; 0, or -1 on failure
 
-    unsigned long QueryAllocSize() const noexcept { return fBlockSize; }
-    void DeleteBuffer() noexcept;
+    unsigned long QueryAllocSize() const noexcept { return fBlockSize; } // of new blocks, in bytes
+    void DeleteBuffer() noexcept;                                        // deletes all blocks with their content
 
     // Returns whether extend() would add a block instead of continuing in the next one.
     bool NeedsBlock() const noexcept { return !fFirst || !fWrite->fNext; }
@@ -102,12 +104,14 @@ private:
     TMemStreamBuffer *fWrite = nullptr; // holds the put area
 };
 
+// An iostream that keeps what is written to it in memory. It can be read back from any position.
 class TUZUTIL_API TMemStream : public std::iostream {
 public:
-    TMemStream();
-    explicit TMemStream(unsigned long blockSize);
+    TMemStream();                                 // with blocks of 10000 bytes
+    explicit TMemStream(unsigned long blockSize); // as that of TMemStreamBuf
     ~TMemStream() override;
 
+    // Returns the buffer of this stream.
     TMemStreamBuf *rdbuf() { return static_cast<TMemStreamBuf *>(std::ios::rdbuf()); }
 
 private:

@@ -46,6 +46,7 @@ public:
     virtual TString GetMsg(long set, long number, int wide);
     virtual int IsCached() const; // returns 0
 
+    // These functions return the name of the store.
     TTextMessage::StoreID const &Key() const noexcept { return fId; }
     TTextMessage::StoreID const &QueryStoreID() const noexcept { return fId; }
 
@@ -55,6 +56,7 @@ public:
     static TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
 protected:
+    // Registers the store in the archive. Throws "Duplicate Message Store" if the name is taken.
     explicit TTextMessageStore(TTextMessage::StoreID const &id);
 
 private:
@@ -66,7 +68,7 @@ private:
 // texts, and stores may still be destroyed.
 class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessageStore>, TTextMessage::StoreID> {
 public:
-    TTextMessageArchive();
+    TTextMessageArchive(); // throws "Solitary Object" if there is an archive
     ~TTextMessageArchive() override;
     // Returns the text from the store of that name, or an empty text if there is no such store.
     virtual TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);

@@ -27,9 +27,12 @@
 
 #include <memory>
 
+// A message store whose texts are in a language library.
 class TUZUTIL_API TTextMessageStorePM : public TTextMessageStore {
 public:
+    // Takes the library of this name in the current language, which TSearchNLSPath finds.
     TTextMessageStorePM(TTextMessage::StoreID const &id, char const *dllName);
+    // Takes a library that is loaded already.
     TTextMessageStorePM(TTextMessage::StoreID const &id, TDll const &dll);
     ~TTextMessageStorePM() override;
 

@@ -82,7 +82,7 @@ struct TWaitTime {
 // An event flag. Any thread may post it, and any number of threads may wait for it.
 class TUZUTIL_API TSemaphore : public TRefCounted {
 public:
-    explicit TSemaphore(int posted = 0);
+    explicit TSemaphore(int posted = 0); // posted from the beginning if `posted` is not 0
     TSemaphore(TSemaphore const &other); // shares the event
     TSemaphore &operator=(TSemaphore const &other);
     ~TSemaphore() override;
@@ -110,14 +110,15 @@ private:
 // child a lock with a name: a thread of the parent that holds the lock keeps it.
 class TUZUTIL_API TMutexSemaphore {
 public:
+    // The result of a lock request, and the state of a guard.
     enum EState {
         Unlocked, // the guard has released the lock: only during Wait()
         Locked,   // also if the previous owner died while holding the lock
-        TimedOut,
-        Error
+        TimedOut, // the time limit expired
+        Error     // a call of the system failed, see QueryError()
     };
 
-    static constexpr long fsInfinite = -1;
+    static constexpr long fsInfinite = -1; // as a time limit: no limit
 
     // Opens the lock of that name, or creates it. Without a name (null or ""), creates a lock for this process alone.
     // Names belong to the user's session, so "Local\x" is the same as "x". Creation fails if the name has more than 260
@@ -162,6 +163,8 @@ protected:
     friend class TWeakReferenceLock;
     friend struct TForks;
 
+    // These functions are for guards: Lock() waits at most for the time limit, and returns Locked, TimedOut or Error.
+    // Unlock() releases the lock, which this thread must hold.
     EState Lock(long timeout);
     void Unlock();
     template <typename Limit, TWaitTime::If<Limit> = true>
@@ -186,6 +189,8 @@ private:
 // A lock together with the event for which its users wait.
 class TUZUTIL_API TMutexSemaphoreWithEvent : public TMutexSemaphore {
 public:
+    // Opens or creates the lock as TMutexSemaphore does. Only this process knows the event, even if the lock has a
+    // name. If the event is null, a guard cannot wait.
     explicit TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name = nullptr);
     ~TMutexSemaphoreWithEvent();
 
@@ -198,7 +203,8 @@ private:
 // Takes a lock. The destructor releases the lock if the guard holds it.
 class TUZUTIL_API TMutexSemaphoreEntry {
 public:
-    // REQUIRES: the guard has a name, because a guard without a name releases the lock at once.
+    // These constructors take the lock, and wait for it at most for the time limit. REQUIRES: the guard has a name,
+    // because a guard without a name releases the lock at once.
     [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout);
     template <typename Limit, TWaitTime::If<Limit> = true>
     [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, Limit const &limit)
@@ -207,7 +213,7 @@ public:
     TMutexSemaphoreEntry &operator=(TMutexSemaphoreEntry const &) = delete;
     ~TMutexSemaphoreEntry();
 
-    [[nodiscard]] TMutexSemaphore::EState State() const noexcept { return fState; }
+    [[nodiscard]] TMutexSemaphore::EState State() const noexcept { return fState; }    // not Unlocked
     [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // see TMutexSemaphore
 
 private:
@@ -218,6 +224,7 @@ private:
 // A guard that can also wait for a condition: create the guard, and call Wait() in a loop while the condition is false.
 class TUZUTIL_API TMutexSemaphoreWithEventEntry {
 public:
+    // These constructors do the same as those of TMutexSemaphoreEntry.
     [[nodiscard]] TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, long timeout);
     template <typename Limit, TWaitTime::If<Limit> = true>
     [[nodiscard]] TMutexSemaphoreWithEventEntry(TMutexSemaphoreWithEvent &mutex, Limit const &limit)
@@ -226,14 +233,16 @@ public:
     TMutexSemaphoreWithEventEntry &operator=(TMutexSemaphoreWithEventEntry const &) = delete;
     ~TMutexSemaphoreWithEventEntry();
 
+    // Returns Error after a Wait() that could not take the lock again.
     [[nodiscard]] TMutexSemaphore::EState State() const noexcept { return fState; }
     [[nodiscard]] bool WasAbandoned() const noexcept { return fMutex.WasAbandoned(); } // see TMutexSemaphore
 
+    // These functions do the same as those of TSemaphore, with the event of the lock.
     int Clear();
     int Post();
-    // Releases the lock if the guard holds it, waits for the event, and takes the lock again without a time limit.
-    // Returns the result of TSemaphore::Wait(). REQUIRES: no other guard of the same thread holds the lock. Otherwise
-    // the thread holds the lock during the wait, and a build without NDEBUG traces this at level "wa".
+    // These functions release the lock if the guard holds it, wait for the event, and take the lock again without a
+    // time limit. They return the result of TSemaphore::Wait(). REQUIRES: no other guard of the same thread holds the
+    // lock. Otherwise the thread holds the lock during the wait, and a build without NDEBUG traces this at level "wa".
     int Wait(long timeout);
     template <typename Limit, TWaitTime::If<Limit> = true>
     [[nodiscard]] int Wait(Limit const &limit) {

@@ -31,8 +31,11 @@
 
 #include <memory>
 
+// Finds the library with the texts of the current language. The language and the template of paths belong to the
+// process.
 class TUZUTIL_API TSearchNLSPath {
 public:
+    // These constructors take the name of the library.
     explicit TSearchNLSPath(char const *name) : fName(name) {}
     explicit TSearchNLSPath(TString const &name) : fName(name) {}
     TSearchNLSPath(TSearchNLSPath const &other);
@@ -40,7 +43,7 @@ public:
     ~TSearchNLSPath() = default;
 
     static void SetLang(char const *lang); // null means "C", the built-in texts
-    static TString QueryLang();
+    static TString QueryLang();            // "C" until SetLang() is called
     // Puts new entries before the present entries of the template. The template is a list of file names, separated by
     // ";". FindFile() says what an entry may contain. Does nothing if `entries` is null.
     static void AddNLSpath(char const *entries);
@@ -60,12 +63,12 @@ public:
     // or null if the system does not know the program's name. If a static object of the library could not register
     // itself, throws the exception of that object.
     char *FindInPath();
-    operator char *() { return FindFile(); }
+    operator char *() { return FindFile(); } // throws what FindFile() throws
 
-    static TString const fsLang_C;
-    static TString const fsDefaultLocale; // FindFile() also searches in this language if the current language is "C"
-    static TString fsLang;
-    static TString fsNLSpath; // the template
+    static TString const fsLang_C;        // "C", the built-in texts
+    static TString const fsDefaultLocale; // "English": FindFile() searches in this language if the current one is "C"
+    static TString fsLang;                // the current language
+    static TString fsNLSpath;             // the template
 
 private:
     char *Found() const noexcept { return fFound ? static_cast<char *>(*fFound) : nullptr; }
@@ -79,7 +82,7 @@ private:
 // open NAME".
 class TUZUTIL_API TNLSResourceDll : public TDll {
 public:
-    explicit TNLSResourceDll(char const *name);
+    explicit TNLSResourceDll(char const *name); // as that of TSearchNLSPath
 };
 
 #endif

@@ -21,46 +21,50 @@
 #include <ostream>
 #include <streambuf>
 
+// The buffer of the null streams.
 class TUZUTIL_API TNulStreamBuf : public std::streambuf {
 public:
     TNulStreamBuf();
     ~TNulStreamBuf() override;
 
 protected:
-    int sync() override;
-    int_type overflow(int_type c) override;
-    int_type underflow() override;
-    virtual int doallocate(); // returns 0 and allocates nothing
+    int sync() override;                    // returns 0
+    int_type overflow(int_type c) override; // returns 0 for success
+    int_type underflow() override;          // returns the end of file
+    virtual int doallocate();               // returns 0 and allocates nothing
 };
 
+// An iostream that discards what is written to it, and from which nothing can be read.
 class TUZUTIL_API TNulStream : public std::iostream {
 public:
     TNulStream();
     ~TNulStream() override;
 
-    TNulStreamBuf *rdbuf() { return &fBuf; }
+    TNulStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
 
 private:
     TNulStreamBuf fBuf;
 };
 
+// An istream that is always at the end of file.
 class TUZUTIL_API TiNulStream : public std::istream {
 public:
     TiNulStream();
     ~TiNulStream() override;
 
-    TNulStreamBuf *rdbuf() { return &fBuf; }
+    TNulStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
 
 private:
     TNulStreamBuf fBuf;
 };
 
+// An ostream that discards what is written to it.
 class TUZUTIL_API ToNulStream : public std::ostream {
 public:
     ToNulStream();
     ~ToNulStream() override;
 
-    TNulStreamBuf *rdbuf() { return &fBuf; }
+    TNulStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
 
 private:
     TNulStreamBuf fBuf;

@@ -36,8 +36,10 @@ struct IStream; // declared by the system
 // Declares the part of the interface that the streams need, because this system has no IStream. As with all component
 // objects, a result of 0 means success, and a negative result means failure.
 struct IStream {
+    // These functions add and release a reference, and return the new count.
     virtual unsigned long AddRef() = 0;
     virtual unsigned long Release() = 0;
+    // These functions read and write at most `count` bytes, and store how many they moved.
     virtual std::int32_t Read(void *bytes, unsigned long count, unsigned long *read) = 0;
     virtual std::int32_t Write(void const *bytes, unsigned long count, unsigned long *written) = 0;
 
@@ -46,12 +48,15 @@ protected:
 };
 #endif
 
+// The buffer of the streams of this header. It passes bytes on to an IStream, and reads them from it.
 class TUZUTIL_API TOleStreamBuf : public std::streambuf {
 public:
+    // What a buffer is for. With readingWriting, each direction has half of the buffer.
     enum Type { reading, writing, readingWriting };
 
+    // These constructors add a reference to the IStream, which may be null. A buffer size outside 2 bytes to 1 GiB
+    // becomes the nearer bound. Without a size, the buffer has 10240 bytes.
     TOleStreamBuf(IStream *stream, Type type);
-    // A size outside 2 bytes to 1 GiB becomes the nearer bound. The constructor without a size takes 10240 bytes.
     TOleStreamBuf(unsigned long bufferSize, IStream *stream, Type type);
     TOleStreamBuf(TOleStreamBuf const &) = delete;
     TOleStreamBuf &operator=(TOleStreamBuf const &) = delete;
@@ -60,7 +65,8 @@ public:
     unsigned long QueryBytesWritten() const noexcept; // includes the bytes that wait in the buffer
 
 protected:
-    explicit TOleStreamBuf(Type type); // without a stream: reading and flushing fail
+    // These constructors attach no IStream. Until Init() is called, reading and flushing fail.
+    explicit TOleStreamBuf(Type type);
     TOleStreamBuf(unsigned long bufferSize, Type type);
 
     // Attaches `stream`, and restarts the count of bytes at 0. Does nothing if `stream` is attached already. Flush
@@ -69,10 +75,10 @@ protected:
     void Init(IStream *stream);
     void Close(); // releases the stream, and discards the bytes that wait or were read ahead
 
-    int sync() override;
-    int_type overflow(int_type c) override;
-    int_type underflow() override;
-    virtual int doallocate(); // 0, or -1 if there is no memory
+    int sync() override;                    // 0, or -1 if bytes still wait
+    int_type overflow(int_type c) override; // passes the waiting bytes on
+    int_type underflow() override;          // reads as many bytes as the buffer has room for
+    virtual int doallocate();               // 0, or -1 if there is no memory
 
 private:
     bool WritePending();
@@ -84,38 +90,46 @@ private:
     std::uint32_t fBytesWritten = 0;
 };
 
+// An iostream that reads from and writes to an IStream, through a TOleStreamBuf.
 class TUZUTIL_API TOleStream : public std::iostream {
 public:
+    // These constructors take the same arguments as those of TOleStreamBuf.
     explicit TOleStream(IStream *stream);
     TOleStream(unsigned long bufferSize, IStream *stream);
     ~TOleStream() override;
 
-    TOleStreamBuf *rdbuf() { return &fBuf; }
+    TOleStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
+    // Does the same as TOleStreamBuf::QueryBytesWritten().
     unsigned long QueryBytesWritten() const noexcept { return fBuf.QueryBytesWritten(); }
 
 private:
     TOleStreamBuf fBuf;
 };
 
+// An istream that reads from an IStream, through a TOleStreamBuf.
 class TUZUTIL_API TiOleStream : public std::istream {
 public:
+    // These constructors take the same arguments as those of TOleStreamBuf.
     explicit TiOleStream(IStream *stream);
     TiOleStream(unsigned long bufferSize, IStream *stream);
     ~TiOleStream() override;
 
-    TOleStreamBuf *rdbuf() { return &fBuf; }
+    TOleStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
 
 private:
     TOleStreamBuf fBuf;
 };
 
+// An ostream that writes to an IStream, through a TOleStreamBuf.
 class TUZUTIL_API ToOleStream : public std::ostream {
 public:
+    // These constructors take the same arguments as those of TOleStreamBuf.
     explicit ToOleStream(IStream *stream);
     ToOleStream(unsigned long bufferSize, IStream *stream);
     ~ToOleStream() override;
 
-    TOleStreamBuf *rdbuf() { return &fBuf; }
+    TOleStreamBuf *rdbuf() { return &fBuf; } // the buffer of this stream
+    // Does the same as TOleStreamBuf::QueryBytesWritten().
     unsigned long QueryBytesWritten() const noexcept { return fBuf.QueryBytesWritten(); }
 
 private:

@@ -23,9 +23,10 @@
 #include <ostream>
 #include <streambuf>
 
+// The buffer of oStringStream: one block of memory, which grows.
 class TUZUTIL_API oStringStreamBuf : public std::streambuf {
 public:
-    explicit oStringStreamBuf(int step = 100);
+    explicit oStringStreamBuf(int step = 100); // at least 1, see oStringStream
     ~oStringStreamBuf() override;
     oStringStreamBuf(oStringStreamBuf const &) = delete;
     oStringStreamBuf &operator=(oStringStreamBuf const &) = delete;
@@ -35,7 +36,7 @@ public:
     int pcount() const noexcept; // bytes written so far
 
 protected:
-    int_type overflow(int_type c) override;
+    int_type overflow(int_type c) override; // fails if the block is frozen
 
 private:
     int fStep;
@@ -43,11 +44,13 @@ private:
     bool fFrozen = false;
 };
 
+// An ostream that writes to a growing block of memory, which the caller can take over with str().
 class TUZUTIL_API oStringStream : public std::ostream {
 public:
     explicit oStringStream(int step = 100); // the least number of bytes by which the block grows
     ~oStringStream() override;
 
+    // These functions give access to the buffer of this stream, see oStringStreamBuf.
     char *str() { return fBuf.str(); }
     void freeze(int frozen = 1) { fBuf.freeze(frozen); }
     int pcount() const noexcept { return fBuf.pcount(); }

@@ -20,6 +20,7 @@
 
 #include <typeinfo>
 
+// Reports calls of virtual functions that a subclass must override.
 class TUZUTIL_API TPureCall {
 public:
     static int Trap(); // writes a trace entry at level "se"; returns 0

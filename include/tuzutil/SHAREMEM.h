@@ -30,6 +30,7 @@
 
 class osSharedMemory;
 
+// A named block of memory that processes share.
 class TUZUTIL_API ipcSharedMemory {
 public:
     // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails

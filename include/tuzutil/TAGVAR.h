@@ -125,10 +125,10 @@ using IfArgument = std::enable_if_t<!std::is_same_v<T, TagVar> && isArgument<std
 // TagVarVoidPtr: wraps an untyped pointer, from which a TagVar of the kind voidPtr can be made.
 class TUZUTIL_API TagVarVoidPtr {
 public:
-    TagVarVoidPtr() noexcept = default; // null
-    explicit TagVarVoidPtr(void *pointer) noexcept : fPointer(pointer) {}
+    TagVarVoidPtr() noexcept = default;                                   // null
+    explicit TagVarVoidPtr(void *pointer) noexcept : fPointer(pointer) {} // borrows it
 
-    void *QueryVoidPtr() const noexcept { return fPointer; }
+    void *QueryVoidPtr() const noexcept { return fPointer; } // may be null
 
 private:
     void *fPointer = nullptr;
@@ -138,6 +138,7 @@ private:
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wshadow"
 #endif
+// A value together with its kind: a number, a text, a point in time or a pointer.
 class TUZUTIL_API TagVar {
 public:
     // These numbers are written to streams (docs/formats.md), so they must not change.
@@ -165,27 +166,31 @@ public:
     TagVar() noexcept : TagVar(nil) {}
     TagVar(Type type) noexcept : fType(type), fCell(0) {} // owns no object, even if the kind can own one
 
+    // These constructors make a value of the kind integer or unsignedInteger.
     TagVar(short value) noexcept : TagVar(static_cast<int>(value)) {}
     TagVar(int value) noexcept : fType(integer), fCell(static_cast<std::uint32_t>(value)) {}
     TagVar(unsigned short value) noexcept : TagVar(static_cast<unsigned int>(value)) {}
     TagVar(unsigned int value) noexcept : fType(unsignedInteger), fCell(value) {}
-    // If the value fits in 32 bits, its kind is integer or unsignedInteger. Otherwise the kind is integer64 or
+    // These constructors take longer integers. If the value fits in 32 bits, its kind is integer or unsignedInteger.
+    // Otherwise the kind is integer64 or
     // unsignedInteger64.
     TagVar(long value) noexcept;
     TagVar(unsigned long value) noexcept;
     TagVar(long long value) noexcept;
     TagVar(unsigned long long value) noexcept;
-    TagVar(double value) noexcept;
-    TagVar(TString const &text); // a wide string if the text's Unicode flag is set
-    TagVar(char const *text);    // for a null pointer, owns a null string
-    TagVar(unsigned char const *text);
+
+    TagVar(double value) noexcept;      // a real
+    TagVar(TString const &text);        // a wide string if the text's Unicode flag is set
+    TagVar(char const *text);           // for a null pointer, owns a null string
+    TagVar(unsigned char const *text);  // as char const *
     TagVar(unsigned short const *text); // a wide string
-    TagVar(char16_t const *text);
+    TagVar(char16_t const *text);       // a wide string
+    // Makes a string value that owns a null string.
     TagVar(std::nullptr_t) : TagVar(static_cast<char const *>(nullptr)) {}
-    TagVar(TDate value); // the classes TDate and TTime are empty
-    TagVar(TTime value);
-    TagVar(TDateTime const &value);
-    TagVar(TagVarVoidPtr const &value) noexcept;
+    TagVar(TDate value);                         // of the kind date; the classes TDate and TTime are empty
+    TagVar(TTime value);                         // of the kind time
+    TagVar(TDateTime const &value);              // owns a copy
+    TagVar(TagVarVoidPtr const &value) noexcept; // borrows the pointer
 
     // Values can also be made of these types:
     // - a type with an operator TagVar, or with a function `TagVar ToTagVar(T const &)` in its namespace
@@ -212,6 +217,7 @@ public:
             CleanUp();
     }
 
+    // These functions return 1 if the value is of this kind, and otherwise 0.
     int IsType(Type type) const noexcept { return fType == type; }
     int IsNil() const noexcept { return IsType(nil); }
     int IsEndOfArgs() const noexcept { return IsType(endOfArgs); }
@@ -243,12 +249,16 @@ public:
     // the kind. It throws "type mismatch" for nil, time and the kinds above 10. It returns the value of any other kind
     // as an address.
     TString const *QueryString() const;
+    // Does the same as QueryString().
     operator TString const *() const { return QueryString(); }
 
     // Writes the value as text. Writes "(nil)" and "(endOfArgs)" for values of these kinds, and "(null)" if a text or
     // date-time value owns no object. Throws "not implemented" for the kinds date and time.
     std::ostream &StreamOut(std::ostream &out) const;
     std::istream &StreamIn(std::istream &in); // always throws "not implemented"
+    // Writes the name of the kind, for example "unsignedInteger". Writes "unknown(", the kind as a hexadecimal number
+    // and
+    // ")" if the kind does not exist.
     std::ostream &PrintType(std::ostream &out) const;
 
     // Writes the kind and then the value (docs/formats.md). A void pointer that does not fit in 4 bytes sets the fail
@@ -258,7 +268,7 @@ public:
     // the kind in the stream does not exist, this value becomes nil, and "unknown type" is thrown.
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
-    // All operators throw "unknown type" for the kinds above 10.
+    // These operators compute. All operators throw "unknown type" for the kinds above 10.
     //
     // Arithmetic on integers wraps at 32 bits. A signed and an unsigned integer give a signed one. A real and any
     // number give a real, except that %= does not accept reals. += concatenates two texts. Division and remainder of
@@ -277,19 +287,29 @@ public:
     TagVar &operator<<=(TagVar const &other);
     TagVar &operator>>=(TagVar const &other);
 
+    // These functions compare two values, and return 1 or 0. Numbers are compared as reals if one of them is a real. If
+    // both are integers, IsEqual() compares their 32 bits, so -1 equals 4294967295. IsLessThan() compares without sign
+    // only if both are unsigned. Two values of the kind nil are equal, and so are two of the kind endOfArgs. A text can
+    // be compared with a text, and a date-time with a date-time.
+    //
     // A text value may own no text. If such a value is the right operand of IsEqual(), it equals every text value that
     // owns a text. If such a value is the left operand, it equals nothing, not even itself. IsLessThan() takes such a
     // value for less than every text value that owns a text. Values of kind dateTime that own no date-time behave
     // alike.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
+    // These functions take only numbers, and return 1 or 0. A number is true unless it is 0. Of a real, only the
+    // integer part counts: 0.5 is false.
     int LogicalAnd(TagVar const &other) const;
     int LogicalOr(TagVar const &other) const;
 
+    // Returns 1 if a number is false, or if a text value owns no text. Takes only numbers and texts.
     int operator!() const;
-    TagVar operator~() const;
-    TagVar operator-() const;
-    TagVar operator+() const;
+    TagVar operator~() const; // only of integers and unsigned integers
+    TagVar operator-() const; // only of integers and reals
+    TagVar operator+() const; // a copy, only of numbers
+    // These operators add or subtract 1, or one second in the case of a date-time. They take only numbers and
+    // date-times.
     TagVar &operator++();
     TagVar &operator--();
     TagVar operator++(int);

@@ -36,10 +36,12 @@
 class TUZUTIL_API TDate {};
 class TUZUTIL_API TTime {};
 
+// A point in time in seconds since 1970, in 32 bits, together with a time-zone offset. TDateTime64 does not have the
+// limits of this class.
 class TUZUTIL_API TDateTime {
 public:
-    TDateTime(); // now, and the zone of the process
-    TDateTime(long time, long timeZone) noexcept;
+    TDateTime();                                  // now, and the zone of the process
+    TDateTime(long time, long timeZone) noexcept; // a value beyond 32 bits becomes the nearest one
     // Reads the fields of the record as UTC. Normalises fields that are out of range, and ignores the daylight-saving
     // field.
     TDateTime(std::tm const &record, long timeZone) noexcept;
@@ -47,15 +49,16 @@ public:
     TDateTime &operator=(TDateTime const &) = default;
     ~TDateTime() = default;
 
-    // The assignments change only the time, not the zone.
+    // These assignments change only the time, not the zone.
     TDateTime &operator=(std::tm const &record) noexcept;
     TDateTime &operator=(long time) noexcept;
 
-    long QueryTime() const noexcept { return fTime; }
-    long QueryTimeZone() const noexcept { return fTimeZone; }
-    void SetTimeZone(long timeZone) noexcept;
+    long QueryTime() const noexcept { return fTime; }         // seconds since 1970-01-01 00:00:00 UTC
+    long QueryTimeZone() const noexcept { return fTimeZone; } // seconds west of UTC
+    void SetTimeZone(long timeZone) noexcept;                 // does not change the time
 
-    int IsEqual(TDateTime const &other) const noexcept { return fTime == other.fTime; } // zones are not compared
+    // These functions return 1 or 0. They do not compare the zones.
+    int IsEqual(TDateTime const &other) const noexcept { return fTime == other.fTime; }
     int IsLessThan(TDateTime const &other) const noexcept { return fTime < other.fTime; }
 
     // Returns the calendar record in UTC. Days of the month are 1 to 31, as in the C library.
@@ -78,10 +81,13 @@ private:
 // A point in time with 64 bits, together with a time-zone offset.
 class TUZUTIL_API TDateTime64 {
 public:
+    // A time of the system's clock, in whole seconds.
     using TTimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::seconds>;
 
     TDateTime64(); // now, and the offset that the process's time zone has now, with daylight saving
+    // Takes seconds since 1970-01-01 00:00:00 UTC, and seconds west of UTC.
     explicit TDateTime64(std::int64_t time, std::int32_t timeZone = 0) noexcept : fTime(time), fTimeZone(timeZone) {}
+    // Takes the time and the zone.
     TDateTime64(TDateTime const &other) noexcept
         : fTime(other.QueryTime()), fTimeZone(static_cast<std::int32_t>(other.QueryTimeZone())) {}
     // Reads the fields of the record as UTC, as TDateTime does.
@@ -92,18 +98,19 @@ public:
                          std::int32_t timeZone = 0)
         : TDateTime64(std::chrono::floor<std::chrono::seconds>(time.time_since_epoch()).count(), timeZone) {}
 
-    std::int64_t QueryTime() const noexcept { return fTime; }         // seconds since 1970-01-01 00:00:00 UTC
-    std::int32_t QueryTimeZone() const noexcept { return fTimeZone; } // seconds west of UTC
-    void SetTimeZone(std::int32_t timeZone) noexcept { fTimeZone = timeZone; }
-    TTimePoint QueryTimePoint() const noexcept { return TTimePoint(std::chrono::seconds(fTime)); }
+    std::int64_t QueryTime() const noexcept { return fTime; }                  // seconds since 1970-01-01 00:00:00 UTC
+    std::int32_t QueryTimeZone() const noexcept { return fTimeZone; }          // seconds west of UTC
+    void SetTimeZone(std::int32_t timeZone) noexcept { fTimeZone = timeZone; } // does not change the time
+    TTimePoint QueryTimePoint() const noexcept { return TTimePoint(std::chrono::seconds(fTime)); } // without the zone
     TDateTime QueryDateTime() const noexcept; // the nearest time that fits in 32 bits
 
-    // Compare the times, not the zones.
+    // These operators compare the times, not the zones.
     bool operator==(TDateTime64 const &other) const noexcept { return fTime == other.fTime; }
     bool operator!=(TDateTime64 const &other) const noexcept { return fTime != other.fTime; }
     bool operator<(TDateTime64 const &other) const noexcept { return fTime < other.fTime; }
 
-    // QueryCalendar() returns the calendar record in UTC, and QueryLocalCalendar() in the zone of this object. Days of
+    // These functions return the calendar record: QueryCalendar() in UTC, and QueryLocalCalendar() in the zone of this
+    // object. Days of
     // the month are 1 to 31. A time more than about 1900 million years before or after 1970 becomes the nearest one
     // within this limit.
     std::tm QueryCalendar() const noexcept;

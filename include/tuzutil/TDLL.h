@@ -28,6 +28,7 @@
 
 #include <cstdint>
 
+// A library of the operating system. The constructor loads it, and it stays loaded until the process ends.
 class TUZUTIL_API TDll {
 public:
     // Loads the library. Throws "Unable to find or open NAME, GetLastError=N(xHHHHHHHH)" (ID 1) on failure. If a static
@@ -35,9 +36,9 @@ public:
     explicit TDll(char const *name);
     explicit TDll(void *handle) : fOpen(1), fHandle(handle), fName("") {} // `handle` is not checked
 
-    int isOpen() const noexcept { return fOpen != 0; }
-    void open() noexcept {} // does nothing: the constructor has loaded the library
-    void *GetHandle() const noexcept { return fHandle; }
+    int isOpen() const noexcept { return fOpen != 0; }   // 1 or 0
+    void open() noexcept {}                              // does nothing: the constructor has loaded the library
+    void *GetHandle() const noexcept { return fHandle; } // of the system
 
     // Returns the text with that number, as 16-bit text if `wide` is not 0. Throws "Dll not loaded" (ID 1) if isOpen()
     // is 0. If there is no such text, traces this in the category String at the level TTrace::error, and throws "Error
@@ -45,9 +46,9 @@ public:
     TString loadMessage(unsigned long id, int wide) const;
 
 protected:
-    std::int32_t fOpen = 0;
-    void *fHandle = nullptr;
-    TString fName; // as given to the constructor
+    std::int32_t fOpen = 0;  // 1 if the library is loaded
+    void *fHandle = nullptr; // of the system
+    TString fName;           // as given to the constructor
 };
 
 #endif

@@ -34,6 +34,8 @@
 #include <atomic>
 #include <cstdint>
 
+// An object whose Run() is called on a thread of its own. Subclasses override Run().
+//
 // REQUIRES: nobody calls Start() or MainThread() on a running object, because Run() would then run twice, but only one
 // end and one result would be reported. REQUIRES: nobody copies a running object, because copies share the event that
 // reports the end. REQUIRES: Run() does not wait for its own end, because that wait would never return.
@@ -57,10 +59,12 @@ public:
     int MainThread(); // runs the body on the calling thread, and returns its result
 
     void WaitForTermination(long timeout); // in milliseconds; -1 waits for ever
+    // Returns 1 from the beginning of Run() until its end, and otherwise 0.
     int IsRunning() const noexcept { return fRunning.load(std::memory_order_acquire); }
     // Returns what the last Run() has returned. Returns 0 before the first run, -1 during a run, and -1 after a run in
     // which Run() threw.
     int QueryResult() const noexcept { return fResult.load(std::memory_order_acquire); }
+    // Stores the size, which has no effect.
     void SetStackSize(unsigned long size) noexcept { fStackSize = static_cast<std::uint32_t>(size); }
 
 private:

@@ -52,9 +52,10 @@ struct TTimerLink : TTimerRing {
     bool isCounted = false; // whether the timer is counted among those that exist
 };
 
+// Posts an event after some time.
 class TUZUTIL_API TTimer {
 public:
-    explicit TTimer(TReference<TSemaphore> semaphore);
+    explicit TTimer(TReference<TSemaphore> semaphore); // not armed; null is allowed
     TTimer(TTimer const &other);
     TTimer &operator=(TTimer const &other); // disarms this timer
     ~TTimer();
@@ -66,11 +67,11 @@ public:
     void Set(std::chrono::duration<Number, Period> const &fromNow) {
         SetMilliseconds(TWaitTime::Milliseconds(fromNow, 0x20000000000));
     }
-    void Cancel();
-    // TimeLeft() and QueryTimeLeft() return the time that is left: at least 1 unit until the time has passed, and then
-    // 0. QueryPostTime() returns the time for which the timer is set. If the timer is not armed, the functions return
-    // 0. Exception: a copy is not armed, but it returns the values for the time for which the original was set when it
-    // was copied.
+    void Cancel(); // disarms the timer, and leaves the event as it is
+    // These functions tell about the time for which the timer is set. TimeLeft() and QueryTimeLeft() return the time
+    // that is left: at least 1 unit until the time has passed, and then 0. QueryPostTime() returns the time itself. If
+    // the timer is not armed, the functions return 0. Exception: a copy is not armed, but it returns the values for the
+    // time for which the original was set when it was copied.
     std::chrono::milliseconds TimeLeft() const noexcept { return std::chrono::milliseconds(MillisecondsLeft()); }
     long QueryTimeLeft() const noexcept;                               // in seconds
     unsigned long QueryPostTime() const noexcept { return fPostTime; } // in seconds since 1970

@@ -37,7 +37,7 @@
 
 class TTempStreamBuf;
 
-// Decides when a stream moves to a file.
+// Decides when a TTempStream moves its content to a file.
 class TUZUTIL_API TTempStreamTest : public TRefCounted {
 protected:
     TTempStreamTest();
@@ -70,17 +70,21 @@ public:
 // the next write tries again. A failure to read from the file looks like the end of the file.
 class TUZUTIL_API TTempStreamBuf : public TMemStreamBuf {
 public:
+    // These constructors take a name, which is only stored, and the test, which may be null. The block size is that of
+    // TMemStreamBuf.
     TTempStreamBuf(char const *name, TReference<TTempStreamTest> test);
     TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStreamBuf() override;
 
     // Copies the content to `to`, and returns the number of bytes copied. As long as the content is in memory, copies
     // it from its beginning. After the move to the file, copies it from the present position on. If the file fails,
-    // sets the fail bit of `to`. If the file does not take the bytes that wait to be written, sets the fail bit too,
-    // and returns 0.
+    // sets the fail bit of `to`. If the file does not take the bytes that wait to be written, or `to` uses this buffer,
+    // sets the fail bit too, and returns 0.
     unsigned long WriteTo(std::ostream &to) override;
 
 protected:
+    // These functions behave as those of TMemStreamBuf until the move to the file. After the move, the comment of the
+    // class says what they do.
     int sync() override;
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     int_type overflow(int_type c) override;
@@ -103,8 +107,10 @@ private:
     std::unique_ptr<char[]> fFileBuffer; // first half: bytes read; second half: bytes to be written
 };
 
+// A memory stream that moves its content to a temporary file when its test says so.
 class TUZUTIL_API TTempStream : public TMemStream {
 public:
+    // These constructors take the same arguments as those of TTempStreamBuf.
     TTempStream(char const *name, TReference<TTempStreamTest> test);
     TTempStream(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStream() override;

@@ -58,7 +58,7 @@ private:
     std::atomic<std::uint32_t> fValue;
 };
 
-// Each level and each component is one bit. A mask combines several bits.
+// A handle to a trace destination. Each level and each component is one bit. A mask combines several bits.
 class TUZUTIL_API TTrace {
 public:
     // Levels with a fixed meaning. A component may give the other levels a meaning of its own.
@@ -77,8 +77,8 @@ public:
     // A build without NDEBUG traces at level "wa" if a category that is not a static object is registered.
     class TUZUTIL_API Category {
     public:
-        // Joins the registry of categories. If the component does not fit in 32 bits, no destination takes entries of
-        // the category.
+        // These constructors join the registry of categories. If the component does not fit in 32 bits, no destination
+        // takes entries of the category.
         Category(unsigned long component, TString const &name);
         Category(unsigned long component, char const *name);
         // A copy does not join the registry. It has a text of its own: writing into the text of one category does not
@@ -88,8 +88,9 @@ public:
         ~Category(); // leaves the registry
 
         unsigned long QueryComponent() const noexcept { return fComponent; } // usually one bit
-        TString const &QueryString() const noexcept { return fName; }
-        int operator<(Category const &other) const noexcept; // by component, then by name
+        TString const &QueryString() const noexcept { return fName; }        // the name
+        int operator<(Category const &other) const noexcept;                 // by component, then by name
+        // These functions return 1 if components and names are equal, letter case included, and otherwise 0.
         int operator==(Category const &other) const noexcept;
         int IsEqual(Category const &other) const noexcept { return *this == other; }
 
@@ -115,38 +116,42 @@ public:
         virtual void Write(unsigned long level, Category const &category, TTextMessage const &message);
         virtual void Change(); // called after most changes of the settings
 
-        unsigned long QueryLevel() const noexcept { return fLevel; }
-        void SetLevel(unsigned long level); // does nothing after StopTracing(), like SetComponent()
-        unsigned long QueryComponent() const noexcept { return fComponent; }
-        void SetComponent(unsigned long component);
+        unsigned long QueryLevel() const noexcept { return fLevel; }         // a mask of the levels that it accepts
+        void SetLevel(unsigned long level);                                  // does nothing after StopTracing()
+        unsigned long QueryComponent() const noexcept { return fComponent; } // a mask of the components that it accepts
+        void SetComponent(unsigned long component);                          // does nothing after StopTracing()
         int QueryDefaultTracing() const noexcept { return Int(fDefaultTracing); } // for categories not in the table
-        void SetDefaultTracing(int on);
+        void SetDefaultTracing(int on); // whether it accepts categories that are not in the table
         int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1 if records have the long prefix
         void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), unlike most setters
         // The library's destinations can add these parts to a record: the name of the category after the letter of the
         // level, and in the long prefix the year before the date and the time zone after the time. A prefix with all
         // three parts is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default, no part is added.
         enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
-        unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }
+        unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }       // a mask of PrefixPart
         void SetPrefixParts(unsigned long parts) noexcept;                             // does not call Change()
         unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; } // SaveState objects that exist
-        int QueryDisableRestore() const noexcept { return Int(fDisableRestore); }
-        void SetDisableRestore(int disable);
+        int QueryDisableRestore() const noexcept { return Int(fDisableRestore); } // 1 if SaveState restores nothing
+        void SetDisableRestore(int disable);                                      // StopTracing() sets this to 1
         void StopTracing(); // the destination never accepts an entry again
 
         // Joins the chain of destinations at its head. From then on, entries reach this destination. Does nothing if
         // this destination is in the chain.
         void Join();
 
-        int StillTracing() const noexcept { return !fStopped; }
+        int StillTracing() const noexcept { return !fStopped; } // 0 after StopTracing()
 
+        // Returns whether this destination accepts one of these levels and one of these components. The category does
+        // not count.
         int IsTracing(unsigned long level, unsigned long component) const noexcept {
             return (fLevel & level) != 0 && (fComponent & component) != 0;
         }
+        // Returns whether this destination accepts an entry of this level, component and category.
         int IsTracing(unsigned long level, unsigned long component, Category const &category) const;
 
+        // Stores in the table of this destination whether it accepts the category. The table copies the category.
         void AddCategory(Category const &category, int on);
-        void RemoveCategory(Category const &category);
+        void RemoveCategory(Category const &category);     // the default applies to the category again
         int QueryCategory(Category const &category) const; // `on` of the category's entry in the table, or the default
         int UsesDefault(Category const &category) const;   // 1 if the category has an entry in the table, otherwise 0
 
@@ -155,19 +160,25 @@ public:
         void FormatPrefix(TString &prefix, unsigned long level) const;
         static char LevelChar(unsigned long level) noexcept; // '?' if the level has no letter, or is a combination
 
+        // Passes the entry to each destination that accepts it. An exception that a destination throws is dropped.
         static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message);
         static void SetGlobalTracing(); // computes the global level and component from all destinations
+        // These functions set the masks that trace points test. The next change of a destination computes them again.
         static void SetGlobalLevel(unsigned long level);
         static void SetGlobalComponent(unsigned long component);
+
+        // These functions return the masks that trace points test.
         static unsigned long QueryGlobalLevel() noexcept { return fsRuntimeLevel; }
         static unsigned long QueryGlobalComponent() noexcept { return fsRuntimeComponent; }
+        // Returns whether some destination may accept an entry of this level and component. Trace points make this
+        // test.
         static int IsGlobalTracing(unsigned long level, unsigned long component) noexcept {
             return (fsRuntimeLevel & level) != 0 && (fsRuntimeComponent & component) != 0;
         }
         // Returns whether some destination accepts an entry of this level, component and category.
         static int IsGlobalTracing(unsigned long level, unsigned long component, Category const &category);
 
-        static void Register(Category const &category);
+        static void Register(Category const &category);           // the constructor of the category does this
         static TTraceSetKnownCursor *ListClasses();               // starts at the first; the caller deletes the cursor
         static Category const *FindCategory(TString const &name); // ignores case and component; null if there is none
         // Returns the name of the lowest bit, or "" if no bit below bit 32 is set. A name that the program has given
@@ -180,11 +191,11 @@ public:
         // single bit, or is bit 0, which is this library's. REQUIRES: `name` exists until the process ends.
         static void NameComponent(unsigned long mask, char const *name) noexcept;
 
-        static Base *fsAnchor; // the head of the chain of destinations
-        static TMutexSemaphore &fsMutex;
-        static TTraceWord fsRuntimeLevel; // the levels that some destination accepts
-        static TTraceWord fsRuntimeComponent;
-        static TTraceSetKnown fsKnownCategories;
+        static Base *fsAnchor;                   // the head of the chain of destinations
+        static TMutexSemaphore &fsMutex;         // the trace lock
+        static TTraceWord fsRuntimeLevel;        // the levels that some destination accepts
+        static TTraceWord fsRuntimeComponent;    // the components that some destination accepts
+        static TTraceSetKnown fsKnownCategories; // the registry of categories
 
     protected:
         // These constructors join the chain at once, before the subclass is constructed. The constructor without
@@ -233,13 +244,13 @@ public:
         std::atomic<TLineWriter> fWriteLine{nullptr};
     };
 
-    using Pointer = TReference<Base>;
+    using Pointer = TReference<Base>; // a counted reference to a destination
 
     // Remembers the levels, components and default of a handle's destination. If QueryDisableRestore() is 0 when the
     // object is destroyed, the destructor restores them. Changes of the category table remain.
     class TUZUTIL_API SaveState {
     public:
-        [[nodiscard]] explicit SaveState(TTrace &trace);
+        [[nodiscard]] explicit SaveState(TTrace &trace); // remembers the settings
         // Does the same as the first constructor. Then sets the levels to `level`, adds the category's component, and
         // switches the category on.
         [[nodiscard]] SaveState(TTrace &trace, unsigned long level, Category const &category);
@@ -306,7 +317,7 @@ public:
     int UsesDefault(Category const &category) const;
     void FormatPrefix(TString &prefix, unsigned long level) const;
 
-    Pointer &QueryPointer() noexcept { return fDestination; }
+    Pointer &QueryPointer() noexcept { return fDestination; } // null without a destination
 
     // These functions do the same as the functions of the same name in Base.
     static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {
@@ -351,6 +362,7 @@ private:
 // The library's own categories. All of them have the component "Utility", whose mask is 1.
 class TUZUTIL_API TUtilityTraceCategory {
 public:
+    // These categories have the names of the variables.
     static TTrace::Category const TagVar;
     static TTrace::Category const NLSResource;
     static TTrace::Category const Message;
@@ -359,7 +371,7 @@ public:
     static TTrace::Category const Utility;
     static TTrace::Category const String;
     static TTrace::Category const Factory;
-    static TTrace::Category const CrtMsg; // its name is "CRTmsg"
+    static TTrace::Category const CrtMsg; // but its name is "CRTmsg"
     static TTrace::Category const MemStream;
     static TTrace::Category const OleStream;
     static TTrace::Category const Directory;

@@ -21,8 +21,10 @@
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
+// Describes exceptions in full.
 class TUZUTIL_API TTraceException {
 public:
+    // Returns the class, the group, the ID and the severity of the exception, and then its texts and its locations.
     [[nodiscard]] static TString FormatException(TException const &problem);
 };
 

@@ -27,6 +27,7 @@
 #include "tuzutil/FACTORY.h"
 #include "tuzutil/TRACE.h"
 
+// The base of factories that make trace destinations. A configuration names a factory by its keyword.
 class TUZUTIL_API TTraceFactory : public TFactory<TTraceFactory> {
 public:
     ~TTraceFactory() override;
@@ -36,10 +37,10 @@ public:
     // destination by TTrace::Make(), or the destination's destructor calls Unlink() before its members are destroyed.
     [[nodiscard]] virtual TTrace CreateTrace(char const *argument);
 
-    static TFactoryLoader<TTraceFactory> *GetLoader();
+    static TFactoryLoader<TTraceFactory> *GetLoader(); // the one loader; never null
 
 protected:
-    TTraceFactory(TFactoryType const &type);
+    TTraceFactory(TFactoryType const &type); // the keyword, for example "queue"
 };
 
 // The one loader of trace factories.

@@ -20,6 +20,8 @@
 
 #include "tuzutil/EXPORT.h"
 
+// An observer of the levels and components that are traced.
+//
 // By default, Notify() may be called at any time after this base class is constructed, until Leave(). REQUIRES: if
 // other threads can make changes, an observer passes `joinsLater` to its base, calls Join() at the end of its
 // constructor, and calls Leave() at the beginning of its destructor. If other classes derive from the observer's class,
@@ -37,8 +39,9 @@ public:
 
 protected:
     TTraceNotify(); // joins at once, before the subclass is constructed
+    // Selects the constructor that does not join.
     enum Joining { joinsLater };
-    explicit TTraceNotify(Joining) noexcept {}
+    explicit TTraceNotify(Joining) noexcept {} // Notify() is not called until Join()
 
     void Join();           // Notify() is called from now on; a second call does nothing
     void Leave() noexcept; // Notify() is no longer called; a second call does nothing

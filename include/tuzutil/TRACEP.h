@@ -38,18 +38,19 @@
 
 // The place of a trace point: the name of the source file, which is a static text, and the line of the call.
 struct TTracePlace {
+    // The line is that of the call, unless another one is given.
     constexpr TTracePlace(char const *fileName, unsigned long lineNumber = __builtin_LINE()) noexcept
         : file(fileName), line(lineNumber) {}
 
-    char const *file;
-    unsigned long line;
+    char const *file;   // as the compiler or the program names it
+    unsigned long line; // counted from 1
 };
 
 // The source file and the line of a call. A function gets it as a parameter with a default argument, which consists of
 // __builtin_FILE() and __builtin_LINE(). The compiler replaces these two by the place of the call.
 struct TTraceCaller {
-    char const *file;
-    unsigned long line;
+    char const *file;   // as the compiler or the program names it
+    unsigned long line; // counted from 1
 };
 
 // The first text of a trace point: either a literal format, which gets the place of the call, or a place. After a
@@ -100,7 +101,7 @@ public:
     constexpr TTraceText(TTracePlace const &place) noexcept : fFormat(nullptr), fPlace(place) {}
 
     constexpr char const *QueryFormat() const noexcept { return fFormat; } // null if the first argument is the format
-    constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; }
+    constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; } // the source file and the line
 
 private:
     // Returns whether a text has one of the extensions below, or looks otherwise like the name of a file: it contains a
@@ -122,6 +123,8 @@ private:
     TTracePlace fPlace;
 };
 
+// The type of a parameter that takes the text of a trace point. The compiler then deduces the types of the arguments
+// from the arguments alone.
 template <typename... Arguments>
 using TTraceTextOf = TTraceText<typename tuzutil::TSame<Arguments>::type...>;
 
@@ -130,22 +133,26 @@ using TTraceTextOf = TTraceText<typename tuzutil::TSame<Arguments>::type...>;
 template <typename... Arguments>
 class TTraceFormat {
 public:
+    // Takes a literal, which the compiler checks against the arguments.
     template <std::size_t size>
     consteval TTraceFormat(char const (&text)[size], TTraceCaller caller = {__builtin_FILE(), __builtin_LINE()})
         : fFormat(text), fPlace(caller.file, caller.line) {}
 
-    constexpr std::string_view QueryFormat() const noexcept { return fFormat.get(); }
-    constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; }
+    constexpr std::string_view QueryFormat() const noexcept { return fFormat.get(); } // the literal
+    constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; }       // the source file and the line
 
 private:
     std::format_string<Arguments...> fFormat;
     TTracePlace fPlace;
 };
 
+// The type of a parameter that takes a format of std::format. The compiler then deduces the types of the arguments from
+// the arguments alone.
 template <typename... Arguments>
 using TTraceFormatOf = TTraceFormat<typename tuzutil::TSame<Arguments>::type...>;
 #endif
 
+// Writes trace entries. All functions are static, and throw nothing.
 class TUZUTIL_API TTracePoint {
 public:
     // Writes an entry with a format and its arguments. An argument may be anything that a TagVar can be made from. The
@@ -267,6 +274,8 @@ private:
                             char const *format, TagVar *values, unsigned long count) noexcept;
 };
 
+// Writes a trace entry at the end of a scope, at the level TTrace::functionExit. The entry can have the result of the
+// function.
 class TUZUTIL_API TTraceExit {
 public:
     explicit TTraceExit(TTrace::Category const &category); // without a message
@@ -276,6 +285,7 @@ public:
     TTraceExit &operator=(TTraceExit const &) = default;
     ~TTraceExit();
 
+    // Gives this object a new message without arguments. Without a message, nothing is written.
     void SetFormatMsg(char const *format);
 
     // Sets the arguments of the message, in every form that TTextMessage::SetArgs() takes. Does nothing without a
@@ -287,7 +297,9 @@ public:
     }
 
     void SetRC(TagVar const &value); // sets argument 0
+    // Returns the argument with this index, counted from 0. Without a message, returns a value that nobody reads.
     TagVar &operator[](unsigned int index);
+    // Sets the source file and the line that the entry names. Does nothing without a message.
     void SetDebugging(char const *file, unsigned long line);
 
 private:
@@ -314,7 +326,7 @@ private:
 class TUZUTIL_API TTraceObjects {
 public:
     TTraceObjects() = default;
-    explicit TTraceObjects(unsigned int capacity) : fCapacity(capacity) {}
+    explicit TTraceObjects(unsigned int capacity) : fCapacity(capacity) {} // ignores it
 
     unsigned int Add(char const *configuration, int, char *); // adds nothing; returns 0xFFFFFFFF
     TTrace operator[](unsigned int index) const;              // a handle without a destination if there is no entry

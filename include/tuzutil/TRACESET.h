@@ -26,6 +26,7 @@
 #include <atomic>
 #include <cstdint>
 
+// The registry of all trace categories. It can be read and changed without a lock.
 class TUZUTIL_API TTraceSetKnown {
 public:
     constexpr TTraceSetKnown() noexcept = default;
@@ -34,9 +35,9 @@ public:
     // There is no destructor, because static objects of other libraries may still use the registry when the process
     // ends.
 
-    void Add(TTrace::Category const *category);
+    void Add(TTrace::Category const *category);             // borrows it; throws std::bad_alloc if there is no memory
     void Remove(TTrace::Category const *category) noexcept; // removes all entries of the category
-    unsigned long GetNumberElements() const noexcept;
+    unsigned long GetNumberElements() const noexcept;       // counts them
 
 private:
     friend class TTraceSetKnownCursor;
@@ -55,12 +56,13 @@ private:
     std::atomic<std::uint32_t> fFree{0}; // number of entries without a category
 };
 
+// A place in the registry. It begins at the first category.
 class TUZUTIL_API TTraceSetKnownCursor {
 public:
-    explicit TTraceSetKnownCursor(TTraceSetKnown const &set) noexcept;
+    explicit TTraceSetKnownCursor(TTraceSetKnown const &set) noexcept; // at the first category
 
     TTrace::Category const *Element() const noexcept; // null at the end
-    TTrace::Category const *Next() noexcept;
+    TTrace::Category const *Next() noexcept;          // moves on; null at the end
 
 private:
     mutable TTraceSetKnown::TEntry const *fEntry; // Element() moves it to the next entry if the category has left
@@ -69,17 +71,18 @@ private:
 // An entry of a table: a category, and whether it is on.
 class TElementCategory {
 public:
-    TElementCategory(TTrace::Category const &category, int on) : fCategory(category), fOn(on) {}
+    TElementCategory(TTrace::Category const &category, int on) : fCategory(category), fOn(on) {} // copies the category
 
-    TTrace::Category const &Key() const noexcept { return fCategory; }
-    int IsOn() const noexcept { return fOn; }
-    void SetOn(int on) noexcept { fOn = on; }
+    TTrace::Category const &Key() const noexcept { return fCategory; } // the category
+    int IsOn() const noexcept { return fOn; }                          // as set
+    void SetOn(int on) noexcept { fOn = on; }                          // changes it
 
 private:
     TTrace::Category fCategory;
     int fOn;
 };
 
+// The category table of a destination: for each category in it, whether the destination accepts the category.
 class TTraceSet : public TKeySetOf<TElementCategory, TTrace::Category> {};
 
 #endif

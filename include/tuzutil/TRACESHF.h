@@ -54,12 +54,15 @@ public:
         return Path(Name());
     }
 
+    // Stores the beginning of a record: date, time, process and thread, and the letter of the level.
     void FormatPrefix(TString &prefix, unsigned long level) const;
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
 protected:
     friend class TTraceSharedFile;
 
+    // These constructors open the file, and join the chain of destinations at once. A path of the standard library may
+    // contain any character.
     TTraceSharedFileBase(char const *fileName);
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TTraceSharedFileBase(Path const &path) : TTraceSharedFileBase(joinsLater, native, path.c_str()) {
@@ -85,10 +88,11 @@ private:
     [[maybe_unused]] std::int32_t fReserved = -1;
 };
 
+// A handle to a destination that is a shared file.
 class TUZUTIL_API TTraceSharedFile : public TTrace {
 public:
-    TTraceSharedFile() noexcept = default; // without a destination
-    TTraceSharedFile(char const *fileName);
+    TTraceSharedFile() noexcept = default;  // without a destination
+    TTraceSharedFile(char const *fileName); // backslashes separate the parts of the name
     // Takes a path of the standard library, of any characters.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TTraceSharedFile(Path const &path) {

@@ -71,14 +71,15 @@ public:
     // contains, are ignored. The default is 0600, for the owner only. Existing files keep their mode. Returns the
     // former mode. On Windows, the permissions of the folder apply instead.
     static unsigned int SetFileMode(unsigned int mode) noexcept;
+    // Returns the mode for new files.
     static unsigned int QueryFileMode() noexcept;
 
 protected:
     friend class TTraceStream;
 
-    TTraceStreamBase(); // without a stream, so nothing is written
-    TTraceStreamBase(std::ostream &stream);
-    TTraceStreamBase(std::ostream *stream);
+    TTraceStreamBase();                     // without a stream, so nothing is written
+    TTraceStreamBase(std::ostream &stream); // borrows the stream
+    TTraceStreamBase(std::ostream *stream); // owns the stream, see SetStream(); may be null
     TTraceStreamBase(char const *fileName); // makes the directories before the last backslash
     // Takes a path of the standard library, of any characters, and makes its missing directories.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
@@ -94,8 +95,8 @@ protected:
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     TTraceStreamBase(Joining joining, Path const &path) : TTraceStreamBase(joining, native, path.c_str()) {}
 
-    // A stream that is passed by pointer is deleted with the destination, or when another stream replaces it. Therefore
-    // never pass &std::cout.
+    // These functions replace the stream. A stream that is passed by pointer is deleted with the destination, or when
+    // another stream replaces it. Therefore never pass &std::cout.
     void SetStream(std::ostream &stream);
     void SetStream(std::ostream *stream);
 
@@ -116,19 +117,23 @@ private:
     TTraceFileStream *fFile; // the stream if it is that of a file which this class has opened; used under fsFileMutex
 };
 
+// A handle to a destination that writes to a stream or a file.
 class TUZUTIL_API TTraceStream : public TTrace {
 public:
-    TTraceStream();
+    TTraceStream();                     // without a stream, so nothing is written
     TTraceStream(char const *fileName); // backslashes separate the parts of the name
     // Takes a path of the standard library, of any characters.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TTraceStream(Path const &path) : TTraceStream(new TTraceStreamBase(path)) {}
+    // These constructors take a stream, by the rules of SetStream(), and a selection, as ParseTraceString() does.
     TTraceStream(std::ostream &stream, char const *selection = nullptr);
     TTraceStream(std::ostream *stream, char const *selection = nullptr);
     TTraceStream(TTraceStream const &) = default;
     TTraceStream &operator=(TTraceStream const &) = default;
     ~TTraceStream() override;
 
+    // These functions replace the stream. A stream that is passed by pointer is deleted with the destination, or when
+    // another stream replaces it.
     void SetStream(std::ostream &stream);
     void SetStream(std::ostream *stream);
 
@@ -154,10 +159,10 @@ public:
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override;
 
-    // Sets a function that takes each line instead of the debugger. The line has its line end and a terminating zero.
-    // If `output` is null, the debugger takes the lines again. SetOutput() returns the former function, or null for the
-    // debugger. REQUIRES: the function neither throws nor traces.
+    // A function that takes a line, with its line end and a terminating zero. REQUIRES: it neither throws nor traces.
     using TOutput = void (*)(char const *line);
+    // Sets a function that takes each line instead of the debugger. If `output` is null, the debugger takes the lines
+    // again. Returns the former function, or null for the debugger.
     static TOutput SetOutput(TOutput output) noexcept;
 
 protected:
@@ -167,6 +172,7 @@ protected:
     explicit TTraceWindowsDebugBase(Joining); // for a subclass that joins later, see TTrace::Make()
 };
 
+// A handle to a destination that writes to the debugger.
 class TUZUTIL_API TTraceWindowsDebug : public TTrace {
 public:
     TTraceWindowsDebug();

@@ -38,12 +38,12 @@ public:
     TRefCounted(TRefCounted const &other) noexcept; // starts with the count of the other
     TRefCounted &operator=(TRefCounted const &other) noexcept;
 
-    virtual void AddRef();
-    virtual void RemoveRef();   // calls Unreachable() when the count becomes 0
-    virtual void Unreachable(); // deletes the object
-    virtual unsigned long QueryReferenceCount() const;
+    virtual void AddRef();                             // adds 1 to the count
+    virtual void RemoveRef();                          // calls Unreachable() when the count becomes 0
+    virtual void Unreachable();                        // deletes the object
+    virtual unsigned long QueryReferenceCount() const; // other threads may change it at any time
 
-    [[noreturn]] static void ThrowNullReference();
+    [[noreturn]] static void ThrowNullReference(); // throws "TReference null"
 
 private:
     std::atomic<std::uint32_t> fCount{0};
@@ -66,6 +66,8 @@ public:
     TWeakRefCounted(TWeakRefCounted const &other) noexcept; // starts with the count of the other
     TWeakRefCounted &operator=(TWeakRefCounted const &other) noexcept;
 
+    // These functions add 1 to the count and subtract 1 from it. They take the lock at the first and the last
+    // reference.
     virtual void AddRef();
     virtual void RemoveRef();
 
@@ -105,12 +107,12 @@ private:
 template <typename T>
 class TReference {
 public:
-    TReference(T *target = nullptr) : fTarget(target) { Acquire(); }
+    TReference(T *target = nullptr) : fTarget(target) { Acquire(); } // adds a reference
     TReference(TReference const &other) : fTarget(other.fTarget) { Acquire(); }
     TReference(TReference &&other) noexcept : fTarget(other.fTarget) { other.fTarget = nullptr; }
     ~TReference() { Release(fTarget); }
 
-    // Assignments take the new reference before they release the old one, because the old target may own the new
+    // These assignments take the new reference before they release the old one, because the old target may own the new
     // target.
     TReference &operator=(T *target) { return *this = TReference(target); }
     TReference &operator=(TReference const &other) { return *this = TReference(other); }
@@ -124,12 +126,15 @@ public:
         return *this;
     }
 
+    // These operators throw "TReference null" if the reference is null.
     T *operator->() const { return Target(); }
     T &operator*() const { return *Target(); }
-    T *Pointer() const noexcept { return fTarget; }
-    explicit operator bool() const noexcept { return fTarget != nullptr; }
-    bool operator!() const noexcept { return fTarget == nullptr; }
 
+    T *Pointer() const noexcept { return fTarget; }                        // may be null; the count does not change
+    explicit operator bool() const noexcept { return fTarget != nullptr; } // false if the reference is null
+    bool operator!() const noexcept { return fTarget == nullptr; }         // true if the reference is null
+
+    // These operators compare the pointers, not the objects.
     friend bool operator==(TReference const &a, TReference const &b) noexcept { return a.fTarget == b.fTarget; }
     friend bool operator!=(TReference const &a, TReference const &b) noexcept { return a.fTarget != b.fTarget; }
 

@@ -173,6 +173,7 @@ struct TStringBuffer {
         return result;                                                                                                 \
     }
 
+// A text: a handle to a shared, counted buffer of narrow or 16-bit characters.
 class TUZUTIL_API TString {
     template <typename I>
     using IfPosition = std::enable_if_t<std::is_integral_v<I> || (std::is_enum_v<I> && std::is_convertible_v<I, int>)>;
@@ -187,9 +188,9 @@ public:
     TString() noexcept : fBuffer(nullptr) {}               // null
     TString(std::nullptr_t) noexcept : fBuffer(nullptr) {} // null
     TString(char const *text);                             // null for a null pointer, nil for ""
-    TString(unsigned char const *text);
+    TString(unsigned char const *text);                    // as char const *
     TString(unsigned short const *text); // 16-bit text up to the first zero character; sets the Unicode flag
-    TString(char16_t const *text);
+    TString(char16_t const *text);       // as unsigned short const *
     // Takes UTF-8 text of type char8_t, if the compiler has this type.
     template <typename Char, typename = IfChar8<Char>>
     TString(Char const *text) : TString(reinterpret_cast<char const *>(text)) {}
@@ -209,7 +210,8 @@ public:
                   CheckedLength(std::uint64_t{text.size()} * 2), ' ') {
         SetUnicode(1);
     }
-    TString(long number); // decimal text, independent of the locale
+    // These constructors write the number as decimal text, independent of the locale.
+    TString(long number);
     TString(unsigned long number);
     TString(long long number);
     TString(unsigned long long number);
@@ -237,7 +239,7 @@ public:
     static unsigned int lengthOf(char16_t const *text);
 
     unsigned int length() const noexcept { return fBuffer ? fBuffer->length : 0; } // bytes; 0 for a null string
-    unsigned int size() const noexcept { return length(); }
+    unsigned int size() const noexcept { return length(); }                        // the same as length()
 
     bool empty() const noexcept { return length() == 0; } // also for a null string
 
@@ -264,12 +266,12 @@ public:
     operator void const *() const noexcept { return static_cast<char *>(*this); }
     explicit operator bool() const noexcept { return fBuffer != nullptr; }
 
-    bool operator!() const noexcept { return IsNull(); }
-    bool IsNull() const noexcept { return fBuffer == nullptr; }
-    bool IsNilString() const noexcept { return fBuffer && fBuffer->length == 0; }
+    bool operator!() const noexcept { return IsNull(); }                          // true for a null string
+    bool IsNull() const noexcept { return fBuffer == nullptr; }                   // true for a string without a buffer
+    bool IsNilString() const noexcept { return fBuffer && fBuffer->length == 0; } // true for an empty buffer
 
-    // Flags belong to the buffer: setting a flag changes all strings that share the buffer, and does nothing on a null
-    // string.
+    // These functions are about the flags of the buffer. Setting a flag changes all strings that share the buffer. A
+    // null string has no flags, and setting one does nothing.
     bool IsUnicode() const noexcept { return HasFlag(TStringBuffer::unicode); }
     void SetUnicode(int on) noexcept { SetFlag(TStringBuffer::unicode, on); }
     bool IsWipeOnDelete() const noexcept { return HasFlag(TStringBuffer::wipeOnDelete); }
@@ -372,13 +374,13 @@ public:
     // Searches backwards from `start`. Finds nothing if `start` is beyond the end, unless `start` is fsToEnd.
     unsigned int lastIndexOf(char c, unsigned int start = fsToEnd) const;
 
-    bool isEqual(TString const &other) const noexcept; // for null and nil see Surprises
-    bool IsEqual(TString const &other) const noexcept { return isEqual(other); }
+    bool isEqual(TString const &other) const noexcept;                           // for null and nil see Surprises
+    bool IsEqual(TString const &other) const noexcept { return isEqual(other); } // the same as isEqual()
     // Compares unsigned bytes. Null is less than every other string, and a text is less than a longer one that begins
     // with it.
     bool isLessThan(TString const &other) const noexcept;
-    // a == b and a != b call a.isEqual(b), so the order of the operands matters if one is null and the other nil. The
-    // other operators call isLessThan().
+    // These operators compare two strings. a == b and a != b call a.isEqual(b), so the order of the operands matters if
+    // one is null and the other nil. The other operators call isLessThan().
     friend bool operator==(TString const &a, TString const &b) noexcept { return a.isEqual(b); }
     friend bool operator!=(TString const &a, TString const &b) noexcept { return !a.isEqual(b); }
     friend bool operator<(TString const &a, TString const &b) noexcept { return a.isLessThan(b); }
@@ -560,6 +562,7 @@ bool operator>(TString const &a, TString const &b) noexcept;
 bool operator<=(TString const &a, TString const &b) noexcept;
 bool operator>=(TString const &a, TString const &b) noexcept;
 
+// Writes what TString::Print() writes. A width does not count.
 TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
 
 // TStringIcmp: a TString whose equality ignores letter case, by the current locale and up to the first zero byte.
@@ -570,6 +573,7 @@ TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
 class TUZUTIL_API TStringIcmp : public TString {
 public:
     TStringIcmp() noexcept = default;
+    // These constructors take the same texts as those of TString.
     TStringIcmp(char const *text) : TString(text) {}
     template <typename T, typename = tuzutil::IfText<T>>
     TStringIcmp(T const &text) : TString(text) {}
@@ -581,10 +585,13 @@ public:
     ~TStringIcmp() = default;
 
     bool IsEqual(TStringIcmp const &other) const noexcept; // two null strings are equal, null and nil are not
+
+    // These functions do the same as IsEqual().
     bool isEqual(TStringIcmp const &other) const noexcept { return IsEqual(other); }
     bool isEqual(TString const &other) const noexcept { return IsEqual(TStringIcmp(other)); }
     bool isEqual(char const *other) const { return IsEqual(TStringIcmp(other)); }
 
+    // These operators compare as IsEqual() does.
     friend bool operator==(TStringIcmp const &a, TStringIcmp const &b) noexcept { return a.IsEqual(b); }
     friend bool operator==(TStringIcmp const &a, TString const &b) noexcept { return a.isEqual(b); }
     friend bool operator==(TString const &a, TStringIcmp const &b) noexcept { return b.isEqual(a); }
@@ -617,22 +624,25 @@ public:
 class TUZUTIL_API TStringAndWipe : public TString {
 public:
     TStringAndWipe() noexcept = default;
+    // These constructors set the flag of the buffer. A null text has no buffer, and so no flag.
     TStringAndWipe(TString const &text) noexcept : TString(text) { SetWipeOnDelete(1); }
     TStringAndWipe(char const *text) : TString(text) { SetWipeOnDelete(1); }
     template <typename T, tuzutil::IfNarrow<T> = true>
     TStringAndWipe(T const &text) : TStringAndWipe(TString(text)) {}
     TStringAndWipe(TStringAndWipe const &other) noexcept = default;
     TStringAndWipe &operator=(TStringAndWipe const &other) noexcept = default;
+    // Shares the buffer of the other string, and does not change its flag.
     TStringAndWipe &operator=(TString const &other) noexcept {
         TString::operator=(other);
         return *this;
     }
     TStringAndWipe &operator=(char const *text) { return *this = TStringAndWipe(text); } // has the flag
+    // Copies the text into a buffer that has the flag.
     template <typename T, tuzutil::IfNarrow<T> = true>
     TStringAndWipe &operator=(T const &text) {
-        return *this = TStringAndWipe(text); // has the flag
+        return *this = TStringAndWipe(text);
     }
-    TStringAndWipe &operator=(std::nullptr_t) noexcept { return *this = TString(); }
+    TStringAndWipe &operator=(std::nullptr_t) noexcept { return *this = TString(); } // null, without the flag
     ~TStringAndWipe() = default;
 
     void Wipe() noexcept; // zeroes the data of the buffer, even if it is shared; keeps the length

@@ -35,13 +35,16 @@
 class TMessageFaults;
 class TTracePoint;
 
+// Marks the construction of a StoreID from a text, so that no text becomes a StoreID by mistake.
 enum TExplicitInit { ExplicitInit };
 
+// A translatable text with conversions and arguments, which is formatted on first use.
+//
 // Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each may have the flags "-", "+", " ", "#", "0",
 // a width, a precision, and one of h, l, L. The conversions of integers may also have ll, j, z or t, which extend
 // 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width
-// or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" takes its
-// argument and stores nothing. It is printed as an unknown conversion with the character "?". "%p" prints 8 upper-case
+// or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" takes its argument and
+// stores nothing. It is printed as an unknown conversion with the character "?". "%p" prints 8 upper-case
 // hexadecimal digits, or 16 if pointers have 64 bits. On Windows, the flag "0" also fills texts and characters with
 // zeros.
 //
@@ -49,10 +52,10 @@ enum TExplicitInit { ExplicitInit };
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
 //
 // Faults. A conversion prints "?" for an argument of the kind TagVar::unshown, which has no value, and for a 64-bit
-// integer that the conversion does not take. With ll, j, z or
-// t, it also prints "?" for an argument that is neither an integer nor a text. Otherwise, if its argument is missing or
-// of a kind that it does not take, it prints zero or a null string. A width or precision is 0 if its argument is
-// missing or is not a 32-bit integer. If a store throws, the message behaves as if the store did not have the text.
+// integer that the conversion does not take. With ll, j, z or t, a conversion also prints "?" for an argument that is
+// neither an integer nor a text. Otherwise, if the argument of a conversion is missing or of a kind that it does not
+// take, it prints zero or a null string. A width or precision is 0 if its argument is missing or is not a 32-bit
+// integer. If a store throws, the message behaves as if the store did not have the text.
 //
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
@@ -65,9 +68,9 @@ public:
     class TUZUTIL_API StoreID : public TString {
     public:
         StoreID() noexcept = default;
-        explicit StoreID(TString const &name, TExplicitInit) noexcept : TString(name) {}
+        explicit StoreID(TString const &name, TExplicitInit) noexcept : TString(name) {} // takes the name
 
-        int IsEqual(StoreID const &other) const noexcept { return isEqual(other); }
+        int IsEqual(StoreID const &other) const noexcept { return isEqual(other); } // 1 or 0
     };
 
     // The values that a rewritten format takes, one after another, see ValidateArgs(). A width, a precision, an integer
@@ -75,8 +78,8 @@ public:
     // pointer. Texts are borrowed from the message.
     class TUZUTIL_API CharP {
     public:
-        operator char const *() const noexcept { return fBytes; }
-        unsigned long QueryLength() const noexcept { return fUsed; }
+        operator char const *() const noexcept { return fBytes; }    // the first byte
+        unsigned long QueryLength() const noexcept { return fUsed; } // bytes
 
     private:
         friend class TMessageBlock;
@@ -140,6 +143,7 @@ public:
         else
             SetValues(arguments...);
     }
+    // These functions take an array of pointers to values. The list ends as in a constructor.
     void SetArgs(TagVar const *const *array);
     void SetArgs(TagVar const **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
     void SetArgs(TagVar **array) { SetArgs(const_cast<TagVar const *const *>(array)); }
@@ -156,6 +160,7 @@ public:
         return fArguments[CheckedIndex(Index(index))];
     }
 
+    // These functions return the text, which the first call makes.
     TString const &QueryMessage() const;
     operator char const *() const { return QueryMessage(); }
     operator TString() const { return QueryMessage(); }
@@ -171,14 +176,15 @@ public:
                                                                               Message const &) = delete;
 
     int UserDisplayable() const noexcept { return fStore.length() != 0; } // 1 for a message of a store
+    // Sets the source file and the line that trace entries name. A line has 32 bits.
     void SetDebugging(char const *file, unsigned long line);
 
-    StoreID const &QueryStoreID() const noexcept { return fStore; }
-    long QuerySetID() const noexcept { return fSet; }
-    long QueryMessageID() const noexcept { return fNumber; }
-    unsigned long QueryNumberArgs() const noexcept { return fCount; }
-    TString const &QueryFile() const noexcept { return fFile; }
-    unsigned long QueryLine() const noexcept { return fLine; }
+    StoreID const &QueryStoreID() const noexcept { return fStore; }   // empty for a message without a store
+    long QuerySetID() const noexcept { return fSet; }                 // 0 for a message without a store
+    long QueryMessageID() const noexcept { return fNumber; }          // 0 for a message without a store
+    unsigned long QueryNumberArgs() const noexcept { return fCount; } // the number of arguments
+    TString const &QueryFile() const noexcept { return fFile; }       // null until SetDebugging() is called
+    unsigned long QueryLine() const noexcept { return fLine; }        // 0 until SetDebugging() is called
 
     // These functions rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`:
     // they remove the numbers of arguments, and replace the size modifiers. They store the values that the new format
@@ -188,9 +194,9 @@ public:
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 
-    // Write and read the message (docs/formats.md). The formatted text is not written, and the source file and the line
-    // are written as an empty text and 0. If the stream fails, reading stops, and the parts that were read before
-    // remain. If a text in the stream is empty, the message keeps the text that it had in this place.
+    // These functions write and read the message (docs/formats.md). The formatted text is not written, and the source
+    // file and the line are written as an empty text and 0. If the stream fails, reading stops, and the parts that were
+    // read before remain. If a text in the stream is empty, the message keeps the text that it had in this place.
     ToBinaryStream &WriteToBinaryStream(ToBinaryStream &out) const;
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 

@@ -24,6 +24,7 @@
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
+// Converts text between UTF-8 and 16-bit form, and sets the encoding of narrow text.
 class TUZUTIL_API TUnicode {
 public:
     // Says what the functions do with malformed text. `strict` throws an exception. `replace` puts one U+FFFD in the
@@ -46,7 +47,7 @@ public:
     // Windows loads the narrow texts of language libraries in the system's code page. One line can then contain both
     // encodings.
     static int SetUtf8Mode(int on) noexcept;
-    static int IsUtf8Mode() noexcept;
+    static int IsUtf8Mode() noexcept; // 1 or 0
 };
 
 #endif

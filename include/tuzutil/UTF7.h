@@ -25,6 +25,7 @@
 #include "tuzutil/TSTRING.h"
 #include "tuzutil/UNICODE.h"
 
+// Converts the names of IMAP mailboxes. All functions are static, and any thread may call them.
 class TUZUTIL_API TModifiedUTF7 {
 public:
     // Returns the modified UTF-7 form of a Unicode string as narrow text. An odd final byte of 16-bit text is ignored.
@@ -35,7 +36,8 @@ public:
     // counts as the low six bits of its own value.
     static TString Decode(TString text);
 
-    // EncodeUtf8() takes the name as UTF-8 or as 16-bit text, and DecodeUtf8() returns it as UTF-8. With
+    // These functions convert names in UTF-8: EncodeUtf8() takes the name as UTF-8 or as 16-bit text, and DecodeUtf8()
+    // returns it as UTF-8. With
     // TUnicode::replace, faults become U+FFFD. With `strict`, the functions throw TInvalidRequest: "Malformed UTF-8 at
     // byte N" for a narrow name, and "Unpaired surrogate at character N" for a 16-bit or a decoded name.
     static TString EncodeUtf8(TString const &name, TUnicode::Faults faults = TUnicode::strict);

@@ -18,20 +18,23 @@
 #include <atomic>
 #include <cstdint>
 
+// A version: a major and a minor number, and the build tag of the library.
 class TUZUTIL_API TVersion {
 public:
-    TVersion(unsigned short majorNumber, unsigned short minorNumber) noexcept;
-    TVersion(TVersion const &other) noexcept; // copies the numbers, not the text
+    TVersion(unsigned short majorNumber, unsigned short minorNumber) noexcept; // need not be those of the library
+    TVersion(TVersion const &other) noexcept;                                  // copies the numbers, not the text
     TVersion &operator=(TVersion const &other) noexcept;
     ~TVersion();
 
+    // These functions return the numbers that the constructor got.
     unsigned short QueryMajor() const noexcept { return fMajor; }
     unsigned short QueryMinor() const noexcept { return fMinor; }
-    char const *QueryRevision() const noexcept; // the build tag
+
+    char const *QueryRevision() const noexcept; // the build tag of the library
     // Returns the text "MAJOR.MINOR.TAG". Every call returns the same pointer, until a version is assigned to this one.
     char const *QueryVersion() const;
 
-    static TVersion *QueryInstance() noexcept { return fsOnly; }
+    static TVersion *QueryInstance() noexcept { return fsOnly; } // null
 
 private:
     static TVersion *fsOnly; // always null
@@ -41,6 +44,7 @@ private:
     mutable std::atomic<char *> fText{nullptr};
 };
 
+// These functions return 0, because TVersion::QueryInstance() returns null.
 extern "C" TUZUTIL_API unsigned short QueryMajorVersion();
 extern "C" TUZUTIL_API unsigned short QueryMinorVersion();
 
