@@ -96,7 +96,8 @@ def split_comment(line):
 
 
 # A comment about all declarations of a paragraph.
-SHARED = re.compile(r"[^.]*\b([Tt]hese|following) \w+s\b|\w+\(\)(, \w+\(\))* and ")
+SHARED = re.compile(r"[^.]*\b([Tt]hese|following) (functions|constructors|operators|overloads|assignments|searches|classes|types"
+                    r"|categories|macros)\b|\w+\(\)(, \w+\(\))* and ")
 
 # A member that is defined outside of its class.
 MEMBER = re.compile(r"(template <.*?> )?[\w:<>, *&]*?\bT\w+::\w+\([^;]*\{")

@@ -94,6 +94,7 @@ public:
     // From now on, LF, CR, and CR LF each end a line that is written, and each of these line ends is sent as CR LF.
     // REQUIRES: nothing was written before.
     void UseCrLf() noexcept { fUsesCrLf = true; }
+
     void Cancel() noexcept { fCancel.store(1); } // the next read that needs more bytes throws, see above
 
 protected:

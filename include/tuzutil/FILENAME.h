@@ -83,9 +83,10 @@ public:
     // encoding of the current locale, or in UTF-8 if the UTF-8 mode is on (UNICODE.h).
     TString QueryNameLocal() const;
     TString QueryNameUnicode() const;
+    // Makes a value of the name as narrow text.
     operator TagVar() const { return TagVar(QueryNameLocal()); }
 
-    // These operators compare the names up to their first zero, by the rules of the current locale, and ignores letter
+    // These operators compare the names up to their first zero, by the rules of the current locale, and ignore letter
     // case. A narrow and a 16-bit name are compared as 16-bit text. If the narrow name cannot be converted, they are
     // not equal. Two null names are equal.
     bool operator==(TFileName const &other) const noexcept;

@@ -79,6 +79,7 @@ protected:
     void Init(std::iostream *stream);
     void Init(std::istream *source);
     void Init(std::ostream *sink);
+
     void Close(); // releases the storage with its content; the next read or write allocates it again
 
     int doallocate() override;               // -1 if there is no memory

@@ -80,9 +80,9 @@ protected:
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override; // as seekoff() with `beg`
     int_type overflow(int_type c) override;                                     // 0 on success
-    int_type underflow() override;                                              // goes on to the next block
-    virtual int doallocate(); // makes the first block if there is none; 0, or -1 on failure
-    virtual int extend();     // continues in the next block, or adds one; 0, or -1 on failure
+    int_type underflow() override; // at the end of a block, goes on to the next one
+    virtual int doallocate();      // makes the first block if there is none; 0, or -1 on failure
+    virtual int extend();          // continues in the next block, or adds one; 0, or -1 on failure
 
     unsigned long QueryAllocSize() const noexcept { return fBlockSize; } // of new blocks, in bytes
     void DeleteBuffer() noexcept;                                        // deletes all blocks with their content

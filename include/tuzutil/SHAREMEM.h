@@ -66,9 +66,10 @@ public:
     // not 0. They return 0 if the state is 0.
     int QueryError() const noexcept;
     std::error_code Error() const noexcept { return std::error_code(QueryError(), std::system_category()); }
-    int operator!() const noexcept { return fState != 0; }
-    char *Name() const noexcept;    // null if no name was given
-    void *Pointer() const noexcept; // null unless the state is 0
+
+    int operator!() const noexcept { return fState != 0; } // 1 unless the state is 0
+    char *Name() const noexcept;                           // null if no name was given
+    void *Pointer() const noexcept;                        // null unless the state is 0
     // Returns 1 if the constructor with a size made this object, or if OpenOrCreate() created the block for it.
     // Otherwise returns 0.
     int Owner() const noexcept;

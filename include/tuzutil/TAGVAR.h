@@ -172,8 +172,7 @@ public:
     TagVar(unsigned short value) noexcept : TagVar(static_cast<unsigned int>(value)) {}
     TagVar(unsigned int value) noexcept : fType(unsignedInteger), fCell(value) {}
     // These constructors take longer integers. If the value fits in 32 bits, its kind is integer or unsignedInteger.
-    // Otherwise the kind is integer64 or
-    // unsignedInteger64.
+    // Otherwise the kind is integer64 or unsignedInteger64.
     TagVar(long value) noexcept;
     TagVar(unsigned long value) noexcept;
     TagVar(long long value) noexcept;
@@ -257,8 +256,7 @@ public:
     std::ostream &StreamOut(std::ostream &out) const;
     std::istream &StreamIn(std::istream &in); // always throws "not implemented"
     // Writes the name of the kind, for example "unsignedInteger". Writes "unknown(", the kind as a hexadecimal number
-    // and
-    // ")" if the kind does not exist.
+    // and ")" if the kind does not exist.
     std::ostream &PrintType(std::ostream &out) const;
 
     // Writes the kind and then the value (docs/formats.md). A void pointer that does not fit in 4 bytes sets the fail

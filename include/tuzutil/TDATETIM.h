@@ -110,9 +110,8 @@ public:
     bool operator<(TDateTime64 const &other) const noexcept { return fTime < other.fTime; }
 
     // These functions return the calendar record: QueryCalendar() in UTC, and QueryLocalCalendar() in the zone of this
-    // object. Days of
-    // the month are 1 to 31. A time more than about 1900 million years before or after 1970 becomes the nearest one
-    // within this limit.
+    // object. Days of the month are 1 to 31. A time more than about 1900 million years before or after 1970 becomes the
+    // nearest one within this limit.
     std::tm QueryCalendar() const noexcept;
     std::tm QueryLocalCalendar() const noexcept;
     // Returns the time in UTC by a format of strftime, as TDateTime::QueryString() does, but for the years 1900 to

@@ -85,6 +85,7 @@ public:
         // change that of the other.
         Category(Category const &other);
         Category &operator=(Category const &other);
+
         ~Category(); // leaves the registry
 
         unsigned long QueryComponent() const noexcept { return fComponent; } // usually one bit

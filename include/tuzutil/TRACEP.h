@@ -42,15 +42,15 @@ struct TTracePlace {
     constexpr TTracePlace(char const *fileName, unsigned long lineNumber = __builtin_LINE()) noexcept
         : file(fileName), line(lineNumber) {}
 
-    char const *file;   // as the compiler or the program names it
-    unsigned long line; // counted from 1
+    char const *file;   // may be null
+    unsigned long line; // from 1 on
 };
 
 // The source file and the line of a call. A function gets it as a parameter with a default argument, which consists of
 // __builtin_FILE() and __builtin_LINE(). The compiler replaces these two by the place of the call.
 struct TTraceCaller {
-    char const *file;   // as the compiler or the program names it
-    unsigned long line; // counted from 1
+    char const *file;   // may be null
+    unsigned long line; // from 1 on
 };
 
 // The first text of a trace point: either a literal format, which gets the place of the call, or a place. After a
@@ -326,7 +326,7 @@ private:
 class TUZUTIL_API TTraceObjects {
 public:
     TTraceObjects() = default;
-    explicit TTraceObjects(unsigned int capacity) : fCapacity(capacity) {} // ignores it
+    explicit TTraceObjects(unsigned int capacity) : fCapacity(capacity) {} // has no effect
 
     unsigned int Add(char const *configuration, int, char *); // adds nothing; returns 0xFFFFFFFF
     TTrace operator[](unsigned int index) const;              // a handle without a destination if there is no entry

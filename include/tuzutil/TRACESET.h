@@ -26,7 +26,7 @@
 #include <atomic>
 #include <cstdint>
 
-// The registry of all trace categories. It can be read and changed without a lock.
+// The registry of all trace categories. A cursor reads it without a lock.
 class TUZUTIL_API TTraceSetKnown {
 public:
     constexpr TTraceSetKnown() noexcept = default;
@@ -37,7 +37,7 @@ public:
 
     void Add(TTrace::Category const *category);             // borrows it; throws std::bad_alloc if there is no memory
     void Remove(TTrace::Category const *category) noexcept; // removes all entries of the category
-    unsigned long GetNumberElements() const noexcept;       // counts them
+    unsigned long GetNumberElements() const noexcept;       // takes time for each category
 
 private:
     friend class TTraceSetKnownCursor;
@@ -74,8 +74,8 @@ public:
     TElementCategory(TTrace::Category const &category, int on) : fCategory(category), fOn(on) {} // copies the category
 
     TTrace::Category const &Key() const noexcept { return fCategory; } // the category
-    int IsOn() const noexcept { return fOn; }                          // as set
-    void SetOn(int on) noexcept { fOn = on; }                          // changes it
+    int IsOn() const noexcept { return fOn; } // the value that SetOn() or the constructor got; 0 means off
+    void SetOn(int on) noexcept { fOn = on; } // keeps the value as it is
 
 private:
     TTrace::Category fCategory;

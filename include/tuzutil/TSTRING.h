@@ -226,6 +226,7 @@ public:
     static TString Number(I number) {
         return TString(std::conditional_t<std::is_signed_v<I>, long long, unsigned long long>{number});
     }
+
     TString(TString const &other) noexcept : fBuffer(other.fBuffer) { Share(); }
     TString(TString &&other) noexcept : fBuffer(other.fBuffer) { other.fBuffer = nullptr; } // leaves `other` null
     ~TString() { Release(); }
@@ -264,8 +265,8 @@ public:
         return reinterpret_cast<unsigned short *>(static_cast<char *>(*this));
     }
     operator void const *() const noexcept { return static_cast<char *>(*this); }
-    explicit operator bool() const noexcept { return fBuffer != nullptr; }
 
+    explicit operator bool() const noexcept { return fBuffer != nullptr; }        // false for a null string
     bool operator!() const noexcept { return IsNull(); }                          // true for a null string
     bool IsNull() const noexcept { return fBuffer == nullptr; }                   // true for a string without a buffer
     bool IsNilString() const noexcept { return fBuffer && fBuffer->length == 0; } // true for an empty buffer
@@ -351,8 +352,8 @@ public:
     // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. A start of 0 throws as
     // above.
     TString &remove(unsigned int start, unsigned int count);
-    // Replaces up to `count` occurrences of `pattern` at or after `start`. If anything was replaced, this string then
-    // has no flags. A start of 0 throws "Bad value for the starting position", unless `count` is 0.
+    // These functions replace up to `count` occurrences of `pattern` at or after `start`. If anything was replaced,
+    // this string then has no flags. A start of 0 throws "Bad value for the starting position", unless `count` is 0.
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
     TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
@@ -415,15 +416,20 @@ public:
         return a < b ? std::strong_ordering::less : b < a ? std::strong_ordering::greater : std::strong_ordering::equal;
     }
 #endif
-    // Returns true if `full` begins with this string and `minimum` is at most length().
+    // These functions return true if `full` begins with this string and `minimum` is at most length().
     bool isAbbreviationFor(TString const &full, unsigned int minimum) const noexcept;
     bool isAbbreviationFor(char const *full, unsigned int minimum) const noexcept;
-    bool isDigits() const noexcept; // false for a null string, true for a nil string
+
+    // These functions tell whether the string consists of digits. They return false for a null string, and true for a
+    // nil string. Binary digits are 0 and 1.
+    bool isDigits() const noexcept;
     bool isBinaryDigits() const noexcept;
+
     // These functions return the number that strtol() or strtoul() would read at the start of the text with a 32-bit
     // long. A number out of range gives the nearest value.
     int asInt() const noexcept;
     unsigned int asUnsigned() const noexcept;
+
     double asDouble() const noexcept; // the number that strtod() reads, with the decimal point of the current locale
 
     void MakeUnique(); // gives this string a buffer of its own if the present one is shared
@@ -636,6 +642,7 @@ public:
         TString::operator=(other);
         return *this;
     }
+
     TStringAndWipe &operator=(char const *text) { return *this = TStringAndWipe(text); } // has the flag
     // Copies the text into a buffer that has the flag.
     template <typename T, tuzutil::IfNarrow<T> = true>

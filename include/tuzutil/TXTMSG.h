@@ -44,9 +44,8 @@ enum TExplicitInit { ExplicitInit };
 // a width, a precision, and one of h, l, L. The conversions of integers may also have ll, j, z or t, which extend
 // 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width
 // or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" takes its argument and
-// stores nothing. It is printed as an unknown conversion with the character "?". "%p" prints 8 upper-case
-// hexadecimal digits, or 16 if pointers have 64 bits. On Windows, the flag "0" also fills texts and characters with
-// zeros.
+// stores nothing. It is printed as an unknown conversion with the character "?". "%p" prints 8 upper-case hexadecimal
+// digits, or 16 if pointers have 64 bits. On Windows, the flag "0" also fills texts and characters with zeros.
 //
 // Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
@@ -60,8 +59,8 @@ enum TExplicitInit { ExplicitInit };
 // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
 // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
 // the text never exceeds 16 MiB, or 4 times this size if that is more than 16 MiB. The rest of the text is dropped
-// without a report. If a 16-bit text has more characters than the number that ValidateArgsW() returns for
-// its format, it keeps only its first character.
+// without a report. If a 16-bit text has more characters than the number that ValidateArgsW() returns for its format,
+// it keeps only its first character.
 class TUZUTIL_API TTextMessage {
 public:
     // The name of a message store; empty for a message without a store.

@@ -37,9 +37,9 @@ public:
     static TString Decode(TString text);
 
     // These functions convert names in UTF-8: EncodeUtf8() takes the name as UTF-8 or as 16-bit text, and DecodeUtf8()
-    // returns it as UTF-8. With
-    // TUnicode::replace, faults become U+FFFD. With `strict`, the functions throw TInvalidRequest: "Malformed UTF-8 at
-    // byte N" for a narrow name, and "Unpaired surrogate at character N" for a 16-bit or a decoded name.
+    // returns it as UTF-8. With TUnicode::replace, faults become U+FFFD. With `strict`, the functions throw
+    // TInvalidRequest: "Malformed UTF-8 at byte N" for a narrow name, and "Unpaired surrogate at character N" for a
+    // 16-bit or a decoded name.
     static TString EncodeUtf8(TString const &name, TUnicode::Faults faults = TUnicode::strict);
     static TString DecodeUtf8(TString const &text, TUnicode::Faults faults = TUnicode::strict);
 
