@@ -38,10 +38,8 @@ def sentence(text):
     return text if text[-1] in ".:?" else text + "."
 
 
-def page(lines, header):
-    """The documentation that the first page of a header gives to its classes."""
-    head = re.match(r"([\w, ]+?):\s", lines[0])
-    names = [name for name in re.split(r", | and ", head.group(1)) if re.fullmatch(r"\w+", name)] if head else []
+def sections(lines):
+    """The text, example and sections of a comment, as Doxygen reads them."""
     body, code, items = [], False, False
     for line in lines:
         if line.startswith("Example:"):
@@ -51,28 +49,41 @@ def page(lines, header):
         if code and line and not line.startswith("    "):
             body.append("\\endcode")
             code = False
-        elif code and not line:
-            following = lines[lines.index(line) + 1:]
-            body.append("")
-            continue
+        section = SECTION.match(line)
         if code:
             body.append(line[4:])
-            continue
-        section = SECTION.match(line)
-        if section:
+        elif section:
             body += [f"\\par {section.group(1)}", escape(section.group(2))]
         elif line.startswith("Surprises:"):
             body += ["\\par Surprises", ""]
             items = True
+        elif items:
+            body.append("- " + escape(line[2:]) if line.startswith("- ") else "  " + escape(line.strip()))
         else:
-            body.append((line if items and not line.startswith("- ") else escape(line.strip())) if not items
-                        else (("- " + escape(line[2:])) if line.startswith("- ") else "  " + escape(line.strip())))
+            body.append(escape(line.strip()))
     if code:
         body.append("\\endcode")
-    text = "\n".join(body)
-    out = f"/*! \\file\n{text}\n*/\n"
-    for name in names:
-        out += f"/*! \\class {name} {header} tuzutil/{header}\n{text}\n*/\n"
+    return "\n".join(body)
+
+
+def page(lines, header, rest):
+    """The documentation that the first page of a header gives to its classes. `rest` is the header after that page."""
+    end = lines.index("") if "" in lines else len(lines)
+    sentences = re.split(r"(?<=\.) (?=[A-Z])", " ".join(lines[:end]))
+    out = f"/*! \\file\n{sections(lines)}\n*/\n"
+    names, others = {}, []  # the classes with the sentences about them, and the other sentences
+    for sentence in sentences:
+        head = re.match(r"([\w, ]+?): (.*)$", sentence)
+        found = [name for name in re.split(r", | and ", head.group(1))
+                 if re.search(rf"^(class|struct)( TUZUTIL_API)? {name}\b", rest, re.M)] if head else []
+        names.update((name, head.group(2)) for name in found)
+        if not found:
+            others.append(sentence)
+    for name, about in names.items():
+        # If the class has a comment of its own, this comment says what the page says about the class.
+        described = re.search(rf"^//.*\n(template .*\n)?(class|struct)( TUZUTIL_API)? {name}\b", rest, re.M)
+        intro = " ".join(([] if described else [about[0].upper() + about[1:]]) + others)
+        out += f"/*! \\class {name} {header} tuzutil/{header}\n{sections([intro] + lines[end:])}\n*/\n"
     return out
 
 
@@ -146,6 +157,9 @@ class Filter:
             self.code(line)
 
     def flush(self, documents):
+        if documents and any(comment.strip() == "// Example:" for comment in self.comment):
+            self.out("/*! " + sections([comment.strip()[3:] for comment in self.comment]) + "\n*/")
+            self.comment = []
         for comment in self.comment:
             indent = comment[:len(comment) - len(comment.lstrip())]
             text = comment.strip()[2:]
@@ -254,7 +268,7 @@ def main():
         last = first
         while lines[last].startswith("//"):
             last += 1
-        documented = page([line[3:] for line in lines[first:last]], header)
+        documented = page([line[3:] for line in lines[first:last]], header, "\n".join(lines[last:]))
         lines[first:last] = [""] * (last - first)
         written.append(documented)
     follow = Filter(written)
