@@ -158,7 +158,7 @@ class Filter:
 
     def flush(self, documents):
         if documents and any(comment.strip() == "// Example:" for comment in self.comment):
-            self.out("/*! " + sections([comment.strip()[3:] for comment in self.comment]) + "\n*/")
+            self.out("/** " + sections([comment.strip()[3:] for comment in self.comment]) + "\n*/")
             self.comment = []
         for comment in self.comment:
             indent = comment[:len(comment) - len(comment.lstrip())]

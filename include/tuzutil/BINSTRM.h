@@ -158,7 +158,8 @@ private:
 
 } // namespace tuzutil
 
-// VBinaryStreamBase: holds the byte order, and gives access to the state and format of the wrapped stream.
+// The base of the binary streams. It holds the byte order, and gives access to the state and format of the wrapped
+// stream.
 class TUZUTIL_API VBinaryStreamBase {
 public:
     // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.
@@ -215,8 +216,8 @@ private:
     std::uint32_t fOrder; // bit 0: network order
 };
 
-// TiBinaryStream: reads values from an istream. If the data end within a number, the missing bytes of the number are 0
-// in network order. In host order, and in a TNetworkValue, the missing bytes keep their old values.
+// Reads values from an istream. If the data end within a number, the missing bytes of the number are 0 in network
+// order. In host order, and in a TNetworkValue, the missing bytes keep their old values.
 class TUZUTIL_API TiBinaryStream : public virtual VBinaryStreamBase {
 public:
     // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.
@@ -322,7 +323,7 @@ private:
     std::streamsize fCount = fsAskStream; // bytes of the last read, or fsAskStream if the wrapped stream counted them
 };
 
-// ToBinaryStream: writes values to an ostream.
+// Writes values to an ostream.
 class TUZUTIL_API ToBinaryStream : public virtual VBinaryStreamBase {
 public:
     // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.
@@ -400,7 +401,7 @@ private:
     std::ostream *fStream;
 };
 
-// TBinaryStream: writes values to an iostream and reads them from it.
+// Writes values to an iostream, and reads them from it.
 class TUZUTIL_API TBinaryStream : public TiBinaryStream, public ToBinaryStream {
 public:
     // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.

@@ -196,26 +196,26 @@ std::basic_ostream<char, Traits> &operator<<(std::basic_ostream<char, Traits> &o
         return #Class;                                                                                                 \
     }
 
-// The system cannot load a library, or the library lacks a text.
+// Says that the system cannot load a library, or that the library lacks a text.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TAccessError, TException);
-// The library does not throw this exception. It is for programs.
+// An exception for programs. The library does not throw it.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TAssertionFailure, TException);
-// The library does not throw this exception. It is for programs.
+// An exception for programs. The library does not throw it.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDeviceError, TException);
-// An argument is out of range.
+// Says that an argument is out of range.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TInvalidParameter, TException);
-// The object cannot do what was asked of it.
+// Says that an object cannot do what was asked of it.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TInvalidRequest, TException);
-// The base of the exceptions that tell what is lacking.
+// The base of the exceptions that say what is lacking.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TResourceExhausted, TException);
-// There is no memory.
+// Says that there is no memory.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfMemory, TResourceExhausted);
-// The library does not throw this exception. It is for programs.
+// An exception for programs. The library does not throw it.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfSystemResource, TResourceExhausted);
-// The library does not throw this exception. It is for programs.
+// An exception for programs. The library does not throw it.
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TOutOfWindowResource, TResourceExhausted);
 
-// TCrtMsg: holds an error number of the C library, or -1 if the constructor was given no number.
+// Holds an error number of the C library, or -1 if the constructor was given no number.
 class TUZUTIL_API TCrtMsg {
 public:
     TCrtMsg() noexcept = default;

@@ -61,9 +61,9 @@ protected:
     // the character. A subclass may call this function in its pbackfail().
     int_type PutBack(int_type c) noexcept;
 
-    // The bytes from `begin` to `end` are the next ones to be read. The memory from `back` to `begin` is for characters
-    // that are put back. underflow() copies the bytes that were read last, at most fsPutBackRoom, to the end of the
-    // memory before `begin`.
+    // A piece of the source. The bytes from `begin` to `end` are the next ones to be read. The memory from `back` to
+    // `begin` is for characters that are put back. underflow() copies the bytes that were read last, at most
+    // fsPutBackRoom, to the end of the memory before `begin`.
     struct TPiece {
         char *back;  // where the memory for put-back characters begins
         char *begin; // the first byte to be read

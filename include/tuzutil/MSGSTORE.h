@@ -63,9 +63,9 @@ private:
     TTextMessage::StoreID fId;
 };
 
-// TTextMessageArchive: the stores of the process, by name. The library creates the only archive, and never destroys it.
-// When the library destroys its static objects, it sets fsArchive to null. From then on, messages use their default
-// texts, and stores may still be destroyed.
+// The stores of the process, by name. The library creates the only archive, and never destroys it. When the library
+// destroys its static objects, it sets fsArchive to null. From then on, messages use their default texts, and stores
+// may still be destroyed.
 class TUZUTIL_API TTextMessageArchive : public TKeySetOf<TElemPointer<TTextMessageStore>, TTextMessage::StoreID> {
 public:
     TTextMessageArchive(); // throws "Solitary Object" if there is an archive

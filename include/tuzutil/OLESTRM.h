@@ -33,8 +33,8 @@
 #if defined(_WIN32)
 struct IStream; // declared by the system
 #else
-// Declares the part of the interface that the streams need, because this system has no IStream. As with all component
-// objects, a result of 0 means success, and a negative result means failure.
+// The part of the interface IStream that the streams need. It is declared here because this system has no IStream. As
+// with all component objects, a result of 0 means success, and a negative result means failure.
 struct IStream {
     // These functions add and release a reference, and return the new count.
     virtual unsigned long AddRef() = 0;

@@ -31,6 +31,8 @@
 
 class TStreamLink;
 
+// Lets exceptions of DOTBYTE.h pass from a buffer to the caller of its stream.
+//
 // When the buffer of a standard stream throws, the stream sets badbit or failbit. The stream then drops the exception,
 // unless its exception mask has that bit. Therefore this class sets both bits in the mask when the buffer throws an
 // exception of DOTBYTE.h. The class restores the mask when the last copy of the exception is destroyed.

@@ -122,7 +122,7 @@ using IfArgument = std::enable_if_t<!std::is_same_v<T, TagVar> && isArgument<std
 
 } // namespace tuzutil
 
-// TagVarVoidPtr: wraps an untyped pointer, from which a TagVar of the kind voidPtr can be made.
+// Wraps an untyped pointer, from which a TagVar of the kind voidPtr can be made.
 class TUZUTIL_API TagVarVoidPtr {
 public:
     TagVarVoidPtr() noexcept = default;                                   // null

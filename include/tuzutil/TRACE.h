@@ -61,20 +61,22 @@ private:
 // A handle to a trace destination. Each level and each component is one bit. A mask combines several bits.
 class TUZUTIL_API TTrace {
 public:
-    // Levels with a fixed meaning. A component may give the other levels a meaning of its own.
+    // Levels with a fixed meaning, and their keywords in configurations. A component may give the other levels a
+    // meaning of its own.
     enum Level : std::uint32_t {
-        severe = 0x2,
-        error = 0x4,
-        warning = 0x8,
-        information = 0x10,
-        exception = 0x400,
-        functionEntry = 0x1000,
-        functionExit = 0x2000,
-        trap = 0x100000
+        severe = 0x2,           // "se"
+        error = 0x4,            // "er"
+        warning = 0x8,          // "wa"
+        information = 0x10,     // "in"
+        exception = 0x400,      // "xc"
+        functionEntry = 0x1000, // "en"
+        functionExit = 0x2000,  // "ex"
+        trap = 0x100000         // "tr"
     };
 
-    // REQUIRES: a category that is used for tracing is a static object, and exists as long as anything traces with it.
-    // A build without NDEBUG traces at level "wa" if a category that is not a static object is registered.
+    // The category of trace entries: a component and a name. REQUIRES: a category that is used for tracing is a static
+    // object, and exists as long as anything traces with it. A build without NDEBUG traces at level "wa" if a category
+    // that is not a static object is registered.
     class TUZUTIL_API Category {
     public:
         // These constructors join the registry of categories. If the component does not fit in 32 bits, no destination
@@ -100,7 +102,7 @@ public:
         TString fName;
     };
 
-    // A destination. Objects are reference-counted: use them through Pointer.
+    // A destination of trace entries. Objects are reference-counted: use them through Pointer.
     //
     // By default, entries reach a destination from the constructor of Base to the destructor of Base. At the beginning
     // and at the end of this time, the members of a subclass do not exist. Therefore a subclass passes `joinsLater` to
@@ -131,7 +133,7 @@ public:
         enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
         unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }       // a mask of PrefixPart
         void SetPrefixParts(unsigned long parts) noexcept;                             // does not call Change()
-        unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; } // SaveState objects that exist
+        unsigned long QueryCountSaveState() const noexcept { return fCountSaveState; } // number of SaveState objects
         int QueryDisableRestore() const noexcept { return Int(fDisableRestore); } // 1 if SaveState restores nothing
         void SetDisableRestore(int disable);                                      // StopTracing() sets this to 1
         void StopTracing(); // the destination never accepts an entry again

@@ -322,7 +322,7 @@ private:
     TagVar fNoArgument; // operator[] returns it if there is no message
 };
 
-// TTraceObjects: a table of handles that is always empty. It exists for programs that use such a table.
+// A table of handles that is always empty. It exists for programs that use such a table.
 class TUZUTIL_API TTraceObjects {
 public:
     TTraceObjects() = default;

@@ -571,7 +571,7 @@ bool operator>=(TString const &a, TString const &b) noexcept;
 // Writes what TString::Print() writes. A width does not count.
 TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
 
-// TStringIcmp: a TString whose equality ignores letter case, by the current locale and up to the first zero byte.
+// A TString whose equality ignores letter case, by the current locale and up to the first zero byte.
 //
 // Example:
 //     TStringIcmp verb("retr");
@@ -613,7 +613,7 @@ public:
 #undef TUZUTIL_COMPARE_WITH_TEXT
 #undef TUZUTIL_COMPARE_IN_PLACE
 
-// TStringAndWipe: a TString for secrets. The buffer of a secret is zeroed when the last string that shares the buffer
+// A TString for secrets. The buffer of a secret is zeroed when the last string that shares the buffer
 // releases it.
 //
 // Example:
