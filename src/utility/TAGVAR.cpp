@@ -120,6 +120,8 @@ TagVar::TagVar(TagVarVoidPtr const &value) noexcept {
 // object.
 void TagVar::CopyOwned(TagVar const &other) {
     if (other.IsInner()) {
+        fType = other.fType; // if Keep() throws, this value has the kind and owns no object
+        fCell = 0;
         TagVar copy = Keep(other);
         fType = std::exchange(copy.fType, nil);
         fCell = std::exchange(copy.fCell, 0);
@@ -174,6 +176,9 @@ TagVar TagVar::Keep(TagVar const &value) {
     }
     default: break;
     }
+    // A program can make up the number of any kind. A text that is lent always exists, so this value is not lent.
+    if (!text && value.IsInner())
+        tagvar::ReportUnknown();
     if (!text)
         return value;
     TagVar copy = Keep(*text);

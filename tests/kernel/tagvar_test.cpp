@@ -317,6 +317,18 @@ TEST(TagVar, CopyOfAnUnknownKindReports) {
     EXPECT_EQ(Show(other), "integer 5");
 }
 
+TEST(TagVar, CopyOfAMadeUpKindThatIsOnlyForLentTextsReports) {
+    for (unsigned int const kind : {0x20000005u, 0x20000006u}) {
+        TagVar const madeUp = Unknown(kind);
+        EXPECT_EQ(Report([&] { TagVar copy(madeUp); }), fsUnknownType);
+        TagVar left("owned");
+        EXPECT_EQ(Report([&] { left = madeUp; }), fsUnknownType);
+        EXPECT_TRUE(left.IsType(static_cast<TagVar::Type>(kind)));
+        left = 5; // and the value is usable again
+        EXPECT_EQ(Show(left), "integer 5");
+    }
+}
+
 TEST(TagVar, AssignmentTakesEverySource) {
     TagVar value;
     EXPECT_EQ(&(value = -5), &value);
