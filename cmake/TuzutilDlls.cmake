@@ -1,5 +1,6 @@
-# tuzutil_runtime_dlls(VARIABLE): the paths of the compiler's runtime DLLs, which the library and a program must share, or
-# else no exception crosses from one to the other. Empty on other systems than Windows.
+# tuzutil_runtime_dlls(VARIABLE): sets the variable to the paths of the compiler's runtime DLLs. On other systems than
+# Windows, the list is empty. A program and the library must share these DLLs, because otherwise an exception of the
+# library cannot reach the program.
 function(tuzutil_runtime_dlls variable)
     set(dlls)
     if(WIN32)
@@ -20,8 +21,9 @@ function(tuzutil_runtime_dlls variable)
     set(${variable} ${dlls} PARENT_SCOPE)
 endfunction()
 
-# tuzutil_copy_dlls(TARGET): whenever the program TARGET is built, puts the DLLs beside it that it needs: those of the
-# libraries that it links, and the compiler's. Does nothing on other systems than Windows.
+# tuzutil_copy_dlls(TARGET): whenever the program TARGET is built, puts the DLLs that the program needs beside it. These
+# are the DLLs of the libraries that the program links, and the runtime DLLs of the compiler. On other systems than
+# Windows, the function does nothing.
 function(tuzutil_copy_dlls target)
     if(WIN32)
         tuzutil_runtime_dlls(runtime)

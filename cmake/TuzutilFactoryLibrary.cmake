@@ -1,7 +1,8 @@
 # tuzutil_add_factory_library(NAME SOURCES file.cpp... [OUTPUT_DIRECTORY folder])
 #
-# Builds a library that supplies factories, for TFactoryLoader: the target NAME makes NAME.dll, on every system, where
-# programs are built unless a folder is given. Its static objects register themselves when it is loaded.
+# Builds a library that supplies factories to TFactoryLoader. The target NAME makes the file NAME.dll, which has this
+# name on every system. If no folder is given, the file is in the folder of the programs that are built. When the
+# library is loaded, its static objects register themselves.
 function(tuzutil_add_factory_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT_DIRECTORY" "SOURCES")
     if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)

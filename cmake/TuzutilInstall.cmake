@@ -1,10 +1,11 @@
-# What is installed, in four components: Runtime (what programs need to run), Development (headers, CMake and pkg-config
-# files), Tools, Documentation.
+# Installs the library in four components. Runtime has the files that programs need when they run, Development has the
+# headers and the files for CMake and pkg-config, Tools has the tools, and Documentation has the documents.
 include(CMakePackageConfigHelpers)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/tuzutil)
 get_target_property(kind tuzutil TYPE)
 
-# tuzutil_compress(FILE COMPRESSED): without the time, so that rebuilds are identical.
+# tuzutil_compress(FILE COMPRESSED): compresses a file of the sources. The result contains no time, because a second
+# build must give the same bytes.
 function(tuzutil_compress file compressed)
     cmake_path(GET compressed PARENT_PATH folder)
     file(MAKE_DIRECTORY ${folder})
@@ -40,7 +41,7 @@ if(WIN32)
         tuzutil_runtime_dlls(runtime)
         install(FILES ${runtime} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
     endif()
-    # For those who build on another system.
+    # The toolchain and the runner are for users who build their programs on another system.
     if(CMAKE_SIZEOF_VOID_P EQUAL 4)
         set(toolchain cmake/mingw-i686.cmake)
     else()
@@ -50,7 +51,7 @@ if(WIN32)
     install(PROGRAMS tools/winerun.sh DESTINATION ${package_folder} COMPONENT Development)
 endif()
 
-# The paths in this file are relative to the file itself, so that the installed folder can be moved.
+# The paths in tuzutil.pc are relative to the file itself, because users may move the installed folder.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE up)
 set(define)
 set(private)
@@ -64,8 +65,8 @@ endif()
 configure_file(cmake/tuzutil.pc.in ${PROJECT_BINARY_DIR}/tuzutil.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tuzutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
-# What debuggers show of the library's objects. gdb loads its file together with the library, if the library is installed
-# where gdb looks (/usr on Debian).
+# These files tell debuggers how to show the library's objects. If the library is installed in a folder in which gdb
+# looks for such files (/usr on Debian), gdb loads its file together with the library.
 install(FILES tools/debug/tuzutil.natvis DESTINATION ${CMAKE_INSTALL_DATADIR}/tuzutil COMPONENT Development)
 if(kind STREQUAL "SHARED_LIBRARY" AND NOT WIN32)
     install(FILES tools/debug/tuzutil_gdb.py RENAME libtuzutil.so.${PROJECT_VERSION}-gdb.py

@@ -2,18 +2,23 @@
 #                              [DEFAULTS file] [TARGET program] [DESTINATION folder] [OUTPUT_DIRECTORY folder]
 #                              [ALLOW_LONG_TEXTS])
 #
-# Builds the texts of one language, for TTextMessageStorePM and TNLSResourceDll, from a resource script in UTF-8: the
-# target NAME_language, and below the folder (where programs are built, unless it is given) the file language/NAME.dll.
-# A language with a code page, as "German.1252", has a folder for it: German/1252/NAME.dll. Without a language, the
-# target NAME makes NAME.dll, which is found where there is none for the current one.
+# Builds a library with the texts of one language from a resource script in UTF-8. TTextMessageStorePM and
+# TNLSResourceDll read such libraries. The target NAME_language makes the file language/NAME.dll below the output
+# directory. If no output directory is given, this is the folder of the program TARGET, or else the folder of the
+# programs that are built. If the language has a code page, for example "German.1252", the file is German/1252/NAME.dll.
+# If no language is given, the target NAME makes NAME.dll. The library tuzutil uses this file if it finds none for the
+# current language.
 #
-# If TARGET is given, the texts are built whenever that program is built, and put beside it. If DESTINATION is given, they
-# are installed below that folder, which should be the folder in which the program is installed.
+# If TARGET is given, the library is built whenever that program is built, and is put beside the program. If DESTINATION
+# is given, the library is installed below that folder, which should be the folder in which the program is installed.
 #
-# The build fails, with file and line, where a number is given twice or above 65535; where a text is longer than the 256
-# characters, or bytes in UTF-8, that are loaded, unless ALLOW_LONG_TEXTS is given; and where a text does not fit the
-# values that the text of the same number in DEFAULTS takes, a script or the C++ source of the program's own texts: each
-# stands behind its number, as in {17, "%2$s has %1$d messages"}.
+# The build fails, and names the file and the line, in these cases:
+# - A number is given twice, or is above 65535.
+# - A text is longer than 256 characters or, in UTF-8, longer than 256 bytes, because only so much is loaded. If
+#   ALLOW_LONG_TEXTS is given, this is no fault.
+# - DEFAULTS is given, and a text does not fit the values that the text of the same number in the file DEFAULTS takes.
+#   This file is a resource script, or the C++ source with the program's own texts. In such a source, each text follows
+#   its number, as in {17, "%2$s has %1$d messages"}.
 foreach(folder ${CMAKE_CURRENT_LIST_DIR} ${CMAKE_CURRENT_LIST_DIR}/../tools)
     if(EXISTS ${folder}/tuzutil_messages.py)
         set(TUZUTIL_MESSAGE_COMPILER ${folder}/tuzutil_messages.py CACHE INTERNAL "")
@@ -68,7 +73,7 @@ function(tuzutil_add_language_library name)
     set(base ${CMAKE_CURRENT_BINARY_DIR}/${target})
     set(command ${Python3_EXECUTABLE} ${TUZUTIL_MESSAGE_COMPILER} ${options})
     if(WIN32)
-        # Not by way of the language RC, which a function cannot enable.
+        # The resources are compiled by a command of their own, because a function cannot enable the language RC.
         find_program(TUZUTIL_WINDRES NAMES ${CMAKE_RC_COMPILER} windres REQUIRED)
         add_custom_command(OUTPUT ${base}.o
                            COMMAND ${command} --rc ${base}.rc ${arg_STRINGS}
@@ -76,7 +81,7 @@ function(tuzutil_add_language_library name)
                            DEPENDS ${depends} COMMENT "Compiling the texts of ${target}" VERBATIM)
         add_library(${target} MODULE ${base}.o)
         set_source_files_properties(${base}.o PROPERTIES EXTERNAL_OBJECT TRUE GENERATED TRUE)
-        # Nothing but resources: no runtime, no entry point.
+        # The DLL contains only resources. Therefore it needs no runtime library and no entry point.
         target_link_options(${target} PRIVATE -nostdlib -Wl,-e,0 -s)
     else()
         add_custom_command(OUTPUT ${base}.cpp

@@ -1,5 +1,5 @@
-# Packages of what is installed: see scripts/package. For Linux a pair of Debian packages and a tarball, for Windows a
-# zip.
+# Describes the packages, which scripts/package makes of the installed files: a pair of Debian packages and a tarball
+# for Linux, a zip for Windows.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON) # only what is installed has to be built
 set(CPACK_PACKAGE_VENDOR "the tuzutil maintainers")
 set(CPACK_PACKAGE_CONTACT "The tuzutil maintainers <maintainers@tuzutil.invalid>")
@@ -43,8 +43,9 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
     "${description}\n.\nThis package has what is needed to build programs with the library.")
 
-# What only the Debian packages have: copyright, changelog, and what lintian is told; what other packages and the
-# linker's cache learn of the library.
+# Only the Debian packages have these files: the copyright, the changelog, and the overrides for lintian. The file
+# "shlibs" tells other packages on which version of the library they depend. The file "triggers" lets dpkg update the
+# cache of the dynamic linker.
 file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
      "libtuzutil ${PROJECT_VERSION_MAJOR} ${runtime} (>= ${PROJECT_VERSION})\n")
 file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")

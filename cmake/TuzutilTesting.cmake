@@ -1,4 +1,4 @@
-# GoogleTest, built from the distribution's sources for the target at hand.
+# Builds GoogleTest for the target from the sources that the distribution supplies.
 execute_process(COMMAND dpkg-query -L googletest OUTPUT_VARIABLE files ERROR_QUIET)
 string(REGEX MATCH "[^\n]*/src/googletest" TUZUTIL_GOOGLETEST "${files}")
 if(NOT TUZUTIL_GOOGLETEST)
@@ -9,8 +9,8 @@ set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 add_subdirectory(${TUZUTIL_GOOGLETEST} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
 
-# The headers that nearly every suite includes are compiled once for all suites of the same kind. A program of its own
-# holds them, because the flags must be those of a program.
+# The headers that nearly every suite includes are compiled once for all suites of the same kind (plain or optimized).
+# For each kind, an extra program compiles them, because precompiled headers must have the compiler flags of a program.
 set(TUZUTIL_SUITE_HEADERS <gtest/gtest.h> <chrono> <filesystem> <fstream> <functional> <iostream> <map> <memory> <sstream>
                           <string> <string_view> <thread> <vector>)
 foreach(kind plain optimized)
@@ -25,16 +25,19 @@ target_compile_options(plain_suite_headers PRIVATE $<$<CONFIG:RelWithDebInfo,Rel
 # tuzutil_add_suite(NAME [SUPPORT name...] [NEEDS target...] [DEFINITIONS name=value...] [LIBRARIES library...]
 #                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED] [OPTIMIZED])
 #
-# A test program NAME_test of NAME_test.cpp, if there is such a file, with GoogleTest's main(), linked to the library.
-#   SUPPORT        files of tests/support, in the form that the target has: NAME_posix.cpp or NAME_win32.cpp
-#   NEEDS          targets that have to be built before the suite runs
-#   SOURCES        further sources, beside the suite
-#   OWN_COPY       sources of the library, named from src/ on, of which the program has a copy of its own
-#   SEAM           the suite itself includes a source of the library and directs the functions below it; so does OWN_COPY
-#   NOT_SANITIZED  the suite takes the place of the allocator, or of a variable that the sanitizers watch
-#   OPTIMIZED      the suite computes so much itself that it is optimized; others are not, so that they build faster
+# Builds the test program NAME_test, which is linked to the library and to GoogleTest's main(). If the file NAME_test.cpp
+# exists, it is a source of the program.
+#   SUPPORT        Stems of files in tests/support. For a name, the program gets NAME_posix.cpp or NAME_win32.cpp.
+#   NEEDS          Targets that are built before the suite is.
+#   SOURCES        Further sources in the folder of the suite.
+#   OWN_COPY       Sources of the library, relative to src/. The program contains its own copy of each of them.
+#   SEAM           The suite includes a source of the library, and replaces the functions that this source calls.
+#   NOT_SANITIZED  The suite replaces the allocator, or a variable that the sanitizers watch. It is not built with them.
+#   OPTIMIZED      The suite itself computes much, so the compiler optimizes it. Other suites are not optimized, because
+#                  they build faster that way.
 #
-# Tests are listed when they run, not when they are built: starting Wine takes longer than the build's patience.
+# CTest lists the tests of a suite when it runs the suite, not when the suite is built, because a start of Wine can take
+# longer than the time limit of a build step.
 function(tuzutil_add_suite name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "SEAM;NOT_SANITIZED;OPTIMIZED" "" "SUPPORT;NEEDS;DEFINITIONS;LIBRARIES;SOURCES;OWN_COPY")
     if(arg_UNPARSED_ARGUMENTS)
@@ -63,7 +66,7 @@ function(tuzutil_add_suite name)
         target_compile_options(${suite} PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-O0>)
     endif()
     if(arg_SEAM OR arg_OWN_COPY)
-        # The copy is the program's own, and is not looked for in the DLL.
+        # The program contains the copy itself, so its functions must not be declared as imports from the DLL.
         target_compile_definitions(${suite} PRIVATE $<$<BOOL:${WIN32}>:tuzutil_EXPORTS>)
     endif()
     if(arg_NEEDS)
@@ -72,19 +75,19 @@ function(tuzutil_add_suite name)
     tuzutil_warnings(${suite})
     set(timeout 600)
     if(TUZUTIL_SANITIZE)
-        set(timeout 3600) # some suites try all short texts, which takes a sanitizer many minutes
+        set(timeout 3600) # some suites try all short texts, and a sanitizer makes this take many minutes
     endif()
     gtest_discover_tests(${suite} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT ${timeout})
 endfunction()
 
-# tuzutil_add_suites(NAME...): suites that need nothing else.
+# tuzutil_add_suites(NAME...): builds a suite for each name, without options.
 function(tuzutil_add_suites)
     foreach(name ${ARGN})
         tuzutil_add_suite(${name})
     endforeach()
 endfunction()
 
-# tuzutil_add_helper(NAME): a program that tests start.
+# tuzutil_add_helper(NAME): builds a program that tests start.
 function(tuzutil_add_helper name)
     add_executable(${name} ${name}.cpp)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
@@ -92,7 +95,8 @@ function(tuzutil_add_helper name)
     tuzutil_warnings(${name})
 endfunction()
 
-# tuzutil_add_module(NAME SOURCE): a library with static objects that tests load by name, beside the programs.
+# tuzutil_add_module(NAME SOURCE): builds the library NAME.dll with static objects in the folder of the programs. Tests
+# load it by its name.
 function(tuzutil_add_module name source)
     add_library(${name} MODULE ${source})
     set_target_properties(${name} PROPERTIES PREFIX "" SUFFIX ".dll")

@@ -1,5 +1,5 @@
-# Removes the files that the lists in BUILD_FOLDER name, which "cmake --install" writes, and the folders that are empty
-# then.
+# Removes what was installed. "cmake --install" writes lists of the installed files into BUILD_FOLDER. This script
+# removes the files that these lists name, and then the folders of the library that are empty.
 file(GLOB manifests ${BUILD_FOLDER}/install_manifest*.txt)
 if(NOT manifests)
     message(FATAL_ERROR "Nothing was installed from ${BUILD_FOLDER}")
@@ -10,7 +10,8 @@ foreach(manifest ${manifests})
     foreach(file ${files})
         set(file "$ENV{DESTDIR}${file}")
         file(REMOVE "${file}")
-        # Only folders that have the library's name: others may be somebody else's.
+        # Only folders with the name of the library, and folders within them, are removed, because others may belong to
+        # other software.
         cmake_path(GET file PARENT_PATH folder)
         while(folder MATCHES "/tuzutil(/|$)")
             list(APPEND folders "${folder}")

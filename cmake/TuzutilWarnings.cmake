@@ -1,5 +1,6 @@
-# One set of warnings for everything that is built here, unless another project builds it. They are errors in the presets, where the compiler is known;
-# another compiler, or another version, may warn of what is no fault.
+# The same warnings are on for everything that this project builds, unless another project contains it. In the presets,
+# whose compilers are known, warnings are errors. Elsewhere they are not errors, because another compiler, or another
+# version, may warn of correct code.
 option(TUZUTIL_WARNINGS "Let the compiler warn" ${PROJECT_IS_TOP_LEVEL})
 option(TUZUTIL_WARNINGS_AS_ERRORS "Take every warning for an error" OFF)
 
@@ -9,10 +10,11 @@ function(tuzutil_warnings target)
     endif()
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual
                                              $<$<BOOL:${TUZUTIL_WARNINGS_AS_ERRORS}>:-Werror>)
-    # Clang counts a name of a class that a function of the C library has as well; TagVar::time is one.
+    # -Wshadow is only for g++, because Clang also warns of a member that has the name of a C function, such as
+    # TagVar::time.
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         target_compile_options(${target} PRIVATE -Wshadow)
-        # These versions take "text" + string(), as -O3 unfolds it, for a copy onto itself.
+        # With -O3, these versions of g++ wrongly warn that "text" + string() copies memory onto itself.
         if(CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
             target_compile_options(${target} PRIVATE -Wno-restrict)
         endif()

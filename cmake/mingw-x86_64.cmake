@@ -1,4 +1,4 @@
-# Toolchain: 64-bit Windows by mingw-w64 (posix threads), programs run under Wine.
+# The toolchain for 64-bit Windows: mingw-w64 with posix threads. Programs run under Wine.
 set(CMAKE_SYSTEM_PROCESSOR AMD64)
 set(TUZUTIL_MINGW x86_64-w64-mingw32)
 

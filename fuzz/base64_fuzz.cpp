@@ -1,4 +1,4 @@
-// Base64 from any bytes: both ways of decoding agree, and what is encoded comes back.
+// Decodes any bytes as Base64. All functions that decode must agree, and encoded bytes must decode to themselves.
 
 #include "tuzutil/BASE64.h"
 #include "utility/mail/base64_loops.h"
@@ -10,7 +10,7 @@
 #include <vector>
 
 int TestOneInput(unsigned char const *data, std::size_t size) {
-    std::vector<char> const text(data, data + size); // ends where a checker sees it
+    std::vector<char> const text(data, data + size); // on the heap, where a checker sees a read beyond its end
     std::vector<base64::Byte> plain(static_cast<std::size_t>(base64::DecodedRoom(size)));
     plain.resize(
         static_cast<std::size_t>(base64::DecodePortable(text.data(), text.data() + size, plain.data()) - plain.data()));
@@ -28,7 +28,7 @@ int TestOneInput(unsigned char const *data, std::size_t size) {
     TBase64::Decode(bytes);
     if (TBase64::DecodeBinary(TBase64::Encode(bytes)) != bytes)
         std::abort();
-    // What is strictly valid is what EncodeLine() makes of its bytes.
+    // If a text is strictly valid, EncodeLine() makes the same text of its bytes.
     TString strict;
     unsigned int fault = 0;
     bool const isValid = TBase64::DecodeStrict(bytes, strict, &fault);

@@ -1,6 +1,6 @@
-// Runs a fuzz target on one input, and aborts if the input takes more memory or time than its size earns. Memory is
-// counted in the operators new and delete, which the program replaces for the library, too. On Windows, a DLL has
-// operators of its own, so that only the time is bounded there.
+// Runs a fuzz target on one input, and aborts if the target needs more memory or time than the size of the input
+// allows. The program replaces the operators new and delete, also for the library, and counts the memory in them. On
+// Windows, the DLL has its own operators. Therefore only the time is checked there.
 
 #include "bounds.h"
 
@@ -14,8 +14,8 @@
 
 namespace {
 
-// A message may be 16 times as large as its input and 256 KiB, the text exists in two encodings, and a string grows by
-// doubling.
+// The text of a message may have 16 times the size of the input plus 256 KiB. It exists in two encodings, and a string
+// doubles its buffer when it grows.
 constexpr std::size_t fsFactor = 160;
 constexpr std::size_t fsBase = 4 << 20;
 constexpr double fsSecondsPerByte = 50e-6; // under a sanitizer, on a loaded machine
@@ -35,8 +35,8 @@ std::size_t TMemoryInUse::Peak() noexcept {
 }
 
 #if !defined(_WIN32)
-// Each block has its size in front. Blocks of a stricter alignment than 16 come from the operators of the run-time
-// library, which are not replaced.
+// The size of each block is stored in front of the block. Blocks with an alignment above 16 come from the operators of
+// the run-time library, which are not replaced.
 static void *Allocate(std::size_t size) {
     auto *const block = static_cast<std::size_t *>(std::malloc(size + 16));
     if (!block)

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_FUZZ_BOUNDS_H
 #define TUZUTIL_FUZZ_BOUNDS_H
 
-// What each fuzz target defines, and the bounds that hold for all of them: an input of n bytes may take
-// fsFactor * n + fsBase bytes of memory at a time, and a processor time that is linear in n. bounds.cpp calls
-// TestOneInput() and aborts if a bound is exceeded.
+// Declares TestOneInput(), which each fuzz target defines. bounds.cpp calls it and aborts if it exceeds one of two
+// bounds. For an input of n bytes, it may have fsFactor * n + fsBase bytes of memory allocated at the same time, and
+// may use a processor time that is linear in n.
 
 #include <cstddef>
 

@@ -1,5 +1,5 @@
-// Dates of mail from any bytes: what is accepted is written in a form that is accepted as the same date. Formats of
-// dates from any bytes give a text.
+// Reads any bytes as the date of a mail. If the date is accepted, it is written, and the written form must be accepted
+// as the same date. Then formats a date, and any bytes are the format.
 
 #include "tuzutil/TDATETIM.h"
 

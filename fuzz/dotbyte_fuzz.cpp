@@ -1,4 +1,5 @@
-// Any bytes, as a wire to read and as a body to write, against the model.
+// Reads any bytes as they come from a connection, and writes any bytes as a body. The results must be those of the
+// model.
 
 #include "tuzutil/DOTBYTE.h"
 
@@ -18,7 +19,7 @@ void Require(bool condition) {
         std::abort();
 }
 
-// The model knows no pieces, so lines must be shorter than one.
+// The model does not read lines in pieces. Therefore each line must be shorter than a piece.
 bool HasLongLine(std::string_view text) {
     for (std::size_t begin = 0; begin < text.size();) {
         std::size_t const end = text.find('\n', begin);

@@ -1,5 +1,5 @@
-// Names of files from any bytes, narrow and 16-bit: the parts of a name make it up again, and the seam of two joined
-// names has one delimiter.
+// Takes any bytes for file names, both narrow and 16-bit. The parts of a name must give the name again when they are
+// joined. If two names are joined, there must be exactly one delimiter between them.
 
 #include "tuzutil/FILENAME.h"
 

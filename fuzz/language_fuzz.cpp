@@ -1,5 +1,5 @@
-// The search for a language library from any bytes: a template, a name and a language with zeros between them. What is
-// found is a file, and is found again.
+// Searches for a language library. The input is a template, a name and a language, with zeros between them. If
+// something is found, it must be a file, and a second search must find it again.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/NLSRESRC.h"

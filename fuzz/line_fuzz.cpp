@@ -1,4 +1,5 @@
-// Any bytes, read line by line with any buffer size, against the model; and through a concatenating stream.
+// Reads any bytes line by line with a buffer of any size. The results must be those of the model. Then reads the bytes
+// through a concatenating stream.
 
 #include "tuzutil/CONCSTRM.h"
 #include "tuzutil/LINESTRM.h"
@@ -48,7 +49,8 @@ void ReadLinesWithLimit(std::string_view text, std::size_t split) {
     Require(support::ReadLines(buffer, limit) == support::LinesRead(text, limit));
 }
 
-// Two halves of the text; without CR LF, what comes is what was there, but for the pieces at the ends.
+// Concatenates the two halves of the text. Both halves must be read to their ends. If the stream adds no CR LF, the
+// result must not be longer than the text; otherwise it may have twice the length.
 void Concatenate(std::string_view text, std::size_t split) {
     support::TSplitSource first(text.substr(0, text.size() / 2), split);
     support::TSplitSource second(text.substr(text.size() / 2), split);

@@ -1,5 +1,6 @@
-// Messages from any bytes: the first chooses the arguments, the others are the format, narrow and wide, and then the
-// binary form of a message. Whatever they are, a text comes out, and the rewritten format stays terminated.
+// Makes messages of any bytes. The first byte chooses the arguments. The other bytes are used as a narrow format, as a
+// wide format, and as the binary form of a message. Each message must give a text, and a rewritten format must have its
+// terminating zero.
 
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/EXCEPTN.h"
@@ -13,7 +14,7 @@
 
 namespace {
 
-// Arguments of every kind; `choice` turns the order.
+// Returns an argument. Nine successive values of `choice` give nine kinds of arguments.
 TagVar Argument(unsigned int choice) {
     switch (choice % 9) {
     case 0: return 7;
@@ -62,7 +63,7 @@ int TestOneInput(unsigned char const *data, std::size_t size) {
         if (message.QueryMessage().length() == 0)
             std::abort();
     } catch (TInvalidRequest const &) {
-        // an argument of a kind that does not exist
+        // The form contains an argument of a kind that does not exist.
     }
     return 0;
 }

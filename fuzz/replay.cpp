@@ -1,5 +1,6 @@
-// Runs a fuzz target on the files of a folder of seeds, and on the inputs of a corpus: a text file with an input a line,
-// in Base64. With this program, seeds and corpus are a test, without a fuzzer and with any compiler.
+// Runs a fuzz target on the files of a folder of seeds, and on the inputs of a corpus. A corpus is a text file with one
+// input on each line, in Base64. This program needs no fuzzer and works with any compiler. Therefore seeds and corpus
+// are used as a test in every build.
 //
 // replay FOLDER|CORPUS...
 

@@ -1,5 +1,6 @@
-// Whole sessions of the example server: the input is what a client sends over a pair of sockets and then hangs up. If
-// the first byte is odd, the client has logged in before. The session must end, and each of its replies must be one.
+// Runs whole sessions of the example server. A client sends the input over a pair of sockets and then closes its
+// socket. If the first byte is odd, the client has logged in before. The session must end. Its replies must begin with
+// "+OK" and end with CR LF, and the login must succeed.
 
 #include "Gate.h"
 #include "IdleTimer.h"
@@ -28,7 +29,7 @@ void Require(bool holds) {
         std::abort();
 }
 
-// A folder with a user and his two messages, for as long as the fuzzer runs.
+// A folder with one user and two messages of this user. It exists while the fuzzer runs.
 class TMail {
 public:
     TMail() {
@@ -46,7 +47,7 @@ public:
     TMail &operator=(TMail const &) = delete;
     ~TMail() { std::filesystem::remove_all(fFolder); }
 
-    // Makes the messages again that a session may have deleted.
+    // Writes the two messages again, because a session may have deleted them.
     void Fill() const {
         Write("1", "Subject: one\n\n.dots\n..\nlast");
         Write("2", "Subject: two\r\n\r\nsecond\r\n");
@@ -76,7 +77,7 @@ std::string Replies(int socket) {
 } // namespace
 
 int TestOneInput(unsigned char const *data, std::size_t size) {
-    if (size == 0 || size > 4096) // a client that sends more than fits into the socket would have to read meanwhile
+    if (size == 0 || size > 4096) // more might not fit into the socket, and the client does not read while it sends
         return 0;
     static TMail const mail;
     mail.Fill();

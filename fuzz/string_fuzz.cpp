@@ -1,5 +1,5 @@
-// Strings: the input is a list of operations on two strings, each followed by its operands. The same operations on
-// standard strings say what must come out.
+// The input is a list of operations on two strings. The operands of an operation follow it. The same operations are
+// done with standard strings, and the results must be equal.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TSTRING.h"
@@ -85,7 +85,7 @@ void Change(TPair &pair, TInput &input) {
         pair.model = pair.model.substr(pair.model.size() - std::min<std::size_t>(count, pair.model.size()));
         break;
     case 6: {
-        TString const same = pair.ours; // shares the buffer, and must not change
+        TString const same = pair.ours; // this copy shares the buffer and must not change
         std::string const before(same);
         pair.ours += 'y';
         pair.model += 'y';
@@ -101,7 +101,7 @@ void Change(TPair &pair, TInput &input) {
         pair.ours.remove(fsLongest + 1);
         pair.model.resize(fsLongest);
     }
-    pair.ours.MakeUnique(); // case 4 writes through
+    pair.ours.MakeUnique(); // case 4 writes through the pointer
     Require(pair.ours == pair.model && pair.ours.view() == pair.model);
     Require(pair.ours.c_str()[pair.ours.length()] == '\0');
 }

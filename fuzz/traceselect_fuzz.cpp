@@ -1,4 +1,5 @@
-// Selections of traces, which come from the environment, and names of factories.
+// Takes any bytes for the selection of a trace destination, and for the name of a factory. Both can come from the
+// environment.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FACTORY.h"
@@ -27,7 +28,7 @@ int TestOneInput(unsigned char const *data, std::size_t size) {
     try {
         trace.ParseTraceString(text.c_str());
     } catch (TInvalidRequest const &) {
-        // Refused.
+        // The selection is refused.
     }
     TFactoryType const type(text.c_str());
     if (!(type == TFactoryType(type)) || type < type)

@@ -1,5 +1,7 @@
-// Modified UTF-7 from any bytes: a decoded name, encoded again, decodes to itself; a canonical text encodes to itself.
-// UTF-8 from any bytes: what is replaced is well-formed, and what is well-formed comes back.
+// Decodes any bytes as modified UTF-7, and encodes the result. If this text is decoded, the result must be the same. If
+// the bytes are canonical, the encoded text must be equal to them. Then takes any bytes for UTF-8. After the faults are
+// replaced, the text must be well-formed, and must not change when it is converted to 16-bit text and back. If the
+// bytes have no fault, replacing must not change them.
 
 #include "tuzutil/UTF7.h"
 

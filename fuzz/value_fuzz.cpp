@@ -1,5 +1,5 @@
-// Values in their binary form from any bytes, in both byte orders: reading ends, what is read can be written, and what
-// is written is read back as the same value.
+// Reads values in their binary form from any bytes, in both byte orders. Reading must end. Each value that was read is
+// written, and must be the same value after it is read again.
 
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/EXCEPTN.h"
@@ -33,11 +33,11 @@ void ReadValues(std::string const &bytes, int networkOrder) {
         try {
             value.ReadFromBinaryStream(in);
         } catch (TInvalidRequest const &) {
-            return; // a kind that does not exist
+            return; // the kind of the value does not exist
         }
         if (!source)
             return;
-        if (!value.IsType(TagVar::date) && !value.IsType(TagVar::time)) { // these have no text
+        if (!value.IsType(TagVar::date) && !value.IsType(TagVar::time)) { // values of these kinds have no text
             std::ostringstream shown;
             value.StreamOut(shown);
         }
@@ -55,7 +55,7 @@ void ReadStrings(std::string const &bytes, int networkOrder) {
     TiBinaryStream in(source, networkOrder);
     std::size_t total = 0;
     while (source.good()) {
-        TString text; // an empty string in the stream would leave the former text
+        TString text; // a new one, because an empty string in the stream leaves the former text of the target
         in >> text;
         total += source ? text.length() : 0;
         int number = 0;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fails if a page of the site has a link into the site that leads nowhere: check_links.py FOLDER"""
+"""Fails if a page of the site has a link to a page or place of the site that does not exist: check_links.py FOLDER"""
 
 import html.parser
 import pathlib

@@ -1,5 +1,5 @@
-# What the commands of this folder share: messages, and the packages of the distribution that are needed. This is the
-# one place that names packages.
+# The common part of the commands in the folder scripts/: messages, and the packages of the distribution that the
+# commands need. No other file names these packages.
 
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -8,7 +8,8 @@ export DEBIAN_FRONTEND=noninteractive
 say() { printf '\n== %s\n' "$*"; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
-# What configuring a preset needs: the suites that use clang++ and {fmt} are configured for every command.
+# Every preset that builds the tests needs these packages when it is configured, because some suites use clang++ and
+# {fmt}.
 packages_build=(g++ clang cmake ninja-build pkg-config googletest libfmt-dev binutils python3)
 packages_windows=(g++-mingw-w64-i686-posix)
 packages_wine=(wine wine32:i386)
@@ -23,7 +24,7 @@ packages_lintian=(lintian)
 
 installed() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 
-# need GROUP...: installs what is missing of the named groups.
+# need GROUP...: installs the missing packages of the named groups.
 need() {
     local group package missing=() missing_wine=()
     for group in "$@"; do
@@ -45,10 +46,12 @@ need() {
     if [ ${#missing_wine[@]} -ne 0 ]; then
         "${sudo[@]}" dpkg --add-architecture i386
     fi
-    # An index that cannot be fetched is no reason to stop: what is missing is named by the installation itself.
+    # If an index cannot be fetched, the script goes on, because apt-get below names each package that it cannot
+    # install.
     "${sudo[@]}" apt-get update -q || printf 'note: not every package index could be fetched\n'
     if [ ${#missing_wine[@]} -ne 0 ]; then
-        # From the release itself: the updates of the second architecture may not be there in the same version.
+        # These packages come from the release itself, because the updates may have different versions for the two
+        # architectures.
         "${sudo[@]}" apt-get install -q -y -t bookworm --allow-downgrades --no-install-recommends "${missing_wine[@]}"
     fi
     if [ ${#missing[@]} -ne 0 ]; then

@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Writes the result of a step of scripts/test into the table of docs/reliability.md: record.py STEP PASSED FAILED SECONDS"""
+"""Writes the result of one step of scripts/test into the table of docs/reliability.md.
+
+record.py STEP PASSED FAILED SECONDS
+"""
 
 import datetime
 import pathlib
