@@ -3,7 +3,7 @@
 
 The figure of a row is the median of its repetitions. The ratio is that of the medians, and its spread comes from the
 quartiles of both. With --check, the status is 1 if a ratio misses its target by more than its spread. With --page, the
-table also goes into performance.md of the folder, with a picture for a light and one for a dark background."""
+table also goes into performance.md of the folder, and a picture of the ratios into performance.svg."""
 
 import datetime
 import json
@@ -68,25 +68,30 @@ def write_page(found, folder):
     text = page.read_text(encoding="utf-8")
     text = re.sub(r"(?<=<!-- measured -->\n).*(?=<!-- end -->)", lambda _: "\n".join(lines) + "\n", text, flags=re.DOTALL)
     page.write_text(text, encoding="utf-8")
-    for name, ink, bar, line in (("light", "#1f2328", "#0969da", "#d0d7de"), ("dark", "#e6edf3", "#4493f8", "#30363d")):
-        draw(found, pathlib.Path(folder) / f"performance-{name}.svg", ink, bar, line)
+    draw(found, pathlib.Path(folder) / "performance.svg")
 
 
-def draw(found, path, ink, bar, line):
-    """A bar for each row: its time divided by that of its peer. The line at 1 is the peer."""
+STYLE = """<style>
+text { fill: #1f2328 } rect { fill: #0969da } line { stroke: #d0d7de }
+@media (prefers-color-scheme: dark) { text { fill: #e6edf3 } rect { fill: #4493f8 } line { stroke: #30363d } }
+</style>"""
+
+
+def draw(found, path):
+    """A bar for each row: its time divided by that of its peer. The colours follow the reader's scheme, light or dark."""
     shown = [(f"{program}: {row}", f"{peer}", ours / theirs) for program, row, peer, ours, theirs, *_ in found if ours]
     left, scale, step, most = 250, 150, 18, 3.0
     height = step * len(shown) + 40
-    out = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 900 {height}" font-family="sans-serif" font-size="11" '
-           f'fill="{ink}"><title>Time of each row divided by that of its peer</title>']
+    out = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 900 {height}" font-family="sans-serif" font-size="11">'
+           f'<title>Time of each row divided by that of its peer</title>{STYLE}']
     for at in range(4):
-        out.append(f'<line x1="{left + at * scale}" y1="20" x2="{left + at * scale}" y2="{height - 10}" stroke="{line}"/>'
+        out.append(f'<line x1="{left + at * scale}" y1="20" x2="{left + at * scale}" y2="{height - 10}"/>'
                    f'<text x="{left + at * scale}" y="14" text-anchor="middle">{at}</text>')
     for number, (row, peer, ratio) in enumerate(shown):
         y = 26 + number * step
         width = min(ratio, most) * scale
         out.append(f'<text x="{left - 6}" y="{y + 10}" text-anchor="end">{row}</text>'
-                   f'<rect x="{left}" y="{y}" width="{width:.1f}" height="{step - 5}" fill="{bar}"/>'
+                   f'<rect x="{left}" y="{y}" width="{width:.1f}" height="{step - 5}"/>'
                    f'<text x="{left + width + 6:.1f}" y="{y + 10}">{ratio:.2f} of {peer}</text>')
     out.append("</svg>")
     path.write_text("\n".join(out).replace("&", "&amp;").replace("<Weak>", "&lt;Weak&gt;") + "\n", encoding="utf-8")
