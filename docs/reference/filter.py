@@ -101,7 +101,7 @@ def split_comment(line):
         elif c == '"' or (c == "'" and not (i and line[i - 1].isalnum())):
             quote = c
         elif line.startswith("//", i):
-            return line[:i].rstrip(), line[i + 2:].strip()
+            return line[:i].rstrip(), re.sub(r"\s*NOLINT\S*", "", line[i + 2:].strip()) or None
         i += 1
     return line.rstrip(), None
 

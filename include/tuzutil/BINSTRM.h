@@ -40,8 +40,8 @@
 #include <type_traits>
 
 // A value that is stored in network byte order, after `filler` zero bytes. Whatever the byte order of a binary stream
-// (below) is, the stream reads and writes these stored bytes unchanged. A long that does not fit in 32 bits becomes the
-// nearest value that fits.
+// is, the stream reads and writes these stored bytes unchanged. A long that does not fit in 32 bits becomes the nearest
+// value that fits.
 template <typename Host, typename Wire, std::size_t filler = 0>
 class TNetworkValue {
 public:

@@ -95,7 +95,7 @@ public:
     // REQUIRES: nothing was written before.
     void UseCrLf() noexcept { fUsesCrLf = true; }
 
-    void Cancel() noexcept { fCancel.store(1); } // the next read that needs more bytes throws, see above
+    void Cancel() noexcept { fCancel.store(1); } // the next read that needs more bytes throws "Cancel"
 
 protected:
     int doallocate() override;

@@ -19,9 +19,9 @@
 // Surprises:
 // - text(0) is the newest text, but locationAtIndex(0) is the oldest location.
 // - There is room for five texts and five locations. A sixth text or location overwrites two of them: see appendText().
-// - Every exception of the family is a std::exception too. A handler for std::exception that stands before one for
-//   TException catches it. A what() of a subclass must be noexcept. If the subclass also derives from a standard
-//   exception, what() is ambiguous, and a handler for std::exception does not catch it.
+// - Every exception of the family is a std::exception too. If a handler for std::exception stands before one for
+//   TException, the first one catches the exception. A what() of a subclass must be noexcept. If the subclass also
+//   derives from a standard exception, what() is ambiguous, and a handler for std::exception does not catch it.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"

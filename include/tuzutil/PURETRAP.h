@@ -25,10 +25,10 @@ class TUZUTIL_API TPureCall {
 public:
     static int Trap(); // writes a trace entry at level "se"; returns 0
 
-    // Does the same. A debug build of the library then writes the class of the object and the name of the function to
-    // standard error, and ends the process. The process goes on if the type of the object is `Class` itself, as in a
-    // constructor or destructor of `Class`, because the class of the program is then unknown. The process also goes on
-    // if the program is built without RTTI.
+    // Writes a trace entry at level "se", and returns 0. A debug build of the library then writes the class of the
+    // object and the name of the function to standard error, and ends the process. The process goes on if the type of
+    // the object is `Class` itself, as in a constructor or destructor of `Class`, because the class of the program is
+    // then unknown. The process also goes on if the program is built without RTTI.
     template <typename Class>
     static int Trap([[maybe_unused]] Class const &object, [[maybe_unused]] char const *function) {
 #if defined(__cpp_rtti)

@@ -73,7 +73,7 @@ public:
     // Returns 1 if the constructor with a size made this object, or if OpenOrCreate() created the block for it.
     // Otherwise returns 0.
     int Owner() const noexcept;
-    long Size() const noexcept { return fSize; } // as given to the constructor; TrueSize() after OpenOrCreate()
+    long Size() const noexcept { return fSize; } // as given to the constructor; after OpenOrCreate(), as TrueSize()
     // Returns the size of the block in bytes, even if another process created it. Returns 0 unless the state is 0. On
     // Windows, if the constructor with a size created the block, objects that open the block return the size rounded up
     // to whole pages.

@@ -204,9 +204,9 @@ public:
     template <typename T, tuzutil::IfArgument<T> = true>
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
-    // A copy and an assignment copy the object that the other value owns. If there is no memory for it, the new value
-    // owns no object. If the kind of the other value does not exist, they throw "unknown type". After an assignment has
-    // thrown this, the left value has the kind of the other value, and owns no object.
+    // These functions copy the object that the other value owns. If there is no memory for the copy, the new value owns
+    // no object. If the kind of the other value does not exist, the functions throw "unknown type". If an assignment
+    // has thrown, the left value has the kind of the other value, and owns no object.
     TagVar(TagVar const &other);
     TagVar(TagVar &&other) noexcept; // leaves the other nil
     TagVar &operator=(TagVar const &other);
@@ -266,11 +266,12 @@ public:
     // the kind in the stream does not exist, this value becomes nil, and "unknown type" is thrown.
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
-    // These operators compute. All operators throw "unknown type" for the kinds above 10.
+    // These operators compute with numbers, and += also joins two texts. All operators throw "unknown type" for the
+    // kinds above 10.
     //
     // Arithmetic on integers wraps at 32 bits. A signed and an unsigned integer give a signed one. A real and any
-    // number give a real, except that %= does not accept reals. += concatenates two texts. Division and remainder of
-    // integers are computed unsigned if one operand is unsigned.
+    // number give a real, except that %= does not accept reals. Division and remainder of integers are computed
+    // unsigned if one operand is unsigned.
     TagVar &operator+=(TagVar const &other);
     TagVar &operator-=(TagVar const &other);
     TagVar &operator*=(TagVar const &other);

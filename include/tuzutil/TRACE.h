@@ -254,8 +254,8 @@ public:
     class TUZUTIL_API SaveState {
     public:
         [[nodiscard]] explicit SaveState(TTrace &trace); // remembers the settings
-        // Does the same as the first constructor. Then sets the levels to `level`, adds the category's component, and
-        // switches the category on.
+        // Remembers the settings. Then sets the levels to `level`, adds the category's component, and switches the
+        // category on.
         [[nodiscard]] SaveState(TTrace &trace, unsigned long level, Category const &category);
         SaveState(SaveState const &) = default;
         SaveState &operator=(SaveState const &) = default;

@@ -24,7 +24,7 @@
 //   are evaluated all the same.
 // - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is a source file.
 //   Under C++20, the compiler refuses a source file whose text does not look like a file name, unless the format after
-//   it is a literal. It checks literals and constexpr arrays, and no other arrays.
+//   it is a literal. The compiler checks literals and constexpr arrays, and no other arrays.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"

@@ -68,8 +68,8 @@ protected:
     explicit TTraceSharedFileBase(Path const &path) : TTraceSharedFileBase(joinsLater, native, path.c_str()) {
         Join();
     }
-    // These constructors are for a subclass that joins later, see TTrace::Make(). Otherwise they do the same as those
-    // above.
+    // These constructors are for a subclass that joins later, see TTrace::Make(). Otherwise they do the same as the
+    // constructors without `Joining`.
     TTraceSharedFileBase(Joining, char const *fileName);
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     TTraceSharedFileBase(Joining joining, Path const &path) : TTraceSharedFileBase(joining, native, path.c_str()) {}

@@ -86,8 +86,8 @@ protected:
     explicit TTraceStreamBase(Path const &path) : TTraceStreamBase(joinsLater, native, path.c_str()) {
         Join();
     }
-    // These constructors are for a subclass that joins later, see TTrace::Make(). Otherwise they do the same as those
-    // above.
+    // These constructors are for a subclass that joins later, see TTrace::Make(). Otherwise they do the same as the
+    // constructors without `Joining`.
     explicit TTraceStreamBase(Joining);
     TTraceStreamBase(Joining, std::ostream &stream);
     TTraceStreamBase(Joining, std::ostream *stream);

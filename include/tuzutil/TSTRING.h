@@ -203,7 +203,7 @@ public:
     template <typename Text, tuzutil::IfNarrow<Text> = true>
     TString(Text const &text)
         : TString(text.empty() ? static_cast<void const *>("") : text.data(), CheckedLength(text.size()), ' ') {}
-    // Does the same for standard 16-bit text, and sets the Unicode flag.
+    // Copies standard 16-bit text, zero characters included, and sets the Unicode flag. The result is never null.
     template <typename Text, tuzutil::IfWide<Text> = true>
     TString(Text const &text)
         : TString(text.empty() ? static_cast<void const *>("") : text.data(),
@@ -285,9 +285,11 @@ public:
     char operator[](unsigned int position) const;
     // Returns the byte at a position for writing. A shared buffer is not copied, so all strings that share it change.
     // If the position is beyond the end, this string first gets a buffer of its own, in which zero bytes are appended
-    // up to the position. Position 0, and a position over 1 GiB beyond the end, throw as above.
+    // up to the position. Position 0, and a position over 1 GiB beyond the end, throw "Bad index value for this
+    // String".
     char &operator[](unsigned int position);
-    // These overloads take all other integer and enumeration types. A negative position throws.
+    // These overloads take all other integer and enumeration types. A negative position throws "Bad index value for
+    // this String".
     template <typename I, typename = IfPosition<I>>
     char operator[](I position) const {
         return (*this)[CheckedPosition(position)];
@@ -344,16 +346,18 @@ public:
     // Returns the text from `start` to the end, or null if `start` is beyond the end. A start of 0 throws "Bad value to
     // truncate this String".
     TString subString(unsigned int start) const;
-    // Returns exactly `count` bytes from `start` on, padded with `fill`. A start of 0 throws as above, and so does a
-    // count above length() plus 1 GiB.
+    // Returns exactly `count` bytes from `start` on, padded with `fill`. A start of 0 throws "Bad value to truncate
+    // this String", and so does a count above length() plus 1 GiB.
     TString subString(unsigned int start, unsigned int count, char fill = ' ') const;
-    // Keeps only the bytes before `start`. A start beyond the end changes nothing; 0 throws as above.
+    // Keeps only the bytes before `start`. A start beyond the end changes nothing. A start of 0 throws "Bad value to
+    // truncate this String".
     TString &remove(unsigned int start);
-    // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. A start of 0 throws as
-    // above.
+    // Removes `count` bytes from `start` on, or all bytes from `start` on if there are fewer. A start of 0 throws "Bad
+    // value to truncate this String".
     TString &remove(unsigned int start, unsigned int count);
     // These functions replace up to `count` occurrences of `pattern` at or after `start`. If anything was replaced,
-    // this string then has no flags. A start of 0 throws "Bad value for the starting position", unless `count` is 0.
+    // this string then has no flags. An empty pattern inserts the replacement at `start`, once for each byte from there
+    // on. A start of 0 throws "Bad value for the starting position", unless `count` is 0.
     TString &change(char const *pattern, TString const &replacement, unsigned int start = 1,
                     unsigned int count = fsToEnd);
     TString &change(char const *pattern, char const *replacement, unsigned int start = 1, unsigned int count = fsToEnd);
@@ -361,18 +365,20 @@ public:
     TString &lowerCase();
     TString &upperCase();
 
-    // The following searches return a 1-based position, or 0 for "not found".
-    unsigned int indexOf(char c, unsigned int start = 1) const;           // start 0 counts as 1
-    unsigned int indexOf(unsigned short c, unsigned int start = 1) const; // counts 16-bit characters
+    // These searches return a 1-based position, or 0 for "not found".
+    unsigned int indexOf(char c, unsigned int start = 1) const; // start 0 counts as 1
+    // Returns a position in 16-bit characters, counted from 1, or 0 for "not found". A start of 0 finds nothing.
+    unsigned int indexOf(unsigned short c, unsigned int start = 1) const;
     unsigned int indexOf(char16_t c, unsigned int start = 1) const {
         return indexOf(static_cast<unsigned short>(c), start);
     }
-    // In the following functions, a start of 0 throws "Bad value for the starting position". An empty text is found at
-    // `start`, if `start` is not beyond the end.
+    // These searches return a 1-based position, or 0 for "not found". A start of 0 throws "Bad value for the starting
+    // position". indexOf() finds an empty text at `start`, if `start` is not beyond the end.
     unsigned int indexOf(char const *text, unsigned int start = 1) const;
     unsigned int indexOfAnyOf(char const *set, unsigned int start = 1) const;
     unsigned int indexOfAnyBut(char const *set, unsigned int start = 1) const;
-    // Searches backwards from `start`. Finds nothing if `start` is beyond the end, unless `start` is fsToEnd.
+    // Searches backwards from `start`, and returns a 1-based position, or 0 for "not found". Finds nothing if `start`
+    // is beyond the end, unless `start` is fsToEnd. A start of 0 throws "Bad value for the starting position".
     unsigned int lastIndexOf(char c, unsigned int start = fsToEnd) const;
 
     bool isEqual(TString const &other) const noexcept;                           // for null and nil see Surprises
