@@ -21,12 +21,13 @@ SCOPE = re.compile(r"^(template\s*<.*>\s*)?(class|struct|enum|namespace|union|ex
 
 
 def escape(text):
-    """Takes the meaning that Doxygen gives to some characters out of a comment, except in `code`."""
-    parts = re.split(r"(`[^`]*`)", text)
+    """Takes the meaning that Doxygen gives to some characters out of a comment, except in `code` and "quotes".
+
+    Doxygen shows quotes as they are, even if they end on the next line. So the comment must be whole.
+    """
+    parts = re.split(r'(`[^`]*`|"[^"\n]*(?:\n[^"\n]*)?")', text)
     for i in range(0, len(parts), 2):
-        parts[i] = re.sub(r"([\\@<>#%&|*_~])", r"\\\1", parts[i])
-        parts[i] = parts[i].replace("\\*", "*").replace("\\_", "_").replace("\\|", "|").replace("\\~", "~")
-        parts[i] = re.sub(r"\b(T[A-Z]\w*)(?=::)", r"\1", parts[i])
+        parts[i] = re.sub(r"([\\@<>#%&])", r"\\\1", parts[i])
     return "".join(parts)
 
 
@@ -40,27 +41,33 @@ def sentence(text):
 
 def sections(lines):
     """The text, example and sections of a comment, as Doxygen reads them."""
-    body, code, items = [], False, False
+    # Pairs of lines and whether they are code. The other lines are escaped together.
+    marked, code = [], False
     for line in lines:
-        if line.startswith("Example:"):
-            body += ["\\par Example", "\\code{.cpp}"]
-            code = True
+        code = line.startswith("Example:") or (code and (not line or line.startswith("    ")))
+        marked.append((line, code and not line.startswith("Example:")))
+    text = iter(escape("\n".join(line for line, code in marked if not code)).split("\n"))
+    body, code, items = [], False, False
+    for line, is_code in marked:
+        if is_code:
+            body.append(line[4:])
             continue
-        if code and line and not line.startswith("    "):
+        line = next(text)
+        if code:
             body.append("\\endcode")
-            code = False
+        code = line.startswith("Example:")
         section = SECTION.match(line)
         if code:
-            body.append(line[4:])
+            body += ["\\par Example", "\\code{.cpp}"]
         elif section:
-            body += [f"\\par {section.group(1)}", escape(section.group(2))]
+            body += [f"\\par {section.group(1)}", section.group(2)]
         elif line.startswith("Surprises:"):
             body += ["\\par Surprises", ""]
             items = True
         elif items:
-            body.append("- " + escape(line[2:]) if line.startswith("- ") else "  " + escape(line.strip()))
+            body.append(line if line.startswith("- ") else "  " + line.strip())
         else:
-            body.append(escape(line.strip()))
+            body.append(line.strip())
     if code:
         body.append("\\endcode")
     return "\n".join(body)
@@ -140,8 +147,8 @@ class Filter:
                     self.lines += self.documents
                 self.flush(True)
             elif self.comment and re.match(r"// TUZUTIL_\w+ ", self.comment[0]):
-                text = [escape(comment[2:]) for comment in self.comment]
-                self.lines += [f"/*! \\def {self.comment[0].split()[1]}", *text, "*/"]
+                text = escape("\n".join(comment[2:] for comment in self.comment))
+                self.lines += [f"/*! \\def {self.comment[0].split()[1]}", text, "*/"]
                 self.comment = []
             else:
                 self.flush(False)
@@ -160,13 +167,15 @@ class Filter:
         if documents and any(comment.strip() == "// Example:" for comment in self.comment):
             self.out("/** " + sections([comment.strip()[3:] for comment in self.comment]) + "\n*/")
             self.comment = []
-        for comment in self.comment:
-            indent = comment[:len(comment) - len(comment.lstrip())]
-            text = comment.strip()[2:]
-            self.out(f"{indent}///{escape(text)}" if documents else comment)
         if documents and self.comment:
-            if SHARED.match(" ".join(comment.strip()[2:].strip() for comment in self.comment)):
-                self.documents = [f"///{escape(comment.strip()[2:])}" for comment in self.comment]
+            indent = " " * (len(self.comment[0]) - len(self.comment[0].lstrip()))
+            text = "\n".join(comment.strip()[2:] for comment in self.comment)
+            shown = ["///" + line for line in escape(text).split("\n")]
+            self.lines += [indent + line for line in shown]
+            if SHARED.match(text.replace("\n", "").strip()):
+                self.documents = shown
+        else:
+            self.lines += self.comment
         self.comment = []
 
     def code(self, line):

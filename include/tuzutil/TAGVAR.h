@@ -163,7 +163,7 @@ public:
     static constexpr Type unsignedInteger64 = static_cast<Type>(72); // an unsigned integer that does not fit in 32 bits
     static constexpr Type unshown = static_cast<Type>(80); // an argument without a value: messages print it as "?"
 
-    TagVar() noexcept : TagVar(nil) {}
+    TagVar() noexcept : TagVar(nil) {}                    // nil
     TagVar(Type type) noexcept : fType(type), fCell(0) {} // owns no object, even if the kind can own one
 
     // These constructors make a value of the kind integer or unsignedInteger.

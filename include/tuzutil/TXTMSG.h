@@ -89,7 +89,7 @@ public:
 
     static TagVar const fsEndOfArgs; // ends a list of arguments
 
-    TTextMessage() noexcept {}
+    TTextMessage() noexcept {} // without a store, a text and arguments
 
     // If the message has a store, these constructors take the store, the set and the number first. Then they take a
     // narrow or 16-bit default text, and then the arguments. The arguments are either values, or pointers to values, or
