@@ -47,7 +47,7 @@ bool PutText(std::streambuf &buffer, TString const &text, bool networkOrder) noe
     char *const to = TBufferArea::Filled(buffer, fsHeaderSize + length);
     std::uint64_t const header = TLength::Encode(static_cast<std::uint32_t>(length), networkOrder);
     std::memcpy(to, &header, sizeof header);
-    char const *const from = text;
+    char const *const from = text.data(); // not null, even for a null string
     if (length < 8 || length > 16) {
         std::memcpy(to + fsHeaderSize, from, length);
         return true;

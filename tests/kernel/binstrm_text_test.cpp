@@ -150,6 +150,8 @@ TEST(BinaryStreamText, StringIsItsLengthAReservedWordAndItsBytes) {
 TEST(BinaryStreamText, EmptyAndNullStringsAreEightZeroBytes) {
     EXPECT_EQ(Written(fsNetwork, TString("")), std::string(8, '\0'));
     EXPECT_EQ(Written(fsHost, TString()), std::string(8, '\0'));
+    // After the first number, the put area of the stream has room.
+    EXPECT_EQ(Written(fsHost, 1, TString(), TString("")), "\1\0\0\0"s + std::string(16, '\0'));
 }
 
 TEST(BinaryStreamText, ReadingAnEmptyStringLeavesTheTargetAsItWas) {
