@@ -415,8 +415,9 @@ public:
 // written.
 TUZUTIL_API ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text);
 // Reads a TString. Whatever length the stream announces, the function allocates at most 64 KiB at first, and more only
-// as bytes arrive. If the data end early, the text consists of the bytes that arrived. The target gets a new buffer
-// without flags. If the length is 0, or if the length or the reserved 0 cannot be read, the target stays unchanged.
+// as bytes arrive. If the data end early, the text consists of the bytes that arrived. The target then has no flags,
+// and shares its buffer with no other string. If the length is 0, or if the length or the reserved 0 cannot be read,
+// the target stays unchanged.
 TUZUTIL_API TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text);
 
 #endif

@@ -93,8 +93,9 @@ int LocalZone() noexcept;
 // The process
 
 // ThreadId() and ProcessId() return the system's ids of this thread and this process. They never fail and never block.
-// In a forked child, ProcessId() returns the child's id. ThreadId() returns that of the child's thread if FollowForks()
-// was called before the fork.
+// In a child of fork(), ProcessId() returns the child's id. ThreadId() returns that of the child's thread if
+// FollowForks() was called before the fork. After FollowForks(), a child that was made in another way, such as by
+// clone(), may get the ids of its parent, because the system tells only of calls of fork().
 std::uint32_t ThreadId() noexcept;
 std::uint32_t ProcessId() noexcept;
 
