@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Kills processes in the middle of their work, and looks at what they leave.
+"""Kills processes in the middle of their work, and checks the data that they leave.
 
 deaths.py lock|memory|trace VICTIM [EMULATOR]
 
-Three victims work at the same time. One after the other is killed at a random moment and replaced. After each tenth
-death, and at the end, a process that is not killed must find everything in order. The variable TUZUTIL_DEATHS says how
-many must die; the seed is printed, and TUZUTIL_DEATHS_SEED takes it again.
+Three victims work at the same time. Again and again, one of them is killed at a random moment, and a new one replaces
+it. After each tenth death, and at the end, a process that is not killed checks that everything is in order. The
+environment variable TUZUTIL_DEATHS says how many processes are killed. The script prints the seed of its random numbers.
+If TUZUTIL_DEATHS_SEED is set to this seed, the same numbers are used again.
 """
 
 import os
@@ -71,11 +72,11 @@ def main():
                 left.stdout.close()
         if what == "trace":
             look_at(file, deaths + VICTIMS)
-        check()  # the trace file is emptied now, because nobody uses it
+        check()  # empties the trace file first, because no other process uses it
 
 
 def look_at(file, deaths):
-    """Every line is a whole record, or the beginning of one. There is at most one of the latter for each death."""
+    """Checks that every line is a whole record or the beginning of one, with at most one beginning for each death."""
     whole = cut = 0
     for line in file.read_bytes().replace(b"\r\n", b"\n").split(b"\n")[:-1]:
         found = RECORD.fullmatch(line)

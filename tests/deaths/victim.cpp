@@ -1,11 +1,11 @@
-// What deaths.py kills: a process that does one thing over and over, and says by its exit status what it finds.
+// The process that deaths.py kills. It does the same work in each round, and checks the data that it finds.
 //
-//   victim lock NAME ROUNDS           changes two counters under a named lock; both are the same whenever it is free
-//   victim memory NAME ROUNDS         opens a block, or creates and fills it; who sees the block sees it filled
+//   victim lock NAME ROUNDS           changes two counters under a named lock; if the lock is free, they must be equal
+//   victim memory NAME ROUNDS         opens a block, or creates and fills it; an opened block must be filled
 //   victim trace FILE ROUNDS          writes records of many lengths to a shared trace file
 //
-// ROUNDS is 0 for a victim, which goes on until it is killed. Otherwise the program checks what the victims left: it
-// ends after so many rounds, with exit status 0 if everything was in order.
+// If ROUNDS is 0, the process works until it is killed. Otherwise it ends after this number of rounds. If it finds
+// wrong data, it ends at once with exit status 1.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/SHAREMEM.h"
@@ -51,7 +51,7 @@ int UseLock(std::string const &name, int rounds) {
             return Fail("two holders at a time", first - second);
         counters->second = first;
         counters->first = first + 1;
-        for (int work = 0; work < 200; ++work) // so that many die here
+        for (int work = 0; work < 200; ++work) // makes this state last longer, so many processes are killed here
             static_cast<void>(static_cast<int>(counters->first));
         counters->second = first + 1;
     }
@@ -88,7 +88,7 @@ int WriteTrace(std::string const &file, int rounds) {
         std::string const text(static_cast<std::size_t>(round * 37 % 1500), 'r');
         TTracePoint::Write(TTrace::error, fsCategory, {"victim.cpp", 1}, "<%s>", text);
         if (round % 8 == 7)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // so that the file stays small
+            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // keeps the file small
     }
     return 0;
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks at the objects of a program in gdb, and fails unless they are shown as a reader expects: check.py PROGRAM SCRIPT"""
+"""Prints the objects of a program in gdb, and fails unless gdb shows the texts in EXPECTED: check.py PROGRAM SCRIPT"""
 
 import re
 import subprocess

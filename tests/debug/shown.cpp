@@ -1,4 +1,4 @@
-// Objects that the test looks at in gdb, as in a program of a user.
+// A program with the objects that the test prints in gdb.
 #include <tuzutil/EXCEPTN.h>
 #include <tuzutil/FILENAME.h>
 #include <tuzutil/MUTEXSEM.h>

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Cuts the programs out of the guide, with what they print.
+"""Cuts the programs and their expected outputs out of the guide.
 
 cut.py FOLDER OUTPUT
 
-A program is a block of C++ that has a main(). Words after "cpp" set its environment: ```cpp NAME=value. The block of
-text that follows is what the program prints; a program without such a block prints nothing. Writes CHAPTER_N.cpp,
-CHAPTER_N.txt and CHAPTER_N.env for each program, and the resource script of the chapter on translating. Prints the
-names of the programs.
+A program is a block of C++ that has a main(). Words after "cpp" set its environment: ```cpp NAME=value. If a block of
+text follows, it is the expected output of the program; otherwise the program must print nothing. This script writes the
+files CHAPTER_N.cpp, CHAPTER_N.txt and CHAPTER_N.env for each program, and the resource script of the chapter on
+translating. It prints the names of the programs.
 """
 
 import pathlib
@@ -44,7 +44,7 @@ def main():
 
 
 def write(path, text):
-    """Writes a file only if it changes, so that nothing is built again without a need."""
+    """Writes a file only if its text changes, because a newer file would make the build compile the program again."""
     if not path.exists() or path.read_text(encoding="utf-8") != text:
         path.write_text(text, encoding="utf-8")
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs a program of the guide, and fails unless it prints what the guide says.
 
-run.py BASE COMMAND...      BASE.txt is what it prints, BASE.env its environment
+run.py BASE COMMAND...      BASE.txt has the expected output, and BASE.env has the environment of the program
 """
 
 import difflib

@@ -1,6 +1,7 @@
-// Every operation below meets a failure at each of its calls of the system: once at that one alone, and once at it and
-// all that follow. The failure is told as the headers say, no file and no mapping stays open, nothing is half written,
-// and the next try succeeds. Then each call is interrupted by a signal, or moves half of its bytes: that is no failure.
+// Every operation below is run again and again, and each of its calls of the system is made to fail: once this call
+// alone, and once this call and all later ones. The operation must report the failure as the headers say. No file and
+// no mapping may stay open, no result may be half written, and the next try must succeed. Then a signal interrupts each
+// call, or each call moves half of its bytes. In these two cases, the operation must succeed.
 
 #include "support/FailingCalls.h"
 #include "support/TempFolder.h"
@@ -23,7 +24,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// What an operation says of itself. `wrong`: it claims success, and the result is not right.
+// The outcome of an operation: it succeeded, it reported a failure, or it claimed success although its result is wrong.
 enum TOutcome { done, reported, wrong };
 
 std::string Name(char const *kind) {
@@ -89,7 +90,8 @@ TOutcome RunsAThread() {
     return worker->QueryResult() == 17 ? done : wrong;
 }
 
-// The library's thread ends with the last timer. If it cannot be started, no timer posts, and this is traced.
+// The library's timer thread ends with the last timer. If the thread cannot be started, no timer posts its event, and
+// the library traces the failure.
 TOutcome SetsATimer() {
     TReference<TSemaphore> const event(new TSemaphore);
     TTimer timer(event);
@@ -104,7 +106,7 @@ void WriteRecords() {
         TTracePoint::Write(TTrace::error, fsCategory, {"f", 1}, "record %d", i);
 }
 
-// Every line of a file is a record, or the beginning of one whose rest did not fit; no record comes twice.
+// Checks that each line of a file is a record or the beginning of a record, and that no record is in the file twice.
 TOutcome HasRecords(std::string const &name, std::string_view prefix) {
     calls::TOwn const own;
     std::filesystem::path const file = Folder().Native(name);
@@ -167,7 +169,7 @@ TOutcome MovesToATemporaryFile() {
     seen.resize(static_cast<std::size_t>(stream.gcount()));
     if (seen == text)
         return done;
-    return seen == text.substr(0, seen.size()) ? reported : wrong; // the end came too early: the state says so
+    return seen == text.substr(0, seen.size()) ? reported : wrong; // it ended too early, and its state shows this
 }
 
 TOutcome ListsADirectory() {
@@ -246,11 +248,12 @@ protected:
         Folder().AddFolder("listed\\sub");
     }
 
-    // Fails each call from the first on, until the operation makes fewer. Returns how many calls failed.
+    // Runs the operation with a failure at its first call, then at its second call, and so on. Stops when the operation
+    // makes fewer calls than that. Returns the number of calls that failed.
     long FailEach(void (*fail)(long, calls::Kind) noexcept, calls::Kind kind, bool mayFail) {
         TOutcome (*const run)() = GetParam().run;
         EXPECT_EQ(run(), done);
-        EXPECT_EQ(run(), done); // what is kept for the life of the process is there now
+        EXPECT_EQ(run(), done); // now the library has made the objects that it keeps until the process ends
         std::size_t const files = OpenFiles();
         std::size_t const mappings = SharedMappings();
         for (long number = 1;; ++number) {

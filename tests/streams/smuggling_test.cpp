@@ -1,6 +1,6 @@
-// What looks like the end of a body, and is none: at every offset around the edges of the pieces in which a body is
-// read, and at every split of the source. Nothing is taken for the end, or for a command, by mistake; and what the
-// library writes is not mistaken by other programs either.
+// Tests bytes that look like the end of a body but are not. They are at every offset around the ends of the pieces in
+// which a body is read, and the source is split at every place. The library must not take them for the end of the body
+// or for a command. Other programs must not mistake the bodies that the library writes.
 
 #include "tuzutil/DOTBYTE.h"
 #include "tuzutil/LINESTRM.h"
@@ -17,7 +17,7 @@
 
 namespace {
 
-char const fsHead[] = "Subject: x\r\n\r\n"; // after a whole line, many lines are taken at once
+char const fsHead[] = "Subject: x\r\n\r\n"; // after a whole line, the library reads many lines at once
 char const fsCommand[] = "RCPT TO:<stranger>\r\n";
 
 std::string ReadBody(std::istream &source, std::size_t run, bool &isWhole) {
@@ -30,8 +30,8 @@ std::string ReadBody(std::istream &source, std::size_t run, bool &isWhole) {
     return body;
 }
 
-// Reads a body that has `trick` after `head` and `before` bytes, then what a stranger wants to be taken for a command,
-// and the true end. Returns whether the reader took each byte for what it is.
+// Reads a body that consists of `head`, `before` bytes, `trick` and a line that a stranger wants to be taken for a
+// command. The true end of the body follows. Checks that the reader found the right end and the right text of the body.
 void ExpectRead(support::TEndOfData const &trick, std::string const &head, std::size_t before, std::size_t split,
                 std::size_t run) {
     std::string const prefix = head + std::string(before, 'x');
@@ -43,14 +43,14 @@ void ExpectRead(support::TEndOfData const &trick, std::string const &head, std::
                                                         : wire.size() - std::string_view("QUIT\r\n").size());
     ASSERT_TRUE(isWhole) << trick.name;
     ASSERT_EQ(source.Taken(), taken.size()) << trick.name << " after " << before << ", split " << split;
-    if (before < 900) // the model knows no pieces
+    if (before < 900) // the model does not read lines in pieces
         ASSERT_EQ(body, support::Unstuff(wire).data) << trick.name << ", split " << split;
     else
         ASSERT_EQ(body.find("RCPT") != body.npos, !trick.ends) << trick.name;
 }
 
-// Where programs that are less strict than this library see the end of a body: at a line with a single dot, if the
-// bytes in `ends` each end a line, as well as CR LF.
+// Returns where a program sees the end of a body if it takes CR LF and each of the bytes in `ends` for the end of a
+// line. This is behind the first line with a single dot.
 std::size_t EndOf(std::string_view wire, std::string_view ends) {
     std::string lines;
     for (std::size_t i = 0; i < wire.size(); ++i) {
@@ -117,7 +117,7 @@ TEST(Smuggling, LinesOfABodyAreNoCommands) {
     }
 }
 
-// The three other readers take LF, or CR, or both, for the end of a line.
+// Besides CR LF, the other readers take LF for the end of a line, or CR, or either of them.
 TEST(Smuggling, NoOtherReaderIsMisledByWhatIsWrittenWithCrLf) {
     for (support::TEndOfData const &trick : support::EndsOfData()) {
         std::string const body = "x" + trick.bytes + fsCommand;
@@ -140,5 +140,5 @@ TEST(Smuggling, WithoutItReadersThatTakeABareLineFeedAreNotMisledEither) {
             isReturnMisleading = isReturnMisleading || EndOf(wire, "\r") != wire.size();
         }
     }
-    EXPECT_TRUE(isReturnMisleading); // this is why a relay calls UseCrLf(), and it shows that EndOf() can find a fault
+    EXPECT_TRUE(isReturnMisleading); // therefore a relay calls UseCrLf(); this also shows that EndOf() can find a fault
 }

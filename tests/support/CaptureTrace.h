@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_CAPTURETRACE_H
 #define TUZUTIL_TESTS_CAPTURETRACE_H
 
-// A destination that keeps what is written to it, and a handle that listens for as long as it stands.
+// A trace destination that keeps the entries that it receives, and a class whose objects hold such a destination.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACE.h"
@@ -46,7 +46,7 @@ public:
     int changes = 0;
 };
 
-// Captures everything of the levels given while it lives.
+// While an object of this class exists, it captures all entries of the given levels and components.
 class TCapture {
 public:
     explicit TCapture(unsigned long level = 0xFFFFFFFF, unsigned long component = 0xFFFFFFFF)
@@ -57,7 +57,7 @@ public:
     TCaptureDestination *operator->() { return fDestination; }
     std::vector<TSeenEntry> &Entries() { return fDestination->entries; }
 
-    // The one entry written since the last call, without its line.
+    // Checks the only entry that was written since the last call. Of its line number, checks only that it is not 0.
     void ExpectOne(unsigned long level, char const *category, char const *text, char const *file) {
         ASSERT_EQ(Entries().size(), 1u);
         TSeenEntry const entry = Entries()[0];
@@ -77,7 +77,7 @@ public:
     TTrace trace;
 
 private:
-    // Other threads may be tracing: the lock keeps them away until the members stand.
+    // Other threads may write entries. The lock keeps their entries away until the members are constructed.
     static TCaptureDestination *Made(unsigned long level, unsigned long component) {
         TMutexSemaphoreEntry const lock(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
         return new TCaptureDestination(level, component);

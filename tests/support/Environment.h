@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_ENVIRONMENT_H
 #define TUZUTIL_TESTS_ENVIRONMENT_H
 
-// A variable of the environment for a scope.
+// Sets a variable of the environment. The destructor restores the former value.
 
 #include <cstdlib>
 #include <optional>
@@ -10,7 +10,7 @@
 class TEnvironment {
 public:
     TEnvironment(char const *name, char const *value) : TEnvironment(name) { Set(value); }
-    // Not set.
+    // Removes the variable from the environment.
     explicit TEnvironment(char const *name) : fName(name) {
         if (char const *const former = std::getenv(name))
             fFormer = former;

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_EXPECT_H
 #define TUZUTIL_TESTS_EXPECT_H
 
-// Comparisons that the suites share: whole texts of exceptions, and strings with their invariants.
+// Comparisons that the suites share. They check whole texts of exceptions, and strings with their invariants.
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/TSTRING.h"
@@ -11,14 +11,14 @@
 #include <string>
 #include <typeinfo>
 
-// What every exception of the library carries besides its text.
+// The parts that every exception of the library has besides its text.
 struct TExpectedFailure {
     char const *text;
     char const *file;
     unsigned long errorId = 1;
     int isRecoverable = 1;
     char const *function = "";
-    unsigned long line = 0; // 0: any line but 0
+    unsigned long line = 0; // 0 stands for any line number except 0
 };
 
 template <typename E, typename Call>
@@ -45,7 +45,7 @@ void ExpectThrows(TExpectedFailure const &expected, Call call) {
     }
 }
 
-// The bytes of a string, "(null)" for a null string; checks the terminator on the way.
+// Returns the bytes of a string, or "(null)" for a null string. Also checks the terminator of the string.
 inline std::string Bytes(TString const &text) {
     if (text.IsNull()) {
         EXPECT_EQ(text.length(), 0u);

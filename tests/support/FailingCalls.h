@@ -1,26 +1,27 @@
 #ifndef TUZUTIL_TESTS_FAILINGCALLS_H
 #define TUZUTIL_TESTS_FAILINGCALLS_H
 
-// Calls of the system that fail when a test says so. failing_calls_posix.cpp puts itself between the library and the C
-// library for the functions that it names.
+// Lets a test make calls of the system fail. failing_calls_posix.cpp defines functions with the names of functions of
+// the C library, and these are called instead.
 
 namespace calls {
 
-// How a call fails.
+// Says in which way a call fails.
 enum class Kind {
-    error,       // with the error that fits the function, such as ENOSPC for write()
-    interrupted, // with EINTR, if the function can be interrupted; other calls are not counted
-    partial      // reads and writes move half of their bytes; other calls are not counted
+    error,       // the call returns an error that fits the function, for example ENOSPC for write()
+    interrupted, // the call returns EINTR; functions that signals cannot interrupt are not counted
+    partial      // the call moves half of its bytes; only reads and writes are counted
 };
 
-// The call of that number, counted from now, fails, and so do all after it, or only it. 0: none fails.
+// Counts the calls from now on. FailFrom() lets the call with this number and all later ones fail, FailOnly() only the
+// call with this number. If the number is 0, no call fails.
 void FailFrom(long number, Kind kind) noexcept;
 void FailOnly(long number, Kind kind) noexcept;
 
-// Ends the failing. Returns how many calls were counted since it began.
+// Lets all calls succeed again. Returns how many calls were counted since FailFrom() or FailOnly().
 long Stop() noexcept;
 
-// While an object of this class exists, calls are neither counted nor do they fail: for what the test itself does.
+// While an object of this class exists, no calls are counted, and no calls fail. A test uses it for its own calls.
 struct TOwn {
     TOwn() noexcept;
     TOwn(TOwn const &) = delete;
@@ -31,7 +32,7 @@ private:
     bool fWasCounting;
 };
 
-// The name of the call that failed last, or "none".
+// Returns the name of the function whose call failed last, or "none".
 char const *LastFailed() noexcept;
 
 } // namespace calls

@@ -1,31 +1,34 @@
 #ifndef TUZUTIL_TESTS_FAILINGMEMORY_H
 #define TUZUTIL_TESTS_FAILINGMEMORY_H
 
-// Memory that runs out when a test says so: allocations of the whole process, also those of the language's and the
-// system's libraries, fail from a given one on. failing_memory_posix.cpp and failing_memory_win32.cpp put themselves
-// between the process and the C runtime; both count by the functions below.
+// Lets a test make allocations of the process fail, also those of the C++ runtime and of the system's libraries.
+// failing_memory_posix.cpp and failing_memory_win32.cpp replace the functions of the C runtime that allocate. The
+// replacements call the functions below.
 
 #include <cerrno>
 #include <cstddef>
 
 namespace memory {
 
-// The allocation of that number, counted from now, fails, and so do all after it, or only it. 0: none fails.
+// Counts the allocations from now on. FailFrom() lets the allocation with this number and all later ones fail,
+// FailOnly() only the allocation with this number. If the number is 0, no allocation fails.
 void FailFrom(long number) noexcept;
 void FailOnly(long number) noexcept;
 
-// Ends the failing. Returns how many allocations were asked for since it began.
+// Lets all allocations succeed again. Returns how many were asked for since FailFrom() or FailOnly().
 long Stop() noexcept;
 
-// Blocks that are allocated now.
+// Returns the number of blocks that are allocated now.
 long LiveBlocks() noexcept;
 
-// For the definitions. Whether the next allocation may succeed; a block came, a block goes.
+// The replacements call these functions. MayAllocate() counts an allocation and returns whether it may succeed.
+// NoteBlock() counts a block that was allocated, and NoteFree() counts a block that is freed.
 bool MayAllocate() noexcept;
 void NoteBlock(void const *block) noexcept;
 void NoteFree(void const *block) noexcept;
 
-// For the definitions: what `allocate` returns, or null and ENOMEM if this allocation has to fail.
+// The replacements call this function. If the allocation may succeed, returns the result of `allocate`; otherwise
+// returns null and sets errno to ENOMEM.
 template <typename Allocate>
 void *Allocated(Allocate allocate) noexcept {
     void *const block = MayAllocate() ? allocate() : nullptr;

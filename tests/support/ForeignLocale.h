@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TESTS_FOREIGNLOCALE_H
 #define TUZUTIL_TESTS_FOREIGNLOCALE_H
 
-// For a scope: a locale with a decimal comma, whose encoding is Latin 1. Defined for each system in
-// foreign_locale_posix.cpp and foreign_locale_win32.cpp.
+// While an object of this class exists, the process has a locale with a decimal comma and the encoding Latin 1.
+// foreign_locale_posix.cpp and foreign_locale_win32.cpp define the class for each system.
 
 #include <clocale>
 #include <string>
@@ -14,7 +14,7 @@ public:
     TForeignLocale &operator=(TForeignLocale const &) = delete;
     ~TForeignLocale() { std::setlocale(LC_ALL, fBefore.c_str()); }
 
-    bool IsSet() const { return fIsSet; } // false: the system does not have it
+    bool IsSet() const { return fIsSet; } // false if the system does not have the locale
 
 private:
     static bool Set();

@@ -1,19 +1,19 @@
 #ifndef TUZUTIL_TESTS_FREEWATCH_H
 #define TUZUTIL_TESTS_FREEWATCH_H
 
-// Sees what a block of memory holds at the moment when the library frees it. free_watch_posix.cpp and
-// free_watch_win32.cpp put themselves between the library and the C runtime.
+// Records the bytes of a block of memory at the moment when the library frees the block. free_watch_posix.cpp and
+// free_watch_win32.cpp replace the function of the C runtime that frees.
 
 #include <cstddef>
 #include <string>
 
-// Watches the `count` bytes at `bytes`, which lie `offset` bytes behind the start of their block.
+// Selects the `count` bytes at `bytes` for recording. They begin `offset` bytes behind the start of their block.
 void WatchFree(char const *bytes, std::size_t offset, std::size_t count);
 
-// The bytes at the moment of the release; "not freed" where the block is still there.
+// Returns the bytes as they were when their block was freed, or "not freed" if the block was not freed.
 std::string const &SeenAtFree();
 
-// For the definitions: to be called with every block before it goes.
+// The replacement calls this function with every block before it frees the block.
 void NoteFree(void const *block);
 
 #endif

@@ -1,15 +1,14 @@
 #ifndef TUZUTIL_TESTS_IMPORTTABLE_H
 #define TUZUTIL_TESTS_IMPORTTABLE_H
 
-// What a loaded library imports by name, for tests that put a function of their own between a library and the C
-// runtime. For Windows.
+// Only for Windows. Tests use this to replace a function that a loaded library imports, for example from the C runtime.
 
 #include <windows.h>
 
 #include <cstring>
 
-// Replaces the imports of a name by the address of a function of the same type. False if the library is not loaded or
-// imports nothing of that name.
+// Replaces all imports with the given name by the address of a function of the same type. Returns false if the library
+// is not loaded, or if it imports nothing with that name.
 inline bool ReplaceImport(char const *module, char const *name, void *function) {
     auto *const base = reinterpret_cast<char *>(GetModuleHandleA(module));
     if (!base)

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TESTS_LOCALEC_H
 #define TUZUTIL_TESTS_LOCALEC_H
 
-// The library takes the locale of the process from the environment. For a scope: the locale "C".
+// The library sets the locale of the process from the environment. While an object of this class exists, the locale is
+// "C".
 
 #include <clocale>
 #include <string>

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TESTS_MEMSTREAM_H
 #define TUZUTIL_TESTS_MEMSTREAM_H
 
-// What the suites of memory and temporary streams share: small verbs, and random work on a buffer beside a model.
+// The suites of memory streams and temporary streams share these functions: small helpers, and a function that does
+// random operations on a buffer and on a model.
 
 #include "support/memstream_model.h"
 #include "tuzutil/MEMSTRM.h"
@@ -25,7 +26,7 @@ inline std::int64_t Seek(std::streambuf &buf, std::int64_t offset, std::ios_base
     return std::streamoff(buf.pubseekoff(offset, direction, mode));
 }
 
-// What WriteTo() copies: everything in memory, in a file the rest.
+// Returns what WriteTo() copies. This is the whole content if it is in memory, and the rest if it is in a file.
 inline std::string Copied(TMemStreamBuf &buf) {
     std::ostringstream out;
     unsigned long const told = buf.WriteTo(out);
@@ -40,13 +41,13 @@ inline std::string ReadAll(std::streambuf &buf) {
     return text;
 }
 
-// Block sizes from 1 to 10000, small ones more often.
+// Returns a random block size from 1 to 10000. Small sizes are more frequent.
 inline std::size_t DrawBlockSize(std::minstd_rand &random) {
     std::size_t const sizes[] = {1, 2, 3, 5, 16, 100, 10000, 1 + random() % 10000};
     return sizes[random() % 8];
 }
 
-// One random operation on both.
+// Does the same random operation on the buffer and on the model, and compares the results.
 template <typename Model>
 void WorkOnBoth(TMemStreamBuf &buf, Model &model, std::size_t blockSize, std::minstd_rand &random) {
     auto const amount = [&] { return random() % (random() % 4 ? 9 : 3 * blockSize + 1); };

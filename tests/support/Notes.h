@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TESTS_NOTES_H
 #define TUZUTIL_TESTS_NOTES_H
 
-// What the library reports while an object of TNotes lives: each report by the file and the line that it carries. Two
-// different reports under one line fail the test.
+// While an object of TNotes exists, it records the reports of the library, each with its file and line. If two
+// different reports have the same file and line, the test fails.
 
 #include "tuzutil/BINSTRM.h"
 #include "tuzutil/EXCEPTN.h"
@@ -20,7 +20,7 @@ class TNotes {
 public:
     TNotes() { fTrace.QueryPointer() = TTrace::Pointer(new TDestination(*this)); }
 
-    // The exception that `call` throws is a report, too.
+    // Also records the exception that `call` throws.
     template <typename Call>
     void Catch(Call call) {
         try {
@@ -33,7 +33,7 @@ public:
         }
     }
 
-    // The different reports of a file so far.
+    // Returns how many different reports of a file were recorded so far.
     std::size_t Count(std::string const &file) const {
         std::size_t count = 0;
         for (auto const &[place, text] : fTexts)
@@ -44,7 +44,8 @@ public:
 private:
     class TDestination : public TTrace::Base {
     public:
-        // All levels but the one at which a pure call ends the process.
+        // Takes all levels except "trap", because an entry of that level ends the process if a pure function was
+        // called.
         explicit TDestination(TNotes &notes) : Base(joinsLater, ~TTrace::trap & 0xFFFFFFFF, 0xFFFFFFFF), fNotes(notes) {
             Join();
         }
@@ -55,7 +56,7 @@ private:
         }
 
     private:
-        // The text before the arguments are put in stands in the binary form, after the store, the set and the number.
+        // Returns the format of a message. The binary form contains it after the store, the set and the number.
         static std::string FormatOf(TTextMessage const &message) {
             std::stringstream bytes;
             ToBinaryStream out(bytes, 1);

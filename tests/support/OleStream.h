@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TESTS_OLESTREAM_H
 #define TUZUTIL_TESTS_OLESTREAM_H
 
-// A component-object stream that does what the tests say. Defined in olestream_posix.cpp and olestream_win32.cpp.
+// A component-object stream whose behaviour the tests choose. olestream_posix.cpp and olestream_win32.cpp define its
+// class.
 
 #include "tuzutil/OLESTRM.h"
 
@@ -10,23 +11,23 @@
 #include <vector>
 
 struct TOleBehaviour {
-    std::string content; // read from, and written to
+    std::string content; // the stream reads from it and writes to it
     std::size_t position = 0;
-    std::vector<unsigned long> reads; // the counts asked for
+    std::vector<unsigned long> reads; // the counts that the caller asked for
     std::vector<unsigned long> writes;
-    unsigned long most = 0xFFFFFFFF; // bytes that one call moves
-    std::size_t room = SIZE_MAX;     // for content
+    unsigned long most = 0xFFFFFFFF; // the most bytes that one call moves
+    std::size_t room = SIZE_MAX;     // the largest size of `content`
     std::int32_t readResult = 0;
     std::int32_t writeResult = 0;
-    bool tellsTooMuch = false; // counts beyond what was asked for
+    bool tellsTooMuch = false; // calls report more bytes than the caller asked for
     int references = 0;
 
-    // What the calls do; the count is what they report.
+    // Move the bytes of a call, and return the count that the call reports.
     unsigned long Read(void *bytes, unsigned long count);
     unsigned long Write(void const *bytes, unsigned long count);
 };
 
-// An object over the behaviour; it has no reference of its own.
+// A stream object with the given behaviour. TOleObject itself holds no reference to the stream object.
 class TOleObject {
 public:
     explicit TOleObject(TOleBehaviour &behaviour);

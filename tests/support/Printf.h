@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TESTS_PRINTF_H
 #define TUZUTIL_TESTS_PRINTF_H
 
-// The printf of the platform's own runtime, to compare with; on Windows that is not the compiler's snprintf.
+// Calls the printf function of the system's C runtime, because tests compare its results with those of the library. On
+// Windows, this function differs from the snprintf() of the compiler.
 
 #include <string>
 

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TESTS_PROCESS_H
 #define TUZUTIL_TESTS_PROCESS_H
 
-// Helper programs that a test starts and ends; and what tests with several processes need besides. Defined for each
-// system in process_posix.cpp and process_win32.cpp.
+// Helper programs that a test starts and ends, and a function for tests with threads. process_posix.cpp and
+// process_win32.cpp define them for each system.
 
 #include <cstdint>
 #include <string>
@@ -10,20 +10,21 @@
 
 class TProcess {
 public:
-    // Starts a helper, which stands beside the test program. Failing to start is a failure of Wait().
+    // Starts a helper program that is beside the test program. If it cannot be started, Wait() returns -1.
     TProcess(std::string const &helper, std::vector<std::string> const &arguments);
     TProcess(TProcess const &) = delete;
     TProcess &operator=(TProcess const &) = delete;
-    ~TProcess(); // kills it if it still runs, and waits for its end
+    ~TProcess(); // kills the process if it still runs, and waits for its end
 
-    void Kill(); // at once, without any clean-up; returns when it has ended
-    int Wait();  // its exit status; -1 if it was killed or never ran
+    void Kill(); // ends the process at once, without any clean-up, and waits for its end
+    int Wait();  // returns the exit status, or -1 if the process was killed or never ran
 
 private:
     std::intptr_t fProcess;
 };
 
-// A thread that ends with all that it holds, without leaving its blocks: runs `body`, waits for its end.
+// Runs `body` in a thread that the system starts, and waits for the end of the thread. When `body` returns, it may
+// still hold locks.
 void RunThreadThatEnds(void (*body)(void *), void *argument);
 
 #endif

@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_TESTS_PURECALL_H
 #define TUZUTIL_TESTS_PURECALL_H
 
-// Calls of a "pure" function by a class that does not override it. A debug build of the library ends the process there
-// and names both; `call` then runs in a process of its own. Other builds go on, and `call` runs in this one.
+// Tests a call of a "pure" function that the class of the object does not override. A debug build of the library then
+// ends the process, and names the function and the class. Therefore `call` runs in a process of its own there. In other
+// builds, the call returns, and `call` runs in this process.
 
 #include "utility/kernel/debug_check.h"
 

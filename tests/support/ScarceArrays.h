@@ -1,13 +1,13 @@
 #ifndef TUZUTIL_TESTS_SCARCEARRAYS_H
 #define TUZUTIL_TESTS_SCARCEARRAYS_H
 
-// Memory for arrays that runs out when a test says so. For one source file of a program, which has its own copy of what
-// takes the memory.
+// Lets a test make large allocations of arrays fail. Only one source file of a program may include this header. The
+// program must contain its own copy of the code whose allocations it tests.
 
 #include <cstdlib>
 #include <new>
 
-static int fsBytesForArrays = -1; // that may be taken in one piece; all where it is negative
+static int fsBytesForArrays = -1; // the largest array that can be allocated; if negative, there is no limit
 
 void *operator new[](std::size_t size, std::nothrow_t const &) noexcept {
     return fsBytesForArrays < 0 || size <= static_cast<std::size_t>(fsBytesForArrays) ? std::malloc(size) : nullptr;

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_TEMPFOLDER_H
 #define TUZUTIL_TESTS_TEMPFOLDER_H
 
-// A directory of the test's own that goes away with it; names are in the library's form.
+// A directory that only this test uses. The destructor removes it. Names have backslashes, as the library uses them.
 
 #include "tuzutil/FILENAME.h"
 
@@ -22,14 +22,14 @@ public:
     TTempFolder(TTempFolder const &) = delete;
     TTempFolder &operator=(TTempFolder const &) = delete;
     ~TTempFolder() {
-        std::error_code ignored; // Windows does not let go of a library that is loaded
+        std::error_code ignored; // Windows cannot remove a library that is loaded
         std::filesystem::remove_all(fNative, ignored);
     }
 
     std::string Name() const { return FromNative(fNative); }
     std::string Name(std::string const &relative) const { return Name() + "\\" + relative; }
 
-    // What the system calls it.
+    // Returns a name in the form of the system.
     std::filesystem::path Native(std::string const &relative) const {
         return fNative / static_cast<char const *>(TFileName(relative.c_str()).QueryNative());
     }

@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_SUPPORT_DOTBYTE_MODEL_H
 #define TUZUTIL_TESTS_SUPPORT_DOTBYTE_MODEL_H
 
-// What dot-byte streams do, said about whole texts: no buffers, no pieces, no states.
+// A model of the dot-byte streams. It works on whole texts, so it needs no buffers, no pieces and no states.
 
 #include <cstddef>
 #include <string>
@@ -11,11 +11,11 @@ namespace support {
 
 struct TUnstuffed {
     std::string data;
-    std::size_t taken; // bytes of the wire up to and with the end line
+    std::size_t taken; // the number of bytes up to the end of the last line of the body
     bool terminated;
 };
 
-// Reading ends a line at CR LF only. For lines below 1,023 bytes.
+// Returns what a reader gets from `wire`. Only CR LF ends a line. REQUIRES: each line has fewer than 1,023 bytes.
 inline TUnstuffed Unstuff(std::string_view wire) {
     std::string data;
     bool lineStart = true;
@@ -30,7 +30,7 @@ inline TUnstuffed Unstuff(std::string_view wire) {
     return {data, wire.size(), false};
 }
 
-// Whether the bytes hold an LF without a CR before it.
+// Returns whether the bytes contain an LF without a CR in front of it.
 inline bool HasBareLineFeed(std::string_view bytes) {
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         if (bytes[i] == '\n' && (i == 0 || bytes[i - 1] != '\r'))
@@ -39,7 +39,7 @@ inline bool HasBareLineFeed(std::string_view bytes) {
     return false;
 }
 
-// Whether the bytes hold a CR that another byte than LF follows.
+// Returns whether the bytes contain a CR that another byte than LF follows.
 inline bool HasBareReturn(std::string_view bytes) {
     for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
         if (bytes[i] == '\r' && bytes[i + 1] != '\n')
@@ -48,7 +48,7 @@ inline bool HasBareReturn(std::string_view bytes) {
     return false;
 }
 
-// LF, CR, and CR LF each end a line; all of them become CR LF.
+// Replaces each line end by CR LF. A line end is LF, CR, or CR LF.
 inline std::string WithCrLf(std::string_view body) {
     std::string lines;
     for (std::size_t i = 0; i < body.size(); ++i) {
@@ -61,14 +61,14 @@ inline std::string WithCrLf(std::string_view body) {
     return lines;
 }
 
-// What EndBody() adds before the end line.
+// Returns the bytes that EndBody() adds in front of the line with a single dot.
 inline char const *Completion(std::string_view body) {
     if (body.empty() || body.back() == '\n')
         return "";
     return body.back() == '\r' ? "\n" : "\r\n";
 }
 
-// Writing ends a line at any LF.
+// Returns what a writer makes of `body`. Each LF ends a line.
 inline std::string Stuff(std::string_view body) {
     std::string wire;
     for (std::size_t i = 0; i < body.size(); ++i) {
@@ -79,7 +79,8 @@ inline std::string Stuff(std::string_view body) {
     return wire;
 }
 
-// The bytes of a message that a limit of `lines` body lines lets through, or npos where it ends before.
+// Returns how many bytes a message has up to the end of line `lines` of its body. If the body has fewer lines, returns
+// npos.
 inline std::size_t CutAt(std::string_view body, std::size_t lines) {
     bool inBody = false;
     std::size_t begin = 0;

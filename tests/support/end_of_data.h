@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_SUPPORT_END_OF_DATA_H
 #define TUZUTIL_TESTS_SUPPORT_END_OF_DATA_H
 
-// The table tests/support/end_of_data.txt: what looks like the end of a body.
+// Reads the table tests/support/end_of_data.txt of bytes that look like the end of a body.
 
 #include <gtest/gtest.h>
 

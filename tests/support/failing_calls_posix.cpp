@@ -1,4 +1,5 @@
-// The program's own definitions stand before those of the C library, which they call by dlsym(RTLD_NEXT).
+// The linker finds the definitions of the program before those of the C library. The definitions below call those of
+// the C library by dlsym(RTLD_NEXT).
 
 #include "support/FailingCalls.h"
 
@@ -23,7 +24,7 @@
 namespace {
 
 constinit std::atomic<long> fsCounted{0};
-constinit std::atomic<long> fsFirst{0}; // that fails; 0 for none
+constinit std::atomic<long> fsFirst{0}; // the number of the first call that fails, or 0
 constinit std::atomic<long> fsLast{0};
 constinit std::atomic<bool> fsIsCounting{false};
 constinit std::atomic<calls::Kind> fsKind{calls::Kind::error};
@@ -38,7 +39,7 @@ void Begin(long first, long last, calls::Kind kind) noexcept {
     fsIsCounting = true;
 }
 
-// Counts a call that can fail in this way, and returns whether it must.
+// If calls of this kind are counted, counts the call. Returns whether the call must fail.
 bool MustFail(char const *name, calls::Kind kind) noexcept {
     if (!fsIsCounting || fsKind != kind)
         return false;
@@ -49,7 +50,7 @@ bool MustFail(char const *name, calls::Kind kind) noexcept {
     return fails;
 }
 
-// Returns whether the call must fail, and sets errno.
+// Returns whether the call must fail. If so, sets errno.
 bool Fails(char const *name, int error) noexcept {
     if (!MustFail(name, calls::Kind::error))
         return false;
@@ -98,19 +99,19 @@ char const *calls::LastFailed() noexcept {
     return fsFailed;
 }
 
-// A function that returns `failure` and sets errno to `error`.
+// Defines a function that can fail: it then returns `failure` and sets errno to `error`.
 #define TUZUTIL_FAILING(result, name, parameters, arguments, error, failure)                                           \
     result name parameters {                                                                                           \
         static auto *const real = Real<result parameters>(#name);                                                      \
         return Fails(#name, error) ? failure : real arguments;                                                         \
     }
-// The same for a function that a signal can interrupt.
+// Does the same for a function that a signal can also interrupt.
 #define TUZUTIL_INTERRUPTIBLE(result, name, parameters, arguments, error, failure)                                     \
     result name parameters {                                                                                           \
         static auto *const real = Real<result parameters>(#name);                                                      \
         return Fails(#name, error) || IsInterrupted(#name) ? failure : real arguments;                                 \
     }
-// The same for a function that returns an error number.
+// Does the same for a function that returns an error number.
 #define TUZUTIL_FAILING_NUMBER(name, parameters, arguments, error)                                                     \
     int name parameters {                                                                                              \
         static auto *const real = Real<int parameters>(#name);                                                         \

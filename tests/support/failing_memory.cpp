@@ -5,7 +5,7 @@
 namespace {
 
 constinit std::atomic<long> fsAsked{0};
-constinit std::atomic<long> fsFirst{0}; // that fails; 0 for none
+constinit std::atomic<long> fsFirst{0}; // the number of the first allocation that fails, or 0
 constinit std::atomic<long> fsLast{0};
 constinit std::atomic<long> fsLive{0};
 

@@ -1,4 +1,5 @@
-// The program's own definitions stand before the C library's, whose implementation they call.
+// The linker finds the definitions of the program before those of the C library. The definitions below call the
+// implementation in the C library.
 
 #include "support/FailingMemory.h"
 

@@ -1,4 +1,4 @@
-// Replaces what the library and the language's runtime import from the C runtime.
+// Replaces the functions that the library and the C++ runtime import from the C runtime.
 
 #include "support/FailingMemory.h"
 
@@ -41,9 +41,9 @@ bool ReplaceImports(char const *module) {
     return isAny;
 }
 
-// Not those of the runtime's other libraries. The first exception of a thread takes memory there, for the thread's own
-// variables, and the reserve that exceptions are thrown from takes some for its lock when it is first used; without it
-// the runtime ends the process, and a library cannot help that.
+// The imports of the other runtime DLLs are not replaced. These DLLs allocate memory for the variables of a thread when
+// the thread throws its first exception. They also allocate memory for the lock of the emergency memory for exceptions
+// when this lock is first used. If one of these allocations fails, the runtime ends the process.
 bool const fsInstalled = ReplaceImports("tuzutil.dll") && ReplaceImports("libstdc++-6.dll");
 
 } // namespace

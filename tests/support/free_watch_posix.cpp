@@ -1,6 +1,7 @@
 #include "support/FreeWatch.h"
 
-// The library's calls reach this definition first, as the program's own comes before the C library's.
+// The library calls this definition, because the linker finds the definitions of the program before those of the C
+// library.
 extern "C" void __libc_free(void *block);
 extern "C" void free(void *block) {
     NoteFree(block);

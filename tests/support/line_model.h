@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_SUPPORT_LINE_MODEL_H
 #define TUZUTIL_TESTS_SUPPORT_LINE_MODEL_H
 
-// What line streams read, said about whole texts.
+// A model of the line streams. It works on whole texts.
 
 #include "tuzutil/LINESTRM.h"
 
@@ -13,7 +13,8 @@
 
 namespace support {
 
-// A line ends behind its LF; one longer than the limit comes in pieces of the limit, the last with the LF.
+// Splits a text into lines. A line ends behind its LF. If a line is longer than the limit, it is split into pieces of
+// the size of the limit. The last piece contains the rest and the LF.
 inline std::vector<std::string_view> LinePieces(std::string_view text, std::size_t limit) {
     std::vector<std::string_view> pieces;
     while (!text.empty()) {
@@ -26,12 +27,12 @@ inline std::vector<std::string_view> LinePieces(std::string_view text, std::size
     return pieces;
 }
 
-// Lines begun in `text`, and the one more that its end counts where it ends with a line.
+// Returns the number of LFs in `text` plus 1.
 inline unsigned long LinesAtEnd(std::string_view text) {
     return static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n')) + 1;
 }
 
-// What ReadLine() gives: outcomes and texts.
+// Returns the expected results of ReadLine(). Each element has an outcome and a text.
 inline std::vector<std::string> LinesRead(std::string_view text, std::size_t limit) {
     std::vector<std::string> lines;
     for (std::size_t end; (end = text.find('\n')) != std::string_view::npos; text.remove_prefix(end + 1)) {
@@ -49,7 +50,7 @@ inline std::vector<std::string> LinesRead(std::string_view text, std::size_t lim
     return lines;
 }
 
-// Reads up to the end, and gives the same.
+// Calls ReadLine() up to the end, and returns its results in the same form.
 template <typename From>
 std::vector<std::string> ReadLines(From &from, std::size_t limit) {
     char const *const outcomes[] = {"line ", "tooLong ", "bareLineFeed ", "bareCarriageReturn ", "end "};

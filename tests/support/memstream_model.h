@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TESTS_MEMSTREAM_MODEL_H
 #define TUZUTIL_TESTS_MEMSTREAM_MODEL_H
 
-// What memory and temporary streams do, byte by byte: the plainest way to say their rules.
+// Models of memory streams and temporary streams. They do every operation byte by byte, because this is the simplest
+// form of the rules.
 
 #include <algorithm>
 #include <cstdint>
@@ -9,14 +10,15 @@
 #include <optional>
 #include <string>
 
-// In memory. All blocks but the last are full; a place is a block and an offset in it, which may be the block's end.
+// A stream in memory. All blocks except the last one are full. A place is a block and an offset in the block. The
+// offset may be the end of the block.
 class TMemoryModel {
 public:
     explicit TMemoryModel(std::size_t blockSize) : fSize(blockSize) {}
 
     bool NeedsFirst() const { return fBlocks == 0; }
 
-    // Whether writing a byte takes a block that is not there.
+    // Returns whether the next byte that is written needs a new block.
     bool NeedsBlock() const { return fBlocks == 0 || (fPut.offset == fSize && fPut.block + 1 == fBlocks); }
 
     void Write(char byte) {
@@ -89,7 +91,7 @@ private:
     bool fHasRead = false;
 };
 
-// In a file: one position, what waits to be written, what was read ahead.
+// A stream in a file. It has one position, bytes that wait to be written, and bytes that were read ahead.
 class TFileModel {
 public:
     TFileModel(std::size_t bufferSize, std::string content)
@@ -113,7 +115,7 @@ public:
         return byte;
     }
 
-    // What waits goes to where the reader is.
+    // Writes the waiting bytes at the position of the reader.
     void Sync() {
         fAt -= fUnread.size();
         fUnread.clear();
@@ -158,7 +160,7 @@ private:
     std::string fUnread;
 };
 
-// Both: in memory until a block is asked for so many times.
+// A stream that is in memory at first, and in a file after it has asked for a block `movesAt` times.
 class TTempModel {
 public:
     TTempModel(std::size_t blockSize, unsigned int movesAt) : fSize(blockSize), fMovesAt(movesAt), fMemory(blockSize) {}

@@ -2,7 +2,7 @@
 
 #include <objidl.h>
 
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // the system's interfaces have none
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor" // the interfaces of the system have no virtual destructors
 
 namespace {
 

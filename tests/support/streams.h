@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TESTS_SUPPORT_STREAMS_H
 #define TUZUTIL_TESTS_SUPPORT_STREAMS_H
 
-// Sources that give their bytes in pieces and sinks that take them so, both able to fail at a byte.
+// Sources that give their bytes in pieces, and sinks that take their bytes in pieces. A test can make each of them fail
+// at a given byte.
 
 #include <algorithm>
 #include <cstddef>
@@ -17,21 +18,22 @@ namespace support {
 
 constexpr std::size_t fsAll = std::numeric_limits<std::size_t>::max();
 
-// What a source or sink does at byte N.
+// Says what a source or sink does at byte `failAt`.
 enum class Failing {
     never,
-    end,   // end of file; writes are refused
-    throws // std::runtime_error, once; then it goes on
+    end,   // a source is at its end, and a sink refuses the byte
+    throws // throws a std::runtime_error once, and works after that
 };
 
-// A buffer over text whose get area shows at most `piece` bytes at a time; 0 means no get area at all.
+// A buffer that reads from a text. Its get area has at most `piece` bytes at a time. If `piece` is 0, it has no get
+// area.
 class TSplitSourceBuf : public std::streambuf {
 public:
     explicit TSplitSourceBuf(std::string_view text, std::size_t piece = fsAll, Failing failing = Failing::never,
                              std::size_t failAt = fsAll)
         : fText(text), fPiece(piece), fFailing(failing), fFailAt(failAt) {}
 
-    // Bytes that were taken from the source.
+    // Returns how many bytes were taken from the source.
     std::size_t Taken() const { return fNext - static_cast<std::size_t>(egptr() - gptr()); }
     std::string_view Rest() const { return std::string_view(fText).substr(Taken()); }
     void Append(std::string_view text) { // REQUIRES: the get area is used up
@@ -91,7 +93,8 @@ private:
     TSplitSourceBuf fBuf;
 };
 
-// A buffer that keeps what is written, has a put area of `piece` bytes (0: none) and fails at byte `failAt`.
+// A buffer that keeps the bytes that are written. It fails at byte `failAt`. Its put area has `piece` bytes. If `piece`
+// is 0, it has no put area.
 class TSplitSinkBuf : public std::streambuf {
 public:
     explicit TSplitSinkBuf(std::size_t piece = 0, Failing failing = Failing::never, std::size_t failAt = fsAll)
@@ -163,7 +166,7 @@ private:
     TSplitSinkBuf fBuf;
 };
 
-// Everything that a buffer gives, byte by byte.
+// Reads a buffer to its end, one byte at a time.
 inline std::string ReadBytes(std::streambuf &from) {
     std::string all;
     for (int c = from.sbumpc(); c != std::char_traits<char>::eof(); c = from.sbumpc())
@@ -171,7 +174,7 @@ inline std::string ReadBytes(std::streambuf &from) {
     return all;
 }
 
-// Everything that a buffer gives, asked for in runs of `size` bytes.
+// Reads a buffer to its end, `size` bytes at a time.
 inline std::string ReadRuns(std::streambuf &from, std::size_t size) {
     std::string all;
     std::string run(size, '\0');
@@ -182,7 +185,7 @@ inline std::string ReadRuns(std::streambuf &from, std::size_t size) {
     return all;
 }
 
-// Reads byte by byte, and on after each exception that the source lets through.
+// Reads a buffer to its end, one byte at a time. After an exception of the source, counts the exception and reads on.
 inline std::string ReadThroughExceptions(std::streambuf &from, std::istream &source, int &exceptions) {
     std::string all;
     for (;;) {
@@ -197,7 +200,7 @@ inline std::string ReadThroughExceptions(std::streambuf &from, std::istream &sou
     }
 }
 
-// Writes bytes in runs of `size`.
+// Writes the bytes, `size` of them at a time.
 inline void Write(std::streambuf &to, std::string_view bytes, std::size_t size) {
     for (; !bytes.empty(); bytes.remove_prefix(std::min(size, bytes.size())))
         to.sputn(bytes.data(), static_cast<std::streamsize>(std::min(size, bytes.size())));

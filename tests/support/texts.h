@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_SUPPORT_TEXTS_H
 #define TUZUTIL_TESTS_SUPPORT_TEXTS_H
 
-// Every short text, and long ones at random, over the bytes that line-oriented protocols look at.
+// All short texts, and random long texts. They consist of the bytes that have a meaning in line-oriented protocols.
 
 #include <cstddef>
 #include <random>
@@ -12,7 +12,7 @@ namespace support {
 
 constexpr std::string_view fsProtocolBytes = ".\r\nx";
 
-// Calls `visit` with each text over the bytes up to the length, the empty one first.
+// Calls `visit` with each text of these bytes up to the given length, beginning with the empty text.
 template <typename F>
 void ForEveryText(std::size_t length, F visit, std::string_view bytes = fsProtocolBytes) {
     std::string text;
@@ -32,7 +32,7 @@ void ForEveryText(std::size_t length, F visit, std::string_view bytes = fsProtoc
     }
 }
 
-// The same numbers on every machine.
+// Random numbers that are the same on every machine.
 class TRandom {
 public:
     std::size_t Below(std::size_t end) { return fEngine() % end; }
@@ -42,7 +42,7 @@ private:
     std::mt19937 fEngine{4711};
 };
 
-// `common` bytes of a hundred are x, in runs; the others are any of the bytes.
+// Of a hundred bytes of the text, about `common` are x, in runs. The other bytes are random.
 inline std::string RandomText(TRandom &random, std::size_t size, std::size_t common,
                               std::string_view bytes = fsProtocolBytes) {
     std::string text;
