@@ -13,9 +13,9 @@ namespace platform::event_word {
 
 constexpr std::uint32_t posted = 1;
 constexpr std::uint32_t waiters = 2;
-constexpr std::uint32_t once = 4; // one post in the count
+constexpr std::uint32_t once = 4; // adding this number to the word counts one post
 
-// A waiter began to wait at the state `begun`, and now finds the state `now`. Returns whether this releases the waiter.
+// Returns whether a waiter may return. `begun` is the state at which it began to wait, and `now` is the present state.
 inline bool IsReleased(std::uint32_t begun, std::uint32_t now) noexcept {
     return (now & posted) != 0 || begun / once != now / once;
 }
@@ -29,8 +29,8 @@ inline std::uint32_t Begin(std::atomic<std::uint32_t> &word) noexcept {
     return state & posted ? state : state | waiters;
 }
 
-// Clears the event. An event that is not posted is only read, because reading costs less. A post that comes later keeps
-// the event posted, as if Clear() had come first.
+// Clears the event. If the event is not posted, only reads the word, because reading costs less than writing. If
+// another thread posts the event during the call, the event may stay posted, as if the post had come after Clear().
 inline void Clear(std::atomic<std::uint32_t> &word) noexcept {
     if (word.load() & posted)
         word.fetch_and(~posted);

@@ -22,8 +22,9 @@ private:
 };
 
 // Keeps other threads from cancelling this thread while the object exists. If the process has only one thread, the
-// constructor and the destructor call nothing. REQUIRES: the code in the scope neither reaches a cancellation point nor
-// starts a thread, because a thread may have cancelled itself before.
+// constructor and the destructor call nothing. REQUIRES: while the object exists, the thread neither reaches a
+// cancellation point nor starts a thread. (This thread may have cancelled itself before, and would then end at a
+// cancellation point.)
 class TNoCancelByOthers {
 public:
     TNoCancelByOthers() noexcept : fHeld(*singleThreadByte ? fsNotHeld : HoldCancellation()) {}

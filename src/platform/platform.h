@@ -46,8 +46,8 @@ void SecureZero(void *memory, std::size_t count) noexcept;
 
 // Letters
 
-// Returns whether tolower() or, if `toLower` is false, toupper() treats the ASCII letters as ASCII does in the current
-// locale. Never blocks.
+// Returns whether tolower() or, if `toLower` is false, toupper() converts the ASCII letters in the current locale as in
+// ASCII. Never blocks.
 bool AreLettersPlain(bool toLower) noexcept;
 
 // Time
@@ -102,8 +102,8 @@ std::uint32_t ProcessId() noexcept;
 // LastError() returns the system's error code, and SetLastError() sets it. Each thread has a code of its own.
 std::uint32_t LastError() noexcept;
 void SetLastError(std::uint32_t error) noexcept;
-extern std::uint32_t const badArgument; // the codes of a wrong argument and of a lack of memory
-extern std::uint32_t const noMemory;
+extern std::uint32_t const badArgument; // the code of a wrong argument
+extern std::uint32_t const noMemory;    // the code of a lack of memory
 
 // Writes the English text of an error code of the system, with a terminating zero and without a line end. A text of
 // more than size - 1 bytes is cut. Returns the number of bytes written, without the zero. The text of an unknown code
@@ -114,8 +114,8 @@ std::size_t ErrorText(std::uint32_t error, char *text, std::size_t size) noexcep
 char const *RuntimeErrorText(int error) noexcept;
 
 // Looks up a variable of the environment. If the variable is not set, returns false and leaves `value` undefined. In a
-// program with raised privileges (set-user-ID on Linux), no variable counts as set, because the environment comes from
-// a caller with fewer privileges.
+// program with raised privileges (set-user-ID on Linux), returns false for every variable, because the environment
+// comes from a caller with fewer privileges.
 bool FindVariable(char const *name, std::string &value);
 
 // Passes a text to the debugger of the process. If the system has no channel to a debugger, writes the text to the
@@ -190,10 +190,10 @@ bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*
 // How the printf functions of a system behave. Systems differ in these points.
 struct TPrintfHabits {
     bool keepsUnknown;    // an unknown conversion is printed unchanged; if false, only its last character is
-    bool cutsNullText;    // for a null text, a precision below 6 prints the beginning of "(null)"; if false, nothing
+    bool cutsNullText;    // a null text with a precision below 6 prints a part of "(null)"; if false, nothing
     bool knowsUpperF;     // the conversion F exists
     bool zerosBeforeText; // the flag 0 also fills up texts and characters
-    bool textIsUtf8;      // narrow text is UTF-8 by custom, even if the locale knows ASCII only
+    bool textIsUtf8;      // narrow text is usually UTF-8, even if the locale has only ASCII characters
 };
 extern TPrintfHabits const printfHabits;
 
@@ -207,7 +207,8 @@ std::size_t FormatReal(char *buffer, std::size_t size, char const *format, int w
 // parts. Only ToNativeName(), FromNativeName(), HasLibraryForm() and OpenNativeTraceFile() handle the system's own
 // form.
 
-// ToNativeName() converts a name in place to the system's form, and FromNativeName() from it. They take no locks.
+// ToNativeName() converts a name in place from the library's form to the system's form. FromNativeName() converts it
+// back. They take no locks.
 void ToNativeName(char *name, std::size_t length) noexcept;
 void FromNativeName(char *name, std::size_t length) noexcept;
 
@@ -278,7 +279,7 @@ void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 // A block of memory that all processes of the user's session share under a name. The block exists until every process
 // that uses it has closed it or has ended. The functions that return a Block set `view` to the address of the block. On
 // failure they return null, with LastError(). CreateSharedMemory() fails if a block of that name exists.
-// OpenSharedMemory() fails if there is none. These functions may block. REQUIRES: the name is not empty.
+// OpenSharedMemory() fails if there is no such block. These functions may block. REQUIRES: the name is not empty.
 struct Block;
 // Creates a block of zeros. Fails if `size` is less than 1.
 Block *CreateSharedMemory(char const *name, std::int32_t size, void *&view) noexcept;
@@ -291,7 +292,7 @@ void CloseSharedMemory(Block *block, void *view) noexcept; // REQUIRES: both are
 // instead, or its process ends, these calls go on as if the block had never existed. REQUIRES: one thread makes all
 // calls for a new block.
 Block *OpenOrCreateSharedMemory(char const *name, std::int32_t size, void *&view, bool &isNew) noexcept;
-bool PublishSharedMemory(Block *block) noexcept; // false, with LastError(), on failure: the block must be closed
+bool PublishSharedMemory(Block *block) noexcept; // on failure, false with LastError(): close the block then
 
 // Returns the size of a block in bytes. If CreateSharedMemory() made the block, Windows rounds it up to whole pages.
 std::size_t SharedMemorySize(Block const *block) noexcept;
@@ -333,7 +334,7 @@ bool IsInImage(void const *address) noexcept;
 // is.
 bool IsOnStack(void const *address) noexcept;
 
-// The ending of the system's own libraries; null if that is ".dll".
+// The ending of the names of the system's own libraries, or null if it is ".dll".
 extern char const *const nativeLibraryEnding;
 
 // Component objects

@@ -21,9 +21,9 @@ static_assert(sizeof(float) == 4 && sizeof(double) == 8);
 
 namespace {
 
-constexpr std::uint64_t fsFirstStep = 0x10000; // the most bytes that are allocated for a text before any has arrived
+constexpr std::uint64_t fsFirstStep = 0x10000; // the most bytes that are allocated before a text begins to arrive
 
-// The library exports the inline operators, too. The addresses that this object holds make the compiler emit them.
+// The library also exports the inline operators. The compiler emits them because this object contains their addresses.
 template <typename... Numbers>
 struct TEmitted {
     std::tuple<TiBinaryStream &(TiBinaryStream::*)(Numbers &)...> read{
@@ -52,14 +52,14 @@ bool PutText(std::streambuf &buffer, TString const &text, bool networkOrder) noe
         std::memcpy(to + fsHeaderSize, from, length);
         return true;
     }
-    // Many texts are that short. Two copies, which may overlap, cost less than a call of memcpy().
+    // Many texts have 8 to 16 bytes. Two copies of 8 bytes, which may overlap, cost less than a call of memcpy().
     std::memcpy(to + fsHeaderSize, from, 8);
     std::memcpy(to + length, from + length - 8, 8);
     return true;
 }
 
-// Returns the bytes of the text that comes next in the get area. If not all of them are there, or the text is empty,
-// returns an empty view.
+// Returns the bytes of the text that comes next in the get area. If the area does not contain the whole text, or if the
+// text is empty, returns an empty view.
 std::string_view HeldText(std::streambuf &buffer, bool networkOrder) noexcept {
     std::string_view const held = TBufferArea::Held(buffer);
     if (held.size() < fsHeaderSize)
@@ -76,7 +76,7 @@ std::string_view HeldText(std::streambuf &buffer, bool networkOrder) noexcept {
 
 // Reading
 
-// Works like istream::read(), but makes no sentry if a sentry would have nothing to do.
+// Does the same as istream::read(), but constructs no sentry if the sentry would have nothing to do.
 std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     auto *const to = static_cast<char *>(bytes);
     auto const wanted = static_cast<std::streamsize>(count);
@@ -93,8 +93,9 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     return got;
 }
 
-// Constructs a sentry, then runs `extract` on the stream's buffer, as an input function of the stream would. Failures
-// set the stream's state. They are also thrown if the stream's exception mask says so.
+// Constructs a sentry, and then runs `extract` on the buffer of the stream, as an input function of the stream does. A
+// failure sets the state of the stream. If the exception mask of the stream contains that state, the failure is also
+// thrown.
 template <typename Work>
 void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     std::istream::sentry const ready(*fStream, keepWhiteSpace);
@@ -115,7 +116,7 @@ std::istream &TiBinaryStream::Unformatted() noexcept {
 
 TiBinaryStream &TiBinaryStream::operator>>(long double &value) {
     if (IsNetworkOrder()) {
-        unsigned char bytes[2 + sizeof(double)] = {}; // the first two are filler
+        unsigned char bytes[2 + sizeof(double)] = {}; // the first two bytes have no meaning
         ReadBytes(bytes, sizeof bytes);
         std::uint64_t bits;
         std::memcpy(&bits, bytes + 2, sizeof bits);
@@ -267,7 +268,7 @@ TiBinaryStream &TiBinaryStream::operator>>(std::streambuf *to) {
 
 // Writing
 
-// Works like ostream::write(), but makes no sentry if a sentry would have nothing to do.
+// Does the same as ostream::write(), but constructs no sentry if the sentry would have nothing to do.
 void ToBinaryStream::WriteBytes(void const *bytes, std::size_t count) {
     auto const *const from = static_cast<char const *>(bytes);
     auto const size = static_cast<std::streamsize>(count);
@@ -391,7 +392,7 @@ TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text) {
         std::string_view const held = HeldText(buffer, stream.IsNetworkOrder() != 0);
         if (!held.empty()) {
             TBufferArea::Advance(buffer, fsHeaderSize);
-            stream.fCount = sizeof(std::uint32_t); // the value if there is no memory for the text
+            stream.fCount = sizeof(std::uint32_t); // this value remains if there is no memory for the text
             TStringAccess::Assign(text, held);
             TBufferArea::Advance(buffer, held.size());
             stream.fCount = static_cast<std::streamsize>(held.size());
@@ -403,8 +404,8 @@ TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text) {
     if (stream.fail() || (stream >> announced).fail() || (stream >> reserved).fail() || announced == 0)
         return stream;
 
-    // The room begins with fsFirstStep bytes, and is doubled when it is full. So a text that does not arrive costs
-    // little memory, however long it is announced to be.
+    // The room begins with fsFirstStep bytes, and is doubled when it is full. Therefore a text that does not arrive
+    // needs little memory, whatever length was announced.
     std::uint64_t const length = announced;
     std::uint64_t room = std::min(length, fsFirstStep);
     std::uint64_t received = 0;

@@ -35,7 +35,7 @@ std::string_view LastPart(std::string_view name) noexcept {
     return name.substr(name.rfind('\\') + 1);
 }
 
-// Returns whether the part of the name that begins with its last dot is `ending`. The case of ASCII letters is ignored.
+// Returns whether the part of the name that begins with its last dot is `ending`. Ignores the case of ASCII letters.
 bool HasEnding(TString const &name, char const *ending) {
     std::string_view const whole = View(name);
     std::size_t const dot = whole.rfind('.');
@@ -44,8 +44,9 @@ bool HasEnding(TString const &name, char const *ending) {
 }
 
 // The file names that a library may have, in the order in which they are tried. If `needsEnding` is false, there is
-// only the name itself. If `needsEnding` is true, the first is the name with ".dll". If the system's own libraries have
-// another ending, two more follow: the name with that ending, and the same with "lib" before the last part of the name.
+// only the name itself. If `needsEnding` is true, the first file name is the name with ".dll". If the system's own
+// libraries have another ending, two further file names follow: the name with that ending, and the name with that
+// ending and with "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;

@@ -113,12 +113,12 @@ int TSemaphore::ClearAndWait() {
 
 // Locks
 
-// On some systems, a program that is not optimized imports an inline constant of an exported class, if the program
-// takes the address of the constant. So the library defines this constant.
+// On some systems, a program that is not optimized imports an inline constant of an exported class if it takes the
+// address of the constant. Therefore the library defines this constant.
 constexpr long TMutexSemaphore::fsInfinite;
 
 TMutexSemaphore::TMutexSemaphore(char const *name) : fHandle(platform::NewMutex(name)), fName(nullptr) {
-    TKeptCode const kept; // malloc() and the trace entry may change the code
+    TKeptCode const kept; // malloc() and the trace entry may change the error code
     if (!fHandle)
         fsMutexReports.Error({"Error %d from CreateMutex(%s)", fsMutexCreated}, static_cast<int>(kept.code),
                              name ? name : "unnamed");

@@ -1,6 +1,6 @@
 // TagVar: construction, copies, conversions, texts and the binary form of a value that knows its kind. The operators
-// are in kernel/value_operators.cpp. If there is no memory for the text or the time of a copy, the copy has none, and
-// nothing is thrown. This source has no lock.
+// are in kernel/value_operators.cpp. If there is no memory for the text or the time of a copy, the copy has no text or
+// time, and nothing is thrown. This source has no lock.
 
 #include "tuzutil/TAGVAR.h"
 
@@ -70,8 +70,8 @@ void TagVar::CleanUp() noexcept {
 
 // Construction
 
-// On some systems, a program that is not optimized imports an inline constant of an exported class, if the program
-// takes the address of the constant. So the library defines these constants.
+// On some systems, a program that is not optimized imports an inline constant of an exported class if it takes the
+// address of the constant. Therefore the library defines these constants.
 constexpr TagVar::Type TagVar::integer64;
 constexpr TagVar::Type TagVar::unsignedInteger64;
 constexpr TagVar::Type TagVar::unshown;
@@ -407,8 +407,8 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     case wideString:
         in >> word;
         if (word != 0 && in.good()) {
-            // The text is taken out of the stream even if there is then no memory for its object, because the next
-            // value follows the text.
+            // The text is always taken out of the stream, because the next value follows it. After that, there may be
+            // no memory for the object that holds the text.
             TString text;
             in >> text;
             text.SetUnicode(type == wideString);

@@ -89,8 +89,8 @@ TTimer &TTimer::operator=(TTimer const &other) {
     return *this;
 }
 
-// An armed timer must leave its queue before it is destroyed. So if the thread cannot get the lock, the destructor
-// tries again for ever.
+// An armed timer must leave its queue before it is destroyed. Therefore, if the destructor cannot get the lock, it
+// tries again until it gets the lock.
 TTimer::~TTimer() {
     std::optional<TTimerEntry> entry(std::in_place);
     while (!entry->MayChange())
@@ -110,9 +110,10 @@ void TTimer::SetMilliseconds(long long fromNow) {
     Arm(true, fromNow);
 }
 
-// The event is cleared while the lock is held. Otherwise the event could be posted afterwards for the former time, and
-// the program would take this for the new time. If the event could not be created, Clear() traces that, so Clear() is
-// then called without the lock. Times of the steady clock are rounded up, because a timer must not expire early.
+// The event is cleared while the lock is held. Otherwise the event could be posted for the former time after it was
+// cleared, and the program would take this post for one at the new time. If the event could not be created, Clear()
+// traces this. Therefore Clear() is called without the lock in that case. Times of the steady clock are rounded up,
+// because a timer must not expire early.
 void TTimer::Arm(bool isSteady, long long fromNow) {
     if (LacksEvent())
         fSemaphore->Clear();

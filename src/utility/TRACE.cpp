@@ -88,7 +88,7 @@ thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
 
 namespace {
 
-// Is set while the chain has exactly one destination, and this destination takes lines and entries of every category.
+// This flag is set while the chain has exactly one destination, and this destination takes lines and all categories.
 // Then the levels and components of this destination are the global ones, which the trace point has tested.
 constinit TTraceWord fsHasSoleDestination{0};
 
@@ -151,8 +151,8 @@ void TTrace::Base::Unlink() noexcept {
 
 // In a debug build, Trap() names the class of the object that it gets, and ends the process. If nobody refers to the
 // object, the constructor or destructor of one of its base classes may be running. The object then has the type of this
-// base class, which need not override the function even if the object's own class does. So Trap() does not get the
-// object in this case.
+// base class, which may not override the function even if the class of the object does. Therefore Trap() does not get
+// the object in this case.
 void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) {
     if (QueryReferenceCount() == 0)
         TPureCall::Trap();

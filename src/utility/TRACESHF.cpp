@@ -16,7 +16,7 @@ char const fsMutexName[] = "kelvoTraceFile";
 
 template <typename Name>
 std::unique_ptr<std::ostream> Open(TMutexSemaphore &fileMutex, Name const &fileName) {
-    TLock const entry(fileMutex); // no other process empties the file meanwhile
+    TLock const entry(fileMutex); // keeps other processes from emptying the file meanwhile
     // Without the lock, the file must not be emptied, because other processes may be writing to it.
     auto const use =
         entry.State() == TMutexSemaphore::Locked ? TTraceFileStream::Use::joinedOrBegun : TTraceFileStream::Use::joined;
@@ -60,7 +60,7 @@ void TTraceSharedFileBase::FormatPrefix(TString &prefix, unsigned long level) co
 void TTraceSharedFileBase::Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) {
     TTraceRecord const record(TTracePrefix::process, level, QueryPrefixParts(), category, message);
     TLock const entry(*fFileMutex);
-    fStream->clear(); // even if an earlier record has failed, this one is written
+    fStream->clear(); // if an earlier record failed, this record is written nevertheless
     fStream->write(record.Text(), static_cast<std::streamsize>(record.Length())); // appends the record in one write
     fStream->flush();
 }

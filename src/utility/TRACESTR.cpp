@@ -23,8 +23,8 @@ namespace {
 constinit std::atomic<TTraceWindowsDebugBase::TOutput> fsOutput{nullptr};
 constinit std::atomic<unsigned int> fsFileMode{0600};
 
-// Opens a file, after its directory was made if that was missing. If the directory cannot be made, the file cannot be
-// opened, and the stream has the error of that attempt. Returns null if there is no name.
+// Makes the directory of a file if it is missing, and then opens the file. If the directory cannot be made, the file
+// cannot be opened either, and the stream has the error of opening the file. If there is no name, returns null.
 std::unique_ptr<std::ostream> OpenFile(char const *name) {
     if (!name)
         return nullptr;
@@ -46,7 +46,7 @@ TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
 }
 
 void Put(std::ostream &stream, std::string_view record) {
-    stream.clear(); // even if an earlier record has failed, this one is written
+    stream.clear(); // if an earlier record failed, this record is written nevertheless
     stream.write(record.data(), static_cast<std::streamsize>(record.size()));
     stream.flush();
 }
@@ -178,7 +178,7 @@ TTraceStream::TTraceStream(std::ostream *stream, char const *selection) : TTrace
 
 TTraceStream::~TTraceStream() = default;
 
-// Returns null if the handle now has a destination of another class, or none.
+// If the handle now has no destination, or a destination of another class, returns null.
 TTraceStreamBase *TTraceStream::Destination() {
     return dynamic_cast<TTraceStreamBase *>(QueryPointer().Pointer());
 }

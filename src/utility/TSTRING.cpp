@@ -37,7 +37,7 @@ char const fsBadCount[] = "Bad count for this String";
 char const fsBadStart[] = "Bad value for the starting position";
 
 constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or more is refused
-constexpr std::uint64_t fsBlockCost = 64;            // the header of a buffer, its zeros, and what the heap adds
+constexpr std::uint64_t fsBlockCost = 64;            // the header of a buffer, its zeros, and the heap's own data
 constexpr unsigned int fsMostPadding = 1u << 30;     // the most bytes that a string may be padded with in one call
 
 void RequireStart(unsigned int start, char const *text, std::uint32_t line = __builtin_LINE()) {
@@ -168,8 +168,8 @@ void TString::TakeBuffer(TStringBuffer *buffer) noexcept {
     fBuffer = buffer;
 }
 
-// If the flag has the value already, the buffer is not written, because other threads may be reading it. An example is
-// the buffer of a static text.
+// If the flag already has the value, the function does not write to the buffer, because other threads may be reading
+// it. For example, threads may share the buffer of a static text.
 void TString::SetFlag(std::uint32_t flag, int on) noexcept {
     if (fBuffer && HasFlag(flag) != (on != 0))
         fBuffer->flags = on ? fBuffer->flags | flag : fBuffer->flags & ~flag;
@@ -246,8 +246,8 @@ TString::TString(void const *bytes, unsigned int count, char fill) : fBuffer(nul
         std::memset(fBuffer->Data(), fill, count);
 }
 
-// On some systems, a program that is not optimized imports an inline constant of an exported class, if the program
-// takes the address of the constant. So the library defines this constant.
+// On some systems, a program that is not optimized imports an inline constant of an exported class if it takes the
+// address of the constant. Therefore the library defines this constant.
 constexpr unsigned int TString::fsToEnd;
 
 TString::TString(long number) : TString(DecimalText(number)) {}
@@ -348,7 +348,7 @@ TString TString::operator+(char const *text) const {
     return result;
 }
 
-// The library exports the inline operator, too. This address makes the compiler emit the operator.
+// The library also exports the inline operator. The compiler emits it because its address is taken here.
 [[gnu::used]] static TString &(TString::*const fsAppendText)(char const *) = &TString::operator+=;
 
 TString &TString::AppendText(char const *text) {
@@ -375,7 +375,8 @@ TString &TString::Append(char const *bytes, unsigned int count) {
         return *this;
     if (AppendInPlace(bytes, count))
         return *this;
-    // The size of the block is a power of two, with what the heap adds to it, because heaps serve such sizes best.
+    // The size of the block, together with the heap's own data, is a power of two, because heaps allocate such sizes
+    // best.
     std::uint64_t const roomy =
         std::min(std::bit_ceil(std::uint64_t{total} + fsBlockCost) - fsBlockCost, fsLengthLimit - 1);
     TStringBuffer *fresh = nullptr;
@@ -383,13 +384,13 @@ TString &TString::Append(char const *bytes, unsigned int count) {
         try {
             fresh = AllocateBuffer(roomy, 1, fBuffer->flags);
         } catch (TOutOfMemory const &) {
-            // The room to spare is not necessary: a buffer for the text alone is tried next.
+            // There is no memory for the room to spare. A buffer for the text alone is tried next.
         }
     }
     if (!fresh)
         fresh = AllocateBuffer(total, 1, fBuffer->flags);
     CopyBytes(fresh->Data(), fBuffer->Data(), old);
-    CopyBytes(fresh->Data() + old, bytes, count); // before the old buffer is released
+    CopyBytes(fresh->Data() + old, bytes, count); // the bytes may be in the old buffer, which is released later
     fresh->length = total;
     fresh->Terminate();
     TakeBuffer(fresh);
@@ -557,7 +558,7 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
 }
 
 // Converts the text up to its first zero byte with `fold`. `first` is the first ASCII letter that `fold` changes. If
-// the locale treats ASCII letters as ASCII does, those of a long text are not converted one by one.
+// the text is long, and `fold` converts ASCII letters as in ASCII, whole blocks of letters are converted at once.
 TString &TString::FoldCase(char first, int (*fold)(int)) {
     if (IsNull())
         return *this;

@@ -19,7 +19,7 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
-constexpr std::uint32_t fsFirstSlots = 16; // after the first argument has arrived, room is made for at most this many
+constexpr std::uint32_t fsFirstSlots = 16; // the most arguments for which there is room after the first one has arrived
 
 std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
@@ -222,7 +222,7 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
-// Traces a fault of the format or of an argument, and throws nothing. Without a message, gives the text up.
+// Traces a fault of the format or of an argument, and throws nothing. If there is no message, gives the text up.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
     if (!fMessage) {
         fIsGivenUp = true;
@@ -267,7 +267,7 @@ TiBinaryStream &TTextMessage::ReadFromBinaryStream(TiBinaryStream &in) {
         (in >> fDefaultText).fail() || !ReadInto<std::uint32_t>(in, announced))
         return in;
 
-    // The room for arguments is doubled only when it is full. So a large announced number alone costs no memory.
+    // The room for arguments is doubled only when it is full. Therefore a large announced number alone needs no memory.
     while (fCount != announced) {
         TagVar value;
         if (value.ReadFromBinaryStream(in).fail())

@@ -2,8 +2,9 @@
 #define TUZUTIL_IMMORTAL
 
 // TImmortal: holds an object that is built at start-up and never destroyed. Static objects of other libraries may use
-// the object in their destructors, which can run after the static objects of this library were destroyed. The object is
-// where the TImmortal is, so a reference to the one may be cast from a reference to the other.
+// the object in their destructors, which can run after the static objects of this library were destroyed. The object
+// has the same address as the TImmortal. Therefore a reference to the TImmortal can be cast to a reference to the
+// object.
 
 #include <new>
 

@@ -5,8 +5,8 @@ deaths.py lock|memory|trace VICTIM [EMULATOR]
 
 Three victims work at the same time. Again and again, one of them is killed at a random moment, and a new one replaces
 it. After each tenth death, and at the end, a process that is not killed checks that everything is in order. The
-environment variable TUZUTIL_DEATHS says how many processes are killed. The script prints the seed of its random numbers.
-If TUZUTIL_DEATHS_SEED is set to this seed, the same numbers are used again.
+environment variable TUZUTIL_DEATHS says how many processes are killed. The script prints the seed of its random
+numbers. If TUZUTIL_DEATHS_SEED is set to this seed, the same numbers are used again.
 """
 
 import os

@@ -1,5 +1,5 @@
 // The time of day, and calendar records. Each thread keeps the last local time that it converted. Takes no lock of this
-// library, but the C library takes one for the time zone.
+// library, but the C library takes a lock for the time zone.
 
 #include "platform/platform.h"
 
@@ -27,7 +27,7 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
 
 platform::TLocalTime platform::LocalTime() noexcept {
     // Converting is expensive, so the record is kept until the next second begins.
-    // All threads have these objects from the start, so they are found without a call.
+    // These objects are allocated when a thread starts, so accessing them needs no call.
     [[gnu::tls_model("initial-exec")]] static constinit thread_local std::time_t knownTime = -1;
     [[gnu::tls_model("initial-exec")]] static constinit thread_local TLocalTime known{};
     timespec now;

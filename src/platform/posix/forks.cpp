@@ -1,5 +1,6 @@
-// Registers the functions that are called before and after a fork. A fork takes the locks of forks.h after it has
-// called `before`, and releases them before it calls `inParent` or `inChild`. FollowForks() must not be called twice.
+// Registers the functions that are called before and after a fork. The thread that forks first calls `before`, and then
+// takes the locks of forks.h. After the fork, the parent and the child release these locks, and then call `inParent` or
+// `inChild`. FollowForks() must not be called twice.
 
 #include "platform/posix/forks.h"
 

@@ -1,5 +1,5 @@
-// Looks at the tables of the current locale, by which tolower() and toupper() convert. Comparing the tables takes less
-// time than 52 calls. Takes no locks.
+// Compares the tables with which tolower() and toupper() convert in the current locale. This takes less time than
+// calling a function for each of the 52 letters. Takes no locks.
 
 #include "platform/platform.h"
 
@@ -8,7 +8,7 @@
 bool platform::AreLettersPlain(bool toLower) noexcept {
     auto const *const table = toLower ? *::__ctype_tolower_loc() : *::__ctype_toupper_loc();
     int const caseBit = 'a' - 'A';
-    int const shift = toLower ? caseBit : 0; // from a capital letter to the result
+    int const shift = toLower ? caseBit : 0; // the difference between the result and the capital letter
     int differences = 0;
     for (int c = 'A'; c <= 'Z'; ++c)
         differences |= (table[c] ^ (c + shift)) | (table[c + caseBit] ^ (c + shift));

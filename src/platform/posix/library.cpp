@@ -32,14 +32,16 @@ void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
 
-// Returns whether `text`, the loader's words about `name`, is about a library that exists. Otherwise `text` says that
-// there is no such library. For a name without a directory, such a text begins with that name.
+// `text` is what the loader says about its failure to load `name`. Returns whether the text is about a library that
+// exists. Otherwise the text says that there is no such library. If `name` has no directory, such a text begins with
+// the name.
 bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }
 
-// Opens a library under one name after the other. If all attempts fail, the TLoader keeps the loader's words about the
-// first library that exists. If none exists, the TLoader keeps its words about the first name.
+// Tries to open a library, first under one name and then under others. If all attempts fail, the TLoader keeps what the
+// system's loader says about the first library that exists. If no library exists, it keeps what the loader says about
+// the first name.
 class TLoader {
 public:
     void Try(char const *name) noexcept {
@@ -66,7 +68,7 @@ int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
 
-// The path of a file in the program's own directory. The path is empty if it would be too long.
+// The path of a file in the program's own directory. If the path would be too long, it is empty.
 struct TBesideProgram {
     explicit TBesideProgram(char const *name) noexcept {
         ssize_t const length = ::readlink(fsProgram, path, sizeof path);
@@ -157,7 +159,7 @@ platform::Library *platform::OpenLibrary(char const *name, TLoaderWords *words) 
     bool const hasEnding = ::strchr(last, '.') != nullptr;
     ::snprintf(withEnding, sizeof withEnding, "%s.dll", static_cast<char const *>(given));
     char const *const names[] = {hasEnding ? static_cast<char const *>(given) : withEnding,
-                                 given}; // as given: a name without an ending may be that of the program
+                                 given}; // the name as given, because the program may have a name without an ending
 
     TLoader loader;
     for (char const *const each : names) {

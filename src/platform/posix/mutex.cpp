@@ -47,7 +47,7 @@ struct platform::Mutex {
     TFastMutex fast;
     pthread_mutex_t *shared = nullptr;   // in a mapped file
     std::atomic<std::uint32_t> owner{0}; // number of the thread of this process that holds `shared`; or 0
-    std::uint32_t depth = 0;             // how often the owner holds `shared`
+    std::uint32_t depth = 0;             // how often the owner has taken `shared`
     bool wasAbandoned = false;           // the owner took `shared` over from an owner that ended
     std::uint32_t references = 1;        // fsListLock guards this member and those below
     Mutex *previous = nullptr;
@@ -115,7 +115,7 @@ bool MakeShared(int folder, char const *name) noexcept {
     do {
         ::snprintf(temporary, sizeof temporary, "new-%ld-%u", static_cast<long>(::getpid()), ++count);
         opened = platform::OpenAt(folder, temporary, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    } while (opened < 0 && errno == EEXIST); // a process of the same id was killed here, and has left its file
+    } while (opened < 0 && errno == EEXIST); // a killed process with the same id has left its file
     TDescriptor const file(opened);
     if (!file)
         return false;
@@ -214,7 +214,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 #endif
 }
 
-// Named locks have functions of their own, so that locking a lock without a name stays fast.
+// Named locks have functions of their own, because code for them would slow down locking a lock without a name.
 [[gnu::noinline]] TWaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     if (!self)
@@ -257,8 +257,9 @@ void platform::ReleaseMutexes() noexcept {
     ::pthread_mutex_unlock(&fsListLock);
 }
 
-// A forked child has only the thread that forked. In the child, this thread still holds its locks without a name, and
-// such locks of other threads become free. A named lock that a thread held still belongs to that thread of the parent.
+// A forked child has only the thread that forked. In the child, this thread still holds its locks without a name. The
+// locks without a name that other threads of the parent hold become free. A thread of the parent keeps its named locks,
+// so the child holds none of them.
 void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {

@@ -78,7 +78,7 @@ int platform::OpenObjectFolder() noexcept {
         if (!base)
             continue;
         int const folder = OpenPrivate(base.Get(), "tuzutil", isMade);
-        if (isMade) // only the user can have made this folder, so no other folder is tried
+        if (isMade) // only the user can make this folder, so no other folder is tried
             return folder;
     }
     // This folder is the same for all processes of the user, and is emptied when the machine starts. But somebody else

@@ -12,11 +12,11 @@
 #include <unistd.h>
 
 // The ids are kept, because most trace records contain them, and a call of the system takes long. A forked child
-// forgets them. This is the id of this thread, or 0 before the first call of ThreadId().
+// forgets them. The following variable is the id of this thread, or 0 before the first call of ThreadId().
 [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint32_t fsThreadId = 0;
 
-// The id of this process, or 0 if it is not known yet. It is known only after KeepProcessId() was called, because a
-// child would otherwise not forget it.
+// The id of this process, or 0 if the id is not kept. It is kept only after KeepProcessId() was called, because before
+// that a child would not forget the id of its parent.
 static constinit std::atomic<std::uint32_t> fsProcessId{0};
 static constinit std::atomic<bool> fsKeepsProcessId{false};
 

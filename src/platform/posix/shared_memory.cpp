@@ -1,8 +1,8 @@
 // Named memory. A block is a file in the user's folder of named objects, and the last process that closes the block
 // removes the file. Each process that has a block holds a shared lock on the file, which the kernel releases when the
-// process ends. Therefore nobody uses a block if its file can be locked exclusively. Blocks are made, found and removed
-// under a lock on the folder, so that no process sees an incomplete block. The functions take fsForkLock, and then the
-// lock on the folder.
+// process ends. Therefore, if a process gets an exclusive lock on the file, no other process uses the block. Blocks are
+// made, found and removed under a lock on the folder, because otherwise a process could see an incomplete block. The
+// functions take fsForkLock, and then the lock on the folder.
 //
 // As long as the maker fills a block, the file of the block has another name, and the maker holds an exclusive lock on
 // the file. Threads that wait for the block wait for a shared lock on the file. They get this lock when the maker ends,
@@ -42,7 +42,7 @@ struct platform::Block {
 namespace {
 
 constexpr char fsKind[] = "memory";
-constexpr char fsNewKind[] = "memory.new"; // begins with fsKind, so that Clean() removes what killed processes leave
+constexpr char fsNewKind[] = "memory.new"; // begins with fsKind, so Clean() also removes unfinished files
 constexpr int fsLayout = 1;
 
 // A thread holds this lock while it holds the lock on the folder, and while it forks. Without fsForkLock, a child could
@@ -81,7 +81,7 @@ public:
         return platform::OpenAt(Get(), name, O_RDWR | O_NOFOLLOW | O_CLOEXEC | flags, 0600);
     }
     void Remove(char const *name) const noexcept { ::unlinkat(Get(), name, 0); }
-    bool Leads(char const *name, int file) const noexcept { // whether this is the name of the file
+    bool Leads(char const *name, int file) const noexcept { // whether `name` is a name of this file
         struct stat own;
         struct stat named;
         return ::fstat(file, &own) == 0 && ::fstatat(Get(), name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
@@ -154,8 +154,8 @@ Block *NewBlock(TDescriptor &file, std::size_t size, int lock, TNames const &nam
 }
 
 // Reserves the memory of a file now. Otherwise, a process that touches the memory later would be killed if no memory is
-// left then. If a signal interrupts the call, it is repeated, but not for ever: signals may arrive faster than the
-// memory is reserved.
+// left then. If a signal interrupts the call, the call is repeated, but only a limited number of times, because signals
+// may arrive faster than the memory is reserved.
 bool Reserve(int file, off_t size) noexcept {
     int error = EINTR;
     for (int tries = 0; tries < 100 && error == EINTR; ++tries)
@@ -190,9 +190,9 @@ Block *OpenedBlock(TDescriptor &file, std::int32_t least, TNames const &names, v
     return NewBlock(file, static_cast<std::size_t>(status.st_size), LOCK_SH, names, view);
 }
 
-// Waits until the maker of an unfinished block publishes or closes the block, or ends. After that, this process holds a
-// shared lock on the file, so no other process removes the block if it was published. Returns true if there is a
-// result, and stores it in `block`: the block, or null on failure. Returns false if the block was not published.
+// Waits until the maker of an unfinished block publishes the block, closes it, or ends. After that, this process holds
+// a shared lock on the file, so no other process removes a published block. If the block was published, stores it in
+// `block` and returns true. On failure, stores null and returns true. If the block was not published, returns false.
 bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&view, Block *&block) noexcept {
     TNoCancel const noCancel;
     bool const isFree = Lock(file.Get(), LOCK_SH);

@@ -93,8 +93,8 @@ private:
     bool Append(char const *text, std::size_t count) noexcept {
         std::size_t done = 0;
         while (done < count) {
-            // Unlike write(), syscall() is not a cancellation point, so the thread need not be kept from being
-            // cancelled. Doing so would take longer than all the rest of this function besides the call itself.
+            // Unlike write(), syscall() is not a cancellation point. Therefore this function need not disable the
+            // cancellation of the thread. That would take longer than everything else in this function except the call.
             long const result =
                 KeepTrying([&] { return ::syscall(SYS_write, fFile.Get(), text + done, count - done); });
             if (result <= 0)
@@ -107,8 +107,8 @@ private:
         return done == count;
     }
 
-    // If the file no longer ends where this process left it, inspects its last byte. Another process may have been
-    // killed in the middle of a line.
+    // If the file no longer ends where this process left it, inspects its last byte, because another process may have
+    // been killed in the middle of a line.
     void LookAtOthers() noexcept {
         off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
         if (end == fEnd)
@@ -125,7 +125,7 @@ private:
     TDescriptor const fFile;
     bool fIsShared;
     bool fLineIsOpen = false; // whether the file ends within a line
-    off_t fEnd = 0;           // the end of the file when this process last wrote or looked
+    off_t fEnd = 0;           // the end of the file when this process last wrote or inspected it
     TPresence fPresence;      // only for a shared file
 };
 
@@ -134,8 +134,8 @@ namespace {
 // Makes this process one of those that share a file. If `mayBegin` is set and this process is the first of them,
 // empties the file, but only if the file belongs to the user of the process and nobody has locked the file. TPresence
 // says whether another process of this user shares the file. Every process also holds a shared lock on the file if it
-// can, so that processes of other users see that the file is in use. A lock on the file can only prevent the file from
-// being emptied.
+// can, so that processes of other users see that the file is in use. A lock of another program can only prevent the
+// file from being emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;

@@ -25,7 +25,7 @@ struct platform::Event {
 
 namespace {
 
-// The system's calls for waiting on a word. Both are null if the system lacks one of them.
+// The functions of the system for waiting on a word. If the system lacks one of them, both pointers are null.
 struct TWordWaiting {
     BOOL(WINAPI *wait)(void volatile *, void *, SIZE_T, DWORD) = nullptr;
     void(WINAPI *wakeAll)(void *) = nullptr;

@@ -1,5 +1,5 @@
-// Asks tolower() or toupper() for each letter, because the runtime's tables are not open to programs. Takes the locks
-// of the runtime only.
+// Asks tolower() or toupper() for each letter, because the runtime's tables are not open to programs. Takes only the
+// locks of the runtime.
 
 #include "platform/platform.h"
 
@@ -7,7 +7,7 @@
 
 bool platform::AreLettersPlain(bool toLower) noexcept {
     int const caseBit = 'a' - 'A';
-    int const shift = toLower ? caseBit : 0; // from a capital letter to the result
+    int const shift = toLower ? caseBit : 0; // the difference between the result and the capital letter
     auto *const fold = toLower ? &::tolower : &::toupper;
     for (int c = 'A'; c <= 'Z'; ++c) {
         if (fold(c) != c + shift || fold(c + caseBit) != c + shift)

@@ -19,8 +19,8 @@ HMODULE HandleOf(platform::Library *library) noexcept {
     return reinterpret_cast<HMODULE>(library);
 }
 
-// Returns whether the number of a text is valid. Sets the error code in advance: ERROR_SUCCESS for a valid number,
-// because the system may set no code if there is no text with this number.
+// Returns whether the number of a text is valid. If the number is valid, sets the error code to ERROR_SUCCESS, because
+// the system may set no code if there is no text with this number. Otherwise sets an error.
 bool Prepare(std::uint64_t number) noexcept {
     SetLastError(number <= fsHighestNumber ? ERROR_SUCCESS : ERROR_RESOURCE_NAME_NOT_FOUND);
     return number <= fsHighestNumber;
@@ -65,7 +65,7 @@ platform::Library *platform::OpenLibrary(char const *name, TLoaderWords *words) 
 
 std::size_t platform::LibraryName(Library *library, char *name, std::size_t size) noexcept {
     DWORD const length = GetModuleFileNameA(HandleOf(library), name, static_cast<DWORD>(size));
-    name[size - 1] = '\0'; // older systems do not end a name that they cut
+    name[size - 1] = '\0'; // if older systems cut a name, they write no zero
     return length ? strlen(name) : 0;
 }
 

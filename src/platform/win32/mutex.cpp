@@ -22,8 +22,8 @@ using platform::TWaitResult;
 struct platform::Mutex {
     HANDLE kernel = nullptr;
     TFastMutex fast;
-    std::atomic<std::uint32_t> owner{0}; // the number of the thread that took `kernel` through this object; 0 for none
-    std::uint32_t depth = 0;   // how often the owner took `kernel`; only the owner changes this member and the next
+    std::atomic<std::uint32_t> owner{0}; // the number of the thread that took `kernel` through this object, or 0
+    std::uint32_t depth = 0;   // how often the owner took `kernel`; only the owner changes `depth` and `wasAbandoned`
     bool wasAbandoned = false; // the owner took `kernel` from an owner that ended
 };
 
@@ -218,8 +218,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
                                   : reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// The functions below let threads wait for a lock without a name. Contend() and WakeOne() are not inlined, so that
-// locking without waiting stays fast.
+// The functions below let threads wait for a lock without a name. Contend() and WakeOne() are not inlined, because they
+// would slow down locking without waiting.
 
 // A thread that ends releases its locks, but a thread that is killed does not. Therefore each waiter also watches
 // whether the thread of the owner has ended.

@@ -2,9 +2,9 @@
 //
 // A block of OpenOrCreateSharedMemory() has one more page, which begins with a TFooter: the size of the block, and
 // whether its maker has filled it. While the maker fills the block, it holds a named mutex and no other lock. If the
-// maker ends, the system hands the mutex to a thread that waits for it. The unfinished block then vanishes, because
-// threads that wait for the mutex do not have the block open. So if a thread has received the mutex and finds an
-// unfinished block, this block vanishes in a moment.
+// maker ends, the system gives the mutex to a thread that waits for it. The system then deletes the unfinished block,
+// because a thread that waits for the mutex does not have the block open. The system may do this a moment later: a
+// thread that has just received the mutex may still find the unfinished block.
 
 #include "platform/platform.h"
 
@@ -150,8 +150,8 @@ bool IsUnfinished(Block const &block) noexcept {
     return footer && footer->isReady.load(std::memory_order_acquire) == 0;
 }
 
-// Returns whether a maker may have ended before it wrote the footer. The block of such a maker vanishes in a moment. A
-// block without a footer that is still there after many tries was made by CreateSharedMemory().
+// Returns whether a maker may have ended before it wrote the footer. The system deletes the block of such a maker in a
+// moment. If a block without a footer still exists after many tries, CreateSharedMemory() made it.
 bool MayVanish(Block const &block, TMaking const &making, int tries) noexcept {
     return making.WasAbandoned() && !FooterOf(block) && tries < 100;
 }

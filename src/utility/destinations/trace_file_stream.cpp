@@ -10,7 +10,8 @@
 
 TTraceFileBuf::TTraceFileBuf(char const *name, Use use) : TTraceFileBuf(name, TFileName(name).NativePath(), use) {}
 
-// The name is copied before the file is opened, because copying may throw, and then nobody would close the file.
+// The name is copied before the file is opened. If copying threw after the file was opened, nobody would close the
+// file.
 TTraceFileBuf::TTraceFileBuf(char const *name, std::filesystem::path &&path, Use use) noexcept
     : TTraceFileBuf(platform::OpenTraceFile(name, use, TTraceStreamBase::QueryFileMode()), std::move(path)) {}
 

@@ -13,10 +13,10 @@ namespace ascii_case {
 constexpr char fsCaseBit = 0x20; // the difference between a capital and a small letter
 
 #if defined(__SSE2__)
-// Replaces each byte from `first` to `first` + 25 by all ones, and each other byte by 0. If `first` is 'A' or 'a', the
-// former are the letters of one case.
+// Replaces each byte from `first` to `first` + 25 by a byte of ones, and each other byte by 0. If `first` is 'A' or
+// 'a', the bytes of ones stand for the letters of one case.
 inline __m128i Letters(__m128i bytes, char first) noexcept {
-    // The shift makes the letters the 26 least signed values.
+    // After this addition, the letters are the 26 least values of a signed byte.
     __m128i const shifted = _mm_add_epi8(bytes, _mm_set1_epi8(static_cast<char>(-128 - first)));
     return _mm_cmplt_epi8(shifted, _mm_set1_epi8(-128 + 26));
 }
@@ -45,17 +45,17 @@ inline char *Fold(char *from, [[maybe_unused]] char *end, [[maybe_unused]] char 
     return from;
 }
 
-// Returns whether two different bytes are one ASCII letter in two cases. I and i count as one letter only if `isPlain`
-// is true.
+// Returns whether two different bytes are the capital and the small form of one ASCII letter. If `isPlain` is false, I
+// and i do not count as one letter.
 constexpr bool IsSameLetter(char a, char b, bool isPlain) noexcept {
     char const small = static_cast<char>(a | fsCaseBit);
     return (a ^ b) == fsCaseBit && small >= 'a' && small <= 'z' && (isPlain || small != 'i');
 }
 
 // Compares `a` and `b` in blocks, over at most `count` bytes, without regard to the case of ASCII letters. Returns the
-// size of the blocks before the one that ends the comparison. A block ends it if it has a difference or a zero byte or,
-// if `isPlain` is false, an I opposite an i. The last block overlaps the one before it, so that all bytes are in blocks
-// if there are at least sixteen.
+// number of bytes in front of the block that ends the comparison. A block ends the comparison if it has a difference or
+// a zero byte. If `isPlain` is false, a block also ends it if one text has I and the other has i at the same place. The
+// last block may overlap the block before it. Therefore, if there are at least sixteen bytes, all bytes are in blocks.
 inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                             [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;
@@ -66,7 +66,7 @@ inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] cha
         __m128i const left = byte_search::Load(a + at);
         __m128i const right = byte_search::Load(b + at);
         __m128i const differ = _mm_xor_si128(left, right);
-        // A difference may only be the case bit of a letter.
+        // Two bytes match if they differ only in the case bit of a letter.
         __m128i const small = _mm_or_si128(left, caseBit);
         __m128i const foldable = _mm_andnot_si128(_mm_cmpeq_epi8(small, excluded), Letters(small, 'a'));
         __m128i const open = _mm_andnot_si128(_mm_and_si128(foldable, caseBit), differ);

@@ -22,7 +22,7 @@ public:
     }
 
     // Room() returns the number of bytes for which the put area has room. Filled() counts `count` of these bytes as
-    // written, and returns their address, where the caller must store them. REQUIRES, for Filled(): there is room.
+    // written, and returns the address at which the caller must store the bytes. REQUIRES, for Filled(): there is room.
     static std::size_t Room(std::streambuf &buffer) noexcept {
         return static_cast<std::size_t>((buffer.*&TBufferArea::epptr)() - (buffer.*&TBufferArea::pptr)());
     }

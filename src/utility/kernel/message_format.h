@@ -22,7 +22,8 @@ public:
     enum Fault { storesCount, badWidth, badPrecision, badValue };
 
     explicit TMessageFaults(TTextMessage const &message) noexcept : fMessage(&message) {}
-    // Without a message, a fault is not traced. The text is given up instead, so that a message can make it.
+    // If there is no message, a fault is not traced. Instead, the text is given up, and the caller lets a message make
+    // it.
     TMessageFaults() noexcept = default;
     void Report(Fault fault, char conversion, std::uint32_t argument) const;
     bool IsGivenUp() const noexcept { return fIsGivenUp; }
@@ -57,7 +58,7 @@ enum class TConversion : std::uint8_t { unknown, real, integer, character, point
 struct TConversionRow {
     std::string_view characters;
     TConversion conversion;
-    std::uint8_t size; // characters that a printed value may need; for a text, its length counts instead
+    std::uint8_t size; // characters that a printed value may need; for a text, its length is used instead
 };
 
 inline constexpr TConversionRow fsConversionRows[] = {
@@ -342,8 +343,8 @@ struct TCount {
 
     std::int32_t Int() const noexcept { return static_cast<std::int32_t>(amount); } // as printf takes it
 
-    // Returns the number of characters that ValidateArgs() assumes for this count: 0 if it is absent, and otherwise at
-    // least fsCountSize. For a precision that comes from an argument, the result may be less.
+    // Returns the number of characters that ValidateArgs() assumes for this count: 0 if the count is absent, and
+    // otherwise at least fsCountSize. For a precision that comes from an argument, the result may be less.
     std::int64_t Size(bool isWidth) const noexcept {
         if (isMismatch)
             return fsCountSize;

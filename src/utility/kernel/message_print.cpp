@@ -22,7 +22,7 @@ namespace {
 
 using TWide = unsigned short;
 
-constexpr std::size_t fsLongestField = 0x10000; // characters; a larger width or precision counts as this
+constexpr std::size_t fsLongestField = 0x10000; // in characters; a larger width or precision is replaced by this number
 constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
 constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 
@@ -81,8 +81,8 @@ public:
         std::memcpy(fAt, units, fsSlack);
         fAt += count;
     }
-    // Puts the bytes before the first percent sign or zero, or all if there is neither. Returns the place of that byte,
-    // or `end`.
+    // Puts the bytes before the first percent sign or zero, and returns the place of that sign or zero. If there is no
+    // percent sign and no zero, puts all bytes and returns `end`.
     Char const *PutLiteral(Char const *from, Char const *end) {
         while (end - from >= 8 && fEnd - fAt >= 8) {
             std::uint64_t bytes;
@@ -157,7 +157,7 @@ private:
         return count;
     }
 
-    // A full text takes nothing more: once characters were dropped, later characters would be out of place.
+    // After characters were dropped, the text takes no further characters, because these would be in the wrong place.
     std::size_t Grow(std::size_t count) {
         if (fIsFull || !fArguments) {
             fIsFull = true;
@@ -181,7 +181,7 @@ private:
     Char *fBegin;
     Char *fAt;
     Char *fEnd;
-    TMessageArguments const *const fArguments = nullptr; // null if the memory is that of the caller
+    TMessageArguments const *const fArguments = nullptr; // null if the text is in memory of the caller
     std::size_t const fFormatBytes = 0;
     bool fIsFull = false;
     TString fHeap;
@@ -411,7 +411,8 @@ private:
             fOut.Fill(' ', blanks);
     }
 
-    // Does the same for texts and characters. Some runtimes put zeros before these if the flag `zero` is set.
+    // Does the same for texts and characters. If the flag `zero` is set, some runtimes put zeros instead of blanks
+    // before texts and characters.
     template <typename Print>
     void PadText(TField const &field, std::size_t count, Print print) {
         Pad(field, count, print, platform::printfHabits.zerosBeforeText && field.Has(TFlags::zero) ? '0' : ' ');
@@ -531,8 +532,8 @@ private:
         *at++ = conversion == 'F' && !platform::printfHabits.knowsUpperF ? 'f' : conversion;
         *at = '\0';
 
-        // Without the flag `alternate`, %g leaves out zeros at the end. So a precision above fsSignificantDigits would
-        // only cost time.
+        // Without the flag `alternate`, %g prints no zeros at the end. Therefore a precision above fsSignificantDigits
+        // would only take time.
         bool const isShort = (conversion == 'g' || conversion == 'G') && !field.Has(TFlags::alternate);
         int const precision = isShort ? std::min(field.precision, fsSignificantDigits) : field.precision;
 
@@ -605,8 +606,8 @@ private:
             return PadText(field, count, [&] { fOut.Put(reinterpret_cast<Char const *>(text), count); });
         }
 
-        // The text is measured before it is put, because blanks may precede it. The precision never cuts a character
-        // that is converted to several units.
+        // The text is measured before it is put, because blanks may have to be put before it. If a character is
+        // converted to several units, the precision never cuts between these units.
         Char units[MB_LEN_MAX];
         From const *end = text;
         std::size_t count = 0;

@@ -45,8 +45,8 @@ template <typename E>
     throw Prepared<E>(failure);
 }
 
-// A text in static memory. Exceptions share it without an allocation. Its reference count never falls to zero, so it is
-// never deallocated.
+// A text in static memory. Exceptions share the text without an allocation. The reference count of the text never
+// becomes 0, so the text is never deallocated.
 struct TStaticText {
     TStringBuffer header;
     char bytes[24];
@@ -55,8 +55,8 @@ struct TStaticText {
 extern TStaticText fsOutOfMemory; // "Out of memory"
 extern TStaticText fsTextTooLong; // "Text too long"
 
-// Throws the exception for a lack of memory. The text of the exception is static: if a text were allocated and there
-// were no memory for it, the same exception would be raised again, without end.
+// Throws the exception for a lack of memory. The text of the exception is static. If it were allocated, and there were
+// no memory for it, the same exception would be raised again and again.
 [[noreturn]] void RaiseOutOfMemory(TTrace::Category const &category, char const *file, TStaticText &text,
                                    std::uint32_t line);
 

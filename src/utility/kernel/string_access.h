@@ -22,8 +22,9 @@ struct TStringAccess {
         return TString(text.data(), static_cast<unsigned int>(text.size()), ' ');
     }
 
-    // Assigns a text without flags. Keeps the buffer of the string if nobody else holds it, it has room, and it has no
-    // flags. The bytes must not lie in this buffer. Throws TOutOfMemory; the string is then unchanged.
+    // Assigns a text without flags. If no other string holds the buffer of the string, and the buffer has room and no
+    // flags, the string keeps this buffer. REQUIRES: the bytes are not in this buffer. If there is no memory, throws
+    // TOutOfMemory, and the string is unchanged.
     static void Assign(TString &text, std::string_view bytes) {
         TStringBuffer *const buffer = text.fBuffer;
         if (!buffer || buffer->flags != 0 || buffer->capacity < bytes.size() || buffer->IsShared()) {
@@ -37,14 +38,15 @@ struct TStringAccess {
     // Returns a string that shares a buffer. The reference count of the buffer grows by 1.
     static TString Shared(TStringBuffer &buffer) noexcept { return TString(&buffer); }
 
-    // Does the same if `buffer` is not null. Otherwise returns a null string.
+    // Does the same as the function above, but returns a null string if `buffer` is null.
     static TString Shared(TStringBuffer *buffer) noexcept { return TString(buffer); }
 
-    // Takes the buffer out of a string. The caller holds the buffer instead of the string, and gives it to Adopt()
-    // later. The buffer of a null string is null.
+    // Takes the buffer out of a string. After that, the caller holds the buffer, and must pass it to Adopt() later. The
+    // buffer of a null string is null.
     static TStringBuffer *Buffer(TString &&text) noexcept { return std::exchange(text.fBuffer, nullptr); }
 
-    // Returns the string that holds a buffer instead of the caller.
+    // Returns a string with a buffer that the caller holds. After that, the string holds the buffer instead of the
+    // caller.
     static TString Adopt(TStringBuffer *buffer) noexcept {
         TString text;
         text.fBuffer = buffer;

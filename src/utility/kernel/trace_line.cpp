@@ -21,7 +21,7 @@ bool TTraceLine::Print(char const *format, TagVar const *values, std::uint32_t c
     char *const text = fRoom + fsHead;
     char *end = text;
     if (format) {
-        // Nothing throws here, because the printing stops where it would need memory.
+        // Nothing throws here, because printing stops if it would need memory.
         end = PrintInPlace(format, {values, count, TMessageFaults()}, text, fRoom + sizeof fRoom - 2);
         if (!end)
             return false;

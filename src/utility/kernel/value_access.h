@@ -24,7 +24,7 @@ struct TagVarAccess {
     }
     static double Real(TagVar const &value) noexcept { return std::bit_cast<double>(value.fCell); }
     static void const *Pointer(TagVar const &value) noexcept { return value.Object<void const>(); }
-    // Returns the bytes of a text. The data are null if the value owns no text, or a null text.
+    // Returns the bytes of a text. If the value owns no text, or if its text is null, the data pointer is null.
     static std::string_view Text(TagVar const &value) noexcept {
         std::uint32_t const kind = value.fType;
         if (kind == TagVar::kept || kind == TagVar::keptWide) {

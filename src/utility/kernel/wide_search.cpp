@@ -18,7 +18,7 @@
 namespace {
 
 constexpr std::ptrdiff_t fsWidth = 32;
-constexpr std::size_t fsSmallSet = 8; // a larger set is left to the caller if each of its bytes must be compared
+constexpr std::size_t fsSmallSet = 8; // if each byte of a set must be compared, a larger set is left to the caller
 constexpr std::ptrdiff_t fsLong = 4 * fsWidth; // a shorter range is left to the functions of byte_search.h
 
 bool HasAvx2() noexcept {

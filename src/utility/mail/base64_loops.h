@@ -51,13 +51,13 @@ inline bool IsBlank(char c) noexcept {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Returns the number of characters, including line feeds, that `count` bytes become.
+// Returns the number of characters, including line feeds, to which `count` bytes are encoded.
 inline std::uint64_t EncodedLength(std::uint64_t count) noexcept {
     std::uint64_t const groups = (count + 2) / 3;
     return groups * 4 + groups / 18;
 }
 
-// Returns the number of characters that `count` bytes become on one line without LF.
+// Returns the number of characters to which `count` bytes are encoded on one line without LF.
 inline std::uint64_t EncodedLineLength(std::uint64_t count) noexcept {
     return (count + 2) / 3 * 4;
 }
@@ -108,7 +108,7 @@ inline char *EncodeLinesPortable(Byte const *from, std::size_t lines, char *to) 
 // Encodes the bytes after the last full line.
 inline char *EncodeTail(Byte const *from, std::size_t count, char *to) noexcept {
     to = EncodeLine(from, count, to);
-    if (count > fsLine - 3) // a padded group filled the line
+    if (count > fsLine - 3) // a padded group has filled the line
         *to++ = '\n';
     return to;
 }
@@ -308,7 +308,7 @@ TUZUTIL_SSSE3 inline char *EncodeTailShuffle(Byte const *from, std::size_t count
     for (; left >= 16; left -= 12, from += 12, to += 16)
         EncodeTwelve(from, to);
     to = EncodeLine(from, left, to);
-    if (count > fsLine - 3) // a padded group filled the line
+    if (count > fsLine - 3) // a padded group has filled the line
         *to++ = '\n';
     return to;
 }
@@ -429,7 +429,7 @@ inline bool HasWide() noexcept {
     return __builtin_cpu_supports("avx2") != 0;
 }
 
-// A constant of 32 bytes that stands ready in memory, because the compiler would otherwise make it anew for each line.
+// A constant of 32 bytes in memory. Without it, the compiler would compute the constant again for each line.
 struct Constant {
     constexpr explicit Constant(std::array<char, 16> const &half) noexcept : bytes{} {
         for (std::size_t i = 0; i < bytes.size(); ++i)

@@ -1,5 +1,5 @@
 // TTimerQueue: the hierarchy of wheels (see timer_queue.h). Its functions are called under TMasterTimer::fsLock, and
-// neither allocate nor throw. Add() and Remove() have few branches, because none of them could be predicted.
+// neither allocate nor throw. Add() and Remove() have few branches, because the processor could not predict them.
 
 #include "utility/threads/timer_queue.h"
 
@@ -78,9 +78,9 @@ void TTimerQueue::Advance(TPlace place) noexcept {
     list.next = list.previous = &list;
 }
 
-// Sets fBase to an earlier time. All timers of the wheels below the highest digit that changes then differ from fBase
-// in this digit first, so their lists move to one list of that wheel. This list was empty, because the timers of a
-// wheel come after fBase in the digit of the wheel.
+// Sets fBase to an earlier time. Of the digits of fBase that change, the highest one belongs to one wheel. The timers
+// of all lower wheels now differ from fBase first in this digit. Therefore they all move to one list of that wheel.
+// This list was empty, because each timer of a wheel has a larger digit for this wheel than fBase had.
 void TTimerQueue::SetBack(std::uint64_t base) noexcept {
     std::uint64_t const oldBase = fBase;
     fBase = base;

@@ -13,8 +13,8 @@
 
 namespace {
 
-// While a timer of the calendar clock is armed, the thread reads this clock every second, so that it notices when
-// somebody sets the clock.
+// While a timer of the calendar clock is armed, the thread reads this clock every second, because somebody may set the
+// clock.
 constexpr long fsLongestSleep = 1000;          // milliseconds
 constexpr long fsLongestSteadySleep = 1000000; // while only timers of the steady clock are armed
 
@@ -55,7 +55,7 @@ void TMasterTimer::Disarm(TTimerLink &link) noexcept {
         QueueOf(link).Remove(link);
 }
 
-// Records that the thread inspects the queues before it sleeps again, so nothing needs to wake it.
+// Records that the thread will inspect the queues before it sleeps again. Therefore nobody needs to wake it.
 void TMasterTimer::ExpectWake() noexcept {
     fsWakeTime = 0;
     fsMissesCalendar = false;
@@ -67,13 +67,13 @@ TReference<TMasterTimer> TMasterTimer::New() noexcept {
         if (master->fWake.Wait(0) >= 0 && TThreadLaunch::HasAll(*master))
             return master;
     } catch (std::bad_alloc const &) {
-        // If there is no memory, the result is null, as if the event could not be made.
+        // If there is no memory, the result is null. This is also the result if the event cannot be made.
     }
     return nullptr;
 }
 
-// Does not wait until the thread runs, because a static timer of a library is made while the system loads that library.
-// No thread can begin before the load has ended.
+// Does not wait until the thread runs. A library may have a static timer, which is made while the system loads the
+// library. On some systems, a new thread cannot run before the library is loaded.
 bool TMasterTimer::Start(TMasterTimer &master) noexcept {
     master.AddRef(); // the reference of the thread
     if (!TThreadLaunch::StartUnannounced(master)) {
@@ -178,6 +178,6 @@ TReference<TSemaphore> TMasterTimer::PostUntilOneFails(long &sleep) noexcept {
 long TMasterTimer::PostDue() {
     long sleep = 0;
     while (TReference<TSemaphore> const missing = PostUntilOneFails(sleep))
-        missing->Post(); // fails, and traces that; the lock is not held here
+        missing->Post(); // fails and traces the failure, so the lock must not be held here
     return sleep;
 }
