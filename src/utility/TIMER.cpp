@@ -80,7 +80,7 @@ TTimer &TTimer::operator=(TTimer const &other) {
     if (this == &other)
         return *this;
     TReference<TSemaphore> semaphore(other.fSemaphore);
-    TTimerEntry const entry; // releases the lock before the destructor of the old event, which may run any code
+    TTimerEntry const entry; // destroyed before `semaphore`, because the destructor of the old event may run any code
     if (!entry.MayChange())
         return *this;
     TMasterTimer::Disarm(fLink);

@@ -84,7 +84,7 @@ private:
     bool fFlags[256] = {};
 };
 
-constexpr std::size_t fsSmallSet = 8; // a larger set is searched by a table
+constexpr std::size_t fsSmallSet = 8; // for a larger set, the search uses a table
 
 unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
     if (start > text.length())
@@ -103,8 +103,8 @@ unsigned int FindInSet(TString const &text, char const *set, unsigned int start,
     return at == end ? 0 : static_cast<unsigned int>(at - data) + 1;
 }
 
-// The number at the start of a text, as strtol reads it: white space, a sign, decimal digits. The magnitude stops
-// growing when it no longer fits in 32 bits.
+// The number at the beginning of a text, in the form that strtol() reads: white space, a sign, and decimal digits.
+// After the magnitude exceeds 32 bits, further digits are ignored.
 struct TLeadingNumber {
     explicit TLeadingNumber(char const *text) noexcept {
         while (std::isspace(static_cast<unsigned char>(*text)))

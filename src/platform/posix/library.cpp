@@ -63,7 +63,8 @@ private:
     platform::TLoaderWords fWords;
 };
 
-// Returns the error number that fits best if a library could not be loaded. The loader gives its reason only as a text.
+// Returns the error number that best describes why a library could not be loaded. The loader gives the reason only as a
+// text.
 int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }

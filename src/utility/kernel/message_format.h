@@ -299,9 +299,9 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
 }
 
 // Passes the pieces of a format to `user`, in order: literal text to Literal(), a directive to Convert(). For a doubled
-// percent sign, calls Percent(). If User::convertsPlain is true, and the format is narrow, PutLiteral() finds the end
-// of literal text, and ConvertPlain() may take a directive first. Ends at the first zero, as every printf does, or when
-// IsFull() returns true.
+// percent sign, calls Percent(). If User::convertsPlain is true, and the format is narrow, PutLiteral() gets the
+// literal text and finds its end, and ConvertPlain() gets each directive. If ConvertPlain() returns false, Convert()
+// gets the directive. Ends at the first zero, as every printf does, or when IsFull() returns true.
 template <typename Char, typename User>
 void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &arguments, User &user) {
     std::uint32_t running = 1;
