@@ -22,8 +22,8 @@
 // system.
 //
 // Rules. Everything except IStream is in the namespace `platform`. The names of types begin with T, except the names of
-// handles, whose content only this folder knows. Any thread may call any function at any time, unless a comment says
-// otherwise. No function writes traces. No function keeps an internal lock when it returns, except
+// handles. Only this folder uses the content of a handle. Any thread may call any function at any time, unless a
+// comment says otherwise. No function writes traces. No function keeps an internal lock when it returns, except
 // OpenOrCreateSharedMemory() for a new block. No function calls code outside this folder and the system, except objects
 // and functions that the caller passes, and the initialisers of libraries that it loads. A function without `noexcept`
 // may throw std::bad_alloc. If such a function calls an IStream that the caller passes, it may also throw what the
@@ -252,25 +252,25 @@ std::size_t WriteTempFile(TempFile file, char const *bytes, std::size_t count) n
 std::int64_t SeekTempFile(TempFile file, std::int64_t offset, TFileOrigin origin) noexcept;
 void CloseTempFile(TempFile file) noexcept;
 
-// A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. With
-// `joined`, a shared file keeps its content. With `joinedOrBegun`, the first process that shares the file empties it.
+// A file to which trace records are appended. A file for one writer (`alone`) is emptied when it is opened. If `use` is
+// `joined`, the file keeps its content. If `use` is `joinedOrBegun`, the first process that shares the file empties it.
 // On Linux, that process empties the file only if the file belongs to the user of the process and nobody has locked it.
-// If the system has such permissions, a new file gets those of `mode` that the umask of the process allows. On failure,
-// returns null, with LastError(). May block. REQUIRES: for `joinedOrBegun`, the caller holds the named lock that all
-// processes use.
+// If the system has permissions of this kind, a new file gets the permissions in `mode` that the umask of the process
+// allows. On failure, returns null, with LastError(). May block. REQUIRES: for `joinedOrBegun`, the caller holds the
+// named lock that all processes use.
 struct TraceFile;
 enum class TTraceFileUse { alone, joined, joinedOrBegun };
 TraceFile *OpenTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
-// These functions do the same for a name in the system's own form. On each system, only one of them is defined: that
-// with the character type of the system's paths.
+// These functions do the same for a name in the system's own form. Each system defines only the function with the
+// character type of the system's paths.
 TraceFile *OpenNativeTraceFile(char const *name, TTraceFileUse use, unsigned int mode) noexcept;
 TraceFile *OpenNativeTraceFile(wchar_t const *name, TTraceFileUse use, unsigned int mode) noexcept;
 
 // Appends a text to the file, in one piece if the system allows it, with the line ends of the system's text files. If
 // the file ends within a line, because a write failed or another writer was killed, that line is ended first. Returns
 // false if `file` is null or if a part of the text could not be written. May block. REQUIRES: only one thread at a time
-// writes through a TraceFile. Processes that share a file hold a named lock during a call, so that their records do not
-// mix.
+// writes through a TraceFile. Processes that share a file hold a named lock during a call, because their records could
+// mix otherwise.
 bool WriteTraceFile(TraceFile *file, char const *text, std::size_t count) noexcept;
 void CloseTraceFile(TraceFile *file) noexcept; // does nothing for null
 

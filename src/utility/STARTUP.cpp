@@ -31,12 +31,12 @@
 #include <clocale>
 #include <ios>
 
-// If the library is a static one, its objects are built before those of the program, and destroyed after them. 101 is
-// the first priority that is not reserved for the compiler.
+// If a program contains the static library, the objects of the library are built before those of the program, and are
+// destroyed after them. 101 is the first priority that is not reserved for the compiler.
 #define BUILT_FIRST [[gnu::init_priority(101)]]
 
-// A program that links a static library names this function, so that the linker includes this file
-// (src/CMakeLists.txt).
+// A program that links the static library names this function, because the linker then includes this file (see
+// src/CMakeLists.txt).
 extern "C" void TuzutilIsLinked() {}
 
 // 1. The standard streams. Trace destinations may write to them until the process ends.

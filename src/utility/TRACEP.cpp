@@ -49,7 +49,7 @@ TTraceExit::TTraceExit(TTrace::Category const &category) : fCategory(category) {
 TTraceExit::~TTraceExit() {
     if (!fMessage || !TTrace::IsGlobalTracing(TTrace::functionExit, fCategory.QueryComponent()))
         return;
-    // If the entry cannot be written, it is lost, as at every trace point. A destructor must not throw.
+    // If the entry cannot be written, it is lost, because a destructor must not throw.
     DropExceptions([&] { TTrace::Base::WriteEntry(TTrace::functionExit, fCategory, fMessage->text); });
 }
 

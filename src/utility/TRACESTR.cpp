@@ -88,7 +88,7 @@ TTraceStreamBase::TTraceStreamBase(Joining joining, std::unique_ptr<std::ostream
       fFile(dynamic_cast<TTraceFileStream *>(fOwned.get())) {}
 
 TTraceStreamBase::~TTraceStreamBase() {
-    Unlink(); // waits for the trace lock, under which other threads write, and releases it again
+    Unlink(); // waits until no other thread writes under the trace lock
     Replace(nullptr, 0);
 }
 

@@ -81,9 +81,9 @@ void TWeakRefCounted::AddRef() {
     ++fCount;
 }
 
-// A reference other than the last one is released without the lock if the lock is free. If the reference may be the
-// last one, the lock is taken before the count changes. Then a thread that holds the lock can still make another
-// reference.
+// If the lock is free and the reference is not the last one, the reference is released without the lock. If the
+// reference may be the last one, the lock is taken before the count changes. Then a thread that holds the lock can
+// still make another reference.
 void TWeakRefCounted::RemoveRef() {
     std::uint32_t count = fCount.load(std::memory_order_relaxed);
     while (count > 1 && TWeakReferenceLock::IsFree()) {

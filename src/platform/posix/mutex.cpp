@@ -337,7 +337,7 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 }
 
 // Threads wait for a lock without a name in a futex call on the lock's state. The address of the state serves as the
-// TWaitPlace. Contend() and WakeOne() are not inlined, so that locking without waiting stays fast.
+// TWaitPlace. Contend() and WakeOne() are not inlined, because they would slow down locking without waiting.
 
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)
