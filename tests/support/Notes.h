@@ -44,8 +44,7 @@ public:
 private:
     class TDestination : public TTrace::Base {
     public:
-        // Takes all levels except "trap", because an entry of that level ends the process if a pure function was
-        // called.
+        // Takes all levels except "trap", because a call of a pure function ends the process if that level is traced.
         explicit TDestination(TNotes &notes) : Base(joinsLater, ~TTrace::trap & 0xFFFFFFFF, 0xFFFFFFFF), fNotes(notes) {
             Join();
         }

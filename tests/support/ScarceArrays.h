@@ -1,7 +1,7 @@
 #ifndef TUZUTIL_TESTS_SCARCEARRAYS_H
 #define TUZUTIL_TESTS_SCARCEARRAYS_H
 
-// Lets a test make large allocations of arrays fail. Only one source file of a program may include this header. The
+// Lets a test make large allocations of arrays fail. In each program, only one source file may include this header. The
 // program must contain its own copy of the code whose allocations it tests.
 
 #include <cstdlib>
