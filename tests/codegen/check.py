@@ -10,6 +10,9 @@ import subprocess
 import sys
 
 
+PADDING = re.compile(r"(data16 )*(cs )?nop|xchg +%ax,%ax|lea +0x0\(%esi")
+
+
 def functions(objdump, binary):
     listing = subprocess.run([objdump, "-d", "-C", "--no-show-raw-insn", binary], check=True, capture_output=True, text=True).stdout
     found = {}
@@ -49,8 +52,9 @@ def main():
             for body in matching(found, name):
                 print(f"{name}:", *body, sep="\n    ")
                 failed |= any(re.match(r"call\b", line) for line in body)
-                # Loads, tests and branches: nothing that grows with the arguments.
-                failed |= len(body) > 20
+                # Loads, tests and branches: nothing that grows with the arguments. The assembler fills gaps with
+                # instructions that do nothing.
+                failed |= sum(not PADDING.match(line) for line in body) > 20
     if failed:
         sys.exit(1)
     print("the code is as it has to be")
