@@ -11,6 +11,7 @@
 #undef tmpfile
 
 #include "support/Environment.h"
+#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -33,10 +34,13 @@ std::set<std::string> NamesIn(std::filesystem::path const &folder) {
 } // namespace
 
 TEST(TempFileElsewhere, IsWrittenReadAndGone) {
-#if !defined(_WIN32)
-    ::setenv("TMPDIR", "/tmp", 1);
+    // In a folder of its own, because other programs may have temporary files at the same time.
+    TTempFolder const folder;
+#if defined(_WIN32)
+    TEnvironment const variable("TMP", folder.Native("").string().c_str());
+#else
+    TEnvironment const variable("TMPDIR", folder.Native("").string().c_str());
 #endif
-    auto const before = NamesIn(std::filesystem::temp_directory_path());
     int error = 0;
     platform::TempFile const file = platform::OpenTempFile(error);
     ASSERT_NE(file, platform::noTempFile);
@@ -50,7 +54,7 @@ TEST(TempFileElsewhere, IsWrittenReadAndGone) {
     EXPECT_EQ(platform::SeekTempFile(file, 1, platform::TFileOrigin::start), 1);
     EXPECT_EQ(platform::SeekTempFile(file, 1, platform::TFileOrigin::current), 2);
     platform::CloseTempFile(file);
-    EXPECT_EQ(NamesIn(std::filesystem::temp_directory_path()), before);
+    EXPECT_EQ(NamesIn(folder.Native("")), std::set<std::string>());
 }
 
 #if defined(_WIN32)
