@@ -1,8 +1,9 @@
 # tuzutil_add_factory_library(NAME SOURCES file.cpp... [OUTPUT_DIRECTORY folder])
 #
 # Builds a library that supplies factories to TFactoryLoader. The target NAME makes the file NAME.dll, which has this
-# name on every system. If no folder is given, the file is in the folder of the programs that are built. When the
-# library is loaded, its static objects register themselves.
+# name on every system. If a folder is given, the file is put into this folder. If no folder is given, the file is put
+# into CMAKE_RUNTIME_OUTPUT_DIRECTORY, if that variable is set. When the library is loaded, its static factory objects
+# register themselves with their loaders.
 function(tuzutil_add_factory_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT_DIRECTORY" "SOURCES")
     if(NOT arg_SOURCES OR arg_UNPARSED_ARGUMENTS)

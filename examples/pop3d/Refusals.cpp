@@ -10,8 +10,8 @@ Refusals::~Refusals() {
 }
 
 void Refusals::Add(net::Handle handle, std::string const &word) {
-    fEntries.push_back({handle, Clock::now()});  // first: if there is no memory for it, the caller still has the handle
-    net::Send(handle, word.data(), word.size()); // of a new connection: there is room
+    fEntries.push_back({handle, Clock::now()});  // may throw, so it comes first: the caller then still has the handle
+    net::Send(handle, word.data(), word.size()); // does not wait, because a new connection has room for the reply
     net::EndSending(handle);
     if (fEntries.size() <= fsMaximum)
         return;

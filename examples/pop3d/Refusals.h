@@ -1,8 +1,10 @@
 #ifndef POP3D_REFUSALS_H
 #define POP3D_REFUSALS_H
 
-// Refusals: clients that are sent away with a word. A connection that is closed while something of the client is unread
-// is reset, and the word is lost: so it is kept for a moment, and what comes is dropped. One thread.
+// Refusals: the connections of clients that the server refuses with a one-line reply. If a connection is closed while
+// bytes from its client are unread, the system resets the connection, and the client loses the reply. Therefore
+// Refusals keeps the connection open for a moment, and drops what the client still sends. Only one thread may use a
+// Refusals object.
 
 #include "System.h"
 
@@ -19,15 +21,17 @@ public:
     Refusals &operator=(Refusals const &) = delete;
     ~Refusals();
 
-    // Takes the connection.
+    // Sends the reply `word`, and takes the connection over.
     void Add(net::Handle handle, std::string const &word);
-    // Closes what has been kept long enough, or whose client is gone. To be called now and then.
+    // Closes each connection that has been kept long enough, or whose client is gone. The server calls Tend()
+    // regularly.
     void Tend();
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    static constexpr std::size_t fsMaximum = 64; // the oldest are closed at once
+    // If there are more connections than this, Add() closes the oldest one immediately.
+    static constexpr std::size_t fsMaximum = 64;
 
     struct Entry {
         net::Handle handle;

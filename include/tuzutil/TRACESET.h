@@ -12,8 +12,8 @@
 // Ownership:  The registry borrows its categories. A category leaves the registry when it is destroyed. A table owns
 //             its entries.
 // Threads:    A cursor needs no lock, even while other threads create and destroy categories. REQUIRES: the caller
-//             ensures that no other thread destroys the category that a cursor has returned. Use a table only under the
-//             trace lock.
+//             ensures that no other thread destroys the category that a cursor has returned. Use a table only while you
+//             hold the trace lock (TTrace::Base::fsMutex).
 // Failures:   TOutOfMemory or std::bad_alloc if there is no memory for an entry.
 // Surprises:
 // - A category that is registered twice has two entries.
@@ -37,7 +37,7 @@ public:
 
     void Add(TTrace::Category const *category);             // borrows it; throws std::bad_alloc if there is no memory
     void Remove(TTrace::Category const *category) noexcept; // removes all entries of the category
-    unsigned long GetNumberElements() const noexcept;       // takes time for each category
+    unsigned long GetNumberElements() const noexcept;       // walks through the whole registry to count
 
 private:
     friend class TTraceSetKnownCursor;
@@ -56,7 +56,7 @@ private:
     std::atomic<std::uint32_t> fFree{0}; // number of entries without a category
 };
 
-// A place in the registry. It begins at the first category.
+// A cursor: a place in the registry. A new cursor is at the first category.
 class TUZUTIL_API TTraceSetKnownCursor {
 public:
     explicit TTraceSetKnownCursor(TTraceSetKnown const &set) noexcept; // at the first category
@@ -75,7 +75,7 @@ public:
 
     TTrace::Category const &Key() const noexcept { return fCategory; } // the category
     int IsOn() const noexcept { return fOn; } // the value that SetOn() or the constructor got; 0 means off
-    void SetOn(int on) noexcept { fOn = on; } // keeps the value as it is
+    void SetOn(int on) noexcept { fOn = on; } // stores `on` itself, and does not reduce it to 0 or 1
 
 private:
     TTrace::Category fCategory;

@@ -1,6 +1,6 @@
 // The rare operations of TFastMutex: releasing the locks of a thread that ends, taking over such a lock, and resetting
-// locks after a fork. They take no lock. REQUIRES: every TThreadRecord that a function uses is that of the calling
-// thread.
+// locks after a fork. None of these operations acquires a lock of its own. REQUIRES: every TThreadRecord that a
+// function uses is that of the calling thread.
 
 #include "platform/fast_mutex.h"
 
@@ -19,7 +19,8 @@ void platform::TFastMutex::ForgetOtherThreads(TThreadRecord const &self) noexcep
 }
 
 // If the previous owner ended while it held the lock, records that the present owner took the lock over, and returns
-// `abandoned`. Otherwise records that nobody ended, and returns `done`.
+// `abandoned`. Otherwise sets fAbandoned to `no`, because the previous owner released the lock itself, and returns
+// `done`.
 platform::TWaitResult platform::TFastMutex::TakeOver() noexcept {
     bool const isNow = fAbandoned == yes;
     fAbandoned = isNow ? takenOver : no;

@@ -1,8 +1,8 @@
 // TiBinaryStream and ToBinaryStream: numbers and texts, in host or network order, over a stream that the caller owns.
-// Most numbers are copied directly from the get area or to the put area of the stream's buffer, without a virtual call,
-// if the area has enough bytes or room and the stream needs no sentry. The memory for a text grows while its bytes
-// arrive, because a hostile stream may announce any length. This source has no lock, because a stream belongs to one
-// thread.
+// If the stream needs no sentry, most numbers are copied directly, without a virtual call. A read copies from the get
+// area of the stream's buffer if the area has enough bytes. A write copies to the put area if the area has enough room.
+// The memory for a text grows while its bytes arrive, because a hostile stream may announce any length. This source has
+// no lock, because a stream belongs to one thread.
 
 #include "tuzutil/BINSTRM.h"
 
@@ -23,7 +23,8 @@ namespace {
 
 constexpr std::uint64_t fsFirstStep = 0x10000; // the most bytes that are allocated before a text begins to arrive
 
-// The library also exports the inline operators. The compiler emits them because this object contains their addresses.
+// The library also exports the inline operators. The compiler emits them because the object fsEmitted contains their
+// addresses.
 template <typename... Numbers>
 struct TEmitted {
     std::tuple<TiBinaryStream &(TiBinaryStream::*)(Numbers &)...> read{
@@ -35,11 +36,11 @@ struct TEmitted {
 
 using TLength = tuzutil::TWireNumber<std::uint32_t>;
 
-constexpr std::size_t fsHeaderSize = 8;           // the length of a text and a reserved 0
+constexpr std::size_t fsHeaderSize = 8; // a text's header consists of its length and a reserved 0, of 4 bytes each
 constexpr std::size_t fsMostAtOnce = 0x40000000u; // the most bytes of a text that are moved from or to an area at once
 
-// Copies the length and the bytes of a text to the put area. If the area has less room, copies nothing and returns
-// false.
+// Copies the header and the bytes of a text to the put area, and returns true. If the area has no room for both, or the
+// text is longer than fsMostAtOnce, copies nothing and returns false.
 bool PutText(std::streambuf &buffer, TString const &text, bool networkOrder) noexcept {
     std::size_t const length = text.length();
     if (length > fsMostAtOnce || TBufferArea::Room(buffer) < fsHeaderSize + length)
@@ -93,9 +94,9 @@ std::size_t TiBinaryStream::ReadBytes(void *bytes, std::size_t count) {
     return got;
 }
 
-// Constructs a sentry, and then runs `extract` on the buffer of the stream, as an input function of the stream does. A
-// failure sets the state of the stream. If the exception mask of the stream contains that state, the failure is also
-// thrown.
+// Works like an input function of std::istream: constructs a sentry and, if the stream is ready, runs `extract` on the
+// buffer of the stream. A failure sets the state of the stream. If the exception mask of the stream contains that
+// state, the failure is also thrown.
 template <typename Work>
 void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
     std::istream::sentry const ready(*fStream, keepWhiteSpace);
@@ -108,7 +109,8 @@ void TiBinaryStream::Extract(bool keepWhiteSpace, Work extract) {
         fStream->setstate(state);
 }
 
-// Returns the wrapped stream. gcount() then returns the gcount() of that stream, until this class itself counts a read.
+// Returns the wrapped stream. From then on, TiBinaryStream::gcount() returns the count of the wrapped stream, until a
+// function of this class sets fCount to a count of its own.
 std::istream &TiBinaryStream::Unformatted() noexcept {
     fCount = fsAskStream;
     return *fStream;

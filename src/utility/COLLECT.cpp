@@ -118,8 +118,9 @@ TBaseSetOf::TElement *TBaseSetOf::Preceding(TElement const *link) const noexcept
     return nullptr;
 }
 
-// Called before the last link gets a new successor. After an insertion in the middle, the last link leads to older
-// links. The new successor would make these links unreachable, so they are moved to the list fDetached, which the
+// Called before the last link gets a new successor. Add(element, position) makes the chain a circle: the new link is
+// then both the first and the last one, and its `next` leads to the links that existed before. The new successor would
+// make these older links unreachable. Therefore Detach() moves the older links to the list fDetached, which the
 // destructor deletes.
 void TBaseSetOf::Detach() noexcept {
     TElement *const cut = fLast->next;
@@ -203,7 +204,8 @@ TBaseSparseArrayOf::TSparseArrayElement *TBaseSparseArrayOf::FindEntry(unsigned 
     position = 0;
     if (fCount == 0 || index < fEntries[0]->index)
         return nullptr;
-    unsigned long low = 0; // the wanted index is at least that of entry `low`, and less than those from `high` on
+    // In each round, entry `low` has at most the wanted index, and all entries from `high` on have greater indexes.
+    unsigned long low = 0;
     unsigned long high = fCount;
     while (high - low > 1) {
         unsigned long const middle = low + (high - low) / 2;

@@ -49,7 +49,8 @@ public:
     using TTraceFileBuf::OpenError;
     using TTraceFileBuf::Use;
 
-    // The name is a `char const *` in the library's form, or a path of the standard library.
+    // The name is a `char const *` in the form of TFileName (with backslashes), or a std::filesystem::path in the
+    // system's form.
     template <typename Name>
     TTraceFileStream(Name const &name, Use use) : TTraceFileBuf(name, use), std::ostream(this) {
         if (!IsOpen())

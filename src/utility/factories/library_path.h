@@ -1,8 +1,9 @@
 #ifndef TUZUTIL_LIBRARY_PATH
 #define TUZUTIL_LIBRARY_PATH
 
-// TLibpath: the list of directories that are searched for factory libraries. The list is TFactoryLoaderBase::fsLibpath.
-// The lock fsMutex guards the list. No code outside of the library is called while fsMutex is held.
+// TLibpath: access to the list of directories that are searched for factory libraries. The list itself is
+// TFactoryLoaderBase::fsLibpath. The lock fsMutex guards the list. While fsMutex is held, no code outside of tuzutil is
+// called.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TSTRING.h"
