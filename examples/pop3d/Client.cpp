@@ -13,7 +13,7 @@ Client::Client(net::Handle handle, std::unique_ptr<Visitor> visitor, Users const
     : fHandle(handle), fVisitor(std::move(visitor)), fUsers(users), fOptions(options), fCounters(counters),
       fIdleTimer(options.idleSeconds) {}
 
-// May run behind the server's own end, when the thread lets go last.
+// If the thread releases the last reference, this destructor may run after the server was destroyed.
 Client::~Client() {
     if (fHandle != net::fsNone)
         net::Close(fHandle);

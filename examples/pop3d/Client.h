@@ -1,7 +1,8 @@
 #ifndef POP3D_CLIENT_H
 #define POP3D_CLIENT_H
 
-// Client: a connection and its session, which is the body of a thread. The server and the thread hold it together.
+// Client: the connection of a client, and the thread in which the client's session runs. The server and the running
+// thread each hold a reference to this object.
 
 #include "Counters.h"
 #include "Gate.h"
@@ -19,7 +20,8 @@ namespace pop3d {
 
 class Client : public TThread {
 public:
-    // Takes the connection of a visitor, and closes it when both the server and the thread are done with it.
+    // Takes the connection over. The destructor closes it after both the server and the thread have released their
+    // references.
     Client(net::Handle handle, std::unique_ptr<Visitor> visitor, Users const &users, Options const &options,
            Counters &counters);
     Client(Client const &) = delete;
@@ -28,9 +30,11 @@ public:
 
     int Run() override;
 
-    net::Handle TakeHandle() { return std::exchange(fHandle, net::fsNone); } // from a client that does not run
+    // Gives the connection to the caller. REQUIRES: the thread does not run.
+    net::Handle TakeHandle() { return std::exchange(fHandle, net::fsNone); }
     void HangUp() { net::Shutdown(fHandle); }
-    void HangUpIfIdle(); // looks whether the client has kept us waiting too long, for a command or its login
+    // Ends the connection if the client has not sent a command, or has not logged in, within the allowed time.
+    void HangUpIfIdle();
 
 private:
     net::Handle fHandle;
@@ -39,7 +43,7 @@ private:
     Options const &fOptions;
     Counters &fCounters;
     IdleTimer fIdleTimer;
-    bool fIsHungUp = false; // for idleness; the server's own
+    bool fIsHungUp = false; // whether HangUpIfIdle() has ended the connection; only the server's thread uses it
 };
 
 } // namespace pop3d

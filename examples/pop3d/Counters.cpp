@@ -27,7 +27,7 @@ CounterBlock::CounterBlock(std::string const &address, std::uint16_t port)
         fCounters = fPrivate.get();
     } else {
         fCounters = static_cast<Counters *>(fMemory.Pointer());
-        if (!fMemory.Owner()) // somebody still reads the numbers of the server before
+        if (!fMemory.Owner()) // another process still has the block of an earlier server open
             new (fCounters) Counters;
     }
     fCounters->processId = static_cast<std::uint32_t>(ProcessId());
@@ -35,7 +35,7 @@ CounterBlock::CounterBlock(std::string const &address, std::uint16_t port)
 }
 
 CounterBlock::~CounterBlock() {
-    fCounters->mark = 0; // who reads on does not take the last numbers for a server's
+    fCounters->mark = 0; // ShowStatus() then finds no server, even if another process has the block open
 }
 
 bool ShowStatus(std::string const &address, std::uint16_t port, std::string &problem) {

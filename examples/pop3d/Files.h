@@ -1,8 +1,9 @@
 #ifndef POP3D_FILES_H
 #define POP3D_FILES_H
 
-// Files: messages as the owner of a mailbox cannot make them other than they look. Only regular files of the folder
-// itself are opened; links are not followed, and pipes and devices are not waited for.
+// Files: access to the files of a mailbox. The owner of a mailbox may put links, pipes and devices into it. Therefore
+// only regular files in the folder itself are opened. Links are not followed, and the server does not wait for pipes
+// and devices.
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +15,7 @@ namespace pop3d::file {
 using Handle = std::intptr_t;
 constexpr Handle fsNone = -1;
 
-// Which file it is, and as what it was last written.
+// Says which file it is, and in which state. If the file is replaced or changed, its identity differs.
 struct Identity {
     std::uint64_t device = 0;
     std::uint64_t number = 0; // of the file on its device
@@ -26,16 +27,18 @@ struct Identity {
 
 class Folder {
 public:
-    // The mailbox itself if `name` is empty, or a folder in it. The mailbox may be a link; a folder in it may not.
+    // Opens the mailbox itself if `name` is empty, or otherwise the folder `name` in the mailbox. The mailbox may be a
+    // link, but a folder in the mailbox may not.
     Folder(std::string const &mailbox, std::string const &name);
     ~Folder();
 
     bool IsOpen() const { return fSystem != nullptr; }
-    bool HasFailed() const { return fHasFailed; } // it may be there, and could not be opened
-    // A regular file in the folder; `identity` says which it is. False or fsNone for everything else.
+    bool HasFailed() const { return fHasFailed; } // true if the folder may exist, but could not be opened
+    // These functions find or open a regular file in the folder, and set `identity`. If `name` is not a regular file,
+    // Identify() returns false, and Open() returns fsNone.
     bool Identify(std::string const &name, Identity &identity) const;
     Handle Open(std::string const &name, Identity &identity) const;
-    // Removes a file, unless another one has taken its place.
+    // Removes the file if it still has this identity. Returns whether the file was removed.
     bool Remove(std::string const &name, Identity const &identity) const;
 
 private:
@@ -44,12 +47,13 @@ private:
     bool fHasFailed = false;
 };
 
-// The bytes read, 0 at the end, -1 on failure.
+// Returns the number of bytes read, 0 at the end of the file, or -1 on failure.
 long Read(Handle file, char *to, std::size_t count);
 void Close(Handle file);
 
-// Locks a mailbox against all other sessions, also those of other processes and under other spellings, until the handle
-// is closed or the process ends. On failure fsNone; `isInUse` says whether another session is the reason.
+// Locks a mailbox until the handle is closed or the process ends. No other session can then lock the mailbox, even in
+// another process or by another path to the mailbox. On failure, returns fsNone. `isInUse` then says whether another
+// session has the lock.
 Handle Lock(std::string const &mailbox, bool &isInUse);
 
 } // namespace pop3d::file

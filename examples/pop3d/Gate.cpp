@@ -7,7 +7,7 @@ namespace pop3d {
 
 namespace {
 
-constexpr auto fsMemory = std::chrono::minutes(5); // of refusals
+constexpr auto fsMemory = std::chrono::minutes(5); // how long the refusals of an address are remembered
 constexpr int fsDoublings = 4;
 
 } // namespace
@@ -53,7 +53,7 @@ std::chrono::milliseconds Gate::Refuse(std::uint32_t address) {
     return std::chrono::milliseconds(fOptions.failureMilliseconds) * (1 << doublings);
 }
 
-// Drops addresses that nobody comes from and that have been quiet. Looks at them once a second at most.
+// Forgets each address that has no session and had no refusal within fsMemory. Does so at most once a second.
 void Gate::Forget() {
     auto const now = Clock::now();
     if (now - fForgotten < std::chrono::seconds(1))

@@ -1,8 +1,9 @@
 #ifndef POP3D_GATE_H
 #define POP3D_GATE_H
 
-// Gate: how many clients may come in, in all, of one address and without having logged in; and how long those wait who
-// guess passwords. Any thread may call.
+// Gate: limits the number of all clients, of the clients from one address, and of the clients that have not logged in.
+// It also says by how much time the answer to a refused login is delayed. The delay slows down the guessing of
+// passwords. Any thread may call these functions.
 
 #include "Options.h"
 
@@ -23,14 +24,15 @@ public:
 
     explicit Gate(Options const &options) : fOptions(options) {}
 
-    // The client's visit, for as long as it stays; null beyond a limit.
+    // Returns an object that counts the client until Leave() is called or the object is destroyed. If a limit is
+    // reached, returns null.
     std::unique_ptr<Visitor> Admit(std::uint32_t address);
 
 private:
     friend class Visitor;
 
-    // Counts a login that is refused, and says how long its answer has to wait: each refusal of an address twice as
-    // long as the one before, up to 16 times the first, until the address has been quiet for some minutes.
+    // Counts a refused login, and returns the delay of its answer. Each refusal doubles the delay for the address, up
+    // to 16 times the first delay. If the address had no refusal for 5 minutes, the delay is the first one again.
     std::chrono::milliseconds Refuse(std::uint32_t address);
     void Leave(std::uint32_t address, bool isLoggedIn);
     void LogIn();
@@ -38,7 +40,7 @@ private:
     struct Address {
         int sessions = 0;
         int refusals = 0;
-        Clock::time_point last; // refusal
+        Clock::time_point last; // time of the last refusal
     };
 
     void Forget();
@@ -46,7 +48,7 @@ private:
     Options const &fOptions;
     std::mutex fMutex;
     int fSessions = 0;
-    int fStrangers = 0; // sessions before their login
+    int fStrangers = 0; // clients that have not logged in
     std::map<std::uint32_t, Address> fAddresses;
     Clock::time_point fForgotten;
 };
@@ -59,7 +61,8 @@ public:
     Visitor &operator=(Visitor const &) = delete;
     ~Visitor() { Leave(); }
 
-    // Only the first call counts: who may outlive the gate leaves before.
+    // Only the first call has an effect. If a visitor may outlive the gate, Leave() must be called before the gate is
+    // destroyed.
     void Leave() {
         if (!fHasLeft.exchange(true))
             fGate.Leave(fAddress, fIsLoggedIn);
@@ -70,7 +73,7 @@ public:
         fGate.LogIn();
     }
     std::chrono::milliseconds Refuse() { return fGate.Refuse(fAddress); }
-    // Whether the client has had time enough to log in, and has not.
+    // Returns whether the client has not logged in, although it arrived more than `seconds` ago.
     bool IsLate(int seconds) const {
         return !fIsLoggedIn && Gate::Clock::now() - fArrival > std::chrono::seconds(seconds);
     }

@@ -1,8 +1,8 @@
 #ifndef POP3D_IDLETIMER_H
 #define POP3D_IDLETIMER_H
 
-// IdleTimer: how long a client may keep the server waiting for a command (RFC 1939 wants 10 minutes at least). The
-// session starts and stops it, the server asks.
+// IdleTimer: limits the time for which the server waits for a client's command. (RFC 1939 requires at least 10
+// minutes.) The session starts and stops the timer. The server calls IsOver().
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TIMER.h"
@@ -18,7 +18,7 @@ public:
 
     void Start() { fTimer.Set(std::chrono::seconds(fSeconds)); }
     void Stop() { fTimer.Cancel(); }
-    bool IsOver() const { return fEvent->Wait(0) == 0; } // until it is started again
+    bool IsOver() const { return fEvent->Wait(0) == 0; } // true from the end of the time until the next Start()
 
 private:
     long fSeconds;

@@ -1,4 +1,4 @@
-// The ways to log in, and what follows for those who cannot.
+// The functions of Session for logging in, for refusing logins, and for opening and closing the mailbox.
 
 #include "Sasl.h"
 #include "Session.h"
@@ -23,14 +23,14 @@ void Session::User(char *argument) {
     if (fName.empty())
         Error(text::nameMissing);
     else
-        Ok(text::nowThePassword); // whether the user exists is not told
+        Ok(text::nowThePassword); // does not tell the client whether the user exists
 }
 
 void Session::Pass(char *argument) {
     if (fName.empty())
         return Error(text::userFirst);
     std::string const name = std::exchange(fName, std::string());
-    TStringAndWipe const given(argument); // with its blanks
+    TStringAndWipe const given(argument); // the whole argument, because a password may contain blanks
     pop3d::User const *const user = fUsers.Find(name);
     Login(name, user && IsSameSecret(given, user->secret));
 }
@@ -71,7 +71,7 @@ void Session::AuthCramMd5() {
     Line line;
     if (!ReadResponse(line))
         return;
-    // "user digest"; the name may hold blanks, the digest does not.
+    // The response is "name digest". The name may contain blanks, but the digest contains none.
     TString const response = TBase64::Decode(TString(line.text.c_str()));
     unsigned int const blank = response.lastIndexOf(' ');
     if (blank < 2)
@@ -97,8 +97,8 @@ void Session::AuthPlain(char const *initial) {
     Login(response.user, user && IsSameSecret(response.secret, user->secret));
 }
 
-// What is refused is answered late. The session keeps its place meanwhile, also after its client has left: whoever
-// does not wait for the answer cannot guess more often for that.
+// Sends the refusal after a delay. During the delay, the session counts for the limits of the gate, even if its client
+// has left. Therefore a client that does not wait for the answer cannot guess more often.
 void Session::RefuseLogin() {
     ++fCounters.refusedLogins;
     auto const end = std::chrono::steady_clock::now() + fVisitor.Refuse();
@@ -142,8 +142,9 @@ void Session::Unlock() {
         file::Close(std::exchange(fLock, file::fsNone));
 }
 
-// Whether anybody wants the rest of what is being read. A client that has only ended its sending gets a message of
-// ordinary size; reading more for one that may have left is not worth it.
+// Returns whether the rest of a message should be read. The client is checked only at every 64th block. A client that
+// has ended only its sending looks like a client that has left. Because of the rare checks, such a client usually still
+// gets a message of ordinary size.
 bool Session::IsWanted() {
     constexpr unsigned int blocksBetweenLooks = 64;
     return !IsStopWanted() && (++fBlocks % blocksBetweenLooks != 0 || fConnection.IsThere());

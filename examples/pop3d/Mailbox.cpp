@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The part of a Maildir name that stays when flags change.
+// Returns the part of a Maildir file name that stays the same when the flags of the message change.
 std::string StableName(std::string const &name) {
     auto const info = name.find_last_of(":!;");
     return info != std::string::npos && name.compare(info + 1, 2, "2,") == 0 ? name.substr(0, info) : name;
@@ -97,8 +97,8 @@ void Mailbox::AddFolder(std::string const &folder) {
     fIsComplete = fIsComplete && !problem;
 }
 
-// A UID is that of the name without its flags. If several messages share that name, the first has it, and the others
-// have those of their full names.
+// The UID of a message is the digest of its file name without the flags. If several messages have the same name without
+// the flags, only the first has this UID. The UIDs of the others are the digests of their folders and full names.
 void Mailbox::AddUids() {
     std::map<std::string, int> seen;
     for (Message &message : fMessages) {
@@ -133,7 +133,7 @@ bool Mailbox::Copy(Message const &message, std::ostream &out) const {
     if (!source)
         return false;
     TiConcatStream lines(1, 16384, source);
-    lines.SetWholeLines(1); // clients see every line whole, and each with CR LF
+    lines.SetWholeLines(1); // each line is delivered whole, and with CR LF
     std::array<char, 16384> block;
     while (lines.read(block.data(), static_cast<std::streamsize>(block.size())), lines.gcount() > 0) {
         if (!fIsWanted())

@@ -1,10 +1,12 @@
 #ifndef POP3D_MAILBOX_H
 #define POP3D_MAILBOX_H
 
-// Mailbox: the messages of one user as one session sees them: a snapshot taken at login, in order of file name.
+// Mailbox: the messages of one user, as one session sees them. The messages are listed at login, in the order of their
+// file names.
 //
-// A folder with "new" or "cur" in it is a Maildir; any other folder holds one message a file. Only Commit() changes
-// anything on disk. A message that is no longer the file that was listed is neither sent nor removed.
+// If a folder contains a folder "new" or "cur", it is a Maildir. In any other folder, each file is a message. Only
+// Commit() changes the files. If a file was changed or replaced after the login, its message is neither sent nor
+// removed.
 
 #include "Files.h"
 
@@ -21,33 +23,35 @@ namespace pop3d {
 class Mailbox {
 public:
     struct Message {
-        std::string folder; // in the mailbox; empty for the mailbox itself
+        std::string folder; // "new" or "cur"; empty if the file is in the mailbox itself
         std::string name;
         file::Identity identity;
         TString uid;
-        std::uint64_t size = 0; // as sent, before dot-stuffing
+        std::uint64_t size = 0; // in bytes, with CR LF line ends, before dots are doubled
         bool hasSize = false;
         bool isDeleted = false;
     };
 
     static bool Exists(std::string const &folder);
 
-    // A file of more than `maximum` bytes cannot be read as a message. `isWanted` is asked at each block of a message
-    // that is read; when it says no, the reading fails.
+    // If a file has more than `maximum` bytes, its message cannot be read. While a message is read, `isWanted` is
+    // called after each block. If `isWanted` returns false, reading fails.
     Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted);
 
     bool IsComplete() const { return fIsComplete; }             // false if a folder could not be listed
-    std::size_t QueryCount() const { return fMessages.size(); } // deleted ones included
-    // The message of a number 1..QueryCount() that is not deleted, or null.
+    std::size_t QueryCount() const { return fMessages.size(); } // including the deleted messages
+    // Returns the message with this number (1 to QueryCount()). If there is no such message, or it is deleted, returns
+    // null.
     Message *Find(std::size_t number);
-    // Sets the size of a message; false if it cannot be read now, which may be otherwise the next time.
+    // Sets the size of a message. Returns false if the message cannot be read now. A later call may succeed.
     bool FindSize(Message &message);
-    // Writes the message with CR LF line ends, without dot-stuffing; false if it cannot be read to its end, or not be
-    // taken.
+    // Writes the message with CR LF line ends, without doubling dots. Returns false if the message cannot be read to
+    // its end, or if `out` fails.
     bool Copy(Message const &message, std::ostream &out) const;
 
     void Reset();
-    // Removes the deleted messages, and counts them; false if one could not be removed.
+    // Removes the deleted messages, and adds the number of removed messages to `removed`. Returns false if a message
+    // cannot be removed.
     bool Commit(unsigned int &removed);
 
 private:

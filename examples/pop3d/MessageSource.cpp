@@ -20,7 +20,8 @@ MessageSourceBuf::~MessageSourceBuf() {
         file::Close(fFile);
 }
 
-// Reads what the file had when it was listed, and no more. Less is a failure, and must not pass for the end.
+// Reads as many bytes as the file had when it was listed. If the file now has fewer bytes, throws, because a part of a
+// message must not be taken for the whole message.
 MessageSourceBuf::int_type MessageSourceBuf::underflow() {
     if (gptr() == egptr()) {
         std::size_t const wanted = fLeft < fBlock.size() ? static_cast<std::size_t>(fLeft) : fBlock.size();

@@ -1,7 +1,7 @@
 #ifndef POP3D_MESSAGESOURCE_H
 #define POP3D_MESSAGESOURCE_H
 
-// MessageSource: the bytes of a stored message, as they were when the mailbox was listed.
+// MessageSource: reads the bytes of a stored message, if its file was not changed after the mailbox was listed.
 
 #include "Files.h"
 
@@ -13,21 +13,21 @@ namespace pop3d {
 
 class MessageSourceBuf : public std::streambuf {
 public:
-    // Opens the file that was listed, and no other one of its name.
+    // Opens the file if it still has this identity. Otherwise IsOpen() returns false.
     MessageSourceBuf(file::Folder const &folder, std::string const &name, file::Identity const &identity);
     MessageSourceBuf(MessageSourceBuf const &) = delete;
     MessageSourceBuf &operator=(MessageSourceBuf const &) = delete;
     ~MessageSourceBuf() override;
 
     bool IsOpen() const { return fFile != file::fsNone; }
-    bool HasFailed() const { return fHasFailed; } // something could not be read
+    bool HasFailed() const { return fHasFailed; } // true if fewer bytes than expected could be read
 
 protected:
     int_type underflow() override;
 
 private:
     file::Handle fFile = file::fsNone;
-    std::uint64_t fLeft; // of the size that the file had when it was listed
+    std::uint64_t fLeft; // bytes still to be read, of the size that the file had when it was listed
     std::array<char, 16384> fBlock;
     bool fHasFailed = false;
 };

@@ -54,7 +54,7 @@ bool Options::Parse(int count, char **arguments, std::string &problem) {
         {"--port", [this](char const *value) { return ParseNumber<std::uint16_t>(value, port, 0, 65535); }},
         {"--port-file", [this](char const *value) { return !(portFile = value).empty(); }},
         {"--logins", [this](char const *value) { return logins.Parse(value); }},
-        {"--language", [](char const *value) { return *value != 0; }}, // taken by FindLanguage()
+        {"--language", [](char const *value) { return *value != 0; }}, // FindLanguage() reads it
         {"--idle-seconds", [this](char const *value) { return ParseNumber(value, idleSeconds, 1, 86400); }},
         {"--login-seconds", [this](char const *value) { return ParseNumber(value, loginSeconds, 1, 86400); }},
         {"--failure-milliseconds",

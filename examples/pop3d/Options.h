@@ -11,9 +11,10 @@ struct Logins {
     bool user = true;
     bool apop = true;
     bool cramMd5 = true;
-    bool plain = true; // over loopback only
+    bool plain = true; // offered only over loopback
 
-    bool Parse(std::string const &list); // "user,apop,cram-md5,plain"; false for an unknown or an empty list
+    // Reads a list such as "user,apop,cram-md5,plain". Returns false if a name in the list is unknown or empty.
+    bool Parse(std::string const &list);
 };
 
 struct Options {
@@ -34,12 +35,12 @@ struct Options {
     bool isStatusWanted = false;
     bool isHelpWanted = false;
 
-    // False, and one line in `problem`, where the arguments make no sense.
+    // If the arguments are wrong, returns false and stores the reason, in one line, in `problem`.
     bool Parse(int count, char **arguments, std::string &problem);
 };
 
-// The value of --language, for which the arguments are read before all else: what is wrong with the others is told in
-// it. Null where there is none.
+// Returns the value of --language, or null if this option is not given. It is called before Options::Parse(), because
+// Parse() reports wrong arguments in this language.
 char const *FindLanguage(int count, char **arguments);
 
 } // namespace pop3d

@@ -1,7 +1,7 @@
 #ifndef POP3D_SASL_H
 #define POP3D_SASL_H
 
-// What the logins need: challenges, their answers, and comparisons that take the same time whatever differs.
+// Functions for logins: making challenges, computing and reading the answers to them, and comparing secrets.
 
 #include "tuzutil/TSTRING.h"
 
@@ -9,21 +9,24 @@
 
 namespace pop3d {
 
-// "<process.clock.count@host>", never the same twice.
+// Returns "<process.clock.count@localhost>". No two calls return the same text.
 std::string NewTimestamp();
 
-// The lower-case hexadecimal digest that APOP sends: MD5 of the timestamp and the secret behind it.
+// Returns the digest that APOP sends, in lower-case hexadecimal digits. It is the MD5 digest of the timestamp followed
+// by the secret.
 TString ApopDigest(std::string const &timestamp, TString const &secret);
 
+// If the lengths are equal, takes the same time whichever bytes differ.
 bool IsSameSecret(TString const &a, TString const &b);
 
-// The three texts of an AUTH PLAIN response, which zero bytes divide.
+// The three texts of an AUTH PLAIN response. The response separates them with zero bytes.
 struct PlainResponse {
     std::string authorization;
     std::string user;
     TStringAndWipe secret;
 
-    bool Parse(char const *base64); // false where it is malformed
+    // Returns false if the response is malformed, has no user or no secret, or asks to act for another user.
+    bool Parse(char const *base64);
 };
 
 } // namespace pop3d

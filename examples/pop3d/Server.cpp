@@ -30,8 +30,8 @@ void Server::Run() {
     EndAll();
 }
 
-// If there is no memory for a session, the client is refused. If there is no memory for the refusal either, its
-// connection is closed. The server continues in both cases.
+// If there is no memory for a session, the client is refused. If there is no memory for the refusal either, the
+// client's connection is closed. The server continues in both cases.
 void Server::Admit(net::Handle handle) {
     TReference<Client> client;
     try {
@@ -48,7 +48,7 @@ void Server::Admit(net::Handle handle) {
     } catch (std::bad_alloc const &) {
         TTracePoint::Write(TTrace::error, TraceCategory::server, "no memory for a client");
     }
-    // There is no thread, or no memory, for so many sessions.
+    // There is no thread or no memory for another session.
     Refuse(client ? client->TakeHandle() : handle);
 }
 
@@ -64,7 +64,7 @@ void Server::Refuse(net::Handle handle) {
     }
 }
 
-// Lets go of sessions that are over, and ends those whose clients keep silent.
+// Drops the clients whose sessions are over. Ends the connections of the clients that are idle or do not log in.
 void Server::Reap() {
     for (auto client = fClients.begin(); client != fClients.end();) {
         (*client)->HangUpIfIdle();

@@ -1,7 +1,7 @@
 #ifndef POP3D_SERVER_H
 #define POP3D_SERVER_H
 
-// Server: accepts clients and gives each a session in a thread of its own, until a stop is wanted.
+// Server: accepts clients until a stop is wanted. Each client has a session, which runs in a thread of its own.
 
 #include "Counters.h"
 #include "Gate.h"

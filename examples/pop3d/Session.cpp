@@ -17,8 +17,8 @@ constexpr unsigned long fsLineBuffer = 2048;
 
 struct Session::Command {
     char const *verb;
-    State state;        // where it is allowed; done: everywhere
-    unsigned int words; // of its argument, at most; not counted in a password
+    State state;        // the state in which the command is allowed; `done` stands for every state
+    unsigned int words; // the most words of the argument; a password may have any number of words
     void (Session::*run)(char *argument);
 };
 
@@ -50,7 +50,7 @@ void Session::Run() {
     TTraceExit exit(TraceCategory::session);
     exit.SetFormatMsg("session ends");
     exit.SetDebugging("Session.cpp", __LINE__);
-    // The timestamp is what says that APOP is offered.
+    // A timestamp in the greeting tells the client that the server offers APOP.
     if (fLogins.apop)
         Ok(text::readyWithTimestamp, fTimestamp.c_str());
     else
@@ -69,14 +69,16 @@ void Session::Run() {
     }
 }
 
-// After a line that is too long, the session goes on. A line that the end of the connection cut off is no command. A
-// line may end with LF alone, as people type it. A CR within a line is harmless, because commands are not forwarded.
+// If a line is too long, the session continues with the next line. If the connection ends within a line, the line is no
+// command. A line may end with LF alone, because people type such lines. A CR within a line is harmless, because
+// commands are not forwarded.
 Session::Read Session::ReadLine(Line &line) {
     fLines.flush();
     fIdleTimer.Start();
     TLineRead const read = fLines.ReadLine(line.text, fsLineLimit);
     fIdleTimer.Stop();
-    // The server hangs up: it does not begin a command that came at the last moment.
+    // If the time is over, the server ends the connection. Therefore a command that came at the last moment is not
+    // begun.
     if (read == TLineRead::end || fIdleTimer.IsOver())
         return Read::end;
     if (read == TLineRead::tooLong)
@@ -89,7 +91,7 @@ void Session::Dispatch(char *line) {
     for (Command const &command : fsCommands) {
         if (!verb.isEqual(command.verb))
             continue;
-        // The verb alone: what stands behind it may be a secret.
+        // Only the verb is traced, because the argument may be a secret.
         TTracePoint::Write(TTrace::information, TraceCategory::session, "C: %s", command.verb);
         if (command.state != State::done && command.state != fState)
             Error(fState == State::authorization ? text::logInFirst : text::alreadyLoggedIn);
@@ -122,7 +124,7 @@ void Session::Capa(char *) {
     fLines << "IMPLEMENTATION tuzutil-pop3d\r\n.\r\n";
 }
 
-// Whether the sizes of all messages are known now.
+// Finds the sizes of all messages that are not deleted. Returns false if such a message cannot be read.
 bool Session::FindSizes() {
     for (std::size_t number = 1; number <= fMailbox->QueryCount(); ++number) {
         Mailbox::Message *const message = fMailbox->Find(number);
@@ -209,9 +211,9 @@ void Session::Top(char *argument) {
         SendMessage(*message, &lines);
 }
 
-// The message is read before it is promised: what is changed or removed meanwhile, or cannot be read to its end, does
-// not reach the client. It goes past the line stream straight to the connection, so what the line stream holds back
-// goes first.
+// Reads the whole message before it sends "+OK". If the message cannot be read, or was changed or removed, the client
+// gets an error reply instead. The message is written directly to the connection, so the bytes in the buffer of the
+// line stream are sent first.
 void Session::SendMessage(Mailbox::Message const &message, std::uint32_t const *bodyLines) {
     Spool spool(fOptions.spoolBytes);
     if (!fMailbox->Copy(message, spool))
@@ -219,7 +221,7 @@ void Session::SendMessage(Mailbox::Message const &message, std::uint32_t const *
     Ok(text::messageFollows);
     fLines.flush();
     bool const isSent = bodyLines ? SendLines(spool, *bodyLines) : SendAll(spool);
-    // The client must not take a part for the whole.
+    // The session ends, because the client must not take a part of the message for the whole message.
     if (!isSent)
         fState = State::done;
 }
@@ -242,7 +244,7 @@ bool Session::SendLines(Spool &spool, std::uint32_t bodyLines) {
             out.EndBody();
         return isSent;
     } catch (TDotByteLinesException &) {
-        return true; // the header and the lines asked for are out, and the end line behind them
+        return true; // the header, the requested lines and the end line were written
     }
 }
 

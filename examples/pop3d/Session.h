@@ -1,7 +1,8 @@
 #ifndef POP3D_SESSION_H
 #define POP3D_SESSION_H
 
-// Session: one client from greeting to goodbye (RFC 1939, RFC 2449, RFC 5034, RFC 2195). One thread.
+// Session: the dialogue with one client, from the greeting to the end (RFC 1939, RFC 2449, RFC 5034, RFC 2195). Only
+// one thread may use a session.
 
 #include "Counters.h"
 #include "Files.h"
@@ -30,19 +31,19 @@ public:
     Session(Session const &) = delete;
     Session &operator=(Session const &) = delete;
 
-    void Run(); // returns when the client has quit or is gone
+    void Run(); // returns when the session is over or the client is gone
 
 private:
     struct Command;
     static Command const fsCommands[];
-    static constexpr std::size_t fsLineLimit = 1024; // bytes of a command without its line end
-    static constexpr int fsMaxRefusals = 5;          // logins that are refused before the session ends
+    static constexpr std::size_t fsLineLimit = 1024; // the most bytes of a command without its line end
+    static constexpr int fsMaxRefusals = 5;          // after this many refused logins, the session ends
 
     enum class State { authorization, transaction, done };
     enum class Read { line, tooLong, zeroByte, end };
 
-    // One command line with its argument. It may hold a password, so its memory is zeroed at the end. The string has
-    // room for the longest line from the beginning: if it had to move to larger memory, the old one would not be
+    // One line of the client. The line may contain a password, so the destructor zeroes its memory. The constructor
+    // reserves memory for the longest line. If the string moved to larger memory later, the old memory would not be
     // zeroed.
     struct Line {
         std::string text;
@@ -63,7 +64,7 @@ private:
     void Error(Text const &text, Arguments const &...arguments) {
         Say("-ERR", text.code, MakeMessage(text, arguments...));
     }
-    void OkLine(std::string const &data); // an answer that is data, not text
+    void OkLine(std::string const &data); // sends an answer that consists of data and is not translated
 
     void Capa(char *argument);
     void User(char *argument);
@@ -82,21 +83,26 @@ private:
 
     void AuthCramMd5();
     void AuthPlain(char const *initial);
-    bool ReadResponse(Line &line); // the client's line after a challenge; false when it gave up or is gone
+    // Reads the client's answer to a challenge. If the client gave up or is gone, or the line is unusable, returns
+    // false.
+    bool ReadResponse(Line &line);
     void Login(std::string const &name, bool isProven);
     void RefuseLogin();
-    void Unlock();   // and forget the mailbox
-    bool IsWanted(); // asked at each block of a message that is read
+    void Unlock();   // releases the lock of the mailbox, and drops fMailbox
+    bool IsWanted(); // called after each block of a message that is read
     bool FindSizes();
-    Mailbox::Message *FindMessage(char const *text, std::uint32_t &number); // null after an error reply
+    // If there is no such message, the functions send an error reply and return null.
+    Mailbox::Message *FindMessage(char const *text, std::uint32_t &number);
     Mailbox::Message *FindMessage(char const *text);
     using Describe = std::string (*)(Mailbox::Message const &);
     static std::string DescribeSize(Mailbox::Message const &message);
     static std::string DescribeUid(Mailbox::Message const &message);
     void SendList(char const *argument, Describe describe);
     void SendMessage(Mailbox::Message const &message, std::uint32_t const *bodyLines);
-    bool SendAll(Spool &spool);                            // false if the client has not got all of it
-    bool SendLines(Spool &spool, std::uint32_t bodyLines); // the header and so many lines
+    // SendAll() sends the whole message. SendLines() sends the header and the first `bodyLines` lines of the body. If
+    // not all of this was sent, the functions return false.
+    bool SendAll(Spool &spool);
+    bool SendLines(Spool &spool, std::uint32_t bodyLines);
 
     SocketStream &fConnection;
     TLineStream fLines;
@@ -108,11 +114,11 @@ private:
     IdleTimer &fIdleTimer;
     State fState = State::authorization;
     std::string fTimestamp;
-    std::string fName; // of USER, until PASS
+    std::string fName; // the name that USER gave; PASS clears it
     std::unique_ptr<Mailbox> fMailbox;
-    file::Handle fLock = file::fsNone; // of the mailbox
+    file::Handle fLock = file::fsNone; // the lock of the mailbox
     int fRefusals = 0;
-    unsigned int fBlocks = 0; // read of messages
+    unsigned int fBlocks = 0; // number of blocks that were read from messages
 };
 
 } // namespace pop3d

@@ -13,14 +13,14 @@ SocketStreamBuf::SocketStreamBuf(net::Handle handle, Patience const &patience) :
 
 SocketStreamBuf::~SocketStreamBuf() {
     SendPending();
-    // A password may have come through.
+    // The buffer may contain a password.
     WipeBytes(fIn.data(), fIn.size());
 }
 
 SocketStreamBuf::int_type SocketStreamBuf::underflow() {
     if (gptr() != egptr())
         return traits_type::to_int_type(*gptr());
-    // What the client has to read before it goes on must be on its way before we wait for it.
+    // Sends the pending bytes before it waits, because the client may need them before it sends anything.
     if (!SendPending())
         return traits_type::eof();
     long const count = net::Receive(fHandle, fIn.data(), fIn.size());
@@ -69,7 +69,9 @@ bool SocketStreamBuf::SendAll(char const *from, std::size_t count) {
     return true;
 }
 
-// Time spent in waiting uses the allowance up, and bytes sent restore it.
+// Waits until there is room to send. Waiting reduces the allowance, and SendAll() restores it by the number of bytes
+// sent. Returns false if the allowance is used up, if there was no room for fPatience.idleSeconds, or if a stop is
+// wanted.
 bool SocketStreamBuf::AwaitRoom() {
     using Clock = std::chrono::steady_clock;
     auto const begin = Clock::now();

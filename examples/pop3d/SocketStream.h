@@ -1,7 +1,8 @@
 #ifndef POP3D_SOCKETSTREAM_H
 #define POP3D_SOCKETSTREAM_H
 
-// SocketStream: an iostream over a connected socket, which is borrowed. One thread at a time.
+// SocketStream: an iostream over a connected socket. The stream borrows the socket. One thread at a time may use the
+// stream.
 
 #include "System.h"
 
@@ -11,10 +12,10 @@
 
 namespace pop3d {
 
-// How long a client is waited for that does not take what it asked for.
+// How long the server waits for a client that does not receive what the server sends.
 struct Patience {
-    int idleSeconds;    // without any progress
-    int bytesPerSecond; // on average; 0 for any rate
+    int idleSeconds;    // the longest time without any progress
+    int bytesPerSecond; // the lowest average rate; 0 for no limit
 };
 
 class SocketStreamBuf : public std::streambuf {
@@ -37,12 +38,13 @@ private:
     bool SendPending();
     bool AwaitRoom();
 
-    // So many bytes a client may be behind the rate that is asked of it: some seconds of any connection's life.
+    // The number of bytes by which a client may fall behind the lowest rate. The connection fails when it falls further
+    // behind.
     static constexpr double fsAllowance = 131072;
 
     net::Handle fHandle;
     Patience fPatience;
-    double fAllowance = fsAllowance; // what is left of it
+    double fAllowance = fsAllowance; // the bytes by which the client may still fall behind
     std::array<char, 4096> fIn;
     std::array<char, 16384> fOut;
 };

@@ -1,13 +1,15 @@
 #ifndef POP3D_SPOOL_H
 #define POP3D_SPOOL_H
 
-// Spool: a message on its way to a client, which may take its time: small ones in memory, others in a temporary file.
+// Spool: contains a message while it is sent to a client, which may be slow. A small message is kept in memory. A
+// larger message is kept in a temporary file.
 
 #include "tuzutil/TMPSTRM.h"
 
 namespace pop3d {
 
-// More than so many bytes are not kept in memory.
+// Moves the message to a temporary file when its next block is added and the message already has at least `bytes`
+// bytes.
 class SpoolLimit : public TTempStreamTest {
 public:
     explicit SpoolLimit(unsigned long bytes) : fBytes(bytes) {}
@@ -27,7 +29,7 @@ class Spool : public TTempStream {
 public:
     explicit Spool(unsigned long limit) : TTempStream(fsBlockSize, "pop3d", new SpoolLimit(limit)) {}
 
-    // Hands everything on; false where it could not be read again, or not be taken.
+    // Writes the whole message to `to`. Returns false if the message cannot be read back, or if `to` fails.
     bool SendTo(std::ostream &to) {
         seekg(0);
         rdbuf()->WriteTo(to);

@@ -1,8 +1,8 @@
 #ifndef POP3D_SYSTEM_H
 #define POP3D_SYSTEM_H
 
-// What the server needs of the operating system beyond the standard library: sockets, the text that the system gave the
-// program, and requests to stop.
+// Functions of the operating system that the standard library does not offer: sockets, the process ID, texts that the
+// system gave the program, and requests to stop.
 
 #include "tuzutil/TSTRING.h"
 
@@ -15,35 +15,38 @@ namespace pop3d::net {
 using Handle = std::intptr_t;
 constexpr Handle fsNone = -1;
 
-// Once per process, before any other call. False where the system's sockets cannot be used.
+// Call this function once per process, before any other function of this namespace. It returns false if the system's
+// sockets cannot be used.
 bool StartUp();
 
-// A listening socket on a numeric IPv4 address; port 0 lets the system choose. On failure fsNone, and the reason in one
-// line in `problem`.
+// Returns a listening socket on a numeric IPv4 address. If the port is 0, the system chooses the port. On failure,
+// returns fsNone and stores the reason, in one line, in `problem`.
 Handle Listen(char const *address, std::uint16_t port, std::string &problem);
 std::uint16_t QueryPort(Handle listener);
 
-// The next client, or fsNone when `milliseconds` have passed without one.
+// Returns the connection of the next client. If no client comes within `milliseconds`, or the connection cannot be
+// accepted, returns fsNone.
 Handle Accept(Handle listener, int milliseconds);
-// The IPv4 address of a client, as a number; 0 if it is gone.
+// Returns the IPv4 address of a client as a number, or 0 if the client is gone.
 std::uint32_t QueryAddress(Handle client);
 inline bool IsLoopback(Handle client) {
     return QueryAddress(client) >> 24 == 127;
 }
 
-// The bytes received, 0 at the end of the data, -1 on failure. Waits.
+// Waits for bytes. Returns the number of bytes received, 0 at the end of the data, or -1 on failure.
 long Receive(Handle client, char *to, std::size_t count);
-// The bytes sent, 0 if there is no room at the moment, -1 on failure. Does not wait.
+// Returns the number of bytes sent, 0 if there is no room at the moment, or -1 on failure. Does not wait.
 long Send(Handle client, char const *from, std::size_t count);
-// Whether there is room to send, or a failure to be told of, before `milliseconds` have passed.
+// Waits until there is room to send, or until the connection has failed. If `milliseconds` pass before that, returns
+// false.
 bool AwaitRoom(Handle client, int milliseconds);
-// Whether the client's end is open, as far as is known. Does not wait.
+// Returns whether the client's end of the connection is open, as far as the system knows. Does not wait.
 bool IsThere(Handle client);
-// Ends the sending; what the client still sends can be received.
+// Ends the sending. Bytes that the client still sends can be received.
 void EndSending(Handle client);
-// Drops what has been received; false after the client's end. Does not wait.
+// Drops bytes that have arrived. Returns false if the client has ended the connection. Does not wait.
 bool Drain(Handle client);
-// Ends all reading and writing, also in another thread that waits; the handle stays valid until Close().
+// Ends all reading and writing, even if another thread waits for it. The handle stays valid until Close().
 void Shutdown(Handle client);
 void Close(Handle handle);
 
@@ -53,11 +56,12 @@ namespace pop3d {
 
 unsigned long ProcessId();
 
-// Text that the system gave the program, such as a word of the command line, in a form for messages.
+// Converts a text that the system gave the program, such as a command-line argument, to a form for messages.
 TString Given(std::string const &text);
 
-// Makes SIGINT, SIGTERM or Ctrl-C set the flag that IsStopWanted() reads. Other signals that would end the process, but
-// are no wish to stop, do not: a terminal that is closed, and a file that grows too large.
+// Makes requests to stop set the flag that IsStopWanted() reads. On Linux, these are SIGINT and SIGTERM. The process
+// then ignores SIGHUP (its terminal was closed) and SIGXFSZ (a file became too large), because they are no requests to
+// stop. On Windows, the requests are Ctrl-C and the other console events.
 void WatchForStop();
 bool IsStopWanted();
 

@@ -1,8 +1,8 @@
 #ifndef POP3D_TEXTS_H
 #define POP3D_TEXTS_H
 
-// All that the server says to people, numbered for translation. German.rc has the same numbers. Words of the protocol
-// stand elsewhere, and stay: so do response codes (RFC 2449).
+// All texts that the server shows to people. Each text has a number, and German.rc contains the translation under the
+// same number. The response codes (RFC 2449) and the words of the protocol are not translated.
 
 #include "tuzutil/TXTMSG.h"
 
@@ -13,7 +13,7 @@ namespace pop3d {
 struct Text {
     long number;
     char const *english;
-    char const *code = ""; // before the text in a response
+    char const *code = ""; // the response code, which precedes the text in a response
 };
 
 namespace text {
@@ -118,7 +118,7 @@ TTextMessage MakeMessage(Text const &text, Arguments const &...arguments) {
     return TTextMessage(Store(), 1, text.number, text.english, TagVar(arguments)...);
 }
 
-// The text in UTF-8.
+// Returns the text in UTF-8, translated if there is a translation.
 template <typename... Arguments>
 std::string Tell(Text const &text, Arguments const &...arguments) {
     return static_cast<char const *>(MakeMessage(text, arguments...));

@@ -1,8 +1,8 @@
 #ifndef POP3D_TRACING_H
 #define POP3D_TRACING_H
 
-// Trace points of the server: component "Protocol", one category a part. Secrets are in none of them. Where entries go
-// is said by the environment:
+// The trace categories of the server, one for each of its parts. They belong to the component "Protocol". The entries
+// contain no secrets. The environment variable NUV_TRACE says where the entries go:
 //     NUV_TRACE="stderr,al,Protocol" pop3d --users users
 
 #include "tuzutil/TRACEP.h"

@@ -10,7 +10,7 @@
 namespace pop3d {
 
 bool Users::Load(std::string const &path, std::string &problem) {
-    // Without a buffer of its own: the secrets are in the one text here only, and in the strings cut out of it.
+    // The file stream has no buffer, because nobody would wipe the secrets in the buffer. `text` wipes its memory.
     std::ifstream file;
     file.rdbuf()->pubsetbuf(nullptr, 0);
     file.open(path, std::ios_base::binary | std::ios_base::ate);

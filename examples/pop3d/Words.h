@@ -1,7 +1,7 @@
 #ifndef POP3D_WORDS_H
 #define POP3D_WORDS_H
 
-// Words: how a command line is taken apart, and made unreadable afterwards.
+// Functions that split a command line into words, and that overwrite it after use.
 
 #include <algorithm>
 #include <cstddef>
@@ -9,13 +9,13 @@
 
 namespace pop3d {
 
-// Overwrites a secret in a way that the optimizer keeps: the writes are volatile.
+// Overwrites a secret with zeros. The writes are volatile, so the optimizer does not remove them.
 inline void WipeBytes(char *text, std::size_t count) {
     for (char volatile *at = text; count > 0; --count)
         *at++ = 0;
 }
 
-// Cuts the next word off; "" if there is none.
+// Returns the next word, and moves `rest` to the text after this word. If there is no word, returns "".
 inline char *NextWord(char *&rest) {
     while (*rest == ' ')
         ++rest;
@@ -34,7 +34,8 @@ inline unsigned int CountWords(char const *text) {
     return count;
 }
 
-// A number of any length, digits only. Those beyond 32 bits become the largest of these, on every system.
+// Reads a number. If the text is empty or contains anything but digits, returns false. If the number does not fit into
+// 32 bits, `number` becomes the largest number of 32 bits.
 inline bool ParseNumber(char const *text, std::uint32_t &number) {
     if (!*text)
         return false;

@@ -28,7 +28,8 @@ void Report(TTextMessage const &message) {
     std::cout << "pop3d: " << message.QueryMessage() << std::endl;
 }
 
-// Under a temporary name first: who finds the file finds the whole number in it.
+// Writes the file under a temporary name first. Therefore a program that finds the port file finds the whole number in
+// it.
 bool WritePortFile(std::string const &path, std::uint16_t port) {
     std::string const unfinished = path + ".tmp";
     std::ofstream out(unfinished, std::ios_base::binary);
@@ -50,7 +51,7 @@ bool OpenTrace(TTrace &trace, std::string &problem) {
 } // namespace
 
 int main(int count, char **arguments) {
-    TUnicode::SetUtf8Mode(1); // what goes out to people
+    TUnicode::SetUtf8Mode(1); // texts for people are in UTF-8
     TSearchNLSPath::SetLang(pop3d::FindLanguage(count, arguments));
     TTextMessageStorePM const texts(pop3d::Store(), "pop3d");
     pop3d::Options options;
@@ -65,7 +66,7 @@ int main(int count, char **arguments) {
     }
     if (options.isStatusWanted)
         return pop3d::ShowStatus(options.address, options.port, problem) ? 0 : Fail(problem);
-    TTrace trace; // entries go where NUV_TRACE says, for as long as it stands
+    TTrace trace; // as long as this object exists, trace entries go where NUV_TRACE says
     if (!OpenTrace(trace, problem))
         return Fail(problem);
     if (!users.Load(options.users, problem))
@@ -77,7 +78,8 @@ int main(int count, char **arguments) {
         return Fail(problem);
     pop3d::WatchForStop();
     std::uint16_t const port = pop3d::net::QueryPort(listener);
-    pop3d::CounterBlock counters(options.address, port); // whoever reads the port file may ask for the status
+    // The counters come before the port file, because a program that has read this file may ask for the status.
+    pop3d::CounterBlock counters(options.address, port);
     if (!options.portFile.empty() && !WritePortFile(options.portFile, port))
         return Fail(pop3d::Tell(pop3d::text::portFileFailed, pop3d::Given(options.portFile)));
     Report(pop3d::MakeMessage(pop3d::text::listening, options.address.c_str(), port));

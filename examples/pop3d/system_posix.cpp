@@ -32,7 +32,7 @@ int Fd(std::intptr_t handle) {
     return static_cast<int>(handle);
 }
 
-// Small enough that a slow client shows soon.
+// In bytes. The buffer is small, because a slow client is noticed only when this buffer is full.
 int const fsSendBuffer = 65536;
 
 // Retries a call that a signal interrupted.
@@ -50,13 +50,14 @@ long Retried(Call call) {
 namespace net {
 
 bool StartUp() {
-    // Each session has its connection, its lock and, while a message is sent, up to three files.
+    // Each session needs a file descriptor for its connection, one for its lock and, while a message is sent, up to
+    // three for files.
     rlimit files;
     if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < 8192) {
         files.rlim_cur = files.rlim_max < 8192 ? files.rlim_max : 8192;
         setrlimit(RLIMIT_NOFILE, &files);
     }
-    // A client that is gone shows in the result of send().
+    // If a client is gone, the result of send() says so. SIGPIPE is not needed.
     return std::signal(SIGPIPE, SIG_IGN) != SIG_ERR;
 }
 
@@ -95,7 +96,8 @@ Handle Accept(Handle listener, int milliseconds) {
         return fsNone;
     int const fd = accept4(Fd(listener), nullptr, nullptr, SOCK_CLOEXEC);
     if (fd < 0) {
-        // Where there is no room for the client it stays in the queue: asked at once again, the answer is the same.
+        // If there is no room for the client, it stays in the queue. The wait is necessary because accept() would fail
+        // again at once.
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
             poll(nullptr, 0, milliseconds);
         return fsNone;
@@ -218,7 +220,7 @@ void Close(Handle file) {
     close(Fd(file));
 }
 
-// The lock is on the folder itself, whatever it is called.
+// The lock is on the folder itself, so every path to the folder leads to the same lock.
 Handle Lock(std::string const &mailbox, bool &isInUse) {
     int const fd = open(mailbox.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     isInUse = false;

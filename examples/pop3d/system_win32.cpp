@@ -19,7 +19,7 @@ namespace {
 
 std::atomic<bool> fsStop{false};
 
-// Small enough that a slow client shows soon.
+// In bytes. The buffer is small, because a slow client is noticed only when this buffer is full.
 int const fsSendBuffer = 65536;
 
 BOOL WINAPI WantStop(DWORD) {
@@ -31,7 +31,8 @@ SOCKET Socket(net::Handle handle) {
     return static_cast<SOCKET>(handle);
 }
 
-// Whether a socket can be read or written, or has failed, before the time has passed.
+// Waits until the socket can be read (or written, if `isForWriting` is true), or has failed. If the time passes before
+// that, returns false.
 bool Await(net::Handle handle, bool isForWriting, int milliseconds) {
     fd_set watched;
     FD_ZERO(&watched);
@@ -59,7 +60,7 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
         return fsNone;
     }
     SOCKET const s = socket(AF_INET, SOCK_STREAM, 0);
-    // Without it another process could listen on the same port beside us.
+    // Without this option, another process could listen on the same port at the same time.
     BOOL const on = TRUE;
     if (s != INVALID_SOCKET)
         setsockopt(s, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<char const *>(&on), sizeof on);
@@ -88,7 +89,8 @@ Handle Accept(Handle listener, int milliseconds) {
         return fsNone;
     SOCKET const s = accept(Socket(listener), nullptr, nullptr);
     if (s == INVALID_SOCKET) {
-        // Where there is no room for the client it stays in the queue: asked at once again, the answer is the same.
+        // If there is no room for the client, it stays in the queue. The wait is necessary because accept() would fail
+        // again at once.
         if (WSAGetLastError() == WSAEMFILE || WSAGetLastError() == WSAENOBUFS)
             Sleep(static_cast<DWORD>(milliseconds));
         return fsNone;
@@ -108,7 +110,8 @@ std::uint32_t QueryAddress(Handle client) {
     return isKnown && at.sin_family == AF_INET ? ntohl(at.sin_addr.s_addr) : 0;
 }
 
-// A shutdown from another thread does not reach a recv() that waits, so the wait goes in steps.
+// If another thread calls shutdown(), a recv() that waits does not return. Therefore this function waits in steps of
+// 200 ms, and checks between them whether a stop is wanted.
 long Receive(Handle client, char *to, std::size_t count) {
     for (;;) {
         if (Await(client, false, 200)) {
@@ -164,14 +167,14 @@ HANDLE File(Handle handle) {
     return reinterpret_cast<HANDLE>(handle);
 }
 
-// Does not follow a link at the end of the path, and waits for nothing.
+// If the path ends with a link, opens the link itself.
 Handle OpenAt(std::wstring const &path, DWORD rights, DWORD flags = 0) {
     HANDLE const handle = CreateFileW(path.c_str(), rights, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, OPEN_EXISTING, flags | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     return handle == INVALID_HANDLE_VALUE ? fsNone : reinterpret_cast<Handle>(handle);
 }
 
-// Where an open file really is, whatever links led there; empty on failure.
+// Returns the path of an open file without any links. On failure, returns an empty path.
 std::wstring FinalPath(Handle handle) {
     std::wstring path(512, L'\0');
     for (;;) {
@@ -183,7 +186,7 @@ std::wstring FinalPath(Handle handle) {
     }
 }
 
-// Whether the last call failed for this reason.
+// Returns whether the last call failed because the file or its folder does not exist.
 bool IsMissing() {
     return GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND;
 }
@@ -206,9 +209,9 @@ bool Describe(Handle handle, Identity &identity) {
 } // namespace
 
 struct Folder::System {
-    std::wstring path; // the final one
+    std::wstring path; // the path of the folder without any links
 
-    // A regular file that is in this folder, and not somewhere else where a link leads.
+    // Opens a regular file in this folder. If a link leads to a file elsewhere, returns fsNone.
     Handle Open(std::string const &name, DWORD rights, Identity &identity) const {
         std::wstring const wanted = path + L'\\' + std::filesystem::path(name).wstring();
         Handle const handle = OpenAt(wanted, rights);
@@ -220,8 +223,8 @@ struct Folder::System {
     }
 };
 
-// The folder of which this is the final path; that of the mailbox may be reached over a link, which the owner of the
-// users file names.
+// Finds the path of the folder without any links. The mailbox may be a link, because the administrator named it in the
+// users file. A folder in the mailbox must not be a link.
 Folder::Folder(std::string const &mailbox, std::string const &name) {
     std::wstring const given = std::filesystem::path(mailbox).wstring();
     HANDLE const outer = CreateFileW(given.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
@@ -280,7 +283,8 @@ void Close(Handle file) {
     CloseHandle(File(file));
 }
 
-// A file in the mailbox that one process at a time can have open. It is removed when it is closed, however that comes.
+// The lock is a file in the mailbox. Only one handle at a time can have this file open. The system removes the file
+// when the handle is closed, even if the process ends unexpectedly.
 Handle Lock(std::string const &mailbox, bool &isInUse) {
     std::wstring const path = (std::filesystem::path(mailbox) / ".pop3d-lock").wstring();
     HANDLE const handle =

@@ -1,9 +1,9 @@
-// tracejson: trace records as JSON, one object a line, for programs that collect logs.
+// tracejson: writes trace records as JSON, one object on each line, for programs that collect logs.
 //
 //     NUV_TRACE="json[tracejson](mail.json),al"
 //
-// The argument is the file's name; lines are added to it. Without one they go to standard error. All that is not UTF-8
-// becomes U+FFFD, so that every line is valid.
+// The argument is the name of a file, to which the lines are appended. If no name is given, the lines are written to
+// standard error. Bytes that are not valid UTF-8 become U+FFFD, because every line must be valid JSON.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TDATETIM.h"
@@ -20,7 +20,7 @@
 
 namespace {
 
-// A text up to its first zero; null if there is none.
+// Returns the text up to its first zero byte as a JSON string. For a null string, returns the JSON value null.
 std::string Quoted(TString const &text) {
     if (text.IsNull())
         return "null";
@@ -64,7 +64,7 @@ public:
             ",\"component\":" + Quoted(TTrace::QueryComponentName(category.QueryComponent())) +
             ",\"category\":" + Quoted(category.QueryString()) + ",\"file\":" + Quoted(message.QueryFile()) +
             ",\"line\":" + std::to_string(message.QueryLine()) + ",\"text\":" + Quoted(message.QueryMessage()) + "}\n";
-        fOut->clear(); // what was wrong with an earlier record may be over
+        fOut->clear(); // if an earlier record failed, this one may succeed
         *fOut << line << std::flush;
     }
 

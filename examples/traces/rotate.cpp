@@ -1,10 +1,11 @@
-// tracerotate: a trace file that is put aside when it has reached a size.
+// tracerotate: a trace file that is renamed, and begun again, before it would exceed a size.
 //
 //     NUV_TRACE="rotate[tracerotate](mail.log;1048576;5),erwa"
 //
-// The argument is the file's name, the size in bytes (one mebibyte if it is left out), and how many older files are
-// kept (3): mail.log.1 is the newest of them. Records look as in other trace files, with LF behind each line on every
-// system, and none is divided between two.
+// The argument is the name of the file, the size in bytes, and the number of older files that are kept. If the size is
+// left out, it is one mebibyte. If the number is left out, it is 3. The newest of the older files is mail.log.1. A
+// record has the form that it has in other trace files, but its line ends with LF on every system. A record is never
+// divided between two files.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TRACEFAC.h"
@@ -21,14 +22,14 @@ class RotatingTrace : public TTrace::Base {
 public:
     RotatingTrace(std::string const &name, std::uint64_t limit, unsigned kept)
         : Base(joinsLater), fName(name), fLimit(limit), fKept(kept) {
-        Open(std::ios_base::app); // what a former run has written counts
+        Open(std::ios_base::app); // what an earlier run has written counts for the size
     }
 
     void Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) override {
         std::string const record = Compose(level, message);
         if (fSize != 0 && fSize + record.size() > fLimit)
             Rotate();
-        fFile.clear(); // what was wrong with an earlier record may be over
+        fFile.clear(); // if an earlier record failed, this one may succeed
         fFile << record << std::flush;
         fSize += record.size();
     }
@@ -47,10 +48,10 @@ private:
     void Rotate() {
         fFile.close();
         for (unsigned number = fKept; number > 0; --number) {
-            std::remove(Numbered(number).c_str()); // some systems do not rename onto a file
+            std::remove(Numbered(number).c_str()); // on some systems, std::rename() fails if the new name exists
             std::rename(Numbered(number - 1).c_str(), Numbered(number).c_str());
         }
-        Open(std::ios_base::app); // empty, unless somebody else keeps the file in its place
+        Open(std::ios_base::app); // the file is new, unless renaming failed; then it is continued
     }
 
     std::string Numbered(unsigned number) const { return number == 0 ? fName : fName + '.' + std::to_string(number); }
@@ -69,7 +70,7 @@ private:
     std::uint64_t fSize = 0;
 };
 
-// The part of a list before its first ";", which the list loses.
+// Returns the part of the list before its first ";". Removes this part and the ";" from the list.
 std::string TakePart(std::string &list) {
     std::size_t const end = std::min(list.find(';'), list.size());
     std::string part = list.substr(0, end);
@@ -91,7 +92,7 @@ public:
         std::string rest(argument);
         std::string const name = TakePart(rest);
         if (name.empty())
-            return TTrace(); // nowhere to trace to
+            return TTrace(); // without a name, there is no destination
         std::uint64_t const limit = NumberOr(TakePart(rest), 1 << 20);
         auto const kept = static_cast<unsigned>(std::min<std::uint64_t>(NumberOr(TakePart(rest), 3), 999));
         return TTrace::Make<RotatingTrace>(std::string(TFileName(name.c_str()).FixDelim().QueryNative()), limit, kept);
