@@ -41,7 +41,7 @@ if(WIN32)
         tuzutil_runtime_dlls(runtime)
         install(FILES ${runtime} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
     endif()
-    # The toolchain and the runner are for users who build their programs on another system.
+    # The toolchain file, and the script winerun.sh that runs programs, are for users who build on another system.
     if(CMAKE_SIZEOF_VOID_P EQUAL 4)
         set(toolchain cmake/mingw-i686.cmake)
     else()
@@ -65,8 +65,8 @@ endif()
 configure_file(cmake/tuzutil.pc.in ${PROJECT_BINARY_DIR}/tuzutil.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tuzutil.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
-# These files tell debuggers how to show the library's objects. If the library is installed in a folder in which gdb
-# looks for such files (/usr on Debian), gdb loads its file together with the library.
+# These files tell debuggers how to show the library's objects. If the library is installed where gdb looks for such
+# files (in /usr on Debian), gdb loads tuzutil_gdb.py together with the library.
 install(FILES tools/debug/tuzutil.natvis DESTINATION ${CMAKE_INSTALL_DATADIR}/tuzutil COMPONENT Development)
 if(kind STREQUAL "SHARED_LIBRARY" AND NOT WIN32)
     install(FILES tools/debug/tuzutil_gdb.py RENAME libtuzutil.so.${PROJECT_VERSION}-gdb.py

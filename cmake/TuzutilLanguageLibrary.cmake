@@ -4,21 +4,22 @@
 #
 # Builds a library with the texts of one language from a resource script in UTF-8. TTextMessageStorePM and
 # TNLSResourceDll read such libraries. The target NAME_language makes the file language/NAME.dll below the output
-# directory. If no output directory is given, this is the folder of the program TARGET, or else the folder of the
-# programs that are built. If the language has a code page, for example "German.1252", the file is German/1252/NAME.dll.
-# If no language is given, the target NAME makes NAME.dll. The library tuzutil uses this file if it finds none for the
-# current language.
+# directory. If the language has a code page, for example "German.1252", the file is German/1252/NAME.dll. If no
+# language is given, the target NAME makes NAME.dll. tuzutil reads this file if there is no file for the current
+# language.
+# If no output directory is given, it is the folder of the program TARGET. If there is no TARGET either, it is
+# CMAKE_RUNTIME_OUTPUT_DIRECTORY or, if that variable is not set, the current binary directory.
 #
-# If TARGET is given, the library is built whenever that program is built, and is put beside the program. If DESTINATION
-# is given, the library is installed below that folder, which should be the folder in which the program is installed.
+# If TARGET is given, the library is built whenever that program is built. If DESTINATION is given, the library is
+# installed below that folder, which should be the folder in which the program is installed.
 #
 # The build fails, and names the file and the line, in these cases:
 # - A number is given twice, or is above 65535.
-# - A text is longer than 256 characters or, in UTF-8, longer than 256 bytes, because only so much is loaded. If
-#   ALLOW_LONG_TEXTS is given, this is no fault.
-# - DEFAULTS is given, and a text does not fit the values that the text of the same number in the file DEFAULTS takes.
-#   This file is a resource script, or the C++ source with the program's own texts. In such a source, each text follows
-#   its number, as in {17, "%2$s has %1$d messages"}.
+# - A text is longer than 256 characters or, in UTF-8, longer than 256 bytes, because tuzutil loads no more. If
+#   ALLOW_LONG_TEXTS is given, the build accepts such texts.
+# - DEFAULTS is given, and the file DEFAULTS has no text of the same number, or the text does not fit the values that
+#   the text in DEFAULTS takes. This file is a resource script, or the C++ source with the program's own texts. In such
+#   a source, each text follows its number, as in {17, "%2$s has %1$d messages"}.
 foreach(folder ${CMAKE_CURRENT_LIST_DIR} ${CMAKE_CURRENT_LIST_DIR}/../tools)
     if(EXISTS ${folder}/tuzutil_messages.py)
         set(TUZUTIL_MESSAGE_COMPILER ${folder}/tuzutil_messages.py CACHE INTERNAL "")

@@ -27,7 +27,7 @@ target_compile_options(plain_suite_headers PRIVATE $<$<CONFIG:RelWithDebInfo,Rel
 #
 # Builds the test program NAME_test, which is linked to the library and to GoogleTest's main(). If the file NAME_test.cpp
 # exists, it is a source of the program.
-#   SUPPORT        Stems of files in tests/support. For a name, the program gets NAME_posix.cpp or NAME_win32.cpp.
+#   SUPPORT        Stems of files in tests/support. For the stem x, the program gets x_posix.cpp or x_win32.cpp.
 #   NEEDS          Targets that are built before the suite is.
 #   SOURCES        Further sources in the folder of the suite.
 #   OWN_COPY       Sources of the library, relative to src/. The program contains its own copy of each of them.

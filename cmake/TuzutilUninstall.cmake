@@ -10,7 +10,7 @@ foreach(manifest ${manifests})
     foreach(file ${files})
         set(file "$ENV{DESTDIR}${file}")
         file(REMOVE "${file}")
-        # Only folders with the name of the library, and folders within them, are removed, because others may belong to
+        # Only folders named tuzutil, and folders within them, are removed, because all other folders may belong to
         # other software.
         cmake_path(GET file PARENT_PATH folder)
         while(folder MATCHES "/tuzutil(/|$)")

@@ -1,6 +1,6 @@
-# The same warnings are on for everything that this project builds, unless another project contains it. In the presets,
-# whose compilers are known, warnings are errors. Elsewhere they are not errors, because another compiler, or another
-# version, may warn of correct code.
+# All targets of this project have the same warnings. If another project contains this one, the warnings are off. In the
+# presets, warnings are errors, because the compilers are known. Outside of the presets they are not errors, because
+# another compiler or version may warn of correct code.
 option(TUZUTIL_WARNINGS "Let the compiler warn" ${PROJECT_IS_TOP_LEVEL})
 option(TUZUTIL_WARNINGS_AS_ERRORS "Take every warning for an error" OFF)
 

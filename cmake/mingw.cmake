@@ -1,4 +1,5 @@
-# The common part of the toolchains for Windows. Before a toolchain includes this file, it sets the machine.
+# The common part of the toolchain files for Windows. Such a file sets CMAKE_SYSTEM_PROCESSOR and TUZUTIL_MINGW before
+# it includes this file.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_C_COMPILER ${TUZUTIL_MINGW}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${TUZUTIL_MINGW}-g++-posix)
@@ -10,8 +11,8 @@ add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-gdwarf-4>)
 # Without a time stamp, a second build gives the same bytes.
 add_link_options(-Wl,--no-insert-timestamp)
 
-# If this file is installed, the script that runs programs is beside it, and CMake also looks for packages in the folder
-# in which the library is installed.
+# If this file is installed, the script winerun.sh, which runs programs, is beside it. CMake then also looks for
+# packages in the folder in which the library is installed.
 if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/winerun.sh)
     set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/winerun.sh)
     get_filename_component(own ${CMAKE_CURRENT_LIST_DIR}/../../.. ABSOLUTE)

@@ -1,7 +1,9 @@
-// tuzutil_check_formats FILE: whether translations find the values that the default texts take, as the library sees it.
+// tuzutil_check_formats FILE: checks whether translations fit the values that the default texts take. The library
+// itself decides this.
 //
-// A line of FILE is "number default translation", both texts in hexadecimal, "-" for an empty one. For each translation
-// that does not fit, prints "number what is wrong". Exit status: 0 all fit, 1 some do not, 2 wrong use.
+// Each line of FILE is "number default translation". Both texts are in hexadecimal digits, and "-" stands for an empty
+// text. For each translation that does not fit, the program prints a line with the number and what is wrong. Exit
+// status: 0 if all translations fit, 1 if some do not, 2 for wrong use.
 
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
@@ -17,15 +19,15 @@ namespace {
 
 constexpr std::uint32_t fsMostArguments = 99;
 
-// What the library says of a format: a conversion over a value that it cannot take, "*" for a width or a precision; or
-// the conversion n, without an argument.
+// A fault that the library reports: the conversion that cannot take the value of this argument. "*" stands for a width
+// or a precision. The conversion n is always a fault, and then `argument` is 0.
 struct TFault {
     char conversion;
     std::uint32_t argument;
 };
 
-// Collects the faults from the trace. Their entries differ in the number of their arguments: store, set and number come
-// first, file and line last.
+// Collects the faults from the trace entries. The number of arguments of an entry shows the kind of the fault. The
+// first arguments of every entry are store, set and number, and the last arguments are file and line.
 class TFaultTrace : public TTrace::Base {
 public:
     TFaultTrace() : Base(joinsLater, TTrace::warning, TUtilityTraceCategory::Message.QueryComponent()) {}
@@ -52,9 +54,11 @@ public:
     TChecker()
         : fHandle(TTrace::Make<TFaultTrace>()), fTrace(static_cast<TFaultTrace *>(fHandle.QueryPointer().Pointer())) {}
 
-    // What is wrong with a translation; empty where it fits.
+    // Returns what is wrong with a translation. If the translation fits, returns an empty text.
     std::string Check(std::string const &defaultText, std::string const &translation) {
-        // Without values every conversion says what it needs; with them, nothing is left to say unless two differ.
+        // If there are no values, the library reports every conversion with its argument as a fault. The second call of
+        // Validate() supplies fitting values. It reports a fault only if two conversions need different values of one
+        // argument.
         std::map<std::uint32_t, char> needs;
         for (TFault const &fault : Validate(defaultText, {})) {
             if (fault.argument > fsMostArguments)
@@ -97,7 +101,7 @@ private:
     }
 
     static std::vector<TagVar> Values(std::map<std::uint32_t, char> const &needs) {
-        // No conversion takes a date: where the default text leaves a number out, nothing fits.
+        // If the default text does not use an argument, the argument gets a date, because no conversion takes a date.
         std::vector<TagVar> values(needs.empty() ? 0 : needs.rbegin()->first, TagVar(TagVar::date));
         for (auto const &[argument, conversion] : needs) {
             if (argument == 0)
@@ -128,10 +132,10 @@ private:
     }
 
     TTrace fHandle;
-    TFaultTrace *fTrace; // of the handle
+    TFaultTrace *fTrace; // owned by fHandle
 };
 
-// "-" or pairs of hexadecimal digits; false for anything else.
+// Decodes pairs of hexadecimal digits, or "-". Returns false for any other text.
 bool Decode(std::string const &digits, std::string &text) {
     text.clear();
     if (digits == "-")

@@ -3,19 +3,22 @@
 
     tuzutil_messages.py [--defaults FILE --checker COMMAND [--emulator COMMAND]] [--allow-long] (--rc | --cpp) OUT IN.rc
 
-IN is a resource script in UTF-8 that holds string tables and nothing else:
+IN.rc is a resource script in UTF-8 that contains only string tables:
 
     STRINGTABLE
     BEGIN
         17 "%2$s hat %1$d Nachrichten"   // the message's number, and its text
     END
 
-It is refused, with file and line, where a number is given twice or above 65535, where a text is longer than the loader
-reads, and where a text's conversions do not fit those of the same number in the defaults, or there is none; COMMAND,
-installed as tuzutil_check_formats, asks the library about them. The defaults are the texts that the program itself
-holds: a script as well, or the C++ source where each stands behind its number, as in {17, "%2$s has %1$d messages"}.
---rc writes a script for windres, --cpp the table that the library reads on Linux. Exit status: 0, 1 for a refused
-source, 2 for wrong use.
+IN.rc is refused, and the file and the line are named, in these cases:
+- A number is given twice, or is above 65535.
+- A text is longer than the library loads. If --allow-long is given, such a text is accepted.
+- FILE has no text of the same number, or the conversions of the two texts do not fit. COMMAND, which is installed as
+  tuzutil_check_formats, asks the library about this.
+
+FILE has the default texts, which the program itself contains. FILE is a resource script, or a C++ source in which each
+text follows its number, as in {17, "%2$s has %1$d messages"}. --rc writes a script for windres. --cpp writes the table
+that the library reads on Linux. Exit status: 0 for success, 1 for a refused source, 2 for wrong use.
 """
 
 import argparse
@@ -26,11 +29,11 @@ import tempfile
 from pathlib import Path
 
 HIGHEST_NUMBER = 65535
-LONGEST_TEXT = 256  # characters of 16 bits, and bytes in UTF-8
+LONGEST_TEXT = 256  # the most characters of 16 bits, and also the most bytes in UTF-8
 
 
 class Refused(Exception):
-    """A source that is not accepted: the place, and why."""
+    """A source is not accepted. The text says where and why."""
 
 
 TOKEN = re.compile(r"""
@@ -49,7 +52,7 @@ OPTIONS = {"DISCARDABLE", "MOVEABLE", "FIXED", "PURE", "IMPURE", "PRELOAD", "LOA
 
 
 class Source:
-    """A script as a row of tokens."""
+    """The tokens of a resource script."""
 
     def __init__(self, path):
         self.path = path
@@ -63,7 +66,7 @@ class Source:
         self.at = 0
 
     def split(self, text):
-        """Yields (kind, text, line); the last one is the end."""
+        """Yields (kind, text, line) for each token. The last token has the kind "end"."""
         line, place = 1, 0
         while place < len(text):
             match = TOKEN.match(text, place)
@@ -82,7 +85,7 @@ class Source:
         return self.tokens[self.at][1].upper() in texts
 
     def take(self, kind, wanted):
-        """The next token's text and line."""
+        """Returns the text and the line of the next token, which must be of this kind."""
         token = self.tokens[self.at]
         if token[0] != kind:
             self.refuse(token[2], f"{wanted} expected instead of {token[1]}")
@@ -119,10 +122,10 @@ class Source:
         return text
 
     def read(self):
-        """{number: (text, line)}"""
+        """Returns {number: (text, line)}."""
         texts = {}
         while not self.peek("THE END OF THE FILE"):
-            if self.skip("LANGUAGE"):  # the folder says which language it is
+            if self.skip("LANGUAGE"):  # ignored, because the name of the folder says the language
                 self.take("word" if self.tokens[self.at][0] == "word" else "number", "a language")
                 self.skip(",")
                 self.take("word" if self.tokens[self.at][0] == "word" else "number", "a sublanguage")
@@ -155,7 +158,7 @@ SOURCE_LETTERS = {**LETTERS, "a": "\a", "b": "\b", "f": "\f", "v": "\v", "?": "?
 
 
 def read_defaults(path):
-    """{number: (text, line)}, of a script or of a C++ source"""
+    """Returns {number: (text, line)} for a resource script or a C++ source."""
     if Path(path).suffix.lower() == ".rc":
         return Source(path).read()
     try:
@@ -182,7 +185,7 @@ def read_defaults(path):
 
 
 def units(text):
-    """The 16-bit characters of a text."""
+    """Returns the 16-bit characters of a text."""
     raw = text.encode("utf-16-le")
     return [raw[i] | raw[i + 1] << 8 for i in range(0, len(raw), 2)]
 
@@ -228,7 +231,7 @@ def as_rc(texts):
 
 
 def as_cpp(texts):
-    """The layout that src/platform/posix/text_table.h describes."""
+    """Returns the table as C++ source. src/platform/posix/text_table.h describes the layout of the table."""
     entries, characters = [], []
     for number in sorted(texts):
         text = units(texts[number][0])

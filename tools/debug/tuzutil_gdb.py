@@ -1,14 +1,14 @@
 """Shows the library's objects in gdb: strings, values, messages, exceptions, references, and the trace destinations.
 
-gdb loads this file together with libtuzutil.so if the file stands in gdb's auto-load folder, where the package installs
-it. Otherwise: (gdb) source tuzutil_gdb.py
+If this file is in gdb's auto-load folder, where the package installs it, gdb loads it together with libtuzutil.so.
+Otherwise, load the file with this command: (gdb) source tuzutil_gdb.py
 
-    null                    a null string                   "text" [shared by 3]    three strings have this buffer
-    ""                      a nil string                    "text" [secret]         wiped when it is released
+    null                    a null string                   "text" [shared by 3]    three strings share this buffer
+    ""                      a nil string                    "text" [secret]         the text will be wiped
     u"text"                 16-bit text
 
-The command "info tuzutil-traces" lists the trace destinations of the process. No printer calls a function of the
-program, so that core files can be shown too.
+The command "info tuzutil-traces" lists the trace destinations of the process. The printers call no function of the
+program. Therefore they also work for core files.
 """
 
 import struct
@@ -17,7 +17,7 @@ import gdb
 import gdb.printing
 import gdb.types
 
-LONGEST = 200  # bytes of a text that are shown
+LONGEST = 200  # the most bytes of a text that are shown
 
 
 def deref(pointer, name):
@@ -64,7 +64,7 @@ class String:
 KINDS = {0: "nil", 1: "endOfArgs", 2: "integer", 3: "unsignedInteger", 4: "real", 5: "string", 6: "wideString", 7: "date",
          8: "time", 9: "dateTime", 10: "voidPtr", 64: "integer64", 72: "unsignedInteger64", 80: "unshown"}
 
-KEPT = (0x10000005, 0x10000006)  # arguments of messages, which hold the buffer of a text
+KEPT = (0x10000005, 0x10000006)  # only in messages; such an argument points to the buffer of a text
 
 
 def show_value(value):
@@ -119,7 +119,7 @@ class Message:
 
 
 class Problem:
-    """An exception of the family: class, ID, texts from the newest, and places from the oldest."""
+    """A TException: its class, its ID, its texts (the newest first), and its places (the oldest first)."""
 
     def __init__(self, value):
         if value.type.code in (gdb.TYPE_CODE_REF, gdb.TYPE_CODE_RVALUE_REF):
