@@ -1,5 +1,5 @@
 // TDirectory: lists the entries of a directory, and makes directories. Open searches are kept in TFindTable
-// (search_table.h). No lock is taken except that of the table, which is released before a trace entry is written.
+// (search_table.h). The functions take only the lock of this table, and release it before they write a trace entry.
 
 #include "tuzutil/DIRECTRY.h"
 
@@ -45,14 +45,14 @@ bool IsSelfOrParent(char const *name) noexcept {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// Returns whether the caller wants the entry: a file, or a directory other than "." and "..". A caller that passes null
-// for `isDirectory` wants only files.
+// Returns whether the caller wants the entry. A file is always wanted. A directory is wanted if `isDirectory` is not
+// null and the name is neither "." nor "..".
 bool IsWanted(platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     return !entry.isDirectory || (isDirectory && !IsSelfOrParent(entry.name));
 }
 
-// Returns whether an entry is listed. A name with a backslash is left out and traced, because the library would take it
-// for a path to another file.
+// Returns whether an entry is listed. If a wanted name contains a backslash, it is traced and not listed, because
+// tuzutil would take it for a path to another file.
 bool IsTaken(TString const &path, platform::TDirectoryEntry const &entry, int const *isDirectory) noexcept {
     if (!IsWanted(entry, isDirectory))
         return false;
@@ -76,8 +76,8 @@ void TraceCreated(char const *path) noexcept {
     fsReports.Note("Created directory %s", path);
 }
 
-// Returns a path in the form that trace entries show. The function for paths of `char` does not convert them, because
-// the conversion would refuse a backslash.
+// These functions return a path in the form that trace entries show. Paths of `char` are not converted, because the
+// conversion would refuse a backslash.
 [[maybe_unused]] TString Shown(char const *path) {
     return TString(path);
 }
@@ -103,7 +103,7 @@ TDirectory &TDirectory::operator=(TDirectory const &other) {
 TDirectory::~TDirectory() {
     if (fHandle == TFindTable::fsNone || TFindTable::fsOnly.Close(fHandle))
         return;
-    int const error = EINVAL; // a copy of this object has closed the handle
+    int const error = EINVAL; // reported, because a copy of this object has closed the handle
     fsReports.Error("TDirectory::~TDirectory(): _findclose(%s) error %d: %s", fPath, error,
                     platform::RuntimeErrorText(error));
 }
@@ -155,8 +155,8 @@ int TDirectory::MakeDir(TString const &path) {
 }
 
 // Shortens the path by one part at a time until the shortened path exists or can be made. Then makes the longer paths
-// in turn. All paths are cut from one text: a zero replaces the separator after the last part. Texts for all paths
-// would need too much memory, because a path from outside may have any number of parts.
+// in turn. All paths are cut from one text: a zero replaces the separator after the last part of a path. A text for
+// each path would need too much memory, because the caller's path may have any number of parts.
 int TDirectory::MakeTree(TString const &path) {
     TString levels = path ? path : TString("");
     levels.MakeUnique();

@@ -218,7 +218,7 @@ bool TDotByteStreamBuf::IsReadable() const noexcept {
 }
 
 void TDotByteStreamBuf::BeforeRead() {
-    // The exchange is slower than the load, so it is made only after a call of Cancel().
+    // exchange() is slower than load(), so it is called only if Cancel() was called.
     if (fCancel.load(std::memory_order_relaxed) && fCancel.exchange(0))
         RaiseCancelled();
 }
@@ -257,7 +257,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
 }
 
 std::size_t TDotByteStreamBuf::TakePieces(char *into, std::size_t size) {
-    bool const isCancelled = fCancel.load(std::memory_order_relaxed) != 0; // the next underflow() then throws
+    bool const isCancelled = fCancel.load(std::memory_order_relaxed) != 0; // if true, the next underflow() throws
     if (isCancelled || !IsReadable() || fReadState != State::atLineStart || fGathered != 0)
         return 0;
     std::string_view const lines = source_reader::HeldLines(*fSource, size);

@@ -1,7 +1,8 @@
 // TException and its derived classes: their texts and locations. Only texts are allocated. If there is no memory for a
 // text, the text becomes null and nothing is thrown, because the exception itself may report a lack of memory. Trace()
 // takes the trace lock, unless the global level or component excludes exceptions. No other function takes a lock.
-// what() makes its text at the first call. A function that changes a part of this text discards the text.
+// what() makes its text at the first call. If a function changes a part of the exception that this text shows, the
+// function discards the text.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -24,7 +25,7 @@ TString TextOrNull(char const *text) noexcept {
 
 // Appends to a list of at most five entries. TException::appendText() in EXCEPTN.h says what happens to a full list.
 template <typename Entry>
-void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // copied, because it may be in the list
+void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by value: it may be an entry of the list
     if (count < 5) {
         list[count++] = entry;
         return;
@@ -186,7 +187,7 @@ TException &TException::setErrorCodeGroup(char const *group) noexcept {
 }
 
 TException &TException::setText(char const *text) noexcept {
-    TString const first = TextOrNull(text); // may be a part of what()
+    TString const first = TextOrNull(text); // copied first, because `text` may point into what()
     fDescription.Forget();
     fTexts[0] = first;
     fTextCount = 1;
@@ -194,7 +195,7 @@ TException &TException::setText(char const *text) noexcept {
 }
 
 TException &TException::appendText(char const *text) noexcept {
-    TString const next = TextOrNull(text); // may be a part of what()
+    TString const next = TextOrNull(text); // copied first, because `text` may point into what()
     fDescription.Forget();
     AppendToFive(fTexts, fTextCount, next);
     return *this;

@@ -18,8 +18,8 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/FILTSTRM");
 
-// Copies `count` bytes, at most `most`. Usually `count` is `most`, which is a constant. The compiler copies a constant
-// number of bytes without a call.
+// Copies `count` bytes. Usually `count` equals the constant `most`. The compiler copies a constant number of bytes
+// without a call.
 template <std::size_t most>
 void CopyBytes(char const *from, std::size_t count, char *to) noexcept {
     if (count == most)
@@ -39,7 +39,7 @@ std::streambuf::int_type TFilterStreamBuf::underflow() {
             return traits_type::to_int_type(*gptr());
         if (!IsReadable())
             return traits_type::eof();
-        // Throws, because callers would take a return of end of file for the end of the data.
+        // This throws, because callers would take a result of eof() for the end of the data.
         if (doallocate() != 0)
             fsReports.RaiseOutOfMemory();
         // If ReadPiece() throws, nothing can be put back, because the piece is incomplete.
@@ -143,13 +143,13 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
         auto const waiting = static_cast<std::size_t>(pptr() - pbase());
         if (!FlushPutArea())
             return 0;
-        // As many bytes stay in the area as if they had been written one by one: bytes that fill the area exactly stay
-        // there until one more byte is written.
+        // As many bytes stay in the area as if they had been written one by one. Bytes that fill the area exactly then
+        // stay there until one more byte is written.
         auto const size = static_cast<std::size_t>(fPutEnd - fPutBegin);
         std::size_t const stay = unbuffered || size == 0 ? 0 : (waiting + given - 1) % size + 1;
         if (stay < given)
             WriteThrough(bytes, given - stay);
-        if (stay != 0) // without bytes that stay, there may be no area
+        if (stay != 0) // if no bytes stay, there may be no area
             Append(bytes + (given - stay), stay);
         return count;
     });
@@ -161,8 +161,8 @@ int TFilterStreamBuf::sync() {
     if (!fControl.IsUnitBuffered())
         return overflow(traits_type::eof());
     // If std::unitbuf is set, the destructor of an output sentry may call this function. An exception that leaves a
-    // destructor ends the process. A reported failure could end it too, because the stream may throw on failures. So
-    // the exception is kept for the next write.
+    // destructor ends the process. A result of -1 could end the process too, because the stream may then throw. So the
+    // exception is kept for the next write.
     TNoCancel const noCancel;
     try {
         FlushPutArea();

@@ -10,7 +10,8 @@
 namespace {
 
 constexpr unsigned long fsDefaultSize = 10000;
-constexpr unsigned long fsMaximumSize = 1ul << 30; // pbump() of the standard library takes an int
+// The most bytes of a block. There is a limit because std::streambuf::pbump() takes an int.
+constexpr unsigned long fsMaximumSize = 1ul << 30;
 
 } // namespace
 
@@ -96,7 +97,7 @@ std::streambuf::int_type TMemStreamBuf::overflow(int_type c) {
     }
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return 0;
-    if (pptr() == epptr()) // an overridden extend() has filled the new block
+    if (pptr() == epptr()) // true if an overridden extend() has filled the new block
         return overflow(c);
     *pptr() = traits_type::to_char_type(c);
     pbump(1);

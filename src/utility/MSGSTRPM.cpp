@@ -8,7 +8,7 @@
 
 namespace {
 
-// Returns the characters of a string, as reports and the functions of text_library take them.
+// Returns the characters of a string. Reports and the functions of text_library take this form.
 char const *Chars(TString const &text) noexcept {
     return text;
 }

@@ -1,7 +1,6 @@
-// TPureCall: Trap() runs when a member is called that a derived class must override but does not. Trap() writes one
-// trace entry and, if the level "trap" is traced, ends the process. TrapIn() does the same. In a debug build, TrapIn()
-// then also writes the names of the class and the function to standard error, and ends the process. This source has no
-// lock of its own.
+// TPureCall: a function that derived classes must override calls Trap(). Trap() writes one trace entry and, if the
+// level "trap" is traced, ends the process. TrapIn() does the same. In a debug build, TrapIn() then also writes the
+// names of the class and the function to standard error, and ends the process. This source has no lock of its own.
 
 #include "tuzutil/PURETRAP.h"
 
@@ -25,8 +24,8 @@ constexpr unsigned long fsLine = 40;
 thread_local bool fsIsTrapped = false;
 
 [[noreturn]] void Stop() {
-    // The store to address 0 stops the process, and debuggers show the place well. If the store does not stop the
-    // process, the trap instruction does.
+    // The store to address 0 stops the process, and debuggers show this place. If the store does not stop the process,
+    // the trap instruction does.
     int volatile *volatile const nowhere = nullptr;
     *nowhere = 0;
     __builtin_trap();

@@ -16,7 +16,7 @@ namespace {
 
 enum State : std::int32_t { good, notCreated, noName, notOpened };
 
-// A size that does not fit in 32 bits becomes 0.
+// Returns the size in 32 bits, or 0 if the size does not fit in 32 bits.
 std::int32_t SizeOf(long size) noexcept {
     return size >= INT32_MIN && size <= INT32_MAX ? static_cast<std::int32_t>(size) : 0;
 }

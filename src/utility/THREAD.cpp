@@ -1,6 +1,6 @@
 // TThread: the start of a thread, its body and its end. TThreadLaunch starts the library's own threads. A running
-// thread holds a reference to its object. The lock fEnding is held while the end of a run is reported, or while that
-// report is reset. So a report and a reset do not mix.
+// thread holds a reference to its object. A thread holds the lock fEnding while it reports the end of a run, or resets
+// that report. So a report and a reset never overlap.
 
 #include "tuzutil/THREAD.h"
 
@@ -69,14 +69,14 @@ int TThread::Run() {
 // return, and all other users may release the object, before the starting thread wakes up. The reference for the
 // starting thread keeps the object from being destroyed in that time.
 int TThread::Start() {
-    // When the thread ends, it deletes its object if nobody else has a reference to the object. So an object without
-    // references must be made by new.
+    // If nobody else has a reference to the object when the thread ends, the thread deletes the object. So an object
+    // without references must be made by new.
     if (QueryReferenceCount() == 0 && (platform::IsOnStack(this) || platform::IsInImage(this)))
         fsReports.Raise<TInvalidRequest>("Thread object without a reference is not allocated by new");
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};
     if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {
-        TKeptCode const kept; // callers may ask the system for the code
+        TKeptCode const kept; // keeps the error code, because callers may ask the system for it
         platform::DeleteEvent(start.started);
         TThreadLaunch::ReportNotStarted();
         return 1;
@@ -130,7 +130,7 @@ int TThread::RunBody(void *started) {
     } catch (TException const &problem) {
         TraceEscaped(problem);
     } catch (...) {
-        if (!std::current_exception()) // no C++ exception: the system unwinds the thread to end it
+        if (!std::current_exception()) // if there is no C++ exception, the system is unwinding the thread to end it
             throw;
         fsReports.Severe("Caught unknown exception");
     }

@@ -72,7 +72,7 @@ int TTempStreamBuf::extend() {
         return TMemStreamBuf::extend();
     TMemStreamBuf::sync();
     bool const moves = fTest && fTest->Test(this);
-    if (fFile) // the test has itself written so much that the stream has moved
+    if (fFile) // true if the test itself has written so much that the stream has moved
         return 0;
     if (moves)
         return MoveToFile();

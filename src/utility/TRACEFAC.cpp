@@ -23,7 +23,8 @@ TTraceFactoryLoader::TTraceFactoryLoader() = default;
 TTraceFactoryLoader::~TTraceFactoryLoader() = default;
 
 TTraceFactoryLoader *TTraceFactoryLoader::GetInstance() {
-    // Never deleted, because factories of other libraries deregister from it when these libraries are unloaded.
+    // The loader is never deleted, because factories of other libraries deregister from it when these libraries are
+    // unloaded.
     static TTraceFactoryLoader *const only = fsOnlyInstance = new TTraceFactoryLoader;
     return only;
 }

@@ -1,6 +1,6 @@
 // TTrace::Category, the registry of categories, and the names of components. The registration of a static category
-// takes no lock of the library. FindCategory() holds TTraceRegistry::fsMutex while it reads the categories in the
-// registry. The destructor of a category takes this lock too, because no category may be destroyed while it is read.
+// takes no lock of tuzutil. FindCategory() holds TTraceRegistry::fsMutex while it reads the categories in the registry.
+// The destructor of a category takes this lock too, because no category may be destroyed while FindCategory() reads it.
 
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACE.h"
@@ -57,9 +57,9 @@ int TTrace::Category::operator==(Category const &other) const noexcept {
     return fComponent == other.fComponent && fName.isEqual(other.fName);
 }
 
-// The registry. While the system loads a library, it holds the loader's lock, and the static categories of that library
-// are registered. So this registration takes no lock of this library, because a thread that holds such a lock may be
-// waiting for the loader's lock.
+// The registry. While the system loads a library, the system holds the loader's lock, and the static categories of the
+// loaded library are registered. This registration takes no lock of tuzutil, because a thread that holds such a lock
+// may be waiting for the loader's lock.
 
 void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (Reuse(category))
@@ -77,8 +77,8 @@ void TTraceSetKnown::Add(TTrace::Category const *category) {
     fNearEnd.store(entry, std::memory_order_release);
 }
 
-// Uses an entry that a destroyed category has left. Without this, a program that makes and destroys categories again
-// and again would need ever more memory. Returns false if there is no such entry.
+// Puts the category into an entry that a destroyed category has left. If there is no such entry, returns false. Without
+// this function, a program that makes and destroys categories again and again would need ever more memory.
 bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
     if (fFree.load(std::memory_order_relaxed) == 0)
         return false;

@@ -61,7 +61,7 @@ inline std::size_t CountByte(char const *from, char const *end, char c) noexcept
     __m128i const wanted = _mm_set1_epi8(c);
     __m128i const zero = _mm_setzero_si128();
     while (end - from >= 16) {
-        // A lane counts to 255 at most.
+        // Each of the 16 lanes counts to 255 at most.
         __m128i lanes = zero;
         for (int block = 0; block < 255 && end - from >= 16; ++block, from += 16)
             lanes = _mm_sub_epi8(lanes, _mm_cmpeq_epi8(Load(from), wanted));

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_KEPT_CODE
 #define TUZUTIL_KEPT_CODE
 
-// TKeptCode: its destructor restores the error code that the system had at construction. With it, a function can trace
-// a failure or clean up after it, and the caller can still ask the system for the code. Takes no locks.
+// TKeptCode: the constructor stores the system's error code, and the destructor restores it. In between, a function can
+// trace a failure or clean up, and its caller can still ask the system for the code. TKeptCode takes no locks.
 
 #include "platform/platform.h"
 

@@ -22,15 +22,16 @@ public:
     static bool IsUnderWay() noexcept;
 
     // Runs `act`, which registers an object. If `act` throws while this thread loads a library, keeps the exception and
-    // returns false. The object is then not registered. If this thread loads no library, lets the exception pass. Of
-    // several exceptions, the first is kept.
+    // returns false. The object is then not registered. If this thread loads no library, lets the exception pass. If
+    // several calls throw, only the first exception is kept.
     template <typename Act>
     static bool RaiseOrKeep(Act act) {
         try {
             act();
             return true;
         } catch (...) {
-            if (!IsUnderWay() || !std::current_exception()) // if there is none, a cancelled thread is unwound
+            // If current_exception() is null, the system is unwinding a cancelled thread.
+            if (!IsUnderWay() || !std::current_exception())
                 throw;
             Keep(std::current_exception());
             return false;

@@ -2,9 +2,10 @@
 #define TUZUTIL_TRACE_REGISTRY
 
 // The lock of the registered categories. TTrace::Base::FindCategory() holds this lock while it reads the categories in
-// the registry. The destructor of a category takes the lock too, because no category may be destroyed while it is read.
-// Neither waits for anything else while it holds the lock, so the lock may be taken under the lock of the system's
-// loader. Registration does not take the lock. The lock is defined in STARTUP.cpp and never destroyed.
+// the registry. The destructor of a category takes the lock too, because no category may be destroyed while
+// FindCategory() reads it. A thread that holds this lock waits for nothing else. Therefore a thread that holds the lock
+// of the system's loader may take this lock. Registration does not take the lock. The lock is defined in STARTUP.cpp
+// and never destroyed.
 
 #include "tuzutil/MUTEXSEM.h"
 

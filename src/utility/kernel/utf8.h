@@ -2,8 +2,9 @@
 #define TUZUTIL_UTF8
 
 // Reads and writes UTF-8 and 16-bit text, one character at a time. In UTF-8, overlong forms, surrogates and numbers
-// above U+10FFFF are malformed, as the Unicode standard says. Of malformed bytes, the longest run that could begin a
-// character is read at once. One replacement character stands for the whole run, as the standard recommends.
+// above U+10FFFF are malformed, as the Unicode standard says. If the bytes are malformed, one call reads the longest
+// run of bytes that could begin a character, or a single byte. One replacement character then stands for the whole run,
+// as the standard recommends.
 
 #include "utility/kernel/utf16.h"
 
@@ -19,8 +20,8 @@ constexpr std::uint32_t replacement = 0xFFFD;
 // True if narrow text is UTF-8, whatever the locale says. TUnicode::SetUtf8Mode() sets it.
 extern std::atomic<bool> isMode;
 
-// Reads the character at `at` and returns it, or `malformed` if the bytes are not a character. Moves `at` after the
-// bytes that were read. REQUIRES: at is not end.
+// Reads the character at `at` and returns it. If the bytes are not a character, returns `malformed`. Moves `at` after
+// the bytes that were read. REQUIRES: at is not end.
 inline std::uint32_t Read(char const *&at, char const *end) noexcept {
     auto const lead = static_cast<unsigned char>(*at++);
     if (lead < 0x80)

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_REQUIRE_OPEN
 #define TUZUTIL_REQUIRE_OPEN
 
-// RequireOpen(): calls open() of a language library that is not open, and throws if the library is not open afterwards.
-// The exception has the line number of the caller.
+// RequireOpen(): opens a language library if it is not open. If the library is still not open afterwards, throws. The
+// exception has the line number of the caller.
 
 #include "tuzutil/TXTMSG.h"
 #include "utility/kernel/reporter.h"

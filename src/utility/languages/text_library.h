@@ -38,7 +38,7 @@ bool Attempt(Act act, Known known, Unknown unknown) {
 // `open` opens it.
 template <typename Find, typename Open>
 std::unique_ptr<TDll> OpenLibrary(char const *store, char const *name, Find find, Open open) {
-    // Both formats take the names of the store and the library as their first arguments.
+    // The first arguments of the formats `known` and `unknown` are the names of the store and of the library.
     auto const attempt = [&](auto act, TReportText known, TReportText unknown) {
         return Attempt(
             act, [&](auto... problem) { fsReports.Warning(known, store, name, problem...); },

@@ -1,11 +1,11 @@
 #ifndef TUZUTIL_STREAM_FAILURE
 #define TUZUTIL_STREAM_FAILURE
 
-// TStreamFailure: an exception that passes through standard streams, as those of DOTBYTE.h do. If a buffer throws, its
-// stream sets badbit or failbit, and drops the exception unless the stream's exception mask holds that bit. A
-// TStreamFailure therefore has a token, which lists the streams that the exception passes. While the token exists, the
-// masks of these streams hold both bits. When the last token that lists a stream is destroyed, those of the two bits
-// that were not set before are cleared again, in the stream's mask and in its state.
+// TStreamFailure: an exception that passes through standard streams, like the exceptions of DOTBYTE.h. If a buffer
+// throws, its stream sets badbit or failbit. Unless the stream's exception mask contains that bit, the stream drops the
+// exception. A TStreamFailure therefore has a token, which lists the streams that the exception passes. While the token
+// exists, the masks of these streams contain both bits. When the last token that lists a stream is destroyed, each of
+// the two bits that was not set before is cleared again, in the stream's mask and in its state.
 
 #include "tuzutil/STRMCTL.h"
 
