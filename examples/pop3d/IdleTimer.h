@@ -1,8 +1,8 @@
 #ifndef POP3D_IDLETIMER_H
 #define POP3D_IDLETIMER_H
 
-// IdleTimer: limits the time for which the server waits for a client's command. (RFC 1939 requires at least 10
-// minutes.) The session starts and stops the timer. The server calls IsOver().
+// IdleTimer: says whether a client has sent no command for too long. (RFC 1939 requires that the server waits for at
+// least 10 minutes.) The session starts and stops the timer. The server calls IsOver().
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TIMER.h"

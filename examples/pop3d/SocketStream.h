@@ -38,8 +38,8 @@ private:
     bool SendPending();
     bool AwaitRoom();
 
-    // The number of bytes by which a client may fall behind the lowest rate. The connection fails when it falls further
-    // behind.
+    // The number of bytes by which a client may fall behind the lowest rate. If the client falls further behind,
+    // sending fails.
     static constexpr double fsAllowance = 131072;
 
     net::Handle fHandle;

@@ -96,8 +96,8 @@ Handle Accept(Handle listener, int milliseconds) {
         return fsNone;
     int const fd = accept4(Fd(listener), nullptr, nullptr, SOCK_CLOEXEC);
     if (fd < 0) {
-        // If there is no room for the client, it stays in the queue. The wait is necessary because accept() would fail
-        // again at once.
+        // If the server has no room for the client, the client stays in the queue. Without the wait, accept() would
+        // fail again at once.
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
             poll(nullptr, 0, milliseconds);
         return fsNone;

@@ -89,8 +89,8 @@ Handle Accept(Handle listener, int milliseconds) {
         return fsNone;
     SOCKET const s = accept(Socket(listener), nullptr, nullptr);
     if (s == INVALID_SOCKET) {
-        // If there is no room for the client, it stays in the queue. The wait is necessary because accept() would fail
-        // again at once.
+        // If the server has no room for the client, the client stays in the queue. Without the wait, accept() would
+        // fail again at once.
         if (WSAGetLastError() == WSAEMFILE || WSAGetLastError() == WSAENOBUFS)
             Sleep(static_cast<DWORD>(milliseconds));
         return fsNone;

@@ -16,7 +16,7 @@
 namespace {
 
 constexpr unsigned long fsDefaultSize = 1024;
-constexpr unsigned long fsMinimumSize = 14; // a piece then has one byte and its line end
+constexpr unsigned long fsMinimumSize = 14; // a buffer of this size has room for one byte and its line end
 constexpr unsigned long fsMaximumSize = 1ul << 30;
 
 } // namespace
@@ -99,8 +99,8 @@ TFilterStreamBuf::TPiece TConcatStreamBuf::ReadPiece() {
 }
 
 std::size_t TConcatStreamBuf::TakePieces(char *into, std::size_t size) {
-    // If a line fills a piece exactly, ReadPiece() treats the LF of the line like that of an empty line. Lines of that
-    // length or more are left to ReadPiece().
+    // If a line fills a piece exactly, ReadPiece() treats the LF of the line like that of an empty line. Therefore such
+    // lines, and longer ones, are left to ReadPiece().
     std::size_t const limit = fBufferSize - fsPutBackRoom - 3;
     if (!IsReadable() || fLast != '\n' || fGathered != 0)
         return 0;

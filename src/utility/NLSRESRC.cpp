@@ -83,8 +83,8 @@ private:
     }
 
     TString fProgram;
-    TString fFiles[2];     // the second is null, or has the ending of the system's own libraries
-    TString fLanguages[2]; // the first is null, or the language with a backslash in place of its first "."
+    TString fFiles[2];     // the second name is null, or has the ending of the system's own libraries
+    TString fLanguages[2]; // the first name is null, or is the language with a backslash in place of its first "."
 };
 
 } // namespace

@@ -2,7 +2,7 @@
 #define TUZUTIL_DEBUG_CHECK
 
 // Says whether this build checks for misuse that does no immediate harm. Builds without NDEBUG check for such misuse
-// and trace it. Builds with NDEBUG do neither.
+// and trace it. Builds with NDEBUG do not check for it.
 
 namespace debugcheck {
 
