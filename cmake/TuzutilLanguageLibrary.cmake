@@ -7,6 +7,7 @@
 # directory. If the language has a code page, for example "German.1252", the file is German/1252/NAME.dll. If no
 # language is given, the target NAME makes NAME.dll. tuzutil reads this file if there is no file for the current
 # language.
+#
 # If no output directory is given, it is the folder of the program TARGET. If there is no TARGET either, it is
 # CMAKE_RUNTIME_OUTPUT_DIRECTORY or, if that variable is not set, the current binary directory.
 #

@@ -26,15 +26,15 @@ wineserver -p300 </dev/null >/dev/null 2>&1
 out=$(mktemp) || exit 99
 trap 'rm -f "$out"' EXIT
 run() { timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" wine "$@" </dev/null >"$out" 2>&1; }
-# Whether the program has reported success in its output: with GoogleTest's line, or with the expression in
-# TUZ_WINE_SUCCESS.
+# Returns whether the program has reported success: its output has a line that matches the expression in
+# TUZ_WINE_SUCCESS (by default, the line that GoogleTest prints last), and no line that reports a failed test.
 succeeded() {
     grep -Eq "${TUZ_WINE_SUCCESS:-^\[  PASSED  \] [0-9]+ tests?\.}" "$out" && ! grep -q '^\[  FAILED  \]' "$out"
 }
 run "$@"
 rc=$?
 # On a loaded machine, Wine itself sometimes crashes at the end of a program whose threads still run, even if the
-# program does not use the library. If Wine crashed and the program had reported success, the program runs once more.
+# program does not use tuzutil. If Wine crashed and the program had reported success, the program runs once more.
 # Each of these repetitions adds a line to the file TUZ_WINE_TRIES.
 if [ $rc -eq 139 ] && succeeded; then
     [ -n "${TUZ_WINE_TRIES:-}" ] && printf '%s\n' "$*" >>"$TUZ_WINE_TRIES"
