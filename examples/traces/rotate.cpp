@@ -51,7 +51,9 @@ private:
             std::remove(Numbered(number).c_str()); // on some systems, std::rename() fails if the new name exists
             std::rename(Numbered(number - 1).c_str(), Numbered(number).c_str());
         }
-        Open(std::ios_base::app); // the file is new, unless renaming failed; then it is continued
+        // If no older file is kept, the file is emptied. Otherwise the file is new, unless renaming failed. If it
+        // failed, the file is continued.
+        Open(fKept == 0 ? std::ios_base::trunc : std::ios_base::app);
     }
 
     std::string Numbered(unsigned number) const { return number == 0 ? fName : fName + '.' + std::to_string(number); }

@@ -122,6 +122,17 @@ class Trace(unittest.TestCase):
         self.assertEqual(sorted(path.name for path in server.root.glob("trace.log*")),
                          ["trace.log", "trace.log.1", "trace.log.2"])
 
+    def test_a_rotating_file_without_older_ones_begins_again(self):
+        server = support.Server(trace="rotate[tracerotate]({root}/trace.log;500;0),al,Protocol").start()
+        self.addCleanup(server.remove)
+        for _ in range(20):
+            with server.connect() as client:
+                client.login()
+                client.ok("QUIT")
+        server.stop()
+        self.assertEqual([path.name for path in server.root.glob("trace.log*")], ["trace.log"])
+        self.assertLessEqual((server.root / "trace.log").stat().st_size, 500)
+
     def test_a_kind_that_nobody_supplies_is_not_traced(self):
         server = self.run_session("nosuchkind({root}/trace.log),al")
         self.assertFalse((server.root / "trace.log").exists())
