@@ -428,9 +428,9 @@ private:
         std::uint32_t rest = isNegative ? 0u - word : word;
         if (conversion == 'd' || conversion == 'u') {
             for (; rest >= 100; rest /= 100)
-                std::memcpy(first -= 2, &two_digits::texts[rest % 100 * 2], 2);
+                std::memcpy(first -= 2, two_digits::Of(rest % 100), 2);
             if (rest >= 10)
-                std::memcpy(first -= 2, &two_digits::texts[rest * 2], 2);
+                std::memcpy(first -= 2, two_digits::Of(rest), 2);
             else
                 *--first = static_cast<char>('0' + rest);
         } else {

@@ -17,7 +17,7 @@ namespace {
 
 char *PutTwoDigits(char *at, unsigned int number) noexcept {
     number = number < 100 ? number : number % 100;
-    std::memcpy(at, &two_digits::texts[number * 2], 2);
+    std::memcpy(at, two_digits::Of(number), 2);
     return at + 2;
 }
 

@@ -17,6 +17,11 @@ inline constexpr auto texts = [] {
     return digits;
 }();
 
+// REQUIRES: the number is less than 100.
+inline char const *Of(std::size_t number) noexcept {
+    return &texts[number * 2];
+}
+
 } // namespace two_digits
 
 #endif
