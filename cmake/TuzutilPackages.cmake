@@ -1,5 +1,5 @@
-# Describes the packages, which scripts/package makes of the installed files: a pair of Debian packages and a tarball
-# for Linux, a zip for Windows.
+# Describes the packages that scripts/package makes of the installed files. For Linux, these are a pair of Debian
+# packages and a tarball; for Windows, a zip.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON) # only what is installed has to be built
 set(CPACK_PACKAGE_VENDOR "the tuzutil maintainers")
 set(CPACK_PACKAGE_CONTACT "The tuzutil maintainers <maintainers@tuzutil.invalid>")

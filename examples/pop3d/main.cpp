@@ -28,8 +28,8 @@ void Report(TTextMessage const &message) {
     std::cout << "pop3d: " << message.QueryMessage() << std::endl;
 }
 
-// Writes the file under a temporary name first. Therefore a program that finds the port file finds the whole number in
-// it.
+// Writes the file under a temporary name first. Therefore a program that finds the port file finds all digits of the
+// port in it.
 bool WritePortFile(std::string const &path, std::uint16_t port) {
     std::string const unfinished = path + ".tmp";
     std::ofstream out(unfinished, std::ios_base::binary);

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_PLATFORM_NO_CANCEL
 #define TUZUTIL_PLATFORM_NO_CANCEL
 
-// TNoCancel: keeps this thread from being cancelled while the object exists. Code that catches and drops all exceptions
-// needs a TNoCancel, because some systems unwind a cancelled thread like an exception, and catch (...) must not drop
-// that unwinding. Takes no locks.
+// TNoCancel: keeps this thread from being cancelled while the object exists. Some systems unwind the stack of a
+// cancelled thread as if the thread had thrown an exception. A catch (...) catches this unwinding too, but must not end
+// it. Therefore code that catches and drops all exceptions needs a TNoCancel. The classes of this file take no locks.
 
 #include "platform/platform.h"
 #include "platform/single_thread.h"
@@ -23,8 +23,8 @@ private:
 
 // Keeps other threads from cancelling this thread while the object exists. If the process has only one thread, the
 // constructor and the destructor call nothing. REQUIRES: while the object exists, the thread neither reaches a
-// cancellation point nor starts a thread. (This thread may have cancelled itself before, and would then end at a
-// cancellation point.)
+// cancellation point nor starts a thread. (With only one thread, the object does not hold back a cancellation. If the
+// thread has cancelled itself earlier, it would end at the cancellation point.)
 class TNoCancelByOthers {
 public:
     TNoCancelByOthers() noexcept : fHeld(*singleThreadByte ? fsNotHeld : HoldCancellation()) {}

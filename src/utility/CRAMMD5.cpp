@@ -1,6 +1,6 @@
 // CalculateCramMD5: computes the answer to a challenge of CRAM-MD5. The answer is a keyed MD5 digest in hexadecimal
-// digits. The blocks with the key and the inner digest are zeroed before their memory is released. This source has no
-// lock.
+// digits. The answer is made from two nested digests. Each block that holds the key or the inner digest is zeroed
+// before its memory is released. This source has no lock.
 
 #include "tuzutil/CRAMMD5.h"
 
@@ -26,7 +26,7 @@ struct TSecretBytes {
     char bytes[size] = {};
 };
 
-// Computes the digest of the key followed by a message. Each byte of the key is first combined with `pad` by
+// Computes one digest over the key and, after it, a message. Each byte of the key is first combined with `pad` by
 // exclusive or.
 void KeyedDigest(TSecretBytes<fsKeySize> const &key, int pad, char const *message, unsigned int count, char *digest) {
     TSecretBytes<fsKeySize> padded;

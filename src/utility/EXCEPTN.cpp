@@ -1,8 +1,8 @@
 // TException and its derived classes: their texts and locations. Only texts are allocated. If there is no memory for a
 // text, the text becomes null and nothing is thrown, because the exception itself may report a lack of memory. Trace()
-// takes the trace lock, unless the global level or component excludes exceptions. No other function takes a lock.
-// what() makes its text at the first call. If a function changes a part of the exception that this text shows, the
-// function discards the text.
+// takes the trace lock only if the global trace masks contain the level `exception` and the component of the category.
+// No other function takes a lock. what() makes its text at the first call. If a function changes a part of the
+// exception that this text shows, the function discards the text.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -187,7 +187,8 @@ TException &TException::setErrorCodeGroup(char const *group) noexcept {
 }
 
 TException &TException::setText(char const *text) noexcept {
-    TString const first = TextOrNull(text); // copied first, because `text` may point into what()
+    // The text is copied first, because `text` may point into the text that what() has returned.
+    TString const first = TextOrNull(text);
     fDescription.Forget();
     fTexts[0] = first;
     fTextCount = 1;
@@ -195,7 +196,8 @@ TException &TException::setText(char const *text) noexcept {
 }
 
 TException &TException::appendText(char const *text) noexcept {
-    TString const next = TextOrNull(text); // copied first, because `text` may point into what()
+    // The text is copied first, because `text` may point into the text that what() has returned.
+    TString const next = TextOrNull(text);
     fDescription.Forget();
     AppendToFive(fTexts, fTextCount, next);
     return *this;

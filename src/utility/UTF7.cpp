@@ -52,7 +52,8 @@ private:
     char const *fEnd;
 };
 
-// Writes all units up to the next one that needs no run, as one run. REQUIRES: the current unit needs a run.
+// Writes one run. The run contains the current unit and all following units before the first one that needs no run.
+// REQUIRES: the current unit needs a run.
 template <typename Unit>
 char *EncodeRun(TUnits<Unit> &units, char *to) noexcept {
     std::uint32_t accumulator = 0;
@@ -109,7 +110,7 @@ char const *DecodeRun(char const *from, char const *end, char *&to) noexcept {
             PutUnit(to, accumulator >> pending);
         }
     }
-    if (pending >= 8) // the first 8 of these bits are the high half of a last character
+    if (pending >= 8) // the first 8 of the bits that are left over are the high half of a last character
         PutUnit(to, accumulator >> (pending - 8) << 8);
     return from == end ? end : from + 1;
 }
@@ -147,7 +148,7 @@ private:
     std::size_t CheckRun() noexcept {
         std::uint32_t accumulator = 0;
         int pending = 0;
-        std::size_t unitBegin = fAt; // the offset of the first byte with bits of the unit
+        std::size_t unitBegin = fAt; // the offset of the first byte that has bits of the 16-bit unit being read
         std::size_t highBegin = 0;
         std::uint32_t high = 0; // a high surrogate whose low surrogate has not been read yet; 0 if there is none
         for (; fAt != fText.size() && fText[fAt] != '-'; ++fAt) {
@@ -192,8 +193,9 @@ private:
 TString TModifiedUTF7::Encode(TString name) {
     bool const wide = name.IsUnicode();
     std::uint64_t const units = wide ? name.length() / 2 : name.length();
-    // The longest result has seven bytes for two characters: one character in a run of its own, such as "&AOk-", and an
-    // ampersand, which becomes "&-".
+    // The result is longest if it begins and ends with a run, and if single ampersands (two bytes, "&-") stand between
+    // the runs. A run of one character has five bytes, such as "&AOk-". If the number of characters is even, one of the
+    // runs has two characters and eight bytes.
     TString text = TStringAccess::Uninitialized((units * 7 + 3) / 2);
     char *const to = text;
     char *const end = wide ? EncodeUnits<std::uint16_t>(name, to) : EncodeUnits<std::uint8_t>(name, to);

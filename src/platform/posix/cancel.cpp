@@ -1,5 +1,5 @@
 // Keeps the calling thread from being cancelled, through the cancel state that the C library has for each thread. A
-// cancellation that arrives meanwhile stays pending until the former state is restored. Takes no locks.
+// cancellation that arrives meanwhile stays pending until the former state is restored. The functions take no locks.
 
 #include "platform/platform.h"
 

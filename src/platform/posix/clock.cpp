@@ -1,5 +1,5 @@
-// The time of day, and calendar records. Each thread keeps the last local time that it converted. Takes no lock of this
-// library, but the C library takes a lock for the time zone.
+// The time of day, and calendar records. Each thread keeps the last local time that it converted. The functions take no
+// lock of this library, but the C library takes a lock for the time zone.
 
 #include "platform/platform.h"
 

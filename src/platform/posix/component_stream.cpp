@@ -1,6 +1,6 @@
 // Calls the functions of an IStream. This system has no such interface, so the public header OLESTRM.h declares one.
 // The platform must not include public headers, so the declaration is repeated here word for word. The tests of OLESTRM
-// use both declarations. Takes no locks.
+// use both declarations. The functions take no locks.
 
 #include "platform/platform.h"
 

@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_POSIX_DEADLINE
 
 // TDeadline: the time at which a wait ends, measured by one of the system's clocks. A wait that never ends has no
-// deadline. A wait that was interrupted can begin again with the same deadline. Takes no locks.
+// deadline. A wait that was interrupted can begin again with the same deadline. The class takes no locks.
 
 #include "platform/platform.h"
 

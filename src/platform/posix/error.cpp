@@ -1,5 +1,5 @@
 // The error number of the last call that failed, which is errno on this system, and the texts of error numbers. The
-// texts are English in every locale. Takes no locks.
+// texts are English in every locale. The functions take no locks.
 
 #include "platform/platform.h"
 

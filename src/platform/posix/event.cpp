@@ -1,5 +1,5 @@
-// Events within one process. An event is a word, whose bits event_word.h explains. Threads that wait for the event
-// sleep in a futex call on that word. Takes no locks. The last owner deletes the event.
+// Events within one process. The state of an event is one 32-bit word. event_word.h explains its bits. Threads that
+// wait for the event sleep in a futex call on that word. The functions take no locks. The last owner deletes the event.
 
 #include "platform/platform.h"
 

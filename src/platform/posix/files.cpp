@@ -1,5 +1,5 @@
-// Names of files, directories and their entries. Takes no lock of this library. The thread is not cancelled while it
-// opens, reads or closes a search.
+// Names of files, directories and their entries. The functions take no lock of this library. The thread is not
+// cancelled while it opens, reads or closes a search.
 
 #include "platform/platform.h"
 

@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_POSIX_KEPT_ERROR
 
 // TKeptError: its destructor restores the value that errno had at construction. With it, a function can clean up after
-// a failure and still report that failure. Takes no locks.
+// a failure and still report that failure. The class takes no locks.
 
 #include <errno.h>
 

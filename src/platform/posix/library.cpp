@@ -1,5 +1,6 @@
-// Loads libraries, and reads the texts that they hold in a TTextTable. Takes the system's loader lock. The initialisers
-// of a library run under that lock, so the caller must hold no lock for which they may wait.
+// Loads libraries, and reads the texts that they hold in a TTextTable. Some of the functions take the system's loader
+// lock. The initialisers of a library run under that lock, so the caller of OpenLibrary() must hold no lock for which
+// these initialisers may wait.
 
 #include "platform/platform.h"
 

@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_POSIX_NATIVE_NAME
 
 // TNativeName: converts a file name from the library's form, which has backslashes between its parts, to the form that
-// the system takes. The object itself holds the result. Takes no locks and allocates nothing.
+// the system takes. The object itself holds the result. The class takes no locks and allocates nothing.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,6 @@
-// Finds or makes the folder of named objects, and hashes the names of the objects. Takes no locks and allocates
-// nothing. A program with raised privileges does not trust its environment, so it ignores the variable XDG_RUNTIME_DIR.
+// Finds or makes the folder of named objects, and hashes the names of the objects. The functions take no locks and
+// allocate nothing. A program with raised privileges does not trust its environment, so it ignores the variable
+// XDG_RUNTIME_DIR.
 
 #include "platform/posix/object_folder.h"
 

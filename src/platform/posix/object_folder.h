@@ -2,8 +2,8 @@
 #define TUZUTIL_PLATFORM_POSIX_OBJECT_FOLDER
 
 // Finds the folder in which named locks and named memory are files, and makes the names of these files. All processes
-// of a user find the same folder, unless their environments differ. Takes no locks. REQUIRES: the caller has disabled
-// cancellation.
+// of a user find the same folder, unless their environments differ. The functions take no locks. REQUIRES: the caller
+// has disabled cancellation.
 
 #include <cstddef>
 

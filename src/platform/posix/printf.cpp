@@ -1,5 +1,5 @@
 // Tells how this system's printf functions behave, and prints reals with one of these functions. The text of a real
-// depends on the current locale. Takes no lock of this library.
+// depends on the current locale. The functions take no lock of this library.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
-// The ids of this thread and process, the environment and the system's log. Takes no lock of this library. A thread is
-// not cancelled while it writes to the log.
+// The ids of this thread and process, the environment and the system's log. The functions take no lock of this library.
+// A thread is not cancelled while it writes to the log.
 
 #include "platform/platform.h"
 

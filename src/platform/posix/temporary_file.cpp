@@ -1,5 +1,5 @@
-// Files without a name, which the system deletes when the last descriptor is closed. Takes no lock of this library. The
-// thread is not cancelled within a call.
+// Files without a name, which the system deletes when the last descriptor is closed. The functions take no lock of this
+// library. The thread is not cancelled within a call.
 
 #include "platform/platform.h"
 

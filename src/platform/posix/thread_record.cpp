@@ -1,5 +1,6 @@
 // Makes the record of a thread when the thread first uses a lock. When the thread ends, the destructor of a pthread key
-// unlocks the locks that the thread still holds, marks them as abandoned, and deletes the record. Takes no locks.
+// unlocks the locks that the thread still holds, marks them as abandoned, and deletes the record. The functions take no
+// locks.
 
 #include "platform/posix/thread_record.h"
 

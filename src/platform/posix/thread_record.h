@@ -3,7 +3,7 @@
 
 // Finds the record of the calling thread without a call of the system. The pointer to the record has the TLS model
 // "initial-exec". If dlopen() loads this library, the pointer therefore uses eight bytes of the static TLS memory that
-// the system keeps free for such libraries. Takes no locks.
+// the system keeps free for such libraries. The functions take no locks.
 
 #include "platform/fast_mutex.h"
 

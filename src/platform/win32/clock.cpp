@@ -1,5 +1,5 @@
 // The time of day and calendar records. The runtime's strftime() does not know the conversions of C99, so formats are
-// rewritten for it first. Takes no lock of this library, but the runtime takes one for the time zone.
+// rewritten for it first. The functions take no lock of this library, but the runtime takes one for the time zone.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
 // Calls the functions of the system's interface IStream. An object may report more bytes than it was asked for, so the
-// counts that it returns are limited. Takes no locks.
+// counts that it returns are limited. The functions take no locks.
 
 #include "platform/platform.h"
 

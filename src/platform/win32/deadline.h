@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_WIN32_DEADLINE
 
 // TDeadline: the time at which a wait ends. A wait that never ends has no deadline. The system's functions take a
-// duration, so the class computes how many milliseconds are left. Takes no locks.
+// duration, so the class computes how many milliseconds are left. The class takes no locks.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
 // The system's code of the last error, which is GetLastError() and not errno, and the English texts of the system's
-// error codes and the runtime's error numbers. Takes no locks.
+// error codes and the runtime's error numbers. The functions take no locks.
 
 #include "platform/platform.h"
 

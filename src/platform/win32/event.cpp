@@ -1,6 +1,7 @@
-// Events within one process. An event is a word, whose bits event_word.h explains. Threads that wait for the event
-// sleep in the system's WaitOnAddress() on that word. Systems before Windows 8 lack this function. There, an event is
-// an object of the kernel. Takes no locks. The last owner deletes the event.
+// Events within one process. The state of an event is one 32-bit word. event_word.h explains its bits. Threads that
+// wait for the event sleep in the system's WaitOnAddress() on that word. Systems before Windows 8 lack this function.
+// On these systems, threads wait for an object of the kernel instead. The functions take no locks. The last owner
+// deletes the event.
 
 #include "platform/platform.h"
 

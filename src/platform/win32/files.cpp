@@ -1,5 +1,5 @@
 // Makes and searches directories, and finds out which names are files. The library's form of a name is the system's own
-// form, so the two conversions do nothing. Takes no locks.
+// form, so the two conversions do nothing. The functions take no locks.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
 // Processes do not fork on this system. FollowForks() therefore reports success and never calls the functions that it
-// receives. Takes no locks.
+// receives. The functions take no locks.
 
 #include "platform/platform.h"
 

@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_WIN32_KEPT_ERROR
 
 // TKeptError: its destructor restores the value that GetLastError() had at construction. With it, a function can clean
-// up after a failure and still report that failure. Takes no locks.
+// up after a failure and still report that failure. The class takes no locks.
 
 #include <windows.h>
 

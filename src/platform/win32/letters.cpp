@@ -1,5 +1,5 @@
-// Asks tolower() or toupper() for each letter, because the runtime's tables are not open to programs. Takes only the
-// locks of the runtime.
+// Asks tolower() or toupper() for each letter, because the runtime's tables are not open to programs. The function
+// takes only the locks of the runtime.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
-// The ids of this thread and process, the variables of the environment, and the channel to the debugger. Takes no lock
-// of this library.
+// The ids of this thread and process, the variables of the environment, and the channel to the debugger. The functions
+// take no lock of this library.
 
 #include "platform/platform.h"
 

@@ -1,6 +1,6 @@
 // Temporary files, which the system deletes when they are closed. The runtime's tmpfile() may open a file that exists
 // already, so two threads may get the same file. Therefore this source makes files itself, under names that nobody can
-// guess, in the user's folder for temporary files. Takes no locks.
+// guess, in the user's folder for temporary files. The functions take no locks.
 
 #define _CRT_RAND_S // for rand_s()
 #include "platform/platform.h"

@@ -1,6 +1,6 @@
 // Makes the record of a thread when the thread first uses a lock. When the thread ends, a callback of fiber-local
-// storage unlocks the locks that the thread still holds, marks them as abandoned, and deletes the record. Takes no lock
-// of this library.
+// storage unlocks the locks that the thread still holds, marks them as abandoned, and deletes the record. The functions
+// take no lock of this library.
 
 #include "platform/win32/thread_record.h"
 

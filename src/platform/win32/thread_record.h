@@ -2,7 +2,7 @@
 #define TUZUTIL_PLATFORM_WIN32_THREAD_RECORD
 
 // Finds the record of the calling thread. A lock identifies its owner by the record of the owning thread. The record is
-// made when the thread first uses a lock. Takes no lock of this library.
+// made when the thread first uses a lock. The functions take no lock of this library.
 
 #include "platform/fast_mutex.h"
 

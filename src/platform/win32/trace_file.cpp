@@ -1,6 +1,6 @@
 // Opens, writes and closes the files of trace records. Every write appends to the file. The system tells whether
-// another writer has the file open. Takes no locks. REQUIRES: while a file is opened as joinedOrBegun, the caller holds
-// the named lock that all processes use.
+// another writer has the file open. The functions take no locks. REQUIRES: while a file is opened as joinedOrBegun, the
+// caller holds the named lock that all processes use.
 
 #include "platform/platform.h"
 

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_CALENDAR
 #define TUZUTIL_CALENDAR
 
-// Arithmetic of the Gregorian calendar, for all years that a std::tm can hold. Takes no locks and allocates nothing.
+// Arithmetic of the Gregorian calendar, for all years that a std::tm can hold. The functions take no locks and allocate
+// nothing.
 
 #include <algorithm>
 #include <cstdint>

@@ -12,7 +12,7 @@ struct TMailDate {
     std::int32_t timeZone; // seconds west of UTC
 };
 
-constexpr std::size_t fsMailDateSize = 40; // bytes of a date that WriteMailDate() writes, with its terminating zero
+constexpr std::size_t fsMailDateSize = 40; // room for any date that WriteMailDate() writes, with its terminating zero
 
 // Writes a date in the strict form, for example "Fri, 21 Nov 1997 09:55:06 -0600". Returns the number of bytes without
 // the terminating zero, or 0 if the form cannot express the date.
