@@ -24,9 +24,9 @@ struct TThreadRecord {
 
     std::uint32_t Number() const noexcept { return static_cast<std::uint32_t>(identity); }
 
-    // Low half: a number that is never 0 and, unlike the system's ids, never reused. High half: on Windows, the
-    // system's id of the thread, by which a waiter asks whether the thread is alive. The high half is 0 for a fiber and
-    // on Linux. Both halves are in one word, so that a waiter reads them in one step.
+    // The low half is a number that is never 0 and, unlike the system's ids, never reused. On Windows, the high half is
+    // the system's id of the thread, by which a waiter asks whether the thread is alive. The high half is 0 for a fiber
+    // and on Linux. Both halves are in one word, so that a waiter reads them in one step.
     std::uint64_t const identity;
     TFastMutex *held = nullptr; // the first lock of a chain
 

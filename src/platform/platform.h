@@ -181,7 +181,7 @@ void ReleaseCancellation(int held) noexcept;
 
 // Registers functions for forks. `before` is called before each fork. After the fork, `inParent` is called in the
 // parent, and `inChild` in the child. The platform takes its own locks after `before`, and releases them before it
-// calls `inParent` or `inChild`. Returns false, with LastError(), if the registration fails. If processes do not fork,
+// calls `inParent` or `inChild`. If the registration fails, returns false, with LastError(). If processes do not fork,
 // returns true and does nothing. REQUIRES: this function is called at most once.
 bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*inChild)() noexcept) noexcept;
 
@@ -304,10 +304,10 @@ std::size_t SharedMemorySize(Block const *block) noexcept;
 struct Library;
 
 // Loads a library by its name. A name without a directory is looked for in the program's directory, and then in the
-// places of the system. If the last part of the name has no ".", the function adds ".dll". Linux then also tries the
-// name without this ending. The program itself can be opened too. The library stays loaded for ever. Takes the system's
-// loader lock and runs the library's initialisers. On failure, returns null, with LastError(). If `words` is not null,
-// it then receives the text of the system's loader about the failure, if there is one.
+// places of the system. If the last part of the name has no ".", the function adds ".dll". On Linux, the function then
+// also tries the name without this ending. The program itself can be opened too. The library stays loaded for ever.
+// Takes the system's loader lock and runs the library's initialisers. On failure, returns null, with LastError(). If
+// the system's loader has a text about the failure and `words` is not null, `words` then receives this text.
 struct TLoaderWords {
     char text[512] = "";
     bool isAboutLibrary = false; // the library exists, so the text says more than that it was not found

@@ -1,5 +1,5 @@
-// Compares the tables with which tolower() and toupper() convert in the current locale. This takes less time than
-// calling a function for each of the 52 letters. The functions take no locks.
+// Compares the tables with which tolower() and toupper() convert in the current locale. Comparing the tables takes less
+// time than calling a function for each of the 52 letters. The function takes no locks.
 
 #include "platform/platform.h"
 

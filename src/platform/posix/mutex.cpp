@@ -258,8 +258,8 @@ void platform::ReleaseMutexes() noexcept {
 }
 
 // A forked child has only the thread that forked. In the child, this thread still holds its locks without a name. The
-// locks without a name that other threads of the parent hold become free. A thread of the parent keeps its named locks,
-// so the child holds none of them.
+// locks without a name that other threads of the parent hold become free. Named locks stay with the threads of the
+// parent, so the child holds none of them.
 void platform::SettleMutexesInChild() noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {

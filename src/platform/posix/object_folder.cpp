@@ -82,8 +82,8 @@ int platform::OpenObjectFolder() noexcept {
         if (isMade) // only the user can make this folder, so no other folder is tried
             return folder;
     }
-    // This folder is the same for all processes of the user, and is emptied when the machine starts. But somebody else
-    // may have made it first.
+    // A folder in /dev/shm is the same for all processes of the user, and /dev/shm is empty when the machine has
+    // started. But somebody else may have made this folder first.
     ::snprintf(path, sizeof path, "/dev/shm/tuzutil-%lu", user);
     return OpenPrivate(AT_FDCWD, path, isMade);
 }

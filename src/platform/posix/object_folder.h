@@ -18,10 +18,10 @@ constexpr std::size_t objectFileSize = 64; // bytes of a file name with its term
 // somebody else or others may use it.
 int OpenObjectFolder() noexcept;
 
-// Writes the file name of an object: kind, layout version, word size, and a hash of the object's name. Therefore a long
-// name fits, and programs with another layout or word size use other files. "Local\x" means "x". Returns false with
-// errno if the name has more than 260 bytes (ENAMETOOLONG), or contains a "\" other than that of "Local\" or "Global\"
-// (ENOENT).
+// Writes the file name of an object. This name consists of the kind, the version of the layout, the word size, and a
+// hash of the object's name. Therefore a long name fits, and programs with another layout or word size use other files.
+// "Local\x" means "x". Returns false with errno if the name has more than 260 bytes (ENAMETOOLONG), or contains a "\"
+// other than that of "Local\" or "Global\" (ENOENT).
 bool ObjectFileName(char const *kind, int version, char const *name, char (&file)[objectFileSize]) noexcept;
 
 } // namespace platform

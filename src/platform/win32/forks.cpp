@@ -1,5 +1,5 @@
 // Processes do not fork on this system. FollowForks() therefore reports success and never calls the functions that it
-// receives. The functions take no locks.
+// receives. The function takes no locks.
 
 #include "platform/platform.h"
 

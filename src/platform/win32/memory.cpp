@@ -1,5 +1,5 @@
 // Wipes memory that held a secret. A compiler may drop a memset() of memory that nobody reads afterwards, but not a
-// call of RtlSecureZeroMemory(). The functions take no locks.
+// call of RtlSecureZeroMemory(). The function takes no locks.
 
 #include "platform/platform.h"
 
