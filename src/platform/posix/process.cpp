@@ -15,8 +15,8 @@
 // forgets them. The following variable is the id of this thread, or 0 before the first call of ThreadId().
 [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint32_t fsThreadId = 0;
 
-// The id of this process, or 0 if the id is not kept. It is kept only after KeepProcessId() was called, because before
-// that a child would not forget the id of its parent.
+// The id of this process, or 0 if the id is not kept. The id is kept only after a call of KeepProcessId(). Without this
+// call, a child would not forget the id of its parent.
 static constinit std::atomic<std::uint32_t> fsProcessId{0};
 static constinit std::atomic<bool> fsKeepsProcessId{false};
 

@@ -4,10 +4,11 @@
 // made, found and removed under a lock on the folder, because otherwise a process could see an incomplete block. The
 // functions take fsForkLock, and then the lock on the folder.
 //
-// As long as the maker fills a block, the file of the block has another name, and the maker holds an exclusive lock on
-// the file. Threads that wait for the block wait for a shared lock on the file. They get this lock when the maker ends,
-// or closes or publishes the block. To publish the block, the maker renames the file and changes its own lock to a
-// shared one.
+// The maker of a block is the process that creates the block. As long as the maker fills the block, the file of the
+// block has a name with the kind fsNewKind, and the maker holds an exclusive lock on the file. Threads that wait until
+// the block is filled wait for a shared lock on the file. They get this lock when the maker ends, or closes or
+// publishes the block. To publish the block, the maker gives the file a name with the kind fsKind and changes its own
+// lock to a shared one.
 
 #include "platform/platform.h"
 
@@ -88,8 +89,8 @@ public:
                own.st_ino == named.st_ino;
     }
 
-    // Opens the file of a block that a process still uses. If no process uses the block, removes the file and returns
-    // -1 with ENOENT.
+    // If a process still uses a block, opens the file of the block. If no process uses the block, removes the file and
+    // returns -1 with ENOENT.
     int OpenLiving(char const *name) const noexcept {
         TDescriptor file(Open(name, O_NONBLOCK));
         if (!file || !Lock(file.Get(), LOCK_EX | LOCK_NB))
@@ -136,7 +137,8 @@ struct TNames {
     bool areValid; // false with errno
 };
 
-// Makes a block from a file, and takes the lock `lock` on the file. On success, the block owns the file.
+// Makes a block from a file, and takes a lock on the file: LOCK_SH or LOCK_EX, as `lock` says. On success, the block
+// owns the file.
 Block *NewBlock(TDescriptor &file, std::size_t size, int lock, TNames const &names, void *&view) noexcept {
     auto *const block = new (std::nothrow) Block{file.Get(), size, ::getpid(), {}, {}};
     if (!block) {

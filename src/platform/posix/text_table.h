@@ -2,8 +2,8 @@
 #define TUZUTIL_PLATFORM_POSIX_TEXT_TABLE
 
 // TTextTable: the texts of a language library on systems whose libraries have no string resources. The language library
-// exports one symbol of this type. The definition of the symbol is written by tools/tuzutil_messages.py. If the layout
-// changes, the tool and fsVersion must change too.
+// exports one symbol of this type. The tool tools/tuzutil_messages.py writes the definition of the symbol. If the
+// layout changes, this tool and fsVersion must change too.
 
 #include <cstdint>
 

@@ -45,8 +45,8 @@ public:
         char name[80];
         ::snprintf(name, sizeof name, "tuzutil trace file %llx-%llx", static_cast<unsigned long long>(file.st_dev),
                    static_cast<unsigned long long>(file.st_ino));
-        // The block may disappear between the two calls, because the last process that used it has left. Then both
-        // calls are repeated.
+        // The block may disappear between the two calls below, because the last process that used the block has left.
+        // Then both calls are repeated.
         for (int tries = 0; tries < 100 && !fBlock; ++tries) {
             fBlock = platform::CreateSharedMemory(name, 1, fView);
             if (fBlock)
@@ -94,7 +94,8 @@ private:
         std::size_t done = 0;
         while (done < count) {
             // Unlike write(), syscall() is not a cancellation point. Therefore this function need not disable the
-            // cancellation of the thread. That would take longer than everything else in this function except the call.
+            // cancellation of the thread. Disabling it would take longer than everything else in this function except
+            // the system call.
             long const result =
                 KeepTrying([&] { return ::syscall(SYS_write, fFile.Get(), text + done, count - done); });
             if (result <= 0)
@@ -107,8 +108,8 @@ private:
         return done == count;
     }
 
-    // If the file no longer ends where this process left it, inspects its last byte, because another process may have
-    // been killed in the middle of a line.
+    // If the file no longer ends at fEnd, inspects the last byte of the file, because another process may have been
+    // killed in the middle of a line.
     void LookAtOthers() noexcept {
         off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
         if (end == fEnd)

@@ -120,7 +120,7 @@ std::int64_t platform::SteadyTime() noexcept {
 }
 
 long platform::TimeZone() noexcept {
-    // Before _tzset() is called, the runtime's value is eight hours.
+    // Before _tzset() is called, _timezone stands for eight hours west of UTC, wherever the process runs.
     static bool const ready = (_tzset(), true);
     static_cast<void>(ready);
     return _timezone;

@@ -1,10 +1,11 @@
 // Named memory. Blocks are objects of the system, which deletes a block as soon as no process has it open.
 //
-// A block of OpenOrCreateSharedMemory() has one more page, which begins with a TFooter: the size of the block, and
-// whether its maker has filled it. While the maker fills the block, it holds a named mutex and no other lock. If the
-// maker ends, the system gives the mutex to a thread that waits for it. The system then deletes the unfinished block,
-// because a thread that waits for the mutex does not have the block open. The system may do this a moment later: a
-// thread that has just received the mutex may still find the unfinished block.
+// A block of OpenOrCreateSharedMemory() has one more page. This page begins with a TFooter, which says how large the
+// block is, and whether its maker (the process that creates the block) has filled it. While the maker fills the block,
+// the maker holds a named mutex and no other lock. If the maker ends, the system gives the mutex to a thread that waits
+// for it. The system then deletes the unfinished block, because a thread that waits for the mutex does not have the
+// block open. The system may do this a moment later: a thread that has just received the mutex may still find the
+// unfinished block.
 
 #include "platform/platform.h"
 

@@ -79,7 +79,7 @@ private:
     HANDLE fHandle;
     bool fIsShared;
     bool fLineIsOpen = false; // whether the file ends within a line
-    std::int64_t fEnd = 0;    // the end of the file when this process last wrote or looked
+    std::int64_t fEnd = 0;    // the end of the file when this process last wrote or inspected it
     char fBuffer[8192];
 };
 
@@ -93,8 +93,8 @@ HANDLE Open(wchar_t const *name, DWORD access, DWORD sharing, DWORD disposition)
     return CreateFileW(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Empties the file if nobody has it open for writing. Every process that shares the file has it open for writing, and
-// the system then refuses the call. Processes that only read the file do not prevent the call.
+// Empties a file, unless somebody has it open for writing: the system then refuses the call. Every process that shares
+// the file has it open for writing. Processes that only read the file do not prevent the call.
 template <typename Character>
 void EmptyUnlessInUse(Character const *name) noexcept {
     HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);
