@@ -22,7 +22,7 @@ inline __m128i Letters(__m128i bytes, char first) noexcept {
 }
 #endif
 
-// Changes the case of the 26 letters from `first` on, which is 'A' or 'a'. If a block has bytes that are not ASCII,
+// Changes the case of the 26 letters from `first` on. `first` is 'A' or 'a'. If a block has bytes that are not ASCII,
 // calls `fold` for each of its bytes. Stops at a block with a zero byte. Returns the beginning of the bytes that are
 // left to the caller. REQUIRES: `fold` treats the ASCII letters as ASCII does.
 inline char *Fold(char *from, [[maybe_unused]] char *end, [[maybe_unused]] char first,
@@ -54,8 +54,9 @@ constexpr bool IsSameLetter(char a, char b, bool isPlain) noexcept {
 
 // Compares `a` and `b` in blocks, over at most `count` bytes, without regard to the case of ASCII letters. Returns the
 // number of bytes in front of the block that ends the comparison. A block ends the comparison if it has a difference or
-// a zero byte. If `isPlain` is false, a block also ends it if one text has I and the other has i at the same place. The
-// last block may overlap the block before it. Therefore, if there are at least sixteen bytes, all bytes are in blocks.
+// a zero byte. If `isPlain` is false, a block also ends the comparison if one text has I and the other has i at the
+// same place. The last block may overlap the block before it. Therefore, if there are at least sixteen bytes, all bytes
+// are in blocks.
 inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                             [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;

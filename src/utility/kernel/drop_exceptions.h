@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_DROP_EXCEPTIONS
 #define TUZUTIL_DROP_EXCEPTIONS
 
-// DropExceptions(): calls code whose failure must not stop the work of the library. On some systems, the cancellation
-// of a thread unwinds it like an exception. catch (...) must not drop this unwinding, so the thread cannot be cancelled
-// during the call.
+// DropExceptions(): calls code whose failure must not stop the work of the library. Some systems unwind the stack of a
+// cancelled thread as if the thread had thrown an exception. A catch (...) catches this unwinding too, but must not end
+// it. Therefore the thread is not cancelled during the call.
 
 #include "platform/no_cancel.h"
 

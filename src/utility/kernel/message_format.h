@@ -22,8 +22,8 @@ public:
     enum Fault { storesCount, badWidth, badPrecision, badValue };
 
     explicit TMessageFaults(TTextMessage const &message) noexcept : fMessage(&message) {}
-    // If there is no message, a fault is not traced. Instead, the text is given up, and the caller lets a message make
-    // it.
+    // A TMessageFaults without a message traces nothing. Instead, a fault gives up the text, and the caller makes the
+    // text through a TTextMessage.
     TMessageFaults() noexcept = default;
     void Report(Fault fault, char conversion, std::uint32_t argument) const;
     bool IsGivenUp() const noexcept { return fIsGivenUp; }

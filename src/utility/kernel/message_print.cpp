@@ -73,7 +73,8 @@ public:
         std::copy_n(units, count, fAt);
         fAt += count;
     }
-    // Does the same for bytes behind which fsSlack bytes can be read. A few bytes are copied without a loop.
+    // Does the same as Put(), but copies a few units without a loop. REQUIRES: at least fsSlack bytes can be read from
+    // `units` on.
     static constexpr std::size_t fsSlack = 16;
     void PutFew(Char const *units, std::size_t count) {
         if (count > fsSlack || static_cast<std::size_t>(fEnd - fAt) < fsSlack)
@@ -411,8 +412,8 @@ private:
             fOut.Fill(' ', blanks);
     }
 
-    // Does the same for texts and characters. If the flag `zero` is set, some runtimes put zeros instead of blanks
-    // before texts and characters.
+    // Does the same as Pad() for texts and characters. If the flag `zero` is set, some runtimes put zeros instead of
+    // blanks before texts and characters.
     template <typename Print>
     void PadText(TField const &field, std::size_t count, Print print) {
         Pad(field, count, print, platform::printfHabits.zerosBeforeText && field.Has(TFlags::zero) ? '0' : ' ');

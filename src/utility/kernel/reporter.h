@@ -40,8 +40,8 @@ public:
     constexpr TReporter(TTrace::Category const &category, char const *file) noexcept
         : fCategory(category), fFile(file) {}
 
-    // These functions write trace entries and never throw. They allocate nothing and take no lock if the global level
-    // or the global components exclude the entry.
+    // These functions write trace entries and never throw. If the global level or the global components exclude the
+    // entry, these functions allocate nothing and take no lock.
     template <typename... Arguments>
     void Severe(TReportText format, Arguments const &...arguments) const noexcept {
         Write(TTrace::severe, format, arguments...);

@@ -17,8 +17,8 @@ inline void Mark(std::ios &stream, std::ios_base::iostate bits) {
     }
 }
 
-// Runs `work`, which uses the stream's buffer, and returns true. If `work` throws, sets the bad bit. If the mask
-// contains badbit, then lets the exception pass, and otherwise returns false. The unwinding of a cancelled thread
+// Runs `work`, which uses the stream's buffer, and returns true. If `work` throws, sets the bad bit. After that, if the
+// mask contains badbit, lets the exception pass, and otherwise returns false. The unwinding of a cancelled thread
 // always continues.
 template <typename Work>
 bool Guard(std::ios &stream, Work work) {

@@ -20,8 +20,8 @@ public:
 
     // Makes the text of the record. Returns false if the record is too long, or if the format has a fault.
     bool Print(char const *format, TagVar const *values, std::uint32_t count) noexcept;
-    // Returns the whole record of a destination. A zero follows the record, which is valid until the next call.
-    // REQUIRES: Print() has returned true.
+    // Returns the whole record of a destination. A zero follows the record. The record is valid until the next call of
+    // this function. REQUIRES: Print() has returned true.
     std::string_view Record(TTracePrefix::Form form, unsigned long level, unsigned long parts) noexcept;
 
 private:

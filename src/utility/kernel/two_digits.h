@@ -17,7 +17,7 @@ inline constexpr auto texts = [] {
     return digits;
 }();
 
-// REQUIRES: the number is less than 100.
+// Returns the address of the two digits of a number. REQUIRES: the number is less than 100.
 inline char const *Of(std::size_t number) noexcept {
     return &texts[number * 2];
 }

@@ -45,7 +45,7 @@ inline std::uint32_t Read(char const *&at, char const *end) noexcept {
     return code;
 }
 
-// Does the same for 16-bit text, in which an unpaired surrogate is malformed. REQUIRES: at is not end.
+// Does the same as Read() for 16-bit text, in which an unpaired surrogate is malformed. REQUIRES: at is not end.
 template <typename Unit>
 std::uint32_t ReadUnits(Unit const *&at, Unit const *end) noexcept {
     std::uint32_t const code = *at++;

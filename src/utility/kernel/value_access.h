@@ -11,7 +11,8 @@
 #include <string_view>
 
 struct TagVarAccess {
-    // The kind that programs see. The kinds of arguments that only the library knows count as texts.
+    // Returns the kind that programs see. An inner kind, which only the library knows, counts as `string` or
+    // `wideString`.
     static TagVar::Type Kind(TagVar const &value) noexcept {
         return value.IsInner() ? static_cast<TagVar::Type>(value.fType & ~TagVar::innerKinds) : value.fType;
     }

@@ -249,7 +249,8 @@ int TagVar::IsEqual(TagVar const &other) const {
     switch (TOperators::Outcome(fsIsEqual, *this, other, __LINE__)) {
     case 'r': return TOperators::Real(*this) == TOperators::Real(other);
     case 's':
-        // If one value or both own no text, the values count as equal if the left value owns one, as TAGVAR.h says.
+        // If at least one of the values owns no text, the values count as equal exactly if the left value owns one, as
+        // TAGVAR.h says.
         return left && right ? TOperators::Text(*this)->isEqual(*TOperators::Text(other)) : left;
     case 't': return left && right ? TOperators::Moment(*this)->IsEqual(*TOperators::Moment(other)) : left;
     case '=': return 1;

@@ -152,8 +152,8 @@ TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, TAsciiSet 
         __m256i const found = _mm256_and_si256(_mm256_shuffle_epi8(rows, bytes), _mm256_shuffle_epi8(bits, upper));
         return _mm256_cmpeq_epi8(found, _mm256_setzero_si256());
     };
-    // Skips blocks that hold no byte that is looked for, and then finds the first one. The last blocks overlap those
-    // before them, so no rest is left.
+    // Skips the blocks without a byte that is looked for, and then finds the first such byte. The last blocks overlap
+    // those before them, so no rest is left.
     unsigned int const flip = wanted ? ~0u : 0;
     for (;; from += 2 * fsWidth) {
         if (end - from < 2 * fsWidth) {
@@ -170,8 +170,8 @@ TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, TAsciiSet 
     }
 }
 
-// Folds whole blocks of 64 bytes, up to the first one that has a zero byte or a byte that is not ASCII. Makes no call,
-// because the compiler would have to reload the constants after it.
+// Folds whole blocks of 64 bytes, up to the first one that has a zero byte or a byte that is not ASCII. Calls no
+// function, because the compiler would have to reload the constants after a call.
 TUZUTIL_AVX2 char *FoldAscii(char *from, char *end, char first) noexcept {
     __m256i const caseBit = _mm256_set1_epi8(ascii_case::fsCaseBit);
     __m256i const shift = _mm256_set1_epi8(static_cast<char>(-128 - first));
