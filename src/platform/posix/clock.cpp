@@ -26,8 +26,8 @@ bool platform::UtcRecord(std::int64_t time, std::tm &record) noexcept {
 }
 
 platform::TLocalTime platform::LocalTime() noexcept {
-    // Converting is expensive, so the record is kept until the next second begins.
-    // These objects are allocated when a thread starts, so accessing them needs no call.
+    // Converting is expensive, so the record is kept until the next second begins. The following objects are allocated
+    // when a thread starts, so accessing them needs no call.
     [[gnu::tls_model("initial-exec")]] static constinit thread_local std::time_t knownTime = -1;
     [[gnu::tls_model("initial-exec")]] static constinit thread_local TLocalTime known{};
     timespec now;

@@ -41,8 +41,8 @@ bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
 }
 
 // Tries to open a library, first under one name and then under others. If all attempts fail, the TLoader keeps what the
-// system's loader says about the first library that exists. If no library exists, it keeps what the loader says about
-// the first name.
+// system's loader says about the first library that exists. If no library exists, the TLoader keeps what the system's
+// loader says about the first name.
 class TLoader {
 public:
     void Try(char const *name) noexcept {
@@ -70,7 +70,7 @@ int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
 
-// The path of a file in the program's own directory. If the path would be too long, it is empty.
+// The path of a file in the program's own directory. If this path would be too long, `path` is empty.
 struct TBesideProgram {
     explicit TBesideProgram(char const *name) noexcept {
         ssize_t const length = ::readlink(fsProgram, path, sizeof path);
