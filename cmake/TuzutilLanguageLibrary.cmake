@@ -15,12 +15,12 @@
 # installed below that folder, which should be the folder in which the program is installed.
 #
 # The build fails, and names the file and the line, in these cases:
-# - A number is given twice, or is above 65535.
-# - A text is longer than 256 characters or, in UTF-8, longer than 256 bytes, because tuzutil loads no more. If
+# - Two texts have the same number, or the number of a text is above 65535.
+# - A text is longer than 256 characters or, in UTF-8, longer than 256 bytes. tuzutil loads no more than that. If
 #   ALLOW_LONG_TEXTS is given, the build accepts such texts.
-# - DEFAULTS is given, and the file DEFAULTS has no text of the same number, or the text does not fit the values that
-#   the text in DEFAULTS takes. This file is a resource script, or the C++ source with the program's own texts. In such
-#   a source, each text follows its number, as in {17, "%2$s has %1$d messages"}.
+# - If DEFAULTS is given: a text in STRINGS has a number for which the file DEFAULTS has no text, or it does not fit the
+#   values that the default text of its number takes. The file DEFAULTS is a resource script, or the C++ source with the
+#   program's own texts. In such a source, each text follows its number, as in {17, "%2$s has %1$d messages"}.
 foreach(folder ${CMAKE_CURRENT_LIST_DIR} ${CMAKE_CURRENT_LIST_DIR}/../tools)
     if(EXISTS ${folder}/tuzutil_messages.py)
         set(TUZUTIL_MESSAGE_COMPILER ${folder}/tuzutil_messages.py CACHE INTERNAL "")

@@ -46,7 +46,7 @@ bool IsSameSecret(TString const &a, TString const &b) {
 }
 
 bool PlainResponse::Parse(char const *base64) {
-    TString bytes; // DecodeStrict() gives it the wipe flag, because the argument has this flag
+    TString bytes; // DecodeStrict() gives `bytes` the wipe flag, because the Base64 text has this flag
     if (!TBase64::DecodeStrict(TStringAndWipe(base64), bytes))
         return false;
     unsigned int const first = bytes.indexOf('\0');

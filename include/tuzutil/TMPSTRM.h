@@ -24,8 +24,9 @@
 // Threads:    One thread at a time may use a stream.
 // Failures:   Nothing is thrown. If the file cannot be made or takes no more bytes, writing fails: see TTempStreamBuf.
 // Surprises:
-// - The name is stored, but the file does not get this name.
-// - After the move to the file, reading and writing share one position: seek between them, and before WriteTo().
+// - The stream stores the name that the constructor takes, but the file does not get this name.
+// - After the move to the file, reading and writing share one position. Therefore, seek when you change from reading to
+//   writing or back, and before WriteTo().
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MEMSTRM.h"
@@ -49,8 +50,8 @@ public:
 
     // Returns a value other than 0 to move the content to the file now. Subclasses must override this function. This
     // function may inspect the blocks, seek and write. If it seeks to a block with room and returns 0, writing
-    // continues there. After the move to the file, writing continues at the end. While this function writes, it may be
-    // called again.
+    // continues there. After the move to the file, writing continues at the end. If this function writes, the
+    // stream may call it again before it has returned.
     virtual int Test(TTempStreamBuf *buf);
 };
 
@@ -58,28 +59,27 @@ public:
 // stays in memory.
 //
 // The file. On Windows, the file has a random name in the user's folder for temporary files, and nobody else can open
-// the file while the stream has it open. On Linux, the file has no name. A trace entry at level "er" says that the file
-// was opened, or that it could not be opened.
+// the file while the stream has it open. On Linux, the file has no name. A trace entry at the error level (TRACE.h)
+// says that the file was opened, or that it could not be opened.
 //
 // Position. After the move, reading and writing share one position, which is first the end of the file. The buffer
-// reads ahead. Each of flush(), tellg(), WriteTo() and a seek first moves the position back to the byte that is to be
-// read next. Without such a call, a write continues after the bytes that were read ahead. In a seek, a negative offset
-// moves the position backwards.
+// reads ahead. flush(), tellg(), WriteTo() and seeks begin by moving the position back to the byte that is to be read
+// next. Without such a call, a write continues after the bytes that were read ahead.
 //
 // Failures. If the file cannot be made or takes no more bytes, the bytes that were written before remain readable, and
 // the next write tries again. A failure to read from the file looks like the end of the file.
 class TUZUTIL_API TTempStreamBuf : public TMemStreamBuf {
 public:
-    // These constructors take a name, which is only stored, and the test, which may be null. The block size is that of
-    // TMemStreamBuf.
+    // These constructors take a name, which is only stored, and the test, which may be null. `blockSize` means
+    // the same as in TMemStreamBuf. The constructor without it uses the block size of a default TMemStreamBuf.
     TTempStreamBuf(char const *name, TReference<TTempStreamTest> test);
     TTempStreamBuf(unsigned long blockSize, char const *name, TReference<TTempStreamTest> test);
     ~TTempStreamBuf() override;
 
     // Copies the content to `to`, and returns the number of bytes copied. As long as the content is in memory, copies
-    // it from its beginning. After the move to the file, copies it from the present position on. If the file fails,
-    // sets the fail bit of `to`. If the file does not take the bytes that wait to be written, or `to` uses this buffer,
-    // sets the fail bit too, and returns 0.
+    // it from its beginning. After the move to the file, copies it from the present position on. If reading
+    // from the file fails, sets the fail bit of `to`. If the bytes that wait to be written cannot be written to the
+    // file, or if `to` uses this buffer, copies nothing, sets the fail bit of `to` and returns 0.
     unsigned long WriteTo(std::ostream &to) override;
 
 protected:

@@ -1,6 +1,6 @@
-// TTextMessageStore, which supplies messages with texts, and TTextMessageArchive, which finds a store by its name. The
-// lock TTextMessageArchive::fsMutex guards the archive's set. Under this lock, the archive reads only the names of
-// stores.
+// TTextMessageStore: gives messages their texts. TTextMessageArchive: finds a store by its name. The lock
+// TTextMessageArchive::fsMutex guards the archive's collection of stores. While the archive holds this lock, the only
+// thing that it asks of a store is its name.
 
 #include "tuzutil/MSGSTORE.h"
 

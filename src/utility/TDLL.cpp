@@ -1,5 +1,5 @@
-// TDll: a dynamic library and the texts in it. The library is never closed, and copies of a TDll share its handle.
-// Several threads may load texts at the same time. This source has no lock.
+// TDll: a dynamic library and the texts in it. The library is never closed. Copies of a TDll share the handle of the
+// library. Several threads may load texts at the same time. This source has no lock.
 
 #include "tuzutil/TDLL.h"
 
@@ -25,8 +25,8 @@ TString Load(platform::Library *library, unsigned long id) {
 }
 
 // Returns the text with the number `id` as UTF-8, whatever the process's encoding is. Returns a null string if the
-// library has no such text. If the UTF-8 has fsCapacity bytes or more, cuts it between two characters, to fewer bytes
-// than fsCapacity.
+// library has no such text. If the UTF-8 has fsCapacity bytes or more, keeps only as many whole characters as fit in
+// fsCapacity - 1 bytes.
 TString LoadUtf8(platform::Library *library, unsigned long id) {
     TString text = Load<unsigned short>(library, id);
     text.SetUnicode(1);

@@ -1,9 +1,10 @@
 #ifndef TUZUTIL_LOADING
 #define TUZUTIL_LOADING
 
-// TLoading: keeps the exceptions of static objects in a library that is being loaded. An exception that leaves the
-// constructor of a static object ends the process, and no handler can catch it. So objects that register themselves
-// keep their exception in the TLoading of their thread. Rethrow() throws it after the system's loader has returned:
+// TLoading: while a library is being loaded, keeps the first exception that the registration of one of its static
+// objects throws. An exception that leaves the constructor of a static object ends the process, and no handler can
+// catch it. So an object that registers itself puts its exception into the TLoading of the thread that loads the
+// library. After the system's loader has returned, call Rethrow(), which throws the kept exception:
 //
 //     TLoading loading;
 //     platform::Library *const library = platform::OpenLibrary(name);
@@ -23,7 +24,7 @@ public:
 
     // Runs `act`, which registers an object. If `act` throws while this thread loads a library, keeps the exception and
     // returns false. The object is then not registered. If this thread loads no library, lets the exception pass. If
-    // several calls throw, only the first exception is kept.
+    // `act` throws in several calls of RaiseOrKeep() during one load, only the first exception is kept.
     template <typename Act>
     static bool RaiseOrKeep(Act act) {
         try {
@@ -38,8 +39,8 @@ public:
         }
     }
 
-    // Throws the kept exception, if there is one. In a nested load, passes the exception on to the outer load instead,
-    // because the nested load runs within the constructor of a static object, which must not throw.
+    // Throws the kept exception, if there is one. In a nested load, passes the exception on to the outer load instead.
+    // A nested load runs within the constructor of a static object, and that constructor must not throw.
     void Rethrow();
 
 private:
