@@ -1,8 +1,7 @@
 #ifndef TUZUTIL_TMPSTRM_H
 #define TUZUTIL_TMPSTRM_H
 
-// TTempStream: a memory stream that moves its content to a temporary file when a TTempStreamTest of the program decides
-// so.
+// TTempStream: a memory stream that moves its content to a temporary file when a TTempStreamTest says so.
 //
 // Example:
 //     class TAtMost : public TTempStreamTest { // asked before each block of memory

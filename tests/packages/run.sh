@@ -54,7 +54,7 @@ debugger() {
     mkdir -p "$scripts"
     ln -s "$work/debian/usr/share/gdb/auto-load${library#"$work/debian"}-gdb.py" "$scripts"
     seen=$(gdb -batch -nx -iex "set auto-load safe-path /" -iex "set auto-load scripts-directory $work/gdb" -ex "break main" \
-        -ex run -ex "info tuzutil-traces" -ex kill "$work/debian/build/program" 2>&1 | grep -c "No trace destinations")
+        -ex run -ex "info tuzutil-traces" -ex kill "$work/debian/build/program" 2>&1 | grep -ci "trace destinations")
     printf 'gdb: %s\n' "$seen"
     [ "$seen" = 1 ]
 }

@@ -196,7 +196,11 @@ class TracesCommand(gdb.Command):
         super().__init__("info tuzutil-traces", gdb.COMMAND_DATA)
 
     def invoke(self, argument, from_tty):
-        destination = gdb.parse_and_eval("TTrace::Base::fsAnchor")
+        try:
+            destination = gdb.parse_and_eval("TTrace::Base::fsAnchor")
+        except gdb.error:
+            print("The trace destinations are unknown, because tuzutil was built without debug information.")
+            return
         word = lambda value: int(value["fValue"]["_M_i"])
         if not int(destination):
             print("No trace destinations.")
