@@ -57,6 +57,24 @@ def processor():
     return f"{len(names)} cores of {names[0]}, {platform.freedesktop_os_release()['PRETTY_NAME']}"
 
 
+PAGE = """# How fast the library is beside others
+
+`scripts/bench` runs each path of the library beside what a program would use instead, in one run, with the rows
+interleaved. The table gives the median of seven repetitions. The ratio is the time of the row divided by the time of
+its peer, and `bench/targets.txt` says how large it may be at most. A target *holds* if the ratio misses it by no more
+than its spread. Rows named `WriteOnly`, `MemchrPerLine`, `CopyText` and `...Floor` are floors: what the machine takes
+for the work that no library can avoid. `scripts/bench --page` writes the table and the picture anew.
+
+![The time of each row divided by that of its peer](performance.svg)
+
+<!-- measured -->
+<!-- end -->
+
+The number of instructions of eight paths is a test (`speed.instructions`, in the suites of the step `linux`): it fails if a path
+takes 10 % more instructions than it did. Times are never a test.
+"""
+
+
 def write_page(found, folder):
     page = pathlib.Path(folder) / "performance.md"
     lines = [f"Measured on {datetime.date.today()}: {processor()}.", "",
@@ -65,8 +83,7 @@ def write_page(found, folder):
         if ours:
             lines.append(f"| {program} | `{row}` | `{peer}` | {ours:,.1f} | {theirs:,.1f} | {ours / theirs:.2f} | {spread:.2f} |"
                          f" {most:.2f} | {verdict(ours / theirs, spread, most)} |")
-    text = page.read_text(encoding="utf-8")
-    text = re.sub(r"(?<=<!-- measured -->\n).*(?=<!-- end -->)", lambda _: "\n".join(lines) + "\n", text, flags=re.DOTALL)
+    text = PAGE.replace("<!-- measured -->\n<!-- end -->", "\n".join(lines))
     page.write_text(text, encoding="utf-8")
     draw(found, pathlib.Path(folder) / "performance.svg")
 
