@@ -5,17 +5,7 @@
 
 #include "bounds.h"
 
-#include <cstdlib>
 #include <string>
-
-namespace {
-
-void Require(bool holds) {
-    if (!holds)
-        std::abort();
-}
-
-} // namespace
 
 int TestOneInput(unsigned char const *data, std::size_t size) {
     std::string const text(reinterpret_cast<char const *>(data), size);

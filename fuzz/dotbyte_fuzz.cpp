@@ -9,15 +9,9 @@
 #include "bounds.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
 namespace {
-
-void Require(bool condition) {
-    if (!condition)
-        std::abort();
-}
 
 // The model does not read lines in pieces. Therefore each line must be shorter than a piece.
 bool HasLongLine(std::string_view text) {

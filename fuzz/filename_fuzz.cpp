@@ -5,14 +5,7 @@
 
 #include "bounds.h"
 
-#include <cstdlib>
-
 namespace {
-
-void Require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 void Split(TFileName const &name) {
     TString const &delim = name.IsUnicode() ? TFileName::QueryDelimUnicode() : TFileName::QueryDelimLocal();

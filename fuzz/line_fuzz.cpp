@@ -10,15 +10,9 @@
 #include "bounds.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 
 namespace {
-
-void Require(bool condition) {
-    if (!condition)
-        std::abort();
-}
 
 class TOpenBuf : public TLineStreamBuf {
 public:

@@ -13,7 +13,6 @@
 
 #include "bounds.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -23,11 +22,6 @@
 #include <unistd.h>
 
 namespace {
-
-void Require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 // A folder with one user and two messages of this user. It exists while the fuzzer runs.
 class TMail {

@@ -7,16 +7,10 @@
 
 #include "bounds.h"
 
-#include <cstdlib>
 #include <sstream>
 #include <string>
 
 namespace {
-
-void Require(bool holds) {
-    if (!holds)
-        std::abort();
-}
 
 std::string Written(TagVar const &value, int networkOrder) {
     std::ostringstream bytes;

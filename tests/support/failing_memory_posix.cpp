@@ -48,7 +48,11 @@ void *realloc(void *block, std::size_t size) noexcept {
         errno = ENOMEM;
         return nullptr;
     }
-    return __libc_realloc(block, size);
+    memory::NoteFree(block);
+    void *const moved = __libc_realloc(block, size);
+    if (moved || size != 0)
+        memory::NoteBlock(moved ? moved : block);
+    return moved;
 }
 
 void free(void *block) noexcept {
