@@ -90,14 +90,19 @@ class Trace(unittest.TestCase):
         for line in (server.root / "trace.json").read_bytes().splitlines():
             json.loads(line.decode())
 
-    def test_a_rotating_file_keeps_every_record_whole(self):
-        server = support.Server(trace="rotate[tracerotate]({root}/trace.log;1000;400),al,Protocol,0,Pop3Session").start()
+    def rotate(self, size_and_kept, selection, sessions):
+        """Runs sessions that are traced to a rotating file; returns the server, which has ended."""
+        server = support.Server(trace="rotate[tracerotate]({root}/trace.log;" + f"{size_and_kept}),{selection}").start()
         self.addCleanup(server.remove)
-        for _ in range(30):
+        for _ in range(sessions):
             with server.connect() as client:
                 client.login()
                 client.ok("QUIT")
         server.stop()
+        return server
+
+    def test_a_rotating_file_keeps_every_record_whole(self):
+        server = self.rotate("1000;400", "al,Protocol,0,Pop3Session", 30)
         files = sorted(server.root.glob("trace.log.*"), key=lambda path: -int(path.suffix[1:])) + [server.root / "trace.log"]
         self.assertGreater(len(files), 5)
         lines = []
@@ -112,24 +117,12 @@ class Trace(unittest.TestCase):
         self.assertEqual(texts.count("session ends"), 30)
 
     def test_a_rotating_file_forgets_the_oldest(self):
-        server = support.Server(trace="rotate[tracerotate]({root}/trace.log;500;2),al,Protocol").start()
-        self.addCleanup(server.remove)
-        for _ in range(20):
-            with server.connect() as client:
-                client.login()
-                client.ok("QUIT")
-        server.stop()
+        server = self.rotate("500;2", "al,Protocol", 20)
         self.assertEqual(sorted(path.name for path in server.root.glob("trace.log*")),
                          ["trace.log", "trace.log.1", "trace.log.2"])
 
     def test_a_rotating_file_without_older_ones_begins_again(self):
-        server = support.Server(trace="rotate[tracerotate]({root}/trace.log;500;0),al,Protocol").start()
-        self.addCleanup(server.remove)
-        for _ in range(20):
-            with server.connect() as client:
-                client.login()
-                client.ok("QUIT")
-        server.stop()
+        server = self.rotate("500;0", "al,Protocol", 20)
         self.assertEqual([path.name for path in server.root.glob("trace.log*")], ["trace.log"])
         self.assertLessEqual((server.root / "trace.log").stat().st_size, 500)
 

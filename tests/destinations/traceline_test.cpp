@@ -1,6 +1,7 @@
 // Records of trace points, which are made without a message if that is possible.
 
 #include "support/FailingMemory.h"
+#include "support/TracedText.h"
 #include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESTR.h"
 
@@ -15,20 +16,6 @@
 namespace {
 
 TTrace::Category const fsCategory(1, "TraceLineTest");
-
-// A destination on a string, with the short prefix.
-struct TTraced {
-    TTraced() { trace.SetDisplayPrefix(0); }
-
-    std::string Take() {
-        std::string const text = out.str();
-        out.str("");
-        return text;
-    }
-
-    std::ostringstream out;
-    TTraceStream trace{out};
-};
 
 // A destination that keeps the messages.
 class TKeeper : public TTrace::Base {
@@ -72,7 +59,7 @@ TEST(TraceLine, NeedsNoMemoryForEightArguments) {
 }
 
 TEST(TraceLine, OfEveryLengthIsWhole) {
-    TTraced traced;
+    TTracedText traced;
     for (std::size_t length = 0; length < 1200; ++length) {
         std::string const text(length, 'x');
         Write("%s", text.c_str());
@@ -81,7 +68,7 @@ TEST(TraceLine, OfEveryLengthIsWhole) {
 }
 
 TEST(TraceLine, MayHaveALongFileNameAndALongCategory) {
-    TTraced traced;
+    TTracedText traced;
     for (std::size_t const length : {1u, 100u, 150u, 180u, 200u, 250u, 300u, 1000u}) {
         std::string const name(length, 'n');
         TTracePoint::Write(TTrace::error, fsCategory, {name.c_str(), 7}, "%d", 17);
@@ -96,7 +83,7 @@ TEST(TraceLine, MayHaveALongFileNameAndALongCategory) {
 }
 
 TEST(TraceLine, EndsAtACharacterZero) {
-    TTraced traced;
+    TTracedText traced;
     Write("before%cafter", 0);
     EXPECT_EQ(traced.Take(), "E [file.cpp:7] before\n");
     Write("%c", 0);
@@ -104,14 +91,14 @@ TEST(TraceLine, EndsAtACharacterZero) {
 }
 
 TEST(TraceLine, ValuesThatEndAListEndTheArguments) {
-    TTraced traced;
+    TTracedText traced;
     traced.trace.AddCategory(TUtilityTraceCategory::Message, 0);
     Write("%d %d", TagVar(1), TagVar(), 3);
     EXPECT_EQ(traced.Take(), "E [file.cpp:7] 1 0\n");
 }
 
 TEST(TraceLine, AFaultIsReportedOnceAndTheRecordIsWrittenOnce) {
-    TTraced traced;
+    TTracedText traced;
     Write("%s", 5);
     std::string const all = traced.Take();
     EXPECT_EQ(all.substr(all.find("E [file.cpp")), "E [file.cpp:7] (null)\n");
@@ -120,10 +107,10 @@ TEST(TraceLine, AFaultIsReportedOnceAndTheRecordIsWrittenOnce) {
 }
 
 TEST(TraceLine, EachDestinationHasItsOwnPrefix) {
-    TTraced first;
-    TTraced second;
+    TTracedText first;
+    TTracedText second;
     second.trace.SetPrefixParts(TTrace::Base::categoryPart);
-    TTraced third;
+    TTracedText third;
     third.trace.AddCategory(fsCategory, 0);
     Write("%s", "one");
     EXPECT_EQ(first.Take(), "E [file.cpp:7] one\n");
@@ -137,7 +124,7 @@ TEST(TraceLine, EachDestinationHasItsOwnPrefix) {
 }
 
 TEST(TraceLine, OtherDestinationsGetMessagesThatOwnTheirArguments) {
-    TTraced traced;
+    TTracedText traced;
     TTrace const trace = TTrace::Make<TKeeper>();
     auto &keeper = static_cast<TKeeper &>(*TTrace(trace).QueryPointer());
     {

@@ -4,6 +4,7 @@
 #include "support/Expect.h"
 #include "support/LocaleC.h"
 #include "support/TempFolder.h"
+#include "support/TracedText.h"
 #include "tuzutil/MSGSTORE.h"
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TRACEP.h"
@@ -34,20 +35,6 @@ void Entry(unsigned long level, char const *file, unsigned long line, char const
         message.SetDebugging(file, line);
     TTrace::WriteEntry(level, fsCategory, message);
 }
-
-// A destination on a string, with the short prefix.
-struct TTraced {
-    TTraced() { trace.SetDisplayPrefix(0); }
-
-    std::string Take() {
-        std::string const text = out.str();
-        out.str("");
-        return text;
-    }
-
-    std::ostringstream out;
-    TTraceStream trace{out};
-};
 
 std::string Content(std::filesystem::path const &path) {
     std::ifstream in(path); // text: line ends are those of the system
@@ -164,7 +151,7 @@ TEST(TraceRecord, TheExampleOfTheHeaderHolds) {
 }
 
 TEST(TraceRecord, OnlyTheLastPartOfTheFileIsShown) {
-    TTraced traced;
+    TTracedText traced;
     struct {
         char const *file;
         char const *shown;
@@ -183,7 +170,7 @@ TEST(TraceRecord, OnlyTheLastPartOfTheFileIsShown) {
 }
 
 TEST(TraceRecord, WithoutASourceFileTheLineIsStillShown) {
-    TTraced traced;
+    TTracedText traced;
     TTextMessage message("text");
     message.SetDebugging(nullptr, 4711);
     TTrace::WriteEntry(TTrace::error, fsCategory, message);
@@ -195,7 +182,7 @@ TEST(TraceRecord, LineNumbersIgnoreModesAndLocaleOfTheStream) {
         std::string do_grouping() const override { return "\3"; }
         char do_thousands_sep() const override { return '.'; }
     };
-    TTraced traced;
+    TTracedText traced;
     traced.out.imbue(std::locale(std::locale::classic(), new TGrouping));
     traced.out << std::hex << std::showbase;
     traced.out.width(40);
@@ -206,7 +193,7 @@ TEST(TraceRecord, LineNumbersIgnoreModesAndLocaleOfTheStream) {
 }
 
 TEST(TraceRecord, TextsOfEveryLengthAreWhole) {
-    TTraced traced;
+    TTracedText traced;
     for (std::size_t length : {0u, 1u, 2u, 400u, 495u, 496u, 497u, 498u, 499u, 500u, 501u, 511u, 512u, 513u, 100000u}) {
         std::string const text(length, 'x');
         Entry(TTrace::error, "f", 1, text.c_str());
@@ -215,14 +202,14 @@ TEST(TraceRecord, TextsOfEveryLengthAreWhole) {
 }
 
 TEST(TraceRecord, NothingOfTheTextIsChanged) {
-    TTraced traced;
+    TTracedText traced;
     Entry(TTrace::error, "f", 1, "one\r\ntwo\ttab \x1B[31m \xC3\xA4 100%d");
     EXPECT_EQ(traced.Take(), "E [f:1] one\r\ntwo\ttab \x1B[31m \xC3\xA4 100%d\n");
 }
 
 TEST(TraceRecord, WideTextsAreWrittenInTheEncodingOfTheProcess) {
     TLocaleC const locale;
-    TTraced traced;
+    TTracedText traced;
     TTextMessage message(u"wide %d \u20AC", 5);
     message.SetDebugging("f", 1);
     TTrace::WriteEntry(TTrace::error, fsCategory, message);
@@ -242,7 +229,7 @@ TEST(TraceRecord, TextsAreFoundAndMadeOutsideTheTraceLock) {
         }
         bool isFree = false;
     } store;
-    TTraced traced;
+    TTracedText traced;
     TTextMessage message(TTextMessage::StoreID("TraceStreamTest", ExplicitInit), 1, 2, "default");
     message.SetDebugging("f", 1);
     TTrace::WriteEntry(TTrace::error, fsCategory, message);
@@ -259,7 +246,7 @@ TEST(TraceRecord, TextsThatNobodyWantsAreNotMade) {
         }
         int count = 0;
     } store;
-    TTraced traced;
+    TTracedText traced;
     traced.trace.SetLevel(TTrace::warning);
     TTextMessage const message(TTextMessage::StoreID("TraceStreamTest", ExplicitInit), 1, 2, "default");
     TTrace::WriteEntry(TTrace::error, fsCategory, message);
@@ -267,7 +254,7 @@ TEST(TraceRecord, TextsThatNobodyWantsAreNotMade) {
 }
 
 TEST(TraceRecord, MessageWithoutTextGivesAnEmptyOne) {
-    TTraced traced;
+    TTracedText traced;
     TTrace::WriteEntry(TTrace::error, fsCategory, TTextMessage());
     EXPECT_EQ(traced.Take(), "E [????.???:0] \n");
 }
@@ -411,7 +398,7 @@ TEST(TTraceStream, AFaultySelectionLeavesNoDestinationBehind) {
 }
 
 TEST(TTraceStream, CopiesShareTheDestination) {
-    TTraced traced;
+    TTracedText traced;
     TTraceStream copy(traced.trace);
     copy.SetLevel(TTrace::error);
     EXPECT_EQ(traced.trace.QueryLevel(), 4u);
@@ -481,7 +468,7 @@ TEST(TTraceStream, AStreamThatThrowsHarmsNobody) {
     std::ostream out(&buffer);
     out.exceptions(std::ios_base::badbit);
     TTraceStream const throwing(out);
-    TTraced behind;
+    TTracedText behind;
     Entry(TTrace::error, "f", 1, "text");
     EXPECT_EQ(behind.Take(), "E [f:1] text\n");
     Entry(TTrace::error, "f", 2, "again"); // no lock was left behind
