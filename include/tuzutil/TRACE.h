@@ -320,7 +320,8 @@ public:
     int UsesDefault(Category const &category) const;
     void FormatPrefix(TString &prefix, unsigned long level) const;
 
-    Pointer &QueryPointer() noexcept { return fDestination; } // null without a destination
+    Pointer &QueryPointer() noexcept { return fDestination; }             // null without a destination
+    Pointer const &QueryPointer() const noexcept { return fDestination; } // null without a destination
 
     // These functions do the same as the functions of the same name in Base.
     static void WriteEntry(unsigned long level, Category const &category, TTextMessage const &message) {

@@ -137,19 +137,17 @@ public:
     void SetStream(std::ostream &stream);
     void SetStream(std::ostream *stream);
 
-    // Returns what QueryPath() of the destination returns.
+    // Returns what QueryPath() of the destination returns, or an empty path if there is no such destination.
     template <class Path = std::filesystem::path>
     Path QueryPath() const {
-        Path path;
-        CopyPath([](void *copy, auto name) { *static_cast<Path *>(copy) = name; }, &path);
-        return path;
+        TTraceStreamBase const *const destination = Destination();
+        return destination ? destination->QueryPath() : Path();
     }
 
 private:
     explicit TTraceStream(TTraceStreamBase *destination);
 
-    TTraceStreamBase *Destination();
-    void CopyPath(TTraceStreamBase::TTakePath take, void *path) const;
+    TTraceStreamBase *Destination() const noexcept; // null if there is none, or one of another class
 };
 
 // Writes lines to the debugger of the process. If the system has no channel to a debugger, writes to the system's log.

@@ -85,5 +85,5 @@ void TTraceSharedFile::Own(TTraceSharedFileBase *destination) {
 TTraceSharedFile::~TTraceSharedFile() = default;
 
 TTraceSharedFileBase const *TTraceSharedFile::Destination() const noexcept {
-    return dynamic_cast<TTraceSharedFileBase const *>(const_cast<TTraceSharedFile *>(this)->QueryPointer().Pointer());
+    return dynamic_cast<TTraceSharedFileBase const *>(QueryPointer().Pointer());
 }

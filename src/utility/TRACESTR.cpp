@@ -179,14 +179,8 @@ TTraceStream::TTraceStream(std::ostream *stream, char const *selection) : TTrace
 TTraceStream::~TTraceStream() = default;
 
 // If the handle now has no destination, or a destination of another class, returns null.
-TTraceStreamBase *TTraceStream::Destination() {
+TTraceStreamBase *TTraceStream::Destination() const noexcept {
     return dynamic_cast<TTraceStreamBase *>(QueryPointer().Pointer());
-}
-
-void TTraceStream::CopyPath(TTraceStreamBase::TTakePath take, void *path) const {
-    if (auto const *const destination =
-            dynamic_cast<TTraceStreamBase const *>(const_cast<TTraceStream *>(this)->QueryPointer().Pointer()))
-        destination->CopyPath(take, path);
 }
 
 void TTraceStream::SetStream(std::ostream &stream) {
