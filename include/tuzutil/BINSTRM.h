@@ -39,66 +39,6 @@
 #include <streambuf>
 #include <type_traits>
 
-// A value that is stored in network byte order, after `filler` zero bytes. Whatever the byte order of a binary stream
-// is, the stream reads and writes these stored bytes unchanged. A long that does not fit in 32 bits becomes the nearest
-// value that fits.
-template <typename Host, typename Wire, std::size_t filler = 0>
-class TNetworkValue {
-public:
-    TNetworkValue() noexcept = default; // 0
-    // Stores the value in network byte order.
-    explicit TNetworkValue(Host value) noexcept {
-        Wire const wire = Convert(value);
-        Bits bits;
-        std::memcpy(&bits, &wire, sizeof bits);
-        for (std::size_t i = sizeof fBytes; i-- > filler; bits = static_cast<Bits>(bits >> 4 >> 4))
-            fBytes[i] = static_cast<unsigned char>(bits & 0xFF);
-    }
-    // Returns the stored value in host byte order.
-    operator Host() const noexcept {
-        Bits bits = 0;
-        for (std::size_t i = filler; i < sizeof fBytes; ++i)
-            bits = static_cast<Bits>(bits << 8 | fBytes[i]);
-        Wire wire;
-        std::memcpy(&wire, &bits, sizeof wire);
-        return static_cast<Host>(wire);
-    }
-
-private:
-    using Bits = std::conditional_t<sizeof(Wire) == 2, std::uint16_t,
-                                    std::conditional_t<sizeof(Wire) == 4, std::uint32_t, std::uint64_t>>;
-
-    static Wire Convert(Host value) noexcept {
-        if constexpr (std::is_integral_v<Host> && sizeof(Host) > sizeof(Wire)) {
-            using Limits = std::numeric_limits<Wire>;
-            if (value > static_cast<Host>(Limits::max()))
-                return Limits::max();
-            if (value < static_cast<Host>(Limits::min()))
-                return Limits::min();
-        }
-        return static_cast<Wire>(value);
-    }
-
-    unsigned char fBytes[filler + sizeof(Wire)] = {};
-};
-
-// These types store a value in as many bytes as a stream in network order does: 2 for a short, 4 for an int, a long or
-// a float, 8 for a double, and 10 for a long double.
-using TNetworkShort = TNetworkValue<short, std::int16_t>;
-using TNetworkUnsignedShort = TNetworkValue<unsigned short, std::uint16_t>;
-using TNetworkInt = TNetworkValue<int, std::int32_t>;
-using TNetworkUnsigned = TNetworkValue<unsigned int, std::uint32_t>;
-using TNetworkLong = TNetworkValue<long, std::int32_t>;
-using TNetworkUnsignedLong = TNetworkValue<unsigned long, std::uint32_t>;
-using TNetworkFloat = TNetworkValue<float, float>;
-using TNetworkDouble = TNetworkValue<double, double>;
-using TNetworkLongDouble = TNetworkValue<long double, double, 2>;
-
-static_assert(sizeof(TNetworkShort) == 2 && sizeof(TNetworkUnsignedShort) == 2);
-static_assert(sizeof(TNetworkInt) == 4 && sizeof(TNetworkUnsigned) == 4 && sizeof(TNetworkLong) == 4);
-static_assert(sizeof(TNetworkUnsignedLong) == 4 && sizeof(TNetworkFloat) == 4);
-static_assert(sizeof(TNetworkDouble) == 8 && sizeof(TNetworkLongDouble) == 10);
-
 namespace tuzutil {
 
 // Gives access to the get and put areas of any stream buffer, through pointers to its protected members. Take() and
@@ -157,6 +97,59 @@ private:
 };
 
 } // namespace tuzutil
+
+// A value that is stored in network byte order, after `filler` zero bytes. Whatever the byte order of a binary stream
+// is, the stream reads and writes these stored bytes unchanged. A long that does not fit in 32 bits becomes the nearest
+// value that fits.
+template <typename Host, typename Wire, std::size_t filler = 0>
+class TNetworkValue {
+public:
+    TNetworkValue() noexcept = default; // 0
+    // Stores the value in network byte order.
+    explicit TNetworkValue(Host value) noexcept {
+        auto const bits = Number::Encode(Convert(value), true);
+        std::memcpy(fBytes + filler, &bits, sizeof bits);
+    }
+    // Returns the stored value in host byte order.
+    operator Host() const noexcept {
+        typename Number::Bits bits;
+        std::memcpy(&bits, fBytes + filler, sizeof bits);
+        return static_cast<Host>(Number::Decode(bits, true));
+    }
+
+private:
+    using Number = tuzutil::TWireNumber<Wire>;
+
+    static Wire Convert(Host value) noexcept {
+        if constexpr (std::is_integral_v<Host> && sizeof(Host) > sizeof(Wire)) {
+            using Limits = std::numeric_limits<Wire>;
+            if (value > static_cast<Host>(Limits::max()))
+                return Limits::max();
+            if (value < static_cast<Host>(Limits::min()))
+                return Limits::min();
+        }
+        return static_cast<Wire>(value);
+    }
+
+    unsigned char fBytes[filler + sizeof(Wire)] = {};
+};
+
+// These types store a value in as many bytes as a stream in network order does: 2 for a short, 4 for an int, a long or
+// a float, 8 for a double, and 10 for a long double.
+using TNetworkShort = TNetworkValue<short, std::int16_t>;
+using TNetworkUnsignedShort = TNetworkValue<unsigned short, std::uint16_t>;
+using TNetworkInt = TNetworkValue<int, std::int32_t>;
+using TNetworkUnsigned = TNetworkValue<unsigned int, std::uint32_t>;
+using TNetworkLong = TNetworkValue<long, std::int32_t>;
+using TNetworkUnsignedLong = TNetworkValue<unsigned long, std::uint32_t>;
+using TNetworkFloat = TNetworkValue<float, float>;
+using TNetworkDouble = TNetworkValue<double, double>;
+using TNetworkLongDouble = TNetworkValue<long double, double, 2>;
+
+static_assert(sizeof(TNetworkShort) == 2 && sizeof(TNetworkUnsignedShort) == 2);
+static_assert(sizeof(TNetworkInt) == 4 && sizeof(TNetworkUnsigned) == 4 && sizeof(TNetworkLong) == 4);
+static_assert(sizeof(TNetworkUnsignedLong) == 4 && sizeof(TNetworkFloat) == 4);
+static_assert(sizeof(TNetworkDouble) == 8 && sizeof(TNetworkLongDouble) == 10);
 
 // The base of the binary streams. It holds the byte order, and gives access to the state and format of the wrapped
 // stream.
