@@ -50,10 +50,11 @@ private:
 };
 
 // The base of objects to which uncounted (weak) pointers exist. All objects of this class share the lock
-// TWeakReferenceLock::fsSem. While a thread holds this lock, other threads wait for it before they change a count.
-// While the lock is free, only the first and the last reference take it. When the last reference is released,
-// ZeroWeakReference() clears the weak pointers under this lock. If the lock cannot be taken, TWeakReferenceLock traces
-// this at level "er", and the count still changes atomically.
+// TWeakReferenceLock::fsSem. While a thread holds this lock, other threads wait for it before they change a count. If
+// another thread has already begun a change when the lock is taken, that change may still be finished, but it never
+// makes the first reference or releases the last one. While the lock is free, only the first and the last reference
+// take it. When the last reference is released, ZeroWeakReference() clears the weak pointers under this lock. If the
+// lock cannot be taken, TWeakReferenceLock traces this at level "er", and the count still changes atomically.
 //
 // REQUIRES: code that makes a reference from a weak pointer holds a TWeakReferenceLock while it reads the pointer and
 // calls AddRef(). ZeroWeakReference() must clear every weak pointer from which references are made.
