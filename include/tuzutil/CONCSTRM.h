@@ -19,8 +19,9 @@
 // Surprises:
 // - If the last line of a source does not end with LF, this line is lost, unless SetWholeLines() is on. If the line is
 //   longer than a piece (see TConcatStreamBuf), only the bytes after its last full piece are lost.
-// - Even if LF line ends become CR LF, an LF that begins a piece gets no CR unless SetWholeLines() is on. Such an LF
-//   ends an empty line, or a line that fills its pieces exactly. A line that already ends with CR LF is not changed.
+// - If LF line ends become CR LF, an LF at the start of a piece still stays LF. Such an LF ends an empty line, or a
+//   line that fills its pieces exactly. After SetWholeLines(1), it becomes CR LF too. A line that already ends with CR
+//   LF is not changed.
 // - If a source sets its bad bit without its end-of-file bit, the data end there for the whole stream. The bytes that
 //   were read before are delivered.
 // - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_DOTBYTE_H
 #define TUZUTIL_DOTBYTE_H
 
-// TDotByteStream: reads and writes the body of a message on a mail or news connection. A line "." ends the body. A line
-// of the body that begins with "." is sent with a second "." in front.
+// TDotByteStream: reads and writes the body of a message on a mail or news connection. A line "." (the end line) ends
+// the body. A line of the body that begins with "." is sent with a second "." in front.
 //
 // Example:
 //     std::ostringstream connection;
@@ -39,7 +39,7 @@
 
 // A read throws this exception after Cancel(). Its text is "Cancel".
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteError, TAccessError);
-// A write or flush throws this exception when the last allowed line was passed on. Its text is "Lines".
+// A write or flush throws this exception after it has passed on the last allowed line. Its text is "Lines".
 TUZUTIL_DECLARE_EXCEPTION(TUZUTIL_API, TDotByteLinesException, TException);
 
 // The buffer of the dot-byte streams.
@@ -137,7 +137,7 @@ private:
     State fReadState = State::atLineStart;
     State fWriteState = State::atLineStart;
     bool fLinesLimited = false;
-    bool fInBody = false; // lines are counted, and an empty line was written
+    bool fInBody = false; // whether lines are limited, and the empty line after the header was written
     std::uint32_t fLinesLeft = 0;
     std::uint64_t fLineLength = 0; // bytes of the current line of the header that were written
     std::size_t fGathered = 0;     // bytes of an incomplete piece, if the source threw

@@ -134,7 +134,7 @@ private:
 
     static constexpr std::uint32_t fsMaximum = 5;
 
-    // The result of what(). A copy of the exception makes its own.
+    // The result of what(). A copy of the exception makes a result of its own.
     class TDescription {
     public:
         TDescription() noexcept = default;

@@ -63,10 +63,10 @@ class TFactoryLoaderSet;
 // The part of the loader that does not depend on the class of the factories. Each lookup takes the lock of the set of
 // factories for a moment. A lookup that loads a library also holds a second lock until the library is loaded.
 //
-// REQUIRES: the static objects of a library that is loaded without a TFactoryLoader look only for types that are
-// registered already. Otherwise two threads may wait for each other. REQUIRES: the constructors of static objects in
-// libraries let no exception escape, because no exception can pass through the system's loader. (Register() lets no
-// exception escape during a load.)
+// REQUIRES: if a library is loaded without a TFactoryLoader, the constructors of its static objects call Find() only
+// for types that are registered already. Otherwise two threads may wait for each other. REQUIRES: the constructors of
+// static objects in libraries let no exception escape, because no exception can pass through the system's loader.
+// (Register() lets no exception escape during a load.)
 class TUZUTIL_API TFactoryLoaderBase {
 public:
     TFactoryLoaderBase(TFactoryLoaderBase const &) = delete;

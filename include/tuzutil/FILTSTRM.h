@@ -95,10 +95,11 @@ private:
     // them at the next call.
     virtual TPiece ReadPiece() = 0;
 
-    // Moves whole pieces from the get area of the source's buffer to `into`, as reading them with ReadPiece() would,
-    // and returns how many bytes it stored: less than `size`. REQUIRES: the function leaves at least one byte in that
-    // get area, for the next ReadPiece(). A caller can put back the bytes of that next piece and, if the piece has room
-    // for them, up to fsPutBackRoom bytes that were read before it. The default does nothing, and returns 0.
+    // Moves whole pieces from the get area of the source's buffer to `into`. The stored bytes are those that
+    // ReadPiece() would return. Returns the number of stored bytes, which is less than `size`. REQUIRES: the function
+    // leaves at least one byte in that get area, for the next ReadPiece(). A reader can put back the bytes of that next
+    // piece. If the piece has room, the reader can also put back up to fsPutBackRoom bytes that precede the piece. The
+    // default does nothing, and returns 0.
     virtual std::size_t TakePieces(char *into, std::size_t size);
 
     void KeepLast(char const *taken, std::size_t count) noexcept;

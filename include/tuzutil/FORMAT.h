@@ -71,7 +71,7 @@ constexpr TArgumentKind KindOfArgument() {
                            std::is_base_of_v<TString, T>)
             return TArgumentKind::text;
     }
-    return TArgumentKind::any; // also a type that converts itself to one of the others
+    return TArgumentKind::any; // also for a type that converts itself to an integer, a real, a text or a pointer
 }
 
 constexpr bool HasConversion(char const *text) {

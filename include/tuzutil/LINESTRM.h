@@ -58,15 +58,15 @@ public:
     TLineStreamBuf(unsigned long bufferSize, std::ostream *sink);
     ~TLineStreamBuf() override;
 
-    // Returns how many lines were begun. The line that is being read counts.
+    // Returns how many lines were begun. The line that is being read counts too.
     unsigned long QueryLinesRead() const noexcept { return fLinesRead; }
 
-    // Replaces the text of `line` by the next line without its CR LF or LF, but by at most the first `limit` bytes of
-    // that line. `tooLong` takes precedence over `bareCarriageReturn`, and `bareCarriageReturn` over `bareLineFeed`.
-    // After `end`, `line` holds the beginning of the unfinished line, of at most `limit` bytes. Do not call ReadLine()
-    // again after `end`, even if the source delivers more: the rest of the line would count as a whole line. The time
-    // is linear in the bytes read. If the string has a capacity of `limit` bytes before the call, the string keeps its
-    // memory. Then no copy of a secret is left behind in memory that the string has released.
+    // Stores the next line, without its CR LF or LF, in `line`. If the next line is longer than `limit` bytes, stores
+    // only its first `limit` bytes. `tooLong` takes precedence over `bareCarriageReturn`, and `bareCarriageReturn` over
+    // `bareLineFeed`. After `end`, `line` holds the beginning of the unfinished line, of at most `limit` bytes. Do not
+    // call ReadLine() again after `end`, even if the source delivers more: the rest of the line would count as a whole
+    // line. The time is linear in the bytes read. If the string has a capacity of `limit` bytes before the call, the
+    // string keeps its memory. Then no copy of a secret is left behind in memory that the string has released.
     [[nodiscard]] TLineRead ReadLine(std::string &line, std::size_t limit);
 
 protected:

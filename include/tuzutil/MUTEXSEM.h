@@ -106,8 +106,8 @@ private:
 
 // A recursive lock. On a system that has fibers, a lock without a name belongs to the fiber that took it, not to the
 // thread. A fork affects a lock without a name as follows: if the forking thread holds the lock, that thread also holds
-// the lock in the child. If another thread holds the lock, the lock is free in the child. A fork does not give the
-// child a lock with a name: a thread of the parent that holds the lock keeps it.
+// the lock in the child. If another thread holds the lock, the lock is free in the child. A lock with a name stays with
+// its owner: if a thread of the parent holds the lock, only that thread holds it after the fork.
 class TUZUTIL_API TMutexSemaphore {
 public:
     // The result of a lock request, and the state of a guard.
@@ -154,7 +154,8 @@ public:
     [[nodiscard]] bool WasAbandoned() const noexcept;
 
     // Returns the error code of the system's last failed call in this thread: errno, or GetLastError() on Windows.
-    // After a failure of a lock or an event, the code may change when the thread calls the system again.
+    // After a failure of a lock or an event, call this function before the thread calls the system again, because any
+    // call of the system may change the code.
     static int QueryError() noexcept;
 
 protected:
@@ -203,8 +204,8 @@ private:
 // Takes a lock. The destructor releases the lock if the guard holds it.
 class TUZUTIL_API TMutexSemaphoreEntry {
 public:
-    // These constructors take the lock, and wait for it at most for the time limit. REQUIRES: the guard has a name,
-    // because a guard without a name releases the lock at once.
+    // These constructors take the lock, and wait for it at most for the time limit. REQUIRES: the guard is a variable,
+    // because a temporary guard releases the lock at once.
     [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, long timeout);
     template <typename Limit, TWaitTime::If<Limit> = true>
     [[nodiscard]] TMutexSemaphoreEntry(TMutexSemaphore &mutex, Limit const &limit)

@@ -49,8 +49,8 @@ public:
     static void AddNLSpath(char const *entries);
 
     // Searches in the current language. If this is "C" and nothing is found, searches in fsDefaultLocale too. If
-    // nothing is found at all, returns what FindInPath() returns, but throws "Unable to find file NAME" if this result
-    // is null.
+    // nothing is found at all, calls FindInPath() and returns its result. If that result is null, throws "Unable to
+    // find file NAME".
     char *FindFile();
     // Searches in the language `lang`. Returns the path of the first existing file that the template names, or null. In
     // an entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", the search

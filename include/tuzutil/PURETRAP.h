@@ -39,7 +39,7 @@ public:
     }
 
 private:
-    static int TrapIn(char const *className, char const *function); // the name is that of std::type_info
+    static int TrapIn(char const *className, char const *function); // `className` is the name in std::type_info
 };
 
 #endif

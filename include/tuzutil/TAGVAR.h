@@ -244,9 +244,9 @@ public:
     // other kinds.
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
-    // Returns the owned text, or null. REQUIRES: IsString() or IsWideString(). This function tests only three bits of
-    // the kind. It throws "type mismatch" for nil, time and the kinds above 10. It returns the value of any other kind
-    // as an address.
+    // Returns the owned text, or null. REQUIRES: IsString() or IsWideString() returns 1. This function tests only three
+    // bits of the kind. It throws "type mismatch" for nil, time and the kinds above 10. For any other kind, it returns
+    // the value itself as an address.
     TString const *QueryString() const;
     // Does the same as QueryString().
     operator TString const *() const { return QueryString(); }
@@ -293,8 +293,8 @@ public:
     //
     // A text value may own no text. If such a value is the right operand of IsEqual(), it equals every text value that
     // owns a text. If such a value is the left operand, it equals nothing, not even itself. IsLessThan() takes such a
-    // value for less than every text value that owns a text. Values of kind dateTime that own no date-time behave
-    // alike.
+    // value for less than every text value that owns a text. Values of kind dateTime that own no date-time behave in
+    // the same way.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
     // These functions take only numbers, and return 1 or 0. A number is true unless it is 0. Of a real, only the
@@ -302,7 +302,8 @@ public:
     int LogicalAnd(TagVar const &other) const;
     int LogicalOr(TagVar const &other) const;
 
-    // Returns 1 if a number is false, or if a text value owns no text. Takes only numbers and texts.
+    // Returns 1 for a number whose integer part is 0, and for a text value that owns no text. Takes only numbers and
+    // texts.
     int operator!() const;
     TagVar operator~() const; // only of integers and unsigned integers
     TagVar operator-() const; // only of integers and reals
@@ -321,9 +322,10 @@ private:
     struct TOperators;
 
     // The arguments of messages and trace points may have these kinds. Other values never have them, and no program
-    // sees them. `kept` and `keptWide` are texts of which the cell holds the buffer, because a TString object would
-    // need an allocation; the cell is 0 for a null text. The others are borrowed: `lentChars` is a char const *, and
-    // `lentString` and `lentWide` are a TString const *. They become `kept` when they are copied.
+    // sees them. In a value of kind `kept` or `keptWide`, the cell points to the buffer of a text, because a TString
+    // object would need an allocation. For a null text, the cell is 0. A value of the other kinds borrows its text: the
+    // cell of `lentChars` is a char const *, and the cell of `lentString` or `lentWide` is a TString const *. A copy of
+    // a borrowed text is of kind `kept` or `keptWide`.
     enum TInner : std::uint32_t {
         innerKinds = 0x70000000, // a kind with one of these bits is an inner kind
         kept = 0x10000000 | string,
@@ -369,7 +371,7 @@ private:
         value.fCell = reinterpret_cast<std::uintptr_t>(text);
         return value;
     }
-    void Own(); // gives a value of an inner kind a TString object, as programs see it; throws if there is no memory
+    void Own(); // turns an inner kind into string or wideString, with a TString object; throws if there is no memory
     bool IsInner() const noexcept {
         std::uint32_t const type = fType;
         return __builtin_expect(type > 0xFFFF, 0) &&

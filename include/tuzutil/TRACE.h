@@ -156,7 +156,8 @@ public:
         void AddCategory(Category const &category, int on);
         void RemoveCategory(Category const &category);     // the default applies to the category again
         int QueryCategory(Category const &category) const; // `on` of the category's entry in the table, or the default
-        int UsesDefault(Category const &category) const;   // 1 if the category has an entry in the table, otherwise 0
+        // Despite its name, returns 1 if the category has an entry in the table, and otherwise 0.
+        int UsesDefault(Category const &category) const;
 
         // Stores the beginning of a record: the letter of the level, after date, time and thread if the prefix is long.
         // The name of the category is not stored.
@@ -221,11 +222,11 @@ public:
         friend class TTraceStreamBase;
         class Walk;
 
-        // The library's destinations also take an entry of a trace point as a line, without a message. Other
-        // destinations, and subclasses of those of the library, have no such function. It is called under the trace
-        // lock.
+        // A function of a destination that takes an entry of a trace point as a line, without a message. The library's
+        // destinations have such a function, but classes derived from them, and other destinations, have none. The
+        // library calls the function under the trace lock.
         using TLineWriter = void (*)(Base &, unsigned long level, TTraceLine &) noexcept;
-        void TakeLines(TLineWriter writer); // from now on
+        void TakeLines(TLineWriter writer); // from now on, `writer` takes the entries of trace points
         static bool WriteLine(unsigned long level, Category const &category, char const *file, unsigned long line,
                               char const *format, TagVar const *values, std::uint32_t count) noexcept;
         static void FindSoleDestination() noexcept;

@@ -22,9 +22,9 @@
 // Surprises:
 // - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
 //   are evaluated all the same.
-// - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is a source file.
-//   Under C++20, the compiler refuses a source file whose text does not look like a file name, unless the format after
-//   it is a literal. The compiler checks literals and constexpr arrays, and no other arrays.
+// - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is the name of a
+//   source file. Under C++20, this text must look like a file name, or the format after it must be a literal: otherwise
+//   the call does not compile. The compiler checks literals and constexpr arrays, and no other arrays.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -104,9 +104,9 @@ public:
     constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; } // the source file and the line
 
 private:
-    // Returns whether a text has one of the extensions below, or looks otherwise like the name of a file: it contains a
-    // dot or a delimiter, has no blank, and does not end with its last dot. A sentence such as "Login failed." has a
-    // blank or ends with a dot.
+    // Returns whether a text looks like the name of a file. It does if it has one of the extensions below. It also does
+    // if it contains a dot or a delimiter, has no blank, and does not end with a dot. A sentence such as "Login
+    // failed." has a blank or ends with a dot.
     static constexpr bool LooksLikeFile(std::string_view text) noexcept {
         std::size_t const dot = text.rfind('.');
         if (dot != text.npos) {
@@ -196,8 +196,9 @@ private:
         int fHeld;
     };
 
-    // Finds the format, and passes the entry on. If `format` is null, or if it has no conversion and the first argument
-    // is a text, the first argument is the format, and a `format` that is not null is the name of a file.
+    // Finds the format, and passes the entry on. If `format` is null, the first argument is the format. If `format` has
+    // no conversion and the first argument is a text, the first argument is the format, too, and `format` is the name
+    // of a file.
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void Sort(std::uint32_t level, TTrace::Category const &category,
                                                      char const *file, unsigned long line, char const *format,
@@ -238,9 +239,9 @@ private:
     }
 #endif
 
-    // IsLent() returns whether an argument of a type is a text that stays where it is, because the value of the
-    // argument is not needed after the call. IsSafe() returns whether making the value of the argument throws nothing,
-    // and runs no code outside this library.
+    // IsLent() returns whether an argument of this type is a text that the entry borrows. Borrowing is enough, because
+    // no value of an argument is needed after the call. IsSafe() returns whether making the value of such an argument
+    // throws nothing, and runs no code outside this library.
     template <typename T>
     static constexpr bool IsLent() {
         using Decayed = std::decay_t<T const &>;
@@ -269,7 +270,8 @@ private:
 
     static void WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
                          TagVar *values, unsigned long count); // takes the values over
-    // Does the same. Values may be lent. If an entry cannot be built, it is lost, and the traced work continues.
+    // Does the same, but the values may borrow their texts. If an entry cannot be built, it is lost, and the traced
+    // work continues.
     static void WriteValues(std::uint32_t level, TTrace::Category const &category, TTracePlace place,
                             char const *format, TagVar *values, unsigned long count) noexcept;
 };

@@ -50,8 +50,8 @@
 
 namespace tuzutil {
 
-// Points to a byte that is not 0 only while the process is certain to have one thread. While the byte is not 0, strings
-// change the counts in buffers without atomic instructions.
+// Points to a byte. While the byte is not 0, the process certainly has only one thread, and strings change the counts
+// in buffers without atomic instructions. While the byte is 0, there may be several threads.
 TUZUTIL_API extern char const *const singleThreaded;
 
 // The data of all null strings. The array is inline and so has one address. Therefore begin() and end() of a null
@@ -574,7 +574,7 @@ bool operator>(TString const &a, TString const &b) noexcept;
 bool operator<=(TString const &a, TString const &b) noexcept;
 bool operator>=(TString const &a, TString const &b) noexcept;
 
-// Writes what TString::Print() writes. A width does not count.
+// Writes what TString::Print() writes. The width of the stream is ignored.
 TUZUTIL_API std::ostream &operator<<(std::ostream &out, TString const &text);
 
 // A TString whose equality ignores letter case, by the current locale and up to the first zero byte.

@@ -42,10 +42,11 @@ enum TExplicitInit { ExplicitInit };
 //
 // Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each may have the flags "-", "+", " ", "#", "0",
 // a width, a precision, and one of h, l, L. The conversions of integers may also have ll, j, z or t, which extend
-// 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t is unknown. A width
-// or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n" takes its argument and
-// stores nothing. It is printed as an unknown conversion with the character "?". "%p" prints 8 upper-case hexadecimal
-// digits, or 16 if pointers have 64 bits. On Windows, the flag "0" also fills texts and characters with zeros.
+// 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t counts as unknown
+// (see below). A width or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n"
+// takes its argument and stores nothing. It is printed as an unknown conversion (see below), with "?" instead of "n".
+// "%p" prints 8 upper-case hexadecimal digits, or 16 if pointers have 64 bits. On Windows, the flag "0" also fills
+// texts and characters with zeros.
 //
 // Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
 // prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
@@ -188,8 +189,8 @@ public:
     // These functions rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`:
     // they remove the numbers of arguments, and replace the size modifiers. They store the values that the new format
     // takes in `block`. They return the number of characters that the text may need. Zero characters follow the new
-    // format in `out`: 10 to 0 if the new format is 1 to 11 characters longer than the old one, and otherwise at least
-    // 11.
+    // format in `out`. If the new format is N characters longer than the old one, and N is from 1 to 11, the number of
+    // zero characters is 11 - N. Otherwise it is at least 11.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 
