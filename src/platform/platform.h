@@ -189,8 +189,8 @@ bool FollowForks(void (*before)() noexcept, void (*inParent)() noexcept, void (*
 
 // How the printf functions of a system behave. Systems differ in these points.
 struct TPrintfHabits {
-    bool keepsUnknown;    // an unknown conversion is printed unchanged; if false, only its last character is
-    bool cutsNullText;    // a null text with a precision below 6 prints a part of "(null)"; if false, nothing
+    bool keepsUnknown;    // an unknown conversion is printed unchanged; if false, only its last character is printed
+    bool cutsNullText;    // a null text with a precision below 6 prints a part of "(null)"; if false, it prints nothing
     bool knowsUpperF;     // the conversion F exists
     bool zerosBeforeText; // the flag 0 also fills up texts and characters
     bool textIsUtf8;      // narrow text is usually UTF-8, even if the locale has only ASCII characters

@@ -1,6 +1,6 @@
 // TTextMessageStore: gives messages their texts. TTextMessageArchive: finds a store by its name. The lock
-// TTextMessageArchive::fsMutex guards the archive's collection of stores. While the archive holds this lock, the only
-// thing that it asks of a store is its name.
+// TTextMessageArchive::fsMutex guards the archive's collection of stores. While the archive holds this lock, it calls
+// no function of a store except Key(), which returns the name.
 
 #include "tuzutil/MSGSTORE.h"
 

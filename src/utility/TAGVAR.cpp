@@ -176,7 +176,8 @@ TagVar TagVar::Keep(TagVar const &value) {
     }
     default: break;
     }
-    // A program can make up the number of any kind. A text that is lent always exists, so this value is not lent.
+    // A program can pass any number as a kind. The library lends only texts that exist, so an inner kind without a text
+    // comes from a program.
     if (!text && value.IsInner())
         tagvar::ReportUnknown();
     if (!text)

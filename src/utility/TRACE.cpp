@@ -149,10 +149,9 @@ void TTrace::Base::Unlink() noexcept {
     }
 }
 
-// In a debug build, Trap() names the class of the object that it gets, and ends the process. If nobody refers to the
-// object, the constructor or destructor of one of its base classes may be running. The object then has the type of this
-// base class, which may not override the function even if the class of the object does. Therefore Trap() does not get
-// the object in this case.
+// If nobody refers to the object, the constructor or destructor of one of its base classes may be running. The object
+// then has the type of that base class. So Write() may be called here although the class of the object overrides it. In
+// a debug build, Trap(*this, ...) would end the process. Therefore Trap() without an object is called in this case.
 void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) {
     if (QueryReferenceCount() == 0)
         TPureCall::Trap();

@@ -222,7 +222,8 @@ void TTextMessage::SetDebugging(char const *file, unsigned long line) {
     fLine = static_cast<std::uint32_t>(std::min<unsigned long>(line, 0xFFFFFFFF));
 }
 
-// Traces a fault of the format or of an argument, and throws nothing. If there is no message, gives the text up.
+// Traces a fault of the format or of an argument, and throws nothing. If there is no message, records the fault for
+// IsGivenUp() instead.
 void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument) const {
     if (!fMessage) {
         fIsGivenUp = true;

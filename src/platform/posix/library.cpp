@@ -33,9 +33,9 @@ void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
 
-// `text` is what the loader says about its failure to load `name`. Returns whether the text is about a library that
-// exists. Otherwise the text says that there is no such library. If `name` has no directory, such a text begins with
-// the name.
+// Returns whether a library that could not be loaded exists. `text` is what the loader says about the failure. If
+// `name` has a directory, the file system tells whether the library exists. Otherwise the library does not exist if
+// `text` begins with `name`.
 bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }

@@ -35,7 +35,7 @@ using platform::TNoCancel;
 struct platform::Block {
     int file;
     std::size_t size;
-    pid_t process;              // the process that opened the block; a forked child shares the lock on the file with it
+    pid_t process;              // the process that opened the block; its forked children share the lock on the file
     char name[objectFileSize];  // the present name of the file
     char final[objectFileSize]; // the name of the file when the block is complete
 };

@@ -24,7 +24,7 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
-constexpr int fsDeepest = 16; // if each variable refers to another, at most so many are read
+constexpr int fsDeepest = 16; // the most variables that are read, if each of them refers to the next
 
 // Destinations
 

@@ -22,8 +22,8 @@ public:
     enum Fault { storesCount, badWidth, badPrecision, badValue };
 
     explicit TMessageFaults(TTextMessage const &message) noexcept : fMessage(&message) {}
-    // A TMessageFaults without a message traces nothing. Instead, a fault gives up the text, and the caller makes the
-    // text through a TTextMessage.
+    // A TMessageFaults without a message traces nothing. Instead, IsGivenUp() is true after a fault: the printing then
+    // stops, and the caller prints the text again through a TTextMessage, which traces the fault.
     TMessageFaults() noexcept = default;
     void Report(Fault fault, char conversion, std::uint32_t argument) const;
     bool IsGivenUp() const noexcept { return fIsGivenUp; }
@@ -299,9 +299,10 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
 }
 
 // Passes the pieces of a format to `user`, in order: literal text to Literal(), a directive to Convert(). For a doubled
-// percent sign, calls Percent(). If User::convertsPlain is true, and the format is narrow, PutLiteral() gets the
-// literal text and finds its end, and ConvertPlain() gets each directive. If ConvertPlain() returns false, Convert()
-// gets the directive. Ends at the first zero, as every printf does, or when IsFull() returns true.
+// percent sign, calls Percent(). If User::convertsPlain is true, and the format is narrow, PutLiteral() is called
+// instead of Literal(), and finds the end of the literal text itself. Each directive then goes to ConvertPlain() first,
+// and to Convert() only if ConvertPlain() returns false. Ends at the first zero, as every printf does, or when IsFull()
+// returns true.
 template <typename Char, typename User>
 void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &arguments, User &user) {
     std::uint32_t running = 1;

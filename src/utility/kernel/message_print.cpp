@@ -271,10 +271,10 @@ public:
     bool IsFull() const noexcept { return fOut.IsFull() || fArguments.faults.IsGivenUp(); }
     Char *At() const noexcept { return fOut.At(); }
 
-    // Converts the directives that are most frequent: %d, %u, %x, %X and %s with arguments of 32 bits or texts, with or
-    // without the number of the argument, a width of at most 99, and the flag "-" or, for numbers, "0". `at` is the
-    // place after the percent sign, and is moved past the directive. Returns false, and does nothing, for any other
-    // directive.
+    // Converts the most frequent directives: %d, %u, %x and %X with a 32-bit integer, and %s with a narrow text. The
+    // directive may have the number of its argument, a width of at most 99, and the flag "-" or, for integers, "0".
+    // `at` is the place after the percent sign, and is moved past the directive. Returns false, and does nothing, for
+    // any other directive or argument.
     bool ConvertPlain(char const *&at, char const *end, std::uint32_t &running) {
         char const *next = at;
         auto const take = [&]() noexcept { return next == end ? '\0' : *next++; };

@@ -20,7 +20,7 @@ constexpr std::uint32_t replacement = 0xFFFD;
 // True if narrow text is UTF-8, whatever the locale says. TUnicode::SetUtf8Mode() sets it.
 extern std::atomic<bool> isMode;
 
-// Reads the character at `at` and returns it. If the bytes are not a character, returns `malformed`. Moves `at` after
+// Reads the character at `at` and returns it. If the bytes are not a character, returns `malformed`. Moves `at` past
 // the bytes that were read. REQUIRES: at is not end.
 inline std::uint32_t Read(char const *&at, char const *end) noexcept {
     auto const lead = static_cast<unsigned char>(*at++);

@@ -510,7 +510,8 @@ TUZUTIL_AVX2 inline Decoded DecodeThirtyTwo(char const *from) noexcept {
 }
 
 // Works like DecodeLinesShuffle(). The last 32 characters of a line overlap those before them, because no character
-// after the line may be read. The blocks write over each other in order, and not beyond the line.
+// after the line may be read. Each store may overwrite bytes of the store before it, but none writes beyond the bytes
+// of the line.
 TUZUTIL_AVX2 inline Position DecodeLinesWide(Position at, char const *end) noexcept {
     while (IsLine(at.from, end)) {
         Decoded const first = DecodeThirtyTwo(at.from);

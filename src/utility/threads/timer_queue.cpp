@@ -78,9 +78,10 @@ void TTimerQueue::Advance(TPlace place) noexcept {
     list.next = list.previous = &list;
 }
 
-// Sets fBase to an earlier time. Of the digits of fBase that change, the highest one belongs to one wheel. The timers
-// of all lower wheels now differ from fBase first in this digit. Therefore they all move to one list of that wheel.
-// This list was empty, because each timer of a wheel has a larger digit for this wheel than fBase had.
+// Sets fBase to an earlier time. The highest digit of fBase that changes belongs to one wheel. In the timers of all
+// lower wheels, this is now the highest digit that differs from fBase. All these timers have the same digit there, so
+// they all move to one list of that wheel. This list was empty, because a timer of that wheel had a larger digit than
+// fBase there.
 void TTimerQueue::SetBack(std::uint64_t base) noexcept {
     std::uint64_t const oldBase = fBase;
     fBase = base;
