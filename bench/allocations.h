@@ -2,7 +2,7 @@
 #define TUZUTIL_BENCH_ALLOCATIONS
 
 // Counts the allocations of a program. Exactly one source of the program includes this header, because the header
-// defines malloc(). The C library's own function is behind it.
+// defines malloc(). This malloc() calls that of the C library.
 
 #include <benchmark/benchmark.h>
 
@@ -12,14 +12,15 @@ namespace allocations {
 
 inline unsigned long count = 0; // not for programs in which several threads allocate
 
-// Sets the counter "allocations" of a row: the allocations for each iteration while the object exists.
+// While an object of this class exists, it counts allocations. The destructor sets the counter "allocations" of the row
+// to their number for each iteration.
 class TCounter {
 public:
     explicit TCounter(benchmark::State &state) : fState(state), fBefore(count) {}
     TCounter(TCounter const &) = delete;
     TCounter &operator=(TCounter const &) = delete;
     ~TCounter() {
-        // The first iteration may allocate what is made once.
+        // The division drops the few allocations that only the first iteration makes.
         fState.counters["allocations"] = static_cast<double>((count - fBefore) / fState.iterations());
     }
 

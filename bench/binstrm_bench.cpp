@@ -1,4 +1,5 @@
-// Values through a binary stream in network order, beside the standard library's own calls.
+// Measures how long a binary stream takes to write and read values in network order. The peers are calls of the
+// standard library.
 
 #include "tuzutil/BINSTRM.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 constexpr int fsItems = 1000;
 
-// A block of memory to write to and read from, over and over.
+// A block of memory that is written and read again and again.
 class TBlock : public std::streambuf {
 public:
     explicit TBlock(std::size_t size) : fBytes(size) {}

@@ -1,5 +1,5 @@
-// Base64, modified UTF-7 and MD5 beside memcpy and memchr of the same bytes, and beside OpenSSL. OpenSSL's functions
-// for blocks write to a buffer that exists, make no lines, and skip no blanks.
+// Compares Base64, modified UTF-7 and MD5 with memcpy() and memchr() of the same bytes, and with OpenSSL. The Base64
+// functions of OpenSSL do less: they write to a buffer of the caller, make no lines, and skip no blanks.
 
 #include "tuzutil/BASE64.h"
 #include "tuzutil/CRAMMD5.h"
@@ -23,7 +23,7 @@
 
 namespace {
 
-// Bytes without a zero, so that a decoded text is as long as it was.
+// Returns random bytes without a zero, because the decoded text would end before a zero.
 std::string Bytes(std::size_t count) {
     std::mt19937 random(17);
     std::uniform_int_distribution<int> byte(1, 255);
@@ -37,7 +37,7 @@ TString Text(std::string const &bytes) {
     return TString(bytes.data(), static_cast<unsigned int>(bytes.size()), ' ');
 }
 
-// A mailbox name of ASCII letters with a short shifted run after every sixteenth.
+// Returns a mailbox name. After every sixteen ASCII letters, it has two other characters, which UTF-7 encodes as a run.
 TString Name(std::size_t bytes) {
     std::vector<unsigned short> units;
     while (units.size() < bytes / 2) {
@@ -184,7 +184,7 @@ void Base64DecodeOpenssl(benchmark::State &state) {
     Count(state, bytes.size());
 }
 
-// The digest by the functions for MD5 alone, with both paddings made by hand.
+// Computes the digest of CRAM-MD5. Uses only the MD5 functions of OpenSSL, and makes both padded keys here.
 void CramMd5Openssl(benchmark::State &state) {
     std::string const secret("tanstaaftanstaaf");
     std::string const challenge("<1896.697170952@postoffice.reston.mci.net>");

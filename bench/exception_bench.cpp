@@ -1,4 +1,5 @@
-// Throwing an exception and catching it in the caller, beside exceptions of the standard library. Nothing is traced.
+// Measures how long throwing an exception and catching it in the caller takes. The peers are exceptions of the standard
+// library. Nothing is traced.
 
 #include "tuzutil/EXCEPTN.h"
 
@@ -37,7 +38,7 @@ void ThrownStandard(benchmark::State &state) {
     }
 }
 
-// A failure that a library itself reports.
+// Here a function of the library throws the exception itself.
 void Position(benchmark::State &state) {
     TString const text("text");
     for (auto _ : state) {

@@ -1,5 +1,5 @@
-// Locks and events beside those of the standard library. A second thread exists, as the C library's locks are cheaper
-// without one.
+// Compares locks and events with those of the standard library. A second thread exists, because the C library's locks
+// are cheaper if the process has only one thread.
 
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TREFCNT.h"

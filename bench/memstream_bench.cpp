@@ -1,4 +1,5 @@
-// Memory and temporary streams, written in pieces of 4 KiB and read back, beside those of the standard library.
+// Compares memory streams and temporary streams with the streams of the standard library. Each stream is written in
+// pieces of 4 KiB and read back.
 
 #include "tuzutil/TMPSTRM.h"
 

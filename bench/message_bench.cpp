@@ -1,5 +1,6 @@
-// Formatting a message with numbered arguments, beside snprintf and fmt. A message formats once, so that each round
-// formats a copy; what the copy alone costs stands beside it.
+// Measures how long a message with numbered arguments takes to make its text. The peers are snprintf() and {fmt}. A
+// message makes its text only once, so each iteration formats a copy of the message. Another row measures the copying
+// alone.
 
 #include "allocations.h"
 #include "tuzutil/TXTMSG.h"
@@ -75,7 +76,7 @@ void SnprintfInOrder(benchmark::State &state) {
     });
 }
 
-// With a format that is known only at run time, as that of a message is.
+// The format is known only at run time, like the format of a message.
 void Fmt(benchmark::State &state) {
     std::string const name("inbox");
     for (auto step : state) {

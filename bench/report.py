@@ -1,9 +1,12 @@
 #!/usr/bin/env python3
-"""Prints the rows of the benchmarks beside their peers: report.py TARGETS RESULTS [--check] [--page FOLDER]
+"""Prints each row of the benchmarks with its peer, the row that it is compared with.
 
-The figure of a row is the median of its repetitions. The ratio is that of the medians, and its spread comes from the
-quartiles of both. With --check, the status is 1 if a ratio misses its target by more than its spread. With --page, the
-table also goes into performance.md of the folder, and a picture of the ratios into performance.svg."""
+report.py TARGETS RESULTS [--check] [--page FOLDER]
+
+The figure of a row is the median of its repetitions. The ratio of two rows is that of their medians, and its spread
+comes from the quartiles of both rows. If --check is given, and a ratio misses its target by more than its spread, the
+exit status is 1. If --page is given, the table is also written to performance.md in the folder, and a picture of the
+ratios to performance.svg."""
 
 import datetime
 import json
@@ -16,7 +19,7 @@ import sys
 
 
 def read(path):
-    """The times in nanoseconds of each row of a program."""
+    """Returns {row: [nanoseconds of each repetition]} for the results of a program."""
     rows = {}
     with open(path, encoding="utf-8") as file:
         for run in json.load(file)["benchmarks"]:
@@ -27,7 +30,8 @@ def read(path):
 
 
 def compare(targets, results):
-    """For each target: program, row, peer, and if both were measured their times, the spread of the ratio, and the target."""
+    """Yields a tuple for each target: the program, the row, the peer, the times of both, the spread of the ratio, the
+    target, and whether the program was run. If the row or its peer was not measured, both times are None."""
     known = {}
     with open(targets, encoding="utf-8") as file:
         lines = [[part.strip() for part in line.split("|")] for line in file if not line.startswith("#")]
@@ -59,19 +63,20 @@ def processor():
 
 PAGE = """# How fast the library is beside others
 
-`scripts/bench` runs each path of the library beside what a program would use instead, in one run, with the rows
-interleaved. The table gives the median of seven repetitions. The ratio is the time of the row divided by the time of
-its peer, and `bench/targets.txt` says how large it may be at most. A target *holds* if the ratio misses it by no more
-than its spread. Rows named `WriteOnly`, `MemchrPerLine`, `CopyText` and `...Floor` are floors: what the machine takes
-for the work that no library can avoid. `scripts/bench --page` writes the table and the picture anew.
+`scripts/bench` measures each path of the library, and beside it its *peer*: code that a program would use instead. It
+measures both in one run, and alternates between them in random order. The table gives the median of seven repetitions.
+The ratio is the time of the row divided by the time of its peer. `bench/targets.txt` gives the largest ratio that is
+wanted. A target *holds* if the ratio exceeds it by no more than the spread of the ratio. Rows named `WriteOnly`,
+`MemchrPerLine`, `CopyText` and `...Floor` are floors: the time that the machine needs for work that no library can
+avoid. `scripts/bench --page` writes the table and the picture anew.
 
 ![The time of each row divided by that of its peer](performance.svg)
 
 <!-- measured -->
 <!-- end -->
 
-The number of instructions of eight paths is a test (`speed.instructions`, in the suites of the step `linux`): it fails if a path
-takes 10 % more instructions than it did. Times are never a test.
+The test `speed.instructions` (in the suites of the step `linux`) counts the instructions of eight paths. It fails if a
+path takes 10 % more or 10 % fewer instructions than the recorded number. No test measures times.
 """
 
 
@@ -95,7 +100,8 @@ text { fill: #1f2328 } rect { fill: #0969da } line { stroke: #d0d7de }
 
 
 def draw(found, path):
-    """A bar for each row: its time divided by that of its peer. The colours follow the reader's scheme, light or dark."""
+    """Draws a bar for each row: its time divided by that of its peer. The picture has light or dark colours, as the
+    reader's system prefers."""
     shown = [(f"{program}: {row}", f"{peer}", ours / theirs) for program, row, peer, ours, theirs, *_ in found if ours]
     left, scale, step, most = 250, 150, 18, 3.0
     height = step * len(shown) + 40

@@ -1,4 +1,4 @@
-// Strings beside std::string, std::shared_ptr and the searches of the C library.
+// Compares strings with std::string, with std::shared_ptr, and with the searches of the C library.
 
 #include "tuzutil/TSTRING.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t fsTextSize = 4096;
 
-// Text without the letter q, so that a pattern that begins with it is rare; the letter e is common.
+// Returns a text in which the letter e is common. The letter q does not occur, so a pattern that begins with q is rare.
 std::string MakeText() {
     std::string text;
     while (text.size() < fsTextSize)
@@ -82,7 +82,7 @@ void CaselessStrcasecmp(benchmark::State &state) {
         benchmark::DoNotOptimize(strcasecmp(small.c_str(), capital.c_str()));
 }
 
-// The floor of the functions that look at each byte once.
+// The floor for functions that look at each byte once: a copy of the bytes.
 void CopyText(benchmark::State &state) {
     std::string const text(MakeText().substr(0, static_cast<std::size_t>(state.range(0))));
     std::string copy(text);

@@ -1,4 +1,5 @@
-// Starting a thread, with the handshake of the start and the wait for the end, beside the standard library's thread.
+// Measures how long starting a thread and waiting for its end takes. The peer is std::thread. TThread::Start() returns
+// only after the new thread runs (the handshake).
 
 #include "tuzutil/THREAD.h"
 
@@ -43,7 +44,7 @@ void StandardStartAndJoin(benchmark::State &state) {
     }
 }
 
-// With a handshake, as above.
+// Waits until the thread runs, as TThread::Start() does.
 void StandardStartHandshakeAndJoin(benchmark::State &state) {
     for (auto _ : state) {
         std::mutex mutex;

@@ -1,5 +1,5 @@
-// Setting one of many armed timers anew, 600 to 3600 seconds ahead, beside an ordered container under a lock that does
-// the same bookkeeping, and beside the event loops libev and libevent, which take no lock.
+// Sets one of many armed timers again, to 600 to 3600 seconds from now. Compares this with an ordered container under a
+// lock, which keeps the same order of times, and with the event loops libev and libevent, which take no lock.
 
 #include "tuzutil/TIMER.h"
 
@@ -25,7 +25,7 @@
 
 namespace {
 
-// Times and timers drawn before the clock runs.
+// Random timers and times, drawn before the measurement begins.
 class TDraw {
 public:
     explicit TDraw(std::size_t timers) {

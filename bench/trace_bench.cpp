@@ -1,5 +1,5 @@
-// Trace points, and records that reach the system one by one, beside spdlog and beside nothing but the write. The
-// counter "allocations" is the number of allocations for each record.
+// Compares trace points and their records with spdlog, and with a plain write() of the same bytes. Each record is
+// passed to the system by itself. The counter "allocations" is the number of allocations for each record.
 
 #include "allocations.h"
 #include "support/TempFolder.h"
@@ -30,7 +30,7 @@ namespace {
 
 TTrace::Category const fsCategory(8, "Bench");
 
-// Every record has arrived as a line of its own.
+// Ends the program unless each record has become one line of the file.
 void CheckLines(benchmark::State const &state, std::filesystem::path const &path) {
     std::ifstream in(path, std::ios_base::binary);
     auto const lines = std::count(std::istreambuf_iterator<char>(in), {}, '\n');
@@ -46,8 +46,8 @@ void Disabled(benchmark::State &state) {
     }
 }
 
-// What a disabled trace point cannot do without: two words are read and tested. As at a trace point, a function that is
-// never called takes a reference to the argument.
+// The least that a disabled trace point must do: read and test two words. The argument must be in memory, as at a trace
+// point, because Never() takes a reference to it. Never() is never called.
 [[gnu::noinline, gnu::cold]] void Never(int const &number) {
     std::exit(number);
 }
@@ -75,7 +75,7 @@ void DisabledSpdlog(benchmark::State &state) {
     }
 }
 
-// Processes that do the same as the row until the row ends.
+// Runs further processes, which do the same work as the row until the row ends.
 template <typename Body>
 class TOthers {
 public:
@@ -160,7 +160,7 @@ void Record(benchmark::State &state) {
     CheckLines(state, folder.Native("trace.log"));
 }
 
-// One of four processes that share a file.
+// Four processes share a file. The time is that of one of them.
 void RecordOfFour(benchmark::State &state) {
     TTempFolder const folder;
     TTraceSharedFile const trace(folder.Name("trace.log").c_str());

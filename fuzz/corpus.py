@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Keeps the corpus of a fuzz target in one text file, an input a line, in Base64.
+"""Keeps the corpus of a fuzz target in one text file, with one input on each line, in Base64.
 
 corpus.py pack FOLDER FILE      corpus.py unpack FILE FOLDER
 """

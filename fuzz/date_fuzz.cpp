@@ -1,5 +1,5 @@
 // Reads any bytes as the date of a mail. If the date is accepted, it is written, and the written form must be accepted
-// as the same date. Then formats a date, and any bytes are the format.
+// as the same date. Then formats a date, with the bytes as the format.
 
 #include "tuzutil/TDATETIM.h"
 

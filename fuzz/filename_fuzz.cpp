@@ -1,5 +1,5 @@
-// Takes any bytes for file names, both narrow and 16-bit. The parts of a name must give the name again when they are
-// joined. If two names are joined, there must be exactly one delimiter between them.
+// Takes any bytes for file names, both narrow and 16-bit. If the parts of a name are joined, the result must be the
+// name. If two names are joined, there must be exactly one delimiter between them.
 
 #include "tuzutil/FILENAME.h"
 

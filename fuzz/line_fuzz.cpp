@@ -1,5 +1,5 @@
 // Reads any bytes line by line with a buffer of any size. The results must be those of the model. Then reads the bytes
-// through a concatenating stream.
+// through a TiConcatStream.
 
 #include "tuzutil/CONCSTRM.h"
 #include "tuzutil/LINESTRM.h"

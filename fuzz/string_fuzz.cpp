@@ -1,4 +1,4 @@
-// The input is a list of operations on two strings. The operands of an operation follow it. The same operations are
+// The input is a list of operations on two strings. Each operation is followed by its operands. The same operations are
 // done with standard strings, and the results must be equal.
 
 #include "tuzutil/EXCEPTN.h"

@@ -180,7 +180,7 @@ def read_defaults(path):
         literals = "".join(LITERAL.findall(match.group(2)))
         texts[number] = re.sub(r"\\(.)", replace, literals), line
     if not texts:
-        raise Refused(f"{path}: no text stands behind its number")
+        raise Refused(f"{path}: found no number with a text after it")
     return texts
 
 
@@ -198,7 +198,7 @@ def check_lengths(path, texts):
 
 
 def check_formats(path, texts, defaults, command):
-    """Asks the library whether the conversions of each text find the values that the default text takes."""
+    """Asks the library whether the conversions of each text fit the values that the default text takes."""
     for number, (_, line) in texts.items():
         if number not in defaults:
             raise Refused(f"{path}:{line}: message {number} has no default text")

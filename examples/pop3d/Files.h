@@ -15,7 +15,7 @@ namespace pop3d::file {
 using Handle = std::intptr_t;
 constexpr Handle fsNone = -1;
 
-// Says which file it is, and in which state. If the file is replaced or changed, its identity differs.
+// Identifies a file and its state. If the file is replaced or changed, it gets another identity.
 struct Identity {
     std::uint64_t device = 0;
     std::uint64_t number = 0; // of the file on its device

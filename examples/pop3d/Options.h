@@ -39,8 +39,8 @@ struct Options {
     bool Parse(int count, char **arguments, std::string &problem);
 };
 
-// Returns the value of --language, or null if this option is not given. It is called before Options::Parse(), because
-// Parse() reports wrong arguments in this language.
+// Returns the value of --language, or null if this option is not given. Call this function before Options::Parse(),
+// because Parse() reports wrong arguments in this language.
 char const *FindLanguage(int count, char **arguments);
 
 } // namespace pop3d

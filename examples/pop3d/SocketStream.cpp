@@ -69,9 +69,8 @@ bool SocketStreamBuf::SendAll(char const *from, std::size_t count) {
     return true;
 }
 
-// Waits until there is room to send. Waiting reduces the allowance, and SendAll() restores it by the number of bytes
-// sent. Returns false if the allowance is used up, if there was no room for fPatience.idleSeconds, or if a stop is
-// wanted.
+// Waits until there is room to send. Waiting reduces the allowance. SendAll() adds the number of sent bytes to it.
+// Returns false if the allowance is used up, if there was no room for fPatience.idleSeconds, or if a stop is wanted.
 bool SocketStreamBuf::AwaitRoom() {
     using Clock = std::chrono::steady_clock;
     auto const begin = Clock::now();

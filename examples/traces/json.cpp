@@ -40,7 +40,7 @@ std::string Quoted(TString const &text) {
     return result + '"';
 }
 
-// "2026-07-14T09:05:03.270Z"
+// Returns the present time in the form "2026-07-14T09:05:03.270Z".
 std::string Now() {
     auto const now = std::chrono::system_clock::now();
     auto const milliseconds =

@@ -1,4 +1,4 @@
-"""A recipe for the sources around it: conan create packaging/conan"""
+"""Builds a package of the source tree that contains this recipe: conan create packaging/conan"""
 
 import os
 import re

@@ -148,7 +148,7 @@ class Formats(Compiler):
         rows = [
             ('Text a{1, "%d"};\nText b{1, "%d"};', "DEFAULTS:2: message 1 has a text already, in line 1"),
             ('Text a{1, "\\x41"};', "DEFAULTS:1: message 1: unknown escape \\x"),
-            ("int main() {}", "DEFAULTS: no text stands behind its number"),
+            ("int main() {}", "DEFAULTS: found no number with a text after it"),
         ]
         for defaults, problem in rows:
             status, said = self.with_defaults(defaults, HEAD + '1 "a"\nEND', "Texts.h")

@@ -13,8 +13,8 @@ enum class Kind {
     partial      // the call moves half of its bytes; only reads and writes are counted
 };
 
-// Counts the calls from now on. FailFrom() lets the call with this number and all later ones fail, FailOnly() only the
-// call with this number. If the number is 0, no call fails.
+// Counts the calls from now on. FailFrom() makes the call with this number and all later calls fail. FailOnly() makes
+// only the call with this number fail. If the number is 0, no call fails.
 void FailFrom(long number, Kind kind) noexcept;
 void FailOnly(long number, Kind kind) noexcept;
 

@@ -10,8 +10,8 @@
 
 namespace memory {
 
-// Counts the allocations from now on. FailFrom() lets the allocation with this number and all later ones fail,
-// FailOnly() only the allocation with this number. If the number is 0, no allocation fails.
+// Counts the allocations from now on. FailFrom() makes the allocation with this number and all later allocations fail.
+// FailOnly() makes only the allocation with this number fail. If the number is 0, no allocation fails.
 void FailFrom(long number) noexcept;
 void FailOnly(long number) noexcept;
 

@@ -22,7 +22,7 @@ struct TOleBehaviour {
     bool tellsTooMuch = false; // calls report more bytes than the caller asked for
     int references = 0;
 
-    // Move the bytes of a call, and return the count that the call reports.
+    // These functions move the bytes of a call, and return the count that the call reports.
     unsigned long Read(void *bytes, unsigned long count);
     unsigned long Write(void const *bytes, unsigned long count);
 };

@@ -61,7 +61,7 @@ inline std::string WithCrLf(std::string_view body) {
     return lines;
 }
 
-// Returns the bytes that EndBody() adds in front of the line with a single dot.
+// Returns the bytes that EndBody() writes before the line with a single dot, to end an unfinished last line.
 inline char const *Completion(std::string_view body) {
     if (body.empty() || body.back() == '\n')
         return "";

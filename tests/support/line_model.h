@@ -13,7 +13,7 @@
 
 namespace support {
 
-// Splits a text into lines. A line ends behind its LF. If a line is longer than the limit, it is split into pieces of
+// Splits a text into lines. A line ends after its LF. If a line is longer than the limit, it is split into pieces of
 // the size of the limit. The last piece contains the rest and the LF.
 inline std::vector<std::string_view> LinePieces(std::string_view text, std::size_t limit) {
     std::vector<std::string_view> pieces;

@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TESTS_SUPPORT_TEXTS_H
 #define TUZUTIL_TESTS_SUPPORT_TEXTS_H
 
-// All short texts, and random long texts. They consist of the bytes that have a meaning in line-oriented protocols.
+// Makes all short texts, and random long texts. The texts consist of bytes that have a meaning in line-oriented
+// protocols.
 
 #include <cstddef>
 #include <random>
@@ -32,7 +33,7 @@ void ForEveryText(std::size_t length, F visit, std::string_view bytes = fsProtoc
     }
 }
 
-// Random numbers that are the same on every machine.
+// Makes random numbers, which are the same on every machine.
 class TRandom {
 public:
     std::size_t Below(std::size_t end) { return fEngine() % end; }
@@ -42,7 +43,7 @@ private:
     std::mt19937 fEngine{4711};
 };
 
-// Of a hundred bytes of the text, about `common` are x, in runs. The other bytes are random.
+// Returns a random text. About `common` percent of its bytes are x, in runs. The other bytes are random.
 inline std::string RandomText(TRandom &random, std::size_t size, std::size_t common,
                               std::string_view bytes = fsProtocolBytes) {
     std::string text;

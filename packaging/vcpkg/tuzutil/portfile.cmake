@@ -1,4 +1,4 @@
-# An overlay port that builds the sources around it: vcpkg install tuzutil --overlay-ports=packaging/vcpkg
+# An overlay port. It builds the source tree that contains it: vcpkg install tuzutil --overlay-ports=packaging/vcpkg
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
 
 vcpkg_cmake_configure(
