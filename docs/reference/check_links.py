@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fails if a page of the site has a link into the site that leads nowhere, or shows markup: check_links.py FOLDER"""
+"""Fails if a page of the site links to a page that does not exist, or shows markup: check_links.py FOLDER"""
 
 import html.parser
 import pathlib

@@ -5,7 +5,7 @@ The headers have plain comments. This filter makes documentation of them:
 - The first page of a header documents the classes that it names, with its example and its sections.
 - A comment above a declaration documents it. A comment about several declarations ("These functions ...", or "A() and
   B() ...") documents all that follow without an empty line between them, and without a comment above them.
-- A comment behind a declaration documents that declaration.
+- A comment after a declaration, on the same line, documents that declaration.
 - Private members are left out, except virtual functions, which a subclass can override.
 - Destructors, copies and assignments without a comment are left out, and so are deleted functions, friends that are
   declared elsewhere, functions that repeat a friend outside of its class, and definitions of members outside of it.
@@ -21,7 +21,7 @@ SCOPE = re.compile(r"^(template\s*<.*>\s*)?(class|struct|enum|namespace|union|ex
 
 
 def escape(text):
-    """Takes the meaning that Doxygen gives to some characters out of a comment, except in `code` and "quotes".
+    """Escapes the characters of a comment that have a meaning for Doxygen, except in `code` and "quotes".
 
     Doxygen shows quotes as they are, even if they end on the next line. So the comment must be whole.
     """
@@ -32,7 +32,7 @@ def escape(text):
 
 
 def sentence(text):
-    """A comment behind a declaration, with a capital letter and a full stop."""
+    """Returns a comment that follows a declaration, with a capital letter and a full stop."""
     first = text.split()[0]
     if re.fullmatch(r"[a-z]+[,;:]?", first):
         text = text[0].upper() + text[1:]
@@ -40,7 +40,7 @@ def sentence(text):
 
 
 def sections(lines):
-    """The text, example and sections of a comment, as Doxygen reads them."""
+    """Returns the text, example and sections of a comment, as Doxygen reads them."""
     # Pairs of lines and whether they are code. The other lines are escaped together.
     marked, code = [], False
     for line in lines:
@@ -74,7 +74,7 @@ def sections(lines):
 
 
 def page(lines, header, rest):
-    """The documentation that the first page of a header gives to its classes. `rest` is the header after that page."""
+    """Returns the documentation that the first page of a header gives to its classes. `rest` is the header after it."""
     end = lines.index("") if "" in lines else len(lines)
     sentences = re.split(r"(?<=\.) (?=[A-Z])", " ".join(lines[:end]))
     out = f"/*! \\file\n{sections(lines)}\n*/\n"
@@ -95,7 +95,7 @@ def page(lines, header, rest):
 
 
 def split_comment(line):
-    """The code of a line, and its comment or None."""
+    """Returns the code of a line, and its comment or None."""
     quote = None
     i = 0
     while i < len(line):
@@ -220,7 +220,7 @@ class Filter:
             self.leave_out()
 
     def leave_out(self):
-        """Takes the declaration that has just ended out of the lines if it needs no documentation."""
+        """Removes the declaration that has just ended from the lines if it needs no documentation."""
         declaration = " ".join(line.strip() for line in self.lines[self.begin:] if not line.strip().startswith("//"))
         declaration = declaration.split(" ///<")[0]
         friend = re.match(r"(template <.*?> )?friend (.*?)( \{.*|;)$", declaration)

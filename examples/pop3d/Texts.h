@@ -47,7 +47,7 @@ inline constexpr Text stillHere{26, "still here"};
 inline constexpr Text goodbye{27, "goodbye"};
 inline constexpr Text notRemoved{28, "some deleted messages not removed", "[SYS/TEMP] "};
 inline constexpr Text tooManySessions{29, "too many sessions", "[SYS/TEMP] "};
-inline constexpr Text zeroByte{80, "the line holds a zero byte"};
+inline constexpr Text zeroByte{80, "the line contains a zero byte"};
 inline constexpr Text tooManyArguments{81, "too many arguments"};
 inline constexpr Text mailboxNotLocked{82, "the mailbox cannot be locked", "[SYS/TEMP] "};
 inline constexpr Text mailboxUnreadable{85, "the mailbox cannot be read", "[SYS/TEMP] "};
@@ -61,7 +61,7 @@ inline constexpr Text usersWrong{35, "users file \"%s\": %s"};
 inline constexpr Text noUser{36, "no user"};
 inline constexpr Text malformedUser{37, "line %u is not \"name:secret:mailbox\""};
 inline constexpr Text userWithoutMailbox{38, "line %u: user \"%s\" has no mailbox at \"%s\""};
-inline constexpr Text userTwice{39, "line %u: user \"%s\" stands there twice"};
+inline constexpr Text userTwice{39, "line %u: user \"%s\" is listed twice"};
 inline constexpr Text emptySecret{83, "line %u: user \"%s\" has no secret"};
 inline constexpr Text usersTooLarge{84, "it has more than %u bytes"};
 inline constexpr Text noNetwork{40, "the network cannot be used"};
@@ -72,7 +72,7 @@ inline constexpr Text portInUse{44, "the port is in use"};
 inline constexpr Text systemError{45, "system error %d"};
 inline constexpr Text listening{46, "listening on %s port %u"};
 inline constexpr Text stopped{47, "stopped"};
-inline constexpr Text noStatus{48, "no server on port %u tells its status"};
+inline constexpr Text noStatus{48, "no server on port %u reports its status"};
 inline constexpr Text statusProcess{49, "process: %u"};
 inline constexpr Text statusSessions{50, "sessions now: %u"};
 inline constexpr Text statusAllSessions{51, "sessions so far: %u"};
@@ -87,20 +87,20 @@ inline constexpr Text usage[] = {
     {61,
      "  --users FILE         one line \"name:secret:mailbox\" a user; a mailbox is a Maildir or a folder of messages"},
     {62, "  --listen ADDRESS     IPv4 address to listen on (127.0.0.1)"},
-    {63, "  --port NUMBER        port to listen on (110); 0 takes a free one"},
+    {63, "  --port NUMBER        port to listen on (110); 0 chooses a free port"},
     {64, "  --port-file FILE     writes the port to this file once the server listens"},
-    {65, "  --logins LIST        ways to log in, of user,apop,cram-md5,plain (all; plain over loopback only)"},
+    {65, "  --logins LIST        the ways to log in, out of user,apop,cram-md5,plain (all; plain over loopback only)"},
     {66, "  --idle-seconds N     ends a session after this time without a command (600)"},
     {72, "  --login-seconds N    ends a session that has not logged in after this time (60)"},
-    {73, "  --failure-milliseconds N   answers a login that is refused after this time, and each further one of the "
-         "address twice as late, up to 16 times (1000); the fifth ends the session"},
-    {74, "  --sessions N         sessions at once (1000)"},
-    {75, "  --unauthenticated N  sessions at once that have not logged in (100)"},
-    {76, "  --per-address N      sessions at once of one address (64)"},
+    {73, "  --failure-milliseconds N   the delay before a login is refused (1000); each further refusal of the address "
+         "doubles the delay, up to 16 times; the fifth refusal ends the session"},
+    {74, "  --sessions N         the most sessions at the same time (1000)"},
+    {75, "  --unauthenticated N  the most sessions at the same time that have not logged in (100)"},
+    {76, "  --per-address N      the most sessions at the same time from one address (64)"},
     {77, "  --bytes-per-second N ends a session whose client reads more slowly than this on average (1000); 0 for no "
          "limit"},
     {78, "  --message-bytes N    takes a file beyond this size for a message that cannot be read (1073741824)"},
-    {67, "  --language NAME      speaks the language for which there is a folder NAME of texts beside the program"},
+    {67, "  --language NAME      the language of the texts, which are in the folder NAME beside the program"},
     {68, "  --spool-bytes N      messages beyond this size are not kept in memory while they are sent (65536)"},
     {69, "  --status             shows what the server on the port has counted"},
     {70, "  --help               shows this"},

@@ -83,7 +83,7 @@ class UsersFile(Hostile):
         rows = [
             (f"anna::{box}\n", 'line 1: user "anna" has no secret'),
             (f"# people\n\n{good}ben::{box}\n", 'line 4: user "ben" has no secret'),
-            (f"{good}ben:x:{box}\r\nanna:other:{box}\n", 'line 3: user "anna" stands there twice'),
+            (f"{good}ben:x:{box}\r\nanna:other:{box}\n", 'line 3: user "anna" is listed twice'),
             (f"{good}ben:secret\n", 'line 2 is not "name:secret:mailbox"'),
             (f"{good}ben:secret:\n", 'line 2 is not "name:secret:mailbox"'),
             (f"{good}:secret:{box}\n", 'line 2 is not "name:secret:mailbox"'),
@@ -507,10 +507,10 @@ class Commands(Hostile):
             client.ok("USER anna")
             for line in (b"PASS secret of anna\0", b"PASS secret of anna\0 and more", b"CAPA\0", b"\0"):
                 client.send(line + b"\r\n")
-                self.assertEqual(client.line(), b"-ERR the line holds a zero byte", line)
+                self.assertEqual(client.line(), b"-ERR the line contains a zero byte", line)
             client.login()
             client.send(b"NOOP\0\r\nSTAT\r\n")
-            self.assertEqual(client.line(), b"-ERR the line holds a zero byte")
+            self.assertEqual(client.line(), b"-ERR the line contains a zero byte")
             self.assertEqual(client.line(), b"+OK 0 0")
 
     def test_extra_arguments_are_errors(self):

@@ -55,7 +55,7 @@ class Process(unittest.TestCase):
             ("anna:secret\n", 'line 1 is not "name:secret:mailbox"'),
             (":secret:mailbox\n", 'line 1 is not "name:secret:mailbox"'),
             (f"anna:secret:{missing}\n", f'line 1: user "anna" has no mailbox at "{missing}"'),
-            (f"anna:a:{server.native(server.root)}\r\nanna:b:{server.native(server.root)}\n", 'line 2: user "anna" stands there twice'),
+            (f"anna:a:{server.native(server.root)}\r\nanna:b:{server.native(server.root)}\n", 'line 2: user "anna" is listed twice'),
         ]
         for text, problem in rows:
             path.write_text(text, newline="")

@@ -69,12 +69,12 @@ class Status(unittest.TestCase):
     def test_without_a_server_there_is_none(self):
         server = support.Server()
         self.addCleanup(server.remove)
-        self.assertEqual(status(server, port=1), (2, "pop3d: no server on port 1 tells its status\n"))
+        self.assertEqual(status(server, port=1), (2, "pop3d: no server on port 1 reports its status\n"))
         server.start()
         port = server.port
         self.assertEqual(status(server)[0], 0)
         server.stop()
-        self.assertEqual(status(server), (2, f"pop3d: no server on port {port} tells its status\n"))
+        self.assertEqual(status(server), (2, f"pop3d: no server on port {port} reports its status\n"))
 
     def test_a_killed_server_leaves_no_status_behind(self):
         server = support.Server().start()
@@ -85,7 +85,7 @@ class Status(unittest.TestCase):
         deadline = time.monotonic() + 30  # the system takes its time to clear away a process
         while status(server)[0] == 0 and time.monotonic() < deadline:
             time.sleep(0.1)
-        self.assertEqual(status(server), (2, f"pop3d: no server on port {server.port} tells its status\n"))
+        self.assertEqual(status(server), (2, f"pop3d: no server on port {server.port} reports its status\n"))
 
 
 class Idle(unittest.TestCase):
