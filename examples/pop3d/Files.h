@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace pop3d::file {
 
@@ -34,6 +35,9 @@ public:
 
     bool IsOpen() const { return fSystem != nullptr; }
     bool HasFailed() const { return fHasFailed; } // true if the folder may exist, but could not be opened
+    // Adds the names of all files and folders in the folder to `names`, in any order. Returns false if not all of them
+    // could be read.
+    bool List(std::vector<std::string> &names) const;
     // These functions find or open a regular file in the folder, and set `identity`. If `name` is not a regular file,
     // Identify() returns false, and Open() returns fsNone.
     bool Identify(std::string const &name, Identity &identity) const;
@@ -47,6 +51,8 @@ private:
     bool fHasFailed = false;
 };
 
+// Sets `identity` to the present state of an open file. Returns false if this state cannot be found out.
+bool Identify(Handle file, Identity &identity);
 // Returns the number of bytes read, 0 at the end of the file, or -1 on failure.
 long Read(Handle file, char *to, std::size_t count);
 void Close(Handle file);

@@ -103,6 +103,7 @@ void Session::RefuseLogin() {
     ++fCounters.refusedLogins;
     auto const end = std::chrono::steady_clock::now() + fVisitor.Refuse();
     fLines.flush();
+    fConnection.SendNow();
     while (std::chrono::steady_clock::now() < end && !IsStopWanted())
         std::this_thread::sleep_for(
             std::min<std::chrono::nanoseconds>(end - std::chrono::steady_clock::now(), std::chrono::milliseconds(50)));

@@ -3,15 +3,15 @@
 #include "MessageSource.h"
 #include "Tracing.h"
 
-#include "tuzutil/CONCSTRM.h"
 #include "tuzutil/MD5.h"
 
 #include <algorithm>
-#include <array>
+#include <charconv>
+#include <cstring>
 #include <filesystem>
-#include <map>
 #include <ostream>
 #include <streambuf>
+#include <unordered_set>
 #include <utility>
 
 namespace pop3d {
@@ -26,7 +26,7 @@ std::string StableName(std::string const &name) {
     return info != std::string::npos && name.compare(info + 1, 2, "2,") == 0 ? name.substr(0, info) : name;
 }
 
-TString HexDigest(std::string const &text) {
+std::string HexDigest(std::string const &text) {
     static char const digits[] = "0123456789abcdef";
     CalculateMD5 md5;
     char digest[16];
@@ -38,6 +38,21 @@ TString HexDigest(std::string const &text) {
         hex += digits[static_cast<unsigned char>(c) & 15];
     }
     return hex;
+}
+
+// Maildir names may tell the size of the message with CR LF line ends, as ",W=" before the flags. Returns that size if
+// a file of `stored` bytes can have it: each LF may gain a CR, and the last line may gain a line end. Otherwise,
+// returns 0.
+std::uint64_t SizeInName(std::string const &name, std::uint64_t stored) {
+    std::size_t const at = name.find(",W=");
+    if (at == std::string::npos)
+        return 0;
+    char const *const digits = name.data() + at + 3;
+    char const *const end = name.data() + name.size();
+    std::uint64_t size = 0;
+    auto const parsed = std::from_chars(digits, end, size);
+    bool const isWhole = parsed.ec == std::errc() && (parsed.ptr == end || std::strchr(",:!;", *parsed.ptr));
+    return isWhole && size >= stored && size - stored <= stored + 2 ? size : 0;
 }
 
 class CountingBuf : public std::streambuf {
@@ -68,43 +83,53 @@ bool Mailbox::Exists(std::string const &folder) {
 Mailbox::Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted)
     : fPath(folder), fMaximum(maximum), fIsWanted(std::move(isWanted)) {
     fs::path const root(folder);
+    std::vector<Entry> entries;
     if (Exists((root / "new").string()) || Exists((root / "cur").string())) {
-        AddFolder("new");
-        AddFolder("cur");
+        AddFolder("new", entries);
+        AddFolder("cur", entries);
     } else {
-        AddFolder("");
+        AddFolder("", entries);
     }
-    std::stable_sort(fMessages.begin(), fMessages.end(),
-                     [](Message const &a, Message const &b) { return a.name < b.name; });
-    AddUids();
+    std::stable_sort(entries.begin(), entries.end(), [](Entry const &a, Entry const &b) { return a.name < b.name; });
+    fMessages.reserve(entries.size());
+    for (Entry &entry : entries)
+        AddMessage(entry);
 }
 
-void Mailbox::AddFolder(std::string const &folder) {
-    file::Folder const files(fPath, folder);
-    if (!files.IsOpen()) {
-        fIsComplete = fIsComplete && !files.HasFailed();
+void Mailbox::AddFolder(std::string const &name, std::vector<Entry> &entries) {
+    Folder const &folder = fFolders.emplace_back(fPath, name);
+    if (!folder.files.IsOpen()) {
+        fIsComplete = fIsComplete && !folder.files.HasFailed();
         return;
     }
-    std::error_code problem;
-    for (fs::directory_iterator entry(fs::path(fPath) / folder, problem), end; !problem && entry != end;
-         entry.increment(problem)) {
-        Message message;
-        message.folder = folder;
-        message.name = entry->path().filename().string();
-        if (message.name[0] != '.' && files.Identify(message.name, message.identity))
-            fMessages.push_back(message);
-    }
-    fIsComplete = fIsComplete && !problem;
+    std::vector<std::string> names;
+    fIsComplete = folder.files.List(names) && fIsComplete;
+    for (std::string &found : names)
+        entries.push_back({&folder, std::move(found)});
+}
+
+void Mailbox::AddMessage(Entry &entry) {
+    file::Identity identity;
+    if (entry.name[0] == '.' || !entry.folder->files.Identify(entry.name, identity))
+        return;
+    Message &message = fMessages.emplace_back();
+    message.folder = entry.folder;
+    message.name = std::move(entry.name);
+    message.identity = identity;
+    message.size = SizeInName(message.name, identity.size);
+    message.hasSize = message.size != 0 && identity.size <= fMaximum;
 }
 
 // The UID of a message is the digest of its file name without the flags. If several messages have the same name without
 // the flags, only the first has this UID. The UIDs of the others are the digests of their folders and full names.
-void Mailbox::AddUids() {
-    std::map<std::string, int> seen;
+void Mailbox::FindUids() {
+    if (std::exchange(fHasUids, true))
+        return;
+    std::unordered_set<std::string> seen;
     for (Message &message : fMessages) {
         std::string const name = StableName(message.name);
-        bool const isFirst = ++seen[name] == 1;
-        message.uid = HexDigest(isFirst ? name : message.folder + "/" + message.name);
+        bool const isFirst = seen.insert(name).second;
+        message.uid = HexDigest(isFirst ? name : message.folder->name + "/" + message.name);
     }
 }
 
@@ -118,7 +143,8 @@ bool Mailbox::FindSize(Message &message) {
     if (!message.hasSize) {
         CountingBuf counter;
         std::ostream out(&counter);
-        if (!Copy(message, out))
+        std::unique_ptr<MessageSource> const source = Open(message, 16384);
+        if (!source || !source->CopyTo(out, fIsWanted))
             return false;
         message.size = counter.QueryCount();
         message.hasSize = true;
@@ -126,24 +152,11 @@ bool Mailbox::FindSize(Message &message) {
     return true;
 }
 
-bool Mailbox::Copy(Message const &message, std::ostream &out) const {
+std::unique_ptr<MessageSource> Mailbox::Open(Message const &message, std::size_t block) const {
     if (message.identity.size > fMaximum)
-        return false;
-    MessageSource source(file::Folder(fPath, message.folder), message.name, message.identity);
-    if (!source)
-        return false;
-    TiConcatStream lines(1, 16384, source);
-    lines.SetWholeLines(1); // each line is delivered whole, and with CR LF
-    std::array<char, 16384> block;
-    while (lines.read(block.data(), static_cast<std::streamsize>(block.size())), lines.gcount() > 0) {
-        if (!fIsWanted())
-            return false;
-        out.write(block.data(), lines.gcount());
-        if (!out)
-            return false;
-    }
-    out.flush();
-    return out.good() && !source.HasFailed();
+        return nullptr;
+    auto source = std::make_unique<MessageSource>(message.folder->files, message.name, message.identity, block);
+    return source->ReadAhead() ? std::move(source) : nullptr;
 }
 
 void Mailbox::Reset() {
@@ -156,8 +169,7 @@ bool Mailbox::Commit(unsigned int &removed) {
     for (Message const &message : fMessages) {
         if (!message.isDeleted)
             continue;
-        if (file::Folder const files(fPath, message.folder);
-            files.IsOpen() && files.Remove(message.name, message.identity)) {
+        if (message.folder->files.Remove(message.name, message.identity)) {
             ++removed;
             continue;
         }

@@ -10,23 +10,32 @@
 
 #include "Files.h"
 
-#include "tuzutil/TSTRING.h"
-
 #include <cstdint>
 #include <functional>
-#include <iosfwd>
+#include <list>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace pop3d {
 
+class MessageSource;
+
 class Mailbox {
 public:
+    // A folder with messages. It stays open as long as the mailbox.
+    struct Folder {
+        std::string name; // "new" or "cur"; empty if the messages are in the mailbox itself
+        file::Folder files;
+
+        Folder(std::string const &mailbox, std::string const &folder) : name(folder), files(mailbox, folder) {}
+    };
+
     struct Message {
-        std::string folder; // "new" or "cur"; empty if the file is in the mailbox itself
+        Folder const *folder = nullptr;
         std::string name;
         file::Identity identity;
-        TString uid;
+        std::string uid;        // empty before FindUids()
         std::uint64_t size = 0; // in bytes, with CR LF line ends, before dots are doubled
         bool hasSize = false;
         bool isDeleted = false;
@@ -34,8 +43,8 @@ public:
 
     static bool Exists(std::string const &folder);
 
-    // If a file has more than `maximum` bytes, its message cannot be read. While a message is read, `isWanted` is
-    // called after each block. If `isWanted` returns false, reading fails.
+    // If a file has more than `maximum` bytes, its message cannot be read. While a message is read for its size,
+    // `isWanted` is called after each block. If `isWanted` returns false, reading fails.
     Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted);
 
     bool IsComplete() const { return fIsComplete; }             // false if a folder could not be listed
@@ -45,9 +54,10 @@ public:
     Message *Find(std::size_t number);
     // Sets the size of a message. Returns false if the message cannot be read now. A later call may succeed.
     bool FindSize(Message &message);
-    // Writes the message with CR LF line ends, without doubling dots. Returns false if the message cannot be read to
-    // its end, or if `out` fails.
-    bool Copy(Message const &message, std::ostream &out) const;
+    void FindUids(); // sets the UIDs of all messages
+    // Returns a stream that reads the message in blocks of `block` bytes, and has read the first block. Returns null if
+    // the message cannot be read, or was changed or removed.
+    std::unique_ptr<MessageSource> Open(Message const &message, std::size_t block) const;
 
     void Reset();
     // Removes the deleted messages, and adds the number of removed messages to `removed`. Returns false if a message
@@ -55,13 +65,20 @@ public:
     bool Commit(unsigned int &removed);
 
 private:
-    void AddFolder(std::string const &folder);
-    void AddUids();
+    struct Entry {
+        Folder const *folder;
+        std::string name;
+    };
+
+    void AddFolder(std::string const &name, std::vector<Entry> &entries);
+    void AddMessage(Entry &entry);
 
     std::string fPath;
     std::uint64_t fMaximum;
     std::function<bool()> fIsWanted;
+    std::list<Folder> fFolders; // a list, because messages point to its elements
     std::vector<Message> fMessages;
+    bool fHasUids = false;
     bool fIsComplete = true;
 };
 

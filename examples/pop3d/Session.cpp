@@ -1,17 +1,20 @@
 #include "Session.h"
 
+#include "MessageSource.h"
 #include "Sasl.h"
-#include "Spool.h"
 #include "Tracing.h"
 #include "Words.h"
 
 #include "tuzutil/DOTBYTE.h"
+
+#include <algorithm>
 
 namespace pop3d {
 
 namespace {
 
 constexpr unsigned long fsLineBuffer = 2048;
+constexpr unsigned long fsSmallestBlock = 16384;
 
 } // namespace
 
@@ -32,7 +35,6 @@ Session::Command const Session::fsCommands[] = {
     {"RSET", State::transaction, 0, &Session::Rset},   {"NOOP", State::transaction, 0, &Session::Noop}};
 
 Session::Line::~Line() {
-    text.resize(text.capacity());
     WipeBytes(text.data(), text.size());
 }
 
@@ -165,7 +167,7 @@ std::string Session::DescribeSize(Mailbox::Message const &message) {
 }
 
 std::string Session::DescribeUid(Mailbox::Message const &message) {
-    return std::string(message.uid);
+    return message.uid;
 }
 
 void Session::SendList(char const *argument, Describe describe) {
@@ -194,6 +196,7 @@ void Session::List(char *argument) {
 }
 
 void Session::Uidl(char *argument) {
+    fMailbox->FindUids();
     SendList(NextWord(argument), &Session::DescribeUid);
 }
 
@@ -211,35 +214,35 @@ void Session::Top(char *argument) {
         SendMessage(*message, &lines);
 }
 
-// Reads the whole message before it sends "+OK". If the message cannot be read, or was changed or removed, the client
-// gets an error reply instead. The message is written directly to the connection, so the bytes in the buffer of the
-// line stream are sent first.
+// Reads a small message to its end before it sends "+OK". If the message cannot be read, or was changed or removed, the
+// client gets an error reply instead. A larger message is sent while it is read, so it needs neither memory nor room on
+// a disk. If it cannot be read to its end, the session ends, because the client must not take a part of the message for
+// the whole message.
 void Session::SendMessage(Mailbox::Message const &message, std::uint32_t const *bodyLines) {
-    Spool spool(fOptions.spoolBytes);
-    if (!fMailbox->Copy(message, spool))
+    std::unique_ptr<MessageSource> const source =
+        fMailbox->Open(message, std::max<unsigned long>(fOptions.spoolBytes, fsSmallestBlock));
+    if (!source)
         return Error(text::messageUnreadable);
     Ok(text::messageFollows);
+    // The message is written directly to the connection, so the bytes in the buffer of the line stream come first.
     fLines.flush();
-    bool const isSent = bodyLines ? SendLines(spool, *bodyLines) : SendAll(spool);
-    // The session ends, because the client must not take a part of the message for the whole message.
-    if (!isSent)
+    if (!(bodyLines ? SendLines(*source, *bodyLines) : SendAll(*source)))
         fState = State::done;
 }
 
-bool Session::SendAll(Spool &spool) {
+bool Session::SendAll(MessageSource &source) {
     ToDotByteStream out(fConnection);
-    if (!spool.SendTo(out))
+    if (!source.CopyTo(out, [this] { return IsWanted(); }))
         return false;
     out.EndBody();
     ++fCounters.messagesSent;
     return true;
 }
 
-bool Session::SendLines(Spool &spool, std::uint32_t bodyLines) {
+bool Session::SendLines(MessageSource &source, std::uint32_t bodyLines) {
     ToDotByteStream out(fConnection, bodyLines);
     try {
-        bool const isSent = spool.SendTo(out);
-        out.flush();
+        bool const isSent = source.CopyTo(out, [this] { return IsWanted(); });
         if (isSent)
             out.EndBody();
         return isSent;

@@ -21,8 +21,6 @@
 
 namespace pop3d {
 
-class Spool;
-
 class Session {
 public:
     Session(SocketStream &connection, Visitor &visitor, Users const &users, Options const &options, Counters &counters,
@@ -101,8 +99,8 @@ private:
     void SendMessage(Mailbox::Message const &message, std::uint32_t const *bodyLines);
     // SendAll() sends the whole message. SendLines() sends the header and the first `bodyLines` lines of the body. If
     // not all of this was sent, the functions return false.
-    bool SendAll(Spool &spool);
-    bool SendLines(Spool &spool, std::uint32_t bodyLines);
+    bool SendAll(MessageSource &source);
+    bool SendLines(MessageSource &source, std::uint32_t bodyLines);
 
     SocketStream &fConnection;
     TLineStream fLines;

@@ -39,16 +39,21 @@ SocketStreamBuf::int_type SocketStreamBuf::overflow(int_type c) {
 }
 
 std::streamsize SocketStreamBuf::xsputn(char const *from, std::streamsize count) {
-    if (count <= epptr() - pptr()) {
-        std::copy(from, from + count, pptr());
-        pbump(static_cast<int>(count));
-        return count;
+    // Fills the buffer before it is sent, so that the system is called as rarely as possible.
+    for (std::streamsize left = count; left > 0;) {
+        std::streamsize const part = std::min<std::streamsize>(left, epptr() - pptr());
+        std::copy(from, from + part, pptr());
+        pbump(static_cast<int>(part));
+        from += part;
+        left -= part;
+        if (left > 0 && !SendPending())
+            return 0;
     }
-    return SendPending() && SendAll(from, static_cast<std::size_t>(count)) ? count : 0;
+    return count;
 }
 
 int SocketStreamBuf::sync() {
-    return SendPending() ? 0 : -1;
+    return 0; // see the top of the header
 }
 
 bool SocketStreamBuf::SendPending() {

@@ -3,6 +3,9 @@
 
 // SocketStream: an iostream over a connected socket. The stream borrows the socket. One thread at a time may use the
 // stream.
+//
+// flush() sends nothing. Written bytes are sent when there are enough of them, before the stream waits for the client,
+// by SendNow(), and by the destructor. Therefore the answers to many commands that came together leave together.
 
 #include "System.h"
 
@@ -26,6 +29,7 @@ public:
     SocketStreamBuf &operator=(SocketStreamBuf const &) = delete;
 
     net::Handle QueryHandle() const { return fHandle; }
+    bool SendPending(); // sends the bytes that wait in the buffer; returns false if this fails
 
 protected:
     int_type underflow() override;
@@ -35,7 +39,6 @@ protected:
 
 private:
     bool SendAll(char const *from, std::size_t count);
-    bool SendPending();
     bool AwaitRoom();
 
     // The number of bytes by which a client may fall behind the lowest rate. If the client falls further behind,
@@ -46,7 +49,7 @@ private:
     Patience fPatience;
     double fAllowance = fsAllowance; // the bytes by which the client may still fall behind
     std::array<char, 4096> fIn;
-    std::array<char, 16384> fOut;
+    std::array<char, 32768> fOut;
 };
 
 class SocketStream : public std::iostream {
@@ -54,6 +57,7 @@ public:
     SocketStream(net::Handle handle, Patience const &patience);
     ~SocketStream() override;
 
+    void SendNow() { fBuf.SendPending(); }
     bool IsThere() const { return net::IsThere(fBuf.QueryHandle()); }
     bool IsLoopback() const { return net::IsLoopback(fBuf.QueryHandle()); }
 

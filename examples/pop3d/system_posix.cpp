@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -192,6 +193,23 @@ Folder::~Folder() {
         close(fSystem->fd);
 }
 
+bool Folder::List(std::vector<std::string> &names) const {
+    int const fd = openat(fSystem->fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    std::unique_ptr<DIR, int (*)(DIR *)> const folder(fd < 0 ? nullptr : fdopendir(fd), closedir);
+    if (!folder) {
+        if (fd >= 0)
+            close(fd);
+        return false;
+    }
+    for (;;) {
+        errno = 0; // only errno tells an error from the end
+        dirent const *const entry = readdir(folder.get());
+        if (!entry)
+            return errno == 0;
+        names.emplace_back(entry->d_name);
+    }
+}
+
 bool Folder::Identify(std::string const &name, Identity &identity) const {
     struct stat status;
     return fstatat(fSystem->fd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && Describe(status, identity);
@@ -200,8 +218,7 @@ bool Folder::Identify(std::string const &name, Identity &identity) const {
 Handle Folder::Open(std::string const &name, Identity &identity) const {
     int const how = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     int const fd = openat(fSystem->fd, name.c_str(), how);
-    struct stat status;
-    if (fd < 0 || (fstat(fd, &status) == 0 && Describe(status, identity)))
+    if (fd < 0 || file::Identify(fd, identity))
         return fd;
     close(fd);
     return fsNone;
@@ -210,6 +227,11 @@ Handle Folder::Open(std::string const &name, Identity &identity) const {
 bool Folder::Remove(std::string const &name, Identity const &identity) const {
     Identity found;
     return Identify(name, found) && found == identity && unlinkat(fSystem->fd, name.c_str(), 0) == 0;
+}
+
+bool Identify(Handle file, Identity &identity) {
+    struct stat status;
+    return fstat(Fd(file), &status) == 0 && Describe(status, identity);
 }
 
 long Read(Handle file, char *to, std::size_t count) {

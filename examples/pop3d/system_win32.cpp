@@ -251,6 +251,14 @@ Folder::Folder(std::string const &mailbox, std::string const &name) {
 
 Folder::~Folder() = default;
 
+bool Folder::List(std::vector<std::string> &names) const {
+    std::error_code problem;
+    for (std::filesystem::directory_iterator entry(fSystem->path, problem), end; !problem && entry != end;
+         entry.increment(problem))
+        names.push_back(entry->path().filename().string());
+    return !problem;
+}
+
 bool Folder::Identify(std::string const &name, Identity &identity) const {
     Handle const handle = fSystem->Open(name, FILE_READ_ATTRIBUTES, identity);
     if (handle != fsNone)
@@ -272,6 +280,10 @@ bool Folder::Remove(std::string const &name, Identity const &identity) const {
                                                                            &disposition, sizeof disposition);
     Close(handle);
     return isRemoved;
+}
+
+bool Identify(Handle file, Identity &identity) {
+    return Describe(file, identity);
 }
 
 long Read(Handle file, char *to, std::size_t count) {

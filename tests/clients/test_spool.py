@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Messages on their way to a client: in memory or in a temporary file, whole or not at all."""
+"""Messages on their way to a client: from memory or from their file, whole or not at all."""
 
+import os
 import resource
 import unittest
 
@@ -25,6 +26,36 @@ class Spool(unittest.TestCase):
                         lines = body.split(b"\r\n")[:2]
                         self.assertTrue(client.content().startswith(head + b"\r\n\r\n" + b"\r\n".join(lines)))
                     client.ok("QUIT")
+
+    def test_the_size_in_a_name_is_taken_if_the_file_can_have_it(self):
+        stored = b"Subject: x\n\nbody"  # 16 bytes; a client sees 20
+        sizes = {"1.host,S=16,W=20": 20, "2.host,W=19;2,S": 19, "3.host,W=15": 20, "4.host,W=35": 20, "5.host,W=34": 34,
+                 "6.host,W=20x": 20, "7.host,W=": 20, "8.host,W=99999999999999999999": 20, "9.host,W=-20": 20}
+        with support.Server() as server:
+            for name in sizes:
+                server.put("anna", name, stored)
+            with server.connect() as client:
+                client.login()
+                client.ok("LIST")
+                listed = [line.split()[1] for line in client.content().splitlines()]
+                self.assertEqual([int(size) for size in listed], list(sizes.values()))
+                self.assertEqual(client.ask("STAT"), b"+OK 9 %d" % sum(sizes.values()))
+                client.ok("RETR 5")
+                self.assertEqual(client.content(), b"Subject: x\r\n\r\nbody\r\n")
+                client.ok("QUIT")
+
+    def test_a_message_that_changes_while_it_is_sent_is_not_ended(self):
+        message = support.big_message(32 << 20)  # more than the buffers of the connection take
+        for size in (100, len(message) + 100):
+            with support.Server() as server:
+                server.put("anna", "1", message)
+                with server.connect() as client:
+                    client.login()
+                    client.ok("RETR 1")
+                    os.truncate(server.mailbox("anna") / "new" / "1", size)
+                    got = client.file.read()
+                    self.assertTrue(support.seen_by_client(message).replace(b"\r\n.", b"\r\n..").startswith(got))
+                    self.assertFalse(got.endswith(b"\r\n.\r\n"))
 
     def test_a_message_that_cannot_be_read_is_refused(self):
         with support.Server() as server:
