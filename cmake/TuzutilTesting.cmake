@@ -36,8 +36,8 @@ target_compile_options(plain_suite_headers PRIVATE $<$<CONFIG:RelWithDebInfo,Rel
 #   OPTIMIZED      The suite itself computes much, so the compiler optimizes it. Other suites are not optimized, because
 #                  they build faster that way.
 #
-# CTest lists the tests of a suite when it runs the suite, not when the suite is built, because a start of Wine can take
-# longer than the time limit of a build step.
+# CTest lists the tests of a suite when it runs the suite, not when the suite is built. To list the tests of a Windows
+# suite, Wine must start, and this can take longer than the time limit of a build step.
 function(tuzutil_add_suite name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "SEAM;NOT_SANITIZED;OPTIMIZED" "" "SUPPORT;NEEDS;DEFINITIONS;LIBRARIES;SOURCES;OWN_COPY")
     if(arg_UNPARSED_ARGUMENTS)

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_FUZZ_BOUNDS_H
 #define TUZUTIL_FUZZ_BOUNDS_H
 
-// What fuzz targets share: the function that each target defines, and the check that stops the fuzzer. bounds.cpp calls
-// TestOneInput(), and aborts if an input takes more memory or time than its size allows.
+// Each fuzz target defines TestOneInput(), and includes this header. bounds.cpp calls TestOneInput(), and aborts if an
+// input takes more memory or time than its size allows.
 
 #include <cstddef>
 #include <cstdlib>

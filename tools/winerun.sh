@@ -26,8 +26,9 @@ wineserver -p300 </dev/null >/dev/null 2>&1
 out=$(mktemp) || exit 99
 trap 'rm -f "$out"' EXIT
 run() { timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" wine "$@" </dev/null >"$out" 2>&1; }
-# Returns whether the program has reported success: its output has a line that matches the expression in
-# TUZ_WINE_SUCCESS (by default, the line that GoogleTest prints last), and no line that reports a failed test.
+# Returns whether the program has reported success. If so, its output has a line that matches the expression in
+# TUZ_WINE_SUCCESS, and no line that reports a failed test. By default, the expression matches the line that GoogleTest
+# prints last.
 succeeded() {
     grep -Eq "${TUZ_WINE_SUCCESS:-^\[  PASSED  \] [0-9]+ tests?\.}" "$out" && ! grep -q '^\[  FAILED  \]' "$out"
 }

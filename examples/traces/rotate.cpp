@@ -51,8 +51,8 @@ private:
             std::remove(Numbered(number).c_str()); // on some systems, std::rename() fails if the new name exists
             std::rename(Numbered(number - 1).c_str(), Numbered(number).c_str());
         }
-        // If no older file is kept, the file is emptied. Otherwise the file is new, unless renaming failed. If it
-        // failed, the file is continued.
+        // If no older file is kept, the file is emptied. Otherwise the file is new now. If renaming has failed, the
+        // records are appended to the former file.
         Open(fKept == 0 ? std::ios_base::trunc : std::ios_base::app);
     }
 

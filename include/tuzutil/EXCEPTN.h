@@ -86,10 +86,11 @@ public:
     TException &logExceptionData() override;                                       // does nothing, unless overridden
     void terminate() override;                                                     // does nothing, unless overridden
 
-    // Returns the texts from the newest to the oldest, and in parentheses the class, the ID, the first location and, if
-    // the system failed, its error code and its words, for example "Bad value to truncate this String (TInvalidRequest,
-    // ID 1, src/utility/TSTRING:512)". The result is never null. It is valid until the exception is changed or
-    // destroyed. If there is no memory for the result, returns text(0), or name() if text(0) is null.
+    // Returns the texts from the newest to the oldest, and in parentheses the class, the ID and the first location, for
+    // example "Bad value to truncate this String (TInvalidRequest, ID 1, src/utility/TSTRING:512)". If the system
+    // failed, the system's error code and words follow the location. The result is never null. It is valid until the
+    // exception is changed or destroyed. If there is no memory for the result, returns text(0), or name() if text(0) is
+    // null.
     [[nodiscard]] char const *what() const noexcept override;
 
     // Stores the error of the system that led to this exception. `code` is the system's error code, or 0 if there is

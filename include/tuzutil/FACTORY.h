@@ -84,8 +84,9 @@ public:
     // directory, and then where the system looks for libraries. Returns 0 even if no library was loaded.
     int LoadDll(TFactoryType const &type);
     // Loads a library. A name that ends in ".dll" is tried as it is. Any other name is tried with ".dll" added. On
-    // Linux, two more tries follow for such a name: first the name with the ending ".so", which is added if it is
-    // missing, and then this name with "lib" before its last part. Returns 0, or 1 if no library was loaded.
+    // Linux, two more tries follow for such a name. The first is the name with the ending ".so", which is added if it
+    // is missing. The second is the same name with "lib" before its last part. Returns 0, or 1 if no library was
+    // loaded.
     int LoadDll(char const *name);
 
     // Inserts the directory before those in fsLibpath. Any thread may call this function.

@@ -73,10 +73,10 @@ protected:
     int sync() override; // brings QueryUsed() of the last block up to date; returns 0
     // A negative offset is taken as if it were positive: the position moves forward by its absolute value. A position
     // beyond the end becomes the end. With `cur`, an offset counts from the reading position if `mode` has `in`. If
-    // `mode` has only `out`, the offset counts from a mixed position: the start of the block that is being read, plus
-    // the offset of the writing position within the block that is being written. As long as nothing was read and no
-    // reading position was set, an offset with `cur` counts from the start of the content, whatever `mode` is. Because
-    // tellp() seeks by 0 with `cur` and `out`, it may move the writing position.
+    // `mode` has only `out`, the offset counts from a mixed position. This is the start of the block that is being
+    // read, plus the offset of the writing position within its own block. As long as nothing was read and no reading
+    // position was set, an offset with `cur` counts from the start of the content, whatever `mode` is. Because tellp()
+    // seeks by 0 with `cur` and `out`, it may move the writing position.
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction, std::ios_base::openmode mode) override;
     pos_type seekpos(pos_type position, std::ios_base::openmode mode) override; // as seekoff() with `beg`
     int_type overflow(int_type c) override;                                     // 0 on success

@@ -15,14 +15,15 @@
 // Threads:    Any thread may use locks and events. A guard belongs to one thread. A thread that takes a lock sees all
 //             that was written before the lock was released. A thread that ends a wait sees all that was written before
 //             the post.
-// Failures:   If a call of the system fails, a guard has the state Error, an event's Wait() returns -1, its Clear() and
-//             Post() return 1, and lock() and the try_lock functions throw std::system_error. QueryError() then returns
-//             the cause. If a guard clears, posts or awaits a null event, it throws TInvalidRequest "TReference null".
+// Failures:   If a call of the system fails, a guard has the state Error, and lock() and the try_lock functions throw
+//             std::system_error. Wait() of an event returns -1, and Clear() and Post() return 1. QueryError() then
+//             returns the cause. If a guard clears, posts or awaits a null event, it throws TInvalidRequest "TReference
+//             null".
 // Surprises:
 // - Time limits are in milliseconds. With -1 (fsInfinite), a function waits for ever; with 0, it does not wait. Any
 //   other negative value is taken as unsigned, which gives between 24 and 50 days.
-// - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free, although
-//   the data that the lock guards may be in the middle of a change. WasAbandoned() then returns true.
+// - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free. The data
+//   that the lock guards may then be in the middle of a change, and WasAbandoned() returns true.
 // - An event stays posted until it is cleared. Post() wakes all waiting threads. An event does not count its posts.
 
 #include "tuzutil/EXPORT.h"

@@ -13,8 +13,8 @@
 // - If level "tr" (0x100000) is traced for the component "Utility", Trap() ends the process with a fault, so that a
 //   debugger shows the caller.
 // - Some functions of the library must be overridden. If a class of the program does not override such a function, a
-//   debug build of the library (without NDEBUG) ends the process at its first call, and writes the names of the class
-//   and the function to standard error.
+//   debug build of the library (without NDEBUG) ends the process at the first call. Before that, it writes the names of
+//   the class and the function to standard error.
 
 #include "tuzutil/EXPORT.h"
 
@@ -27,8 +27,8 @@ public:
 
     // Writes a trace entry at level "se", and returns 0. A debug build of the library then writes the class of the
     // object and the name of the function to standard error, and ends the process. The process goes on if the type of
-    // the object is `Class` itself, as in a constructor or destructor of `Class`, because the class of the program is
-    // then unknown. The process also goes on if the program is built without RTTI.
+    // the object is `Class` itself, because the class of the program is then unknown. This is so in a constructor or
+    // destructor of `Class`. The process also goes on if the program is built without RTTI.
     template <typename Class>
     static int Trap([[maybe_unused]] Class const &object, [[maybe_unused]] char const *function) {
 #if defined(__cpp_rtti)

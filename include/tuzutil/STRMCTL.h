@@ -20,7 +20,8 @@
 // Failures:   The control itself does not fail.
 // Surprises:
 // - While a handler has the exception, the stream is still bad, and its exception mask has badbit and failbit. When the
-//   last copy of the exception is destroyed, both bits get their former values, in the mask and in the state.
+//   last copy of the exception is destroyed, both bits are cleared in the mask and in the state, except those that were
+//   set before.
 // - If a buffer is not attached, call exceptions(std::ios::badbit) of the stream before reading or writing, and call
 //   clear() after an exception.
 

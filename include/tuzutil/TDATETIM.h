@@ -123,11 +123,12 @@ public:
     // Returns a null string if the year is not within 1900 to 9999 in this zone, or the zone is 100 hours or more.
     TString QueryMailDate() const;
 
-    // Reads the date of a mail header, in the forms of sections 3.3 and 4.3 of RFC 5322: with folded lines, comments,
-    // years of two or three digits and names of zones. Names of zones outside North America count as UTC, as RFC 5322
-    // says. Returns whether the whole text is a date; if not, `date` is unchanged. The date must exist, and the day of
-    // the week, if there is one, must be right. If `fault` is not null, the function stores in it the 1-based position
-    // of the first fault, or 0 if there is none. If the text ends too early, this position is the text's length + 1.
+    // Reads the date of a mail header, in the forms of sections 3.3 and 4.3 of RFC 5322. These forms include folded
+    // lines, comments, years of two or three digits and names of zones. Names of zones outside North America count as
+    // UTC, as RFC 5322 says. Returns whether the whole text is a date; if not, `date` is unchanged. The date must
+    // exist, and the day of the week, if there is one, must be right. If `fault` is not null, the function stores in it
+    // the 1-based position of the first fault, or 0 if there is none. If the text ends too early, this position is the
+    // text's length + 1.
     template <typename Text>
     [[nodiscard]] static bool FromMailDate(Text const &text, TDateTime64 &date,
                                            unsigned int *fault = nullptr) noexcept {

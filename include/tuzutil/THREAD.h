@@ -52,9 +52,9 @@ public:
 
     // Starts the thread. Returns 0 after the thread has begun to run. If the system cannot make a thread, returns 1,
     // and errno, or GetLastError() on Windows, tells why. If this object is static or on the stack of the calling
-    // thread, and has no reference, throws TInvalidRequest "Thread object without a reference is not allocated by new",
-    // because the thread would delete the object at its end. To start a local or static object, call its AddRef()
-    // before. Its Run() must then end before the object is destroyed.
+    // thread, and has no reference, the thread would delete it at its end. Start() then throws TInvalidRequest "Thread
+    // object without a reference is not allocated by new". To start a local or static object, call its AddRef() before.
+    // Its Run() must then end before the object is destroyed.
     int Start();
     int MainThread(); // runs the body on the calling thread, and returns its result
 

@@ -17,8 +17,8 @@
 //             is no memory for the first lock of the library's thread, that thread retries for about 0.2 seconds.
 // Surprises:
 // - After Set() with a duration, the timer counts milliseconds of the steady clock, and never posts early. After Set()
-//   with a number, it counts whole seconds of the calendar clock, follows changes of this clock, and may be late by a
-//   second, or early by less than a second. If the time has passed or is negative, the timer posts at once.
+//   with a number, it counts whole seconds of the calendar clock, and follows changes of this clock. It may then be
+//   late by a second, or early by less than a second. If the time has passed or is negative, the timer posts at once.
 // - Of several timers of one kind that are due at the same time, the one that was set last posts first.
 // - Set() clears the event. Cancel() does not change the event.
 // - A copy is not armed, but reports the time for which the original was set when it was copied.

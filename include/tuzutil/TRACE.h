@@ -127,9 +127,9 @@ public:
         void SetDefaultTracing(int on); // whether it accepts categories that are not in the table
         int QueryDisplayPrefix() const noexcept { return Int(fDisplayPrefix); } // 1 if records have the long prefix
         void SetDisplayPrefix(int longForm) noexcept; // does not call Change(), unlike most setters
-        // The library's destinations can add these parts to a record: the name of the category after the letter of the
-        // level, and in the long prefix the year before the date and the time zone after the time. A prefix with all
-        // three parts is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default, no part is added.
+        // The library's destinations can add these parts to a record. The name of the category follows the letter of
+        // the level. In the long prefix, the year precedes the date, and the time zone follows the time. A prefix with
+        // all three parts is "2026/07/14-09:05:03.27+02:00 000000A4 E Session". By default, no part is added.
         enum PrefixPart : std::uint32_t { categoryPart = 1, yearPart = 2, zonePart = 4 };
         unsigned long QueryPrefixParts() const noexcept { return fPrefixParts; }       // a mask of PrefixPart
         void SetPrefixParts(unsigned long parts) noexcept;                             // does not call Change()

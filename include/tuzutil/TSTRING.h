@@ -89,8 +89,8 @@ inline constexpr bool isText =
 template <typename T>
 using IfText = std::enable_if_t<isText<std::decay_t<T>>, bool>;
 
-// isNumber is true if T is an integer type other than bool and the types of characters. isSmallNumber is true if, in
-// addition, TString has no constructor for exactly this type.
+// isNumber is true if T is an integer type, but not bool or a character type. isSmallNumber is true if isNumber is true
+// and TString has no constructor for exactly this type.
 template <typename T>
 inline constexpr bool isSmallNumber =
     std::is_same_v<T, signed char> || std::is_same_v<T, unsigned char> || std::is_same_v<T, short> ||

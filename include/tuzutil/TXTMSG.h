@@ -186,11 +186,11 @@ public:
     TString const &QueryFile() const noexcept { return fFile; }       // null until SetDebugging() is called
     unsigned long QueryLine() const noexcept { return fLine; }        // 0 until SetDebugging() is called
 
-    // These functions rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`:
-    // they remove the numbers of arguments, and replace the size modifiers. They store the values that the new format
-    // takes in `block`. They return the number of characters that the text may need. Zero characters follow the new
-    // format in `out`. If the new format is N characters longer than the old one, and N is from 1 to 11, the number of
-    // zero characters is 11 - N. Otherwise it is at least 11.
+    // These functions rewrite a narrow or 16-bit format for the system's printf, and store the new format in `out`. The
+    // new format has no numbers of arguments, and has other size modifiers. The functions store the values that the new
+    // format takes in `block`. They return the number of characters that the text may need. Zero characters follow the
+    // new format in `out`. If the new format is N characters longer than the old one, and N is from 1 to 11, the number
+    // of zero characters is 11 - N. Otherwise it is at least 11.
     unsigned long ValidateArgs(TString const &format, TString &out, CharP &block) const;
     unsigned long ValidateArgsW(TString const &format, TString &out, CharP &block) const;
 

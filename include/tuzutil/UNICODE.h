@@ -41,9 +41,9 @@ public:
     // first unpaired surrogate, or of a last byte that is half a unit.
     static unsigned int FindFault(TString const &text) noexcept;
 
-    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, narrow text counts
-    // as UTF-8 wherever messages and trace lines convert between narrow and 16-bit text, and the narrow texts of
-    // language libraries are loaded as UTF-8. While the mode is off, these conversions follow the current locale, but
+    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, messages and trace
+    // lines take narrow text for UTF-8 if they convert between narrow and 16-bit text. The narrow texts of language
+    // libraries are then loaded as UTF-8, too. While the mode is off, these conversions follow the current locale, but
     // Windows loads the narrow texts of language libraries in the system's code page. One line can then contain both
     // encodings.
     static int SetUtf8Mode(int on) noexcept;

@@ -94,8 +94,8 @@ int LocalZone() noexcept;
 
 // ThreadId() and ProcessId() return the system's ids of this thread and this process. They never fail and never block.
 // In a child of fork(), ProcessId() returns the child's id. ThreadId() returns that of the child's thread if
-// FollowForks() was called before the fork. After FollowForks(), a child that was made in another way, such as by
-// clone(), may get the ids of its parent, because the system tells only of calls of fork().
+// FollowForks() was called before the fork. A child that was made in another way, such as by clone(), may get the ids
+// of its parent after FollowForks(). The system reports only calls of fork().
 std::uint32_t ThreadId() noexcept;
 std::uint32_t ProcessId() noexcept;
 

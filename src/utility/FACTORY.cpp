@@ -45,8 +45,8 @@ bool HasEnding(TString const &name, char const *ending) {
 
 // The file names that a library may have, in the order in which they are tried. If `needsEnding` is false, there is
 // only the name itself. If `needsEnding` is true, the first file name is the name with ".dll". If the system's own
-// libraries have another ending, two further file names follow: the name with that ending, and the name with that
-// ending and with "lib" before its last part.
+// libraries have another ending, two further file names follow. One is the name with that ending. The other is the same
+// with "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;

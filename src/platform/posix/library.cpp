@@ -33,9 +33,8 @@ void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
 
-// Returns whether a library that could not be loaded exists. `text` is what the loader says about the failure. If
-// `name` has a directory, the file system tells whether the library exists. Otherwise the library does not exist if
-// `text` begins with `name`.
+// `text` says why the loader could not load the library `name`. Returns whether this library exists. If `name` has a
+// directory, the file system tells whether it does. Otherwise the library does not exist if `text` begins with `name`.
 bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }

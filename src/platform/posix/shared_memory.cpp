@@ -4,11 +4,11 @@
 // made, found and removed under a lock on the folder, because otherwise a process could see an incomplete block. The
 // functions take fsForkLock, and then the lock on the folder.
 //
-// The maker of a block is the process that creates the block. As long as the maker fills the block, the file of the
-// block has a name with the kind fsNewKind, and the maker holds an exclusive lock on the file. Threads that wait until
-// the block is filled wait for a shared lock on the file. They get this lock when the maker ends, or closes or
-// publishes the block. To publish the block, the maker gives the file a name with the kind fsKind and changes its own
-// lock to a shared one.
+// The maker of a block is the process that creates the block. As long as the maker fills the block, the name of the
+// block's file has the kind fsNewKind. During this time, the maker holds an exclusive lock on the file. Threads that
+// wait until the block is filled wait for a shared lock on the file. They get this lock when the maker ends, or closes
+// or publishes the block. To publish the block, the maker gives the file a name with the kind fsKind and changes its
+// own lock to a shared one.
 
 #include "platform/platform.h"
 
@@ -66,8 +66,8 @@ private:
     TNoCancel const fNoCancel;
 };
 
-// The folder of named objects, locked. The destructor unlocks it explicitly, because close() may not be enough: if the
-// process forks without the library's knowledge, the child has the folder open too, and shares the lock.
+// The folder of named objects, locked. The destructor unlocks the folder explicitly, because close() may not be enough.
+// If the process forks without the library's knowledge, the child has the folder open too, and shares the lock.
 class TFolder : private TSection, public TDescriptor {
 public:
     TFolder() noexcept : TDescriptor(platform::OpenObjectFolder()), fIsLocked(*this && Lock(Get(), LOCK_EX)) {}

@@ -132,11 +132,11 @@ private:
 
 namespace {
 
-// Makes this process one of the processes that share a file. If `mayBegin` is set and this process is the first of
-// them, empties the file, but only if the file belongs to the user of the process and nobody has locked the file.
-// TPresence says whether another process of this user shares the file. If possible, every process also holds a shared
-// lock on the file, because this shows processes of other users that the file is in use. A lock of another program can
-// only prevent the file from being emptied.
+// Makes this process one of the processes that share a file. Empties the file if `mayBegin` is set, this process is the
+// first of them, the file belongs to the user of the process, and nobody has locked the file. TPresence says whether
+// another process of this user shares the file. If possible, every process also holds a shared lock on the file,
+// because this shows processes of other users that the file is in use. A lock of another program can only prevent the
+// file from being emptied.
 TPresence JoinOrBegin(int descriptor, bool mayBegin) noexcept {
     TPresence presence;
     struct stat status;

@@ -76,8 +76,8 @@ inline std::size_t CountByte(char const *from, char const *end, char c) noexcept
     return count;
 }
 
-// Returns the first byte in [from, end) that is one of the following, or null: an LF whose next byte in the range is a
-// dot, an LF without a CR before it, or a byte other than LF that follows a CR. REQUIRES: from[-1] can be read.
+// Returns the first of these bytes in [from, end): an LF whose next byte in the range is a dot, an LF without a CR
+// before it, a byte other than LF after a CR. Returns null if there is none. REQUIRES: from[-1] can be read.
 inline char const *FindDottedOrBare(char const *from, char const *end) noexcept {
 #if defined(__SSE2__)
     __m128i const lineFeed = _mm_set1_epi8('\n');

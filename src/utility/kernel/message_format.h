@@ -127,8 +127,8 @@ struct TDirective {
     TConversion conversion = TConversion::unknown;
     std::uint32_t argument = 0; // the number of the argument that is converted
 
-    // Set by the parser. The pieces of the format from kept[0] to kept[1], from kept[2] to kept[3] and from kept[4] to
-    // kept[5] are together the flags, width and precision without the numbers of arguments.
+    // Set by the parser. The flags, width and precision without the numbers of arguments are in three pieces of the
+    // format: from kept[0] to kept[1], from kept[2] to kept[3], and from kept[4] to kept[5].
     Char const *kept[6];
     // Set by the parser. This is the place at which the literal text continues: after the conversion, or at the
     // character of an unknown conversion.

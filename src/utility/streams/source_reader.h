@@ -42,8 +42,8 @@ struct TPart {
     bool endsLine;
 };
 
-// Tells ReadPart() what to do after `limit` bytes without a line feed: to return at once, or to wait for the next byte,
-// because that byte may be the line feed.
+// Tells ReadPart() what to do after `limit` bytes without a line feed. With `stop`, it returns at once. With `inspect`,
+// it waits for the next byte, which may be the line feed.
 enum class AtLimit { stop, inspect };
 
 // Takes a whole line if the source's buffer already holds the line and its line feed within `limit` bytes, and if no

@@ -4,8 +4,8 @@
 // TStreamFailure: an exception that passes through standard streams, like the exceptions of DOTBYTE.h. If a buffer
 // throws, its stream sets badbit or failbit. Unless the stream's exception mask contains that bit, the stream drops the
 // exception. A TStreamFailure therefore has a token, which lists the streams that the exception passes. While the token
-// exists, the masks of these streams contain both bits. When the last token that lists a stream is destroyed, each of
-// the two bits that was not set before is cleared again, in the stream's mask and in its state.
+// exists, the masks of these streams contain both bits. When the last token that lists a stream is destroyed, both bits
+// are cleared in the stream's mask and in its state, except those that were set before.
 
 #include "tuzutil/STRMCTL.h"
 

@@ -7,7 +7,7 @@
 // passed. These functions allocate nothing, so they cannot fail.
 //
 // The queue is a hierarchy of wheels. A time is a number of seven digits to the base 64, and each wheel has a list of
-// timers for each value of one digit. The times are compared with `fBase`, which is never later than any timer: a timer
+// timers for each value of one digit. The times are compared with `fBase`, which is never later than any timer. A timer
 // belongs to the wheel of the highest digit in which its time and fBase differ. So the lists of the lowest wheel hold
 // timers of a single time each, and all timers of a wheel are due before those of the wheels above. When the time of a
 // list of a higher wheel begins, fBase advances to this time, and the timers of that list move to lower wheels.
