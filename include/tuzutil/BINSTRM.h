@@ -195,8 +195,8 @@ public:
 
 protected:
     std::ios &Ios() const noexcept { return *fIos; } // the wrapped stream
-    // These functions return whether the stream is good() and an operation needs no sentry: no other stream is tied to
-    // it and, for output, std::unitbuf is not set.
+    // These functions return whether the stream is good() and needs no sentry. Input needs none if no other stream is
+    // tied to the stream. Output needs none if, in addition, std::unitbuf is not set.
     bool IsReadyForInput() const { return fIos->good() && !fIos->tie(); }
     bool IsReadyForOutput() const { return IsReadyForInput() && !(fIos->flags() & std::ios_base::unitbuf); }
 

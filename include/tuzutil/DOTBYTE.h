@@ -91,8 +91,8 @@ public:
     // If the last line is unfinished, ends it with CR LF, or with LF if its last byte is CR. Then does the same as
     // WriteTermination(). A limit of lines counts this line too, and may throw "Lines".
     int EndBody();
-    // From now on, LF, CR, and CR LF each end a line that is written, and each of these line ends is sent as CR LF.
-    // REQUIRES: nothing was written before.
+    // From now on, each LF, CR or CR LF that is written ends a line, and is sent as CR LF. REQUIRES: nothing was
+    // written before.
     void UseCrLf() noexcept { fUsesCrLf = true; }
 
     void Cancel() noexcept { fCancel.store(1); } // the next read that needs more bytes throws "Cancel"

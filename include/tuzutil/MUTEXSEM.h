@@ -155,8 +155,8 @@ public:
     [[nodiscard]] bool WasAbandoned() const noexcept;
 
     // Returns the error code of the system's last failed call in this thread: errno, or GetLastError() on Windows.
-    // After a failure of a lock or an event, call this function before the thread calls the system again, because any
-    // call of the system may change the code.
+    // After a failure of a lock or an event, call this function before the thread calls the system again. Any call of
+    // the system may change the code.
     static int QueryError() noexcept;
 
 protected:

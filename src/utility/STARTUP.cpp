@@ -137,8 +137,8 @@ constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
 constinit bool TMasterTimer::fsAreTimersLost = false;
 
-// 11. If Follow() succeeds, TForks from here on takes four locks before each fork of the process. These are the locks of
-// tracing, of the observers and of the registered categories (see 3), and the lock of the timers (see 10).
+// 11. If Follow() succeeds, TForks from here on takes four locks before each fork of the process. These are the locks
+// of tracing, of the observers and of the registered categories (see 3), and the lock of the timers (see 10).
 BUILT_FIRST static struct TFollowedForks { bool const fAreFollowed = TForks::Follow(); } fsForks;
 
 // 12. The destructor of this object clears the words that trace points test. No trace point writes after that, unless

@@ -111,9 +111,9 @@ void TTimer::SetMilliseconds(long long fromNow) {
 }
 
 // The event is cleared while the lock is held. Otherwise the event could be posted for the former time after it was
-// cleared, and the program would take this post for one at the new time. If the event could not be created, Clear()
-// traces this. Therefore Clear() is called without the lock in that case. Times of the steady clock are rounded up,
-// because a timer must not expire early.
+// cleared. The program would take this post for one at the new time. If the event could not be created, Clear() traces
+// this. Therefore Clear() is called without the lock in that case. Times of the steady clock are rounded up, because a
+// timer must not expire early.
 void TTimer::Arm(bool isSteady, long long fromNow) {
     if (LacksEvent())
         fSemaphore->Clear();

@@ -16,8 +16,8 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Utility, "src/utility/TREFCNT");
 constexpr std::uint32_t fsNullReferenceLine = 203;
 
-// Returns the count that a new or assigned object takes over from the original. If a new copy started with a count
-// other than 0, the count would not become 0 when its references are released, and the copy would never be destroyed.
+// Returns the count that a new or assigned object takes over from the original. If a new copy starts with a count other
+// than 0, the count does not become 0 when the references to the copy are released. The copy is then never destroyed.
 // In an assignment, the target loses its own count.
 std::uint32_t CopiedCount(std::atomic<std::uint32_t> const &other) noexcept {
     std::uint32_t const count = other;

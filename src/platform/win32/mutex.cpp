@@ -1,5 +1,5 @@
-// Locks. A lock without a name is a TFastMutex. Threads that wait for such a lock wait for an event of the system, and
-// also for the end of the owner's thread, because that thread may be killed. A lock with a name is a mutex of the
+// Locks. A lock without a name is a TFastMutex. Threads that wait for such a lock wait for an event of the system. They
+// also wait for the end of the owner's thread, because that thread may be killed. A lock with a name is a mutex of the
 // system: locking it and unlocking it call the system each time. When a lock gets its event or gives the event back,
 // the thread holds fsSpareLock for a moment. No other lock is taken.
 
@@ -28,7 +28,7 @@ struct platform::Mutex {
 };
 
 // The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
-// lock, because the thread that unlocked the lock may be about to post the event. Such a late post wakes, without a
+// lock. The thread that unlocked the lock last may still be about to post the event. Such a late post wakes, without a
 // reason, a thread that waits for the other lock. That thread inspects its lock and continues to wait.
 struct platform::TWaitPlace {
     HANDLE const event;

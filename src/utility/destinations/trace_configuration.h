@@ -18,9 +18,10 @@ struct TTraceConfiguration {
     std::string problem; // why the destination could not be opened; empty if there is no fault
 };
 
-// Opens the destination that a configuration names. While the keyword is "env", replaces the configuration by the value
-// of the environment variable that the configuration's argument names, or of NUV_TRACE if there is no argument. Returns
-// null if there is no destination. If the lack of a destination is a fault, sets `problem`.
+// Opens the destination that a configuration names. If the keyword is "env", first replaces the configuration by the
+// value of an environment variable. The argument names this variable; without an argument, it is NUV_TRACE. Repeats
+// this while the keyword is "env". Returns null if there is no destination. If the lack of a destination is a fault,
+// sets `problem`.
 TTrace::Pointer OpenTraceDestination(TTraceConfiguration &configuration);
 
 // Opens the destination that the variable NUV_TRACE_STARTUP names. Reports a fault on standard error, in one line.
