@@ -7,9 +7,8 @@
 // Example:
 //     class TCounter : public TTrace::Base { // a destination: records go where Write() puts them
 //     public:
-//         TCounter() : Base(joinsLater) {} // entries arrive while all of its members exist
-//         void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { ++count; }
-//         int count = 0;
+//         TCounter() : Base(joinsLater) {} // entries arrive only while all members exist void Write(unsigned long,
+//         TTrace::Category const &, TTextMessage const &) override { ++count; } int count = 0;
 //     };
 //     static TTrace::Category const fsSession(8, "Session"); // component "Protocol", category "Session"
 //     TTrace trace = TTrace::Make<TCounter>();              // levels "np", all components, all categories
@@ -155,12 +154,12 @@ public:
         // Stores in the table of this destination whether it accepts the category. The table copies the category.
         void AddCategory(Category const &category, int on);
         void RemoveCategory(Category const &category);     // the default applies to the category again
-        int QueryCategory(Category const &category) const; // `on` of the category's entry in the table, or the default
+        int QueryCategory(Category const &category) const; // what AddCategory() stored for the category, or the default
         // Despite its name, returns 1 if the category has an entry in the table, and otherwise 0.
         int UsesDefault(Category const &category) const;
 
-        // Stores the beginning of a record: the letter of the level, after date, time and thread if the prefix is long.
-        // The name of the category is not stored.
+        // Stores the beginning of a record. This is the letter of the level. If the prefix is long, date, time and
+        // thread precede the letter. The name of the category is not stored.
         void FormatPrefix(TString &prefix, unsigned long level) const;
         static char LevelChar(unsigned long level) noexcept; // '?' if the level has no letter, or is a combination
 
@@ -279,7 +278,7 @@ public:
     TTrace &operator=(TTrace const &) = default;
     virtual ~TTrace();
 
-    // Makes a destination of the class `Destination` from its constructor's arguments, and returns a handle to it. The
+    // Constructs a destination of the class `Destination` with these arguments, and returns a handle to it. The
     // destination joins the chain after it is constructed, and leaves the chain before it is destroyed. REQUIRES: if
     // the class is final, its destructor itself calls Unlink() first.
     template <class Destination, class... Arguments>
@@ -352,7 +351,7 @@ public:
     static TString &fsExeFileName; // empty until QueryExeFileName() is called
 
 private:
-    // Leaves the chain before the destructor of the destination's class begins.
+    // Make() constructs an object of this class. Its destructor leaves the chain before that of `Destination` begins.
     template <class Destination>
     class TLeaving final : public Destination {
     public:

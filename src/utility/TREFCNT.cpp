@@ -69,9 +69,9 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// If the lock is free, the count changes without it. A thread that takes the lock in the same moment may still see this
-// one change. If the count is not 0, it stays above 0 during AddRef(), because the caller either owns a reference or
-// holds the lock.
+// If the lock is free and the count is not 0, the count changes without the lock. A thread that takes the lock at the
+// same moment may then see this one change. This does no harm: the count stays above 0 meanwhile, because the caller
+// owns a reference.
 void TWeakRefCounted::AddRef() {
     if (fCount.load(std::memory_order_relaxed) != 0 && TWeakReferenceLock::IsFree()) {
         fCount.fetch_add(1, std::memory_order_relaxed);
