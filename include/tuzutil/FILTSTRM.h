@@ -22,8 +22,8 @@
 //
 // Ownership:  The subclass owns the memory of the areas.
 // Threads:    One thread at a time may use a buffer.
-// Failures:   Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an exception of its buffer,
-//             unless the stream's exceptions() contain badbit, or the exception is one of DOTBYTE.h (see Attach()).
+// Failures:   Reading throws TOutOfMemory if doallocate() fails. A standard stream drops an exception of its buffer. It
+//             passes on all of them if its exceptions() contain badbit, and those of DOTBYTE.h after Attach().
 // Surprises:
 // - If std::unitbuf is set for the stream that was given to Attach(), each write passes its bytes on at once.
 

@@ -124,8 +124,8 @@ private:
         ++fAt;
     }
 
-    // Reads the number of an argument and the "$" after it. If these do not stand at fAt, leaves fAt unchanged and
-    // returns false.
+    // Reads the number of an argument and the "$" after it. If these are not at fAt, leaves fAt unchanged and returns
+    // false.
     TUZUTIL_CONSTEVAL bool TakeNumber(std::size_t &number) {
         char const *const from = fAt;
         for (number = 0; Is("0123456789"); ++fAt)

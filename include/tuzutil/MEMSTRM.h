@@ -104,7 +104,7 @@ private:
     TMemStreamBuffer *fWrite = nullptr; // holds the put area
 };
 
-// An iostream that keeps what is written to it in memory. It can be read back from any position.
+// An iostream that keeps in memory what is written to it. The content can be read back from any position.
 class TUZUTIL_API TMemStream : public std::iostream {
 public:
     TMemStream();                                 // with blocks of 10000 bytes

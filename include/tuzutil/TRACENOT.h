@@ -24,9 +24,9 @@
 //
 // By default, Notify() may be called at any time after this base class is constructed, until Leave(). REQUIRES: if
 // other threads can make changes, an observer passes `joinsLater` to its base. It calls Join() at the end of its
-// constructor, and Leave() at the beginning of its destructor. If other classes derive from the observer's class, then
-// neither its constructor nor theirs calls Join(), but its destructor and theirs all call Leave(). A member function
-// calls Join() after the complete object is constructed.
+// constructor, and Leave() at the beginning of its destructor. If other classes derive from the observer's class, no
+// constructor of these classes calls Join(). Instead, a member function calls Join() after the complete object is
+// constructed. The destructors of all these classes call Leave().
 class TUZUTIL_API TTraceNotify {
 public:
     TTraceNotify(TTraceNotify const &) = delete;

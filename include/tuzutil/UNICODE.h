@@ -18,8 +18,8 @@
 // - The functions read a string with the Unicode flag as 16-bit text, and every other string as UTF-8. Text that
 //   already has the wanted form is checked but not converted; `replace` repairs its faults.
 // - Zero characters are kept. A null string stays null. If the argument is wiped on deletion, so is the result.
-// - The UTF-8 mode changes neither how the system reads narrow names of files, nor what the program writes without
-//   the library.
+// - The UTF-8 mode concerns only the library. It does not change how the system reads narrow names of files, or what
+//   the program writes by other means.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"

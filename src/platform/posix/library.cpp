@@ -213,7 +213,7 @@ std::uint32_t platform::LoadText(Library *library, std::uint64_t number, char *t
         if (isPair)
             code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
         else if (code >> 11 == 0xD800 >> 11)
-            code = '?'; // one half of a surrogate pair
+            code = '?'; // an unpaired surrogate
         if (!out.Put(code))
             break;
     }

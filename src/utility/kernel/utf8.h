@@ -3,8 +3,8 @@
 
 // Reads and writes UTF-8 and 16-bit text, one character at a time. In UTF-8, overlong forms, surrogates and numbers
 // above U+10FFFF are malformed, as the Unicode standard says. If the bytes are malformed, one call reads the longest
-// run of bytes that could begin a character, or a single byte. One replacement character then stands for the whole run,
-// as the standard recommends.
+// run of bytes with which a character could begin. If no character could begin there, the call reads a single byte. One
+// replacement character then stands for all bytes read, as the standard recommends.
 
 #include "utility/kernel/utf16.h"
 
