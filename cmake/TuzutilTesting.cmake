@@ -27,12 +27,14 @@ target_compile_options(plain_suite_headers PRIVATE $<$<CONFIG:RelWithDebInfo,Rel
 #
 # Builds the test program NAME_test, which is linked to the library and to GoogleTest's main(). If the file NAME_test.cpp
 # exists, it is a source of the program.
-#   SUPPORT Stems of files in tests/support. For the stem x, the program gets x_posix.cpp or x_win32.cpp. NEEDS Targets
-#   that are built before the suite is. SOURCES Further sources in the folder of the suite. OWN_COPY Sources of the
-#   library, relative to src/. The program contains its own copy of each of them. SEAM The suite includes a source of
-#   the library, and replaces the functions that this source calls. NOT_SANITIZED The suite replaces the allocator, or a
-#   variable that the sanitizers watch. It is not built with sanitizers. OPTIMIZED The suite itself computes much, so
-#   the compiler optimizes it. Other suites are not optimized, because
+#   SUPPORT        Stems of files in tests/support. For the stem x, the program gets x_posix.cpp or x_win32.cpp.
+#   NEEDS          Targets that are built before the suite is.
+#   SOURCES        Further sources in the folder of the suite.
+#   OWN_COPY       Sources of the library, relative to src/. The program contains its own copy of each of them.
+#   SEAM           The suite includes a source of the library, and replaces the functions that this source calls.
+#   NOT_SANITIZED  The suite replaces the allocator, or a variable that the sanitizers watch. It is not built if
+#                  sanitizers are used.
+#   OPTIMIZED      The suite itself computes much, so the compiler optimizes it. Other suites are not optimized, because
 #                  they build faster that way.
 #
 # CTest lists the tests of a suite when it runs the suite, not when the suite is built. To list the tests of a Windows

@@ -97,8 +97,8 @@ void Session::AuthPlain(char const *initial) {
     Login(response.user, user && IsSameSecret(response.secret, user->secret));
 }
 
-// Sends the refusal after a delay. During the delay, the session counts for the limits of the gate, even if its client
-// has left. Therefore a client that does not wait for the answer cannot guess more often.
+// Sends the refusal after a delay. During the delay, the session counts towards the limits of the gate, even if its
+// client has left. Therefore a client that does not wait for the answer cannot guess more often than others.
 void Session::RefuseLogin() {
     ++fCounters.refusedLogins;
     auto const end = std::chrono::steady_clock::now() + fVisitor.Refuse();

@@ -1,9 +1,9 @@
 #ifndef TUZUTIL_TESTS_PURECALL_H
 #define TUZUTIL_TESTS_PURECALL_H
 
-// Tests a call of a "pure" function that the class of the object does not override. A debug build of the library then
-// ends the process, and names the function and the class. Therefore `call` runs in a process of its own there. In other
-// builds, the call returns, and `call` runs in this process.
+// Tests a call of a "pure" function that the class of the object does not override. In a debug build of the library,
+// such a call names the function and the class, and ends the process. Therefore `call` then runs in a process of its
+// own. In other builds, `call` runs in this process and returns.
 
 #include "utility/kernel/debug_check.h"
 
