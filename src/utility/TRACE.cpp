@@ -54,7 +54,7 @@ thread_local int TDepth::fsDepth = 0;
 
 // A walk along the chain of destinations. REQUIRES: the thread holds the trace lock. Walks of one thread may be nested.
 // Invariant: fNext is null or in the chain. If a destination leaves the chain, every walk that would visit it next
-// continues with the destination behind it.
+// continues with the destination after it.
 class TTrace::Base::Walk {
 public:
     Walk() noexcept : fNext(fsAnchor), fOuter(fsInnermost) { fsInnermost = this; }

@@ -45,7 +45,7 @@ inline std::uint64_t TTimerQueue::Begin(TPlace place) const noexcept {
     return ((fBase >> shift) / fsDigits * fsDigits + place.digit) << shift;
 }
 
-// Returns a list that is about to get a timer.
+// Marks a list, closes it to a ring if it was never marked, and returns it. Called before the list gets a timer.
 inline TTimerRing &TTimerQueue::Prepare(TPlace place) noexcept {
     fMarkedWheels |= 1U << place.wheel;
     fMarkedDigits[place.wheel] |= std::uint64_t{1} << place.digit;
@@ -55,7 +55,7 @@ inline TTimerRing &TTimerQueue::Prepare(TPlace place) noexcept {
     return list;
 }
 
-// Returns a list that is empty, or is about to become empty.
+// Removes the mark of a list, and returns the list. Called if the list is empty, or before it becomes empty.
 TTimerRing &TTimerQueue::Unmark(TPlace place) noexcept {
     std::uint64_t &digits = fMarkedDigits[place.wheel];
     digits &= ~(std::uint64_t{1} << place.digit);
@@ -64,9 +64,9 @@ TTimerRing &TTimerQueue::Unmark(TPlace place) noexcept {
     return fLists[place.wheel][place.digit];
 }
 
-// Advances fBase to the begin of the first list, and moves the timers of this list to lower wheels. The last timer
-// moves first, so the order of timers of the same time does not change. REQUIRES: the list is the first one, and not of
-// the lowest wheel.
+// Advances fBase to the earliest time of the first list, and moves the timers of this list to lower wheels. The last
+// timer moves first, so timers of the same time keep their order. REQUIRES: `place` is the place of the first list,
+// which is not in the lowest wheel.
 void TTimerQueue::Advance(TPlace place) noexcept {
     fBase = Begin(place);
     TTimerRing &list = Unmark(place);
@@ -96,7 +96,8 @@ void TTimerQueue::SetBack(std::uint64_t base) noexcept {
     }
 }
 
-// An empty queue begins anew at the first time that is added. Later additions seldom come before this time.
+// If the queue is empty, fBase is set to the time of the new timer, rounded down to a multiple of fsDigits. Later
+// timers are seldom due before this time, so SetBack() is seldom called.
 void TTimerQueue::Add(TTimerLink &link) noexcept {
     if (IsEmpty())
         fBase = link.due / fsDigits * fsDigits;
