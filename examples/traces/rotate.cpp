@@ -1,4 +1,5 @@
-// tracerotate: a trace file that is renamed, and begun again, before it would exceed a size.
+// tracerotate: writes records to a file. Before the file would exceed a given size, it is renamed, and a new file is
+// begun.
 //
 //     NUV_TRACE="rotate[tracerotate](mail.log;1048576;5),erwa"
 //

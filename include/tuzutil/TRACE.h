@@ -7,8 +7,9 @@
 // Example:
 //     class TCounter : public TTrace::Base { // a destination: records go where Write() puts them
 //     public:
-//         TCounter() : Base(joinsLater) {} // entries arrive only while all members exist void Write(unsigned long,
-//         TTrace::Category const &, TTextMessage const &) override { ++count; } int count = 0;
+//         TCounter() : Base(joinsLater) {} // entries arrive only while all members exist
+//         void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { ++count; }
+//         int count = 0;
 //     };
 //     static TTrace::Category const fsSession(8, "Session"); // component "Protocol", category "Session"
 //     TTrace trace = TTrace::Make<TCounter>();              // levels "np", all components, all categories

@@ -1,5 +1,5 @@
-// Searches of 32 bytes at a time. Each function uses its body for AVX2 if the processor has AVX2. At the end of such a
-// body, the compiler puts the instruction that lets narrower vector instructions run at full speed again.
+// Searches of 32 bytes at a time. Each function has a body for AVX2, and uses it if the processor has AVX2. At the end
+// of such a body, the compiler puts the instruction after which narrower vector instructions run at full speed again.
 
 #include "utility/kernel/wide_search.h"
 
@@ -18,7 +18,7 @@
 namespace {
 
 constexpr std::ptrdiff_t fsWidth = 32;
-constexpr std::size_t fsSmallSet = 8; // if each byte of a set must be compared, a larger set is left to the caller
+constexpr std::size_t fsSmallSet = 8; // the most bytes of a set to compare one by one; else the caller searches
 constexpr std::ptrdiff_t fsLong = 4 * fsWidth; // a shorter range is left to the functions of byte_search.h
 
 bool HasAvx2() noexcept {
@@ -152,8 +152,8 @@ TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, TAsciiSet 
         __m256i const found = _mm256_and_si256(_mm256_shuffle_epi8(rows, bytes), _mm256_shuffle_epi8(bits, upper));
         return _mm256_cmpeq_epi8(found, _mm256_setzero_si256());
     };
-    // Skips the blocks without a byte that is looked for, and then finds the first such byte. The last blocks overlap
-    // those before them, so no rest is left.
+    // Skips the blocks without a wanted byte, and then finds the first wanted byte. The last blocks overlap those
+    // before them, so no rest is left.
     unsigned int const flip = wanted ? ~0u : 0;
     for (;; from += 2 * fsWidth) {
         if (end - from < 2 * fsWidth) {
