@@ -1,5 +1,6 @@
-// Sets one of many armed timers again, to 600 to 3600 seconds from now. Compares this with an ordered container under a
-// lock, which keeps the same order of times, and with the event loops libev and libevent, which take no lock.
+// Sets one of many armed timers to a new time, which is between 600 and 3600 seconds from now. Compares this with an
+// ordered container under a lock, which keeps the same order of times, and with the event loops libev and libevent,
+// which take no lock.
 
 #include "tuzutil/TIMER.h"
 

@@ -1,7 +1,7 @@
 #include "support/FreeWatch.h"
 
-// The library calls this definition, because the linker finds the definitions of the program before those of the C
-// library.
+// The library calls the free() that is defined below, because the linker finds the definitions of the program before
+// those of the C library.
 extern "C" void __libc_free(void *block);
 extern "C" void free(void *block) {
     NoteFree(block);
