@@ -21,7 +21,7 @@
 //             throw TInvalidParameter "Out of Range" if the message does not have that argument.
 // Surprises:
 // - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
-//   are evaluated all the same.
+//   are evaluated even then.
 // - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is the name of a
 //   source file. Under C++20, this text must look like a file name, or the format after it must be a literal: otherwise
 //   the call does not compile. The compiler checks literals and constexpr arrays, and no other arrays.
@@ -53,8 +53,8 @@ struct TTraceCaller {
     unsigned long line; // from 1 on
 };
 
-// The first text of a trace point: either a literal format, which gets the place of the call, or a place. After a
-// place, the format is the first of the arguments.
+// The first text of a trace point. If it is a literal format, the entry has the place of the call. Otherwise it is a
+// place, and the format is the first of the arguments.
 template <typename... Arguments>
 class TTraceText {
     template <typename First = int, typename...>
