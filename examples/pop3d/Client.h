@@ -1,8 +1,8 @@
 #ifndef POP3D_CLIENT_H
 #define POP3D_CLIENT_H
 
-// Client: the connection of a client, and the thread in which the client's session runs. The server and the running
-// thread each hold a reference to this object.
+// Client: the connection of a client, and the thread in which the client's session runs. The server holds a
+// reference to the Client, and so does the thread while it runs.
 
 #include "Counters.h"
 #include "Gate.h"
@@ -43,7 +43,7 @@ private:
     Options const &fOptions;
     Counters &fCounters;
     IdleTimer fIdleTimer;
-    bool fIsHungUp = false; // whether HangUpIfIdle() has ended the connection; only the server's thread uses it
+    bool fIsHungUp = false; // set by HangUpIfIdle(); only the server's thread uses this flag
 };
 
 } // namespace pop3d

@@ -4,7 +4,7 @@
 // Mailbox: the messages of one user, as one session sees them. The messages are listed at login, in the order of their
 // file names.
 //
-// If a folder contains a folder "new" or "cur", it is a Maildir. In any other folder, each file is a message. Only
+// A mailbox that contains a folder "new" or "cur" is a Maildir. In any other folder, each file is a message. Only
 // Commit() changes the files. If a file was changed or replaced after the login, its message is neither sent nor
 // removed.
 
@@ -23,9 +23,9 @@ class MessageSource;
 
 class Mailbox {
 public:
-    // A folder with messages. It stays open as long as the mailbox.
+    // A folder with messages. It stays open until the Mailbox is destroyed.
     struct Folder {
-        std::string name; // "new" or "cur"; empty if the messages are in the mailbox itself
+        std::string name; // "new" or "cur"; empty if the messages are directly in the folder of the mailbox
         file::Folder files;
 
         Folder(std::string const &mailbox, std::string const &folder) : name(folder), files(mailbox, folder) {}
@@ -36,15 +36,15 @@ public:
         std::string name;
         file::Identity identity;
         std::string uid;        // empty before FindUids()
-        std::uint64_t size = 0; // in bytes, with CR LF line ends, before dots are doubled
+        std::uint64_t size = 0; // in bytes, with CR LF line ends; dots that are added for sending do not count
         bool hasSize = false;
         bool isDeleted = false;
     };
 
     static bool Exists(std::string const &folder);
 
-    // If a file has more than `maximum` bytes, its message cannot be read. While a message is read for its size,
-    // `isWanted` is called after each block. If `isWanted` returns false, reading fails.
+    // If a file has more than `maximum` bytes, its message cannot be read. FindSize() calls `isWanted` after
+    // each block that it reads. If `isWanted` returns false, FindSize() fails.
     Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted);
 
     bool IsComplete() const { return fIsComplete; }             // false if a folder could not be listed
@@ -55,8 +55,8 @@ public:
     // Sets the size of a message. Returns false if the message cannot be read now. A later call may succeed.
     bool FindSize(Message &message);
     void FindUids(); // sets the UIDs of all messages
-    // Returns a stream that reads the message in blocks of `block` bytes, and has read the first block. Returns null if
-    // the message cannot be read, or was changed or removed.
+    // Returns a stream that reads the message in blocks of `block` bytes. The stream has already read the first block.
+    // Returns null if the message cannot be read, or was changed or removed.
     std::unique_ptr<MessageSource> Open(Message const &message, std::size_t block) const;
 
     void Reset();

@@ -46,7 +46,7 @@ bool IsSameSecret(TString const &a, TString const &b) {
 }
 
 bool PlainResponse::Parse(char const *base64) {
-    TString bytes; // DecodeStrict() gives `bytes` the wipe flag, because the Base64 text has this flag
+    TString bytes; // the Base64 text wipes its memory, so DecodeStrict() makes `bytes` wipe its memory too
     if (!TBase64::DecodeStrict(TStringAndWipe(base64), bytes))
         return false;
     unsigned int const first = bytes.indexOf('\0');

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr unsigned long fsDefaultSize = 10000;
-// The most bytes of a block. There is a limit because std::streambuf::pbump() takes an int.
+// A block has at most this many bytes, because std::streambuf::pbump() takes an int.
 constexpr unsigned long fsMaximumSize = 1ul << 30;
 
 } // namespace
@@ -97,7 +97,7 @@ std::streambuf::int_type TMemStreamBuf::overflow(int_type c) {
     }
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return 0;
-    if (pptr() == epptr()) // true if an overridden extend() has filled the new block
+    if (pptr() == epptr()) // true if the extend() of a derived class has filled the new block
         return overflow(c);
     *pptr() = traits_type::to_char_type(c);
     pbump(1);

@@ -1,5 +1,6 @@
-// TTracePoint and TTraceExit: the part of a trace point that runs only if a destination may want the entry. If an entry
-// cannot be made, it is lost, and the traced code continues. This source has no lock.
+// The functions of TTracePoint and TTraceExit that are not inlined. The header calls most of them only if a trace
+// destination may want the entry. If an entry cannot be made or written, it is left out, and the traced code continues.
+// The functions in this file take no lock themselves.
 
 #include "tuzutil/TRACEP.h"
 

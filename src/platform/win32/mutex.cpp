@@ -1,7 +1,9 @@
-// Locks. A lock without a name is a TFastMutex. Threads that wait for such a lock wait for an event of the system. They
-// also wait for the end of the owner's thread, because that thread may be killed. A lock with a name is a mutex of the
-// system: locking it and unlocking it call the system each time. When a lock gets its event or gives the event back,
-// the thread holds fsSpareLock for a moment. No other lock is taken.
+// Locks. A lock without a name is a TFastMutex. Threads that wait for such a lock wait for an event of the system. The
+// wait also ends if the thread that holds the lock ends, because that thread may be killed before it unlocks. A lock
+// with a name is a mutex of the system: locking it and unlocking it call the system each time.
+//
+// Events that no lock uses are kept in a list. A thread that takes an event from this list, or returns an event to it,
+// holds fsSpareLock. Apart from fsSpareLock and the lock that the caller asks for, these functions take no lock.
 
 #include "platform/platform.h"
 
@@ -24,12 +26,12 @@ struct platform::Mutex {
     TFastMutex fast;
     std::atomic<std::uint32_t> owner{0}; // the number of the thread that took `kernel` through this object, or 0
     std::uint32_t depth = 0;   // how often the owner took `kernel`; only the owner changes `depth` and `wasAbandoned`
-    bool wasAbandoned = false; // the owner took `kernel` from an owner that ended
+    bool wasAbandoned = false; // the owner took `kernel` over from a thread that ended without unlocking it
 };
 
 // The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
-// lock. The thread that unlocked the lock last may still be about to post the event. Such a late post wakes, without a
-// reason, a thread that waits for the other lock. That thread inspects its lock and continues to wait.
+// lock. At that time, the last thread that unlocked the deleted lock may not have posted the event yet. Its late post
+// wakes a thread that waits for the other lock. That thread inspects its lock and continues to wait.
 struct platform::TWaitPlace {
     HANDLE const event;
     TWaitPlace *next; // in the list of unused places
@@ -64,7 +66,7 @@ void NoteUnlocked(Mutex &mutex) noexcept {
 }
 
 // Opens a thread to see whether the thread is alive. The handle is null if the thread no longer exists or cannot be
-// opened. The handle is also null if the id is 0, as in the record of a fiber.
+// opened, or if the id is 0. TThreadRecord stores the id 0 for a fiber, because a fiber may move to another thread.
 class TOpenedThread {
 public:
     explicit TOpenedThread(DWORD id) noexcept
@@ -218,8 +220,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
                                   : reinterpret_cast<std::uintptr_t>(mutex);
 }
 
-// The functions below let threads wait for a lock without a name. Contend() and WakeOne() are not inlined, because they
-// would slow down locking without waiting.
+// The functions below let threads wait for a lock without a name. Contend() and WakeOne() are not inlined: if
+// they were, a thread that need not wait would take a lock more slowly.
 
 // A thread that ends releases its locks, but a thread that is killed does not. Therefore each waiter also watches
 // whether the thread of the owner has ended.

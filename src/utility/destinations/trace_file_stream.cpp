@@ -1,5 +1,5 @@
 // TTraceFileBuf: the stream buffer of a trace file. Each write is passed to the platform at once and in one call. The
-// buffer takes no lock. The destination holds its lock during a write.
+// buffer takes no lock, because the trace destination that owns it holds a lock during each write.
 
 #include "utility/destinations/trace_file_stream.h"
 

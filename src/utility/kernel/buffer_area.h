@@ -21,8 +21,9 @@ public:
         (buffer.*&TBufferArea::gbump)(static_cast<int>(count));
     }
 
-    // Room() returns the number of bytes for which the put area has room. Filled() counts `count` of these bytes as
-    // written, and returns the address at which the caller must store the bytes. REQUIRES, for Filled(): there is room.
+    // Room() returns the number of bytes for which the put area has room. Filled() moves the put
+    // position forward by `count` bytes, and returns the old position. The caller must then store the bytes there.
+    // REQUIRES, for Filled(): there is room for the bytes.
     static std::size_t Room(std::streambuf &buffer) noexcept {
         return static_cast<std::size_t>((buffer.*&TBufferArea::epptr)() - (buffer.*&TBufferArea::pptr)());
     }
@@ -32,8 +33,8 @@ public:
         return to;
     }
 
-    // Removes the first `count` bytes from the put area, and moves the rest to its beginning. REQUIRES: the area holds
-    // at least `count` bytes.
+    // Removes the first `count` bytes from the put area, and moves the rest to the beginning of the area. REQUIRES: the
+    // area holds at least `count` bytes.
     static void Drop(std::streambuf &buffer, std::size_t count) noexcept {
         char *const begin = (buffer.*&TBufferArea::pbase)();
         auto const left = static_cast<std::size_t>((buffer.*&TBufferArea::pptr)() - begin) - count;

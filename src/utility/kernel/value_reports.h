@@ -1,8 +1,10 @@
 #ifndef TUZUTIL_VALUE_REPORTS
 #define TUZUTIL_VALUE_REPORTS
 
-// The three exceptions of TagVar: "type mismatch" if the kind of a value does not fit, "not implemented" if
-// there is no such operation for the kind, and "unknown type". Each exception has the line number of the caller.
+// The three exceptions of TagVar. Each exception has the line number of the caller.
+// - "type mismatch": an operation does not accept a value of this kind.
+// - "not implemented": the operation is not implemented for this kind.
+// - "unknown type": there is no such kind.
 
 #include "utility/kernel/reporter.h"
 
