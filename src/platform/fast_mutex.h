@@ -7,6 +7,7 @@
 // waiting, or releases one, takes no other lock and allocates no memory. Nothing is traced.
 
 #include "platform/platform.h"
+#include "platform/single_thread.h"
 
 #include <atomic>
 #include <cstdint>
@@ -70,6 +71,19 @@ private:
         takenOver // the present owner took the lock over from an owner that ended; the next owner sets `no`
     };
 
+    // Changes the state in one step if it is `from`. Returns whether it was. In a process with only one thread, nobody
+    // can change the state between the read and the write below. They cost much less than an atomic exchange.
+    bool Change(TState from, TState to, std::memory_order order) noexcept {
+        if (*singleThreadByte) {
+            if (fState.load(std::memory_order_relaxed) != from)
+                return false;
+            fState.store(to, std::memory_order_relaxed);
+            return true;
+        }
+        std::uint32_t expected = from;
+        return fState.compare_exchange_strong(expected, to, order, std::memory_order_relaxed);
+    }
+
     TWaitResult TakeOver() noexcept;
     void Own(TThreadRecord &thread) noexcept;
     void Release(TThreadRecord &thread) noexcept;
@@ -107,9 +121,9 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     if (fNext)
         fNext->fPrevious = fPrevious;
     fOwner.store(0, std::memory_order_relaxed);
-    std::uint32_t expected = held;
-    if (fState.compare_exchange_strong(expected, free, std::memory_order_release, std::memory_order_acquire))
+    if (Change(held, free, std::memory_order_release))
         return;
+    std::atomic_thread_fence(std::memory_order_acquire);
     // PrepareWake() must be called before the lock is free, because the lock may be deleted afterwards. If the system
     // uses fPlace, fPlace is set by now: a waiter sets fPlace before the state becomes `heldAndWaitedFor`.
     TWaitPlace *const place = PrepareWake();
@@ -122,8 +136,7 @@ inline TWaitResult TFastMutex::Lock(TThreadRecord &thread, std::uint32_t millise
         ++fDepth;
         return TWaitResult::done;
     }
-    std::uint32_t expected = free;
-    if (!fState.compare_exchange_strong(expected, held, std::memory_order_acquire, std::memory_order_relaxed)) {
+    if (!Change(free, held, std::memory_order_acquire)) {
         TWaitResult const result = Contend(thread, milliseconds);
         if (result != TWaitResult::done)
             return result;
