@@ -329,6 +329,12 @@ bool TTrace::Base::WriteLine(unsigned long level, Category const &category, char
     if (!entry.Print(format, values, count))
         return false;
     TLock const lock(Base::fsMutex);
+    if (fsHasSoleDestination) [[likely]] {
+        // No walk is needed, because nothing is done after the only destination has written.
+        if (fsAnchor->IsTracing(level, component))
+            fsAnchor->fWriteLine.load(std::memory_order_relaxed)(*fsAnchor, level, entry);
+        return true;
+    }
     for (Walk walk; Base *const destination = walk.Next();) {
         TLineWriter const write = destination->fWriteLine.load(std::memory_order_relaxed);
         if (write && takes(*destination))

@@ -6,8 +6,6 @@
 
 #include "utility/kernel/drop_exceptions.h"
 
-#include <algorithm>
-
 TTracePoint::THold::THold() noexcept : fHeld(platform::HoldCancellation()) {}
 
 TTracePoint::THold::~THold() {
@@ -24,8 +22,9 @@ void TTracePoint::WriteOut(std::uint32_t level, TTrace::Category const &category
 
 void TTracePoint::WriteValues(std::uint32_t level, TTrace::Category const &category, TTracePlace place,
                               char const *format, TagVar *values, unsigned long count) noexcept {
-    auto const ends = [](TagVar const &value) { return value.IsNil() || value.IsEndOfArgs(); };
-    TagVar *const end = std::find_if(values, values + count, ends);
+    TagVar *end = values;
+    while (end != values + count && !end->IsNil() && !end->IsEndOfArgs())
+        ++end;
     if (TTrace::Base::WriteLine(level, category, place.file, place.line, format, values,
                                 static_cast<std::uint32_t>(end - values)))
         return;

@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <memory>
 #include <ostream>
+#include <streambuf>
 #include <string_view>
 #include <utility>
 
@@ -46,7 +47,24 @@ TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
 }
 
 void Put(std::ostream &stream, std::string_view record) {
-    stream.clear(); // if an earlier record failed, this record is written nevertheless
+    if (!stream.good())
+        stream.clear(); // if an earlier record failed, this record is written nevertheless
+    // For most streams, write() and flush() do nothing but what is done here. They take longer, because each of them
+    // looks first whether the stream has a tie, and at the end whether it has the flag unitbuf.
+    bool const isPlain = stream.good() && !stream.tie() && stream.exceptions() == std::ios_base::goodbit &&
+                         (stream.flags() & std::ios_base::unitbuf) == 0;
+    if (isPlain) {
+        std::streambuf &buffer = *stream.rdbuf();
+        auto const count = static_cast<std::streamsize>(record.size());
+        try {
+            if (buffer.sputn(record.data(), count) != count || buffer.pubsync() == -1)
+                stream.setstate(std::ios_base::badbit);
+        } catch (...) {
+            stream.setstate(std::ios_base::badbit);
+            throw;
+        }
+        return;
+    }
     stream.write(record.data(), static_cast<std::streamsize>(record.size()));
     stream.flush();
 }

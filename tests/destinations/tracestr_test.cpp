@@ -461,6 +461,58 @@ TEST(TTraceStream, AfterAFailureTheNextRecordIsTriedAfresh) {
     EXPECT_EQ(buffer.str(), "E [f:2] kept\n");
 }
 
+TEST(TTraceStream, AfterAFailureTheStreamIsBad) {
+    struct TFailing : std::stringbuf {
+        std::streamsize xsputn(char const *text, std::streamsize count) override {
+            if (throws)
+                throw 17;
+            return std::stringbuf::xsputn(text, count);
+        }
+        int sync() override { return ++syncs, failsToSync ? -1 : 0; }
+        bool throws = true;
+        bool failsToSync = false;
+        int syncs = 0;
+    } buffer;
+    std::ostream out(&buffer);
+    TTraceStream trace(out);
+    trace.SetDisplayPrefix(0);
+    Entry(TTrace::error, "f", 1, "lost");
+    EXPECT_TRUE(out.bad());
+    EXPECT_EQ(buffer.syncs, 0);
+    buffer.throws = false;
+    buffer.failsToSync = true;
+    Entry(TTrace::error, "f", 2, "not flushed");
+    EXPECT_TRUE(out.bad());
+    EXPECT_EQ(buffer.syncs, 1);
+    buffer.failsToSync = false;
+    Entry(TTrace::error, "f", 3, "kept");
+    EXPECT_TRUE(out.good());
+    EXPECT_EQ(buffer.str(), "E [f:2] not flushed\nE [f:3] kept\n");
+    out.rdbuf(nullptr);
+    Entry(TTrace::error, "f", 4, "nowhere");
+    EXPECT_TRUE(out.bad());
+}
+
+TEST(TTraceStream, TheTieAndTheFlagsOfAStreamAreHeeded) {
+    struct TSyncs : std::stringbuf {
+        int sync() override { return ++count, 0; }
+        int count = 0;
+    } tied, buffer;
+    std::ostream tie(&tied);
+    std::ostream out(&buffer);
+    TTraceStream trace(out);
+    trace.SetDisplayPrefix(0);
+    out.tie(&tie);
+    Entry(TTrace::error, "f", 1, "tied");
+    EXPECT_GE(tied.count, 1);
+    out.tie(nullptr);
+    buffer.count = 0;
+    out << std::unitbuf;
+    Entry(TTrace::error, "f", 2, "unit");
+    EXPECT_GE(buffer.count, 2) << "after the record, and by the flush";
+    EXPECT_EQ(buffer.str(), "E [f:1] tied\nE [f:2] unit\n");
+}
+
 TEST(TTraceStream, AStreamThatThrowsHarmsNobody) {
     struct TThrowing : std::streambuf {
         std::streamsize xsputn(char const *, std::streamsize) override { throw 17; }

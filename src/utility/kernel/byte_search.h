@@ -54,6 +54,25 @@ inline char const *FindLastByte(char const *from, char const *end, char c) noexc
     return nullptr;
 }
 
+// Returns the last byte in [from, end) that is `a` or `b`, or null.
+inline char const *FindLastEither(char const *from, char const *end, char a, char b) noexcept {
+#if defined(__SSE2__)
+    __m128i const wantedA = _mm_set1_epi8(a);
+    __m128i const wantedB = _mm_set1_epi8(b);
+    for (; end - from >= 16; end -= 16) {
+        __m128i const bytes = Load(end - 16);
+        __m128i const either = _mm_or_si128(_mm_cmpeq_epi8(bytes, wantedA), _mm_cmpeq_epi8(bytes, wantedB));
+        if (unsigned int const hits = Mask(either))
+            return end - 1 - (__builtin_clz(hits) - 16);
+    }
+#endif
+    while (end != from) {
+        if (*--end == a || *end == b)
+            return end;
+    }
+    return nullptr;
+}
+
 // Returns the number of bytes in [from, end) that are `c`.
 inline std::size_t CountByte(char const *from, char const *end, char c) noexcept {
     std::size_t count = 0;

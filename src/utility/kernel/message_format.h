@@ -302,10 +302,10 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
 // percent sign, calls Percent(). If User::convertsPlain is true, and the format is narrow, PutLiteral() is called
 // instead of Literal(), and finds the end of the literal text itself. Each directive then goes to ConvertPlain() first,
 // and to Convert() only if ConvertPlain() returns false. Ends at the first zero, as every printf does, or when IsFull()
-// returns true.
+// returns true. `running` is the number of the argument that the first conversion without an argument number takes.
 template <typename Char, typename User>
-void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &arguments, User &user) {
-    std::uint32_t running = 1;
+void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &arguments, User &user,
+                std::uint32_t running = 1) {
     for (Char const *at = format.begin; !user.IsFull();) {
         Char const *percent;
         if constexpr (sizeof(Char) == 1 && User::convertsPlain) {

@@ -3,6 +3,7 @@
 
 #include "platform/platform.h"
 #include "utility/kernel/message_format.h"
+#include "utility/kernel/plain_print.h"
 #include "utility/kernel/string_access.h"
 #include "utility/kernel/two_digits.h"
 #include "utility/kernel/utf16.h"
@@ -483,7 +484,7 @@ private:
         }
         auto const count = static_cast<std::size_t>(digits + sizeof digits - first);
 
-        char prefix[2];
+        char prefix[16] = {}; // more than two, because the compiler copies them in blocks
         std::size_t prefixed = 0;
         if (isNegative)
             prefix[prefixed++] = '-';
@@ -677,8 +678,13 @@ TString Print(TString const &format, TMessageArguments const &arguments) {
 } // namespace
 
 char *PrintInPlace(std::string_view format, TMessageArguments const &arguments, char *begin, char *end) {
-    TPrinter<char> printer(begin, end, arguments);
-    WalkFormat(TFormatText<char>(format), arguments, printer);
+    auto const walk = plain_print::PrintPlain(format, arguments.values, arguments.count, begin, end);
+    char const *const formatEnd = format.data() + format.size();
+    if (walk.format == formatEnd)
+        return walk.out;
+    TPrinter<char> printer(walk.out, end, arguments);
+    std::string_view const rest(walk.format, static_cast<std::size_t>(formatEnd - walk.format));
+    WalkFormat(TFormatText<char>(rest), arguments, printer, walk.running);
     return printer.IsFull() || printer.HasZero() ? nullptr : printer.At();
 }
 

@@ -4,6 +4,7 @@
 #include "utility/kernel/trace_line.h"
 
 #include "utility/kernel/message_format.h"
+#include "utility/kernel/plain_print.h"
 
 #include <algorithm>
 #include <charconv>
@@ -18,45 +19,38 @@ char *Put(char *at, std::string_view text) noexcept {
 } // namespace
 
 bool TTraceLine::Print(char const *format, TagVar const *values, std::uint32_t count) noexcept {
-    char *const text = fRoom + fsHead;
-    char *end = text;
+    std::string_view const file = SourceName(fFile);
+    if (file.size() > fsLongestFile || fCategory.QueryString().length() >= fsHead - sizeof(TTracePrefix))
+        return false;
+    char *at = fRoom + fsHead;
+    at = Put(at, " [");
+    at = plain_print::CopyText(at, file.data(), file.size());
+    *at++ = ':';
+    at = fLine <= 0xFFFFFFFF ? plain_print::PutDecimal(at, static_cast<std::uint32_t>(fLine))
+                             : std::to_chars(at, at + 24, fLine).ptr;
+    at = Put(at, "] ");
     if (format) {
         // Nothing throws here, because printing stops if it would need memory.
-        end = PrintInPlace(format, {values, count, TMessageFaults()}, text, fRoom + sizeof fRoom - 2);
-        if (!end)
+        at = PrintInPlace(format, {values, count, TMessageFaults()}, at, fRoom + sizeof fRoom - 2);
+        if (!at)
             return false;
     }
-    fEnd = end;
-    *fEnd++ = '\n';
-    *fEnd = '\0';
-
-    std::string_view const file = SourceName(fFile);
-    char digits[24];
-    char *const lineEnd = std::to_chars(digits, digits + sizeof digits, fLine).ptr;
-    std::string_view const line(digits, static_cast<std::size_t>(lineEnd - digits));
-    std::size_t const place = std::strlen(" [:] ") + file.size() + line.size();
-    if (place + sizeof(TTracePrefix) + fCategory.QueryString().length() + 1 > fsHead)
-        return false;
-    fPlace = text - place;
-    char *at = Put(fPlace, " [");
-    at = Put(at, file);
-    *at++ = ':';
-    at = Put(at, line);
-    Put(at, "] ");
+    *at++ = '\n';
+    *at = '\0';
+    fEnd = at;
     return true;
 }
 
 std::string_view TTraceLine::Record(TTracePrefix::Form form, unsigned long level, unsigned long parts) noexcept {
-    char *begin = fPlace;
-    if (parts & TTrace::Base::categoryPart) {
+    char *begin = fRoom + fsHead;
+    if (parts & TTrace::Base::categoryPart) [[unlikely]] {
         TString const &name = fCategory.QueryString();
         std::string_view const shown(name.data()); // ends at the first zero
         begin -= shown.size();
         Put(begin, shown);
         *--begin = ' ';
     }
-    TTracePrefix const prefix(form, level, parts);
-    begin -= prefix.Length();
-    std::memcpy(begin, prefix.Text(), prefix.Length());
+    begin -= TTracePrefix::LengthOf(form, parts);
+    TTracePrefix::PutAt(begin, form, level, parts);
     return {begin, static_cast<std::size_t>(fEnd - begin)};
 }

@@ -25,15 +25,15 @@ public:
     std::string_view Record(TTracePrefix::Form form, unsigned long level, unsigned long parts) noexcept;
 
 private:
-    static constexpr std::size_t fsHead = 256; // room for everything before the text
-    static constexpr std::size_t fsText = 768; // room for the text, the line feed and the zero
+    static constexpr std::size_t fsHead = 256; // room for the prefix and the category
+    static constexpr std::size_t fsRest = 896; // room for everything behind them, the line feed and the zero
+    static constexpr std::size_t fsLongestFile = 128;
 
     TTrace::Category const &fCategory;
     char const *fFile;
     unsigned long fLine;
-    char *fPlace = nullptr; // the place of " [FILE:line] "
     char *fEnd = nullptr;
-    char fRoom[fsHead + fsText];
+    char fRoom[fsHead + fsRest];
 };
 
 #endif

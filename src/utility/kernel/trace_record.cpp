@@ -9,11 +9,25 @@
 #include "utility/kernel/two_digits.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <string_view>
 
 namespace {
+
+// The letter of each level, by the number of its bit.
+constexpr auto fsLetters = [] {
+    std::array<char, 32> letters{};
+    letters.fill('?');
+    for (TTraceLevel const &each : fsTraceLevels) {
+        for (std::size_t bit = 0; bit < letters.size(); ++bit) {
+            if (each.letter && each.mask == std::uint32_t{1} << bit)
+                letters[bit] = each.letter;
+        }
+    }
+    return letters;
+}();
 
 char *PutTwoDigits(char *at, unsigned int number) noexcept {
     number = number < 100 ? number : number % 100;
@@ -77,15 +91,17 @@ char *Put(char *at, std::string_view text) noexcept {
 } // namespace
 
 char TTrace::Base::LevelChar(unsigned long level) noexcept {
-    for (TTraceLevel const &each : fsTraceLevels) {
-        if (each.letter && each.mask == level)
-            return each.letter;
-    }
-    return '?';
+    bool const isOne = level != 0 && (level & (level - 1)) == 0 && level <= 0xFFFFFFFF;
+    return isOne ? fsLetters[static_cast<std::size_t>(__builtin_ctzl(level))] : '?';
 }
 
 TTracePrefix::TTracePrefix(Form form, unsigned long level, unsigned long parts) noexcept {
-    char *at = fText;
+    char *const end = PutAt(fText, form, level, parts);
+    *end = '\0';
+    fLength = static_cast<std::size_t>(end - fText);
+}
+
+char *TTracePrefix::PutAt(char *at, Form form, unsigned long level, unsigned long parts) noexcept {
     if (form != letter) {
         at = PutTime(at, parts);
         *at++ = ' ';
@@ -97,8 +113,7 @@ TTracePrefix::TTracePrefix(Form form, unsigned long level, unsigned long parts) 
         *at++ = ' ';
     }
     *at++ = TTrace::Base::LevelChar(level);
-    *at = '\0';
-    fLength = static_cast<std::size_t>(at - fText);
+    return at;
 }
 
 TTraceRecord::TTraceRecord(TTracePrefix const &prefix, TTrace::Category const *category, TTextMessage const &message) {

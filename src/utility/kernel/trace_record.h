@@ -5,6 +5,7 @@
 
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
+#include "utility/kernel/byte_search.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,6 +27,16 @@ public:
 
     char const *Text() const noexcept { return fText; }
     std::size_t Length() const noexcept { return fLength; }
+
+    // PutAt() writes a prefix to a place in memory, without a zero after it, and returns its end. LengthOf() returns
+    // its length.
+    static char *PutAt(char *at, Form form, unsigned long level, unsigned long parts) noexcept;
+    static constexpr std::size_t LengthOf(Form form, unsigned long parts) noexcept {
+        if (form == letter)
+            return 1;
+        std::size_t const added = (parts & TTrace::Base::yearPart ? 5 : 0) + (parts & TTrace::Base::zonePart ? 6 : 0);
+        return (form == process ? 37 : 28) + added;
+    }
 
 private:
     char fText[64];
@@ -60,10 +71,10 @@ inline std::string_view SourceName(char const *file) noexcept {
     if (!file)
         return "????.???";
     std::string_view const path(file);
-    char const *begin = file + path.size();
-    while (begin != file && begin[-1] != '/' && begin[-1] != '\\')
-        --begin;
-    return {begin, static_cast<std::size_t>(file + path.size() - begin)};
+    char const *const end = file + path.size();
+    char const *const delimiter = byte_search::FindLastEither(file, end, '/', '\\');
+    char const *const begin = delimiter ? delimiter + 1 : file;
+    return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 #endif

@@ -39,6 +39,11 @@ struct TagVarAccess {
         auto const *const text = value.Object<TString const>();
         return text && !text->IsNull() ? text->view() : std::string_view();
     }
+    // Returns whether the text of a value ends where its first zero is, because nothing else says where it ends.
+    static bool EndsAtZero(TagVar const &value) noexcept {
+        std::uint32_t const kind = value.fType;
+        return kind == TagVar::lentChars;
+    }
     static void Own(TagVar &value) {
         if (value.IsInner())
             value.Own();
