@@ -55,7 +55,7 @@ static std::size_t SizeOf(void const *block) noexcept {
     return ::malloc_usable_size(const_cast<void *>(block));
 }
 
-bool memory::MayAllocate() noexcept {
+bool memory::MayAllocate(std::size_t) noexcept {
     return true;
 }
 

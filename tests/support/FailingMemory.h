@@ -21,17 +21,20 @@ long Stop() noexcept;
 // Returns the number of blocks that are allocated now.
 long LiveBlocks() noexcept;
 
-// The replacements call these functions. MayAllocate() counts an allocation and returns whether it may succeed.
-// NoteBlock() counts a block that was allocated, and NoteFree() counts a block that is freed.
-bool MayAllocate() noexcept;
+// Returns the size of the largest allocation that was asked for since the last call.
+std::size_t TakeLargest() noexcept;
+
+// The replacements call these functions. MayAllocate() counts an allocation of `size` bytes and returns whether it
+// may succeed. NoteBlock() counts a block that was allocated, and NoteFree() counts a block that is freed.
+bool MayAllocate(std::size_t size) noexcept;
 void NoteBlock(void const *block) noexcept;
 void NoteFree(void const *block) noexcept;
 
 // The replacements call this function. If the allocation may succeed, returns the result of `allocate`; otherwise
 // returns null and sets errno to ENOMEM.
 template <typename Allocate>
-void *Allocated(Allocate allocate) noexcept {
-    void *const block = MayAllocate() ? allocate() : nullptr;
+void *Allocated(std::size_t size, Allocate allocate) noexcept {
+    void *const block = MayAllocate(size) ? allocate() : nullptr;
     NoteBlock(block);
     if (!block)
         errno = ENOMEM;

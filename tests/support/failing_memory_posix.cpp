@@ -19,15 +19,15 @@ void __libc_free(void *) noexcept;
 extern "C" {
 
 void *malloc(std::size_t size) noexcept {
-    return memory::Allocated([=] { return __libc_malloc(size); });
+    return memory::Allocated(size, [=] { return __libc_malloc(size); });
 }
 
 void *calloc(std::size_t count, std::size_t size) noexcept {
-    return memory::Allocated([=] { return __libc_calloc(count, size); });
+    return memory::Allocated(count * size, [=] { return __libc_calloc(count, size); });
 }
 
 void *memalign(std::size_t alignment, std::size_t size) noexcept {
-    return memory::Allocated([=] { return __libc_memalign(alignment, size); });
+    return memory::Allocated(size, [=] { return __libc_memalign(alignment, size); });
 }
 
 void *aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
@@ -44,7 +44,7 @@ int posix_memalign(void **block, std::size_t alignment, std::size_t size) noexce
 void *realloc(void *block, std::size_t size) noexcept {
     if (!block)
         return malloc(size);
-    if (!memory::MayAllocate()) {
+    if (!memory::MayAllocate(size)) {
         errno = ENOMEM;
         return nullptr;
     }

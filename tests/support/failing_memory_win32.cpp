@@ -9,17 +9,17 @@
 namespace {
 
 void *ScarceMalloc(std::size_t size) {
-    return memory::Allocated([=] { return std::malloc(size); });
+    return memory::Allocated(size, [=] { return std::malloc(size); });
 }
 
 void *ScarceCalloc(std::size_t count, std::size_t size) {
-    return memory::Allocated([=] { return std::calloc(count, size); });
+    return memory::Allocated(count * size, [=] { return std::calloc(count, size); });
 }
 
 void *ScarceRealloc(void *block, std::size_t size) {
     if (!block)
         return ScarceMalloc(size);
-    return memory::MayAllocate() ? std::realloc(block, size) : nullptr;
+    return memory::MayAllocate(size) ? std::realloc(block, size) : nullptr;
 }
 
 void ScarceFree(void *block) {
