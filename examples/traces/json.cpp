@@ -2,8 +2,9 @@
 //
 //     NUV_TRACE="json[tracejson](mail.json),al"
 //
-// The argument is the name of a file, to which the lines are appended. If no name is given, the lines are written to
-// standard error. Bytes that are not valid UTF-8 become U+FFFD, because every line must be valid JSON.
+// The argument is the name of a file, to which the lines are appended. If the last line of the file has no end, because
+// the process was killed or the power failed, the first object begins a line of its own. If no name is given, the lines
+// are written to standard error. Bytes that are not valid UTF-8 become U+FFFD, because every line must be valid JSON.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TDATETIM.h"
@@ -13,6 +14,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -50,11 +52,22 @@ std::string Now() {
     return std::string(TDateTime64(now).QueryString("%Y-%m-%dT%H:%M:%S")) + fraction;
 }
 
+// Returns whether a file ends within a line.
+bool EndsWithinLine(std::filesystem::path const &name) {
+    std::ifstream file(name, std::ios_base::binary);
+    return file.seekg(-1, std::ios_base::end) && file.get() != '\n';
+}
+
 class JsonTrace : public TTrace::Base {
 public:
     explicit JsonTrace(char const *name) : Base(joinsLater) {
-        if (*name)
-            fFile.open(TFileName(name).FixDelim().NativePath(), std::ios_base::app | std::ios_base::binary);
+        if (*name) {
+            auto const path = TFileName(name).FixDelim().NativePath();
+            bool const isLineOpen = EndsWithinLine(path);
+            fFile.open(path, std::ios_base::app | std::ios_base::binary);
+            if (isLineOpen)
+                fFile << '\n' << std::flush;
+        }
         fOut = *name ? &fFile : &std::cerr;
     }
 

@@ -6,7 +6,8 @@
 // The argument is the name of the file, the size in bytes, and the number of older files that are kept. If the size is
 // left out, it is one mebibyte. If the number is left out, it is 3. The newest of the older files is mail.log.1. A
 // record has the form that it has in other trace files, but its line ends with LF on every system. A record is never
-// divided between two files.
+// divided between two files. If the last line of a file has no end, because the process was killed or the power failed,
+// the next record begins a line of its own.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TRACEFAC.h"
@@ -18,6 +19,12 @@
 #include <string>
 
 namespace {
+
+// Returns whether a file ends within a line.
+bool EndsWithinLine(std::string const &name) {
+    std::ifstream file(name, std::ios_base::binary);
+    return file.seekg(-1, std::ios_base::end) && file.get() != '\n';
+}
 
 class RotatingTrace : public TTrace::Base {
 public:
@@ -60,7 +67,10 @@ private:
     std::string Numbered(unsigned number) const { return number == 0 ? fName : fName + '.' + std::to_string(number); }
 
     void Open(std::ios_base::openmode mode) {
+        bool const isLineOpen = EndsWithinLine(fName);
         fFile.open(fName, mode | std::ios_base::out | std::ios_base::binary);
+        if (isLineOpen && mode == std::ios_base::app)
+            fFile << '\n' << std::flush;
         fFile.seekp(0, std::ios_base::end);
         auto const size = static_cast<std::streamoff>(fFile.tellp());
         fSize = size > 0 ? static_cast<std::uint64_t>(size) : 0;
