@@ -225,6 +225,19 @@ TEST(Md5, From512MebibytesOnTheLengthStartsAgainAtZero) {
     EXPECT_EQ(Hex(digest), "6ab85fbfee2129bf21fc14cb10215405");
 }
 
+// The last block has no room for the length, and the object still has bytes of the block before it.
+TEST(Md5, NoBytesOfAnEarlierBlockAreInThePadding) {
+    for (std::size_t length = 64 + 56; length < 64 + 64; ++length) {
+        std::string const text(length, 'x');
+        CalculateMD5 md5;
+        md5.Write(text.data(), 60);
+        md5.Write(text.data(), static_cast<unsigned long>(length - 60));
+        char digest[16];
+        md5.Done(digest);
+        EXPECT_EQ(Hex(digest), ReferenceDigest(text)) << length;
+    }
+}
+
 TEST(Md5, NoMessageBytesRemainInTheObject) {
     std::string const secret = "correct horse battery";
     alignas(CalculateMD5) char memory[sizeof(CalculateMD5)] = {};

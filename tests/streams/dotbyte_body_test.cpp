@@ -241,3 +241,15 @@ TEST(DotByteBody, OfAnyLengthComesBackCleanAfterUseCrLf) {
         ASSERT_EQ(VerdictOn(sink.Text()), (TVerdict{true, false, false}));
     }
 }
+
+// The line end needs two bytes. The text is longer than the array in which the bytes are gathered.
+TEST(DotByteBody, UseCrLfReplacesALineEndAtEveryPlaceOfALongText) {
+    for (std::size_t at = 0; at <= 4200; ++at) {
+        std::string body(4200, 'x');
+        body.insert(at, "\n");
+        std::string expected(4200, 'x');
+        expected.insert(at, "\r\n");
+        std::string const sent = EndedWithCrLf(body);
+        ASSERT_EQ(sent, expected + ".\r\n") << at;
+    }
+}

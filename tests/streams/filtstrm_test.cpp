@@ -94,6 +94,20 @@ TEST(FilterStreamBuf, NothingWaitsInAUnitBufferedStream) {
     capitals.Attach(nullptr);
 }
 
+TEST(FilterStreamBuf, AWriteOfNothingPassesNothingOn) {
+    std::ostringstream sink;
+    TCapitalsBuf capitals(sink);
+    std::ostream out(&capitals);
+    capitals.Attach(&out);
+    EXPECT_EQ(capitals.sputn("ab", 2), 2);
+    out << std::unitbuf;
+    EXPECT_EQ(capitals.sputn("", 0), 0);
+    EXPECT_EQ(sink.str(), "");
+    EXPECT_EQ(capitals.sputn("c", 1), 1);
+    EXPECT_EQ(sink.str(), "ABC");
+    capitals.Attach(nullptr);
+}
+
 TEST(FilterStreamBuf, WithoutMemoryReadingAndWritingFail) {
     TBareBuf none(-1);
     EXPECT_EQ(none.sputc('a'), fsEnd);
