@@ -185,14 +185,15 @@ TEST_F(TSearchTest, InLanguageCTheProgramsDirectoryComesBeforeEnglish) {
 }
 
 TEST_F(TSearchTest, InAnotherLanguageEnglishIsNotTried) {
+    // No other test loads a library of this name. Windows would find a loaded library, wherever it came from.
     SetTemplate(InFolder("%L\\%N"));
-    folder.AddFile("English\\msgs.dll");
+    folder.AddFile("English\\tuzutil_unloaded.dll");
     TSearchNLSPath::SetLang("German");
     TCapture capture;
-    TSearchNLSPath search("msgs");
+    TSearchNLSPath search("tuzutil_unloaded");
     EXPECT_EQ(std::string(search.FindFile()), Program());
     EXPECT_EQ(Texts(capture),
-              (Lines{"16 Unable to find file msgs.dll with LANG German in path " + InFolder("%L\\%N")}));
+              (Lines{"16 Unable to find file tuzutil_unloaded.dll with LANG German in path " + InFolder("%L\\%N")}));
 }
 
 TEST_F(TSearchTest, ANameWithADotIsTakenAsItIs) {
