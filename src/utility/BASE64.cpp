@@ -22,10 +22,12 @@ char *EncodeBytes(base64::Byte const *from, std::size_t count, char *to) noexcep
     return base64::EncodePortable(from, count, to);
 }
 
-base64::Byte *DecodeText(char const *from, char const *end, base64::Byte *to) noexcept {
+// Sets `clean` to a place before which no decoded byte is 0.
+base64::Byte *DecodeText(char const *from, char const *end, base64::Byte *to, base64::Byte *&clean) noexcept {
+    clean = to;
 #if defined(TUZUTIL_BASE64_SHUFFLE)
     if (base64::HasWide())
-        return base64::DecodeWide(from, end, to);
+        return base64::DecodeWide(from, end, to, clean);
     if (base64::HasShuffle())
         return base64::DecodeShuffle(from, end, to);
 #endif
@@ -36,12 +38,16 @@ std::uint32_t WipeFlag(TString const &argument) noexcept {
     return argument.IsWipeOnDelete() ? std::uint32_t{TStringBuffer::wipeOnDelete} : 0;
 }
 
-// Returns all bytes that the text encodes. A zero byte does not end the result.
-TString DecodeAll(TString const &text, std::uint32_t flags) {
+// Returns all bytes that the text encodes. A zero byte does not end the result. Sets `clean` to a number of bytes at
+// the beginning of the result of which none is 0.
+TString DecodeAll(TString const &text, std::uint32_t flags, std::size_t &clean) {
     TString bytes = TStringAccess::Uninitialized(base64::DecodedRoom(text.length()), flags);
     char const *const from = text;
     base64::Byte *const to = bytes;
-    TStringAccess::Truncate(bytes, static_cast<unsigned int>(DecodeText(from, from + text.length(), to) - to));
+    base64::Byte *cleanEnd = to;
+    base64::Byte const *const end = DecodeText(from, from + text.length(), to, cleanEnd);
+    TStringAccess::Truncate(bytes, static_cast<unsigned int>(end - to));
+    clean = static_cast<std::size_t>(cleanEnd - to);
     return bytes;
 }
 
@@ -60,15 +66,17 @@ TString TBase64::EncodeLine(TString const &bytes) {
 }
 
 TString TBase64::Decode(TString const &text) {
-    TString bytes = DecodeAll(text, 0);
+    std::size_t clean = 0;
+    TString bytes = DecodeAll(text, 0, clean);
     char const *const to = bytes;
-    if (char const *const zero = wide_search::FindByte(to, to + bytes.length(), '\0'))
+    if (char const *const zero = wide_search::FindByte(to + clean, to + bytes.length(), '\0'))
         TStringAccess::Truncate(bytes, static_cast<unsigned int>(zero - to));
     return bytes;
 }
 
 TString TBase64::DecodeBinary(TString const &text) {
-    return DecodeAll(text, WipeFlag(text));
+    std::size_t clean = 0;
+    return DecodeAll(text, WipeFlag(text), clean);
 }
 
 bool TBase64::DecodeStrict(TString const &text, TString &bytes, unsigned int *fault, Foreign foreign) {

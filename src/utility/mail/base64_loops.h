@@ -123,6 +123,7 @@ inline char *EncodePortable(Byte const *from, std::size_t count, char *to) noexc
 struct Position {
     char const *from;
     Byte *to;
+    Byte *clean = nullptr; // if not null: it is known that none of the bytes before this one is 0
 };
 
 // Decodes one group of four characters and skips blanks. Returns false if the group is incomplete or padded, which ends
@@ -248,11 +249,11 @@ inline bool HasShuffle() noexcept {
     return __builtin_cpu_supports("ssse3") != 0;
 }
 
-// What is added to a value to get its character: index 0 is for small letters, 1 to 10 for digits, 11 for "+", 12 for
-// "/", and 13 for capital letters.
-inline constexpr std::array<char, 16> fsAdded = {'a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
-                                                 '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '+' - 62,
-                                                 '/' - 63, 'A',      0,        0};
+// What is added to a value to get its character: index 0 is for capital letters, 1 for small letters, 2 to 11 for
+// digits, 12 for "+", and 13 for "/".
+inline constexpr std::array<char, 16> fsAdded = {'A',      'a' - 26, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
+                                                 '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52, '0' - 52,
+                                                 '+' - 62, '/' - 63, 0,        0};
 
 TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexcept {
     return _mm_loadu_si128(reinterpret_cast<__m128i const *>(table.data()));
@@ -261,9 +262,9 @@ TUZUTIL_SSSE3 inline __m128i LoadTable(std::array<char, 16> const &table) noexce
 // Converts sixteen values below 64 to characters. The alphabet has five ranges of consecutive characters, and the same
 // constant is added to all values of a range.
 TUZUTIL_SSSE3 inline __m128i CharactersOf(__m128i values) noexcept {
-    __m128i const place = _mm_subs_epu8(values, _mm_set1_epi8(51)); // 0 for all letters
-    __m128i const capital = _mm_and_si128(_mm_cmplt_epi8(values, _mm_set1_epi8(26)), _mm_set1_epi8(13));
-    return _mm_add_epi8(values, _mm_shuffle_epi8(LoadTable(fsAdded), _mm_or_si128(place, capital)));
+    __m128i const place = _mm_subs_epu8(values, _mm_set1_epi8(51));       // 0 for all letters
+    __m128i const notCapital = _mm_cmpgt_epi8(values, _mm_set1_epi8(25)); // -1 or 0
+    return _mm_add_epi8(values, _mm_shuffle_epi8(LoadTable(fsAdded), _mm_sub_epi8(place, notCapital)));
 }
 
 // Converts twelve bytes to sixteen characters. Each lane of 32 bits in `spread` holds the three bytes of a group in the
@@ -376,48 +377,45 @@ TUZUTIL_SSSE3 inline bool DecodeLine(char const *from, Byte *to) noexcept {
 }
 
 // Decodes full lines until one is followed by another character than LF, or has a character outside the alphabet.
-TUZUTIL_SSSE3 inline Position DecodeLinesShuffle(Position at, char const *end) noexcept {
-    while (IsLine(at.from, end) && DecodeLine(at.from, at.to))
-        at = {at.from + fsColumns + 1, at.to + fsLine};
-    return at;
+TUZUTIL_SSSE3 inline void DecodeLinesShuffle(Position &at, char const *end) noexcept {
+    for (; IsLine(at.from, end) && DecodeLine(at.from, at.to); at.from += fsColumns + 1)
+        at.to += fsLine;
 }
 
 // Decodes lines by `lines`, which is DecodeLinesShuffle() or its wide form, and all other text by sixteen characters.
-TUZUTIL_SSSE3 inline Byte *DecodeBlocks(char const *from, char const *end, Byte *to,
-                                        Position (*lines)(Position, char const *) noexcept) noexcept {
-    while (end - from >= 16) {
-        if (IsLine(from, end)) {
-            Position const at = lines({from, to}, end);
-            bool const hasLine = at.from != from;
-            from = at.from;
-            to = at.to;
-            if (hasLine)
+// Sets `clean` to a place before which no byte is 0.
+TUZUTIL_SSSE3 inline Byte *DecodeBlocks(char const *from, char const *end, Byte *to, Byte *&clean,
+                                        void (*lines)(Position &, char const *) noexcept) noexcept {
+    Position at{from, to, to};
+    clean = to;
+    while (end - at.from >= 16) {
+        if (IsLine(at.from, end)) {
+            char const *const begin = at.from;
+            lines(at, end);
+            clean = at.clean;
+            if (at.from != begin)
                 continue;
         }
-        unsigned int const wrong = DecodeSixteen(from, to);
+        unsigned int const wrong = DecodeSixteen(at.from, at.to);
         if (!wrong) {
-            from += 16;
-            to += 12;
+            at.from += 16;
+            at.to += 12;
             continue;
         }
         std::size_t const groups = static_cast<std::size_t>(__builtin_ctz(wrong)) / 4;
-        from += groups * 4;
-        to += groups * 3;
-        if (!IsBlank(*from)) {
-            Position at{from, to};
-            if (!DecodeGroup(at, end))
-                return at.to;
-            from = at.from;
-            to = at.to;
-        }
-        while (from != end && IsBlank(*from))
-            ++from;
+        at.from += groups * 4;
+        at.to += groups * 3;
+        if (!IsBlank(*at.from) && !DecodeGroup(at, end))
+            return at.to;
+        while (at.from != end && IsBlank(*at.from))
+            ++at.from;
     }
-    return DecodePortable(from, end, to);
+    return DecodePortable(at.from, end, at.to);
 }
 
 inline Byte *DecodeShuffle(char const *from, char const *end, Byte *to) noexcept {
-    return DecodeBlocks(from, end, to, DecodeLinesShuffle);
+    Byte *clean = nullptr;
+    return DecodeBlocks(from, end, to, clean, DecodeLinesShuffle);
 }
 
 // The wide forms for processors with AVX2 work on lines in blocks of 32 characters. Each half of a vector is treated as
@@ -442,40 +440,57 @@ struct Constant {
     TUZUTIL_AVX2 operator __m256i() const noexcept {
         return _mm256_load_si256(reinterpret_cast<__m256i const *>(bytes.data()));
     }
+    TUZUTIL_AVX2 __m128i Half() const noexcept {
+        return _mm_load_si128(reinterpret_cast<__m128i const *>(bytes.data()));
+    }
 
     alignas(32) std::array<char, 32> bytes;
 };
 
 struct EncodeConstants {
     Constant order{std::array<char, 16>{1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10}};
+    Constant orderLast{std::array<char, 16>{11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1}};
     Constant highMask{0x0FC0FC00}, highFactor{0x04000040}, lowMask{0x003F03F0}, lowFactor{0x01000010};
-    Constant lastLetter{0x33333333}, firstSmall{0x1A1A1A1A}, capital{0x0D0D0D0D}, added{fsAdded};
+    Constant lastLetter{0x33333333}, lastCapital{0x19191919}, added{fsAdded};
 };
 inline constexpr EncodeConstants fsEncode;
 
-// Reads 28 bytes at `from`, and encodes the first 24 of them.
-TUZUTIL_AVX2 inline void EncodeTwentyFour(Byte const *from, char *to) noexcept {
-    __m256i const bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(LoadBytes(from)), LoadBytes(from + 12), 1);
-    __m256i const spread = _mm256_shuffle_epi8(bytes, fsEncode.order);
+// Encodes the bytes of two places, which are loaded and put in the order of EncodeSpread() by `order`.
+TUZUTIL_AVX2 inline __m256i EncodeBoth(Byte const *first, Byte const *second, Constant const &order) noexcept {
+    __m256i const bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(LoadBytes(first)), LoadBytes(second), 1);
+    __m256i const spread = _mm256_shuffle_epi8(bytes, order);
     __m256i const high = _mm256_mulhi_epu16(_mm256_and_si256(spread, fsEncode.highMask), fsEncode.highFactor);
     __m256i const low = _mm256_mullo_epi16(_mm256_and_si256(spread, fsEncode.lowMask), fsEncode.lowFactor);
     __m256i const values = _mm256_or_si256(high, low);
     __m256i const place = _mm256_subs_epu8(values, fsEncode.lastLetter);
-    __m256i const capital = _mm256_and_si256(_mm256_cmpgt_epi8(fsEncode.firstSmall, values), fsEncode.capital);
-    __m256i const added = _mm256_shuffle_epi8(fsEncode.added, _mm256_or_si256(place, capital));
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(to), _mm256_add_epi8(values, added));
+    __m256i const notCapital = _mm256_cmpgt_epi8(values, fsEncode.lastCapital);
+    return _mm256_add_epi8(values, _mm256_shuffle_epi8(fsEncode.added, _mm256_sub_epi8(place, notCapital)));
 }
 
+// Reads 28 bytes at `from`, and encodes the first 24 of them.
+TUZUTIL_AVX2 inline void EncodeTwentyFour(Byte const *from, char *to) noexcept {
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(to), EncodeBoth(from, from + 12, fsEncode.order));
+}
+
+// Writes the last eight characters of a line and its LF.
+TUZUTIL_AVX2 inline void EndLine(char *line, __m128i last) noexcept {
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(line + 64), last);
+    line[fsColumns] = '\n';
+}
+
+// Encodes two lines at a time, because the last six bytes of both fit in one vector.
 TUZUTIL_AVX2 inline char *EncodeLinesWide(Byte const *from, std::size_t lines, char *to) noexcept {
-    __m128i const spreadLast = _mm_setr_epi8(11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1);
-    for (; lines; --lines, from += fsLine, to += fsColumns + 1) {
+    for (; lines >= 2; lines -= 2, from += 2 * fsLine, to += 2 * (fsColumns + 1)) {
+        char *const second = to + fsColumns + 1;
         EncodeTwentyFour(from, to);
         EncodeTwentyFour(from + 24, to + 32);
-        _mm_storel_epi64(reinterpret_cast<__m128i *>(to + 64),
-                         EncodeSpread(_mm_shuffle_epi8(LoadBytes(from + 38), spreadLast)));
-        to[fsColumns] = '\n';
+        EncodeTwentyFour(from + fsLine, second);
+        EncodeTwentyFour(from + fsLine + 24, second + 32);
+        __m256i const last = EncodeBoth(from + 38, from + fsLine + 38, fsEncode.orderLast);
+        EndLine(to, _mm256_castsi256_si128(last));
+        EndLine(second, _mm256_extracti128_si256(last, 1));
     }
-    return to;
+    return EncodeLinesShuffle(from, lines, to);
 }
 
 inline char *EncodeWide(Byte const *from, std::size_t count, char *to) noexcept {
@@ -486,12 +501,13 @@ inline char *EncodeWide(Byte const *from, std::size_t count, char *to) noexcept 
 struct DecodeConstants {
     Constant half{0x0F0F0F0F}, slash{0x2F2F2F2F}, rows{fsClasses.rows}, columns{fsClasses.columns};
     Constant added{fsClasses.added}, twelveBits{0x01400140}, groups{0x00011000};
-    Constant order{std::array<char, 16>{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1}};
+    // The last four bytes repeat others, so that they are 0 only if a decoded byte is 0.
+    Constant order{std::array<char, 16>{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 12, 12, 12, 12}};
 };
 inline constexpr DecodeConstants fsDecode;
 
 struct Decoded {
-    __m256i bytes; // 24 bytes, and 8 zeros
+    __m256i bytes; // 24 bytes, and 8 that repeat some of them
     __m256i wrong; // not 0 in the bytes of characters outside the alphabet
 };
 
@@ -509,10 +525,79 @@ TUZUTIL_AVX2 inline Decoded DecodeThirtyTwo(char const *from) noexcept {
     return {_mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, fsDecode.order), gap), wrong};
 }
 
-// Works like DecodeLinesShuffle(). The last 32 characters of a line overlap those before them, because no character
-// after the line may be read. Each store may overwrite bytes of the store before it, but none writes beyond the bytes
-// of the line.
-TUZUTIL_AVX2 inline Position DecodeLinesWide(Position at, char const *end) noexcept {
+// Decodes sixteen characters to twelve bytes.
+TUZUTIL_AVX2 inline __m128i DecodeSixteen(__m128i text, __m128i &wrong) noexcept {
+    __m128i const row = _mm_and_si128(_mm_srli_epi32(text, 4), fsDecode.half.Half());
+    __m128i const column = _mm_and_si128(text, fsDecode.half.Half());
+    wrong =
+        _mm_and_si128(_mm_shuffle_epi8(fsDecode.rows.Half(), row), _mm_shuffle_epi8(fsDecode.columns.Half(), column));
+    __m128i const place = _mm_add_epi8(row, _mm_cmpeq_epi8(text, fsDecode.slash.Half()));
+    __m128i const values = _mm_add_epi8(text, _mm_shuffle_epi8(fsDecode.added.Half(), place));
+    __m128i const groups =
+        _mm_madd_epi16(_mm_maddubs_epi16(values, fsDecode.twelveBits.Half()), fsDecode.groups.Half());
+    return _mm_shuffle_epi8(groups, fsDecode.order.Half());
+}
+
+TUZUTIL_AVX2 inline __m128i LoadEight(char const *from) noexcept {
+    return _mm_loadl_epi64(reinterpret_cast<__m128i const *>(from));
+}
+
+// The least byte of what has been decoded, in each place of a vector.
+struct Least {
+    __m256i blocks;
+    __m128i ends;
+
+    TUZUTIL_AVX2 void Take(Decoded const &block) noexcept { blocks = _mm256_min_epu8(blocks, block.bytes); }
+    TUZUTIL_AVX2 bool IsZero() const noexcept {
+        __m256i const zeros = _mm256_cmpeq_epi8(blocks, _mm256_setzero_si256());
+        return (_mm256_movemask_epi8(zeros) | _mm_movemask_epi8(_mm_cmpeq_epi8(ends, _mm_setzero_si128()))) != 0;
+    }
+};
+
+// Decodes two full lines. The last eight characters of both are decoded together. If the lines have a character outside
+// the alphabet, returns false and writes nothing. Each write may go beyond its line, and the next one writes over what
+// is too much. Beyond the second line, at most two bytes are written.
+TUZUTIL_AVX2 inline bool DecodeTwoLines(char const *from, Byte *to, Least &least) noexcept {
+    char const *const second = from + fsColumns + 1;
+    Decoded const blocks[] = {DecodeThirtyTwo(from), DecodeThirtyTwo(from + 32), DecodeThirtyTwo(second),
+                              DecodeThirtyTwo(second + 32)};
+    __m128i wrongLast;
+    __m128i const last = DecodeSixteen(_mm_unpacklo_epi64(LoadEight(from + 64), LoadEight(second + 64)), wrongLast);
+    __m256i const wrong = _mm256_or_si256(_mm256_or_si256(blocks[0].wrong, blocks[1].wrong),
+                                          _mm256_or_si256(blocks[2].wrong, blocks[3].wrong));
+    __m256i const all = _mm256_or_si256(wrong, _mm256_zextsi128_si256(wrongLast));
+    if (!_mm256_testz_si256(all, all))
+        return false;
+    for (Decoded const &block : blocks)
+        least.Take(block);
+    least.ends = _mm_min_epu8(least.ends, last);
+    auto *const line = reinterpret_cast<char *>(to);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line), blocks[0].bytes);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line + 24), blocks[1].bytes);
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(line + 48), last);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line + fsLine), blocks[2].bytes);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line + fsLine + 24), blocks[3].bytes);
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(line + fsLine + 48), _mm_srli_si128(last, 6));
+    return true;
+}
+
+// Decodes full lines, two at a time, and looks for zero bytes among what it decodes.
+TUZUTIL_AVX2 inline void DecodeLinePairs(Position &at, char const *end) noexcept {
+    constexpr std::size_t step = fsColumns + 1;
+    Least least{_mm256_set1_epi8(-1), _mm_set1_epi8(-1)};
+    bool const wasClean = at.clean == at.to;
+    for (; IsLine(at.from, end) && IsLine(at.from + step, end) && DecodeTwoLines(at.from, at.to, least);
+         at.from += 2 * step)
+        at.to += 2 * fsLine;
+    if (wasClean && !least.IsZero())
+        at.clean = at.to;
+}
+
+// Works like DecodeLinesShuffle(). If a line is decoded alone, its last 32 characters overlap those before them,
+// because no character after the line may be read. The blocks write over each other in order, and not beyond the line.
+TUZUTIL_AVX2 inline void DecodeLinesWide(Position &at, char const *end) noexcept {
+    if (end - at.from > 2 * static_cast<std::ptrdiff_t>(fsColumns))
+        DecodeLinePairs(at, end);
     while (IsLine(at.from, end)) {
         Decoded const first = DecodeThirtyTwo(at.from);
         Decoded const second = DecodeThirtyTwo(at.from + 32);
@@ -524,13 +609,18 @@ TUZUTIL_AVX2 inline Position DecodeLinesWide(Position at, char const *end) noexc
         _mm_storeu_si128(reinterpret_cast<__m128i *>(at.to + 24), _mm256_castsi256_si128(second.bytes));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(at.to + 30), _mm256_castsi256_si128(last.bytes));
         _mm_storel_epi64(reinterpret_cast<__m128i *>(at.to + 46), _mm256_extracti128_si256(last.bytes, 1));
-        at = {at.from + fsColumns + 1, at.to + fsLine};
+        at.from += fsColumns + 1;
+        at.to += fsLine;
     }
-    return at;
+}
+
+inline Byte *DecodeWide(char const *from, char const *end, Byte *to, Byte *&clean) noexcept {
+    return DecodeBlocks(from, end, to, clean, DecodeLinesWide);
 }
 
 inline Byte *DecodeWide(char const *from, char const *end, Byte *to) noexcept {
-    return DecodeBlocks(from, end, to, DecodeLinesWide);
+    Byte *clean = nullptr;
+    return DecodeWide(from, end, to, clean);
 }
 
 #undef TUZUTIL_AVX2
