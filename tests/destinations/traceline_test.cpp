@@ -7,9 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <streambuf>
@@ -67,65 +64,6 @@ TEST(TraceLine, OfEveryLengthIsWhole) {
         std::string const text(length, 'x');
         Write("%s", text.c_str());
         ASSERT_EQ(traced.Take(), "E [file.cpp:7] " + text + "\n");
-    }
-}
-
-// The text around a directive is copied in blocks of sixteen and eight bytes.
-TEST(TraceLine, ADirectiveMayStandAnywhere) {
-    TTracedText traced;
-    TString const text("a text that is longer than two blocks", 37, ' ');
-    for (std::size_t before = 0; before < 40; ++before) {
-        for (std::size_t after = 0; after < 40; ++after) {
-            std::string const left(before, 'l');
-            std::string const right(after, 'r');
-            Write((left + "%d" + right).c_str(), -4711);
-            ASSERT_EQ(traced.Take(), "E [file.cpp:7] " + left + "-4711" + right + "\n");
-            Write((left + "%s" + right + "%%%2$u").c_str(), text, 17u);
-            ASSERT_EQ(traced.Take(), "E [file.cpp:7] " + left + text.data() + right + "%17\n");
-            Write((left + "%2$s" + right + "%1$X").c_str(), 0xBEEF, "second");
-            ASSERT_EQ(traced.Take(), "E [file.cpp:7] " + left + "second" + right + "BEEF\n");
-        }
-    }
-}
-
-TEST(TraceLine, NumbersOfEveryLengthAreWhole) {
-    TTracedText traced;
-    std::uint32_t number = 0;
-    for (int digits = 1; digits <= 10; ++digits) {
-        // The least and the greatest number of this length.
-        std::uint32_t const least = digits == 1 ? 0 : static_cast<std::uint32_t>(std::pow(10, digits - 1));
-        number = digits == 10 ? 0xFFFFFFFF : static_cast<std::uint32_t>(std::pow(10, digits)) - 1;
-        Write("%u %u %x %X", least, number, least, number);
-        char expected[80];
-        std::snprintf(expected, sizeof expected, "E [file.cpp:7] %u %u %x %X\n", least, number, least, number);
-        EXPECT_EQ(traced.Take(), expected);
-    }
-    Write("%d %d %d %u", 0x7FFFFFFF, static_cast<int>(0x80000000), -1, -1);
-    EXPECT_EQ(traced.Take(), "E [file.cpp:7] 2147483647 -2147483648 -1 4294967295\n");
-}
-
-TEST(TraceLine, TextsOfEveryLengthAreWholeAndEndAtAZero) {
-    TTracedText traced;
-    for (unsigned int length = 0; length < 70; ++length) {
-        std::string text;
-        while (text.size() < length)
-            text += static_cast<char>('a' + text.size() % 26);
-        Write("<%s>", text.c_str());
-        EXPECT_EQ(traced.Take(), "E [file.cpp:7] <" + text + ">\n");
-        std::string zeros = text + '\0' + "behind";
-        Write("<%s>", TString(zeros.data(), static_cast<unsigned int>(zeros.size()), ' '));
-        EXPECT_EQ(traced.Take(), "E [file.cpp:7] <" + text + ">\n");
-    }
-}
-
-TEST(TraceLine, FileNamesOfEveryLengthAreShownWithoutTheirPath) {
-    TTracedText traced;
-    for (std::size_t length = 0; length < 40; ++length) {
-        std::string const name(length, 'n');
-        for (std::string const path : {"", "/", "\\", "src/", "a/b\\c/", "a path of more than sixteen bytes/"}) {
-            TTracePoint::Write(TTrace::error, fsCategory, {(path + name).c_str(), 7}, "%d", 17);
-            EXPECT_EQ(traced.Take(), "E [" + name + ":7] 17\n") << path;
-        }
     }
 }
 
