@@ -298,3 +298,27 @@ TEST_F(OleStream, DoesNotSeek) {
     TOleStream stream(object.Stream());
     EXPECT_EQ(std::streamoff(stream.rdbuf()->pubseekoff(0, std::ios_base::beg)), -1);
 }
+
+// The stream is a part of an object of a derived class, so another form of its constructor runs.
+TEST_F(OleStream, MayBeABase) {
+    struct TBoth : TOleStream {
+        using TOleStream::TOleStream;
+    };
+    struct TReader : TiOleStream {
+        using TiOleStream::TiOleStream;
+    };
+    struct TWriter : ToOleStream {
+        using ToOleStream::ToOleStream;
+    };
+    std::string word;
+    TWriter(object.Stream()) << "one " << std::flush;
+    TWriter(20ul, object.Stream()) << "two " << std::flush;
+    TBoth(object.Stream()) << "three " << std::flush;
+    TBoth(20ul, object.Stream()) << "four " << std::flush;
+    EXPECT_EQ(behaviour.content, "one two three four ");
+    TReader(object.Stream()) >> word;
+    EXPECT_EQ(word, "one");
+    behaviour.position = 4;
+    TReader(20ul, object.Stream()) >> word;
+    EXPECT_EQ(word, "two");
+}

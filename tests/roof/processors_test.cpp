@@ -1,0 +1,173 @@
+// The searches of many bytes at once, and Base64, on processors that have fewer instructions than this one. The sources
+// are included here, and ask the tests what the processor has. Every result is compared with that of a plain loop.
+
+#include <cstring>
+#include <string_view>
+
+namespace {
+
+bool (*fsHas)(char const *) = nullptr;
+
+bool Really(char const *name) noexcept {
+    return std::string_view(name) == "avx2" ? __builtin_cpu_supports("avx2") : __builtin_cpu_supports("ssse3");
+}
+
+} // namespace
+
+#define __builtin_cpu_supports(name) (fsHas(name) && Really(name))
+
+#include "utility/BASE64.cpp"
+#include "utility/kernel/wide_search.cpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct TProcessor {
+    char const *name;
+    bool (*has)(char const *);
+};
+
+TProcessor const fsProcessors[] = {
+    {"Avx2", [](char const *) { return true; }},
+    {"Ssse3", [](char const *name) { return std::string_view(name) == "ssse3"; }},
+    {"Plain", [](char const *) { return false; }},
+};
+
+class Processor : public testing::TestWithParam<TProcessor> {
+protected:
+    Processor() { fsHas = GetParam().has; }
+    ~Processor() override { fsHas = nullptr; }
+};
+
+// Lengths below, at and above those at which a function changes from one loop to another.
+std::vector<std::size_t> const fsLengths = {0,  1,  2,   15,  16,  17,  31,  32,  33,  47,  63,  64,  65, 95,
+                                            96, 97, 127, 128, 129, 130, 159, 160, 161, 191, 192, 193, 260};
+
+// Returns the position of a place in a text, or -1 for null.
+std::ptrdiff_t At(std::string const &text, char const *place) {
+    return place ? place - text.data() : -1;
+}
+
+std::ptrdiff_t At(std::size_t position) {
+    return position == std::string::npos ? -1 : static_cast<std::ptrdiff_t>(position);
+}
+
+// Calls `check` with texts of all lengths that have `pattern` once, at each place at which it fits, and not at all.
+template <typename Check>
+void ForEveryPlace(std::string const &pattern, Check check) {
+    for (std::size_t const length : fsLengths) {
+        check(std::string(length, '-'));
+        for (std::size_t place = 0; place + pattern.size() <= length; ++place)
+            check(std::string(length, '-').replace(place, pattern.size(), pattern));
+    }
+}
+
+TEST_P(Processor, FindsAByteAtEveryPlace) {
+    ForEveryPlace("x", [](std::string const &text) {
+        char const *const begin = text.data(), *const end = begin + text.size();
+        ASSERT_EQ(At(text, wide_search::FindByte(begin, end, 'x')), At(text.find('x'))) << text;
+        ASSERT_EQ(At(text, wide_search::FindLastByte(begin, end, 'x')), At(text.rfind('x'))) << text;
+    });
+    ForEveryPlace("x--x", [](std::string const &text) {
+        char const *const begin = text.data(), *const end = begin + text.size();
+        ASSERT_EQ(At(text, wide_search::FindByte(begin, end, 'x')), At(text.find('x'))) << text;
+        ASSERT_EQ(At(text, wide_search::FindLastByte(begin, end, 'x')), At(text.rfind('x'))) << text;
+    });
+}
+
+TEST_P(Processor, FindsAPairAtEveryPlaceAndNotItsHalves) {
+    for (char const *const pattern : {"xy", "xx", "yx", "x-y", "xxy", "yxyy", "xyxy"}) {
+        ForEveryPlace(pattern, [](std::string const &text) {
+            char const *const begin = text.data(), *const end = begin + text.size();
+            ASSERT_EQ(At(text, wide_search::FindPair(begin, end, 'x', 'y')), At(text.find("xy"))) << text;
+        });
+    }
+}
+
+TEST_P(Processor, FindsATextAtEveryPlaceAndNotASimilarOne) {
+    for (std::size_t const size : {1u, 2u, 3u, 4u, 31u, 33u, 70u}) {
+        std::string const wanted = "x" + std::string(size - 1, 'y');
+        std::string similar = wanted; // with the same first and last byte
+        similar[size / 2] = 'z';
+        for (std::string const &pattern : {wanted, similar, similar + wanted, wanted + wanted}) {
+            ForEveryPlace(pattern, [&](std::string const &text) {
+                char const *const begin = text.data(), *const end = begin + text.size();
+                ASSERT_EQ(At(text, wide_search::FindText(begin, end, wanted.data(), wanted.size())),
+                          At(text.find(wanted)))
+                    << text << ' ' << wanted;
+            });
+        }
+    }
+}
+
+// SkipBlocks() may leave a rest, which the caller searches.
+TEST_P(Processor, SkipsToABytesOfASetAtEveryPlace) {
+    for (std::string const &set : {std::string("x"), std::string("xyz"), std::string("abcdefgx"),
+                                   std::string("abcdefghijx"), std::string("\xE4\xF6x"), std::string("\xE4x1234567")}) {
+        for (char const *const pattern : {"x", "x-x", "X", "\xF8", "h"}) {
+            ForEveryPlace(pattern, [&](std::string const &text) {
+                char const *const begin = text.data(), *const end = begin + text.size();
+                char const *at = wide_search::SkipBlocks(begin, end, set.data(), set.size(), true);
+                std::size_t const rest = text.find_first_of(set, static_cast<std::size_t>(at - begin));
+                ASSERT_EQ(At(rest), At(text.find_first_of(set))) << text << ' ' << set;
+            });
+        }
+        ForEveryPlace("!", [&](std::string text) {
+            std::replace(text.begin(), text.end(), '-', 'x');
+            char const *const begin = text.data(), *const end = begin + text.size();
+            char const *at = wide_search::SkipBlocks(begin, end, set.data(), set.size(), false);
+            std::size_t const rest = text.find_first_not_of(set, static_cast<std::size_t>(at - begin));
+            ASSERT_EQ(At(rest), At(text.find_first_not_of(set))) << text << ' ' << set;
+        });
+    }
+}
+
+int ToUpper(int c) {
+    return c == 0xE4 ? 0xC4 : c >= 'a' && c <= 'z' ? c - 32 : c;
+}
+
+TEST_P(Processor, FoldsUpToTheFirstZero) {
+    for (char const *const pattern : {"x", "aZz", "{`@[", "\xE4", "\xE4z\xE4"}) {
+        ForEveryPlace(pattern, [](std::string const &text) {
+            for (std::size_t const zero : {text.size(), text.size() / 2}) {
+                std::string folded = text, expected = text;
+                if (zero < text.size())
+                    folded[zero] = expected[zero] = '\0';
+                for (std::size_t i = 0; i < zero; ++i)
+                    expected[i] = static_cast<char>(ToUpper(static_cast<unsigned char>(expected[i])));
+                char *const end = folded.data() + folded.size();
+                char *const rest = wide_search::Fold(folded.data(), end, 'a', ToUpper);
+                ASSERT_LE(rest, end);
+                for (char *at = rest; at != end && *at; ++at)
+                    *at = static_cast<char>(ToUpper(static_cast<unsigned char>(*at)));
+                ASSERT_EQ(folded, expected) << text;
+            }
+        });
+    }
+}
+
+TEST_P(Processor, EncodesAndDecodesAsThePlainLoop) {
+    std::string bytes;
+    for (int i = 0; i < 400; ++i) {
+        TString const own(bytes.data(), static_cast<unsigned int>(bytes.size()), ' ');
+        std::vector<char> expected(base64::EncodedLength(bytes.size()) + 1);
+        base64::EncodePortable(reinterpret_cast<base64::Byte const *>(bytes.data()), bytes.size(), expected.data());
+        std::string const plain(expected.data(), expected.size() - 1);
+        TString const text = TBase64::Encode(own);
+        ASSERT_EQ(std::string(text.data(), text.length()), plain) << i;
+        TString const back = TBase64::DecodeBinary(text);
+        ASSERT_EQ(std::string(back.data(), back.length()), bytes) << i;
+        bytes += static_cast<char>(i * 37 + i / 7);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, Processor, testing::ValuesIn(fsProcessors),
+                         [](auto const &each) { return std::string(each.param.name); });
+
+} // namespace

@@ -1,0 +1,120 @@
+// A program may derive a class from every stream of the library. The stream then is a part of the object, so another
+// form of its constructor runs.
+
+#include "tuzutil/CONCSTRM.h"
+#include "tuzutil/DOTBYTE.h"
+#include "tuzutil/LINESTRM.h"
+#include "tuzutil/MEMSTRM.h"
+#include "tuzutil/NULSTRM.h"
+#include "tuzutil/OSTRSTRM.h"
+#include "tuzutil/TMPSTRM.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace {
+
+template <typename Stream>
+class TDerived : public Stream {
+public:
+    using Stream::Stream;
+    int own = 17;
+};
+
+// Reads the first word by a stream that a class was derived from.
+template <typename Stream, typename... Arguments>
+std::string Word(Arguments &&...arguments) {
+    TDerived<Stream> stream(std::forward<Arguments>(arguments)...);
+    std::string word;
+    stream >> word;
+    EXPECT_EQ(stream.own, 17);
+    return word;
+}
+
+template <typename Stream, typename... Arguments>
+void Write(Arguments &&...arguments) {
+    TDerived<Stream> stream(std::forward<Arguments>(arguments)...);
+    stream << "word\n" << std::flush;
+    EXPECT_TRUE(stream.good());
+    EXPECT_EQ(stream.own, 17);
+}
+
+// Writes a word to a stream without a source and sink, and reads it from there.
+template <typename Stream, typename... Arguments>
+std::string Kept(Arguments &&...arguments) {
+    TDerived<Stream> stream(std::forward<Arguments>(arguments)...);
+    stream << "word" << std::flush;
+    stream.seekg(0);
+    std::string word;
+    stream >> word;
+    EXPECT_EQ(stream.own, 17);
+    return word;
+}
+
+struct TConnection {
+    std::stringstream both{"word\n"};
+    std::istringstream source{"word\n"};
+    std::ostringstream sink;
+};
+
+} // namespace
+
+TEST(DerivedStream, ReadsAndWritesLines) {
+    TConnection connection;
+    EXPECT_EQ(Word<TLineStream>(&connection.both), "word");
+    EXPECT_EQ(Word<TiLineStream>(&connection.source), "word");
+    TConnection other;
+    EXPECT_EQ(Word<TLineStream>(1000ul, &other.both), "word");
+    EXPECT_EQ(Word<TiLineStream>(1000ul, &other.source), "word");
+    Write<ToLineStream>(&other.sink);
+    Write<ToLineStream>(1000ul, &other.sink);
+    EXPECT_EQ(other.sink.str(), "word\nword\n");
+}
+
+TEST(DerivedStream, ReadsAndWritesBodies) {
+    TConnection connection;
+    EXPECT_EQ(Word<TDotByteStream>(connection.both), "word");
+    EXPECT_EQ(Word<TiDotByteStream>(connection.source), "word");
+    Write<ToDotByteStream>(connection.sink);
+    Write<ToDotByteStream>(connection.sink, 10ul);
+    EXPECT_EQ(connection.sink.str(), "word\nword\n");
+}
+
+TEST(DerivedStream, ReadsSeveralSources) {
+    TConnection one, two, three;
+    std::istream *sources[] = {&one.source};
+    EXPECT_EQ(Word<TiConcatStream>(0, one.source), "word");
+    EXPECT_EQ(Word<TiConcatStream>(0, 100ul, two.source), "word");
+    EXPECT_EQ(Word<TiConcatStream>(0, one.source, three.source), "word");
+    TConnection four, five, six;
+    EXPECT_EQ(Word<TiConcatStream>(0, 100ul, one.source, four.source), "word");
+    sources[0] = &five.source;
+    EXPECT_EQ(Word<TiConcatStream>(0, sources, 1ul), "word");
+    sources[0] = &six.source;
+    EXPECT_EQ(Word<TiConcatStream>(0, 100ul, sources, 1ul), "word");
+}
+
+TEST(DerivedStream, KeepsWhatIsWritten) {
+    EXPECT_EQ(Kept<TMemStream>(), "word");
+    EXPECT_EQ(Kept<TMemStream>(3ul), "word");
+    EXPECT_EQ(Kept<TTempStream>("name", TReference<TTempStreamTest>()), "word");
+    EXPECT_EQ(Kept<TTempStream>(100ul, "name", TReference<TTempStreamTest>()), "word");
+}
+
+TEST(DerivedStream, WritesToAGrowingBlock) {
+    TDerived<oStringStream> text, small(1);
+    for (oStringStream *const stream : {static_cast<oStringStream *>(&text), static_cast<oStringStream *>(&small)}) {
+        *stream << "word";
+        EXPECT_EQ(std::string(stream->str(), static_cast<std::size_t>(stream->pcount())), "word");
+        stream->freeze(0);
+    }
+}
+
+TEST(DerivedStream, MayDropEverything) {
+    EXPECT_EQ(Word<TNulStream>(), "");
+    EXPECT_EQ(Word<TiNulStream>(), "");
+    Write<ToNulStream>();
+}
