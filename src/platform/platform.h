@@ -50,6 +50,9 @@ void SecureZero(void *memory, std::size_t count) noexcept;
 // ASCII. Never blocks.
 bool AreLettersPlain(bool toLower) noexcept;
 
+// Returns whether tolower() converts I to i in the current locale. In Turkish locales it does not. Never blocks.
+bool IsLetterIPlain() noexcept;
+
 // Time
 
 // Returns the seconds since 1970-01-01 00:00:00 UTC. Never fails, never blocks.

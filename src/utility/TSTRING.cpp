@@ -121,6 +121,27 @@ struct TLeadingNumber {
     bool negative = false;
 };
 
+// Compares two strings up to their first zero bytes without regard to letter case.
+[[gnu::noinline]] bool IsSameFolded(TString const &left, TString const &right) noexcept {
+    char const *a = left;
+    char const *b = right;
+    if (a == b)
+        return true;
+    if (!a || !b)
+        return false;
+    bool const isPlain = platform::IsLetterIPlain();
+    std::size_t const same = ascii_case::SameUpTo(a, b, std::min(left.length(), right.length()), isPlain);
+    a += same;
+    b += same;
+    for (;; ++a, ++b) {
+        if (*a != *b && !ascii_case::IsSameLetter(*a, *b, isPlain) &&
+            std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
+            return false;
+        if (*a == 0)
+            return *b == 0;
+    }
+}
+
 template <typename Number>
 TString DecimalText(Number number) {
     char digits[24];
@@ -707,24 +728,11 @@ double TString::asDouble() const noexcept {
 // Companions
 
 bool TStringIcmp::IsEqual(TStringIcmp const &other) const noexcept {
-    char const *a = *this;
-    char const *b = other;
-    if (a == b)
+    unsigned int const count = length();
+    if (count >= 16 && count <= 32 && count == other.length() && ascii_case::IsSameShort(data(), other.data(), count) &&
+        platform::IsLetterIPlain())
         return true;
-    if (!a || !b)
-        return false;
-    // In some locales, the small letter of I is not i.
-    bool const isPlain = std::tolower('I') == 'i';
-    std::size_t const same = ascii_case::SameUpTo(a, b, std::min(length(), other.length()), isPlain);
-    a += same;
-    b += same;
-    for (;; ++a, ++b) {
-        if (*a != *b && !ascii_case::IsSameLetter(*a, *b, isPlain) &&
-            std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b)))
-            return false;
-        if (*a == 0)
-            return *b == 0;
-    }
+    return IsSameFolded(*this, other);
 }
 
 void TStringAndWipe::Wipe() noexcept {

@@ -14,3 +14,7 @@ bool platform::AreLettersPlain(bool toLower) noexcept {
         differences |= (table[c] ^ (c + shift)) | (table[c + caseBit] ^ (c + shift));
     return differences == 0;
 }
+
+bool platform::IsLetterIPlain() noexcept {
+    return (*::__ctype_tolower_loc())['I'] == 'i';
+}

@@ -15,3 +15,7 @@ bool platform::AreLettersPlain(bool toLower) noexcept {
     }
     return true;
 }
+
+bool platform::IsLetterIPlain() noexcept {
+    return ::tolower('I') == 'i';
+}

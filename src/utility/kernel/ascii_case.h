@@ -52,6 +52,47 @@ constexpr bool IsSameLetter(char a, char b, bool isPlain) noexcept {
     return (a ^ b) == fsCaseBit && small >= 'a' && small <= 'z' && (isPlain || small != 'i');
 }
 
+#if defined(__SSE2__)
+// Compares two texts in blocks, without regard to the case of ASCII letters. If `isPlain` is false, I and i do not
+// count as one letter.
+class TCaselessBlocks {
+public:
+    explicit TCaselessBlocks(bool isPlain) noexcept : fExcluded(_mm_set1_epi8(isPlain ? 0 : 'i')) {}
+
+    void Add(char const *a, char const *b) noexcept {
+        __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
+        __m128i const left = byte_search::Load(a);
+        __m128i const differ = _mm_xor_si128(left, byte_search::Load(b));
+        // Two bytes match if they differ only in the case bit of a letter.
+        __m128i const small = _mm_or_si128(left, caseBit);
+        __m128i const foldable = _mm_andnot_si128(_mm_cmpeq_epi8(small, fExcluded), Letters(small, 'a'));
+        __m128i const open = _mm_andnot_si128(_mm_and_si128(foldable, caseBit), differ);
+        __m128i const equal = _mm_cmpeq_epi8(open, _mm_setzero_si128());
+        fLeast = _mm_min_epu8(fLeast, _mm_min_epu8(left, equal)); // 0 at a difference, and at a zero byte of the text
+    }
+    // Returns whether the blocks added so far have neither a difference nor a zero byte.
+    bool AreSame() const noexcept { return byte_search::Mask(_mm_cmpeq_epi8(fLeast, _mm_setzero_si128())) == 0; }
+
+private:
+    __m128i fExcluded;
+    __m128i fLeast = _mm_set1_epi8(-1);
+};
+#endif
+
+// Returns whether two texts of 16 to 32 bytes are the same without regard to the case of ASCII letters, and have no
+// zero byte. If this cannot be told quickly, returns false.
+inline bool IsSameShort([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
+                        [[maybe_unused]] std::size_t count) noexcept {
+#if defined(__SSE2__)
+    TCaselessBlocks blocks(true);
+    blocks.Add(a, b);
+    blocks.Add(a + count - 16, b + count - 16);
+    return blocks.AreSame();
+#else
+    return false;
+#endif
+}
+
 // Compares `a` and `b` in blocks, over at most `count` bytes, without regard to the case of ASCII letters. Returns the
 // number of bytes in front of the block that ends the comparison. A block ends the comparison if it has a difference or
 // a zero byte. If `isPlain` is false, a block also ends the comparison if one text has I and the other has i at the
@@ -61,26 +102,17 @@ inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] cha
                             [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;
 #if defined(__SSE2__)
-    __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
-    __m128i const excluded = _mm_set1_epi8(isPlain ? 0 : 'i');
-    auto const isSame = [=](std::size_t at) {
-        __m128i const left = byte_search::Load(a + at);
-        __m128i const right = byte_search::Load(b + at);
-        __m128i const differ = _mm_xor_si128(left, right);
-        // Two bytes match if they differ only in the case bit of a letter.
-        __m128i const small = _mm_or_si128(left, caseBit);
-        __m128i const foldable = _mm_andnot_si128(_mm_cmpeq_epi8(small, excluded), Letters(small, 'a'));
-        __m128i const open = _mm_andnot_si128(_mm_and_si128(foldable, caseBit), differ);
-        __m128i const equal = _mm_cmpeq_epi8(open, _mm_setzero_si128());
-        __m128i const zero = _mm_cmpeq_epi8(left, _mm_setzero_si128());
-        return byte_search::Mask(_mm_andnot_si128(zero, equal)) == 0xFFFFu;
-    };
+    TCaselessBlocks blocks(isPlain);
     for (; count - same >= 16; same += 16) {
-        if (!isSame(same))
+        blocks.Add(a + same, b + same);
+        if (!blocks.AreSame())
             return same;
     }
-    if (same != 0 && same != count && isSame(count - 16))
-        same = count;
+    if (same != 0 && same != count) {
+        blocks.Add(a + count - 16, b + count - 16);
+        if (blocks.AreSame())
+            same = count;
+    }
 #endif
     return same;
 }
