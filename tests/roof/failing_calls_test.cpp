@@ -3,6 +3,7 @@
 // no mapping may stay open, no result may be half written, and the next try must succeed. Then a signal interrupts each
 // call, or each call moves half of its bytes. In these two cases, the operation must succeed.
 
+#include "support/Environment.h"
 #include "support/FailingCalls.h"
 #include "support/TempFolder.h"
 #include "tuzutil/tuzutil.h"
@@ -16,8 +17,11 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <thread>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -41,12 +45,37 @@ void Remove(char const *name) {
     std::filesystem::remove_all(Folder().Native(name));
 }
 
-TOutcome TakesANamedLock() {
-    TMutexSemaphore lock(Name("lock").c_str());
+TOutcome Takes(std::string const &name) {
+    TMutexSemaphore lock(name.c_str());
     if (!lock.GetHandle())
         return reported;
     TMutexSemaphoreEntry const entry(lock, 1000);
     return entry.State() == TMutexSemaphore::Locked ? done : reported;
+}
+
+TOutcome TakesANamedLock() {
+    return Takes(Name("lock"));
+}
+
+// The file of a named lock remains. Therefore each try makes a lock with another name.
+TOutcome MakesANamedLock() {
+    static int count = 0;
+    return Takes(Name(("lock" + std::to_string(++count)).c_str()));
+}
+
+// The library keeps a record of each thread that takes a lock.
+TOutcome TakesALockInANewThread() {
+    TMutexSemaphore lock;
+    TOutcome outcome = wrong;
+    try {
+        std::thread([&] {
+            TMutexSemaphoreEntry const entry(lock, 1000);
+            outcome = entry.State() == TMutexSemaphore::Locked ? done : reported;
+        }).join();
+    } catch (std::system_error const &) {
+        return reported; // there is no thread
+    }
+    return outcome;
 }
 
 TOutcome SharesMemory() {
@@ -209,6 +238,8 @@ struct TOperation {
 
 TOperation const fsOperations[] = {
     {"TakesANamedLock", TakesANamedLock},
+    {"MakesANamedLock", MakesANamedLock},
+    {"TakesALockInANewThread", TakesALockInANewThread},
     {"SharesMemory", SharesMemory},
     {"FillsSharedMemory", FillsSharedMemory},
     {"RunsAThread", RunsAThread},
@@ -246,7 +277,11 @@ protected:
         Folder().AddFile("listed\\one");
         Folder().AddFile("listed\\two");
         Folder().AddFolder("listed\\sub");
+        Folder().AddFolder("run");
+        ::chmod(Folder().Native("run").c_str(), 0700);
     }
+
+    TEnvironment const fRuntime{"XDG_RUNTIME_DIR", Folder().Native("run").c_str()}; // of named objects
 
     // Runs the operation with a failure at its first call, then at its second call, and so on. Stops when the operation
     // makes fewer calls than that. Returns the number of calls that failed.

@@ -227,6 +227,7 @@ TUZUTIL_FAILING_NUMBER(pthread_create,
                        (thread, attributes, body, argument), EAGAIN)
 TUZUTIL_FAILING_NUMBER(pthread_mutex_init, (pthread_mutex_t * mutex, pthread_mutexattr_t const *attributes),
                        (mutex, attributes), ENOMEM)
+TUZUTIL_FAILING_NUMBER(pthread_setspecific, (pthread_key_t key, void const *value), (key, value), ENOMEM)
 TUZUTIL_FAILING_NUMBER(pthread_getattr_np, (pthread_t thread, pthread_attr_t *attributes), (thread, attributes), ENOMEM)
 
 #pragma GCC diagnostic pop

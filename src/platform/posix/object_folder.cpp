@@ -43,27 +43,48 @@ struct THash {
     TValue value = TValue{0x6C62272E07BB0142} << 64 | 0x62B821756295C58D;
 };
 
-// Returns whether a folder belongs to the user and has a mode without the bits in `refused`.
+// Returns whether a folder belongs to the user and has a mode without the bits in `refused`. If not, sets errno.
 bool IsOwn(int folder, mode_t refused) noexcept {
     struct stat status;
-    return ::fstat(folder, &status) == 0 && status.st_uid == ::geteuid() && (status.st_mode & refused) == 0;
+    if (::fstat(folder, &status) != 0)
+        return false;
+    errno = EACCES;
+    return status.st_uid == ::geteuid() && (status.st_mode & refused) == 0;
 }
 
-// Opens a folder if it belongs to the user and nobody else can put anything into it. Otherwise returns -1.
+// Returns whether the call that failed last has shown that the user has no such folder. Other failures, for example a
+// lack of descriptors, may be over soon. Another process, or the next call, would then use this folder, so no other one
+// may be used instead: two processes would share no objects although they use the same names.
+bool IsNone() noexcept {
+    for (int const error : {ENOENT, ENOTDIR, EACCES, EPERM, EROFS, ELOOP, ENAMETOOLONG}) {
+        if (errno == error)
+            return true;
+    }
+    return false;
+}
+
+// Opens a folder if it belongs to the user and nobody else can put anything into it. Otherwise returns -1 with errno.
 int OpenRuntimeFolder(char const *path) noexcept {
-    TDescriptor folder(*path == '/' ? ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1);
+    if (*path != '/') {
+        errno = ENOENT;
+        return -1;
+    }
+    TDescriptor folder(platform::OpenAt(AT_FDCWD, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder && IsOwn(folder.Get(), 022) ? folder.Take() : -1;
 }
 
-// Opens a private folder within another, and makes it if it does not exist. `isMade` becomes true if the folder exists
-// afterwards, no matter who made it.
-int OpenPrivate(int base, char const *name, bool &isMade) noexcept {
-    isMade = ::mkdirat(base, name, 0700) == 0 || errno == EEXIST;
-    TDescriptor folder(isMade ? platform::OpenAt(base, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC) : -1);
-    if (!folder || IsOwn(folder.Get(), 077))
-        return folder.Take();
-    errno = EACCES;
-    return -1;
+// Opens a private folder within another, and makes it if it does not exist. Returns -1 with errno on failure.
+// `isThere` becomes true if the folder exists afterwards, no matter who made it.
+int OpenPrivate(int base, char const *name, bool &isThere) noexcept {
+    auto const open = [=] { return platform::OpenAt(base, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); };
+    int opened = open();
+    isThere = opened >= 0 || errno != ENOENT;
+    if (!isThere) {
+        isThere = ::mkdirat(base, name, 0700) == 0 || errno == EEXIST;
+        opened = isThere ? open() : -1;
+    }
+    TDescriptor folder(opened);
+    return folder && IsOwn(folder.Get(), 077) ? folder.Take() : -1;
 }
 
 } // namespace
@@ -73,19 +94,17 @@ int platform::OpenObjectFolder() noexcept {
     char path[64];
     ::snprintf(path, sizeof path, "/run/user/%lu", user);
     char const *const variable = ::secure_getenv("XDG_RUNTIME_DIR");
-    bool isMade = false;
-    for (char const *const runtime : {variable, static_cast<char const *>(path)}) {
-        TDescriptor const base(runtime ? OpenRuntimeFolder(runtime) : -1);
-        if (!base)
-            continue;
-        int const folder = OpenPrivate(base.Get(), "tuzutil", isMade);
-        if (isMade) // only the user can make this folder, so no other folder is tried
+    bool isThere = false;
+    for (char const *const runtime : {variable ? variable : path, static_cast<char const *>(path)}) {
+        TDescriptor const base(OpenRuntimeFolder(runtime));
+        int const folder = base ? OpenPrivate(base.Get(), "tuzutil", isThere) : -1;
+        if (folder >= 0 || (base && isThere) || !IsNone()) // only the user can make this folder
             return folder;
     }
     // A folder in /dev/shm is the same for all processes of the user, and /dev/shm is empty when the machine has
     // started. But somebody else may have made this folder first.
     ::snprintf(path, sizeof path, "/dev/shm/tuzutil-%lu", user);
-    return OpenPrivate(AT_FDCWD, path, isMade);
+    return OpenPrivate(AT_FDCWD, path, isThere);
 }
 
 bool platform::ObjectFileName(char const *kind, int version, char const *name, char (&file)[objectFileSize]) noexcept {
