@@ -551,3 +551,66 @@ TEST(BinaryStreamMembers, ManipulatorsReachTheWrappedStreamOrTheBinaryStream) {
     stream >> Fail;
     EXPECT_TRUE(bytes.fail());
 }
+
+namespace {
+
+// Takes everything, and fails when it is flushed.
+class TUnflushable : public std::stringbuf {
+public:
+    int syncs = 0;
+
+protected:
+    int sync() override {
+        ++syncs;
+        return -1;
+    }
+};
+
+} // namespace
+
+TEST(BinaryStreamMembers, OsfxTellsThatTheFlushFailed) {
+    TUnflushable buffer;
+    std::ostream sink(&buffer);
+    ToBinaryStream out(sink);
+    out.osfx();
+    EXPECT_TRUE(out.good()); // nothing was to be flushed
+    sink.setf(std::ios::unitbuf);
+    out.osfx();
+    EXPECT_EQ(buffer.syncs, 1);
+    EXPECT_EQ(out.rdstate(), std::ios::badbit);
+    out.osfx();
+    EXPECT_EQ(buffer.syncs, 1); // a stream that has failed is not flushed
+}
+
+TEST(BinaryStreamMembers, FlushReachesTheBuffer) {
+    TUnflushable buffer;
+    std::ostream sink(&buffer);
+    ToBinaryStream out(sink);
+    EXPECT_EQ(&out.flush(), &out);
+    EXPECT_EQ(buffer.syncs, 1);
+    EXPECT_TRUE(out.bad());
+}
+
+TEST(BinaryStreamMembers, GetAtTheEndFailsOnlyIfNothingWasTaken) {
+    for (std::string const &text : {std::string(), std::string("a"), std::string("ab")}) {
+        std::istringstream source(text);
+        TiBinaryStream in(source);
+        char taken[10] = "old";
+        in.get(taken, sizeof taken, ';');
+        EXPECT_EQ(taken, text);
+        EXPECT_EQ(in.rdstate(), text.empty() ? std::ios::eofbit | std::ios::failbit : std::ios::eofbit) << text;
+    }
+}
+
+TEST(BinaryStreamMembers, ABufferThatThrowsSetsTheBadBit) {
+    class TThrowing : public std::streambuf {
+    protected:
+        int_type underflow() override { throw std::runtime_error("source"); }
+    } throwing;
+    std::istream source(&throwing);
+    TiBinaryStream in(source);
+    char taken[10] = "old";
+    in.get(taken, sizeof taken, ';');
+    EXPECT_EQ(in.rdstate(), std::ios::badbit);
+    EXPECT_STREQ(taken, "");
+}

@@ -8,6 +8,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <limits>
+#include <ratio>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -146,6 +149,70 @@ TEST(TagVarArguments, TimesOfTheCalendarAreInUtc) {
     EXPECT_EQ(at(std::chrono::duration<double>(0.25)), "string 1970-01-01T00:00:00.250Z");
     EXPECT_EQ(at(std::chrono::seconds::max()), "string 9223372036854775807s"); // no calendar goes so far
     EXPECT_EQ(Show(TagVar(std::chrono::steady_clock::time_point(5ns))), "string 5ns");
+}
+
+namespace {
+
+template <typename Period>
+std::string OneOf() {
+    return Show(TagVar(std::chrono::duration<long long, Period>(1)));
+}
+
+// "1970-01-01T00:00:00.DIGITSZ": the last moment before the first second of 1970 is over.
+template <std::intmax_t parts>
+std::string LastMoment() {
+    using TParts = std::chrono::duration<long long, std::ratio<1, parts>>;
+    return Show(TagVar(std::chrono::time_point<std::chrono::system_clock, TParts>(TParts(parts - 1))));
+}
+
+} // namespace
+
+TEST(TagVarArguments, DurationsHaveTheNameOfEveryUnitOfTheStandard) {
+    EXPECT_EQ(OneOf<std::atto>(), "string 1as");
+    EXPECT_EQ(OneOf<std::femto>(), "string 1fs");
+    EXPECT_EQ(OneOf<std::pico>(), "string 1ps");
+    EXPECT_EQ(OneOf<std::nano>(), "string 1ns");
+    EXPECT_EQ(OneOf<std::micro>(), "string 1us");
+    EXPECT_EQ(OneOf<std::milli>(), "string 1ms");
+    EXPECT_EQ(OneOf<std::centi>(), "string 1cs");
+    EXPECT_EQ(OneOf<std::deci>(), "string 1ds");
+    EXPECT_EQ(OneOf<std::ratio<1>>(), "string 1s");
+    EXPECT_EQ(OneOf<std::deca>(), "string 1das");
+    EXPECT_EQ(OneOf<std::hecto>(), "string 1hs");
+    EXPECT_EQ(OneOf<std::kilo>(), "string 1ks");
+    EXPECT_EQ(OneOf<std::mega>(), "string 1Ms");
+    EXPECT_EQ(OneOf<std::giga>(), "string 1Gs");
+    EXPECT_EQ(OneOf<std::ratio<60>>(), "string 1min");
+    EXPECT_EQ(OneOf<std::ratio<3600>>(), "string 1h");
+    EXPECT_EQ(OneOf<std::ratio<86400>>(), "string 1d");
+    EXPECT_EQ((OneOf<std::ratio<3, 2>>()), "string 1[3/2]s");
+}
+
+TEST(TagVarArguments, TimesHaveThreeSixOrNineDigitsAsTheirUnitNeeds) {
+    EXPECT_EQ(LastMoment<2>(), "string 1970-01-01T00:00:00.500Z");
+    EXPECT_EQ(LastMoment<1000>(), "string 1970-01-01T00:00:00.999Z");
+    EXPECT_EQ(LastMoment<1001>(), "string 1970-01-01T00:00:00.999000Z");
+    EXPECT_EQ(LastMoment<1000000>(), "string 1970-01-01T00:00:00.999999Z");
+    EXPECT_EQ(LastMoment<1000001>(), "string 1970-01-01T00:00:00.999999000Z");
+    EXPECT_EQ(LastMoment<1000000000>(), "string 1970-01-01T00:00:00.999999999Z");
+    EXPECT_EQ(LastMoment<1000000000000>(), "string 1970-01-01T00:00:00.999999999Z");
+    EXPECT_EQ(LastMoment<1000000000000000>(), "string 1970-01-01T00:00:00.999999999Z");
+}
+
+TEST(TagVarArguments, TimesOfAUnitThatIsNoWholeNumberAndNoFractionOfASecond) {
+    using TOdd = std::chrono::duration<long long, std::ratio<3, 2>>;
+    EXPECT_EQ(Show(TagVar(std::chrono::time_point<std::chrono::system_clock, TOdd>(TOdd(5)))),
+              "string 1970-01-01T00:00:07.500Z");
+}
+
+TEST(TagVarArguments, TimesTooFarForACalendarAreDurations) {
+    using TReal = std::chrono::duration<double>;
+    auto const at = [](double seconds) {
+        return Show(TagVar(std::chrono::time_point<std::chrono::system_clock, TReal>(TReal(seconds))));
+    };
+    EXPECT_EQ(at(1e15), "string 1e+15s");
+    EXPECT_EQ(at(-1e15), "string -1e+15s");
+    EXPECT_EQ(at(std::numeric_limits<double>::infinity()), "string infs");
 }
 
 TEST(TagVarArguments, TypesOfUsersSayWhatTheyAre) {

@@ -165,6 +165,24 @@ TEST(Enumeration, EndsIfItsFolderIsRemovedMeanwhile) {
     EXPECT_LT(seen.size(), added.size()); // the system had read only a part of the names
 }
 
+TEST(Enumeration, BegunAgainClosesTheFolderThatItHadOpen) {
+    TTempFolder const folder;
+    for (char const *const file : {"one", "two", "three"})
+        folder.AddFile(file);
+    auto const openFiles = [] {
+        std::filesystem::directory_iterator const files("/proc/self/fd");
+        return std::distance(begin(files), end(files));
+    };
+    auto const before = openFiles();
+    {
+        TDirectory listed(folder.Name().c_str());
+        EXPECT_TRUE(static_cast<bool>(listed.FindFirst()));
+        EXPECT_TRUE(static_cast<bool>(listed.FindFirst()));
+        EXPECT_EQ(openFiles(), before + 1);
+    }
+    EXPECT_EQ(openFiles(), before);
+}
+
 TEST(Enumeration, GoesOnIfItsFolderIsRenamedMeanwhile) {
     TTempFolder const folder;
     for (char const *const file : {"listed\\one", "listed\\two"})
