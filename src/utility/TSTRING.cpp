@@ -86,20 +86,24 @@ private:
 
 constexpr std::size_t fsSmallSet = 8; // for a larger set, the search uses a table
 
+// This function is not inlined, because its table would cost its caller time, even if there is nothing left to search.
+[[gnu::noinline]] char const *FindInRest(char const *from, char const *end, std::string_view set,
+                                         bool wanted) noexcept {
+    if (set.size() <= fsSmallSet)
+        return std::find_if(from, end, [=](char c) { return (set.find(c) != set.npos) == wanted; });
+    TByteSet const table(set);
+    return std::find_if(from, end, [&](char c) { return table.Has(c) == wanted; });
+}
+
 unsigned int FindInSet(TString const &text, char const *set, unsigned int start, bool wanted) {
     if (start > text.length())
         return 0;
-    char const *const data = text;
+    char const *const data = text.data();
     char const *const end = data + text.length();
     std::string_view const bytes(set ? set : "");
-    char const *at = data + start - 1;
-    at = wide_search::SkipBlocks(at, end, bytes.data(), bytes.size(), wanted);
-    if (bytes.size() <= fsSmallSet) {
-        at = std::find_if(at, end, [=](char c) { return (bytes.find(c) != bytes.npos) == wanted; });
-    } else {
-        TByteSet const table(bytes);
-        at = std::find_if(at, end, [&](char c) { return table.Has(c) == wanted; });
-    }
+    char const *at = wide_search::SkipBlocks(data + start - 1, end, bytes.data(), bytes.size(), wanted);
+    if (at != end)
+        at = FindInRest(at, end, bytes, wanted);
     return at == end ? 0 : static_cast<unsigned int>(at - data) + 1;
 }
 

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #if defined(__SSE2__)
 
@@ -29,11 +30,17 @@ TUZUTIL_AVX2 inline __m256i Load32(char const *at) noexcept {
     return _mm256_loadu_si256(reinterpret_cast<__m256i const *>(at));
 }
 
+// Returns the last place up to `at` where a block of 32 bytes lies in one line of the cache.
+template <typename Char>
+Char *Aligned(Char *at) noexcept {
+    return at - reinterpret_cast<std::uintptr_t>(at) % fsWidth;
+}
+
 TUZUTIL_AVX2 inline unsigned int Mask32(__m256i equal) noexcept {
     return static_cast<unsigned int>(_mm256_movemask_epi8(equal));
 }
 
-// Each of the next four functions searches whole blocks, and moves `from` or `end` past them. If the function returns
+// Each of the next three functions searches whole blocks, and moves `from` or `end` past them. If the function returns
 // null, the caller must search the rest between `from` and `end`.
 
 TUZUTIL_AVX2 char const *ByteInBlocks(char const *&from, char const *end, char c) noexcept {
@@ -55,6 +62,9 @@ TUZUTIL_AVX2 char const *ByteInBlocks(char const *&from, char const *end, char c
 
 TUZUTIL_AVX2 char const *LastByteInBlocks(char const *from, char const *&end, char c) noexcept {
     __m256i const wanted = _mm256_set1_epi8(c);
+    if (unsigned int const hits = Mask32(_mm256_cmpeq_epi8(Load32(end - fsWidth), wanted)))
+        return end - 1 - __builtin_clz(hits);
+    end = Aligned(end); // the bytes after it have been searched
     for (; end - from >= 4 * fsWidth; end -= 4 * fsWidth) {
         __m256i const first = _mm256_cmpeq_epi8(Load32(end - 128), wanted);
         __m256i const second = _mm256_cmpeq_epi8(Load32(end - 96), wanted);
@@ -86,23 +96,56 @@ TUZUTIL_AVX2 char const *PairInBlocks(char const *&from, char const *end, char a
     return nullptr;
 }
 
-// Compares the first and the last byte of the text at each place. If both match, compares the rest of the text.
-TUZUTIL_AVX2 char const *TextInBlocks(char const *&from, char const *end, char const *text,
-                                      std::size_t count) noexcept {
-    char const *const last = end - count; // the last place at which the text can begin
+// A block of at most 64 bytes.
+struct THits {
+    char const *at;
+    char const *next;     // the end of the block
+    std::uint64_t places; // one bit for each place at which the text may begin
+};
+
+// Compares the first and the last byte of the text at each place from `from` to `last`. Returns the first block in
+// which both match somewhere, or a block without places. The first blocks and the last ones may overlap. Calls no
+// function, because the compiler would have to reload the constants after a call. REQUIRES: the 31 bytes before `last`
+// can be read.
+TUZUTIL_AVX2 THits NextHits(char const *from, char const *last, char const *text, std::size_t count) noexcept {
     __m256i const first = _mm256_set1_epi8(text[0]);
     __m256i const final = _mm256_set1_epi8(text[count - 1]);
-    for (; last - from >= 2 * fsWidth - 1; from += 2 * fsWidth) {
-        char const *const ends = from + count - 1;
-        __m256i const low =
-            _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from), first), _mm256_cmpeq_epi8(Load32(ends), final));
-        __m256i const high =
-            _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from + 32), first), _mm256_cmpeq_epi8(Load32(ends + 32), final));
-        if (Mask32(_mm256_or_si256(low, high)) == 0)
+    auto const hits = [&](char const *at) TUZUTIL_AVX2 {
+        return _mm256_and_si256(_mm256_cmpeq_epi8(Load32(at), first), _mm256_cmpeq_epi8(Load32(at + count - 1), final));
+    };
+    char const *const tail = last - (fsWidth - 1);
+    if (from < tail) {
+        if (unsigned int const places = Mask32(hits(from)))
+            return {from, from + fsWidth, places};
+        from = Aligned(from + fsWidth);
+    }
+    for (; last - from >= 4 * fsWidth - 1; from += 4 * fsWidth) {
+        __m256i const one = hits(from);
+        __m256i const two = hits(from + fsWidth);
+        __m256i const three = hits(from + 2 * fsWidth);
+        __m256i const four = hits(from + 3 * fsWidth);
+        __m256i const low = _mm256_or_si256(one, two);
+        if (Mask32(_mm256_or_si256(low, _mm256_or_si256(three, four))) == 0)
             continue;
-        std::uint64_t hits = Mask32(low) | std::uint64_t{Mask32(high)} << 32;
-        for (; hits; hits &= hits - 1) {
-            char const *const candidate = from + __builtin_ctzll(hits);
+        if (Mask32(low) != 0)
+            return {from, from + 2 * fsWidth, Mask32(one) | std::uint64_t{Mask32(two)} << 32};
+        return {from + 2 * fsWidth, from + 4 * fsWidth, Mask32(three) | std::uint64_t{Mask32(four)} << 32};
+    }
+    for (; from < tail; from += fsWidth) {
+        if (unsigned int const places = Mask32(hits(from)))
+            return {from, from + fsWidth, places};
+    }
+    return {tail, tail + fsWidth, Mask32(hits(tail))};
+}
+
+// REQUIRES: the text can begin at 32 places at least.
+char const *FindWide(char const *from, char const *end, char const *text, std::size_t count) noexcept {
+    char const *const last = end - count; // the last place at which the text can begin
+    while (from <= last) {
+        THits hits = NextHits(from, last, text, count);
+        from = hits.next;
+        for (; hits.places; hits.places &= hits.places - 1) {
+            char const *const candidate = hits.at + __builtin_ctzll(hits.places);
             if (std::memcmp(candidate + 1, text + 1, count - 2) == 0)
                 return candidate;
         }
@@ -126,76 +169,169 @@ TUZUTIL_AVX2 char const *SkipWide(char const *from, char const *end, char const 
 
 // A set of ASCII characters, as a row of sixteen bytes. The lower four bits of a character are the index of a byte of
 // the row, and the upper four bits are the number of a bit in this byte. The bit is set if the character is in the set.
-struct TAsciiSet {
-    TAsciiSet(char const *set, std::size_t size) noexcept {
+struct TBitRow {
+    TBitRow(char const *set, std::size_t size) noexcept {
         for (std::size_t i = 0; i < size; ++i) {
             auto const c = static_cast<unsigned char>(set[i]);
-            isAscii = isAscii && c < 0x80;
+            isWhole = isWhole && c < 0x80;
             row[c % 16] = static_cast<unsigned char>(row[c % 16] | 1u << (c / 16 % 8));
         }
     }
 
     alignas(16) unsigned char row[16] = {};
-    bool isAscii = true;
+    bool isWhole = true; // whether the row contains the whole set
 };
 
-// Looks up 32 characters at a time. A byte that is not ASCII gives 0 in the first look-up, so it is in no set. Returns
-// `end` if no byte is found. REQUIRES: the range has at least 64 bytes.
-TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, TAsciiSet const &set, bool wanted) noexcept {
-    __m256i const rows = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<__m128i const *>(set.row)));
-    __m256i const bits = _mm256_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 4, 8, 16, 32, 64,
-                                          -128, 0, 0, 0, 0, 0, 0, 0, 0);
-    __m256i const low = _mm256_set1_epi8(0x0F);
-    auto const absent = [&](char const *at) TUZUTIL_AVX2 {
-        __m256i const bytes = Load32(at);
-        __m256i const upper = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), low);
-        __m256i const found = _mm256_and_si256(_mm256_shuffle_epi8(rows, bytes), _mm256_shuffle_epi8(bits, upper));
-        return _mm256_cmpeq_epi8(found, _mm256_setzero_si256());
-    };
-    // Skips the blocks without a wanted byte, and then finds the first wanted byte. The last blocks overlap those
-    // before them, so no rest is left.
-    unsigned int const flip = wanted ? ~0u : 0;
-    for (;; from += 2 * fsWidth) {
-        if (end - from < 2 * fsWidth) {
-            if (from == end)
-                return end;
-            from = end - 2 * fsWidth;
+// A set of ASCII characters, of which at most one shares its lower four bits with another. It is a row of sixteen
+// bytes, in which the lower four bits of a character are the index of the character itself. A byte that belongs to
+// another index stands where the set has no character.
+struct TCharacterRow {
+    // REQUIRES: `size` is at least 1.
+    TCharacterRow(char const *set, std::size_t size) noexcept {
+        auto const first = static_cast<unsigned char>(*set);
+        unsigned int extra = first;
+        bool isPossible = true;
+        for (std::size_t i = 0; i < size && isPossible; ++i) {
+            unsigned int const c = static_cast<unsigned char>(set[i]);
+            unsigned int const entry = row[c % 16];
+            if (entry % 16 != c % 16)
+                row[c % 16] = static_cast<unsigned char>(c);
+            else if (entry != c)
+                isPossible = extra == c || std::exchange(extra, c) == first;
+            isPossible = isPossible && c < 0x80;
         }
-        __m256i const first = absent(from);
-        __m256i const second = absent(from + fsWidth);
-        if (wanted ? Mask32(_mm256_and_si256(first, second)) == ~0u : Mask32(_mm256_or_si256(first, second)) == 0)
-            continue;
-        unsigned int const hits = Mask32(first) ^ flip;
-        return hits ? from + __builtin_ctz(hits) : from + fsWidth + __builtin_ctz(Mask32(second) ^ flip);
+        other = static_cast<unsigned char>(extra);
+        isWhole = isPossible;
     }
+
+    alignas(16) unsigned char row[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+    unsigned char other; // the character whose place another one has, or else the first one of the set
+    bool isWhole;        // whether the row and the other character are the whole set
+};
+
+TUZUTIL_AVX2 inline __m256i LoadRow(unsigned char const *row) noexcept {
+    return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<__m128i const *>(row)));
 }
 
-// Folds whole blocks of 64 bytes, up to the first one that has a zero byte or a byte that is not ASCII. Calls no
-// function, because the compiler would have to reload the constants after a call.
+// Each of the next two classes looks up 32 characters at a time. Returns 0 for each one that is not in the set. A byte
+// that is not ASCII gives 0 in the row, so it is in no set.
+
+class TLookUpBits {
+public:
+    TUZUTIL_AVX2 explicit TLookUpBits(TBitRow const &set) noexcept : fRow(LoadRow(set.row)) {}
+
+    TUZUTIL_AVX2 __m256i operator()(__m256i bytes) const noexcept {
+        __m256i const bits = _mm256_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 4, 8, 16, 32,
+                                              64, -128, 0, 0, 0, 0, 0, 0, 0, 0);
+        __m256i const upper = _mm256_and_si256(_mm256_srli_epi16(bytes, 4), _mm256_set1_epi8(0x0F));
+        return _mm256_and_si256(_mm256_shuffle_epi8(fRow, bytes), _mm256_shuffle_epi8(bits, upper));
+    }
+
+private:
+    __m256i fRow;
+};
+
+class TLookUpCharacters {
+public:
+    TUZUTIL_AVX2 explicit TLookUpCharacters(TCharacterRow const &set) noexcept
+        : fRow(LoadRow(set.row)), fOther(_mm256_set1_epi8(static_cast<char>(set.other))) {}
+
+    TUZUTIL_AVX2 __m256i operator()(__m256i bytes) const noexcept {
+        return _mm256_or_si256(_mm256_cmpeq_epi8(_mm256_shuffle_epi8(fRow, bytes), bytes),
+                               _mm256_cmpeq_epi8(fOther, bytes));
+    }
+
+private:
+    __m256i fRow;
+    __m256i fOther;
+};
+
+// Returns a block in which a byte of `a` or `b` remains that the search wants, if there is one: one that is not 0 or,
+// if `wanted` is false, 0.
+template <bool wanted>
+TUZUTIL_AVX2 inline __m256i Both(__m256i a, __m256i b) noexcept {
+    return wanted ? _mm256_or_si256(a, b) : _mm256_min_epu8(a, b);
+}
+
+// The first blocks and the last ones may overlap, so no rest is left. Returns `end` if no byte is found. REQUIRES: the
+// range has at least 32 bytes.
+template <bool wanted, typename LookUp, typename Set>
+TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, Set const &set) noexcept {
+    LookUp const find(set);
+    auto const look = [&](char const *at) TUZUTIL_AVX2 { return find(Load32(at)); };
+    auto const hits = [&](__m256i found) TUZUTIL_AVX2 {
+        return Mask32(_mm256_cmpeq_epi8(found, _mm256_setzero_si256())) ^ (wanted ? ~0u : 0);
+    };
+    if (unsigned int const places = hits(look(from)))
+        return from + __builtin_ctz(places);
+    from = Aligned(from + fsWidth);
+    for (auto blocks = (end - from) / (4 * fsWidth); blocks > 0; --blocks, from += 4 * fsWidth) {
+        __m256i const half = Both<wanted>(look(from), look(from + fsWidth));
+        __m256i const found = Both<wanted>(half, Both<wanted>(look(from + 2 * fsWidth), look(from + 3 * fsWidth)));
+        if (wanted ? _mm256_testz_si256(found, found) == 0 : hits(found) != 0)
+            break;
+    }
+    for (; end - from >= fsWidth; from += fsWidth) {
+        if (unsigned int const places = hits(look(from)))
+            return from + __builtin_ctz(places);
+    }
+    unsigned int const places = hits(look(end - fsWidth));
+    return places ? end - fsWidth + __builtin_ctz(places) : end;
+}
+
+template <typename LookUp, typename Set>
+char const *SkipAscii(char const *from, char const *end, Set const &set, bool wanted) noexcept {
+    return wanted ? SkipAscii<true, LookUp>(from, end, set) : SkipAscii<false, LookUp>(from, end, set);
+}
+
+// Folds blocks, up to the first one that has a zero byte or a byte that is not ASCII. The first blocks and the last
+// ones may overlap, because folding a byte twice does the same as folding it once. Calls no function, because the
+// compiler would have to reload the constants after a call. REQUIRES: the range has at least 32 bytes.
 TUZUTIL_AVX2 char *FoldAscii(char *from, char *end, char first) noexcept {
     __m256i const caseBit = _mm256_set1_epi8(ascii_case::fsCaseBit);
     __m256i const shift = _mm256_set1_epi8(static_cast<char>(-128 - first));
     __m256i const bound = _mm256_set1_epi8(-128 + 26);
+    auto const isText = [&](__m256i bytes)
+                            TUZUTIL_AVX2 { return Mask32(_mm256_cmpgt_epi8(bytes, _mm256_setzero_si256())) == ~0u; };
     auto const fold = [&](char *at, __m256i bytes) TUZUTIL_AVX2 {
         __m256i const letters = _mm256_cmpgt_epi8(bound, _mm256_add_epi8(bytes, shift));
         __m256i const folded = _mm256_xor_si256(bytes, _mm256_and_si256(letters, caseBit));
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), folded);
     };
-    for (; end - from >= 2 * fsWidth; from += 2 * fsWidth) {
-        __m256i const low = Load32(from);
-        __m256i const high = Load32(from + fsWidth);
-        __m256i const least = _mm256_min_epi8(low, high);
-        if (Mask32(_mm256_cmpgt_epi8(least, _mm256_setzero_si256())) != ~0u)
+    __m256i const head = Load32(from);
+    if (!isText(head))
+        return from;
+    __m256i const tail = Load32(end - fsWidth); // loaded before it may be folded by the loop
+    fold(from, head);
+    from = Aligned(from + fsWidth);
+    for (auto blocks = (end - from) / (4 * fsWidth); blocks > 0; --blocks, from += 4 * fsWidth) {
+        __m256i const one = Load32(from);
+        __m256i const two = Load32(from + fsWidth);
+        __m256i const three = Load32(from + 2 * fsWidth);
+        __m256i const four = Load32(from + 3 * fsWidth);
+        if (!isText(_mm256_min_epi8(_mm256_min_epi8(one, two), _mm256_min_epi8(three, four))))
             break;
-        fold(from, low);
-        fold(from + fsWidth, high);
+        fold(from, one);
+        fold(from + fsWidth, two);
+        fold(from + 2 * fsWidth, three);
+        fold(from + 3 * fsWidth, four);
     }
-    return from;
+    for (; end - from >= fsWidth; from += fsWidth) {
+        __m256i const bytes = Load32(from);
+        if (!isText(bytes))
+            return from;
+        fold(from, bytes);
+    }
+    if (!isText(tail))
+        return from;
+    fold(end - fsWidth, tail);
+    return end;
 }
 
 char *FoldWide(char *from, char *end, char first, int (*fold)(int)) {
     for (;;) {
-        from = FoldAscii(from, end, first);
+        if (end - from >= fsWidth)
+            from = FoldAscii(from, end, first);
         if (end - from < 2 * fsWidth || std::memchr(from, 0, 2 * fsWidth))
             return from;
         for (char *const next = from + 2 * fsWidth; from != next; ++from)
@@ -230,20 +366,23 @@ char const *wide_search::FindPair(char const *from, char const *end, char a, cha
 }
 
 char const *wide_search::FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {
-    if (count > 1 && end - from >= fsLong && static_cast<std::size_t>(end - from) >= count && HasAvx2()) {
-        if (char const *const found = TextInBlocks(from, end, text, count))
-            return found;
-    }
+    if (count > 1 && static_cast<std::size_t>(end - from) >= fsLong + count && HasAvx2())
+        return FindWide(from, end, text, count);
     return byte_search::FindText(from, end, text, count);
 }
 
 char const *wide_search::SkipBlocks(char const *from, char const *end, char const *set, std::size_t size,
                                     bool wanted) noexcept {
     if (end - from >= fsLong && HasAvx2()) {
-        TAsciiSet const ascii(set, size);
-        return ascii.isAscii        ? SkipAscii(from, end, ascii, wanted)
-               : size <= fsSmallSet ? SkipWide(from, end, set, size, wanted)
-                                    : from;
+        if (size != 0) {
+            TCharacterRow const characters(set, size);
+            if (characters.isWhole)
+                return SkipAscii<TLookUpCharacters>(from, end, characters, wanted);
+        }
+        TBitRow const bits(set, size);
+        if (bits.isWhole)
+            return SkipAscii<TLookUpBits>(from, end, bits, wanted);
+        return size <= fsSmallSet ? SkipWide(from, end, set, size, wanted) : from;
     }
     if (size > fsSmallSet)
         return from;
