@@ -50,6 +50,13 @@ inline TWaitResult FailedWait(int error) noexcept {
 
 } // namespace platform
 
+// Takes the place of platform/single_thread.h, because the C library does not know the threads of the scheduler.
+#define TUZUTIL_SINGLE_THREAD
+namespace platform {
+inline constexpr char manyThreads = 0;
+inline constexpr char const *singleThreadByte = &manyThreads;
+} // namespace platform
+
 #include "platform/fast_mutex.cpp"
 
 // Takes the place of platform/posix/thread_record.h.
