@@ -81,7 +81,7 @@ private:
             return true;
         }
         std::uint32_t expected = from;
-        return fState.compare_exchange_strong(expected, to, order, std::memory_order_relaxed);
+        return fState.compare_exchange_strong(expected, to, order, std::memory_order_acquire);
     }
 
     TWaitResult TakeOver() noexcept;
@@ -123,7 +123,6 @@ inline void TFastMutex::Release(TThreadRecord &thread) noexcept {
     fOwner.store(0, std::memory_order_relaxed);
     if (Change(held, free, std::memory_order_release))
         return;
-    std::atomic_thread_fence(std::memory_order_acquire);
     // PrepareWake() must be called before the lock is free, because the lock may be deleted afterwards. If the system
     // uses fPlace, fPlace is set by now: a waiter sets fPlace before the state becomes `heldAndWaitedFor`.
     TWaitPlace *const place = PrepareWake();
