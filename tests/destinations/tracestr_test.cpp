@@ -21,6 +21,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -709,4 +710,62 @@ TEST(TTraceWindowsDebug, CopiesShareTheDestination) {
     EXPECT_EQ(copy.QueryLevel(), 8u);
     Entry(TTrace::warning, "f", 1, "text");
     EXPECT_EQ(fsOutputs.size(), 1u);
+}
+
+// Subclasses
+
+namespace {
+
+// Joins when it is complete, and counts the entries.
+class TCountingTrace : public TTraceStreamBase {
+public:
+    template <typename... Arguments>
+    explicit TCountingTrace(int &count, Arguments &&...arguments)
+        : TTraceStreamBase(joinsLater, std::forward<Arguments>(arguments)...), fCount(count) {
+        SetDisplayPrefix(0);
+    }
+    void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override {
+        ++fCount;
+        TTraceStreamBase::Write(level, category, message);
+    }
+
+private:
+    int &fCount;
+};
+
+} // namespace
+
+TEST(TraceStreamSubclass, JoinsWithEveryKindOfStream) {
+    TTempFolder const folder;
+    std::string const name = folder.Name("sub.log");
+    std::ostringstream borrowed;
+    int count = 0;
+    int destroyed = 0;
+    {
+        TTrace const none = TTrace::Make<TCountingTrace>(count);
+        TTrace const first = TTrace::Make<TCountingTrace>(count, borrowed);
+        TTrace const second =
+            TTrace::Make<TCountingTrace>(count, static_cast<std::ostream *>(new TMortalStream(destroyed)));
+        TTrace const third = TTrace::Make<TCountingTrace>(count, name.c_str());
+        Entry(TTrace::error, "f", 1, "text");
+        EXPECT_EQ(count, 4);
+        EXPECT_EQ(destroyed, 0);
+    }
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(borrowed.str(), "E [f:1] text\n");
+    EXPECT_EQ(Content(folder.Native("sub.log")), "E [f:1] text\n");
+}
+
+TEST(TTraceStream, WhoseDestinationWasReplacedTakesNoStream) {
+    std::ostringstream first, second;
+    int destroyed = 0;
+    TTraceStream trace(first);
+    trace.SetDisplayPrefix(0);
+    static_cast<TTrace &>(trace) = TTrace();
+    trace.SetStream(second);
+    trace.SetStream(new TMortalStream(destroyed));
+    EXPECT_EQ(destroyed, 1); // nobody else would delete it
+    Entry(TTrace::error, "f", 1, "text");
+    EXPECT_EQ(first.str(), "");
+    EXPECT_EQ(second.str(), "");
 }

@@ -124,3 +124,31 @@ TEST(FilterStreamBuf, WithoutAPutAreaEveryWriteGoesThrough) {
     EXPECT_EQ(through.written, "abcd");
     EXPECT_EQ(through.sgetc(), fsEnd);
 }
+
+// TakePieces() is optional. Without it, bytes are read a piece at a time.
+TEST(FilterStreamBuf, ReadsWithReadPieceAlone) {
+    class TPieces : public TFilterStreamBuf {
+    private:
+        int doallocate() override { return 0; }
+        bool IsWritable() const noexcept override { return false; }
+        void WriteThrough(char const *, std::size_t) override {}
+        bool IsReadable() const noexcept override { return true; }
+        TPiece ReadPiece() override {
+            char *const begin = fArea + fsPutBackRoom;
+            if (fPieces == 0)
+                return {fArea, begin, begin};
+            --fPieces;
+            begin[0] = 'a';
+            begin[1] = 'b';
+            return {fArea, begin, begin + 2};
+        }
+
+        char fArea[20] = {};
+        int fPieces = 3;
+    } pieces;
+    char text[10] = {};
+    EXPECT_EQ(pieces.sgetn(text, 5), 5);
+    EXPECT_STREQ(text, "ababa");
+    EXPECT_EQ(pieces.sgetn(text, 5), 1);
+    EXPECT_EQ(pieces.sgetc(), fsEnd);
+}

@@ -258,3 +258,15 @@ TEST(MemStream, DoesWhatTheModelDoes) {
         ASSERT_EQ(Copied(buf), model.data) << seed;
     }
 }
+
+TEST(MemStreamBuf, UnderflowWithBytesInTheAreaTakesNone) {
+    class TReader : public TMemStreamBuf {
+    public:
+        using TMemStreamBuf::underflow;
+    } buf;
+    EXPECT_EQ(buf.sputn("ab", 2), 2);
+    EXPECT_EQ(buf.sgetc(), 'a');
+    EXPECT_EQ(buf.underflow(), 'a');
+    EXPECT_EQ(buf.sbumpc(), 'a');
+    EXPECT_EQ(buf.underflow(), 'b');
+}

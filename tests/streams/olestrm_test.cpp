@@ -322,3 +322,22 @@ TEST_F(OleStream, MayBeABase) {
     TReader(20ul, object.Stream()) >> word;
     EXPECT_EQ(word, "two");
 }
+
+TEST_F(OleStream, UnderflowWithBytesInTheAreaReadsNone) {
+    class TReader : public TOleStreamBuf {
+    public:
+        using TOleStreamBuf::TOleStreamBuf;
+        using TOleStreamBuf::underflow;
+    };
+    behaviour.content = "ab";
+    {
+        TReader buf(object.Stream(), TOleStreamBuf::reading);
+        EXPECT_EQ(buf.sgetc(), 'a');
+        std::size_t const reads = behaviour.reads.size();
+        EXPECT_EQ(buf.underflow(), 'a');
+        EXPECT_EQ(behaviour.reads.size(), reads);
+    }
+    behaviour.position = 0;
+    TiOleStream in(20ul, object.Stream());
+    EXPECT_EQ(in.get(), 'a');
+}

@@ -334,3 +334,23 @@ TEST(TempStream, DoesWhatTheModelDoes) {
         ASSERT_EQ(Copied(buf), model.Rest()) << seed;
     }
 }
+
+TEST(TempStreamBuf, UnderflowWithBytesInTheAreaTakesNone) {
+    class TAtOnce : public TTempStreamTest {
+    public:
+        int Test(TTempStreamBuf *) override { return 1; }
+    };
+    class TReader : public TTempStreamBuf {
+    public:
+        using TTempStreamBuf::extend;
+        using TTempStreamBuf::TTempStreamBuf;
+        using TTempStreamBuf::underflow;
+    } buf(2ul, "name", new TAtOnce);
+    EXPECT_EQ(buf.sputn("abcdef", 6), 6); // moves to a file
+    EXPECT_EQ(buf.extend(), 0);           // has nothing more to do
+    EXPECT_EQ(buf.pubseekpos(1), 1);
+    EXPECT_EQ(buf.sgetc(), 'b');
+    EXPECT_EQ(buf.underflow(), 'b');
+    EXPECT_EQ(buf.sbumpc(), 'b');
+    EXPECT_EQ(buf.underflow(), 'c');
+}
