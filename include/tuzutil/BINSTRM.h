@@ -51,8 +51,8 @@ public:
         char const *const from = (buffer.*&TStreamArea::gptr)();
         if ((buffer.*&TStreamArea::egptr)() - from < static_cast<std::ptrdiff_t>(sizeof bytes))
             return false;
-        std::memcpy(&bytes, from, sizeof bytes);
         (buffer.*&TStreamArea::gbump)(static_cast<int>(sizeof bytes));
+        std::memcpy(&bytes, from, sizeof bytes);
         return true;
     }
     template <typename Bytes>
@@ -60,8 +60,9 @@ public:
         char *const to = (buffer.*&TStreamArea::pptr)();
         if ((buffer.*&TStreamArea::epptr)() - to < static_cast<std::ptrdiff_t>(sizeof bytes))
             return false;
-        std::memcpy(to, &bytes, sizeof bytes);
+        // After the bytes are stored, the compiler would have to load the pointer again.
         (buffer.*&TStreamArea::pbump)(static_cast<int>(sizeof bytes));
+        std::memcpy(to, &bytes, sizeof bytes);
         return true;
     }
 };
@@ -293,17 +294,21 @@ private:
     // Copies the number from the get area of the stream's buffer if all bytes are there and no sentry is needed.
     template <typename Wire, typename Value>
     TiBinaryStream &ReadNumber(Value &value) {
+        using Number = tuzutil::TWireNumber<Wire>;
         bool const network = IsNetworkOrder() != 0;
-        typename tuzutil::TWireNumber<Wire>::Bits bits = 0;
-        std::size_t got = sizeof bits;
-        if (IsReadyForInput() && tuzutil::TStreamArea::Take(*Ios().rdbuf(), bits))
+        typename Number::Bits bits;
+        if (IsReadyForInput() && tuzutil::TStreamArea::Take(*Ios().rdbuf(), bits)) {
             fCount = sizeof bits;
+            value = static_cast<Value>(Number::Decode(bits, network));
+            return *this;
+        }
+        // This variable is another one, because a variable whose address is passed on has to be kept in memory.
+        typename Number::Bits read = 0;
+        std::size_t const got = ReadBytes(&read, sizeof read);
+        if (network || got == sizeof read)
+            value = static_cast<Value>(Number::Decode(read, network));
         else
-            got = ReadBytes(&bits, sizeof bits);
-        if (network || got == sizeof bits)
-            value = static_cast<Value>(tuzutil::TWireNumber<Wire>::Decode(bits, network));
-        else
-            std::memcpy(&value, &bits, got); // the low bytes have arrived; the other bytes keep their values
+            std::memcpy(&value, &read, got); // the low bytes have arrived; the other bytes keep their values
         return *this;
     }
     TiBinaryStream &ReadWord(char *text, std::size_t size);
@@ -385,8 +390,11 @@ private:
             }
         }
         auto const bits = tuzutil::TWireNumber<Wire>::Encode(static_cast<Wire>(value), IsNetworkOrder() != 0);
-        if (!IsReadyForOutput() || !tuzutil::TStreamArea::Put(*Ios().rdbuf(), bits))
-            WriteBytes(&bits, sizeof bits);
+        if (IsReadyForOutput() && tuzutil::TStreamArea::Put(*Ios().rdbuf(), bits))
+            return *this;
+        // A variable whose address is passed on has to be kept in memory. So only a copy is passed on.
+        auto const written = bits;
+        WriteBytes(&written, sizeof written);
         return *this;
     }
     void WriteBytes(void const *bytes, std::size_t count);
