@@ -162,7 +162,8 @@ public:
     static void Write(std::uint32_t level, TTrace::Category const &category, TTraceTextOf<Arguments...> text,
                       Arguments const &...arguments) noexcept {
         if (__builtin_expect(IsWanted(level, category), 0))
-            Sort(level, category, text.QueryPlace().file, text.QueryPlace().line, text.QueryFormat(), arguments...);
+            Sort<Arguments...>(level, category, text.QueryPlace().file, text.QueryPlace().line, text.QueryFormat(),
+                               arguments...);
     }
 
 #if defined(__cpp_lib_format)
@@ -172,7 +173,7 @@ public:
     static void Format(std::uint32_t level, TTrace::Category const &category,
                        TTraceFormatOf<Arguments const &...> format, Arguments const &...arguments) noexcept {
         if (__builtin_expect(IsWanted(level, category), 0))
-            CollectFormatted(level, category, format.QueryPlace(), format.QueryFormat(), arguments...);
+            CollectFormatted<Arguments...>(level, category, format.QueryPlace(), format.QueryFormat(), arguments...);
     }
 #endif
 
@@ -196,13 +197,19 @@ private:
         int fHeld;
     };
 
+    // How an argument is passed to a function that is not inlined: a number, an enum or a pointer by its value. If such
+    // a function took the address of a variable, the compiler could not keep the variable in a register, not even where
+    // nothing is traced.
+    template <typename T>
+    using TPassed = std::conditional_t<std::is_scalar_v<T>, std::remove_cv_t<T>, T const &>;
+
     // Finds the format, and passes the entry on. If `format` is null, the first argument is the format. If `format` has
     // no conversion and the first argument is a text, the first argument is the format, too, and `format` is the name
     // of a file.
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void Sort(std::uint32_t level, TTrace::Category const &category,
                                                      char const *file, unsigned long line, char const *format,
-                                                     Arguments const &...arguments) noexcept {
+                                                     TPassed<Arguments>... arguments) noexcept {
         if constexpr (TTraceText<Arguments...>::mayTakeFormat) {
             if (!format || !tuzutil::HasConversion(format))
                 return Collect(level, category, TTracePlace(format ? format : file, line), arguments...);
@@ -227,7 +234,7 @@ private:
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void CollectFormatted(std::uint32_t level, TTrace::Category const &category,
                                                                  TTracePlace place, std::string_view format,
-                                                                 Arguments const &...arguments) noexcept {
+                                                                 TPassed<Arguments>... arguments) noexcept {
         THold const hold;
         std::string text;
         try {

@@ -3,6 +3,7 @@
 
 check.py OBJDUMP BINARY calls CALLEE FUNCTION...     each function calls the callee
 check.py OBJDUMP BINARY nocall FUNCTION...           no function calls anything before it returns or jumps out of line
+check.py OBJDUMP BINARY nostack FUNCTION...          no function reads or writes the stack before it jumps out of line
 """
 
 import re
@@ -47,6 +48,11 @@ def main():
             if not any(re.search(r"\b(call|jmp)\b.*" + re.escape(callee), line) for line in lines):
                 print(f"{name} does not call {callee}")
                 failed = True
+    elif rule == "nostack":
+        for name in sys.argv[4:]:
+            for body in matching(found, name):
+                print(f"{name}:", *body, sep="\n    ")
+                failed |= any(re.search(r"\(%rsp", line) for line in body)
     else:
         for name in sys.argv[4:]:
             for body in matching(found, name):
