@@ -205,9 +205,8 @@ void TString::MakeUnique() {
         MakeUnique(length());
 }
 
+// REQUIRES: the string is not null.
 void TString::MakeUnique(unsigned int newLength) {
-    if (!fBuffer)
-        return;
     TStringBuffer *const fresh = AllocateBuffer(newLength, 1, fBuffer->flags);
     unsigned int const kept = std::min(newLength, fBuffer->length);
     CopyBytes(fresh->Data(), fBuffer->Data(), kept);
@@ -514,8 +513,6 @@ TString &TString::remove(unsigned int start, unsigned int count) {
     if (std::uint64_t{length()} + 1 < std::uint64_t{start} + count)
         return remove(start);
     RequireStart(start, fsBadTruncate);
-    if (IsNull())
-        return *this;
     unsigned int const before = start - 1;
     unsigned int const behind = length() - before - count;
     if (!fBuffer->IsShared()) {

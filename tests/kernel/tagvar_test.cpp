@@ -547,6 +547,55 @@ TEST(TagVar, NothingIsWrittenToAFailedStream) {
     EXPECT_EQ(bytes.str(), "");
 }
 
+namespace {
+
+// Takes a number of bytes, and refuses all others.
+class TNarrowSink : public std::streambuf {
+public:
+    explicit TNarrowSink(std::size_t room) : fRoom(room) {}
+    std::string taken;
+
+protected:
+    std::streamsize xsputn(char const *bytes, std::streamsize count) override {
+        auto const fits = std::min(static_cast<std::size_t>(count), fRoom - taken.size());
+        taken.append(bytes, fits);
+        return static_cast<std::streamsize>(fits);
+    }
+    int_type overflow(int_type c) override {
+        char const byte = traits_type::to_char_type(c);
+        return xsputn(&byte, 1) == 1 ? c : traits_type::eof();
+    }
+
+private:
+    std::size_t fRoom;
+};
+
+} // namespace
+
+TEST(TagVar, IsWrittenAsFarAsTheSinkTakesIt) {
+    for (TagVar const &value : {TagVar(5), TagVar(1.5), TagVar("abc"), TagVar(u"abc"), TagVar(TString("kept")),
+                                TagVar(TString(u"kept")), TagVar(TDateTime(1, 2)), TagVar(TagVarVoidPtr())}) {
+        std::string const whole = Written(value);
+        for (std::size_t room = 0; room <= whole.size(); ++room) {
+            TNarrowSink buffer(room);
+            std::ostream sink(&buffer);
+            ToBinaryStream out(sink, 1);
+            value.WriteToBinaryStream(out);
+            EXPECT_EQ(buffer.taken, whole.substr(0, room)) << Show(value);
+            EXPECT_EQ(out.good(), room == whole.size()) << Show(value) << room;
+        }
+    }
+}
+
+TEST(TagVar, AssignedToItselfKeepsItsValue) {
+    TagVar value("text of its own");
+    TagVar &same = value;
+    value = same;
+    EXPECT_EQ(Show(value), "string text of its own");
+    value = std::move(same);
+    EXPECT_EQ(Show(value), "string text of its own");
+}
+
 TEST(TagVar, PointerThatFourBytesCannotHoldIsNotWritten) {
     auto *const address = reinterpret_cast<void *>(UINTPTR_MAX);
     std::ostringstream bytes;

@@ -55,6 +55,16 @@ assert [line for line in run("stderr,er", mode="faulty") if "Trace configuration
 UNWRITABLE = "Z:\\proc\\none\\x" if emulator else "/proc/none/x"
 lines = run(f"file({UNWRITABLE})", mode="faulty")
 assert lines[1:] == TOLD and "unable to write the file" in lines[0], lines
+# So is one to a shared file that cannot be written.
+lines = run(f"shfile({UNWRITABLE})", mode="faulty")
+assert lines[1:] == TOLD and "unable to write the file" in lines[0], lines
+with tempfile.TemporaryDirectory() as folder:
+    # A destination that listens takes the faults, and standard error gets none.
+    path = os.path.join(folder, "shared.log")
+    assert run(f"shfile({'Z:' + path if emulator else path})", mode="faulty") == []
+    with open(path, encoding="ascii") as file:
+        told = [line.split("] ", 1)[1].strip() for line in file if " W [" in line]
+        assert told == ['Trace configuration: unknown component "Prtocol"', "Trace category TagVra not found"], told
 assert run(None, mode="faulty") == [
     'Trace configuration: unknown component "Prtocol"',
     'Trace configuration: unknown category "TagVra"',
