@@ -342,6 +342,15 @@ TEST(TPureCall, ATrapWhileItsEntryIsWrittenReturnsAtOnce) {
     });
 }
 
+TEST(TTraceNotify, WithoutItsFunctionAnObserverTrapsAsAPureCall) {
+    class TDeaf : public TTraceNotify {
+    } deaf;
+    CallPure("class .*TDeaf does not override TTraceNotify::Notify", [&] {
+        TCapture capture(0x2, 1); // which notifies all observers
+        EXPECT_EQ(TPureCall::Trap(), 0);
+    });
+}
+
 TEST(TExceptionTrace, WritesNoRecord) {
     TCapture capture;
     TException problem("text", 1, TException::recoverable);

@@ -165,3 +165,11 @@ TEST(TTraceSetKnown, MayGrowInManyThreadsWhileItIsWalked) {
         thread.join();
     EXPECT_EQ(set.GetNumberElements(), static_cast<unsigned long>(fsThreads * fsEach));
 }
+
+TEST(TraceCategory, AssignedToItselfKeepsItsNameAndComponent) {
+    TTrace::Category category(4, "own");
+    TTrace::Category const &same = category;
+    category = same;
+    EXPECT_EQ(category.QueryComponent(), 4u);
+    EXPECT_STREQ(category.QueryString().c_str(), "own");
+}

@@ -1011,3 +1011,16 @@ TEST(TString, ACopyHasABufferOfItsOwnWithTheFlags) {
     EXPECT_TRUE(TString().Copy().IsNull());
     EXPECT_TRUE(TString("").Copy().IsNilString());
 }
+
+TEST(TString, MovedToItselfKeepsItsText) {
+    TString text("text");
+    TString &same = text;
+    text = std::move(same);
+    EXPECT_STREQ(text.c_str(), "text");
+}
+
+TEST(TString, NullIsAnEmptySet) {
+    TString const text("text");
+    EXPECT_EQ(text.indexOfAnyOf(nullptr), 0u);
+    EXPECT_EQ(text.indexOfAnyBut(nullptr), 1u);
+}

@@ -61,3 +61,12 @@ TEST(TVersion, TheInstanceIsNullAndTheExportedNumbersAreZero) {
     EXPECT_EQ(QueryMajorVersion(), 0);
     EXPECT_EQ(QueryMinorVersion(), 0);
 }
+
+TEST(TVersion, AssignedToItselfKeepsItsText) {
+    TVersion version(4, 5);
+    char const *const text = version.QueryVersion();
+    TVersion const &same = version;
+    version = same;
+    EXPECT_EQ(version.QueryMajor(), 4);
+    EXPECT_EQ(version.QueryVersion(), text);
+}

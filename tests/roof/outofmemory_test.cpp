@@ -440,7 +440,10 @@ TOutcome FillsSharedMemory() {
 TOutcome SharesMemory() {
     ipcSharedMemory const memory("tuzutil.tests.outofmemory.block", 64);
     if (!memory)
-        return reported;
+        return memory.Pointer() == nullptr && memory.TrueSize() == 0 && memory.QueryError() != 0 &&
+                       (memory.Name() == nullptr || std::strstr(memory.Name(), "outofmemory.block"))
+                   ? reported
+                   : wrong;
     std::memset(memory.Pointer(), 1, 64);
     ipcSharedMemory const opened("tuzutil.tests.outofmemory.block");
     if (!opened)
