@@ -211,3 +211,14 @@ TEST(Utf8Mode, ALineOfATraceHasOneEncoding) {
     }
     EXPECT_EQ(out.str(), "E [NAME:7] \xC3\xBC \xC3\xBC\nE [NAME:8] \xC3\xBC \xC3\xBC\n");
 }
+
+// Each byte becomes three, which is the most that a byte can become.
+TEST(Unicode, AllBytesMayBeMalformed) {
+    for (unsigned int const length : {1u, 2u, 7u, 1000u, 100000u}) {
+        TString const text(nullptr, length, '\xFF');
+        TString const replaced = TUnicode::ToUtf8(text, TUnicode::replace);
+        ASSERT_EQ(replaced.length(), 3 * length);
+        for (unsigned int at = 0; at < length; ++at)
+            ASSERT_EQ(std::string(replaced.data() + 3 * std::size_t{at}, 3), "\xEF\xBF\xBD") << at;
+    }
+}

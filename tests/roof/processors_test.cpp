@@ -128,6 +128,27 @@ TEST_P(Processor, SkipsToABytesOfASetAtEveryPlace) {
     }
 }
 
+TEST_P(Processor, FindsEveryByteAmongAllOthers) {
+    std::string all;
+    for (int c = 1; c < 256; ++c)
+        all += static_cast<char>(c);
+    all = std::string(7, all[0]) + all + all; // each byte has several places in a block
+    for (int c = 1; c < 256; ++c) {
+        for (std::string const &set : {std::string(1, static_cast<char>(c)), std::string{static_cast<char>(c), '~'}}) {
+            for (std::size_t begin = 0; begin < 300; begin += 37) {
+                char const *const from = all.data() + begin, *const end = all.data() + all.size();
+                for (bool const wanted : {true, false}) {
+                    char const *const at = wide_search::SkipBlocks(from, end, set.data(), set.size(), wanted);
+                    auto const rest = static_cast<std::size_t>(at - all.data());
+                    ASSERT_EQ(wanted ? all.find_first_of(set, rest) : all.find_first_not_of(set, rest),
+                              wanted ? all.find_first_of(set, begin) : all.find_first_not_of(set, begin))
+                        << c << ' ' << begin << wanted;
+                }
+            }
+        }
+    }
+}
+
 int ToUpper(int c) {
     return c == 0xE4 ? 0xC4 : c >= 'a' && c <= 'z' ? c - 32 : c;
 }
