@@ -110,6 +110,24 @@ TEST_P(HostileLengths, InAMessageTakeNoMemory) {
     });
 }
 
+// gcount() then tells that only the length was read, and the text is still there.
+TEST_P(HostileLengths, OfATextForWhichThereIsNoMemoryAreReadAlone) {
+    std::ostringstream sink;
+    ToBinaryStream out(sink, GetParam());
+    out << TString(nullptr, 1000, 'x') << TString(nullptr, 1000, 'y');
+    std::istringstream source(sink.str());
+    TiBinaryStream in(source, GetParam());
+    TString text;
+    in >> text;
+    EXPECT_EQ(in.gcount(), 1000);
+    TString next;
+    memory::FailFrom(1);
+    EXPECT_THROW(in >> next, TOutOfMemory);
+    memory::Stop();
+    EXPECT_EQ(in.gcount(), 4);
+    EXPECT_EQ(source.get(), 'y');
+}
+
 INSTANTIATE_TEST_SUITE_P(InEachOrder, HostileLengths, testing::Values(0, 1));
 
 } // namespace
