@@ -247,7 +247,7 @@ TFilterStreamBuf::TPiece TDotByteStreamBuf::ReadPiece() {
     else if (count > 0 || fReadState != State::afterCr)
         fReadState = State::insideLine;
     if (lineFeed) {
-        *end++ = '\n';
+        ++end; // ReadPart() has stored the line feed
         if (fReadState == State::afterCr)
             fReadState = State::atLineStart;
         else

@@ -118,7 +118,7 @@ TFilterStreamBuf::TPiece TLineStreamBuf::ReadPiece() {
         ++fLinesRead;
     fAtLineStart = lineEnds;
     if (lineEnds)
-        piece[count++] = '\n';
+        ++count; // ReadPart() has stored the line feed
     return {back, piece, piece + count};
 }
 

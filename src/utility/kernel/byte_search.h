@@ -136,6 +136,31 @@ inline char const *FindEither(char const *from, char const *end, char a, char b)
     return nullptr;
 }
 
+// Copies [from, end) to `to` up to the first byte that is `a` or `b`. Copies and returns this byte, or returns null if
+// there is none. The bytes of `to` behind the copied ones may be overwritten, up to to[end - from - 1]. For a line of
+// text, this takes less time than a search and a call of memcpy().
+inline char const *CopyToEither(char const *from, char const *end, char a, char b, char *to) noexcept {
+    auto const size = static_cast<std::size_t>(end - from);
+    std::size_t at = 0;
+#if defined(__SSE2__)
+    __m128i const wantedA = _mm_set1_epi8(a);
+    __m128i const wantedB = _mm_set1_epi8(b);
+    for (std::size_t const blocks = size / 16 * 16; at != blocks; at += 16) {
+        __m128i const bytes = Load(from + at);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to + at), bytes);
+        __m128i const either = _mm_or_si128(_mm_cmpeq_epi8(bytes, wantedA), _mm_cmpeq_epi8(bytes, wantedB));
+        if (unsigned int const hits = Mask(either))
+            return from + at + __builtin_ctz(hits);
+    }
+#endif
+    for (; at != size; ++at) {
+        to[at] = from[at];
+        if (from[at] == a || from[at] == b)
+            return from + at;
+    }
+    return nullptr;
+}
+
 // Returns the first LF in [from, end), or null. If `hasBareReturn` is not null, looks at each CR before the result, or
 // before `end` if there is no LF. If a byte of the range that is not LF follows such a CR, sets `*hasBareReturn` to
 // true. A single search finds the end of a usual line, in which the first CR is the one before the LF.

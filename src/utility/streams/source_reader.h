@@ -35,8 +35,8 @@ Stop ReadToLineFeed(std::istream &source, char *into, std::size_t limit, std::si
 // If `stop` is Stop::limit, the function inspects the next byte, and waits until that byte arrives.
 bool TakeLineFeed(std::istream &source, Stop stop);
 
-// A part of a line: `count` bytes were stored. If `endsLine` is true, the line feed after them was taken too, but not
-// stored.
+// A part of a line: `count` bytes were stored. If `endsLine` is true, the line feed after them was taken and stored
+// too, but not counted.
 struct TPart {
     std::size_t count;
     bool endsLine;
@@ -46,27 +46,44 @@ struct TPart {
 // it waits for the next byte, which may be the line feed.
 enum class AtLimit { stop, inspect };
 
+// Copies [from, end) to `into` up to the first LF, with this LF, and returns it. If there is none, returns null, and
+// may have changed the bytes of `into`. `hasBareReturn` is that of byte_search::FindLineFeed().
+inline char const *CopyToLineFeed(char const *from, char const *end, char *into, bool *hasBareReturn) noexcept {
+    bool const isReturnText = !hasBareReturn || *hasBareReturn;
+    char const *const found = byte_search::CopyToEither(from, end, isReturnText ? '\n' : '\r', '\n', into);
+    if (!found || *found == '\n')
+        return found;
+    if (found + 1 != end && found[1] == '\n') {
+        into[found + 1 - from] = '\n';
+        return found + 1;
+    }
+    // The line has a bare CR, or the range ends.
+    char const *const lineFeed = byte_search::FindLineFeed(found, end, hasBareReturn);
+    if (lineFeed)
+        std::memcpy(into, from, static_cast<std::size_t>(lineFeed - from) + 1);
+    return lineFeed;
+}
+
 // Takes a whole line if the source's buffer already holds the line and its line feed within `limit` bytes, and if no
-// tied stream has to be flushed. Otherwise takes nothing and returns false. The function is inline, because for a usual
-// line, calls would take as long as the rest of the work.
+// tied stream has to be flushed. Otherwise takes nothing and returns false, but may have changed the bytes of `into`.
+// The function is inline, because for a usual line, calls would take as long as the rest of the work.
 inline bool TakeHeldLine(std::istream &source, char *into, std::size_t limit, std::size_t &count, bool *hasBareReturn) {
     if (!source.good() || source.tie())
         return false;
     std::string_view const held = TBufferArea::Held(*source.rdbuf()).substr(0, limit);
     if (held.empty())
         return false;
-    char const *const lineFeed = byte_search::FindLineFeed(held.data(), held.data() + held.size(), hasBareReturn);
+    char const *const lineFeed = CopyToLineFeed(held.data(), held.data() + held.size(), into, hasBareReturn);
     if (!lineFeed)
         return false;
     count = static_cast<std::size_t>(lineFeed - held.data());
-    std::memcpy(into, held.data(), count);
     TBufferArea::Advance(*source.rdbuf(), count + 1);
     return true;
 }
 
 // Reads the next part of a line. If an earlier call threw, `gathered` is the number of bytes that the earlier call had
 // stored, and this call continues after them. Sets `gathered` to 0 unless this call throws, too. `hasBareReturn` is
-// that of ReadToLineFeed().
+// that of ReadToLineFeed(). REQUIRES: `into` has room for `limit` bytes and the line feed.
 inline TPart ReadPart(std::istream &source, char *into, std::size_t limit, std::size_t &gathered, AtLimit atLimit,
                       bool *hasBareReturn = nullptr) {
     std::size_t count = 0;
@@ -74,6 +91,8 @@ inline TPart ReadPart(std::istream &source, char *into, std::size_t limit, std::
         return {count, true};
     Stop const stop = ReadToLineFeed(source, into, limit, gathered, hasBareReturn);
     bool const endsLine = (stop != Stop::limit || atLimit == AtLimit::inspect) && TakeLineFeed(source, stop);
+    if (endsLine)
+        into[gathered] = '\n';
     return {std::exchange(gathered, 0), endsLine};
 }
 
