@@ -40,7 +40,7 @@ TUZUTIL_AVX2 inline unsigned int Mask32(__m256i equal) noexcept {
     return static_cast<unsigned int>(_mm256_movemask_epi8(equal));
 }
 
-// Each of the next three functions searches whole blocks, and moves `from` or `end` past them. If the function returns
+// Each of the next two functions searches whole blocks, and moves `from` or `end` past them. If the function returns
 // null, the caller must search the rest between `from` and `end`.
 
 TUZUTIL_AVX2 char const *ByteInBlocks(char const *&from, char const *end, char c) noexcept {
@@ -80,20 +80,27 @@ TUZUTIL_AVX2 char const *LastByteInBlocks(char const *from, char const *&end, ch
     return nullptr;
 }
 
-TUZUTIL_AVX2 char const *PairInBlocks(char const *&from, char const *end, char a, char b) noexcept {
+// The last block may overlap the block before it, so no rest is left. Returns null if there is no pair. REQUIRES: the
+// range has more than 32 bytes.
+TUZUTIL_AVX2 char const *PairWide(char const *from, char const *end, char a, char b) noexcept {
     __m256i const wantedA = _mm256_set1_epi8(a);
     __m256i const wantedB = _mm256_set1_epi8(b);
-    for (; end - from > 2 * fsWidth; from += 2 * fsWidth) {
-        __m256i const low =
-            _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from), wantedA), _mm256_cmpeq_epi8(Load32(from + 1), wantedB));
-        __m256i const high = _mm256_and_si256(_mm256_cmpeq_epi8(Load32(from + 32), wantedA),
-                                              _mm256_cmpeq_epi8(Load32(from + 33), wantedB));
-        if (Mask32(_mm256_or_si256(low, high)) == 0)
-            continue;
-        unsigned int const hits = Mask32(low);
-        return hits ? from + __builtin_ctz(hits) : from + 32 + __builtin_ctz(Mask32(high));
+    auto const pairs = [&](char const *at) TUZUTIL_AVX2 {
+        return _mm256_and_si256(_mm256_cmpeq_epi8(Load32(at), wantedA), _mm256_cmpeq_epi8(Load32(at + 1), wantedB));
+    };
+    char const *const tail = end - fsWidth - 1; // the last block whose next byte is in the range
+    for (auto blocks = (tail - from) / (4 * fsWidth); blocks > 0; --blocks, from += 4 * fsWidth) {
+        __m256i const low = _mm256_or_si256(pairs(from), pairs(from + fsWidth));
+        __m256i const high = _mm256_or_si256(pairs(from + 2 * fsWidth), pairs(from + 3 * fsWidth));
+        if (Mask32(_mm256_or_si256(low, high)) != 0)
+            break;
     }
-    return nullptr;
+    for (; from < tail; from += fsWidth) {
+        if (unsigned int const hits = Mask32(pairs(from)))
+            return from + __builtin_ctz(hits);
+    }
+    unsigned int const hits = Mask32(pairs(tail));
+    return hits ? tail + __builtin_ctz(hits) : nullptr;
 }
 
 // A block of at most 64 bytes.
@@ -358,11 +365,7 @@ char const *wide_search::FindLastByte(char const *from, char const *end, char c)
 }
 
 char const *wide_search::FindPair(char const *from, char const *end, char a, char b) noexcept {
-    if (end - from >= fsLong && HasAvx2()) {
-        if (char const *const found = PairInBlocks(from, end, a, b))
-            return found;
-    }
-    return byte_search::FindPair(from, end, a, b);
+    return end - from >= fsLong && HasAvx2() ? PairWide(from, end, a, b) : byte_search::FindPair(from, end, a, b);
 }
 
 char const *wide_search::FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {
