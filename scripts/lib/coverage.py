@@ -31,9 +31,9 @@ BRANCH = re.compile(r"branch +\d+ (?:taken (-?\d+)|never executed)(.*)")
 
 
 def read(counters, build):
-    """Yields what gcov tells about each line: its file, number, count, and (thrown, exceptional, count) of each branch."""
-    told = subprocess.run(["gcov", "--stdout", "--all-blocks", "--branch-probabilities", "--branch-counts", str(counters)],
-                          cwd=build, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True).stdout
+    """Yields what gcov tells about each line: file, number, count, and (thrown, exceptional, count) of each branch."""
+    command = ["gcov", "--stdout", "--all-blocks", "--branch-probabilities", "--branch-counts", str(counters)]
+    told = subprocess.run(command, cwd=build, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True).stdout
     name, line, branches, isExceptional = None, None, [], False
     for text in told.decode(errors="replace").splitlines():
         if found := SOURCE.match(text):
@@ -79,8 +79,8 @@ def main():
     if not lines:
         sys.exit(f"{build} has no counters")
 
-    # Two kinds of code are only the compiler's: a brace after a call that never returns, and the test of `delete` whether
-    # the pointer is null.
+    # Two kinds of code are only the compiler's: a brace after a call that never returns, and the test of `delete`
+    # whether the pointer is null.
     sources = {name: (ROOT / name).read_text(encoding="utf-8").split("\n") for name, _ in lines}
     for name, line in [place for place, count in lines.items() if count == 0]:
         if sources[name][line - 1].strip() == "}":
