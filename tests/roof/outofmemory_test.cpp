@@ -678,3 +678,36 @@ TEST(OutOfMemorySeam, ReachesStringsAndNew) {
     EXPECT_TRUE(stringFails);
     EXPECT_TRUE(newFails);
 }
+
+// The table of open enumerations grows from time to time. An enumeration that finds no place in it is closed, and the
+// others go on.
+TEST(OutOfMemoryEnumerations, TheTableThatCannotGrowKeepsTheOthers) {
+    TTempFolder const folder;
+    folder.AddFile("one");
+    folder.AddFile("two");
+    TString const name(folder.Name().c_str());
+    std::vector<std::unique_ptr<TDirectory>> open;
+    long refused = 0;
+    while (open.size() < 200) {
+        for (long number = 1;; ++number) {
+            auto listed = std::make_unique<TDirectory>(name);
+            TString found;
+            memory::FailOnly(number);
+            try {
+                found = listed->FindFirst();
+            } catch (TOutOfMemory const &) {
+                ++refused;
+            }
+            if (memory::Stop() < number) {
+                EXPECT_TRUE(static_cast<bool>(found));
+                open.push_back(std::move(listed));
+                break;
+            }
+        }
+    }
+    EXPECT_GT(refused, 200); // also where only a text was lacking
+    for (auto const &listed : open) {
+        EXPECT_TRUE(static_cast<bool>(listed->FindNext()));
+        EXPECT_FALSE(static_cast<bool>(listed->FindNext()));
+    }
+}

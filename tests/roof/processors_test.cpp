@@ -177,7 +177,7 @@ TEST_P(Processor, EncodesAndDecodesAsThePlainLoop) {
     std::string bytes;
     for (int i = 0; i < 400; ++i) {
         TString const own(bytes.data(), static_cast<unsigned int>(bytes.size()), ' ');
-        std::vector<char> expected(base64::EncodedLength(bytes.size()) + 1);
+        std::vector<char> expected(static_cast<std::size_t>(base64::EncodedLength(bytes.size())) + 1);
         base64::EncodePortable(reinterpret_cast<base64::Byte const *>(bytes.data()), bytes.size(), expected.data());
         std::string const plain(expected.data(), expected.size() - 1);
         TString const text = TBase64::Encode(own);
