@@ -22,7 +22,7 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 FOLDERS = ("src/", "include/")
-LEAST_LINES, LEAST_BRANCHES = 99.5, 97.0  # of src/, in per cent
+LEAST_LINES, LEAST_BRANCHES = 99.2, 95.8  # of src/ on Linux alone, in per cent
 
 SOURCE = re.compile(r" +-: +0:Source:(.*)")
 LINE = re.compile(r" *([^:]+): *(\d+):")

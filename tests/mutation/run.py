@@ -44,7 +44,7 @@ FAMILIES = {
                 "kernel/message_print.cpp", "kernel/message_rewrite.cpp"],
                ["tagvar", "tagvar_operators", "tagvar_arguments", "message_print", "txtmsg", "message_rewrite",
                 "msgstore", "locale", "message_print_point", "trace_record",
-                "tracep"]),
+                "traceline"]),
     "lines": (["DOTBYTE.cpp", "LINESTRM.cpp", "FILTSTRM.cpp", "streams/source_reader.cpp"],
               ["dotbyte", "dotbyte_body", "linestrm", "filtstrm", "lost_bytes", "smuggling", "readline", "read_runs",
                "linestrm_exhaustive", "dotbyte_exhaustive"]),
