@@ -8,10 +8,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <ratio>
-#include <cstdint>
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <system_error>
