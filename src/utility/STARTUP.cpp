@@ -1,7 +1,7 @@
 // Defines all global objects of the library that need code at start-up, in the order of construction. They are in one
 // source file, because C++ fixes the order of construction only within a file. The objects are destroyed in reverse
 // order. The objects in a TImmortal are never destroyed, so static objects of other libraries can use them in their
-// destructors (see immortal.h). A reference to a TImmortal is initialised by a cast, which needs no code at start-up.
+// destructors (see immortal.h). The references to these objects are made by a cast, so they need no code at start-up.
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"
@@ -35,14 +35,14 @@
 // destroyed after them. 101 is the first priority that is not reserved for the compiler.
 #define BUILT_FIRST [[gnu::init_priority(101)]]
 
-// A program that links the static library names this function, because the linker then includes this file (see
-// src/CMakeLists.txt).
+// When a program is linked with the static library, an option of the linker names this function. Therefore the linker
+// includes this file (see src/CMakeLists.txt).
 extern "C" void TuzutilIsLinked() {}
 
 // 1. The standard streams. Trace destinations may write to them until the process ends.
 BUILT_FIRST static std::ios_base::Init fsStandardStreams;
 
-// 2. The words that every trace point tests, the chain of destinations, and the registry of categories. They are
+// 2. The two integers that every trace point tests, the chain of destinations, and the registry of categories. They are
 // initialised at compile time, so they can be used before the objects below are built and after these are destroyed.
 constinit TTraceWord TTrace::Base::fsRuntimeLevel;
 constinit TTraceWord TTrace::Base::fsRuntimeComponent;
@@ -50,8 +50,8 @@ constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
 // 3. The locks of weak references, of tracing, of the registered categories and of the observers, and the set of the
-// observers. Trace destinations and counted objects need these locks, and static objects of any library may be such
-// destinations or objects.
+// observers. Trace destinations and counted objects need these locks. A static object of any library may be a trace
+// destination or a counted object.
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = reinterpret_cast<TMutexSemaphore &>(fsWeakReferenceLock);
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsTraceLock;
@@ -83,8 +83,9 @@ BUILT_FIRST static TVersion fsVersion(TUZUTIL_VERSION_MAJOR, TUZUTIL_VERSION_MIN
 constinit TVersion *TVersion::fsOnly = nullptr;
 
 // 6. Messages: the value that ends their argument lists, and the archive of their stores with its lock. The pointer
-// fsArchive is null before the archive is built, and again from the destructor of fsArchiveEnd on. While it is null,
-// messages use their default texts. The archive itself is never destroyed, because another thread may be searching it.
+// fsArchive is null until the archive is built, and the destructor of fsArchiveEnd makes it null again. While it is
+// null, messages use their default texts. The archive itself is never destroyed, because another thread may be
+// searching it.
 BUILT_FIRST TagVar const TTextMessage::fsEndOfArgs(TagVar::endOfArgs);
 constinit TTextMessageArchive *TTextMessageArchive::fsArchive = nullptr;
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsArchiveLock;
@@ -137,12 +138,12 @@ constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
 constinit bool TMasterTimer::fsAreTimersLost = false;
 
-// 11. If Follow() succeeds, TForks from here on takes four locks before each fork of the process. These are the locks
-// of tracing, of the observers and of the registered categories (see 3), and the lock of the timers (see 10).
+// 11. If TForks::Follow() succeeds, four locks are taken before each fork of the process from now on. These are the
+// locks of tracing, of the observers and of the registered categories (see 3), and the lock of the timers (see 10).
 BUILT_FIRST static struct TFollowedForks { bool const fAreFollowed = TForks::Follow(); } fsForks;
 
-// 12. The destructor of this object clears the words that trace points test. No trace point writes after that, unless
-// the chain or the settings of a destination change.
+// 12. The destructor of this object clears the integers that trace points test. After that, no trace point writes,
+// unless a destination is added or removed, or its settings change.
 BUILT_FIRST static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;

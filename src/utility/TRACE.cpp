@@ -77,7 +77,8 @@ public:
     }
 
 private:
-    // The innermost walk of this thread. While this thread holds the trace lock, no other thread has walks.
+    // The innermost walk of this thread. A thread has walks only while it holds the trace lock. Therefore, if a
+    // destination leaves the chain, only walks of the same thread can stand at this destination.
     static thread_local Walk *fsInnermost;
 
     Base *fNext;
@@ -89,7 +90,7 @@ thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
 namespace {
 
 // This flag is set while the chain has exactly one destination, and this destination takes lines and all categories.
-// Then the levels and components of this destination are the global ones, which the trace point has tested.
+// While it is set, fsRuntimeLevel and fsRuntimeComponent, which trace points test, are those of this destination.
 constinit TTraceWord fsHasSoleDestination{0};
 
 } // namespace
@@ -149,9 +150,10 @@ void TTrace::Base::Unlink() noexcept {
     }
 }
 
-// If nobody refers to the object, the constructor or destructor of one of its base classes may be running. The object
-// then has the type of that base class. So Write() may be called here although the class of the object overrides it. In
-// a debug build, Trap(*this, ...) would end the process. Therefore Trap() without an object is called in this case.
+// If the count of references is 0, the constructor or destructor of one of the object's base classes may be running.
+// While it runs, the object has the type of that base class. So Write() may be called here although the class of the
+// object overrides it. In a debug build, Trap(*this, ...) would end the process. Therefore, if the count is 0, Trap()
+// is called without an object.
 void TTrace::Base::Write(unsigned long, Category const &, TTextMessage const &) {
     if (QueryReferenceCount() == 0)
         TPureCall::Trap();

@@ -1,6 +1,7 @@
 // Calls the functions of an IStream. This system has no such interface, so the public header OLESTRM.h declares one.
-// The platform must not include public headers, so the declaration is repeated here word for word. The tests of OLESTRM
-// use both declarations. The functions take no locks.
+// The sources of src/platform must not include public headers, so the declaration is repeated here word for word. The
+// tests of OLESTRM make objects with the header's declaration, and call them through this one. The functions take no
+// locks.
 
 #include "platform/platform.h"
 

@@ -1,5 +1,5 @@
-// Starts threads of the C library. The functions take no locks. A new thread blocks the same signals as its creator. If
-// the new thread must receive no signals, the creator blocks all signals while it creates the thread.
+// Starts threads by functions of the C library. The functions take no locks. A new thread blocks the same signals as
+// its creator. If the new thread must receive no signals, the creator blocks all signals while it creates the thread.
 
 #include "platform/platform.h"
 

@@ -1,6 +1,8 @@
-// Opens the destination that a trace configuration names, by a keyword, a variable of the environment, or a factory. At
-// start-up, opens the destination that the variable NUV_TRACE_STARTUP names. If that fails, the failure is written to
-// standard error. The trace lock is held while a factory makes a destination.
+// Opens the destination that a trace configuration describes. The configuration begins with a keyword, which is the
+// kind of the destination, or the name of a factory that makes it. After the keyword "env" comes the name of an
+// environment variable with another configuration. At start-up, the configuration in the variable NUV_TRACE_STARTUP is
+// opened. If this fails, the failure is written to standard error. The trace lock is held while a factory makes a
+// destination.
 
 #include "utility/destinations/trace_configuration.h"
 
@@ -24,11 +26,11 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
-constexpr int fsDeepest = 16; // the most variables that are read, if each of them refers to the next
+constexpr int fsDeepest = 16; // so many variables are read at most, each of which names the next one
 
 // Destinations
 
-// Converts a name from outside to the library's form, with backslashes between its parts.
+// Converts a file name of the system to the form of the library, in which backslashes are between the parts of a name.
 std::string LibraryForm(std::string name) {
     platform::FromNativeName(name.data(), name.size());
     return name;
@@ -124,8 +126,8 @@ void ReportStartup(std::string const &problem) {
     std::cerr << fsStartupVariable + (": " + problem) + "\n" << std::flush;
 }
 
-// If the selection has a fault, reports the fault and restores level, component and default, because the selection must
-// not be applied in part.
+// If the selection has a fault, reports the fault and restores the level, the components and the default of the
+// destination, because a selection must not be applied in part.
 void ApplyStartupSelection(TTrace::Base &destination, std::string const &selection) {
     unsigned long const level = destination.QueryLevel();
     unsigned long const component = destination.QueryComponent();

@@ -24,8 +24,8 @@ private:
     std::ostream &fSink;
 };
 
-// Runs `write` on the sink if the sink is good. Otherwise sets the fail bit of the sink, because nothing is written. A
-// sink that is also read is not good after reading has reached the end of the data.
+// Runs `write` on the sink if the sink is good. Otherwise sets the fail bit of the sink, because nothing is written. If
+// the sink is also read, it is no longer good after its end was reached, so nothing is written to it then.
 template <typename F>
 void Through(std::ostream &sink, F write) {
     if (!sink.good()) {
