@@ -90,7 +90,8 @@ void osSharedMemory::Fail(State state) noexcept {
     fView = nullptr;
 }
 
-// Called after this object's block has been filled. From then on, other objects can open the block.
+// Called after this object's block has been filled. If the platform can publish the block, other objects can open it
+// from now on. Otherwise the block is closed, and the state becomes notCreated.
 void osSharedMemory::Publish() noexcept {
     if (platform::PublishSharedMemory(fMapping))
         return;

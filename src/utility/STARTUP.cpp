@@ -1,7 +1,8 @@
 // Defines all global objects of the library that need code at start-up, in the order of construction. They are in one
 // source file, because C++ fixes the order of construction only within a file. The objects are destroyed in reverse
-// order. The objects in a TImmortal are never destroyed, so static objects of other libraries can use them in their
-// destructors (see immortal.h). The references to these objects are made by a cast, so they need no code at start-up.
+// order. An object that is wrapped in a TImmortal is never destroyed, so static objects of other libraries can use it
+// in their destructors (see immortal.h). A reference to such an object is initialised by a cast of the TImmortal. This
+// cast needs no code at start-up.
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"
@@ -31,8 +32,9 @@
 #include <clocale>
 #include <ios>
 
-// If a program contains the static library, the objects of the library are built before those of the program, and are
-// destroyed after them. 101 is the first priority that is not reserved for the compiler.
+// Gives an object the earliest priority that is not reserved for the compiler, which is 101. Therefore, in a program
+// that is linked with the static library, the library's objects are built before the program's objects and destroyed
+// after them.
 #define BUILT_FIRST [[gnu::init_priority(101)]]
 
 // When a program is linked with the static library, an option of the linker names this function. Therefore the linker
@@ -49,9 +51,9 @@ constinit TTraceWord TTrace::Base::fsRuntimeComponent;
 constinit TTrace::Base *TTrace::Base::fsAnchor = nullptr;
 constinit TTraceSetKnown TTrace::Base::fsKnownCategories;
 
-// 3. The locks of weak references, of tracing, of the registered categories and of the observers, and the set of the
-// observers. Trace destinations and counted objects need these locks. A static object of any library may be a trace
-// destination or a counted object.
+// 3. The locks of weak references, of tracing, of the registered categories and of the observers (see TRACENOT.h), and
+// the set of the observers. These objects are never destroyed, because trace destinations, categories and counted
+// objects need them, and a static object of any library may be one of these.
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsWeakReferenceLock;
 TMutexSemaphore &TWeakReferenceLock::fsSem = reinterpret_cast<TMutexSemaphore &>(fsWeakReferenceLock);
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsTraceLock;
@@ -102,8 +104,8 @@ BUILT_FIRST TString const TDirectory::fsSeparator("\\");
 BUILT_FIRST static TImmortal<TFindTable> fsFindTable;
 TFindTable &TFindTable::fsOnly = reinterpret_cast<TFindTable &>(fsFindTable);
 
-// 8. Languages: the settings of the search for texts. The locale of the process is set here, once, from the
-// environment.
+// 8. Languages: the settings of the search for libraries of texts (see NLSRESRC.h). The locale of the process is set
+// here, once, from the environment.
 BUILT_FIRST TString const TSearchNLSPath::fsLang_C("C");
 BUILT_FIRST TString const TSearchNLSPath::fsDefaultLocale("English");
 BUILT_FIRST TString TSearchNLSPath::fsLang(TSearchNLSPath::fsLang_C);
@@ -112,9 +114,9 @@ BUILT_FIRST static struct TLocale {
     TLocale() { std::setlocale(LC_ALL, ""); }
 } fsLocale;
 
-// 9. Trace destinations: the lock that keeps lines from mixing, and the directories of factory libraries with their
-// lock. The loader of trace factories is built at its first use, so only the pointer to it is here. The default name of
-// a trace file is made from the program's name.
+// 9. Trace destinations: the lock that guards the streams of all destinations, and the directories of factory libraries
+// with their lock. The loader of trace factories is built at its first use, so only the pointer to it is here. The last
+// object is the program's file name, from which the default name of a trace file is made.
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsTraceFileLock;
 TMutexSemaphore &TTraceStreamBase::fsFileMutex = reinterpret_cast<TMutexSemaphore &>(fsTraceFileLock);
 BUILT_FIRST static TImmortal<TString> fsFactoryLibpath;
@@ -143,7 +145,7 @@ constinit bool TMasterTimer::fsAreTimersLost = false;
 BUILT_FIRST static struct TFollowedForks { bool const fAreFollowed = TForks::Follow(); } fsForks;
 
 // 12. The destructor of this object clears the integers that trace points test. After that, no trace point writes,
-// unless a destination is added or removed, or its settings change.
+// unless somebody adds or removes a destination or changes its settings: each of these sets the integers again.
 BUILT_FIRST static struct TSilence {
     ~TSilence() {
         TTrace::Base::fsRuntimeLevel = 0;
@@ -151,7 +153,8 @@ BUILT_FIRST static struct TSilence {
     }
 } fsSilence;
 
-// 13. The destination that the environment names. It needs all of the above, and receives the entries from here on.
+// 13. The destination that the environment names. It needs all of the above, and receives the entries from here on. If
+// TForks::Follow() failed (see 11), fsForksReport traces this only now, because no destination existed before.
 BUILT_FIRST static TStartupTrace const fsStartupTrace(OpenStartupTrace());
 BUILT_FIRST static struct TForksReport {
     TForksReport() {

@@ -176,8 +176,8 @@ TagVar TagVar::Keep(TagVar const &value) {
     }
     default: break;
     }
-    // A program can pass any number as a kind. The library lends only texts that exist, so an inner kind without a text
-    // comes from a program.
+    // A program can pass any number as a kind, even that of an inner kind (see TInner in TAGVAR.h). The library's own
+    // values of a kind that borrows a text always have this text. So an inner kind without a text comes from a program.
     if (!text && value.IsInner())
         tagvar::ReportUnknown();
     if (!text)
@@ -325,7 +325,8 @@ std::ostream &TagVar::PrintType(std::ostream &out) const {
 
 // Binary form
 
-// Writes a number of 64 bits as two words. In network order the high word comes first, otherwise the low word.
+// Writes a number of 64 bits as two numbers of 32 bits. In network order the high half comes first, otherwise the low
+// half.
 ToBinaryStream &TagVar::WriteLong(ToBinaryStream &out) const {
     auto const high = static_cast<std::uint32_t>(fCell >> 32);
     return out.IsNetworkOrder() ? out << high << Word() : out << Word() << high;
@@ -408,8 +409,8 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     case wideString:
         in >> word;
         if (word != 0 && in.good()) {
-            // The text is always taken out of the stream, because the next value follows it. After that, there may be
-            // no memory for the object that holds the text.
+            // The text is read before the object that holds it is allocated. So, even if there is no memory for that
+            // object, the next value is read from the right place.
             TString text;
             in >> text;
             text.SetUnicode(type == wideString);

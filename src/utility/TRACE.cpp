@@ -89,8 +89,9 @@ thread_local TTrace::Base::Walk *TTrace::Base::Walk::fsInnermost = nullptr;
 
 namespace {
 
-// This flag is set while the chain has exactly one destination, and this destination takes lines and all categories.
-// While it is set, fsRuntimeLevel and fsRuntimeComponent, which trace points test, are those of this destination.
+// This flag is set while the chain has exactly one destination, and this destination has a line writer (see
+// TakeLines()) and takes all categories. While the flag is set, fsRuntimeLevel and fsRuntimeComponent, which trace
+// points test, are the level and the component of this destination.
 constinit TTraceWord fsHasSoleDestination{0};
 
 } // namespace
@@ -302,8 +303,9 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     }
 }
 
-// Writes an entry of a trace point without a message. Returns false, and writes nothing, if a message is needed. That
-// is the case if a destination that takes the entry does not take lines, or if TTraceLine::Print() fails.
+// Writes an entry of a trace point without making a TTextMessage. Returns false, and writes nothing, if the entry needs
+// a TTextMessage. That is the case if a destination that takes the entry has no line writer, or if TTraceLine::Print()
+// fails.
 bool TTrace::Base::WriteLine(unsigned long level, Category const &category, char const *file, unsigned long line,
                              char const *format, TagVar const *values, std::uint32_t count) noexcept {
     TDepth const depth;
@@ -386,8 +388,8 @@ bool TTrace::Base::IsHeard(unsigned long level, unsigned long component, Categor
 
 namespace {
 
-// Tell() and Ask() pass a call of a handle on to its destination. If the handle has no destination, Tell() does nothing
-// and Ask() returns `otherwise`.
+// A TTrace is a handle of a destination. Tell() and Ask() pass a call of a TTrace on to its destination. If the handle
+// has no destination, Tell() does nothing and Ask() returns `otherwise`.
 template <typename Member, typename... Arguments>
 void Tell(TTrace::Pointer const &destination, Member member, Arguments &&...arguments) {
     if (destination)

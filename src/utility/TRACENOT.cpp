@@ -1,6 +1,7 @@
 // TTraceNotify: observers of the global level and the global component. The thread that calls them holds two locks,
-// which it takes in this order: the trace lock, TTrace::Base::fsMutex, and TTraceObservers::fsMutex. An observer may
-// join, leave, write trace entries, and change which entries are traced. An exception of an observer is dropped.
+// which it takes in this order: the trace lock, TTrace::Base::fsMutex, and TTraceObservers::fsMutex. While an observer
+// is called, it may add and remove observers (also itself), write trace entries, and change which entries are traced.
+// An exception of an observer is dropped.
 
 #include "tuzutil/TRACENOT.h"
 
@@ -17,7 +18,7 @@ namespace {
 // A walk over the observers that were registered when the walk began. REQUIRES: the thread holds
 // TTraceObservers::fsMutex. A walk allocates nothing, because a lack of memory must not keep observers from being
 // called. Observers may leave during the walk, and new ones are added at the end of the set. Invariant: the observers
-// at places before fNext were called, and the observers at fEnd and after it joined during the walk.
+// at places before fNext were called, and those at fEnd and after it were added during the walk.
 class TObserverWalk {
 public:
     TObserverWalk() noexcept : fEnd(TTraceObservers::fsSet.GetNumberElements()), fOuter(fsInnermost) {

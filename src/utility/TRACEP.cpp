@@ -1,6 +1,7 @@
-// The functions of TTracePoint and TTraceExit that are not inlined. The header calls most of them only if a trace
-// destination may want the entry. If an entry cannot be made or written, it is left out, and the traced code continues.
-// The functions in this file take no lock themselves.
+// TTracePoint, which writes a trace entry, and TTraceExit, which writes one at the end of a scope: their functions that
+// are not inlined. The header calls most of these functions only if a trace destination may want the entry. If an entry
+// cannot be made or written, it is left out, and the traced code continues. The functions in this file take no lock
+// themselves.
 
 #include "tuzutil/TRACEP.h"
 

@@ -159,7 +159,7 @@ char const *const fsComponents[32] = {
     "Reserved17", "Reserved18", "Reserved19", "Reserved20", "Reserved21", "Reserved22", "Reserved23", "Reserved24",
     "Reserved25", "Reserved26", "Reserved27", "Reserved28", "Reserved29", "Reserved30", "Reserved31", "Reserved32"};
 
-// The names that programs have given, or null.
+// The names that programs have given to the components, or null.
 constinit std::atomic<char const *> fsGivenNames[32] = {};
 
 bool IsNamed(char const *component, TString const &name) noexcept {

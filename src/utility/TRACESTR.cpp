@@ -1,6 +1,7 @@
 // TTraceStreamBase, the destination that writes to a stream or file, and TTraceWindowsDebugBase, which writes to the
-// debugger. The lock fsFileMutex keeps records from mixing. A thread that holds the trace lock, TTrace::Base::fsMutex,
-// may take fsFileMutex. A thread that holds fsFileMutex neither takes the trace lock nor destroys a stream.
+// debugger. The lock fsFileMutex guards the stream of each destination, and keeps the records of two destinations on
+// one stream from mixing. A thread that holds the trace lock, TTrace::Base::fsMutex, may take fsFileMutex. A thread
+// that holds fsFileMutex neither takes the trace lock nor destroys a stream.
 
 #include "tuzutil/TRACESTR.h"
 
@@ -49,8 +50,8 @@ TTracePrefix::Form FormOf(TTrace::Base const &destination) noexcept {
 void Put(std::ostream &stream, std::string_view record) {
     if (!stream.good())
         stream.clear(); // if an earlier record failed, this record is written nevertheless
-    // For most streams, write() and flush() do nothing but what is done here. They take longer, because each of them
-    // looks first whether the stream has a tie, and at the end whether it has the flag unitbuf.
+    // For most streams, write() and flush() do no more than the code below. They take longer, because each of them
+    // tests whether the stream is tied to another and whether it has the flag unitbuf.
     bool const isPlain = stream.good() && !stream.tie() && stream.exceptions() == std::ios_base::goodbit &&
                          (stream.flags() & std::ios_base::unitbuf) == 0;
     if (isPlain) {

@@ -25,7 +25,8 @@
 static_assert(sizeof(TString) == sizeof(void *), "a string holds exactly one field");
 static_assert(sizeof(TStringBuffer) == 16, "the data follow the header without a gap");
 
-// This pointer is initialised at compile time, because static objects of other sources use strings.
+// Points to a byte that is not 0 while the process certainly has only one thread (see TSTRING.h). The pointer is
+// initialised at compile time, because static objects of other sources use strings.
 constinit char const *const tuzutil::singleThreaded = platform::singleThreadByte;
 
 namespace {
@@ -37,7 +38,7 @@ char const fsBadCount[] = "Bad count for this String";
 char const fsBadStart[] = "Bad value for the starting position";
 
 constexpr std::uint64_t fsLengthLimit = 0xFFFFFFF0u; // a text of this length or more is refused
-constexpr std::uint64_t fsBlockCost = 64;            // the header of a buffer, its zeros, and the heap's own data
+constexpr std::uint64_t fsBlockCost = 64;            // bytes for the header, the zeros and the heap's own data
 constexpr unsigned int fsMostPadding = 1u << 30;     // the most bytes that a string may be padded with in one call
 
 void RequireStart(unsigned int start, char const *text, std::uint32_t line = __builtin_LINE()) {
@@ -372,7 +373,8 @@ TString TString::operator+(char const *text) const {
     return result;
 }
 
-// The library also exports the inline operator. The compiler emits it because its address is taken here.
+// The library also exports operator+=(char const *), although it is inline. The compiler emits the function because its
+// address is taken here.
 [[gnu::used]] static TString &(TString::*const fsAppendText)(char const *) = &TString::operator+=;
 
 TString &TString::AppendText(char const *text) {
@@ -580,7 +582,7 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
 }
 
 // Converts the text up to its first zero byte with `fold`. `first` is the first ASCII letter that `fold` changes. If
-// the text is long, and `fold` converts ASCII letters as in ASCII, whole blocks of letters are converted at once.
+// the text is long, and `fold` converts the ASCII letters as the locale "C" does, whole blocks are converted at once.
 TString &TString::FoldCase(char first, int (*fold)(int)) {
     if (IsNull())
         return *this;

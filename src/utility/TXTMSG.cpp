@@ -19,7 +19,7 @@ namespace {
 
 TReporter const fsReports(TUtilityTraceCategory::Message, "src/utility/TXTMSG");
 
-constexpr std::uint32_t fsFirstSlots = 16; // the most arguments for which there is room after the first one has arrived
+constexpr std::uint32_t fsFirstSlots = 16; // ReadFromBinaryStream() makes room for at most so many arguments at first
 
 std::int32_t Clamp(long value) noexcept {
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, INT32_MIN, INT32_MAX));
@@ -133,7 +133,8 @@ void TTextMessage::TakeOver(TagVar *values, std::size_t count) {
     std::uninitialized_move_n(values, count, fresh);
 }
 
-// Returns memory for arguments: fSlots if that suffices, or an array of nil values.
+// Returns memory for arguments: the slots within the message if these suffice and hold no retired arguments, and
+// otherwise a new array of nil values.
 TagVar *TTextMessage::NewArray(std::size_t count) {
     return count <= fsSlots && fRetired == 0 ? Slots() : new TagVar[count];
 }
@@ -148,7 +149,7 @@ void TTextMessage::DropArguments() noexcept {
     fAreShown = false;
 }
 
-// Keeps the arguments until the message is destroyed, because references to them may exist.
+// Takes the arguments out of use, and keeps them until the message is destroyed, because references to them may exist.
 void TTextMessage::RetireArguments() {
     if (fArguments == Slots())
         fRetired = static_cast<std::uint8_t>(fCount);
@@ -159,7 +160,8 @@ void TTextMessage::RetireArguments() {
     fAreShown = false;
 }
 
-// Gives the arguments the form in which programs see them.
+// Turns each text argument of an inner kind (see TAGVAR.h) into a TString object, because programs may now access the
+// arguments.
 void TTextMessage::ShowArguments() const {
     for (std::uint32_t i = 0; i != fCount; ++i)
         TagVarAccess::Own(fArguments[i]);

@@ -27,7 +27,8 @@ void TForks::InParent() noexcept {
     TTrace::Base::fsMutex.Unlock();
 }
 
-// If the thread had no memory for its first lock, Before() may have failed to take the lock of the timers.
+// The first lock that a thread takes needs memory. If there was no memory, Before() failed to take the lock of the
+// timers, so the timers may be incomplete.
 void TForks::InChild() noexcept {
     if (TMasterTimer::fsLock.IsHeld())
         TMasterTimer::LoseThread();

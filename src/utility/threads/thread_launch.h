@@ -13,9 +13,9 @@ public:
     // only if nothing is missing, because a later use of a missing part would be traced.
     static bool HasAll(TThread &thread);
 
-    // Starts the thread and returns true. The thread takes over one reference of the caller, and releases the reference
-    // when the thread ends. The object counts as running at once. If no thread could be started, returns false, and the
-    // caller keeps the reference.
+    // Starts the thread without waiting until it runs, and returns true. The thread takes over one of the caller's
+    // references to the object, and releases this reference when the thread ends. The object counts as running at once.
+    // If no thread could be started, returns false, and the caller keeps the reference.
     static bool StartUnannounced(TThread &thread);
 
     // Traces that a thread could not be started.

@@ -18,15 +18,16 @@
 
 class TTimerQueue {
 public:
-    static constexpr unsigned int fsBits = 42; // of a time
+    static constexpr unsigned int fsBits = 42; // the bits of a time
 
-    // Adds a link by its member `due`. REQUIRES: the link is not armed, and the time has at most fsBits bits.
+    // Adds a timer, which is represented by its link, for the time `link.due`. REQUIRES: the link is not armed, and the
+    // time has at most fsBits bits.
     void Add(TTimerLink &link) noexcept;
     void Remove(TTimerLink &link) noexcept; // does nothing if the link is not armed
     bool IsEmpty() const noexcept { return fCount == 0; }
     TTimerLink *FirstDue(std::int64_t now) noexcept; // the timer due first; null if none is due at the time `now`
-    // Returns a time before which no timer is due. The thread wakes at this time, and calls FirstDue(). If no timer is
-    // due then, the next result is later. REQUIRES: the queue is not empty.
+    // Returns a time before which no timer is due. The thread of the timers wakes at this time, and calls FirstDue().
+    // If no timer is due then, the next result is later. REQUIRES: the queue is not empty.
     std::int64_t NoneBefore() noexcept;
 
 private:
