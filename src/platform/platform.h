@@ -97,8 +97,8 @@ int LocalZone() noexcept;
 
 // ThreadId() and ProcessId() return the system's ids of this thread and this process. They never fail and never block.
 // In a child of fork(), ProcessId() returns the child's id. ThreadId() returns that of the child's thread if
-// FollowForks() was called before the fork. A child that was made in another way, such as by clone(), may get the ids
-// of its parent after FollowForks(). The system reports only calls of fork().
+// FollowForks() was called before the fork. The system reports only calls of fork(). So, after FollowForks(), a child
+// that is made in another way, such as by clone(), may get the ids of its parent.
 std::uint32_t ThreadId() noexcept;
 std::uint32_t ProcessId() noexcept;
 
@@ -140,7 +140,7 @@ Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; returns
 bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for the lock
 bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold the lock
 bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds the lock; false if unknown
-bool IsFree(Mutex const *mutex) noexcept;     // whether no thread holds a lock without a name; false if unknown
+bool IsFree(Mutex const *mutex) noexcept;     // whether no thread holds the lock; false for a lock with a name
 TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
 // Returns whether this thread holds the lock and LockMutex() returned `abandoned` when the thread took it. Later nested
 // calls of LockMutex() by this thread return `done`, and do not change what WasAbandoned() returns. Returns false if it

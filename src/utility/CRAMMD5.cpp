@@ -19,7 +19,8 @@ constexpr std::size_t fsBlock = 64;    // the bytes that MD5 takes at once
 constexpr std::size_t fsLengthAt = 56; // the place of the length in the last block
 constexpr std::size_t fsDigestSize = 16;
 
-// What is made of the secret: two digests, which begin with one block each, and the bytes after these blocks.
+// Everything that is computed from the secret: the first block of each digest, the two digests, and the last bytes of a
+// message.
 struct TWork {
     TWork() = default;
     TWork(TWork const &) = delete;

@@ -103,7 +103,7 @@ TDirectory &TDirectory::operator=(TDirectory const &other) {
 TDirectory::~TDirectory() {
     if (fHandle == TFindTable::fsNone || TFindTable::fsOnly.Close(fHandle))
         return;
-    int const error = EINVAL; // reported, because a copy of this object has closed the handle
+    int const error = EINVAL; // the error to report: a copy of this object has closed the handle
     fsReports.Error("TDirectory::~TDirectory(): _findclose(%s) error %d: %s", fPath, error,
                     platform::RuntimeErrorText(error));
 }

@@ -1,6 +1,7 @@
-// TOleStreamBuf and its streams read and write a component's IStream. Init() adds a reference to the new component, and
-// releases the reference to the former one. Close() and the destructor release the reference too. A failure of the
-// component is traced and ends the operation. This source has no lock.
+// TOleStreamBuf and its streams: read and write through the interface IStream of an object, which is called the
+// component. Init() adds a reference to the new component, and releases the reference to the former one. Close() and
+// the destructor release the reference too. A failure of the component is traced and ends the operation. This source
+// has no lock.
 
 #include "tuzutil/OLESTRM.h"
 

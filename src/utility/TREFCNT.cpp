@@ -82,8 +82,8 @@ void TWeakRefCounted::AddRef() {
 }
 
 // If the lock is free and the reference is not the last one, the reference is released without the lock. If the
-// reference may be the last one, the lock is taken before the count changes. Then a thread that holds the lock can
-// still make another reference.
+// reference may be the last one, the lock is taken before the count changes, because a thread that holds the lock at
+// that time may still make another reference.
 void TWeakRefCounted::RemoveRef() {
     std::uint32_t count = fCount.load(std::memory_order_relaxed);
     while (count > 1 && TWeakReferenceLock::IsFree()) {

@@ -33,8 +33,9 @@ void *HandleOf(platform::Library *library) noexcept {
     return library;
 }
 
-// `text` says why the loader could not load the library `name`. Returns whether this library exists. If `name` has a
-// directory, the file system tells whether it does. Otherwise the library does not exist if `text` begins with `name`.
+// Returns whether the library `name`, which the loader could not load, exists. `text` is what the loader says about the
+// failure. If `name` has a directory, the function asks the file system. Otherwise the library does not exist if `text`
+// begins with `name`.
 bool IsAboutTheLibrary(char const *name, char const *text) noexcept {
     return ::strchr(name, '/') ? ::access(name, F_OK) == 0 : ::strncmp(text, name, ::strlen(name)) != 0;
 }

@@ -214,7 +214,7 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
 #endif
 }
 
-// Named locks have functions of their own, because code for them would slow down locking a lock without a name.
+// LockShared() and UnlockShared() are not inlined: if they were, a thread would take a lock without a name more slowly.
 [[gnu::noinline]] TWaitResult LockShared(Mutex &mutex, std::uint32_t milliseconds) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
     if (!self)
@@ -337,7 +337,8 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 }
 
 // Threads wait for a lock without a name in a futex call on the lock's state. The address of the state serves as the
-// TWaitPlace. Contend() and WakeOne() are not inlined, because they would slow down locking without waiting.
+// TWaitPlace. Contend() and WakeOne() are not inlined: if they were, a thread that need not wait would take a lock more
+// slowly.
 
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)

@@ -53,8 +53,8 @@ bool IsOwn(int folder, mode_t refused) noexcept {
 }
 
 // Returns whether the call that failed last has shown that the user has no such folder. Other failures, for example a
-// lack of descriptors, may be over soon. Another process, or the next call, would then use this folder, so no other one
-// may be used instead: two processes would share no objects although they use the same names.
+// lack of descriptors, may be over soon, and other processes will then use this folder. If this process now used
+// another folder, it would not share its objects with these processes, although they use the same names.
 bool IsNone() noexcept {
     for (int const error : {ENOENT, ENOTDIR, EACCES, EPERM, EROFS, ELOOP, ENAMETOOLONG}) {
         if (errno == error)

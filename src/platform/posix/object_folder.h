@@ -11,12 +11,12 @@ namespace platform {
 
 constexpr std::size_t objectFileSize = 64; // bytes of a file name with its terminating zero
 
-// Opens the user's private folder for named objects, and makes it if it does not exist. The folder is "tuzutil" in
-// XDG_RUNTIME_DIR, if that run-time folder belongs to the user, nobody else may write to it, and "tuzutil" exists there
-// or can be made. If the user has no such folder, the same is tried in /run/user/UID. If there is none either, the
-// folder is /dev/shm/tuzutil-UID. Returns a descriptor, which the caller must close, or -1 with errno. errno is EACCES
-// if the folder belongs to somebody else or others may use it. After other failures, for example a lack of descriptors,
-// no other folder is tried.
+// Opens the user's private folder for named objects, and makes it if it does not exist. The variable XDG_RUNTIME_DIR
+// names a run-time folder. If that folder belongs to the user, nobody else may write to it, and "tuzutil" exists in it
+// or can be made, "tuzutil" in that folder is opened. If the user has no such folder, the same is tried with
+// /run/user/UID. If there is none either, /dev/shm/tuzutil-UID is opened. Returns a descriptor, which the caller must
+// close, or -1 with errno. errno is EACCES if the folder belongs to somebody else or others may use it. After other
+// failures, for example a lack of descriptors, no other folder is tried.
 int OpenObjectFolder() noexcept;
 
 // Writes the file name of an object. This name consists of the kind, the version of the layout, the word size, and a

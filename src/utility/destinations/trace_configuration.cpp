@@ -126,8 +126,8 @@ void ReportStartup(std::string const &problem) {
     std::cerr << fsStartupVariable + (": " + problem) + "\n" << std::flush;
 }
 
-// If the selection has a fault, reports the fault and restores the level, the components and the default of the
-// destination, because a selection must not be applied in part.
+// If the selection has a fault, reports the fault and restores the level, the components and the default tracing (see
+// SetDefaultTracing()) of the destination, because a selection must not be applied in part.
 void ApplyStartupSelection(TTrace::Base &destination, std::string const &selection) {
     unsigned long const level = destination.QueryLevel();
     unsigned long const component = destination.QueryComponent();

@@ -22,7 +22,8 @@ public:
 
     bool IsOpen() const noexcept { return fFile != nullptr; }
     std::filesystem::path const &Name() const noexcept { return fName; } // in the system's form
-    // Does the same as write(), but does not change the state of the stream. Bytes that the system refuses are lost.
+    // Writes the text to the file as std::ostream::write() does, but does not change the state of a stream. Bytes that
+    // the system refuses are lost.
     void Append(std::string_view text) noexcept;
     std::uint32_t OpenError() const noexcept { return fError; } // the system's error code; 0 if the file is open
 

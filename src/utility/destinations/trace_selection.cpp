@@ -1,5 +1,6 @@
-// Applies a selection to a destination, field by field: levels, components, the default, categories, parts of the
-// prefix. This source takes no lock. The functions of the destination take the trace lock if they need it.
+// Applies a selection to a destination, field by field: the levels, the components, the default (whether the
+// destination takes the categories that it does not list), the categories, and the parts of the prefix. This source
+// takes no lock. The functions of the destination take the trace lock if they need it.
 
 #include "utility/destinations/trace_selection.h"
 

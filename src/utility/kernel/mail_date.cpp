@@ -39,7 +39,8 @@ int Find(std::string_view word, char const *const (&list)[count]) noexcept {
     return found == std::end(list) ? -1 : static_cast<int>(found - std::begin(list));
 }
 
-// A member function that reads returns false at a fault, and leaves fPosition at the byte that is wrong.
+// Reads a date from left to right. At a fault, a member function returns false and leaves fPosition at the byte that is
+// wrong.
 class TReader {
 public:
     TReader(char const *text, std::size_t length) noexcept : fText(text), fLength(length) {}

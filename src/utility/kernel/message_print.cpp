@@ -159,7 +159,9 @@ private:
         return count;
     }
 
-    // After characters were dropped, the text takes no further characters, because these would be in the wrong place.
+    // Makes room on the heap, unless the text is in memory of the caller. Returns how many of `count` characters can be
+    // put. If this number is less than `count`, the text counts as full and takes no further characters, because these
+    // would follow a gap.
     std::size_t Grow(std::size_t count) {
         if (fIsFull || !fArguments) {
             fIsFull = true;
@@ -422,7 +424,7 @@ private:
 
     // Does the same as PrintInteger() for the directives of ConvertPlain().
     void PrintPlainInteger(TField const &field, std::uint32_t word, char conversion) {
-        constexpr std::size_t longest = 112; // a width has at most two digits
+        constexpr std::size_t longest = 112; // more than the greatest width, which is 99
         char digits[longest + TOutput<char>::fsSlack];
         char *const end = digits + longest;
         char *first = end;
@@ -484,7 +486,7 @@ private:
         }
         auto const count = static_cast<std::size_t>(digits + sizeof digits - first);
 
-        char prefix[16] = {}; // more than two, because the compiler copies them in blocks
+        char prefix[16] = {}; // longer than any prefix, because the compiler copies whole blocks
         std::size_t prefixed = 0;
         if (isNegative)
             prefix[prefixed++] = '-';

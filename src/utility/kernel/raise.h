@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <type_traits>
 
-// The contents of an exception. Reporters build it, see reporter.h.
+// The contents of an exception, as a TReporter collects them (see reporter.h).
 struct TFailure {
     TTrace::Category const &category;
     char const *file; // "src/utility/NAME"

@@ -9,8 +9,9 @@
 #include <cstdint>
 #include <string_view>
 
-// A record whose text is made first, before the destinations that write it are known. Each destination then puts its
-// prefix in front of the text. The record is not on the heap, so it is made only if it is short enough.
+// The text of the record is made only once, and before it is known which destinations write the record. After that,
+// each destination puts its own prefix in front of the text. The record is not on the heap, so it is made only if it is
+// short enough.
 class TTraceLine {
 public:
     TTraceLine(TTrace::Category const &category, char const *file, unsigned long line) noexcept
@@ -26,7 +27,7 @@ public:
 
 private:
     static constexpr std::size_t fsHead = 256; // room for the prefix and the category
-    static constexpr std::size_t fsRest = 896; // room for everything behind them, the line feed and the zero
+    static constexpr std::size_t fsRest = 896; // room for the rest of the record and a zero
     static constexpr std::size_t fsLongestFile = 128;
 
     TTrace::Category const &fCategory;

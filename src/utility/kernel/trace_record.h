@@ -28,8 +28,8 @@ public:
     char const *Text() const noexcept { return fText; }
     std::size_t Length() const noexcept { return fLength; }
 
-    // PutAt() writes a prefix to a place in memory, without a zero after it, and returns its end. LengthOf() returns
-    // its length.
+    // PutAt() writes a prefix to memory, without a zero at the end, and returns the end of the prefix. LengthOf()
+    // returns the length of that prefix.
     static char *PutAt(char *at, Form form, unsigned long level, unsigned long parts) noexcept;
     static constexpr std::size_t LengthOf(Form form, unsigned long parts) noexcept {
         if (form == letter)

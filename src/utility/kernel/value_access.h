@@ -39,7 +39,8 @@ struct TagVarAccess {
         auto const *const text = value.Object<TString const>();
         return text && !text->IsNull() ? text->view() : std::string_view();
     }
-    // Returns whether the text of a value ends where its first zero is, because nothing else says where it ends.
+    // Returns whether the text of a value ends at its first zero. This is so if the value holds only a pointer to the
+    // characters of the text, and no length.
     static bool EndsAtZero(TagVar const &value) noexcept {
         std::uint32_t const kind = value.fType;
         return kind == TagVar::lentChars;

@@ -1,5 +1,5 @@
-// The texts of values that are made of standard types: of UTF-8 text, error codes, durations and points in time.
-// Numbers in these texts do not depend on the locale. This source has no lock.
+// Makes the texts that a TagVar holds for objects of standard types: UTF-8 text, error codes, durations and points in
+// time. Numbers in these texts do not depend on the locale. This source has no lock.
 
 #include "platform/platform.h"
 #include "tuzutil/TAGVAR.h"

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr std::ptrdiff_t fsWidth = 32;
-constexpr std::size_t fsSmallSet = 8; // the most bytes of a set to compare one by one; else the caller searches
+constexpr std::size_t fsSmallSet = 8;          // a set of more bytes is not compared byte by byte
 constexpr std::ptrdiff_t fsLong = 4 * fsWidth; // a shorter range is left to the functions of byte_search.h
 
 bool HasAvx2() noexcept {
@@ -30,7 +30,8 @@ TUZUTIL_AVX2 inline __m256i Load32(char const *at) noexcept {
     return _mm256_loadu_si256(reinterpret_cast<__m256i const *>(at));
 }
 
-// Returns the last place up to `at` where a block of 32 bytes lies in one line of the cache.
+// Returns the last place up to `at` whose address is a multiple of 32. A block of 32 bytes there lies in one line of
+// the cache.
 template <typename Char>
 Char *Aligned(Char *at) noexcept {
     return at - reinterpret_cast<std::uintptr_t>(at) % fsWidth;
@@ -80,8 +81,8 @@ TUZUTIL_AVX2 char const *LastByteInBlocks(char const *from, char const *&end, ch
     return nullptr;
 }
 
-// The last block may overlap the block before it, so no rest is left. Returns null if there is no pair. REQUIRES: the
-// range has more than 32 bytes.
+// Returns the first `a` in the range whose next byte is `b`, or null. The last block may overlap the block before it,
+// so no bytes are left to the caller. REQUIRES: the range has more than 32 bytes.
 TUZUTIL_AVX2 char const *PairWide(char const *from, char const *end, char a, char b) noexcept {
     __m256i const wantedA = _mm256_set1_epi8(a);
     __m256i const wantedB = _mm256_set1_epi8(b);
@@ -145,7 +146,7 @@ TUZUTIL_AVX2 THits NextHits(char const *from, char const *last, char const *text
     return {tail, tail + fsWidth, Mask32(hits(tail))};
 }
 
-// REQUIRES: the text can begin at 32 places at least.
+// Returns the first occurrence of the text in the range, or null. REQUIRES: the text can begin at 32 places at least.
 char const *FindWide(char const *from, char const *end, char const *text, std::size_t count) noexcept {
     char const *const last = end - count; // the last place at which the text can begin
     while (from <= last) {
@@ -212,7 +213,7 @@ struct TCharacterRow {
     }
 
     alignas(16) unsigned char row[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-    unsigned char other; // the character whose place another one has, or else the first one of the set
+    unsigned char other; // a character that has no place in the row; if all have one, the first character
     bool isWhole;        // whether the row and the other character are the whole set
 };
 
@@ -220,8 +221,8 @@ TUZUTIL_AVX2 inline __m256i LoadRow(unsigned char const *row) noexcept {
     return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<__m128i const *>(row)));
 }
 
-// Each of the next two classes looks up 32 characters at a time. Returns 0 for each one that is not in the set. A byte
-// that is not ASCII gives 0 in the row, so it is in no set.
+// An object of the next two classes is called with 32 bytes and returns 32 results. A result is 0 if its byte is not in
+// the set. A byte that is not ASCII is in no set, because its result is always 0.
 
 class TLookUpBits {
 public:
@@ -253,15 +254,16 @@ private:
     __m256i fOther;
 };
 
-// Returns a block in which a byte of `a` or `b` remains that the search wants, if there is one: one that is not 0 or,
-// if `wanted` is false, 0.
+// Combines two blocks of look-up results. The search wants a result that is not 0 or, if `wanted` is false, a result of
+// 0. If `a` or `b` has a wanted result, the returned block has one at the same place.
 template <bool wanted>
 TUZUTIL_AVX2 inline __m256i Both(__m256i a, __m256i b) noexcept {
     return wanted ? _mm256_or_si256(a, b) : _mm256_min_epu8(a, b);
 }
 
-// The first blocks and the last ones may overlap, so no rest is left. Returns `end` if no byte is found. REQUIRES: the
-// range has at least 32 bytes.
+// Returns the first byte that is in the set or, if `wanted` is false, not in the set. Returns `end` if there is none.
+// The first blocks and the last ones may overlap, so no bytes are left to the caller. REQUIRES: the range has at least
+// 32 bytes.
 template <bool wanted, typename LookUp, typename Set>
 TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, Set const &set) noexcept {
     LookUp const find(set);

@@ -455,7 +455,8 @@ struct EncodeConstants {
 };
 inline constexpr EncodeConstants fsEncode;
 
-// Encodes the bytes of two places, which are loaded and put in the order of EncodeSpread() by `order`.
+// Loads sixteen bytes at each of two places, puts twelve bytes of each into the order that EncodeSpread() needs, as
+// `order` says, and encodes them.
 TUZUTIL_AVX2 inline __m256i EncodeBoth(Byte const *first, Byte const *second, Constant const &order) noexcept {
     __m256i const bytes = _mm256_inserti128_si256(_mm256_castsi128_si256(LoadBytes(first)), LoadBytes(second), 1);
     __m256i const spread = _mm256_shuffle_epi8(bytes, order);
@@ -542,7 +543,7 @@ TUZUTIL_AVX2 inline __m128i LoadEight(char const *from) noexcept {
     return _mm_loadl_epi64(reinterpret_cast<__m128i const *>(from));
 }
 
-// The least byte of what has been decoded, in each place of a vector.
+// For each place of a vector, the least of the bytes that were decoded to this place. It is 0 if one of them was 0.
 struct Least {
     __m256i blocks;
     __m128i ends;

@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_MD5_STEPS
 #define TUZUTIL_MD5_STEPS
 
-// The steps of MD5. Each step waits for the one before it, so that a processor has time to do the steps of a second
-// digest meanwhile. Therefore Compress() takes any number of digests at once.
+// The steps of MD5. Each step waits for the result of the step before it. A processor can do the steps of a second
+// digest in that time. Therefore Compress() takes any number of digests at once.
 
 #include <bit>
 #include <cstddef>

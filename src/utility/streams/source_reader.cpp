@@ -32,7 +32,7 @@ source_reader::Stop FromBuffer(std::istream &source, F read) {
 
 source_reader::Stop Gather(std::streambuf &from, char *into, std::size_t limit, std::size_t &count,
                            bool *hasBareReturn) {
-    // Called for a byte other than LF that follows the bytes gathered so far.
+    // Called if a byte other than LF follows the bytes gathered so far: if the last of these is a CR, that CR is bare.
     auto const inspectLast = [&] {
         if (hasBareReturn && count != 0 && into[count - 1] == '\r')
             *hasBareReturn = true;

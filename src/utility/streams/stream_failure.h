@@ -15,8 +15,8 @@
 #include <memory>
 #include <vector>
 
-// A link refers to one stream. The stream's control and the exceptions under way share the link, so the link may
-// outlive the stream.
+// A link refers to one stream. The stream's TStreamControl (STRMCTL.h) and the exceptions that pass through the stream
+// share the link, so the link may outlive the stream.
 class TStreamLink {
 public:
     explicit TStreamLink(std::ios *stream) noexcept : fStream(stream) {}
@@ -38,7 +38,7 @@ class TStreamFailure {
 public:
     virtual ~TStreamFailure();
 
-    void Reach(TStreamControl &control); // lets the exception pass through the control's stream; allocates
+    void Reach(TStreamControl &control); // lets the exception pass through the stream of `control`; allocates
 
 protected:
     TStreamFailure();
@@ -71,7 +71,7 @@ template <typename E>
 }
 
 // Runs the body of a buffer's virtual operation. If a TStreamFailure leaves the body, Relay() makes the exception pass
-// through the control's stream. The exception may come from an inner stream.
+// through the stream of `control`. The exception may come from an inner stream.
 template <typename F>
 auto Relay(TStreamControl &control, F body) -> decltype(body()) {
     try {
