@@ -23,7 +23,7 @@
 //
 // Rules. Everything except IStream is in the namespace `platform`. The names of types begin with T, except the names of
 // handles. Only this folder uses the content of a handle. Any thread may call any function at any time, unless a
-// comment says otherwise. No function writes traces. No function keeps an internal lock when it returns, except
+// comment says otherwise. No function writes traces. No function still holds an internal lock when it returns, except
 // OpenOrCreateSharedMemory() for a new block. Functions call no code outside this folder and the system, with two
 // exceptions: objects and functions that the caller passes, and the initialisers of libraries that are loaded. A
 // function without `noexcept` may throw std::bad_alloc. If such a function calls an IStream that the caller passes, it

@@ -1,6 +1,6 @@
 // TConcatStreamBuf and TiConcatStream: read several sources as one stream, line by line. If a source throws an
-// exception of DOTBYTE.h, the exception passes through the reading stream (see streams/stream_failure.h). This source
-// has no lock.
+// exception of DOTBYTE.h, the exception passes through the stream that reads the sources (see
+// streams/stream_failure.h). This source has no lock.
 
 #include "tuzutil/CONCSTRM.h"
 

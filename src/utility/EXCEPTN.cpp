@@ -34,8 +34,8 @@ void AppendToFive(Entry (&list)[5], std::uint32_t &count, Entry entry) { // by v
     list[4] = entry;
 }
 
-// Joins pieces to one text. A TPieces without memory only counts the bytes. A TPieces with memory writes the text
-// there, and cuts it to the given room.
+// Joins pieces to one text. A TPieces without memory only counts the bytes. A TPieces with memory writes the text into
+// this memory, and cuts the text to the given room.
 class TPieces {
 public:
     TPieces() noexcept = default;

@@ -1,7 +1,8 @@
-// TFactoryType and TFactoryLoaderBase: the registry of factories by type, and the loading of libraries that register
-// factories. There are two locks, taken in this order: fMutex is held while a library is loaded, and fRegistryMutex
-// while the set of factories is used. No code outside this library is called under fRegistryMutex. A registered factory
-// is found without fMutex, unless its library is still being loaded.
+// TFactoryType: the name of a factory, and the name of the library that registers the factory. TFactoryLoaderBase:
+// finds a registered factory by its type, and loads the library if the factory is not registered yet. There are two
+// locks, taken in this order: fMutex is held while a library is loaded, and fRegistryMutex while the set of factories
+// is used. No code outside this library is called under fRegistryMutex. A registered factory is found without fMutex,
+// unless its library is still being loaded.
 
 #include "tuzutil/FACTORY.h"
 
@@ -45,8 +46,8 @@ bool HasEnding(TString const &name, char const *ending) {
 
 // The file names that a library may have, in the order in which they are tried. If `needsEnding` is false, there is
 // only the name itself. If `needsEnding` is true, the first file name is the name with ".dll". If the system's own
-// libraries have another ending, two further file names follow. One is the name with that ending. The other is the same
-// with "lib" before its last part.
+// libraries have another ending, two further file names follow. The second file name is the name with that ending,
+// which is not added twice. The third one is the second one with "lib" before its last part.
 struct TNames {
     TNames(TString const &name, bool needsEnding) {
         all[0] = needsEnding ? name + fsEnding : name;

@@ -1,6 +1,6 @@
-// TFileName: takes file names apart, in narrow or 16-bit text, and converts them to and from the system's own form.
-// Conversions between narrow and 16-bit text use the encoding of the locale, or UTF-8 if the UTF-8 mode is on
-// (UNICODE.h). Comparisons always follow the locale. This source has no lock, and accesses no file.
+// TFileName: splits file names, in narrow or 16-bit text, into their parts, and converts the names to and from the
+// system's own form. Conversions between narrow and 16-bit text use the encoding of the locale, or UTF-8 if the UTF-8
+// mode is on (UNICODE.h). Comparisons always follow the locale. This source has no lock, and accesses no file.
 
 #include "tuzutil/FILENAME.h"
 

@@ -1,6 +1,6 @@
 // TFilterStreamBuf: the common part of buffers that pass bytes on to another stream. It manages the put area, and keeps
-// the bytes read last so that they can be put back. It lets the exceptions of DOTBYTE.h pass through the attached
-// stream (see streams/stream_failure.h). This source has no lock.
+// the bytes read last so that they can be put back. It lets the exceptions of DOTBYTE.h pass through the stream that
+// uses the buffer (see streams/stream_failure.h). This source has no lock.
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -143,8 +143,8 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
         auto const waiting = static_cast<std::size_t>(pptr() - pbase());
         if (!FlushPutArea())
             return 0;
-        // As many bytes stay in the area as if they had been written one by one. Bytes that fill the area exactly then
-        // stay there until one more byte is written.
+        // As many bytes stay in the area as if they had been written one by one. So bytes that fill the area exactly
+        // stay in it until one more byte is written.
         auto const size = static_cast<std::size_t>(fPutEnd - fPutBegin);
         std::size_t const stay = unbuffered || size == 0 ? 0 : (waiting + given - 1) % size + 1;
         if (stay < given)
@@ -161,8 +161,8 @@ int TFilterStreamBuf::sync() {
     if (!fControl.IsUnitBuffered())
         return overflow(traits_type::eof());
     // If std::unitbuf is set, the destructor of an output sentry may call this function. An exception that leaves a
-    // destructor ends the process. A result of -1 could end the process too, because the stream may then throw. So the
-    // exception is kept for the next write.
+    // destructor ends the process. If the result were -1, the stream might throw, which could end the process too. So
+    // the exception is kept for the next write.
     TNoCancel const noCancel;
     try {
         FlushPutArea();

@@ -67,7 +67,8 @@ TTextMessageArchive::~TTextMessageArchive() {
     DeleteSet();
 }
 
-// Calls the store without the lock, because a store may write trace entries, and their messages ask the archive too.
+// Calls the store without the lock, because a store may write trace entries, and the messages of these entries ask the
+// archive for texts, too.
 TString TTextMessageArchive::GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide) {
     TTextMessageStore *const store = FindStore(id);
     return store ? store->GetMsg(set, number, wide) : TString();

@@ -1,6 +1,7 @@
-// TPureCall: a function that derived classes must override calls Trap(). Trap() writes one trace entry and, if the
-// level "trap" is traced, ends the process. TrapIn() does the same. In a debug build, TrapIn() then also writes the
-// names of the class and the function to standard error, and ends the process. This source has no lock of its own.
+// TPureCall: reports the call of a function that a derived class should have overridden. The base class's version of
+// such a function calls Trap() or TrapIn(). Trap() writes one trace entry and, if the level "trap" is traced, ends the
+// process. TrapIn() does the same. In a debug build, TrapIn() then also writes the names of the class and the function
+// to standard error, and ends the process. This source has no lock of its own.
 
 #include "tuzutil/PURETRAP.h"
 

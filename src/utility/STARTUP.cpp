@@ -1,8 +1,8 @@
 // Defines all global objects of the library that need code at start-up, in the order of construction. They are in one
 // source file, because C++ fixes the order of construction only within a file. The objects are destroyed in reverse
-// order. An object that is wrapped in a TImmortal is never destroyed, so static objects of other libraries can use it
-// in their destructors (see immortal.h). A reference to such an object is initialised by a cast of the TImmortal. This
-// cast needs no code at start-up.
+// order, except those that are wrapped in a TImmortal. These are never destroyed, so static objects of other libraries
+// can use them in their destructors (see immortal.h). A reference to a wrapped object is initialised by a cast of the
+// TImmortal. This cast needs no code at start-up.
 
 #include "tuzutil/DIRECTRY.h"
 #include "tuzutil/FACTORY.h"

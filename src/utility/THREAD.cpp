@@ -1,6 +1,6 @@
 // TThread: the start of a thread, its body and its end. TThreadLaunch starts the library's own threads. A running
 // thread holds a reference to its object. A thread holds the lock fEnding while it reports the end of a run, or resets
-// that report. So a report and a reset never overlap.
+// the report of the previous run. So a report and a reset never overlap.
 
 #include "tuzutil/THREAD.h"
 

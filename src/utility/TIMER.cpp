@@ -1,6 +1,6 @@
-// TTimer: the timers that programs make. A function that changes a timer takes TMasterTimer::fsLock. While a thread
-// holds this lock, it traces nothing and destroys no event, because both may run code that sets timers. The thread that
-// serves all timers is in threads/timer_thread.cpp.
+// TTimer: posts an event (a TSemaphore) when the time of the timer has come. A function that changes a timer takes
+// TMasterTimer::fsLock. While a thread holds this lock, it traces nothing and destroys no event, because both may run
+// code that sets timers. The thread that serves all timers is in threads/timer_thread.cpp.
 
 #include "tuzutil/TIMER.h"
 
@@ -111,9 +111,9 @@ void TTimer::SetMilliseconds(long long fromNow) {
 }
 
 // The event is cleared while the lock is held. Otherwise the event could be posted for the former time after it was
-// cleared. The program would take this post for one at the new time. If the event could not be created, Clear() traces
-// this. Therefore Clear() is called without the lock in that case. Times of the steady clock are rounded up, because a
-// timer must not expire early.
+// cleared. The program would take this post for one at the new time. But if the event could not be created, Clear()
+// traces a failure, so it is called before the lock is taken. Times of the steady clock are rounded up, because a timer
+// must not expire early.
 void TTimer::Arm(bool isSteady, long long fromNow) {
     if (LacksEvent())
         fSemaphore->Clear();

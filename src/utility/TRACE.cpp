@@ -1,5 +1,6 @@
-// TTrace and TTrace::Base: the chain of destinations, the entries that each of them takes, the global words that trace
-// points test, and the writing of entries. The trace lock, TTrace::Base::fsMutex, is recursive. It guards the chain and
+// TTrace::Base, a destination that writes trace entries, and TTrace, a handle of a destination. This source keeps the
+// chain of all destinations, decides which entries each of them takes, sets the global integers that trace points test,
+// and passes entries to the destinations. The trace lock, TTrace::Base::fsMutex, is recursive. It guards the chain and
 // the tables of the destinations. The text of an entry is made before the lock is taken. Destinations write while the
 // lock is held.
 

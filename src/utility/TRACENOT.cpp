@@ -1,7 +1,7 @@
-// TTraceNotify: observers of the global level and the global component. The thread that calls them holds two locks,
-// which it takes in this order: the trace lock, TTrace::Base::fsMutex, and TTraceObservers::fsMutex. While an observer
-// is called, it may add and remove observers (also itself), write trace entries, and change which entries are traced.
-// An exception of an observer is dropped.
+// TTraceNotify: observers, which are called when the global trace level or the global component changes. The thread
+// that calls them holds two locks, which it takes in this order: the trace lock, TTrace::Base::fsMutex, and
+// TTraceObservers::fsMutex. While an observer is called, it may add and remove observers (also itself), write trace
+// entries, and change which entries are traced. An exception of an observer is dropped.
 
 #include "tuzutil/TRACENOT.h"
 

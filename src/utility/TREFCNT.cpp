@@ -70,8 +70,8 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
 }
 
 // If the lock is free and the count is not 0, the count changes without the lock. A thread that takes the lock at the
-// same moment may then see this one change. This does no harm: the count stays above 0 meanwhile, because the caller
-// owns a reference.
+// same moment may see this one change while it holds the lock. This does no harm: the count stays above 0 meanwhile,
+// because the caller owns a reference.
 void TWeakRefCounted::AddRef() {
     if (fCount.load(std::memory_order_relaxed) != 0 && TWeakReferenceLock::IsFree()) {
         fCount.fetch_add(1, std::memory_order_relaxed);

@@ -93,8 +93,8 @@ HANDLE Open(wchar_t const *name, DWORD access, DWORD sharing, DWORD disposition)
     return CreateFileW(name, access, sharing, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Empties a file, unless somebody has it open for writing: the system then refuses the call. Every process that shares
-// the file has it open for writing. Processes that only read the file do not prevent the call.
+// Empties a file, unless a process has it open for writing: in this case, the system refuses to open it here. Every
+// process that shares the file has it open for writing. Processes that only read the file do not prevent the call.
 template <typename Character>
 void EmptyUnlessInUse(Character const *name) noexcept {
     HANDLE const handle = Open(name, GENERIC_WRITE, FILE_SHARE_READ, TRUNCATE_EXISTING);

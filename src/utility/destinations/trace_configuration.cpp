@@ -26,7 +26,7 @@ namespace {
 TReporter const fsReports(TUtilityTraceCategory::Trace, "src/utility/TRACEP");
 char const fsNoFactory[] = "Unable to load trace factory %s";
 char const fsTooDeep[] = "Trace configuration refers to variables more than %d times";
-constexpr int fsDeepest = 16; // so many variables are read at most, each of which names the next one
+constexpr int fsDeepest = 16; // at most so many variables are read, if each names the next one
 
 // Destinations
 

@@ -80,7 +80,7 @@ private:
 #endif
 
 // Returns whether two texts of 16 to 32 bytes are the same without regard to the case of ASCII letters, and have no
-// zero byte. If this cannot be told quickly, returns false.
+// zero byte. Without SSE2, always returns false.
 inline bool IsSameShort([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                         [[maybe_unused]] std::size_t count) noexcept {
 #if defined(__SSE2__)
@@ -94,10 +94,10 @@ inline bool IsSameShort([[maybe_unused]] char const *a, [[maybe_unused]] char co
 }
 
 // Compares `a` and `b` in blocks, over at most `count` bytes, without regard to the case of ASCII letters. Returns the
-// number of bytes in front of the block that ends the comparison. A block ends the comparison if it has a difference or
-// a zero byte. If `isPlain` is false, a block also ends the comparison if one text has I and the other has i at the
-// same place. The last block may overlap the block before it. Therefore, if there are at least sixteen bytes, all bytes
-// are in blocks.
+// number of bytes before the block that ends the comparison, or `count` if no block ends it. A block ends the
+// comparison if it has a difference or a zero byte. If `isPlain` is false, a block also ends the comparison if one text
+// has I and the other has i at the same place. The last block may overlap the block before it. So all bytes are in
+// blocks if there are at least sixteen. If there are fewer, or without SSE2, there are no blocks and the result is 0.
 inline std::size_t SameUpTo([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                             [[maybe_unused]] std::size_t count, [[maybe_unused]] bool isPlain) noexcept {
     std::size_t same = 0;

@@ -299,10 +299,11 @@ Char const *FindSpecial(Char const *from, Char const *end) noexcept {
 }
 
 // Passes the pieces of a format to `user`, in order: literal text to Literal(), a directive to Convert(). For a doubled
-// percent sign, calls Percent(). If User::convertsPlain is true, and the format is narrow, PutLiteral() is called
-// instead of Literal(), and finds the end of the literal text itself. Each directive then goes to ConvertPlain() first,
-// and to Convert() only if ConvertPlain() returns false. Ends at the first zero, as every printf does, or when IsFull()
-// returns true. `running` is the number of the argument that the first conversion without an argument number takes.
+// percent sign, calls Percent(). Two things differ if User::convertsPlain is true and the format is narrow.
+// PutLiteral() is called instead of Literal(), and finds the end of the literal text itself. A directive goes to
+// ConvertPlain() first, and to Convert() only if ConvertPlain() returns false. Ends at the first zero, as every printf
+// does, or when IsFull() returns true. `running` is the number of the argument that the first conversion without an
+// argument number takes.
 template <typename Char, typename User>
 void WalkFormat(TFormatText<Char> const &format, TMessageArguments const &arguments, User &user,
                 std::uint32_t running = 1) {

@@ -276,8 +276,9 @@ public:
 
     // Converts the most frequent directives: %d, %u, %x and %X with a 32-bit integer, and %s with a narrow text. The
     // directive may have the number of its argument, a width of at most 99, and the flag "-" or, for integers, "0".
-    // `at` is the place after the percent sign, and is moved past the directive. Returns false, and does nothing, for
-    // any other directive or argument.
+    // `at` is the place after the percent sign, and is moved past the directive. `running` is the number of the next
+    // argument, and is incremented if the directive has no argument number. Returns false, and does nothing, for any
+    // other directive or argument.
     bool ConvertPlain(char const *&at, char const *end, std::uint32_t &running) {
         char const *next = at;
         auto const take = [&]() noexcept { return next == end ? '\0' : *next++; };

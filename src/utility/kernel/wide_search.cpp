@@ -1,5 +1,6 @@
-// Searches of 32 bytes at a time. Each function has a body for AVX2, and uses it if the processor has AVX2. At the end
-// of such a body, the compiler puts the instruction after which narrower vector instructions run at full speed again.
+// Searches of 32 bytes at a time. Each function has a body for AVX2, and uses it if the processor has AVX2. Narrower
+// vector instructions would run slowly after such a body, so the compiler puts the instruction "vzeroupper" at the end
+// of the body.
 
 #include "utility/kernel/wide_search.h"
 
@@ -190,9 +191,10 @@ struct TBitRow {
     bool isWhole = true; // whether the row contains the whole set
 };
 
-// A set of ASCII characters, of which at most one shares its lower four bits with another. It is a row of sixteen
-// bytes, in which the lower four bits of a character are the index of the character itself. A byte that belongs to
-// another index stands where the set has no character.
+// A set of ASCII characters, of which at most one shares its lower four bits with another. All others are in a row of
+// sixteen bytes. The lower four bits of a character are the index at which the row holds this character. Where the row
+// holds no character of the set, it holds a byte that belongs to another index and therefore equals no byte that is
+// looked up.
 struct TCharacterRow {
     // REQUIRES: `size` is at least 1.
     TCharacterRow(char const *set, std::size_t size) noexcept {

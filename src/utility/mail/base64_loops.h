@@ -287,8 +287,8 @@ TUZUTIL_SSSE3 inline void EncodeTwelve(Byte const *from, char *to) noexcept {
     _mm_storeu_si128(reinterpret_cast<__m128i *>(to), EncodeSpread(_mm_shuffle_epi8(LoadBytes(from), spread)));
 }
 
-// A line has four times twelve bytes and six more. These six are loaded as the last six of sixteen bytes, because no
-// byte after the line may be read.
+// Encodes full lines, each with its LF. A line has four times twelve bytes and six more. These six are loaded as the
+// last six of sixteen bytes, because no byte after the line may be read.
 TUZUTIL_SSSE3 inline char *EncodeLinesShuffle(Byte const *from, std::size_t lines, char *to) noexcept {
     __m128i const spreadLast = _mm_setr_epi8(11, 10, 12, 11, 14, 13, 15, 14, -1, -1, -1, -1, -1, -1, -1, -1);
     for (; lines; --lines, from += fsLine, to += fsColumns + 1) {

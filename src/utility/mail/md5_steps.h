@@ -57,7 +57,7 @@ struct State {
     std::uint32_t a = 0x67452301, b = 0xEFCDAB89, c = 0x98BADCFE, d = 0x10325476;
 };
 
-// A digest in work: its state, and the 64 bytes that are added to it.
+// A digest that is being computed: its state, and the 64 bytes that are added to it next.
 struct Lane {
     State s;
     char const *block;

@@ -24,8 +24,9 @@ private:
     std::ostream &fSink;
 };
 
-// Runs `write` on the sink if the sink is good. Otherwise sets the fail bit of the sink, because nothing is written. If
-// the sink is also read, it is no longer good after its end was reached, so nothing is written to it then.
+// Runs `write` on the sink if the sink is good. Otherwise sets the fail bit of the sink, because nothing is written.
+// Some sinks are also read. If reading has reached the end of such a sink, the sink is no longer good, so nothing is
+// written to it.
 template <typename F>
 void Through(std::ostream &sink, F write) {
     if (!sink.good()) {

@@ -78,10 +78,10 @@ void TTimerQueue::Advance(TPlace place) noexcept {
     list.next = list.previous = &list;
 }
 
-// Sets fBase to an earlier time. The highest digit of fBase that changes belongs to one wheel. In the timers of all
-// lower wheels, this is now the highest digit that differs from fBase. All these timers have the same digit there, so
-// they all move to one list of that wheel. This list was empty, because a timer of that wheel had a larger digit than
-// fBase there.
+// Sets fBase to an earlier time. Let D be the highest digit of fBase that changes, and W the wheel of D. D is now also
+// the highest digit in which fBase differs from the timers of the wheels below W, so these timers move to W. They all
+// have the same value of D, which is that of the old fBase, so they move to one list. This list was empty, because D
+// was larger in the timers of W than in the old fBase.
 void TTimerQueue::SetBack(std::uint64_t base) noexcept {
     std::uint64_t const oldBase = fBase;
     fBase = base;

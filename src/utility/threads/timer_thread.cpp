@@ -13,8 +13,7 @@
 
 namespace {
 
-// While a timer of the calendar clock is armed, the thread reads this clock every second, because somebody may set the
-// clock.
+// While a timer of the calendar clock is armed, the thread reads this clock every second, because its time may be set.
 constexpr long fsLongestSleep = 1000;          // milliseconds
 constexpr long fsLongestSteadySleep = 1000000; // while only timers of the steady clock are armed
 
