@@ -99,7 +99,7 @@ private:
 
     std::atomic<std::uint32_t> fState{free};
     std::atomic<std::uint64_t> fOwner{0}; // the identity of the thread that holds the lock; 0 for none
-    std::uint32_t fDepth = 0;             // how often the owner holds the lock
+    std::uint32_t fDepth = 0;             // how many times the owner has taken the lock
     TAbandoned fAbandoned = no;
     TFastMutex *fPrevious = nullptr; // in the chain of the locks that the owner holds
     TFastMutex *fNext = nullptr;

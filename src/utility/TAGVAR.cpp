@@ -383,7 +383,7 @@ TiBinaryStream &TagVar::ReadFromBinaryStream(TiBinaryStream &in) {
     if ((in >> type).fail())
         return in;
 
-    // The new value is read into an object of its own. Only a complete value is moved to this one.
+    // The new value is read into another TagVar first. It replaces this value only if it was read completely.
     TagVar value(static_cast<Type>(type));
     std::uint32_t word = 0;
     switch (type) {

@@ -107,7 +107,7 @@ TTraceStreamBase::TTraceStreamBase(Joining joining, std::unique_ptr<std::ostream
       fFile(dynamic_cast<TTraceFileStream *>(fOwned.get())) {}
 
 TTraceStreamBase::~TTraceStreamBase() {
-    Unlink(); // waits until no other thread writes under the trace lock
+    Unlink(); // takes the trace lock, so another thread that is writing finishes first
     Replace(nullptr, 0);
 }
 

@@ -30,8 +30,9 @@ struct platform::Mutex {
 };
 
 // The event on which threads wait for one lock. When the lock is deleted, the event is not closed but kept for another
-// lock. At that time, the last thread that unlocked the deleted lock may not have posted the event yet. Its late post
-// wakes a thread that waits for the other lock. That thread inspects its lock and continues to wait.
+// lock. At that time, the last thread that unlocked the deleted lock may not have posted the event yet. The late post
+// of this thread wakes a thread that waits for the other lock. The woken thread inspects the other lock and continues
+// to wait.
 struct platform::TWaitPlace {
     HANDLE const event;
     TWaitPlace *next; // in the list of unused places

@@ -18,7 +18,7 @@ struct TTraceSelectionFault {
         : text(what), position(from), length(count), line(lineNumber) {}
 
     char const *text = nullptr; // the cause; null if there is no fault
-    std::size_t position = 0;   // of the first faulty character, counted from 0
+    std::size_t position = 0;   // the place of the first faulty character, counted from 0
     std::size_t length = 0;     // the number of faulty characters
     std::uint32_t line = 0;     // the line of trace_selection.cpp that found the fault
 };

@@ -229,7 +229,7 @@ private:
     char const *fText;
     std::size_t fLength;
     std::size_t fPosition = 0;
-    int fDigits = 0; // how many digits the number read last has
+    int fDigits = 0; // the number of digits that Number() read last
 };
 
 } // namespace

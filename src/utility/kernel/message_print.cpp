@@ -24,7 +24,7 @@ namespace {
 using TWide = unsigned short;
 
 constexpr std::size_t fsLongestField = 0x10000; // in characters; a larger width or precision is replaced by this number
-constexpr std::size_t fsRealDigits = 330;       // more than a real has before its point, including sign and exponent
+constexpr std::size_t fsRealDigits = 330;       // more characters than sign, digits before the point, and exponent
 constexpr int fsSignificantDigits = 1100;       // more digits than a real has before and after its point
 
 // The size of a text has a limit. Otherwise a short message from another machine could make a huge text, by large
@@ -99,7 +99,7 @@ public:
             from += 8;
             fAt += 8;
         }
-        if (fEnd - fAt >= 8) { // fewer than eight bytes are left
+        if (fEnd - fAt >= 8) { // fewer than eight bytes are left to put
             for (; from != end && *from != '%' && *from != 0; ++from)
                 *fAt++ = *from;
             return from;

@@ -21,7 +21,8 @@ constexpr TKind fsKinds[] = {kindNil,  kindEnd,  kindInteger, kindUnsigned, kind
 //   i  32-bit words, signed, the result an integer          r  reals
 //   w  32-bit words, unsigned, the result an integer        s  texts
 //   u  32-bit words, unsigned, the result an unsigned one   t  date-times
-using TOutcomes = char const *; // for one left kind, by right kind: I U R S, date or time, date-time, nil, end, pointer
+// The index is the kind of the right value or, for an operator of one value, the kind of this value (TKind).
+using TOutcomes = char const *;
 
 constexpr TOutcomes fsMismatch = ".........";
 constexpr TOutcomes fsNotImplemented = "!!!!!!!!!";
@@ -31,7 +32,7 @@ struct TMatrix {
 };
 
 // clang-format off
-//                          left: I            U            R            S
+//                          left: integer      unsigned     real         text
 //                                date, time   date-time    nil          end          pointer
 constexpr TMatrix fsAdd =       {{"iir.!!...", "iur......", "rrr......", "...s.....",
                                   fsNotImplemented, fsNotImplemented, fsMismatch, fsMismatch, fsMismatch}};

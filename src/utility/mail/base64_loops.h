@@ -353,7 +353,7 @@ TUZUTIL_SSSE3 inline unsigned int DecodeSixteen(char const *from, Byte *to) noex
     __m128i const row = _mm_and_si128(_mm_srli_epi32(text, 4), half);
     __m128i const wrong = _mm_and_si128(_mm_shuffle_epi8(LoadTable(fsClasses.rows), row),
                                         _mm_shuffle_epi8(LoadTable(fsClasses.columns), _mm_and_si128(text, half)));
-    __m128i const place = _mm_add_epi8(row, _mm_cmpeq_epi8(text, _mm_set1_epi8('/'))); // row 2 becomes 1
+    __m128i const place = _mm_add_epi8(row, _mm_cmpeq_epi8(text, _mm_set1_epi8('/'))); // for "/", row 1 instead of 2
     __m128i const values = _mm_add_epi8(text, _mm_shuffle_epi8(LoadTable(fsClasses.added), place));
     __m128i const twelveBits = _mm_maddubs_epi16(values, _mm_set1_epi16(0x0140));
     __m128i const groups = _mm_madd_epi16(twelveBits, _mm_set1_epi32(0x00011000));

@@ -23,7 +23,7 @@ public:
 
     void Cut() noexcept { fStream = nullptr; } // called before the stream is destroyed
     void Hold() noexcept;                      // lets exceptions through
-    void Release() noexcept;                   // restores the stream when it was called as often as Hold()
+    void Release() noexcept;                   // restores the stream when it has been called as many times as Hold()
 
 private:
     std::ios *fStream;

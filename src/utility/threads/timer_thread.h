@@ -52,8 +52,8 @@ private:
     static long PlanSleep() noexcept;
     static void ExpectWake() noexcept;
 
-    static TTimerQueue fsArmed;  // timers of the calendar clock, by seconds since 1970
-    static TTimerQueue fsSteady; // timers of the steady clock, by milliseconds
+    static TTimerQueue fsArmed;  // armed timers of the calendar clock; times in seconds since 1970
+    static TTimerQueue fsSteady; // armed timers of the steady clock; times in milliseconds
     // The time at which the thread wakes by itself, in milliseconds of the steady clock. This time is in the past if
     // the thread woke by itself. It is 0 if the thread has been started or woken, and INT64_MAX if the thread sleeps
     // until it is woken.
