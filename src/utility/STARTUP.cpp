@@ -114,9 +114,9 @@ BUILT_FIRST static struct TLocale {
     TLocale() { std::setlocale(LC_ALL, ""); }
 } fsLocale;
 
-// 9. Trace destinations: the lock that guards the streams of all destinations, and the directories of factory libraries
-// with their lock. The loader of trace factories is built at its first use, so only the pointer to it is here. The last
-// object is the program's file name, from which the default name of a trace file is made.
+// 9. Trace destinations: the lock that guards the streams of all TTraceStreamBase destinations, and the directories of
+// factory libraries with their lock. The loader of trace factories is built at its first use, so only the pointer to it
+// is here. The last object is the program's file name, from which the default name of a trace file is made.
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsTraceFileLock;
 TMutexSemaphore &TTraceStreamBase::fsFileMutex = reinterpret_cast<TMutexSemaphore &>(fsTraceFileLock);
 BUILT_FIRST static TImmortal<TString> fsFactoryLibpath;

@@ -1,7 +1,7 @@
-// TTrace::Category, the subject of a trace entry, the registry of all categories, and the names of components, which
-// are groups of categories. The registration of a static category takes no lock of tuzutil. FindCategory() holds
-// TTraceRegistry::fsMutex while it reads the categories in the registry. The destructor of a category takes this lock
-// too, because no category may be destroyed while FindCategory() reads it.
+// TTrace::Category, which names the subject of a trace entry. Also the registry of all categories, and the names of
+// components, which are groups of categories. The registration of a static category takes no lock of tuzutil.
+// FindCategory() holds TTraceRegistry::fsMutex while it reads the categories in the registry. The destructor of a
+// category takes this lock too, because no category may be destroyed while FindCategory() reads it.
 
 #include "tuzutil/TRACESET.h"
 #include "tuzutil/TRACE.h"

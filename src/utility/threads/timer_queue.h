@@ -18,7 +18,7 @@
 
 class TTimerQueue {
 public:
-    static constexpr unsigned int fsBits = 42; // the bits of a time
+    static constexpr unsigned int fsBits = 42; // the number of bits of a time
 
     // Adds a timer, which is represented by its link, for the time `link.due`. REQUIRES: the link is not armed, and the
     // time has at most fsBits bits.
