@@ -152,8 +152,8 @@ char *TSearchNLSPath::FindFile(TString const &lang) {
     return Keep(path);
 }
 
-// If the library cannot be loaded, `library` is null, and LibraryName() returns the name of the program, as NLSRESRC.h
-// says.
+// Lets the system's loader look for the library, and keeps the full name of the loaded library. If the library cannot
+// be loaded, keeps the full name of the program instead, as NLSRESRC.h says.
 char *TSearchNLSPath::FindInPath() {
     if (fFound)
         return Found();

@@ -64,7 +64,7 @@ TTempStreamBuf::TTempStreamBuf(unsigned long blockSize, char const *name, TRefer
 
 TTempStreamBuf::~TTempStreamBuf() = default;
 
-// The test is called before a block is added. QueryUsed() of every block is up to date at that time.
+// Asks the stream's TTempStreamTest before a block is added. At that time, QueryUsed() of every block is up to date.
 int TTempStreamBuf::extend() {
     if (fFile)
         return 0;

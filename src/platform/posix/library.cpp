@@ -70,7 +70,7 @@ int ReasonFor(char const *name) noexcept {
     return ::access(name, R_OK) == 0 ? ENOEXEC : errno;
 }
 
-// The path of a file in the program's own directory. If this path would be too long, `path` is empty.
+// The path of a file in the program's own directory. If this path is unknown or would be too long, `path` is empty.
 struct TBesideProgram {
     explicit TBesideProgram(char const *name) noexcept {
         ssize_t const length = ::readlink(fsProgram, path, sizeof path);

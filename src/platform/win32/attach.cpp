@@ -5,8 +5,8 @@
 
 #include <windows.h>
 
-// DisableThreadLibraryCalls() fails if the runtime itself needs to know when threads end. DllMain() is then called for
-// threads too, and ignores these calls.
+// If the runtime itself needs to know when threads end, DisableThreadLibraryCalls() fails. The system then calls
+// DllMain() also when a thread begins or ends, and DllMain() does nothing.
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
     if (reason == DLL_PROCESS_ATTACH)
         DisableThreadLibraryCalls(instance);

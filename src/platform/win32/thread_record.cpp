@@ -22,7 +22,7 @@ constinit TThreadRecord fsUnloading{0xFFFFFFFF, 0};
 void WINAPI EndOfThread(void *record) noexcept {
     auto *const thread = static_cast<TThreadRecord *>(record);
     // When the library is unloaded, the system also calls this function for the records of killed threads. By then,
-    // other threads may have taken the locks of killed threads.
+    // other threads may have taken the locks of killed threads, so these locks must not be unlocked here.
     if (!fsForgotten)
         thread->AbandonAll();
     delete thread;

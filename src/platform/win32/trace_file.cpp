@@ -32,7 +32,8 @@ struct platform::TraceFile {
     }
 
 private:
-    // Turns line ends into CR LF. If the file ends within a line, a line end comes first.
+    // Writes the text to `out`, with CR LF for each LF. If the file ends within a line, CR LF comes before the text.
+    // Returns the number of bytes written.
     std::size_t Expand(std::string_view text, char *out) const noexcept {
         char *at = out;
         if (fLineIsOpen) {
@@ -63,8 +64,8 @@ private:
         return true;
     }
 
-    // Inspects the last byte of the file, which ends at `end`. Another process may have written after this process
-    // wrote last, and may have been killed in the middle of a line.
+    // Inspects the last byte of the file. `end` is the present end of the file. Another process may have written after
+    // this process wrote last, and may have been killed in the middle of a line.
     void LookAtOthers(std::int64_t end) noexcept {
         char last = '\n';
         LARGE_INTEGER at;
