@@ -1,7 +1,7 @@
 #ifndef POP3D_SASL_H
 #define POP3D_SASL_H
 
-// Functions for logins: making challenges, computing and reading the answers to them, and comparing secrets.
+// Functions for logins: making challenges, computing and reading the answers to challenges, and comparing secrets.
 
 #include "tuzutil/TSTRING.h"
 

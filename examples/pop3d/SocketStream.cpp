@@ -74,8 +74,9 @@ bool SocketStreamBuf::SendAll(char const *from, std::size_t count) {
     return true;
 }
 
-// Waits until there is room to send. Waiting reduces the allowance. SendAll() adds the number of sent bytes to it.
-// Returns false if the allowance is used up, if there was no room for fPatience.idleSeconds, or if a stop is wanted.
+// Waits until there is room to send. The allowance is the number of bytes by which the client may still fall behind the
+// lowest rate. Waiting reduces it, and SendAll() adds the sent bytes to it again. Returns false if the allowance is
+// used up, if fPatience.idleSeconds pass without any room, or if a stop is wanted.
 bool SocketStreamBuf::AwaitRoom() {
     using Clock = std::chrono::steady_clock;
     auto const begin = Clock::now();

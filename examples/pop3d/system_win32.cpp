@@ -174,7 +174,7 @@ Handle OpenAt(std::wstring const &path, DWORD rights, DWORD flags = 0) {
     return handle == INVALID_HANDLE_VALUE ? fsNone : reinterpret_cast<Handle>(handle);
 }
 
-// Returns the path of an open file without any links. On failure, returns an empty path.
+// Returns the path of an open file. The path contains no links. On failure, returns an empty path.
 std::wstring FinalPath(Handle handle) {
     std::wstring path(512, L'\0');
     for (;;) {
@@ -209,9 +209,9 @@ bool Describe(Handle handle, Identity &identity) {
 } // namespace
 
 struct Folder::System {
-    std::wstring path; // the path of the folder without any links
+    std::wstring path; // the path of the folder; it contains no links
 
-    // Opens a regular file in this folder. If a link leads to a file elsewhere, returns fsNone.
+    // Opens a regular file in this folder. If the name is that of a link, returns fsNone.
     Handle Open(std::string const &name, DWORD rights, Identity &identity) const {
         std::wstring const wanted = path + L'\\' + std::filesystem::path(name).wstring();
         Handle const handle = OpenAt(wanted, rights);
@@ -223,8 +223,8 @@ struct Folder::System {
     }
 };
 
-// Finds the path of the folder without any links. The mailbox may be a link, because the administrator named it in the
-// users file. A folder in the mailbox must not be a link.
+// Finds the path of the folder, without links in it. The mailbox may be a link, because the administrator named it in
+// the users file. A folder in the mailbox must not be a link.
 Folder::Folder(std::string const &mailbox, std::string const &name) {
     std::wstring const given = std::filesystem::path(mailbox).wstring();
     HANDLE const outer = CreateFileW(given.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,

@@ -5,7 +5,7 @@
 // opens that library.
 //
 // Example:
-//     TSearchNLSPath::AddNLSpath("C:\\mail\\texts\\%L\\%N"); // before the program's own directory
+//     TSearchNLSPath::AddNLSpath("C:\\mail\\texts\\%L\\%N"); // searched before the program's directory
 //     TSearchNLSPath::SetLang("German");
 //     TSearchNLSPath search("msgs");
 //     std::cout << search.FindFile() << '\n'; // C:\mail\texts\German\msgs.dll, if it exists
@@ -15,15 +15,16 @@
 // Ownership:  The search object owns the path that it found: the pointer is valid until the object is destroyed.
 // Threads:    Change the settings only while the process has one thread. Afterwards any thread may search, but only one
 //             thread at a time may use an object.
-// Failures:   TAccessError (recoverable, ID 1), with the texts that the comments of the functions give. The results of
-//             searches are traced in the category NLSResource at level "in".
+// Failures:   The functions throw TAccessError (recoverable, ID 1); their comments give its texts. The results of
+// searches
+//             are traced in the category NLSResource at level "in".
 // Surprises:
 // - Once an object has found a path, every later search returns that path.
 // - If nothing is found, FindInPath() and FindFile() without an argument return the file of the program itself.
-//   Therefore the texts of a program and those of its libraries must not have the same numbers.
+//   Texts are then looked up in the program. Therefore no text of a program may have the number of a text of a library.
 // - Check a language that comes from a stranger before you set it: the language becomes part of a path.
 // - When tuzutil itself is loaded, it sets the locale of the process from the environment. The locale affects decimal
-//   points, letter case and the system's texts, but not the language of messages.
+//   points, letter case and the texts of the operating system, but not the language of the program's messages.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDLL.h"
@@ -31,8 +32,8 @@
 
 #include <memory>
 
-// Finds the library with the texts of the current language. The language and the template of paths belong to the
-// process.
+// Finds the library with the texts of the current language. The language and the template, which is the
+// list of paths to search, belong to the process.
 class TUZUTIL_API TSearchNLSPath {
 public:
     // These constructors take the name of the library.
@@ -54,14 +55,14 @@ public:
     char *FindFile();
     // Searches in the language `lang`. Returns the path of the first existing file that the template names, or null. In
     // an entry, %E means the program's directory, %L the language, and %N the name. If the name has no ".", the search
-    // adds ".dll" to it. On Linux, the search next tries the name with ".so" instead. If the language contains a ".",
-    // the search first tries the language with a backslash instead of its first ".". If the program's directory
-    // contains %L or %N, or the language contains %N, the search replaces these too.
+    // tries the name with ".dll", and on Linux also the name with ".so". If the language contains a ".", the search
+    // begins with the language in which a backslash replaces the first ".". If the program's directory contains %L or
+    // %N, or the language contains %N, the search replaces these too.
     char *FindFile(TString const &lang);
     // Loads the library whose name was given to the constructor, and returns the library's full name. Adds ".dll" to
     // the given name unless it ends in ".dll". If the library cannot be loaded, returns the full name of the program,
-    // or null if the system does not know the program's name. If a static object of the library could not register
-    // itself, throws the exception of that object.
+    // or null if the system does not know the program's name. If a static object of the loaded library threw an
+    // exception while tuzutil registered it, this function throws that exception.
     char *FindInPath();
     operator char *() { return FindFile(); } // throws what FindFile() throws
 
@@ -82,7 +83,7 @@ private:
 // open NAME".
 class TUZUTIL_API TNLSResourceDll : public TDll {
 public:
-    explicit TNLSResourceDll(char const *name); // as that of TSearchNLSPath
+    explicit TNLSResourceDll(char const *name); // the name of the library, as for TSearchNLSPath
 };
 
 #endif

@@ -17,7 +17,8 @@
 // Surprises:
 // - The functions read a string with the Unicode flag as 16-bit text, and every other string as UTF-8. Text that
 //   already has the wanted form is checked but not converted; `replace` repairs its faults.
-// - Zero characters are kept. A null string stays null. If the argument is wiped on deletion, so is the result.
+// - Characters with the value 0 are kept. A null string stays null. If the argument is wiped on deletion, so is the
+// result.
 // - The UTF-8 mode concerns only the library. It does not change how the system reads narrow names of files, or what
 //   the program writes by other means.
 
@@ -28,9 +29,9 @@
 class TUZUTIL_API TUnicode {
 public:
     // Says what the functions do with malformed text. `strict` throws an exception. `replace` puts one U+FFFD in the
-    // place of each fault. In UTF-8, a fault is an incomplete character (the longest run of bytes with which a
-    // well-formed character could begin), or a malformed byte outside such a run. In 16-bit text, a fault is an
-    // unpaired surrogate, or a last byte that is half a unit.
+    // place of each fault. In UTF-8, there are two kinds of faults. The first is an incomplete character: all the
+    // bytes that begin a well-formed character but are not continued by one. The second is any other byte that is no
+    // part of a character. In 16-bit text, a fault is an unpaired surrogate, or a last byte that is half a unit.
     enum Faults { strict, replace };
 
     static TString FromUtf8(TString const &text, Faults faults = strict); // 16-bit text
@@ -41,11 +42,11 @@ public:
     // first unpaired surrogate, or of a last byte that is half a unit.
     static unsigned int FindFault(TString const &text) noexcept;
 
-    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, messages and trace
-    // lines take narrow text for UTF-8 if they convert between narrow and 16-bit text. The narrow texts of language
-    // libraries are then loaded as UTF-8, too. While the mode is off, these conversions follow the current locale, but
-    // Windows loads the narrow texts of language libraries in the system's code page. One line can then contain both
-    // encodings.
+    // Switches the UTF-8 mode on or off, and returns whether it was on before. While the mode is on, narrow text counts
+    // as UTF-8 wherever the library converts between narrow and 16-bit text for messages and trace lines, and the
+    // narrow texts of language libraries are loaded as UTF-8. While the mode is off, narrow text is in the encoding of
+    // the locale, except that Windows loads the narrow texts of language libraries in the system's code page. One trace
+    // line can then contain both encodings.
     static int SetUtf8Mode(int on) noexcept;
     static int IsUtf8Mode() noexcept; // 1 or 0
 };

@@ -1,5 +1,5 @@
-// TLoading: the nested loads of libraries on a thread, as a list from the innermost to the outermost. Each thread has a
-// list of its own, so no lock is taken.
+// TLoading: keeps a list of the loads of libraries that are under way on a thread, the innermost load first. Loads are
+// nested if a static object of a library loads another library. Each thread has a list of its own, so no lock is taken.
 
 #include "utility/kernel/loading.h"
 
