@@ -16,8 +16,7 @@
 // Threads:    Change the settings only while the process has one thread. Afterwards any thread may search, but only one
 //             thread at a time may use an object.
 // Failures:   The functions throw TAccessError (recoverable, ID 1); their comments give its texts. The results of
-// searches
-//             are traced in the category NLSResource at level "in".
+//             searches are traced in the category NLSResource at level "in".
 // Surprises:
 // - Once an object has found a path, every later search returns that path.
 // - If nothing is found, FindInPath() and FindFile() without an argument return the file of the program itself.
