@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Runs tools/winerun.sh above an emulator of its own: check_winerun.py WINERUN.
 
-A program is run a second time, once, only where it had reported success before the emulator died by a fault of memory.
+A program is run a second time, once, only where it had reported success before the emulator died by a
+fault of memory, or was killed before its time was over.
 """
 
 import os
@@ -40,7 +41,7 @@ def run(winerun, deaths, text, signal="SEGV", **variables):
             count = len(runs.readlines())
         with open(os.path.join(folder, "tries"), encoding="ascii") as tries:
             # The shell says how its command died, among its output.
-            lines = [line for line in result.stdout.splitlines() if line not in ("Segmentation fault", "Aborted")]
+            lines = [line for line in result.stdout.splitlines() if line not in ("Segmentation fault", "Aborted", "Killed")]
             return result.returncode, lines, count, len(tries.readlines())
 
 
@@ -53,6 +54,9 @@ def main():
             ((1, "[ RUN      ] Suite.Test"), {}, (139, ["[ RUN      ] Suite.Test"], 1, 0)),
             ((1, PASSED + "\n" + FAILED), {}, (139, [PASSED, FAILED], 1, 0)),
             ((1, PASSED, "ABRT"), {}, (134, [PASSED], 1, 0)),
+            ((1, PASSED, "KILL"), {}, (0, [PASSED], 2, 1)),
+            ((1, FAILED, "KILL"), {}, (137, [FAILED], 1, 0)),
+            ((1, PASSED, "KILL"), {"TUZ_WINE_TIMEOUT": "0"}, (137, [PASSED], 1, 0)),  # as if the time were over
             ((1, "main ran"), {}, (139, ["main ran"], 1, 0)),
             ((1, "main ran"), {"TUZ_WINE_SUCCESS": "^main ran"}, (0, ["main ran"], 2, 1))):
         found = run(winerun, *arguments, **variables)
