@@ -14,8 +14,7 @@ MessageSourceBuf::MessageSourceBuf(file::Folder const &folder, std::string const
     : fIdentity(identity), fLeft(identity.size),
       fSize(static_cast<std::size_t>(std::clamp<std::uint64_t>(identity.size, 1, block))), fBlock(new char[fSize]) {
     file::Identity found;
-    if (folder.IsOpen())
-        fFile = folder.Open(name, found);
+    fFile = folder.Open(name, found);
     if (fFile == file::fsNone || found == identity)
         return;
     file::Close(fFile);
@@ -67,8 +66,6 @@ MessageSource::MessageSource(file::Folder const &folder, std::string const &name
                              std::size_t block)
     : std::istream(nullptr), fBuf(folder, name, identity, block) {
     rdbuf(&fBuf);
-    if (!fBuf.IsOpen())
-        setstate(std::ios_base::failbit);
 }
 
 MessageSource::~MessageSource() = default;

@@ -16,7 +16,7 @@ namespace pop3d {
 class MessageSourceBuf : public std::streambuf {
 public:
     // Opens the file if it still has this identity. Otherwise IsOpen() returns false. The file is read in blocks of
-    // `block` bytes.
+    // `block` bytes. REQUIRES: the folder is open.
     MessageSourceBuf(file::Folder const &folder, std::string const &name, file::Identity const &identity,
                      std::size_t block);
     MessageSourceBuf(MessageSourceBuf const &) = delete;

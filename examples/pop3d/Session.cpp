@@ -7,14 +7,12 @@
 
 #include "tuzutil/DOTBYTE.h"
 
-#include <algorithm>
-
 namespace pop3d {
 
 namespace {
 
 constexpr unsigned long fsLineBuffer = 2048;
-constexpr unsigned long fsSmallestBlock = 16384;
+constexpr unsigned long fsBlock = 65536; // a message that is sent while it is read is read in such blocks
 
 } // namespace
 
@@ -219,8 +217,8 @@ void Session::Top(char *argument) {
 // a disk. If it cannot be read to its end, the session ends, because the client must not take a part of the message for
 // the whole message.
 void Session::SendMessage(Mailbox::Message const &message, std::uint32_t const *bodyLines) {
-    std::unique_ptr<MessageSource> const source =
-        fMailbox->Open(message, std::max<unsigned long>(fOptions.spoolBytes, fsSmallestBlock));
+    bool const isSmall = message.identity.size <= fOptions.spoolBytes;
+    std::unique_ptr<MessageSource> const source = fMailbox->Open(message, isSmall ? fOptions.spoolBytes : fsBlock);
     if (!source)
         return Error(text::messageUnreadable);
     Ok(text::messageFollows);
