@@ -12,7 +12,7 @@ namespace pop3d {
 namespace {
 
 constexpr unsigned long fsLineBuffer = 2048;
-constexpr unsigned long fsBlock = 65536; // a message that is sent while it is read is read in such blocks
+constexpr unsigned long fsBlock = 65536; // a large message is read in blocks of this many bytes
 
 } // namespace
 
