@@ -66,6 +66,8 @@ public:
     }
 
     static void Wake(void const *word, int count) {
+        if (!fsRunning)
+            return;
         for (auto const &thread : fsRunning->fThreads) {
             if (count > 0 && thread->waitsFor == word) {
                 thread->waitsFor = nullptr;
@@ -75,7 +77,11 @@ public:
         }
     }
 
-    static std::size_t Self() { return fsRunning->fCurrent->number; } // the number of the thread that runs
+    // The number of the thread that runs; 0 before and after the run.
+    static std::size_t Self() { return fsRunning ? fsRunning->fCurrent->number : 0; }
+
+    // Starts a further thread of the scenario. Called by one of its threads.
+    static void Start(std::function<void()> body) { fsRunning->Add(std::move(body)); }
 
 private:
     struct TThread {
@@ -105,18 +111,8 @@ private:
         fFault.clear();
         fSteps = 0;
         fsRunning = this;
-        for (auto const &body : scenario.threads) {
-            auto thread = std::make_unique<TThread>();
-            thread->number = fThreads.size();
-            thread->body = body;
-            thread->stack.reset(new char[fsStackSize]);
-            ::getcontext(&thread->context);
-            thread->context.uc_stack.ss_sp = thread->stack.get();
-            thread->context.uc_stack.ss_size = fsStackSize;
-            thread->context.uc_link = nullptr;
-            ::makecontext(&thread->context, &TScheduler::Begin, 0);
-            fThreads.push_back(std::move(thread));
-        }
+        for (auto const &body : scenario.threads)
+            Add(body);
         fCurrent = nullptr;
         while (TThread *const next = Choose()) {
             fCurrent = next;
@@ -126,6 +122,19 @@ private:
         }
         fsRunning = nullptr;
         return fFault.empty() ? scenario.check() : fFault;
+    }
+
+    void Add(std::function<void()> body) {
+        auto thread = std::make_unique<TThread>();
+        thread->number = fThreads.size();
+        thread->body = std::move(body);
+        thread->stack.reset(new char[fsStackSize]);
+        ::getcontext(&thread->context);
+        thread->context.uc_stack.ss_sp = thread->stack.get();
+        thread->context.uc_stack.ss_size = fsStackSize;
+        thread->context.uc_link = nullptr;
+        ::makecontext(&thread->context, &TScheduler::Begin, 0);
+        fThreads.push_back(std::move(thread));
     }
 
     static void Begin() {
