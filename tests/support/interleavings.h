@@ -105,6 +105,8 @@ private:
     explicit TScheduler(int preemptions) : fPreemptions(preemptions) {}
 
     std::string Run(TScenario const &scenario) {
+        for (auto const &thread : fThreads)
+            fStacks.push_back(std::move(thread->stack));
         fThreads.clear();
         fNext = 0;
         fPreemptionsLeft = fPreemptions;
@@ -128,7 +130,10 @@ private:
         auto thread = std::make_unique<TThread>();
         thread->number = fThreads.size();
         thread->body = std::move(body);
-        thread->stack.reset(new char[fsStackSize]);
+        if (fStacks.empty())
+            fStacks.emplace_back(new char[fsStackSize]);
+        thread->stack = std::move(fStacks.back());
+        fStacks.pop_back();
         ::getcontext(&thread->context);
         thread->context.uc_stack.ss_sp = thread->stack.get();
         thread->context.uc_stack.ss_size = fsStackSize;
@@ -206,6 +211,7 @@ private:
     int fPreemptions;
     int fPreemptionsLeft = 0;
     std::vector<std::unique_ptr<TThread>> fThreads;
+    std::vector<std::unique_ptr<char[]>> fStacks; // of the threads of earlier runs
     std::vector<TChoice> fChoices;
     std::size_t fNext = 0;
     long fSteps = 0;
