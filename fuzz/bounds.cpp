@@ -6,6 +6,7 @@
 #include "bounds.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
@@ -19,7 +20,12 @@
 #endif
 
 #if defined(TUZUTIL_IS_SANITIZED)
-#include <sanitizer/allocator_interface.h>
+// g++ has these functions in its runtimes, but not the header <sanitizer/allocator_interface.h> that declares them.
+extern "C" {
+int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(void const volatile *, std::size_t),
+                                              void (*freed)(void const volatile *));
+std::size_t __sanitizer_get_allocated_size(void const volatile *);
+}
 #elif !defined(_WIN32)
 #include "support/FailingMemory.h"
 
@@ -49,7 +55,7 @@ constinit std::atomic<std::size_t> fsPeak{0}; // the most bytes in use at the sa
 #if defined(TUZUTIL_IS_SANITIZED)
 static int const fsIsInstalled = __sanitizer_install_malloc_and_free_hooks(
     [](void const volatile *, std::size_t size) { Count(size); },
-    [](void const volatile *block) { fsInUse -= __sanitizer_get_allocated_size(const_cast<void const *>(block)); });
+    [](void const volatile *block) { fsInUse -= __sanitizer_get_allocated_size(block); });
 #elif !defined(_WIN32)
 static std::size_t SizeOf(void const *block) noexcept {
     return ::malloc_usable_size(const_cast<void *>(block));
