@@ -38,8 +38,8 @@ SEED = "tuzutil 1"
 # The sources of each family, and the suites that must notice a change of these sources, the quick ones first.
 FAMILIES = {
     "strings": (["TSTRING.cpp", "UNICODE.cpp", "kernel/wide_search.cpp"],
-                ["tstring", "unicode", "tstring_standard", "tstring_blocks", "wipe", "tstring_own_operator",
-                 "processors"]),
+                ["tstring", "tstring_editing", "tstring_search", "tstring_companions", "unicode", "tstring_standard",
+                 "tstring_blocks", "wipe", "tstring_own_operator", "processors"]),
     "values": (["TAGVAR.cpp", "TXTMSG.cpp", "kernel/value_operators.cpp", "kernel/value_texts.cpp",
                 "kernel/message_print.cpp", "kernel/message_rewrite.cpp"],
                ["tagvar", "tagvar_operators", "tagvar_arguments", "message_print", "txtmsg", "message_rewrite",
