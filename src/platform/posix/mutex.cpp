@@ -201,17 +201,29 @@ bool IsThere(Mutex const *mutex) noexcept {
     return mutex != nullptr;
 }
 
-// Takes a shared lock. Returns 0, or an error number.
-int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
+// Takes a shared lock within a limited time. Returns 0, or an error number. This function is not inlined: if it were, a
+// thread would take a shared lock without a limit more slowly.
+[[gnu::noinline]] int AcquireWithin(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
     if (milliseconds == 0)
         return ::pthread_mutex_trylock(mutex);
-    if (milliseconds == platform::waitForEver)
-        return ::pthread_mutex_lock(mutex);
 #if defined(__SANITIZE_THREAD__) // the thread sanitizer does not know pthread_mutex_clocklock()
     return ::pthread_mutex_timedlock(mutex, TDeadline(milliseconds, CLOCK_REALTIME).End());
 #else
     return ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, TDeadline(milliseconds).End());
 #endif
+}
+
+// Returns what an error number of a shared lock means. Repairs the lock if the last owner ended while it held the lock,
+// because the thread then has the lock. In case of a failure, stores the number in errno.
+[[gnu::noinline]] TWaitResult ResultOf(int error, pthread_mutex_t *mutex) noexcept {
+    if (error == EBUSY || error == ETIMEDOUT)
+        return TWaitResult::timedOut;
+    if (error == EOWNERDEAD) {
+        ::pthread_mutex_consistent(mutex);
+        return TWaitResult::abandoned;
+    }
+    errno = error;
+    return TWaitResult::failed;
 }
 
 // LockShared() and UnlockShared() are not inlined: if they were, a thread would take a lock without a name more slowly.
@@ -223,23 +235,23 @@ int Acquire(pthread_mutex_t *mutex, std::uint32_t milliseconds) noexcept {
         ++mutex.depth;
         return TWaitResult::done;
     }
-    int const error = Acquire(mutex.shared, milliseconds);
-    if (error == EBUSY || error == ETIMEDOUT)
-        return TWaitResult::timedOut;
-    if (error == EOWNERDEAD)
-        ::pthread_mutex_consistent(mutex.shared);
-    else if (Fails(error))
-        return TWaitResult::failed;
-    mutex.owner.store(self->Number(), std::memory_order_relaxed);
-    mutex.depth = 1;
-    mutex.wasAbandoned = error == EOWNERDEAD;
-    return error == EOWNERDEAD ? TWaitResult::abandoned : TWaitResult::done;
+    int const error = milliseconds == platform::waitForEver ? ::pthread_mutex_lock(mutex.shared)
+                                                            : AcquireWithin(mutex.shared, milliseconds);
+    TWaitResult const result = error == 0 ? TWaitResult::done : ResultOf(error, mutex.shared);
+    if (result == TWaitResult::done || result == TWaitResult::abandoned) {
+        mutex.owner.store(self->Number(), std::memory_order_relaxed);
+        mutex.depth = 1;
+        mutex.wasAbandoned = result == TWaitResult::abandoned;
+    }
+    return result;
 }
 
 [[gnu::noinline]] bool UnlockShared(Mutex &mutex) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
-    if (!self || mutex.owner.load(std::memory_order_relaxed) != self->Number())
+    if (!self || mutex.owner.load(std::memory_order_relaxed) != self->Number()) {
+        errno = EPERM;
         return false;
+    }
     if (--mutex.depth == 0) {
         mutex.owner.store(0, std::memory_order_relaxed);
         ::pthread_mutex_unlock(mutex.shared);
@@ -307,11 +319,13 @@ TWaitResult platform::LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexce
 bool platform::UnlockMutex(Mutex *mutex) noexcept {
     if (!IsThere(mutex))
         return false;
+    if (mutex->shared)
+        return UnlockShared(*mutex);
     TThreadRecord *const self = ThisThread();
-    bool const released = mutex->shared ? UnlockShared(*mutex) : self && mutex->fast.Unlock(*self);
-    if (!released)
-        errno = EPERM;
-    return released;
+    if (self && mutex->fast.Unlock(*self)) [[likely]]
+        return true;
+    errno = EPERM;
+    return false;
 }
 
 bool platform::IsFree(Mutex const *mutex) noexcept {

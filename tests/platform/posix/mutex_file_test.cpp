@@ -64,6 +64,21 @@ TEST_F(MutexFile, NoLockIsNeitherTakenNorHeld) {
     EXPECT_FALSE(platform::WasAbandoned(nullptr));
 }
 
+TEST_F(MutexFile, TakingAndReleasingALockLeavesTheErrorNumberAlone) {
+    for (char const *const name : {"", "named"}) {
+        Mutex *const mutex = platform::NewMutex(name);
+        ASSERT_NE(mutex, nullptr);
+        for (std::uint32_t const milliseconds : {std::uint32_t{0}, std::uint32_t{1000}, platform::waitForEver}) {
+            errno = EDOM;
+            EXPECT_EQ(platform::LockMutex(mutex, milliseconds), TWaitResult::done);
+            EXPECT_EQ(errno, EDOM);
+            EXPECT_TRUE(platform::UnlockMutex(mutex));
+            EXPECT_EQ(errno, EDOM);
+        }
+        EXPECT_TRUE(platform::DeleteMutex(mutex));
+    }
+}
+
 TEST_F(MutexFile, AThreadWithoutARecordTakesNoLock) {
     for (char const *const name : {"", "named"}) {
         Mutex *const mutex = platform::NewMutex(name);
