@@ -183,6 +183,8 @@ private:
 
     bool IsHeld() const noexcept; // whether this thread holds the lock; false if that is unknown
     bool IsFree() const noexcept; // whether no thread holds the lock; false if that is unknown
+    // Returns a word that is 0 exactly while no thread holds the lock, or null if there is no such word.
+    std::atomic<std::uint32_t> const *HeldWord() const noexcept;
 
     void *fHandle;
     char *fName;

@@ -58,7 +58,8 @@ public:
 
     // Returns whether a thread holds the lock or is still releasing it. The releasing thread accesses fState last.
     bool IsHeld() const noexcept { return fState.load(std::memory_order_acquire) != free; }
-    TWaitPlace *Place() const noexcept { return fPlace; }        // null unless Contend() has set one
+    std::atomic<std::uint32_t> const &State() const noexcept { return fState; } // 0 exactly if IsHeld() is false
+    TWaitPlace *Place() const noexcept { return fPlace; }                       // null unless Contend() has set one
     void ForgetOtherThreads(TThreadRecord const &self) noexcept; // for a forked child, which has only this thread
 
 private:

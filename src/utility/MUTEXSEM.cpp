@@ -162,7 +162,12 @@ bool TMutexSemaphore::IsHeld() const noexcept {
 }
 
 bool TMutexSemaphore::IsFree() const noexcept {
-    return platform::IsFree(MutexOf(fHandle));
+    std::atomic<std::uint32_t> const *const held = HeldWord();
+    return held && held->load(std::memory_order_acquire) == 0;
+}
+
+std::atomic<std::uint32_t> const *TMutexSemaphore::HeldWord() const noexcept {
+    return platform::HeldWord(MutexOf(fHandle));
 }
 
 TMutexSemaphoreWithEvent::TMutexSemaphoreWithEvent(TReference<TSemaphore> event, char const *name)

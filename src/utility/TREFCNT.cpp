@@ -114,8 +114,16 @@ TWeakReferenceLock::TWeakReferenceLock() : fState(fsSem.Lock(TMutexSemaphore::fs
         fsReports.Error("Unable to lock weak references, state=%d", fState);
 }
 
+// The lock is never destroyed, so its word is looked up only once. This function is called for each reference, and the
+// look-up would cost more than the rest.
 bool TWeakReferenceLock::IsFree() noexcept {
-    return fsSem.IsFree();
+    static constinit std::atomic<std::atomic<std::uint32_t> const *> known{nullptr};
+    std::atomic<std::uint32_t> const *held = known.load(std::memory_order_acquire);
+    if (!held) {
+        held = fsSem.HeldWord();
+        known.store(held, std::memory_order_release);
+    }
+    return held && held->load(std::memory_order_acquire) == 0;
 }
 
 TWeakReferenceLock::~TWeakReferenceLock() {

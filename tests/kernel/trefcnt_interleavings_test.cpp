@@ -8,6 +8,7 @@
 #include <cassert>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -116,7 +117,15 @@ std::string FaultOf(TShared const &shared) {
     return shared.destroyed == 1 ? "" : "the object was destroyed " + std::to_string(shared.destroyed) + " times";
 }
 
-void ExpectNoFault(TResult const &result, long leastRuns) {
+// Explores a scenario. The second reference makes the library look up the word of the lock, which it keeps, so all runs
+// have the same steps.
+void ExpectNoFault(std::function<TScenario()> const &make, int preemptions, long leastRuns) {
+    {
+        TShared shared;
+        TReference<TShared::TTarget> const first = shared.weak;
+        TReference<TShared::TTarget> const second = first;
+    }
+    TResult const result = TScheduler::Explore(make, preemptions);
     EXPECT_EQ(result.fault, "");
     EXPECT_GE(result.runs, leastRuns); // if there are fewer, the threads have lost their steps
 }
@@ -124,87 +133,83 @@ void ExpectNoFault(TResult const &result, long leastRuns) {
 } // namespace
 
 TEST(Interleavings, OfTheLastReleaseAndANewReferenceDestroyTheObjectOnceAndUnseen) {
-    ExpectNoFault(TScheduler::Explore(
-                      [] {
-                          auto const shared = std::make_shared<TShared>();
-                          auto const last = std::make_shared<TReference<TShared::TTarget>>(shared->weak);
-                          auto const release = [last] { *last = nullptr; };
-                          auto const revive = [shared] { shared->Revive(); };
-                          return TScenario{{release, revive, revive}, [shared] { return FaultOf(*shared); }};
-                      },
-                      fsPreemptions),
-                  5000);
+    ExpectNoFault(
+        [] {
+            auto const shared = std::make_shared<TShared>();
+            auto const last = std::make_shared<TReference<TShared::TTarget>>(shared->weak);
+            auto const release = [last] { *last = nullptr; };
+            auto const revive = [shared] { shared->Revive(); };
+            return TScenario{{release, revive, revive}, [shared] { return FaultOf(*shared); }};
+        },
+        fsPreemptions, 5000);
 }
 
 TEST(Interleavings, OfCopiesAndReleasesWithoutTheLockLoseNoReference) {
-    ExpectNoFault(TScheduler::Explore(
-                      [] {
-                          using TTarget = TShared::TTarget;
-                          auto const shared = std::make_shared<TShared>();
-                          auto const first = std::make_shared<TReference<TTarget>>(shared->weak);
-                          auto const second = std::make_shared<TReference<TTarget>>(shared->weak);
-                          auto const copyAndRelease = [shared](auto const &own) {
-                              return [shared, own] {
-                                  TReference<TTarget> const copy = *own;
-                                  *own = nullptr;
-                                  shared->Use(copy);
-                              };
-                          };
-                          auto const revive = [shared] { shared->Revive(); };
-                          return TScenario{{copyAndRelease(first), copyAndRelease(second), revive},
-                                           [shared] { return FaultOf(*shared); }};
-                      },
-                      fsPreemptions),
-                  20000);
+    ExpectNoFault(
+        [] {
+            using TTarget = TShared::TTarget;
+            auto const shared = std::make_shared<TShared>();
+            auto const first = std::make_shared<TReference<TTarget>>(shared->weak);
+            auto const second = std::make_shared<TReference<TTarget>>(shared->weak);
+            auto const copyAndRelease = [shared](auto const &own) {
+                return [shared, own] {
+                    TReference<TTarget> const copy = *own;
+                    *own = nullptr;
+                    shared->Use(copy);
+                };
+            };
+            auto const revive = [shared] { shared->Revive(); };
+            return TScenario{{copyAndRelease(first), copyAndRelease(second), revive},
+                             [shared] { return FaultOf(*shared); }};
+        },
+        fsPreemptions, 20000);
 }
 
 // While a thread holds the lock, another thread can at most finish the change that it has begun.
 TEST(Interleavings, OfAHolderOfTheLockShowItAtMostOneChangeOfAnotherThread) {
-    ExpectNoFault(TScheduler::Explore(
-                      [] {
-                          using TTarget = TShared::TTarget;
-                          auto const shared = std::make_shared<TShared>();
-                          auto const own = std::make_shared<TReference<TTarget>>(shared->weak);
-                          auto const changes = [own] {
-                              {
-                                  TReference<TTarget> const second = *own;
-                                  TReference<TTarget> const third = second;
-                              }
-                              *own = nullptr;
-                          };
-                          auto const holder = [shared] {
-                              TWeakReferenceLock const lock;
-                              if (!shared->weak)
-                                  return;
-                              auto const before = static_cast<long>(shared->weak->QueryReferenceCount());
-                              TScheduler::Step();
-                              auto const after = static_cast<long>(shared->weak->QueryReferenceCount());
-                              if (before < 1 || after < 1 || std::abs(after - before) > 1)
-                                  shared->fault = "the count changes under the lock";
-                          };
-                          return TScenario{{changes, holder}, [shared] { return FaultOf(*shared); }};
-                      },
-                      fsPreemptions + 1),
-                  500);
+    ExpectNoFault(
+        [] {
+            using TTarget = TShared::TTarget;
+            auto const shared = std::make_shared<TShared>();
+            auto const own = std::make_shared<TReference<TTarget>>(shared->weak);
+            auto const changes = [own] {
+                {
+                    TReference<TTarget> const second = *own;
+                    TReference<TTarget> const third = second;
+                }
+                *own = nullptr;
+            };
+            auto const holder = [shared] {
+                TWeakReferenceLock const lock;
+                if (!shared->weak)
+                    return;
+                auto const before = static_cast<long>(shared->weak->QueryReferenceCount());
+                TScheduler::Step();
+                auto const after = static_cast<long>(shared->weak->QueryReferenceCount());
+                if (before < 1 || after < 1 || std::abs(after - before) > 1)
+                    shared->fault = "the count changes under the lock";
+            };
+            return TScenario{{changes, holder}, [shared] { return FaultOf(*shared); }};
+        },
+        fsPreemptions + 1, 500);
 }
 
 TEST(Interleavings, OfAHolderOfTheLockNeverShowItTheFirstReference) {
-    ExpectNoFault(TScheduler::Explore(
-                      [] {
-                          using TTarget = TShared::TTarget;
-                          auto const shared = std::make_shared<TShared>();
-                          auto const first = [shared] { TReference<TTarget> const reference = shared->weak; };
-                          auto const holder = [shared] {
-                              TWeakReferenceLock const lock;
-                              if (!shared->weak)
-                                  return;
-                              unsigned long const before = shared->weak->QueryReferenceCount();
-                              TScheduler::Step();
-                              if (before == 0 && shared->weak->QueryReferenceCount() != 0)
-                                  shared->fault = "the first reference is made under another thread's lock";
-                          };
-                          return TScenario{{first, holder}, [shared] { return FaultOf(*shared); }};
-                      },
-                      fsPreemptions + 1),
-                  100);
+    ExpectNoFault(
+        [] {
+            using TTarget = TShared::TTarget;
+            auto const shared = std::make_shared<TShared>();
+            auto const first = [shared] { TReference<TTarget> const reference = shared->weak; };
+            auto const holder = [shared] {
+                TWeakReferenceLock const lock;
+                if (!shared->weak)
+                    return;
+                unsigned long const before = shared->weak->QueryReferenceCount();
+                TScheduler::Step();
+                if (before == 0 && shared->weak->QueryReferenceCount() != 0)
+                    shared->fault = "the first reference is made under another thread's lock";
+            };
+            return TScenario{{first, holder}, [shared] { return FaultOf(*shared); }};
+        },
+        fsPreemptions + 1, 100);
 }

@@ -176,6 +176,8 @@ private:
             return nullptr;
         }
         TThread *const next = ready[Take(ready.size())];
+        if (!fFault.empty())
+            return nullptr;
         if (canGoOn && next != fCurrent)
             --fPreemptionsLeft;
         return next;
@@ -184,7 +186,12 @@ private:
     std::size_t Take(std::size_t count) {
         if (fNext == fChoices.size())
             fChoices.push_back({0, count});
-        return fChoices[fNext++].taken;
+        TChoice const &choice = fChoices[fNext++];
+        if (choice.count != count) { // something of an earlier run is left
+            fFault = "the same choices lead to another run";
+            return 0;
+        }
+        return choice.taken;
     }
 
     // Returns the steps at which the run did not go on with its first choice.
@@ -282,7 +289,9 @@ public:
     T operator--() noexcept { return static_cast<T>(fetch_sub(1) - 1); }
     T operator--(int) noexcept { return fetch_sub(1); }
 
-    T Now() const noexcept { return fValue; } // without a step
+    // Without a step.
+    T Now() const noexcept { return fValue; }
+    void SetNow(T value) noexcept { fValue = value; }
 
 private:
     T fValue;

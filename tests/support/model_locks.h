@@ -8,7 +8,9 @@
 #include "support/interleavings.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 #define TUZUTIL_MUTEXSEM_H
@@ -21,6 +23,15 @@ using interleavings::TScheduler;
 inline std::int64_t fsNow = 0;
 
 class TMutexSemaphore {
+    // A test may include a source before it replaces the standard atomics. It then runs no function that needs the
+    // word.
+    struct TWord {
+        interleavings::TModelAtomic<std::uint32_t> const *word;
+
+        operator interleavings::TModelAtomic<std::uint32_t> const *() const { return word; }
+        operator std::atomic<std::uint32_t> const *() const { std::abort(); }
+    };
+
 public:
     enum EState { Unlocked, Locked, TimedOut, Error };
     static constexpr long fsInfinite = -1;
@@ -31,22 +42,23 @@ public:
             TScheduler::Wait(this, false);
         fOwner = TScheduler::Self();
         ++fDepth;
+        fHeld.SetNow(1);
         return Locked;
     }
     void Unlock() {
         TScheduler::Step();
-        if (--fDepth == 0)
-            TScheduler::Wake(this, 1);
+        if (--fDepth > 0)
+            return;
+        fHeld.SetNow(0);
+        TScheduler::Wake(this, 1);
     }
-    bool IsFree() const {
-        TScheduler::Step();
-        return fDepth == 0;
-    }
+    TWord HeldWord() const { return {&fHeld}; }
     void const *GetHandle() const { return this; }
 
 private:
     std::size_t fOwner = 0;
     int fDepth = 0;
+    interleavings::TModelAtomic<std::uint32_t> fHeld{0};
 };
 
 class TMutexSemaphoreEntry {

@@ -211,7 +211,6 @@ struct TShared {
     TShared() {
         using modelled::TMasterTimer;
         fsNow = fsBegin;
-        modelled::fsTimerLock = modelled::TMutexSemaphore();
         TMasterTimer::fsIsOver = false;
         TThread::fsObjects = 0;
         TThread::fsRunning = 0;

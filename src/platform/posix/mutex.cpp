@@ -328,8 +328,8 @@ bool platform::UnlockMutex(Mutex *mutex) noexcept {
     return false;
 }
 
-bool platform::IsFree(Mutex const *mutex) noexcept {
-    return mutex && !mutex->shared && !mutex->fast.IsHeld();
+std::atomic<std::uint32_t> const *platform::HeldWord(Mutex const *mutex) noexcept {
+    return mutex && !mutex->shared ? &mutex->fast.State() : nullptr;
 }
 
 bool platform::HoldsMutex(Mutex const *mutex) noexcept {

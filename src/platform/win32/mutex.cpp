@@ -199,8 +199,8 @@ bool platform::UnlockMutex(Mutex *mutex) noexcept {
     return released;
 }
 
-bool platform::IsFree(Mutex const *mutex) noexcept {
-    return mutex && !mutex->kernel && !mutex->fast.IsHeld();
+std::atomic<std::uint32_t> const *platform::HeldWord(Mutex const *mutex) noexcept {
+    return mutex && !mutex->kernel ? &mutex->fast.State() : nullptr;
 }
 
 bool platform::HoldsMutex(Mutex const *mutex) noexcept {

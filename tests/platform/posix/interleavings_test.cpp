@@ -15,8 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/posix/deadline.h"
-
 namespace std {
 using interleavings::TModelAtomic;
 } // namespace std
@@ -25,6 +23,7 @@ using interleavings::TModelAtomic;
 // Takes the place of platform/posix/futex.h. A word is compared and the thread blocked in one step, as the kernel does.
 #define TUZUTIL_PLATFORM_POSIX_FUTEX
 #include "platform/platform.h"
+#include "platform/posix/deadline.h"
 
 namespace platform {
 

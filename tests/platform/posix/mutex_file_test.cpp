@@ -59,7 +59,7 @@ TEST_F(MutexFile, NoLockIsNeitherTakenNorHeld) {
     EXPECT_FALSE(platform::UnlockMutex(nullptr));
     EXPECT_EQ(errno, EBADF);
     EXPECT_FALSE(platform::DeleteMutex(nullptr));
-    EXPECT_FALSE(platform::IsFree(nullptr));
+    EXPECT_EQ(platform::HeldWord(nullptr), nullptr);
     EXPECT_FALSE(platform::HoldsMutex(nullptr));
     EXPECT_FALSE(platform::WasAbandoned(nullptr));
 }
@@ -167,9 +167,9 @@ TEST_F(MutexFile, LocksMayBeDeletedInAnyOrder) {
     Mutex *const third = platform::NewMutex("");
     for (Mutex *const mutex : {second, first, third}) {
         EXPECT_EQ(platform::LockMutex(mutex, 0), TWaitResult::done);
-        EXPECT_FALSE(platform::IsFree(mutex));
+        EXPECT_NE(*platform::HeldWord(mutex), 0u);
         EXPECT_TRUE(platform::UnlockMutex(mutex));
-        EXPECT_TRUE(platform::IsFree(mutex));
+        EXPECT_EQ(*platform::HeldWord(mutex), 0u);
         EXPECT_TRUE(platform::DeleteMutex(mutex));
     }
 }
@@ -178,7 +178,7 @@ TEST_F(MutexFile, AChildWithoutARecordHoldsNoLock) {
     Mutex *const named = platform::NewMutex("named");
     ASSERT_NE(named, nullptr);
     EXPECT_EQ(platform::LockMutex(named, 0), TWaitResult::done);
-    EXPECT_FALSE(platform::IsFree(named)); // only locks without a name are known to be free
+    EXPECT_EQ(platform::HeldWord(named), nullptr); // only locks without a name have such a word
     platform::fsThread = nullptr;
     platform::HoldMutexes();
     platform::SettleMutexesInChild();
