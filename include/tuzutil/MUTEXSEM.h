@@ -163,6 +163,7 @@ protected:
     friend class TMutexSemaphoreEntry;
     friend class TMutexSemaphoreWithEventEntry;
     friend class TWeakReferenceLock;
+    friend class TInsistentEntry;
     friend struct TForks;
 
     // These functions are for guards: Lock() waits at most for the time limit, and returns Locked, TimedOut or Error.

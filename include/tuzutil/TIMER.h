@@ -46,7 +46,9 @@ struct TTimerLink : TTimerRing {
     explicit TTimerLink(TTimer *aTimer, std::uint64_t aDue = 0) noexcept : timer(aTimer), due(aDue) {}
 
     TTimer *timer;
-    std::uint64_t due; // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
+    std::uint64_t due;        // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
+    std::uint64_t queued = 0; // the time for which the timer is queued if it is armed; not later than `due`
+    std::uint64_t order = 0;  // grows with each call that sets a timer
     bool isSteady = false;
     bool isArmed = false;
     bool isCounted = false; // whether the timer is counted among those that exist

@@ -26,39 +26,38 @@ std::uint32_t PostTime(std::int64_t now, std::int64_t seconds) noexcept {
 }
 
 // Holds the lock of the timers. If the thread of the timers could not be started, the destructor reports that after it
-// has released the lock, because a trace destination may set timers. Invariant: fLock is empty only inside Serve() and
-// the destructor.
+// has released the lock, because a trace destination may set timers.
 class TTimerEntry {
 public:
-    TTimerEntry() noexcept : fLock(std::in_place, TMasterTimer::fsLock) {}
+    TTimerEntry() noexcept : fLock(TMasterTimer::fsLock) {}
     TTimerEntry(TTimerEntry const &) = delete;
     TTimerEntry &operator=(TTimerEntry const &) = delete;
     ~TTimerEntry() {
-        fLock.reset();
+        fLock.Release();
         if (!fIsServed)
             TThreadLaunch::ReportNotStarted();
     }
 
     // Returns whether the lock is held. If the lock could not be created, it is not held, and no timer is ever armed.
-    explicit operator bool() const noexcept { return bool{*fLock}; }
+    explicit operator bool() const noexcept { return bool{fLock}; }
 
     // Returns whether the caller may change a timer that may be armed. The caller may do so if the lock is held. If the
     // lock could not be created, the caller may do so without the lock, because no timer is armed then.
-    bool MayChange() const noexcept { return bool{*fLock} || !TMasterTimer::fsLock.GetHandle(); }
+    bool MayChange() const noexcept { return bool{fLock} || !TMasterTimer::fsLock.GetHandle(); }
 
     // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.
     void Serve() noexcept {
         if (!TMasterTimer::IsMissing())
             return;
-        fLock.reset();
+        fLock.Release();
         fSpare = TMasterTimer::New();
-        fLock.emplace(TMasterTimer::fsLock);
+        fLock.Take();
         fIsServed = !TMasterTimer::IsMissing() || (fSpare && TMasterTimer::Start(*fSpare));
     }
 
 private:
     TReference<TMasterTimer> fSpare; // comes before fLock, so it is destroyed after the lock is released
-    std::optional<TInsistentEntry> fLock;
+    TInsistentEntry fLock;
     bool fIsServed = true;
 };
 
@@ -124,19 +123,16 @@ void TTimer::Arm(bool isSteady, long long fromNow) {
     TMasterTimer::Add(fLink);
     if (HasEvent())
         fSemaphore->Clear();
-    TMasterTimer::Disarm(fLink);
     std::int64_t const today = platform::CurrentTime();
     std::uint32_t const second = PostTime(today, isSteady ? (fromNow + 999) / 1000 : fromNow);
-    fLink.isSteady = isSteady;
-    fLink.due = second;
+    std::uint64_t due = second;
     if (isSteady) {
         std::int64_t const now =
             (platform::SteadyTime() + TMasterTimer::fsNanoseconds - 1) / TMasterTimer::fsNanoseconds;
-        std::int64_t const due = now + fromNow;
-        fLink.due = static_cast<std::uint64_t>(std::min(due, fsLastMillisecond));
+        due = static_cast<std::uint64_t>(std::min<std::int64_t>(now + fromNow, fsLastMillisecond));
     }
     fPostTime.store(second, std::memory_order_release);
-    TMasterTimer::Arm(fLink, today);
+    TMasterTimer::Arm(fLink, isSteady, due, today);
 }
 
 void TTimer::Cancel() {

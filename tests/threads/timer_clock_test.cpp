@@ -587,12 +587,11 @@ TEST(TimerQueue, KeepsTheOrderOfAPlainList) {
         std::list<TTimerLink *> model;
         for (int step = 0; step < 30000; ++step) {
             TTimerLink &link = links[random() % links.size()];
-            if (link.isArmed || random() % 8 == 0) {
+            model.remove(&link);
+            if (random() % 4 == 0) {
                 queue.Remove(link);
-                model.remove(&link);
             } else {
-                link.due = 1 + random() % row.times * row.distance;
-                queue.Add(link);
+                queue.Set(link, 1 + random() % row.times * row.distance);
                 model.insert(
                     std::find_if(model.begin(), model.end(), [&](auto *other) { return other->due >= link.due; }),
                     &link);
@@ -623,7 +622,7 @@ TEST(TimerQueue, HoldsTheFirstAndTheLastSecond) {
     TTimerLink links[] = {TTimerLink{nullptr, 0xFFFFFFFF}, TTimerLink{nullptr, 1}, TTimerLink{nullptr, 0xFFFFFFFE},
                           TTimerLink{nullptr, 0xFFFFFFFF}};
     for (TTimerLink &link : links)
-        queue.Add(link);
+        queue.Set(link, link.due);
     for (int which : {1, 2, 3, 0}) {
         ASSERT_EQ(queue.FirstDue(INT64_MAX), &links[which]);
         queue.Remove(links[which]);

@@ -17,7 +17,7 @@ bool TForks::Follow() noexcept {
 void TForks::Before() noexcept {
     for (TMutexSemaphore *const mutex :
          {&TTrace::Base::fsMutex, &TTraceObservers::fsMutex, &TMasterTimer::fsLock, &TTraceRegistry::fsMutex})
-        Insist(*mutex, [=] { return mutex->Lock(TMutexSemaphore::fsInfinite); });
+        TInsistentEntry::Insist(*mutex);
 }
 
 void TForks::InParent() noexcept {

@@ -1,9 +1,13 @@
 // TTimerQueue: the hierarchy of wheels (see timer_queue.h). Its functions are called under TMasterTimer::fsLock, and
-// neither allocate nor throw. Add() and Remove() have few branches, because the processor could not predict them.
+// neither allocate nor throw. Move() and Remove() have few branches, because the processor could not predict them. If
+// there are many timers, most of the time is spent on waiting for memory. Therefore Set() touches only the timer itself
+// if it can.
 
 #include "utility/threads/timer_queue.h"
 
 #include <bit>
+#include <cstddef>
+#include <utility>
 
 namespace {
 
@@ -17,6 +21,55 @@ void Insert(TTimerRing &before, TTimerRing &first, TTimerRing &last) noexcept {
     first.previous = &before;
     before.next->previous = &last;
     before.next = &first;
+}
+
+void Unlink(TTimerRing &ring) noexcept {
+    ring.next->previous = ring.previous;
+    ring.previous->next = ring.next;
+}
+
+std::uint64_t OrderOf(TTimerRing const *ring) noexcept {
+    return static_cast<TTimerLink const *>(ring)->order;
+}
+
+// Merges two chains that end with null. In the chains and in the result, the timer that was set last comes first.
+TTimerRing *Merged(TTimerRing *left, TTimerRing *right) noexcept {
+    TTimerRing *first = nullptr;
+    TTimerRing **end = &first;
+    while (left && right) {
+        TTimerRing *&from = OrderOf(left) > OrderOf(right) ? left : right;
+        *end = from;
+        end = &from->next;
+        from = from->next;
+    }
+    *end = left ? left : right;
+    return first;
+}
+
+// Sorts a list, so that the timer that was set last comes first. `sorted[i]` is a sorted chain of 2 to the power of `i`
+// timers, or null.
+void Sort(TTimerRing &list) noexcept {
+    TTimerRing *sorted[64] = {};
+    list.previous->next = nullptr;
+    for (TTimerRing *ring = list.next; ring;) {
+        TTimerRing *chain = std::exchange(ring, ring->next);
+        chain->next = nullptr;
+        std::size_t i = 0;
+        for (; sorted[i]; ++i)
+            chain = Merged(std::exchange(sorted[i], nullptr), chain);
+        sorted[i] = chain;
+    }
+    TTimerRing *first = nullptr;
+    for (TTimerRing *const chain : sorted)
+        first = Merged(first, chain);
+    TTimerRing *last = &list;
+    for (TTimerRing *ring = first; ring; ring = ring->next) {
+        last->next = ring;
+        ring->previous = last;
+        last = ring;
+    }
+    last->next = &list;
+    list.previous = last;
 }
 
 } // namespace
@@ -64,6 +117,17 @@ TTimerRing &TTimerQueue::Unmark(TPlace place) noexcept {
     return fLists[place.wheel][place.digit];
 }
 
+// Inserts a timer at the front of the list to which it belongs. REQUIRES: the timer is in no list, and is not due
+// before fBase.
+inline void TTimerQueue::Place(TTimerLink &link) noexcept {
+    link.queued = link.due;
+    TPlace const place = PlaceOf(link.due);
+    TTimerRing &list = Prepare(place);
+    if (place.wheel == 0 && HasTimers(list) && OrderOf(list.next) > link.order)
+        fUnsorted |= std::uint64_t{1} << place.digit;
+    Insert(list, link, link);
+}
+
 // Advances fBase to the earliest time of the first list, and moves the timers of this list to lower wheels. The last
 // timer moves first, so timers of the same time keep their order. REQUIRES: `place` is the place of the first list,
 // which is not in the lowest wheel.
@@ -72,7 +136,7 @@ void TTimerQueue::Advance(TPlace place) noexcept {
     TTimerRing &list = Unmark(place);
     for (TTimerRing *ring = list.previous; ring != &list;) {
         TTimerRing *const previous = ring->previous;
-        Insert(Prepare(PlaceOf(static_cast<TTimerLink *>(ring)->due)), *ring, *ring);
+        Place(*static_cast<TTimerLink *>(ring));
         ring = previous;
     }
     list.next = list.previous = &list;
@@ -96,15 +160,20 @@ void TTimerQueue::SetBack(std::uint64_t base) noexcept {
     }
 }
 
+// Moves a timer to its place, or adds it to the queue. A timer that is set to the time for which it is queued moves to
+// the front of its list, because it is now the last one that was set.
+//
 // If the queue is empty, fBase is set to the time of the new timer, rounded down to a multiple of fsDigits. Later
 // timers are seldom due before this time, so SetBack() is seldom called.
-void TTimerQueue::Add(TTimerLink &link) noexcept {
+void TTimerQueue::Move(TTimerLink &link) noexcept {
+    Remove(link);
     if (IsEmpty())
         fBase = link.due / fsDigits * fsDigits;
     else if (link.due < fBase)
         SetBack(link.due / fsDigits * fsDigits);
     ++fCount;
     link.isArmed = true;
+    link.queued = link.due;
     Insert(Prepare(PlaceOf(link.due)), link, link);
 }
 
@@ -113,8 +182,23 @@ void TTimerQueue::Remove(TTimerLink &link) noexcept {
         return;
     --fCount;
     link.isArmed = false;
-    link.next->previous = link.previous;
-    link.previous->next = link.next;
+    Unlink(link);
+}
+
+// Returns the first timer of a list of the lowest wheel. If this timer is due later than the time of the list, moves it
+// to its place, and returns null. REQUIRES: the list has timers.
+TTimerLink *TTimerQueue::FirstOf(TPlace place) noexcept {
+    TTimerRing &list = fLists[0][place.digit];
+    std::uint64_t const mark = std::uint64_t{1} << place.digit;
+    if (fUnsorted & mark)
+        Sort(list);
+    fUnsorted &= ~mark;
+    auto *const first = static_cast<TTimerLink *>(list.next);
+    if (first->due == Begin(place))
+        return first;
+    Unlink(*first);
+    Place(*first);
+    return nullptr;
 }
 
 TTimerLink *TTimerQueue::FirstDue(std::int64_t now) noexcept {
@@ -122,9 +206,10 @@ TTimerLink *TTimerQueue::FirstDue(std::int64_t now) noexcept {
         TPlace const place = FirstPlace();
         if (static_cast<std::int64_t>(Begin(place)) > now)
             return nullptr;
-        if (place.wheel == 0)
-            return static_cast<TTimerLink *>(fLists[0][place.digit].next);
-        Advance(place);
+        if (place.wheel != 0)
+            Advance(place);
+        else if (TTimerLink *const first = FirstOf(place))
+            return first;
     }
     return nullptr;
 }

@@ -23,30 +23,9 @@ std::int64_t TMasterTimer::TimeFor(TTimerQueue const &queue) noexcept {
     return &queue == &fsSteady ? platform::SteadyTime() / fsNanoseconds : platform::CurrentTime();
 }
 
-void TMasterTimer::Add(TTimerLink &link) noexcept {
-    if (!link.isCounted)
-        ++fsCount;
-    link.isCounted = true;
-}
-
 void TMasterTimer::Remove(TTimerLink &link) noexcept {
     if (link.isCounted && --fsCount == 0)
         Stop();
-}
-
-// Puts the timer into its queue, and wakes the thread if it would sleep too long. If the thread reads the calendar
-// clock every second already, it is woken for a further timer of that clock only if this timer is already due.
-void TMasterTimer::Arm(TTimerLink &link, std::int64_t today) noexcept {
-    if (fsAreTimersLost)
-        return;
-    QueueOf(link).Add(link);
-    if (!fsOnly)
-        return;
-    auto const due = static_cast<std::int64_t>(link.due);
-    if (link.isSteady ? due < fsWakeTime : fsMissesCalendar || due <= today) {
-        ExpectWake();
-        fsOnly->fWake.Post();
-    }
 }
 
 void TMasterTimer::Disarm(TTimerLink &link) noexcept {
@@ -58,6 +37,13 @@ void TMasterTimer::Disarm(TTimerLink &link) noexcept {
 void TMasterTimer::ExpectWake() noexcept {
     fsWakeTime = 0;
     fsMissesCalendar = false;
+}
+
+void TMasterTimer::Wake() noexcept {
+    if (!fsOnly)
+        return;
+    ExpectWake();
+    fsOnly->fWake.Post();
 }
 
 TReference<TMasterTimer> TMasterTimer::New() noexcept {

@@ -21,10 +21,28 @@ public:
     // REQUIRES, for the functions up to Disarm(): the caller holds the lock.
     static bool IsMissing() noexcept { return !fsOnly && !fsIsOver; } // whether the thread must be started
     static bool Start(TMasterTimer &master) noexcept;                 // false if no thread can be started
-    static void Add(TTimerLink &link) noexcept;                       // counts a timer, but only once
+    static void Add(TTimerLink &link) noexcept {                      // counts a timer, but only once
+        if (!link.isCounted)
+            ++fsCount;
+        link.isCounted = true;
+    }
     static void Remove(TTimerLink &link) noexcept; // counts one timer less; ends the thread if none is left
-    // Arms a timer for the time `link.due`. `today` is the time of the calendar clock. REQUIRES: the link is not armed.
-    static void Arm(TTimerLink &link, std::int64_t today) noexcept;
+    // Sets a timer for the time `due` of its clock, and wakes the thread if it would sleep too long. `today` is the
+    // time of the calendar clock. If the thread reads the calendar clock every second already, it is woken for a
+    // further timer of that clock only if this timer is already due.
+    static void Arm(TTimerLink &link, bool isSteady, std::uint64_t due, std::int64_t today) noexcept {
+        if (link.isSteady != isSteady)
+            Disarm(link);
+        link.isSteady = isSteady;
+        if (fsAreTimersLost) {
+            link.due = due;
+            return;
+        }
+        QueueOf(link).Set(link, due);
+        auto const time = static_cast<std::int64_t>(due);
+        if (isSteady ? time < fsWakeTime : fsMissesCalendar || time <= today)
+            Wake();
+    }
     static void Disarm(TTimerLink &link) noexcept;
 
     static constexpr std::int64_t fsNanoseconds = 1000000; // in a millisecond
@@ -51,6 +69,7 @@ private:
     static long PostDue();
     static long PlanSleep() noexcept;
     static void ExpectWake() noexcept;
+    static void Wake() noexcept;
 
     static TTimerQueue fsArmed;  // armed timers of the calendar clock; times in seconds since 1970
     static TTimerQueue fsSteady; // armed timers of the steady clock; times in milliseconds
