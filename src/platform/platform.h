@@ -141,8 +141,8 @@ Mutex *NewMutex(char const *name) noexcept;   // null or "" for no name; returns
 bool DeleteMutex(Mutex *mutex) noexcept;      // REQUIRES: no other thread waits for the lock
 bool UnlockMutex(Mutex *mutex) noexcept;      // false if this thread does not hold the lock
 bool HoldsMutex(Mutex const *mutex) noexcept; // whether this thread holds the lock; false if unknown
-// Returns a word that is 0 exactly while no thread holds the lock. The word exists as long as the lock. Returns null for
-// a lock with a name, and for null.
+// Returns a word that is 0 exactly while no thread holds the lock. The word exists as long as the lock. Returns null
+// for a lock with a name, and for null.
 std::atomic<std::uint32_t> const *HeldWord(Mutex const *mutex) noexcept;
 TWaitResult LockMutex(Mutex *mutex, std::uint32_t milliseconds) noexcept; // only tries if `milliseconds` is 0
 // Returns whether this thread holds the lock and LockMutex() returned `abandoned` when the thread took it. Later nested
