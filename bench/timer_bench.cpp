@@ -18,7 +18,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
-#include <deque>
 #include <map>
 #include <mutex>
 #include <random>
@@ -46,8 +45,9 @@ private:
     std::size_t fNext = 0;
 };
 
-std::deque<TTimer> ArmedTimers(std::size_t count, TReference<TSemaphore> const &event) {
-    std::deque<TTimer> timers;
+std::vector<TTimer> ArmedTimers(std::size_t count, TReference<TSemaphore> const &event) {
+    std::vector<TTimer> timers;
+    timers.reserve(count);
     TDraw draw(count);
     for (std::size_t i = 0; i < count; ++i) {
         timers.emplace_back(event);
@@ -59,7 +59,7 @@ std::deque<TTimer> ArmedTimers(std::size_t count, TReference<TSemaphore> const &
 void SetAgain(benchmark::State &state, bool cancel) {
     auto const count = static_cast<std::size_t>(state.range(0));
     TReference<TSemaphore> const event(new TSemaphore);
-    std::deque<TTimer> timers = ArmedTimers(count, event);
+    std::vector<TTimer> timers = ArmedTimers(count, event);
     TDraw draw(count);
     for (auto _ : state) {
         TDraw::TPick const &pick = draw.Next();

@@ -41,17 +41,22 @@ struct TTimerRing {
     TTimerRing *previous = nullptr;
 };
 
-// Connects a timer with other armed timers. A timer is armed from Set() until it posts, is cancelled or is assigned to.
-struct TTimerLink : TTimerRing {
-    explicit TTimerLink(TTimer *aTimer, std::uint64_t aDue = 0) noexcept : timer(aTimer), due(aDue) {}
-
-    TTimer *timer;
-    std::uint64_t due;        // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
+// The time for which a timer is set.
+struct TTimerSetting {
+    std::uint64_t due = 0;    // in seconds since 1970, or in milliseconds of the steady clock if `isSteady`
     std::uint64_t queued = 0; // the time for which the timer is queued if it is armed; not later than `due`
     std::uint64_t order = 0;  // grows with each call that sets a timer
     bool isSteady = false;
     bool isArmed = false;
     bool isCounted = false; // whether the timer is counted among those that exist
+};
+
+// Connects a timer with other armed timers. A timer is armed from Set() until it posts, is cancelled or is assigned to.
+// The setting comes first, because it is then near the members of TTimer that a call of Set() changes too.
+struct TTimerLink : TTimerSetting, TTimerRing {
+    explicit TTimerLink(TTimer *aTimer, std::uint64_t aDue = 0) noexcept : timer(aTimer) { due = aDue; }
+
+    TTimer *timer;
 };
 
 // Posts an event after some time.
