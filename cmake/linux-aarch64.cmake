@@ -1,12 +1,11 @@
 # The toolchain for 64-bit ARM Linux: the cross compiler of the distribution. Programs run under qemu-aarch64, which
-# emulates the processor for one process. Such a process can start further programs for this processor only if the
-# system runs them through binfmt_misc.
+# emulates the processor for one process. Programs start other programs. Therefore no emulator is named here: the system
+# itself must start qemu-aarch64, through binfmt_misc.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(triple aarch64-linux-gnu)
 set(CMAKE_C_COMPILER ${triple}-gcc)
 set(CMAKE_CXX_COMPILER ${triple}-g++)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64) # finds the libraries through QEMU_LD_PREFIX, which the preset sets
 
 # CMake looks for packages only here and in the folders that the user names. Therefore it never finds a package for the
 # processor on which it runs.

@@ -1,7 +1,8 @@
 #!/bin/sh
 # run.sh BUILD-FOLDER SOURCE-FOLDER WORK-FOLDER LIBDIR [MACHINE]: installs the library, builds the consumer against it,
 # runs it from the installed files alone, and uninstalls the library. LIBDIR is the folder of libraries, below the
-# prefix. For Windows, MACHINE chooses the installed toolchain.
+# prefix. For Windows, MACHINE chooses the installed toolchain. For other systems, the environment variables CXX and
+# CMAKE_TOOLCHAIN_FILE say how the library was built.
 set -eu
 build=$1 source=$2 work=$3 libdir=$4 machine=${5:-}
 package=$work/prefix/$libdir/cmake/tuzutil
@@ -46,7 +47,7 @@ if [ -z "$machine" ]; then
     export PKG_CONFIG_PATH="$work/prefix/$libdir/pkgconfig"
     [ "$(pkg-config --modversion tuzutil)" = "$(sed -n 's/.*VERSION_STRING "\(.*\)"/\1/p' "$work/prefix/include/tuzutil/RELEASE.h")" ]
     # shellcheck disable=SC2046 # the words are separate arguments
-    g++ "$source/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/build/by_pkg_config"
+    "${CXX:-g++}" "$source/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/build/by_pkg_config"
     LD_LIBRARY_PATH="$work/prefix/$libdir" expect "$work/build/by_pkg_config"
 fi
 
