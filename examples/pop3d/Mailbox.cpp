@@ -30,7 +30,7 @@ std::string HexDigest(std::string const &text) {
     static char const digits[] = "0123456789abcdef";
     CalculateMD5 md5;
     char digest[16];
-    md5.Write(text.data(), text.size());
+    md5.Write(text.data(), static_cast<unsigned long>(text.size()));
     md5.Done(digest);
     std::string hex;
     for (char const c : digest) {

@@ -22,7 +22,7 @@ TString ApopDigest(std::string const &timestamp, TString const &secret) {
     static char const digits[] = "0123456789abcdef";
     CalculateMD5 md5;
     char digest[16];
-    md5.Write(timestamp.data(), timestamp.size());
+    md5.Write(timestamp.data(), static_cast<unsigned long>(timestamp.size()));
     md5.Write(static_cast<char *>(secret), secret.length());
     md5.Done(digest);
     TString hex(nullptr, 32, '0');
