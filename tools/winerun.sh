@@ -5,7 +5,17 @@
 # output were a pipe, its reader would wait until these services end. The server of Wine stays for 300 s, because the
 # next program then starts faster. If a program runs longer than TUZ_WINE_TIMEOUT seconds, it is ended, its output is
 # printed, and the exit status is 124. Keep this time below the timeout of CTest, which would lose the output.
-export WINEPREFIX="${TUZ_WINEPREFIX:-${XDG_CACHE_HOME:-$HOME/.cache}/tuz-wineprefix}"
+#
+# If the user has not chosen a prefix, the script that is installed beside a toolchain has a prefix of its own for the
+# word size of that toolchain. A prefix that was set up when only the 64-bit part of Wine was installed can never run
+# 32-bit programs.
+prefix=${XDG_CACHE_HOME:-$HOME/.cache}/tuz-wineprefix
+if [ -z "${TUZ_WINEPREFIX:-}" ]; then
+    for machine in i686=win32 x86_64=win64; do
+        [ -e "$(dirname "$0")/mingw-${machine%=*}.cmake" ] && export WINEARCH="${machine#*=}" && prefix=$prefix-$WINEARCH
+    done
+fi
+export WINEPREFIX="${TUZ_WINEPREFIX:-$prefix}"
 export WINEDEBUG="${WINEDEBUG:--all}" LC_ALL="${TUZ_WINE_LC_ALL:-C.UTF-8}"
 # Wine's debugger is off. It would print the state of a program that crashes, and this sometimes hangs on a loaded
 # machine.

@@ -2,10 +2,12 @@
 """Runs tools/winerun.sh above an emulator of its own: check_winerun.py WINERUN.
 
 A program is run a second time, once, only where it had reported success before the emulator died by a
-fault of memory, or was killed before its time was over.
+fault of memory, or was killed before its time was over. The script that is installed with a toolchain has a prefix of
+its own for the size of words of that toolchain.
 """
 
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -45,8 +47,28 @@ def run(winerun, deaths, text, signal="SEGV", **variables):
             return result.returncode, lines, count, len(tries.readlines())
 
 
+def place(winerun, toolchain, **variables):
+    """The prefix, below the home folder, and the kind of Wine for a script that stands beside this toolchain."""
+    with tempfile.TemporaryDirectory() as folder:
+        shutil.copy(winerun, os.path.join(folder, "winerun.sh"))
+        for name, content in (("wine", '#!/bin/sh\nprintf "%s %s\\n" "${WINEPREFIX#"$HOME"/}" "${WINEARCH:-any}"\n'),
+                              ("wineserver", "#!/bin/sh\n"), ("wineboot", "#!/bin/sh\n"), (toolchain, "")):
+            path = os.path.join(folder, name)
+            with open(path, "w", encoding="ascii") as out:
+                out.write(content)
+            os.chmod(path, 0o700)
+        environment = {"PATH": folder + ":" + os.environ["PATH"], "HOME": folder, **variables}
+        return subprocess.run(["sh", os.path.join(folder, "winerun.sh"), "program.exe"], env=environment, timeout=60, check=True,
+                              stdout=subprocess.PIPE, text=True).stdout.split()
+
+
 def main():
     winerun = sys.argv[1]
+    assert place(winerun, "other.cmake") == [".cache/tuz-wineprefix", "any"]
+    assert place(winerun, "mingw-i686.cmake") == [".cache/tuz-wineprefix-win32", "win32"]
+    assert place(winerun, "mingw-x86_64.cmake") == [".cache/tuz-wineprefix-win64", "win64"]
+    with tempfile.TemporaryDirectory() as chosen:
+        assert place(winerun, "mingw-x86_64.cmake", TUZ_WINEPREFIX=chosen, WINEARCH="win32") == [chosen, "win32"]
     for arguments, variables, wanted in (
             ((0, PASSED), {}, (0, [PASSED], 1, 0)),
             ((1, PASSED), {}, (0, [PASSED], 2, 1)),
