@@ -49,14 +49,20 @@ need() {
     # If an index cannot be fetched, the script goes on, because apt-get below names each package that it cannot
     # install.
     "${sudo[@]}" apt-get update -q || printf 'note: not every package index could be fetched\n'
-    if [ ${#missing_wine[@]} -ne 0 ]; then
-        # These packages come from the release itself, because the updates may have different versions for the two
-        # architectures.
-        "${sudo[@]}" apt-get install -q -y -t bookworm --allow-downgrades --no-install-recommends "${missing_wine[@]}"
-    fi
-    if [ ${#missing[@]} -ne 0 ]; then
-        "${sudo[@]}" apt-get install -q -y --no-install-recommends "${missing[@]}"
-    fi
+    [ ${#missing_wine[@]} -eq 0 ] || install_packages "${missing_wine[@]}"
+    [ ${#missing[@]} -eq 0 ] || install_packages "${missing[@]}"
+}
+
+# install_packages PACKAGE...: a library must have the same version for both architectures that Wine needs. If apt has an
+# update for only one of them, the packages and the libraries that they need come from the release itself.
+install_packages() {
+    "${sudo[@]}" apt-get install -q -y --no-install-recommends "$@" && return 0
+    say "installing the versions of the release"
+    local pins
+    pins=$(mktemp)
+    printf 'Package: *\nPin: release n=bookworm\nPin-Priority: 1001\n' >"$pins"
+    "${sudo[@]}" apt-get install -q -y --no-install-recommends --allow-downgrades -o Dir::Etc::Preferences="$pins" "$@"
+    rm -f "$pins"
 }
 
 # build PRESET [TARGET...]: configures and builds.
