@@ -21,6 +21,7 @@ packages_bench=(libbenchmark-dev libspdlog-dev libev-dev libevent-dev libssl-dev
 packages_docs=(doxygen python3)
 packages_packages=(dpkg-dev file gdb gzip)
 packages_lintian=(lintian)
+packages_bare=(debootstrap)
 
 installed() { dpkg-query -W -f '${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 
