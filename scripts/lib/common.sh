@@ -50,12 +50,15 @@ need() {
     # If an index cannot be fetched, the script goes on, because apt-get below names each package that it cannot
     # install.
     "${sudo[@]}" apt-get update -q || printf 'note: not every package index could be fetched\n'
-    [ ${#missing_wine[@]} -eq 0 ] || install_packages "${missing_wine[@]}"
+    # The packages of Wine come from the release itself, because the updates may have different versions for the two
+    # architectures.
+    [ ${#missing_wine[@]} -eq 0 ] || install_packages -t bookworm --allow-downgrades "${missing_wine[@]}"
     [ ${#missing[@]} -eq 0 ] || install_packages "${missing[@]}"
 }
 
-# install_packages PACKAGE...: a library must have the same version for both architectures that Wine needs. If apt has an
-# update for only one of them, the packages and the libraries that they need come from the release itself.
+# install_packages [OPTION...] PACKAGE...: installs the packages. A library must have the same version for both
+# architectures that Wine needs. If updates for only one of them are installed, apt refuses; the packages and the
+# libraries that they need are then replaced by those of the release.
 install_packages() {
     "${sudo[@]}" apt-get install -q -y --no-install-recommends "$@" && return 0
     say "installing the versions of the release"
