@@ -27,7 +27,7 @@ struct TThreadRecord {
 
     // The low half is a number that is never 0 and, unlike the system's ids, never reused. On Windows, the high half is
     // the system's id of the thread, by which a waiter asks whether the thread is alive. The high half is 0 for a fiber
-    // and on Linux. Both halves are in one word, so that a waiter reads them in one step.
+    // and on Linux. Both halves are in one word, so that a waiter reads them in one step (see TFastMutex::fHolder).
     std::uint64_t const identity;
     TFastMutex *held = nullptr; // the first lock of a chain
 
@@ -36,7 +36,7 @@ struct TThreadRecord {
 
 struct TWaitPlace; // the object on which threads wait for one lock; each system defines it
 
-// Invariant: fOwner is the identity of a thread exactly while that thread holds the lock. Only that thread uses fDepth,
+// Invariant: fOwner is the number of a thread exactly while that thread holds the lock. Only that thread uses fDepth,
 // fPrevious and fNext.
 class TFastMutex {
 public:
@@ -49,7 +49,7 @@ public:
     TWaitResult Lock(TThreadRecord &thread, std::uint32_t milliseconds) noexcept; // may block
     bool Unlock(TThreadRecord &thread) noexcept; // false if the thread does not hold the lock
     bool IsHeldBy(TThreadRecord const &thread) const noexcept {
-        return fOwner.load(std::memory_order_relaxed) == thread.identity;
+        return fOwner.load(std::memory_order_relaxed) == thread.Number();
     }
     // Returns whether the thread holds the lock, and took it over from an owner that ended without unlocking it.
     bool WasAbandonedFor(TThreadRecord const &thread) const noexcept {
@@ -99,8 +99,9 @@ private:
     static void WakeOne(TWaitPlace *place) noexcept;
 
     std::atomic<std::uint32_t> fState{free};
-    std::atomic<std::uint64_t> fOwner{0}; // the identity of the thread that holds the lock; 0 for none
-    std::uint32_t fDepth = 0;             // how many times the owner has taken the lock
+    std::atomic<std::uint32_t> fOwner{0};  // the number of the thread that holds the lock; 0 for none
+    std::atomic<std::uint64_t> fHolder{0}; // the identity of the thread that holds the lock or held it last
+    std::uint32_t fDepth = 0;              // how many times the owner has taken the lock
     TAbandoned fAbandoned = no;
     TFastMutex *fPrevious = nullptr; // in the chain of the locks that the owner holds
     TFastMutex *fNext = nullptr;
@@ -108,7 +109,10 @@ private:
 };
 
 inline void TFastMutex::Own(TThreadRecord &thread) noexcept {
-    fOwner.store(thread.identity, std::memory_order_release);
+    // A thread writes both halves of its identity in one step, but a 32-bit processor reads and compares them slowly.
+    // Therefore fOwner, which threads that do not wait use, is a word of its own.
+    fHolder.store(thread.identity, std::memory_order_relaxed);
+    fOwner.store(thread.Number(), std::memory_order_release);
     fDepth = 1;
     fPrevious = nullptr;
     fNext = thread.held;

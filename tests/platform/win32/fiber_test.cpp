@@ -46,7 +46,36 @@ void RunOnThreadOfItsOwn(TShared &shared, void *&fiber) {
     }).join();
 }
 
+// A thread that takes a lock and then becomes a fiber.
+struct TConverted {
+    TMutexSemaphore mutex;
+    void *first = nullptr; // the fiber that the thread becomes
+    TMutexSemaphore::EState ofOther = TMutexSemaphore::Error;
+    TMutexSemaphore::EState ofSame = TMutexSemaphore::Error;
+};
+
+void WINAPI TriesToLock(void *argument) {
+    auto &shared = *static_cast<TConverted *>(argument);
+    shared.ofOther = TMutexSemaphoreEntry(shared.mutex, 0).State();
+    SwitchToFiber(shared.first);
+}
+
 } // namespace
+
+TEST(Fiber, DoesNotHoldTheLockOfAnotherFiberOfItsThread) {
+    TConverted shared;
+    std::thread([&] {
+        TMutexSemaphoreEntry const lock(shared.mutex, TMutexSemaphore::fsInfinite);
+        shared.first = ConvertThreadToFiber(nullptr);
+        void *const other = CreateFiber(0, TriesToLock, &shared);
+        SwitchToFiber(other);
+        shared.ofSame = TMutexSemaphoreEntry(shared.mutex, 0).State();
+        DeleteFiber(other);
+        ConvertFiberToThread();
+    }).join();
+    EXPECT_EQ(shared.ofOther, TMutexSemaphore::TimedOut);
+    EXPECT_EQ(shared.ofSame, TMutexSemaphore::Locked);
+}
 
 TEST(Fiber, KeepsItsLockAfterItsFirstThreadHasEnded) {
     TShared shared;
