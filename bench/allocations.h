@@ -2,7 +2,8 @@
 #define TUZUTIL_BENCH_ALLOCATIONS
 
 // Counts the allocations of a program. Exactly one source of the program includes this header, because the header
-// defines malloc(). This malloc() calls that of the C library.
+// defines malloc(). This malloc() calls that of the C library. If the C library does not let a program replace its
+// malloc(), nothing is counted.
 
 #include <benchmark/benchmark.h>
 
@@ -20,8 +21,10 @@ public:
     TCounter(TCounter const &) = delete;
     TCounter &operator=(TCounter const &) = delete;
     ~TCounter() {
+#ifdef __GLIBC__
         // The division drops the few allocations that only the first iteration makes.
         fState.counters["allocations"] = static_cast<double>((count - fBefore) / fState.iterations());
+#endif
     }
 
 private:
@@ -31,10 +34,12 @@ private:
 
 } // namespace allocations
 
+#ifdef __GLIBC__
 extern "C" void *__libc_malloc(std::size_t size);
 extern "C" void *malloc(std::size_t size) {
     ++allocations::count;
     return __libc_malloc(size);
 }
+#endif
 
 #endif

@@ -6,7 +6,9 @@
 #include "tuzutil/TXTMSG.h"
 
 #include <benchmark/benchmark.h>
+#ifdef HAS_FMT
 #include <fmt/format.h>
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -64,11 +66,13 @@ void Snprintf(benchmark::State &state, Format format) {
         std::abort();
 }
 
+#ifndef _WIN32 // the C runtime there does not know numbered arguments
 void SnprintfNumbered(benchmark::State &state) {
     Snprintf(state, [](char *buffer, std::size_t size) {
         std::snprintf(buffer, size, "message %2$s has %1$d items, %3$08X", 1234, "inbox", 0xBEEFu);
     });
 }
+#endif
 
 void SnprintfInOrder(benchmark::State &state) {
     Snprintf(state, [](char *buffer, std::size_t size) {
@@ -76,6 +80,7 @@ void SnprintfInOrder(benchmark::State &state) {
     });
 }
 
+#ifdef HAS_FMT
 // The format is known only at run time, like the format of a message.
 void Fmt(benchmark::State &state) {
     std::string const name("inbox");
@@ -84,6 +89,7 @@ void Fmt(benchmark::State &state) {
         benchmark::DoNotOptimize(text.c_str());
     }
 }
+#endif
 
 } // namespace
 
@@ -91,6 +97,10 @@ BENCHMARK(Message);
 BENCHMARK(CopyAlone);
 BENCHMARK(Literal);
 BENCHMARK(MadeAndFormatted);
+#ifndef _WIN32
 BENCHMARK(SnprintfNumbered);
+#endif
 BENCHMARK(SnprintfInOrder);
+#ifdef HAS_FMT
 BENCHMARK(Fmt);
+#endif

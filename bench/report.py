@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Prints each row of the benchmarks with its peer, the row that it is compared with.
 
-report.py TARGETS RESULTS [--check] [--page FOLDER]
+report.py TARGETS RESULTS [--check] [--page FOLDER SECTION]
 
 The figure of a row is the median of its repetitions. The ratio of two rows is that of their medians, and its spread
 comes from the quartiles of both rows. If --check is given, and a ratio misses its target by more than its spread, the
-exit status is 1. If --page is given, the table is also written to performance.md in the folder, and a picture of the
-ratios to performance.svg."""
+exit status is 1. If --page is given, the table is also written into that section of performance.md in the folder, and
+for the section "linux" a picture of the ratios to performance.svg."""
 
 import datetime
 import json
@@ -15,6 +15,7 @@ import pathlib
 import platform
 import re
 import statistics
+import subprocess
 import sys
 
 
@@ -61,36 +62,24 @@ def processor():
     return f"{len(names)} cores of {names[0]}, {platform.freedesktop_os_release()['PRETTY_NAME']}"
 
 
-PAGE = """# How fast the library is beside others
-
-`scripts/bench` measures each path of the library, and beside it its *peer*: code that a program would use instead. It
-measures both in one run, and alternates between them in random order. The table gives the median of seven repetitions.
-The ratio is the time of the row divided by the time of its peer. `bench/targets.txt` gives the largest ratio that is
-wanted. A target *holds* if the ratio exceeds it by no more than the spread of the ratio. Rows named `WriteOnly`,
-`MemchrPerLine`, `CopyText` and `...Floor` are floors: the time that the machine needs for work that no library can
-avoid. `scripts/bench --page` writes the table and the picture anew.
-
-![The time of each row divided by that of its peer](performance.svg)
-
-<!-- measured -->
-<!-- end -->
-
-The test `speed.instructions` (in the suites of the step `linux`) counts the instructions of eight paths. It fails if a
-path takes 10 % more or 10 % fewer instructions than the recorded number. No test measures times.
-"""
-
-
-def write_page(found, folder):
+def write_page(found, folder, section):
+    """Replaces the table between the comments <!-- SECTION --> and <!-- end of SECTION --> of the page."""
     page = pathlib.Path(folder) / "performance.md"
-    lines = [f"Measured on {datetime.date.today()}: {processor()}.", "",
+    machine = processor()
+    if section == "win32":
+        machine += ", " + subprocess.run(["wine", "--version"], capture_output=True, text=True, check=True).stdout.strip()
+    lines = [f"Measured on {datetime.date.today()}: {machine}.", "",
              "| program | row | beside | ns | ns beside | ratio | spread | target | |", "|---|---|---|--:|--:|--:|--:|--:|---|"]
     for program, row, peer, ours, theirs, spread, most, _ in found:
         if ours:
             lines.append(f"| {program} | `{row}` | `{peer}` | {ours:,.1f} | {theirs:,.1f} | {ours / theirs:.2f} | {spread:.2f} |"
                          f" {most:.2f} | {verdict(ours / theirs, spread, most)} |")
-    text = PAGE.replace("<!-- measured -->\n<!-- end -->", "\n".join(lines))
-    page.write_text(text, encoding="utf-8")
-    draw(found, pathlib.Path(folder) / "performance.svg")
+    begin, end = f"<!-- {section} -->\n", f"<!-- end of {section} -->\n"
+    before, rest = page.read_text(encoding="utf-8").split(begin)
+    after = rest.split(end)[1]
+    page.write_text(before + begin + "\n".join(lines) + "\n" + end + after, encoding="utf-8")
+    if section == "linux":
+        draw(found, pathlib.Path(folder) / "performance.svg")
 
 
 STYLE = """<style>
@@ -136,7 +125,8 @@ def main():
               f"{most:>8.2f}  {word}")
     print(f"{missed} targets missed")
     if "--page" in sys.argv:
-        write_page(found, sys.argv[sys.argv.index("--page") + 1])
+        at = sys.argv.index("--page")
+        write_page(found, *sys.argv[at + 1:at + 3])
     return 1 if missed and "--check" in sys.argv else 0
 
 

@@ -59,11 +59,19 @@ void FindLast(benchmark::State &state) {
         benchmark::DoNotOptimize(text.lastIndexOf('q'));
 }
 
+void FindLastStandard(benchmark::State &state) {
+    std::string const text("q" + MakeText());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(text.rfind('q'));
+}
+
+#ifdef __GLIBC__
 void FindLastMemrchr(benchmark::State &state) {
     std::string const text("q" + MakeText());
     for (auto _ : state)
         benchmark::DoNotOptimize(memrchr(text.data(), 'q', text.size()));
 }
+#endif
 
 char const fsSmall[] = "content-transfer-encoding: 8bit";
 char const fsCapital[] = "CONTENT-TRANSFER-ENCODING: 8BIT";
@@ -146,7 +154,10 @@ BENCHMARK_CAPTURE(FindStrstr, Rare, "qxyz");
 BENCHMARK_CAPTURE(Find, Common, "exyz");
 BENCHMARK_CAPTURE(FindStrstr, Common, "exyz");
 BENCHMARK(FindLast);
+BENCHMARK(FindLastStandard);
+#ifdef __GLIBC__
 BENCHMARK(FindLastMemrchr);
+#endif
 BENCHMARK(Caseless);
 BENCHMARK(CaselessStrcasecmp);
 BENCHMARK(CopyText)->Arg(32)->Arg(4000);
