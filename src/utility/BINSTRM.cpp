@@ -377,15 +377,21 @@ ToBinaryStream &ToBinaryStream::operator<<(std::streambuf *from) {
 // Text
 
 ToBinaryStream &operator<<(ToBinaryStream &stream, TString const &text) {
-    if (stream.fail())
-        return stream;
-    unsigned long const length = text.length();
+    // This function is not inlined: if it were, the usual case would have to save registers.
+    struct TInParts {
+        [[gnu::noinline]] static ToBinaryStream &Write(ToBinaryStream &to, TString const &whole) {
+            if (to.fail())
+                return to;
+            unsigned long const length = whole.length();
+            to << length << 0ul;
+            if (length != 0)
+                to.WriteBytes(static_cast<char const *>(whole), length);
+            return to;
+        }
+    };
     if (stream.IsReadyForOutput() && PutText(*stream.Ios().rdbuf(), text, stream.IsNetworkOrder() != 0))
         return stream;
-    stream << length << 0ul;
-    if (length != 0)
-        stream.WriteBytes(static_cast<char const *>(text), length);
-    return stream;
+    return TInParts::Write(stream, text);
 }
 
 TiBinaryStream &operator>>(TiBinaryStream &stream, TString &text) {
