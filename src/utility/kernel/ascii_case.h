@@ -84,10 +84,16 @@ private:
 inline bool IsSameShort([[maybe_unused]] char const *a, [[maybe_unused]] char const *b,
                         [[maybe_unused]] std::size_t count) noexcept {
 #if defined(__SSE2__)
-    TCaselessBlocks blocks(true);
-    blocks.Add(a, b);
-    blocks.Add(a + count - 16, b + count - 16);
-    return blocks.AreSame();
+    __m128i const caseBit = _mm_set1_epi8(fsCaseBit);
+    auto const open = [caseBit](__m128i left, char const *right) {
+        __m128i const foldable = _mm_and_si128(Letters(_mm_or_si128(left, caseBit), 'a'), caseBit);
+        return _mm_andnot_si128(foldable, _mm_xor_si128(left, byte_search::Load(right)));
+    };
+    __m128i const first = byte_search::Load(a);
+    __m128i const last = byte_search::Load(a + count - 16);
+    __m128i const equal = _mm_cmpeq_epi8(_mm_or_si128(open(first, b), open(last, b + count - 16)), _mm_setzero_si128());
+    __m128i const least = _mm_min_epu8(_mm_min_epu8(first, last), equal); // 0 at a difference, and at a zero byte
+    return byte_search::Mask(_mm_cmpeq_epi8(least, _mm_setzero_si128())) == 0;
 #else
     return false;
 #endif
