@@ -124,16 +124,19 @@ TDotByteStreamBuf::State TDotByteStreamBuf::StateAfter(char written) noexcept {
 }
 
 // Writes the bytes in runs. If a run begins a line and its first byte is a dot, a second dot is written before it. If
-// the number of lines is limited, the limit is checked after each run.
+// the number of lines is limited, the limit is checked after each run. Otherwise the dot that ends a run is written
+// with this run, and once more with the next run.
 void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
     char const *const end = bytes + count;
+    bool isDotWritten = false;
     while (bytes != end) {
-        if (fWriteState == State::atLineStart && *bytes == '.')
+        if (fWriteState == State::atLineStart && *bytes == '.' && !isDotWritten)
             sink_writer::Write(*fSink, ".", 1);
         std::uint32_t lines = 0;
         char const *const stop = EndOfRun(bytes, end, lines);
         auto const length = static_cast<std::size_t>(stop - bytes);
-        sink_writer::Write(*fSink, bytes, length);
+        isDotWritten = stop != end && !fLinesLimited;
+        sink_writer::Write(*fSink, bytes, length + (isDotWritten ? 1 : 0));
         fWriteState = StateAfter(stop[-1]);
         fLineLength += length;
         bytes = stop;
