@@ -381,12 +381,13 @@ TEST(TExceptionOutput, WritesWhat) {
     EXPECT_EQ(out.str(), "A (TException, ID 17)|B (TOutOfMemory, ID 1)|own");
 }
 
-// The number of a virtual function in the table, as pointers to members hold it. The destructor has the slots 0 and 1.
+// The number of a virtual function in the table, as pointers to members hold it. On some processors, the lowest bit of
+// such a pointer says that the function is virtual. The destructor has the slots 0 and 1.
 template <typename Member>
 std::uintptr_t Slot(Member member) {
     std::uintptr_t offset;
     std::memcpy(&offset, &member, sizeof offset);
-    return (offset - 1) / sizeof(void *);
+    return offset / sizeof(void *);
 }
 
 TEST(TExceptionLayout, KeepsTheOrderOfTheVirtualFunctions) {

@@ -23,6 +23,14 @@ constexpr std::size_t fsLongestName = 260;
 constexpr char fsLocal[] = "Local\\";
 constexpr char fsGlobal[] = "Global\\";
 
+// An emulator runs programs for another processor beside the system's own programs. Even if the words of both have the
+// same size, their mutexes do not.
+#ifdef __aarch64__
+constexpr char fsProcessor[] = "arm";
+#else
+constexpr char fsProcessor[] = "";
+#endif
+
 bool BeginsWith(char const *name, char const *prefix) noexcept {
     return ::strncmp(name, prefix, ::strlen(prefix)) == 0;
 }
@@ -120,7 +128,7 @@ bool platform::ObjectFileName(char const *kind, int version, char const *name, c
         return false;
     }
     THash const hash(name);
-    ::snprintf(file, sizeof file, "%s-%d-%zu-%016llx%016llx", kind, version, sizeof(void *) * 8,
+    ::snprintf(file, sizeof file, "%s-%d-%s%zu-%016llx%016llx", kind, version, fsProcessor, sizeof(void *) * 8,
                static_cast<unsigned long long>(hash.High()), static_cast<unsigned long long>(hash.Low()));
     return true;
 }

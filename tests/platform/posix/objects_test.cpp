@@ -2,6 +2,7 @@
 
 #include "platform/posix/object_folder.cpp"
 
+#include "platform/posix/Processor.h"
 #include "support/Environment.h"
 #include "support/Process.h"
 #include "support/TempFolder.h"
@@ -105,9 +106,9 @@ TEST_F(ObjectFolder, OfTwoProcessesIsTheSame) {
     EXPECT_EQ(entry.State(), TMutexSemaphore::Locked);
 }
 
-TEST(ObjectFile, HasANameMadeOfKindVersionWordSizeAndAHashOfTheName) {
+TEST(ObjectFile, HasANameMadeOfKindVersionProcessorAndAHashOfTheName) {
     char file[platform::objectFileSize];
-    std::string const mutex = "mutex-1-" + std::to_string(sizeof(void *) * 8) + "-";
+    std::string const mutex = "mutex-1-" + ProcessorOfObjects() + "-";
     ASSERT_TRUE(platform::ObjectFileName("mutex", 1, "a", file));
     EXPECT_EQ(file, mutex + "d228cb696f1a8caf78912b704e4a8964");
     ASSERT_TRUE(platform::ObjectFileName("mutex", 1, "foobar", file));
@@ -116,7 +117,7 @@ TEST(ObjectFile, HasANameMadeOfKindVersionWordSizeAndAHashOfTheName) {
     EXPECT_EQ(file, mutex + "d228cb696f1a8caf78912b704e4a8964");
     ASSERT_TRUE(platform::ObjectFileName("memory", 12, std::string(260, 'x').c_str(), file));
     EXPECT_EQ(std::string(file).find("memory-12-"), 0u);
-    EXPECT_EQ(std::string(file).size(), std::string("memory-12-64-").size() + 32);
+    EXPECT_EQ(std::string(file).size(), ("memory-12-" + ProcessorOfObjects() + "-").size() + 32);
 }
 
 TEST(ObjectFile, IsRefusedForANameThatIsTooLongOrHasABackslash) {

@@ -1,3 +1,4 @@
+#include "platform/posix/Processor.h"
 #include "support/Environment.h"
 #include "support/TempFolder.h"
 #include "tuzutil/TRACESHF.h"
@@ -155,8 +156,7 @@ TEST(TTraceSharedFile, AFileThatSomebodyHasLockedIsKept) {
 // A directory has the name of the lock's file.
 TEST(TTraceSharedFile, WithoutTheLockOfAllProcessesNothingIsEmptied) {
     TTempFolder const folder;
-    folder.AddFolder("run\\tuzutil\\mutex-1-" + std::to_string(sizeof(void *) * 8) +
-                     "-8c03b5417baa3effcda289254da0336f");
+    folder.AddFolder("run\\tuzutil\\mutex-1-" + ProcessorOfObjects() + "-8c03b5417baa3effcda289254da0336f");
     ::chmod(folder.Native("run").c_str(), 0700);
     ::chmod(folder.Native("run\\tuzutil").c_str(), 0700);
     TEnvironment const variable("XDG_RUNTIME_DIR", folder.Native("run").c_str());
