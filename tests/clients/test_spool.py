@@ -4,6 +4,7 @@
 import os
 import resource
 import unittest
+from pathlib import Path
 
 import support
 
@@ -77,6 +78,8 @@ class Spool(unittest.TestCase):
     def test_clients_beyond_the_files_that_a_process_may_have_wait(self):
         if support.settings.emulator:
             return  # the emulator's own need for files comes on top
+        if b"__ubsan_handle_dynamic_type_cache_miss" in Path(support.settings.server).read_bytes():
+            return  # without two free descriptors, the sanitizer takes every object for one of another type
         server = support.Server()
         server.put("anna", "1", b"Subject: x\n\nbody\n")
         server.start(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (16, 16)))
