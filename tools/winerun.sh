@@ -30,12 +30,20 @@ if [ ! -e "$WINEPREFIX/ready" ]; then
     ) 9>"$WINEPREFIX/lock"
 fi
 wineserver -p300 </dev/null >/dev/null 2>&1
+# If the 32-bit loader of Wine starts a 64-bit program, it does so in another process, and signals do not reach the
+# program. Therefore the 64-bit loader starts it. Debian has this loader outside of PATH.
+wine=wine
+if [ "${WINEARCH:-}" = win64 ]; then
+    for loader in wine64 /usr/lib/wine/wine64; do
+        path=$(command -v "$loader") && wine=$path && export WINELOADER="$path" && break
+    done
+fi
 # If TUZ_WINE_EXEC is set, the program replaces this script. A caller uses this if it has redirected the output to files
 # and sends signals to the program.
-[ -n "${TUZ_WINE_EXEC:-}" ] && exec wine "$@" </dev/null
+[ -n "${TUZ_WINE_EXEC:-}" ] && exec "$wine" "$@" </dev/null
 out=$(mktemp) || exit 99
 trap 'rm -f "$out"' EXIT
-run() { timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" wine "$@" </dev/null >"$out" 2>&1; }
+run() { timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" "$wine" "$@" </dev/null >"$out" 2>&1; }
 # Returns whether the program has reported success. If so, its output has a line that matches the expression in
 # TUZ_WINE_SUCCESS, and no line that reports a failed test. By default, the expression matches the line that GoogleTest
 # prints last.

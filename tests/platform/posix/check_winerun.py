@@ -3,7 +3,7 @@
 
 A program is run a second time, once, only where it had reported success before the emulator died by a
 fault of memory, or was killed before its time was over. The script that is installed with a toolchain has a prefix of
-its own for the size of words of that toolchain.
+its own for the size of words of that toolchain. 64-bit programs are started by the 64-bit loader.
 """
 
 import os
@@ -48,11 +48,11 @@ def run(winerun, deaths, text, signal="SEGV", **variables):
 
 
 def place(winerun, toolchain, **variables):
-    """The prefix, below the home folder, and the kind of Wine for a script that stands beside this toolchain."""
+    """The loader, the prefix below the home folder, and the kind of Wine for a script beside this toolchain."""
     with tempfile.TemporaryDirectory() as folder:
         shutil.copy(winerun, os.path.join(folder, "winerun.sh"))
-        for name, content in (("wine", '#!/bin/sh\nprintf "%s %s\\n" "${WINEPREFIX#"$HOME"/}" "${WINEARCH:-any}"\n'),
-                              ("wineserver", "#!/bin/sh\n"), ("wineboot", "#!/bin/sh\n"), (toolchain, "")):
+        loader = '#!/bin/sh\nprintf "%s %s %s\\n" "${0##*/}" "${WINEPREFIX#"$HOME"/}" "${WINEARCH:-any}"\n'
+        for name, content in (("wine", loader), ("wine64", loader), ("wineserver", "#!/bin/sh\n"), ("wineboot", "#!/bin/sh\n"), (toolchain, "")):
             path = os.path.join(folder, name)
             with open(path, "w", encoding="ascii") as out:
                 out.write(content)
@@ -64,11 +64,11 @@ def place(winerun, toolchain, **variables):
 
 def main():
     winerun = sys.argv[1]
-    assert place(winerun, "other.cmake") == [".cache/tuz-wineprefix", "any"]
-    assert place(winerun, "mingw-i686.cmake") == [".cache/tuz-wineprefix-win32", "win32"]
-    assert place(winerun, "mingw-x86_64.cmake") == [".cache/tuz-wineprefix-win64", "win64"]
+    assert place(winerun, "other.cmake") == ["wine", ".cache/tuz-wineprefix", "any"]
+    assert place(winerun, "mingw-i686.cmake") == ["wine", ".cache/tuz-wineprefix-win32", "win32"]
+    assert place(winerun, "mingw-x86_64.cmake") == ["wine64", ".cache/tuz-wineprefix-win64", "win64"]
     with tempfile.TemporaryDirectory() as chosen:
-        assert place(winerun, "mingw-x86_64.cmake", TUZ_WINEPREFIX=chosen, WINEARCH="win32") == [chosen, "win32"]
+        assert place(winerun, "mingw-x86_64.cmake", TUZ_WINEPREFIX=chosen, WINEARCH="win32") == ["wine", chosen, "win32"]
     for arguments, variables, wanted in (
             ((0, PASSED), {}, (0, [PASSED], 1, 0)),
             ((1, PASSED), {}, (0, [PASSED], 2, 1)),
