@@ -18,7 +18,7 @@
 //             characters with the value.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
 //             type" (ID 3, unrecoverable). A compound operator that throws leaves its left operand unchanged. Dividing
-//             an integer by zero causes a fault of the processor, not an exception.
+//             an integer by zero throws nothing: on most processors it ends the program.
 // Surprises:
 // - Which kinds can be combined depends on the operator. The kind of the result may depend on the order of the
 //   operands.
@@ -102,8 +102,9 @@ inline constexpr bool isUtf8Pointer = std::is_pointer_v<T> &&isUtf8<std::remove_
 template <typename T>
 inline constexpr bool isScopedEnum = std::is_enum_v<T> && !std::is_convertible_v<T, long long>;
 
-// isAddress is true if a type is a pointer to an object, but not to characters or to TagVars. A pointer to characters
-// is a text, or cannot become a value. A pointer to TagVars is a list of arguments.
+// isAddress is true if a type is a pointer to an object, but not to TagVars, to something volatile, or to characters
+// other than char32_t. A pointer to those characters is a text, or cannot become a value. A pointer to TagVars is a
+// list of arguments.
 template <typename T, typename Object = std::remove_cv_t<std::remove_pointer_t<T>>>
 inline constexpr bool isAddress =
     std::is_pointer_v<T> && !std::is_function_v<Object> && !std::is_volatile_v<std::remove_pointer_t<T>> &&
@@ -204,13 +205,14 @@ public:
     template <typename T, tuzutil::IfArgument<T> = true>
     TagVar(T const &value) : TagVar(From(static_cast<std::decay_t<T const &> const &>(value))) {}
 
-    // These functions copy the object that the other value owns. If there is no memory for the copy, the new value owns
-    // no object. If the kind of the other value does not exist, the functions throw "unknown type". If an assignment
-    // has thrown, the left value has the kind of the other value, and owns no object.
+    // A copy copies the object that the other value owns. If there is no memory for that, the new value owns no object.
+    // A move takes the object over, and leaves the other value nil. If the kind of the other value does not exist, all
+    // these functions but the move constructor throw "unknown type". If an assignment has thrown, the left value has
+    // the kind of the other value, and owns no object.
     TagVar(TagVar const &other);
-    TagVar(TagVar &&other) noexcept; // leaves the other nil
+    TagVar(TagVar &&other) noexcept;
     TagVar &operator=(TagVar const &other);
-    TagVar &operator=(TagVar &&other); // throws as the copy does NOLINT(bugprone-exception-escape)
+    TagVar &operator=(TagVar &&other); // NOLINT(bugprone-exception-escape)
     ~TagVar() {
         if ((fType >= string && fType <= dateTime) || (static_cast<std::uint32_t>(fType) & kept & innerKinds) != 0)
             CleanUp();
@@ -245,8 +247,8 @@ public:
     void *QueryVoidPtr() const;
     TDateTime const *QueryDateTime() const; // null if the value owns none
     // Returns the owned text, or null. REQUIRES: IsString() or IsWideString() returns 1. This function tests only three
-    // bits of the kind. It throws "type mismatch" for nil, time and the kinds above 10. For any other kind, it returns
-    // the value itself as an address.
+    // bits of the kind. It throws "type mismatch" for nil, time and the kinds above 10. For the remaining kinds, which
+    // are not texts, it returns the value itself as an address.
     TString const *QueryString() const;
     // Does the same as QueryString().
     operator TString const *() const { return QueryString(); }
@@ -266,8 +268,8 @@ public:
     // the kind in the stream does not exist, this value becomes nil, and "unknown type" is thrown.
     TiBinaryStream &ReadFromBinaryStream(TiBinaryStream &in);
 
-    // These operators compute with numbers, and += also joins two texts. All operators throw "unknown type" for the
-    // kinds above 10.
+    // These operators compute with numbers, and += also joins two texts. All operators from here on throw "unknown
+    // type" for the kinds above 10.
     //
     // Arithmetic on integers wraps at 32 bits. A signed and an unsigned integer give a signed one. A real and any
     // number give a real, except that %= does not accept reals. Division and remainder of integers are computed
@@ -292,18 +294,17 @@ public:
     // be compared with a text, and a date-time with a date-time.
     //
     // A text value may own no text. If such a value is the right operand of IsEqual(), it equals every text value that
-    // owns a text. If such a value is the left operand, it equals nothing, not even itself. IsLessThan() takes such a
-    // value for less than every text value that owns a text. Values of kind dateTime that own no date-time behave in
-    // the same way.
+    // owns a text. If such a value is the left operand, it equals nothing, not even itself. For IsLessThan(), such a
+    // value is less than every text value that owns a text. Values of kind dateTime that own no date-time behave in the
+    // same way.
     int IsEqual(TagVar const &other) const;
     int IsLessThan(TagVar const &other) const;
-    // These functions take only numbers, and return 1 or 0. A number is true unless it is 0. Of a real, only the
-    // integer part counts: 0.5 is false.
+    // These functions take only numbers, and return 1 or 0. A number is true unless it is 0. A real counts as the
+    // 32-bit integer that it becomes without its fraction: 0.5 is false.
     int LogicalAnd(TagVar const &other) const;
     int LogicalOr(TagVar const &other) const;
 
-    // Returns 1 for a number whose integer part is 0, and for a text value that owns no text. Takes only numbers and
-    // texts.
+    // Returns 1 for a number that is not true, and for a text value that owns no text. Takes only numbers and texts.
     int operator!() const;
     TagVar operator~() const; // only of integers and unsigned integers
     TagVar operator-() const; // only of integers and reals

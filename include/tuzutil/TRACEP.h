@@ -20,11 +20,12 @@
 // Failures:   TTracePoint::Write() never throws. A value that cannot be made is shown as "?". SetRC() and operator[]
 //             throw TInvalidParameter "Out of Range" if the message does not have that argument.
 // Surprises:
-// - If no destination may accept the entry, TTracePoint::Write() costs two loads, two tests and a branch. Its arguments
+// - If no destination may accept the entry, TTracePoint::Write() costs at most three loads and two tests. Its arguments
 //   are evaluated even then.
-// - In Write(level, category, "src/session.cpp", "no mail"), a text without "%" before another text is the name of a
-//   source file. Under C++20, this text must look like a file name, or the format after it must be a literal: otherwise
-//   the call does not compile. The compiler checks literals and constexpr arrays, and no other arrays.
+// - If the first text has no "%" and another text follows it, the first text is the name of a source file, as in
+//   Write(level, category, "src/session.cpp", "no mail"). Under C++20, this text must look like a file name, or the
+//   format after it must be a literal: otherwise the call does not compile. The compiler checks a text in this way only
+//   if the text is a literal or a constexpr array.
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -53,8 +54,8 @@ struct TTraceCaller {
     unsigned long line; // from 1 on
 };
 
-// The first text of a trace point. If it is a literal format, the entry has the place of the call. Otherwise it is a
-// place, and the format is the first of the arguments.
+// The first text of a trace point. If it is a literal format, the entry has the place of the call. Otherwise it names a
+// place (a file, perhaps with a line), and the argument after it is the format.
 template <typename... Arguments>
 class TTraceText {
     template <typename First = int, typename...>
@@ -100,7 +101,8 @@ public:
     template <bool takesFormat = mayTakeFormat, std::enable_if_t<takesFormat, bool> = true>
     constexpr TTraceText(TTracePlace const &place) noexcept : fFormat(nullptr), fPlace(place) {}
 
-    constexpr char const *QueryFormat() const noexcept { return fFormat; } // null if the first argument is the format
+    // Returns the literal, which may also be the name of a file. Returns null if a place was given, not a literal.
+    constexpr char const *QueryFormat() const noexcept { return fFormat; }
     constexpr TTracePlace const &QueryPlace() const noexcept { return fPlace; } // the source file and the line
 
 private:
@@ -152,7 +154,7 @@ template <typename... Arguments>
 using TTraceFormatOf = TTraceFormat<typename tuzutil::TSame<Arguments>::type...>;
 #endif
 
-// Writes trace entries. All functions are static, and throw nothing.
+// Writes trace entries. All functions are static. The public ones throw nothing.
 class TUZUTIL_API TTracePoint {
 public:
     // Writes an entry with a format and its arguments. An argument may be anything that a TagVar can be made from. The
@@ -203,9 +205,9 @@ private:
     template <typename T>
     using TPassed = std::conditional_t<std::is_scalar_v<T>, std::remove_cv_t<T>, T const &>;
 
-    // Finds the format, and passes the entry on. If `format` is null, the first argument is the format. If `format` has
-    // no conversion and the first argument is a text, the first argument is the format, too, and `format` is the name
-    // of a file.
+    // Finds the format, and passes the entry on. The first argument is the format in two cases: if `format` is null,
+    // and if `format` has no conversion and the first argument is a text. In the second case, `format` is the name of a
+    // file.
     template <typename... Arguments>
     __attribute__((noinline, cold)) static void Sort(std::uint32_t level, TTrace::Category const &category,
                                                      char const *file, unsigned long line, char const *format,
@@ -247,8 +249,8 @@ private:
 #endif
 
     // IsLent() returns whether an argument of this type is a text that the entry borrows. Borrowing is enough, because
-    // no value of an argument is needed after the call. IsSafe() returns whether making the value of such an argument
-    // throws nothing, and runs no code outside this library.
+    // no value of an argument is needed after the call. IsSafe() returns whether making a value from an argument of
+    // this type throws nothing, and runs no code outside this library.
     template <typename T>
     static constexpr bool IsLent() {
         using Decayed = std::decay_t<T const &>;
@@ -275,10 +277,11 @@ private:
         }
     }
 
+    // Makes the message and writes the entry. Takes the values over.
     static void WriteOut(std::uint32_t level, TTrace::Category const &category, TTracePlace place, char const *format,
-                         TagVar *values, unsigned long count); // takes the values over
-    // Does the same, but the values may borrow their texts. If an entry cannot be built, it is lost, and the traced
-    // work continues.
+                         TagVar *values, unsigned long count);
+    // Does the same as WriteOut(), but the values may borrow their texts. If the entry cannot be built, it is lost, and
+    // the traced work continues.
     static void WriteValues(std::uint32_t level, TTrace::Category const &category, TTracePlace place,
                             char const *format, TagVar *values, unsigned long count) noexcept;
 };
@@ -331,7 +334,8 @@ private:
     TagVar fNoArgument; // operator[] returns it if there is no message
 };
 
-// A table of handles that is always empty. It exists for programs that use such a table.
+// A table of handles that is always empty, because Add() adds nothing. The class exists so that programs that use it
+// compile.
 class TUZUTIL_API TTraceObjects {
 public:
     TTraceObjects() = default;
@@ -339,7 +343,7 @@ public:
 
     unsigned int Add(char const *configuration, int, char *); // adds nothing; returns 0xFFFFFFFF
     TTrace operator[](unsigned int index) const;              // a handle without a destination if there is no entry
-    void Remove(unsigned int index);                          // replaces the entry by a handle without a destination
+    void Remove(unsigned int index);                          // does nothing, because there is no entry
 
 private:
     [[maybe_unused]] std::uint32_t fCapacity = 0;

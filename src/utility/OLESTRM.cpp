@@ -20,7 +20,7 @@ constexpr unsigned long fsMinimumSize = 2; // one byte for each direction
 constexpr unsigned long fsMaximumSize = 1ul << 30;
 
 TReporter const fsReports(TUtilityTraceCategory::OleStream, "src/utility/OLESTRM");
-// The line numbers that the trace entries contain.
+// Trace entries name these fixed line numbers, which are not lines of this file.
 constexpr std::uint32_t fsWriteFailed = 190;
 constexpr std::uint32_t fsReadFailed = 247;
 

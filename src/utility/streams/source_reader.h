@@ -23,8 +23,8 @@ enum class Stop {
 };
 
 // Reads until `count` is `limit`, the next byte is a line feed, or the source ends. Bytes are stored from into[count]
-// on, and `count` is increased by their number. An exception of the buffer passes if the source's exception mask
-// contains badbit. Even then `count` is correct, and a second call with the same arguments continues.
+// on, and `count` is increased by their number. An exception of the buffer reaches the caller if the source's
+// exception mask contains badbit. Even then `count` is correct, and a second call with the same arguments continues.
 //
 // If `hasBareReturn` is not null, `*hasBareReturn` becomes true if a byte other than LF follows a CR among the bytes
 // read. `*hasBareReturn` never becomes false.
@@ -46,8 +46,9 @@ struct TPart {
 // it waits for the next byte, which may be the line feed.
 enum class AtLimit { stop, inspect };
 
-// Copies [from, end) to `into` up to the first LF, with this LF, and returns it. If there is none, returns null, and
-// may have changed the bytes of `into`. `hasBareReturn` is that of byte_search::FindLineFeed().
+// Copies [from, end) to `into` up to the first LF, with this LF. Returns the place of this LF in [from, end). If there
+// is none, returns null, and may have changed the bytes of `into`. `hasBareReturn` is that of
+// byte_search::FindLineFeed().
 inline char const *CopyToLineFeed(char const *from, char const *end, char *into, bool *hasBareReturn) noexcept {
     bool const isReturnText = !hasBareReturn || *hasBareReturn;
     char const *const found = byte_search::CopyToEither(from, end, isReturnText ? '\n' : '\r', '\n', into);

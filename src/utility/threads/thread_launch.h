@@ -2,15 +2,17 @@
 #define TUZUTIL_THREAD_LAUNCH
 
 // Starts the threads of the library itself. These threads receive no signals. The starting thread does not wait until
-// the new thread runs, because a static object of a library may start a thread while the system loads that library. The
-// new thread cannot run before the load has ended, so a wait would never end.
+// the new thread runs, because a static object of a library may start a thread while the system loads that library. On
+// some systems, the new thread cannot run before the load has ended, so a wait would never end. The private functions
+// also run the threads that programs start.
 
 #include "tuzutil/THREAD.h"
 
 class TThreadLaunch {
 public:
     // Returns whether the object has its event and its lock. Traces what is missing. The library's threads are started
-    // only if nothing is missing, because a later use of a missing part would be traced.
+    // only if nothing is missing. Otherwise each use of the missing part would be traced, also where the library holds
+    // a lock under which nothing may be traced.
     static bool HasAll(TThread &thread);
 
     // Starts the thread without waiting until it runs, and returns true. The thread takes over one of the caller's
