@@ -78,9 +78,9 @@ std::uint32_t Truncate(double value) noexcept {
                                             : 0x80000000u;
 }
 
-// A division by zero raises the processor's fault, as TAGVAR.h says. The divisor is volatile, because the compiler must
-// not remove the division. REQUIRES: a signed divisor is not -1, because some processors also raise a fault if they
-// divide the smallest integer by -1.
+// A division by zero raises the processor's fault if it has one, as TAGVAR.h says. The divisor is volatile, because the
+// compiler must not remove the division. REQUIRES: a signed divisor is not -1, because some processors also raise a
+// fault if they divide the smallest integer by -1.
 template <typename Word>
 __attribute__((no_sanitize("undefined"))) Word Quotient(Word left, Word right) noexcept {
     Word const volatile divisor = right;
