@@ -15,7 +15,7 @@ rm -rf "$root"
 mkdir -p "$root"
 # The root has only the release and no updates, because these may have different versions for the two architectures that
 # Wine needs.
-debootstrap --variant=minbase bookworm "$root" http://deb.debian.org/debian >"$root.log" 2>&1 ||
+debootstrap --variant=minbase bookworm "$root" >"$root.log" 2>&1 ||
     { tail -n 20 "$root.log"; exit 1; }
 cp /etc/resolv.conf "$root/etc/resolv.conf"
 mount -t proc proc "$root/proc"
