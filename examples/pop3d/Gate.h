@@ -24,8 +24,8 @@ public:
 
     explicit Gate(Options const &options) : fOptions(options) {}
 
-    // Returns an object that counts the client until Leave() is called or the object is destroyed. If a limit is
-    // reached, returns null.
+    // Returns an object for a client. The gate counts the client until Leave() is called or the object is destroyed. If
+    // a limit is reached, returns null.
     std::unique_ptr<Visitor> Admit(std::uint32_t address);
 
 private:

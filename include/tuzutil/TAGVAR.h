@@ -18,7 +18,8 @@
 //             characters with the value.
 // Failures:   TInvalidRequest "type mismatch" (ID 2, recoverable), "not implemented" (ID 1, unrecoverable), "unknown
 //             type" (ID 3, unrecoverable). A compound operator that throws leaves its left operand unchanged. Dividing
-//             an integer by zero causes a fault of the processor (on 64-bit ARM, it gives 0), not an exception.
+//             an integer by zero causes a fault of the processor, not an exception. On 64-bit ARM, it gives 0, and the
+//             remainder is the left operand.
 // Surprises:
 // - Which kinds can be combined depends on the operator. The kind of the result may depend on the order of the
 //   operands.

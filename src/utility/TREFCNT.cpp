@@ -69,9 +69,9 @@ TWeakRefCounted &TWeakRefCounted::operator=(TWeakRefCounted const &other) noexce
     return *this;
 }
 
-// If the lock is free and the count is not 0, the count changes without the lock. A thread that takes the lock at the
-// same moment may see this one change while it holds the lock. This does no harm: the count stays above 0 meanwhile,
-// because the caller owns a reference.
+// If the lock is free and the count is not 0, the count changes without the lock. If another thread takes the lock at
+// the same moment, the count may grow by this reference although that thread holds the lock. This does no harm: the
+// count stays above 0 meanwhile, because the caller owns a reference.
 void TWeakRefCounted::AddRef() {
     if (fCount.load(std::memory_order_relaxed) != 0 && TWeakReferenceLock::IsFree()) {
         fCount.fetch_add(1, std::memory_order_relaxed);
@@ -114,8 +114,9 @@ TWeakReferenceLock::TWeakReferenceLock() : fState(fsSem.Lock(TMutexSemaphore::fs
         fsReports.Error("Unable to lock weak references, state=%d", fState);
 }
 
-// The lock is never destroyed, so its word is looked up only once. This function is called for each reference, and the
-// look-up would cost more than the rest.
+// A lock has a word in memory that is 0 while no thread holds the lock. This lock is never destroyed, so the address of
+// its word is kept. This function is called for each reference, and looking the address up would cost more than the
+// rest.
 bool TWeakReferenceLock::IsFree() noexcept {
     static constinit std::atomic<std::atomic<std::uint32_t> const *> known{nullptr};
     std::atomic<std::uint32_t> const *held = known.load(std::memory_order_acquire);

@@ -1,8 +1,8 @@
 // TString: strings whose copies share one buffer. The buffer counts the strings that share it. If the process may have
 // a second thread, atomic instructions change this count. If the buffer of a string is shared, a function that changes
-// the string first gives it a new buffer. But operator[], SetFlag(), Wipe() and writes through a pointer change the
-// shared buffer. If the flag wipeOnDelete of a buffer is set, the buffer is wiped before it is deallocated. This source
-// has no lock.
+// the string first gives it a new buffer. But operator[] within the string, SetFlag(), Wipe() and writes through a
+// pointer change the shared buffer. If the flag wipeOnDelete of a buffer is set, the buffer is wiped before it is
+// deallocated. This source has no lock.
 
 #include "tuzutil/TSTRING.h"
 
@@ -87,7 +87,7 @@ private:
 
 constexpr std::size_t fsSmallSet = 8; // for a larger set, the search uses a table
 
-// This function is not inlined, because its table would cost its caller time, even if there is nothing left to search.
+// This function is not inlined: if it were, the caller would spend time on the table even if nothing is left to search.
 [[gnu::noinline]] char const *FindInRest(char const *from, char const *end, std::string_view set,
                                          bool wanted) noexcept {
     if (set.size() <= fsSmallSet)
@@ -285,7 +285,7 @@ TString::TString(unsigned long long number) : TString(DecimalText(number)) {}
 
 TString &TString::operator=(TString const &other) noexcept {
     if (this != &other) {
-        // The new buffer is counted before the old one is released, because both may be the same buffer.
+        // The count of the new buffer is raised before the old buffer is released, because both may be the same buffer.
         TString copy(other);
         std::swap(fBuffer, copy.fBuffer);
     }
@@ -401,8 +401,8 @@ TString &TString::Append(char const *bytes, unsigned int count) {
         return *this;
     if (AppendInPlace(bytes, count))
         return *this;
-    // The size of the block, together with the heap's own data, is a power of two, because heaps allocate such sizes
-    // best.
+    // The size of the block stays just below a power of two, because heaps allocate such sizes best. The rest is room
+    // for the heap's own data.
     std::uint64_t const roomy =
         std::min(std::bit_ceil(std::uint64_t{total} + fsBlockCost) - fsBlockCost, fsLengthLimit - 1);
     TStringBuffer *fresh = nullptr;
@@ -550,8 +550,8 @@ TString &TString::Change(char const *pattern, char const *replacement, unsigned 
     unsigned int const patternLength = lengthOf(pattern);
 
     // Counts the matches that will be replaced, because the size of the result depends on them. Matches do not overlap:
-    // the search continues after each match. An empty pattern is found at `start` as often as there are positions from
-    // `start` on, but at most `count` times.
+    // the search continues after each match. All matches of an empty pattern are at `start` itself, so the replacements
+    // are inserted there one after another. Their number is that of the positions from `start` on, but at most `count`.
     std::uint64_t matches = 0;
     if (patternLength == 0) {
         matches = start > length() ? 0 : std::min(count, length() - start + 1);

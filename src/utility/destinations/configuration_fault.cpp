@@ -1,6 +1,7 @@
 // Reports faults in trace configurations to the destination that the environment variable NUV_TRACE_STARTUP names. If
-// this destination does not write them, reports them on standard error. The trace lock guards the pointer to the
-// destination, and is held while the destination writes.
+// this destination does not write them, reports them on standard error. If the caller also traces an entry about the
+// fault, the destination gets that entry instead. The trace lock guards the pointer to the destination, and is held
+// while the destination writes.
 
 #include "utility/destinations/configuration_fault.h"
 

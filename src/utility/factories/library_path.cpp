@@ -1,6 +1,6 @@
 // TLibpath: the list of directories that are searched for factory libraries. While the functions below hold
-// TLibpath::fsMutex, they only share or swap the list. They make a new list without the lock, because a lack of memory
-// is traced, and tracing takes other locks.
+// TLibpath::fsMutex, they only make a TString that shares the text of the list, or swap the list for another one. They
+// make a new list without the lock, because a lack of memory is traced, and tracing takes other locks.
 
 #include "utility/factories/library_path.h"
 

@@ -2,9 +2,10 @@
 #define TUZUTIL_UTF8
 
 // Reads and writes UTF-8 and 16-bit text, one character at a time. In UTF-8, overlong forms, surrogates and numbers
-// above U+10FFFF are malformed, as the Unicode standard says. If the bytes are malformed, one call reads the longest
-// run of bytes with which a character could begin. If no character could begin there, the call reads a single byte. One
-// replacement character stands for all bytes that such a call reads, as the standard recommends.
+// above U+10FFFF are malformed, as the Unicode standard says. If the bytes are malformed, one call reads as many bytes
+// as form the beginning of some character, for example the first two bytes of a character of three bytes. If no
+// character begins with the first byte, the call reads this byte only. One replacement character stands for all bytes
+// that such a call reads, as the standard recommends.
 
 #include "utility/kernel/utf16.h"
 

@@ -63,7 +63,7 @@ private:
     std::uint64_t fBase = 0;
     std::size_t fCount = 0;
     std::uint64_t fOrder = 0; // how many times a timer was set
-    // A bit for each list of the lowest wheel whose timers may not be in the order in which they are due.
+    // A bit for each list of the lowest wheel whose timers may not be in the order in which they were set.
     std::uint64_t fUnsorted = 0;
     // A bit for each wheel and for each list that may have timers. Remove() leaves these bits alone, because a list
     // often gets another timer soon. FirstPlace() clears the bits of empty lists.
