@@ -18,7 +18,7 @@ class TFastMutex;
 
 // Each system's thread_record.cpp makes the record of a thread when the thread first uses a lock, and calls
 // AbandonAll() when the thread ends. Invariant, unless the thread was killed: the chain that begins with `held`
-// contains exactly the locks whose fOwner is `identity`.
+// contains exactly the locks whose fOwner is the thread's number.
 struct TThreadRecord {
     constexpr TThreadRecord(std::uint32_t aNumber, std::uint32_t aSystemId) noexcept
         : identity(std::uint64_t{aSystemId} << 32 | aNumber) {}

@@ -11,6 +11,7 @@
 #include "platform/win32/kept_error.h"
 #include "platform/win32/thread_record.h"
 
+#include <algorithm>
 #include <new>
 #include <windows.h>
 
@@ -39,6 +40,8 @@ struct platform::TWaitPlace {
 };
 
 namespace {
+
+constexpr DWORD fsOwnerInterval = 1000; // milliseconds
 
 bool IsThere(Mutex const *mutex) noexcept {
     if (!mutex)
@@ -238,26 +241,30 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 // they were, a thread that need not wait would take a lock more slowly.
 
 // A thread that ends releases its locks, but a thread that is killed does not. Therefore each waiter also watches
-// whether the thread of the owner has ended.
+// whether the thread of the owner has ended. While a thread waits, the lock may get another owner, so the waiter asks
+// for the owner again every second.
+//
+// A thread that takes a lock over changes fHolder in one step, and fOwner after that. If it is killed in between,
+// fOwner still has the number of the former owner. Therefore fHolder says who holds the lock, as long as fOwner stays
+// the same.
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     TWaitPlace const *const place = PlaceIn(fPlace);
     if (!place)
         return TWaitResult::failed;
     TDeadline const deadline(milliseconds);
     while (fState.exchange(heldAndWaitedFor, std::memory_order_acq_rel) != free) {
-        std::uint32_t owner = fOwner.load(std::memory_order_acquire);
-        std::uint64_t const identity = fHolder.load(std::memory_order_relaxed);
-        // If another thread has taken the lock in the meantime, nothing is known about the owner.
-        bool const isKnown = owner != 0 && static_cast<std::uint32_t>(identity) == owner;
+        std::uint32_t const owner = fOwner.load(std::memory_order_acquire);
+        std::uint64_t identity = fHolder.load(std::memory_order_acquire);
+        bool const isKnown = owner != 0 && fOwner.load(std::memory_order_acquire) == owner;
         TOpenedThread const holder(isKnown ? static_cast<DWORD>(identity >> 32) : 0);
         if (isKnown && holder.HasEnded()) {
-            if (fOwner.compare_exchange_strong(owner, thread.Number(), std::memory_order_acq_rel)) {
+            if (fHolder.compare_exchange_strong(identity, thread.identity, std::memory_order_acq_rel)) {
                 fAbandoned = yes;
                 return TWaitResult::done;
             }
             continue;
         }
-        DWORD const remaining = deadline.Remaining();
+        DWORD const remaining = std::min(deadline.Remaining(), fsOwnerInterval);
         if (remaining == 0)
             return TWaitResult::timedOut;
         HANDLE const handles[] = {place->event, holder.Handle()};

@@ -70,9 +70,7 @@ TThreadRecord *MakeRecord(DWORD index) noexcept {
     return thread;
 }
 
-} // namespace
-
-TThreadRecord *platform::FindThreadRecord() noexcept {
+TThreadRecord *FindOrMakeRecord() noexcept {
     if (fsForgotten.load(std::memory_order_relaxed))
         return &fsUnloading;
     DWORD index = fsIndex.load(std::memory_order_acquire);
@@ -85,6 +83,16 @@ TThreadRecord *platform::FindThreadRecord() noexcept {
     }
     auto *const thread = static_cast<TStackRecord *>(FlsGetValue(index));
     return thread ? thread : MakeRecord(index);
+}
+
+} // namespace
+
+TThreadRecord *platform::FindThreadRecord() noexcept {
+    DWORD const error = GetLastError(); // which the calls of the system change
+    TThreadRecord *const record = FindOrMakeRecord();
+    if (record)
+        ::SetLastError(error);
+    return record;
 }
 
 void platform::ForgetThreads() noexcept {

@@ -17,13 +17,14 @@
 namespace platform {
 
 // Returns what NtCurrentTeb() returns. The compiler warns where that function is inlined, because it mistakes the
-// segment of the thread for an array at the address 0.
+// segment of the thread for an array at the address 0. A fiber may continue on another thread, so the compiler must not
+// use an earlier result.
 inline TEB *ThreadBlock() noexcept {
     TEB *block;
 #ifdef __x86_64__
-    asm("movq %%gs:0x30, %0" : "=r"(block));
+    asm volatile("movq %%gs:0x30, %0" : "=r"(block));
 #else
-    asm("movl %%fs:0x18, %0" : "=r"(block));
+    asm volatile("movl %%fs:0x18, %0" : "=r"(block));
 #endif
     return block;
 }
