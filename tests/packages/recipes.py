@@ -7,7 +7,6 @@ install. They do not build the library.
 """
 
 import fnmatch
-import importlib.util
 import json
 import pathlib
 import shutil
@@ -111,10 +110,8 @@ module("conan", ConanFile=ConanFile)
 module("conan.tools")
 module("conan.tools.cmake", CMake=CMake, CMakeToolchain=CMakeToolchain, cmake_layout=lambda recipe: None)
 module("conan.tools.files", copy=copy, load=load)
-sys.dont_write_bytecode = True
-specification = importlib.util.spec_from_file_location("conanfile", folder / "conan/conanfile.py")
-conanfile = importlib.util.module_from_spec(specification)
-specification.loader.exec_module(conanfile)
+conanfile = types.ModuleType("conanfile")
+exec(compile((folder / "conan/conanfile.py").read_text(encoding="utf-8"), "conanfile.py", "exec"), vars(conanfile))
 
 for name, isShared in ("shared", True), ("static", False):
     assert isShared in conanfile.TuzutilRecipe.options["shared"]
