@@ -3,6 +3,7 @@
 
 #include "support/interleavings.h"
 #include "support/model_locks.h"
+#include "support/model_reporter.h"
 
 #include <atomic>
 #include <cassert>
@@ -21,36 +22,7 @@ using interleavings::TModelAtomic;
 } // namespace std
 #define atomic TModelAtomic
 
-// Takes the place of utility/kernel/reporter.h. Nothing is reported in the scenarios.
-#define TUZUTIL_REPORTER
 namespace modelled {
-
-struct TInvalidRequest {};
-
-struct TUtilityTraceCategory {
-    static constexpr int Utility = 0;
-};
-
-struct TReportText {
-    char const *text;
-    std::uint32_t line;
-};
-
-struct TReporter {
-    constexpr TReporter(int, char const *) {}
-    template <typename... Arguments>
-    void Warning(Arguments const &...) const {
-        std::abort();
-    }
-    template <typename... Arguments>
-    void Error(Arguments const &...) const {
-        std::abort();
-    }
-    template <typename E>
-    [[noreturn]] void Raise(TReportText const &) const {
-        std::abort();
-    }
-};
 
 #include "utility/TREFCNT.cpp"
 

@@ -4,6 +4,7 @@
 
 #include "support/interleavings.h"
 #include "support/model_locks.h"
+#include "support/model_reporter.h"
 
 #include <algorithm>
 #include <atomic>
@@ -26,35 +27,7 @@
 
 // The parts below take the places of the headers that are named before them.
 
-#define TUZUTIL_REPORTER // utility/kernel/reporter.h
 namespace modelled {
-
-struct TInvalidRequest {};
-
-struct TUtilityTraceCategory {
-    static constexpr int Utility = 0;
-};
-
-struct TReportText {
-    char const *text;
-    std::uint32_t line;
-};
-
-struct TReporter {
-    constexpr TReporter(int, char const *) {}
-    template <typename... Arguments>
-    void Warning(Arguments const &...) const {
-        std::abort();
-    }
-    template <typename... Arguments>
-    void Error(Arguments const &...) const {
-        std::abort();
-    }
-    template <typename E>
-    [[noreturn]] void Raise(TReportText const &) const {
-        std::abort();
-    }
-};
 
 #include "utility/TREFCNT.cpp"
 
