@@ -107,6 +107,24 @@ TEST(RefCounted, UnreachableIsCalledOnceWhenTheCountBecomesZero) {
     EXPECT_EQ(object.unreachable, 1);
 }
 
+// A build without NDEBUG stops in an assertion instead.
+TEST(RefCounted, AReleaseWithoutAReferenceMakesTheLargestCountAndNothingUnreachable) {
+    Kept object;
+    std::vector<std::string> events;
+    Weak weak(&events);
+#if defined(NDEBUG)
+    object.RemoveRef();
+    weak.RemoveRef();
+    EXPECT_EQ(object.QueryReferenceCount(), 4294967295u);
+    EXPECT_EQ(weak.QueryReferenceCount(), 4294967295u);
+#else
+    EXPECT_DEATH_IF_SUPPORTED(object.RemoveRef(), "before != 0");
+    EXPECT_DEATH_IF_SUPPORTED(weak.RemoveRef(), "before != 0");
+#endif
+    EXPECT_EQ(object.unreachable, 0);
+    EXPECT_EQ(events, std::vector<std::string>());
+}
+
 TEST(RefCounted, CopyAndAssignmentTakeTheCountOfTheSource) {
     Kept source;
     source.AddRef();
