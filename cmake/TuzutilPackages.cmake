@@ -21,7 +21,6 @@ set(CPACK_PACKAGE_FILE_NAME tuzutil-${PROJECT_VERSION}-linux-${CMAKE_SYSTEM_PROC
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 set(CPACK_COMPONENTS_ALL Runtime DebianRuntime Development Tools Documentation DebianDevelopment)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -32,6 +31,11 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shared utility library for internet mail 
 set(description "The text type, exceptions, tracing, translatable messages, typed values,
 streams of line-oriented protocols, encodings, locks, threads, timers and
 shared memory that a framework of mail servers and tools shares.")
+# The names of all files that a release consists of begin with "tuzutil".
+execute_process(COMMAND dpkg --print-architecture OUTPUT_VARIABLE architecture OUTPUT_STRIP_TRAILING_WHITESPACE
+                ERROR_QUIET)
+set(CPACK_DEBIAN_RUNTIME_FILE_NAME tuzutil-${PROJECT_VERSION}-debian-${architecture}.deb)
+set(CPACK_DEBIAN_DEVELOPMENT_FILE_NAME tuzutil-dev-${PROJECT_VERSION}-debian-${architecture}.deb)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION ${description})

@@ -9,6 +9,7 @@ if [ "${1:-}" != --inside ]; then
     exec unshare --mount --pid --fork --kill-child "$0" --inside "$@"
 fi
 source=$(realpath "$(dirname "$0")/../..")
+. "$source/tests/packages/program.sh"
 packages=$(realpath "$2")
 root=$(realpath -m "$3")
 rm -rf "$root"
@@ -20,17 +21,8 @@ debootstrap --variant=minbase bookworm "$root" >"$root.log" 2>&1 ||
 cp /etc/resolv.conf "$root/etc/resolv.conf"
 mount -t proc proc "$root/proc"
 mount --rbind /dev "$root/dev"
-mkdir -p "$root/root/program"
 cp "$packages"/* "$root/root"
-cat >"$root/root/program/CMakeLists.txt" <<'END'
-cmake_minimum_required(VERSION 3.25)
-project(program CXX)
-find_package(tuzutil REQUIRED)
-add_executable(program main.cpp)
-target_link_libraries(program PRIVATE tuzutil::tuzutil)
-tuzutil_copy_dlls(program)
-END
-sed -n '/^```cpp$/,/^```$/p' "$source/README.md" | sed '/^```/d' >"$root/root/program/main.cpp"
+write_program "$source" "$root/root/program"
 
 cat >"$root/root/try.sh" <<'END'
 set -eu
@@ -58,8 +50,8 @@ windows() { # windows NAME MACHINE
     check "$1" "$cmakes/winerun.sh" "build-$1/program.exe"
 }
 apt-get update -q >apt.log 2>&1
-if ls ./*.deb >/dev/null 2>&1; then
-    install ./*.deb cmake
+if ls ./tuzutil*.deb >/dev/null 2>&1; then
+    install ./tuzutil*.deb cmake
     try debian
     check debian build-debian/program
     apt-get purge -q -y libtuzutil0 libtuzutil-dev >>apt.log 2>&1

@@ -3,20 +3,11 @@
 # README's program with it, in a project of six lines.
 set -euo pipefail
 root=$(realpath "$(dirname "$0")/../..")
+. "$root/tests/packages/program.sh"
 packages=$(realpath "$1")
 work=$(realpath -m "$2")
 rm -rf "$work"
-mkdir -p "$work/program"
-
-cat >"$work/program/CMakeLists.txt" <<'END'
-cmake_minimum_required(VERSION 3.25)
-project(program CXX)
-find_package(tuzutil REQUIRED)
-add_executable(program main.cpp)
-target_link_libraries(program PRIVATE tuzutil::tuzutil)
-tuzutil_copy_dlls(program)
-END
-sed -n '/^```cpp$/,/^```$/p' "$root/README.md" | sed '/^```/d' >"$work/program/main.cpp"
+write_program "$root" "$work/program"
 
 check() { # check NAME COMMAND...: what the program prints
     local name=$1 output
@@ -82,7 +73,7 @@ windows() { # windows ZIP
 
 for package in "$packages"/*; do
     case $package in
-    */libtuzutil-dev_*.deb) debian ;;
+    */tuzutil-dev-*.deb) debian ;;
     *.tar.gz) tarball ;;
     *.zip) windows "$package" ;;
     esac
