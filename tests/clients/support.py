@@ -78,6 +78,14 @@ class Server:
     def command(self, arguments):
         return ([settings.emulator] if settings.emulator else []) + [settings.server, *arguments]
 
+    def is_for_this_processor(self):
+        """Whether the machine runs the server without an emulator for another processor."""
+        machines = []
+        for program in settings.server, sys.executable:
+            with open(program, "rb") as file:
+                machines.append(file.read(20)[18:])
+        return machines[0] == machines[1]
+
     def users_text(self):
         return "".join(f"{name}:{secret}:{self.native(self.mailbox(name))}\n" for name, secret in self.users.items())
 
