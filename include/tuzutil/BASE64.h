@@ -22,11 +22,11 @@
 //   if it is called with ignoreForeign.
 // - Decode() is for text only: its result ends before the first zero byte. DecodeBinary() keeps zero bytes.
 // - An empty or null argument gives an empty string, never a null one.
+class TBase64;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
-// Encodes and decodes Base64. All functions are static, and any thread may call them.
 class TUZUTIL_API TBase64 {
 public:
     // Encodes all bytes of the string, including zero bytes. Writes LF (without CR) after every 18 groups of four

@@ -25,6 +25,7 @@
 // - Characters and zero-terminated text are *formatted*: width, fill and skipws apply, and no length is written. Use
 //   put, get, read and write for exact bytes, and TString for text that is to be read again.
 // - If the TString in the stream is empty, operator>> leaves its target unchanged.
+class TBinaryStream;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -402,7 +403,6 @@ private:
     std::ostream *fStream;
 };
 
-// Writes values to an iostream, and reads them from it.
 class TUZUTIL_API TBinaryStream : public TiBinaryStream, public ToBinaryStream {
 public:
     // Wraps a stream, which must outlive this object. If `networkOrder` is not 0, numbers are in network byte order.

@@ -23,6 +23,8 @@
 // - DeleteSet() leaves the count as it is.
 // - In a sparse array, setting null adds an entry if the index has none. If the index has an entry, setting null
 //   removes this entry.
+template <typename T>
+class TSetOf;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/PURETRAP.h"
@@ -92,7 +94,6 @@ private:
     TElement *fLink;
 };
 
-// A list that owns elements of one type.
 template <typename T>
 class TSetOf : public TBaseSetOf {
 public:

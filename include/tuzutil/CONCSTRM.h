@@ -26,6 +26,7 @@
 //   were read before are delivered.
 // - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten
 //   characters read last.
+class TiConcatStream;
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -76,7 +77,6 @@ private:
     std::size_t fGathered = 0; // bytes of an incomplete piece, if a source threw
 };
 
-// An istream that reads several streams one after another, through a TConcatStreamBuf.
 class TUZUTIL_API TiConcatStream : public std::istream {
 public:
     // These constructors take the same arguments as those of TConcatStreamBuf.

@@ -16,11 +16,11 @@
 // - The challenge must be decoded from Base64 before the call. To answer, the client joins the user name, a blank and
 //   the digest, and sends the Base64 form of this text.
 // - If the secret has more than 64 bytes, Calc() uses the MD5 of its bytes before the first zero byte as the key.
+class CalculateCramMD5;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
-// Calculates the answer to the challenge of a CRAM-MD5 login.
 class TUZUTIL_API CalculateCramMD5 {
 public:
     // Returns the HMAC-MD5 of the challenge, keyed with the secret, as 32 lower-case hexadecimal digits.

@@ -26,6 +26,7 @@
 // - On Linux, FindFirst() and FindNext() omit an entry with a backslash in its name, because this library would take
 //   the name for a path. They trace it at level "wa". NativeEntries() lists such entries too.
 // - MakeDir() succeeds if a file of that name exists.
+class TDirectory;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/FILENAME.h"
@@ -35,11 +36,10 @@
 #include <filesystem>
 #include <type_traits>
 
-// A directory whose entries can be listed. Static functions make directories. Backslashes separate the parts of a path
-// on every system.
 class TUZUTIL_API TDirectory {
 public:
-    TDirectory(char const *path) : fPath(path) {} // the directory need not exist
+    // The directory need not exist. Backslashes separate the parts of its path on every system.
+    TDirectory(char const *path) : fPath(path) {}
     // On Linux, throws TInvalidParameter if the path contains a backslash.
     template <class Path, std::enable_if_t<std::is_same_v<Path, std::filesystem::path>, int> = 0>
     explicit TDirectory(Path const &path) : fPath(TFileName(path).QueryNameLocal()) {}

@@ -26,6 +26,7 @@
 // - Reading ends a line only at CR LF, but writing ends it at any LF. So "a\n.b" is written and read back as "a\n..b".
 // - A bare CR passes unchanged, but some programs take it for a line end. A relay must replace it, as UseCrLf() does.
 // - The destructor neither flushes nor ends the body. A build without NDEBUG traces a loss of bytes at level "wa".
+class TDotByteStream;
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/FILTSTRM.h"
@@ -147,7 +148,6 @@ private:
     bool fSkipsLineFeed = false; // the last byte was a CR and was sent as CR LF, so an LF now sends nothing
 };
 
-// An iostream that reads and writes the bodies of messages, through a TDotByteStreamBuf.
 class TUZUTIL_API TDotByteStream : public std::iostream {
 public:
     explicit TDotByteStream(std::iostream &stream); // source and sink

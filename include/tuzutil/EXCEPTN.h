@@ -22,6 +22,7 @@
 // - Every exception of the family is a std::exception too. If a handler for std::exception stands before one for
 //   TException, the first one catches the exception. A what() of a subclass must be noexcept. If the subclass also
 //   derives from a standard exception, what() is ambiguous, and a handler for std::exception does not catch it.
+class TException;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -66,8 +67,6 @@ protected:
     virtual void terminate() = 0;
 };
 
-// The base of all exceptions of the library. An exception has up to five texts and five locations, an ID, a severity
-// and a group.
 class TUZUTIL_API TException : private TExceptionSlots, public std::exception {
 public:
     // Whether the program can go on after the failure.

@@ -26,6 +26,8 @@
 //             be loaded, a second warning has the words of the system's loader.
 // Surprises:
 // - Two types are equal if their names are equal. The case of ASCII letters does not count, nor does the library.
+template <typename T>
+class TFactory;
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -137,7 +139,6 @@ private:
     static T *Whole(void *factory) { return static_cast<T *>(static_cast<TFactory<T> *>(factory)); }
 };
 
-// The base of a factory class T. REQUIRES: T has a static GetLoader().
 template <typename T>
 class TFactory {
 public:
@@ -153,7 +154,7 @@ public:
 
 protected:
     // Registers this object with the loader of T, and throws what TFactoryLoaderBase::Register() throws. The destructor
-    // removes the object from the loader.
+    // removes the object from the loader. REQUIRES: T has a static GetLoader().
     explicit TFactory(TFactoryType const &type) : fType(type) {
         if (TFactoryLoader<T> *const loader = T::GetLoader())
             fIsRegistered = loader->Register(type, this);

@@ -25,6 +25,7 @@
 //   character of "(null)".
 // - To make a TagVar or an argument of a message, pass QueryNameLocal(). If a TFileName is passed, two conversions fit,
 //   and strict compilers warn.
+class TFileName;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -35,7 +36,6 @@
 #include <string>
 #include <type_traits>
 
-// The name of a file or directory. Its text is narrow or 16-bit. Backslashes separate its parts on every system.
 class TUZUTIL_API TFileName : public TString {
 public:
     // The form of a name: `unicode` is 16-bit text, and `local` is narrow text.

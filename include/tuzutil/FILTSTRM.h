@@ -26,6 +26,7 @@
 //             passes on all of them if its exceptions() contain badbit, and those of DOTBYTE.h after Attach().
 // Surprises:
 // - If std::unitbuf is set for the stream that was given to Attach(), each write passes its bytes on at once.
+class TFilterStreamBuf;
 
 #include "tuzutil/STRMCTL.h"
 
@@ -34,13 +35,6 @@
 #include <memory>
 #include <streambuf>
 
-// A base class for buffers that pass bytes on to another stream, or read them from one. The class manages the put area,
-// and passes its bytes to WriteThrough().
-//
-// Writing several bytes at once leaves the same bytes in the put area as writing them one by one. If std::unitbuf is
-// set for a standard stream, the stream flushes after each output, in the destructor of its sentry. An exception that
-// leaves this destructor would end the process. Therefore, if std::unitbuf is set for the attached stream, sync() keeps
-// an exception of WriteThrough(), and the next write throws it.
 class TUZUTIL_API TFilterStreamBuf : public std::streambuf {
 public:
     // Sets the stream that uses this buffer. Exceptions of DOTBYTE.h then pass through the stream, see STRMCTL.h. Null
@@ -52,6 +46,11 @@ protected:
     ~TFilterStreamBuf() override;
 
     // These functions do what std::streambuf says of them. Those that read throw TOutOfMemory if doallocate() fails.
+    // Those that write pass the bytes of the put area to WriteThrough(). Writing several bytes at once leaves the same
+    // bytes in the put area as writing them one by one. If std::unitbuf is set for a standard stream, the stream
+    // flushes after each output, in the destructor of its sentry. An exception that leaves this destructor would end
+    // the process. Therefore, if std::unitbuf is set for the attached stream, sync() keeps an exception of
+    // WriteThrough(), and the next write throws it.
     int sync() override;
     int_type overflow(int_type c) override;
     std::streamsize xsputn(char const *bytes, std::streamsize count) override;

@@ -21,6 +21,8 @@
 // - A TagVar fits every conversion, and so does a type that makes a TagVar of itself, because the kind of the TagVar is
 //   known only at run time.
 // - The constructors of TTextMessage do not check formats; only TTextMessage::Make() and trace points do.
+template <typename... Arguments>
+class TFormat;
 
 #include "tuzutil/TAGVAR.h"
 
@@ -197,8 +199,6 @@ struct TSame {
 
 } // namespace tuzutil
 
-// The format of a message with arguments of these types. Functions take it as a TFormatOf, so that the compiler deduces
-// the types only from the arguments.
 template <typename... Arguments>
 class TFormat {
 public:
@@ -215,8 +215,8 @@ private:
     char const *fText;
 };
 
-// The type of a parameter that takes a format. The compiler then deduces the types of the arguments from the arguments
-// alone.
+// The type of a parameter that takes the format of a message with arguments of these types. The compiler then deduces
+// the types of the arguments from the arguments alone.
 template <typename... Arguments>
 using TFormatOf = TFormat<typename tuzutil::TSame<Arguments>::type...>;
 

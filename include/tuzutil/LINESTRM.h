@@ -24,6 +24,7 @@
 // - At the start of a piece, up to ten characters of any value can be put back. unget() can go back over the ten
 //   characters read last.
 // - The destructor does not flush. A build without NDEBUG traces a loss of bytes at level "wa".
+class TLineStream;
 
 #include "tuzutil/FILTSTRM.h"
 
@@ -129,7 +130,6 @@ inline TLineRead TLineStreamBuf::TakeLine(std::istream &stream, std::string &lin
     return TakeLine(stream, &Append, &line, limit);
 }
 
-// An iostream that reads lines, through a TLineStreamBuf.
 class TUZUTIL_API TLineStream : public std::iostream {
 public:
     // These constructors take the same arguments as those of TLineStreamBuf.

@@ -18,12 +18,12 @@
 // - The length in bits is counted in 32 bits. For 512 MiB or more, the digest differs from that of RFC 1321.
 // - MD5 is historic. Use it for old protocols only, never for new designs.
 // - Done() zeroes the buffered bytes of the message. The destructor also zeroes the state.
+class CalculateMD5;
 
 #include "tuzutil/EXPORT.h"
 
 #include <cstdint>
 
-// Calculates an MD5 digest. Write() takes the bytes in pieces, and Done() gives the digest.
 class TUZUTIL_API CalculateMD5 {
 public:
     CalculateMD5() noexcept;

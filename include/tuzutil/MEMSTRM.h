@@ -21,6 +21,7 @@
 // - QueryUsed() of the last block may be too small until the next flush.
 // - overflow() returns 0 on success. sputc() also returns 0 if it has to call overflow().
 // - Seeking has its own rules, for example for negative offsets: see seekoff().
+class TMemStream;
 
 #include "tuzutil/EXPORT.h"
 
@@ -104,7 +105,6 @@ private:
     TMemStreamBuffer *fWrite = nullptr; // holds the put area
 };
 
-// An iostream that keeps in memory what is written to it. The content can be read back from any position.
 class TUZUTIL_API TMemStream : public std::iostream {
 public:
     TMemStream();                                 // with blocks of 10000 bytes

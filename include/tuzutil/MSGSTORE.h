@@ -26,6 +26,7 @@
 // - A store registers itself before its subclass is constructed. If a message asks the store for a text at that time,
 //   the base's GetMsg() calls TPureCall::Trap().
 // - If GetMsg() of a store throws, the message behaves as if the store did not have the text.
+class TTextMessageStore;
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -33,8 +34,6 @@
 
 class TMutexSemaphore;
 
-// A store of message texts. A store may be a static object of a library that TDll or a factory loader loads. If the
-// store cannot be registered during the load, TDll or the loader throws the exception after the load.
 class TUZUTIL_API TTextMessageStore {
 public:
     TTextMessageStore(TTextMessageStore const &) = delete;
@@ -56,7 +55,9 @@ public:
     static TString GetMsg(TTextMessage::StoreID const &id, long set, long number, int wide);
 
 protected:
-    // Registers the store in the archive. Throws "Duplicate Message Store" if the name is taken.
+    // Registers the store in the archive. Throws "Duplicate Message Store" if the name is taken. A store may be
+    // a static object of a library that TDll or a factory loader loads. If the store cannot be registered, TDll or the
+    // loader throws the exception after the load.
     explicit TTextMessageStore(TTextMessage::StoreID const &id);
 
 private:

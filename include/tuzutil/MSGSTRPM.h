@@ -20,6 +20,7 @@
 // - The set of a message makes no difference. Therefore two texts of a store must not have the same number.
 // - If the constructor that takes a name finds no library, the store uses the texts of the program itself. A trace
 //   entry at level "in" names the file that is used.
+class TTextMessageStorePM;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MSGSTORE.h"
@@ -27,7 +28,6 @@
 
 #include <memory>
 
-// A message store whose texts are in a language library.
 class TUZUTIL_API TTextMessageStorePM : public TTextMessageStore {
 public:
     // Takes the library of this name in the current language, which TSearchNLSPath finds.

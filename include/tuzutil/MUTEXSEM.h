@@ -25,6 +25,7 @@
 // - If a thread or process ends while it holds a lock, the next caller takes the lock as if it had been free. The data
 //   that the lock guards may then be in the middle of a change, and WasAbandoned() returns true.
 // - An event stays posted until it is cleared. Post() wakes all waiting threads. An event does not count its posts.
+class TMutexSemaphore;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -105,10 +106,6 @@ private:
     void *fHandle; // null if the event could not be made
 };
 
-// A recursive lock. On a system that has fibers, a lock without a name belongs to the fiber that took it, not to the
-// thread. A fork affects a lock without a name as follows: if the forking thread holds the lock, that thread also holds
-// the lock in the child. If another thread holds the lock, the lock is free in the child. A lock with a name stays with
-// its owner: if a thread of the parent holds the lock, only that thread holds it after the fork.
 class TUZUTIL_API TMutexSemaphore {
 public:
     // The result of a lock request, and the state of a guard.
@@ -124,6 +121,11 @@ public:
     // Opens the lock of that name, or creates it. Without a name (null or ""), creates a lock for this process alone.
     // Names belong to the user's session, so "Local\x" is the same as "x". Creation fails if the name has more than 260
     // bytes, or if it contains a "\" other than that of "Local\" or "Global\".
+    //
+    // On a system that has fibers, a lock without a name belongs to the fiber that took it, not to the thread. A fork
+    // affects such a lock as follows: if the forking thread holds the lock, that thread also holds the lock in the
+    // child. If another thread holds the lock, the lock is free in the child. A lock with a name stays with its owner:
+    // if a thread of the parent holds the lock, only that thread holds it after the fork.
     TMutexSemaphore(char const *name = nullptr);
     TMutexSemaphore(TMutexSemaphore const &) = delete;
     TMutexSemaphore &operator=(TMutexSemaphore const &) = delete;

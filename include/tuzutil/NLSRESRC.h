@@ -24,6 +24,7 @@
 // - Check a language that comes from a stranger before you set it: the language becomes part of a path.
 // - When tuzutil itself is loaded, it sets the locale of the process from the environment. The locale affects decimal
 //   points, letter case and the texts of the operating system, but not the language of the program's messages.
+class TSearchNLSPath;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDLL.h"
@@ -31,8 +32,6 @@
 
 #include <memory>
 
-// Finds the library with the texts of the current language. The language and the template, which is the
-// list of paths to search, belong to the process.
 class TUZUTIL_API TSearchNLSPath {
 public:
     // These constructors take the name of the library.
@@ -42,6 +41,7 @@ public:
     TSearchNLSPath &operator=(TSearchNLSPath const &other);
     ~TSearchNLSPath() = default;
 
+    // The language and the template belong to the process.
     static void SetLang(char const *lang); // null means "C", the built-in texts
     static TString QueryLang();            // "C" until SetLang() is called
     // Puts new entries before the present entries of the template. The template is a list of file names, separated by

@@ -14,6 +14,7 @@
 // Failures:   No function fails.
 // Surprises:
 // - The buffer has no storage: it passes every byte to overflow(), which returns 0 for success.
+class TNulStream;
 
 #include "tuzutil/EXPORT.h"
 
@@ -34,7 +35,6 @@ protected:
     virtual int doallocate();               // returns 0 and allocates nothing
 };
 
-// An iostream that discards what is written to it, and from which nothing can be read.
 class TUZUTIL_API TNulStream : public std::iostream {
 public:
     TNulStream();

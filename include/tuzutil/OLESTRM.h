@@ -21,6 +21,7 @@
 // - A positive result of the object, which means a special kind of success, counts as a failure here. If the object
 //   returns such a result with the last bytes, these bytes are lost.
 // - The stream cannot seek. It reads and writes at the position of the IStream, and reads ahead.
+class TOleStream;
 
 #include "tuzutil/EXPORT.h"
 
@@ -90,7 +91,6 @@ private:
     std::uint32_t fBytesWritten = 0;
 };
 
-// An iostream that reads from and writes to an IStream, through a TOleStreamBuf.
 class TUZUTIL_API TOleStream : public std::iostream {
 public:
     // These constructors take the same arguments as those of TOleStreamBuf.

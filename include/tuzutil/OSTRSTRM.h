@@ -17,6 +17,7 @@
 // Surprises:
 // - The text has no terminating zero unless std::ends is written.
 // - Formatting does not depend on the global locale.
+class oStringStream;
 
 #include "tuzutil/EXPORT.h"
 
@@ -44,7 +45,6 @@ private:
     bool fFrozen = false;
 };
 
-// An ostream that writes to a growing block of memory, which the caller can take over with str().
 class TUZUTIL_API oStringStream : public std::ostream {
 public:
     explicit oStringStream(int step = 100); // the least number of bytes by which the block grows

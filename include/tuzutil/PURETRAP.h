@@ -15,12 +15,12 @@
 // - Some functions of the library must be overridden. If a class of the program does not override such a function, a
 //   debug build of the library (without NDEBUG) ends the process at the first call. Before that, it writes the names of
 //   the class and the function to standard error.
+class TPureCall;
 
 #include "tuzutil/EXPORT.h"
 
 #include <typeinfo>
 
-// Reports calls of virtual functions that a subclass must override.
 class TUZUTIL_API TPureCall {
 public:
     static int Trap(); // writes a trace entry at level "se"; returns 0

@@ -22,6 +22,7 @@
 // - A new block holds zeros.
 // - Size() returns 0 for an object whose constructor opened a block. TrueSize() returns the size of every block.
 // - A forked child inherits the objects of its parent, but the child does not count as a user of their blocks.
+class ipcSharedMemory;
 
 #include "tuzutil/EXPORT.h"
 
@@ -30,7 +31,6 @@
 
 class osSharedMemory;
 
-// A named block of memory that processes share.
 class TUZUTIL_API ipcSharedMemory {
 public:
     // Creates a block. Names belong to the user's session, so "Local\x" is the same as "x". Creation fails

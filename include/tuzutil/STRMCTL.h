@@ -24,6 +24,7 @@
 //   set before.
 // - If a buffer is not attached, call exceptions(std::ios::badbit) of the stream before reading or writing, and call
 //   clear() after an exception.
+class TStreamControl;
 
 #include "tuzutil/EXPORT.h"
 
@@ -32,11 +33,6 @@
 
 class TStreamLink;
 
-// Lets exceptions of DOTBYTE.h pass from a buffer to the caller of its stream.
-//
-// When the buffer of a standard stream throws, the stream sets badbit or failbit. The stream then drops the exception,
-// unless its exception mask has that bit. Therefore this class sets both bits in the mask when the buffer throws an
-// exception of DOTBYTE.h. The class restores the mask when the last copy of the exception is destroyed.
 class TUZUTIL_API TStreamControl {
 public:
     TStreamControl() noexcept = default;
@@ -44,8 +40,12 @@ public:
     TStreamControl(TStreamControl const &) = delete;
     TStreamControl &operator=(TStreamControl const &) = delete;
 
-    void Attach(std::ios *stream) noexcept; // null detaches
-    bool IsUnitBuffered() const noexcept;   // whether the stream flushes after every write; false without a stream
+    // Attaches the stream whose buffer may throw; null detaches it. When the buffer of a standard stream throws, the
+    // stream sets badbit or failbit. The stream then drops the exception, unless its exception mask has that bit.
+    // Therefore this class sets both bits in the mask when the buffer throws an exception of DOTBYTE.h. The class
+    // restores the mask when the last copy of the exception is destroyed.
+    void Attach(std::ios *stream) noexcept;
+    bool IsUnitBuffered() const noexcept; // whether the stream flushes after every write; false without a stream
 
 private:
     friend class TStreamFailure;

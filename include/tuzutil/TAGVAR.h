@@ -21,12 +21,12 @@
 //             an integer by zero causes a fault of the processor, not an exception. On 64-bit ARM, it gives 0, and the
 //             remainder is the left operand.
 // Surprises:
-// - Which kinds can be combined depends on the operator. The kind of the result may depend on the order of the
-//   operands.
+// - Which kinds can be combined depends on the operator. The result's kind may depend on the order of the operands.
 // - Call IsString() or IsWideString() before QueryString(). For other kinds, QueryString() may return a number as a
 //   pointer.
 // - Many types become values, see the constructors. A pointer to an object that is not text has the kind voidPtr.
 // - A void pointer is written to a stream as an address. Never accept a void pointer in data from strangers.
+class TagVar;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TDATETIM.h"
@@ -140,7 +140,6 @@ private:
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wshadow"
 #endif
-// A value together with its kind: a number, a text, a point in time or a pointer.
 class TUZUTIL_API TagVar {
 public:
     // These numbers are written to streams (docs/formats.md), so they must not change.

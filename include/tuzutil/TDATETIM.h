@@ -22,6 +22,7 @@
 // - The zone is in seconds *west* of UTC. Neither QueryString() nor comparisons apply it.
 // - QueryTM() numbers days unlike the C library, see its comment. QueryCalendar() numbers days as the C library does.
 // - QueryString() takes the names of days and months from the current locale. QueryMailDate() writes English names.
+class TDateTime;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
@@ -36,8 +37,6 @@
 class TUZUTIL_API TDate {};
 class TUZUTIL_API TTime {};
 
-// A point in time in seconds since 1970, in 32 bits, together with a time-zone offset. TDateTime64 does not have the
-// limits of this class.
 class TUZUTIL_API TDateTime {
 public:
     TDateTime();                                  // now, and the zone of the process

@@ -22,13 +22,13 @@
 //   UTF-8 on every system.
 // - Loading runs code of the library. If the name has no directory, the library is searched for in the program's
 //   directory, and then where the system looks for libraries.
+class TDll;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
 #include <cstdint>
 
-// A library of the operating system. The constructor loads it, and it stays loaded until the process ends.
 class TUZUTIL_API TDll {
 public:
     // Loads the library. Throws "Unable to find or open NAME, GetLastError=N(xHHHHHHHH)" (ID 1) on failure. If a static

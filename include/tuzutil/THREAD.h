@@ -26,6 +26,7 @@
 // - SetStackSize() has no effect: every thread has the default size.
 // - WaitForTermination() returns at once if no thread runs, for example before Start().
 // - In a forked child, do not use IsRunning() and WaitForTermination() for threads of the parent.
+class TThread;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"
@@ -34,27 +35,27 @@
 #include <atomic>
 #include <cstdint>
 
-// An object whose Run() is called on a thread of its own. Subclasses override Run().
-//
-// REQUIRES: nobody calls Start() or MainThread() on a running object, because Run() would then run twice, but only one
-// end and one result would be reported. REQUIRES: nobody copies a running object, because copies share the event that
-// reports the end. REQUIRES: Run() does not wait for its own end, because that wait would never return.
 class TUZUTIL_API TThread : public TRefCounted {
 protected:
     TThread();
+    // REQUIRES, for copies and assignments: `other` is not running, because copies share the event that reports the
+    // end.
     TThread(TThread const &other);
 
 public:
     TThread &operator=(TThread const &other);
     ~TThread() override;
 
-    virtual int Run(); // the body of the thread; subclasses must override it
+    // The body of the thread. Subclasses must override it. REQUIRES: the body does not wait for its own end, because
+    // that wait would never return.
+    virtual int Run();
 
     // Starts the thread. Returns 0 after the thread has begun to run. If the system cannot make a thread, returns 1,
     // and errno, or GetLastError() on Windows, tells why. If this object is static or on the stack of the calling
     // thread, and has no reference, the thread would delete it at its end. Start() then throws TInvalidRequest "Thread
     // object without a reference is not allocated by new". To start a local or static object, call its AddRef() before.
-    // Its Run() must then end before the object is destroyed.
+    // Its Run() must then end before the object is destroyed. REQUIRES, for Start() and MainThread(): the object is not
+    // running. Otherwise Run() would run twice, but only one end and one result would be reported.
     int Start();
     int MainThread(); // runs the body on the calling thread, and returns its result
 

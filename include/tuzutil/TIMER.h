@@ -24,6 +24,7 @@
 // - A copy is not armed, but reports the time for which the original was set when it was copied.
 // - In a forked child, no timer posts until a timer is created or set.
 // - When the process ends, timers that still exist no longer post.
+class TTimer;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MUTEXSEM.h"
@@ -59,7 +60,6 @@ struct TTimerLink : TTimerSetting, TTimerRing {
     TTimer *timer;
 };
 
-// Posts an event after some time.
 class TUZUTIL_API TTimer {
 public:
     explicit TTimer(TReference<TSemaphore> semaphore); // not armed; null is allowed

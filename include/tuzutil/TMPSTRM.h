@@ -26,6 +26,7 @@
 // - The stream stores the name that the constructor takes, but the file does not get this name.
 // - After the move to the file, reading and writing share one position. Therefore, seek when you change from reading to
 //   writing or back, and before WriteTo().
+class TTempStream;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/MEMSTRM.h"
@@ -106,7 +107,6 @@ private:
     std::unique_ptr<char[]> fFileBuffer; // first half: bytes read; second half: bytes to be written
 };
 
-// A memory stream that moves its content to a temporary file when its test says so.
 class TUZUTIL_API TTempStream : public TMemStream {
 public:
     // These constructors take the same arguments as those of TTempStreamBuf.

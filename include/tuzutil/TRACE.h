@@ -1,8 +1,8 @@
 #ifndef TUZUTIL_TRACE_H
 #define TUZUTIL_TRACE_H
 
-// TTrace: diagnostic tracing. A trace entry has a level and a category; each destination chooses the entries that it
-// takes.
+// TTrace: diagnostic tracing, and a handle to a trace destination. A trace entry has a level and a category; each
+// destination chooses the entries that it takes. Each level and each component is one bit; a mask combines several.
 //
 // Example:
 //     class TCounter : public TTrace::Base { // a destination: records go where Write() puts them
@@ -24,6 +24,7 @@
 // Surprises:
 // - A trace point reads the global levels and components without the lock, so it may see a change late.
 // - Setters accept ~0 and 1 << 31, although on Linux these negative ints become masks with bits above bit 31.
+class TTrace;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TREFCNT.h"
@@ -58,7 +59,6 @@ private:
     std::atomic<std::uint32_t> fValue;
 };
 
-// A handle to a trace destination. Each level and each component is one bit. A mask combines several bits.
 class TUZUTIL_API TTrace {
 public:
     // Levels with a fixed meaning, and their keywords in configurations. A component may give the other levels a

@@ -16,12 +16,12 @@
 // Surprises:
 // - The result has several lines, without a line end after the last.
 // - Texts are listed from the newest to the oldest, but locations from the oldest to the newest.
+class TTraceException;
 
 #include "tuzutil/EXCEPTN.h"
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
-// Describes exceptions in full.
 class TUZUTIL_API TTraceException {
 public:
     // Returns the class, the group, the ID and the severity of the exception, and then its texts and its locations.

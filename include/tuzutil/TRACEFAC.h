@@ -22,12 +22,12 @@
 // Surprises:
 // - The argument is never null.
 // - The first comma in a configuration ends the argument, so an argument needs other separators.
+class TTraceFactory;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/FACTORY.h"
 #include "tuzutil/TRACE.h"
 
-// The base of factories that make trace destinations. A configuration names a factory by its keyword.
 class TUZUTIL_API TTraceFactory : public TFactory<TTraceFactory> {
 public:
     ~TTraceFactory() override;

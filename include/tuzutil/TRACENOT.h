@@ -17,16 +17,10 @@
 // Failures:   An exception that leaves Notify() is dropped. REQUIRES: Notify() does not end its thread.
 // Surprises:
 // - A change of the destinations notifies twice: once for the levels, and once for the components.
+class TTraceNotify;
 
 #include "tuzutil/EXPORT.h"
 
-// An observer of the levels and components that are traced.
-//
-// By default, Notify() may be called at any time after this base class is constructed, until Leave(). REQUIRES: if
-// other threads can make changes, an observer passes `joinsLater` to its base. It calls Join() at the end of its
-// constructor, and Leave() at the beginning of its destructor. If other classes derive from the observer's class, no
-// constructor of these classes calls Join(). Instead, a member function calls Join() after the complete object is
-// constructed. The destructors of all these classes call Leave().
 class TUZUTIL_API TTraceNotify {
 public:
     TTraceNotify(TTraceNotify const &) = delete;
@@ -43,8 +37,14 @@ protected:
     enum Joining { joinsLater };
     explicit TTraceNotify(Joining) noexcept {} // Notify() is not called until Join()
 
-    void Join();           // Notify() is called from now on; a second call does nothing
-    void Leave() noexcept; // Notify() is no longer called; a second call does nothing
+    // Join() and Leave() begin and end the notifications: between them, Notify() may be called at any time. A second
+    // call of the same function does nothing. REQUIRES: if other threads can make changes, an observer passes
+    // `joinsLater` to its base. It calls Join() at the end of its constructor, and Leave() at the beginning of its
+    // destructor. If other classes derive from the observer's class, no constructor of these classes calls Join().
+    // Instead, a member function calls Join() after the complete object is constructed. The destructors of all these
+    // classes call Leave().
+    void Join();
+    void Leave() noexcept;
 };
 
 #endif

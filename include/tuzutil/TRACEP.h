@@ -26,6 +26,7 @@
 //   Write(level, category, "src/session.cpp", "no mail"). Under C++20, this text must look like a file name, or the
 //   format after it must be a literal: otherwise the call does not compile. The compiler checks a text in this way only
 //   if the text is a literal or a constexpr array.
+class TTracePoint;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TAGVAR.h"
@@ -154,7 +155,6 @@ template <typename... Arguments>
 using TTraceFormatOf = TTraceFormat<typename tuzutil::TSame<Arguments>::type...>;
 #endif
 
-// Writes trace entries. All functions are static. The public ones throw nothing.
 class TUZUTIL_API TTracePoint {
 public:
     // Writes an entry with a format and its arguments. An argument may be anything that a TagVar can be made from. The

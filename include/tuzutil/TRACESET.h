@@ -18,6 +18,7 @@
 // Surprises:
 // - A category that is registered twice has two entries.
 // - Categories are in the order of their registration, but a new one may take the place of one that was destroyed.
+class TTraceSetKnown;
 
 #include "tuzutil/COLLECT.h"
 #include "tuzutil/EXPORT.h"
@@ -26,7 +27,6 @@
 #include <atomic>
 #include <cstdint>
 
-// The registry of all trace categories. A cursor reads it without a lock.
 class TUZUTIL_API TTraceSetKnown {
 public:
     constexpr TTraceSetKnown() noexcept = default;

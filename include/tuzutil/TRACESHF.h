@@ -22,6 +22,7 @@
 //   made.
 // - Every line has the long prefix with process and thread, whatever SetDisplayPrefix() says. FormatPrefix() of a
 //   TTraceSharedFile stores a prefix without the process.
+class TTraceSharedFile;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -88,7 +89,6 @@ private:
     [[maybe_unused]] std::int32_t fReserved = -1;
 };
 
-// A handle to a destination that is a shared file.
 class TUZUTIL_API TTraceSharedFile : public TTrace {
 public:
     TTraceSharedFile() noexcept = default;  // without a destination

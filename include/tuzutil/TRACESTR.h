@@ -26,6 +26,7 @@
 // - A text ends before its first zero. 16-bit text is written in the encoding of the locale, or as UTF-8 after
 //   TUnicode::SetUtf8Mode(1). A message with line ends takes several lines, and line ends are those of the system's
 //   text files.
+class TTraceStream;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TRACE.h"
@@ -117,7 +118,6 @@ private:
     TTraceFileStream *fFile; // the stream if it is that of a file which this class has opened; used under fsFileMutex
 };
 
-// A handle to a destination that writes to a stream or a file.
 class TUZUTIL_API TTraceStream : public TTrace {
 public:
     TTraceStream();                     // without a stream, so nothing is written

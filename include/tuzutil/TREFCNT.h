@@ -1,7 +1,8 @@
 #ifndef TUZUTIL_TREFCNT_H
 #define TUZUTIL_TREFCNT_H
 
-// TReference, TRefCounted, TWeakRefCounted: objects that exist as long as there is a counted reference to them.
+// TReference, TRefCounted, TWeakRefCounted: objects that exist as long as there is a counted reference to them. The
+// class of such an object derives from TRefCounted or TWeakRefCounted. A TReference may be null.
 //
 // Example:
 //     TReference<TSemaphore> posted(new TSemaphore);
@@ -20,6 +21,8 @@
 //   build without NDEBUG traces at level "wa" if an object with references is copied.
 // - RemoveRef() on an object without references makes the count 4294967295. A build without NDEBUG then stops in an
 //   assertion.
+template <typename T>
+class TReference;
 
 #include "tuzutil/EXPORT.h"
 
@@ -104,7 +107,6 @@ private:
     TMutexSemaphore *fMutex;
 };
 
-// A counted reference to an object, or null. The class of the object derives from TRefCounted or TWeakRefCounted.
 template <typename T>
 class TReference {
 public:

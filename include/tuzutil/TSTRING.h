@@ -26,6 +26,7 @@
 // - Lengths and positions count bytes. Only lengthOf() of 16-bit text, and indexOf() of a 16-bit character, do not.
 // - TString(0) and TString(n + 1) do not compile if n is an int: 0 could mean a null string. Use TString::Number().
 // - A null string gives an empty view and an empty standard string; a string made from an empty view is nil.
+class TString;
 
 #include "tuzutil/EXPORT.h"
 
@@ -173,7 +174,6 @@ struct TStringBuffer {
         return result;                                                                                                 \
     }
 
-// A text: a handle to a shared, counted buffer of narrow or 16-bit characters.
 class TUZUTIL_API TString {
     template <typename I>
     using IfPosition = std::enable_if_t<std::is_integral_v<I> || (std::is_enum_v<I> && std::is_convertible_v<I, int>)>;

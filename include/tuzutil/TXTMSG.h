@@ -11,7 +11,7 @@
 // Ownership:  Texts and arguments are copied. A pointer from operator char const * is valid until the message is
 //             destroyed or changed.
 // Threads:    One thread at a time may use a message, even for reading, because the first query makes the text.
-// Failures:   Faulty formats and arguments do not throw: the comment of the class says what is printed instead.
+// Failures:   Faulty formats and arguments do not throw: the comment of QueryMessage() says what is printed.
 //             operator[] throws TInvalidParameter "Out of Range" (ID 1, recoverable). Copying an argument of an unknown
 //             kind throws TInvalidRequest "unknown type". A lack of memory throws TOutOfMemory or std::bad_alloc.
 // Surprises:
@@ -20,6 +20,7 @@
 // - In a list of pointers to arguments, a value of kind nil ends the list as fsEndOfArgs does.
 // - A 16-bit default text is read back from a stream as narrow bytes, because a stream does not store flags.
 // - The length of an integer follows from the argument: "%d" prints 64-bit integers whole.
+class TTextMessage;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/FORMAT.h"
@@ -38,30 +39,6 @@ class TTracePoint;
 // Marks the construction of a StoreID from a text, so that no text becomes a StoreID by mistake.
 enum TExplicitInit { ExplicitInit };
 
-// A translatable text with conversions and arguments, which is formatted on first use.
-//
-// Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each may have the flags "-", "+", " ", "#", "0",
-// a width, a precision, and one of h, l, L. The conversions of integers may also have ll, j, z or t, which extend
-// 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t counts as unknown
-// (see below). A width or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit formats. "%n"
-// takes its argument and stores nothing. It is printed as an unknown conversion (see below), with "?" instead of "n".
-// "%p" prints 8 upper-case hexadecimal digits, or 16 if pointers have 64 bits. On Windows, the flag "0" also fills
-// texts and characters with zeros.
-//
-// Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own printf
-// prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
-//
-// Faults. A conversion prints "?" for an argument of the kind TagVar::unshown, which has no value, and for a 64-bit
-// integer that the conversion does not take. With ll, j, z or t, a conversion also prints "?" for an argument that is
-// neither an integer nor a text. Otherwise, if the argument of a conversion is missing or of a kind that it does not
-// take, it prints zero or a null string. A width or precision is 0 if its argument is missing or is not a 32-bit
-// integer. If a store throws, the message behaves as if the store did not have the text.
-//
-// Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
-// texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB. However,
-// the text never exceeds 16 MiB, or 4 times this size if that is more than 16 MiB. The rest of the text is dropped
-// without a report. If a 16-bit text has more characters than the number that ValidateArgsW() returns for its format,
-// it keeps only its first character.
 class TUZUTIL_API TTextMessage {
 public:
     // The name of a message store; empty for a message without a store.
@@ -160,8 +137,32 @@ public:
         return fArguments[CheckedIndex(Index(index))];
     }
 
-    // These functions return the text, which the first call makes.
+    // Returns the text, which the first call makes.
+    //
+    // Formats. The conversions are d i o u x X c s S p f F e E g G a A n. Each may have the flags "-", "+", " ", "#",
+    // "0", a width, a precision, and one of h, l, L. The conversions of integers may also have ll, j, z or t, which
+    // extend 32-bit integers to 64 bits. If the argument is a text or missing, a conversion with ll, j, z or t counts
+    // as unknown (see below). A width or precision may be an argument ("*", "*2$"). "%S" takes a text only in 16-bit
+    // formats. "%n" takes its argument and stores nothing. It is printed as an unknown conversion (see below), with "?"
+    // instead of "n". "%p" prints 8 upper-case hexadecimal digits, or 16 if pointers have 64 bits. On Windows, the flag
+    // "0" also fills texts and characters with zeros.
+    //
+    // Every other conversion is unknown. An unknown conversion takes no argument, and is printed as the system's own
+    // printf prints it. Therefore, in "%hhd %s", the %s takes the first argument, the number, and prints "(null)".
+    //
+    // Faults. A conversion prints "?" for an argument of the kind TagVar::unshown, which has no value, and for a 64-bit
+    // integer that the conversion does not take. With ll, j, z or t, a conversion also prints "?" for an argument that
+    // is neither an integer nor a text. Otherwise, if the argument of a conversion is missing or of a kind that it does
+    // not take, it prints zero or a null string. A width or precision is 0 if its argument is missing or is not a
+    // 32-bit integer. If a store throws, the message behaves as if the store did not have the text.
+    //
+    // Limits. A width or precision above 64 Ki counts as 64 Ki. The size of the input is that of the format and of the
+    // texts of the arguments, plus 32 bytes for each argument. The text may have 16 times this size plus 256 KiB.
+    // However, the text never exceeds 16 MiB, or 4 times this size if that is more than 16 MiB. The rest of the text is
+    // dropped without a report. If a 16-bit text has more characters than the number that ValidateArgsW() returns for
+    // its format, it keeps only its first character.
     TString const &QueryMessage() const;
+    // These operators return the result of QueryMessage().
     operator char const *() const { return QueryMessage(); }
     operator TString() const { return QueryMessage(); }
     operator TagVar() const { return TagVar(QueryMessage()); }

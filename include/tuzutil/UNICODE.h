@@ -21,11 +21,11 @@
 // result.
 // - The UTF-8 mode concerns only the library. It does not change how the system reads narrow names of files, or what
 //   the program writes by other means.
+class TUnicode;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 
-// Converts text between UTF-8 and 16-bit form, and sets the encoding of narrow text.
 class TUZUTIL_API TUnicode {
 public:
     // Says what the functions do with malformed text. `strict` throws an exception. `replace` puts one U+FFFD in the

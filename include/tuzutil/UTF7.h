@@ -20,12 +20,12 @@
 //   IsCanonical() returns 1.
 // - A decoded name has the Unicode flag even if it is empty. Zero characters are kept in both directions.
 // - The bytes of a narrow string are encoded as if they were the characters U+0000 to U+00FF.
+class TModifiedUTF7;
 
 #include "tuzutil/EXPORT.h"
 #include "tuzutil/TSTRING.h"
 #include "tuzutil/UNICODE.h"
 
-// Converts the names of IMAP mailboxes. All functions are static, and any thread may call them.
 class TUZUTIL_API TModifiedUTF7 {
 public:
     // Returns the modified UTF-7 form of a Unicode string as narrow text. An odd final byte of 16-bit text is ignored.

@@ -12,13 +12,13 @@
 // Failures:   Only QueryVersion() throws: TOutOfMemory if there is no memory for the text.
 // Surprises:
 // - QueryInstance() returns null. Therefore QueryMajorVersion() and QueryMinorVersion() return 0.
+class TVersion;
 
 #include "tuzutil/EXPORT.h"
 
 #include <atomic>
 #include <cstdint>
 
-// A version: a major and a minor number, and the build tag of the library.
 class TUZUTIL_API TVersion {
 public:
     TVersion(unsigned short majorNumber, unsigned short minorNumber) noexcept; // need not be those of the library
