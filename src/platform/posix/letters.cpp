@@ -16,5 +16,5 @@ bool platform::AreLettersPlain(bool toLower) noexcept {
 }
 
 bool platform::IsLetterIPlain() noexcept {
-    return (*::__ctype_tolower_loc())['I'] == 'i';
+    return (*::__ctype_tolower_loc())[static_cast<unsigned char>('I')] == 'i';
 }
