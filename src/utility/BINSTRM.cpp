@@ -37,13 +37,13 @@ struct TEmitted {
 using TLength = tuzutil::TWireNumber<std::uint32_t>;
 
 constexpr std::size_t fsHeaderSize = 8; // a text's header consists of its length and a reserved 0, of 4 bytes each
-constexpr std::size_t fsMostAtOnce = 0x40000000u; // the most bytes of a text that are moved from or to an area at once
 
 // Copies the header and the bytes of a text to the put area, and returns true. If the area has no room for both, or the
-// text is longer than fsMostAtOnce, copies nothing and returns false.
+// text is longer than TBufferArea::fsMostAtOnce, copies nothing and returns false.
 bool PutText(std::streambuf &buffer, TString const &text, bool networkOrder) noexcept {
     std::size_t const length = text.length();
-    if (length > fsMostAtOnce || TBufferArea::Room(buffer) < fsHeaderSize + length)
+    // No test gets here: a text of more than 1 GiB would have to be written.
+    if (length > TBufferArea::fsMostAtOnce || TBufferArea::Room(buffer) < fsHeaderSize + length)
         return false;
     char *const to = TBufferArea::Filled(buffer, fsHeaderSize + length);
     std::uint64_t const header = TLength::Encode(static_cast<std::uint32_t>(length), networkOrder);
@@ -68,7 +68,7 @@ std::string_view HeldText(std::streambuf &buffer, bool networkOrder) noexcept {
     std::uint32_t bits;
     std::memcpy(&bits, held.data(), sizeof bits);
     std::size_t const length = TLength::Decode(bits, networkOrder);
-    if (length > fsMostAtOnce || held.size() - fsHeaderSize < length)
+    if (length > TBufferArea::fsMostAtOnce || held.size() - fsHeaderSize < length)
         return {};
     return held.substr(fsHeaderSize, length);
 }

@@ -35,6 +35,25 @@ constexpr std::uint32_t fsAreaSize = 1024; // bytes of the get area and of the p
         {.function = "TDotByteStreamBuf::underflow()", .errorId = 0, .severity = TException::unrecoverable}));
 }
 
+// If the put area of the sink has room for the bytes, even if every dot in them must be doubled, stores them there in
+// one pass, and returns true. Otherwise does nothing, and returns false. This function is not inlined: if it were, a
+// body with a limit of lines would be written more slowly.
+[[gnu::noinline]] bool StoreLines(std::ostream &sink, char const *bytes, std::size_t count,
+                                  bool isAtLineStart) noexcept {
+    if (count > TBufferArea::fsMostAtOnce)
+        return false;
+    std::streambuf *const area = sink_writer::AreaFor(sink, 1 + count + count / 2);
+    if (!area)
+        return false;
+    char *const begin = TBufferArea::Place(*area);
+    char *to = begin;
+    if (isAtLineStart && *bytes == '.')
+        *to++ = '.';
+    to = wide_search::CopyDoubled(bytes, bytes + count, '\n', '.', to);
+    TBufferArea::Filled(*area, static_cast<std::size_t>(to - begin));
+    return true;
+}
+
 } // namespace
 
 TUZUTIL_DEFINE_EXCEPTION(TDotByteError)
@@ -123,10 +142,14 @@ TDotByteStreamBuf::State TDotByteStreamBuf::StateAfter(char written) noexcept {
     return written == '\r' ? State::afterCr : State::insideLine;
 }
 
-// Writes the bytes in runs. If a run begins a line and its first byte is a dot, a second dot is written before it. If
-// the number of lines is limited, the limit is checked after each run. Otherwise the dot that ends a run is written
-// with this run, and once more with the next run.
+// Stores the bytes in the put area of the sink, or else writes them in runs. If a run begins a line and its first byte
+// is a dot, a second dot is written before it. If the number of lines is limited, the limit is checked after each run.
+// Otherwise the dot that ends a run is written with this run, and once more with the next run.
 void TDotByteStreamBuf::WriteLines(char const *bytes, std::size_t count) {
+    if (!fLinesLimited && StoreLines(*fSink, bytes, count, fWriteState == State::atLineStart)) {
+        fWriteState = StateAfter(bytes[count - 1]);
+        return;
+    }
     char const *const end = bytes + count;
     bool isDotWritten = false;
     while (bytes != end) {

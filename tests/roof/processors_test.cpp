@@ -46,8 +46,8 @@ protected:
 };
 
 // Lengths below, at and above those at which a function changes from one loop to another.
-std::vector<std::size_t> const fsLengths = {0,  1,  2,   15,  16,  17,  31,  32,  33,  47,  63,  64,  65, 95,
-                                            96, 97, 127, 128, 129, 130, 159, 160, 161, 191, 192, 193, 260};
+std::vector<std::size_t> const fsLengths = {0,  1,   2,   15,  16,  17,  31,  32,  33,  47,  63,  64,  65,  95, 96,
+                                            97, 127, 128, 129, 130, 159, 160, 161, 191, 192, 193, 260, 289, 330};
 
 // Returns the position of a place in a text, or -1 for null.
 std::ptrdiff_t At(std::string const &text, char const *place) {
@@ -86,6 +86,24 @@ TEST_P(Processor, FindsAPairAtEveryPlaceAndNotItsHalves) {
         ForEveryPlace(pattern, [](std::string const &text) {
             char const *const begin = text.data(), *const end = begin + text.size();
             ASSERT_EQ(At(text, wide_search::FindPair(begin, end, 'x', 'y')), At(text.find("xy"))) << text;
+        });
+    }
+}
+
+// The room behind the copy must not change.
+TEST_P(Processor, DoublesAByteAfterAnotherAtEveryPlace) {
+    for (char const *const pattern : {"xy", "xx", "yx", "x-y", "xyy", "yxyy", "xyxy", "xy-xyxy--xy"}) {
+        ForEveryPlace(pattern, [](std::string const &text) {
+            std::string expected = text;
+            for (std::size_t at = 0; (at = expected.find("xy", at)) != std::string::npos; at += 3)
+                expected.insert(at + 1, 1, 'y');
+            std::size_t const length = expected.size();
+            expected.resize(text.size() * 3 / 2 + 40, '#');
+            std::string copy(expected.size(), '#');
+            char const *const end =
+                wide_search::CopyDoubled(text.data(), text.data() + text.size(), 'x', 'y', copy.data());
+            ASSERT_EQ(end - copy.data(), static_cast<std::ptrdiff_t>(length)) << text;
+            ASSERT_EQ(copy, expected) << text;
         });
     }
 }

@@ -4,12 +4,16 @@
 // TBufferArea: access to the get and put areas of any stream buffer, through pointers to its protected members. No
 // function makes a virtual call.
 
+#include <cstddef>
 #include <cstring>
 #include <streambuf>
 #include <string_view>
 
 class TBufferArea : private std::streambuf {
 public:
+    // The most bytes that a caller moves from or to an area at once. A position moves by an int.
+    static constexpr std::size_t fsMostAtOnce = 0x40000000u;
+
     // Held() returns the unread bytes of the get area, and Advance() skips `count` of these bytes. REQUIRES, for
     // Advance(): there are at least `count` unread bytes.
     static std::string_view Held(std::streambuf &buffer) noexcept {
@@ -21,14 +25,15 @@ public:
         (buffer.*&TBufferArea::gbump)(static_cast<int>(count));
     }
 
-    // Room() returns the number of bytes for which the put area has room. Filled() moves the put
-    // position forward by `count` bytes, and returns the old position. The caller must then store the bytes there.
-    // REQUIRES, for Filled(): there is room for the bytes.
+    // Room() returns the number of bytes for which the put area has room. Place() returns the put position. Filled()
+    // moves this position forward by `count` bytes, and returns the old position. The caller must store the bytes
+    // there, before or after the call. REQUIRES, for Filled(): there is room for the bytes.
     static std::size_t Room(std::streambuf &buffer) noexcept {
         return static_cast<std::size_t>((buffer.*&TBufferArea::epptr)() - (buffer.*&TBufferArea::pptr)());
     }
+    static char *Place(std::streambuf &buffer) noexcept { return (buffer.*&TBufferArea::pptr)(); }
     static char *Filled(std::streambuf &buffer, std::size_t count) noexcept {
-        char *const to = (buffer.*&TBufferArea::pptr)();
+        char *const to = Place(buffer);
         (buffer.*&TBufferArea::pbump)(static_cast<int>(count));
         return to;
     }

@@ -31,8 +31,9 @@ inline char const *FindByte(char const *from, char const *end, char c) noexcept 
             return from + __builtin_ctz(hits);
     }
 #endif
+    // The analyzer does not know that the loop above ends within the range.
     for (; from != end; ++from) {
-        if (*from == c)
+        if (*from == c) // NOLINT(clang-analyzer-core.UndefinedBinaryOperatorResult)
             return from;
     }
     return nullptr;
@@ -196,6 +197,32 @@ inline char const *FindPair(char const *from, char const *end, char a, char b) n
             return from;
     }
     return nullptr;
+}
+
+// Copies [from, end) to `to`, and writes each `b` that follows an `a` of the range twice. Returns the end of the copy.
+// No byte behind the copy is written. REQUIRES: `to` has room for half as many bytes again as the range has.
+inline char *CopyDoubled(char const *from, char const *end, char a, char b, char *to) noexcept {
+#if defined(__SSE2__)
+    __m128i const wantedA = _mm_set1_epi8(a);
+    __m128i const wantedB = _mm_set1_epi8(b);
+    while (end - from >= 17) {
+        __m128i const bytes = Load(from);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(to), bytes);
+        unsigned int const hits =
+            Mask(_mm_and_si128(_mm_cmpeq_epi8(bytes, wantedA), _mm_cmpeq_epi8(Load(from + 1), wantedB)));
+        auto const count = hits ? __builtin_ctz(hits) + 1 : 16;
+        from += count;
+        to += count;
+        if (hits)
+            *to++ = b;
+    }
+#endif
+    for (; from != end; ++from) {
+        *to++ = *from;
+        if (*from == a && end - from >= 2 && from[1] == b)
+            *to++ = b;
+    }
+    return to;
 }
 
 // Returns the first occurrence of the `count` bytes of `text` in [from, end), or null. REQUIRES: count is at least 1.

@@ -105,6 +105,49 @@ TUZUTIL_AVX2 char const *PairWide(char const *from, char const *end, char a, cha
     return hits ? tail + __builtin_ctz(hits) : nullptr;
 }
 
+TUZUTIL_AVX2 inline void Store32(char *at, __m256i bytes) noexcept {
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), bytes);
+}
+
+// Works like byte_search::CopyDoubled(), but leaves up to 32 bytes to the caller. Moves `from` past the copied bytes,
+// and returns the end of their copy. A block may be copied before a `b` in it is found. The bytes after this `b` are
+// then copied again, one place further on.
+TUZUTIL_AVX2 char *CopyDoubledInBlocks(char const *&from, char const *end, char a, char b, char *to) noexcept {
+    __m256i const wantedA = _mm256_set1_epi8(a);
+    __m256i const wantedB = _mm256_set1_epi8(b);
+    auto const pairs = [&](__m256i bytes, char const *next) TUZUTIL_AVX2 {
+        return _mm256_and_si256(_mm256_cmpeq_epi8(bytes, wantedA), _mm256_cmpeq_epi8(Load32(next), wantedB));
+    };
+    while (end - from > fsWidth) {
+        for (; end - from > 4 * fsWidth; from += 4 * fsWidth, to += 4 * fsWidth) {
+            __m256i const one = Load32(from);
+            __m256i const two = Load32(from + fsWidth);
+            __m256i const three = Load32(from + 2 * fsWidth);
+            __m256i const four = Load32(from + 3 * fsWidth);
+            __m256i const low = _mm256_or_si256(pairs(one, from + 1), pairs(two, from + fsWidth + 1));
+            __m256i const high =
+                _mm256_or_si256(pairs(three, from + 2 * fsWidth + 1), pairs(four, from + 3 * fsWidth + 1));
+            Store32(to, one);
+            Store32(to + fsWidth, two);
+            Store32(to + 2 * fsWidth, three);
+            Store32(to + 3 * fsWidth, four);
+            if (Mask32(_mm256_or_si256(low, high)) != 0)
+                break;
+        }
+        for (unsigned int hits = 0; end - from > fsWidth && hits == 0;) {
+            __m256i const bytes = Load32(from);
+            Store32(to, bytes);
+            hits = Mask32(pairs(bytes, from + 1));
+            auto const count = hits ? __builtin_ctz(hits) + 1 : fsWidth;
+            from += count;
+            to += count;
+            if (hits)
+                *to++ = b;
+        }
+    }
+    return to;
+}
+
 // A block of at most 64 bytes.
 struct THits {
     char const *at;
@@ -372,6 +415,12 @@ char const *wide_search::FindPair(char const *from, char const *end, char a, cha
     return end - from >= fsLong && HasAvx2() ? PairWide(from, end, a, b) : byte_search::FindPair(from, end, a, b);
 }
 
+char *wide_search::CopyDoubled(char const *from, char const *end, char a, char b, char *to) noexcept {
+    if (end - from >= fsLong && HasAvx2())
+        to = CopyDoubledInBlocks(from, end, a, b, to);
+    return byte_search::CopyDoubled(from, end, a, b, to);
+}
+
 char const *wide_search::FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {
     if (count > 1 && static_cast<std::size_t>(end - from) >= fsLong + count && HasAvx2())
         return FindWide(from, end, text, count);
@@ -422,6 +471,10 @@ char const *wide_search::FindLastByte(char const *from, char const *end, char c)
 
 char const *wide_search::FindPair(char const *from, char const *end, char a, char b) noexcept {
     return byte_search::FindPair(from, end, a, b);
+}
+
+char *wide_search::CopyDoubled(char const *from, char const *end, char a, char b, char *to) noexcept {
+    return byte_search::CopyDoubled(from, end, a, b, to);
 }
 
 char const *wide_search::FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept {

@@ -14,6 +14,8 @@ char const *FindLastByte(char const *from, char const *end, char c) noexcept;
 char const *FindPair(char const *from, char const *end, char a, char b) noexcept;
 char const *FindText(char const *from, char const *end, char const *text, std::size_t count) noexcept;
 
+char *CopyDoubled(char const *from, char const *end, char a, char b, char *to) noexcept;
+
 // If `wanted` is true, returns the first byte in [from, end) that is one of the `size` bytes of `set`. Otherwise
 // returns the first byte that is none of them. If the blocks that can be searched at once contain no such byte, returns
 // the beginning of the rest.

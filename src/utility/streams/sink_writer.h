@@ -5,11 +5,13 @@
 // destructor of its sentry. An exception that leaves a destructor ends the process. So the flag is cleared during the
 // write, and the sink is flushed afterwards outside of any destructor.
 
+#include "utility/kernel/buffer_area.h"
 #include "utility/kernel/stream_guard.h"
 
 #include <cstddef>
 #include <ios>
 #include <ostream>
+#include <streambuf>
 
 namespace sink_writer {
 
@@ -44,6 +46,15 @@ void Through(std::ostream &sink, F write) {
 
 inline void Write(std::ostream &sink, char const *bytes, std::size_t count) {
     Through(sink, [=](std::ostream &to) { to.write(bytes, static_cast<std::streamsize>(count)); });
+}
+
+// Returns the buffer of the sink if its put area has room for `count` bytes, and a write would do nothing but store the
+// bytes there. Otherwise returns null.
+inline std::streambuf *AreaFor(std::ostream &sink, std::size_t count) noexcept {
+    if (!sink.good() || sink.tie() || (sink.flags() & std::ios_base::unitbuf))
+        return nullptr;
+    std::streambuf *const buffer = sink.rdbuf();
+    return TBufferArea::Room(*buffer) >= count ? buffer : nullptr;
 }
 
 } // namespace sink_writer
