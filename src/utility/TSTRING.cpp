@@ -732,9 +732,12 @@ double TString::asDouble() const noexcept {
 
 bool TStringIcmp::IsEqual(TStringIcmp const &other) const noexcept {
     unsigned int const count = length();
-    if (count >= 16 && count <= 32 && count == other.length() && ascii_case::IsSameShort(data(), other.data(), count) &&
-        platform::IsLetterIPlain())
-        return true;
+    if (count >= 16 && count <= 32 && count == other.length()) {
+        // The question comes first, so that the processor works on it and on the comparison at once.
+        bool const isPlain = platform::IsLetterIPlain();
+        if (ascii_case::IsSameShort(data(), other.data(), count) && isPlain)
+            return true;
+    }
     return IsSameFolded(*this, other);
 }
 

@@ -313,15 +313,18 @@ template <bool wanted, typename LookUp, typename Set>
 TUZUTIL_AVX2 char const *SkipAscii(char const *from, char const *end, Set const &set) noexcept {
     LookUp const find(set);
     auto const look = [&](char const *at) TUZUTIL_AVX2 { return find(Load32(at)); };
+    auto const lookFour = [&](char const *at) TUZUTIL_AVX2 {
+        __m256i const half = Both<wanted>(look(at), look(at + fsWidth));
+        return Both<wanted>(half, Both<wanted>(look(at + 2 * fsWidth), look(at + 3 * fsWidth)));
+    };
     auto const hits = [&](__m256i found) TUZUTIL_AVX2 {
         return Mask32(_mm256_cmpeq_epi8(found, _mm256_setzero_si256())) ^ (wanted ? ~0u : 0);
     };
     if (unsigned int const places = hits(look(from)))
         return from + __builtin_ctz(places);
     from = Aligned(from + fsWidth);
-    for (auto blocks = (end - from) / (4 * fsWidth); blocks > 0; --blocks, from += 4 * fsWidth) {
-        __m256i const half = Both<wanted>(look(from), look(from + fsWidth));
-        __m256i const found = Both<wanted>(half, Both<wanted>(look(from + 2 * fsWidth), look(from + 3 * fsWidth)));
+    for (auto blocks = (end - from) / (8 * fsWidth); blocks > 0; --blocks, from += 8 * fsWidth) {
+        __m256i const found = Both<wanted>(lookFour(from), lookFour(from + 4 * fsWidth));
         if (wanted ? _mm256_testz_si256(found, found) == 0 : hits(found) != 0)
             break;
     }
@@ -352,23 +355,31 @@ TUZUTIL_AVX2 char *FoldAscii(char *from, char *end, char first) noexcept {
         __m256i const folded = _mm256_xor_si256(bytes, _mm256_and_si256(letters, caseBit));
         _mm256_storeu_si256(reinterpret_cast<__m256i *>(at), folded);
     };
+    auto const leastOfFour = [&](char const *at) TUZUTIL_AVX2 {
+        __m256i const half = _mm256_min_epi8(Load32(at), Load32(at + fsWidth));
+        return _mm256_min_epi8(half, _mm256_min_epi8(Load32(at + 2 * fsWidth), Load32(at + 3 * fsWidth)));
+    };
+    auto const foldFour = [&](char *at) TUZUTIL_AVX2 {
+        fold(at, Load32(at));
+        fold(at + fsWidth, Load32(at + fsWidth));
+        fold(at + 2 * fsWidth, Load32(at + 2 * fsWidth));
+        fold(at + 3 * fsWidth, Load32(at + 3 * fsWidth));
+    };
     __m256i const head = Load32(from);
     if (!isText(head))
         return from;
     __m256i const tail = Load32(end - fsWidth); // loaded before it may be folded by the loop
     fold(from, head);
     from = Aligned(from + fsWidth);
-    for (auto blocks = (end - from) / (4 * fsWidth); blocks > 0; --blocks, from += 4 * fsWidth) {
-        __m256i const one = Load32(from);
-        __m256i const two = Load32(from + fsWidth);
-        __m256i const three = Load32(from + 2 * fsWidth);
-        __m256i const four = Load32(from + 3 * fsWidth);
-        if (!isText(_mm256_min_epi8(_mm256_min_epi8(one, two), _mm256_min_epi8(three, four))))
+    for (auto blocks = (end - from) / (8 * fsWidth); blocks > 0; --blocks, from += 8 * fsWidth) {
+        if (!isText(_mm256_min_epi8(leastOfFour(from), leastOfFour(from + 4 * fsWidth))))
             break;
-        fold(from, one);
-        fold(from + fsWidth, two);
-        fold(from + 2 * fsWidth, three);
-        fold(from + 3 * fsWidth, four);
+        foldFour(from);
+        foldFour(from + 4 * fsWidth);
+    }
+    if (end - from >= 4 * fsWidth && isText(leastOfFour(from))) {
+        foldFour(from);
+        from += 4 * fsWidth;
     }
     for (; end - from >= fsWidth; from += fsWidth) {
         __m256i const bytes = Load32(from);
