@@ -246,6 +246,7 @@ inline bool DecodeStrict(Position &at, char const *end, bool skips) noexcept {
 #define TUZUTIL_SSSE3 __attribute__((target("ssse3")))
 
 inline bool HasShuffle() noexcept {
+    // No test gets here: the machines on which coverage is measured have SSSE3.
     return __builtin_cpu_supports("ssse3") != 0;
 }
 
@@ -424,6 +425,7 @@ inline Byte *DecodeShuffle(char const *from, char const *end, Byte *to) noexcept
 #define TUZUTIL_AVX2 __attribute__((target("avx2")))
 
 inline bool HasWide() noexcept {
+    // No test gets here: the machines on which coverage is measured have AVX2.
     return __builtin_cpu_supports("avx2") != 0;
 }
 
@@ -440,8 +442,12 @@ struct Constant {
     TUZUTIL_AVX2 operator __m256i() const noexcept {
         return _mm256_load_si256(reinterpret_cast<__m256i const *>(bytes.data()));
     }
-    TUZUTIL_AVX2 __m128i Half() const noexcept {
-        return _mm_load_si128(reinterpret_cast<__m128i const *>(bytes.data()));
+    // Returns the constant for a register. The compiler cannot know its value. Otherwise it would compute some
+    // constants again for each line, even if all of them fit in the registers.
+    TUZUTIL_AVX2 __m256i Loaded() const noexcept {
+        char const *at = bytes.data();
+        __asm__("" : "+r"(at));
+        return _mm256_load_si256(reinterpret_cast<__m256i const *>(at));
     }
 
     alignas(32) std::array<char, 32> bytes;
@@ -507,36 +513,48 @@ struct DecodeConstants {
 };
 inline constexpr DecodeConstants fsDecode;
 
-struct Decoded {
-    __m256i bytes; // 24 bytes, and 8 that repeat some of them
-    __m256i wrong; // not 0 in the bytes of characters outside the alphabet
+// The same constants in registers.
+struct DecodeVectors {
+    __m256i half = fsDecode.half.Loaded(), slash = fsDecode.slash.Loaded(), rows = fsDecode.rows.Loaded();
+    __m256i columns = fsDecode.columns.Loaded(), added = fsDecode.added.Loaded();
+    __m256i twelveBits = fsDecode.twelveBits.Loaded(), groups = fsDecode.groups.Loaded();
+    __m256i order = fsDecode.order.Loaded();
+
+    TUZUTIL_AVX2 DecodeVectors() noexcept {}
 };
 
-// Decodes 32 characters.
-TUZUTIL_AVX2 inline Decoded DecodeThirtyTwo(char const *from) noexcept {
+TUZUTIL_AVX2 inline __m128i Half(__m256i vector) noexcept {
+    return _mm256_castsi256_si128(vector);
+}
+
+// Decodes 32 characters to 24 bytes, but writes 28 bytes. Sets bits of `wrong` in the bytes of characters outside the
+// alphabet. Returns a vector in which each decoded byte occurs, and no other. Each half is stored for itself, because
+// moving both together within one vector would take longer.
+TUZUTIL_AVX2 inline __m256i DecodeThirtyTwo(DecodeVectors const &use, char const *from, Byte *to,
+                                            __m256i &wrong) noexcept {
     __m256i const text = _mm256_loadu_si256(reinterpret_cast<__m256i const *>(from));
-    __m256i const row = _mm256_and_si256(_mm256_srli_epi32(text, 4), fsDecode.half);
-    __m256i const column = _mm256_and_si256(text, fsDecode.half);
-    __m256i const wrong =
-        _mm256_and_si256(_mm256_shuffle_epi8(fsDecode.rows, row), _mm256_shuffle_epi8(fsDecode.columns, column));
-    __m256i const place = _mm256_add_epi8(row, _mm256_cmpeq_epi8(text, fsDecode.slash));
-    __m256i const values = _mm256_add_epi8(text, _mm256_shuffle_epi8(fsDecode.added, place));
-    __m256i const groups = _mm256_madd_epi16(_mm256_maddubs_epi16(values, fsDecode.twelveBits), fsDecode.groups);
-    __m256i const gap = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7); // the unused quarters of both halves come last
-    return {_mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, fsDecode.order), gap), wrong};
+    __m256i const row = _mm256_and_si256(_mm256_srli_epi32(text, 4), use.half);
+    __m256i const column = _mm256_and_si256(text, use.half);
+    wrong = _mm256_or_si256(
+        wrong, _mm256_and_si256(_mm256_shuffle_epi8(use.rows, row), _mm256_shuffle_epi8(use.columns, column)));
+    __m256i const place = _mm256_add_epi8(row, _mm256_cmpeq_epi8(text, use.slash));
+    __m256i const values = _mm256_add_epi8(text, _mm256_shuffle_epi8(use.added, place));
+    __m256i const groups = _mm256_madd_epi16(_mm256_maddubs_epi16(values, use.twelveBits), use.groups);
+    __m256i const bytes = _mm256_shuffle_epi8(groups, use.order);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm256_castsi256_si128(bytes));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(to + 12), _mm256_extracti128_si256(bytes, 1));
+    return bytes;
 }
 
 // Decodes sixteen characters to twelve bytes.
-TUZUTIL_AVX2 inline __m128i DecodeSixteen(__m128i text, __m128i &wrong) noexcept {
-    __m128i const row = _mm_and_si128(_mm_srli_epi32(text, 4), fsDecode.half.Half());
-    __m128i const column = _mm_and_si128(text, fsDecode.half.Half());
-    wrong =
-        _mm_and_si128(_mm_shuffle_epi8(fsDecode.rows.Half(), row), _mm_shuffle_epi8(fsDecode.columns.Half(), column));
-    __m128i const place = _mm_add_epi8(row, _mm_cmpeq_epi8(text, fsDecode.slash.Half()));
-    __m128i const values = _mm_add_epi8(text, _mm_shuffle_epi8(fsDecode.added.Half(), place));
-    __m128i const groups =
-        _mm_madd_epi16(_mm_maddubs_epi16(values, fsDecode.twelveBits.Half()), fsDecode.groups.Half());
-    return _mm_shuffle_epi8(groups, fsDecode.order.Half());
+TUZUTIL_AVX2 inline __m128i DecodeSixteen(DecodeVectors const &use, __m128i text, __m128i &wrong) noexcept {
+    __m128i const row = _mm_and_si128(_mm_srli_epi32(text, 4), Half(use.half));
+    __m128i const column = _mm_and_si128(text, Half(use.half));
+    wrong = _mm_and_si128(_mm_shuffle_epi8(Half(use.rows), row), _mm_shuffle_epi8(Half(use.columns), column));
+    __m128i const place = _mm_add_epi8(row, _mm_cmpeq_epi8(text, Half(use.slash)));
+    __m128i const values = _mm_add_epi8(text, _mm_shuffle_epi8(Half(use.added), place));
+    __m128i const groups = _mm_madd_epi16(_mm_maddubs_epi16(values, Half(use.twelveBits)), Half(use.groups));
+    return _mm_shuffle_epi8(groups, Half(use.order));
 }
 
 TUZUTIL_AVX2 inline __m128i LoadEight(char const *from) noexcept {
@@ -548,7 +566,7 @@ struct Least {
     __m256i blocks;
     __m128i ends;
 
-    TUZUTIL_AVX2 void Take(Decoded const &block) noexcept { blocks = _mm256_min_epu8(blocks, block.bytes); }
+    TUZUTIL_AVX2 void Take(__m256i block) noexcept { blocks = _mm256_min_epu8(blocks, block); }
     TUZUTIL_AVX2 bool IsZero() const noexcept {
         __m256i const zeros = _mm256_cmpeq_epi8(blocks, _mm256_setzero_si256());
         return (_mm256_movemask_epi8(zeros) | _mm_movemask_epi8(_mm_cmpeq_epi8(ends, _mm_setzero_si128()))) != 0;
@@ -556,60 +574,53 @@ struct Least {
 };
 
 // Decodes two full lines. The last eight characters of both are decoded together. If the lines have a character outside
-// the alphabet, returns false and writes nothing. Each write may go beyond its line, and the next one writes over what
-// is too much. Beyond the second line, at most two bytes are written.
-TUZUTIL_AVX2 inline bool DecodeTwoLines(char const *from, Byte *to, Least &least) noexcept {
+// the alphabet, returns false, and some of the bytes written are wrong. This is found out only at the end, because then
+// no block has to wait in a register. Each write may go beyond its line, and the next one writes over what is too much.
+// Beyond the second line, at most two bytes are written.
+TUZUTIL_AVX2 inline bool DecodeTwoLines(DecodeVectors const &use, char const *from, Byte *to, Least &least) noexcept {
     char const *const second = from + fsColumns + 1;
-    Decoded const blocks[] = {DecodeThirtyTwo(from), DecodeThirtyTwo(from + 32), DecodeThirtyTwo(second),
-                              DecodeThirtyTwo(second + 32)};
     __m128i wrongLast;
-    __m128i const last = DecodeSixteen(_mm_unpacklo_epi64(LoadEight(from + 64), LoadEight(second + 64)), wrongLast);
-    __m256i const wrong = _mm256_or_si256(_mm256_or_si256(blocks[0].wrong, blocks[1].wrong),
-                                          _mm256_or_si256(blocks[2].wrong, blocks[3].wrong));
-    __m256i const all = _mm256_or_si256(wrong, _mm256_zextsi128_si256(wrongLast));
-    if (!_mm256_testz_si256(all, all))
-        return false;
-    for (Decoded const &block : blocks)
-        least.Take(block);
+    __m128i const last =
+        DecodeSixteen(use, _mm_unpacklo_epi64(LoadEight(from + 64), LoadEight(second + 64)), wrongLast);
     least.ends = _mm_min_epu8(least.ends, last);
-    auto *const line = reinterpret_cast<char *>(to);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line), blocks[0].bytes);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line + 24), blocks[1].bytes);
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(line + 48), last);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line + fsLine), blocks[2].bytes);
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(line + fsLine + 24), blocks[3].bytes);
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(line + fsLine + 48), _mm_srli_si128(last, 6));
-    return true;
+    __m256i wrong = _mm256_zextsi128_si256(wrongLast);
+    least.Take(DecodeThirtyTwo(use, from, to, wrong));
+    least.Take(DecodeThirtyTwo(use, from + 32, to + 24, wrong));
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(to + 48), last);
+    least.Take(DecodeThirtyTwo(use, second, to + fsLine, wrong));
+    least.Take(DecodeThirtyTwo(use, second + 32, to + fsLine + 24, wrong));
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(to + fsLine + 48), _mm_srli_si128(last, 6));
+    return _mm256_testz_si256(wrong, wrong) != 0;
 }
 
 // Decodes full lines, two at a time, and looks for zero bytes among what it decodes.
 TUZUTIL_AVX2 inline void DecodeLinePairs(Position &at, char const *end) noexcept {
+    DecodeVectors const use;
     constexpr std::size_t step = fsColumns + 1;
     Least least{_mm256_set1_epi8(-1), _mm_set1_epi8(-1)};
     bool const wasClean = at.clean == at.to;
-    for (; IsLine(at.from, end) && IsLine(at.from + step, end) && DecodeTwoLines(at.from, at.to, least);
-         at.from += 2 * step)
-        at.to += 2 * fsLine;
+    Position next = at; // a copy, so that the compiler can keep it in registers
+    for (; IsLine(next.from, end) && IsLine(next.from + step, end) && DecodeTwoLines(use, next.from, next.to, least);
+         next.from += 2 * step)
+        next.to += 2 * fsLine;
     if (wasClean && !least.IsZero())
-        at.clean = at.to;
+        next.clean = next.to;
+    at = next;
 }
 
 // Works like DecodeLinesShuffle(). If a line is decoded alone, its last 32 characters overlap those before them,
-// because no character after the line may be read. The blocks write over each other in order, and not beyond the line.
+// because no character after the line may be read. The blocks write over each other in order.
 TUZUTIL_AVX2 inline void DecodeLinesWide(Position &at, char const *end) noexcept {
     if (end - at.from > 2 * static_cast<std::ptrdiff_t>(fsColumns))
         DecodeLinePairs(at, end);
+    DecodeVectors const use;
     while (IsLine(at.from, end)) {
-        Decoded const first = DecodeThirtyTwo(at.from);
-        Decoded const second = DecodeThirtyTwo(at.from + 32);
-        Decoded const last = DecodeThirtyTwo(at.from + 40);
-        __m256i const wrong = _mm256_or_si256(_mm256_or_si256(first.wrong, second.wrong), last.wrong);
+        __m256i wrong = _mm256_setzero_si256();
+        DecodeThirtyTwo(use, at.from, at.to, wrong);
+        DecodeThirtyTwo(use, at.from + 32, at.to + 24, wrong);
+        DecodeThirtyTwo(use, at.from + 40, at.to + 30, wrong);
         if (!_mm256_testz_si256(wrong, wrong))
             break;
-        _mm256_storeu_si256(reinterpret_cast<__m256i *>(at.to), first.bytes);
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(at.to + 24), _mm256_castsi256_si128(second.bytes));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(at.to + 30), _mm256_castsi256_si128(last.bytes));
-        _mm_storel_epi64(reinterpret_cast<__m128i *>(at.to + 46), _mm256_extracti128_si256(last.bytes, 1));
         at.from += fsColumns + 1;
         at.to += fsLine;
     }
