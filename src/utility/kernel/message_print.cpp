@@ -90,7 +90,7 @@ public:
             std::uint64_t bytes;
             std::memcpy(&bytes, from, sizeof bytes);
             std::memcpy(fAt, &bytes, sizeof bytes);
-            std::uint64_t const special = Zeros(bytes) | Zeros(bytes ^ fsOnes * '%');
+            std::uint64_t const special = plain_print::Specials(bytes);
             if (special != 0) {
                 int const before = __builtin_ctzll(special) / 8;
                 fAt += before;
@@ -145,12 +145,6 @@ private:
     static constexpr std::uint32_t Flags() noexcept {
         return sizeof(Char) == 1 ? 0u : std::uint32_t{TStringBuffer::unicode};
     }
-
-    static constexpr std::uint64_t fsOnes = 0x0101010101010101;
-
-    // Returns a word in which the lowest bit that is set is bit 7 of the lowest byte of `bytes` that is 0. Returns 0 if
-    // no byte is 0. REQUIRES: the processor stores the lowest byte first.
-    static std::uint64_t Zeros(std::uint64_t bytes) noexcept { return (bytes - fsOnes) & ~bytes & fsOnes * 0x80; }
 
     // Makes room, and returns how many of `count` characters can be put.
     std::size_t Room(std::size_t count) {
