@@ -13,15 +13,21 @@
 // of registration.
 bool platform::FollowForks(void (*before)() noexcept, void (*inParent)() noexcept,
                            void (*inChild)() noexcept) noexcept {
-    int error = ::pthread_atfork(HoldMutexes, ReleaseMutexes, SettleMutexesInChild);
-    if (error == 0)
-        error = ::pthread_atfork(HoldSharedMemory, ReleaseSharedMemory, ReleaseSharedMemory);
-    if (error == 0)
-        error = ::pthread_atfork(before, inParent, inChild);
-    if (error == 0)
-        error = ::pthread_atfork(nullptr, nullptr, ForgetIdsInChild);
-    if (error == 0)
-        KeepProcessId();
-    errno = error;
-    return error == 0;
+    struct {
+        void (*prepare)() noexcept;
+        void (*inParent)() noexcept;
+        void (*inChild)() noexcept;
+    } const handlers[] = {{HoldMutexes, ReleaseMutexes, SettleMutexesInChild},
+                          {HoldSharedMemory, ReleaseSharedMemory, ReleaseSharedMemory},
+                          {before, inParent, inChild},
+                          {nullptr, nullptr, ForgetIdsInChild}};
+    for (auto const &each : handlers) {
+        // No test gets here: this call fails only if memory is lacking while the program starts.
+        if (int const error = ::pthread_atfork(each.prepare, each.inParent, each.inChild); error != 0) {
+            errno = error;
+            return false;
+        }
+    }
+    KeepProcessId();
+    return true;
 }

@@ -84,7 +84,9 @@ private:
         if (!IsAt('\n'))
             return FailAt(begin);
         ++fPosition;
-        return IsAtBlank() || FailAt(begin);
+        if (!IsAtBlank())
+            return FailAt(begin);
+        return true;
     }
 
     // Skips blanks, folded lines and comments, if there are any.
@@ -136,7 +138,11 @@ private:
     // Reads a number of two digits, which must not be above `last`.
     bool Two(int &number, int last) noexcept {
         std::size_t const begin = fPosition;
-        return Number(number, 2, 2) && (number <= last || FailAt(begin));
+        if (!Number(number, 2, 2))
+            return false;
+        if (number > last)
+            return FailAt(begin);
+        return true;
     }
 
     // Reads a word of three letters that is in a list.
@@ -150,7 +156,9 @@ private:
         if (IsAtLetter())
             return false;
         place = Find({fText + begin, 3}, list);
-        return place >= 0 || FailAt(begin);
+        if (place < 0)
+            return FailAt(begin);
+        return true;
     }
 
     // If a letter comes next, reads the name of a day and the comma after it. Otherwise reads nothing.
@@ -181,7 +189,9 @@ private:
         record.tm_year = year - 1900;
         auto const length = calendar::DaysToMonth(record.tm_mon == 11 ? year + 1 : year, (record.tm_mon + 1) % 12) -
                             calendar::DaysToMonth(year, record.tm_mon);
-        return (record.tm_mday >= 1 && record.tm_mday <= length) || FailAt(dayAt);
+        if (record.tm_mday < 1 || record.tm_mday > length)
+            return FailAt(dayAt);
+        return true;
     }
 
     bool Time(std::tm &record) noexcept {
