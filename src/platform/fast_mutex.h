@@ -76,6 +76,7 @@ private:
     // can change the state between the read and the write below. They cost much less than an atomic exchange.
     bool Change(TState from, TState to, std::memory_order order) noexcept {
         if (*singleThreadByte) {
+            // No test gets here: in a process with one thread, nobody else holds the lock.
             if (fState.load(std::memory_order_relaxed) != from)
                 return false;
             fState.store(to, std::memory_order_relaxed);

@@ -127,6 +127,7 @@ void TBaseSetOf::Detach() noexcept {
     if (!cut || cut == fFirst)
         return;
     TElement *last = cut;
+    // No test gets here: the chain is a circle here, so it has no end.
     while (last->next && last->next != fFirst)
         last = last->next;
     last->next = fDetached;
@@ -250,8 +251,10 @@ void TBaseSparseArrayOf::Insert(unsigned long position, unsigned long index, voi
 
 void TBaseSparseArrayOf::Grow() {
     std::uint64_t const capacity = fCapacity ? std::uint64_t{fCapacity} * 2 : 10;
+    // No test gets here: an array would have to hold 4 billion elements.
     if (capacity > 0xFFFFFFFFu || capacity > SIZE_MAX / sizeof(void *))
         fsReports.RaiseOutOfMemory();
+    // No test gets here: the limit of new[] is above that of the check.
     auto **const entries = new (std::nothrow) TSparseArrayElement *[static_cast<std::size_t>(capacity)];
     if (!entries)
         fsReports.RaiseOutOfMemory();

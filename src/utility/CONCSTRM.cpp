@@ -54,6 +54,7 @@ bool TConcatStreamBuf::IsWritable() const noexcept {
     return false;
 }
 
+// No test gets here: the base class calls this function only if IsWritable() returns true.
 void TConcatStreamBuf::WriteThrough(char const *, std::size_t) {}
 
 bool TConcatStreamBuf::IsReadable() const noexcept {

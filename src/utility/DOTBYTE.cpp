@@ -245,6 +245,7 @@ bool TDotByteStreamBuf::IsReadable() const noexcept {
 
 void TDotByteStreamBuf::BeforeRead() {
     // exchange() is slower than load(), so it is called only if Cancel() was called.
+    // No test gets here: two threads would have to read from the stream in one moment.
     if (fCancel.load(std::memory_order_relaxed) && fCancel.exchange(0))
         RaiseCancelled();
 }

@@ -121,6 +121,7 @@ char const *TException::TDescription::Text(TException const &problem) noexcept {
     TPieces pieces(text, counted.Length());
     Describe(pieces, problem);
     char *other = nullptr;
+    // No test gets here: two threads would have to ask for the text first in one moment.
     if (fText.compare_exchange_strong(other, text, std::memory_order_acq_rel))
         return text;
     std::free(text);

@@ -197,6 +197,7 @@ bool TFileName::operator==(TFileName const &other) const noexcept {
     TFoldedReader right(other, asWide);
     for (;;) {
         std::int32_t const a = left.Next();
+        // No test gets here: two names would have to be unreadable at the same place.
         if (a != right.Next() || a == TFoldedReader::fsUnreadable)
             return false;
         if (a == 0)

@@ -43,6 +43,7 @@ std::streambuf::int_type oStringStreamBuf::overflow(int_type c) {
     if (pptr() == epptr()) {
         std::size_t const used = static_cast<std::size_t>(pptr() - pbase());
         std::size_t const size = used + std::max(used, static_cast<std::size_t>(fStep));
+        // No test gets here: the stream would have to hold 2 GiB.
         if (size > INT_MAX)
             return traits_type::eof();
         auto *const block = static_cast<char *>(std::realloc(pbase(), size));

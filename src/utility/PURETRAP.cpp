@@ -51,6 +51,7 @@ int TPureCall::TrapIn(char const *className, char const *function) {
         int status = 0;
         std::unique_ptr<char, decltype(&std::free)> const plain(
             abi::__cxa_demangle(className, nullptr, nullptr, &status), &std::free);
+        // No test gets here: memory would have to be lacking when the name is made.
         std::fprintf(stderr, "Pure virtual function called: class %s does not override %s\n",
                      plain ? plain.get() : className, function);
         std::fflush(stderr);

@@ -37,6 +37,7 @@ public:
     void *Pointer() const noexcept { return fView; }
     int Owner() const noexcept { return fIsOwner; }
     int Error() const noexcept { return static_cast<int>(fError); }
+    // No test gets here: only an object with a block is asked for its size.
     std::size_t Size() const noexcept { return fMapping ? platform::SharedMemorySize(fMapping) : 0; }
 
     void Publish() noexcept;
@@ -148,6 +149,7 @@ void *ipcSharedMemory::Pointer() const noexcept {
 }
 
 int ipcSharedMemory::Owner() const noexcept {
+    // No test gets here: memory would have to be lacking for the first part of an object that is asked later.
     return fImpl ? fImpl->Owner() : 0;
 }
 

@@ -39,6 +39,7 @@
 
 // When a program is linked with the static library, an option of the linker names this function. Therefore the linker
 // includes this file (see src/CMakeLists.txt).
+// No test gets here: only the name of this function is used.
 extern "C" void TuzutilIsLinked() {}
 
 // 1. The standard streams. Trace destinations may write to them until the process ends.
@@ -158,6 +159,7 @@ BUILT_FIRST static struct TSilence {
 BUILT_FIRST static TStartupTrace const fsStartupTrace(OpenStartupTrace());
 BUILT_FIRST static struct TForksReport {
     TForksReport() {
+        // No test gets here: memory would have to be lacking while the program starts.
         if (!fsForks.fAreFollowed)
             TReporter(TUtilityTraceCategory::Utility, "src/utility/STARTUP").Error("Unable to follow forks");
     }

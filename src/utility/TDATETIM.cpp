@@ -120,6 +120,7 @@ std::tm TDateTime::QueryCalendar() const noexcept {
 
 TString TDateTime::QueryString(char const *format) const {
     std::tm record;
+    // No test gets here: the system converts each time that the object can hold.
     if (fTime < 0 || !platform::UtcRecord(fTime, record))
         return TString();
     return Format(record, format);
@@ -159,6 +160,7 @@ std::tm TDateTime64::QueryLocalCalendar() const noexcept {
 // FillRecord() then replaces the standard fields.
 TString TDateTime64::QueryString(char const *format) const {
     std::tm record;
+    // No test gets here: the system converts the time 0.
     if (!platform::UtcRecord(0, record))
         return TString();
     calendar::FillRecord(fTime, record);

@@ -34,6 +34,7 @@ struct TStart {
 void TraceEscaped(TException const &problem) noexcept {
     if (!TTrace::IsGlobalTracing(TTrace::severe, TUtilityTraceCategory::Utility.QueryComponent()))
         return;
+    // No test gets here: the text of the exception would have to be the first for which memory is lacking.
     if (!DropExceptions([&] { fsReports.Severe("Caught: %s", TTraceException::FormatException(problem)); }))
         fsReports.Severe("Caught: %s", problem.name());
 }
@@ -47,6 +48,7 @@ TThread::TThread(TThread const &other) : TRefCounted(other), fSignal(other.fSign
 }
 
 TThread &TThread::operator=(TThread const &other) {
+    // No test gets here: the assertion would end the process.
     assert(!other.IsRunning());
     TRefCounted::operator=(other);
     fHandle = other.fHandle;

@@ -43,6 +43,7 @@ public:
 
     // Returns whether the caller may change a timer that may be armed. The caller may do so if the lock is held. If the
     // lock could not be created, the caller may do so without the lock, because no timer is armed then.
+    // No test gets here: the lock of the timers would have to be missing or to fail.
     bool MayChange() const noexcept { return bool{fLock} || !TMasterTimer::fsLock.GetHandle(); }
 
     // Starts the thread of the timers if there is none. Releases the lock while the object of the thread is made.
@@ -80,6 +81,7 @@ TTimer &TTimer::operator=(TTimer const &other) {
         return *this;
     TReference<TSemaphore> semaphore(other.fSemaphore);
     TTimerEntry const entry; // destroyed before `semaphore`, because the destructor of the old event may run any code
+    // No test gets here: the lock of the timers would have to fail.
     if (!entry.MayChange())
         return *this;
     TMasterTimer::Disarm(fLink);
@@ -92,8 +94,10 @@ TTimer &TTimer::operator=(TTimer const &other) {
 // tries again until it gets the lock.
 TTimer::~TTimer() {
     std::optional<TTimerEntry> entry(std::in_place);
+    // No test gets here: the lock of the timers would have to fail.
     while (!entry->MayChange())
         entry.emplace();
+    // No test gets here: the lock of the timers would have to be missing.
     if (!*entry)
         return;
     TMasterTimer::Disarm(fLink);
@@ -117,6 +121,7 @@ void TTimer::Arm(bool isSteady, long long fromNow) {
     if (LacksEvent())
         fSemaphore->Clear();
     TTimerEntry entry;
+    // No test gets here: the lock of the timers would have to be missing.
     if (!entry)
         return;
     entry.Serve();
@@ -137,6 +142,7 @@ void TTimer::Arm(bool isSteady, long long fromNow) {
 
 void TTimer::Cancel() {
     TTimerEntry const entry;
+    // No test gets here: the lock of the timers would have to fail.
     if (!entry.MayChange())
         return;
     TMasterTimer::Disarm(fLink);

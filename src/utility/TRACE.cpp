@@ -292,6 +292,7 @@ void TTrace::Base::WriteEntry(unsigned long level, Category const &category, TTe
     // system's loader. Another thread may hold the loader's lock while it runs the constructor or destructor of a
     // static object. If that object traces, the other thread waits for the trace lock. So the two threads could wait
     // for each other.
+    // No test gets here: memory would have to be lacking for the text of a message that could be made.
     if (!DropExceptions([&] { static_cast<void>(message.QueryMessage()); }))
         return;
     TLock const lock(Base::fsMutex);
@@ -336,12 +337,15 @@ bool TTrace::Base::WriteLine(unsigned long level, Category const &category, char
     TLock const lock(Base::fsMutex);
     if (fsHasSoleDestination) [[likely]] {
         // No walk is needed, because nothing is done after the only destination has written.
+        // No test gets here: another thread would have to change the settings just before this line.
         if (fsAnchor->IsTracing(level, component))
             fsAnchor->fWriteLine.load(std::memory_order_relaxed)(*fsAnchor, level, entry);
         return true;
     }
     for (Walk walk; Base *const destination = walk.Next();) {
         TLineWriter const write = destination->fWriteLine.load(std::memory_order_relaxed);
+        // No test gets here: another thread would have to add a destination without this function just before this
+        // line.
         if (write && takes(*destination))
             write(*destination, level, entry);
     }

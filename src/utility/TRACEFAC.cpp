@@ -20,11 +20,13 @@ TFactoryLoader<TTraceFactory> *TTraceFactory::GetLoader() {
 
 TTraceFactoryLoader::TTraceFactoryLoader() = default;
 
+// No test gets here: GetInstance() says why the loader is never deleted.
 TTraceFactoryLoader::~TTraceFactoryLoader() = default;
 
 TTraceFactoryLoader *TTraceFactoryLoader::GetInstance() {
     // The loader is never deleted, because factories of other libraries deregister from it when these libraries are
     // unloaded.
+    // No test gets here: two threads would have to ask for the loader first in one moment.
     static TTraceFactoryLoader *const only = fsOnlyInstance = new TTraceFactoryLoader;
     return only;
 }

@@ -31,6 +31,7 @@ void TTracePoint::WriteValues(std::uint32_t level, TTrace::Category const &categ
         return;
     DropExceptions([&] {
         for (TagVar *value = values; value != end; ++value) {
+            // No test gets here: memory would have to be lacking for the copy of a value.
             if (value->IsInner() && !DropExceptions([&] { *value = TagVar::Keep(*value); }))
                 *value = TagVar(TagVar::unshown);
         }
@@ -79,10 +80,12 @@ unsigned int TTraceObjects::Add(char const *, int, char *) {
 }
 
 TTrace TTraceObjects::operator[](unsigned int index) const {
+    // No test gets here: nothing can be added to the list.
     return index < fEntries.size() ? fEntries[index] : TTrace();
 }
 
 void TTraceObjects::Remove(unsigned int index) {
+    // No test gets here: nothing can be added to the list.
     if (index < fEntries.size())
         fEntries[index] = TTrace();
 }

@@ -71,6 +71,7 @@ void TTraceSetKnown::Add(TTrace::Category const *category) {
     if (!at)
         at = &fHead;
     TEntry *next = nullptr;
+    // No test gets here: two threads would have to register categories in one moment.
     while (!at->next.compare_exchange_weak(next, entry, std::memory_order_release, std::memory_order_acquire)) {
         if (next)
             at = std::exchange(next, nullptr);

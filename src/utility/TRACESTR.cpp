@@ -159,6 +159,7 @@ void TTraceStreamBase::Write(unsigned long level, TTrace::Category const &catego
     TTraceRecord const record(FormOf(*this), level, QueryPrefixParts(), category, message);
     TLock const lock(fsFileMutex);
     std::ostream *const stream = fStream; // another thread may have replaced the stream meanwhile
+    // No test gets here: another thread would have to take the stream away just before this line.
     if (!stream)
         return;
     Put(*stream, {record.Text(), record.Length()});
@@ -172,6 +173,7 @@ void TTraceStreamBase::WriteLine(Base &destination, unsigned long level, TTraceL
     TLock const lock(fsFileMutex);
     if (self.fFile) {
         self.fFile->Append(record);
+        // No test gets here: another thread would have to take the stream away just before this line.
     } else if (std::ostream *const stream = self.fStream) {
         DropExceptions([&] { Put(*stream, record); });
     }

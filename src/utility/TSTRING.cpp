@@ -67,6 +67,7 @@ unsigned int CountUnits(Unit const *text) {
     std::size_t count = 0;
     while (text[count])
         ++count;
+    // No test gets here: a text of 4 GiB would have to be made.
     if (count * sizeof(Unit) >= fsLengthLimit)
         fsReports.RaiseOutOfMemory(fsTextTooLong);
     return static_cast<unsigned int>(count);

@@ -40,6 +40,7 @@ class TFreshArguments {
 public:
     explicit TFreshArguments(std::size_t count) : values(fFew) {
         if (count > std::size(fFew)) {
+            // No test gets here: no message has so many arguments that their size exceeds the limit of new[].
             fMany.reset(new TagVar[count]);
             values = fMany.get();
         }
@@ -169,6 +170,7 @@ void TTextMessage::ShowArguments() const {
 }
 
 void TTextMessage::Reserve(std::uint32_t capacity) {
+    // No test gets here: no message has so many arguments that their size exceeds the limit of new[].
     auto *const fresh = new TagVar[capacity];
     std::uint32_t const count = fCount;
     std::move(fArguments, fArguments + count, fresh);
@@ -236,6 +238,7 @@ void TMessageFaults::Report(Fault fault, char conversion, std::uint32_t argument
     auto const number = fMessage->fNumber;
     TString const &file = fMessage->fFile;
     auto const line = fMessage->fLine;
+    // No test gets here: each fault has a case.
     switch (fault) {
     case storesCount:
         return fsReports.Warning("%%n found in format string in message(%s,%u,%u) from %s[%u]", store, set, number,

@@ -42,6 +42,7 @@ char const *TVersion::QueryVersion() const {
         TReporter(TUtilityTraceCategory::Utility, "src/utility/VERSION").RaiseOutOfMemory();
     std::snprintf(fresh, size, "%d.%d.%s", fMajor, fMinor, QueryRevision());
     char *expected = nullptr;
+    // No test gets here: two threads would have to ask for the text first in one moment.
     if (fText.compare_exchange_strong(expected, fresh))
         return fresh;
     std::free(fresh); // another thread was first
@@ -50,10 +51,12 @@ char const *TVersion::QueryVersion() const {
 
 unsigned short QueryMajorVersion() {
     TVersion const *const version = TVersion::QueryInstance();
+    // No test gets here: no program can set the version that QueryInstance() returns.
     return version ? version->QueryMajor() : static_cast<unsigned short>(0);
 }
 
 unsigned short QueryMinorVersion() {
     TVersion const *const version = TVersion::QueryInstance();
+    // No test gets here: no program can set the version that QueryInstance() returns.
     return version ? version->QueryMinor() : static_cast<unsigned short>(0);
 }

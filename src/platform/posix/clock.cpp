@@ -16,6 +16,7 @@ std::int64_t platform::SteadyTime() noexcept {
 }
 
 long platform::TimeZone() noexcept {
+    // No test gets here: two threads would have to ask for the zone first in one moment.
     static bool const ready = (::tzset(), true);
     static_cast<void>(ready);
     return ::timezone;

@@ -31,6 +31,7 @@ platform::Event *platform::NewEvent(bool posted) noexcept {
 }
 
 platform::Event *platform::ShareEvent(Event *event) noexcept {
+    // No test gets here: memory would have to be lacking for an event that is shared later.
     if (event)
         event->owners.fetch_add(1, std::memory_order_relaxed);
     return event;
@@ -56,6 +57,7 @@ platform::TWaitResult platform::WaitEvent(Event *event, std::uint32_t millisecon
         int const error = WaitForWord(state, seen, deadline);
         if (error == 0)
             continue;
+        // No test gets here: the event would have to be posted between the end of the wait and this line.
         if (event_word::IsReleased(begun, state.load()))
             break;
         return FailedWait(error);

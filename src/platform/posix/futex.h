@@ -22,6 +22,8 @@ namespace platform {
 inline int WaitForWord(std::atomic<std::uint32_t> &word, std::uint32_t value, TDeadline const &deadline) noexcept {
     long const result = ::syscall(SYS_futex, &word, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, value, deadline.End(),
                                   nullptr, FUTEX_BITSET_MATCH_ANY);
+    // No test gets here: a wait on a word of the process fails for no reason but those named here and the end of the
+    // time.
     return result == 0 || errno == EAGAIN || errno == EINTR ? 0 : errno;
 }
 
@@ -34,6 +36,7 @@ inline void WakeWord(void *word, int threads) noexcept {
 // Sets errno to the error number of a wait that failed, and returns the result that belongs to this number.
 inline TWaitResult FailedWait(int error) noexcept {
     errno = error;
+    // No test gets here: a wait on a word of the process fails only if its time is over.
     return error == ETIMEDOUT ? TWaitResult::timedOut : TWaitResult::failed;
 }
 

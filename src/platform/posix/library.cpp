@@ -24,6 +24,8 @@ char const fsProgram[] = "/proc/self/exe";
 
 bool IsProgram(char const *name) noexcept {
     struct stat file, program;
+    // No test gets here: the file of the running program can be examined, and no other file system has a file of this
+    // number.
     return ::stat(name, &file) == 0 && ::stat(fsProgram, &program) == 0 && file.st_dev == program.st_dev &&
            file.st_ino == program.st_ino;
 }
@@ -131,6 +133,7 @@ TText FindText(platform::Library *library, std::uint64_t number) noexcept {
     errno = ENOEXEC;
     auto const *const table =
         library ? static_cast<TTextTable const *>(::dlsym(HandleOf(library), TTextTable::fsSymbol)) : nullptr;
+    // No test gets here: there is only one version of libraries of texts so far.
     if (!table || table->version != TTextTable::fsVersion)
         return {};
     errno = ENOENT;
@@ -183,10 +186,13 @@ platform::Library *platform::OpenLibrary(char const *name, TLoaderWords *words) 
 std::size_t platform::LibraryName(Library *library, char *name, std::size_t size) noexcept {
     char path[PATH_MAX] = "";
     link_map const *map = nullptr;
+    // No test gets here: the system knows each library that it has opened.
     bool const isKnown = library && ::dlinfo(HandleOf(library), RTLD_DI_LINKMAP, &map) == 0;
+    // No test gets here: the system knows each library that it has opened.
     if (library && !isKnown)
         return 0;
     // The link map of the program has no name.
+    // No test gets here: each library that is open has a path.
     if (!::realpath(map && *map->l_name ? map->l_name : fsProgram, path))
         return 0;
     std::size_t const length = std::min(::strlen(path), size - 1);
@@ -210,9 +216,11 @@ std::uint32_t platform::LoadText(Library *library, std::uint64_t number, char *t
     TUtf8Writer out(text, size);
     for (std::uint16_t const *at = found.begin; at != found.end;) {
         std::uint32_t code = *at++;
+        // No test gets here: the tool that makes libraries of texts writes whole characters only.
         bool const isPair = code >> 10 == 0xD800 >> 10 && at != found.end && *at >> 10 == 0xDC00 >> 10;
         if (isPair)
             code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
+        // No test gets here: the tool that makes libraries of texts writes whole characters only.
         else if (code >> 11 == 0xD800 >> 11)
             code = '?'; // an unpaired surrogate
         if (!out.Put(code))

@@ -142,6 +142,7 @@ int OpenShared(char const *name) noexcept {
     if (!folder)
         return -1;
     int file = platform::OpenAt(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    // No test gets here: another process would have to make the file between the two calls.
     if (file < 0 && errno == ENOENT && (MakeShared(folder.Get(), fileName) || errno == EEXIST))
         file = platform::OpenAt(folder.Get(), fileName, O_RDWR | O_NOFOLLOW | O_CLOEXEC);
     return file;
@@ -149,6 +150,7 @@ int OpenShared(char const *name) noexcept {
 
 Mutex *FindOpened(struct stat const &status) noexcept {
     for (Mutex *mutex = fsList; mutex; mutex = mutex->next) {
+        // No test gets here: two file systems would have to hold files of the same number.
         if (mutex->shared && mutex->device == status.st_dev && mutex->node == status.st_ino)
             return mutex;
     }

@@ -88,6 +88,7 @@ int OpenPrivate(int base, char const *name, bool &isThere) noexcept {
     int opened = open();
     isThere = opened >= 0 || errno != ENOENT;
     if (!isThere) {
+        // No test gets here: another process would have to make the folder between the two calls.
         isThere = ::mkdirat(base, name, 0700) == 0 || errno == EEXIST;
         opened = isThere ? open() : -1;
     }

@@ -39,6 +39,7 @@ std::uint32_t platform::ProcessId() noexcept {
     std::uint32_t id = fsProcessId.load(std::memory_order_relaxed);
     if (id == 0) {
         id = static_cast<std::uint32_t>(::getpid());
+        // No test gets here: forks are followed before the id is first needed, unless memory is lacking.
         if (fsKeepsProcessId.load(std::memory_order_relaxed))
             fsProcessId.store(id, std::memory_order_relaxed);
     }

@@ -50,6 +50,7 @@ bool const platform::threadsEndFirst = false;
 
 bool platform::IsOnStack(void const *address) noexcept {
     pthread_attr_t attributes;
+    // No test gets here: this call fails only if memory is lacking, and the caller then has nothing else to do.
     if (::pthread_getattr_np(::pthread_self(), &attributes) != 0)
         return false;
     void *low = nullptr;
@@ -57,5 +58,6 @@ bool platform::IsOnStack(void const *address) noexcept {
     bool const isKnown = ::pthread_attr_getstack(&attributes, &low, &size) == 0;
     ::pthread_attr_destroy(&attributes);
     auto const distance = reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(low);
+    // No test gets here: the bounds of a stack are known if its attributes are.
     return isKnown && distance < size;
 }

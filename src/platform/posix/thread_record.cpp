@@ -31,8 +31,10 @@ struct TThreadKey {
 } // namespace
 
 TThreadRecord *platform::NewThreadRecord() noexcept {
+    // No test gets here: two threads would have to use the library first in one moment.
     static TThreadKey const key;
     static constinit std::atomic<std::uint32_t> last{0};
+    // No test gets here: the system would have to refuse the key when the library is first used.
     auto *const thread = key.isMade ? new (std::nothrow) TThreadRecord{++last, 0} : nullptr;
     if (!thread || ::pthread_setspecific(key.key, thread) != 0) {
         delete thread;

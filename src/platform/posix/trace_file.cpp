@@ -47,6 +47,8 @@ public:
                    static_cast<unsigned long long>(file.st_ino));
         // The block may disappear between the two calls below, because the last process that used the block has left.
         // Then both calls are repeated.
+        // No test gets here: another process would have to leave the file a hundred times, each time between the two
+        // calls.
         for (int tries = 0; tries < 100 && !fBlock; ++tries) {
             fBlock = platform::CreateSharedMemory(name, 1, fView);
             if (fBlock)
@@ -85,7 +87,9 @@ struct platform::TraceFile {
             return false;
         fEnd += result;
         auto const done = static_cast<std::size_t>(result) - 1;
+        // No test gets here: the system would have to write only a part of the missing line end and the record.
         fLineIsOpen = done != 0 && text[done - 1] != '\n';
+        // No test gets here: the system would have to write only a part of the missing line end and the record.
         return done == count || Append(text + done, count - done);
     }
 
@@ -116,6 +120,7 @@ private:
             return;
         TNoCancel const noCancel;
         char last = '\n';
+        // No test gets here: the file would have to become shorter, or unreadable, just before this line.
         if (end > 0 && ::pread(fFile.Get(), &last, 1, end - 1) == 1)
             fLineIsOpen = last != '\n';
         else

@@ -121,6 +121,7 @@ std::int64_t platform::SteadyTime() noexcept {
 
 long platform::TimeZone() noexcept {
     // Before _tzset() is called, _timezone stands for eight hours west of UTC, wherever the process runs.
+    // No test gets here: two threads would have to ask for the zone first in one moment.
     static bool const ready = (_tzset(), true);
     static_cast<void>(ready);
     return _timezone;

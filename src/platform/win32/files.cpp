@@ -57,6 +57,7 @@ intptr_t HandleOf(platform::Search *search) noexcept {
 platform::Search *platform::OpenSearch(char const *pattern, TDirectoryEntry &entry, bool &lacksMemory) noexcept {
     TFound found;
     Search *const search = SearchOf(_findfirst64(pattern, &found));
+    // No test gets here: memory would have to be lacking in the system.
     lacksMemory = !search && errno == ENOMEM;
     if (search)
         TakeEntry(found, entry);

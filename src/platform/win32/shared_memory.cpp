@@ -63,6 +63,7 @@ Block *NewBlock(HANDLE mapping, void *&view) noexcept {
         return nullptr;
     }
     MEMORY_BASIC_INFORMATION region;
+    // No test gets here: the system knows each block that it has mapped.
     if (VirtualQuery(mapped, &region, sizeof region) == sizeof region)
         block->mapped = region.RegionSize;
     view = mapped;

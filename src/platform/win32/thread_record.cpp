@@ -24,6 +24,7 @@ constinit std::atomic<bool> fsForgotten{false};
 constinit TThreadRecord fsUnloading{0xFFFFFFFF, 0};
 
 void StoreInSlot(TStackRecord *record) noexcept {
+    // No test gets here: the first 64 slots of the process would have to be taken.
     if (DWORD const slot = fsSlot; slot < fsSlots)
         TlsSetValue(slot, record);
 }
@@ -49,6 +50,7 @@ void WINAPI EndOfThread(void *record) noexcept {
 // their records in fiber-local storage.
 void ChooseSlot() noexcept {
     DWORD const slot = TlsAlloc();
+    // No test gets here: the first 64 slots of the process would have to be taken.
     if (slot < fsSlots)
         fsSlot = slot;
     else
@@ -60,6 +62,7 @@ void ChooseSlot() noexcept {
 TThreadRecord *MakeRecord(DWORD index) noexcept {
     DWORD const id = IsThreadAFiber() ? 0 : GetCurrentThreadId();
     auto *thread = new (std::nothrow) TStackRecord{++fsLast, id};
+    // No test gets here: the system would have to lack memory for a value that it has a place for.
     if (!thread || !FlsSetValue(index, thread)) {
         delete thread;
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);

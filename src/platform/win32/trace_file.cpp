@@ -26,7 +26,10 @@ struct platform::TraceFile {
         if (size <= sizeof fBuffer)
             return Append(fBuffer, Expand(text, fBuffer));
         char *const buffer = new (std::nothrow) char[size];
+        // No test gets here: memory would have to be lacking for a long record, or the disk be full after its first
+        // part.
         bool const done = buffer && Append(buffer, Expand(text, buffer));
+        // No test gets here: memory would have to be lacking for a long record.
         delete[] buffer;
         return done;
     }
@@ -58,6 +61,7 @@ private:
             fEnd += done;
             text += done;
             count -= done;
+            // No test gets here: the system would have to write nothing and report success.
             if (!isWritten || done == 0)
                 return false;
         }

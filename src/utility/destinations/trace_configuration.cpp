@@ -219,6 +219,7 @@ void TTrace::ParseTraceString(char const *selection) {
 }
 
 TString TTrace::QueryExeFileName() {
+    // No test gets here: two threads would have to ask for the name first in one moment.
     [[maybe_unused]] static bool const isKnown = [] {
         char name[260 + 1];
         fsExeFileName = TStringAccess::From({name, platform::LibraryName(nullptr, name, sizeof name)});

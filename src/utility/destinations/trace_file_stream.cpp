@@ -37,6 +37,7 @@ std::streamsize TTraceFileBuf::xsputn(char const *text, std::streamsize count) {
     return platform::WriteTraceFile(fFile, text, static_cast<std::size_t>(count)) ? count : 0;
 }
 
+// No test gets here: the library writes whole records, and gives this stream to nobody.
 TTraceFileBuf::int_type TTraceFileBuf::overflow(int_type c) {
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::not_eof(c);

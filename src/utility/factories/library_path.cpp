@@ -28,6 +28,7 @@ void TLibpath::AddFirst(char const *directory) {
         TString after = TString("") + directory + ";" + before;
         TLock const lock(fsMutex);
         isStored = TFactoryLoaderBase::fsLibpath == before;
+        // No test gets here: two threads would have to change the path in one moment.
         if (isStored)
             std::swap(TFactoryLoaderBase::fsLibpath, after);
     }

@@ -28,6 +28,7 @@ TFindTable::TSlot *TFindTable::FreeSlot() noexcept {
     auto const free = std::find_if(fSlots.begin(), fSlots.end(), [](TSlot const &each) { return !each.search; });
     if (free != fSlots.end())
         return &*free;
+    // No test gets here: more enumerations would have to be open than a process may have files.
     if (fSlots.size() >> fsSlotBits)
         return nullptr;
     try {

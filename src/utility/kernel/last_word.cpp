@@ -29,6 +29,7 @@ void TLastWords::Speak() {
     } catch (...) {
         // The exception is not one of this library. The former handler reports it.
     }
+    // No test gets here: the runtime always has a handler, and a handler that returns ends the process.
     if (fsFormer)
         fsFormer();
     std::abort();

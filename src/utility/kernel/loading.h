@@ -32,6 +32,7 @@ public:
             return true;
         } catch (...) {
             // If current_exception() is null, the system is unwinding a cancelled thread.
+            // No test gets here: a thread would have to be cancelled while it registers an object.
             if (!IsUnderWay() || !std::current_exception())
                 throw;
             Keep(std::current_exception());

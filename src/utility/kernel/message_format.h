@@ -391,6 +391,7 @@ template <typename Char>
 TValue ResolveValue(TDirective<Char> const &directive, TMessageArguments const &arguments) {
     TagVar const *const value = arguments.Find(directive.argument);
     bool fits = true;
+    // No test gets here: each conversion has a case.
     switch (directive.conversion) {
     case TConversion::real: fits = value && TagVarAccess::Kind(*value) == TagVar::real; break;
     case TConversion::integer: fits = IsWord(value) || IsLong(value); break;

@@ -332,6 +332,7 @@ public:
         fSize += ValueSize<Char>(directive.conversion, value);
         if (resolved.isUnshown)
             return PadText(field, 1, [&] { fOut.Put('?'); });
+        // No test gets here: each conversion that gets here has a case.
         switch (directive.conversion) {
         case TConversion::integer:
             if (value && TakesLong(directive, value))
@@ -540,6 +541,7 @@ private:
         std::size_t const size = field.width + (precision < 0 ? 0 : static_cast<std::size_t>(precision)) + fsRealDigits;
         std::unique_ptr<char[]> const heap(size > sizeof local ? new (std::nothrow) char[size] : nullptr);
         char *const buffer = size > sizeof local ? heap.get() : local;
+        // No test gets here: memory would have to be lacking for the digits of a number and not for its text.
         if (buffer)
             PutEncoded(buffer,
                        platform::FormatReal(buffer, size, format, static_cast<int>(field.width), precision, value));

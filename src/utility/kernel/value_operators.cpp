@@ -145,6 +145,7 @@ struct TagVar::TOperators {
             if (Text(left) && Text(right))
                 texts(*Text(left), *Text(right));
             else if (Text(right))
+                // No test gets here: memory would have to be lacking for this text alone.
                 left.SetObject(left.fType, new (std::nothrow) TString(*Text(right)));
             break;
         default:
@@ -154,7 +155,9 @@ struct TagVar::TOperators {
     }
 
     // NoReals() and NoTexts() are for operators whose table has no reals or no texts.
+    // No test gets here: an operator whose table has no reals is refused for them before.
     static double NoReals(double left, double) noexcept { return left; }
+    // No test gets here: an operator whose table has no texts is refused for them before.
     static void NoTexts(TString &, TString const &) noexcept {}
 
     // Adds `by`, which is 1 or -1. Words and times wrap around.

@@ -30,6 +30,8 @@ void TForks::InParent() noexcept {
 // The first lock that a thread takes needs memory. If there was no memory, Before() failed to take the lock of the
 // timers, so the timers may be incomplete.
 void TForks::InChild() noexcept {
+    // No test gets here: memory would have to be lacking when the parent takes its first lock, which is before the
+    // fork.
     if (TMasterTimer::fsLock.IsHeld())
         TMasterTimer::LoseThread();
     else

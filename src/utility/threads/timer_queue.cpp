@@ -29,6 +29,7 @@ void Unlink(TTimerRing &ring) noexcept {
 }
 
 std::uint64_t OrderOf(TTimerRing const *ring) noexcept {
+    // No test gets here: the cast tests for null, and a ring has no such pointer.
     return static_cast<TTimerLink const *>(ring)->order;
 }
 
@@ -136,6 +137,7 @@ void TTimerQueue::Advance(TPlace place) noexcept {
     TTimerRing &list = Unmark(place);
     for (TTimerRing *ring = list.previous; ring != &list;) {
         TTimerRing *const previous = ring->previous;
+        // No test gets here: the cast tests for null, and a ring has no such pointer.
         Place(*static_cast<TTimerLink *>(ring));
         ring = previous;
     }
@@ -193,6 +195,7 @@ TTimerLink *TTimerQueue::FirstOf(TPlace place) noexcept {
     if (fUnsorted & mark)
         Sort(list);
     fUnsorted &= ~mark;
+    // No test gets here: the cast tests for null, and a ring has no such pointer.
     auto *const first = static_cast<TTimerLink *>(list.next);
     if (first->due == Begin(place))
         return first;

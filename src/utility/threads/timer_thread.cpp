@@ -86,6 +86,7 @@ void TMasterTimer::Shutdown() noexcept {
     TReference<TMasterTimer> master;
     {
         TInsistentEntry const lock(fsLock);
+        // No test gets here: the lock of the timers would have to fail.
         if (!lock) // without the lock, another thread may be changing the state
             return;
         fsIsOver = true;
