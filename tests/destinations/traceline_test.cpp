@@ -187,3 +187,16 @@ TEST(MessageArguments, OfAnyNumberAreCopiedAndReplaced) {
         EXPECT_EQ(*copy[0].QueryString(), "last");
     }
 }
+
+TEST(TraceLine, WithoutAFormatHasNoText) {
+    TTracedText traced;
+    Write(static_cast<char const *>(nullptr));
+    EXPECT_EQ(traced.Take(), "E [file.cpp:7] \n");
+}
+
+TEST(TraceLine, ShowsLineNumbersOfMoreThan32Bits) {
+    TTracedText traced;
+    auto const line = static_cast<unsigned long>(0x100000007ull); // 7 if long has 32 bits
+    TTracePoint::Write(TTrace::error, fsCategory, {"src/file.cpp", line}, "%d", 17);
+    EXPECT_EQ(traced.Take(), sizeof line == 4 ? "E [file.cpp:7] 17\n" : "E [file.cpp:4294967303] 17\n");
+}

@@ -85,3 +85,28 @@ TEST(TracePlain, FileNamesOfEveryLengthAreShownWithoutTheirPath) {
         }
     }
 }
+
+TEST(TracePlain, WhatOnlyTheGeneralPrinterTakesIsTheSameInMessages) {
+    TTracedText traced;
+    traced.trace.AddCategory(TUtilityTraceCategory::Message, 0); // which reports the faults
+    Write("%d|%u", 2.5, 7u);
+    EXPECT_EQ(traced.Take(), "E [file.cpp:7] 0|7\n");
+    Write("%9$d|%2$d", 5, 6);
+    EXPECT_EQ(traced.Take(), "E [file.cpp:7] 0|6\n");
+    Write("%s", static_cast<char const *>(nullptr));
+    EXPECT_EQ(traced.Take(), "E [file.cpp:7] (null)\n");
+    for (char const *const format : {"%!$d|%d", "%x$d|%d", "%0$d|%d", "%d%", "%1$"}) {
+        Write(format, 5);
+        EXPECT_EQ(traced.Take(), std::string("E [file.cpp:7] ") + TTextMessage(format, 5).QueryMessage().data() + "\n")
+            << format;
+    }
+}
+
+TEST(TracePlain, ALongTextLeavesNoRoomForTheDirectivesAfterIt) {
+    TTracedText traced;
+    for (std::size_t length = 700; length < 1100; ++length) {
+        std::string const text(length, 'x');
+        Write((text + "%d%s|%x").c_str(), 17, "text", 255);
+        ASSERT_EQ(traced.Take(), "E [file.cpp:7] " + text + "17text|ff\n");
+    }
+}

@@ -75,6 +75,8 @@ TEST(TraceRecord, EveryLevelHasItsLetter) {
     }
     for (unsigned long mask : {0ul, 0x3ul, 0xCul, 0x3700ul, 0x7373Ful, 0x1000Ful, 0xFFFFFFFFul})
         EXPECT_EQ(TTrace::Base::LevelChar(mask), '?') << std::hex << mask;
+    // A level has 32 bits. If long has only 32 bits, this is the level 0.
+    EXPECT_EQ(TTrace::Base::LevelChar(static_cast<unsigned long>(0x100000000ull)), '?');
 }
 
 TEST(TraceRecord, LongPrefixHasDateTimeThreadAndLetter) {
@@ -264,11 +266,16 @@ TEST(TraceRecord, MessageWithoutTextGivesAnEmptyOne) {
 
 TEST(TTraceStream, WithoutAStreamNothingIsWritten) {
     TTraceStream trace;
+    auto const &destination = static_cast<TTraceStreamBase const &>(*trace.QueryPointer());
     EXPECT_EQ(trace.QueryLevel(), 0x1000Fu);
+    EXPECT_FALSE(destination.IsOpen());
     Entry(TTrace::error, "f", 1, "lost");
+    TTracePoint::Write(TTrace::error, fsCategory, {"f", 1}, "%s", "lost");
     std::ostringstream out;
     trace.SetStream(out);
     trace.SetDisplayPrefix(0);
+    EXPECT_TRUE(destination.IsOpen());
+    EXPECT_EQ(destination.QueryOpenError(), 0u);
     Entry(TTrace::error, "f", 1, "kept");
     EXPECT_EQ(out.str(), "E [f:1] kept\n");
 }
@@ -612,6 +619,19 @@ TEST(TraceFile, MayBeAPathOfAnyCharactersWhoseDirectoriesAreMade) {
         Entry(TTrace::error, "file", 1, text);
     }
     EXPECT_EQ(Content(path), "E [file:1] second\n");
+}
+
+TEST(TraceFile, OfAPathWithoutAFolderIsInTheCurrentFolder) {
+    TTempFolder const folder;
+    std::filesystem::path const before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.Native(""));
+    {
+        TTraceStream trace(std::filesystem::path("trace.log"));
+        trace.SetDisplayPrefix(0);
+        Entry(TTrace::error, "f", 1, "here");
+    }
+    std::filesystem::current_path(before);
+    EXPECT_EQ(Content(folder.Native("trace.log")), "E [f:1] here\n");
 }
 
 TEST(TraceFile, GivesItsPathBack) {

@@ -401,6 +401,21 @@ TEST(FactoryLibrary, MayHaveTheSystemsKindOfName) {
     capture.ExpectNone();
     EXPECT_NE(TTraceFactory::GetLoader()->Find("nativename"), nullptr);
 }
+
+TEST(FactoryLibrary, WithTheSystemsKindOfNameThatIsNoneIsWhatTheWordsAreAbout) {
+    TTempFolder const folder;
+    folder.AddFile("libspoiled.so", "This is no library.\n");
+    std::string const name = folder.Name("spoiled"); // no file has this name with ".dll"
+    TLoader loader;
+    TCapture capture;
+    EXPECT_EQ(loader.LoadDll(name.c_str()), 1);
+    ASSERT_EQ(capture.Entries().size(), 2u);
+    ExpectCannotLoad(capture.Entries()[0], name);
+    std::string const frame = "Unable to load Dll " + name + ": ";
+    std::string const &words = capture.Entries()[1].text;
+    EXPECT_EQ(words.substr(0, frame.size()), frame);
+    EXPECT_NE(words.find("/libspoiled.so"), std::string::npos) << words;
+}
 #endif
 
 TEST(FactoryLibrary, IsLoadedOnceWhoeverAsks) {

@@ -177,6 +177,20 @@ TEST_F(TDirectoryTest, AssignmentSharesAndClosesWhatWasOpen) {
     EXPECT_EQ(Texts(capture).size(), 1u); // of the copy, whose enumeration the assignment closed
 }
 
+TEST_F(TDirectoryTest, AssignmentOfACopyKeepsTheEnumerationThatBothShare) {
+    folder.AddFile("a");
+    folder.AddFile("b");
+    {
+        TDirectory first(folder.Name().c_str());
+        EXPECT_TRUE(first.FindFirst());
+        TDirectory second(first);
+        second = first;
+        EXPECT_TRUE(second.FindNext());
+        EXPECT_TRUE(first.FindNext().IsNull());
+    }
+    EXPECT_EQ(Texts(capture).size(), 1u); // of the second one's end, which came after the first one's
+}
+
 TEST_F(TDirectoryTest, ManyEnumerationsAreOpenAtOnce) {
     folder.AddFile("a");
     folder.AddFile("b");

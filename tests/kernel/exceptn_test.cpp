@@ -363,6 +363,8 @@ TEST(TExceptionCode, IsTheSystemsErrorIfTheSystemFailed) {
     EXPECT_STREQ(copy.systemText(), "mail.dll: wrong ELF class");
     EXPECT_FALSE(problem.setSystemError(0).code());
     EXPECT_STREQ(problem.what(), "A (TException, ID 17)");
+    EXPECT_FALSE(problem.setSystemError(0, "no symbol of this name").code()); // a loader that gives only words
+    EXPECT_STREQ(problem.what(), "A (TException, ID 17; system error 0: no symbol of this name)");
 }
 
 // A program's own operator, as programs have them from the time before the library had one.

@@ -406,6 +406,22 @@ TEST(TTrace, AnEntryWrittenByADestinationDoesNotRecurseForEver) {
     EXPECT_EQ(destination->count, 8);
 }
 
+TEST(TTrace, ATracePointThatADestinationReachesDoesNotRecurseForEver) {
+    class TChatty : public TTrace::Base {
+    public:
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
+            ++count;
+            TTracePoint::Write(TTrace::error, fsSession, "%d", count);
+        }
+        int count = 0;
+    };
+    TTrace chatty;
+    auto *const destination = new TChatty;
+    chatty.QueryPointer() = TTrace::Pointer(destination);
+    TTracePoint::Write(TTrace::error, fsSession, "%d", 0);
+    EXPECT_EQ(destination->count, 8);
+}
+
 TEST(TTrace, TheBaseItselfTakesEntriesAndDoesNothing) {
     class TBare : public TTrace::Base {};
     TTrace bare;

@@ -58,6 +58,15 @@ TEST(TraceException, TextsBeginWithTheNewestAndLocationsWithTheOldest) {
                              "  [two.cpp, 22] Two()");
 }
 
+TEST(TraceException, ALocationWithoutNamesHasOnlyItsLine) {
+    TException problem(nullptr, 255, TException::unrecoverable);
+    problem.addLocation(TExceptionLocation(nullptr, nullptr, 3));
+    EXPECT_EQ(Text(problem), "Exception TException, group unknown, error ID: 255 (xff), unrecoverable\n"
+                             "with the following text:\n"
+                             "at location:\n"
+                             "  [, 3]");
+}
+
 TEST(TraceException, NumbersAreWrittenTheSameInEveryLocale) {
     std::locale const before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
     std::string const text = Text(TException("x", 1234567, TException::recoverable));

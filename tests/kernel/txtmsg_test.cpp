@@ -506,3 +506,24 @@ TEST(TextMessage, UnknownArgumentInTheStreamIsReported) {
     EXPECT_EQ(message.QueryNumberArgs(), 0u);
     EXPECT_EQ(Text(message), "text");
 }
+
+TEST(TTextMessageBinary, IsWrittenWholeOrTheStreamFails) {
+    struct TLimited : std::streambuf {
+        explicit TLimited(std::size_t bytes) : room(bytes) {}
+        int_type overflow(int_type c) override { return room == 0 ? traits_type::eof() : (--room, c); }
+        std::size_t room;
+    };
+    TTextMessage const message("%s %s %d", "text", TString(u"wide"), 5);
+    std::ostringstream whole;
+    ToBinaryStream all(whole);
+    message.WriteToBinaryStream(all);
+    std::size_t const size = whole.str().size();
+    EXPECT_EQ(size, 100u);
+    for (std::size_t room = 0; room <= size; ++room) {
+        TLimited buffer(room);
+        std::ostream out(&buffer);
+        ToBinaryStream limited(out);
+        message.WriteToBinaryStream(limited);
+        EXPECT_EQ(out.fail(), room < size) << room;
+    }
+}

@@ -27,3 +27,8 @@ TEST(SystemError, TextIsCutToTheRoomThatThereIs) {
     EXPECT_EQ(platform::ErrorText(5, text, 1), 0u);
     EXPECT_STREQ(text, "");
 }
+
+TEST(SystemError, UnknownNumbersOfTheRuntimeHaveAText) {
+    EXPECT_STREQ(platform::RuntimeErrorText(987654321), "Unknown error");
+    EXPECT_GT(std::string(platform::RuntimeErrorText(2)).size(), 5u);
+}

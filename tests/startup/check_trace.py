@@ -135,6 +135,17 @@ with tempfile.TemporaryDirectory() as folder:
     lines = run(f"file({UNWRITABLE})")
     assert len(lines) == 1 and lines[0].startswith("Trace configuration: unable to write the file ("), lines
 
+# A destination that its library fails to make is told of in one line.
+for how, told in {"text": "no such place", "no text": "not opened", "standard": "no such file",
+                  "number": "not opened"}.items():
+    lines = run(f"failing[failing]({how})")
+    assert lines == [f'{VARIABLE}: {told}: "failing[failing]"'], (how, lines)
+# A destination of a library's own kind takes the faults of later configurations.
+lines = run("failing[failing](print),wa,,1", mode="faulty")
+assert 'printed: Trace configuration: unknown component "Prtocol"' in lines, lines
+assert "printed: Trace category TagVra not found" in lines, lines
+assert not any(line.startswith("Trace configuration") for line in lines), lines
+
 # A program with rights that its caller does not have does not do what the caller's environment says. Only root can make
 # one here, and only where the file system honours it; elsewhere the library's imports are looked at, see tests/platform/posix.
 with open(program, "rb") as file:

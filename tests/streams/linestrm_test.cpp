@@ -366,6 +366,20 @@ TEST(LineStream, TiedStreamOfTheSourceIsFlushedBeforeReading) {
     EXPECT_EQ(prompt.Syncs(), 1);
 }
 
+TEST(LineStream, NothingIsReadIfTheFlushOfATiedStreamThrows) {
+    struct TThrowing : std::stringbuf {
+        int sync() override { throw 17; }
+    } buffer;
+    std::ostream prompt(&buffer);
+    prompt.exceptions(std::ios::badbit);
+    std::istringstream source("answer\n");
+    source.tie(&prompt);
+    TiLineStream in(&source);
+    EXPECT_EQ(in.get(), fsEnd);
+    EXPECT_TRUE(source.bad());
+    EXPECT_EQ(source.rdbuf()->in_avail(), 7);
+}
+
 TEST(LineStream, FailedSinkShowsInItsOwnState) {
     support::TSplitSink sink(0, support::Failing::end, 2);
     ToLineStream out(&sink);

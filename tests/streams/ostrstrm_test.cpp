@@ -68,3 +68,17 @@ TEST(OStringStream, AnEmptyStreamHasABlock) {
     EXPECT_STREQ(out.str(), "abc");
     out.freeze(0);
 }
+
+TEST(OStringStream, TheBufferTakesAByteInItsRoomOrBeyond) {
+    struct TOpen : oStringStreamBuf {
+        using oStringStreamBuf::oStringStreamBuf;
+        using oStringStreamBuf::overflow;
+    } buffer(2);
+    EXPECT_EQ(buffer.overflow('a'), 'a'); // the first block is made
+    EXPECT_EQ(buffer.overflow('b'), 'b'); // within the block
+    EXPECT_EQ(buffer.overflow('c'), 'c'); // the block grows
+    EXPECT_NE(buffer.overflow(std::char_traits<char>::eof()), std::char_traits<char>::eof());
+    EXPECT_EQ(buffer.pcount(), 3);
+    EXPECT_EQ(std::string(buffer.str(), 3), "abc");
+    buffer.freeze(0);
+}

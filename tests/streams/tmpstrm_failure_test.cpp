@@ -180,6 +180,36 @@ TEST_F(TempFailure, FileThatDoesNotSeek) {
     EXPECT_EQ(All(stream), "0123456789");
 }
 
+TEST_F(TempFailure, WhatWasReadAheadStaysIfTheFileDoesNotSeekBack) {
+    fsOnly.room = 100;
+    TTempStream stream(4, "x", new TAtMost(0));
+    stream << "0123456789";
+    stream.seekg(0);
+    EXPECT_EQ(stream.get(), '0');
+    fsOnly.canSeek = false;
+    EXPECT_TRUE(stream.flush().bad());
+    stream.clear();
+    EXPECT_EQ(stream.get(), '1');
+    EXPECT_TRUE(stream.flush().good()); // nothing is ahead any more
+}
+
+TEST_F(TempFailure, ASinkThatIsFullEndsTheCopy) {
+    struct TFull : std::stringbuf {
+        std::streamsize xsputn(char const *bytes, std::streamsize count) override {
+            return str().empty() ? std::stringbuf::xsputn(bytes, count) : 0;
+        }
+    } sink;
+    fsOnly.room = 100;
+    TTempStream stream(4, "x", new TAtMost(0));
+    stream << "0123456789";
+    stream.seekg(0);
+    std::ostream out(&sink);
+    EXPECT_EQ(stream.rdbuf()->WriteTo(out), 4u);
+    EXPECT_TRUE(out.bad());
+    EXPECT_EQ(sink.str(), "0123");
+    EXPECT_EQ(All(stream), "0123456789");
+}
+
 TEST_F(TempFailure, FileThatCannotBeReadIsNotTakenForItsEndWhereItIsCopied) {
     fsOnly.room = 100;
     TTempStream stream(4, "x", new TAtMost(0));

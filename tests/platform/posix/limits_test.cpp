@@ -199,6 +199,22 @@ TEST(Enumeration, GoesOnIfItsFolderIsRenamedMeanwhile) {
     EXPECT_EQ(seen, (std::set<std::string>{"link/", "one", "two"}));
 }
 
+TEST(Enumeration, ListsALinkAsWhatItLeadsTo) {
+    TTempFolder const folder;
+    folder.AddFile("listed\\one");
+    folder.AddFolder("elsewhere");
+    std::filesystem::create_directory_symlink("../elsewhere", folder.Native("listed\\to_folder"));
+    std::filesystem::create_symlink("one", folder.Native("listed\\to_file"));
+    std::filesystem::create_symlink("nothing", folder.Native("listed\\to_nothing"));
+    TDirectory listed(folder.Name("listed").c_str());
+    int isDirectory = 0;
+    TString name;
+    std::set<std::string> seen;
+    for (TString path = listed.FindFirst(&isDirectory, &name); path; path = listed.FindNext(&isDirectory, &name))
+        seen.insert(std::string(static_cast<char const *>(name)) + (isDirectory ? "/" : ""));
+    EXPECT_EQ(seen, (std::set<std::string>{"one", "to_file", "to_folder/", "to_nothing"}));
+}
+
 #if !defined(__SANITIZE_ADDRESS__) &&                                                                                  \
     !defined(__SANITIZE_THREAD__) // a sanitizer needs more address space than any limit
 
