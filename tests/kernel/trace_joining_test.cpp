@@ -146,7 +146,7 @@ TEST(TTraceBase, MayBeWrittenToWhileAClassInBetweenIsUnderConstruction) {
 
 TEST(TTraceMake, TakesFinalClassesAndThoseThatJoinThemselves) {
     TTrace final = TTrace::Make<TLate>(false);
-    TTrace own = TTrace::Make<TCaptureDestination>(4, 8);
+    TTrace own = TTrace::Make<TCaptureDestination>(4u, 8u);
     Entry("heard");
     EXPECT_EQ(static_cast<TLate &>(*final.QueryPointer()).texts, TTexts{"heard"});
     EXPECT_EQ(static_cast<TCaptureDestination &>(*own.QueryPointer()).entries.size(), 1u);

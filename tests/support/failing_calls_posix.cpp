@@ -122,7 +122,9 @@ extern "C" {
 
 #pragma GCC visibility push(default)
 #pragma GCC diagnostic push
+#if !defined(__clang__) // which has no such warning
 #pragma GCC diagnostic ignored "-Wnonnull-compare"
+#endif
 
 int open(char const *path, int flags, ...) {
     std::va_list rest;
