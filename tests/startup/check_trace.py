@@ -148,9 +148,12 @@ assert not any(line.startswith("Trace configuration") for line in lines), lines
 
 # A program with rights that its caller does not have does not do what the caller's environment says. Only root can make
 # one here, and only where the file system honours it; elsewhere the library's imports are looked at, see tests/platform/posix.
-with open(program, "rb") as file:
-    is_sanitized = b"__asan_init" in file.read()  # its search for leaks cannot look into a program of somebody else's
-if not emulator and not is_sanitized and os.geteuid() == 0:
+with open(program, "rb") as file, open(sys.executable, "rb") as interpreter:
+    code = file.read()
+    is_sanitized = b"__asan_init" in code  # its search for leaks cannot look into a program of somebody else's
+    # If a program emulates the processor, the system may give it no rights that the emulated program has.
+    is_for_this_processor = code[18:20] == interpreter.read(20)[18:]
+if not emulator and is_for_this_processor and not is_sanitized and os.geteuid() == 0:
     with tempfile.TemporaryDirectory() as folder:
         os.chmod(folder, 0o755)
         raised = os.path.join(folder, "raised")
