@@ -47,7 +47,7 @@ if [ -z "$machine" ]; then
     export PKG_CONFIG_PATH="$work/prefix/$libdir/pkgconfig"
     [ "$(pkg-config --modversion tuzutil)" = "$(sed -n 's/.*VERSION_STRING "\(.*\)"/\1/p' "$work/prefix/include/tuzutil/RELEASE.h")" ]
     # shellcheck disable=SC2046 # the words are separate arguments
-    "${CXX:-g++}" "$source/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/build/by_pkg_config"
+    "${CXX:-g++}" -std=c++17 "$source/main.cpp" $(pkg-config --cflags --libs tuzutil) -o "$work/build/by_pkg_config"
     LD_LIBRARY_PATH="$work/prefix/$libdir" expect "$work/build/by_pkg_config"
 fi
 

@@ -1,5 +1,6 @@
 // Sizes and streams do not stand for each other.
 // error: invalid conversion from .*int.* to .*std::istream
+// clang++ error: no matching constructor for initialization of .TiLineStream
 #include "tuzutil/LINESTRM.h"
 
 void Use() {

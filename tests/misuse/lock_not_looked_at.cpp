@@ -1,5 +1,6 @@
 // Whoever tries to take a lock must look whether that succeeded.
 // error: ignoring return value of .*try_lock
+// clang++ error: ignoring return value of function declared with .nodiscard.
 #include "tuzutil/MUTEXSEM.h"
 
 #pragma GCC diagnostic error "-Wunused-result"

@@ -1,5 +1,6 @@
 // Messages have no order and no equality; their texts have.
 // error: use of deleted function .*operator==.*Message
+// clang++ error: overload resolution selected deleted operator .==
 #include "tuzutil/TXTMSG.h"
 
 bool Use(TTextMessage const &one, TTextMessage const &other) {

@@ -1,5 +1,6 @@
 // Numbers become text only as long and unsigned long.
 // error: use of deleted function .*TString::TString.int
+// clang++ error: call to deleted constructor of .TString
 #include "tuzutil/TSTRING.h"
 
 void Use() {

@@ -1,5 +1,6 @@
 // Zero must stay ambiguous: a null string and "0" are both near.
 // error: use of deleted function .*TString::TString.int
+// clang++ error: call to deleted constructor of .TString
 #include "tuzutil/TSTRING.h"
 
 void Use() {

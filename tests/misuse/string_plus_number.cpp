@@ -1,5 +1,6 @@
 // No pointer arithmetic by way of the conversions.
 // error: ambiguous overload for .*operator
+// clang++ error: use of overloaded operator .\+. is ambiguous
 #include "tuzutil/TSTRING.h"
 
 void Use() {

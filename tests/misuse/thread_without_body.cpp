@@ -1,5 +1,6 @@
 // TThread itself has no body: only objects of classes that derive from it can be made.
 // error: .*TThread::TThread.* is protected
+// clang++ error: calling a protected constructor of class .TThread
 #include "tuzutil/THREAD.h"
 
 class TFetch : public TThread {

@@ -1,5 +1,6 @@
 // A list of pointers to arguments holds pointers only: a value would end it.
 // error: no matching function for call to .*TTextMessage::Pointer.const TagVar
+// clang++ error: no matching function for call to .Pointer
 #include "tuzutil/TXTMSG.h"
 
 void Use() {

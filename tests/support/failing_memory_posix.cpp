@@ -14,9 +14,7 @@ void *__libc_realloc(void *, std::size_t) noexcept;
 void *__libc_memalign(std::size_t, std::size_t) noexcept;
 void __libc_free(void *) noexcept;
 
-} // extern "C"
-
-extern "C" {
+#pragma GCC visibility push(default)
 
 void *malloc(std::size_t size) noexcept {
     return memory::Allocated(size, [=] { return __libc_malloc(size); });
@@ -59,5 +57,7 @@ void free(void *block) noexcept {
     memory::NoteFree(block);
     __libc_free(block);
 }
+
+#pragma GCC visibility pop
 
 } // extern "C"
