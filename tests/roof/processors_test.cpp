@@ -124,6 +124,25 @@ TEST_P(Processor, FindsATextAtEveryPlaceAndNotASimilarOne) {
     }
 }
 
+// Long texts in which the first or the last byte of the wanted text is common, rare, or common in one part only.
+TEST_P(Processor, FindsATextWhoseBytesAreCommonOrRare) {
+    for (char const *const wanted : {"ex", "xe", "exyz", "zyxe", "xez", "zz"}) {
+        for (std::size_t const every : {1u, 2u, 50u, 200u, 700u, 3000u}) {
+            std::string text(9000, '-');
+            for (std::size_t at = 0; at < text.size(); at += every)
+                text[at] = at < 4000 ? wanted[std::strlen(wanted) - 1] : *wanted;
+            for (std::size_t at = 0; at <= text.size(); at += at < 400 || at > 8700 ? 1 : 97) {
+                std::string const whole = text.substr(0, at) + wanted + text.substr(at);
+                char const *const begin = whole.data();
+                for (std::size_t const end : {whole.size(), at + std::strlen(wanted), at + std::strlen(wanted) - 1})
+                    ASSERT_EQ(At(whole, wide_search::FindText(begin, begin + end, wanted, std::strlen(wanted))),
+                              At(whole.substr(0, end).find(wanted)))
+                        << wanted << ' ' << every << ' ' << at << ' ' << end;
+            }
+        }
+    }
+}
+
 // SkipBlocks() may leave a rest, which the caller searches.
 TEST_P(Processor, SkipsToABytesOfASetAtEveryPlace) {
     for (std::string const &set : {std::string("x"), std::string("xyz"), std::string("abcdefgx"),

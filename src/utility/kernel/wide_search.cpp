@@ -7,8 +7,12 @@
 #include "utility/kernel/ascii_case.h"
 #include "utility/kernel/byte_search.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #if defined(__SSE2__)
@@ -191,11 +195,49 @@ TUZUTIL_AVX2 THits NextHits(char const *from, char const *last, char const *text
     return {tail, tail + fsWidth, Mask32(hits(tail))};
 }
 
+// For each byte, how common it is in mail. The order is only a guess, and a wrong one costs only time.
+constexpr std::array<unsigned char, 256> fsCommonness = [] {
+    std::array<unsigned char, 256> table{};
+    unsigned char commonness = 0;
+    for (char const c :
+         std::string_view("?:;/QZXJKVWYUGPFMBHLDRCNSIOAET=_-.,\r\n9876543210zqxjkvbygpwfmucldrhsnioate "))
+        table[static_cast<unsigned char>(c)] = ++commonness;
+    return table;
+}();
+
+constexpr std::ptrdiff_t fsGroup = 4 * fsWidth; // the bytes that SkipWithout() tests at once
+
+// Skips groups of places from `from` to `last`, as long as no byte of the group that is `offset` bytes further on is
+// `c`. Returns the first place that it did not skip. REQUIRES: `offset` bytes after `last` can be read.
+TUZUTIL_AVX2 char const *SkipWithout(char const *from, char const *last, std::size_t offset, char c) noexcept {
+    __m256i const wanted = _mm256_set1_epi8(c);
+    auto const found = [&](char const *at) TUZUTIL_AVX2 { return _mm256_cmpeq_epi8(Load32(at + offset), wanted); };
+    if (last - from < fsGroup - 1 || Mask32(found(from)) != 0)
+        return from;
+    for (from = Aligned(from + offset + fsWidth) - offset; last - from >= fsGroup - 1; from += fsGroup) {
+        __m256i const half = _mm256_or_si256(found(from), found(from + fsWidth));
+        if (Mask32(_mm256_or_si256(half, _mm256_or_si256(found(from + 2 * fsWidth), found(from + 3 * fsWidth)))) != 0)
+            break;
+    }
+    return from;
+}
+
 // Returns the first occurrence of the text in the range, or null. REQUIRES: the text can begin at 32 places at least.
+//
+// The search for one byte of the text is more than twice as fast as that for two. So places without the rarer one of
+// the first and the last byte are skipped first. This does not pay if the byte is common in the range. Therefore it
+// ends if the byte was found without the other one more than eight times, and more often than once in 2 KiB.
 char const *FindWide(char const *from, char const *end, char const *text, std::size_t count) noexcept {
     char const *const last = end - count; // the last place at which the text can begin
-    while (from <= last) {
-        THits hits = NextHits(from, last, text, count);
+    auto const commonness = [=](std::size_t at) { return fsCommonness[static_cast<unsigned char>(text[at])]; };
+    std::size_t const rarer = commonness(0) < commonness(count - 1) ? 0 : count - 1;
+    char const *const begin = from;
+    for (std::ptrdiff_t inVain = 0; from <= last;) {
+        bool const skips = inVain <= 8 + (from - begin) / 2048;
+        if (skips)
+            from = SkipWithout(from, last, rarer, text[rarer]);
+        THits hits = NextHits(from, skips ? std::min(last, from + fsGroup - 1) : last, text, count);
+        inVain += hits.places == 0;
         from = hits.next;
         for (; hits.places; hits.places &= hits.places - 1) {
             char const *const candidate = hits.at + __builtin_ctzll(hits.places);
