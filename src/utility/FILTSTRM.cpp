@@ -134,7 +134,7 @@ std::streamsize TFilterStreamBuf::xsputn(char const *bytes, std::streamsize coun
         return 0;
     auto const given = static_cast<std::size_t>(count);
     bool const unbuffered = fControl.IsUnitBuffered();
-    // No test gets here: a program would have to clear std::unitbuf between a flush that fails and the next write.
+    // No test gets here: a derived class would have to set a new put area after a flush that fails.
     if (!unbuffered && !fKept && given <= static_cast<std::size_t>(epptr() - pptr())) {
         Append(bytes, given);
         return count;

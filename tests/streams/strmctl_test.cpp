@@ -356,6 +356,18 @@ TEST(StreamControl, FlushThatAUnitBufferedStreamMakesByItselfKeepsTheExceptionFo
     EXPECT_TRUE(out.bad());
 }
 
+TEST(StreamControl, ExceptionThatAFlushKeptArrivesInAStreamThatIsNoLongerUnitBuffered) {
+    std::ostringstream sink;
+    ToDotByteStream out(sink, 0);
+    out << "h\r\n\r";
+    out << std::unitbuf;
+    out.put('\n');
+    out << std::nounitbuf;
+    EXPECT_THROW(out.write("xyz", 3), TDotByteLinesException); // which has room in the put area
+    EXPECT_EQ(out.rdstate(), std::ios::goodbit);
+    EXPECT_EQ(sink.str(), "h\r\n\r\n.\r\n");
+}
+
 TEST(StreamControl, UnitBufferedInnerStreamIsFlushedAndItsExceptionArrives) {
     std::ostringstream sink;
     ToDotByteStream inner(sink, 1);
