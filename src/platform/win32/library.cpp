@@ -29,7 +29,6 @@ bool Prepare(std::uint64_t number) noexcept {
 
 // Returns whether the error is about a library that exists.
 bool IsAboutLibrary(DWORD error) noexcept {
-    // No test gets here: Wine reports only some of these errors.
     return error == ERROR_BAD_EXE_FORMAT || error == ERROR_EXE_MACHINE_TYPE_MISMATCH || error == ERROR_PROC_NOT_FOUND ||
            error == ERROR_INVALID_ORDINAL || error == ERROR_DLL_INIT_FAILED || error == ERROR_ACCESS_DENIED ||
            error == ERROR_SHARING_VIOLATION;
@@ -43,11 +42,9 @@ void WriteWords(platform::TLoaderWords &words, DWORD error, char const *name) no
     DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_ARGUMENT_ARRAY, nullptr, error,
                                   MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), words.text, sizeof words.text,
                                   reinterpret_cast<va_list *>(arguments));
-    // No test gets here: Wine has a text for each error of its loader.
     while (length && (words.text[length - 1] == '\n' || words.text[length - 1] == '\r'))
         --length;
     words.text[length] = '\0';
-    // No test gets here: Wine has a text for each error of its loader.
     words.isAboutLibrary = length > 0 && IsAboutLibrary(error);
 }
 
@@ -70,7 +67,6 @@ platform::Library *platform::OpenLibrary(char const *name, TLoaderWords *words) 
 std::size_t platform::LibraryName(Library *library, char *name, std::size_t size) noexcept {
     DWORD const length = GetModuleFileNameA(HandleOf(library), name, static_cast<DWORD>(size));
     name[size - 1] = '\0'; // if older systems cut a name, they write no zero
-    // No test gets here: the system knows each library that is loaded.
     return length ? strlen(name) : 0;
 }
 
