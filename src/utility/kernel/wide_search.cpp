@@ -225,15 +225,15 @@ TUZUTIL_AVX2 char const *SkipWithout(char const *from, char const *last, std::si
 // Returns the first occurrence of the text in the range, or null. REQUIRES: the text can begin at 32 places at least.
 //
 // The search for one byte of the text is more than twice as fast as that for two. So places without the rarer one of
-// the first and the last byte are skipped first. This does not pay if the byte is common in the range. Therefore it
-// ends if the byte has stopped it more than eight times, and more often than once in 2 KiB.
+// the first and the last byte are skipped first. This does not pay if the byte is common in the range. Therefore
+// nothing is skipped while there have been more blocks with hits than two, and one more for each 2 KiB.
 char const *FindWide(char const *from, char const *end, char const *text, std::size_t count) noexcept {
     char const *const last = end - count; // the last place at which the text can begin
     auto const commonness = [=](std::size_t at) { return fsCommonness[static_cast<unsigned char>(text[at])]; };
     std::size_t const rarer = commonness(0) < commonness(count - 1) ? 0 : count - 1;
     char const *const begin = from;
     for (std::ptrdiff_t stops = 0; from <= last; ++stops) {
-        bool const skips = stops <= 8 + (from - begin) / 2048;
+        bool const skips = stops <= 2 + (from - begin) / 2048;
         if (skips)
             from = SkipWithout(from, last, rarer, text[rarer]);
         THits hits = NextHits(from, skips ? std::min(last, from + fsGroup - 1) : last, text, count);
