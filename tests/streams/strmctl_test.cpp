@@ -363,7 +363,7 @@ TEST(StreamControl, ExceptionThatAFlushKeptArrivesInAStreamThatIsNoLongerUnitBuf
     out << std::unitbuf;
     out.put('\n');
     out << std::nounitbuf;
-    EXPECT_THROW(out.write("xyz", 3), TDotByteLinesException); // which has room in the put area
+    EXPECT_THROW(out.write("xyz", 3), TDotByteLinesException);
     EXPECT_EQ(out.rdstate(), std::ios::goodbit);
     EXPECT_EQ(sink.str(), "h\r\n\r\n.\r\n");
 }
