@@ -1,5 +1,6 @@
 // A text without a conversion before a text is the format of an entry, not the name of a source file.
 // error: AFileNameStandsBeforeAFormat
+// clang++ error: none
 #include "tuzutil/TRACEP.h"
 
 void Use(TTrace::Category const &category, char const *name) {

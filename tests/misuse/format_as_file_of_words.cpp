@@ -1,5 +1,6 @@
 // A text that is no sentence and has no extension is not the name of a source file either.
 // error: AFileNameStandsBeforeAFormat
+// clang++ error: none
 #include "tuzutil/TRACEP.h"
 
 void Use(TTrace::Category const &category, char const *name) {

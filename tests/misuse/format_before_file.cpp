@@ -1,5 +1,6 @@
 // A format does not stand where the name of the file may stand.
 // error: AnArgumentIsNotUsed
+// clang++ error: none
 #include "tuzutil/TRACEP.h"
 
 void Use(TTrace::Category const &category, char const *name) {

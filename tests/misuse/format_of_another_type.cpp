@@ -1,5 +1,6 @@
 // A literal format fits the types of the arguments.
 // error: AConversionDoesNotFitItsArgument
+// clang++ error: none
 #include "tuzutil/TRACEP.h"
 
 #include <cstddef>

@@ -1,5 +1,6 @@
 // A literal format has known conversions only.
 // error: TheConversionIsUnknown
+// clang++ error: none
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number) {

@@ -1,5 +1,6 @@
 // Every argument of a literal format is used.
 // error: AnArgumentIsNotUsed
+// clang++ error: none
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number) {

@@ -1,5 +1,6 @@
 // Every conversion of a literal format has its argument.
 // error: AConversionHasNoArgument
+// clang++ error: none
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number) {

@@ -1,5 +1,6 @@
 // A width is an integer.
 // error: AWidthIsNotAnInteger
+// clang++ error: none
 #include "tuzutil/TXTMSG.h"
 
 TTextMessage Make(int number, char const *text) {
