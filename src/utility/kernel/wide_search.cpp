@@ -226,7 +226,8 @@ TUZUTIL_AVX2 char const *SkipWithout(char const *from, char const *last, std::si
 //
 // The search for one byte of the text is more than twice as fast as that for two. So places without the rarer one of
 // the first and the last byte are skipped first. This does not pay if the byte is common in the range. Therefore
-// nothing is skipped while there have been more blocks with hits than two, and one more for each 2 KiB.
+// the byte may stop the skipping twice, and once more for each 2 KiB. If it does so more often, both bytes are compared
+// at every place.
 char const *FindWide(char const *from, char const *end, char const *text, std::size_t count) noexcept {
     char const *const last = end - count; // the last place at which the text can begin
     auto const commonness = [=](std::size_t at) { return fsCommonness[static_cast<unsigned char>(text[at])]; };
