@@ -53,7 +53,6 @@ bool IsThere(Mutex const *mutex) noexcept {
 // owner. This does no harm, because the number of a thread is never used for another thread.
 void NoteLocked(Mutex &mutex, TWaitResult result) noexcept {
     TThreadRecord const *const self = platform::ThisThread();
-    // No test gets here: memory would have to be lacking for the record of the thread.
     std::uint32_t const number = self ? self->Number() : 0;
     if (result == TWaitResult::done && number != 0 && mutex.owner.load(std::memory_order_relaxed) == number) {
         ++mutex.depth;
@@ -136,7 +135,6 @@ TWaitPlace *TakeSpare() noexcept {
 
 TWaitPlace *NewPlace() noexcept {
     HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-    // No test gets here: the system would have to lack events, or memory for the place of one.
     auto *const place = event ? new (std::nothrow) TWaitPlace{event, nullptr} : nullptr;
     // No test gets here: memory would have to be lacking for the place and not for its event.
     if (event && !place) {
@@ -155,7 +153,6 @@ TWaitPlace *PlaceIn(std::atomic<TWaitPlace *> &ofLock) noexcept {
     TWaitPlace *fresh = TakeSpare();
     if (!fresh)
         fresh = NewPlace();
-    // No test gets here: the system would have to lack events.
     if (!fresh || ofLock.compare_exchange_strong(present, fresh, std::memory_order_acq_rel))
         return fresh;
     GiveBack(fresh); // another thread was first
@@ -253,7 +250,6 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 // the same.
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     TWaitPlace const *const place = PlaceIn(fPlace);
-    // No test gets here: the system would have to lack events.
     if (!place)
         return TWaitResult::failed;
     TDeadline const deadline(milliseconds);
@@ -274,7 +270,6 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
             return TWaitResult::timedOut;
         HANDLE const handles[] = {place->event, holder.Handle()};
         DWORD const count = holder.Handle() ? 2 : 1;
-        // No test gets here: the handles are valid, so the wait does not fail.
         if (WaitForMultipleObjects(count, handles, FALSE, remaining) == WAIT_FAILED)
             return TWaitResult::failed;
     }
