@@ -24,7 +24,6 @@ constinit std::atomic<bool> fsForgotten{false};
 constinit TThreadRecord fsUnloading{0xFFFFFFFF, 0};
 
 void StoreInSlot(TStackRecord *record) noexcept {
-    // No test gets here: the first 64 slots of the process would have to be taken.
     if (DWORD const slot = fsSlot; slot < fsSlots)
         TlsSetValue(slot, record);
 }
@@ -50,7 +49,6 @@ void WINAPI EndOfThread(void *record) noexcept {
 // their records in fiber-local storage.
 void ChooseSlot() noexcept {
     DWORD const slot = TlsAlloc();
-    // No test gets here: the first 64 slots of the process would have to be taken.
     if (slot < fsSlots)
         fsSlot = slot;
     else
