@@ -60,7 +60,58 @@ void WINAPI TriesToLock(void *argument) {
     SwitchToFiber(shared.first);
 }
 
+// A thread that takes a lock, becomes a fiber, and runs on another fiber while its first fiber is deleted.
+struct TDeleted {
+    TMutexSemaphore ofFirst;
+    TMutexSemaphore ofOther;
+    TMutexSemaphoreEntry *taken = nullptr; // by the first fiber, which cannot release it
+    void *first = nullptr;
+    HANDLE const isOnOther = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    HANDLE const isDeleted = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    TMutexSemaphore::EState states[2] = {TMutexSemaphore::Error, TMutexSemaphore::Error};
+};
+
+void WINAPI OutlivesTheFirst(void *argument) {
+    auto &shared = *static_cast<TDeleted *>(argument);
+    SetEvent(shared.isOnOther);
+    WaitForSingleObject(shared.isDeleted, INFINITE);
+    shared.states[0] = TMutexSemaphoreEntry(shared.ofFirst, 0).State();
+    shared.states[1] = TMutexSemaphoreEntry(shared.ofOther, 0).State();
+    ExitThread(7);
+}
+
+DWORD WINAPI BecomesAFiber(void *argument) {
+    auto &shared = *static_cast<TDeleted *>(argument);
+    shared.taken = new TMutexSemaphoreEntry(shared.ofFirst, 0);
+    shared.first = ConvertThreadToFiber(nullptr);
+    SwitchToFiber(CreateFiber(0, OutlivesTheFirst, &shared));
+    return 1; // not reached
+}
+
 } // namespace
+
+// The deleted fiber gives its lock up, and the thread, which had the same record, does not hold the lock either.
+TEST(Fiber, ThatAnotherThreadDeletesGivesItsLockUp) {
+    TDeleted shared;
+    HANDLE const thread = CreateThread(nullptr, 0, BecomesAFiber, &shared, 0, nullptr);
+    WaitForSingleObject(shared.isOnOther, INFINITE);
+    EXPECT_EQ(shared.taken->State(), TMutexSemaphore::Locked);
+    DeleteFiber(shared.first);
+    {
+        TMutexSemaphoreEntry const lock(shared.ofFirst, 0);
+        EXPECT_EQ(lock.State(), TMutexSemaphore::Locked);
+        EXPECT_TRUE(lock.WasAbandoned());
+        SetEvent(shared.isDeleted);
+        EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+    }
+    DWORD code = 0;
+    GetExitCodeThread(thread, &code);
+    EXPECT_EQ(code, 7u);
+    EXPECT_EQ(shared.states[0], TMutexSemaphore::TimedOut);
+    EXPECT_EQ(shared.states[1], TMutexSemaphore::Locked);
+    for (HANDLE const handle : {thread, shared.isOnOther, shared.isDeleted})
+        CloseHandle(handle);
+}
 
 TEST(Fiber, DoesNotHoldTheLockOfAnotherFiberOfItsThread) {
     TConverted shared;
