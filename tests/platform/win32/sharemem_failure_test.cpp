@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <windows.h>
 
 namespace {
@@ -134,5 +135,47 @@ TEST_F(SharedMemoryFailure, ALocalNameHasTheMutexOfThePlainOne) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_BAD_LENGTH});
     platform::CloseSharedMemory(local, local->view);
     platform::CloseSharedMemory(block, first);
+    ExpectNothingLeft();
+}
+
+// A thread that ended while it filled a block has left it unfinished, and the process still has the block open.
+TEST_F(SharedMemoryFailure, AnUnfinishedBlockOfAThreadThatEndedIsNotOpened) {
+    Block *left = nullptr;
+    void *ofLeft = nullptr;
+    std::thread([&] { left = platform::OpenOrCreateSharedMemory(name.c_str(), 100, ofLeft, isNew); }).join();
+    ASSERT_NE(left, nullptr);
+    EXPECT_EQ(Open(), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+    std::thread closer([&] {
+        Sleep(50);
+        platform::CloseSharedMemory(left, ofLeft);
+    });
+    Block *const block = OpenOrCreate(); // waits until the unfinished block is gone
+    closer.join();
+    ASSERT_NE(block, nullptr);
+    EXPECT_TRUE(isNew);
+    EXPECT_TRUE(platform::PublishSharedMemory(block));
+    platform::CloseSharedMemory(block, view);
+    ExpectNothingLeft();
+}
+
+// A block without a footer may be one whose maker ended at once, or a plain block. A plain block stays.
+TEST_F(SharedMemoryFailure, APlainBlockIsOpenedAlsoAfterAMakerEnded) {
+    Block *const plain = platform::CreateSharedMemory(name.c_str(), 10000, view);
+    ASSERT_NE(plain, nullptr);
+    memcpy(view, "mail", 5);
+    void *const ofPlain = view;
+    for (bool const makes : {false, true}) {
+        HANDLE left = nullptr; // the mutex of a maker that ended
+        std::thread([&] { left = TMaking(name.c_str(), true).Take(); }).join();
+        ASSERT_NE(left, nullptr);
+        Block *const block = makes ? OpenOrCreate() : Open();
+        ASSERT_NE(block, nullptr) << makes;
+        EXPECT_FALSE(isNew);
+        EXPECT_STREQ(static_cast<char const *>(view), "mail");
+        platform::CloseSharedMemory(block, view);
+        CloseHandle(left);
+    }
+    platform::CloseSharedMemory(plain, ofPlain);
     ExpectNothingLeft();
 }
