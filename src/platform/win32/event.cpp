@@ -37,17 +37,20 @@ void Find(HMODULE library, char const *name, Function &function) noexcept {
     function = reinterpret_cast<Function>(reinterpret_cast<void *>(GetProcAddress(library, name)));
 }
 
+TWordWaiting FindWords() noexcept {
+    TWordWaiting found;
+    // No test gets here: the suite event_failure never has the library, and every other program has it.
+    if (HMODULE const library = GetModuleHandleA("kernelbase.dll")) {
+        Find(library, "WaitOnAddress", found.wait);
+        Find(library, "WakeByAddressAll", found.wakeAll);
+    }
+    // No test gets here: no system has only one of the functions.
+    return found.wait && found.wakeAll ? found : TWordWaiting{};
+}
+
 TWordWaiting const &Words() noexcept {
-    static TWordWaiting const words = [] {
-        TWordWaiting found;
-        // No test gets here: the suite event_failure never has the library, and every other program has it.
-        if (HMODULE const library = GetModuleHandleA("kernelbase.dll")) {
-            Find(library, "WaitOnAddress", found.wait);
-            Find(library, "WakeByAddressAll", found.wakeAll);
-        }
-        // No test gets here: no system has only one of the functions.
-        return found.wait && found.wakeAll ? found : TWordWaiting{};
-    }();
+    // No test gets here: two threads would have to look for the functions first in one moment.
+    static TWordWaiting const words = FindWords();
     return words;
 }
 
