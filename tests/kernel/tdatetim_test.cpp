@@ -274,10 +274,15 @@ TEST(TDateTime, QueryStringKnowsWeeksThatBelongToAnotherYear) {
     EXPECT_EQ(Format(TimeOf(Record(2006, 0, 1)), "%G %g %V"), "2005 05 52");
     EXPECT_EQ(Format(TimeOf(Record(2007, 11, 31)), "%G %g %V"), "2008 08 01");
     EXPECT_EQ(Format(TimeOf(Record(2008, 11, 28)), "%G %g %V"), "2008 08 52");
+    EXPECT_EQ(Format(TimeOf(Record(2000, 0, 2)), "%G %g %V"), "1999 99 52");
+    EXPECT_EQ(Format(TimeOf(Record(2000, 11, 31)), "%G %g %V"), "2000 00 52");
+    EXPECT_EQ(Format(TimeOf(Record(2001, 0, 1)), "%G %g %V"), "2001 01 01"); // 2000 was a leap year
 }
 
 TEST(TDateTime, QueryStringKeepsConversionsThatDoNotExist) {
     EXPECT_EQ(Format(0, "a%"), "a%");
+    EXPECT_EQ(Format(0, "a%E"), "a%E");
+    EXPECT_EQ(Format(0, "a%O"), "a%O");
     EXPECT_EQ(Format(0, "%Q%Y"), "%Q1970");
 }
 

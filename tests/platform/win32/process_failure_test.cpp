@@ -102,6 +102,18 @@ TEST_F(SystemFailure, TheZoneIsThatOfTheTimeInForce) {
     }
 }
 
+TEST_F(SystemFailure, ATimeBeyondTheRangeOfTheRuntimeHasNoRecord) {
+    std::tm record{};
+    EXPECT_TRUE(platform::UtcRecord(4102444800, record)); // 1 January 2100
+    EXPECT_EQ(record.tm_year, 200);
+    EXPECT_EQ(ClassicFormat("%G %V", record), "2099 53");
+    EXPECT_TRUE(platform::UtcRecord(7289568000, record)); // 31 December 2200, which is no leap year
+    EXPECT_EQ(ClassicFormat("%G %V", record), "2201 01");
+    for (std::int64_t const time : {std::int64_t{-1}, INT64_MAX})
+        EXPECT_FALSE(platform::UtcRecord(time, record)) << time;
+    EXPECT_EQ(record.tm_year, 300); // unchanged
+}
+
 TEST_F(SystemFailure, AVariableMayChangeWhileItIsRead) {
     EXPECT_EQ(Variable({"text"}), "text");
     EXPECT_EQ(Variable({"text", "a longer text"}), "a longer text");

@@ -16,7 +16,9 @@ struct TSystem {
     DWORD mostWritten = 0xFFFFFFFF; // by one call
     DWORD roomLeft = 0xFFFFFFFF;    // on the disk
     bool reads = true;
-    bool mayRead = true; // whether a file may be opened for reading
+    bool hasBytes = true; // whether a read returns any bytes
+    bool seeks = true;    // back from the end of a file
+    bool mayRead = true;  // whether a file may be opened for reading
 } fsSystem;
 
 BOOL WINAPI WriteSome(HANDLE file, void const *bytes, DWORD count, DWORD *done, OVERLAPPED *overlapped) {
@@ -32,7 +34,11 @@ BOOL WINAPI WriteSome(HANDLE file, void const *bytes, DWORD count, DWORD *done, 
 }
 
 BOOL WINAPI ReadSome(HANDLE file, void *bytes, DWORD count, DWORD *done, OVERLAPPED *overlapped) {
-    return fsSystem.reads && ReadFile(file, bytes, count, done, overlapped);
+    return fsSystem.reads && ReadFile(file, bytes, fsSystem.hasBytes ? count : 0, done, overlapped);
+}
+
+BOOL WINAPI SeekSome(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD from) {
+    return (fsSystem.seeks || from != FILE_BEGIN) && SetFilePointerEx(file, distance, position, from);
 }
 
 HANDLE WINAPI OpenSome(char const *name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security, DWORD how,
@@ -49,7 +55,9 @@ HANDLE WINAPI OpenSome(char const *name, DWORD access, DWORD sharing, LPSECURITY
 #define WriteFile WriteSome
 #define ReadFile ReadSome
 #define CreateFileA OpenSome
+#define SetFilePointerEx SeekSome
 #include "platform/win32/trace_file.cpp"
+#undef SetFilePointerEx
 #undef CreateFileA
 #undef ReadFile
 #undef WriteFile
@@ -120,16 +128,27 @@ TEST_F(TraceFileFailure, WithoutReadingTheEndOfASharedFileRecordsAreAppended) {
     EXPECT_TRUE(Write(file, "one\n"));
     platform::CloseTraceFile(file);
     EXPECT_EQ(Content(), "cut\r\none\r\n");
-    for (bool const mayRead : {true, false}) {
+    for (bool TSystem::*const works : {&TSystem::reads, &TSystem::hasBytes, &TSystem::seeks, &TSystem::mayRead}) {
         std::ofstream(path, std::ios::binary) << "cut";
-        fsSystem.reads = false;
-        fsSystem.mayRead = mayRead;
+        fsSystem = TSystem();
+        fsSystem.*works = false;
         file = Open(TTraceFileUse::joined);
         ASSERT_NE(file, nullptr);
         EXPECT_TRUE(Write(file, "one\n"));
         platform::CloseTraceFile(file);
-        EXPECT_EQ(Content(), "cutone\r\n") << mayRead;
+        EXPECT_EQ(Content(), "cutone\r\n");
     }
+}
+
+TEST_F(TraceFileFailure, ASharedFileThatIsEmptiedInTheMiddleOfALineBeginsAnew) {
+    platform::TraceFile *const file = Open(TTraceFileUse::joined);
+    ASSERT_NE(file, nullptr);
+    EXPECT_TRUE(Write(file, "cut"));
+    std::ofstream(path, std::ios::binary | std::ios::trunc).close();
+    EXPECT_EQ(Content(), "");
+    EXPECT_TRUE(Write(file, "one\n"));
+    platform::CloseTraceFile(file);
+    EXPECT_EQ(Content(), "one\r\n");
 }
 
 TEST_F(TraceFileFailure, AFileThatCannotBeOpenedIsNull) {
