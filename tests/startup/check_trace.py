@@ -117,10 +117,14 @@ with tempfile.TemporaryDirectory() as folder:
         for text in ALL:
             assert sum(line.endswith(text) for line in lines) == 1, (text, lines)
 
-        # Threads that write while the program ends neither hold it up nor bring it down, and leave no half line.
+        # Threads that write while the program ends neither hold it up nor bring it down, and leave no half line. But if
+        # the system ends a thread in a call that writes, it may stop after any page of the file.
         for _ in range(10):
             assert run(f"{keyword}({native})", mode="threads") == []
+            is_cut = os.path.getsize(name) % 4096 == 0
             lines = traced()
+            if is_cut:
+                lines.pop()
             assert len(lines) >= 100, len(lines)
             for line in lines:
                 assert re.fullmatch(r"[0-9/:.-]+ [0-9A-F:]+ E \[traced.cpp:1\] [a-z ]+ \d", line), line

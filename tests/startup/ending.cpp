@@ -1,0 +1,99 @@
+// ending WAY: a program in which one thread ends the process while other threads use the library. It prints "ends"
+// first.
+//   exit, quick_exit, _Exit    ends with the status 7 by that function
+//   abort                      ends by abort()
+//   throw                      an exception leaves the thread's function
+//   main                       main() returns 7
+
+#include "tuzutil/tuzutil.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace {
+
+// The objects that threads use until the process ends. They are never destroyed.
+struct TShared {
+    TMutexSemaphore lock;
+    TReference<TSemaphore> const event{new TSemaphore};
+    TTimer timer{event};
+    std::atomic<int> rounds{0};
+};
+
+TShared &Shared() {
+    static auto &shared = *new TShared;
+    return shared;
+}
+
+TTrace::Category const &Traced() {
+    static auto &category = *new TTrace::Category(8, "Ending");
+    return category;
+}
+
+// A static object of the program, which uses the library when it is constructed and destroyed.
+struct TStatic {
+    TStatic() { Use("constructed"); }
+    ~TStatic() { Use("destroyed"); }
+
+    static void Use(char const *what) {
+        TMutexSemaphore lock;
+        TMutexSemaphoreEntry const entry(lock, TMutexSemaphore::fsInfinite);
+        TTracePoint::Write(TTrace::error, Traced(), {"ending.cpp", 1}, "%s", what);
+    }
+} fsStatic;
+
+void Work(int number) {
+    TShared &shared = Shared();
+    for (;;) {
+        {
+            TMutexSemaphoreEntry const entry(shared.lock, TMutexSemaphore::fsInfinite);
+            shared.timer.Set(std::chrono::milliseconds(1));
+        }
+        TReference<TSemaphore> const event(new TSemaphore);
+        TTimer timer(event);
+        timer.Set(std::chrono::milliseconds(number % 2));
+        if (number % 2 != 0)
+            event->Wait(10);
+        TTracePoint::Write(TTrace::error, Traced(), {"ending.cpp", 1}, "round of thread %d", number);
+        ++shared.rounds;
+    }
+}
+
+void End(std::string const &way) {
+    while (Shared().rounds < 200)
+        std::this_thread::yield();
+    std::puts("ends");
+    std::fflush(stdout);
+    if (way == "exit")
+        std::exit(7);
+#if !defined(_WIN32)
+    if (way == "quick_exit")
+        std::quick_exit(7);
+#endif
+    if (way == "_Exit")
+        std::_Exit(7);
+    if (way == "abort")
+        std::abort();
+    if (way == "throw")
+        throw TInvalidRequest("the end of a thread", 1, TException::unrecoverable);
+}
+
+} // namespace
+
+int main(int, char **arguments) {
+    std::string const way = arguments[1];
+    for (int i = 0; i < 4; ++i)
+        std::thread(Work, i).detach();
+    if (way == "main") {
+        End(way);
+        return 7;
+    }
+    std::thread(End, way).join();
+    return 1;
+}
