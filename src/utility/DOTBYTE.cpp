@@ -40,6 +40,7 @@ constexpr std::uint32_t fsAreaSize = 1024; // bytes of the get area and of the p
 // body with a limit of lines would be written more slowly.
 [[gnu::noinline]] bool StoreLines(std::ostream &sink, char const *bytes, std::size_t count,
                                   bool isAtLineStart) noexcept {
+    // No test gets here: more than 1 GiB would have to be written in one call.
     if (count > TBufferArea::fsMostAtOnce)
         return false;
     std::streambuf *const area = sink_writer::AreaFor(sink, 1 + count + count / 2);

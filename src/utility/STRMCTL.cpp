@@ -45,7 +45,7 @@ std::shared_ptr<TStreamLink> const &TStreamControl::Link() {
 }
 
 void TStreamLink::Hold() noexcept {
-    if (fHolds++ != 0 || !fStream)
+    if (fHolds++ != 0)
         return;
     fMaskBefore = fStream->exceptions() & fsBits;
     fStateBefore = fStream->rdstate() & fsBits;

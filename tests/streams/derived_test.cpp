@@ -9,9 +9,12 @@
 #include "tuzutil/OSTRSTRM.h"
 #include "tuzutil/TMPSTRM.h"
 
+#include "support/streams.h"
+
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -52,6 +55,33 @@ std::string Kept(Arguments &&...arguments) {
     stream >> word;
     EXPECT_EQ(stream.own, 17);
     return word;
+}
+
+// A buffer that can give bytes of its own, before it goes on with those of its source.
+template <typename Buf>
+class TInserting : public Buf {
+public:
+    using Buf::Buf;
+    void Insert(std::string const &bytes) {
+        fOwn = bytes;
+        this->setg(fOwn.data(), fOwn.data(), fOwn.data() + fOwn.size());
+    }
+
+private:
+    std::string fOwn;
+};
+
+// Reads the first line of the source, and interrupts the second. Returns what is read at once after that.
+template <typename Buf, typename... Before>
+std::string ReadAfterInterruption(Before... before) {
+    support::TSplitSource source("one\r\ntwo\r\nthree\r\nfour\r\n", support::fsAll, support::Failing::throws, 7);
+    source.exceptions(std::ios::badbit);
+    TInserting<Buf> buffer(before..., source);
+    EXPECT_THROW(support::ReadBytes(buffer), std::runtime_error);
+    source.clear();
+    EXPECT_EQ(source.peek(), 'o'); // the rest of the second line, and the lines after it, are in the source's area
+    buffer.Insert("own\r\n");
+    return support::ReadRuns(buffer, 100);
 }
 
 struct TConnection {
@@ -95,6 +125,40 @@ TEST(DerivedStream, ReadsSeveralSources) {
     EXPECT_EQ(Word<TiConcatStream>(0, sources, 1ul), "word");
     sources[0] = &six.source;
     EXPECT_EQ(Word<TiConcatStream>(0, 100ul, sources, 1ul), "word");
+}
+
+TEST(DerivedBuffer, DeliversAnInterruptedLineWholeAfterBytesOfItsOwn) {
+    std::string const expected = "own\r\ntwo\r\nthree\r\nfour\r\n";
+    EXPECT_EQ(ReadAfterInterruption<TDotByteStreamBuf>(), expected);
+    EXPECT_EQ(ReadAfterInterruption<TConcatStreamBuf>(1), expected);
+    support::TSplitSource source("one\ntwo\nthree\n", support::fsAll, support::Failing::throws, 5);
+    source.exceptions(std::ios::badbit);
+    TInserting<TLineStreamBuf> lines(&source);
+    EXPECT_THROW(support::ReadBytes(lines), std::runtime_error);
+    source.clear();
+    EXPECT_EQ(source.peek(), 'w');
+    lines.Insert("own\n");
+    EXPECT_EQ(support::ReadRuns(lines, 100), "own\ntwo\nthree\n");
+}
+
+TEST(DerivedBuffer, ReadsNothingBeyondTheEndAfterBytesOfItsOwn) {
+    std::istringstream body("Hello\r\n.\r\nQUIT\r\n");
+    TInserting<TDotByteStreamBuf> dots(body);
+    EXPECT_EQ(support::ReadBytes(dots), "Hello\r\n");
+    dots.Insert("own\r\n");
+    EXPECT_EQ(support::ReadRuns(dots, 100), "own\r\n");
+    std::string next;
+    body >> next;
+    EXPECT_EQ(next, "QUIT");
+    std::ostringstream sink;
+    TInserting<TDotByteStreamBuf> writer(sink);
+    writer.Insert("own\r\n");
+    EXPECT_EQ(support::ReadRuns(writer, 100), "own\r\n");
+    std::istringstream first("one\n"), second("two\n");
+    TInserting<TConcatStreamBuf> both(0, first, second);
+    EXPECT_EQ(support::ReadBytes(both), "one\ntwo\n");
+    both.Insert("own\n");
+    EXPECT_EQ(support::ReadRuns(both, 100), "own\n");
 }
 
 TEST(DerivedStream, KeepsWhatIsWritten) {

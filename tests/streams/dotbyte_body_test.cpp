@@ -195,6 +195,18 @@ TEST(DotByteBody, UseCrLfEndsEveryLineWithBoth) {
     EXPECT_EQ(EndedWithCrLf(""), ".\r\n");
 }
 
+TEST(DotByteBody, UseCrLfEndsALineOnceIfItsTwoBytesComeInTwoWrites) {
+    std::ostringstream sink;
+    ToDotByteStream out(sink);
+    out.UseCrLf();
+    out << "a\r" << std::flush;
+    EXPECT_EQ(sink.str(), "a\r\n");
+    out << "\n" << std::flush; // nothing is left to send
+    EXPECT_EQ(sink.str(), "a\r\n");
+    out << ".\n" << std::flush;
+    EXPECT_EQ(sink.str(), "a\r\n..\r\n");
+}
+
 TEST(DotByteBody, UseCrLfCountsLinesAsTheyAreSent) {
     std::ostringstream sink;
     ToDotByteStream out(sink, 1);

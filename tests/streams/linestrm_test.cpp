@@ -320,6 +320,9 @@ TEST(LineStream, InitAttachesOneSideAndClearsTheOther) {
     EXPECT_EQ(buffer.Piece(), "three\n");
     EXPECT_EQ(buffer.PutRoom(), 300);
     EXPECT_EQ(buffer.QueryLinesRead(), 2u);
+    buffer.Init(static_cast<std::iostream *>(nullptr));
+    EXPECT_EQ(buffer.underflow(), fsEnd);
+    EXPECT_EQ(buffer.overflow('x'), fsEnd);
 }
 
 TEST(LineStream, CloseDropsTheStorageAndTheNextUseTakesItAgain) {

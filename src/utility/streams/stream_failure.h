@@ -22,7 +22,7 @@ public:
     explicit TStreamLink(std::ios *stream) noexcept : fStream(stream) {}
 
     void Cut() noexcept { fStream = nullptr; } // called before the stream is destroyed
-    void Hold() noexcept;                      // lets exceptions through
+    void Hold() noexcept;                      // lets exceptions through; REQUIRES: Cut() was not called
     void Release() noexcept;                   // restores the stream when it has been called as many times as Hold()
 
 private:
