@@ -140,11 +140,16 @@ TString Joined(TFileName const &first, TFileName const &second) {
     return first + static_cast<TString const &>(second);
 }
 
+// Joins two names of any encodings. If the encodings differ, the result is in Unicode.
+TString Combined(TFileName const &first, TFileName const &second) {
+    if (first.QueryType() == second.QueryType())
+        return Joined(first, second);
+    return Joined(first.QueryNameUnicode(), second.QueryNameUnicode());
+}
+
 } // namespace
 
-TFileName::TFileName(TFileName const &first, TFileName const &second)
-    : TString(first.QueryType() == second.QueryType() ? Joined(first, second)
-                                                      : Joined(first.QueryNameUnicode(), second.QueryNameUnicode())) {}
+TFileName::TFileName(TFileName const &first, TFileName const &second) : TString(Combined(first, second)) {}
 
 TFileName TFileName::FromNative(char const *name) {
     if (name && !platform::HasLibraryForm(name))

@@ -4,6 +4,7 @@
 #include "tuzutil/MEMSTRM.h"
 
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -69,7 +70,7 @@ int TMemStreamBuf::extend() {
     }
     TMemStreamBuffer *block;
     try {
-        block = new TMemStreamBuffer(fBlockSize);
+        block = std::make_unique<TMemStreamBuffer>(fBlockSize).release();
     } catch (std::bad_alloc const &) {
         return traits_type::eof();
     }

@@ -13,6 +13,7 @@
 #include "utility/languages/program_directory.h"
 #include "utility/languages/require_open.h"
 
+#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -83,8 +84,10 @@ private:
     }
 
     TString fProgram;
-    TString fFiles[2];     // the second name is null, or has the ending of the system's own libraries
-    TString fLanguages[2]; // the first name is null, or is the language with a backslash in place of its first "."
+    // The second name is null, or has the ending of the system's own libraries.
+    std::array<TString, 2> fFiles;
+    // The first name is null, or is the language with a backslash in place of its first ".".
+    std::array<TString, 2> fLanguages;
 };
 
 } // namespace

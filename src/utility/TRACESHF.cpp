@@ -73,6 +73,7 @@ void TTraceSharedFileBase::WriteLine(Base &destination, unsigned long level, TTr
 }
 
 TTraceSharedFile::TTraceSharedFile(char const *fileName) {
+    // No test gets here: Own() would have to throw.
     Own(new TTraceSharedFileBase(fileName));
 }
 

@@ -187,8 +187,10 @@ TTraceStream::TTraceStream(TTraceStreamBase *destination) {
 
 TTraceStream::TTraceStream() : TTraceStream(new TTraceStreamBase) {}
 
+// No test gets here: the constructor that takes the destination over would have to throw.
 TTraceStream::TTraceStream(char const *fileName) : TTraceStream(new TTraceStreamBase(fileName)) {}
 
+// No test gets here: the constructor that takes the destination over would have to throw.
 TTraceStream::TTraceStream(std::ostream &stream, char const *selection) : TTraceStream(new TTraceStreamBase(stream)) {
     TTrace::ParseTraceString(selection);
 }

@@ -456,7 +456,8 @@ TOutcome SharesMemory() {
 TOutcome NamesFiles() {
     TFileName const name(TFileName("mail\\users"), TFileName("anna"));
     TFileName const wide(name.QueryNameUnicode());
-    return Is(wide.QueryNameLocal(), "mail\\users\\anna");
+    TFileName const joined(wide, TFileName("box")); // of two encodings
+    return Is(joined.QueryNameLocal(), "mail\\users\\anna\\box");
 }
 
 TOutcome ListsADirectory() {
