@@ -290,6 +290,19 @@ TEST(FactoryLibrary, ThatThrowsWhileLoadingKeepsWhatCameBefore) {
     EXPECT_EQ(factory->CreateTrace("").QueryLevel(), 0x10000008u);
 }
 
+TEST(FactoryLibrary, MayLookForAFactoryWhileItIsLoaded) {
+    TLibpathScope const path;
+    TCapture capture;
+    TTraceFactory *const factory = TTraceFactory::GetLoader()->Find("nested");
+    ASSERT_NE(factory, nullptr);
+    EXPECT_EQ(factory->CreateTrace("").QueryLevel(), 0x1000000Au);
+    ASSERT_EQ(capture.Entries().size(), 2u);
+    ExpectCannotLoad(capture.Entries()[0], "nosuchlibrary");
+    EXPECT_EQ(capture.Entries()[1], NotFound(capture.Entries()[1], "missing"));
+    EXPECT_NE(TTraceFactory::GetLoader()->Find("nestedmissed[nested]"), nullptr);
+    EXPECT_EQ(capture.Entries().size(), 2u);
+}
+
 TEST(FactoryLibrary, ThatIsNoneIsTriedByPathAndByName) {
     TLibpathScope const libpath;
     TCapture capture;
@@ -416,6 +429,21 @@ TEST(FactoryLibrary, WithTheSystemsKindOfNameThatIsNoneIsWhatTheWordsAreAbout) {
     EXPECT_EQ(words.substr(0, frame.size()), frame);
     EXPECT_NE(words.find("/libspoiled.so"), std::string::npos) << words;
 }
+
+TEST(FactoryLibrary, OfTwoFilesThatAreNoneTheFirstIsWhatTheWordsAreAbout) {
+    TTempFolder const folder;
+    folder.AddFile("spoiled.dll", "This is no library.\n");
+    folder.AddFile("libspoiled.so", "This is no library either.\n");
+    std::string const name = folder.Name("spoiled");
+    TLoader loader;
+    TCapture capture;
+    EXPECT_EQ(loader.LoadDll(name.c_str()), 1);
+    ASSERT_EQ(capture.Entries().size(), 2u);
+    ExpectCannotLoad(capture.Entries()[0], name);
+    std::string const &words = capture.Entries()[1].text;
+    EXPECT_NE(words.find("/spoiled.dll"), std::string::npos) << words;
+    EXPECT_EQ(words.find("libspoiled"), std::string::npos) << words;
+}
 #endif
 
 TEST(FactoryLibrary, IsLoadedOnceWhoeverAsks) {
@@ -515,6 +543,21 @@ TEST(TraceFactory, WithoutACreateTraceTraps) {
         EXPECT_FALSE(factory.CreateTrace("").QueryPointer());
         capture.ExpectOne(2, "Trace", "Pure virtual function called", "src/utility/PURETRAP");
     });
+}
+
+// The type of the object is that of the library's class until the constructor of the program's class begins.
+TEST(TraceFactory, UnderConstructionMakesNoDestinationInEveryBuild) {
+    struct TAsked {
+        explicit TAsked(TTraceFactory &factory) : trace(factory.CreateTrace("")) {}
+        TTrace trace;
+    };
+    struct TAskedFactory : TTraceFactory, TAsked {
+        TAskedFactory() : TTraceFactory("AskedKind"), TAsked(static_cast<TTraceFactory &>(*this)) {}
+    };
+    TCapture capture(TTrace::severe);
+    TAskedFactory const factory;
+    EXPECT_FALSE(factory.trace.QueryPointer());
+    capture.ExpectOne(2, "Trace", "Pure virtual function called", "src/utility/PURETRAP");
 }
 
 TEST(TraceFactory, TheLoaderIsOne) {

@@ -136,6 +136,18 @@ TEST(TMessageStore, WithoutAnOperationOfItsOwnItAnswersNothing) {
     });
 }
 
+// The type of the object is that of the library's class until the constructor of the program's class begins.
+TEST(TMessageStore, UnderConstructionAnswersNothingInEveryBuild) {
+    struct TAsked {
+        explicit TAsked(TTextMessageStore &store) : answer(store.GetMsg(1, 2, 0)) {}
+        TString answer;
+    };
+    struct TAskedStore : TTextMessageStore, TAsked {
+        TAskedStore() : TTextMessageStore(Id("Asked")), TAsked(static_cast<TTextMessageStore &>(*this)) {}
+    };
+    EXPECT_TRUE(TAskedStore().answer.IsNull());
+}
+
 TEST(TMessageStore, MayBeAskedBySeveralThreads) {
     TEchoStore mail("Mail");
     std::vector<std::thread> threads;
