@@ -253,7 +253,7 @@ private:
 
     static std::size_t CountList(TagVar const *const *pointers, std::size_t limit) noexcept;
     void TakeArguments(TagVar const *const *pointers, std::size_t count);
-    void MoveArguments(TagVar *values, std::size_t count); // a value of kind nil or endOfArgs ends the list
+    void MoveArguments(TagVar *values, std::size_t count); // REQUIRES: none is of kind nil or endOfArgs
     void TakeOver(TagVar *values, std::size_t count);
     TagVar *NewArray(std::size_t count);
     void DropArguments() noexcept;

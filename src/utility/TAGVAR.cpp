@@ -23,6 +23,7 @@ namespace {
 // Returns a new object, or null if there is no memory for it.
 template <typename T, typename... Arguments>
 T *Make(Arguments &&...arguments) {
+    // No test gets here: if a constructor throws, there is an object to deallocate, so the test for null never fails.
     return new (std::nothrow) T(std::forward<Arguments>(arguments)...);
 }
 
@@ -117,16 +118,8 @@ TagVar::TagVar(TagVarVoidPtr const &value) noexcept {
 }
 
 // Copies the kind and the value of `other`. An object that `other` owns is copied too. REQUIRES: this value owns no
-// object.
+// object. If `other` has an inner kind, a program has made it, because the library copies such values only by Keep().
 void TagVar::CopyOwned(TagVar const &other) {
-    if (other.IsInner()) {
-        fType = other.fType; // if Keep() throws, this value has the kind and owns no object
-        fCell = 0;
-        TagVar copy = Keep(other);
-        fType = std::exchange(copy.fType, nil);
-        fCell = std::exchange(copy.fCell, 0);
-        return;
-    }
     fType = other.fType;
     fCell = 0;
     if (!Exists(fType))

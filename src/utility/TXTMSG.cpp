@@ -69,7 +69,7 @@ TTextMessage::TTextMessage(TTextMessage const &other)
     fCapacity = other.fCount;
     try {
         for (; fCount != other.fCount; ++fCount)
-            new (fArguments + fCount) TagVar(TagVar::Keep(other.fArguments[fCount]));
+            std::construct_at(fArguments + fCount, TagVar::Keep(other.fArguments[fCount]));
     } catch (...) {
         DropArguments();
         throw;
@@ -121,8 +121,7 @@ void TTextMessage::TakeArguments(TagVar const *const *pointers, std::size_t coun
 }
 
 void TTextMessage::MoveArguments(TagVar *values, std::size_t count) {
-    auto const ends = [](TagVar const &value) { return value.IsNil() || value.IsEndOfArgs(); };
-    TakeOver(values, static_cast<std::size_t>(std::find_if(values, values + count, ends) - values));
+    TakeOver(values, count);
 }
 
 // Moves the values into the message, in the place of the former arguments.

@@ -317,8 +317,8 @@ TEST(TagVar, CopyOfAnUnknownKindReports) {
     EXPECT_EQ(Show(other), "integer 5");
 }
 
-TEST(TagVar, CopyOfAMadeUpKindThatIsOnlyForLentTextsReports) {
-    for (unsigned int const kind : {0x20000005u, 0x20000006u}) {
+TEST(TagVar, CopyOfAMadeUpKindThatIsOnlyForArgumentsReports) {
+    for (unsigned int const kind : {0x10000005u, 0x10000006u, 0x20000005u, 0x20000006u, 0x40000005u}) {
         TagVar const madeUp = Unknown(kind);
         EXPECT_EQ(Report([&] { TagVar copy(madeUp); }), fsUnknownType);
         TagVar left("owned");

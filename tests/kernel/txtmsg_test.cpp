@@ -368,6 +368,21 @@ TEST(TextMessage, CopiesHaveAllButTheFormattedText) {
     }
 }
 
+TEST(TextMessage, CopyOfAnArgumentOfUnknownKindReportsAndKeepsNothing) {
+    TString text("owned");
+    {
+        TTextMessage message("%s %d", text, 1);
+        TagVar const unknown(static_cast<TagVar::Type>(12));
+        EXPECT_THROW(message[1] = unknown, TInvalidRequest); // the argument has the kind nevertheless
+        EXPECT_THROW(TTextMessage copy(message), TInvalidRequest);
+        message[1] = 2;
+        EXPECT_EQ(Text(TTextMessage(message)), "owned 2");
+    }
+    char const *const bytes = text.view().data();
+    text.MakeUnique();
+    EXPECT_EQ(text.view().data(), bytes); // no message has the buffer any more
+}
+
 TEST(TextMessage, AssignmentToItselfDoesNothing) {
     TTextMessage message("%d", 1);
     EXPECT_EQ(Text(message), "1");
