@@ -84,6 +84,7 @@ void TTraceSetKnown::Add(TTrace::Category const *category) {
 bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
     if (fFree.load(std::memory_order_relaxed) == 0)
         return false;
+    // No test gets here: another thread would have to take the last free entry after this thread has seen the number.
     for (TEntry *entry = fHead.next.load(std::memory_order_acquire); entry;
          entry = entry->next.load(std::memory_order_acquire)) {
         TTrace::Category const *none = nullptr;
@@ -92,6 +93,7 @@ bool TTraceSetKnown::Reuse(TTrace::Category const *category) noexcept {
             return true;
         }
     }
+    // No test gets here: another thread would have to take the last free entry after this thread has seen the number.
     return false;
 }
 

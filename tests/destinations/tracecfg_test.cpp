@@ -300,7 +300,9 @@ TEST(TraceSelection, ProgramsNameComponents) {
     EXPECT_EQ(Bytes(TTrace::QueryComponentName(0x40)), "Delivery");
     TTrace::NameComponent(1, "Mine"); // the library's own
     TTrace::NameComponent(0, "Mine");
-    TTrace::NameComponent(6, "Mine"); // two components
+    TTrace::NameComponent(6, "Mine");                             // two components
+    if (unsigned long const bit32 = 0xFFFFFFFFul + 1; bit32 != 0) // 0 if there is no such bit
+        TTrace::NameComponent(bit32 | 8, "Mine");
     EXPECT_EQ(TTrace::QueryComponentFromName("Mine"), 0u);
     TTrace::NameComponent(0x40, nullptr);
     EXPECT_EQ(Bytes(TTrace::QueryComponentName(0x40)), "Reserved7");

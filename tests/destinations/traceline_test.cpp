@@ -93,8 +93,10 @@ TEST(TraceLine, EndsAtACharacterZero) {
 TEST(TraceLine, ValuesThatEndAListEndTheArguments) {
     TTracedText traced;
     traced.trace.AddCategory(TUtilityTraceCategory::Message, 0);
-    Write("%d %d", TagVar(1), TagVar(), 3);
-    EXPECT_EQ(traced.Take(), "E [file.cpp:7] 1 0\n");
+    for (TagVar const &end : {TagVar(), TagVar(TagVar::endOfArgs)}) {
+        Write("%d %d %d", TagVar(1), end, 3);
+        EXPECT_EQ(traced.Take(), "E [file.cpp:7] 1 0 0\n");
+    }
 }
 
 TEST(TraceLine, AFaultIsReportedOnceAndTheRecordIsWrittenOnce) {

@@ -269,6 +269,7 @@ TEST(TTraceStream, WithoutAStreamNothingIsWritten) {
     auto const &destination = static_cast<TTraceStreamBase const &>(*trace.QueryPointer());
     EXPECT_EQ(trace.QueryLevel(), 0x1000Fu);
     EXPECT_FALSE(destination.IsOpen());
+    EXPECT_EQ(destination.QueryOpenError(), 0u);
     Entry(TTrace::error, "f", 1, "lost");
     TTracePoint::Write(TTrace::error, fsCategory, {"f", 1}, "%s", "lost");
     std::ostringstream out;

@@ -23,6 +23,14 @@ namespace {
 
 using State = TMutexSemaphore::EState;
 
+// Reaches the private function IsFree(). The rules of access do not apply to an explicit instantiation.
+template <bool (TMutexSemaphore::*member)() const noexcept>
+struct TReach {
+    friend bool IsFree(TMutexSemaphore const &mutex) { return (mutex.*member)(); }
+};
+bool IsFree(TMutexSemaphore const &mutex);
+template struct TReach<&TMutexSemaphore::IsFree>;
+
 // The state that another thread gets, which releases at once.
 State StateElsewhere(TMutexSemaphore &mutex, long timeout = 0) {
     State state = TMutexSemaphore::Unlocked;
@@ -119,6 +127,19 @@ TEST(Mutex, Example) {
         EXPECT_EQ(StateElsewhere(lock), TMutexSemaphore::TimedOut);
     }
     EXPECT_EQ(StateElsewhere(lock), TMutexSemaphore::Locked);
+}
+
+TEST(Mutex, IsFreeIfNoThreadHoldsItAndItHasNoName) {
+    TMutexSemaphore mutex;
+    EXPECT_TRUE(IsFree(mutex));
+    {
+        TMutexSemaphoreEntry const entry(mutex, 0);
+        EXPECT_FALSE(IsFree(mutex));
+        std::thread([&] { EXPECT_FALSE(IsFree(mutex)); }).join();
+    }
+    EXPECT_TRUE(IsFree(mutex));
+    TMutexSemaphore const named("TuzutilTestIsFree");
+    EXPECT_FALSE(IsFree(named)); // unknown, because other processes may hold it
 }
 
 TEST(Mutex, StandardGuardsTakeIt) {

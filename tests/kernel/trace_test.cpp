@@ -390,6 +390,27 @@ TEST(TTrace, ADestinationMayEndAnotherWhileAnEntryIsWritten) {
     EXPECT_FALSE(victim.QueryPointer());
 }
 
+TEST(TTrace, ADestinationMayEndOneThatIsNotTheNextWhileAnEntryIsWritten) {
+    class TEnding : public TTrace::Base {
+    public:
+        explicit TEnding(TTrace &victim) : fVictim(victim) {}
+        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { fVictim = TTrace(); }
+
+    private:
+        TTrace &fVictim;
+    };
+    TCapture last;
+    TTrace victim;
+    victim.QueryPointer() = TTrace::Pointer(new TCaptureDestination);
+    TCapture next;
+    TTrace ending;
+    ending.QueryPointer() = TTrace::Pointer(new TEnding(victim));
+    Write(4, fsSession);
+    EXPECT_EQ(next.Entries().size(), 1u);
+    EXPECT_EQ(last.Entries().size(), 1u);
+    EXPECT_FALSE(victim.QueryPointer());
+}
+
 TEST(TTrace, AnEntryWrittenByADestinationDoesNotRecurseForEver) {
     class TChatty : public TTrace::Base {
     public:

@@ -6,6 +6,7 @@
 #include "tuzutil/PURETRAP.h"
 #include "tuzutil/TRACENOT.h"
 
+#include <memory>
 #include <string>
 
 namespace {
@@ -239,6 +240,25 @@ TEST(TTraceExit, FormatsMayBeSetAnyNumberOfTimes) {
     ASSERT_EQ(capture.Entries().size(), 2u);
     EXPECT_EQ(capture.Entries()[0].text, "first 2"); // of the copy, which ends before
     EXPECT_EQ(capture.Entries()[1].text, "later");
+}
+
+TEST(TTraceExit, ACopyKeepsEarlierMessagesIfTheOtherEndsFirst) {
+    TCapture capture(TTrace::functionExit);
+    TString text("kept");
+    auto exit = std::make_unique<TTraceExit>(fsSession);
+    exit->SetFormatMsg("%s");
+    exit->SetArgs(text);
+    exit->SetFormatMsg("second");
+    auto copy = std::make_unique<TTraceExit>(*exit);
+    exit->SetFormatMsg("third");
+    exit = nullptr;
+    char const *const shared = text.view().data();
+    text.MakeUnique();
+    EXPECT_NE(text.view().data(), shared); // the first message is still there and has the former buffer
+    copy = nullptr;
+    ASSERT_EQ(capture.Entries().size(), 2u);
+    EXPECT_EQ(capture.Entries()[0].text, "third");
+    EXPECT_EQ(capture.Entries()[1].text, "second");
 }
 
 TEST(TTraceObjects, NothingCanBeAdded) {

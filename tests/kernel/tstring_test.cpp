@@ -6,6 +6,7 @@
 #include <locale>
 #include <random>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 TEST(TString, Example) {
@@ -360,6 +361,30 @@ TEST(TString, PlusEqualsTakesAllBytesOfAString) {
     EXPECT_EQ(Bytes(text), std::string("c\0dc\0d", 6));
     text += fsNull;
     EXPECT_EQ(text.length(), 6u);
+}
+
+TEST(TString, AppendingNothingToASharedStringGivesItABufferOfItsOwn) {
+    void (*const changes[])(TString &) = {[](TString &text) { text += ""; }, [](TString &text) { text += TString(""); },
+                                          [](TString &text) { text += std::string_view(); }};
+    for (auto const change : changes) {
+        TString text("ab");
+        TString const copy(text);
+        change(text);
+        EXPECT_NE(Data(text), Data(copy));
+        EXPECT_EQ(Bytes(text), "ab");
+        EXPECT_EQ(Bytes(copy), "ab");
+    }
+}
+
+TEST(TString, AnAppendedTextOfAnyLengthIsWhole) {
+    for (unsigned int length = 1; length < 1000; ++length) { // among them are lengths that leave no room to spare
+        std::string const bytes(length, 'x');
+        TString text("ab");
+        text += bytes;
+        ASSERT_EQ(Bytes(text), "ab" + bytes);
+        text += "cd";
+        ASSERT_EQ(Bytes(text), "ab" + bytes + "cd");
+    }
 }
 
 TEST(TString, AStringCanBeAppendedToItself) {
