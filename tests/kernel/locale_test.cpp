@@ -5,6 +5,8 @@
 #include "support/ForeignLocale.h"
 #include "tuzutil/TDATETIM.h"
 
+#include <string>
+
 namespace {
 
 class ForeignLocale : public testing::Test {
@@ -47,3 +49,42 @@ TEST_F(ForeignLocale, NamesOfTheLibraryAreComparedInAscii) {
     EXPECT_EQ(TTrace::QueryComponentFromName("PROTOCOL"), 8u);
     EXPECT_EQ(TDateTime::MonthFromName("MAR"), 2);
 }
+
+#if !defined(_WIN32) // no locale under Wine folds ASCII letters to others
+namespace {
+
+class LocaleWithDotlessI : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(fLocale.IsSet()); }
+
+    TForeignLocale const fLocale{"dotless"};
+};
+
+std::string Repeated(std::string const &piece, unsigned int times) {
+    std::string all;
+    for (unsigned int i = 0; i < times; ++i)
+        all += piece;
+    return all;
+}
+
+} // namespace
+
+TEST_F(LocaleWithDotlessI, LettersOfTextsOfAnyLengthHaveItsCase) {
+    for (unsigned int times = 1; times <= 50; ++times) {
+        std::string const text = Repeated("HIJhij", times);
+        EXPECT_EQ(Bytes(TString(text).lowerCase()), Repeated("h\xFDjhij", times));
+        EXPECT_EQ(Bytes(TString(text).upperCase()), Repeated("HIJH\xDDJ", times));
+    }
+}
+
+TEST_F(LocaleWithDotlessI, CapitalIAndSmallIAreDifferentLetters) {
+    for (unsigned int length = 1; length <= 100; ++length) {
+        std::string const capitals(length, 'X'), small(length, 'x');
+        EXPECT_TRUE(TStringIcmp(capitals.c_str()).isEqual(small.c_str())) << length;
+        EXPECT_FALSE(TStringIcmp((capitals + "I").c_str()).isEqual((small + "i").c_str())) << length;
+        EXPECT_FALSE(TStringIcmp(("I" + capitals).c_str()).isEqual(("i" + small).c_str())) << length;
+        EXPECT_TRUE(TStringIcmp((capitals + "I").c_str()).isEqual((small + "\xFD").c_str())) << length;
+        EXPECT_TRUE(TStringIcmp((capitals + "\xDD").c_str()).isEqual((small + "i").c_str())) << length;
+    }
+}
+#endif
