@@ -81,8 +81,9 @@ std::streamsize TFilterStreamBuf::xsgetn(char *into, std::streamsize count) {
             got += static_cast<std::streamsize>(taken);
             continue;
         }
-        // If eback() is null, there may be no memory yet for the bytes that can be put back.
-        if (std::size_t const taken = eback() ? TakePieces(into + got, wanted) : 0) {
+        // If no piece has been read yet, there may be no memory for the bytes that can be put back. A derived class may
+        // have set a get area of its own nevertheless.
+        if (std::size_t const taken = eback() && fBack ? TakePieces(into + got, wanted) : 0) {
             KeepLast(into + got, taken);
             got += static_cast<std::streamsize>(taken);
         }

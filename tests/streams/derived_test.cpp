@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -159,6 +160,23 @@ TEST(DerivedBuffer, ReadsNothingBeyondTheEndAfterBytesOfItsOwn) {
     EXPECT_EQ(support::ReadBytes(both), "one\ntwo\n");
     both.Insert("own\n");
     EXPECT_EQ(support::ReadRuns(both, 100), "own\n");
+}
+
+// The first bytes are the buffer's own. Nothing has been read from the source yet.
+TEST(DerivedBuffer, ReadsManyBytesAfterBytesOfItsOwn) {
+    std::string const lines = "one\r\ntwo\r\n" + std::string(5000, 'x') + "\r\n";
+    auto const read = [&](auto buffer) {
+        buffer->Insert("own\r\n");
+        std::string bytes(lines.size() + 100, '\0');
+        bytes.resize(static_cast<std::size_t>(buffer->sgetn(bytes.data(), static_cast<std::streamsize>(bytes.size()))));
+        return bytes;
+    };
+    std::istringstream first(lines);
+    EXPECT_EQ(read(std::make_unique<TInserting<TLineStreamBuf>>(&first)), "own\r\n" + lines);
+    std::istringstream second(lines + ".\r\n");
+    EXPECT_EQ(read(std::make_unique<TInserting<TDotByteStreamBuf>>(second)), "own\r\n" + lines);
+    std::istringstream third(lines);
+    EXPECT_EQ(read(std::make_unique<TInserting<TConcatStreamBuf>>(0, third)), "own\r\n" + lines);
 }
 
 TEST(DerivedStream, KeepsWhatIsWritten) {
