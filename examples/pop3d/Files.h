@@ -39,8 +39,9 @@ public:
     // could be read.
     bool List(std::vector<std::string> &names) const;
     // These functions find or open a regular file in the folder, and set `identity`. If `name` is not a regular file,
-    // Identify() returns false, and Open() returns fsNone.
-    bool Identify(std::string const &name, Identity &identity) const;
+    // Identify() returns false, and Open() returns fsNone. Identify() sets `hasFailed` if there may be a regular file
+    // whose identity cannot be found out, and otherwise leaves it as it is.
+    bool Identify(std::string const &name, Identity &identity, bool &hasFailed) const;
     Handle Open(std::string const &name, Identity &identity) const;
     // Removes the file if it still has this identity. Returns whether the file was removed.
     bool Remove(std::string const &name, Identity const &identity) const;

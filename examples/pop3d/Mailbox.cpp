@@ -55,6 +55,13 @@ std::uint64_t SizeInName(std::string const &name, std::uint64_t stored) {
     return isWhole && size >= stored && size - stored <= stored + 2 ? size : 0;
 }
 
+// Returns whether the folder exists, or may exist because the system cannot say.
+bool MayExist(fs::path const &folder) {
+    std::error_code ignored;
+    fs::file_status const status = fs::status(folder, ignored);
+    return fs::is_directory(status) || status.type() == fs::file_type::none;
+}
+
 class CountingBuf : public std::streambuf {
 public:
     std::uint64_t QueryCount() const { return fCount; }
@@ -84,7 +91,7 @@ Mailbox::Mailbox(std::string const &folder, std::uint64_t maximum, std::function
     : fPath(folder), fMaximum(maximum), fIsWanted(std::move(isWanted)) {
     fs::path const root(folder);
     std::vector<Entry> entries;
-    if (Exists((root / "new").string()) || Exists((root / "cur").string())) {
+    if (MayExist(root / "new") || MayExist(root / "cur")) {
         AddFolder("new", entries);
         AddFolder("cur", entries);
     } else {
@@ -110,8 +117,11 @@ void Mailbox::AddFolder(std::string const &name, std::vector<Entry> &entries) {
 
 void Mailbox::AddMessage(Entry &entry) {
     file::Identity identity;
-    if (entry.name[0] == '.' || !entry.folder->files.Identify(entry.name, identity))
+    bool hasFailed = false;
+    if (entry.name[0] == '.' || !entry.folder->files.Identify(entry.name, identity, hasFailed)) {
+        fIsComplete = fIsComplete && !hasFailed;
         return;
+    }
     Message &message = fMessages.emplace_back();
     message.folder = entry.folder;
     message.name = std::move(entry.name);

@@ -47,7 +47,7 @@ public:
     // each block that it reads. If `isWanted` returns false, FindSize() fails.
     Mailbox(std::string const &folder, std::uint64_t maximum, std::function<bool()> isWanted);
 
-    bool IsComplete() const { return fIsComplete; }             // false if a folder could not be listed
+    bool IsComplete() const { return fIsComplete; }             // false if messages may be missing
     std::size_t QueryCount() const { return fMessages.size(); } // including the deleted messages
     // Returns the message with this number (1 to QueryCount()). If there is no such message, or it is deleted, returns
     // null.

@@ -46,6 +46,10 @@ long Retried(Call call) {
     return result;
 }
 
+int OpenAt(int folder, char const *name, int flags) {
+    return static_cast<int>(Retried([=] { return openat(folder, name, flags | O_RDONLY | O_CLOEXEC); }));
+}
+
 } // namespace
 
 namespace net {
@@ -127,7 +131,7 @@ long Send(Handle client, char const *from, std::size_t count) {
 
 bool AwaitRoom(Handle client, int milliseconds) {
     pollfd watched{Fd(client), POLLOUT, 0};
-    return poll(&watched, 1, milliseconds) > 0;
+    return Retried([&] { return poll(&watched, 1, milliseconds); }) > 0;
 }
 
 bool IsThere(Handle client) {
@@ -167,6 +171,11 @@ bool Describe(struct stat const &status, Identity &identity) {
     return S_ISREG(status.st_mode);
 }
 
+// Returns whether the last call failed because there is no such file or folder.
+bool IsMissing() {
+    return errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
+}
+
 } // namespace
 
 struct Folder::System {
@@ -174,10 +183,10 @@ struct Folder::System {
 };
 
 Folder::Folder(std::string const &mailbox, std::string const &name) {
-    int fd = open(mailbox.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int fd = OpenAt(AT_FDCWD, mailbox.c_str(), O_DIRECTORY);
     if (fd >= 0 && !name.empty()) {
         int const outer = fd;
-        fd = openat(outer, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        fd = OpenAt(outer, name.c_str(), O_DIRECTORY | O_NOFOLLOW);
         int const problem = errno;
         close(outer);
         errno = problem;
@@ -185,7 +194,7 @@ Folder::Folder(std::string const &mailbox, std::string const &name) {
     if (fd >= 0)
         fSystem = std::make_unique<System>(System{fd});
     else
-        fHasFailed = errno != ENOENT && errno != ENOTDIR && errno != ELOOP;
+        fHasFailed = !IsMissing();
 }
 
 Folder::~Folder() {
@@ -194,7 +203,7 @@ Folder::~Folder() {
 }
 
 bool Folder::List(std::vector<std::string> &names) const {
-    int const fd = openat(fSystem->fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int const fd = OpenAt(fSystem->fd, ".", O_DIRECTORY);
     std::unique_ptr<DIR, int (*)(DIR *)> const folder(fd < 0 ? nullptr : fdopendir(fd), closedir);
     if (!folder) {
         if (fd >= 0)
@@ -210,14 +219,16 @@ bool Folder::List(std::vector<std::string> &names) const {
     }
 }
 
-bool Folder::Identify(std::string const &name, Identity &identity) const {
+bool Folder::Identify(std::string const &name, Identity &identity, bool &hasFailed) const {
     struct stat status;
-    return fstatat(fSystem->fd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && Describe(status, identity);
+    if (fstatat(fSystem->fd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
+        return Describe(status, identity);
+    hasFailed = hasFailed || !IsMissing();
+    return false;
 }
 
 Handle Folder::Open(std::string const &name, Identity &identity) const {
-    int const how = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    int const fd = openat(fSystem->fd, name.c_str(), how);
+    int const fd = OpenAt(fSystem->fd, name.c_str(), O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
     if (fd < 0 || file::Identify(fd, identity))
         return fd;
     close(fd);
@@ -226,7 +237,8 @@ Handle Folder::Open(std::string const &name, Identity &identity) const {
 
 bool Folder::Remove(std::string const &name, Identity const &identity) const {
     Identity found;
-    return Identify(name, found) && found == identity && unlinkat(fSystem->fd, name.c_str(), 0) == 0;
+    bool hasFailed = false;
+    return Identify(name, found, hasFailed) && found == identity && unlinkat(fSystem->fd, name.c_str(), 0) == 0;
 }
 
 bool Identify(Handle file, Identity &identity) {
@@ -244,7 +256,7 @@ void Close(Handle file) {
 
 // The lock is on the folder itself, so every path to the folder leads to the same lock.
 Handle Lock(std::string const &mailbox, bool &isInUse) {
-    int const fd = open(mailbox.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int const fd = OpenAt(AT_FDCWD, mailbox.c_str(), O_DIRECTORY);
     isInUse = false;
     if (fd < 0 || Retried([&] { return flock(fd, LOCK_EX | LOCK_NB); }) == 0)
         return fd;

@@ -212,9 +212,10 @@ struct Folder::System {
     std::wstring path; // the path of the folder; it contains no links
 
     // Opens a regular file in this folder. If the name is that of a link, returns fsNone.
-    Handle Open(std::string const &name, DWORD rights, Identity &identity) const {
+    Handle Open(std::string const &name, DWORD rights, Identity &identity, bool &hasFailed) const {
         std::wstring const wanted = path + L'\\' + std::filesystem::path(name).wstring();
-        Handle const handle = OpenAt(wanted, rights);
+        Handle const handle = OpenAt(wanted, rights, FILE_FLAG_BACKUP_SEMANTICS); // opens folders too
+        hasFailed = hasFailed || (handle == fsNone && !IsMissing());
         if (handle == fsNone ||
             (Describe(handle, identity) && _wcsicmp(FinalPath(handle).c_str(), wanted.c_str()) == 0))
             return handle;
@@ -259,20 +260,22 @@ bool Folder::List(std::vector<std::string> &names) const {
     return !problem;
 }
 
-bool Folder::Identify(std::string const &name, Identity &identity) const {
-    Handle const handle = fSystem->Open(name, FILE_READ_ATTRIBUTES, identity);
+bool Folder::Identify(std::string const &name, Identity &identity, bool &hasFailed) const {
+    Handle const handle = fSystem->Open(name, FILE_READ_ATTRIBUTES, identity, hasFailed);
     if (handle != fsNone)
         Close(handle);
     return handle != fsNone;
 }
 
 Handle Folder::Open(std::string const &name, Identity &identity) const {
-    return fSystem->Open(name, GENERIC_READ, identity);
+    bool hasFailed = false;
+    return fSystem->Open(name, GENERIC_READ, identity, hasFailed);
 }
 
 bool Folder::Remove(std::string const &name, Identity const &identity) const {
     Identity found;
-    Handle const handle = fSystem->Open(name, DELETE | FILE_READ_ATTRIBUTES, found);
+    bool hasFailed = false;
+    Handle const handle = fSystem->Open(name, DELETE | FILE_READ_ATTRIBUTES, found, hasFailed);
     if (handle == fsNone)
         return false;
     FILE_DISPOSITION_INFO disposition{TRUE};

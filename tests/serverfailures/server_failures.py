@@ -1,0 +1,165 @@
+#!/usr/bin/env python3
+"""Makes each call of the example server fail: server_failures.py REFUSER POP3D CLIENTS
+
+CLIENTS is the folder of the server's other tests. refuser.cpp makes the calls fail. A client reads a mailbox and deletes
+a message, again and again. In the first session the first call of the system fails, in the second one the second call,
+and so on, until a session makes fewer calls. The calls are made to fail in four ways: one call alone, a call and all
+later ones, one call that a signal interrupts, and one call that moves half of its bytes.
+
+After the last two, the client must not notice anything. After the first two, it may get an error, or no answer, but:
+- a login that succeeds shows all messages;
+- a message that is sent up to its end line is whole;
+- no other message than the deleted one is gone, and that one only if QUIT was sent;
+- the server lives, it has as many open files and threads as before, and the next session works.
+"""
+
+import os
+import pathlib
+import sys
+import time
+
+REFUSER, POP3D, CLIENTS = sys.argv[1:4]
+sys.path.insert(0, CLIENTS)
+import support  # pylint: disable=wrong-import-position
+
+ERROR, INTERRUPTED, PARTIAL = range(3)
+MESSAGES = {"1": b"Subject: one\n\nfirst\n", "2": b"Subject: two\n\n.second\n", "3": support.big_message(40000)}
+SEEN = {name: support.seen_by_client(content) for name, content in MESSAGES.items()}
+
+
+class Failed(Exception):
+    """The server has refused something, or has not answered."""
+
+
+def ask(client, command):
+    answer = client.ask(command)
+    if not answer.startswith(b"+OK"):
+        raise Failed(answer)
+    return answer
+
+
+def session(port, timeout):
+    """Reads all messages, and deletes the second one. Returns None, or what failed."""
+    step = "connect"
+    try:
+        with support.Connection(port, timeout) as client:
+            if not client.greeting.startswith(b"+OK"):
+                raise Failed(client.greeting)
+            for step in ("USER anna", "PASS secret of anna"):
+                ask(client, step)
+            step = "STAT"
+            count, size = map(int, ask(client, step).split()[1:3])
+            assert (count, size) == (3, sum(map(len, SEEN.values()))), f"a mailbox with {count} messages, {size} bytes"
+            for number, name in enumerate(sorted(MESSAGES), 1):
+                step = f"RETR {number}"
+                ask(client, step)
+                content = client.content()
+                assert content == SEEN[name], f"message {name}: {len(content)} bytes up to its end line"
+            for step in ("DELE 2", "QUIT"):
+                ask(client, step)
+        return None
+    except (Failed, OSError, EOFError) as problem:
+        return f"{step}: {problem!r}"
+
+
+class Refused:
+    """A server whose calls fail."""
+
+    def __init__(self):
+        self.server = support.Server()
+        self.server.users = {"anna": "secret of anna"}
+        names = [self.server.root / name for name in ("orders", "replies")]
+        for name in names:
+            os.mkfifo(name)
+        preload = {"LD_PRELOAD": REFUSER, "TUZUTIL_ORDERS": str(names[0]), "TUZUTIL_REPLIES": str(names[1])}
+        os.environ.update(preload)
+        self.fill()
+        # Each end is opened before the server opens the other one, so that no one waits for ever.
+        self.replies = os.fdopen(os.open(names[1], os.O_RDONLY | os.O_NONBLOCK), "rb", 0)
+        orders = os.open(names[0], os.O_RDWR)
+        self.server.start()
+        os.set_blocking(self.replies.fileno(), True)
+        self.orders = os.fdopen(orders, "wb", 0)
+        for name in preload:
+            del os.environ[name]
+        self.process = pathlib.Path(f"/proc/{self.server.process.pid}")
+        for _ in range(3):
+            assert session(self.server.port, 30) is None
+            self.fill()
+        self.settled = None
+        self.settle()
+
+    def fill(self):
+        for name, content in MESSAGES.items():
+            if name not in self.server.names("anna"):
+                self.server.put("anna", name, content)
+
+    def resources(self):
+        return tuple(len(list((self.process / kind).iterdir())) for kind in ("fd", "task"))
+
+    def settle(self):
+        """Waits until the server has as many files and threads as before."""
+        deadline = time.monotonic() + 20
+        while True:
+            now = self.resources()
+            if now == self.settled:
+                return
+            if self.settled is None:
+                time.sleep(0.5)
+                self.settled = self.resources()
+                return
+            assert time.monotonic() < deadline, f"files and threads: {now}, formerly {self.settled}"
+            time.sleep(0.01)
+
+    def order(self, text):
+        self.orders.write(text.encode() + b"\n")
+        return self.replies.readline().decode().rstrip("\n")
+
+    def stop(self):
+        counted, name = self.order("stop").split(" ", 1)
+        return int(counted), name
+
+    def run(self, how, kind):
+        """Lets call after call fail. Returns how many there are."""
+        may_fail = kind == ERROR
+        for number in range(1, 2000):
+            self.order(f"{how} {number} {kind}")
+            try:
+                told = session(self.server.port, 0.15 if how == "from" else 10)
+            except AssertionError as problem:
+                raise AssertionError(f"{how} {number} of kind {kind}, {self.stop()}: {problem}") from None
+            counted, name = self.stop()
+            where = f"{how} {number} of kind {kind}, {name}: {told}"
+            assert self.server.process.poll() is None, f"{where}: the server has ended"
+            assert may_fail or told is None, where
+            left = self.server.names("anna")
+            may_be_gone = told is None or told.startswith("QUIT")
+            assert left == ["1", "2", "3"] or (may_be_gone and left == ["1", "3"]), f"{where}: {left}"
+            if told is None:
+                assert left == ["1", "3"], f"{where}: the deleted message is there"
+            self.fill()
+            with self.server.login_when_free() as client:
+                client.ok("QUIT")
+            told = session(self.server.port, 30)
+            assert told is None, f"after {where}: {told}"
+            self.fill()
+            self.settle()
+            if counted < number:
+                return number - 1
+        raise AssertionError("the calls of a session do not end")
+
+
+def main():
+    support.settings.server = POP3D
+    refused = Refused()
+    try:
+        for how, kind in (("only", ERROR), ("from", ERROR), ("only", INTERRUPTED), ("only", PARTIAL)):
+            count = refused.run(how, kind)
+            print(f"{how}, kind {kind}: {count} calls")
+            assert count >= 10, "too few calls were counted"
+        assert refused.server.stop() == 0
+    finally:
+        refused.server.remove()
+
+
+main()
