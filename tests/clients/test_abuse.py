@@ -1,9 +1,18 @@
 """Clients that are many, rude or gone: nobody else suffers, and no message is lost."""
 
+import resource
 import threading
+import time
 import unittest
+from pathlib import Path
 
 import support
+
+
+def resident_kib(server):
+    """The memory that the server has in use."""
+    status = Path(f"/proc/{server.process.pid}/status").read_text().splitlines()
+    return next(int(line.split()[1]) for line in status if line.startswith("VmRSS"))
 
 
 class Abuse(unittest.TestCase):
@@ -111,6 +120,83 @@ class Abuse(unittest.TestCase):
                     self.assertTrue(client.line().startswith(b"+OK"))
                 self.assertEqual(client.file.read(), b"")
             self.assertEqual(server.names("anna"), [])
+
+    def test_a_hundred_thousand_pipelined_commands(self):
+        count = 100_000
+        with support.Server() as server, server.connect() as client:
+            client.login()
+            client.ok("CAPA")
+            answer = b"\r\n".join([b"+OK", *client.body(), b".", b""])
+            before = resident_kib(server)
+            sender = threading.Thread(target=client.send, args=(b"CAPA\r\n" * count + b"STAT\r\nQUIT\r\n",))
+            sender.start()
+            time.sleep(0.5)  # the answers are not read yet, so the server must wait, and not collect them
+            if not support.settings.emulator:
+                self.assertLess((resident_kib(server) - before) << 10, count * len(answer) // 2)
+            for _ in range(count):
+                self.assertTrue(client.line().startswith(b"+OK"))
+                self.assertEqual(client.file.read(len(answer) - 5), answer[5:])
+            self.assertEqual(client.line(), b"+OK 0 0")
+            self.assertTrue(client.line().startswith(b"+OK"))
+            self.assertEqual(client.file.read(), b"")
+            sender.join()
+
+    def test_two_thousand_connections(self):
+        server = support.Server()
+        code = Path(support.settings.server).read_bytes()
+        is_plain = server.is_for_this_processor() and b"__asan_init" not in code and b"__tsan_init" not in code
+        count = 2000 if is_plain else 500  # sanitizers and emulators need much memory for each thread
+        soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
+        if soft < count + 100:
+            resource.setrlimit(resource.RLIMIT_NOFILE, (count + 100, hard))
+        # The program for the other system has too few addresses for the stacks of so many threads.
+        limit = "100" if support.settings.emulator else str(count)
+        options = [option for name in ("sessions", "unauthenticated", "per-address") for option in ("--" + name, limit)]
+        server.options = options
+        with server:
+            server.put("anna", "1", b"Subject: x\n\nbody\n")
+            clients = [server.connect() for _ in range(count)]
+            try:
+                served = [client for client in clients if client.greeting.startswith(b"+OK")]
+                self.assertEqual(len(served), int(limit))
+                for client in clients:
+                    self.assertTrue(client in served or client.greeting == b"-ERR [SYS/TEMP] too many sessions")
+                for client in served:
+                    client.ok("CAPA")
+                    client.body()
+                served[-1].login()
+                served[-1].ok("RETR 1")
+                self.assertEqual(served[-1].content(), b"Subject: x\r\n\r\nbody\r\n")
+            finally:
+                for client in clients:
+                    client.close()
+            with server.login_when_free() as client:
+                client.ok("QUIT")
+
+    def test_a_message_of_more_than_two_gibibytes(self):
+        if support.settings.emulator:
+            return  # it takes many minutes there
+        size = (1 << 31) + 5
+        with support.Server(options=["--message-bytes", str(1 << 32)]) as server:
+            path = server.mailbox("anna") / "new" / "1"
+            with open(path, "wb") as file:
+                file.truncate(size)  # a line of zeros that take no room on the disk
+                file.seek(size - 6)
+                file.write(b"\n.end\n")
+            before = resident_kib(server)
+            with server.connect(timeout=120) as client:
+                client.login()
+                client.ok("RETR 1")
+                seen, end = 0, b""
+                while not end.endswith(b"\r\n.\r\n"):
+                    block = client.file.read1(1 << 20)
+                    self.assertNotEqual(block, b"")
+                    seen += len(block)
+                    end = (end + block)[-20:]
+                self.assertTrue(end.endswith(b"\0\0\r\n..end\r\n.\r\n"), end)
+                self.assertEqual(seen, size + 2 + 1 + 3)  # two CR, a dot, and the end line
+                client.ok("QUIT")
+            self.assertLess(resident_kib(server) - before, 8192)
 
     def test_commands_that_come_byte_by_byte(self):
         with support.Server() as server, server.connect() as client:
