@@ -10,7 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
+#include <errno.h>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -38,6 +41,14 @@ std::string Name(char const *kind) {
 TTempFolder const &Folder() {
     static TTempFolder const folder;
     return folder;
+}
+
+// The folder of named objects.
+std::string RunFolder() {
+    Folder().AddFolder("run");
+    std::string const path = Folder().Native("run");
+    ::chmod(path.c_str(), 0700);
+    return path;
 }
 
 void Remove(char const *name) {
@@ -104,6 +115,61 @@ TOutcome FillsSharedMemory() {
     if (!second)
         return second.QueryError() != 0 ? reported : wrong;
     return filled == 1 && *static_cast<char const *>(second.Pointer()) == 'x' ? done : wrong;
+}
+
+// Opens a block in another thread while this thread fills it, and lets only the calls of the other thread fail. This
+// thread goes on when the other one waits for the block, or has given up. After that, this thread publishes the block
+// or, if `isGivenUp` is true, closes it without publishing it. In the latter case, the other thread makes the block.
+// Stores the error that the other thread is told in `error`.
+TOutcome Awaits(bool isGivenUp, int &error) {
+    calls::TExempt const exempt;
+    std::string const name = Name("awaited");
+    std::atomic<bool> hasEnded = false;
+    TOutcome outcome = wrong;
+    auto const fill = [](void *block) { *static_cast<char *>(block) = 'x'; };
+    auto const open = [&] {
+        {
+            auto const opened =
+                isGivenUp ? ipcSharedMemory::OpenOrCreate(name.c_str(), 100, fill) : ipcSharedMemory(name.c_str());
+            error = opened.QueryError();
+            if (!opened)
+                outcome = error != 0 && opened.Pointer() == nullptr ? reported : wrong;
+            else if (opened.Pointer() && opened.TrueSize() == 100)
+                outcome = *static_cast<char const *>(opened.Pointer()) == 'x' ? done : wrong;
+        }
+        hasEnded = true;
+    };
+    std::thread other;
+    bool isMade = false;
+    try {
+        auto const made = ipcSharedMemory::OpenOrCreate(name.c_str(), 100, [&](void *block) {
+            long const before = calls::AwaitedSharedLocks();
+            other = std::thread(open);
+            while (!hasEnded && calls::AwaitedSharedLocks() == before)
+                std::this_thread::yield();
+            fill(block);
+            if (isGivenUp)
+                throw std::exception();
+        });
+        isMade = made.rdstate() == 0;
+        if (other.joinable())
+            other.join(); // before the block is closed
+    } catch (std::exception const &) {
+        isMade = isGivenUp;
+    }
+    if (other.joinable())
+        other.join();
+    return isMade ? outcome : wrong;
+}
+
+TOutcome AwaitsABlock() {
+    int error = 0;
+    return Awaits(false, error);
+}
+
+TOutcome AwaitsABlockThatIsGivenUp() {
+    int error = 0;
+    return Awaits(true, error);
 }
 
 class TWorker : public TThread {
@@ -242,6 +308,8 @@ TOperation const fsOperations[] = {
     {"TakesALockInANewThread", TakesALockInANewThread},
     {"SharesMemory", SharesMemory},
     {"FillsSharedMemory", FillsSharedMemory},
+    {"AwaitsABlock", AwaitsABlock},
+    {"AwaitsABlockThatIsGivenUp", AwaitsABlockThatIsGivenUp},
     {"RunsAThread", RunsAThread},
     {"SetsATimer", SetsATimer},
     {"TracesToAFile", TracesToAFile},
@@ -277,11 +345,9 @@ protected:
         Folder().AddFile("listed\\one");
         Folder().AddFile("listed\\two");
         Folder().AddFolder("listed\\sub");
-        Folder().AddFolder("run");
-        ::chmod(Folder().Native("run").c_str(), 0700);
     }
 
-    TEnvironment const fRuntime{"XDG_RUNTIME_DIR", Folder().Native("run").c_str()}; // of named objects
+    TEnvironment const fRuntime{"XDG_RUNTIME_DIR", RunFolder().c_str()};
 
     // Runs the operation with a failure at its first call, then at its second call, and so on. Stops when the operation
     // makes fewer calls than that. Returns the number of calls that failed.
@@ -329,5 +395,25 @@ TEST_P(FailingCalls, GoOnAfterHalfOfTheBytes) {
 
 INSTANTIATE_TEST_SUITE_P(Each, FailingCalls, testing::ValuesIn(fsOperations),
                          [](auto const &each) { return std::string(each.param.name); });
+
+// A failed lock is told as what it is, whatever the system says to the calls that come after it.
+TEST(FailingLocks, OfAThreadThatAwaitsABlockAreToldAsTheyAre) {
+    TEnvironment const runtime("XDG_RUNTIME_DIR", RunFolder().c_str());
+    int told = 0;
+    for (long number = 1;; ++number) {
+        calls::FailOnly(number, calls::Kind::error);
+        int error = 0;
+        TOutcome const outcome = Awaits(false, error);
+        long const counted = calls::Stop();
+        ASSERT_NE(outcome, wrong) << "call " << number;
+        if (counted < number)
+            break;
+        if (outcome == reported && std::string_view(calls::LastFailed()) == "flock") {
+            EXPECT_EQ(error, ENOLCK) << "call " << number;
+            ++told;
+        }
+    }
+    EXPECT_EQ(told, 4); // the lock on the folder, the wait for the file, the folder again, and the lock that remains
+}
 
 } // namespace

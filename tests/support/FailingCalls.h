@@ -32,6 +32,21 @@ private:
     bool fWasCounting;
 };
 
+// While an object of this class exists, the calls of this thread are not counted, and do not fail. A test uses it to
+// let only the calls of another thread fail.
+struct TExempt {
+    TExempt() noexcept;
+    TExempt(TExempt const &) = delete;
+    TExempt &operator=(TExempt const &) = delete;
+    ~TExempt();
+
+private:
+    bool const fWasExempt;
+};
+
+// Returns how many calls of flock() have asked the system for a shared lock, and were ready to wait for it.
+long AwaitedSharedLocks() noexcept;
+
 // Returns the name of the function whose call failed last, or "none".
 char const *LastFailed() noexcept;
 

@@ -20,6 +20,7 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -29,6 +30,8 @@ constinit std::atomic<long> fsLast{0};
 constinit std::atomic<bool> fsIsCounting{false};
 constinit std::atomic<calls::Kind> fsKind{calls::Kind::error};
 constinit std::atomic<char const *> fsFailed{"none"};
+constinit std::atomic<long> fsSharedLocks{0};
+constinit thread_local bool fsIsExempt = false;
 
 void Begin(long first, long last, calls::Kind kind) noexcept {
     fsCounted = 0;
@@ -41,7 +44,7 @@ void Begin(long first, long last, calls::Kind kind) noexcept {
 
 // If calls of this kind are counted, counts the call. Returns whether the call must fail.
 bool MustFail(char const *name, calls::Kind kind) noexcept {
-    if (!fsIsCounting || fsKind != kind)
+    if (!fsIsCounting || fsIsExempt || fsKind != kind)
         return false;
     long const number = ++fsCounted;
     bool const fails = fsFirst != 0 && number >= fsFirst && number <= fsLast;
@@ -93,6 +96,16 @@ calls::TOwn::TOwn() noexcept : fWasCounting(fsIsCounting.exchange(false)) {}
 
 calls::TOwn::~TOwn() {
     fsIsCounting = fWasCounting;
+}
+
+calls::TExempt::TExempt() noexcept : fWasExempt(std::exchange(fsIsExempt, true)) {}
+
+calls::TExempt::~TExempt() {
+    fsIsExempt = fWasExempt;
+}
+
+long calls::AwaitedSharedLocks() noexcept {
+    return fsSharedLocks;
 }
 
 char const *calls::LastFailed() noexcept {
@@ -202,13 +215,20 @@ void *mmap(void *at, size_t size, int protection, int flags, int file, off_t off
     return file >= 0 && Fails("mmap", ENOMEM) ? MAP_FAILED : real(at, size, protection, flags, file, offset);
 }
 
+int flock(int file, int operation) {
+    static auto *const real = Real<int(int, int)>("flock");
+    if (Fails("flock", ENOLCK) || IsInterrupted("flock"))
+        return -1;
+    fsSharedLocks += operation == LOCK_SH;
+    return real(file, operation);
+}
+
 TUZUTIL_FAILING(int, fstat, (int file, struct stat *status), (file, status), EIO, -1)
 TUZUTIL_FAILING(int, stat, (char const *path, struct stat *status), (path, status), EACCES, -1)
 TUZUTIL_FAILING(int, fstatat, (int folder, char const *path, struct stat *status, int flags),
                 (folder, path, status, flags), EACCES, -1)
 TUZUTIL_FAILING(off_t, lseek, (int file, off_t offset, int from), (file, offset, from), EIO, -1)
 TUZUTIL_INTERRUPTIBLE(int, ftruncate, (int file, off_t size), (file, size), EIO, -1)
-TUZUTIL_INTERRUPTIBLE(int, flock, (int file, int operation), (file, operation), ENOLCK, -1)
 TUZUTIL_FAILING(int, mkdir, (char const *path, mode_t mode), (path, mode), ENOSPC, -1)
 TUZUTIL_FAILING(int, mkdirat, (int folder, char const *path, mode_t mode), (folder, path, mode), ENOSPC, -1)
 TUZUTIL_FAILING(int, linkat, (int from, char const *name, int to, char const *link, int flags),

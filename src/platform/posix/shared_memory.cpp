@@ -201,7 +201,6 @@ bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&vi
     bool const isFree = Lock(file.Get(), LOCK_SH);
     int const failure = errno;
     TFolder const folder;
-    // No test gets here: locking a file would have to fail while another process makes the block.
     if (isFree && folder.IsLocked() && !folder.Leads(names.complete, file.Get())) {
         // The maker has ended or closed the block without publishing it. If the file is still there, it must be removed
         // here, because other waiters hold shared locks on it for a moment too. Each waiter would otherwise take the
@@ -211,9 +210,7 @@ bool Await(TDescriptor &file, std::int32_t least, TNames const &names, void *&vi
         TDescriptor const closed(file.Take()); // closed here, under the lock on the folder
         return false;
     }
-    // No test gets here: locking a file would have to fail while another process makes the block.
     block = isFree && folder.IsLocked() ? OpenedBlock(file, least, names, view) : nullptr;
-    // No test gets here: locking a file would have to fail while another process makes the block.
     if (!isFree)
         errno = failure;
     return true;
