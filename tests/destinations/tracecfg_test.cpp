@@ -585,6 +585,23 @@ TEST(TraceConfiguration, WithoutANameFilesAreNamedByTheProgram) {
     std::filesystem::remove(native);
 }
 
+TEST(TraceConfiguration, AProgramWithoutFolderAndEndingHasItsLogBesideIt) {
+    TString const program = TTrace::QueryExeFileName();
+    std::string const plain = "tuzutil_tracecfg_test_plain_name";
+    TTrace::fsExeFileName = plain.c_str();
+    std::filesystem::remove(plain + ".log");
+    TCapture capture(TTrace::warning, 1);
+    {
+        TTrace const trace("file");
+        EXPECT_TRUE(std::filesystem::exists(plain + ".log"));
+    }
+    TTrace::fsExeFileName = program;
+    std::filesystem::remove(plain + ".log");
+    EXPECT_TRUE(std::any_of(capture.Entries().begin(), capture.Entries().end(), [&](TSeenEntry const &entry) {
+        return entry.text == "Unable to find '.', using " + plain + ".log for file" && entry.level == 8;
+    }));
+}
+
 TEST(TraceConfiguration, TheProgramsNameIsItsFullPath) {
     std::string const name = Data(TTrace::QueryExeFileName());
     EXPECT_NE(name.find("tracecfg_test"), std::string::npos);

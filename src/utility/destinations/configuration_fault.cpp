@@ -25,14 +25,12 @@ void SetDestination(TTrace::Base *destination) noexcept {
 // Returns whether the destination of NUV_TRACE_STARTUP exists and writes warnings. A destination whose file could not
 // be opened writes nothing. REQUIRES: the trace lock is held.
 bool IsListening() {
-    TTrace::Category const &category = TUtilityTraceCategory::Trace;
-    if (!fsDestination || !fsDestination->IsTracing(TTrace::warning, category.QueryComponent(), category))
+    auto const *const stream = dynamic_cast<TTraceStreamBase const *>(fsDestination);
+    auto const *const sharedFile = dynamic_cast<TTraceSharedFileBase const *>(fsDestination);
+    if (!fsDestination || (stream && !stream->IsOpen()) || (sharedFile && !sharedFile->IsOpen()))
         return false;
-    if (auto const *const file = dynamic_cast<TTraceStreamBase const *>(fsDestination))
-        return file->IsOpen();
-    if (auto const *const file = dynamic_cast<TTraceSharedFileBase const *>(fsDestination))
-        return file->IsOpen();
-    return true;
+    TTrace::Category const &category = TUtilityTraceCategory::Trace;
+    return fsDestination->IsTracing(TTrace::warning, category.QueryComponent(), category);
 }
 
 // Writes a warning to the destination of NUV_TRACE_STARTUP. If the destination does not exist or does not write

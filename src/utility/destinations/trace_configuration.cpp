@@ -36,6 +36,11 @@ std::string LibraryForm(std::string name) {
     return name;
 }
 
+TString ExeFileName() {
+    char name[260 + 1];
+    return TStringAccess::From({name, platform::LibraryName(nullptr, name, sizeof name)});
+}
+
 // Returns the name of the program with the ending ".log".
 std::string DefaultLogName() {
     TString const program = TTrace::QueryExeFileName();
@@ -49,7 +54,9 @@ std::string DefaultLogName() {
 }
 
 std::string FileNameOrDefault(std::string const &argument) {
-    return argument.empty() ? DefaultLogName() : LibraryForm(argument);
+    if (argument.empty())
+        return DefaultLogName();
+    return LibraryForm(argument);
 }
 
 // Returns the handle `trace`. If the file of its destination could not be opened, also reports this fault. The
@@ -83,9 +90,9 @@ TTrace ConsoleTrace(std::ostream &stream) {
 
 TTrace FactoryTrace(TTraceConfiguration &configuration) {
     std::string const &keyword = configuration.keyword;
-    TTraceFactory *const factory =
-        keyword.empty() ? nullptr
-                        : TTraceFactoryLoader::GetInstance()->Find(TFactoryType(LibraryForm(keyword).c_str()));
+    TTraceFactory *factory = nullptr;
+    if (!keyword.empty())
+        factory = TTraceFactoryLoader::GetInstance()->Find(TFactoryType(LibraryForm(keyword).c_str()));
     if (factory) {
         TLock const lock(TTrace::Base::fsMutex); // no other thread writes to the destination before it is complete
         return factory->CreateTrace(configuration.argument.c_str());
@@ -220,10 +227,6 @@ void TTrace::ParseTraceString(char const *selection) {
 
 TString TTrace::QueryExeFileName() {
     // No test gets here: two threads would have to ask for the name first in one moment.
-    [[maybe_unused]] static bool const isKnown = [] {
-        char name[260 + 1];
-        fsExeFileName = TStringAccess::From({name, platform::LibraryName(nullptr, name, sizeof name)});
-        return true;
-    }();
+    [[maybe_unused]] static bool const isKnown = (fsExeFileName = ExeFileName(), true);
     return fsExeFileName.Copy();
 }
