@@ -5,6 +5,7 @@
 #include "support/Printf.h"
 #include "tuzutil/TRACE.h"
 #include "tuzutil/TXTMSG.h"
+#include "utility/kernel/plain_print.h"
 
 #include <gtest/gtest.h>
 
@@ -165,6 +166,19 @@ TEST(MessagePrint, CharactersAsThePlatformsPrintf) {
     EXPECT_EQ(Print("%Lc", 'a'), "a");
     EXPECT_EQ(PrintWide(u"%c|%lc", 0x20AC, 0x20AC), u"\u20AC|\u20AC");
     EXPECT_EQ(PrintWide(u"%hc", 'a' + 0x2000), u"a");
+}
+
+// The walk along the frequent directives leaves a zero, and what follows it, to its caller.
+TEST(MessagePrint, TheWalkAlongPlainTextStopsBeforeAZero) {
+    for (std::size_t before = 0; before < 40; ++before) {
+        for (std::size_t after = 0; after < 20; ++after) {
+            std::string const format = std::string(before, 'b') + '\0' + std::string(after, 'a');
+            char out[200];
+            plain_print::TWalk const walk = plain_print::PrintPlain(format, nullptr, 0, out, std::end(out));
+            ASSERT_EQ(walk.format, format.data() + before);
+            ASSERT_EQ(std::string(out, walk.out), std::string(before, 'b'));
+        }
+    }
 }
 
 TEST(MessagePrint, CountsFromArgumentsAsThePlatformsPrintf) {

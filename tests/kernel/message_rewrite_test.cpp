@@ -167,6 +167,8 @@ TEST(MessageRewrite, UnknownConversionsAreCopiedAndUseNoArgument) {
     EXPECT_REWRITTEN(Narrow(message, "%I64d %d"), "%I64d %d", TBlock(5), 8 + 20);
     EXPECT_REWRITTEN(Narrow(message, "%3$lld %d"), "%ld %d", TBlock(5), 9 + 20);
     EXPECT_REWRITTEN(Narrow(message, "%2$y"), "%y", TBlock(), 4);
+    EXPECT_REWRITTEN(Narrow(message, "%hjd %d"), "%jd %d", TBlock(5), 7 + 20);
+    EXPECT_REWRITTEN(Wide(message, u"%ltd %d"), "%td %d", TBlock(5), 7 + 20);
     EXPECT_REWRITTEN(Narrow(message, "50%"), "50%", TBlock(), 3);
     EXPECT_REWRITTEN(Narrow(message, "%5%d"), "%5%d", TBlock(5), 4 + 20 + 20);
 }

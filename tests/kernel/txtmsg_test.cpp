@@ -451,6 +451,17 @@ TEST(TextMessage, WideTextComesBackAsItsBytes) {
     EXPECT_EQ(Text(message), "a"); // up to its first zero
 }
 
+// The text ends at the first zero of its format, wherever this zero is.
+TEST(TextMessage, EndsAtTheFirstZeroOfItsFormat) {
+    for (std::size_t before = 0; before < 600; ++before) {
+        std::string const text(before, 'x');
+        ASSERT_EQ(Text(TTextMessage(TString("%%" + text + '\0' + "y%d"), 5)), '%' + text);
+        std::u16string const wide(text.begin(), text.end());
+        TString const printed = TTextMessage(TString(u"%%" + wide + u'\0' + u"y%d"), 5).QueryMessage();
+        ASSERT_TRUE(printed == TString(u'%' + wide)) << before;
+    }
+}
+
 TEST(TextMessage, EmptyTextsOfTheStreamLeaveTheMessagesOwn) {
     std::stringstream bytes(Written(TTextMessage()));
     TiBinaryStream in(bytes, 1);

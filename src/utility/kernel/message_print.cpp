@@ -230,7 +230,9 @@ std::size_t ToWide(char const *&at, char const *end, TWide *units) noexcept {
     std::mbstate_t state = {};
     wchar_t character = 0;
     std::size_t const used = std::mbrtowc(&character, at, static_cast<std::size_t>(end - at), &state);
-    if (used == 0 || used > static_cast<std::size_t>(end - at)) { // the character is invalid or incomplete
+    // If the character is invalid or incomplete, the result is greater than any length. A result of 0 would be a zero
+    // character; it counts as invalid here, because otherwise the text would never end.
+    if (used - 1 >= static_cast<std::size_t>(end - at)) {
         ++at;
         units[0] = '?';
         return 1;
@@ -497,7 +499,7 @@ private:
 
         std::size_t const wanted = field.Precision(1);
         std::size_t zeros = wanted > count ? wanted - count : 0;
-        if (field.Has(TFlags::alternate) && conversion == 'o' && zeros == 0 && (count != 0 || wanted == 0))
+        if (field.Has(TFlags::alternate) && conversion == 'o' && zeros == 0)
             zeros = 1;
         if (field.Has(TFlags::zero) && !field.Has(TFlags::left) && field.precision < 0)
             zeros += field.Missing(prefixed + zeros + count);

@@ -122,8 +122,7 @@ private:
             if (sizeof(Char) != 1) // in a narrow format, this conversion uses no value
                 TakeText(value);
             return;
-        case TConversion::storesCount:
-        case TConversion::unknown: return;
+        default: return; // the other conversions use no value
         }
     }
 
