@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <regex>
 #include <sstream>
 #include <streambuf>
 #include <string>
@@ -79,6 +80,23 @@ TEST(TraceLine, MayHaveALongFileNameAndALongCategory) {
         TTracePoint::Write(TTrace::error, category, {"file.cpp", 7}, "%d", 17);
         EXPECT_EQ(traced.Take(), "E " + name + " [file.cpp:7] 17\n");
         traced.trace.SetPrefixParts(0);
+    }
+}
+
+TEST(TraceLine, MayBeginWithTheYearAndTheZone) {
+    std::ostringstream out;
+    TTraceStream trace(out);
+    trace.SetDisplayPrefix(1);
+    constexpr unsigned int both = TTrace::Base::yearPart | TTrace::Base::zonePart;
+    for (unsigned int const parts : {0u, +TTrace::Base::yearPart, +TTrace::Base::zonePart, both}) {
+        trace.SetPrefixParts(parts);
+        out.str("");
+        Write("%d", 17);
+        std::string const expected = std::string(parts & TTrace::Base::yearPart ? "[0-9]{4}/" : "") +
+                                     "[0-9]{2}/[0-9]{2}-[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{2}" +
+                                     (parts & TTrace::Base::zonePart ? "[+-][0-9]{2}:[0-9]{2}" : "") +
+                                     " [0-9A-F]{8} E \\[file\\.cpp:7\\] 17\n";
+        EXPECT_TRUE(std::regex_match(out.str(), std::regex(expected))) << out.str() << expected;
     }
 }
 

@@ -103,6 +103,8 @@ TEST(TFactoryType, IsComparedByNameWhateverTheCase) {
     EXPECT_TRUE(TFactoryType("a[z]") < TFactoryType("aa[b]"));
     EXPECT_FALSE(TFactoryType("b[a]") < TFactoryType("a[b]"));
     EXPECT_TRUE(TFactoryType("") < TFactoryType("a"));
+    EXPECT_FALSE(TFactoryType("aA[a]") < TFactoryType("a[b]"));
+    EXPECT_FALSE(TFactoryType("a") < TFactoryType(""));
 }
 
 TEST(TFactoryType, CopiesAreEqual) {

@@ -204,6 +204,17 @@ TEST(TagVarArguments, TimesOfAUnitThatIsNoWholeNumberAndNoFractionOfASecond) {
               "string 1970-01-01T00:00:07.500Z");
 }
 
+TEST(TagVarArguments, TimesMayHaveAFractionOfTheirUnit) {
+    using TReal = std::chrono::duration<double>;
+    using TRealMicroseconds = std::chrono::duration<double, std::micro>;
+    auto const show = [](auto since) {
+        return Show(TagVar(std::chrono::time_point<std::chrono::system_clock, decltype(since)>(since)));
+    };
+    EXPECT_EQ(show(TReal(1.5)), "string 1970-01-01T00:00:01.500Z");
+    EXPECT_EQ(show(TReal(-0.25)), "string 1969-12-31T23:59:59.750Z");
+    EXPECT_EQ(show(TRealMicroseconds(-0.5)), "string 1969-12-31T23:59:59.999999Z");
+}
+
 TEST(TagVarArguments, TimesTooFarForACalendarAreDurations) {
     using TReal = std::chrono::duration<double>;
     auto const at = [](double seconds) {

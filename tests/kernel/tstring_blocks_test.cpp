@@ -2,6 +2,7 @@
 // over single bytes.
 
 #include "tuzutil/TSTRING.h"
+#include "utility/kernel/ascii_case.h"
 
 #include <gtest/gtest.h>
 
@@ -57,6 +58,39 @@ TEST(StringBlocks, ComparisonsIgnoreTheCaseOnly) {
         bool const isSame = a.substr(0, a.find('\0')) == b.substr(0, b.find('\0'));
         EXPECT_EQ(TStringIcmp(TString(text)).IsEqual(TStringIcmp(TString(other))), isSame) << text << " " << other;
     });
+}
+
+// In some locales, I and i are not one letter. Every pair of bytes is compared here, in each place of two blocks.
+TEST(StringBlocks, IAndItsSmallFormDifferIfTheLocaleSaysSo) {
+    auto const isSameLetter = [](char a, char b, bool isPlain) {
+        bool const isSmall = a >= 'a' && a <= 'z';
+        bool const isCapital = a >= 'A' && a <= 'Z';
+        return ((isSmall && b == a - 'a' + 'A') || (isCapital && b == a - 'A' + 'a')) &&
+               (isPlain || (a != 'i' && a != 'I'));
+    };
+    for (bool const isPlain : {true, false}) {
+        for (int i = 1; i < 256; ++i) {
+            for (int j = 1; j < 256; ++j) {
+                auto const a = static_cast<char>(i);
+                auto const b = static_cast<char>(j);
+                bool const isSame = isSameLetter(a, b, isPlain);
+                if (i != j) {
+                    ASSERT_EQ(ascii_case::IsSameLetter(a, b, isPlain), isSame) << i << ' ' << j;
+                }
+                std::size_t const at = static_cast<std::size_t>(i + j) % 32;
+                std::string left(32, 'x');
+                std::string right(left);
+                left[at] = a;
+                right[at] = b;
+#if defined(__SSE2__)
+                std::size_t const expected = i == j || isSame ? 32 : at / 16 * 16;
+#else
+                std::size_t const expected = 0;
+#endif
+                ASSERT_EQ(ascii_case::SameUpTo(left.data(), right.data(), 32, isPlain), expected) << i << ' ' << j;
+            }
+        }
+    }
 }
 
 TEST(StringBlocks, TheFirstOccurrenceIsFound) {

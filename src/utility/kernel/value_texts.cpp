@@ -156,7 +156,6 @@ TString TagVar::Moment(double count, long long numerator, long long denominator)
     if (!(std::abs(about) < fsFarthest))
         return Duration(count, numerator, denominator);
     double const seconds = std::floor(about);
-    auto const nanoseconds = static_cast<long long>((about - seconds) * 1e9);
-    return MomentText(static_cast<long long>(seconds), std::min(nanoseconds, 999999999ll),
-                      std::max(denominator, 1000ll));
+    long long const nanoseconds = std::min(static_cast<long long>((about - seconds) * 1e9), 999999999ll);
+    return MomentText(static_cast<long long>(seconds), nanoseconds, std::max(denominator, 1000ll));
 }
