@@ -5,10 +5,13 @@
 
 #include "support/CaptureTrace.h"
 #include "support/Notes.h"
+#include "utility/kernel/insistent_lock.h"
 
+#include <chrono>
 #include <limits>
 #include <mutex>
 #include <new>
+#include <thread>
 
 namespace {
 
@@ -18,6 +21,7 @@ struct System {
     bool success = true;
     std::uint32_t milliseconds = 0;
     int waits = 0;
+    std::chrono::milliseconds delay{0}; // of each wait for a lock
     int unlocked = 0;
     int deleted = 0;
     std::uint32_t error = 5;
@@ -58,6 +62,8 @@ bool platform::DeleteMutex(Mutex *) noexcept {
 TWaitResult platform::LockMutex(Mutex *, std::uint32_t milliseconds) noexcept {
     fsSystem.milliseconds = milliseconds;
     ++fsSystem.waits;
+    if (fsSystem.delay.count() != 0)
+        std::this_thread::sleep_for(fsSystem.delay);
     return fsSystem.wait;
 }
 bool platform::UnlockMutex(Mutex *) noexcept {
@@ -376,6 +382,26 @@ TEST_F(LockFailure, ClocksThatAreNotSteadyAreReadEverySecond) {
     EXPECT_EQ(event.Wait(TTestClock::time_point::max()), 0);
     EXPECT_EQ(fsSystem.milliseconds, 1000u);
     EXPECT_EQ(fsSystem.waits, 7);
+}
+
+TEST_F(LockFailure, AnInsistentEntryTriesTenTimesMoreHoweverLongTheyTake) {
+    TMutexSemaphore mutex;
+    fsSystem.wait = TWaitResult::failed;
+    fsSystem.delay = fsLongestAttempt / 4;
+    EXPECT_FALSE(TInsistentEntry::Insist(mutex));
+    EXPECT_EQ(fsSystem.waits, 11); // the first attempt, and ten more, of which the last ones are too late
+}
+
+TEST_F(LockFailure, AnInsistentEntryTakesTheLockAtTheFirstChance) {
+    TMutexSemaphore mutex;
+    EXPECT_TRUE(TInsistentEntry::Insist(mutex));
+    EXPECT_EQ(fsSystem.waits, 1);
+    fsSystem.success = false;
+    fsSystem.wait = TWaitResult::failed;
+    TMutexSemaphore missing;
+    fsSystem.waits = 0;
+    EXPECT_FALSE(TInsistentEntry::Insist(missing));
+    EXPECT_LE(fsSystem.waits, 1); // without a lock, there is nothing to wait for
 }
 
 TEST_F(LockFailure, FailuresThatNobodyListensToAreNotFormatted) {
