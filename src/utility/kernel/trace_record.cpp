@@ -122,11 +122,8 @@ TTraceRecord::TTraceRecord(TTracePrefix const &prefix, TTrace::Category const *c
     char *const lineEnd = std::to_chars(digits, digits + sizeof digits, message.QueryLine()).ptr;
     std::string_view const line(digits, static_cast<std::size_t>(lineEnd - digits));
     TString const narrow = NarrowText(message);
-    char const *const chars = narrow;
-    std::string_view const text(chars ? chars : "");
-
-    char const *const name = category ? static_cast<char const *>(category->QueryString()) : nullptr;
-    std::string_view const categoryName(name ? name : "");
+    std::string_view const text(narrow.data()); // ends at the first zero
+    std::string_view const categoryName(category ? category->QueryString().data() : "");
 
     fLength = prefix.Length() + (category ? 1 : 0) + categoryName.size() + std::strlen(" [:] \n") + file.size() +
               line.size() + text.size();
