@@ -7,8 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <istream>
 #include <sstream>
+#include <streambuf>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -20,6 +23,30 @@ std::vector<std::string> LinesOf(std::string const &text, std::size_t limit = 10
 }
 
 using TTexts = std::vector<std::string>;
+
+// A buffer that gives its bytes one at a time. Before it gives the last byte, it sets the fail bit of its stream.
+class TFailsAtItsLast : public std::streambuf {
+public:
+    explicit TFailsAtItsLast(std::string text) : fText(std::move(text)) {}
+
+    std::ios *stream = nullptr;
+
+protected:
+    int_type underflow() override {
+        if (stream && fAt + 1 == fText.size())
+            stream->setstate(std::ios_base::failbit);
+        return fAt < fText.size() ? traits_type::to_int_type(fText[fAt]) : traits_type::eof();
+    }
+    int_type uflow() override {
+        int_type const c = underflow();
+        ++fAt;
+        return c;
+    }
+
+private:
+    std::string const fText;
+    std::size_t fAt = 0;
+};
 
 } // namespace
 
@@ -50,6 +77,17 @@ TEST(ReadLine, GivesWhatTheEndCutOff) {
     EXPECT_EQ(LinesOf("a\r\nbc"), (TTexts{"line a", "end bc"}));
     EXPECT_EQ(LinesOf("bc\r"), (TTexts{"end bc\r"}));
     EXPECT_EQ(LinesOf("b\rc", 2), (TTexts{"end b\r"}));
+}
+
+TEST(ReadLine, LeavesTheLineFeedOfASourceThatIsNotGoodAnyMore) {
+    TFailsAtItsLast bytes("a\r\nbc\n");
+    std::istream source(&bytes);
+    bytes.stream = &source;
+    TiLineStream in(&source);
+    EXPECT_EQ(support::ReadLines(in, 100), (TTexts{"line a", "end bc"}));
+    bytes.stream = nullptr;
+    source.clear();
+    EXPECT_EQ(source.get(), '\n');
 }
 
 TEST(ReadLine, KeepsZeroBytes) {

@@ -10,6 +10,7 @@
 
 #include <istream>
 #include <streambuf>
+#include <string>
 
 namespace {
 
@@ -51,6 +52,10 @@ TEST(StreamCancel, AThreadIsCancelledWhileItReads) {
         TiBinaryStream(device) >> word;
     });
     ExpectCancelled([](std::iostream &device) { TiLineStream(static_cast<std::istream *>(&device)).get(); });
+    ExpectCancelled([](std::iostream &device) {
+        std::string line;
+        static_cast<void>(TiLineStream(static_cast<std::istream *>(&device)).ReadLine(line, 10));
+    });
     ExpectCancelled([](std::iostream &device) { TiConcatStream(0, device).get(); });
     ExpectCancelled([](std::iostream &device) { TiDotByteStream(device).get(); });
 }
