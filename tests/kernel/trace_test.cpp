@@ -22,6 +22,16 @@ void Write(unsigned long level, TTrace::Category const &category, char const *te
     TTrace::WriteEntry(level, category, message);
 }
 
+// Ends another destination when an entry comes.
+class TEnding : public TTrace::Base {
+public:
+    explicit TEnding(TTrace &victim) : fVictim(victim) {}
+    void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { fVictim = TTrace(); }
+
+private:
+    TTrace &fVictim;
+};
+
 } // namespace
 
 TEST(TTrace, Example) {
@@ -372,14 +382,6 @@ TEST(TTrace, ADestinationThatThrowsHarmsNobody) {
 }
 
 TEST(TTrace, ADestinationMayEndAnotherWhileAnEntryIsWritten) {
-    class TEnding : public TTrace::Base {
-    public:
-        explicit TEnding(TTrace &victim) : fVictim(victim) {}
-        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { fVictim = TTrace(); }
-
-    private:
-        TTrace &fVictim;
-    };
     TCapture last;
     TTrace victim;
     victim.QueryPointer() = TTrace::Pointer(new TCaptureDestination);
@@ -391,14 +393,6 @@ TEST(TTrace, ADestinationMayEndAnotherWhileAnEntryIsWritten) {
 }
 
 TEST(TTrace, ADestinationMayEndOneThatIsNotTheNextWhileAnEntryIsWritten) {
-    class TEnding : public TTrace::Base {
-    public:
-        explicit TEnding(TTrace &victim) : fVictim(victim) {}
-        void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override { fVictim = TTrace(); }
-
-    private:
-        TTrace &fVictim;
-    };
     TCapture last;
     TTrace victim;
     victim.QueryPointer() = TTrace::Pointer(new TCaptureDestination);
