@@ -11,7 +11,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -31,10 +31,9 @@ TShared &Shared() {
     return shared;
 }
 
-TTrace::Category const &Traced() {
-    static auto &category = *new TTrace::Category(8, "Ending");
-    return category;
-}
+// Never destroyed, because threads use it to the end, and in static memory, where categories belong.
+alignas(TTrace::Category) unsigned char fsPlace[sizeof(TTrace::Category)];
+TTrace::Category const &fsCategory = *new (fsPlace) TTrace::Category(8, "Ending");
 
 // A static object of the program, which uses the library when it is constructed and destroyed.
 struct TStatic {
@@ -44,7 +43,7 @@ struct TStatic {
     static void Use(char const *what) {
         TMutexSemaphore lock;
         TMutexSemaphoreEntry const entry(lock, TMutexSemaphore::fsInfinite);
-        TTracePoint::Write(TTrace::error, Traced(), {"ending.cpp", 1}, "%s", what);
+        TTracePoint::Write(TTrace::error, fsCategory, {"ending.cpp", 1}, "%s", what);
     }
 } fsStatic;
 
@@ -60,7 +59,7 @@ void Work(int number) {
         timer.Set(std::chrono::milliseconds(number % 2));
         if (number % 2 != 0)
             event->Wait(10);
-        TTracePoint::Write(TTrace::error, Traced(), {"ending.cpp", 1}, "round of thread %d", number);
+        TTracePoint::Write(TTrace::error, fsCategory, {"ending.cpp", 1}, "round of thread %d", number);
         ++shared.rounds;
     }
 }
