@@ -31,8 +31,8 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 FOLDERS = ("src/", "include/")
-LEAST_LINES, LEAST_BRANCHES = 99.2, 96.3  # of src/ in all builds together, in per cent
-MOST_UNEXPLAINED = 115  # lines of src/ with something that is neither executed nor explained; to become 0
+LEAST_LINES, LEAST_BRANCHES = 99.5, 98.0  # of src/ in all builds together, in per cent
+MOST_UNEXPLAINED = 0  # lines of src/ with something that is neither executed nor explained
 EXPLANATION = "// No test gets here:"
 
 SOURCE = re.compile(r" +-: +0:Source:(.*)")

@@ -136,6 +136,7 @@ void TTextMessage::TakeOver(TagVar *values, std::size_t count) {
 // Returns memory for arguments: the slots within the message if these suffice and hold no retired arguments, and
 // otherwise a new array of nil values.
 TagVar *TTextMessage::NewArray(std::size_t count) {
+    // No test gets here: the arguments would have to need more than half of the address space.
     return count <= fsSlots && fRetired == 0 ? Slots() : new TagVar[count];
 }
 

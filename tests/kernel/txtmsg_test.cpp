@@ -372,9 +372,11 @@ TEST(TextMessage, CopyOfAnArgumentOfUnknownKindReportsAndKeepsNothing) {
     TString text("owned");
     {
         TTextMessage message("%s %d", text, 1);
-        TagVar const unknown(static_cast<TagVar::Type>(12));
-        EXPECT_THROW(message[1] = unknown, TInvalidRequest); // the argument has the kind nevertheless
-        EXPECT_THROW(TTextMessage copy(message), TInvalidRequest);
+        for (unsigned int const kind : {12u, 0x20000005u}) { // the second one is an inner kind
+            TagVar const unknown(static_cast<TagVar::Type>(kind));
+            EXPECT_THROW(message[1] = unknown, TInvalidRequest); // the argument has the kind nevertheless
+            EXPECT_THROW(TTextMessage copy(message), TInvalidRequest) << kind;
+        }
         message[1] = 2;
         EXPECT_EQ(Text(TTextMessage(message)), "owned 2");
     }

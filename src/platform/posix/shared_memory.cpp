@@ -128,6 +128,7 @@ bool Map(Block &block, void *&view) noexcept {
 
 // The names of a block's file: `unfinished` as long as the maker fills the block, and `complete` after that.
 struct TNames {
+    // No test gets here: a name that is valid for one kind of file is valid for the other one too.
     explicit TNames(char const *name) noexcept
         : areValid(platform::ObjectFileName(fsKind, fsLayout, name, complete) &&
                    platform::ObjectFileName(fsNewKind, fsLayout, name, unfinished)) {}

@@ -135,6 +135,7 @@ TWaitPlace *TakeSpare() noexcept {
 
 TWaitPlace *NewPlace() noexcept {
     HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    // No test gets here: memory would have to be lacking for the place and not for its event.
     auto *const place = event ? new (std::nothrow) TWaitPlace{event, nullptr} : nullptr;
     // No test gets here: memory would have to be lacking for the place and not for its event.
     if (event && !place) {

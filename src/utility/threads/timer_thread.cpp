@@ -48,6 +48,8 @@ void TMasterTimer::Wake() noexcept {
 
 TReference<TMasterTimer> TMasterTimer::New() noexcept {
     try {
+        // No test gets here: if the constructor throws, there is an object to deallocate, so the test for null never
+        // fails.
         auto *const made = new TMasterTimer;
         TReference<TMasterTimer> master(made);
         if (master->fWake.Wait(0) >= 0 && TThreadLaunch::HasAll(*master))

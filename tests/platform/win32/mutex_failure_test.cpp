@@ -149,6 +149,7 @@ TEST_F(MutexFailure, AThreadWithoutARecordTakesALockWithAName) {
     EXPECT_FALSE(platform::UnlockMutex(named));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_NOT_OWNER});
     Be(&first);
+    EXPECT_FALSE(platform::UnlockMutex(named));
     EXPECT_EQ(platform::HeldWord(named), nullptr);
     EXPECT_FALSE(platform::HoldsMutex(named)); // only the system knows
     EXPECT_TRUE(platform::DeleteMutex(named));

@@ -179,3 +179,20 @@ TEST_F(SharedMemoryFailure, APlainBlockIsOpenedAlsoAfterAMakerEnded) {
     platform::CloseSharedMemory(plain, ofPlain);
     ExpectNothingLeft();
 }
+
+// The mutex of makers may be that of another block, whose name has the same hash.
+TEST_F(SharedMemoryFailure, AWholeBlockIsOpenedAtOnceIfItsMutexWasAbandoned) {
+    Block *const block = OpenOrCreate();
+    ASSERT_NE(block, nullptr);
+    EXPECT_TRUE(platform::PublishSharedMemory(block));
+    void *const first = view;
+    HANDLE left = nullptr;
+    std::thread([&] { left = TMaking(name.c_str(), true).Take(); }).join();
+    Block *const same = Open();
+    ASSERT_NE(same, nullptr);
+    EXPECT_EQ(platform::SharedMemorySize(same), 100u);
+    platform::CloseSharedMemory(same, view);
+    platform::CloseSharedMemory(block, first);
+    CloseHandle(left);
+    ExpectNothingLeft();
+}
