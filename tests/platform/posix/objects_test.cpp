@@ -77,6 +77,16 @@ TEST_F(ObjectFolder, StandsElsewhereWhereTheVariableNamesNoPrivateFolder) {
     EXPECT_EQ(Opened(), elsewhere); // nothing can be made there
 }
 
+// Its owner could read what other users share, or put something else in its place.
+TEST_F(ObjectFolder, StandsElsewhereWhereTheVariableNamesAFolderOfAnotherUser) {
+    std::string const elsewhere = Opened();
+    bool const isRoot = ::geteuid() == 0;
+    ASSERT_TRUE(!isRoot || ::chown(Run().c_str(), 65534, 65534) == 0);
+    TEnvironment const variable("XDG_RUNTIME_DIR", isRoot ? Run().c_str() : "/usr");
+    EXPECT_EQ(Opened(), elsewhere);
+    EXPECT_FALSE(std::filesystem::exists(Run() + "/tuzutil"));
+}
+
 TEST_F(ObjectFolder, IsRefusedWhereItIsALinkOrOpenToOthers) {
     TEnvironment const variable("XDG_RUNTIME_DIR", Run().c_str());
     std::filesystem::create_directory_symlink(fRuntime.Native(""), Run() + "/tuzutil");
