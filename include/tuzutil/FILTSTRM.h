@@ -109,7 +109,11 @@ private:
 
     TStreamControl fControl;
     std::exception_ptr fKept;
-    char *fBack = nullptr; // `back` of the current piece
+
+protected:
+    char *fBack = nullptr; // `back` of the current piece; a subclass that frees the memory of the piece sets it to null
+
+private:
     char *fPutBegin = nullptr;
     char *fPutEnd = nullptr;
 };

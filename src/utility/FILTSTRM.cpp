@@ -106,7 +106,7 @@ void TFilterStreamBuf::KeepLast(char const *taken, std::size_t count) noexcept {
 }
 
 std::streambuf::int_type TFilterStreamBuf::PutBack(int_type c) noexcept {
-    if (!gptr() || gptr() == fBack || traits_type::eq_int_type(c, traits_type::eof()))
+    if (!gptr() || gptr() == (fBack ? fBack : eback()) || traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::eof();
     char *const at = gptr() - 1;
     *at = traits_type::to_char_type(c);

@@ -72,6 +72,7 @@ void TLineStreamBuf::Close() {
     setg(nullptr, nullptr, nullptr);
     ClosePutArea();
     fGathered = 0;
+    fBack = nullptr;
     fStorage.reset();
 }
 

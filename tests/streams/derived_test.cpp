@@ -179,6 +179,25 @@ TEST(DerivedBuffer, ReadsManyBytesAfterBytesOfItsOwn) {
     EXPECT_EQ(read(std::make_unique<TInserting<TConcatStreamBuf>>(0, third)), "own\r\n" + lines);
 }
 
+// Init() frees the memory of what was read from the first source.
+TEST(DerivedBuffer, ReadsManyBytesOfASecondSourceAfterBytesOfItsOwn) {
+    class TReused : public TInserting<TLineStreamBuf> {
+    public:
+        using TInserting<TLineStreamBuf>::TInserting;
+        using TLineStreamBuf::Init;
+    };
+    std::string const lines = "one\n" + std::string(5000, 'x') + "\n";
+    std::istringstream first("first\n"), second(lines);
+    TReused buffer(&first);
+    EXPECT_EQ(support::ReadBytes(buffer), "first\n");
+    buffer.Init(&second);
+    buffer.Insert("own\n");
+    EXPECT_EQ(buffer.sputbackc('x'), EOF); // there is no room before the first byte
+    std::string bytes(lines.size() + 100, '\0');
+    bytes.resize(static_cast<std::size_t>(buffer.sgetn(bytes.data(), static_cast<std::streamsize>(bytes.size()))));
+    EXPECT_EQ(bytes, "own\n" + lines);
+}
+
 TEST(DerivedStream, KeepsWhatIsWritten) {
     EXPECT_EQ(Kept<TMemStream>(), "word");
     EXPECT_EQ(Kept<TMemStream>(3ul), "word");
