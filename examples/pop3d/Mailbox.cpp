@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <ostream>
 #include <streambuf>
+#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -57,9 +58,10 @@ std::uint64_t SizeInName(std::string const &name, std::uint64_t stored) {
 
 // Returns whether the folder exists, or may exist because the system cannot say.
 bool MayExist(fs::path const &folder) {
-    std::error_code ignored;
-    fs::file_status const status = fs::status(folder, ignored);
-    return fs::is_directory(status) || status.type() == fs::file_type::none;
+    std::error_code problem;
+    fs::file_status const status = fs::status(folder, problem);
+    bool const isLoop = problem == std::errc::too_many_symbolic_link_levels; // of links, so there is no folder
+    return fs::is_directory(status) || (status.type() == fs::file_type::none && !isLoop);
 }
 
 class CountingBuf : public std::streambuf {

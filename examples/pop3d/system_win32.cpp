@@ -191,11 +191,17 @@ bool IsMissing() {
     return GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND;
 }
 
-bool Describe(Handle handle, Identity &identity) {
+// Returns whether the handle is that of a regular file. If the system cannot say, sets `hasFailed`.
+bool Describe(Handle handle, Identity &identity, bool &hasFailed) {
     BY_HANDLE_FILE_INFORMATION found;
     DWORD const others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_REPARSE_POINT;
-    if (GetFileType(File(handle)) != FILE_TYPE_DISK || !GetFileInformationByHandle(File(handle), &found) ||
-        (found.dwFileAttributes & others) != 0)
+    if (GetFileType(File(handle)) != FILE_TYPE_DISK)
+        return false;
+    if (!GetFileInformationByHandle(File(handle), &found)) {
+        hasFailed = true;
+        return false;
+    }
+    if ((found.dwFileAttributes & others) != 0)
         return false;
     auto const join = [](DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; };
     identity.device = found.dwVolumeSerialNumber;
@@ -215,10 +221,16 @@ struct Folder::System {
     Handle Open(std::string const &name, DWORD rights, Identity &identity, bool &hasFailed) const {
         std::wstring const wanted = path + L'\\' + std::filesystem::path(name).wstring();
         Handle const handle = OpenAt(wanted, rights, FILE_FLAG_BACKUP_SEMANTICS); // opens folders too
-        hasFailed = hasFailed || (handle == fsNone && !IsMissing());
-        if (handle == fsNone ||
-            (Describe(handle, identity) && _wcsicmp(FinalPath(handle).c_str(), wanted.c_str()) == 0))
-            return handle;
+        if (handle == fsNone) {
+            hasFailed = hasFailed || !IsMissing();
+            return fsNone;
+        }
+        if (Describe(handle, identity, hasFailed)) {
+            std::wstring const found = FinalPath(handle);
+            hasFailed = hasFailed || found.empty();
+            if (_wcsicmp(found.c_str(), wanted.c_str()) == 0)
+                return handle;
+        }
         Close(handle);
         return fsNone;
     }
@@ -286,7 +298,8 @@ bool Folder::Remove(std::string const &name, Identity const &identity) const {
 }
 
 bool Identify(Handle file, Identity &identity) {
-    return Describe(file, identity);
+    bool hasFailed = false;
+    return Describe(file, identity, hasFailed);
 }
 
 long Read(Handle file, char *to, std::size_t count) {
