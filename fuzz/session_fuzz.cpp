@@ -74,8 +74,8 @@ int TestOneInput(unsigned char const *data, std::size_t size) {
     if (size == 0 || size > 4096) // more might not fit into the socket, and the client does not read while it sends
         return 0;
     static TMail const mail;
-    // As long as this timer exists, the thread of the timers lives. Otherwise it would end after each input, and the
-    // search for leaks sometimes takes the objects of a thread that is just ending for lost ones.
+    // As long as this timer exists, the thread of the timers lives. Otherwise it would start and end with each input,
+    // and the search for leaks can take the objects of a thread that is just starting or ending for lost ones.
     static TTimer const keepsThread(nullptr);
     mail.Fill();
     int sockets[2];

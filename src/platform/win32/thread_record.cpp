@@ -72,8 +72,8 @@ TThreadRecord *MakeRecord(DWORD index) noexcept {
 }
 
 TThreadRecord *FindOrMakeRecord() noexcept {
-    // No test gets here: only static objects do, in the suite unload, and the counters of coverage are written before
-    // static objects are destroyed.
+    // No test gets here: in the suite unload, static objects do, but the counters of coverage have been written by
+    // then.
     if (fsForgotten.load(std::memory_order_relaxed))
         return &fsUnloading;
     DWORD index = fsIndex.load(std::memory_order_acquire);
