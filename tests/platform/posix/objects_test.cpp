@@ -77,15 +77,23 @@ TEST_F(ObjectFolder, StandsElsewhereWhereTheVariableNamesNoPrivateFolder) {
     EXPECT_EQ(Opened(), elsewhere); // nothing can be made there
 }
 
-// Its owner could read what other users share, or put something else in its place.
+// The owner could read what this user shares, or put something else in its place. Only root can give a folder away, so
+// other users look at one of root's.
 TEST_F(ObjectFolder, StandsElsewhereWhereTheVariableNamesAFolderOfAnotherUser) {
-    if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can give a folder to another user";
     std::string const elsewhere = Opened();
-    ASSERT_EQ(::chown(Run().c_str(), 65534, 65534), 0);
-    TEnvironment const variable("XDG_RUNTIME_DIR", Run().c_str());
+    platform::TDescriptor const own(::open(Run().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_TRUE(own);
+    EXPECT_TRUE(IsOwn(own.Get(), 022));
+    bool const isRoot = ::geteuid() == 0;
+    ASSERT_TRUE(!isRoot || ::chown(Run().c_str(), 65534, 65534) == 0);
+    std::string const ofAnother = isRoot ? Run() : "/usr";
+    platform::TDescriptor const folder(::open(ofAnother.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_TRUE(folder);
+    EXPECT_FALSE(IsOwn(folder.Get(), 022));
+    EXPECT_EQ(errno, EACCES);
+    TEnvironment const variable("XDG_RUNTIME_DIR", ofAnother.c_str());
     EXPECT_EQ(Opened(), elsewhere);
-    EXPECT_FALSE(std::filesystem::exists(Run() + "/tuzutil"));
+    EXPECT_FALSE(std::filesystem::exists(ofAnother + "/tuzutil"));
 }
 
 TEST_F(ObjectFolder, IsRefusedWhereItIsALinkOrOpenToOthers) {
