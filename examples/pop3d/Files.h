@@ -26,6 +26,13 @@ struct Identity {
     bool operator==(Identity const &) const = default;
 };
 
+// What a name in a folder stands for.
+enum class Kind {
+    file,   // a regular file
+    other,  // something else, or nothing
+    unknown // the system cannot say, so there may be a regular file
+};
+
 class Folder {
 public:
     // Opens the mailbox itself if `name` is empty, or otherwise the folder `name` in the mailbox. The mailbox may be a
@@ -39,9 +46,8 @@ public:
     // could be read.
     bool List(std::vector<std::string> &names) const;
     // These functions find or open a regular file in the folder, and set `identity`. If `name` is not a regular file,
-    // Identify() returns false, and Open() returns fsNone. Identify() sets `hasFailed` if there may be a regular file
-    // whose identity cannot be found out, and otherwise leaves it as it is.
-    bool Identify(std::string const &name, Identity &identity, bool &hasFailed) const;
+    // or the system cannot say, Open() returns fsNone.
+    Kind Identify(std::string const &name, Identity &identity) const;
     Handle Open(std::string const &name, Identity &identity) const;
     // Removes the file if it still has this identity. Returns whether the file was removed.
     bool Remove(std::string const &name, Identity const &identity) const;

@@ -118,12 +118,13 @@ void Mailbox::AddFolder(std::string const &name, std::vector<Entry> &entries) {
 }
 
 void Mailbox::AddMessage(Entry &entry) {
-    file::Identity identity;
-    bool hasFailed = false;
-    if (entry.name[0] == '.' || !entry.folder->files.Identify(entry.name, identity, hasFailed)) {
-        fIsComplete = fIsComplete && !hasFailed;
+    if (entry.name[0] == '.')
         return;
-    }
+    file::Identity identity;
+    file::Kind const kind = entry.folder->files.Identify(entry.name, identity);
+    fIsComplete = fIsComplete && kind != file::Kind::unknown;
+    if (kind != file::Kind::file)
+        return;
     Message &message = fMessages.emplace_back();
     message.folder = entry.folder;
     message.name = std::move(entry.name);

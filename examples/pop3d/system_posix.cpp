@@ -131,7 +131,7 @@ long Send(Handle client, char const *from, std::size_t count) {
 
 bool AwaitRoom(Handle client, int milliseconds) {
     pollfd watched{Fd(client), POLLOUT, 0};
-    return Retried([&] { return poll(&watched, 1, milliseconds); }) > 0;
+    return poll(&watched, 1, milliseconds) > 0;
 }
 
 bool IsThere(Handle client) {
@@ -219,12 +219,11 @@ bool Folder::List(std::vector<std::string> &names) const {
     }
 }
 
-bool Folder::Identify(std::string const &name, Identity &identity, bool &hasFailed) const {
+Kind Folder::Identify(std::string const &name, Identity &identity) const {
     struct stat status;
     if (fstatat(fSystem->fd, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
-        return Describe(status, identity);
-    hasFailed = hasFailed || !IsMissing();
-    return false;
+        return Describe(status, identity) ? Kind::file : Kind::other;
+    return IsMissing() ? Kind::other : Kind::unknown;
 }
 
 Handle Folder::Open(std::string const &name, Identity &identity) const {
@@ -237,8 +236,7 @@ Handle Folder::Open(std::string const &name, Identity &identity) const {
 
 bool Folder::Remove(std::string const &name, Identity const &identity) const {
     Identity found;
-    bool hasFailed = false;
-    return Identify(name, found, hasFailed) && found == identity && unlinkat(fSystem->fd, name.c_str(), 0) == 0;
+    return Identify(name, found) == Kind::file && found == identity && unlinkat(fSystem->fd, name.c_str(), 0) == 0;
 }
 
 bool Identify(Handle file, Identity &identity) {

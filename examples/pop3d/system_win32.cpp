@@ -191,25 +191,22 @@ bool IsMissing() {
     return GetLastError() == ERROR_FILE_NOT_FOUND || GetLastError() == ERROR_PATH_NOT_FOUND;
 }
 
-// Returns whether the handle is that of a regular file. If the system cannot say, sets `hasFailed`.
-bool Describe(Handle handle, Identity &identity, bool &hasFailed) {
+Kind Describe(Handle handle, Identity &identity) {
     BY_HANDLE_FILE_INFORMATION found;
     DWORD const others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_REPARSE_POINT;
     if (GetFileType(File(handle)) != FILE_TYPE_DISK)
-        return false;
-    if (!GetFileInformationByHandle(File(handle), &found)) {
-        hasFailed = true;
-        return false;
-    }
+        return Kind::other;
+    if (!GetFileInformationByHandle(File(handle), &found))
+        return Kind::unknown;
     if ((found.dwFileAttributes & others) != 0)
-        return false;
+        return Kind::other;
     auto const join = [](DWORD high, DWORD low) { return std::uint64_t{high} << 32 | low; };
     identity.device = found.dwVolumeSerialNumber;
     identity.number = join(found.nFileIndexHigh, found.nFileIndexLow);
     identity.size = join(found.nFileSizeHigh, found.nFileSizeLow);
     identity.time =
         static_cast<std::int64_t>(join(found.ftLastWriteTime.dwHighDateTime, found.ftLastWriteTime.dwLowDateTime));
-    return true;
+    return Kind::file;
 }
 
 } // namespace
@@ -217,22 +214,23 @@ bool Describe(Handle handle, Identity &identity, bool &hasFailed) {
 struct Folder::System {
     std::wstring path; // the path of the folder; it contains no links
 
-    // Opens a regular file in this folder. If the name is that of a link, returns fsNone.
-    Handle Open(std::string const &name, DWORD rights, Identity &identity, bool &hasFailed) const {
+    // Opens a name in this folder. Sets `handle` to an open file if the name is that of a regular file, and not of a
+    // link to one, and otherwise to fsNone.
+    Kind Open(std::string const &name, DWORD rights, Identity &identity, Handle &handle) const {
         std::wstring const wanted = path + L'\\' + std::filesystem::path(name).wstring();
-        Handle const handle = OpenAt(wanted, rights, FILE_FLAG_BACKUP_SEMANTICS); // opens folders too
-        if (handle == fsNone) {
-            hasFailed = hasFailed || !IsMissing();
-            return fsNone;
-        }
-        if (Describe(handle, identity, hasFailed)) {
+        handle = OpenAt(wanted, rights, FILE_FLAG_BACKUP_SEMANTICS); // opens folders too
+        if (handle == fsNone)
+            return IsMissing() ? Kind::other : Kind::unknown;
+        Kind kind = Describe(handle, identity);
+        if (kind == Kind::file) {
             std::wstring const found = FinalPath(handle);
-            hasFailed = hasFailed || found.empty();
             if (_wcsicmp(found.c_str(), wanted.c_str()) == 0)
-                return handle;
+                return kind;
+            kind = found.empty() ? Kind::unknown : Kind::other;
         }
         Close(handle);
-        return fsNone;
+        handle = fsNone;
+        return kind;
     }
 };
 
@@ -272,23 +270,24 @@ bool Folder::List(std::vector<std::string> &names) const {
     return !problem;
 }
 
-bool Folder::Identify(std::string const &name, Identity &identity, bool &hasFailed) const {
-    Handle const handle = fSystem->Open(name, FILE_READ_ATTRIBUTES, identity, hasFailed);
+Kind Folder::Identify(std::string const &name, Identity &identity) const {
+    Handle handle = fsNone;
+    Kind const kind = fSystem->Open(name, FILE_READ_ATTRIBUTES, identity, handle);
     if (handle != fsNone)
         Close(handle);
-    return handle != fsNone;
+    return kind;
 }
 
 Handle Folder::Open(std::string const &name, Identity &identity) const {
-    bool hasFailed = false;
-    return fSystem->Open(name, GENERIC_READ, identity, hasFailed);
+    Handle handle = fsNone;
+    fSystem->Open(name, GENERIC_READ, identity, handle);
+    return handle;
 }
 
 bool Folder::Remove(std::string const &name, Identity const &identity) const {
     Identity found;
-    bool hasFailed = false;
-    Handle const handle = fSystem->Open(name, DELETE | FILE_READ_ATTRIBUTES, found, hasFailed);
-    if (handle == fsNone)
+    Handle handle = fsNone;
+    if (fSystem->Open(name, DELETE | FILE_READ_ATTRIBUTES, found, handle) != Kind::file)
         return false;
     FILE_DISPOSITION_INFO disposition{TRUE};
     bool const isRemoved = found == identity && SetFileInformationByHandle(File(handle), FileDispositionInfo,
@@ -298,8 +297,7 @@ bool Folder::Remove(std::string const &name, Identity const &identity) const {
 }
 
 bool Identify(Handle file, Identity &identity) {
-    bool hasFailed = false;
-    return Describe(file, identity, hasFailed);
+    return Describe(file, identity) == Kind::file;
 }
 
 long Read(Handle file, char *to, std::size_t count) {
