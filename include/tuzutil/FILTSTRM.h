@@ -84,6 +84,8 @@ protected:
     void TraceLostBytes() const noexcept;
 
 private:
+    friend class TLineStreamBuf; // frees the memory of its pieces
+
     virtual bool IsWritable() const noexcept = 0;                        // whether bytes can be written
     virtual void WriteThrough(char const *bytes, std::size_t count) = 0; // to the sink; `count` is at least 1
     virtual bool IsReadable() const noexcept = 0;                        // whether bytes can be read
@@ -109,11 +111,7 @@ private:
 
     TStreamControl fControl;
     std::exception_ptr fKept;
-
-protected:
-    char *fBack = nullptr; // `back` of the current piece; a subclass that frees the memory of the piece sets it to null
-
-private:
+    char *fBack = nullptr; // `back` of the current piece, or null if there has been none or its memory was freed
     char *fPutBegin = nullptr;
     char *fPutEnd = nullptr;
 };
