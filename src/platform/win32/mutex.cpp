@@ -135,14 +135,14 @@ TWaitPlace *TakeSpare() noexcept {
 
 TWaitPlace *NewPlace() noexcept {
     HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    if (!event)
+        return nullptr;
     // No test gets here: memory would have to be lacking for the place and not for its event.
-    auto *const place = event ? new (std::nothrow) TWaitPlace{event, nullptr} : nullptr;
-    // No test gets here: memory would have to be lacking for the place and not for its event.
-    if (event && !place) {
-        CloseHandle(event);
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    }
-    return place;
+    if (auto *const place = new (std::nothrow) TWaitPlace{event, nullptr})
+        return place;
+    CloseHandle(event);
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
 }
 
 // Returns the place of a lock. A lock gets its place when a thread has to wait for the first time. Returns null, with

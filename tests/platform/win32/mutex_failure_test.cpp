@@ -82,6 +82,13 @@ protected:
     }
 
     static void Be(TThreadRecord *thread) { fsSystem.self = thread; }
+    // Removes the events that other tests have left for later locks.
+    static void CloseSpares() {
+        while (TWaitPlace *const place = TakeSpare()) {
+            CloseHandle(place->event);
+            delete place;
+        }
+    }
     TWaitResult LockAs(TThreadRecord &thread, std::uint32_t milliseconds = 0) {
         Be(&thread);
         return platform::LockMutex(mutex, milliseconds);
@@ -176,34 +183,29 @@ TEST_F(MutexFailure, ALockThatAnotherThreadHoldsIsNotFreed) {
     EXPECT_TRUE(UnlockAs(first));
 }
 
-TEST_F(MutexFailure, WithoutAnEventAThreadCannotWait) {
-    EXPECT_EQ(LockAs(first), TWaitResult::done);
-    fsSystem.makesEvents = false;
-    EXPECT_EQ(LockAs(second, 1000), TWaitResult::failed);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_SYSTEM_RESOURCES});
-    fsSystem.makesEvents = true;
-    EXPECT_EQ(LockAs(second), TWaitResult::timedOut);
-    EXPECT_TRUE(UnlockAs(first));
-    EXPECT_EQ(LockAs(second), TWaitResult::done);
-    EXPECT_TRUE(UnlockAs(second));
-}
-
-TEST_F(MutexFailure, AWaitThatFailsIsToldOf) {
-    EXPECT_EQ(LockAs(first), TWaitResult::done);
-    fsSystem.waits = false;
-    EXPECT_EQ(LockAs(second, 1000), TWaitResult::failed);
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-    fsSystem.waits = true;
-    EXPECT_TRUE(UnlockAs(first));
-    EXPECT_EQ(LockAs(second), TWaitResult::done);
-    EXPECT_TRUE(UnlockAs(second));
+TEST_F(MutexFailure, AThreadThatCannotWaitIsToldWhy) {
+    CloseSpares();
+    struct {
+        bool TSystem::*works;
+        DWORD error;
+    } const rows[] = {{&TSystem::makesEvents, ERROR_NO_SYSTEM_RESOURCES}, {&TSystem::waits, ERROR_INVALID_HANDLE}};
+    for (auto const &row : rows) {
+        EXPECT_EQ(LockAs(first), TWaitResult::done);
+        fsSystem.*row.works = false;
+        EXPECT_EQ(LockAs(second, 1000), TWaitResult::failed);
+        EXPECT_EQ(GetLastError(), row.error);
+        fsSystem.*row.works = true;
+        EXPECT_EQ(LockAs(second), TWaitResult::timedOut);
+        EXPECT_TRUE(UnlockAs(first));
+        EXPECT_EQ(LockAs(second), TWaitResult::done);
+        EXPECT_TRUE(UnlockAs(second));
+    }
 }
 
 // Two threads wait first in one moment, and each makes an event. One event is kept for another lock.
 TEST_F(MutexFailure, ThreadsThatWaitFirstTogetherShareOneEvent) {
     Be(&first);
-    while (TWaitPlace *const place = TakeSpare()) // those of other tests
-        CloseHandle(place->event), delete place;
+    CloseSpares();
     EXPECT_EQ(platform::LockMutex(mutex, 0), TWaitResult::done);
     fsSystem.beforeAnEvent = [&] {
         EXPECT_EQ(LockAs(third), TWaitResult::timedOut);
