@@ -149,7 +149,6 @@ void *ipcSharedMemory::Pointer() const noexcept {
 }
 
 int ipcSharedMemory::Owner() const noexcept {
-    // No test gets here: memory would have to be lacking for the first part of an object that is asked later.
     return fImpl ? fImpl->Owner() : 0;
 }
 

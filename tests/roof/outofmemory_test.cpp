@@ -712,3 +712,23 @@ TEST(OutOfMemoryEnumerations, TheTableThatCannotGrowKeepsTheOthers) {
         EXPECT_FALSE(static_cast<bool>(listed->FindNext()));
     }
 }
+
+TEST(OutOfMemorySharedMemory, AnObjectWithoutAnyMemoryAnswersNothing) {
+    char const *const name = "tuzutil.tests.outofmemory.nothing";
+    memory::FailOnly(1);
+    ipcSharedMemory const created(name, 64);
+    memory::Stop();
+    memory::FailOnly(1);
+    ipcSharedMemory const opened(name);
+    memory::Stop();
+    for (ipcSharedMemory const *object : {&created, &opened}) {
+        EXPECT_EQ(object->rdstate(), 1);
+        EXPECT_NE(object->QueryError(), 0);
+        EXPECT_EQ(object->Name(), nullptr);
+        EXPECT_EQ(object->Pointer(), nullptr);
+        EXPECT_EQ(object->Owner(), 0);
+        EXPECT_EQ(object->TrueSize(), 0);
+    }
+    EXPECT_EQ(created.Size(), 64);
+    EXPECT_EQ(opened.Size(), 0);
+}

@@ -129,6 +129,9 @@ TEST_F(SharedMemory, WithoutANameIsStateTwo) {
             EXPECT_EQ(memory->Pointer(), nullptr);
         }
         EXPECT_EQ(created.Size(), 10);
+        EXPECT_EQ(opened.Size(), 0);
+        EXPECT_EQ(created.Owner(), 1); // it is the one that was to create the block
+        EXPECT_EQ(opened.Owner(), 0);
     }
 }
 
@@ -151,6 +154,9 @@ TEST_F(SharedMemory, NameInUseIsNotCreatedAgainAndKeepsItsBlock) {
         EXPECT_EQ(second.rdstate(), 1);
         EXPECT_NE(!second, 0);
         EXPECT_EQ(second.Pointer(), nullptr);
+        EXPECT_EQ(second.Name(), name);
+        EXPECT_EQ(second.Size(), size);
+        EXPECT_EQ(second.Owner(), 1);
     }
     EXPECT_EQ(static_cast<char *>(first.Pointer())[0], 'x');
     EXPECT_EQ(StateOf(name), 0);
