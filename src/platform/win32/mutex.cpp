@@ -249,6 +249,10 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
 // A thread that takes a lock over changes fHolder in one step, and fOwner after that. If it is killed in between,
 // fOwner still has the number of the former owner. Therefore fHolder says who holds the lock, as long as fOwner stays
 // the same.
+//
+// A thread that releases a lock clears fOwner first. So a thread that has ended still holds the lock exactly if fOwner
+// is still the same after the end was seen. fHolder alone does not say so: it also names the last holder of a free
+// lock.
 [[gnu::noinline]] TWaitResult TFastMutex::Contend(TThreadRecord &thread, std::uint32_t milliseconds) noexcept {
     TWaitPlace const *const place = PlaceIn(fPlace);
     if (!place)
@@ -259,7 +263,7 @@ std::uintptr_t platform::SystemHandle(Mutex *mutex) noexcept {
         std::uint64_t identity = fHolder.load(std::memory_order_acquire);
         bool const isKnown = owner != 0 && fOwner.load(std::memory_order_acquire) == owner;
         TOpenedThread const holder(isKnown ? static_cast<DWORD>(identity >> 32) : 0);
-        if (isKnown && holder.HasEnded()) {
+        if (isKnown && holder.HasEnded() && fOwner.load(std::memory_order_acquire) == owner) {
             if (fHolder.compare_exchange_strong(identity, thread.identity, std::memory_order_acq_rel)) {
                 fAbandoned = yes;
                 return TWaitResult::done;

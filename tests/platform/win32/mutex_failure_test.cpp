@@ -251,3 +251,20 @@ TEST_F(MutexFailure, OnlyOneThreadTakesOverTheLockOfAnOwnerThatEnded) {
     EXPECT_FALSE(platform::WasAbandoned(mutex));
     EXPECT_TRUE(UnlockAs(second));
 }
+
+// A thread that waits has seen an owner that releases the lock and ends before the waiter asks whether it is alive.
+TEST_F(MutexFailure, AnOwnerThatReleasedTheLockBeforeItEndedHasNotAbandonedIt) {
+    EXPECT_EQ(LockAs(first), TWaitResult::done);
+    fsSystem.errorOfOpening = ERROR_INVALID_PARAMETER;
+    fsSystem.whileOpening = [&] {
+        EXPECT_TRUE(UnlockAs(first));
+        Be(&second);
+    };
+    EXPECT_EQ(LockAs(second, 1000), TWaitResult::done);
+    EXPECT_EQ(platform::HeldWord(mutex)->load(), 2u); // held, and perhaps waited for
+    fsSystem.errorOfOpening = ERROR_SUCCESS;          // the new owner is alive
+    EXPECT_EQ(LockAs(third), TWaitResult::timedOut);
+    EXPECT_TRUE(UnlockAs(second));
+    EXPECT_EQ(LockAs(third), TWaitResult::done);
+    EXPECT_TRUE(UnlockAs(third));
+}
