@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <new>
 #include <utility>
 
@@ -106,7 +107,9 @@ void TFilterStreamBuf::KeepLast(char const *taken, std::size_t count) noexcept {
 }
 
 std::streambuf::int_type TFilterStreamBuf::PutBack(int_type c) noexcept {
-    if (!gptr() || gptr() == (fBack ? fBack : eback()) || traits_type::eq_int_type(c, traits_type::eof()))
+    // In front of the present piece there is room. In front of a get area that a derived class has set, there is none.
+    bool const isPiece = fBack && !std::less<>()(eback(), fBack) && !std::less<>()(fBack + fsPutBackRoom, eback());
+    if (!gptr() || gptr() == (isPiece ? fBack : eback()) || traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::eof();
     char *const at = gptr() - 1;
     *at = traits_type::to_char_type(c);

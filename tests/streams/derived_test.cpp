@@ -64,9 +64,11 @@ class TInserting : public Buf {
 public:
     using Buf::Buf;
     void Insert(std::string const &bytes) {
-        fOwn = bytes;
-        this->setg(fOwn.data(), fOwn.data(), fOwn.data() + fOwn.size());
+        fOwn = '#' + bytes;
+        this->setg(fOwn.data() + 1, fOwn.data() + 1, fOwn.data() + fOwn.size());
     }
+    // Returns the byte in front of the buffer's own bytes. Nobody may change it.
+    char Foremost() const { return fOwn.front(); }
 
 private:
     std::string fOwn;
@@ -177,6 +179,25 @@ TEST(DerivedBuffer, ReadsManyBytesAfterBytesOfItsOwn) {
     EXPECT_EQ(read(std::make_unique<TInserting<TDotByteStreamBuf>>(second)), "own\r\n" + lines);
     std::istringstream third(lines);
     EXPECT_EQ(read(std::make_unique<TInserting<TConcatStreamBuf>>(0, third)), "own\r\n" + lines);
+}
+
+// In front of the buffer's own bytes is memory that does not belong to the get area.
+TEST(DerivedBuffer, PutsNothingBackInFrontOfBytesOfItsOwn) {
+    auto const check = [](auto &&buffer) {
+        EXPECT_EQ(support::ReadBytes(buffer), "one\r\ntwo\r\n");
+        buffer.Insert("own\r\n");
+        EXPECT_EQ(buffer.sputbackc('x'), EOF);
+        EXPECT_EQ(buffer.Foremost(), '#');
+        EXPECT_EQ(buffer.sbumpc(), 'o');
+        EXPECT_EQ(buffer.sputbackc('o'), 'o');
+        EXPECT_EQ(buffer.sungetc(), EOF);
+        EXPECT_EQ(buffer.Foremost(), '#');
+        EXPECT_EQ(support::ReadRuns(buffer, 100), "own\r\n");
+    };
+    std::istringstream lines("one\r\ntwo\r\n"), body("one\r\ntwo\r\n.\r\n"), part("one\r\ntwo\r\n");
+    check(TInserting<TLineStreamBuf>(&lines));
+    check(TInserting<TDotByteStreamBuf>(body));
+    check(TInserting<TConcatStreamBuf>(0, part));
 }
 
 // Init() frees the memory of what was read from the first source.
