@@ -9,6 +9,9 @@
 // thread that is not blocked is interrupted at most `preemptions` times in a run. This bound keeps the number of runs
 // small; nearly all faults of this kind need two interruptions at most.
 
+#include "support/coroutine.h"
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -16,7 +19,6 @@
 #include <memory>
 #include <string>
 #include <type_traits>
-#include <ucontext.h>
 #include <utility>
 #include <vector>
 
@@ -30,7 +32,15 @@ struct TScenario {
 
 struct TResult {
     long runs = 0;
+    long late = 0;     // how often a late limit has passed
     std::string fault; // the first one, with the choices that lead to it, or empty
+};
+
+// The time limit of a wait.
+enum class TLimit {
+    none, // the wait has no limit
+    soon, // the time may pass at any moment
+    late  // the time passes only if no thread can go on
 };
 
 class TScheduler {
@@ -42,6 +52,7 @@ public:
         do {
             ++result.runs;
             result.fault = scheduler.Run(make());
+            result.late = scheduler.fLateCount;
             if (!result.fault.empty())
                 result.fault += scheduler.Choices();
         } while (result.fault.empty() && scheduler.NextChoices());
@@ -54,15 +65,24 @@ public:
             fsRunning->Switch();
     }
 
-    // Blocks the thread until it is woken. If the wait is limited, the time may pass at any moment. Returns whether the
-    // thread was woken.
-    static bool Wait(void const *word, bool isLimited) {
+    // Blocks the thread until the condition holds or the time has passed. Returns whether the condition holds.
+    static bool WaitUntil(std::function<bool()> condition, TLimit limit) {
+        TThread &self = *fsRunning->fCurrent;
+        self.condition = std::move(condition);
+        self.limit = limit;
+        fsRunning->Switch();
+        bool const holds = self.condition();
+        self.condition = nullptr;
+        return holds;
+    }
+
+    // Blocks the thread until it is woken or the time has passed. Returns whether the thread was woken.
+    static bool Wait(void const *word, TLimit limit) {
         TThread &self = *fsRunning->fCurrent;
         self.waitsFor = word;
-        self.isLimited = isLimited;
-        self.wasWoken = false;
-        fsRunning->Switch();
-        return self.wasWoken;
+        bool const wasWoken = WaitUntil([&self] { return self.waitsFor == nullptr; }, limit);
+        self.waitsFor = nullptr;
+        return wasWoken;
     }
 
     static void Wake(void const *word, int count) {
@@ -71,7 +91,6 @@ public:
         for (auto const &thread : fsRunning->fThreads) {
             if (count > 0 && thread->waitsFor == word) {
                 thread->waitsFor = nullptr;
-                thread->wasWoken = true;
                 --count;
             }
         }
@@ -80,6 +99,8 @@ public:
     // The number of the thread that runs; 0 before and after the run.
     static std::size_t Self() { return fsRunning ? fsRunning->fCurrent->number : 0; }
 
+    static bool HasEnded(std::size_t number) { return fsRunning->fThreads[number]->coroutine->HasEnded(); }
+
     // Starts a further thread of the scenario. Called by one of its threads.
     static void Start(std::function<void()> body) { fsRunning->Add(std::move(body)); }
 
@@ -87,40 +108,40 @@ private:
     struct TThread {
         std::size_t number = 0;
         std::function<void()> body;
-        std::unique_ptr<char[]> stack;
-        ucontext_t context{};
-        void const *waitsFor = nullptr; // the word, or null
-        bool isLimited = false;
-        bool wasWoken = false;
-        bool hasEnded = false;
+        std::unique_ptr<TCoroutine> coroutine;
+        std::function<bool()> condition; // for which the thread waits, or null
+        TLimit limit = TLimit::none;
+        void const *waitsFor = nullptr; // the word for which the thread waits, or null
+
+        bool IsBlocked() const { return condition && !condition(); }
+        bool CanGoOn() const { return !coroutine->HasEnded() && !IsBlocked(); }
+        bool CanTimeOut(TLimit by) const { return !coroutine->HasEnded() && limit == by && IsBlocked(); }
     };
     struct TChoice {
         std::size_t taken;
         std::size_t count;
     };
 
-    static constexpr std::size_t fsStackSize = 1 << 17;
     static constexpr long fsMostSteps = 5000;
 
     explicit TScheduler(int preemptions) : fPreemptions(preemptions) {}
 
     std::string Run(TScenario const &scenario) {
         for (auto const &thread : fThreads)
-            fStacks.push_back(std::move(thread->stack));
+            fCoroutines.push_back(std::move(thread->coroutine));
         fThreads.clear();
         fNext = 0;
         fPreemptionsLeft = fPreemptions;
         fFault.clear();
         fSteps = 0;
+        fLate = 0;
         fsRunning = this;
         for (auto const &body : scenario.threads)
             Add(body);
         fCurrent = nullptr;
         while (TThread *const next = Choose()) {
             fCurrent = next;
-            if (next->waitsFor) // only a limited wait is chosen; its time has passed
-                next->waitsFor = nullptr;
-            ::swapcontext(&fMain, &next->context);
+            next->coroutine->Enter();
         }
         fsRunning = nullptr;
         return fFault.empty() ? scenario.check() : fFault;
@@ -129,27 +150,17 @@ private:
     void Add(std::function<void()> body) {
         auto thread = std::make_unique<TThread>();
         thread->number = fThreads.size();
+        if (fCoroutines.empty())
+            fCoroutines.push_back(std::make_unique<TCoroutine>());
+        thread->coroutine = std::move(fCoroutines.back());
+        fCoroutines.pop_back();
+        // The body is kept until the next run, because the objects that it holds must not end within this one.
         thread->body = std::move(body);
-        if (fStacks.empty())
-            fStacks.emplace_back(new char[fsStackSize]);
-        thread->stack = std::move(fStacks.back());
-        fStacks.pop_back();
-        ::getcontext(&thread->context);
-        thread->context.uc_stack.ss_sp = thread->stack.get();
-        thread->context.uc_stack.ss_size = fsStackSize;
-        thread->context.uc_link = nullptr;
-        ::makecontext(&thread->context, &TScheduler::Begin, 0);
+        thread->coroutine->Begin([&thread = *thread] { thread.body(); });
         fThreads.push_back(std::move(thread));
     }
 
-    static void Begin() {
-        TScheduler &scheduler = *fsRunning;
-        scheduler.fCurrent->body();
-        scheduler.fCurrent->hasEnded = true;
-        ::swapcontext(&scheduler.fCurrent->context, &scheduler.fMain);
-    }
-
-    void Switch() { ::swapcontext(&fCurrent->context, &fMain); }
+    void Switch() { fCurrent->coroutine->Leave(); }
 
     // Returns the thread that runs next, or null if all have ended or there is a fault.
     TThread *Choose() {
@@ -157,21 +168,27 @@ private:
             fFault = "the threads do not end";
             return nullptr;
         }
-        bool const canGoOn = fCurrent && !fCurrent->hasEnded && !fCurrent->waitsFor;
+        bool const canGoOn = fCurrent && fCurrent->CanGoOn();
         std::vector<TThread *> ready;
         if (canGoOn)
             ready.push_back(fCurrent);
-        bool areAllOver = true;
         for (auto const &thread : fThreads) {
-            areAllOver = areAllOver && thread->hasEnded;
-            bool const isReady = !thread->hasEnded && (!thread->waitsFor || thread->isLimited);
+            bool const isReady = thread->CanGoOn() || thread->CanTimeOut(TLimit::soon);
             if (isReady && thread.get() != fCurrent && (!canGoOn || fPreemptionsLeft > 0))
                 ready.push_back(thread.get());
         }
-        if (!canGoOn && fCurrent && fCurrent->waitsFor && fCurrent->isLimited)
+        if (fCurrent && fCurrent->CanTimeOut(TLimit::soon))
             ready.push_back(fCurrent);
+        for (std::size_t i = 0; ready.empty() && i < fThreads.size(); ++i) {
+            fLate = (fLate + 1) % fThreads.size(); // each thread in turn
+            if (fThreads[fLate]->CanTimeOut(TLimit::late)) {
+                ready.push_back(fThreads[fLate].get());
+                ++fLateCount;
+            }
+        }
         if (ready.empty()) {
-            if (!areAllOver)
+            auto const hasEnded = [](auto const &thread) { return thread->coroutine->HasEnded(); };
+            if (!std::all_of(fThreads.begin(), fThreads.end(), hasEnded))
                 fFault = "the threads wait for ever";
             return nullptr;
         }
@@ -218,12 +235,13 @@ private:
     int fPreemptions;
     int fPreemptionsLeft = 0;
     std::vector<std::unique_ptr<TThread>> fThreads;
-    std::vector<std::unique_ptr<char[]>> fStacks; // of the threads of earlier runs
+    std::vector<std::unique_ptr<TCoroutine>> fCoroutines; // of the threads of earlier runs
     std::vector<TChoice> fChoices;
     std::size_t fNext = 0;
     long fSteps = 0;
+    long fLateCount = 0;
+    std::size_t fLate = 0; // the thread whose late limit has passed last
     TThread *fCurrent = nullptr;
-    ucontext_t fMain{};
     std::string fFault;
 };
 

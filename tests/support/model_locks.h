@@ -17,6 +17,7 @@
 
 namespace modelled {
 
+using interleavings::TLimit;
 using interleavings::TScheduler;
 
 // The time in milliseconds. It passes only if a thread waits until its time limit.
@@ -39,7 +40,7 @@ public:
     EState Lock(long) {
         TScheduler::Step();
         while (fDepth > 0 && fOwner != TScheduler::Self())
-            TScheduler::Wait(this, false);
+            TScheduler::Wait(this, TLimit::none);
         fOwner = TScheduler::Self();
         ++fDepth;
         fHeld.SetNow(1);
@@ -83,7 +84,7 @@ public:
         if (fIsPosted)
             return 0;
         std::int64_t const begin = fsNow;
-        if (timeout != 0 && TScheduler::Wait(this, timeout > 0))
+        if (timeout != 0 && TScheduler::Wait(this, timeout > 0 ? TLimit::soon : TLimit::none))
             return 0;
         fsNow = std::max<std::int64_t>(fsNow, begin + timeout);
         return fIsPosted ? 0 : 1;

@@ -1,83 +1,13 @@
-// Locks and events in every interleaving of a few threads. The sources of the library are included here, with model
-// atomics in place of the standard ones, and with functions of the scheduler in place of the futex calls.
+// Locks and events in every interleaving of a few threads, on a model of the system.
 
-#include "support/interleavings.h"
+#include TUZUTIL_MODEL_SYSTEM
 
-#include <atomic>
-#include <cerrno>
-#include <climits>
-#include <cstdint>
-#include <cstdlib>
 #include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
 #include <memory>
-#include <new>
-#include <pthread.h>
 #include <string>
-#include <vector>
-
-namespace std {
-using interleavings::TModelAtomic;
-} // namespace std
-#define atomic TModelAtomic
-
-// Takes the place of platform/posix/futex.h. A word is compared and the thread blocked in one step, as the kernel does.
-#define TUZUTIL_PLATFORM_POSIX_FUTEX
-#include "platform/platform.h"
-#include "platform/posix/deadline.h"
-
-namespace platform {
-
-using interleavings::TScheduler;
-
-inline int WaitForWord(std::TModelAtomic<std::uint32_t> &word, std::uint32_t value,
-                       TDeadline const &deadline) noexcept {
-    TScheduler::Step();
-    if (word.Now() != value)
-        return 0;
-    return TScheduler::Wait(&word, deadline.End() != nullptr) ? 0 : ETIMEDOUT;
-}
-
-inline void WakeWord(void *word, int threads) noexcept {
-    TScheduler::Step();
-    TScheduler::Wake(word, threads);
-}
-
-inline TWaitResult FailedWait(int error) noexcept {
-    errno = error;
-    return error == ETIMEDOUT ? TWaitResult::timedOut : TWaitResult::failed;
-}
-
-} // namespace platform
-
-// Takes the place of platform/single_thread.h, because the C library does not know the threads of the scheduler.
-#define TUZUTIL_SINGLE_THREAD
-namespace platform {
-inline constexpr char manyThreads = 0;
-inline constexpr char const *singleThreadByte = &manyThreads;
-} // namespace platform
-
-#include "platform/fast_mutex.cpp"
-
-// Takes the place of platform/posix/thread_record.h.
-#define TUZUTIL_PLATFORM_POSIX_THREAD_RECORD
-namespace platform {
-inline TThreadRecord *ThisThread() noexcept {
-    std::abort(); // the scenarios pass the records of their threads
-}
-} // namespace platform
-
-#include "platform/posix/event.cpp"
-#include "platform/posix/mutex.cpp"
-
-#undef atomic
-
-// What the included sources need and the scenarios do not use: named locks.
-int platform::OpenObjectFolder() noexcept {
-    std::abort();
-}
-bool platform::ObjectFileName(char const *, int, char const *, char (&)[objectFileSize]) noexcept {
-    std::abort();
-}
 
 namespace {
 
@@ -92,10 +22,15 @@ constexpr int fsPreemptions = 3;
 // The lock, the threads that use it, and what they may do to each other.
 struct TLocked {
     TFastMutex lock;
-    TThreadRecord records[3] = {{1, 0}, {2, 0}, {3, 0}};
+    model::TRecords records;
     int inside = 0; // threads that hold the lock
     int entered = 0;
     std::string fault;
+
+    TLocked() = default;
+    TLocked(TLocked const &) = delete;
+    TLocked &operator=(TLocked const &) = delete;
+    ~TLocked() { model::Forget(lock); }
 
     void Enter() {
         if (++inside != 1)
@@ -104,7 +39,7 @@ struct TLocked {
         ++entered;
     }
     void Leave() { --inside; }
-    TThreadRecord &Record() { return records[interleavings::TScheduler::Self()]; }
+    TThreadRecord &Record() { return records.of[interleavings::TScheduler::Self()]; }
 
     void LockAndUnlock(std::uint32_t milliseconds = platform::waitForEver) {
         if (lock.Lock(Record(), milliseconds) != TWaitResult::done)
@@ -124,9 +59,11 @@ std::string FaultOf(TLocked &locked, int leastEntered) {
     return locked.lock.IsHeld() ? "the lock is held at the end" : "";
 }
 
-void ExpectNoFault(TResult const &result, long leastRuns) {
+// If threads are killed, others may notice this late.
+void ExpectNoFault(TResult const &result, long leastRuns, bool areKilled = false) {
     EXPECT_EQ(result.fault, "");
     EXPECT_GE(result.runs, leastRuns); // if there are fewer, the threads have lost their steps
+    EXPECT_TRUE(areKilled || result.late == 0) << "wakes were lost";
 }
 
 } // namespace
@@ -183,6 +120,44 @@ TEST(Interleavings, OfAnOwnerThatEndsGiveItsLockToOneWaiterAsAbandoned) {
                   10000);
 }
 
+#ifdef _WIN32 // on other systems, a thread cannot be killed alone
+// Each thread that is killed while it holds the lock leaves it to one other thread as abandoned.
+TEST(Interleavings, OfKilledOwnersGiveTheLockToOneWaiterAsAbandoned) {
+    for (std::size_t const killed : {std::size_t{1}, std::size_t{2}}) {
+        ExpectNoFault(interleavings::TScheduler::Explore(
+                          [killed] {
+                              struct TShared : TLocked {
+                                  bool wasKilled = false; // whether the last owner was killed
+                              };
+                              auto const shared = std::make_shared<TShared>();
+                              auto const use = [shared](bool isKilled) {
+                                  TThreadRecord &record = shared->Record();
+                                  TWaitResult const result = shared->lock.Lock(record, platform::waitForEver);
+                                  shared->Enter();
+                                  shared->Leave();
+                                  if (result != (shared->wasKilled ? TWaitResult::abandoned : TWaitResult::done))
+                                      shared->fault = "a wrong result of Lock()";
+                                  shared->wasKilled = isKilled;
+                                  if (!isKilled)
+                                      shared->lock.Unlock(record);
+                              };
+                              TScenario scenario{{}, [shared] {
+                                                     if (shared->wasKilled != shared->lock.IsHeld())
+                                                         return std::string("a wrong state at the end");
+                                                     shared->fault +=
+                                                         shared->entered == 3 ? "" : "a thread was not inside";
+                                                     return shared->fault;
+                                                 }};
+                              for (std::size_t i = 0; i < 3; ++i)
+                                  scenario.threads.push_back([use, isKilled = i < killed] { use(isKilled); });
+                              return scenario;
+                          },
+                          fsPreemptions),
+                      1000, true);
+    }
+}
+#endif
+
 TEST(Interleavings, OfAPostAndAClearReleaseWhoeverWaitedBefore) {
     ExpectNoFault(interleavings::TScheduler::Explore(
                       [] {
@@ -225,8 +200,7 @@ TEST(Interleavings, OfAWaiterThatIsBlockedAndAPostThatIsClearedAtOnceEndTheWait)
                               platform::PostEvent(shared->ready);
                               for (std::uint32_t seen = begun; !platform::event_word::IsReleased(begun, seen);
                                    seen = shared->event->state.load())
-                                  platform::WaitForWord(shared->event->state, seen,
-                                                        platform::TDeadline(platform::waitForEver));
+                                  model::WaitForWord(shared->event->state, seen);
                           };
                           auto const poster = [shared] {
                               platform::WaitEvent(shared->ready, platform::waitForEver);
