@@ -123,6 +123,7 @@ class Abuse(unittest.TestCase):
 
     def test_a_hundred_thousand_pipelined_commands(self):
         count = 100_000
+        support.limit_sanitizer_memory()
         with support.Server() as server, server.connect(timeout=300) as client:
             client.login()
             client.ok("CAPA")

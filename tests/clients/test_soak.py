@@ -34,8 +34,7 @@ class Soak(unittest.TestCase):
                 content = support.big_message(size + number)
                 self.server.put(user, str(index), content)
                 self.messages[user].append(hashlib.md5(support.seen_by_client(content)).digest())
-        # The address sanitizer keeps freed memory for a while. With a small limit, the server's size stays comparable.
-        os.environ["ASAN_OPTIONS"] = os.environ.get("ASAN_OPTIONS", "") + ":quarantine_size_mb=4"
+        support.limit_sanitizer_memory()
         self.server.start()
         self.addCleanup(self.server.remove)
         self.problems = []
