@@ -67,4 +67,6 @@ if ended_by_wine $rc && succeeded; then
     rc=$?
 fi
 cat "$out"
+# A program that fails without a word may never have been started.
+[ $rc -eq 0 ] || [ -s "$out" ] || printf '%s wrote nothing and ended with status %s\n' "${1##*/}" "$rc"
 exit $rc
