@@ -300,21 +300,23 @@ TOutcome LoadsALibrary() {
 struct TOperation {
     char const *name;
     TOutcome (*run)();
+    bool isInterrupted = false; // whether signals can interrupt some of its calls
+    bool movesBytes = false;    // whether some of its calls can move fewer bytes than they are asked to
 };
 
 TOperation const fsOperations[] = {
-    {"TakesANamedLock", TakesANamedLock},
-    {"MakesANamedLock", MakesANamedLock},
+    {"TakesANamedLock", TakesANamedLock, true},
+    {"MakesANamedLock", MakesANamedLock, true},
     {"TakesALockInANewThread", TakesALockInANewThread},
-    {"SharesMemory", SharesMemory},
-    {"FillsSharedMemory", FillsSharedMemory},
-    {"AwaitsABlock", AwaitsABlock},
-    {"AwaitsABlockThatIsGivenUp", AwaitsABlockThatIsGivenUp},
+    {"SharesMemory", SharesMemory, true},
+    {"FillsSharedMemory", FillsSharedMemory, true},
+    {"AwaitsABlock", AwaitsABlock, true},
+    {"AwaitsABlockThatIsGivenUp", AwaitsABlockThatIsGivenUp, true},
     {"RunsAThread", RunsAThread},
     {"SetsATimer", SetsATimer},
-    {"TracesToAFile", TracesToAFile},
-    {"TracesToASharedFile", TracesToASharedFile},
-    {"MovesToATemporaryFile", MovesToATemporaryFile},
+    {"TracesToAFile", TracesToAFile, true, true},
+    {"TracesToASharedFile", TracesToASharedFile, true, true},
+    {"MovesToATemporaryFile", MovesToATemporaryFile, true, true},
     {"ListsADirectory", ListsADirectory},
     {"MakesDirectories", MakesDirectories},
     {"LoadsALibrary", LoadsALibrary},
@@ -386,11 +388,11 @@ TEST_P(FailingCalls, AreToldWhenAllFromOneOnFail) {
 }
 
 TEST_P(FailingCalls, AreRepeatedIfASignalInterruptsThem) {
-    FailEach(calls::FailOnly, calls::Kind::interrupted, false);
+    EXPECT_EQ(FailEach(calls::FailOnly, calls::Kind::interrupted, false) > 0, GetParam().isInterrupted);
 }
 
 TEST_P(FailingCalls, GoOnAfterHalfOfTheBytes) {
-    FailEach(calls::FailOnly, calls::Kind::partial, false);
+    EXPECT_EQ(FailEach(calls::FailOnly, calls::Kind::partial, false) > 0, GetParam().movesBytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, FailingCalls, testing::ValuesIn(fsOperations),
