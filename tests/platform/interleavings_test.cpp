@@ -91,6 +91,29 @@ TEST(Interleavings, OfWaitsThatTimeOutLoseNoWake) {
                   10000);
 }
 
+// A thread that takes the lock twice, one that does not wait, and one that waits.
+TEST(Interleavings, OfAnOwnerThatLocksTwiceLetNobodyInBetween) {
+    ExpectNoFault(interleavings::TScheduler::Explore(
+                      [] {
+                          auto const locked = std::make_shared<TLocked>();
+                          auto const twice = [locked] {
+                              TThreadRecord &record = locked->Record();
+                              locked->lock.Lock(record, platform::waitForEver);
+                              locked->Enter();
+                              if (locked->lock.Lock(record, 0) != TWaitResult::done || !locked->lock.Unlock(record))
+                                  locked->fault = "the owner cannot lock again";
+                              interleavings::TScheduler::Step();
+                              locked->Leave();
+                              locked->lock.Unlock(record);
+                          };
+                          auto const never = [locked] { locked->LockAndUnlock(0); };
+                          auto const patient = [locked] { locked->LockAndUnlock(); };
+                          return TScenario{{twice, never, patient}, [locked] { return FaultOf(*locked, 2); }};
+                      },
+                      fsPreemptions),
+                  1000);
+}
+
 TEST(Interleavings, OfAnOwnerThatEndsGiveItsLockToOneWaiterAsAbandoned) {
     ExpectNoFault(interleavings::TScheduler::Explore(
                       [] {
@@ -178,6 +201,39 @@ TEST(Interleavings, OfAPostAndAClearReleaseWhoeverWaitedBefore) {
                       },
                       fsPreemptions),
                   1000);
+}
+
+// A wait that begins after a post does not time out, and a wait that times out takes nothing from others.
+TEST(Interleavings, OfWaitsForAnEventThatTimeOutLoseNoPost) {
+    for (std::uint32_t const limit : {0u, 10u}) {
+        ExpectNoFault(interleavings::TScheduler::Explore(
+                          [limit] {
+                              struct TShared {
+                                  platform::Event *event = platform::NewEvent(false);
+                                  bool isPosted = false;
+                                  std::string fault;
+                                  ~TShared() { platform::DeleteEvent(event); }
+                              };
+                              auto const shared = std::make_shared<TShared>();
+                              auto const waiter = [shared] {
+                                  if (platform::WaitEvent(shared->event, platform::waitForEver) != TWaitResult::done)
+                                      shared->fault = "a wait without a limit failed";
+                              };
+                              auto const hasty = [shared, limit] {
+                                  bool const wasPosted = shared->isPosted;
+                                  TWaitResult const result = platform::WaitEvent(shared->event, limit);
+                                  if (result != TWaitResult::done && (wasPosted || result != TWaitResult::timedOut))
+                                      shared->fault = "a wait for a posted event failed";
+                              };
+                              auto const poster = [shared] {
+                                  platform::PostEvent(shared->event);
+                                  shared->isPosted = true;
+                              };
+                              return TScenario{{waiter, hasty, poster}, [shared] { return shared->fault; }};
+                          },
+                          fsPreemptions),
+                      100);
+    }
 }
 
 // If Clear() could undo a post that comes after it, or a waiter that is blocked were not woken by a post that is
