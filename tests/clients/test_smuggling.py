@@ -2,6 +2,7 @@
 """Messages with what looks like the end of a body in them: a client sees the end where it is, and no reply too many."""
 
 import re
+import time
 import unittest
 from pathlib import Path
 
@@ -49,19 +50,47 @@ class Smuggling(unittest.TestCase):
                         client.ok("NOOP")  # the next reply is the reply to this
                 client.ok("QUIT")
 
+    def check_commands(self, server, name, trick, before=b"NOOP", cut=None):
+        """Sends `before`, the trick and commands, in two pieces if `cut` says where. Each LF ends a command, and each
+        command gets one reply."""
+        server.put("anna", "1", b"Subject: x\r\n\r\nbody\r\n")
+        client = server.login_when_free()
+        wire = before + trick + b"DELE 1\r\nQUIT\r\n"
+        if cut is None:
+            client.send(wire)
+        else:
+            client.send(wire[:cut])
+            time.sleep(0.002)  # so that the server reads the pieces one by one, most of the time
+            client.send(wire[cut:])
+        replies = client.file.read().split(b"\r\n")
+        client.close()
+        where = (name, len(before), cut, replies)
+        self.assertEqual(replies.pop(), b"", where)
+        self.assertEqual(len(replies), wire.count(b"\n"), where)
+        for reply in replies:
+            self.assertRegex(reply, rb"^(\+OK|-ERR)", where)
+        self.assertTrue(replies[-1].startswith(b"+OK"), where)  # the QUIT stands on a line of its own
+        self.assertEqual(server.names("anna"), [] if trick.endswith(b"\n") else ["1"], where)
+
     def test_what_a_client_sends_is_a_command_only_after_a_line_end(self):
         with support.Server() as server:
             for name, trick in tricks():
-                server.put("anna", "1", b"Subject: x\r\n\r\nbody\r\n")
-                client = server.login_when_free()
-                client.send(b"NOOP" + trick + b"DELE 1\r\nQUIT\r\n")
-                replies = client.file.read().splitlines()
-                client.close()
-                self.assertTrue(replies[-1].startswith(b"+OK"), (name, replies))  # the QUIT stands on a line of its own
-                if trick.endswith(b"\r\n"):
-                    self.assertEqual(server.names("anna"), [], (name, replies))
-                elif not trick.endswith(b"\n"):
-                    self.assertEqual(server.names("anna"), ["1"], (name, replies))
+                self.check_commands(server, name, trick)
+
+    def test_what_a_client_sends_in_two_pieces(self):
+        with support.Server() as server:
+            for name, trick in tricks():
+                for cut in range(4, 4 + len(trick) + 1):
+                    self.check_commands(server, name, trick, cut=cut)
+
+    def test_what_a_client_sends_around_the_end_of_what_the_server_reads_at_once(self):
+        with support.Server() as server:
+            for name, trick in tricks():
+                for begin in range(4096 - len(trick) - 1, 4096 + 2):
+                    last = 6 + begin % 6  # the length of the command that the trick follows
+                    before = b"NOOP\r\n" * ((begin - last) // 6) + b"N" * last
+                    self.assertEqual(len(before), begin)
+                    self.check_commands(server, name, trick, before)
 
 
 support.main()
