@@ -12,7 +12,15 @@ import sys
 
 step, passed, failed, seconds = sys.argv[1], *map(int, sys.argv[2:5])
 page = pathlib.Path("docs/reliability.md")
-commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], stdout=subprocess.PIPE, check=True).stdout.decode().strip()
+
+
+def git(*arguments):
+    return subprocess.run(["git", *arguments], stdout=subprocess.PIPE, check=True).stdout.decode()
+
+
+commit = git("rev-parse", "--short", "HEAD").strip()
+if [line for line in git("status", "--porcelain").splitlines() if line[3:] != str(page)]:
+    commit += " with changes"
 row = rf"^(\| `{step}` \|[^|]*\|).*$"
 text, count = re.subn(row, rf"\g<1> {passed:,} | {failed} | {seconds / 60:.1f} | {datetime.date.today()}, {commit} |",
                       page.read_text(encoding="utf-8"), flags=re.MULTILINE)
