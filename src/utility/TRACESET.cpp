@@ -72,10 +72,8 @@ void TTraceSetKnown::Add(TTrace::Category const *category) {
         at = &fHead;
     TEntry *next = nullptr;
     // No test gets here: two threads would have to register categories in one moment.
-    while (!at->next.compare_exchange_weak(next, entry, std::memory_order_release, std::memory_order_acquire)) {
-        if (next)
-            at = std::exchange(next, nullptr);
-    }
+    while (!at->next.compare_exchange_strong(next, entry, std::memory_order_release, std::memory_order_acquire))
+        at = std::exchange(next, nullptr);
     fNearEnd.store(entry, std::memory_order_release);
 }
 
