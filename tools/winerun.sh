@@ -56,12 +56,13 @@ rc=$?
 # On a loaded machine, Wine itself sometimes crashes at the end of a program whose threads still run, even if the
 # program does not use tuzutil (status 139). The server of Wine kills a program that has ended but does not leave the
 # system within half a second (status 137, which timeout also gives, but not before the time is over). If either
-# happened and the program had reported success, the program runs once more. Each of these repetitions adds a line to
-# the file TUZ_WINE_TRIES.
+# happened and the program had reported success, the program runs once more. It also runs once more if Wine has not
+# started it: then nothing is written and the status is 1. Each of these repetitions adds a line to the file
+# TUZ_WINE_TRIES.
 ended_by_wine() {
     [ "$1" -eq 139 ] || { [ "$1" -eq 137 ] && [ $(($(date +%s) - begin)) -lt "${TUZ_WINE_TIMEOUT:-50}" ]; }
 }
-if ended_by_wine $rc && succeeded; then
+if { ended_by_wine $rc && succeeded; } || { [ $rc -eq 1 ] && ! [ -s "$out" ]; }; then
     [ -n "${TUZ_WINE_TRIES:-}" ] && printf '%s\n' "$*" >>"$TUZ_WINE_TRIES"
     run "$@"
     rc=$?

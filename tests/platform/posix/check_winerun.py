@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Runs tools/winerun.sh above an emulator of its own: check_winerun.py WINERUN.
 
-A program is run a second time, once, only where it had reported success before the emulator died by a
-fault of memory, or was killed before its time was over. A program that fails without a word is named with its status. The script that is installed with a toolchain has a prefix of
-its own for the size of words of that toolchain. 64-bit programs are started by the 64-bit loader.
+A program is run a second time, once, only if it had reported success before the emulator died by a fault of memory or
+was killed before its time was over, or if the emulator has not started it: then it writes nothing, and the status is 1. A
+program that fails without a word is named with its status. The script that is installed with a toolchain has a prefix
+of its own for the size of words of that toolchain. 64-bit programs are started by the 64-bit loader.
 """
 
 import os
@@ -15,14 +16,16 @@ import tempfile
 PASSED = "[  PASSED  ] 3 tests."
 FAILED = "[  FAILED  ] 1 test, listed below:"
 
-# Prints its second argument; dies on its first runs, as many as the first one says, by the signal in the third. With
-# the signal 0, it ends with status 5 instead.
+# Prints its second argument; dies on its first runs, as many as the first one says, by the signal in the third. If
+# the third is a number, it ends with this status instead.
 WINE = """#!/bin/sh
 [ -z "$2" ] || printf '%s\\n' "$2"
 echo x >>"$RUNS"
 [ "$(wc -l <"$RUNS")" -gt "$1" ] && exit 0
+case $3 in
+[0-9]*) exit "$3" ;;
+esac
 kill -s "$3" $$
-exit 5
 """
 
 
@@ -80,9 +83,12 @@ def main():
             ((1, PASSED, "ABRT"), {}, (134, [PASSED], 1, 0)),
             ((1, PASSED, "KILL"), {}, (0, [PASSED], 2, 1)),
             ((1, FAILED, "KILL"), {}, (137, [FAILED], 1, 0)),
-            ((1, FAILED, "0"), {}, (5, [FAILED], 1, 0)),
-            ((1, "", "0"), {}, (5, ["1 wrote nothing and ended with status 5"], 1, 0)),
-            ((0, "", "0"), {}, (0, [], 1, 0)),
+            ((1, FAILED, "5"), {}, (5, [FAILED], 1, 0)),
+            ((1, FAILED, "1"), {}, (1, [FAILED], 1, 0)),
+            ((1, "", "5"), {}, (5, ["1 wrote nothing and ended with status 5"], 1, 0)),
+            ((1, "", "1"), {}, (0, [], 2, 1)),  # as if it had not been started
+            ((2, "", "1"), {}, (1, ["2 wrote nothing and ended with status 1"], 2, 1)),
+            ((0, "", "1"), {}, (0, [], 1, 0)),
             ((1, PASSED, "KILL"), {"TUZ_WINE_TIMEOUT": "0"}, (137, [PASSED], 1, 0)),  # as if the time were over
             ((1, "main ran"), {}, (139, ["main ran"], 1, 0)),
             ((1, "main ran"), {"TUZ_WINE_SUCCESS": "^main ran"}, (0, ["main ran"], 2, 1))):
