@@ -2,8 +2,8 @@
 """Runs tools/winerun.sh above an emulator of its own: check_winerun.py WINERUN.
 
 A program is run a second time, once, only if it had reported success before the emulator died by a fault of memory or
-was killed before its time was over, or if the emulator has not started it: then it writes nothing, and the status is 1. A
-program that fails without a word is named with its status. The script that is installed with a toolchain has a prefix
+was killed before its time was over, or if the emulator has not started it: then it writes nothing, and the status is 1.
+A program that fails without a word is named with its status. The script that is installed with a toolchain has a prefix
 of its own for the size of words of that toolchain. 64-bit programs are started by the 64-bit loader.
 """
 
