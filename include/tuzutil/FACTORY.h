@@ -62,7 +62,7 @@ private:
 
 class TFactoryLoaderSet;
 
-// The part of the loader that does not depend on the class of the factories. Each lookup takes the lock of the set of
+// The part of the loader that does not depend on the class of the factories. Each lookup takes the lock of all sets of
 // factories for a moment. A lookup that loads a library also holds a second lock until the library is loaded.
 //
 // REQUIRES: if a library is loaded without a TFactoryLoader, the constructors of its static objects call Find() only
@@ -111,8 +111,7 @@ private:
     void *Lookup(TFactoryType const &type, bool alsoLoading);
     void Settle();
 
-    std::unique_ptr<TMutexSemaphore> fMutex;         // held while a library is loaded
-    std::unique_ptr<TMutexSemaphore> fRegistryMutex; // guards fFactories; not held while a library is loaded
+    std::unique_ptr<TMutexSemaphore> fMutex; // held while a library is loaded
     std::unique_ptr<TFactoryLoaderSet> fFactories;
 };
 

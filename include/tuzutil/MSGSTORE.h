@@ -78,6 +78,7 @@ public:
 
 private:
     friend class TTextMessageStore;
+    friend struct TForks;
 
     TTextMessageStore *FindStore(TTextMessage::StoreID const &id) const;
     bool Register(TTextMessageStore *store); // false if the store's name is taken

@@ -24,6 +24,8 @@
 // Surprises:
 // - A trace point reads the global levels and components without the lock, so it may see a change late.
 // - Setters accept ~0 and 1 << 31, although on Linux these negative ints become masks with bits above bit 31.
+// - In a forked child, the stacks of the parent's other threads are overwritten. So if the process forks, destinations
+//   and categories must not be local variables of other threads.
 class TTrace;
 
 #include "tuzutil/EXPORT.h"

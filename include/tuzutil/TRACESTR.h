@@ -17,7 +17,7 @@
 // Ownership:  A stream that is passed by reference is borrowed, and must outlive the destination. A stream that is
 //             passed by pointer is owned, see SetStream(). Copies of a handle share the destination.
 // Threads:    The lines of a process never interleave, because each is written under the lock fsFileMutex. Other writes
-//             to the stream may come between lines.
+//             to the stream may come between lines. A fork waits for this lock.
 // Failures:   The functions of TTrace, and the constructors with a `selection`, throw as TRACE.h says. Otherwise, only
 //             a lack of memory is thrown. A record that a stream refuses is lost.
 // Surprises:

@@ -88,7 +88,8 @@ private:
     std::atomic<std::uint32_t> fCount{0};
 };
 
-// Holds the lock of all weak references as long as the object exists. The lock is recursive.
+// Holds the lock of all weak references as long as the object exists. The lock is recursive. A fork does not wait for
+// it: if another thread holds it then, it is free in the child, and that thread's work stays half done there.
 class TUZUTIL_API TWeakReferenceLock {
 public:
     TWeakReferenceLock();

@@ -1,13 +1,13 @@
 // TFactoryType: the name of a factory, and the name of the library that registers the factory. TFactoryLoaderBase:
 // finds a registered factory by its type, and loads the library if the factory is not registered yet. There are two
-// locks, taken in this order: fMutex is held while a library is loaded, and fRegistryMutex while the set of factories
-// is used. No code outside this library is called under fRegistryMutex. A registered factory is found without fMutex,
-// unless its library is still being loaded.
+// locks, taken in this order: fMutex is held while a library is loaded, and the lock of TFactoryRegistry while the set
+// of factories is used. A registered factory is found without fMutex, unless its library is still being loaded.
 
 #include "tuzutil/FACTORY.h"
 
 #include "platform/platform.h"
 #include "tuzutil/DIRECTRY.h"
+#include "utility/factories/factory_registry.h"
 #include "utility/factories/library_path.h"
 #include "utility/kernel/ascii_names.h"
 #include "utility/kernel/kept_code.h"
@@ -162,8 +162,7 @@ private:
 class TFactoryLoaderSet : public TKeySetOf<TFactoryEntry, TFactoryType> {};
 
 TFactoryLoaderBase::TFactoryLoaderBase()
-    : fMutex(std::make_unique<TMutexSemaphore>()), fRegistryMutex(std::make_unique<TMutexSemaphore>()),
-      fFactories(std::make_unique<TFactoryLoaderSet>()) {}
+    : fMutex(std::make_unique<TMutexSemaphore>()), fFactories(std::make_unique<TFactoryLoaderSet>()) {}
 
 TFactoryLoaderBase::~TFactoryLoaderBase() = default;
 
@@ -171,7 +170,7 @@ void TFactoryLoaderBase::Add(TFactoryType const &type, void *factory) {
     auto entry = std::make_unique<TFactoryEntry>(type, factory, TLoading::IsUnderWay());
     bool isTaken = false;
     {
-        TLock const lock(*fRegistryMutex);
+        TLock const lock(TFactoryRegistry::fsMutex);
         isTaken = fFactories->FindKey(type) != nullptr;
         if (!isTaken)
             fFactories->Add(std::move(entry));
@@ -186,20 +185,20 @@ bool TFactoryLoaderBase::Register(TFactoryType const &type, void *factory) {
 }
 
 void TFactoryLoaderBase::Remove(TFactoryType const &type) {
-    TLock const lock(*fRegistryMutex);
+    TLock const lock(TFactoryRegistry::fsMutex);
     std::unique_ptr<TFactoryEntry> const entry(fFactories->FindKey(type));
     if (entry)
         fFactories->Remove(entry.get());
 }
 
 void *TFactoryLoaderBase::Lookup(TFactoryType const &type, bool alsoLoading) {
-    TLock const lock(*fRegistryMutex);
+    TLock const lock(TFactoryRegistry::fsMutex);
     TFactoryEntry const *const entry = fFactories->FindKey(type);
     return entry && (alsoLoading || !entry->IsLoading()) ? entry->Factory() : nullptr;
 }
 
 void TFactoryLoaderBase::Settle() {
-    TLock const lock(*fRegistryMutex);
+    TLock const lock(TFactoryRegistry::fsMutex);
     TFactoryLoaderSet::Cursor cursor(*fFactories);
     for (TFactoryEntry *entry = cursor.Element(); entry; entry = cursor.Next())
         entry->Settle();
@@ -224,7 +223,7 @@ void *TFactoryLoaderBase::Find(TFactoryType const &type) {
 }
 
 void *TFactoryLoaderBase::Find(unsigned long index) {
-    TLock const lock(*fRegistryMutex);
+    TLock const lock(TFactoryRegistry::fsMutex);
     TFactoryEntry const *const entry = fFactories->Find(index);
     return entry ? entry->Factory() : nullptr;
 }

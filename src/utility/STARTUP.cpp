@@ -19,14 +19,15 @@
 #include "tuzutil/VERSION.h"
 #include "utility/destinations/configuration_fault.h"
 #include "utility/destinations/trace_configuration.h"
+#include "utility/factories/factory_registry.h"
 #include "utility/factories/library_path.h"
 #include "utility/files/search_table.h"
+#include "utility/forks.h"
 #include "utility/immortal.h"
 #include "utility/kernel/last_word.h"
 #include "utility/kernel/reporter.h"
 #include "utility/kernel/trace_observers.h"
 #include "utility/kernel/trace_registry.h"
-#include "utility/threads/forks.h"
 #include "utility/threads/timer_thread.h"
 
 #include <clocale>
@@ -115,15 +116,18 @@ BUILT_FIRST static struct TLocale {
     TLocale() { std::setlocale(LC_ALL, ""); }
 } fsLocale;
 
-// 9. Trace destinations: the lock that guards the streams of all TTraceStreamBase destinations, and the directories of
-// factory libraries with their lock. The loader of trace factories is built at its first use, so only the pointer to it
-// is here. The last object is the program's file name, from which the default name of a trace file is made.
+// 9. Trace destinations: the lock that guards the streams of all TTraceStreamBase destinations, the directories of
+// factory libraries with their lock, and the lock of all registered factories. The loader of trace factories is built
+// at its first use, so only the pointer to it is here. The last object is the program's file name, from which the
+// default name of a trace file is made.
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsTraceFileLock;
 TMutexSemaphore &TTraceStreamBase::fsFileMutex = reinterpret_cast<TMutexSemaphore &>(fsTraceFileLock);
 BUILT_FIRST static TImmortal<TString> fsFactoryLibpath;
 TString &TFactoryLoaderBase::fsLibpath = reinterpret_cast<TString &>(fsFactoryLibpath);
 BUILT_FIRST static TImmortal<TMutexSemaphore> fsLibpathLock;
 TMutexSemaphore &TLibpath::fsMutex = reinterpret_cast<TMutexSemaphore &>(fsLibpathLock);
+BUILT_FIRST static TImmortal<TMutexSemaphore> fsFactoriesLock;
+TMutexSemaphore &TFactoryRegistry::fsMutex = reinterpret_cast<TMutexSemaphore &>(fsFactoriesLock);
 constinit TTraceFactoryLoader *TTraceFactoryLoader::fsOnlyInstance = nullptr;
 BUILT_FIRST static TImmortal<TString> fsProgramName;
 TString &TTrace::fsExeFileName = reinterpret_cast<TString &>(fsProgramName);
@@ -141,8 +145,7 @@ constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
 constinit bool TMasterTimer::fsAreTimersLost = false;
 
-// 11. If TForks::Follow() succeeds, four locks are taken before each fork of the process from now on. These are the
-// locks of tracing, of the observers and of the registered categories (see 3), and the lock of the timers (see 10).
+// 11. If TForks::Follow() succeeds, the locks above are taken before each fork of the process from now on.
 BUILT_FIRST static struct TFollowedForks { bool const fAreFollowed = TForks::Follow(); } fsForks;
 
 // 12. The destructor of this object clears the integers that trace points test. After that, no trace point writes,

@@ -21,6 +21,8 @@ public:
     bool Close(std::int32_t handle);             // false if the handle is not open, or if closing fails
 
 private:
+    friend struct TForks;
+
     // The low 16 bits of a handle are the number of its slot. The next 15 bits count how often the slot was used. The
     // highest bit is 0, so no handle is negative.
     static constexpr unsigned int fsSlotBits = 16;

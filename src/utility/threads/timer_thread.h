@@ -10,7 +10,7 @@
 class TMasterTimer : public TThread {
 public:
     // Guards all static members below. Under this lock, only locks of the platform are taken and, when a thread is
-    // started, the lock fEnding (THREAD.h) of that thread's object. TForks also takes TTraceRegistry::fsMutex under it.
+    // started, the lock fEnding (THREAD.h) of that thread's object. TForks also takes other locks under it.
     // Nothing is traced under this lock, because a trace destination may set timers.
     static TMutexSemaphore &fsLock; // never destroyed
 
