@@ -17,7 +17,9 @@
 // Threads:    Collections take no lock. REQUIRES: if several threads use a collection, the program guards it.
 // Failures:   TOutOfMemory if there is no memory for a link or an entry. If an index needs more than 32 bits, Set()
 //             throws TInvalidParameter "Index beyond 32 bits" and changes nothing. Finding functions return null if
-//             there is no such index, position or key. Remove() ignores an element that is not in the set.
+//             there is no such index, position or key. Remove() ignores an element that is not in the set. Exceptions
+//             of elements and keys reach the caller. If copying an element throws during an assignment, the list has
+//             the copies made so far.
 // Surprises:
 // - Positions are 0-based. Add(element, position) rarely inserts at that position: see TBaseSetOf::Add().
 // - DeleteSet() leaves the count as it is.
@@ -58,9 +60,11 @@ public:
 protected:
     TBaseSetOf() noexcept = default;
 
-    // Deletes the links of the chain and their elements. The count stays as it is.
+    // Deletes the links of the chain and their elements. The count stays as it is. If DeleteElement() throws, the links
+    // remain, with null for each element that DeleteElement() has received.
     void DeleteSet();
-    // Destroys one element. Subclasses must override this function: the base's version calls TPureCall::Trap().
+    // Destroys one element, which may be null. Subclasses must override this function: the base's version calls
+    // TPureCall::Trap().
     virtual void DeleteElement(void *element);
 
 private:
@@ -224,7 +228,9 @@ protected:
     // Returns the number of entries, including those without a value.
     unsigned long QueryCount() const noexcept { return fCount; }
     unsigned long QueryCapacity() const noexcept { return fCapacity; } // the number of entries for which there is room
-    void DeleteArray();                                                // deletes the values and the entries
+    // Deletes the values and the entries. If DeleteElement() throws, the entries remain, with null for each value that
+    // DeleteElement() has received.
+    void DeleteArray();
     // Destroys one value, which may be null. Subclasses must override this function: the base's version calls
     // TPureCall::Trap().
     virtual void DeleteElement(void *value);

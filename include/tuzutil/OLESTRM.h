@@ -16,7 +16,8 @@
 //             level "er". Reading then ends as at the end of file, and writing sets the bad bit. If the object takes
 //             fewer bytes than were passed to Write(), writing also sets the bad bit, but nothing is traced. The other
 //             bytes keep waiting, and the next flush tries again. Exceptions of the object pass through the buffer. The
-//             stream drops them and sets its bad bit, unless its exceptions() contain badbit.
+//             stream drops them and sets its bad bit, unless its exceptions() contain badbit. The destructor drops an
+//             exception of Release().
 // Surprises:
 // - A positive result of the object, which means a special kind of success, counts as a failure here. If the object
 //   returns such a result with the last bytes, these bytes are lost.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -94,9 +95,10 @@ void *TBaseSetOf::Find(unsigned long index) const noexcept {
     return link ? link->element : nullptr;
 }
 
+// The pointer is cleared before the element is destroyed. So if DeleteElement() throws, no element is destroyed twice.
 void TBaseSetOf::DeleteSet() {
     for (TElement *link = fFirst; link; link = Following(link))
-        DeleteElement(link->element);
+        DeleteElement(std::exchange(link->element, nullptr));
     DeleteLinks(fFirst);
     fFirst = nullptr;
 }
@@ -221,9 +223,10 @@ unsigned long TBaseSparseArrayOf::QueryHighestIndex() const noexcept {
     return fCount ? fEntries[fCount - 1]->index : 0;
 }
 
+// Clears each pointer as DeleteSet() does.
 void TBaseSparseArrayOf::DeleteArray() {
     for (std::uint32_t position = 0; position < fCount; ++position)
-        DeleteElement(fEntries[position]->value);
+        DeleteElement(std::exchange(fEntries[position]->value, nullptr));
     DeleteEntries();
 }
 

@@ -7,6 +7,7 @@
 
 #include "platform/platform.h"
 #include "utility/kernel/buffer_area.h"
+#include "utility/kernel/drop_exceptions.h"
 #include "utility/kernel/reporter.h"
 
 #include <algorithm>
@@ -38,7 +39,7 @@ TOleStreamBuf::TOleStreamBuf(unsigned long bufferSize, Type type)
     : fType(type), fBufferSize(static_cast<std::uint32_t>(std::clamp(bufferSize, fsMinimumSize, fsMaximumSize))) {}
 
 TOleStreamBuf::~TOleStreamBuf() {
-    Close();
+    DropExceptions([this] { TOleStreamBuf::Close(); });
 }
 
 void TOleStreamBuf::Init(IStream *stream) {
@@ -46,17 +47,17 @@ void TOleStreamBuf::Init(IStream *stream) {
         return;
     if (stream)
         platform::AddStreamReference(*stream);
-    if (IStream *const old = std::exchange(fStream, stream))
-        platform::ReleaseStream(*old);
     fBytesWritten = 0;
+    if (IStream *const old = std::exchange(fStream, stream))
+        platform::ReleaseStream(*old); // comes last, because it may throw
 }
 
 void TOleStreamBuf::Close() {
-    if (IStream *const old = std::exchange(fStream, nullptr))
-        platform::ReleaseStream(*old);
     fBuffer.reset();
     setg(nullptr, nullptr, nullptr);
     setp(nullptr, nullptr);
+    if (IStream *const old = std::exchange(fStream, nullptr))
+        platform::ReleaseStream(*old); // comes last, because it may throw
 }
 
 unsigned long TOleStreamBuf::QueryBytesWritten() const noexcept {

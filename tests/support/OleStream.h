@@ -7,6 +7,7 @@
 #include "tuzutil/OLESTRM.h"
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,17 @@ struct TOleBehaviour {
     std::int32_t writeResult = 0;
     bool tellsTooMuch = false; // calls report more bytes than the caller asked for
     int references = 0;
+    std::string throwing; // the function of the interface that throws std::runtime_error
+
+    // Throws if `function` is the function that is to throw. These are AddRef, Release, Read and Write.
+    void Enter(char const *function) const {
+        if (throwing == function)
+            throw std::runtime_error(throwing);
+    }
+    unsigned long AddReference(int change) {
+        Enter(change > 0 ? "AddRef" : "Release");
+        return static_cast<unsigned long>(references += change);
+    }
 
     // These functions move the bytes of a call, and return the count that the call reports.
     unsigned long Read(void *bytes, unsigned long count);
@@ -42,6 +54,7 @@ private:
 };
 
 inline unsigned long TOleBehaviour::Read(void *bytes, unsigned long count) {
+    Enter("Read");
     reads.push_back(count);
     std::size_t const moved = content.copy(static_cast<char *>(bytes), count < most ? count : most, position);
     position += moved;
@@ -49,6 +62,7 @@ inline unsigned long TOleBehaviour::Read(void *bytes, unsigned long count) {
 }
 
 inline unsigned long TOleBehaviour::Write(void const *bytes, unsigned long count) {
+    Enter("Write");
     writes.push_back(count);
     std::size_t moved = count < most ? count : most;
     if (moved > room - content.size())

@@ -5,8 +5,8 @@ namespace {
 struct Object final : IStream {
     explicit Object(TOleBehaviour &what) : behaviour(what) {}
 
-    unsigned long AddRef() override { return static_cast<unsigned long>(++behaviour.references); }
-    unsigned long Release() override { return static_cast<unsigned long>(--behaviour.references); }
+    unsigned long AddRef() override { return behaviour.AddReference(1); }
+    unsigned long Release() override { return behaviour.AddReference(-1); }
     std::int32_t Read(void *bytes, unsigned long count, unsigned long *read) override {
         *read = behaviour.Read(bytes, count);
         return behaviour.readResult;

@@ -9,8 +9,8 @@ namespace {
 struct Object final : IStream {
     explicit Object(TOleBehaviour &what) : behaviour(what) {}
 
-    ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++behaviour.references); }
-    ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(--behaviour.references); }
+    ULONG STDMETHODCALLTYPE AddRef() override { return behaviour.AddReference(1); }
+    ULONG STDMETHODCALLTYPE Release() override { return behaviour.AddReference(-1); }
     HRESULT STDMETHODCALLTYPE Read(void *bytes, ULONG count, ULONG *read) override {
         *read = behaviour.Read(bytes, count);
         return behaviour.readResult;
