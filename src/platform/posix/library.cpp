@@ -216,11 +216,9 @@ std::uint32_t platform::LoadText(Library *library, std::uint64_t number, char *t
     TUtf8Writer out(text, size);
     for (std::uint16_t const *at = found.begin; at != found.end;) {
         std::uint32_t code = *at++;
-        // No test gets here: the tool that makes libraries of texts writes whole characters only.
         bool const isPair = code >> 10 == 0xD800 >> 10 && at != found.end && *at >> 10 == 0xDC00 >> 10;
         if (isPair)
             code = 0x10000 + ((code & 0x3FF) << 10) + (*at++ & 0x3FFu);
-        // No test gets here: the tool that makes libraries of texts writes whole characters only.
         else if (code >> 11 == 0xD800 >> 11)
             code = '?'; // an unpaired surrogate
         if (!out.Put(code))
