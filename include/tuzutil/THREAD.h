@@ -25,6 +25,8 @@
 // Surprises:
 // - SetStackSize() has no effect: every thread has the default size.
 // - WaitForTermination() returns at once if no thread runs, for example before Start().
+// - After the end of Run() is reported, the thread still releases its reference. REQUIRES: a library with a subclass is
+//   not unloaded until QueryReferenceCount() no longer counts the references of its threads.
 // - In a forked child, do not use IsRunning() and WaitForTermination() for threads of the parent.
 class TThread;
 

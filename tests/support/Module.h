@@ -13,6 +13,7 @@ public:
     TModule &operator=(TModule const &) = delete;
     ~TModule();
 
+    static bool IsInMemory(std::string const &name); // whether the process has loaded it, and not unloaded it
     bool IsLoaded() const { return fModule != nullptr; }
     void *Find(char const *function) const; // null if there is no such function, or if the library was not loaded
 

@@ -1,0 +1,18 @@
+#ifndef TUZUTIL_TESTS_PLUGIN_H
+#define TUZUTIL_TESTS_PLUGIN_H
+
+// What the library "plugin" tells the suite of plug-ins, which owns this object and outlives the library.
+
+#include "tuzutil/MUTEXSEM.h"
+#include "tuzutil/TREFCNT.h"
+
+struct TPluginReport {
+    int written = 0;              // entries that the library's destination has received
+    int notified = 0;             // calls of the library's observer
+    int destroyed = 0;            // how often the first static object was destroyed, which goes last
+    TReference<TSemaphore> event; // the timer of the library posts it
+};
+
+using TTellPlugin = void (*)(TPluginReport *report); // sets the report, and starts the timer
+
+#endif
