@@ -17,7 +17,8 @@
 // Failures:   An exception that leaves Notify() is dropped. REQUIRES: Notify() does not end its thread.
 // Surprises:
 // - A change of the destinations notifies twice: once for the levels, and once for the components.
-// - In a forked child, the stacks of the parent's other threads are overwritten. So if the process forks, observers must
+// - In a forked child, the stacks of the parent's other threads are overwritten. So if the process forks, observers
+// must
 //   not be local variables of other threads.
 class TTraceNotify;
 
