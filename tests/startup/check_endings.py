@@ -15,8 +15,9 @@ import tempfile
 
 program, kind, emulator = sys.argv[1], sys.argv[2], sys.argv[3:]
 RECORD = re.compile(r"[0-9/:.-]+ [0-9A-F:]+ E \[ending\.cpp:1\] (constructed|destroyed|round of thread \d)")
-WAYS = ["exit", "_Exit", "main", "abort", "throw"] + ([] if emulator else ["quick_exit"])
-DESTROYS = ("exit", "main")
+WAYS = ["exit", "_Exit", "main", "thread", "locks", "write", "abort", "abort_write", "throw"] + ([] if emulator else ["quick_exit"])
+DESTROYS = ("exit", "main", "thread", "locks", "write")
+ABORTS = ("abort", "abort_write", "throw")
 TIMES = 3 if emulator else 20
 
 with tempfile.TemporaryDirectory() as folder:
@@ -30,10 +31,10 @@ with tempfile.TemporaryDirectory() as folder:
                                  timeout=60, check=False, env=environment)
             told = ran.stdout.decode(errors="replace").replace("\r\n", "\n")
             where = way, kind, ran.returncode, told
-            if way not in ("abort", "throw"):
+            if way not in ABORTS:
                 assert (ran.returncode, told) == (7, "ends\n"), where
             elif emulator:
-                assert ran.returncode not in (0, 1, 7) and told.startswith("ends\n"), where
+                assert ran.returncode == 3 and told.startswith("ends\n"), where
             else:
                 assert ran.returncode == -signal.SIGABRT and told.startswith("ends\n"), where
             assert ("TInvalidRequest: the end of a thread" in told) == (way == "throw"), where

@@ -4,6 +4,9 @@
 //   abort                      ends by abort()
 //   throw                      an exception leaves the thread's function
 //   main                       main() returns 7
+//   thread                     ends with the status 7 by exit(), called by the body of a TThread
+//   locks                      ends with the status 7 by exit(), called by the holder of locks for which others wait
+//   write, abort_write         exit() with the status 7, or abort(), called by a destination that writes an entry
 
 #include "tuzutil/tuzutil.h"
 
@@ -21,6 +24,7 @@ namespace {
 // The objects that threads use until the process ends. They are never destroyed.
 struct TShared {
     TMutexSemaphore lock;
+    TMutexSemaphore named{"tuzutil.tests.ending"};
     TReference<TSemaphore> const event{new TSemaphore};
     TTimer timer{event};
     std::atomic<int> rounds{0};
@@ -46,6 +50,27 @@ struct TStatic {
         TTracePoint::Write(TTrace::error, fsCategory, {"ending.cpp", 1}, "%s", what);
     }
 } fsStatic;
+
+// Ends the process when it receives the next entry, as soon as it is told how.
+class TLastDestination : public TTrace::Base {
+public:
+    TLastDestination() : Base(joinsLater, TTrace::error, 8) {}
+    ~TLastDestination() override { Unlink(); }
+    void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
+        if (auto *const end = fsEnd.exchange(nullptr))
+            end();
+    }
+    static inline std::atomic<void (*)()> fsEnd{nullptr};
+};
+
+class TEnder : public TThread {
+    int Run() override { std::exit(7); }
+};
+
+[[noreturn]] void WaitForEver() {
+    for (;;)
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+}
 
 void Work(int number) {
     TShared &shared = Shared();
@@ -79,6 +104,21 @@ void End(std::string const &way) {
         std::_Exit(7);
     if (way == "abort")
         std::abort();
+    if (way == "thread") {
+        TReference<TEnder> const ender(new TEnder);
+        ender->Start();
+        WaitForEver();
+    }
+    if (way == "locks") {
+        TMutexSemaphoreEntry const named(Shared().named, TMutexSemaphore::fsInfinite);
+        TMutexSemaphoreEntry const entry(Shared().lock, TMutexSemaphore::fsInfinite);
+        TWeakReferenceLock const references;
+        std::exit(7);
+    }
+    if (way == "write" || way == "abort_write") {
+        TLastDestination::fsEnd = way == "write" ? +[] { std::exit(7); } : +[] { std::abort(); };
+        WaitForEver();
+    }
     if (way == "throw")
         throw TInvalidRequest("the end of a thread", 1, TException::unrecoverable);
 }
@@ -87,6 +127,9 @@ void End(std::string const &way) {
 
 int main(int, char **arguments) {
     std::string const way = arguments[1];
+    // Never destroyed, because it may be writing when the process ends.
+    if (way == "write" || way == "abort_write")
+        new TTrace(TTrace::Make<TLastDestination>());
     for (int i = 0; i < 4; ++i)
         std::thread(Work, i).detach();
     if (way == "main") {
