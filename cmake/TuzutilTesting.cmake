@@ -107,3 +107,11 @@ function(tuzutil_add_module name source)
     target_link_libraries(${name} PRIVATE tuzutil::tuzutil)
     tuzutil_warnings(${name})
 endfunction()
+
+# tuzutil_let_unload(NAME): lets the system unload the library NAME. g++ makes symbols that are unique in the process, for
+# static members of inline code, and Linux never unloads a library that has such symbols.
+function(tuzutil_let_unload name)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT WIN32)
+        target_compile_options(${name} PRIVATE -fno-gnu-unique)
+    endif()
+endfunction()

@@ -2,50 +2,17 @@
 // library that uses tuzutil, several times. A thread that has used the library in the first round lives to the end.
 // Prints "done" at the end.
 
+#include "startup/load.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <thread>
 
 #if defined(_WIN32)
-#include <windows.h>
-namespace {
-using Library = HMODULE;
-Library Load(char const *path) {
-    return LoadLibraryA(path);
-}
-void *Find(Library library, char const *name) {
-    return reinterpret_cast<void *>(GetProcAddress(library, name));
-}
-void Unload(Library library) {
-    FreeLibrary(library);
-}
-bool IsInMemory(char const *path) {
-    return GetModuleHandleA(path) != nullptr;
-}
 constexpr bool fsStays = false;
-} // namespace
 #else
-#include <dlfcn.h>
-namespace {
-using Library = void *;
-Library Load(char const *path) {
-    return dlopen(path, RTLD_NOW);
-}
-void *Find(Library library, char const *name) {
-    return dlsym(library, name);
-}
-void Unload(Library library) {
-    dlclose(library);
-}
-bool IsInMemory(char const *path) {
-    void *const library = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
-    if (library)
-        dlclose(library);
-    return library != nullptr;
-}
 constexpr bool fsStays = true; // tuzutil stays, because the ends of threads call it
-} // namespace
 #endif
 
 namespace {
@@ -53,9 +20,9 @@ namespace {
 // Returns whether tuzutil leaves the memory, or stays there if it must. Each thread that tuzutil has started holds it
 // until the thread ends, which may be a moment later.
 bool Goes(char const *tuzutil) {
-    for (int i = 0; !fsStays && IsInMemory(tuzutil) && i < 2000; ++i)
+    for (int i = 0; !fsStays && IsLoaded(tuzutil) && i < 2000; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return IsInMemory(tuzutil) == fsStays;
+    return IsLoaded(tuzutil) == fsStays;
 }
 
 int Fail(char const *what, int number) {
@@ -69,7 +36,7 @@ int main(int, char **arguments) {
     char const *const tuzutil = arguments[1];
     char const *const path = arguments[2];
     for (int i = 0; i < 3; ++i) {
-        Library const library = Load(tuzutil);
+        void *const library = Load(tuzutil);
         if (!library)
             return Fail("tuzutil cannot be loaded", i);
         Unload(library);
@@ -80,7 +47,7 @@ int main(int, char **arguments) {
     std::atomic<bool> ends{false};
     std::thread living;
     for (int i = 0; i < 5; ++i) {
-        Library const library = Load(path);
+        void *const library = Load(path);
         auto const use = library ? reinterpret_cast<int (*)()>(Find(library, "UseTuzutil")) : nullptr;
         if (!use)
             return Fail("the library cannot be loaded", i);
@@ -98,7 +65,7 @@ int main(int, char **arguments) {
                 return Fail("the use in the thread failed at the step", used);
         }
         Unload(library);
-        if (IsInMemory(path))
+        if (IsLoaded(path))
             return Fail("the library is in memory", i);
         if (!Goes(tuzutil))
             return Fail("tuzutil is in memory, or is not", i);
