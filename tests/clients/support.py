@@ -138,8 +138,13 @@ class Server:
             raise RuntimeError("the server did not stop: " + self.read_output()) from None
 
     def remove(self):
+        """Stops the server and removes its files. A server that lived until then must end without a fault.
+
+        A sanitizer makes the status of a process different from 0 if it has found something."""
         try:
-            self.stop()
+            has_lived = self.process is not None and self.process.poll() is None
+            status = self.stop()
+            assert not has_lived or status == 0, f"the server ended with {status}: {self.read_output()}"
         finally:
             if self.process:
                 self.output.close()

@@ -171,16 +171,22 @@ def check_trace(recorder, traced, bin_folder, keyword, configuration, keeps):
             return disk
 
         everything = states(folder, start, changes)
+        complete = after_failure(folder, start, changes, "everything")
+        assert complete in everything
         for state, (count, loss) in everything.items():
             build(folder, state)
             where = f"{keyword}, {loss} after {count} of {len(changes)} changes"
             before = [number for path in sorted(folder.iterdir()) for number in numbers(path, keyword)]
             assert len(set(before)) == len(before), f"{where}: a record is there twice: {before}"
+            if state == complete:
+                assert set(range(10, 40)) <= set(before), f"{where}: only {before}"
             subprocess.run([traced, configuration, "100", "3"], check=True, timeout=60, cwd=bin_folder)
             files = {path.name: numbers(path, keyword) for path in folder.iterdir()}
             after = [number for name in files for number in files[name]]
             assert {100, 101, 102} <= set(after), f"{where}: the next start wrote {files}"
             if keeps:
+                # What the first process wrote was on the disk long before the failure.
+                assert set(range(10)) <= set(before), f"{where}: the failure lost old records, {before} are left"
                 lost = set(before) - set(after)
                 assert not lost, f"{where}: the next start lost {sorted(lost)} of {before}"
         print(f"{keyword}: {len(changes)} changes, {len(everything)} states")
