@@ -9,7 +9,9 @@
 #include "tuzutil/TRACENOT.h"
 #include "tuzutil/TRACEP.h"
 
+#include <cstdlib>
 #include <memory>
+#include <string>
 
 namespace {
 
@@ -60,9 +62,10 @@ public:
 } fsObserver;
 
 TMutexSemaphore fsLock;
-TMutexSemaphore fsNamedLock("tuzutil.tests.plugin");
+std::string const fsName = std::getenv(fsNameOfLock);
+TMutexSemaphore fsNamedLock(fsName.c_str());
 TMutexSemaphoreEntry fsHeld(fsLock, TMutexSemaphore::fsInfinite); // held until the library is unloaded
-ipcSharedMemory fsMemory("tuzutil.tests.plugin.memory", 100);
+ipcSharedMemory fsMemory((fsName + ".memory").c_str(), 100);
 std::unique_ptr<TTimer> fsTimer;
 
 class TCounted : public TWeakRefCounted {};

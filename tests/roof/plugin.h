@@ -13,6 +13,9 @@ struct TPluginReport {
     TReference<TSemaphore> event; // the timer of the library posts it
 };
 
+// The environment variable with the name of the library's lock. ".memory" behind it is the name of its block.
+inline constexpr char fsNameOfLock[] = "TUZUTIL_PLUGIN";
+
 using TTellPlugin = void (*)(TPluginReport *report); // sets the report, and starts the timer
 
 #endif

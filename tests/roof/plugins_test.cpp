@@ -4,6 +4,7 @@
 #include "plugin.h"
 
 #include "support/CaptureTrace.h"
+#include "support/Environment.h"
 #include "support/Module.h"
 #include "tuzutil/MSGSTORE.h"
 #include "tuzutil/SHAREMEM.h"
@@ -14,12 +15,28 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
+#include <functional>
+#include <string>
 #include <thread>
 
 namespace {
 
 TTrace::Category const fsSession(8, "Session");
 TTextMessage::StoreID const fsStoreName(TString("Plugin"), ExplicitInit);
+
+// Tests of this suite may run at the same time, so each has names of its own, the same in every run in this folder.
+class PlugIn : public testing::Test {
+protected:
+    std::string const fLockName = std::string("tuzutil.plugin.") +
+                                  testing::UnitTest::GetInstance()->current_test_info()->name() + "." +
+                                  std::to_string(std::hash<std::string>()(std::filesystem::current_path().string()));
+    std::string const fBlockName = fLockName + ".memory";
+    TEnvironment const fName{fsNameOfLock, fLockName.c_str()};
+
+    void Use(TPluginReport &report);
+    void ExpectNothingIsLeft(TPluginReport &report);
+};
 
 bool HasFactory() {
     TTraceFactoryLoader *const loader = TTraceFactoryLoader::GetInstance();
@@ -29,7 +46,7 @@ bool HasFactory() {
     return false;
 }
 
-void Use(TPluginReport &report) {
+void PlugIn::Use(TPluginReport &report) {
     TModule const module("plugin", true);
     ASSERT_TRUE(module.IsLoaded());
     auto const tell = reinterpret_cast<TTellPlugin>(module.Find("TellPlugin"));
@@ -44,12 +61,12 @@ void Use(TPluginReport &report) {
     EXPECT_NE(TTrace::FindCategory("Plugin"), nullptr);
     EXPECT_EQ(TTextMessage(fsStoreName, 1, 1, "default").QueryMessage(), TString("text of the plug-in"));
     EXPECT_TRUE(HasFactory());
-    EXPECT_EQ(ipcSharedMemory("tuzutil.tests.plugin.memory").rdstate(), 0);
+    EXPECT_EQ(ipcSharedMemory(fBlockName.c_str()).rdstate(), 0);
     TTrace const made("pluginkeyword(x),er");
     EXPECT_TRUE(made.QueryPointer());
 }
 
-void ExpectNothingIsLeft(TPluginReport &report) {
+void PlugIn::ExpectNothingIsLeft(TPluginReport &report) {
     ASSERT_FALSE(TModule::IsInMemory("plugin"));
     EXPECT_EQ(report.destroyed, 1);
     int const written = report.written;
@@ -58,10 +75,10 @@ void ExpectNothingIsLeft(TPluginReport &report) {
     EXPECT_EQ(TTextMessageStore::Find(fsStoreName), nullptr);
     EXPECT_EQ(TTextMessage(fsStoreName, 1, 1, "default").QueryMessage(), TString("default"));
     EXPECT_FALSE(HasFactory());
-    EXPECT_NE(ipcSharedMemory("tuzutil.tests.plugin.memory").rdstate(), 0);
+    EXPECT_NE(ipcSharedMemory(fBlockName.c_str()).rdstate(), 0);
     TTracePoint::Write(TTrace::error, fsSession, "file", "text");
     { TCapture const another(4, 8); }
-    TMutexSemaphore named("tuzutil.tests.plugin");
+    TMutexSemaphore named(fLockName.c_str());
     EXPECT_EQ(TMutexSemaphoreEntry(named, 0).State(), TMutexSemaphore::Locked);
     TReference<TSemaphore> const event(new TSemaphore);
     TTimer timer(event);
@@ -74,7 +91,7 @@ void ExpectNothingIsLeft(TPluginReport &report) {
 
 } // namespace
 
-TEST(PlugIn, LeavesNothingBehindWhenItIsUnloaded) {
+TEST_F(PlugIn, LeavesNothingBehindWhenItIsUnloaded) {
     for (int i = 0; i < 20; ++i) {
         SCOPED_TRACE(i);
         TPluginReport report;
@@ -85,7 +102,7 @@ TEST(PlugIn, LeavesNothingBehindWhenItIsUnloaded) {
     EXPECT_FALSE(TTrace::IsGlobalTracing(TTrace::error, 8));
 }
 
-TEST(PlugIn, MayBeUnloadedWhileOtherThreadsTrace) {
+TEST_F(PlugIn, MayBeUnloadedWhileOtherThreadsTrace) {
     std::atomic<bool> stop{false};
     std::atomic<int> rounds{0};
     auto const work = [&] {
@@ -120,7 +137,7 @@ TEST(PlugIn, MayBeUnloadedWhileOtherThreadsTrace) {
 }
 
 // A library that a factory loader or a TDll has loaded stays, so its objects are destroyed at the end of the process.
-TEST(PlugIn, StaysIfTheProgramDoesNotUnloadIt) {
+TEST_F(PlugIn, StaysIfTheProgramDoesNotUnloadIt) {
     TPluginReport report;
     report.event = new TSemaphore;
     {
