@@ -63,6 +63,9 @@ public:
     static inline std::atomic<void (*)()> fsEnd{nullptr};
 };
 
+// Never destroyed, because it may be writing when the process ends.
+TTrace *fsLast = nullptr;
+
 class TEnder : public TThread {
     int Run() override { std::exit(7); }
 };
@@ -116,6 +119,7 @@ void End(std::string const &way) {
         std::exit(7);
     }
     if (way == "write" || way == "abort_write") {
+        fsLast->SetLevel(TTrace::error);
         TLastDestination::fsEnd = way == "write" ? +[] { std::exit(7); } : +[] { std::abort(); };
         WaitForEver();
     }
@@ -127,9 +131,8 @@ void End(std::string const &way) {
 
 int main(int, char **arguments) {
     std::string const way = arguments[1];
-    // Never destroyed, because it may be writing when the process ends.
     if (way == "write" || way == "abort_write")
-        new TTrace(TTrace::Make<TLastDestination>());
+        fsLast = new TTrace(TTrace::Make<TLastDestination>());
     for (int i = 0; i < 4; ++i)
         std::thread(Work, i).detach();
     if (way == "main") {
