@@ -15,13 +15,13 @@
 
 namespace {
 
-TPluginReport *fsReport = nullptr;
+std::atomic<TPluginReport *> fsReport{nullptr};
 
 // The first object, so destroyed last.
 struct TEnd {
     ~TEnd() {
-        if (fsReport)
-            ++fsReport->destroyed;
+        if (TPluginReport *const report = fsReport)
+            ++report->destroyed;
     }
 } fsEnd;
 
@@ -39,8 +39,8 @@ public:
     TDestination() : Base(joinsLater, TTrace::error, 8) {}
     ~TDestination() override { Unlink(); }
     void Write(unsigned long, TTrace::Category const &, TTextMessage const &) override {
-        if (fsReport)
-            ++fsReport->written;
+        if (TPluginReport *const report = fsReport)
+            ++report->written;
     }
 };
 TTrace fsTrace = TTrace::Make<TDestination>();
@@ -56,8 +56,8 @@ public:
     TObserver() : TTraceNotify(joinsLater) { Join(); }
     ~TObserver() override { Leave(); }
     void Notify() override {
-        if (fsReport)
-            ++fsReport->notified;
+        if (TPluginReport *const report = fsReport)
+            ++report->notified;
     }
 } fsObserver;
 

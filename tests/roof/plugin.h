@@ -6,11 +6,13 @@
 #include "tuzutil/MUTEXSEM.h"
 #include "tuzutil/TREFCNT.h"
 
+#include <atomic>
+
 struct TPluginReport {
-    int written = 0;              // entries that the library's destination has received
-    int notified = 0;             // calls of the library's observer
-    int destroyed = 0;            // how often the first static object was destroyed, which goes last
-    TReference<TSemaphore> event; // the timer of the library posts it
+    std::atomic<int> written{0};   // entries that the library's destination has received
+    std::atomic<int> notified{0};  // calls of the library's observer
+    std::atomic<int> destroyed{0}; // how often the first static object was destroyed, which goes last
+    TReference<TSemaphore> event;  // the timer of the library posts it
 };
 
 // The environment variable with the name of the library's lock. ".memory" behind it is the name of its block.
