@@ -3,16 +3,18 @@
 // is opened, and the others are the values of the variables A, B and C, to which a configuration can refer.
 
 #include "tuzutil/EXCEPTN.h"
+#include "tuzutil/NULSTRM.h"
 #include "tuzutil/TRACEFAC.h"
 #include "tuzutil/TRACEP.h"
+
+#include "support/Environment.h"
+#include "support/TempFolder.h"
 
 #include "bounds.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
-#include <random>
 #include <string>
 
 namespace {
@@ -37,21 +39,11 @@ public:
     }
 };
 
-// Takes what destinations write to the standard streams.
-class TNullBuf : public std::streambuf {
-    int_type overflow(int_type c) override { return traits_type::not_eof(c); }
-    std::streamsize xsputn(char const *, std::streamsize count) override { return count; }
-};
-
 // The working directory of the fuzzer, in which all trace files are made. The standard streams are silent.
 class TPlace {
 public:
-    TPlace() : fOut(std::cout.rdbuf(&fNull)), fErr(std::cerr.rdbuf(&fNull)) {
-        fFolder =
-            std::filesystem::temp_directory_path() / ("configuration_fuzz" + std::to_string(std::random_device()()));
-        std::filesystem::create_directory(fFolder);
-        fFormer = std::filesystem::current_path();
-        std::filesystem::current_path(fFolder);
+    TPlace() : fOut(std::cout.rdbuf(fNull.rdbuf())), fErr(std::cerr.rdbuf(fNull.rdbuf())) {
+        std::filesystem::current_path(fFolder.Native("."));
     }
     TPlace(TPlace const &) = delete;
     TPlace &operator=(TPlace const &) = delete;
@@ -59,30 +51,20 @@ public:
         std::cout.rdbuf(fOut);
         std::cerr.rdbuf(fErr);
         std::filesystem::current_path(fFormer);
-        std::error_code ignored;
-        std::filesystem::remove_all(fFolder, ignored);
     }
     void Empty() const {
         std::error_code ignored;
-        for (auto const &entry : std::filesystem::directory_iterator(fFolder))
+        for (auto const &entry : std::filesystem::directory_iterator("."))
             std::filesystem::remove_all(entry.path(), ignored);
     }
 
 private:
-    TNullBuf fNull;
+    ToNulStream fNull;
     std::streambuf *fOut;
     std::streambuf *fErr;
-    std::filesystem::path fFolder;
-    std::filesystem::path fFormer;
+    TTempFolder const fFolder;
+    std::filesystem::path const fFormer = std::filesystem::current_path();
 };
-
-void SetVariable(char const *name, std::string const &value) {
-#if defined(_WIN32)
-    ::_putenv((std::string(name) + "=" + value).c_str());
-#else
-    ::setenv(name, value.c_str(), 1);
-#endif
-}
 
 // Takes the next configuration. It can name no file outside of the working directory.
 std::string TakeConfiguration(std::string &rest) {
@@ -105,8 +87,9 @@ int TestOneInput(unsigned char const *data, std::size_t size) {
     char const *const keywords[] = {"", "file(", "shfile(", "env(", "debug(", "counter(", "FILE", "stderr,"};
     std::string rest(reinterpret_cast<char const *>(data + 1), size - 1);
     std::string const configuration = keywords[data[0] % std::size(keywords)] + TakeConfiguration(rest);
-    for (char const *const name : {"A", "B", "C"})
-        SetVariable(name, TakeConfiguration(rest));
+    TEnvironment const a("A", TakeConfiguration(rest).c_str());
+    TEnvironment const b("B", TakeConfiguration(rest).c_str());
+    TEnvironment const c("C", TakeConfiguration(rest).c_str());
     try {
         TTrace trace(configuration.c_str());
         TTracePoint::Write(TTrace::error, fsSession, "fuzz", "%d", 17);

@@ -145,7 +145,8 @@ constinit TMasterTimer *TMasterTimer::fsOnly = nullptr;
 constinit bool TMasterTimer::fsIsOver = false;
 constinit bool TMasterTimer::fsAreTimersLost = false;
 
-// 11. If TForks::Follow() succeeds, the locks above are taken before each fork of the process from now on.
+// 11. If TForks::Follow() succeeds, the locks that forks.cpp names are taken before each fork of the process
+// from now on.
 BUILT_FIRST static struct TFollowedForks { bool const fAreFollowed = TForks::Follow(); } fsForks;
 
 // 12. The destructor of this object clears the integers that trace points test. After that, no trace point writes,

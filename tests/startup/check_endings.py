@@ -15,7 +15,8 @@ import tempfile
 
 program, kind, emulator = sys.argv[1], sys.argv[2], sys.argv[3:]
 RECORD = re.compile(r"[0-9/:.-]+ [0-9A-F:]+ E \[ending\.cpp:1\] (constructed|destroyed|round of thread \d)")
-WAYS = ["exit", "_Exit", "main", "thread", "locks", "write", "abort", "abort_write", "throw"] + ([] if emulator else ["quick_exit"])
+WAYS = ["exit", "_Exit", "main", "thread", "locks", "write", "abort", "abort_write", "throw"]
+WAYS += [] if emulator else ["quick_exit"]
 DESTROYS = ("exit", "main", "thread", "locks", "write")
 ABORTS = ("abort", "abort_write", "throw")
 TIMES = 3 if emulator else 20

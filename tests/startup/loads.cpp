@@ -17,9 +17,9 @@ constexpr bool fsStays = true; // tuzutil stays, because the ends of threads cal
 
 namespace {
 
-// Returns whether tuzutil leaves the memory, or stays there if it must. Each thread that tuzutil has started holds it
-// until the thread ends, which may be a moment later.
-bool Goes(char const *tuzutil) {
+// Returns whether tuzutil has left the memory or, on a system where it must stay, is still there. Each thread that
+// tuzutil has started holds it until the thread ends, which may be a moment later.
+bool EndsAsItMust(char const *tuzutil) {
     for (int i = 0; !fsStays && IsLoaded(tuzutil) && i < 2000; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     return IsLoaded(tuzutil) == fsStays;
@@ -40,8 +40,8 @@ int main(int, char **arguments) {
         if (!library)
             return Fail("tuzutil cannot be loaded", i);
         Unload(library);
-        if (!Goes(tuzutil))
-            return Fail("tuzutil is in memory, or is not", i);
+        if (!EndsAsItMust(tuzutil))
+            return Fail(fsStays ? "tuzutil has left the memory" : "tuzutil is still in memory", i);
     }
     std::atomic<int> used{-1};
     std::atomic<bool> ends{false};
@@ -67,8 +67,8 @@ int main(int, char **arguments) {
         Unload(library);
         if (IsLoaded(path))
             return Fail("the library is in memory", i);
-        if (!Goes(tuzutil))
-            return Fail("tuzutil is in memory, or is not", i);
+        if (!EndsAsItMust(tuzutil))
+            return Fail(fsStays ? "tuzutil has left the memory" : "tuzutil is still in memory", i);
     }
     ends = true;
     living.join();
