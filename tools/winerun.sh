@@ -38,9 +38,9 @@ if [ "${WINEARCH:-}" = win64 ]; then
         path=$(command -v "$loader") && wine=$path && export WINELOADER="$path" && break
     done
 fi
-# If TUZ_WINE_EXEC is set, the program replaces this script. A caller uses this if it has redirected the output to files
-# and sends signals to the program.
-[ -n "${TUZ_WINE_EXEC:-}" ] && exec "$wine" "$@" </dev/null
+# If TUZ_WINE_EXEC is set, the program replaces this script, and has its input and output. A caller uses this if it sends
+# signals to the program, or talks to it. If the output is a pipe, another program must have started the services before.
+[ -n "${TUZ_WINE_EXEC:-}" ] && exec "$wine" "$@"
 out=$(mktemp) || exit 99
 trap 'rm -f "$out"' EXIT
 run() { timeout -k 5 "${TUZ_WINE_TIMEOUT:-50}" "$wine" "$@" </dev/null >"$out" 2>&1; }

@@ -16,7 +16,7 @@ from pathlib import Path
 SAMPLES = Path(__file__).resolve().parents[2] / "examples" / "pop3d" / "sample"
 WINERUN = Path(__file__).resolve().parents[2] / "tools" / "winerun.sh"
 
-settings = argparse.Namespace(server=None, emulator=None)
+settings = argparse.Namespace(server=None, lmtpd=None, emulator=None)
 
 
 def seen_by_client(stored):
@@ -243,8 +243,10 @@ class Connection:
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--server", required=True)
+    parser.add_argument("--lmtpd")
     parser.add_argument("--emulator", default=None)
     known, rest = parser.parse_known_args()
     settings.server = known.server
+    settings.lmtpd = known.lmtpd
     settings.emulator = known.emulator or None
     unittest.main(argv=[sys.argv[0], *rest], verbosity=2)

@@ -55,7 +55,7 @@ def main():
 
         def start():
             phase, rest = arguments(0)
-            victim = subprocess.Popen(command + rest, env=environment, stdout=subprocess.PIPE,
+            victim = subprocess.Popen(command + rest, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                       stderr=subprocess.DEVNULL, start_new_session=True)
             victim.phase_now = lambda: phase.read_text()[:1] if phase.exists() else ""
             return victim
