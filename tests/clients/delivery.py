@@ -18,6 +18,7 @@ class Mailboxes:
 
     def __init__(self, users=("anna", "ben")):
         self.root = Path(tempfile.mkdtemp(prefix="lmtpd-test-"))
+        self.variables = {"TUZ_WINE_EXEC": "1"}  # of the environment of the processes
         for user in users:
             for folder in ("tmp", "new", "cur"):
                 (self.root / "mail" / user / folder).mkdir(parents=True)
@@ -30,7 +31,7 @@ class Mailboxes:
         return [*emulator, support.settings.lmtpd, "--mailboxes", self.native(self.root / "mail"), *options]
 
     def environment(self):
-        return dict(os.environ, TUZ_WINE_EXEC="1")
+        return {**os.environ, **self.variables}
 
     def files(self, user, folder="new"):
         return sorted((self.root / "mail" / user / folder).iterdir())

@@ -7,6 +7,7 @@
 //
 //     create INODE PATH        write INODE OFFSET BYTES-IN-HEX      truncate INODE SIZE     sync INODE
 //     rename PATH PATH         link PATH PATH                       unlink PATH             folder PATH
+//     syncfolder PATH
 
 #include <algorithm>
 #include <cstdarg>
@@ -67,6 +68,11 @@ public:
         ssize_t const size = ::readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), text, sizeof text);
         bool const isBelow = std::string(text, size > 0 ? static_cast<std::size_t>(size) : 0).starts_with(Folder());
         return isBelow ? status.st_ino : 0;
+    }
+    // Returns the path of an open folder, or an empty text if it is not recorded.
+    static std::string FolderPath(int file) {
+        struct stat status;
+        return ::fstat(file, &status) == 0 && S_ISDIR(status.st_mode) ? Path(file, ".") : "";
     }
     static void Note(std::string line) {
         line += '\n';
@@ -172,6 +178,8 @@ int Synced(int file, Call call) {
     unsigned long const inode = result == 0 ? TRecording::Inode(file) : 0;
     if (inode != 0)
         TRecording::Note("sync " + std::to_string(inode));
+    else if (std::string const folder = result == 0 ? TRecording::FolderPath(file) : ""; !folder.empty())
+        TRecording::Note("syncfolder " + folder);
     return result;
 }
 
