@@ -43,7 +43,8 @@ public:
         std::ostream out(&buf);
         out << head;
         message.clear();
-        message.seekg(0);
+        if (!message.seekg(0)) // otherwise the message would be stored without its beginning
+            return false;
         message.rdbuf()->WriteTo(out);
         return out.good() && stored.Commit();
     }

@@ -4,49 +4,75 @@
 // makes the call with the number N fail, "from N KIND" also all later ones, and "stop" none. KIND is a number of
 // calls::Kind. The reply to "stop" is one line: how many calls were counted, and the name of the function that failed
 // last.
+//
+// A process that lives only for one session obeys one order, from its beginning on: the environment variable
+// TUZUTIL_ORDER has the order, and TUZUTIL_COUNTED names the file that gets the line of "stop" when the process ends.
 
 #include "support/failing_calls_posix.cpp"
 
 #include <cstdio>
 #include <cstdlib>
 #include <poll.h>
+#include <string>
 #include <sys/socket.h>
 #include <thread>
 
 namespace {
 
-void Obey() noexcept {
+// Returns the reply to the order.
+std::string Obey(char const *order) noexcept {
+    char how[10] = "";
+    long number = 0;
+    int kind = 0;
+    std::sscanf(order, "%9s %ld %d", how, &number, &kind);
+    if (strcmp(how, "only") == 0) {
+        calls::FailOnly(number, static_cast<calls::Kind>(kind));
+    } else if (strcmp(how, "from") == 0) {
+        calls::FailFrom(number, static_cast<calls::Kind>(kind));
+    } else {
+        long const counted = calls::Stop();
+        return std::to_string(counted) + ' ' + calls::LastFailed() + '\n';
+    }
+    return "obeyed\n";
+}
+
+// Uses syscall(), because its calls are not counted.
+void Reply(long file, std::string const &reply) noexcept {
+    auto const size = static_cast<long>(reply.size());
+    if (Real<long(long, ...)>("syscall")(SYS_write, file, reply.data(), size) != size)
+        std::abort();
+}
+
+long Open(char const *variable, int flags) noexcept {
+    long const file =
+        Real<long(long, ...)>("syscall")(SYS_openat, AT_FDCWD, std::getenv(variable), flags | O_CLOEXEC, 0600);
+    if (file < 0)
+        std::abort();
+    return file;
+}
+
+void ObeyAll() noexcept {
     std::FILE *const orders = std::fopen(std::getenv("TUZUTIL_ORDERS"), "r");
-    auto *const call = Real<long(long, ...)>("syscall"); // its calls are not counted
-    long const replies = call(SYS_openat, AT_FDCWD, std::getenv("TUZUTIL_REPLIES"), O_WRONLY | O_CLOEXEC);
-    if (!orders || replies < 0)
+    long const replies = Open("TUZUTIL_REPLIES", O_WRONLY);
+    if (!orders)
         std::abort();
     char order[100];
     // The C library reads a file by functions of its own, which are not replaced here.
-    while (std::fgets(order, sizeof order, orders)) {
-        char how[10] = "";
-        long number = 0;
-        int kind = 0;
-        std::sscanf(order, "%9s %ld %d", how, &number, &kind);
-        char reply[100] = "obeyed\n";
-        if (strcmp(how, "only") == 0) {
-            calls::FailOnly(number, static_cast<calls::Kind>(kind));
-        } else if (strcmp(how, "from") == 0) {
-            calls::FailFrom(number, static_cast<calls::Kind>(kind));
-        } else {
-            long const counted = calls::Stop();
-            std::snprintf(reply, sizeof reply, "%ld %s\n", counted, calls::LastFailed());
-        }
-        auto const size = static_cast<long>(strlen(reply));
-        if (call(SYS_write, replies, reply, size) != size)
-            std::abort();
-    }
+    while (std::fgets(order, sizeof order, orders))
+        Reply(replies, Obey(order));
 }
 
 // Only the server obeys, and not a program that starts it.
 [[gnu::constructor]] void Begin() {
     if (std::getenv("TUZUTIL_ORDERS"))
-        std::thread(Obey).detach();
+        std::thread(ObeyAll).detach();
+    if (char const *const order = std::getenv("TUZUTIL_ORDER"))
+        Obey(order);
+}
+
+[[gnu::destructor]] void End() {
+    if (std::getenv("TUZUTIL_ORDER"))
+        Reply(Open("TUZUTIL_COUNTED", O_WRONLY | O_CREAT | O_TRUNC), Obey("stop"));
 }
 
 } // namespace
@@ -62,6 +88,8 @@ TUZUTIL_FAILING(int, getpeername, (int socket, sockaddr *address, socklen_t *siz
                 -1)
 TUZUTIL_FAILING(int, setsockopt, (int socket, int level, int name, void const *value, socklen_t size),
                 (socket, level, name, value, size), ENOBUFS, -1)
+TUZUTIL_FAILING(int, gethostname, (char *name, size_t size), (name, size), EPERM, -1)
+TUZUTIL_INTERRUPTIBLE(int, fsync, (int file), (file), EIO, -1)
 TUZUTIL_FAILING(int, unlinkat, (int folder, char const *name, int flags), (folder, name, flags), EIO, -1)
 
 ssize_t recv(int socket, void *bytes, size_t count, int flags) {
