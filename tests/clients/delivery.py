@@ -10,6 +10,17 @@ from pathlib import Path
 
 import support
 
+is_wine_started = []  # not empty if a program has run under Wine
+
+
+def start_wine():
+    """The first program under Wine starts services, which would keep the pipes of a client open."""
+    if support.settings.emulator and not is_wine_started:
+        subprocess.run([support.settings.emulator, support.settings.lmtpd, "--help"], check=True,
+                       stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+        is_wine_started.append(True)
+
+
 RETURN_PATH = b"Return-Path: <%s>\r\n"
 
 
@@ -17,6 +28,7 @@ class Mailboxes:
     """Maildirs below a temporary folder."""
 
     def __init__(self, users=("anna", "ben")):
+        start_wine()
         self.root = Path(tempfile.mkdtemp(prefix="lmtpd-test-"))
         self.variables = {"TUZ_WINE_EXEC": "1"}  # of the environment of the processes
         for user in users:
