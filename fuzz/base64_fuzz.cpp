@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+// The input is encoded and decoded, and each result is compared as a string.
+TBounds const fsBounds{16 << 10, 16, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     std::vector<char> const text(data, data + size); // on the heap, where a checker sees a read beyond its end
     std::vector<base64::Byte> plain(static_cast<std::size_t>(base64::DecodedRoom(size)));

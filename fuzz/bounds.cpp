@@ -34,10 +34,6 @@ std::size_t __sanitizer_get_allocated_size(void const volatile *);
 
 namespace {
 
-// The text of a message may have 16 times the size of the input plus 256 KiB. It exists in two encodings, and a string
-// doubles its buffer when it grows.
-constexpr std::size_t fsFactor = 160;
-constexpr std::size_t fsBase = 4 << 20;
 constexpr double fsSecondsPerByte = 50e-6; // under a sanitizer, on a loaded machine
 constexpr double fsSecondsBase = 3;
 
@@ -81,7 +77,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *data, std::size_t size
     int const result = TestOneInput(data, size);
     double const seconds = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
     std::size_t const taken = fsPeak - before;
-    if (taken > fsFactor * size + fsBase || seconds > fsSecondsPerByte * static_cast<double>(size) + fsSecondsBase) {
+    if (taken > fsBounds.base + fsBounds.perByte * size ||
+        seconds > fsSecondsPerByte * static_cast<double>(size) + fsSecondsBase) {
         std::fprintf(stderr, "an input of %zu bytes took %zu bytes of memory and %.3f s\n", size, taken, seconds);
         std::abort();
     }

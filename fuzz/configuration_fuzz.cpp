@@ -79,6 +79,9 @@ std::string TakeConfiguration(std::string &rest) {
 
 } // namespace
 
+// A configuration is split into texts, and opens a destination with its buffer.
+TBounds const fsBounds{96 << 10, 32, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     static TPlace const place;
     static TCounterFactory const factory;

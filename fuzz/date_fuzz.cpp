@@ -7,6 +7,9 @@
 
 #include <string>
 
+// The date has the longest name of a zone that the input allows, and the text is printed several times.
+TBounds const fsBounds{192 << 10, 140, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     std::string const text(reinterpret_cast<char const *>(data), size);
     TDateTime64 date;

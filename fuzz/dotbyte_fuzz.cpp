@@ -13,17 +13,6 @@
 
 namespace {
 
-// The model does not read lines in pieces. Therefore each line must be shorter than a piece.
-bool HasLongLine(std::string_view text) {
-    for (std::size_t begin = 0; begin < text.size();) {
-        std::size_t const end = text.find('\n', begin);
-        if (std::min(end, text.size()) - begin >= 1023)
-            return true;
-        begin = end == std::string_view::npos ? text.size() : end + 1;
-    }
-    return false;
-}
-
 void Read(std::string_view wire, std::size_t split) {
     support::TSplitSource source(wire, split);
     TDotByteStreamBuf buffer(source);
@@ -33,7 +22,7 @@ void Read(std::string_view wire, std::size_t split) {
     Require(buffer.IsTerminated() == expected.terminated);
     Require(buffer.SawBareLineFeed() == support::HasBareLineFeed(wire.substr(0, expected.taken)));
     Require(buffer.SawBareCarriageReturn() == support::HasBareReturn(wire.substr(0, expected.taken)));
-    Require(HasLongLine(wire) || data == expected.data);
+    Require(data == expected.data);
 }
 
 void Write(std::string_view body, std::size_t run) {
@@ -69,7 +58,34 @@ void WriteLimited(std::string_view body, std::size_t lines) {
     Require(sink.Text() == support::Stuff(body.substr(0, end)) + ".\r\n");
 }
 
+// Writes a body and the next command, and reads both back. A bare LF ends a line when written, but not when read, so
+// such a body is read back as it was only if the writer sends it as CR LF.
+void WriteAndRead(std::string_view body, std::size_t run, bool usesCrLf) {
+    if (!usesCrLf && support::HasBareLineFeed(body))
+        return;
+    std::string const next = "QUIT\r\n";
+    support::TSplitSink sink(run % 5);
+    TDotByteStreamBuf writer(sink);
+    if (usesCrLf)
+        writer.UseCrLf();
+    support::Write(writer, body, run + 1);
+    Require(writer.EndBody() == 0);
+    std::string const wire = sink.Text() + next;
+
+    std::string const lines = usesCrLf ? support::WithCrLf(body) : std::string(body);
+    support::TSplitSource source(wire, run);
+    TDotByteStreamBuf reader(source);
+    std::string const read = support::ReadRuns(reader, run + 1);
+    Require(reader.IsTerminated());
+    Require(source.Rest() == next);
+    Require(read == lines + support::Completion(lines));
+    Require(!usesCrLf || (!reader.SawBareLineFeed() && !reader.SawBareCarriageReturn()));
+}
+
 } // namespace
+
+// The bodies of all the readers, writers and models live at the same time.
+TBounds const fsBounds{48 << 10, 48, 512 << 10};
 
 int TestOneInput(unsigned char const *data, std::size_t size) {
     if (size == 0)
@@ -79,5 +95,7 @@ int TestOneInput(unsigned char const *data, std::size_t size) {
     Write(text, data[0]);
     WriteWithCrLf(text, data[0]);
     WriteLimited(text, data[0] % 8);
+    WriteAndRead(text, data[0], false);
+    WriteAndRead(text, data[0], true);
     return 0;
 }

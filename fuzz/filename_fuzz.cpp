@@ -30,6 +30,9 @@ void Split(TFileName const &name) {
 
 } // namespace
 
+// A name and its parts, each with one copy.
+TBounds const fsBounds{16 << 10, 24, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     TString text(data, static_cast<unsigned int>(size), ' ');
     Split(text);

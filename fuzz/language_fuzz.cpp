@@ -21,6 +21,9 @@ std::string TakeText(std::string &rest) {
 
 } // namespace
 
+// A name and the folders that are looked through.
+TBounds const fsBounds{16 << 10, 40, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     std::string rest(reinterpret_cast<char const *>(data), size);
     TSearchNLSPath::fsNLSpath = TakeText(rest).c_str();

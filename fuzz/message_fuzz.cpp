@@ -48,6 +48,9 @@ void Format(Char const *format, unsigned int choice) {
 
 } // namespace
 
+// A message may have 16 times the size of its input plus 256 KiB, in two encodings, and a string doubles its buffer.
+TBounds const fsBounds{1536 << 10, 200, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     if (size == 0)
         return 0;

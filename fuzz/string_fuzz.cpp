@@ -121,6 +121,10 @@ void Query(TPair const &pair, TPair const &other, TInput &input) {
 
 } // namespace
 
+// The two strings have at most fsLongest bytes, and may be split into as many pieces. Each byte of the input is an
+// operation, so larger inputs take long.
+TBounds const fsBounds{512 << 10, 16, 64 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     TInput input(data, size);
     TPair pairs[2];

@@ -91,6 +91,9 @@ std::string Bytes(std::u16string const &text) {
 
 } // namespace
 
+// The texts of a table and their copies.
+TBounds const fsBounds{64 << 10, 16, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     auto const texts = Texts({reinterpret_cast<char const *>(data), size});
     std::vector<TTextTable::TEntry> entries;

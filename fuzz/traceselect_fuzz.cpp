@@ -21,6 +21,9 @@ public:
 
 } // namespace
 
+// The words of a selection.
+TBounds const fsBounds{16 << 10, 16, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     std::string const text(reinterpret_cast<char const *>(data), size);
     TTrace trace;

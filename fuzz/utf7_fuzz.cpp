@@ -9,6 +9,9 @@
 
 #include <cstdlib>
 
+// A text in UTF-7, UTF-16 and UTF-8.
+TBounds const fsBounds{16 << 10, 40, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     TString const text(data, static_cast<unsigned int>(size), ' ');
     TString const name = TModifiedUTF7::Decode(text);

@@ -60,6 +60,9 @@ void ReadStrings(std::string const &bytes, int networkOrder) {
 
 } // namespace
 
+// A value and its copies; a length that the input announces is not believed.
+TBounds const fsBounds{160 << 10, 24, 512 << 10};
+
 int TestOneInput(unsigned char const *data, std::size_t size) {
     if (size == 0)
         return 0;

@@ -1,5 +1,6 @@
 #include "tuzutil/CONCSTRM.h"
 
+#include "support/concat_model.h"
 #include "support/streams.h"
 
 #include <gtest/gtest.h>
@@ -30,33 +31,6 @@ public:
         return piece;
     }
 };
-
-// Independent of pieces, for lines shorter than the buffer: whole lines only, LF as CR LF but for empty lines and where
-// CR stands already.
-std::string Expected(std::vector<std::string> const &sources, bool crLf) {
-    std::string all;
-    for (std::string const &source : sources) {
-        std::istringstream lines(source);
-        for (std::string line; std::getline(lines, line) && !lines.eof();) {
-            all += line;
-            if (crLf && !line.empty() && line.back() != '\r')
-                all += '\r';
-            all += '\n';
-        }
-    }
-    return all;
-}
-
-// With lines made whole: an unfinished last line gets its end, and every line end is CR LF if one is asked for.
-std::string ExpectedWhole(std::vector<std::string> const &sources, bool crLf) {
-    std::string all;
-    for (std::string const &source : sources) {
-        std::istringstream lines(source);
-        for (std::string line; std::getline(lines, line);)
-            all += line + (crLf && !line.ends_with('\r') ? "\r\n" : "\n");
-    }
-    return all;
-}
 
 std::string Read(std::vector<std::string> const &texts, bool crLf, unsigned long size = 1024,
                  std::size_t split = support::fsAll, bool whole = false) {
@@ -222,9 +196,10 @@ TEST(ConcatStream, EveryPairOfShortTextsReadsAsDescribedUnderEverySplit) {
         for (std::string const &first : texts) {
             for (std::string const &second : texts) {
                 for (bool const crLf : {false, true}) {
-                    ASSERT_EQ(Read({first, second}, crLf, 1024, split), Expected({first, second}, crLf));
+                    ASSERT_EQ(Read({first, second}, crLf, 1024, split), support::Concatenated({first, second}, crLf));
                     for (unsigned long const size : {1024ul, 14ul, 15ul}) {
-                        ASSERT_EQ(Read({first, second}, crLf, size, split, true), ExpectedWhole({first, second}, crLf))
+                        ASSERT_EQ(Read({first, second}, crLf, size, split, true),
+                                  support::ConcatenatedWhole({first, second}, crLf))
                             << size;
                     }
                 }

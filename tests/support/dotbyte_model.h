@@ -15,7 +15,7 @@ struct TUnstuffed {
     bool terminated;
 };
 
-// Returns what a reader gets from `wire`. Only CR LF ends a line. REQUIRES: each line has fewer than 1,023 bytes.
+// Returns what a reader gets from `wire`. Only CR LF ends a line.
 inline TUnstuffed Unstuff(std::string_view wire) {
     std::string data;
     bool lineStart = true;
