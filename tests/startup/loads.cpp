@@ -2,11 +2,12 @@
 // library that uses tuzutil, several times. A thread that has used the library in the first round lives to the end.
 // Prints "done" at the end.
 
-#include "startup/load.h"
+#include "support/Module.h"
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <thread>
 
 #if defined(_WIN32)
@@ -20,9 +21,9 @@ namespace {
 // Returns whether tuzutil has left the memory or, on a system where it must stay, is still there. Each thread that
 // tuzutil has started holds it until the thread ends, which may be a moment later.
 bool EndsAsItMust(char const *tuzutil) {
-    for (int i = 0; !fsStays && IsLoaded(tuzutil) && i < 2000; ++i)
+    for (int i = 0; !fsStays && TModule::IsInMemory(tuzutil) && i < 2000; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return IsLoaded(tuzutil) == fsStays;
+    return TModule::IsInMemory(tuzutil) == fsStays;
 }
 
 int Fail(char const *what, int number) {
@@ -36,10 +37,8 @@ int main(int, char **arguments) {
     char const *const tuzutil = arguments[1];
     char const *const path = arguments[2];
     for (int i = 0; i < 3; ++i) {
-        void *const library = Load(tuzutil);
-        if (!library)
+        if (!TModule(tuzutil, true).IsLoaded())
             return Fail("tuzutil cannot be loaded", i);
-        Unload(library);
         if (!EndsAsItMust(tuzutil))
             return Fail(fsStays ? "tuzutil has left the memory" : "tuzutil is still in memory", i);
     }
@@ -47,8 +46,8 @@ int main(int, char **arguments) {
     std::atomic<bool> ends{false};
     std::thread living;
     for (int i = 0; i < 5; ++i) {
-        void *const library = Load(path);
-        auto const use = library ? reinterpret_cast<int (*)()>(Find(library, "UseTuzutil")) : nullptr;
+        std::optional<TModule> library(std::in_place, path, true);
+        auto const use = reinterpret_cast<int (*)()>(library->Find("UseTuzutil"));
         if (!use)
             return Fail("the library cannot be loaded", i);
         if (int const step = use())
@@ -64,8 +63,8 @@ int main(int, char **arguments) {
             if (used != 0)
                 return Fail("the use in the thread failed at the step", used);
         }
-        Unload(library);
-        if (IsLoaded(path))
+        library.reset();
+        if (TModule::IsInMemory(path))
             return Fail("the library is in memory", i);
         if (!EndsAsItMust(tuzutil))
             return Fail(fsStays ? "tuzutil has left the memory" : "tuzutil is still in memory", i);

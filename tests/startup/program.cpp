@@ -1,11 +1,12 @@
 // program MODULE [unload]: traces from its first static object to its last, and from those of a library that it loads,
 // and that it unloads again if it is told to. Prints what it traced.
 
-#include "startup/load.h"
 #include "startup/objects.h"
 #include "startup/printing.h"
+#include "support/Module.h"
 
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -16,12 +17,13 @@ TStaticUser fsUser("program");
 
 int main(int count, char **arguments) {
     static TStaticUser local("local");
-    void *const library = Load(arguments[1]);
-    if (!library) {
+    std::optional<TModule> library(std::in_place, arguments[1], count > 2);
+    if (!library->IsLoaded()) {
         std::printf("cannot load %s\n", arguments[1]);
         return 1;
     }
-    if (count > 2 && (!Unload(library) || IsLoaded(arguments[1]))) {
+    library.reset();
+    if (count > 2 && TModule::IsInMemory(arguments[1])) {
         std::printf("cannot unload %s\n", arguments[1]);
         return 1;
     }

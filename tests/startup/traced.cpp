@@ -4,8 +4,7 @@
 //   faulty   the same, and opens a destination by a faulty configuration
 //   threads  threads that still write entries while the program ends
 
-#include "startup/load.h"
-
+#include "support/Module.h"
 #include "tuzutil/TRACEP.h"
 
 #include <atomic>
@@ -47,7 +46,7 @@ int main(int count, char **arguments) {
     std::string const mode = count > 1 ? arguments[1] : "";
     std::atexit([] { Say("at exit"); });
     Say("main");
-    if (mode == "module" && !Load(arguments[2]))
+    if (mode == "module" && !TModule(arguments[2], false).IsLoaded())
         return 1;
     if (mode == "faulty")
         TTrace const trace("stdout,no,Prtocol,1,TagVra");

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 static std::string PathOf(std::string const &name) {
+    if (name.find_first_of("/:") != std::string::npos)
+        return name;
     char own[4096];
     ssize_t const length = ::readlink("/proc/self/exe", own, sizeof own);
     std::string const path(own, length > 0 ? static_cast<std::size_t>(length) : 0);

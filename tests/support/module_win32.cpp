@@ -2,11 +2,15 @@
 
 #include <windows.h>
 
+static std::string PathOf(std::string const &name) {
+    return name.find_first_of("/:") != std::string::npos ? name : name + ".dll";
+}
+
 TModule::TModule(std::string const &name, bool unload)
-    : fModule(LoadLibraryA((name + ".dll").c_str())), fUnload(unload) {}
+    : fModule(LoadLibraryA(PathOf(name).c_str())), fUnload(unload) {}
 
 bool TModule::IsInMemory(std::string const &name) {
-    return GetModuleHandleA((name + ".dll").c_str()) != nullptr;
+    return GetModuleHandleA(PathOf(name).c_str()) != nullptr;
 }
 
 TModule::~TModule() {
