@@ -10,7 +10,8 @@ emulator = sys.argv[3:4]
 
 def user(name, what):
     text = f"{name} {what}"
-    return [f"{name}: {text}: {len(text)}", "String: caught: Bad value to truncate this String"]
+    return [f"{name}: {text}: {len(text)}", "String: caught: Bad value to truncate this String",
+            f"{name}: to the stream: 17"]
 
 
 def run(*mode):

@@ -4,6 +4,8 @@
 #include "startup/objects.h"
 
 static TStaticUser fsUser(NAME);
+// Built before all objects of the same program or library that have no priority, and destroyed after them.
+[[gnu::init_priority(102)]] static TStaticUser fsEarly(NAME "_early");
 
 #ifdef _WIN32
 __declspec(dllexport)
