@@ -2,8 +2,8 @@
 #define TUZUTIL_TESTS_MODULE_H
 
 // Loads a library with the functions of the system. A name that contains a slash or a colon is the path of the library.
-// Any other name is that of a library of the tests: its file is "NAME.dll" beside the test program. module_posix.cpp and
-// module_win32.cpp define the class for each system.
+// Any other name is that of a library of the tests: its file is "NAME.dll" beside the test program. module_posix.cpp
+// and module_win32.cpp define the class for each system.
 
 #include <string>
 

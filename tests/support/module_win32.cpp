@@ -6,8 +6,7 @@ static std::string PathOf(std::string const &name) {
     return name.find_first_of("/:") != std::string::npos ? name : name + ".dll";
 }
 
-TModule::TModule(std::string const &name, bool unload)
-    : fModule(LoadLibraryA(PathOf(name).c_str())), fUnload(unload) {}
+TModule::TModule(std::string const &name, bool unload) : fModule(LoadLibraryA(PathOf(name).c_str())), fUnload(unload) {}
 
 bool TModule::IsInMemory(std::string const &name) {
     return GetModuleHandleA(PathOf(name).c_str()) != nullptr;
