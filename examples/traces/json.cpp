@@ -5,6 +5,9 @@
 // The argument is the name of a file, to which the lines are appended. If the last line of the file has no end, because
 // the process was killed or the power failed, the first object begins a line of its own. If no name is given, the lines
 // are written to standard error. Bytes that are not valid UTF-8 become U+FFFD, because every line must be valid JSON.
+//
+// A record that cannot be written, for example because the disk is full, is lost. If the file has got the beginning of
+// such a record, the next one that can be written begins a line of its own.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TDATETIM.h"
@@ -61,14 +64,12 @@ bool EndsWithinLine(std::filesystem::path const &name) {
 class JsonTrace : public TTrace::Base {
 public:
     explicit JsonTrace(char const *name) : Base(joinsLater) {
-        if (*name) {
-            auto const path = TFileName(name).FixDelim().NativePath();
-            bool const isLineOpen = EndsWithinLine(path);
-            fFile.open(path, std::ios_base::app | std::ios_base::binary);
-            if (isLineOpen)
-                fFile << '\n' << std::flush;
-        }
-        fOut = *name ? &fFile : &std::cerr;
+        if (!*name)
+            return;
+        fPath = TFileName(name).FixDelim().NativePath();
+        fFile.rdbuf()->pubsetbuf(nullptr, 0); // a buffer would keep a record that failed, and write it again
+        Open();
+        fOut = &fFile;
     }
 
     void Write(unsigned long level, TTrace::Category const &category, TTextMessage const &message) override {
@@ -77,13 +78,28 @@ public:
             ",\"component\":" + Quoted(TTrace::QueryComponentName(category.QueryComponent())) +
             ",\"category\":" + Quoted(category.QueryString()) + ",\"file\":" + Quoted(message.QueryFile()) +
             ",\"line\":" + std::to_string(message.QueryLine()) + ",\"text\":" + Quoted(message.QueryMessage()) + "}\n";
-        fOut->clear(); // if an earlier record failed, this one may succeed
+        // If an earlier record failed, this one may succeed.
+        if (fOut != &fFile) {
+            fOut->clear();
+        } else if (!fFile) {
+            fFile.close();
+            Open();
+        }
         *fOut << line << std::flush;
     }
 
 private:
+    void Open() {
+        bool const isLineOpen = EndsWithinLine(fPath);
+        fFile.clear();
+        fFile.open(fPath, std::ios_base::app | std::ios_base::binary);
+        if (isLineOpen)
+            fFile << '\n' << std::flush;
+    }
+
+    std::filesystem::path fPath;
     std::ofstream fFile;
-    std::ostream *fOut = nullptr;
+    std::ostream *fOut = &std::cerr;
 };
 
 class JsonTraceFactory : public TTraceFactory {

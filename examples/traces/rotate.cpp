@@ -7,7 +7,8 @@
 // left out, it is one mebibyte. If the number is left out, it is 3. The newest of the older files is mail.log.1. A
 // record has the form that it has in other trace files, but its line ends with LF on every system. A record is never
 // divided between two files. If the last line of a file has no end, because the process was killed or the power failed,
-// the next record begins a line of its own.
+// the next record begins a line of its own. A record that cannot be written, for example because the disk is full, is
+// lost. If the file has got the beginning of such a record, the next one that can be written begins a line of its own.
 
 #include "tuzutil/FILENAME.h"
 #include "tuzutil/TRACEFAC.h"
@@ -30,14 +31,18 @@ class RotatingTrace : public TTrace::Base {
 public:
     RotatingTrace(std::string const &name, std::uint64_t limit, unsigned kept)
         : Base(joinsLater), fName(name), fLimit(limit), fKept(kept) {
-        Open(std::ios_base::app); // what an earlier run has written counts for the size
+        fFile.rdbuf()->pubsetbuf(nullptr, 0); // a buffer would keep a record that failed, and write it again
+        Open(std::ios_base::app);             // what an earlier run has written counts for the size
     }
 
     void Write(unsigned long level, TTrace::Category const &, TTextMessage const &message) override {
         std::string const record = Compose(level, message);
+        if (!fFile) { // an earlier record failed, but this one may succeed
+            fFile.close();
+            Open(std::ios_base::app);
+        }
         if (fSize != 0 && fSize + record.size() > fLimit)
             Rotate();
-        fFile.clear(); // if an earlier record failed, this one may succeed
         fFile << record << std::flush;
         fSize += record.size();
     }
@@ -68,6 +73,7 @@ private:
 
     void Open(std::ios_base::openmode mode) {
         bool const isLineOpen = EndsWithinLine(fName);
+        fFile.clear();
         fFile.open(fName, mode | std::ios_base::out | std::ios_base::binary);
         if (isLineOpen && mode == std::ios_base::app)
             fFile << '\n' << std::flush;

@@ -94,6 +94,67 @@ TEST(TraceFile, WithoutRoomLosesTheRecordAndEndsItsLine) {
     EXPECT_EQ(Content(folder.Native("trace.log")), "E [f:1] one\nE [f:1] \nE [f:1] two\n");
 }
 
+TEST(TraceFile, OfJsonWithoutRoomLosesTheRecordAndEndsItsLine) {
+    for (rlim_t const more : {0, 1, 40, 100}) { // bytes of the record that still fit
+        TTempFolder const folder;
+        TTrace const trace(("json[tracejson](" + folder.Name("trace.json") + "),al").c_str());
+        Entry("one");
+        std::string const whole = Content(folder.Native("trace.json"));
+        EXPECT_TRUE(whole.ends_with("\"text\":\"one\"}\n")) << whole;
+        {
+            TSizeLimit const limit(whole.size() + more);
+            Entry("this one is cut");
+            Entry("this one does not fit at all");
+        }
+        Entry("two");
+        Entry("three");
+        std::string const text = Content(folder.Native("trace.json"));
+        EXPECT_TRUE(text.starts_with(whole)) << text;
+        EXPECT_TRUE(std::regex_match(text.substr(whole.size()),
+                                     std::regex((more ? "[{][^{}\n]*\n" : "") +
+                                                std::string("[{][^{}\n]*\"two\"[}]\n[{][^{}\n]*\"three\"[}]\n"))))
+            << text;
+    }
+}
+
+TEST(TraceFile, ThatRotatesLosesTheRecordWithoutRoomAndEndsItsLine) {
+    for (rlim_t const more : {0, 1, 5}) {
+        TTempFolder const folder;
+        TTrace const trace(("rotate[tracerotate](" + folder.Name("trace.log") + ";1000;2),al").c_str());
+        Entry("one");
+        std::string const whole = Content(folder.Native("trace.log"));
+        {
+            TSizeLimit const limit(whole.size() + more);
+            Entry("this one is cut");
+            Entry("this one does not fit at all");
+        }
+        Entry("two");
+        Entry("three");
+        std::string const text = Content(folder.Native("trace.log"));
+        EXPECT_TRUE(text.starts_with(whole)) << text;
+        EXPECT_TRUE(std::regex_match(text.substr(whole.size()),
+                                     std::regex((more ? "[^\n]{" + std::to_string(more) + "}\n" : "") +
+                                                std::string("[^\n]* two\n[^\n]* three\n"))))
+            << text;
+    }
+}
+
+// What is lost does not count for the size of the file: it is not renamed before it is full.
+TEST(TraceFile, ThatRotatesIsNotRenamedForRecordsThatAreLost) {
+    TTempFolder const folder;
+    TTrace const trace(("rotate[tracerotate](" + folder.Name("trace.log") + ";1000;2),al").c_str());
+    Entry("one");
+    {
+        TSizeLimit const limit(Content(folder.Native("trace.log")).size());
+        for (int i = 0; i < 100; ++i)
+            Entry("this one does not fit");
+    }
+    Entry("two");
+    EXPECT_FALSE(std::filesystem::exists(folder.Native("trace.log.1")));
+    std::string const text = Content(folder.Native("trace.log"));
+    EXPECT_TRUE(std::regex_match(text, std::regex("[^\n]* one\n[^\n]* two\n"))) << text;
+}
+
 TEST(TTraceSharedFile, WithoutRoomLosesTheRecordAndEndsItsLine) {
     TTempFolder const folder;
     TTraceSharedFile const trace(folder.Name("trace.log").c_str());
@@ -216,6 +277,8 @@ TEST(TTraceSharedFile, WhatMayOnlyBeWrittenIsWritten) {
 TEST(TraceFile, ADeviceThatTakesNothingIsNoError) {
     TTraceStream const full("\\dev\\full");
     TTraceSharedFile const shared("\\dev\\full");
+    TTrace const json("json[tracejson](\\dev\\full),al");
+    TTrace const rotated("rotate[tracerotate](\\dev\\full;1000000;1),al");
     std::ostringstream out;
     TTraceStream behind(out);
     behind.SetDisplayPrefix(0);
