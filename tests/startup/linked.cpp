@@ -15,6 +15,7 @@ static TStaticUser fsUser("linked");
 [[gnu::init_priority(102)]] static TStaticUser fsEarly("linked_early");
 
 int main() {
+    fsEarly.CheckHandler();
     std::printf("main has %d parts\n", First() + Second() + Other());
     std::fflush(stdout);
     return 0;

@@ -20,9 +20,17 @@
 #include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/TXTMSG.h"
+#if defined(TUZUTIL_STATIC)
+#include "utility/factories/factory_registry.h"
+#include "utility/factories/library_path.h"
+#include "utility/kernel/trace_observers.h"
+#include "utility/kernel/trace_registry.h"
+#endif
 
+#include <chrono>
 #include <clocale>
 #include <cstring>
+#include <exception>
 #include <sstream>
 
 // Answers with its name.
@@ -52,6 +60,8 @@ public:
         Prepare();
         Work("built");
     }
+    // main() calls this function.
+    void CheckHandler() const { Check(std::get_terminate() == fHandler, "another handler of uncaught exceptions"); }
     ~TStaticUser() {
         Check(fFolder.FindNext(&fIsFolder).length() > 0, "the search is lost");
         Work("destroyed");
@@ -89,6 +99,7 @@ private:
         CheckTexts();
         CheckLocks();
         CheckFiles();
+        CheckStatic();
     }
 
     void CheckTraces() {
@@ -113,7 +124,9 @@ private:
     void CheckTexts() {
         Check(fValue.IsEqual(TagVar(fName)) != 0, "a value");
         TTextMessage const message(fStore.QueryStoreID(), 1, 1, "default");
-        Check(message.QueryMessage() == (TTextMessageArchive::fsArchive ? fName : TString("default")), "a text");
+        Check(message.QueryMessage() ==
+                  (IsArchiveExpected() || TTextMessageArchive::fsArchive ? fName : TString("default")),
+              "a text");
         TagVar const number(17);
         TTextMessage const listed("%d", &number, &TTextMessage::fsEndOfArgs, &number);
         Check(listed.QueryMessage() == TString("17"), "a message with a list of arguments");
@@ -143,7 +156,30 @@ private:
         Check(TDirectory::Combine("a", "b") == TString("a\\b"), "a path");
     }
 
+    // What is certain only in a program with the static library: all objects of the library are there before those of
+    // the program, and longer. The locks are those that no public header names.
+    void CheckStatic() {
+#if defined(TUZUTIL_STATIC)
+        Check(TTraceRegistry::fsMutex.GetHandle() && TTraceObservers::fsMutex.GetHandle() &&
+                  TLibpath::fsMutex.GetHandle() && TFactoryRegistry::fsMutex.GetHandle(),
+              "an inner lock of the library is not made");
+        TReference<TSemaphore> const posted(new TSemaphore);
+        TTimer soon(posted);
+        soon.Set(std::chrono::milliseconds(0));
+        Check(posted->Wait(20000) == 0, "a timer does not post");
+#endif
+    }
+
+    static constexpr bool IsArchiveExpected() {
+#if defined(TUZUTIL_STATIC)
+        return true;
+#else
+        return false; // a plug-in's object may be destroyed after the library's
+#endif
+    }
+
     TString fName;
+    std::terminate_handler fHandler = std::get_terminate();
     TTrace::Category fCategory;
     TStaticStore fStore;
     TStaticFactory fFactory;
