@@ -134,6 +134,17 @@ class Server:
     def read_output(self):
         return (self.root / "output").read_bytes().decode(errors="replace").replace("\r\n", "\n")
 
+    def peak_kib(self):
+        """The peak resident size of the process that listens, which is not the one started if Wine is between."""
+        pids = [self.process.pid]
+        with open(f"/proc/{self.process.pid}/task/{self.process.pid}/children", encoding="ascii") as children:
+            pids += [int(pid) for pid in children.read().split()]
+        sizes = []
+        for pid in pids:
+            with open(f"/proc/{pid}/status", encoding="ascii") as status:
+                sizes += [int(line.split()[1]) for line in status if line.startswith("VmHWM")]
+        return max(sizes)
+
     def stop(self):
         """Asks the server to stop as a user would; returns its exit status."""
         if self.process is None or self.process.poll() is not None:
