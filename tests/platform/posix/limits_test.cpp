@@ -3,8 +3,11 @@
 
 #include "platform/posix/InChild.h"
 #include "support/TempFolder.h"
+#include "tuzutil/CONCSTRM.h"
 #include "tuzutil/DIRECTRY.h"
+#include "tuzutil/DOTBYTE.h"
 #include "tuzutil/EXCEPTN.h"
+#include "tuzutil/LINESTRM.h"
 #include "tuzutil/MEMSTRM.h"
 #include "tuzutil/TRACEP.h"
 #include "tuzutil/TRACESHF.h"
@@ -248,6 +251,62 @@ TEST(LittleMemory, FillsAMemoryStreamUntilItFailsAndKeepsWhatItHolds) {
                           return 4;
                   }
                   return 0;
+              }),
+              0);
+}
+
+namespace {
+
+// A line of 300 MiB that does not end.
+class TEndlessBuf : public std::streambuf {
+protected:
+    int_type underflow() override {
+        if (fLeft == 0)
+            return traits_type::eof();
+        fLeft -= fBlock.size();
+        setg(fBlock.data(), fBlock.data(), fBlock.data() + fBlock.size());
+        return traits_type::to_int_type(fBlock[0]);
+    }
+
+private:
+    std::string fBlock = std::string(1 << 16, 'x');
+    std::size_t fLeft = 300u << 20;
+};
+
+// Counts what is read from the stream in blocks.
+std::size_t CountOf(std::istream &in) {
+    std::string block(1 << 16, '\0');
+    std::size_t count = 0;
+    while (in.read(block.data(), static_cast<std::streamsize>(block.size())), in.gcount() > 0)
+        count += static_cast<std::size_t>(in.gcount());
+    return count;
+}
+
+} // namespace
+
+TEST(LittleMemory, IsEnoughToReadALineWithoutAnEnd) {
+    EXPECT_EQ(WithLittleMemory([] {
+                  TEndlessBuf first, second;
+                  std::istream one(&first), two(&second);
+                  std::string line;
+                  if (TiLineStream(&one).ReadLine(line, 1000) != TLineRead::end || line != std::string(1000, 'x'))
+                      return 2;
+                  TiLineStream in(&two);
+                  return CountOf(in) == 300u << 20 ? 0 : 3;
+              }),
+              0);
+}
+
+TEST(LittleMemory, IsEnoughForABodyOfOneLineWithoutAnEnd) {
+    EXPECT_EQ(WithLittleMemory([] {
+                  TEndlessBuf first, second;
+                  std::istream one(&first), two(&second);
+                  TiDotByteStream in(one);
+                  if (CountOf(in) != 300u << 20 || in.IsTerminated())
+                      return 2;
+                  TiConcatStream joined(1, 16384, two);
+                  joined.SetWholeLines(1);
+                  return CountOf(joined) == (300u << 20) + 2 ? 0 : 3; // it adds the line end
               }),
               0);
 }
