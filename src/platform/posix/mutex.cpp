@@ -94,9 +94,11 @@ bool Fails(int error) noexcept {
 int Initialize(pthread_mutex_t *mutex) noexcept {
     pthread_mutexattr_t attributes;
     ::pthread_mutexattr_init(&attributes);
-    ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
-    int const error = ::pthread_mutex_init(mutex, &attributes);
+    int error = ::pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    if (error == 0)
+        error = ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    if (error == 0)
+        error = ::pthread_mutex_init(mutex, &attributes);
     ::pthread_mutexattr_destroy(&attributes);
     return error;
 }
