@@ -90,7 +90,6 @@ TUZUTIL_FAILING(int, setsockopt, (int socket, int level, int name, void const *v
                 (socket, level, name, value, size), ENOBUFS, -1)
 TUZUTIL_FAILING(int, gethostname, (char *name, size_t size), (name, size), EPERM, -1)
 TUZUTIL_INTERRUPTIBLE(int, fsync, (int file), (file), EIO, -1)
-TUZUTIL_FAILING(int, unlinkat, (int folder, char const *name, int flags), (folder, name, flags), EIO, -1)
 
 ssize_t recv(int socket, void *bytes, size_t count, int flags) {
     static auto *const real = Real<ssize_t(int, void *, size_t, int)>("recv");

@@ -44,11 +44,29 @@ private:
     bool const fWasExempt;
 };
 
+// While an object of this class exists, waits for words of memory are counted too, and can fail. How often threads wait
+// depends on the order in which they run, so only tests that determine this order count these calls.
+struct TCountWaits {
+    TCountWaits() noexcept;
+    TCountWaits(TCountWaits const &) = delete;
+    TCountWaits &operator=(TCountWaits const &) = delete;
+    ~TCountWaits();
+};
+
+// Returns how many threads have asked the system to let them wait for a word of memory, or for a shared mutex.
+long AwaitedWords() noexcept;
+
 // Returns how many calls of flock() have asked the system for a shared lock, and were ready to wait for it.
 long AwaitedSharedLocks() noexcept;
 
 // Returns the name of the function whose call failed last, or "none".
 char const *LastFailed() noexcept;
+
+// Returns the error number that this call has told, or 0.
+int LastError() noexcept;
+
+// Returns how many calls of this function have failed since FailFrom() or FailOnly().
+long Failed(char const *name) noexcept;
 
 } // namespace calls
 

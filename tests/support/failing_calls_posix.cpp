@@ -10,6 +10,8 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <iterator>
+#include <linux/futex.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <string.h>
@@ -30,12 +32,23 @@ constinit std::atomic<long> fsLast{0};
 constinit std::atomic<bool> fsIsCounting{false};
 constinit std::atomic<calls::Kind> fsKind{calls::Kind::error};
 constinit std::atomic<char const *> fsFailed{"none"};
+constinit std::atomic<int> fsError{0};
 constinit std::atomic<long> fsSharedLocks{0};
+constinit std::atomic<long> fsAwaitedWords{0};
+constinit std::atomic<bool> fsCountsWaits{false};
+
+// The names of the functions whose calls have failed. If more calls fail than there are places, the last ones are not
+// noted.
+constinit std::atomic<char const *> fsFailures[1000] = {};
+constinit std::atomic<std::size_t> fsFailureCount{0};
+
 constinit thread_local bool fsIsExempt = false;
 
 void Begin(long first, long last, calls::Kind kind) noexcept {
     fsCounted = 0;
     fsFailed = "none";
+    fsError = 0;
+    fsFailureCount = 0;
     fsKind = kind;
     fsLast = last;
     fsFirst = first;
@@ -48,8 +61,12 @@ bool MustFail(char const *name, calls::Kind kind) noexcept {
         return false;
     long const number = ++fsCounted;
     bool const fails = fsFirst != 0 && number >= fsFirst && number <= fsLast;
-    if (fails)
+    if (fails) {
         fsFailed = name;
+        std::size_t const place = fsFailureCount++;
+        if (place < std::size(fsFailures))
+            fsFailures[place] = name;
+    }
     return fails;
 }
 
@@ -57,6 +74,7 @@ bool MustFail(char const *name, calls::Kind kind) noexcept {
 bool Fails(char const *name, int error) noexcept {
     if (!MustFail(name, calls::Kind::error))
         return false;
+    fsError = error;
     errno = error;
     return true;
 }
@@ -64,13 +82,38 @@ bool Fails(char const *name, int error) noexcept {
 bool IsInterrupted(char const *name) noexcept {
     if (!MustFail(name, calls::Kind::interrupted))
         return false;
+    fsError = EINTR;
     errno = EINTR;
     return true;
 }
 
+// The sanitizers find the functions of the C library by dlsym(RTLD_NEXT), so a replacement of dlsym() would show them
+// their own functions. Therefore dlsym() is not replaced if they are used.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+void *Next(char const *name) noexcept {
+    return ::dlsym(RTLD_NEXT, name);
+}
+#else
+using TFind = void *(void *, char const *);
+
+TFind *RealFind() noexcept {
+    static TFind *const real = [] {
+        void *const found = ::dlvsym(RTLD_NEXT, "dlsym", "GLIBC_2.34");
+        TFind *find;
+        memcpy(&find, &found, sizeof find);
+        return find;
+    }();
+    return real;
+}
+
+void *Next(char const *name) noexcept {
+    return RealFind()(RTLD_NEXT, name);
+}
+#endif
+
 template <typename Function>
 Function *Real(char const *name) noexcept {
-    void *const found = ::dlsym(RTLD_NEXT, name);
+    void *const found = Next(name);
     Function *function;
     static_assert(sizeof function == sizeof found);
     memcpy(&function, &found, sizeof function);
@@ -110,6 +153,29 @@ long calls::AwaitedSharedLocks() noexcept {
 
 char const *calls::LastFailed() noexcept {
     return fsFailed;
+}
+
+int calls::LastError() noexcept {
+    return fsError;
+}
+
+long calls::Failed(char const *name) noexcept {
+    long count = 0;
+    for (std::size_t i = 0; i < std::size(fsFailures) && i < fsFailureCount; ++i)
+        count += strcmp(fsFailures[i], name) == 0;
+    return count;
+}
+
+calls::TCountWaits::TCountWaits() noexcept {
+    fsCountsWaits = true;
+}
+
+calls::TCountWaits::~TCountWaits() {
+    fsCountsWaits = false;
+}
+
+long calls::AwaitedWords() noexcept {
+    return fsAwaitedWords;
 }
 
 // Defines a function that can fail: it then returns `failure` and sets errno to `error`.
@@ -182,6 +248,17 @@ long syscall(long number, ...) {
         argument = va_arg(rest, long);
     va_end(rest);
     static auto *const real = Real<long(long, ...)>("syscall");
+    if (number == SYS_futex && (arguments[1] & FUTEX_CMD_MASK) == FUTEX_WAIT_BITSET) {
+        bool const fails = fsCountsWaits && (Fails("futex", EINVAL) || IsInterrupted("futex"));
+        ++fsAwaitedWords;
+        if (fails)
+            return -1;
+    }
+    if (number == SYS_futex && (arguments[1] & FUTEX_CMD_MASK) == FUTEX_WAKE) {
+        // The kernel always wakes the threads that wait for a word. It reports an error if the word is there no longer.
+        long const woken = real(number, arguments[0], arguments[1], arguments[2], 0L, 0L, 0L);
+        return fsCountsWaits && Fails("futex wake", EFAULT) ? -1 : woken;
+    }
     if (number == SYS_write) {
         if (Fails("write by syscall", ENOSPC) || IsInterrupted("write by syscall"))
             return -1;
@@ -223,6 +300,85 @@ int flock(int file, int operation) {
     return real(file, operation);
 }
 
+// The kernel closes a descriptor even if it reports an error, for example because a signal has interrupted the call.
+int close(int file) {
+    static auto *const real = Real<int(int)>("close");
+    int const result = real(file);
+    return Fails("close", EIO) || IsInterrupted("close") ? -1 : result;
+}
+
+int closedir(DIR *folder) {
+    static auto *const real = Real<int(DIR *)>("closedir");
+    int const result = real(folder);
+    return Fails("closedir", EIO) || IsInterrupted("closedir") ? -1 : result;
+}
+
+int fclose(FILE *file) {
+    static auto *const real = Real<int(FILE *)>("fclose");
+    int const result = real(file);
+    return Fails("fclose", EIO) || IsInterrupted("fclose") ? EOF : result;
+}
+
+// The kernel refuses to remove a mapping only if it had to split it and has no memory for that. The mapping then stays.
+// The program can do nothing about that, so the replacement removes it, because it would otherwise look like a leak.
+int munmap(void *at, size_t size) {
+    static auto *const real = Real<int(void *, size_t)>("munmap");
+    int const result = real(at, size);
+    return Fails("munmap", ENOMEM) ? -1 : result;
+}
+
+// Only robust mutexes can fail: the others are those of the C++ runtime, and locks of the library that never fail.
+static bool IsRobust(pthread_mutex_t const *mutex) noexcept {
+    int const robust = 16; // in __kind of the C library
+    return (mutex->__data.__kind & robust) != 0;
+}
+
+int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept {
+    static auto *const real = Real<int(pthread_mutex_t *)>("pthread_mutex_lock");
+    if (!IsRobust(mutex))
+        return real(mutex);
+    if (Fails("pthread_mutex_lock", ENOTRECOVERABLE))
+        return ENOTRECOVERABLE;
+    ++fsAwaitedWords;
+    return real(mutex);
+}
+
+int pthread_mutex_trylock(pthread_mutex_t *mutex) noexcept {
+    static auto *const real = Real<int(pthread_mutex_t *)>("pthread_mutex_trylock");
+    return IsRobust(mutex) && Fails("pthread_mutex_trylock", ENOTRECOVERABLE) ? ENOTRECOVERABLE : real(mutex);
+}
+
+// With the thread sanitizer, the library calls pthread_mutex_timedlock() instead.
+int pthread_mutex_clocklock(pthread_mutex_t *mutex, clockid_t clock, timespec const *end) noexcept {
+    static auto *const real = Real<int(pthread_mutex_t *, clockid_t, timespec const *)>("pthread_mutex_clocklock");
+    if (Fails("pthread_mutex_clocklock", ENOTRECOVERABLE))
+        return ENOTRECOVERABLE;
+    ++fsAwaitedWords;
+    return real(mutex, clock, end);
+}
+
+int pthread_mutex_timedlock(pthread_mutex_t *mutex, timespec const *end) noexcept {
+    static auto *const real = Real<int(pthread_mutex_t *, timespec const *)>("pthread_mutex_timedlock");
+    if (Fails("pthread_mutex_timedlock", ENOTRECOVERABLE))
+        return ENOTRECOVERABLE;
+    ++fsAwaitedWords;
+    return real(mutex, end);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+void *dlsym(void *library, char const *name) noexcept {
+    bool const isOfLibrary = library != RTLD_NEXT && library != RTLD_DEFAULT;
+    return isOfLibrary && Fails("dlsym", ENOMEM) ? nullptr : RealFind()(library, name);
+}
+#endif
+
+TUZUTIL_FAILING(int, unlinkat, (int folder, char const *path, int flags), (folder, path, flags), EIO, -1)
+TUZUTIL_FAILING(int, dlinfo, (void *library, int request, void *result), (library, request, result), EINVAL, -1)
+TUZUTIL_FAILING(int, dladdr, (void const *address, Dl_info *found), (address, found), ENOENT, 0)
+TUZUTIL_FAILING_NUMBER(pthread_mutexattr_setrobust, (pthread_mutexattr_t * attributes, int robust),
+                       (attributes, robust), ENOTSUP)
+TUZUTIL_FAILING_NUMBER(pthread_mutexattr_setpshared, (pthread_mutexattr_t * attributes, int shared),
+                       (attributes, shared), ENOTSUP)
 TUZUTIL_FAILING(int, fstat, (int file, struct stat *status), (file, status), EIO, -1)
 TUZUTIL_FAILING(int, stat, (char const *path, struct stat *status), (path, status), EACCES, -1)
 TUZUTIL_FAILING(int, fstatat, (int folder, char const *path, struct stat *status, int flags),

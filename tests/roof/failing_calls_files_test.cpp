@@ -1,0 +1,249 @@
+// Destinations, temporary files, directories and libraries while calls of the system fail. failing_calls.h says what is
+// tested.
+
+#include "failing_calls.h"
+
+#include "tuzutil/tuzutil.h"
+
+#include <cerrno>
+#include <string_view>
+
+namespace {
+
+TTrace::Category const fsCategory(8, "FailingCalls");
+
+void WriteRecords() {
+    for (int i = 0; i < 3; ++i)
+        TTracePoint::Write(TTrace::error, fsCategory, {"f", 1}, "record %d", i);
+}
+
+// Checks that a file has the three records, each whole, once, and in the order in which they were written. Each write
+// that failed may have cost one record, and nothing else may. A file that was not opened must have been reported.
+TOutcome HasRecords(std::string const &name, std::string_view prefix, bool isOpen, unsigned long error) {
+    calls::TOwn const own;
+    std::filesystem::path const file = Folder().Native(name);
+    if (!isOpen) {
+        // The reason why a directory was not made is traced. The file then has no directory.
+        fsToldError = calls::Failed("mkdir") == 0 ? static_cast<int>(error) : 0;
+        bool const isEmpty = !std::filesystem::exists(file) || std::filesystem::file_size(file) == 0;
+        return error != 0 && isEmpty ? reported : wrong;
+    }
+    std::ifstream in(file, std::ios::binary);
+    std::string const content(std::istreambuf_iterator<char>(in), {});
+    if (!in || (!content.empty() && content.back() != '\n'))
+        return wrong;
+    std::size_t begin = 0;
+    long lost = 0;
+    for (int i = 0; i < 3; ++i) {
+        std::size_t const end = content.find('\n', begin);
+        std::string const line = content.substr(begin, end == content.npos ? end : end - begin);
+        std::string const expected = std::string(prefix) + "record " + std::to_string(i);
+        if (line.size() >= expected.size() && line.substr(line.size() - expected.size()) == expected)
+            begin = end + 1;
+        else
+            ++lost;
+    }
+    if (begin != content.size() || lost > calls::Failed("write by syscall") + calls::Failed("writev"))
+        return wrong;
+    return lost == 0 ? done : reported; // a record that the system refuses is lost, as the headers say
+}
+
+TOutcome TracesToAFile() {
+    Remove("traces");
+    bool isOpen = false;
+    unsigned long error = 0;
+    {
+        TTraceStream trace(Folder().Name("traces\\new\\trace.log").c_str());
+        trace.SetDisplayPrefix(0);
+        auto const &file = static_cast<TTraceStreamBase &>(*trace.QueryPointer());
+        isOpen = file.IsOpen();
+        error = file.QueryOpenError();
+        WriteRecords();
+    }
+    return HasRecords("traces\\new\\trace.log", "E [f:1] ", isOpen, error);
+}
+
+TOutcome TracesToASharedFile() {
+    Remove("shared.log");
+    bool isOpen = false;
+    unsigned long error = 0;
+    {
+        TTraceSharedFile const trace(Folder().Name("shared.log").c_str());
+        auto const &file = static_cast<TTraceSharedFileBase &>(*trace.QueryPointer());
+        isOpen = file.IsOpen();
+        error = file.QueryOpenError();
+        WriteRecords();
+    }
+    return HasRecords("shared.log", " E [f:1] ", isOpen, error);
+}
+
+class TAlways : public TTempStreamTest {
+public:
+    int Test(TTempStreamBuf *) override { return 1; }
+};
+
+std::string Numbers() {
+    std::string text;
+    for (int i = 0; i < 20000; ++i)
+        text += std::to_string(i) + ' ';
+    return text;
+}
+
+// Reads from the beginning to the end of a stream.
+bool ReadAll(std::streambuf &buffer, std::string &seen) {
+    if (buffer.pubseekpos(0) != std::streampos(0))
+        return false;
+    seen.assign(200000, '\0');
+    seen.resize(static_cast<std::size_t>(buffer.sgetn(seen.data(), static_cast<std::streamsize>(seen.size()))));
+    return true;
+}
+
+// Checks that the failed attempt has told how many bytes the stream took, that these bytes stay readable, and that the
+// stream takes the other bytes if the system no longer fails.
+TOutcome MovesToATemporaryFile() {
+    static std::string const text = Numbers();
+    TCapture capture(TTrace::error);
+    TTempStream stream("message", new TAlways);
+    std::streambuf &buffer = *stream.rdbuf();
+    auto const size = static_cast<std::streamsize>(text.size());
+    std::streamsize const taken = buffer.sputn(text.data(), size);
+    bool isWhole = taken == size && buffer.pubsync() == 0;
+    std::string seen;
+    isWhole = isWhole && ReadAll(buffer, seen);
+    if (isWhole && seen != text) {
+        if (seen != text.substr(0, seen.size()) || calls::Failed("read") == 0)
+            return wrong;
+        isWhole = false; // a failure to read looks like the end of the file, as the header says
+    }
+    if (calls::Failed("tmpfile") != 0 && taken == size && !HasTraced(capture, "Opened temp file"))
+        return wrong;
+    if (taken != size && calls::Failed("write") == 0 && !HasTraced(capture, "Unable to open temp file, error="))
+        return wrong;
+
+    calls::TOwn const own;
+    auto const end = std::streamoff(taken);
+    if (buffer.pubsync() != 0 || buffer.pubseekpos(0) != std::streampos(0))
+        return wrong;
+    if (!ReadAll(buffer, seen) || seen != text.substr(0, static_cast<std::size_t>(taken)))
+        return wrong;
+    if (buffer.pubseekoff(0, std::ios::end) != std::streampos(end) ||
+        buffer.sputn(text.data() + taken, size - taken) != size - taken || buffer.pubsync() != 0)
+        return wrong;
+    if (!ReadAll(buffer, seen) || seen != text)
+        return wrong;
+    return isWhole ? done : reported;
+}
+
+// Reading by WriteTo() reports a failure, unlike reading by the functions of the standard stream.
+TOutcome CopiesATemporaryFile() {
+    static std::string const text = Numbers();
+    TTempStream stream("message", new TAlways);
+    std::ostringstream out;
+    std::streamsize const size = static_cast<std::streamsize>(text.size());
+    if (stream.rdbuf()->sputn(text.data(), size) != size || stream.rdbuf()->pubseekpos(0) != std::streampos(0))
+        return reported;
+    unsigned long const copied = static_cast<TTempStreamBuf *>(stream.rdbuf())->WriteTo(out);
+    std::string const seen = out.str();
+    if (copied != seen.size() || seen != text.substr(0, seen.size()))
+        return wrong;
+    return seen == text ? (out ? done : reported) : out ? wrong : reported;
+}
+
+// FindFirst() and FindNext() end silently if the directory cannot be read, as the header says. Nothing may be listed
+// twice or as what it is not, and nothing may be missing unless a call failed.
+TOutcome ListsADirectory() {
+    TDirectory folder(Folder().Name("listed").c_str());
+    int isDirectory = 0;
+    std::set<std::string> names;
+    TString name;
+    for (TString path = folder.FindFirst(&isDirectory, &name); path; path = folder.FindNext(&isDirectory, &name)) {
+        std::string const text = static_cast<char const *>(name);
+        if ((text == "sub") != (isDirectory != 0) || !names.insert(text).second)
+            return wrong;
+    }
+    for (std::string const &each : names) {
+        if (each != "one" && each != "two" && each != "sub")
+            return wrong;
+    }
+    if (names.size() == 3)
+        return done;
+    return calls::Failed("opendir") + calls::Failed("readdir") != 0 ? reported : wrong;
+}
+
+// NativeEntries() tells that it cannot read a directory.
+TOutcome ListsNativeEntries() {
+    std::set<std::string> names;
+    try {
+        for (auto const &entry : TDirectory(Folder().Name("listed").c_str()).NativeEntries())
+            names.insert(entry.path().filename().string());
+    } catch (std::filesystem::filesystem_error const &problem) {
+        fsToldError = problem.code().value();
+        return reported;
+    }
+    return names == std::set<std::string>{"one", "sub", "two"} ? done : wrong;
+}
+
+TOutcome MakesDirectories() {
+    Remove("made");
+    TCapture capture(TTrace::error | TTrace::warning);
+    int const result = TDirectory::MakeTree(Folder().Name("made\\a\\b").c_str());
+    bool const isTraced = HasTraced(capture, "Unable to create directory ");
+    calls::TOwn const own;
+    bool const isThere = Folder().HasFolder("made\\a\\b");
+    if (result != 0)
+        return isTraced && !isThere ? reported : wrong;
+    return isThere ? done : wrong;
+}
+
+TOutcome LoadsALibrary() {
+    try {
+        TDll const program("libm.so.6");
+        return program.isOpen() && program.GetHandle() ? done : wrong;
+    } catch (TAccessError const &problem) {
+        std::string_view const text = problem.text(0);
+        return problem.code() && text.find("Unable to find or open libm.so.6") != text.npos ? reported : wrong;
+    }
+}
+
+// The text is traced as missing, and the exception says so.
+TOutcome LoadsAText() {
+    static std::string const name = TTempFolder::FromNative(TUZUTIL_TEST_LANGUAGES) + "\\German\\mail.dll";
+    TCapture capture(TTrace::error);
+    try {
+        TDll const library(name.c_str());
+        return std::string_view(library.loadMessage(17, 0)) == "%2$s hat %1$d Nachrichten" ? done : wrong;
+    } catch (TAccessError const &problem) {
+        std::string_view const text = problem.text(0);
+        bool const isOpen = text == "Error getting message";
+        bool const isTold = isOpen ? !capture.Entries().empty() : text.find("Unable to find or open ") != text.npos;
+        return isTold ? reported : wrong;
+    }
+}
+
+TOperation const fsOperations[] = {
+    // If a directory is not made, MakeTree() tries the one above, and then this one again.
+    {"TracesToAFile", TracesToAFile, {"close", "mkdir"}, true, true},
+    // Records are written even if the lock of all shared files cannot be had, and if it is unknown who else has the
+    // file.
+    {"TracesToASharedFile",
+     TracesToASharedFile,
+     {"close", "closedir", "fdopendir", "flock", "fstat", "fstatat", "ftruncate", "lseek", "mmap", "munmap", "openat",
+      "posix_fallocate", "pthread_mutex_lock", "readdir", "unlinkat"},
+     true,
+     true},
+    // A failure to read is harmless only at the end of the file.
+    {"MovesToATemporaryFile", MovesToATemporaryFile, {"close", "fclose", "read"}, true, true},
+    // WriteTo() does not tell whether it could restore the position.
+    {"CopiesATemporaryFile", CopiesATemporaryFile, {"close", "fclose", "lseek"}, true, true},
+    // The end of a directory is told by readdir() too.
+    {"ListsADirectory", ListsADirectory, {"closedir", "readdir"}, true},
+    {"ListsNativeEntries", ListsNativeEntries, {"closedir"}, true, false, false},
+    {"MakesDirectories", MakesDirectories, {"mkdir"}},
+    // A library is looked for at several places.
+    {"LoadsALibrary", LoadsALibrary, {"access", "dlopen", "readlink", "stat"}},
+    {"LoadsAText", LoadsAText, {"dlopen", "stat"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Files, FailingCalls, testing::ValuesIn(fsOperations), NameOf);
+
+} // namespace
