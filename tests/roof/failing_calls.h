@@ -35,7 +35,7 @@
 // The sanitizers replace the allocator themselves, and count the bytes that are allocated. The thread sanitizer
 // allocates for its own purposes, so the heap is not compared if it is used.
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #elif !defined(__SANITIZE_THREAD__)
 #include "support/FailingMemory.h"
 #endif

@@ -178,6 +178,25 @@ long calls::AwaitedWords() noexcept {
     return fsAwaitedWords;
 }
 
+namespace {
+
+// Returns whether the code at an address is that of a sanitizer, which ends the process if one of its own calls fails.
+bool IsSanitizer([[maybe_unused]] void const *code) noexcept {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    static auto *const real = Real<int(void const *, Dl_info *)>("dladdr");
+    Dl_info found;
+    return real(code, &found) != 0 && strstr(found.dli_fname, "san.so") != nullptr;
+#else
+    return false;
+#endif
+}
+
+// Looking a function up discards the text of the loader's last error. The library reads this text after a call of
+// access(), so that function is looked up before.
+[[maybe_unused]] bool const fsHasAccess = ::access("/", F_OK) == 0;
+
+} // namespace
+
 // Defines a function that can fail: it then returns `failure` and sets errno to `error`.
 #define TUZUTIL_FAILING(result, name, parameters, arguments, error, failure)                                           \
     result name parameters {                                                                                           \
@@ -405,8 +424,17 @@ TUZUTIL_FAILING_NUMBER(pthread_create,
                        (thread, attributes, body, argument), EAGAIN)
 TUZUTIL_FAILING_NUMBER(pthread_mutex_init, (pthread_mutex_t * mutex, pthread_mutexattr_t const *attributes),
                        (mutex, attributes), ENOMEM)
-TUZUTIL_FAILING_NUMBER(pthread_setspecific, (pthread_key_t key, void const *value), (key, value), ENOMEM)
-TUZUTIL_FAILING_NUMBER(pthread_getattr_np, (pthread_t thread, pthread_attr_t *attributes), (thread, attributes), ENOMEM)
+int pthread_setspecific(pthread_key_t key, void const *value) noexcept {
+    static auto *const real = Real<int(pthread_key_t, void const *)>("pthread_setspecific");
+    bool const fails = !IsSanitizer(__builtin_return_address(0)) && Fails("pthread_setspecific", ENOMEM);
+    return fails ? ENOMEM : real(key, value);
+}
+
+int pthread_getattr_np(pthread_t thread, pthread_attr_t *attributes) noexcept {
+    static auto *const real = Real<int(pthread_t, pthread_attr_t *)>("pthread_getattr_np");
+    bool const fails = !IsSanitizer(__builtin_return_address(0)) && Fails("pthread_getattr_np", ENOMEM);
+    return fails ? ENOMEM : real(thread, attributes);
+}
 
 #pragma GCC diagnostic pop
 #pragma GCC visibility pop
