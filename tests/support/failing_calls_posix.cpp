@@ -89,7 +89,7 @@ bool IsInterrupted(char const *name) noexcept {
 
 // The sanitizers find the functions of the C library by dlsym(RTLD_NEXT), so a replacement of dlsym() would show them
 // their own functions. Therefore dlsym() is not replaced if they are used.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(TUZUTIL_TEST_SANITIZED)
 void *Next(char const *name) noexcept {
     return ::dlsym(RTLD_NEXT, name);
 }
@@ -182,7 +182,7 @@ namespace {
 
 // Returns whether the code at an address is that of a sanitizer, which ends the process if one of its own calls fails.
 bool IsSanitizer([[maybe_unused]] void const *code) noexcept {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(TUZUTIL_TEST_SANITIZED)
     static auto *const real = Real<int(void const *, Dl_info *)>("dladdr");
     Dl_info found;
     return real(code, &found) != 0 && strstr(found.dli_fname, "san.so") != nullptr;
@@ -384,7 +384,7 @@ int pthread_mutex_timedlock(pthread_mutex_t *mutex, timespec const *end) noexcep
     return real(mutex, end);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(TUZUTIL_TEST_SANITIZED)
 void *dlsym(void *library, char const *name) noexcept {
     bool const isOfLibrary = library != RTLD_NEXT && library != RTLD_DEFAULT;
     return isOfLibrary && Fails("dlsym", ENOMEM) ? nullptr : RealFind()(library, name);
