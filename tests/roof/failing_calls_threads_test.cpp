@@ -44,6 +44,11 @@ TOutcome MakesANamedLock() {
     TOutcome const outcome = Takes(Name("lock"));
     int const told = fsToldError;
     calls::TOwn const own;
+    for (auto const &each : std::filesystem::directory_iterator(Folder().Native("run\\tuzutil"))) {
+        bool const isUnfinished = each.path().filename().string().rfind("new-", 0) == 0;
+        if (isUnfinished && calls::Failed("unlinkat") == 0)
+            return wrong;
+    }
     if (Takes(Name("lock")) != done)
         return wrong;
     fsToldError = told;
