@@ -34,7 +34,7 @@ private:
     std::string_view fRest;
 };
 
-constexpr std::size_t fsLongest = 4096;
+constexpr std::size_t fsLongest = 1000;
 
 struct TPair {
     TString ours{""};
@@ -122,8 +122,8 @@ void Query(TPair const &pair, TPair const &other, TInput &input) {
 } // namespace
 
 // The two strings have at most fsLongest bytes, and may be split into as many pieces. Each byte of the input is an
-// operation, so larger inputs take long.
-TBounds const fsBounds{512 << 10, 16, 64 << 10};
+// operation.
+TBounds const fsBounds{128 << 10, 16, 512 << 10};
 
 int TestOneInput(unsigned char const *data, std::size_t size) {
     TInput input(data, size);
