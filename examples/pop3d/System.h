@@ -22,7 +22,7 @@ bool StartUp();
 // Returns a listening socket on a numeric IPv4 address. If the port is 0, the system chooses the port. On failure,
 // returns fsNone and stores the reason, in one line, in `problem`.
 Handle Listen(char const *address, std::uint16_t port, std::string &problem);
-std::uint16_t QueryPort(Handle listener);
+std::uint16_t QueryPort(Handle listener); // 0 if the system does not say
 
 // Returns the connection of the next client. If no client comes within `milliseconds`, or the connection cannot be
 // accepted, returns fsNone.

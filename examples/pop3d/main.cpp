@@ -78,6 +78,8 @@ int main(int count, char **arguments) {
         return Fail(problem);
     pop3d::WatchForStop();
     std::uint16_t const port = pop3d::net::QueryPort(listener);
+    if (port == 0)
+        return Fail(pop3d::Tell(pop3d::text::noNetwork));
     // The counters come before the port file, because a program that has read this file may ask for the status.
     pop3d::CounterBlock counters(options.address, port);
     if (!options.portFile.empty() && !WritePortFile(options.portFile, port))

@@ -88,6 +88,15 @@ TUZUTIL_FAILING(int, getpeername, (int socket, sockaddr *address, socklen_t *siz
                 -1)
 TUZUTIL_FAILING(int, setsockopt, (int socket, int level, int name, void const *value, socklen_t size),
                 (socket, level, name, value, size), ENOBUFS, -1)
+TUZUTIL_FAILING(int, socket, (int domain, int type, int protocol), (domain, type, protocol), EMFILE, -1)
+TUZUTIL_FAILING(int, bind, (int socket, sockaddr const *address, socklen_t size), (socket, address, size), EADDRINUSE,
+                -1)
+TUZUTIL_FAILING(int, listen, (int socket, int backlog), (socket, backlog), EADDRINUSE, -1)
+TUZUTIL_FAILING(int, getsockname, (int socket, sockaddr *address, socklen_t *size), (socket, address, size), ENOBUFS,
+                -1)
+TUZUTIL_FAILING(int, rename, (char const *from, char const *to), (from, to), EACCES, -1)
+TUZUTIL_FAILING(FILE *, fopen, (char const *path, char const *mode), (path, mode), EMFILE, nullptr)
+TUZUTIL_FAILING(FILE *, fopen64, (char const *path, char const *mode), (path, mode), EMFILE, nullptr)
 TUZUTIL_FAILING(int, gethostname, (char *name, size_t size), (name, size), EPERM, -1)
 TUZUTIL_INTERRUPTIBLE(int, fsync, (int file), (file), EIO, -1)
 
