@@ -38,7 +38,8 @@ expect() { # expect PROGRAM TEXT
 }
 user() { # user NAME WHAT: what a static object traces
     text="$1 $2"
-    printf '%s: %s: %s\n%s' "$1" "$text" ${#text} "String: caught: Bad value to truncate this String"
+    printf '%s: %s: %s\n%s\n%s' "$1" "$text" ${#text} "String: caught: Bad value to truncate this String" \
+        "$1: to the stream: 17"
 }
 expect embedding "inbox hat 5 Nachrichten"
 expect bare "the locale is set"

@@ -20,7 +20,7 @@
 #include "tuzutil/TRACESTR.h"
 #include "tuzutil/TREFCNT.h"
 #include "tuzutil/TXTMSG.h"
-#if defined(TUZUTIL_STATIC)
+#if defined(TUZUTIL_TEST_STATIC)
 #include "utility/factories/factory_registry.h"
 #include "utility/factories/library_path.h"
 #include "utility/kernel/trace_observers.h"
@@ -159,7 +159,7 @@ private:
     // What is certain only in a program with the static library: all objects of the library are there before those of
     // the program, and longer. The locks are those that no public header names.
     void CheckStatic() {
-#if defined(TUZUTIL_STATIC)
+#if defined(TUZUTIL_TEST_STATIC)
         Check(TTraceRegistry::fsMutex.GetHandle() && TTraceObservers::fsMutex.GetHandle() &&
                   TLibpath::fsMutex.GetHandle() && TFactoryRegistry::fsMutex.GetHandle(),
               "an inner lock of the library is not made");
@@ -171,7 +171,7 @@ private:
     }
 
     static constexpr bool IsArchiveExpected() {
-#if defined(TUZUTIL_STATIC)
+#if defined(TUZUTIL_TEST_STATIC)
         return true;
 #else
         return false; // a plug-in's object may be destroyed after the library's
