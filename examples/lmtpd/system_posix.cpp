@@ -63,8 +63,9 @@ std::string NewName() {
         safeHost += *at == '/' || *at == ':' ? '_' : *at;
     auto const now = std::chrono::system_clock::now().time_since_epoch();
     auto const microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-    return std::to_string(microseconds / 1000000) + ".M" + std::to_string(microseconds % 1000000) + 'P' +
-           std::to_string(getpid()) + 'Q' + std::to_string(++count) + '.' + safeHost;
+    // All digits of the numbers, so that the names of messages sort by their times, even if the clock is coarse.
+    return std::to_string(microseconds / 1000000) + ".M" + std::to_string(1000000 + microseconds % 1000000).substr(1) +
+           'P' + std::to_string(getpid()) + 'Q' + std::to_string(1000000 + ++count).substr(1) + '.' + safeHost;
 }
 
 } // namespace

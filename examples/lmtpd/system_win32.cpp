@@ -30,8 +30,10 @@ std::wstring NewName() {
     GetComputerNameW(host, &size);
     auto const now = std::chrono::system_clock::now().time_since_epoch();
     auto const microseconds = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-    return std::to_wstring(microseconds / 1000000) + L".M" + std::to_wstring(microseconds % 1000000) + L'P' +
-           std::to_wstring(GetCurrentProcessId()) + L'Q' + std::to_wstring(++count) + L'.' + host;
+    // All digits of the numbers, so that the names of messages sort by their times, even if the clock is coarse.
+    return std::to_wstring(microseconds / 1000000) + L".M" +
+           std::to_wstring(1000000 + microseconds % 1000000).substr(1) + L'P' + std::to_wstring(GetCurrentProcessId()) +
+           L'Q' + std::to_wstring(1000000 + ++count).substr(1) + L'.' + host;
 }
 
 // Reads from the standard input in a thread of its own.

@@ -47,6 +47,18 @@ class Delivery(unittest.TestCase):
         self.assertEqual(sorted(self.mailboxes.messages("ben")),
                          sorted([STORED, delivery.RETURN_PATH % b"" + b"Subject: y\r\n\r\nsecond\r\n"]))
 
+    def test_the_names_of_messages_sort_by_their_times(self):
+        contents = [b"Subject: %d\r\n\r\n" % number for number in range(200)]
+        with delivery.Client(self.mailboxes) as client:
+            client.ok("LHLO client")
+            for content in contents:
+                for command in ("MAIL FROM:<carl@example.org>", "RCPT TO:<anna@example.org>", "DATA"):
+                    client.ok(command)
+                self.assertEqual(client.ask(content + b".\r\n")[:3], b"250")
+            names = [path.name for path in self.mailboxes.files("anna")]
+            self.assertEqual([len(name.split("P")[0]) for name in names], [18] * 200)  # seconds and microseconds
+            self.assertEqual([message.split(b"\r\n", 1)[1] for message in self.mailboxes.messages("anna")], contents)
+
     def test_a_mail_program_delivers(self):
         with delivery.Listener(self.mailboxes) as listener:
             done = subprocess.run(
