@@ -27,7 +27,11 @@ public:
     TWire(std::string_view input, std::size_t atOnce) : fRest(input), fAtOnce(atOnce) {}
 
     std::string_view Rest() const noexcept { return fRest; } // what was not received
-    std::string const &Replies() const noexcept { return fReplies; }
+    // The codes of the replies. Only these are kept: a few bytes of a client may have a hundred bytes of replies.
+    std::vector<short> const &Codes() const noexcept {
+        Require(fLine.empty());
+        return fCodes;
+    }
 
 protected:
     int_type underflow() override {
@@ -42,29 +46,48 @@ protected:
         return traits_type::to_int_type(*gptr());
     }
     int_type overflow(int_type c) override {
-        fReplies += traits_type::to_char_type(c);
+        Take(traits_type::to_char_type(c));
         return c;
     }
     std::streamsize xsputn(char const *from, std::streamsize count) override {
-        fReplies.append(from, static_cast<std::size_t>(count));
+        std::for_each(from, from + count, [this](char c) { Take(c); });
         return count;
     }
 
 private:
+    void Take(char c) {
+        fLine += c;
+        if (!fLine.ends_with("\r\n"))
+            return;
+        std::string_view const line = std::string_view(fLine).substr(0, fLine.size() - 2);
+        Require(line.size() >= 4 && line.size() <= 510 && line.find_first_of("\r\n") == line.npos);
+        Require(line[0] >= '2' && line[0] <= '5' && line[1] >= '0' && line[1] <= '5' && line[2] >= '0' &&
+                line[2] <= '9' && (line[3] == ' ' || line[3] == '-'));
+        if (line[3] == ' ')
+            fCodes.push_back(static_cast<short>((line[0] - '0') * 100 + (line[1] - '0') * 10 + line[2] - '0'));
+        fLine.clear();
+    }
+
     std::string_view fRest;
     std::size_t fAtOnce;
     std::array<char, 256> fIn;
-    std::string fReplies;
+    std::string fLine; // of a reply, as far as it has come
+    std::vector<short> fCodes;
 };
 
 using TDelivered = std::vector<std::pair<std::string, std::string>>; // mailboxes and messages
 
-// There are the mailboxes "anna", "ben" and "full". The last one takes no messages.
+// There are the mailboxes "anna", "ben" and "full". The last one takes no messages. Nobody knows whether there is a
+// mailbox "sick".
 class TMemory : public lmtpd::Mailboxes {
 public:
-    bool Exists(std::string const &name) override { return name == "anna" || name == "ben" || name == "full"; }
+    lmtpd::Presence Find(std::string const &name) override {
+        using lmtpd::Presence;
+        bool const isThere = name == "anna" || name == "ben" || name == "full";
+        return isThere ? Presence::there : name == "sick" ? Presence::unknown : Presence::missing;
+    }
     bool Deliver(std::string const &name, std::string const &head, TTempStream &message) override {
-        Require(Exists(name));
+        Require(Find(name) == lmtpd::Presence::there);
         message.clear();
         message.seekg(0);
         std::ostringstream content;
@@ -81,7 +104,7 @@ public:
 // The reference machine.
 class TMachine {
 public:
-    TMachine(std::string_view input, std::string_view replies) : fInput(input), fReplies(replies) {}
+    TMachine(std::string_view input, std::vector<short> const &codes) : fInput(input), fCodes(codes) {}
 
     TDelivered Run() {
         Require(Reply() == 220);
@@ -92,7 +115,8 @@ public:
             fInput.remove_prefix(end + 1);
             std::string_view rest = line.substr(0, line.size() - (line.ends_with('\r') ? 1 : 0));
             int const code = Reply();
-            errors += code >= 400;
+            // Only wrong commands count. If a recipient or a message is refused, this is no error of the client.
+            errors += code == 500 || code == 501 || code == 503 || code == 555;
             // Only a line that ends with CR LF, has no other CR and is not too long may be obeyed.
             Require(code >= 400 || (line.find('\r') == line.size() - 1 && line.size() <= 1025));
             std::string_view const verb = lmtpd::TakeWord(rest);
@@ -104,9 +128,12 @@ public:
                 if (!Body(recipients))
                     return CheckEnd();
             }
-            if (code == 250 && lmtpd::IsSame(verb, "RCPT")) {
+            if ((code == 250 || code == 451 || code == 550) && lmtpd::IsSame(verb, "RCPT")) {
                 Require(lmtpd::TakePath(rest, "TO:", recipient));
-                recipients.push_back(lmtpd::MailboxName(recipient));
+                std::string const name = lmtpd::MailboxName(recipient);
+                Require((code == 451) == (name == "sick"));
+                if (code == 250)
+                    recipients.push_back(name);
             }
             bool const forgets = lmtpd::IsSame(verb, "RSET") || lmtpd::IsSame(verb, "LHLO");
             if (code == 354 || (code == 250 && forgets))
@@ -118,19 +145,10 @@ public:
     }
 
 private:
-    // Takes the lines of one reply, and returns its code.
+    // Takes one reply, and returns its code.
     int Reply() {
-        for (;;) {
-            std::size_t const end = fReplies.find("\r\n");
-            Require(end != std::string_view::npos && end >= 4 && end <= 510);
-            std::string_view const line = fReplies.substr(0, end);
-            fReplies.remove_prefix(end + 2);
-            Require(line.find_first_of("\r\n") == std::string_view::npos);
-            Require(line[0] >= '2' && line[0] <= '5' && line[1] >= '0' && line[1] <= '5' && line[2] >= '0' &&
-                    line[2] <= '9');
-            if (line[3] != '-')
-                return Require(line[3] == ' '), (line[0] - '0') * 100 + (line[1] - '0') * 10 + line[2] - '0';
-        }
+        Require(fNext < fCodes.size());
+        return fCodes[fNext++];
     }
 
     // Takes a message, and one reply for each recipient. Returns false if the message has no end.
@@ -163,12 +181,13 @@ private:
     }
 
     TDelivered CheckEnd() {
-        Require(fReplies.empty());
+        Require(fNext == fCodes.size());
         return fDelivered;
     }
 
     std::string_view fInput;
-    std::string_view fReplies;
+    std::vector<short> const &fCodes;
+    std::size_t fNext = 0; // the first code that was not taken
     TDelivered fDelivered;
 };
 
@@ -185,6 +204,6 @@ int TestOneInput(unsigned char const *data, std::size_t size) {
     TMemory mailboxes;
     std::iostream connection(&wire);
     lmtpd::Session(connection, mailboxes, fsLargest).Run();
-    Require(TMachine(input, wire.Replies()).Run() == mailboxes.delivered);
+    Require(TMachine(input, wire.Codes()).Run() == mailboxes.delivered);
     return 0;
 }

@@ -19,8 +19,10 @@ bool ParseNumber(char const *text, Number &number, Number low, Number high) {
 char const *Options::Usage() {
     return "usage: lmtpd --mailboxes FOLDER [options]\n"
            "Delivers mail by LMTP over the standard input and output. A program such as inetd, or a mail\n"
-           "server, starts it for each connection.\n"
-           "  --mailboxes FOLDER   the mailbox of anna@example.org is the Maildir \"anna\" in this folder\n"
+           "server, starts it for each connection. A message gets a Return-Path line, and is not changed\n"
+           "otherwise.\n"
+           "  --mailboxes FOLDER   the mailbox of Anna@example.org is the Maildir \"anna\" in this folder;\n"
+           "                       the name after the \"@\" does not count\n"
            "  --idle-seconds N     ends a session whose client sends nothing for this time (300)\n"
            "  --message-bytes N    refuses messages beyond this size (67108864)\n"
            "  --help               shows this\n";

@@ -118,7 +118,7 @@ void Session::Mail(std::string_view argument) {
             if (!isNumber)
                 return Refuse("501 5.5.4 SIZE needs a number");
             if (parsed.ec != std::errc() || size > fMessageBytes)
-                return Refuse("552 5.3.4 the message is too large");
+                return Answer("552 5.3.4 the message is too large");
         } else if (!IsSame(word, "BODY=7BIT") && !IsSame(word, "BODY=8BITMIME")) {
             return Refuse("555 5.5.4 unknown parameter");
         }
@@ -137,10 +137,13 @@ void Session::Rcpt(std::string_view argument) {
     if (!TakeWord(argument).empty())
         return Refuse("555 5.5.4 unknown parameter");
     if (fRecipients.size() == fsMaxRecipients)
-        return Refuse("452 4.5.3 too many recipients");
+        return Answer("452 4.5.3 too many recipients");
     std::string const name = MailboxName(recipient);
-    if (name.empty() || !fMailboxes.Exists(name))
-        return Refuse("550 5.1.1 there is no such mailbox");
+    Presence const presence = name.empty() ? Presence::missing : fMailboxes.Find(name);
+    if (presence == Presence::missing)
+        return Answer("550 5.1.1 there is no such mailbox");
+    if (presence == Presence::unknown)
+        return Answer("451 4.3.0 the mailbox cannot be opened now");
     fRecipients.push_back(name);
     Answer("250 2.1.5 the recipient is accepted");
 }

@@ -10,6 +10,8 @@
 // Some programs take a bare LF or CR for the end of a line. A stranger could use this to hide commands in a message.
 // Therefore a message with a bare LF or CR is refused, and so is a command that does not end with CR LF.
 
+#include "Presence.h"
+
 #include "tuzutil/LINESTRM.h"
 #include "tuzutil/TMPSTRM.h"
 
@@ -28,7 +30,7 @@ public:
     virtual ~Mailboxes();
 
     // `name` is the result of MailboxName(), and is not empty.
-    virtual bool Exists(std::string const &name) = 0;
+    virtual Presence Find(std::string const &name) = 0;
     // Stores a message that consists of `head` and the content of `message`. Returns true only if the message is
     // stored.
     virtual bool Deliver(std::string const &name, std::string const &head, TTempStream &message) = 0;
@@ -54,7 +56,7 @@ private:
     using Reply = char const *;
 
     void Answer(std::string_view reply); // sends one line
-    void Refuse(Reply reply);            // does the same, and counts an error
+    void Refuse(Reply reply);            // does the same, and counts a wrong command
     void Dispatch(std::string_view line);
     void Lhlo(std::string_view argument);
     void Mail(std::string_view argument);

@@ -3,6 +3,8 @@
 
 // Functions of the operating system that the standard library does not offer.
 
+#include "Presence.h"
+
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -18,12 +20,14 @@ long Receive(char *to, std::size_t count, int idleSeconds);
 // On Windows, waits for the client without a limit.
 bool Send(char const *from, std::size_t count, int idleSeconds);
 
+std::string LastProblem(); // the system's text about the last call that failed
+
 // A new message in a Maildir: a mailbox that is a folder with the folders "tmp" and "new" in it. The message is written
 // to a file in "tmp", and becomes visible in "new" when it is complete. If a Maildir or one of its two folders is a
 // link, no message is stored in it.
 class NewMessage {
 public:
-    static bool HasMaildir(std::string const &mailbox);
+    static Presence FindMaildir(std::string const &mailbox);
 
     explicit NewMessage(std::string const &mailbox); // makes an empty file
     ~NewMessage();                                   // removes the file unless Commit() has been successful

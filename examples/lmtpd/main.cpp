@@ -4,8 +4,10 @@
 #include "Options.h"
 #include "Session.h"
 #include "System.h"
+#include "Tracing.h"
 
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <streambuf>
 
@@ -32,13 +34,33 @@ private:
 // The Maildirs in a folder.
 class Maildirs : public lmtpd::Mailboxes {
 public:
+    using Presence = lmtpd::Presence;
+
     explicit Maildirs(std::string const &folder) : fFolder(folder) {}
 
-    bool Exists(std::string const &name) override { return lmtpd::NewMessage::HasMaildir(Path(name)); }
+    bool IsThere() const {
+        std::error_code ignored;
+        return std::filesystem::is_directory(fFolder, ignored);
+    }
+
+    // If the folder itself is gone, for example because its disk is not mounted, nobody knows which mailboxes there
+    // are.
+    Presence Find(std::string const &name) override {
+        Presence const presence = lmtpd::NewMessage::FindMaildir(Path(name));
+        return presence == Presence::missing && !IsThere() ? Presence::unknown : presence;
+    }
+
     bool Deliver(std::string const &name, std::string const &head, TTempStream &message) override {
         lmtpd::NewMessage stored(Path(name));
-        if (!stored.IsOpen())
-            return false;
+        if (stored.IsOpen() && Store(stored, head, message))
+            return true;
+        TTracePoint::Write(TTrace::error, lmtpd::TraceCategory::delivery, "cannot deliver to %s: %s", name,
+                           lmtpd::LastProblem());
+        return false;
+    }
+
+private:
+    static bool Store(lmtpd::NewMessage &stored, std::string const &head, TTempStream &message) {
         MessageBuf buf(stored);
         std::ostream out(&buf);
         out << head;
@@ -49,7 +71,6 @@ public:
         return out.good() && stored.Commit();
     }
 
-private:
     std::string Path(std::string const &name) const { return fFolder + '/' + name; }
 
     std::string fFolder;
@@ -69,8 +90,13 @@ int main(int count, char **arguments) {
         return 0;
     }
     try {
+        TTrace const trace("env"); // as long as this object exists, trace entries go where NUV_TRACE says
         lmtpd::PrepareStandardStreams();
         Maildirs mailboxes(options.mailboxes);
+        if (!mailboxes.IsThere()) {
+            std::cerr << "lmtpd: there is no folder \"" << options.mailboxes << "\"\n";
+            return 2;
+        }
         lmtpd::Connection connection(options.idleSeconds);
         lmtpd::Session(connection, mailboxes, options.messageBytes).Run();
         return 0;

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace lmtpd {
@@ -22,14 +23,16 @@ long Retried(Call call) {
     return result;
 }
 
-int OpenFolder(int outer, char const *name, int flags = 0) {
-    return static_cast<int>(Retried([=] { return openat(outer, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags); }));
+// If the name is that of a link, fails.
+int OpenFolder(int outer, char const *name) {
+    int const flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    return static_cast<int>(Retried([=] { return openat(outer, name, flags); }));
 }
 
 class Folder {
 public:
-    Folder(Folder const &outer, char const *name) : fFd(OpenFolder(outer.fFd, name, O_NOFOLLOW)) {}
-    explicit Folder(std::string const &path) : fFd(OpenFolder(AT_FDCWD, path.c_str(), O_NOFOLLOW)) {}
+    Folder(Folder const &outer, char const *name) : Folder(outer.fFd, name) {}
+    explicit Folder(std::string const &path) : Folder(AT_FDCWD, path.c_str()) {}
     ~Folder() {
         if (fFd >= 0)
             close(fFd);
@@ -38,13 +41,20 @@ public:
     Folder &operator=(Folder const &) = delete;
 
     bool IsOpen() const { return fFd >= 0; }
+    // Returns whether there is no such folder: nothing has this name, or a file or a link has it.
+    bool IsMissing() const {
+        return fError == ENOENT || fError == ENOTDIR || fError == ELOOP || fError == ENAMETOOLONG;
+    }
     int QueryFd() const { return fFd; }
     bool Sync() const {
         return Retried([this] { return fsync(fFd); }) == 0;
     }
 
 private:
+    Folder(int outer, char const *name) : fFd(OpenFolder(outer, name)), fError(fFd < 0 ? errno : 0) {}
+
     int fFd;
+    int fError; // why the folder is not open
 };
 
 bool Await(int fd, short events, int seconds) {
@@ -95,6 +105,10 @@ bool Send(char const *from, std::size_t count, int idleSeconds) {
     return true;
 }
 
+std::string LastProblem() {
+    return std::generic_category().message(errno);
+}
+
 struct NewMessage::System {
     explicit System(std::string const &mailbox) : outer(mailbox), unfinished(outer, "tmp"), finished(outer, "new") {}
 
@@ -106,9 +120,12 @@ struct NewMessage::System {
     bool isCommitted = false;
 };
 
-bool NewMessage::HasMaildir(std::string const &mailbox) {
+Presence NewMessage::FindMaildir(std::string const &mailbox) {
     System const found(mailbox);
-    return found.unfinished.IsOpen() && found.finished.IsOpen();
+    for (Folder const *const folder : {&found.outer, &found.unfinished, &found.finished})
+        if (!folder->IsOpen())
+            return folder->IsMissing() ? Presence::missing : Presence::unknown;
+    return Presence::there;
 }
 
 NewMessage::NewMessage(std::string const &mailbox) : fSystem(std::make_unique<System>(mailbox)) {

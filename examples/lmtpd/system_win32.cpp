@@ -8,17 +8,25 @@
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace lmtpd {
 
 namespace {
 
-// Returns whether this is a folder, and not a link to one.
-bool IsFolder(std::wstring const &path) {
+// A link to a folder is no folder here.
+Presence FindFolder(std::wstring const &path) {
     DWORD const attributes = GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
-           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+    DWORD const error = GetLastError();
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME ||
+                       error == ERROR_FILENAME_EXCED_RANGE
+                   ? Presence::missing
+                   : Presence::unknown;
+    bool const isFolder =
+        (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+    return isFolder ? Presence::there : Presence::missing;
 }
 
 // The name has the time, the process and the machine in it, as is usual for a Maildir, so that no two programs choose
@@ -110,10 +118,19 @@ bool Send(char const *from, std::size_t count, int) {
     return true;
 }
 
+std::string LastProblem() {
+    return std::system_category().message(static_cast<int>(GetLastError()));
+}
+
 struct NewMessage::System {
     explicit System(std::string const &mailbox) : outer(std::filesystem::path(mailbox).wstring()) {}
 
-    bool HasFolders() const { return IsFolder(outer) && IsFolder(outer + L"\\tmp") && IsFolder(outer + L"\\new"); }
+    Presence FindFolders() const {
+        for (wchar_t const *const inner : {L"", L"\\tmp", L"\\new"})
+            if (Presence const presence = FindFolder(outer + inner); presence != Presence::there)
+                return presence;
+        return Presence::there;
+    }
 
     std::wstring outer;
     std::wstring name = NewName();
@@ -121,13 +138,13 @@ struct NewMessage::System {
     bool isCommitted = false;
 };
 
-bool NewMessage::HasMaildir(std::string const &mailbox) {
-    return System(mailbox).HasFolders();
+Presence NewMessage::FindMaildir(std::string const &mailbox) {
+    return System(mailbox).FindFolders();
 }
 
 // The file can be renamed and removed while it is open, because it is shared for that.
 NewMessage::NewMessage(std::string const &mailbox) : fSystem(std::make_unique<System>(mailbox)) {
-    if (fSystem->HasFolders())
+    if (fSystem->FindFolders() == Presence::there)
         fSystem->file =
             CreateFileW((fSystem->outer + L"\\tmp\\" + fSystem->name).c_str(), GENERIC_WRITE,
                         FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);

@@ -24,6 +24,14 @@ def start_wine():
 RETURN_PATH = b"Return-Path: <%s>\r\n"
 
 
+class Refused(AssertionError):
+    """A command was refused."""
+
+    def __init__(self, command, reply):
+        super().__init__(command, reply)
+        self.reply = reply
+
+
 class Mailboxes:
     """Maildirs below a temporary folder."""
 
@@ -94,7 +102,8 @@ class Client:
 
     def ok(self, command):
         answer = self.ask(command)
-        assert answer[:1] in b"23", (command, answer)
+        if not answer.startswith((b"2", b"3")):
+            raise Refused(command, answer)
         return answer
 
     def begin(self, *users, sender="carl@example.org"):

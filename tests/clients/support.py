@@ -119,17 +119,32 @@ class Server:
         environment["TUZ_WINE_EXEC"] = "1"
         if self.trace:
             environment["NUV_TRACE"] = self.trace.format(root=self.native(self.root))
+        listens = self.listens(port_file, arguments, environment, how)
+        # On a loaded machine, Wine sometimes does not start a program. It then writes nothing, and the status is 1.
+        if not listens and settings.emulator and self.process.returncode == 1 and not self.read_output():
+            if note := os.environ.get("TUZ_WINE_TRIES"):
+                with open(note, "a", encoding="utf-8") as file:
+                    file.write(settings.server + "\n")
+            listens = self.listens(port_file, arguments, environment, how)
+        if not listens:
+            raise RuntimeError(f"the server did not start, status {self.process.returncode}: {self.read_output()}")
+        self.port = int(port_file.read_text())
+        return self
+
+    def listens(self, port_file, arguments, environment, how):
+        """Starts the process, and waits until it listens. Returns False if it has ended before that."""
         self.process = subprocess.Popen(
             self.command(arguments + self.options),
             stdin=subprocess.DEVNULL, stdout=self.output, stderr=subprocess.STDOUT,
             env=environment, start_new_session=True, **how)
         deadline = time.monotonic() + 60
         while not port_file.exists():
-            if self.process.poll() is not None or time.monotonic() > deadline:
-                raise RuntimeError("the server did not start: " + self.read_output())
+            if self.process.poll() is not None:
+                return False
+            if time.monotonic() > deadline:
+                raise RuntimeError("the server does not listen: " + self.read_output())
             time.sleep(0.02)
-        self.port = int(port_file.read_text())
-        return self
+        return True
 
     def read_output(self):
         return (self.root / "output").read_bytes().decode(errors="replace").replace("\r\n", "\n")

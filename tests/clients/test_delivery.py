@@ -3,6 +3,7 @@
 
 import poplib
 import resource
+import shutil
 import smtplib
 import subprocess
 import time
@@ -153,6 +154,58 @@ class Delivery(unittest.TestCase):
             client.ok("NOOP")
         self.assertEqual(self.mailboxes.messages("anna"), [STORED])  # once
         self.assertEqual(self.mailboxes.messages("ben"), [])
+
+    def test_refused_recipients_do_not_end_the_session(self):
+        with delivery.Client(self.mailboxes) as client:
+            client.ok("LHLO client")
+            for name in "anna", "ben":
+                client.ok("MAIL FROM:<carl@example.org>")
+                for number in range(25):
+                    self.assertEqual(client.ask(f"RCPT TO:<nobody{number}@example.org>")[:3], b"550")
+                for _ in range(100):
+                    client.ok(f"RCPT TO:<{name}@example.org>")
+                for _ in range(25):
+                    self.assertEqual(client.ask("RCPT TO:<anna@example.org>")[:3], b"452")
+                client.ok("DATA")
+                client.send(sent(MESSAGE))
+                self.assertEqual({client.reply()[:3] for _ in range(100)}, {b"250"})
+            self.assertEqual(client.ask("MAIL FROM:<carl@example.org>")[:3], b"250")
+            # On Windows, the path of this mailbox is too long for any file. This must not look like a failure that passes.
+            self.assertEqual(client.ask(f"RCPT TO:<{'n' * 240}@example.org>")[:3], b"550")
+            client.ok("RSET")
+            for _ in range(25):
+                self.assertEqual(client.ask(f"MAIL FROM:<carl@example.org> SIZE={10 ** 15}")[:3], b"552")
+            client.ok("QUIT")
+        for name in "anna", "ben":
+            self.assertEqual(self.mailboxes.messages(name), [STORED])
+
+    def test_a_folder_of_mailboxes_that_is_gone_refuses_nobody_for_ever(self):
+        folder, away = self.mailboxes.root / "mail", self.mailboxes.root / "away"
+        with delivery.Client(self.mailboxes) as client:
+            client.ok("LHLO client")
+            client.ok("MAIL FROM:<carl@example.org>")
+            folder.rename(away)
+            self.assertEqual(client.ask("RCPT TO:<anna@example.org>")[:3], b"451")
+            away.rename(folder)
+            client.ok("RCPT TO:<anna@example.org>")
+            folder.rename(away)
+        ended = subprocess.run(self.mailboxes.command(), env=self.mailboxes.environment(), stdin=subprocess.DEVNULL,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+        self.assertEqual((ended.returncode, ended.stdout), (2, b""))
+        self.assertTrue(ended.stderr.startswith(b"lmtpd: there is no folder "), ended.stderr)
+
+    def test_a_failed_delivery_is_traced(self):
+        trace = self.mailboxes.root / "trace.log"
+        self.mailboxes.variables["NUV_TRACE"] = f"file({self.mailboxes.native(trace)})"
+        with delivery.Client(self.mailboxes) as client:
+            client.begin("anna", "ben")
+            shutil.rmtree(self.mailboxes.root / "mail" / "anna" / "new")
+            client.send(sent(MESSAGE))
+            self.assertEqual([client.reply()[:3] for _ in range(2)], [b"451", b"250"])
+            client.ok("QUIT")
+        lines = [line for line in trace.read_text(encoding="utf-8").splitlines() if "cannot deliver" in line]
+        self.assertEqual(len(lines), 1, lines)
+        self.assertIn("cannot deliver to anna", lines[0])
 
     def test_all_at_once_and_in_pieces(self):
         wire = (b"LHLO client\r\nMAIL FROM:<carl@example.org>\r\nRCPT TO:<anna@example.org>\r\nRCPT TO:<nobody@x.org>\r\nDATA\r\n"
