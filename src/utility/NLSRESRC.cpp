@@ -40,6 +40,22 @@ TString TakeEntry(std::string_view &entries) {
     return entry;
 }
 
+// In bytes. No system opens a file by a longer name.
+constexpr std::size_t fsLongestPath = 4096;
+
+// Replaces all occurrences of `mark` in the path by `text`. If the path became too long for any file, returns false.
+// The texts may multiply: a template of 1,000 bytes can name a file 500 times.
+bool Substitute(TString &path, std::string_view mark, TString const &text) {
+    std::string_view const before(Chars(path), path.length());
+    std::size_t count = 0;
+    for (std::size_t at = before.find(mark); at != before.npos; at = before.find(mark, at + mark.size()))
+        ++count;
+    if (text.length() && count > fsLongestPath / text.length())
+        return false;
+    path.change(mark.data(), text);
+    return path.length() <= fsLongestPath;
+}
+
 // The file names and the languages that one search tries.
 class TCandidates {
 public:
@@ -67,7 +83,7 @@ public:
                 if (!language || !file)
                     continue;
                 TString path = Expand(entry, language, file);
-                if (std::strlen(path) == path.length() && platform::IsFile(path))
+                if (path && std::strlen(path) == path.length() && platform::IsFile(path))
                     return path;
             }
         }
@@ -75,9 +91,11 @@ public:
     }
 
 private:
+    // Returns null if no file can have this path.
     TString Expand(TString const &entry, TString const &language, TString const &file) const {
         TString path(entry);
-        path.change("%E", fProgram).change("%L", language).change("%N", file);
+        if (!Substitute(path, "%E", fProgram) || !Substitute(path, "%L", language) || !Substitute(path, "%N", file))
+            return TString();
         path.MakeUnique();
         platform::FromNativeName(path, path.length());
         return path;

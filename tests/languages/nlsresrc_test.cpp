@@ -250,6 +250,17 @@ TEST_F(TSearchTest, EscapesInALanguageAreReplacedAsWell) {
     EXPECT_EQ(Find("msgs", "%E"), InFolder("%E\\file"));
 }
 
+TEST_F(TSearchTest, AnEntryThatBecomesTooLongForAnyFileIsLeftOut) {
+    std::string marks;
+    for (int i = 0; i < 1000; ++i)
+        marks += "%N";
+    folder.AddFile("msgs.dll");
+    SetTemplate(marks + ";" + InFolder("%L") + ";" + InFolder("%N"));
+    EXPECT_EQ(Find("msgs", marks.c_str()), InFolder("msgs.dll"));
+    SetTemplate(InFolder("%L"));
+    EXPECT_EQ(Find(std::string(5'000'000, 'm').c_str(), marks.c_str()), "(null)"); // would need 5 GB
+}
+
 TEST_F(TSearchTest, EmptyEntriesAreNoFiles) {
     SetTemplate(";;;" + InFolder("%N") + ";;");
     EXPECT_EQ(Find("msgs", "C"), "(null)");
