@@ -336,9 +336,11 @@ std::uint32_t LoadText(Library *library, std::uint64_t number, char *text, std::
 // the system's loader lock.
 bool IsInImage(void const *address) noexcept;
 
-// Returns whether an address is on the stack of this thread. Returns false if the system does not tell where the stack
-// is.
-bool IsOnStack(void const *address) noexcept;
+enum class TAnswer { no, yes, unknown };
+
+// Returns whether an address is on the stack of this thread. If the system does not tell where the stack is, the answer
+// is `unknown`, and LastError() has the reason. For the first thread of a process, Linux has to open a file to tell it.
+TAnswer IsOnStack(void const *address) noexcept;
 
 // The ending of the names of the system's own libraries, or null if it is ".dll".
 extern char const *const nativeLibraryEnding;

@@ -73,8 +73,16 @@ int TThread::Run() {
 int TThread::Start() {
     // If nobody else has a reference to the object when the thread ends, the thread deletes the object. So an object
     // without references must be made by new.
-    if (QueryReferenceCount() == 0 && (platform::IsOnStack(this) || platform::IsInImage(this)))
-        fsReports.Raise<TInvalidRequest>("Thread object without a reference is not allocated by new");
+    if (QueryReferenceCount() == 0) {
+        platform::TAnswer const isOnStack = platform::IsOnStack(this);
+        if (isOnStack == platform::TAnswer::yes || platform::IsInImage(this))
+            fsReports.Raise<TInvalidRequest>("Thread object without a reference is not allocated by new");
+        if (isOnStack == platform::TAnswer::unknown) {
+            TKeptCode const kept; // keeps the error code, because callers may ask the system for it
+            TThreadLaunch::ReportNotStarted();
+            return 1;
+        }
+    }
     assert(QueryReferenceCount() != 0);
     TStart start{*this, platform::NewEvent(false)};
     if (!start.started || !Begin(&TThreadLaunch::EnterAnnounced, &start, true)) {
@@ -83,7 +91,9 @@ int TThread::Start() {
         TThreadLaunch::ReportNotStarted();
         return 1;
     }
-    platform::WaitEvent(start.started, platform::waitForEver);
+    // The new thread uses `start` until it has posted, so a wait that fails is repeated.
+    while (platform::WaitEvent(start.started, platform::waitForEver) == platform::TWaitResult::failed)
+        ;
     platform::DeleteEvent(start.started);
     RemoveRef();
     return 0;

@@ -5,12 +5,16 @@
 
 #include "support/CaptureTrace.h"
 
+#include <functional>
 #include <thread>
+#include <utility>
 
 namespace {
 
 bool fsHasThreads;
 bool fsHasEvents = true;
+int fsFailingWaits = 0;                // so many waits fail before the thread begins
+std::function<void()> fsDelayed;       // the beginning of a thread that has not begun
 constexpr std::uint32_t fsReason = 11; // why there is no thread
 std::uint32_t fsLastError = 0;
 
@@ -26,7 +30,9 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
         SetLastError(fsReason);
         return ~std::uintptr_t{0};
     }
-    std::thread(body, argument).join();
+    fsDelayed = [=] { std::thread(body, argument).join(); };
+    if (fsFailingWaits == 0)
+        std::exchange(fsDelayed, nullptr)();
     return 1;
 }
 
@@ -36,14 +42,14 @@ std::uint32_t platform::LastError() noexcept {
 void platform::SetLastError(std::uint32_t error) noexcept {
     fsLastError = error;
 }
-bool platform::IsOnStack(void const *) noexcept {
-    return false;
+platform::TAnswer platform::IsOnStack(void const *) noexcept {
+    return TAnswer::no;
 }
 bool platform::IsInImage(void const *) noexcept {
     return false;
 }
 
-// An event is a word here: the thread above has ended before anybody waits.
+// An event is a word here: the thread above has ended before anybody waits, or ends while somebody waits.
 struct platform::Event {
     bool isPosted;
 };
@@ -59,7 +65,25 @@ bool platform::PostEvent(Event *event) noexcept {
     return true;
 }
 platform::TWaitResult platform::WaitEvent(Event *event, std::uint32_t) noexcept {
+    if (fsFailingWaits > 0)
+        --fsFailingWaits;
+    else if (fsDelayed)
+        std::exchange(fsDelayed, nullptr)();
     return event->isPosted ? TWaitResult::done : TWaitResult::failed;
+}
+
+// The new thread uses variables on the stack of the starting thread.
+TEST(ThreadFailure, OfTheWaitForTheBeginningDoesNotEndTheWait) {
+    TReference<TTask> const task(new TTask);
+    fsHasThreads = true;
+    fsFailingWaits = 2;
+    EXPECT_EQ(task->Start(), 0);
+    EXPECT_FALSE(fsDelayed) << "the starting thread went on before the new thread had begun";
+    EXPECT_EQ(fsFailingWaits, 0);
+    EXPECT_EQ(task->QueryResult(), 6);
+    EXPECT_EQ(task->QueryReferenceCount(), 1u);
+    fsDelayed = nullptr;
+    fsFailingWaits = 0;
 }
 
 TEST(ThreadFailure, IsReportedAndLeavesTheObjectAsItWas) {

@@ -94,8 +94,8 @@ bool platform::PostEvent(Event *event) noexcept {
 platform::TWaitResult platform::WaitEvent(Event *event, std::uint32_t) noexcept {
     return event->event.Wait(-1) == 0 ? TWaitResult::done : TWaitResult::failed;
 }
-bool platform::IsOnStack(void const *) noexcept {
-    return false;
+platform::TAnswer platform::IsOnStack(void const *) noexcept {
+    return TAnswer::no;
 }
 bool platform::IsInImage(void const *) noexcept {
     return false;

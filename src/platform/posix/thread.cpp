@@ -48,16 +48,16 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool 
 
 bool const platform::threadsEndFirst = false;
 
-bool platform::IsOnStack(void const *address) noexcept {
+platform::TAnswer platform::IsOnStack(void const *address) noexcept {
     pthread_attr_t attributes;
-    // No test gets here: this call fails only if memory is lacking, and the caller then has nothing else to do.
-    if (::pthread_getattr_np(::pthread_self(), &attributes) != 0)
-        return false;
+    if (int const error = ::pthread_getattr_np(::pthread_self(), &attributes)) {
+        errno = error;
+        return TAnswer::unknown;
+    }
     void *low = nullptr;
     std::size_t size = 0;
-    bool const isKnown = ::pthread_attr_getstack(&attributes, &low, &size) == 0;
+    ::pthread_attr_getstack(&attributes, &low, &size);
     ::pthread_attr_destroy(&attributes);
     auto const distance = reinterpret_cast<std::uintptr_t>(address) - reinterpret_cast<std::uintptr_t>(low);
-    // No test gets here: the bounds of a stack are known if its attributes are.
-    return isKnown && distance < size;
+    return distance < size ? TAnswer::yes : TAnswer::no;
 }

@@ -54,9 +54,10 @@ std::uintptr_t platform::StartThread(void (*body)(void *), void *argument, bool)
 
 bool const platform::threadsEndFirst = true;
 
-bool platform::IsOnStack(void const *address) noexcept {
+platform::TAnswer platform::IsOnStack(void const *address) noexcept {
     MEMORY_BASIC_INFORMATION there, here; // the system reserves the whole stack in one piece
     // No test gets here: the system knows each address that the callers pass.
-    return VirtualQuery(address, &there, sizeof there) != 0 && VirtualQuery(&there, &here, sizeof here) != 0 &&
-           there.AllocationBase == here.AllocationBase;
+    if (VirtualQuery(address, &there, sizeof there) == 0 || VirtualQuery(&there, &here, sizeof here) == 0)
+        return TAnswer::unknown;
+    return there.AllocationBase == here.AllocationBase ? TAnswer::yes : TAnswer::no;
 }
