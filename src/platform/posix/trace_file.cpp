@@ -112,19 +112,29 @@ private:
         return done == count;
     }
 
+    // Returns the present end of the file. If the system does not tell it in one way, asks in another. If it does not
+    // tell it at all, the file counts as unchanged.
+    off_t End() const noexcept {
+        off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
+        struct stat status;
+        if (end >= 0)
+            return end;
+        return ::fstat(fFile.Get(), &status) == 0 ? status.st_size : fEnd;
+    }
+
     // If the file no longer ends at fEnd, inspects the last byte of the file, because another process may have been
     // killed in the middle of a line.
     void LookAtOthers() noexcept {
-        off_t const end = ::lseek(fFile.Get(), 0, SEEK_END);
+        off_t const end = End();
         if (end == fEnd)
             return;
         TNoCancel const noCancel;
         char last = '\n';
-        // No test gets here: the file would have to become shorter, or unreadable, just before this line.
-        if (end > 0 && ::pread(fFile.Get(), &last, 1, end - 1) == 1)
-            fLineIsOpen = last != '\n';
-        else
-            fLineIsOpen = false;
+        ssize_t const count = end > 0 ? KeepTrying([&] { return ::pread(fFile.Get(), &last, 1, end - 1); }) : 0;
+        // If the byte cannot be read, an empty line is better than two records on one line. But if this process may
+        // only write to the file, each record would come after an empty line.
+        bool const isUnknown = count < 0 && errno != EBADF;
+        fLineIsOpen = isUnknown || (count == 1 && last != '\n');
         fEnd = end;
     }
 

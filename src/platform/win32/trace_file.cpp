@@ -17,10 +17,9 @@ struct platform::TraceFile {
     ~TraceFile() { CloseHandle(fHandle); }
 
     bool Write(std::string_view text) noexcept {
-        LARGE_INTEGER end{};
-        SetFilePointerEx(fHandle, LARGE_INTEGER{}, &end, FILE_END);
-        if (fIsShared && end.QuadPart != fEnd)
-            LookAtOthers(end.QuadPart);
+        std::int64_t const end = GoToEnd();
+        if (fIsShared && end != fEnd)
+            LookAtOthers(end);
         // A missing line end and the record are written together.
         std::size_t const size = text.size() + static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 2;
         if (size <= sizeof fBuffer)
@@ -68,6 +67,14 @@ private:
         return true;
     }
 
+    // Returns the present end of the file, and sets the position there. If the system does not do so, asks for the size
+    // of the file. If it does not tell it either, the file counts as unchanged.
+    std::int64_t GoToEnd() noexcept {
+        LARGE_INTEGER end;
+        bool const isKnown = SetFilePointerEx(fHandle, LARGE_INTEGER{}, &end, FILE_END) || GetFileSizeEx(fHandle, &end);
+        return isKnown ? end.QuadPart : fEnd;
+    }
+
     // Inspects the last byte of the file. `end` is the present end of the file. Another process may have written after
     // this process wrote last, and may have been killed in the middle of a line.
     void LookAtOthers(std::int64_t end) noexcept {
@@ -75,8 +82,12 @@ private:
         LARGE_INTEGER at;
         at.QuadPart = end - 1;
         DWORD done = 0;
-        fLineIsOpen = end > 0 && SetFilePointerEx(fHandle, at, nullptr, FILE_BEGIN) &&
-                      ReadFile(fHandle, &last, 1, &done, nullptr) && done == 1 && last != '\n';
+        bool const isRead = end == 0 || (SetFilePointerEx(fHandle, at, nullptr, FILE_BEGIN) &&
+                                         ReadFile(fHandle, &last, 1, &done, nullptr));
+        // If the byte cannot be read, an empty line is better than two records on one line. But if this process may
+        // only write to the file, each record would come after an empty line.
+        bool const isUnknown = !isRead && GetLastError() != ERROR_ACCESS_DENIED;
+        fLineIsOpen = isUnknown || (done == 1 && last != '\n');
         SetFilePointerEx(fHandle, LARGE_INTEGER{}, nullptr, FILE_END);
         fEnd = end;
     }
@@ -116,8 +127,9 @@ HANDLE OpenShared(Character const *name, bool mayBegin) noexcept {
     if (mayBegin)
         EmptyUnlessInUse(name);
     HANDLE const handle = Open(name, append | FILE_READ_DATA, sharing, OPEN_ALWAYS);
-    // If reading is not permitted, the last line of the file is not inspected.
-    return handle != INVALID_HANDLE_VALUE ? handle : Open(name, append, sharing, OPEN_ALWAYS);
+    if (handle != INVALID_HANDLE_VALUE || GetLastError() != ERROR_ACCESS_DENIED)
+        return handle;
+    return Open(name, append, sharing, OPEN_ALWAYS); // the last line of the file is not inspected then
 }
 
 template <typename Character>

@@ -95,7 +95,7 @@ TEST(TraceFile, WithoutRoomLosesTheRecordAndEndsItsLine) {
 }
 
 TEST(TraceFile, OfJsonWithoutRoomLosesTheRecordAndEndsItsLine) {
-    for (rlim_t const more : {0, 1, 40, 100}) { // bytes of the record that still fit
+    for (rlim_t const more : {0u, 1u, 40u, 100u}) { // bytes of the record that still fit
         TTempFolder const folder;
         TTrace const trace(("json[tracejson](" + folder.Name("trace.json") + "),al").c_str());
         Entry("one");
@@ -118,7 +118,7 @@ TEST(TraceFile, OfJsonWithoutRoomLosesTheRecordAndEndsItsLine) {
 }
 
 TEST(TraceFile, ThatRotatesLosesTheRecordWithoutRoomAndEndsItsLine) {
-    for (rlim_t const more : {0, 1, 5}) {
+    for (rlim_t const more : {0u, 1u, 5u}) {
         TTempFolder const folder;
         TTrace const trace(("rotate[tracerotate](" + folder.Name("trace.log") + ";1000;2),al").c_str());
         Entry("one");
