@@ -23,7 +23,7 @@ endforeach()
 target_compile_options(plain_suite_headers PRIVATE $<$<CONFIG:RelWithDebInfo,Release>:-O0>)
 
 # tuzutil_add_suite(NAME [SUPPORT name...] [NEEDS target...] [DEFINITIONS name=value...] [LIBRARIES library...]
-#                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED] [OPTIMIZED])
+#                   [SOURCES file...] [OWN_COPY source...] [SEAM] [NOT_SANITIZED] [OPTIMIZED] [SERIAL])
 #
 # Builds the test program NAME_test, which is linked to the library and to GoogleTest's main(). If the file NAME_test.cpp
 # exists, it is a source of the program.
@@ -34,13 +34,14 @@ target_compile_options(plain_suite_headers PRIVATE $<$<CONFIG:RelWithDebInfo,Rel
 #   SEAM           The suite includes a source of the library, and replaces the functions that this source calls.
 #   NOT_SANITIZED  The suite replaces the allocator, or a variable that the sanitizers watch. It is not built if
 #                  sanitizers are used.
+#   SERIAL         The suite takes away what all processes share, so no other test runs at the same time.
 #   OPTIMIZED      The suite itself computes much, so the compiler optimizes it. Other suites are not optimized, because
 #                  they build faster that way.
 #
 # CTest lists the tests of a suite when it runs the suite, not when the suite is built. To list the tests of a Windows
 # suite, Wine must start, and this can take longer than the time limit of a build step.
 function(tuzutil_add_suite name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "SEAM;NOT_SANITIZED;OPTIMIZED" "" "SUPPORT;NEEDS;DEFINITIONS;LIBRARIES;SOURCES;OWN_COPY")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "SEAM;NOT_SANITIZED;OPTIMIZED;SERIAL" "" "SUPPORT;NEEDS;DEFINITIONS;LIBRARIES;SOURCES;OWN_COPY")
     if(arg_UNPARSED_ARGUMENTS)
         message(FATAL_ERROR "tuzutil_add_suite(${name}): ${arg_UNPARSED_ARGUMENTS}?")
     endif()
@@ -81,7 +82,8 @@ function(tuzutil_add_suite name)
     if(TUZUTIL_SANITIZE)
         set(timeout 3600) # some suites try all short texts, and a sanitizer makes this take many minutes
     endif()
-    gtest_discover_tests(${suite} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT ${timeout})
+    gtest_discover_tests(${suite} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+                         PROPERTIES TIMEOUT ${timeout} RUN_SERIAL ${arg_SERIAL})
 endfunction()
 
 # tuzutil_add_suites(NAME...): builds a suite for each name, without options.

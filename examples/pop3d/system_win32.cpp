@@ -31,14 +31,24 @@ SOCKET Socket(net::Handle handle) {
     return static_cast<SOCKET>(handle);
 }
 
-// Waits until the socket can be read (or written, if `isForWriting` is true), or has failed. If the time passes before
-// that, returns false.
+// Waits until the socket can be read (or written, if `isForWriting` is true), or has failed. Returns false if the time
+// passes before that, and true if the wait fails.
 bool Await(net::Handle handle, bool isForWriting, int milliseconds) {
     fd_set watched;
     FD_ZERO(&watched);
     FD_SET(Socket(handle), &watched);
     timeval time{milliseconds / 1000, (milliseconds % 1000) * 1000};
-    return select(0, isForWriting ? nullptr : &watched, isForWriting ? &watched : nullptr, nullptr, &time) != 0;
+    int const count = select(0, isForWriting ? nullptr : &watched, isForWriting ? &watched : nullptr, nullptr, &time);
+    if (count < 0)
+        Sleep(10); // so that the caller, who tries again, leaves the processor to others
+    return count != 0;
+}
+
+// From then on, no call for this socket waits: not that of send() for a client that takes no bytes, nor that of
+// accept() if the client has left again.
+bool StopBlocking(SOCKET socket) {
+    u_long isNonBlocking = 1;
+    return ioctlsocket(socket, static_cast<long>(FIONBIO), &isNonBlocking) == 0;
 }
 
 } // namespace
@@ -64,7 +74,7 @@ Handle Listen(char const *address, std::uint16_t port, std::string &problem) {
     BOOL const on = TRUE;
     if (s != INVALID_SOCKET)
         setsockopt(s, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<char const *>(&on), sizeof on);
-    if (s == INVALID_SOCKET || bind(s, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 ||
+    if (s == INVALID_SOCKET || !StopBlocking(s) || bind(s, reinterpret_cast<sockaddr *>(&at), sizeof at) != 0 ||
         listen(s, SOMAXCONN) != 0) {
         int const error = WSAGetLastError();
         std::string const reason =
@@ -98,9 +108,10 @@ Handle Accept(Handle listener, int milliseconds) {
     BOOL const on = TRUE;
     setsockopt(s, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<char const *>(&on), sizeof on);
     setsockopt(s, SOL_SOCKET, SO_SNDBUF, reinterpret_cast<char const *>(&fsSendBuffer), sizeof fsSendBuffer);
-    u_long isNonBlocking = 1;
-    ioctlsocket(s, static_cast<long>(FIONBIO), &isNonBlocking);
-    return static_cast<Handle>(s);
+    if (StopBlocking(s))
+        return static_cast<Handle>(s);
+    closesocket(s);
+    return fsNone;
 }
 
 std::uint32_t QueryAddress(Handle client) {
@@ -194,8 +205,9 @@ bool IsMissing() {
 Kind Describe(Handle handle, Identity &identity) {
     BY_HANDLE_FILE_INFORMATION found;
     DWORD const others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_REPARSE_POINT;
-    if (GetFileType(File(handle)) != FILE_TYPE_DISK)
-        return Kind::other;
+    SetLastError(NO_ERROR);
+    if (DWORD const type = GetFileType(File(handle)); type != FILE_TYPE_DISK)
+        return type == FILE_TYPE_UNKNOWN && GetLastError() != NO_ERROR ? Kind::unknown : Kind::other;
     if (!GetFileInformationByHandle(File(handle), &found))
         return Kind::unknown;
     if ((found.dwFileAttributes & others) != 0)
@@ -250,10 +262,12 @@ Folder::Folder(std::string const &mailbox, std::string const &name) {
         path += L'\\' + std::filesystem::path(name).wstring();
         Handle const inner = OpenAt(path, 0, FILE_FLAG_BACKUP_SEMANTICS);
         fHasFailed = inner == fsNone && !IsMissing();
-        bool const isInside = inner != fsNone && _wcsicmp(FinalPath(inner).c_str(), path.c_str()) == 0;
-        if (inner != fsNone)
-            Close(inner);
-        if (!isInside)
+        if (inner == fsNone)
+            return;
+        std::wstring const found = FinalPath(inner);
+        Close(inner);
+        fHasFailed = found.empty();
+        if (_wcsicmp(found.c_str(), path.c_str()) != 0)
             return;
     }
     if (!fHasFailed)

@@ -24,11 +24,11 @@ TOutcome HasRecords(std::string const &name, std::string_view prefix, bool isOpe
     std::filesystem::path const file = Folder().Native(name);
     if (!isOpen) {
         // The reason why a directory was not made is traced. The file then has no directory.
-        fsToldError = calls::Failed("mkdir") == 0 ? static_cast<int>(error) : 0;
+        fsToldError = CountFailed(names::directories) == 0 ? static_cast<int>(error) : 0;
         bool const isEmpty = !std::filesystem::exists(file) || std::filesystem::file_size(file) == 0;
         return error != 0 && isEmpty ? reported : wrong;
     }
-    std::ifstream in(file, std::ios::binary);
+    std::ifstream in(file); // reads line ends as the system writes them
     std::string const content(std::istreambuf_iterator<char>(in), {});
     if (!in || (!content.empty() && content.back() != '\n'))
         return wrong;
@@ -43,7 +43,7 @@ TOutcome HasRecords(std::string const &name, std::string_view prefix, bool isOpe
         else
             ++lost;
     }
-    if (begin != content.size() || lost > calls::Failed("write by syscall") + calls::Failed("writev"))
+    if (begin != content.size() || lost > CountFailed(names::recordWrites))
         return wrong;
     return lost == 0 ? done : reported; // a record that the system refuses is lost, as the headers say
 }
@@ -75,6 +75,35 @@ TOutcome TracesToASharedFile() {
         WriteRecords();
     }
     return HasRecords("shared.log", " E [f:1] ", isOpen, error);
+}
+
+// Another process was killed while it wrote a record. The next record must be on a line of its own.
+TOutcome TracesAfterACutLine() {
+    Remove("cut.log");
+    bool isOpen = false;
+    {
+        TTraceSharedFile const trace(Folder().Name("cut.log").c_str());
+        isOpen = static_cast<TTraceSharedFileBase &>(*trace.QueryPointer()).IsOpen();
+        {
+            calls::TOwn const own;
+            std::ofstream(Folder().Native("cut.log"), std::ios_base::app) << "cut"; // no line end
+        }
+        TTracePoint::Write(TTrace::error, fsCategory, {"f", 1}, "record");
+    }
+    calls::TOwn const own;
+    std::ifstream in(Folder().Native("cut.log"));
+    int records = 0;
+    int cuts = 0;
+    for (std::string line; std::getline(in, line);) {
+        bool const isRecord = line.find("record") != line.npos;
+        if (isRecord == (line.find("cut") != line.npos) && !line.empty())
+            return wrong;
+        records += isRecord;
+        cuts += line == "cut";
+    }
+    if (cuts != 1 || records > 1)
+        return wrong;
+    return records == 1 ? done : isOpen && CountFailed(names::recordWrites) == 0 ? wrong : reported;
 }
 
 class TAlways : public TTempStreamTest {
@@ -111,13 +140,13 @@ TOutcome MovesToATemporaryFile() {
     std::string seen;
     isWhole = isWhole && ReadAll(buffer, seen);
     if (isWhole && seen != text) {
-        if (seen != text.substr(0, seen.size()) || calls::Failed("read") == 0)
+        if (seen != text.substr(0, seen.size()) || CountFailed(names::reads) == 0)
             return wrong;
         isWhole = false; // a failure to read looks like the end of the file, as the header says
     }
-    if (calls::Failed("tmpfile") != 0 && taken == size && !HasTraced(capture, "Opened temp file"))
+    if (CountFailed(names::temporaryFiles) != 0 && taken == size && !HasTraced(capture, "Opened temp file"))
         return wrong;
-    if (taken != size && calls::Failed("write") == 0 && !HasTraced(capture, "Unable to open temp file, error="))
+    if (taken != size && CountFailed(names::writes) == 0 && !HasTraced(capture, "Unable to open temp file, error="))
         return wrong;
 
     calls::TOwn const own;
@@ -167,7 +196,7 @@ TOutcome ListsADirectory() {
     }
     if (names.size() == 3)
         return done;
-    return calls::Failed("opendir") + calls::Failed("readdir") != 0 ? reported : wrong;
+    return CountFailed(names::lists) != 0 ? reported : wrong;
 }
 
 // NativeEntries() tells that it cannot read a directory.
@@ -195,15 +224,34 @@ TOutcome MakesDirectories() {
     return isThere ? done : wrong;
 }
 
+#if defined(_WIN32)
+char const fsLibrary[] = "version.dll";
+#else
+char const fsLibrary[] = "libm.so.6";
+#endif
+
 TOutcome LoadsALibrary() {
     try {
-        TDll const program("libm.so.6");
+        TDll const program(fsLibrary);
         return program.isOpen() && program.GetHandle() ? done : wrong;
     } catch (TAccessError const &problem) {
         std::string_view const text = problem.text(0);
-        return problem.code() && text.find("Unable to find or open libm.so.6") != text.npos ? reported : wrong;
+        return problem.code() && text.find(std::string("Unable to find or open ") + fsLibrary) != text.npos ? reported
+                                                                                                            : wrong;
     }
 }
+
+#if !defined(_WIN32)
+// If the system does not tell the path of the program, the search does not look beside it.
+TOutcome FindsTheProgram() {
+    TString const former = TSearchNLSPath::fsNLSpath;
+    TSearchNLSPath::fsNLSpath = "%E\\failing_calls_files_test";
+    TSearchNLSPath search("program");
+    bool const isFound = search.FindFile(TString("C")) != nullptr;
+    TSearchNLSPath::fsNLSpath = former;
+    return isFound ? done : reported;
+}
+#endif
 
 // The text is traced as missing, and the exception says so.
 TOutcome LoadsAText() {
@@ -220,6 +268,7 @@ TOutcome LoadsAText() {
     }
 }
 
+#if !defined(_WIN32)
 TOperation const fsOperations[] = {
     // If a directory is not made, MakeTree() tries the one above, and then this one again.
     {"TracesToAFile", TracesToAFile, {"close", "mkdir"}, true, true},
@@ -231,6 +280,15 @@ TOperation const fsOperations[] = {
       "posix_fallocate", "pthread_mutex_lock", "readdir", "unlinkat"},
      true,
      true},
+    // If it is unknown how the file ends, an empty line comes before the record.
+    {"TracesAfterACutLine",
+     TracesAfterACutLine,
+     {"close", "closedir", "fdopendir", "flock", "fstat", "fstatat", "ftruncate", "lseek", "mmap", "munmap", "openat",
+      "posix_fallocate", "pread", "pthread_mutex_lock", "readdir", "unlinkat"},
+     true,
+     true},
+    // The file is looked for under two names.
+    {"FindsTheProgram", FindsTheProgram, {"stat"}},
     // A failure to read is harmless only at the end of the file.
     {"MovesToATemporaryFile", MovesToATemporaryFile, {"close", "fclose", "read"}, true, true},
     // WriteTo() does not tell whether it could restore the position.
@@ -243,6 +301,37 @@ TOperation const fsOperations[] = {
     {"LoadsALibrary", LoadsALibrary, {"access", "dlopen", "readlink", "stat"}},
     {"LoadsAText", LoadsAText, {"dlopen", "stat"}},
 };
+#else
+TOperation const fsOperations[] = {
+    // If it is unknown whether a directory exists, MakeTree() tries to make it. If the end of the file is unknown, the
+    // record is written where the last one ended.
+    {"TracesToAFile", TracesToAFile, {"CloseHandle", "GetFileAttributesA", "SetFilePointerEx", "_mkdir"}, false, true},
+    // Records are written even if the lock of all shared files cannot be had, and if it is unknown who else has the
+    // file, or where it ends.
+    {"TracesToASharedFile",
+     TracesToASharedFile,
+     {"CloseHandle", "CreateFileA", "CreateMutexA", "SetFilePointerEx", "WaitForSingleObject"},
+     false,
+     true},
+    // If it is unknown how the file ends, an empty line comes before the record.
+    {"TracesAfterACutLine",
+     TracesAfterACutLine,
+     {"CloseHandle", "CreateFileA", "CreateMutexA", "ReadFile", "SetFilePointerEx", "WaitForSingleObject"},
+     false,
+     true},
+    // A failure to read is harmless only at the end of the file.
+    {"MovesToATemporaryFile", MovesToATemporaryFile, {"CloseHandle", "ReadFile"}, false, true},
+    // WriteTo() does not tell whether it could restore the position.
+    {"CopiesATemporaryFile", CopiesATemporaryFile, {"CloseHandle", "SetFilePointerEx"}, false, true},
+    // The end of a directory is told by _findnext64() too.
+    {"ListsADirectory", ListsADirectory, {"_findclose", "_findnext64"}},
+    {"ListsNativeEntries", ListsNativeEntries},
+    {"MakesDirectories", MakesDirectories, {"GetFileAttributesA", "_mkdir"}},
+    // If the mode is not set, the system may open a dialogue box, and the library is loaded nevertheless.
+    {"LoadsALibrary", LoadsALibrary, {"SetThreadErrorMode"}},
+    {"LoadsAText", LoadsAText, {"SetThreadErrorMode"}},
+};
+#endif
 
 INSTANTIATE_TEST_SUITE_P(Files, FailingCalls, testing::ValuesIn(fsOperations), NameOf);
 

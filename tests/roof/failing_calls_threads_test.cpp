@@ -31,6 +31,13 @@ TOutcome TakesANamedLock() {
     return Takes(Name("lock"));
 }
 
+#if !defined(_WIN32)
+// The folder remains, so the test removes it before each try.
+TOutcome MakesTheFolderOfLocks() {
+    Remove("run\\tuzutil");
+    return Takes(Name("lock"));
+}
+
 // The file of a named lock remains, so the test removes it before each try. After a failure, no half-made file may keep
 // others from the lock.
 TOutcome MakesANamedLock() {
@@ -54,6 +61,15 @@ TOutcome MakesANamedLock() {
     fsToldError = told;
     return outcome;
 }
+#endif
+
+#if defined(_WIN32)
+constexpr int fsNoMemory = ERROR_NOT_ENOUGH_MEMORY;
+char const fsWaitFailed[] = "Unable to wait for semaphore, return=xFFFFFFFF, error=x00000057";
+#else
+constexpr int fsNoMemory = ENOMEM;
+char const fsWaitFailed[] = "Unable to wait for semaphore, return=xFFFFFFFF, error=x00000016";
+#endif
 
 // The library keeps a record of each thread that takes a lock.
 TOutcome TakesALockInANewThread() {
@@ -62,7 +78,8 @@ TOutcome TakesALockInANewThread() {
     try {
         std::thread([&] {
             TMutexSemaphoreEntry const entry(lock, 1000);
-            bool const isFailure = entry.State() == TMutexSemaphore::Error && TMutexSemaphore::QueryError() == ENOMEM;
+            bool const isFailure =
+                entry.State() == TMutexSemaphore::Error && TMutexSemaphore::QueryError() == fsNoMemory;
             outcome = entry.State() == TMutexSemaphore::Locked ? done : isFailure ? reported : wrong;
         }).join();
     } catch (std::system_error const &) {
@@ -153,9 +170,7 @@ TOutcome AwaitsAnEvent() {
             isPosted = true;
             posted = event->Post();
         });
-    bool const isTraced =
-        capture.Entries().size() == 1 &&
-        capture.Entries()[0].text == "Unable to wait for semaphore, return=xFFFFFFFF, error=x00000016";
+    bool const isTraced = capture.Entries().size() == 1 && capture.Entries()[0].text == fsWaitFailed;
     if (posted != 0 || isTraced != (outcome == reported))
         return wrong;
     calls::TOwn const own;
@@ -173,6 +188,7 @@ TOutcome AwaitsAnEventInVain() {
     return result == -1 && capture.Entries().size() == 1 ? reported : wrong;
 }
 
+#if !defined(_WIN32)
 // Whoever posts an event does not depend on the system's answer.
 TOutcome PostsAnEvent() {
     TReference<TSemaphore> const event(new TSemaphore);
@@ -193,6 +209,7 @@ TOutcome PostsAnEvent() {
     waiter.join();
     return posted == 0 ? outcome : wrong;
 }
+#endif
 
 class TWorker : public TThread {
 public:
@@ -215,6 +232,28 @@ TOutcome RunsAThread() {
     return worker->QueryResult() == 17 && worker->runs == 1 ? done : wrong;
 }
 
+#if !defined(_WIN32)
+// A thread object on the stack, to which nobody has a reference, is refused. It must not be started if the system does
+// not tell where the stack is, because it would be deleted at its end. Sanitizers may keep local variables elsewhere,
+// but not what alloca() gives, which is on the stack in every build.
+TOutcome RefusesAThreadOnTheStack() {
+    TCapture capture(TTrace::error);
+    TWorker &worker = *new (__builtin_alloca(sizeof(TWorker))) TWorker;
+    struct TEnd {
+        ~TEnd() { worker.~TWorker(); }
+        TWorker &worker;
+    } const end{worker};
+    try {
+        if (worker.Start() == 0)
+            std::abort(); // the object is about to be deleted
+    } catch (TInvalidRequest const &) {
+        return done;
+    }
+    fsToldError = TMutexSemaphore::QueryError();
+    return HasTraced(capture, "Unable to start thread") && !worker.IsRunning() ? reported : wrong;
+}
+#endif
+
 // The library's timer thread ends with the last timer. If the thread cannot be started, no timer posts its event, and
 // the library traces the failure. If the thread has no memory for its first lock, the event is posted later.
 TOutcome SetsATimer() {
@@ -229,7 +268,7 @@ TOutcome SetsATimer() {
         TMutexSemaphoreEntry const lock(TTrace::Base::fsMutex, TMutexSemaphore::fsInfinite);
         isTraced = HasTraced(capture, "Unable to start thread");
     }
-    if (calls::Failed("pthread_create") != 0 && !isTraced)
+    if (CountFailed(names::threadStarts) != 0 && !isTraced)
         return wrong;
     calls::TOwn const own;
     if (!isPosted && isTraced)
@@ -239,12 +278,14 @@ TOutcome SetsATimer() {
     return isTraced ? reported : done;
 }
 
+#if !defined(_WIN32)
 // The kernel closes and unmaps what it is asked to, whatever it says. If a lock's unfinished file is not removed,
 // nobody uses it. A thread without a record tries again to make one. Who wakes a thread has nothing to do if there is
 // none.
 TOperation const fsOperations[] = {
     {"TakesANamedLock", TakesANamedLock, {"close", "munmap"}, true},
     {"MakesANamedLock", MakesANamedLock, {"close", "munmap", "unlinkat"}, true},
+    {"MakesTheFolderOfLocks", MakesTheFolderOfLocks, {"close", "munmap", "unlinkat"}, true},
     {"TriesANamedLock", TriesANamedLock, {"close", "munmap"}, true},
     {"TakesALockInANewThread", TakesALockInANewThread},
     {"AwaitsALockWithoutAName", AwaitsALockWithoutAName, {"futex wake"}, true},
@@ -253,8 +294,27 @@ TOperation const fsOperations[] = {
     {"AwaitsAnEventInVain", AwaitsAnEventInVain, {}, true},
     {"PostsAnEvent", PostsAnEvent, {"futex wake"}},
     {"RunsAThread", RunsAThread, {"pthread_setspecific"}},
+    {"RefusesAThreadOnTheStack", RefusesAThreadOnTheStack},
     {"SetsATimer", SetsATimer, {"pthread_setspecific"}},
 };
+#else
+// A handle is closed whatever the system says. Who posts an event that wakes a thread has nothing to do if there is
+// none, and a thread that waits looks at the lock every second. If it is unknown whether the owner of a lock lives, the
+// thread only waits. A thread without a record tries again to make one, and takes a lock with a name without it.
+TOperation const fsOperations[] = {
+    {"TakesANamedLock", TakesANamedLock, {"CloseHandle"}},
+    {"TriesANamedLock", TriesANamedLock, {"CloseHandle"}},
+    {"TakesALockInANewThread", TakesALockInANewThread},
+    {"AwaitsALockWithoutAName",
+     AwaitsALockWithoutAName,
+     {"CloseHandle", "OpenThread", "SetEvent", "WaitForSingleObject"}},
+    {"AwaitsANamedLock", AwaitsANamedLock, {"CloseHandle", "FlsSetValue"}},
+    {"AwaitsAnEvent", AwaitsAnEvent},
+    {"AwaitsAnEventInVain", AwaitsAnEventInVain},
+    {"RunsAThread", RunsAThread, {"FlsSetValue"}},
+    {"SetsATimer", SetsATimer, {"FlsSetValue"}},
+};
+#endif
 
 INSTANTIATE_TEST_SUITE_P(Threads, FailingCalls, testing::ValuesIn(fsOperations), NameOf);
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Makes each call of the example server fail: server_failures.py REFUSER POP3D CLIENTS
+"""Makes each call of the example server fail.
 
-CLIENTS is the folder of the server's other tests. refuser.cpp makes the calls fail. A client reads a mailbox and deletes
-a message, again and again. In the first session the first call of the system fails, in the second one the second call,
-and so on, until a session makes fewer calls. The calls are made to fail in four ways: one call alone, a call and all
-later ones, one call that a signal interrupts, and one call that moves half of its bytes.
+A client reads a mailbox and deletes a message, again and again. In the first session the first call of the system fails,
+in the second one the second call, and so on, until a session makes fewer calls. The calls are made to fail in four ways:
+one call alone, a call and all later ones, one call that moves half of its bytes, and on Linux one call that a signal
+interrupts.
 
 After the last two, the client must not notice anything. After the first two, it may get an error, or no answer, but:
 - a login that succeeds shows all messages;
@@ -13,17 +13,11 @@ After the last two, the client must not notice anything. After the first two, it
 - the server lives, it has as many open files and threads as before, and the next session works.
 """
 
-import os
-import pathlib
-import select
-import sys
+import socket
 import time
 
-REFUSER, POP3D, CLIENTS = sys.argv[1:4]
-sys.path.insert(0, CLIENTS)
-import support  # pylint: disable=wrong-import-position
+from refused import ERROR, KINDS, preloaded, support
 
-ERROR, INTERRUPTED, PARTIAL = range(3)
 MESSAGES = {"1": b"Subject: one\n\nfirst\n", "2": b"Subject: two\n\n.second\n", "3": support.big_message(40000)}
 SEEN = {name: support.seen_by_client(content) for name, content in MESSAGES.items()}
 
@@ -68,21 +62,13 @@ class Refused:
 
     def __init__(self, server):
         self.server = server
-        names = [self.server.root / name for name in ("orders", "replies")]
-        for name in names:
-            os.mkfifo(name)
-        preload = {"LD_PRELOAD": REFUSER, "TUZUTIL_ORDERS": str(names[0]), "TUZUTIL_REPLIES": str(names[1])}
-        os.environ.update(preload)
         self.fill()
-        # Each end is opened before the server opens the other one, so that no one waits for ever.
-        self.replies = os.fdopen(os.open(names[1], os.O_RDONLY | os.O_NONBLOCK), "rb", 0)
-        orders = os.open(names[0], os.O_RDWR)
-        self.server.start()
-        os.set_blocking(self.replies.fileno(), True)
-        self.orders = os.fdopen(orders, "wb", 0)
-        for name in preload:
-            del os.environ[name]
-        self.process = pathlib.Path(f"/proc/{self.server.process.pid}")
+        with socket.create_server(("127.0.0.1", 0)) as listener, preloaded({"TUZUTIL_ORDERS": str(listener.getsockname()[1])}):
+            listener.settimeout(60)
+            self.server.start()
+            connection = listener.accept()[0]
+        connection.settimeout(30)
+        self.orders = connection.makefile("rwb", 0)
         for _ in range(3):
             assert session(self.server.port, 30) is None
             self.fill()
@@ -94,28 +80,23 @@ class Refused:
             if name not in self.server.names("anna"):
                 self.server.put("anna", name, content)
 
-    def resources(self):
-        return tuple(len(list((self.process / kind).iterdir())) for kind in ("fd", "task"))
-
     def settle(self):
         """Waits until the server has as many files and threads as before."""
         deadline = time.monotonic() + 20
         while True:
-            now = self.resources()
+            now = self.order("count")
             if now == self.settled:
                 return
             if self.settled is None:
                 time.sleep(0.5)
-                self.settled = self.resources()
+                self.settled = self.order("count")
                 return
-            assert time.monotonic() < deadline, f"files and threads: {now}, formerly {self.settled}"
+            assert time.monotonic() < deadline, f"the server has {now}, formerly {self.settled}"
             time.sleep(0.01)
 
     def order(self, text):
         self.orders.write(text.encode() + b"\n")
-        # The server may not have opened the pipe yet. Until it has, a read would find the end of the data.
-        ready = select.select([self.replies], [], [], 30)[0]
-        reply = self.replies.readline().decode() if ready else ""
+        reply = self.orders.readline().decode()
         assert reply, "the server does not reply to orders"
         return reply.rstrip("\n")
 
@@ -167,14 +148,17 @@ class Refused:
 
 
 def main():
-    support.settings.server = POP3D
     server = support.Server()
     try:
         refused = Refused(server)
-        for how, kind in (("only", ERROR), ("from", ERROR), ("only", INTERRUPTED), ("only", PARTIAL)):
+        for how, kind in KINDS:
             count = refused.run(how, kind)
             print(f"{how}, kind {kind}: {count} calls")
             assert count >= 10, "too few calls were counted"
+        # The first call that fails now is the wait for a client. The server must still notice that it is to stop.
+        refused.order(f"only 1 {ERROR}")
+        time.sleep(1)
+        assert refused.stop()[0] > 0, "the server does not wait for clients"
         assert server.stop() == 0
     finally:
         server.remove()

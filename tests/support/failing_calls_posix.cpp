@@ -10,7 +10,6 @@
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <iterator>
 #include <linux/futex.h>
 #include <pthread.h>
 #include <stdio.h>
@@ -22,67 +21,26 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
-constinit std::atomic<long> fsCounted{0};
-constinit std::atomic<long> fsFirst{0}; // the number of the first call that fails, or 0
-constinit std::atomic<long> fsLast{0};
-constinit std::atomic<bool> fsIsCounting{false};
-constinit std::atomic<calls::Kind> fsKind{calls::Kind::error};
-constinit std::atomic<char const *> fsFailed{"none"};
-constinit std::atomic<int> fsError{0};
 constinit std::atomic<long> fsSharedLocks{0};
-constinit std::atomic<long> fsAwaitedWords{0};
-constinit std::atomic<bool> fsCountsWaits{false};
-
-// The names of the functions whose calls have failed. If more calls fail than there are places, the last ones are not
-// noted.
-constinit std::atomic<char const *> fsFailures[1000] = {};
-constinit std::atomic<std::size_t> fsFailureCount{0};
 
 constinit thread_local bool fsIsExempt = false;
 
-void Begin(long first, long last, calls::Kind kind) noexcept {
-    fsCounted = 0;
-    fsFailed = "none";
-    fsError = 0;
-    fsFailureCount = 0;
-    fsKind = kind;
-    fsLast = last;
-    fsFirst = first;
-    fsIsCounting = true;
-}
-
-// If calls of this kind are counted, counts the call. Returns whether the call must fail.
-bool MustFail(char const *name, calls::Kind kind) noexcept {
-    if (!fsIsCounting || fsIsExempt || fsKind != kind)
-        return false;
-    long const number = ++fsCounted;
-    bool const fails = fsFirst != 0 && number >= fsFirst && number <= fsLast;
-    if (fails) {
-        fsFailed = name;
-        std::size_t const place = fsFailureCount++;
-        if (place < std::size(fsFailures))
-            fsFailures[place] = name;
-    }
-    return fails;
-}
-
 // Returns whether the call must fail. If so, sets errno.
 bool Fails(char const *name, int error) noexcept {
-    if (!MustFail(name, calls::Kind::error))
+    if (!calls::MustFail(name, calls::Kind::error))
         return false;
-    fsError = error;
+    calls::NoteError(error);
     errno = error;
     return true;
 }
 
 bool IsInterrupted(char const *name) noexcept {
-    if (!MustFail(name, calls::Kind::interrupted))
+    if (!calls::MustFail(name, calls::Kind::interrupted))
         return false;
-    fsError = EINTR;
+    calls::NoteError(EINTR);
     errno = EINTR;
     return true;
 }
@@ -122,60 +80,16 @@ Function *Real(char const *name) noexcept {
 
 } // namespace
 
-void calls::FailFrom(long number, Kind kind) noexcept {
-    Begin(number, __LONG_MAX__, kind);
+bool calls::IsExempt() noexcept {
+    return fsIsExempt;
 }
 
-void calls::FailOnly(long number, Kind kind) noexcept {
-    Begin(number, number, kind);
-}
-
-long calls::Stop() noexcept {
-    fsIsCounting = false;
-    return fsCounted;
-}
-
-calls::TOwn::TOwn() noexcept : fWasCounting(fsIsCounting.exchange(false)) {}
-
-calls::TOwn::~TOwn() {
-    fsIsCounting = fWasCounting;
-}
-
-calls::TExempt::TExempt() noexcept : fWasExempt(std::exchange(fsIsExempt, true)) {}
-
-calls::TExempt::~TExempt() {
-    fsIsExempt = fWasExempt;
+void calls::SetExempt(bool isExempt) noexcept {
+    fsIsExempt = isExempt;
 }
 
 long calls::AwaitedSharedLocks() noexcept {
     return fsSharedLocks;
-}
-
-char const *calls::LastFailed() noexcept {
-    return fsFailed;
-}
-
-int calls::LastError() noexcept {
-    return fsError;
-}
-
-long calls::Failed(char const *name) noexcept {
-    long count = 0;
-    for (std::size_t i = 0; i < std::size(fsFailures) && i < fsFailureCount; ++i)
-        count += strcmp(fsFailures[i], name) == 0;
-    return count;
-}
-
-calls::TCountWaits::TCountWaits() noexcept {
-    fsCountsWaits = true;
-}
-
-calls::TCountWaits::~TCountWaits() {
-    fsCountsWaits = false;
-}
-
-long calls::AwaitedWords() noexcept {
-    return fsAwaitedWords;
 }
 
 namespace {
@@ -255,7 +169,7 @@ ssize_t write(int file, void const *bytes, size_t count) {
     static auto *const real = Real<ssize_t(int, void const *, size_t)>("write");
     if (Fails("write", ENOSPC) || IsInterrupted("write"))
         return -1;
-    return real(file, bytes, count > 1 && MustFail("write", calls::Kind::partial) ? count / 2 : count);
+    return real(file, bytes, count > 1 && calls::MustFail("write", calls::Kind::partial) ? count / 2 : count);
 }
 
 // The library writes records by syscall(), because write() is a cancellation point.
@@ -268,20 +182,20 @@ long syscall(long number, ...) {
     va_end(rest);
     static auto *const real = Real<long(long, ...)>("syscall");
     if (number == SYS_futex && (arguments[1] & FUTEX_CMD_MASK) == FUTEX_WAIT_BITSET) {
-        bool const fails = fsCountsWaits && (Fails("futex", EINVAL) || IsInterrupted("futex"));
-        ++fsAwaitedWords;
+        bool const fails = calls::CountsWaits() && (Fails("futex", EINVAL) || IsInterrupted("futex"));
+        calls::NoteWait();
         if (fails)
             return -1;
     }
     if (number == SYS_futex && (arguments[1] & FUTEX_CMD_MASK) == FUTEX_WAKE) {
         // The kernel always wakes the threads that wait for a word. It reports an error if the word is there no longer.
         long const woken = real(number, arguments[0], arguments[1], arguments[2], 0L, 0L, 0L);
-        return fsCountsWaits && Fails("futex wake", EFAULT) ? -1 : woken;
+        return calls::CountsWaits() && Fails("futex wake", EFAULT) ? -1 : woken;
     }
     if (number == SYS_write) {
         if (Fails("write by syscall", ENOSPC) || IsInterrupted("write by syscall"))
             return -1;
-        if (arguments[2] > 1 && MustFail("write by syscall", calls::Kind::partial))
+        if (arguments[2] > 1 && calls::MustFail("write by syscall", calls::Kind::partial))
             arguments[2] /= 2;
     }
     return real(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]);
@@ -291,7 +205,7 @@ ssize_t read(int file, void *bytes, size_t count) {
     static auto *const real = Real<ssize_t(int, void *, size_t)>("read");
     if (Fails("read", EIO) || IsInterrupted("read"))
         return -1;
-    return real(file, bytes, count > 1 && MustFail("read", calls::Kind::partial) ? count / 2 : count);
+    return real(file, bytes, count > 1 && calls::MustFail("read", calls::Kind::partial) ? count / 2 : count);
 }
 
 ssize_t pread(int file, void *bytes, size_t count, off_t at) {
@@ -303,7 +217,8 @@ ssize_t writev(int file, iovec const *parts, int count) {
     static auto *const real = Real<ssize_t(int, iovec const *, int)>("writev");
     if (Fails("writev", ENOSPC) || IsInterrupted("writev"))
         return -1;
-    return count > 1 && MustFail("writev", calls::Kind::partial) ? real(file, parts, 1) : real(file, parts, count);
+    return count > 1 && calls::MustFail("writev", calls::Kind::partial) ? real(file, parts, 1)
+                                                                        : real(file, parts, count);
 }
 
 void *mmap(void *at, size_t size, int protection, int flags, int file, off_t offset) {
@@ -358,7 +273,7 @@ int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept {
         return real(mutex);
     if (Fails("pthread_mutex_lock", ENOTRECOVERABLE))
         return ENOTRECOVERABLE;
-    ++fsAwaitedWords;
+    calls::NoteWait();
     return real(mutex);
 }
 
@@ -372,7 +287,7 @@ int pthread_mutex_clocklock(pthread_mutex_t *mutex, clockid_t clock, timespec co
     static auto *const real = Real<int(pthread_mutex_t *, clockid_t, timespec const *)>("pthread_mutex_clocklock");
     if (Fails("pthread_mutex_clocklock", ENOTRECOVERABLE))
         return ENOTRECOVERABLE;
-    ++fsAwaitedWords;
+    calls::NoteWait();
     return real(mutex, clock, end);
 }
 
@@ -380,7 +295,7 @@ int pthread_mutex_timedlock(pthread_mutex_t *mutex, timespec const *end) noexcep
     static auto *const real = Real<int(pthread_mutex_t *, timespec const *)>("pthread_mutex_timedlock");
     if (Fails("pthread_mutex_timedlock", ENOTRECOVERABLE))
         return ENOTRECOVERABLE;
-    ++fsAwaitedWords;
+    calls::NoteWait();
     return real(mutex, end);
 }
 

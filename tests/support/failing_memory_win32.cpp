@@ -4,6 +4,7 @@
 
 #include "support/ImportTable.h"
 
+#include <cerrno>
 #include <cstdlib>
 
 namespace {
@@ -19,7 +20,13 @@ void *ScarceCalloc(std::size_t count, std::size_t size) {
 void *ScarceRealloc(void *block, std::size_t size) {
     if (!block)
         return ScarceMalloc(size);
-    return memory::MayAllocate(size) ? std::realloc(block, size) : nullptr;
+    if (!memory::MayAllocate(size)) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    if (size == 0)
+        memory::NoteFree(block); // a size of 0 frees the block
+    return std::realloc(block, size);
 }
 
 void ScarceFree(void *block) {

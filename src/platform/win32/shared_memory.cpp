@@ -99,14 +99,17 @@ public:
         NameOf(name, mutexName);
         fMutex = creates ? CreateMutexA(nullptr, FALSE, mutexName)
                          : OpenMutexA(SYNCHRONIZE | MUTEX_MODIFY_STATE, FALSE, mutexName);
-        if (!fMutex)
+        if (!fMutex) {
+            fIsUnknown = GetLastError() != ERROR_FILE_NOT_FOUND;
             return;
+        }
         DWORD const result = WaitForSingleObject(fMutex, INFINITE);
         fWasAbandoned = result == WAIT_ABANDONED;
         if (result != WAIT_OBJECT_0 && !fWasAbandoned) {
             TKeptError const kept;
             CloseHandle(fMutex);
             fMutex = nullptr;
+            fIsUnknown = true;
         }
     }
     TMaking(TMaking const &) = delete;
@@ -122,6 +125,7 @@ public:
     }
 
     explicit operator bool() const noexcept { return fMutex != nullptr; }
+    bool IsUnknown() const noexcept { return fIsUnknown; } // with LastError()
     bool WasAbandoned() const noexcept { return fWasAbandoned; }
     HANDLE Take() noexcept { // gives the mutex to the caller, who must release it
         HANDLE const mutex = fMutex;
@@ -144,6 +148,7 @@ private:
     }
 
     HANDLE fMutex = nullptr;
+    bool fIsUnknown = false; // the system has not told whether there is a maker
     bool fWasAbandoned = false;
 };
 
@@ -176,13 +181,16 @@ Block *platform::CreateSharedMemory(char const *name, std::int32_t size, void *&
 }
 
 // If the mutex of a maker exists, this function waits for the mutex, because the maker may still fill the block. A
-// maker creates its mutex before its block, so this function looks for the mutex only after it has found a block.
+// maker creates its mutex before its block, so this function looks for the mutex only after it has found a block. If it
+// cannot tell whether there is a maker, it fails: the block may lack its footer, and would look like a plain one.
 Block *platform::OpenSharedMemory(char const *name, void *&view) noexcept {
     HANDLE mapping = OpenMapping(name);
     if (!mapping)
         return nullptr;
     CloseHandle(mapping);
     TMaking const making(name, false);
+    if (making.IsUnknown())
+        return nullptr;
     for (int tries = 0;; ++tries) {
         Block *const block = NewBlock(OpenMapping(name), view);
         if (!block)

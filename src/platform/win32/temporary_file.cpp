@@ -5,6 +5,7 @@
 #define _CRT_RAND_S // for rand_s()
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <stdlib.h>
 #include <windows.h>
@@ -86,14 +87,19 @@ TempFile platform::OpenTempFile(int &error) noexcept {
 
 std::ptrdiff_t platform::ReadTempFile(TempFile file, char *bytes, std::size_t count) noexcept {
     DWORD read = 0;
-    return ReadFile(HandleOf(file), bytes, static_cast<DWORD>(count), &read, nullptr)
-               ? static_cast<std::ptrdiff_t>(read)
-               : -1;
+    DWORD const wanted = static_cast<DWORD>(std::min<std::size_t>(count, 0x40000000));
+    return ReadFile(HandleOf(file), bytes, wanted, &read, nullptr) ? static_cast<std::ptrdiff_t>(read) : -1;
 }
 
 std::size_t platform::WriteTempFile(TempFile file, char const *bytes, std::size_t count) noexcept {
-    DWORD written = 0;
-    WriteFile(HandleOf(file), bytes, static_cast<DWORD>(count), &written, nullptr);
+    std::size_t written = 0;
+    DWORD part = 1;
+    while (written < count && part != 0) {
+        part = 0;
+        DWORD const wanted = static_cast<DWORD>(std::min<std::size_t>(count - written, 0x40000000));
+        WriteFile(HandleOf(file), bytes + written, wanted, &part, nullptr);
+        written += part;
+    }
     return written;
 }
 

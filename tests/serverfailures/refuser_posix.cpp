@@ -1,17 +1,13 @@
-// A library that LD_PRELOAD puts before the C library. It makes calls of a server fail, as server_failures.py orders.
-//
-// The environment variables TUZUTIL_ORDERS and TUZUTIL_REPLIES name two pipes. An order is one line: "only N KIND"
-// makes the call with the number N fail, "from N KIND" also all later ones, and "stop" none. KIND is a number of
-// calls::Kind. The reply to "stop" is one line: how many calls were counted, and the name of the function that failed
-// last.
-//
-// A process that lives only for one session obeys one order, from its beginning on: the environment variable
-// TUZUTIL_ORDER has the order, and TUZUTIL_COUNTED names the file that gets the line of "stop" when the process ends.
+// A library that LD_PRELOAD puts before the C library. It makes calls of a server fail, as orders.h says.
 
+#include "serverfailures/orders.h"
 #include "support/failing_calls_posix.cpp"
 
-#include <cstdio>
+#include <arpa/inet.h>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <netinet/in.h>
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
@@ -19,47 +15,35 @@
 
 namespace {
 
-// Returns the reply to the order.
-std::string Obey(char const *order) noexcept {
-    char how[10] = "";
-    long number = 0;
-    int kind = 0;
-    std::sscanf(order, "%9s %ld %d", how, &number, &kind);
-    if (strcmp(how, "only") == 0) {
-        calls::FailOnly(number, static_cast<calls::Kind>(kind));
-    } else if (strcmp(how, "from") == 0) {
-        calls::FailFrom(number, static_cast<calls::Kind>(kind));
-    } else {
-        long const counted = calls::Stop();
-        return std::to_string(counted) + ' ' + calls::LastFailed() + '\n';
-    }
-    return "obeyed\n";
+// The calls of this library are not counted, because they are made by syscall().
+template <typename... Arguments>
+long Call(long number, Arguments... arguments) noexcept {
+    return Real<long(long, ...)>("syscall")(number, arguments...);
 }
 
-// Uses syscall(), because its calls are not counted.
-void Reply(long file, std::string const &reply) noexcept {
-    auto const size = static_cast<long>(reply.size());
-    if (Real<long(long, ...)>("syscall")(SYS_write, file, reply.data(), size) != size)
+void Write(long file, std::string const &text) noexcept {
+    auto const size = static_cast<long>(text.size());
+    if (Call(SYS_write, file, text.data(), size) != size)
         std::abort();
-}
-
-long Open(char const *variable, int flags) noexcept {
-    long const file =
-        Real<long(long, ...)>("syscall")(SYS_openat, AT_FDCWD, std::getenv(variable), flags | O_CLOEXEC, 0600);
-    if (file < 0)
-        std::abort();
-    return file;
 }
 
 void ObeyAll() noexcept {
-    std::FILE *const orders = std::fopen(std::getenv("TUZUTIL_ORDERS"), "r");
-    long const replies = Open("TUZUTIL_REPLIES", O_WRONLY);
-    if (!orders)
+    sockaddr_in at{};
+    at.sin_family = AF_INET;
+    at.sin_port = htons(static_cast<std::uint16_t>(std::atoi(std::getenv("TUZUTIL_ORDERS"))));
+    at.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    long const connection = Call(SYS_socket, AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (Call(SYS_connect, connection, &at, sizeof at) != 0)
         std::abort();
     char order[100];
-    // The C library reads a file by functions of its own, which are not replaced here.
-    while (std::fgets(order, sizeof order, orders))
-        Reply(replies, Obey(order));
+    for (long count; (count = Call(SYS_read, connection, order, sizeof order - 1)) > 0;) {
+        order[count] = '\0';
+        Write(connection, Obey(order));
+    }
+}
+
+long Entries(char const *folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
 }
 
 // Only the server obeys, and not a program that starts it.
@@ -71,11 +55,18 @@ void ObeyAll() noexcept {
 }
 
 [[gnu::destructor]] void End() {
-    if (std::getenv("TUZUTIL_ORDER"))
-        Reply(Open("TUZUTIL_COUNTED", O_WRONLY | O_CREAT | O_TRUNC), Obey("stop"));
+    if (!std::getenv("TUZUTIL_ORDER"))
+        return;
+    std::string const reply = Obey("stop");
+    Write(Call(SYS_openat, AT_FDCWD, std::getenv("TUZUTIL_COUNTED"), O_WRONLY | O_CREAT | O_TRUNC, 0600), reply);
 }
 
 } // namespace
+
+std::string Resources() {
+    return std::to_string(Entries("/proc/self/fd")) + " files, " + std::to_string(Entries("/proc/self/task")) +
+           " threads";
+}
 
 extern "C" {
 
