@@ -9,8 +9,8 @@ import pathlib
 import re
 import sys
 
-PLACE = re.compile(r"no_sanitize|__[altu]b?san_|NOT_SANITIZED|TUZUTIL_SANITIZE|TUZUTIL_TEST_SANITIZED|__SANITIZE_"
-                   r"|[ALTU]B?SAN_OPTIONS|-fno-sanitize|sanitizers\(\)|is_sanitized")
+PLACE = re.compile(r"no_sanitize|__[almtu]b?san_|NOT_SANITIZED|TUZUTIL_SANITIZE|TUZUTIL_TEST_SANITIZED|__SANITIZE_"
+                   r"|[ALMTU]B?SAN_OPTIONS|-fno-sanitize|-fsanitize-ignorelist|sanitizers\(\)|is_sanitized")
 FOLDERS = ("src", "include", "examples", "tests", "fuzz", "bench", "tools", "cmake")
 KINDS = {".cpp", ".h", ".py", ".txt", ".cmake", ".sh"}
 
