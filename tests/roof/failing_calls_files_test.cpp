@@ -253,19 +253,45 @@ TOutcome FindsTheProgram() {
 }
 #endif
 
-// The text is traced as missing, and the exception says so.
-TOutcome LoadsAText() {
+std::string const &LibraryOfTexts() {
     static std::string const name = TTempFolder::FromNative(TUZUTIL_TEST_LANGUAGES) + "\\German\\mail.dll";
+    return name;
+}
+
+// If the library cannot be loaded, the search finds the program. If the system does not tell the name of the library,
+// the search finds nothing.
+TOutcome FindsALibraryOfTexts() {
+    TSearchNLSPath search(LibraryOfTexts().c_str());
+    char const *const path = search.FindInPath();
+    bool const isFound = path && std::string_view(path).ends_with("mail.dll");
+    return isFound ? done : reported;
+}
+
+// The text is traced as missing, and the exception says so.
+TOutcome LoadsText(bool isWide) {
     TCapture capture(TTrace::error);
     try {
-        TDll const library(name.c_str());
-        return std::string_view(library.loadMessage(17, 0)) == "%2$s hat %1$d Nachrichten" ? done : wrong;
+        TDll const library(LibraryOfTexts().c_str());
+        std::string_view const expected = "%2$s hat %1$d Nachrichten";
+        if (isWide) {
+            TString const text = library.loadMessage(17, 1);
+            return text.IsUnicode() && text.length() == 2 * expected.size() ? done : wrong;
+        }
+        return std::string_view(library.loadMessage(17, 0)) == expected ? done : wrong;
     } catch (TAccessError const &problem) {
         std::string_view const text = problem.text(0);
         bool const isOpen = text == "Error getting message";
         bool const isTold = isOpen ? !capture.Entries().empty() : text.find("Unable to find or open ") != text.npos;
         return isTold ? reported : wrong;
     }
+}
+
+TOutcome LoadsAText() {
+    return LoadsText(false);
+}
+
+TOutcome LoadsAWideText() {
+    return LoadsText(true);
 }
 
 #if !defined(_WIN32)
@@ -300,6 +326,8 @@ TOperation const fsOperations[] = {
     // A library is looked for at several places.
     {"LoadsALibrary", LoadsALibrary, {"access", "dlopen", "readlink", "stat"}},
     {"LoadsAText", LoadsAText, {"dlopen", "stat"}},
+    {"LoadsAWideText", LoadsAWideText, {"dlopen", "stat"}},
+    {"FindsALibraryOfTexts", FindsALibraryOfTexts, {"dlopen", "stat"}},
 };
 #else
 TOperation const fsOperations[] = {
@@ -330,6 +358,8 @@ TOperation const fsOperations[] = {
     // If the mode is not set, the system may open a dialogue box, and the library is loaded nevertheless.
     {"LoadsALibrary", LoadsALibrary, {"SetThreadErrorMode"}},
     {"LoadsAText", LoadsAText, {"SetThreadErrorMode"}},
+    {"LoadsAWideText", LoadsAWideText, {"SetThreadErrorMode"}},
+    {"FindsALibraryOfTexts", FindsALibraryOfTexts, {"SetThreadErrorMode"}},
 };
 #endif
 

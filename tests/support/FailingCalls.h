@@ -5,6 +5,8 @@
 // the C library, and these are called instead. failing_calls_win32.cpp replaces the functions that the library's DLL
 // imports, and those that it finds by GetProcAddress(). failing_calls.cpp counts the calls.
 
+#include <cstddef>
+
 namespace calls {
 
 // Says in which way a call fails.
@@ -67,6 +69,10 @@ char const *LastFailed() noexcept;
 
 // Returns the error number that this call has told, or 0.
 int LastError() noexcept;
+
+// Returns the name of the function whose call has failed as the one with this number since FailFrom() or FailOnly(), or
+// null if fewer have failed. The first number is 0.
+char const *FailedAt(std::size_t number) noexcept;
 
 // Returns how many calls of this function have failed since FailFrom() or FailOnly().
 long Failed(char const *name) noexcept;

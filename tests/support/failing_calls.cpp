@@ -103,10 +103,14 @@ int calls::LastError() noexcept {
     return fsError;
 }
 
+char const *calls::FailedAt(std::size_t number) noexcept {
+    return number < std::size(fsFailures) && number < fsFailureCount ? fsFailures[number].load() : nullptr;
+}
+
 long calls::Failed(char const *name) noexcept {
     long count = 0;
-    for (std::size_t i = 0; i < std::size(fsFailures) && i < fsFailureCount; ++i)
-        count += strcmp(fsFailures[i], name) == 0;
+    for (std::size_t i = 0; char const *const failed = FailedAt(i); ++i)
+        count += strcmp(failed, name) == 0;
     return count;
 }
 

@@ -308,7 +308,6 @@ void *dlsym(void *library, char const *name) noexcept {
 
 TUZUTIL_FAILING(int, unlinkat, (int folder, char const *path, int flags), (folder, path, flags), EIO, -1)
 TUZUTIL_FAILING(int, dlinfo, (void *library, int request, void *result), (library, request, result), EINVAL, -1)
-TUZUTIL_FAILING(int, dladdr, (void const *address, Dl_info *found), (address, found), ENOENT, 0)
 TUZUTIL_FAILING_NUMBER(pthread_mutexattr_setrobust, (pthread_mutexattr_t * attributes, int robust),
                        (attributes, robust), ENOTSUP)
 TUZUTIL_FAILING_NUMBER(pthread_mutexattr_setpshared, (pthread_mutexattr_t * attributes, int shared),

@@ -169,7 +169,6 @@ TUZUTIL_FAILING_GIFT(HANDLE, OpenFileMappingA, (DWORD access, BOOL isInherited, 
                      (access, isInherited, name), ERROR_ACCESS_DENIED, nullptr, fsHandles)
 TUZUTIL_FAILING_GIFT(HANDLE, OpenMutexA, (DWORD access, BOOL isInherited, char const *name),
                      (access, isInherited, name), ERROR_ACCESS_DENIED, nullptr, fsHandles)
-TUZUTIL_FAILING(BOOL, ResetEvent, (HANDLE event), (event), ERROR_INVALID_HANDLE, FALSE)
 TUZUTIL_FAILING(BOOL, GetFileSizeEx, (HANDLE file, PLARGE_INTEGER size), (file, size), ERROR_NOT_ENOUGH_MEMORY, FALSE)
 TUZUTIL_FAILING(BOOL, SetFilePointerEx, (HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD from),
                 (file, distance, position, from), ERROR_SEEK, FALSE)
@@ -376,7 +375,6 @@ TRow const fsOfLibrary[] = {
     TUZUTIL_ROW(OpenFileMappingA),
     TUZUTIL_ROW(OpenMutexA),
     TUZUTIL_ROW(OpenThread),
-    TUZUTIL_ROW(ResetEvent),
     TUZUTIL_ROW(SetEvent),
     TUZUTIL_ROW(SetFilePointerEx),
     TUZUTIL_ROW(SetThreadErrorMode),
