@@ -1,8 +1,7 @@
 // Runs whole sessions of the example that delivers mail. The first byte says how many bytes the session receives at
-// once, the others are what the client sends. A reference machine reads the same bytes together with the replies, and
-// knows how many replies each command has, and which messages are delivered.
+// once, the others are what the client sends. A reference machine reads the same bytes, and knows the code of each
+// reply and which messages are delivered.
 
-#include "Address.h"
 #include "Session.h"
 
 #include "bounds.h"
@@ -75,7 +74,7 @@ private:
     std::vector<short> fCodes;
 };
 
-using TDelivered = std::vector<std::pair<std::string, std::string>>; // mailboxes and messages
+using TDelivered = std::vector<std::pair<std::string, std::string>>; // mailboxes and files
 
 // There are the mailboxes "anna", "ben" and "full". The last one takes no messages. Nobody knows whether there is a
 // mailbox "sick".
@@ -92,16 +91,62 @@ public:
         message.seekg(0);
         std::ostringstream content;
         message.rdbuf()->WriteTo(content);
-        Require(head.starts_with("Return-Path: <") && head.find("\r\n") == head.size() - 2);
         if (name != "full")
-            delivered.emplace_back(name, content.str());
+            delivered.emplace_back(name, head + content.str());
         return name != "full";
     }
 
     TDelivered delivered;
 };
 
-// The reference machine.
+// Removes the blanks in front of the text, and the word after them. Returns the word.
+std::string_view Word(std::string_view &text) {
+    while (text.starts_with(' '))
+        text.remove_prefix(1);
+    std::size_t size = 0;
+    while (size < text.size() && text[size] != ' ')
+        ++size;
+    std::string_view const word = text.substr(0, size);
+    text.remove_prefix(size);
+    return word;
+}
+
+std::string Lower(std::string_view text) {
+    std::string lower(text);
+    for (char &c : lower)
+        c = static_cast<char>(c >= 'A' && c <= 'Z' ? c | 0x20 : c);
+    return lower;
+}
+
+// Removes the keyword and the path after it, and stores the address without a route. Returns false if there is no path.
+bool Path(std::string_view &text, std::string_view keyword, std::string &address) {
+    if (Lower(text).compare(0, keyword.size(), keyword) != 0)
+        return false;
+    text.remove_prefix(keyword.size());
+    while (text.starts_with(' '))
+        text.remove_prefix(1);
+    if (!text.starts_with('<'))
+        return false;
+    bool isQuoted = false;
+    bool isEscaped = false;
+    std::size_t size = 1; // of the path
+    for (; size < text.size() && (text[size] != '>' || isQuoted); ++size) {
+        bool const isPrintable = text[size] >= 0x20 && text[size] <= 0x7E;
+        if (!isPrintable)
+            return false;
+        isQuoted ^= text[size] == '"' && !isEscaped;
+        isEscaped = text[size] == '\\' && isQuoted && !isEscaped;
+    }
+    if (size == text.size() || size > 255) // with the brackets, a path has up to 256 bytes
+        return false;
+    address = text.substr(1, size - 1);
+    text.remove_prefix(size + 1);
+    std::size_t const route = address.starts_with('@') ? address.find(':') : address.npos;
+    address.erase(0, route == address.npos ? 0 : route + 1);
+    return text.empty() || text.front() == ' ';
+}
+
+// The reference machine. It shares no code with the session, and foretells the code of each reply.
 class TMachine {
 public:
     TMachine(std::string_view input, std::vector<short> const &codes) : fInput(input), fCodes(codes) {}
@@ -109,35 +154,15 @@ public:
     TDelivered Run() {
         Require(Reply() == 220);
         int errors = 0;
-        std::vector<std::string> recipients;
         for (std::size_t end; errors < 20 && (end = fInput.find('\n')) != std::string_view::npos;) {
             std::string_view const line = fInput.substr(0, end);
             fInput.remove_prefix(end + 1);
-            std::string_view rest = line.substr(0, line.size() - (line.ends_with('\r') ? 1 : 0));
-            int const code = Reply();
+            int const code = Obey(line);
+            Require(Reply() == code);
             // Only wrong commands count. If a recipient or a message is refused, this is no error of the client.
             errors += code == 500 || code == 501 || code == 503 || code == 555;
-            // Only a line that ends with CR LF, has no other CR and is not too long may be obeyed.
-            Require(code >= 400 || (line.find('\r') == line.size() - 1 && line.size() <= 1025));
-            std::string_view const verb = lmtpd::TakeWord(rest);
-            std::string recipient;
-            if (code == 221)
+            if (code == 221 || (code == 354 && !Body()))
                 return CheckEnd();
-            if (code == 354) {
-                Require(lmtpd::IsSame(verb, "DATA") && !recipients.empty());
-                if (!Body(recipients))
-                    return CheckEnd();
-            }
-            if ((code == 250 || code == 451 || code == 550) && lmtpd::IsSame(verb, "RCPT")) {
-                Require(lmtpd::TakePath(rest, "TO:", recipient));
-                std::string const name = lmtpd::MailboxName(recipient);
-                Require((code == 451) == (name == "sick"));
-                if (code == 250)
-                    recipients.push_back(name);
-            }
-            bool const forgets = lmtpd::IsSame(verb, "RSET") || lmtpd::IsSame(verb, "LHLO");
-            if (code == 354 || (code == 250 && forgets))
-                recipients.clear();
         }
         if (errors == 20)
             Require(Reply() == 421);
@@ -151,8 +176,79 @@ private:
         return fCodes[fNext++];
     }
 
+    // Returns the code of the reply to a line. Only a line that ends with CR LF, has no other CR and is not too long is
+    // a command. The line is given without LF.
+    int Obey(std::string_view line) {
+        if (!line.ends_with('\r') || line.find('\r') != line.size() - 1 || line.size() > 1025)
+            return 500;
+        line.remove_suffix(1);
+        std::string const verb = Lower(Word(line));
+        while (line.starts_with(' '))
+            line.remove_prefix(1);
+        if (verb == "quit")
+            return 221;
+        if (verb == "noop" || verb == "vrfy")
+            return verb == "noop" ? 250 : 252;
+        if (verb == "rset" || (verb == "lhlo" && !line.empty())) {
+            fIsGreeted = fIsGreeted || verb == "lhlo";
+            fHasSender = false;
+            fRecipients.clear();
+            return 250;
+        }
+        if (verb == "lhlo")
+            return 501;
+        if (verb != "mail" && verb != "rcpt" && verb != "data")
+            return 500;
+        if (!fIsGreeted)
+            return 503;
+        return verb == "mail" ? Mail(line) : verb == "rcpt" ? Rcpt(line) : Data(line);
+    }
+
+    int Mail(std::string_view rest) {
+        std::string sender;
+        if (fHasSender)
+            return 503;
+        if (!Path(rest, "from:", sender))
+            return 501;
+        for (std::string word = Lower(Word(rest)); !word.empty(); word = Lower(Word(rest))) {
+            if (word == "body=7bit" || word == "body=8bitmime")
+                continue;
+            if (!word.starts_with("size="))
+                return 555;
+            if (word.size() == 5 || word.find_first_not_of("0123456789", 5) != word.npos)
+                return 501;
+            word.erase(0, std::min(word.find_first_not_of('0', 5), word.size()));
+            if (word.size() > 3 || (word.size() == 3 && word > "500"))
+                return 552;
+        }
+        fHasSender = true;
+        fSender = sender;
+        return 250;
+    }
+
+    int Rcpt(std::string_view rest) {
+        std::string recipient;
+        if (!fHasSender)
+            return 503;
+        if (!Path(rest, "to:", recipient))
+            return 501;
+        if (!Word(rest).empty())
+            return 555;
+        if (fRecipients.size() == 100)
+            return 452;
+        std::string const name = Lower(recipient.substr(0, recipient.rfind('@')));
+        if (name == "sick")
+            return 451;
+        if (name != "anna" && name != "ben" && name != "full")
+            return 550;
+        fRecipients.push_back(name);
+        return 250;
+    }
+
+    int Data(std::string_view rest) const { return !rest.empty() ? 501 : fRecipients.empty() ? 503 : 354; }
+
     // Takes a message, and one reply for each recipient. Returns false if the message has no end.
-    bool Body(std::vector<std::string> const &recipients) {
+    bool Body() {
         std::string body;
         for (;;) {
             std::size_t const end = fInput.find("\r\n");
@@ -171,12 +267,14 @@ private:
             isClean = isClean && (body[i] != '\r' || body[i + 1] == '\n');
         }
         std::map<std::string, int> codes;
-        for (std::string const &name : recipients) {
+        for (std::string const &name : fRecipients) {
             int const expected = !isClean ? 554 : body.size() > fsLargest ? 552 : name == "full" ? 451 : 250;
             Require(Reply() == expected);
             if (expected == 250 && codes[name]++ == 0)
-                fDelivered.emplace_back(name, body);
+                fDelivered.emplace_back(name, "Return-Path: <" + fSender + ">\r\n" + body);
         }
+        fHasSender = false;
+        fRecipients.clear();
         return true;
     }
 
@@ -188,6 +286,10 @@ private:
     std::string_view fInput;
     std::vector<short> const &fCodes;
     std::size_t fNext = 0; // the first code that was not taken
+    bool fIsGreeted = false;
+    bool fHasSender = false;
+    std::string fSender;
+    std::vector<std::string> fRecipients;
     TDelivered fDelivered;
 };
 
