@@ -77,9 +77,10 @@ public:
     ~TTempStreamBuf() override;
 
     // Copies the content to `to`, and returns the number of bytes copied. As long as the content is in memory, copies
-    // it from its beginning. After the move to the file, copies it from the present position on. If reading from the
-    // file fails, sets the fail bit of `to`. If the waiting bytes cannot be written to the file, or if `to` uses this
-    // buffer, copies nothing, sets the fail bit of `to` and returns 0.
+    // it from its beginning. After the move to the file, copies it from the present position on, and returns to this
+    // position. If the file cannot be read, or the position cannot be restored, sets the fail bit of `to`. If the
+    // waiting bytes cannot be written to the file, or if `to` uses this buffer, copies nothing, sets the fail bit of
+    // `to` and returns 0.
     unsigned long WriteTo(std::ostream &to) override;
 
 protected:

@@ -196,18 +196,27 @@ unsigned long TTempStreamBuf::WriteTo(std::ostream &to) {
         to.setstate(std::ios_base::failbit);
         return 0;
     }
-    // The destructor restores the position of the file, even if `to` throws.
+    // The position of the file is restored even if `to` throws.
     struct TReturn {
-        ~TReturn() { file.Seek(position, platform::TFileOrigin::start); }
+        ~TReturn() {
+            if (!isDone)
+                GoBack();
+        }
+        bool GoBack() {
+            isDone = true;
+            return file.Seek(position, platform::TFileOrigin::start) >= 0;
+        }
         TFile const &file;
-        std::int64_t position;
-    } const back{*fFile, position};
+        std::int64_t const position;
+        bool isDone = false;
+    } back{*fFile, position};
     char *const buffer = fFileBuffer.get(); // the whole buffer can be used, because both areas are empty
     std::uint64_t total = 0;
     std::ptrdiff_t count;
     while ((count = fFile->Read(buffer, FileBufferSize())) > 0 && to.write(buffer, count))
         total += static_cast<std::uint64_t>(count);
-    if (count < 0)
+    bool const isBack = back.GoBack();
+    if (count < 0 || !isBack)
         to.setstate(std::ios_base::failbit);
     return Told(total);
 }

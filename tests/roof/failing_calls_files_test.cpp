@@ -317,8 +317,7 @@ TOperation const fsOperations[] = {
     {"FindsTheProgram", FindsTheProgram, {"stat"}},
     // A failure to read is harmless only at the end of the file.
     {"MovesToATemporaryFile", MovesToATemporaryFile, {"close", "fclose", "read"}, true, true},
-    // WriteTo() does not tell whether it could restore the position.
-    {"CopiesATemporaryFile", CopiesATemporaryFile, {"close", "fclose", "lseek"}, true, true},
+    {"CopiesATemporaryFile", CopiesATemporaryFile, {"close", "fclose"}, true, true},
     // The end of a directory is told by readdir() too.
     {"ListsADirectory", ListsADirectory, {"closedir", "readdir"}, true},
     {"ListsNativeEntries", ListsNativeEntries, {"closedir"}, true, false, false},
@@ -349,8 +348,7 @@ TOperation const fsOperations[] = {
      true},
     // A failure to read is harmless only at the end of the file.
     {"MovesToATemporaryFile", MovesToATemporaryFile, {"CloseHandle", "ReadFile"}, false, true},
-    // WriteTo() does not tell whether it could restore the position.
-    {"CopiesATemporaryFile", CopiesATemporaryFile, {"CloseHandle", "SetFilePointerEx"}, false, true},
+    {"CopiesATemporaryFile", CopiesATemporaryFile, {"CloseHandle"}, false, true},
     // The end of a directory is told by _findnext64() too.
     {"ListsADirectory", ListsADirectory, {"_findclose", "_findnext64"}},
     {"ListsNativeEntries", ListsNativeEntries},
