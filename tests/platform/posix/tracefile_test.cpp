@@ -10,12 +10,16 @@
 #include <atomic>
 #include <csignal>
 #include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <sys/file.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -272,6 +276,45 @@ TEST(TTraceSharedFile, WhatMayOnlyBeWrittenIsWritten) {
     EXPECT_EQ(status, 0);
     ::chmod(folder.Native("trace.log").c_str(), 0666);
     EXPECT_TRUE(Content(folder.Native("trace.log")).ends_with(" E [f:1] text\n"));
+}
+
+// The last byte cannot be read, so the line before counts as complete: not each record comes after an empty line.
+TEST(TTraceSharedFile, WhatMayOnlyBeWrittenGetsNoEmptyLines) {
+    TTempFolder const folder;
+    folder.AddFile("trace.log");
+    ::chmod(folder.Native("trace.log").c_str(), 0222);
+    int status = -1;
+    std::fflush(nullptr);         // so that the child does not write the same again when it exits
+    pid_t const child = ::fork(); // for whom the permissions count
+    if (child == 0) {
+        ::chmod(folder.Native("").c_str(), 0777);
+        if (::getuid() == 0 && ::setuid(65534) != 0)
+            ::_exit(2);
+        ::prctl(PR_SET_DUMPABLE, 1); // the leak sanitizer looks into the process at its end
+        {
+            TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+            Entry("one");
+            std::ofstream(folder.Native("trace.log"), std::ios::app) << "of another process\n";
+            Entry("two");
+        }
+        std::exit(0);
+    }
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    ::chmod(folder.Native("trace.log").c_str(), 0666);
+    std::string const content = Content(folder.Native("trace.log"));
+    EXPECT_TRUE(std::regex_match(content, std::regex(".* one\nof another process\n.* two\n"))) << content;
+}
+
+TEST(TTraceSharedFile, ThatSomebodyHasEmptiedBeginsWithTheNextRecord) {
+    TTempFolder const folder;
+    std::filesystem::path const path = folder.Native("trace.log");
+    TTraceSharedFile const trace(folder.Name("trace.log").c_str());
+    Entry("one");
+    std::ofstream(path, std::ios::app) << "cut";
+    std::filesystem::resize_file(path, 0);
+    Entry("two");
+    EXPECT_TRUE(std::regex_match(Content(path), std::regex(".* two\n"))) << Content(path);
 }
 
 TEST(TraceFile, ADeviceThatTakesNothingIsNoError) {
