@@ -11,7 +11,6 @@
 
 #include "bounds.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -57,21 +56,13 @@ static std::string Repeated(std::string const &input, std::size_t size) {
 }
 
 // Eight times the size may take eight times as long. If the time grew with the square of the size, it would take 64
-// times as long. What else the machine does can only add to the time, for example what an emulator does when it first
-// sees the code. So if a time is too long, the least of three tries counts. On Windows, clock() does not tell the time
-// of the processor, so only the bounds of bounds.cpp hold.
+// times as long. On Windows, clock() does not tell the time of the processor, so only the bounds of bounds.cpp hold.
 static bool GrowsLinearly(std::string const &input) {
-    std::string const shorter = Repeated(input, fsBounds.large / 8);
-    std::string const longer = Repeated(input, fsBounds.large);
-    double small = Run(shorter);
-    double large = Run(longer);
+    double const small = Run(Repeated(input, fsBounds.large / 8));
+    double const large = Run(Repeated(input, fsBounds.large));
 #if defined(_WIN32)
     return small >= 0 && large >= 0;
 #else
-    for (int tries = 1; tries < 3 && large > 24 * small + 0.2; ++tries) {
-        small = std::min(small, Run(shorter));
-        large = std::min(large, Run(longer));
-    }
     if (large <= 24 * small + 0.2)
         return true;
     std::cout << "a repeated input takes " << small << " s, and " << large << " s if it is eight times as long\n";

@@ -18,7 +18,7 @@ namespace support {
 inline std::vector<std::string_view> LinePieces(std::string_view text, std::size_t limit) {
     std::vector<std::string_view> pieces;
     while (!text.empty()) {
-        std::size_t size = std::min({text.find('\n'), limit, text.size()});
+        std::size_t size = std::min({text.substr(0, limit).find('\n'), limit, text.size()});
         if (size < text.size() && text[size] == '\n')
             ++size;
         pieces.push_back(text.substr(0, size));
